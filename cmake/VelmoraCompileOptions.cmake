@@ -1,0 +1,25 @@
+# Warnings, sanitizers and coverage, in one place for every target of the tree.
+
+# What every target is compiled with.
+add_library(velmora-options INTERFACE)
+target_compile_options(velmora-options INTERFACE
+  -Wall -Wextra -Wpedantic -Wshadow
+  # Log lines and assertions name a source file relative to the project, wherever it was built.
+  "-fmacro-prefix-map=${PROJECT_SOURCE_DIR}/=")
+if(VELMORA_WERROR)
+  target_compile_options(velmora-options INTERFACE -Werror)
+endif()
+if(VELMORA_SANITIZERS)
+  target_compile_options(velmora-options INTERFACE
+    -fsanitize=${VELMORA_SANITIZERS} -fno-omit-frame-pointer -fno-sanitize-recover=all)
+  target_link_options(velmora-options INTERFACE -fsanitize=${VELMORA_SANITIZERS})
+endif()
+
+# What the library's own sources are compiled with on top of that.
+add_library(velmora-library-options INTERFACE)
+target_link_libraries(velmora-library-options INTERFACE velmora-options)
+target_compile_options(velmora-library-options INTERFACE -Wconversion)
+if(VELMORA_COVERAGE)
+  target_compile_options(velmora-library-options INTERFACE --coverage -fprofile-update=atomic)
+  target_link_options(velmora-library-options INTERFACE --coverage)
+endif()
