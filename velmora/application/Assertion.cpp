@@ -1,0 +1,134 @@
+#include "velmora/application/Assertion.h"
+
+#include "velmora/application/AssertionSeam.h"
+#include "velmora/application/Debug.h"
+#include "velmora/logging/LibraryLoggers.h"
+
+#include <atomic>
+#include <sstream>
+#include <string>
+
+VELMORA_LIBRARY_FILE_SCOPE_LOGGER(Assertion)
+
+namespace Velmora
+{
+
+namespace
+{
+
+std::atomic<AssertionSeam::UnitTestRecord*> s_pUnitTestRecord{nullptr};
+std::atomic<AssertionSeam::BoolParameters*> s_pBoolParameters{nullptr};
+
+/// True while this thread asks the unit test record or the configuration on behalf of an
+/// assertion, so that an assertion that these raise themselves does not ask them again.
+thread_local bool s_bAskingSeam = false;
+
+class AskingSeamScope
+{
+  public:
+    AskingSeamScope() { s_bAskingSeam = true; }
+    ~AskingSeamScope() { s_bAskingSeam = false; }
+    AskingSeamScope(const AskingSeamScope&) = delete;
+    AskingSeamScope& operator=(const AskingSeamScope&) = delete;
+};
+
+std::string shortMessage(const char* in_szExpression)
+{
+    return std::string("Assertion failed (") + in_szExpression + ")";
+}
+
+std::string longMessage(const char* in_szExpression, const char* in_szFile, int in_iLine)
+{
+    std::ostringstream text;
+    text << shortMessage(in_szExpression);
+    if (in_szFile != nullptr)
+        text << " file=" << in_szFile;
+    if (in_iLine >= 0)
+        text << " line=" << in_iLine;
+    return text.str();
+}
+
+void tellUnitTest(const char* in_szExpression, const char* in_szFile, int in_iLine)
+{
+    AssertionSeam::UnitTestRecord* const pRecord = AssertionSeam::getUnitTestRecord();
+    if (pRecord != nullptr && pRecord->isRunning())
+        pRecord->recordFailedCheck(shortMessage(in_szExpression), in_szFile, in_iLine);
+}
+
+bool isAbortAskedFor()
+{
+    AssertionSeam::BoolParameters* const pParameters = AssertionSeam::getBoolParameters();
+    bool bAbort = false;
+    return pParameters != nullptr &&
+           pParameters->getBoolParameter(s_szINFRA_ABORTONASSERT_PARAM, bAbort) && bAbort;
+}
+
+void logFailure(const Logger* in_pLogger, LogLevel in_level, const std::string& in_strText,
+                const char* in_szFile, int in_iLine)
+{
+    if (in_pLogger == nullptr)
+        in_pLogger = liveFileScopeLogger();
+    if (in_pLogger != nullptr)
+        in_pLogger->log(static_cast<int>(in_level), in_strText, in_szFile, in_iLine);
+    else
+        // The exit list has deleted the file's logger; its name still leads to the appenders.
+        Logger(fileScopeLoggerName()).log(static_cast<int>(in_level), in_strText, in_szFile, in_iLine);
+}
+
+} // namespace
+
+AssertionSeam::UnitTestRecord::~UnitTestRecord() = default;
+
+AssertionSeam::BoolParameters::~BoolParameters() = default;
+
+void AssertionSeam::setUnitTestRecord(UnitTestRecord* in_pRecord)
+{
+    s_pUnitTestRecord.store(in_pRecord, std::memory_order_release);
+}
+
+AssertionSeam::UnitTestRecord* AssertionSeam::getUnitTestRecord()
+{
+    return s_pUnitTestRecord.load(std::memory_order_acquire);
+}
+
+void AssertionSeam::setBoolParameters(BoolParameters* in_pParameters)
+{
+    s_pBoolParameters.store(in_pParameters, std::memory_order_release);
+}
+
+AssertionSeam::BoolParameters* AssertionSeam::getBoolParameters()
+{
+    return s_pBoolParameters.load(std::memory_order_acquire);
+}
+
+void Assertion::assert_i(bool in_bCondition, const char* in_szExpression, const Logger* in_pLogger,
+                         const char* in_szFile, int in_iLine)
+{
+    if (in_bCondition)
+        return;
+
+    const std::string text = longMessage(in_szExpression, in_szFile, in_iLine);
+    bool bAbort = false;
+
+    // The test record comes first, so that a test run counts the failure even if the process then
+    // aborts; the parameter comes before the line, since it decides the line's level.
+    if (!s_bAskingSeam && !AceCleanupLogger::hasExitListDeletedLoggers())
+    {
+        const AskingSeamScope asking;
+        tellUnitTest(in_szExpression, in_szFile, in_iLine);
+        bAbort = isAbortAskedFor();
+    }
+
+    logFailure(in_pLogger, bAbort ? FATAL_LOG_LEVEL : ERROR_LOG_LEVEL, text, in_szFile, in_iLine);
+    if (bAbort)
+        Velmora::abort();
+}
+
+bool Assertion::setAbortOnAssert(bool in_bAbort)
+{
+    AssertionSeam::BoolParameters* const pParameters = AssertionSeam::getBoolParameters();
+    return pParameters != nullptr &&
+           pParameters->setBoolParameter(s_szINFRA_ABORTONASSERT_PARAM, in_bAbort);
+}
+
+} // namespace Velmora

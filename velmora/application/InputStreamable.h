@@ -1,0 +1,28 @@
+#pragma once
+
+#include "velmora/application/Object.h"
+
+#include <iosfwd>
+
+namespace Velmora
+{
+
+/// An object that can be read from its text form.
+///
+/// Thread-safety: as the derived class says.
+class VELMORA_API InputStreamable : public virtual Object
+{
+  public:
+    InputStreamable() = default;
+    InputStreamable(const InputStreamable&) = default;
+    InputStreamable& operator=(const InputStreamable&) = default;
+    ~InputStreamable() override;
+
+    /// Reads the text form and returns the stream.
+    virtual std::istream& read(std::istream& in_stream) = 0;
+};
+
+/// Calls `read` and returns what it returned.
+VELMORA_API std::istream& operator>>(std::istream& in_stream, InputStreamable& out_object);
+
+} // namespace Velmora

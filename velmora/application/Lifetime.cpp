@@ -1,0 +1,99 @@
+#include "velmora/application/Lifetime.h"
+
+#include "velmora/logging/ACEBackend.h"
+#include "velmora/logging/LibraryLoggers.h"
+#include "velmora/logging/Log4cplusAccess.h"
+#include "velmora/memory/StaticAccountMemAllocator.h"
+#include "velmora/memory/StaticMemAllocator.h"
+#include "velmora/memory/ThreadCache.h"
+
+#include <ace/Object_Manager.h>
+#include <log4cplus/hierarchylocker.h>
+
+#include <pthread.h>
+
+namespace Velmora
+{
+
+namespace
+{
+
+/// Closes the ACE object manager when the library's static destructors run, unless somebody has done
+/// so before. ACE itself would run the exit list in its own static destructor, which is after that
+/// of log4cplus for one order of linking, and never when another thread than the main one exits.
+class ExitListCloser
+{
+  public:
+    ~ExitListCloser()
+    {
+        s_bHasRun = true;
+        if (ACE_Object_Manager::shutting_down() == 0)
+            ACE_Object_Manager::instance()->fini();
+    }
+
+    static inline bool s_bHasRun = false;
+};
+
+/// Lets a child of `fork` log, allocate and exit although threads that did so in the parent do not
+/// exist in it: the forking thread holds all locks of logging and allocation over the fork.
+class ForkHandlers
+{
+  public:
+    static void install() { pthread_atfork(&prepare, &parent, &child); }
+
+  private:
+    static void prepare()
+    {
+        // Appenders may allocate, so logging is locked first.
+        if (!ExitListCloser::s_bHasRun)
+            s_pLocker = new log4cplus::HierarchyLocker(log4cplus::Logger::getDefaultHierarchy());
+        ThreadCaches::lockAllBeforeFork();
+    }
+
+    static void parent()
+    {
+        ThreadCaches::unlockAllAfterFork();
+        delete s_pLocker;
+        s_pLocker = nullptr;
+    }
+
+    static void child()
+    {
+        ThreadCaches::unlockAllAfterFork();
+        if (s_pLocker != nullptr)
+            Log4cplusAccess::renewHierarchyAfterFork(log4cplus::Logger::getDefaultHierarchy());
+        s_pLocker = nullptr;
+    }
+
+    static inline log4cplus::HierarchyLocker* s_pLocker = nullptr;
+};
+
+void bringUpFileScopeLoggers()
+{
+#define VELMORA_BRING_UP(source, name) LibraryLoggers::source();
+    VELMORA_LIBRARY_LOGGERS(VELMORA_BRING_UP)
+#undef VELMORA_BRING_UP
+}
+
+bool bringUpInOrder()
+{
+    getACEBackend();
+    Logger::sGetConfigMutex();
+    bringUpFileScopeLoggers();
+    StaticMemAllocator::initializeClass();
+    StaticAccountMemAllocator::initializeClass();
+    ForkHandlers::install();
+    // Last, so that its destructor runs before those of the statics made above.
+    static const ExitListCloser s_closer;
+    return true;
+}
+
+} // namespace
+
+void bringUpLibrary()
+{
+    static const bool s_bUp = bringUpInOrder();
+    static_cast<void>(s_bUp);
+}
+
+} // namespace Velmora

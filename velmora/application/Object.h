@@ -1,0 +1,21 @@
+#pragma once
+
+#include "velmora/Export.h"
+
+namespace Velmora
+{
+
+/// The root of the object model. Every class of the library that has virtual functions reaches
+/// it as a virtual base, so that a class may combine several interfaces and still have one root.
+///
+/// Thread-safety: none needed; it has no state.
+class VELMORA_API Object
+{
+  public:
+    Object() = default;
+    Object(const Object&) = default;
+    Object& operator=(const Object&) = default;
+    virtual ~Object();
+};
+
+} // namespace Velmora

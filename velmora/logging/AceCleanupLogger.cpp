@@ -1,0 +1,103 @@
+#include "velmora/logging/AceCleanupLogger.h"
+
+#include <ace/Object_Manager.h>
+
+#include <mutex>
+#include <unordered_set>
+
+namespace Velmora
+{
+
+namespace
+{
+
+/// Logs how such a logger comes and goes, on a logger of log4cplus itself, so that the line cannot
+/// lead back here.
+void logLife(const char* in_szEvent, const log4cplus::tstring& in_strName)
+{
+    const Logger logger("keswardin.infra.Logger");
+    if (logger.isEnabledFor(TRACE_LOG_LEVEL))
+        logger.log4cplus::Logger::forcedLog(log4cplus::TRACE_LOG_LEVEL, in_szEvent + in_strName,
+                                            __FILE__, __LINE__);
+}
+
+/// The file-scope loggers that the exit list has not deleted yet. Never destroyed, since it is asked
+/// after static destructors have run.
+class LivingLoggers
+{
+  public:
+    static LivingLoggers& getInstance()
+    {
+        static LivingLoggers* const s_pLivingLoggers = new LivingLoggers;
+        return *s_pLivingLoggers;
+    }
+
+    void add(const void* in_pLogger)
+    {
+        const std::lock_guard<std::mutex> guard(m_mutex);
+        m_loggers.insert(in_pLogger);
+    }
+
+    void remove(const void* in_pLogger)
+    {
+        const std::lock_guard<std::mutex> guard(m_mutex);
+        m_loggers.erase(in_pLogger);
+    }
+
+    bool contains(const void* in_pLogger)
+    {
+        const std::lock_guard<std::mutex> guard(m_mutex);
+        return m_loggers.count(in_pLogger) != 0;
+    }
+
+  private:
+    std::mutex m_mutex;
+    std::unordered_set<const void*> m_loggers;
+};
+
+} // namespace
+
+std::atomic<bool> AceCleanupLogger::s_bHasDeleted{false};
+
+AceCleanupLogger::AceCleanupLogger(const char* in_szName) : Logger(in_szName)
+{
+    LivingLoggers::getInstance().add(this);
+    logLife("AceCleanupLogger::AceCleanupLogger name = ", in_szName);
+    ACE_Object_Manager::at_exit(this, &AceCleanupLogger::cleanupFunc, nullptr, in_szName);
+}
+
+AceCleanupLogger::~AceCleanupLogger()
+{
+    logLife("AceCleanupLogger::~AceCleanupLogger name = ", getName());
+    s_bHasDeleted.store(true, std::memory_order_relaxed);
+    LivingLoggers::getInstance().remove(this);
+}
+
+void AceCleanupLogger::cleanupFunc(void* in_pObject, void*)
+{
+    delete static_cast<AceCleanupLogger*>(in_pObject);
+}
+
+bool AceCleanupLogger::isAmongLiving(const AceCleanupLogger* in_pLogger)
+{
+    return LivingLoggers::getInstance().contains(in_pLogger);
+}
+
+AceCleanupCachedLLLogger::AceCleanupCachedLLLogger(const char* in_szName)
+    : CachedLLLogger(std::string(in_szName))
+{
+    logLife("AceCleanupCachedLLLogger::AceCleanupCachedLLLogger name = ", in_szName);
+    ACE_Object_Manager::at_exit(this, &AceCleanupCachedLLLogger::cleanupFunc, nullptr, in_szName);
+}
+
+AceCleanupCachedLLLogger::~AceCleanupCachedLLLogger()
+{
+    logLife("AceCleanupCachedLLLogger::~AceCleanupCachedLLLogger name = ", getName());
+}
+
+void AceCleanupCachedLLLogger::cleanupFunc(void* in_pObject, void*)
+{
+    delete static_cast<AceCleanupCachedLLLogger*>(in_pObject);
+}
+
+} // namespace Velmora

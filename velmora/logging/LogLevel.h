@@ -1,0 +1,28 @@
+#pragma once
+
+#include "velmora/Export.h"
+
+namespace Velmora
+{
+
+/// How severe a log line is; the numbers are those of log4cplus. A logger passes the lines whose
+/// level is not below its own. Values between the named ones are legal.
+enum LogLevel : int
+{
+    FATAL_LOG_LEVEL = 50000,
+    ERROR_LOG_LEVEL = 40000,
+    WARN_LOG_LEVEL = 30000,
+    INFO_LOG_LEVEL = 20000,
+    DEBUG_LOG_LEVEL = 10000,
+    TRACE_LOG_LEVEL = 0,
+    /// The absence of a level.
+    NOT_SET_LOG_LEVEL = -1
+};
+
+/// The level with the given name, such as "WARN_LOG_LEVEL", without regard to case. Any other text
+/// gives `NOT_SET_LOG_LEVEL`; so do a null pointer and the names of log4cplus's levels for
+/// "everything" and "nothing".
+/// Thread-safety: may be called on any thread.
+[[nodiscard]] VELMORA_API LogLevel parseLogLevelString(const char* in_szLogLevel);
+
+} // namespace Velmora

@@ -1,0 +1,108 @@
+#pragma once
+
+#include <memory>
+
+namespace Velmora
+{
+
+/// Objects of one thread that are used again and again. A thread takes as many at a time as it
+/// needs (a log line inside a log line takes a second one) and gives them back.
+///
+/// It works at any time in the life of a thread: before the first and after the last of its
+/// thread-local objects, where objects are simply made and deleted.
+///
+/// `T` has a default constructor and a member `T* m_pNextInPool`.
+///
+/// Thread-safety: all operations may be called on any thread; an object goes back on the thread
+/// that took it.
+template <class T>
+class PerThreadPool
+{
+  public:
+    /// An object taken for the life of this one.
+    class Lease
+    {
+      public:
+        Lease() : m_pObject(take()) {}
+        ~Lease() { giveBack(m_pObject); }
+        Lease(const Lease&) = delete;
+        Lease& operator=(const Lease&) = delete;
+
+        T& operator*() const { return *m_pObject; }
+        T* operator->() const { return m_pObject; }
+
+      private:
+        T* m_pObject;
+    };
+
+    static T* take()
+    {
+        State& state = s_state;
+        if (T* const pObject = state.pFree; pObject != nullptr) [[likely]]
+        {
+            state.pFree = pObject->m_pNextInPool;
+            return pObject;
+        }
+        return new T;
+    }
+
+    static void giveBack(T* in_pObject)
+    {
+        State& state = s_state;
+        if (state.phase == Phase::living) [[likely]]
+        {
+            in_pObject->m_pNextInPool = state.pFree;
+            state.pFree = in_pObject;
+        }
+        else
+            giveBackOutsideLife(in_pObject);
+    }
+
+  private:
+    enum class Phase : unsigned char
+    {
+        unborn,
+        living,
+        ended
+    };
+
+    /// Has neither constructor nor destructor, so that it is there whenever the thread is.
+    struct State
+    {
+        T* pFree;
+        Phase phase;
+    };
+
+    /// Empties the pool when the thread ends.
+    struct Ender
+    {
+        Ender() { s_state.phase = Phase::living; }
+        ~Ender()
+        {
+            s_state.phase = Phase::ended;
+            while (T* const pObject = s_state.pFree)
+            {
+                s_state.pFree = pObject->m_pNextInPool;
+                delete pObject;
+            }
+        }
+        void touch() const {}
+    };
+
+    [[gnu::noinline]] static void giveBackOutsideLife(T* in_pObject)
+    {
+        if (s_state.phase == Phase::unborn)
+        {
+            static thread_local Ender s_ender;
+            s_ender.touch();
+            giveBack(in_pObject);
+        }
+        else
+            delete in_pObject;
+    }
+
+    [[gnu::tls_model("initial-exec")]] static constinit inline thread_local State s_state{
+        nullptr, Phase::unborn};
+};
+
+} // namespace Velmora

@@ -1,0 +1,62 @@
+#pragma once
+
+#include "velmora/logging/Logger.h"
+
+namespace Velmora
+{
+
+/// Logs "entering " and "exiting " with a name at TRACE around a scope, when the logger traces at
+/// its beginning. A stack object, declared by VELMORA_TRACE_SCOPE.
+///
+/// While the logger has a level of its own that is above TRACE, it costs one comparison at entry and
+/// one test of a bool at exit.
+///
+/// Ownership: keeps pointers to the logger and to the name, which must outlive it.
+/// Thread-safety: belongs to the thread that declares it.
+class VELMORA_API TraceScope
+{
+  public:
+    /// `in_logLevel` is the logger's own level, which spares the walk through the hierarchy, or
+    /// `NOT_SET_LOG_LEVEL`.
+    TraceScope(const Logger& in_logger, const char* in_szName, LogLevel in_logLevel)
+        : m_pLogger(&in_logger), m_szName(in_szName), m_bActive(isActive(in_logger, in_logLevel))
+    {
+        if (m_bActive) [[unlikely]]
+            ctorLog();
+    }
+
+    /// For the logger of a source file: null once that has gone, and the scope is then not active.
+    TraceScope(const Logger* in_pLogger, const char* in_szName)
+        : m_pLogger(in_pLogger), m_szName(in_szName),
+          m_bActive(in_pLogger != nullptr && isActive(*in_pLogger, in_pLogger->getLogLevel()))
+    {
+        if (m_bActive) [[unlikely]]
+            ctorLog();
+    }
+
+    ~TraceScope()
+    {
+        if (m_bActive) [[unlikely]]
+            dtorLog();
+    }
+
+    TraceScope(const TraceScope&) = delete;
+    TraceScope& operator=(const TraceScope&) = delete;
+
+    void ctorLog() const;
+    void dtorLog() const;
+
+  private:
+    static bool isActive(const Logger& in_logger, LogLevel in_logLevel)
+    {
+        if (in_logLevel == NOT_SET_LOG_LEVEL)
+            return in_logger.isEnabledFor(TRACE_LOG_LEVEL) && in_logger.getChainedNumAppender() != 0;
+        return in_logLevel < 1 && in_logger.getChainedNumAppender() != 0;
+    }
+
+    const Logger* m_pLogger;
+    const char* m_szName;
+    bool m_bActive;
+};
+
+} // namespace Velmora
