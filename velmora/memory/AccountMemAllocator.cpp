@@ -1,0 +1,241 @@
+#include "velmora/memory/AccountMemAllocator.h"
+
+#include "velmora/logging/LogMacros.h"
+
+#include <cstring>
+#include <limits>
+#include <string>
+
+namespace Velmora
+{
+
+namespace
+{
+
+struct Header
+{
+    std::size_t uiAccountId;
+    std::size_t uiMagic;
+};
+static_assert(sizeof(Header) == 16);
+
+constexpr std::size_t s_uiReleasedId = std::numeric_limits<std::size_t>::max();
+constexpr std::size_t s_uiReleasedMagic = ~AccountMemAllocator::getMagicToken();
+
+Header* headerOf(void* in_pMemory)
+{
+    return static_cast<Header*>(in_pMemory) - 1;
+}
+
+/// Balances are kept in 32 bits and wrap.
+void addToBalance(MemAccountInfo& out_info, std::size_t in_uiBytes)
+{
+    out_info.iBalance = static_cast<std::int32_t>(static_cast<std::uint32_t>(out_info.iBalance) +
+                                                  static_cast<std::uint32_t>(in_uiBytes));
+}
+
+} // namespace
+
+AccountMemAllocator::String::String(const char* in_szText)
+    : m_szText(new char[std::strlen(in_szText) + 1]), m_uiHash(hashOf(in_szText))
+{
+    std::strcpy(m_szText.get(), in_szText);
+}
+
+std::size_t AccountMemAllocator::String::hashOf(const char* in_szText)
+{
+    std::size_t uiHash = 0;
+    for (; *in_szText != '\0'; ++in_szText)
+        uiHash = 5 * uiHash + static_cast<std::size_t>(static_cast<signed char>(*in_szText));
+    return uiHash;
+}
+
+bool AccountMemAllocator::NameEqual::operator()(const String* in_pFirst,
+                                                const String* in_pSecond) const
+{
+    return (*this)(NameRef{in_pFirst->getText(), in_pFirst->getHash()}, in_pSecond);
+}
+
+bool AccountMemAllocator::NameEqual::operator()(const NameRef& in_first,
+                                                const String* in_pSecond) const
+{
+    return in_first.uiHash == in_pSecond->getHash() &&
+           std::strcmp(in_first.szText, in_pSecond->getText()) == 0;
+}
+
+AccountMemAllocator::AccountMemAllocator(const Logger& in_logger, bool in_bReportLeaks)
+    : MemAllocator<ACE_Thread_Mutex, 32>(in_logger, in_bReportLeaks)
+{
+    closeCaches();
+    openCaches({&AccountMemAllocator::lockAll, &AccountMemAllocator::unlockAll,
+                &AccountMemAllocator::takeAll});
+}
+
+AccountMemAllocator::~AccountMemAllocator()
+{
+    closeCaches();
+    logMemAccountingStats();
+}
+
+void* AccountMemAllocator::allocate(std::size_t in_uiSize, const char* in_szAccountName)
+{
+    if (in_uiSize == 0)
+        return nullptr;
+    VELMORA_ASSERT(in_szAccountName != 0);
+    if (in_szAccountName == nullptr)
+        in_szAccountName = "DEFAULT";
+
+    Account& account =
+        findOrMakeAccount({in_szAccountName, String::hashOf(in_szAccountName)});
+    charge(account, in_uiSize);
+
+    auto* const pHeader = static_cast<Header*>(
+        MemAllocator::allocate(in_uiSize + sizeof(Header), in_szAccountName));
+    if (pHeader == nullptr)
+    {
+        credit(account, in_uiSize);
+        return nullptr;
+    }
+    *pHeader = {account.second.info.uiAccountId, getMagicToken()};
+    return pHeader + 1;
+}
+
+AccountMemAllocator::Account& AccountMemAllocator::findOrMakeAccount(const NameRef& in_name)
+{
+    const ACE_Guard<ACE_Thread_Mutex> guard(m_mutex);
+    if (const auto found = m_idsByName.find(in_name); found != m_idsByName.end())
+        return *m_memAccountVector[found->second];
+
+    const std::size_t uiId = m_memAccountVector.size();
+    m_memAccountVector.push_back(std::make_unique<Account>(std::piecewise_construct,
+                                                           std::forward_as_tuple(in_name.szText),
+                                                           std::forward_as_tuple()));
+    Account& account = *m_memAccountVector.back();
+    account.second.info.uiAccountId = uiId;
+    m_idsByName.emplace(&account.first, uiId);
+    return account;
+}
+
+void AccountMemAllocator::deallocate(void* in_pMemory, std::size_t in_uiSize,
+                                     const char* in_szAccountName)
+{
+    if (in_pMemory == nullptr || in_uiSize == 0)
+        return;
+
+    Header* const pHeader = headerOf(in_pMemory);
+    Header found{};
+    Account* pAccount = nullptr;
+    {
+        const ACE_Guard<ACE_Thread_Mutex> guard(m_mutex);
+        found = *pHeader;
+        // The list of free chunks goes through the first word of a released chunk; the second tells.
+        if (found.uiMagic == s_uiReleasedMagic)
+            found.uiAccountId = s_uiReleasedId;
+        if (found.uiAccountId < m_memAccountVector.size())
+        {
+            pAccount = m_memAccountVector[found.uiAccountId].get();
+            *pHeader = {s_uiReleasedId, s_uiReleasedMagic};
+        }
+    }
+
+    // An appender may allocate from here, so everything is logged after the lock is released.
+    if (pAccount == nullptr)
+    {
+        VELMORA_LOG_ERROR("deallocating memory at "
+                          << in_pMemory
+                          << " that has an invalid memory account id : " << found.uiAccountId);
+        VELMORA_ASSERT_TEXT(false, "uiMemAccountId < m_memAccountVector.size()");
+        return;
+    }
+    VELMORA_ASSERT_TEXT(found.uiMagic == getMagicToken(), "*(pSizeT+1) == getMagicToken()");
+    const char* const szOwnName = pAccount->first.getText();
+    if (in_szAccountName != nullptr && std::strcmp(in_szAccountName, szOwnName) != 0)
+        VELMORA_LOG_ERROR("inconsistent account : memory at "
+                          << in_pMemory << " is from account " << szOwnName
+                          << " while the call to deallocate was passed " << in_szAccountName);
+    credit(*pAccount, in_uiSize);
+    MemAllocator::deallocate(pHeader, in_uiSize + sizeof(Header), in_szAccountName);
+}
+
+void AccountMemAllocator::charge(Account& out_account, std::size_t in_uiSize)
+{
+    const ACE_Guard<ACE_Thread_Mutex> guard(out_account.second.mutex);
+    MemAccountInfo& info = out_account.second.info;
+    addToBalance(info, in_uiSize);
+    if (info.iBalance > info.iMaximum)
+        info.iMaximum = info.iBalance;
+}
+
+void AccountMemAllocator::credit(Account& out_account, std::size_t in_uiSize)
+{
+    const ACE_Guard<ACE_Thread_Mutex> guard(out_account.second.mutex);
+    addToBalance(out_account.second.info, std::size_t{0} - in_uiSize);
+}
+
+MemAccountInfo AccountMemAllocator::copyInfo(const Account& in_account)
+{
+    const ACE_Guard<ACE_Thread_Mutex> guard(in_account.second.mutex);
+    return in_account.second.info;
+}
+
+bool AccountMemAllocator::getMemAccountInfo(const char* in_szAccountName,
+                                            MemAccountInfo& out_info) const
+{
+    VELMORA_ASSERT(in_szAccountName != 0);
+    if (in_szAccountName == nullptr)
+        return false;
+    const ACE_Guard<ACE_Thread_Mutex> guard(m_mutex);
+    const auto found =
+        m_idsByName.find(NameRef{in_szAccountName, String::hashOf(in_szAccountName)});
+    if (found == m_idsByName.end())
+        return false;
+    out_info = copyInfo(*m_memAccountVector[found->second]);
+    return true;
+}
+
+void AccountMemAllocator::getMemAccountInfo(MemAccountInfoHash& out_hash) const
+{
+    out_hash.clear();
+    const ACE_Guard<ACE_Thread_Mutex> guard(m_mutex);
+    for (const std::unique_ptr<Account>& pAccount : m_memAccountVector)
+        out_hash.emplace(pAccount->first.getText(), copyInfo(*pAccount));
+}
+
+void AccountMemAllocator::logMemAccountingStats() const
+{
+    std::vector<MemAccountInfoWithName> accounts;
+    {
+        const ACE_Guard<ACE_Thread_Mutex> guard(m_mutex);
+        accounts.reserve(m_memAccountVector.size());
+        for (const std::unique_ptr<Account>& pAccount : m_memAccountVector)
+            accounts.emplace_back(pAccount->first.getText(), copyInfo(*pAccount));
+    }
+    for (const MemAccountInfoWithName& account : accounts)
+    {
+        VELMORA_LOG_DEBUG("Memory Account " << account.strName
+                                            << " : max_bytes = " << account.iMaximum);
+        if (account.iBalance != 0)
+            VELMORA_LOG_WARN("Memory Account " << account.strName
+                                               << " : balance = " << account.iBalance << " byte(s)");
+    }
+}
+
+void AccountMemAllocator::lockAll(MemAllocatorNoT& in_allocator)
+{
+    auto& allocator = static_cast<AccountMemAllocator&>(in_allocator);
+    allocator.m_mutex.acquire();
+    for (const std::unique_ptr<Account>& pAccount : allocator.m_memAccountVector)
+        pAccount->second.mutex.acquire();
+    MemAllocator::lockAll(in_allocator);
+}
+
+void AccountMemAllocator::unlockAll(MemAllocatorNoT& in_allocator)
+{
+    auto& allocator = static_cast<AccountMemAllocator&>(in_allocator);
+    MemAllocator::unlockAll(in_allocator);
+    for (const std::unique_ptr<Account>& pAccount : allocator.m_memAccountVector)
+        pAccount->second.mutex.release();
+    allocator.m_mutex.release();
+}
+
+} // namespace Velmora

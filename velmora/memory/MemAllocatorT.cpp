@@ -1,0 +1,171 @@
+#include "velmora/memory/MemAllocatorT.h"
+
+#include "velmora/logging/LibraryLoggers.h"
+#include "velmora/logging/LogMacros.h"
+
+#include <algorithm>
+#include <ostream>
+
+VELMORA_LIBRARY_FILE_SCOPE_LOGGER(MemAllocator)
+
+namespace Velmora
+{
+
+ChunkAllocatorNoT::Stats& ChunkAllocatorNoT::Stats::operator+=(const Stats& in_stats)
+{
+    uiNumMalloc += in_stats.uiNumMalloc;
+    uiNumChunkAlloc += in_stats.uiNumChunkAlloc;
+    uiNumChunkDealloc += in_stats.uiNumChunkDealloc;
+    return *this;
+}
+
+std::ostream& ChunkAllocatorNoT::Stats::write(std::ostream& out_stream) const
+{
+    return out_stream << "Num malloc        = " << uiNumMalloc << "\nNum chunk alloc   = "
+                      << uiNumChunkAlloc << "\nNum chunk dealloc = " << uiNumChunkDealloc;
+}
+
+std::ostream& operator<<(std::ostream& out_stream, const ChunkAllocatorNoT::Stats& in_stats)
+{
+    return in_stats.write(out_stream);
+}
+
+ChunkAllocatorNoT::ChunkAllocatorNoT(const Logger& in_logger, unsigned long in_ulUnits,
+                                     unsigned long in_ulGranule, bool in_bReportLeaks)
+    : ObjectWithLogger<Logger>(in_logger), m_uiChunkSize(in_ulUnits * in_ulGranule),
+      m_uiBlockSize(std::max<std::size_t>(1024 / m_uiChunkSize, 4) * m_uiChunkSize),
+      m_bReportLeaks(in_bReportLeaks)
+{
+    // The macros have no form for a plain line at this level; only scopes are traced by them.
+    VELMORA_LOG(getLogger(), TRACE_LOG_LEVEL,
+                "ChunkAllocator::ChunkAllocator : " << m_uiChunkSize << " bytes");
+}
+
+ChunkAllocatorNoT::~ChunkAllocatorNoT()
+{
+    VELMORA_TRACE_SCOPE(ChunkAllocatorNoT::~ChunkAllocatorNoT);
+    if (m_bReportLeaks)
+        reportLeaks();
+    VELMORA_LOG_DEBUG("Allocation stats for " << m_uiChunkSize << " bytes ChunkAllocator\n"
+                                              << m_stats);
+    while (!m_blocks.empty())
+    {
+        std::free(m_blocks.back());
+        m_blocks.pop_back();
+    }
+}
+
+void ChunkAllocatorNoT::reportLeaks() const
+{
+    if (m_stats.uiNumChunkAlloc > m_stats.uiNumChunkDealloc)
+        VELMORA_LOG_WARN("Memory leak in " << m_uiChunkSize << " bytes ChunkAllocator");
+    else if (m_stats.uiNumChunkAlloc < m_stats.uiNumChunkDealloc)
+        VELMORA_LOG_ERROR("Deallocated too much in " << m_uiChunkSize << " bytes ChunkAllocator");
+}
+
+void ChunkAllocatorNoT::allocateBlock()
+{
+    char* const pBlock = static_cast<char*>(std::malloc(m_uiBlockSize));
+    m_blocks.push_back(pBlock);
+    ++m_stats.uiNumMalloc;
+
+    FreeChunk* pPrevious = nullptr;
+    for (char* pBytes = pBlock; pBytes != pBlock + m_uiBlockSize; pBytes += m_uiChunkSize)
+        pPrevious = new (pBytes) FreeChunk{pPrevious};
+    m_pFreeList = pPrevious;
+}
+
+void* ChunkAllocatorNoT::popChunk()
+{
+    spreadMagazines();
+    if (m_pFreeList == nullptr)
+        allocateBlock();
+    FreeChunk* const pChunk = m_pFreeList;
+    m_pFreeList = pChunk->pNext;
+    ++m_stats.uiNumChunkAlloc;
+    return pChunk;
+}
+
+void ChunkAllocatorNoT::pushChunk(void* in_pMemory)
+{
+    spreadMagazines();
+    m_pFreeList = new (in_pMemory) FreeChunk{m_pFreeList};
+    ++m_stats.uiNumChunkDealloc;
+}
+
+ChunkAllocatorNoT::Batch ChunkAllocatorNoT::popBatch(std::uint32_t in_uiMostChunks)
+{
+    if (!m_fullMagazines.empty())
+    {
+        const FullMagazine magazine = m_fullMagazines.back();
+        m_fullMagazines.pop_back();
+        return {magazine.pFirst, magazine.pLast, Magazine::s_uiCapacity};
+    }
+
+    if (m_pFreeList == nullptr)
+        allocateBlock();
+    Batch batch{m_pFreeList, m_pFreeList, 1};
+    while (batch.uiNumChunks < in_uiMostChunks && batch.pLast->pNext != nullptr)
+    {
+        batch.pLast = batch.pLast->pNext;
+        ++batch.uiNumChunks;
+    }
+    m_pFreeList = batch.pLast->pNext;
+    batch.pLast->pNext = nullptr;
+    return batch;
+}
+
+void ChunkAllocatorNoT::pushMagazine(FreeChunk* in_pFirst, FreeChunk* in_pLast)
+{
+    m_fullMagazines.push_back({in_pFirst, in_pLast});
+}
+
+void ChunkAllocatorNoT::pushBatch(FreeChunk* in_pFirst, FreeChunk* in_pLast)
+{
+    spreadMagazines();
+    in_pLast->pNext = m_pFreeList;
+    m_pFreeList = in_pFirst;
+}
+
+/// Puts the chunks of the full magazines on the free list, in their order.
+void ChunkAllocatorNoT::spreadMagazines()
+{
+    for (const FullMagazine& magazine : m_fullMagazines)
+    {
+        magazine.pLast->pNext = m_pFreeList;
+        m_pFreeList = magazine.pFirst;
+    }
+    m_fullMagazines.clear();
+}
+
+void ChunkAllocatorNoT::addCounts(std::uint64_t in_uiAllocated, std::uint64_t in_uiDeallocated)
+{
+    m_stats.uiNumChunkAlloc += in_uiAllocated;
+    m_stats.uiNumChunkDealloc += in_uiDeallocated;
+}
+
+MemAllocatorNoT::MemAllocatorNoT(const Logger& in_logger, bool in_bReportLeaks)
+    : ObjectWithLogger<Logger>(in_logger), m_bReportLeaks(in_bReportLeaks)
+{
+    VELMORA_TRACE_SCOPE(MemAllocatorNoT::MemAllocatorNoT);
+}
+
+MemAllocatorNoT::~MemAllocatorNoT()
+{
+    VELMORA_TRACE_SCOPE(MemAllocatorNoT::~MemAllocatorNoT);
+}
+
+void MemAllocatorNoT::openCaches(const Operations& in_operations)
+{
+    m_operations = in_operations;
+    ThreadCaches::announce(*this);
+}
+
+void MemAllocatorNoT::closeCaches()
+{
+    ThreadCaches::withdraw(*this);
+}
+
+template class MemAllocator<ACE_Thread_Mutex, 32>;
+
+} // namespace Velmora

@@ -1,0 +1,420 @@
+#pragma once
+
+#include "velmora/application/Assertion.h"
+#include "velmora/application/OutputStreamable.h"
+#include "velmora/logging/ObjectWithLogger.h"
+#include "velmora/memory/ThreadCache.h"
+
+#include <ace/Guard_T.h>
+#include <ace/Thread_Mutex.h>
+
+#include <cstddef>
+#include <cstdint>
+#include <cstdlib>
+#include <deque>
+#include <iosfwd>
+#include <vector>
+
+namespace Velmora
+{
+
+/// The part of a chunk allocator that depends neither on its lock nor on its granule: the blocks
+/// that it got from `malloc`, cut into chunks of one size, and the chunks that are free.
+///
+/// Thread-safety: none; the derived class brings the lock.
+/// Ownership: owns its blocks. They go back to `malloc` when it dies, whatever is still in use.
+/// Failure: a failed `malloc` of a block is not handled.
+class VELMORA_API ChunkAllocatorNoT : public ObjectWithLogger<Logger>
+{
+  public:
+    /// What an allocator has done so far.
+    class VELMORA_API Stats
+    {
+      public:
+        /// Blocks obtained by `malloc`.
+        std::uint64_t uiNumMalloc = 0;
+        std::uint64_t uiNumChunkAlloc = 0;
+        std::uint64_t uiNumChunkDealloc = 0;
+
+        Stats& operator+=(const Stats& in_stats);
+
+        /// Writes one line for each counter, without a line end after the last.
+        std::ostream& write(std::ostream& out_stream) const;
+    };
+
+    /// The chunk size is the product of a size class's number and the granule in bytes.
+    ChunkAllocatorNoT(const Logger& in_logger, unsigned long in_ulUnits, unsigned long in_ulGranule,
+                      bool in_bReportLeaks);
+
+    /// With the report flag, tells chunks that were not released, or released too often. Frees all
+    /// blocks, from the last to the first.
+    ~ChunkAllocatorNoT();
+
+    ChunkAllocatorNoT(const ChunkAllocatorNoT&) = delete;
+    ChunkAllocatorNoT& operator=(const ChunkAllocatorNoT&) = delete;
+
+    [[nodiscard]] std::size_t getChunkSize() const { return m_uiChunkSize; }
+    [[nodiscard]] std::size_t getBlockSize() const { return m_uiBlockSize; }
+
+  protected:
+    /// A list of chunks, linked from the first to the last.
+    struct Batch
+    {
+        FreeChunk* pFirst;
+        FreeChunk* pLast;
+        std::uint32_t uiNumChunks;
+    };
+
+    /// Gets one more block and makes its chunks the free list; the highest address comes first.
+    void allocateBlock();
+
+    void* popChunk();
+    void pushChunk(void* in_pMemory);
+
+    /// The topmost free chunks, at least one and at most as many as a magazine holds.
+    Batch popBatch(std::uint32_t in_uiMostChunks);
+
+    /// Puts a full magazine on top of the free chunks.
+    void pushMagazine(FreeChunk* in_pFirst, FreeChunk* in_pLast);
+
+    /// Puts a batch of any length on top of the free chunks.
+    void pushBatch(FreeChunk* in_pFirst, FreeChunk* in_pLast);
+
+    void addCounts(std::uint64_t in_uiAllocated, std::uint64_t in_uiDeallocated);
+
+    [[nodiscard]] const Stats& stats() const { return m_stats; }
+
+  private:
+    void reportLeaks() const;
+    void spreadMagazines();
+
+    std::size_t m_uiChunkSize;
+    std::size_t m_uiBlockSize;
+    FreeChunk* m_pFreeList = nullptr;
+    std::deque<char*> m_blocks;
+    Stats m_stats;
+    bool m_bReportLeaks;
+
+    /// Full magazines that threads gave back, above the free list, the last on top.
+    struct FullMagazine
+    {
+        FreeChunk* pFirst;
+        FreeChunk* pLast;
+    };
+    std::vector<FullMagazine> m_fullMagazines;
+};
+
+VELMORA_API std::ostream& operator<<(std::ostream& out_stream, const ChunkAllocatorNoT::Stats& in_stats);
+
+/// Hands out chunks of one size, each operation under a lock of its own.
+///
+/// Thread-safety: all operations may be called on any thread, if `Mutex` locks.
+template <class Mutex, unsigned long Granule>
+class ChunkAllocator : public ChunkAllocatorNoT
+{
+  public:
+    ChunkAllocator(const Logger& in_logger, unsigned long in_ulUnits, bool in_bReportLeaks)
+        : ChunkAllocatorNoT(in_logger, in_ulUnits, Granule, in_bReportLeaks)
+    {
+    }
+
+    [[nodiscard]] void* allocate()
+    {
+        const ACE_Guard<Mutex> guard(m_mutex);
+        return popChunk();
+    }
+
+    void deallocate(void* in_pMemory)
+    {
+        const ACE_Guard<Mutex> guard(m_mutex);
+        pushChunk(in_pMemory);
+    }
+
+    /// What was done so far, without what is counted in the caches of threads.
+    [[nodiscard]] Stats getStats() const
+    {
+        const ACE_Guard<Mutex> guard(m_mutex);
+        return stats();
+    }
+
+    /// Fills an empty magazine with the topmost free chunks.
+    void fill(Magazine& out_magazine)
+    {
+        const ACE_Guard<Mutex> guard(m_mutex);
+        const Batch batch = popBatch(out_magazine.uiCapacity);
+        out_magazine.pLoaded = batch.pFirst;
+        out_magazine.pLoadedLast = batch.pLast;
+        out_magazine.uiRoom = out_magazine.uiCapacity - batch.uiNumChunks;
+    }
+
+    /// Takes over the spare chunks of a magazine.
+    void takeSpare(Magazine& out_magazine)
+    {
+        const ACE_Guard<Mutex> guard(m_mutex);
+        pushMagazine(out_magazine.pSpare, out_magazine.pSpareLast);
+        out_magazine.pSpare = nullptr;
+    }
+
+    /// Takes over everything that is in a magazine, with its counts.
+    void takeAll(Magazine& out_magazine)
+    {
+        const ACE_Guard<Mutex> guard(m_mutex);
+        if (out_magazine.pSpare != nullptr)
+            pushBatch(out_magazine.pSpare, out_magazine.pSpareLast);
+        if (out_magazine.pLoaded != nullptr)
+            pushBatch(out_magazine.pLoaded, out_magazine.pLoadedLast);
+        out_magazine.pSpare = nullptr;
+        out_magazine.pLoaded = nullptr;
+        out_magazine.uiRoom = out_magazine.uiCapacity;
+        addCounts(out_magazine.uiAllocated.exchange(0, std::memory_order_relaxed),
+                  out_magazine.uiDeallocated.exchange(0, std::memory_order_relaxed));
+    }
+
+    Mutex& getMutex() { return m_mutex; }
+
+  private:
+    mutable Mutex m_mutex;
+};
+
+/// The part of an allocator that depends neither on the lock nor on the number of size classes.
+class VELMORA_API MemAllocatorNoT : public ObjectWithLogger<Logger>
+{
+  public:
+    MemAllocatorNoT(const Logger& in_logger, bool in_bReportLeaks);
+    ~MemAllocatorNoT();
+    MemAllocatorNoT(const MemAllocatorNoT&) = delete;
+    MemAllocatorNoT& operator=(const MemAllocatorNoT&) = delete;
+
+  protected:
+    /// What the base needs of a derived allocator without virtual operations of its own.
+    struct Operations
+    {
+        void (*lockAll)(MemAllocatorNoT&);
+        void (*unlockAll)(MemAllocatorNoT&);
+        /// Takes a magazine of one class back.
+        void (*takeAll)(MemAllocatorNoT&, std::size_t in_uiClass, Magazine&);
+    };
+
+    /// Lets threads keep chunks to themselves, once the allocator is whole.
+    void openCaches(const Operations& in_operations);
+
+    /// Takes everything back that threads keep.
+    void closeCaches();
+
+    [[nodiscard]] bool isReportingLeaks() const { return m_bReportLeaks; }
+    [[nodiscard]] std::size_t getCacheSlot() const { return m_uiCacheSlot; }
+
+  private:
+    friend class ThreadCaches;
+
+    bool m_bReportLeaks;
+    std::size_t m_uiCacheSlot = ThreadCaches::s_uiNoSlot;
+    Operations m_operations{};
+    ThreadCache* m_pFirstCache = nullptr;
+    MemAllocatorNoT* m_pNextAnnounced = nullptr;
+};
+
+/// Allocates small objects in chunks, one chunk allocator for each size class: element `i` has
+/// chunks of `8 * (i + 1)` bytes. Larger requests go to `malloc`. Since the caller tells the size
+/// again when it releases, no block has a header.
+///
+/// Each thread keeps some free chunks of each class to itself, so that most operations take no lock.
+/// Seen from one thread, the free chunks of a class are one stack.
+///
+/// Thread-safety: all operations may be called on any thread, if `Mutex` locks; memory may be
+/// released on another thread than the one that asked for it. Construction and destruction happen
+/// while nobody else uses the object.
+/// Failure: a wrong size in `deallocate` puts the chunk into the wrong class without complaint.
+template <class Mutex, unsigned long NumClasses>
+class MemAllocator : public MemAllocatorNoT
+{
+  public:
+    using ChunkAllocatorType = ChunkAllocator<Mutex, 8>;
+
+    MemAllocator(const Logger& in_logger, bool in_bReportLeaks);
+    ~MemAllocator();
+
+    /// Memory of `in_uiSize` bytes, aligned to 8; null for a size of 0. The account is not used.
+    [[nodiscard]] void* allocate(std::size_t in_uiSize, const char* in_szAccountName);
+
+    /// Takes memory back. Does nothing for a null pointer or a size of 0. The account is not used.
+    void deallocate(void* in_pMemory, std::size_t in_uiSize, const char* in_szAccountName);
+
+    /// What was done so far in the class of chunks of `8 * (in_uiClass + 1)` bytes, on all threads.
+    [[nodiscard]] ChunkAllocatorNoT::Stats getStats(std::size_t in_uiClass) const;
+
+  protected:
+    /// Builds the allocator of one element.
+    void initChunkAllocator(ChunkAllocatorType** out_ppChunkAllocator, unsigned long in_ulIndex);
+
+    static void lockAll(MemAllocatorNoT& in_allocator);
+    static void unlockAll(MemAllocatorNoT& in_allocator);
+    static void takeAll(MemAllocatorNoT& in_allocator, std::size_t in_uiClass, Magazine& in_magazine);
+
+    std::vector<ChunkAllocatorType*> m_chunkAllocVector;
+
+  private:
+    void* allocateWithoutCache(std::size_t in_uiClass);
+    void* allocateFromEmptyMagazine(std::size_t in_uiClass);
+    void deallocateToFullMagazine(std::size_t in_uiClass, void* in_pMemory);
+    Magazine* findOrMakeMagazine(std::size_t in_uiClass);
+
+    /// The element for a size, at least `NumClasses` for one that goes to `malloc`; 0 is told apart
+    /// by the caller.
+    static std::size_t classOf(std::size_t in_uiSize) { return (in_uiSize - 1) / 8; }
+};
+
+template <class Mutex, unsigned long NumClasses>
+MemAllocator<Mutex, NumClasses>::MemAllocator(const Logger& in_logger, bool in_bReportLeaks)
+    : MemAllocatorNoT(in_logger, in_bReportLeaks), m_chunkAllocVector(NumClasses, nullptr)
+{
+    for (unsigned long ulIndex = 0; ulIndex < NumClasses; ++ulIndex)
+        initChunkAllocator(&m_chunkAllocVector[ulIndex], ulIndex);
+    openCaches({&MemAllocator::lockAll, &MemAllocator::unlockAll, &MemAllocator::takeAll});
+}
+
+template <class Mutex, unsigned long NumClasses>
+MemAllocator<Mutex, NumClasses>::~MemAllocator()
+{
+    closeCaches();
+    for (ChunkAllocatorType* const pChunkAllocator : m_chunkAllocVector)
+        delete pChunkAllocator;
+}
+
+template <class Mutex, unsigned long NumClasses>
+void MemAllocator<Mutex, NumClasses>::initChunkAllocator(ChunkAllocatorType** out_ppChunkAllocator,
+                                                         unsigned long in_ulIndex)
+{
+    *out_ppChunkAllocator = new ChunkAllocatorType(getLogger(), in_ulIndex + 1, isReportingLeaks());
+}
+
+template <class Mutex, unsigned long NumClasses>
+inline void* MemAllocator<Mutex, NumClasses>::allocate(std::size_t in_uiSize, const char*)
+{
+    const std::size_t uiClass = classOf(in_uiSize);
+    if (uiClass < NumClasses) [[likely]]
+    {
+        if (ThreadCache* const pCache = ThreadCaches::find(getCacheSlot())) [[likely]]
+            if (Magazine& magazine = (*pCache)[uiClass]; magazine.pLoaded != nullptr) [[likely]]
+                return magazine.take();
+        return allocateFromEmptyMagazine(uiClass);
+    }
+    return in_uiSize == 0 ? nullptr : std::malloc(in_uiSize);
+}
+
+template <class Mutex, unsigned long NumClasses>
+inline void MemAllocator<Mutex, NumClasses>::deallocate(void* in_pMemory, std::size_t in_uiSize,
+                                                        const char*)
+{
+    const std::size_t uiClass = classOf(in_uiSize);
+    if (in_pMemory == nullptr) [[unlikely]]
+        return;
+    if (uiClass < NumClasses) [[likely]]
+    {
+        if (ThreadCache* const pCache = ThreadCaches::find(getCacheSlot())) [[likely]]
+            if (Magazine& magazine = (*pCache)[uiClass]; magazine.uiRoom != 0) [[likely]]
+                return magazine.put(in_pMemory);
+        deallocateToFullMagazine(uiClass, in_pMemory);
+    }
+    else if (in_uiSize != 0)
+        std::free(in_pMemory);
+}
+
+template <class Mutex, unsigned long NumClasses>
+Magazine* MemAllocator<Mutex, NumClasses>::findOrMakeMagazine(std::size_t in_uiClass)
+{
+    ThreadCache* pCache = ThreadCaches::find(getCacheSlot());
+    if (pCache == nullptr)
+    {
+        pCache = ThreadCaches::make(*this, NumClasses);
+        if (pCache == nullptr)
+            return nullptr;
+        for (std::size_t uiClass = 0; uiClass < NumClasses; ++uiClass)
+            if (m_chunkAllocVector[uiClass] != nullptr)
+                (*pCache)[uiClass].open();
+    }
+    return (*pCache)[in_uiClass].uiCapacity != 0 ? &(*pCache)[in_uiClass] : nullptr;
+}
+
+template <class Mutex, unsigned long NumClasses>
+[[gnu::noinline]] void* MemAllocator<Mutex, NumClasses>::allocateFromEmptyMagazine(
+    std::size_t in_uiClass)
+{
+    Magazine* const pMagazine = findOrMakeMagazine(in_uiClass);
+    if (pMagazine == nullptr)
+        return allocateWithoutCache(in_uiClass);
+    if (pMagazine->pLoaded == nullptr && !pMagazine->loadSpare())
+        m_chunkAllocVector[in_uiClass]->fill(*pMagazine);
+    return pMagazine->take();
+}
+
+template <class Mutex, unsigned long NumClasses>
+void* MemAllocator<Mutex, NumClasses>::allocateWithoutCache(std::size_t in_uiClass)
+{
+    const auto chunkAllocIter =
+        m_chunkAllocVector.begin() + static_cast<std::ptrdiff_t>(in_uiClass);
+    VELMORA_ASSERT(*chunkAllocIter != 0);
+    return *chunkAllocIter != nullptr ? (*chunkAllocIter)->allocate() : nullptr;
+}
+
+template <class Mutex, unsigned long NumClasses>
+[[gnu::noinline]] void MemAllocator<Mutex, NumClasses>::deallocateToFullMagazine(
+    std::size_t in_uiClass, void* in_pMemory)
+{
+    const auto chunkAllocIter =
+        m_chunkAllocVector.begin() + static_cast<std::ptrdiff_t>(in_uiClass);
+    VELMORA_ASSERT(chunkAllocIter < m_chunkAllocVector.end());
+    VELMORA_ASSERT(*chunkAllocIter != 0);
+    if (*chunkAllocIter == nullptr)
+        return;
+
+    Magazine* const pMagazine = findOrMakeMagazine(in_uiClass);
+    if (pMagazine == nullptr)
+        return (*chunkAllocIter)->deallocate(in_pMemory);
+    if (pMagazine->uiRoom == 0)
+    {
+        if (pMagazine->pSpare != nullptr)
+            (*chunkAllocIter)->takeSpare(*pMagazine);
+        pMagazine->makeLoadedSpare();
+    }
+    pMagazine->put(in_pMemory);
+}
+
+template <class Mutex, unsigned long NumClasses>
+ChunkAllocatorNoT::Stats MemAllocator<Mutex, NumClasses>::getStats(std::size_t in_uiClass) const
+{
+    ChunkAllocatorNoT::Stats result = m_chunkAllocVector[in_uiClass]->getStats();
+    ThreadCaches::addCounts(*this, in_uiClass, result.uiNumChunkAlloc, result.uiNumChunkDealloc);
+    return result;
+}
+
+template <class Mutex, unsigned long NumClasses>
+void MemAllocator<Mutex, NumClasses>::lockAll(MemAllocatorNoT& in_allocator)
+{
+    for (ChunkAllocatorType* const pChunkAllocator :
+         static_cast<MemAllocator&>(in_allocator).m_chunkAllocVector)
+        if (pChunkAllocator != nullptr)
+            pChunkAllocator->getMutex().acquire();
+}
+
+template <class Mutex, unsigned long NumClasses>
+void MemAllocator<Mutex, NumClasses>::unlockAll(MemAllocatorNoT& in_allocator)
+{
+    for (ChunkAllocatorType* const pChunkAllocator :
+         static_cast<MemAllocator&>(in_allocator).m_chunkAllocVector)
+        if (pChunkAllocator != nullptr)
+            pChunkAllocator->getMutex().release();
+}
+
+template <class Mutex, unsigned long NumClasses>
+void MemAllocator<Mutex, NumClasses>::takeAll(MemAllocatorNoT& in_allocator, std::size_t in_uiClass,
+                                              Magazine& in_magazine)
+{
+    auto& allocator = static_cast<MemAllocator&>(in_allocator);
+    if (ChunkAllocatorType* const pChunkAllocator = allocator.m_chunkAllocVector[in_uiClass])
+        pChunkAllocator->takeAll(in_magazine);
+}
+
+extern template class VELMORA_API MemAllocator<ACE_Thread_Mutex, 32>;
+
+} // namespace Velmora

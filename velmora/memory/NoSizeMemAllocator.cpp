@@ -1,0 +1,8 @@
+#include "velmora/memory/NoSizeMemAllocator.h"
+
+namespace Velmora
+{
+
+template class NoSizeMemAllocatorT<DefaultStaticMemAllocator>;
+
+} // namespace Velmora

@@ -1,0 +1,15 @@
+#pragma once
+
+#include "velmora/Export.h"
+#include "velmora/memory/DefaultStaticMemAllocator.h"
+#include "velmora/memory/NoSizeMemAllocatorT.h"
+
+namespace Velmora
+{
+
+extern template class VELMORA_API NoSizeMemAllocatorT<DefaultStaticMemAllocator>;
+
+/// `DefaultStaticMemAllocator` for callers that cannot tell the size when they release.
+using NoSizeMemAllocator = NoSizeMemAllocatorT<DefaultStaticMemAllocator>;
+
+} // namespace Velmora

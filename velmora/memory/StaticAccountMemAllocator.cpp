@@ -1,0 +1,89 @@
+#include "velmora/memory/StaticAccountMemAllocator.h"
+
+#include "velmora/memory/AceCleanupMemAllocator.h"
+#include "velmora/memory/AllocatorOfProcess.h"
+
+#include <cstdlib>
+
+namespace Velmora
+{
+
+namespace
+{
+
+using TheAllocator = AllocatorOfProcess<AceCleanupAccountMemAllocator>;
+
+/// Blocks keep their layout after the end of the allocator, so that a release can tell those that
+/// came from `malloc` by their size alone.
+constexpr std::size_t s_uiHeaderSize = 16;
+constexpr std::size_t s_uiLargestChunk = 256;
+
+void* allocateAfterTheEnd(std::size_t in_uiSize)
+{
+    auto* const pBlock = static_cast<char*>(std::malloc(in_uiSize + s_uiHeaderSize));
+    return pBlock != nullptr ? pBlock + s_uiHeaderSize : nullptr;
+}
+
+void deallocateAfterTheEnd(void* in_pMemory, std::size_t in_uiSize)
+{
+    if (in_uiSize + s_uiHeaderSize > s_uiLargestChunk)
+        std::free(static_cast<char*>(in_pMemory) - s_uiHeaderSize);
+}
+
+} // namespace
+
+AceCleanupAccountMemAllocator::~AceCleanupAccountMemAllocator() = default;
+
+void* StaticAccountMemAllocator::allocate(std::size_t in_uiSize, const char* in_szAccountName)
+{
+    if (in_uiSize == 0)
+        return nullptr;
+    if (AccountMemAllocator* const pAllocator = TheAllocator::get()) [[likely]]
+        return pAllocator->allocate(in_uiSize, in_szAccountName);
+    return allocateAfterTheEnd(in_uiSize);
+}
+
+void StaticAccountMemAllocator::deallocate(void* in_pMemory, std::size_t in_uiSize,
+                                           const char* in_szAccountName)
+{
+    if (in_pMemory == nullptr)
+        return;
+    if (AccountMemAllocator* const pAllocator = TheAllocator::get()) [[likely]]
+        pAllocator->deallocate(in_pMemory, in_uiSize, in_szAccountName);
+    else
+        deallocateAfterTheEnd(in_pMemory, in_uiSize);
+}
+
+AccountMemAllocator* StaticAccountMemAllocator::getAllocator()
+{
+    return TheAllocator::get();
+}
+
+bool StaticAccountMemAllocator::initializeClass()
+{
+    getAllocator();
+    return true;
+}
+
+void StaticAccountMemAllocator::getMemAccountInfo(MemAccountInfoHash& out_hash)
+{
+    if (const AccountMemAllocator* const pAllocator = TheAllocator::get())
+        pAllocator->getMemAccountInfo(out_hash);
+    else
+        out_hash.clear();
+}
+
+bool StaticAccountMemAllocator::getMemAccountInfo(const char* in_szAccountName,
+                                                  MemAccountInfo& out_info)
+{
+    const AccountMemAllocator* const pAllocator = TheAllocator::get();
+    return pAllocator != nullptr && pAllocator->getMemAccountInfo(in_szAccountName, out_info);
+}
+
+void StaticAccountMemAllocator::logMemAccountingStats()
+{
+    if (const AccountMemAllocator* const pAllocator = TheAllocator::get())
+        pAllocator->logMemAccountingStats();
+}
+
+} // namespace Velmora

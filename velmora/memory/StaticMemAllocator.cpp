@@ -1,0 +1,55 @@
+#include "velmora/memory/StaticMemAllocator.h"
+
+#include "velmora/application/Lifetime.h"
+#include "velmora/memory/AceCleanupMemAllocator.h"
+#include "velmora/memory/AllocatorOfProcess.h"
+#include "velmora/memory/MemAccounting.h"
+#include "velmora/memory/StaticAccountMemAllocator.h"
+
+#include <cstdlib>
+
+namespace Velmora
+{
+
+namespace
+{
+
+using TheAllocator = AllocatorOfProcess<AceCleanupMemAllocator<ACE_Thread_Mutex, 32>>;
+
+constexpr std::size_t s_uiLargestChunk = 256;
+
+} // namespace
+
+const bool StaticMemAllocator::__forced_init_allocator__ =
+    (bringUpLibrary(), StaticMemAllocator::initializeClass());
+
+void* StaticMemAllocator::allocate(std::size_t in_uiSize, const char* in_szAccountName)
+{
+    if (Allocator* const pAllocator = TheAllocator::get()) [[likely]]
+        return pAllocator->allocate(in_uiSize, in_szAccountName);
+    return in_uiSize == 0 ? nullptr : std::malloc(in_uiSize);
+}
+
+void StaticMemAllocator::deallocate(void* in_pMemory, std::size_t in_uiSize,
+                                    const char* in_szAccountName)
+{
+    if (Allocator* const pAllocator = TheAllocator::get()) [[likely]]
+        pAllocator->deallocate(in_pMemory, in_uiSize, in_szAccountName);
+    else if (in_uiSize > s_uiLargestChunk)
+        std::free(in_pMemory);
+}
+
+StaticMemAllocator::Allocator* StaticMemAllocator::getAllocator()
+{
+    return TheAllocator::get();
+}
+
+bool StaticMemAllocator::initializeClass()
+{
+    getAllocator();
+    if (isMemAccountingForced())
+        StaticAccountMemAllocator::initializeClass();
+    return true;
+}
+
+} // namespace Velmora

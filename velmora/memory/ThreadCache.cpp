@@ -1,0 +1,199 @@
+#include "velmora/memory/ThreadCache.h"
+
+#include "velmora/memory/MemAllocatorT.h"
+
+#include <mutex>
+
+namespace Velmora
+{
+
+namespace
+{
+
+/// Everything that the lock of the caches guards. Never destroyed: threads may end after static
+/// destructors have run.
+struct Shared
+{
+    std::mutex mutex;
+    std::array<bool, ThreadCaches::s_uiNumSlots> slotsInUse{};
+    void* pFirstTable = nullptr;
+    MemAllocatorNoT* pFirstAnnounced = nullptr;
+
+    static Shared& getInstance()
+    {
+        static Shared* const s_pShared = new Shared;
+        return *s_pShared;
+    }
+};
+
+/// Set once the calling thread has given its caches back and is to make no new ones.
+constinit thread_local bool s_bThreadIsEnding = false;
+
+} // namespace
+
+constinit ThreadCaches::Table ThreadCaches::s_noEntries;
+constinit thread_local ThreadCaches::Table* ThreadCaches::s_pTable = &ThreadCaches::s_noEntries;
+
+ThreadCache::ThreadCache(MemAllocatorNoT& in_owner, std::size_t in_uiNumClasses)
+    : m_owner(in_owner), m_uiNumClasses(in_uiNumClasses),
+      m_magazines(std::make_unique<Magazine[]>(in_uiNumClasses))
+{
+}
+
+/// The table of the calling thread, which gives all caches back when the thread ends.
+class ThreadCaches::TableOfThread
+{
+  public:
+    TableOfThread()
+    {
+        Shared& shared = Shared::getInstance();
+        const std::lock_guard<std::mutex> guard(shared.mutex);
+        m_table.pNext = static_cast<Table*>(shared.pFirstTable);
+        shared.pFirstTable = &m_table;
+        s_pTable = &m_table;
+    }
+
+    ~TableOfThread()
+    {
+        s_bThreadIsEnding = true;
+        s_pTable = &s_noEntries;
+        Shared& shared = Shared::getInstance();
+        const std::lock_guard<std::mutex> guard(shared.mutex);
+        for (const std::atomic<ThreadCache*>& entry : m_table.entries)
+            if (ThreadCache* const pCache = entry.load(std::memory_order_relaxed))
+                giveBack(*pCache);
+        unlinkFrom(shared);
+    }
+
+    TableOfThread(const TableOfThread&) = delete;
+    TableOfThread& operator=(const TableOfThread&) = delete;
+
+    void makeSureItIs() const {}
+
+  private:
+    void unlinkFrom(Shared& out_shared)
+    {
+        if (out_shared.pFirstTable == &m_table)
+        {
+            out_shared.pFirstTable = m_table.pNext;
+            return;
+        }
+        Table* pBefore = static_cast<Table*>(out_shared.pFirstTable);
+        while (pBefore->pNext != &m_table)
+            pBefore = pBefore->pNext;
+        pBefore->pNext = m_table.pNext;
+    }
+
+    Table m_table;
+};
+
+ThreadCache* ThreadCaches::make(MemAllocatorNoT& in_owner, std::size_t in_uiNumClasses)
+{
+    if (in_owner.getCacheSlot() == s_uiNoSlot || s_bThreadIsEnding)
+        return nullptr;
+    static thread_local TableOfThread s_table;
+    s_table.makeSureItIs();
+
+    auto* const pCache = new ThreadCache(in_owner, in_uiNumClasses);
+    const std::lock_guard<std::mutex> guard(Shared::getInstance().mutex);
+    pCache->m_pNextOfOwner = in_owner.m_pFirstCache;
+    in_owner.m_pFirstCache = pCache;
+    s_pTable->entries[in_owner.getCacheSlot()].store(pCache, std::memory_order_relaxed);
+    return pCache;
+}
+
+void ThreadCaches::giveBack(ThreadCache& in_cache)
+{
+    MemAllocatorNoT& owner = in_cache.m_owner;
+    for (std::size_t uiClass = 0; uiClass < in_cache.m_uiNumClasses; ++uiClass)
+        owner.m_operations.takeAll(owner, uiClass, in_cache[uiClass]);
+
+    ThreadCache** ppLink = &owner.m_pFirstCache;
+    while (*ppLink != &in_cache)
+        ppLink = &(*ppLink)->m_pNextOfOwner;
+    *ppLink = in_cache.m_pNextOfOwner;
+    delete &in_cache;
+}
+
+void ThreadCaches::takeSlot(MemAllocatorNoT& out_owner)
+{
+    auto& slotsInUse = Shared::getInstance().slotsInUse;
+    for (std::size_t uiSlot = 0; uiSlot < s_uiNumSlots; ++uiSlot)
+        if (!slotsInUse[uiSlot])
+        {
+            slotsInUse[uiSlot] = true;
+            out_owner.m_uiCacheSlot = uiSlot;
+            return;
+        }
+}
+
+void ThreadCaches::releaseSlot(MemAllocatorNoT& out_owner)
+{
+    const std::size_t uiSlot = out_owner.m_uiCacheSlot;
+    if (uiSlot == s_uiNoSlot)
+        return;
+    Shared& shared = Shared::getInstance();
+    for (auto* pTable = static_cast<Table*>(shared.pFirstTable); pTable != nullptr;
+         pTable = pTable->pNext)
+        pTable->entries[uiSlot].store(nullptr, std::memory_order_relaxed);
+    while (out_owner.m_pFirstCache != nullptr)
+        giveBack(*out_owner.m_pFirstCache);
+    shared.slotsInUse[uiSlot] = false;
+    out_owner.m_uiCacheSlot = s_uiNoSlot;
+}
+
+void ThreadCaches::announce(MemAllocatorNoT& in_allocator)
+{
+    Shared& shared = Shared::getInstance();
+    const std::lock_guard<std::mutex> guard(shared.mutex);
+    takeSlot(in_allocator);
+    in_allocator.m_pNextAnnounced = shared.pFirstAnnounced;
+    shared.pFirstAnnounced = &in_allocator;
+}
+
+void ThreadCaches::withdraw(MemAllocatorNoT& in_allocator)
+{
+    Shared& shared = Shared::getInstance();
+    const std::lock_guard<std::mutex> guard(shared.mutex);
+    releaseSlot(in_allocator);
+    for (MemAllocatorNoT** ppLink = &shared.pFirstAnnounced; *ppLink != nullptr;
+         ppLink = &(*ppLink)->m_pNextAnnounced)
+        if (*ppLink == &in_allocator)
+        {
+            *ppLink = in_allocator.m_pNextAnnounced;
+            return;
+        }
+}
+
+void ThreadCaches::addCounts(const MemAllocatorNoT& in_allocator, std::size_t in_uiClass,
+                             std::uint64_t& out_uiAllocated, std::uint64_t& out_uiDeallocated)
+{
+    const std::lock_guard<std::mutex> guard(Shared::getInstance().mutex);
+    for (ThreadCache* pCache = in_allocator.m_pFirstCache; pCache != nullptr;
+         pCache = pCache->m_pNextOfOwner)
+    {
+        const Magazine& magazine = (*pCache)[in_uiClass];
+        out_uiAllocated += magazine.uiAllocated.load(std::memory_order_relaxed);
+        out_uiDeallocated += magazine.uiDeallocated.load(std::memory_order_relaxed);
+    }
+}
+
+void ThreadCaches::lockAllBeforeFork()
+{
+    Shared& shared = Shared::getInstance();
+    shared.mutex.lock();
+    for (MemAllocatorNoT* pAllocator = shared.pFirstAnnounced; pAllocator != nullptr;
+         pAllocator = pAllocator->m_pNextAnnounced)
+        pAllocator->m_operations.lockAll(*pAllocator);
+}
+
+void ThreadCaches::unlockAllAfterFork()
+{
+    Shared& shared = Shared::getInstance();
+    for (MemAllocatorNoT* pAllocator = shared.pFirstAnnounced; pAllocator != nullptr;
+         pAllocator = pAllocator->m_pNextAnnounced)
+        pAllocator->m_operations.unlockAll(*pAllocator);
+    shared.mutex.unlock();
+}
+
+} // namespace Velmora
