@@ -1,0 +1,74 @@
+// Forks again and again while other threads log to a file and allocate; each child logs a line,
+// allocates, and ends through exit().
+//
+// forks <log file> <number of forks>
+
+#include "velmora/logging/LogMacros.h"
+#include "velmora/memory/DefaultStaticMemAllocator.h"
+
+#include <log4cplus/fileappender.h>
+#include <log4cplus/hierarchy.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <atomic>
+#include <cstdio>
+#include <cstdlib>
+#include <thread>
+#include <vector>
+
+VELMORA_FILE_SCOPE_LOGGER("keswardin.test.Forks")
+
+namespace
+{
+
+void useLibrary()
+{
+    void* const pMemory = Velmora::DefaultStaticMemAllocator::allocate(40, "test");
+    VELMORA_FILE_LOG_WARN("a line of process " << getpid() << " with memory at " << pMemory);
+    Velmora::DefaultStaticMemAllocator::deallocate(pMemory, 40, "test");
+}
+
+} // namespace
+
+int main(int argc, char** argv)
+{
+    if (argc != 3)
+        return 2;
+    log4cplus::Logger::getDefaultHierarchy().resetConfiguration();
+    log4cplus::SharedAppenderPtr pAppender(new log4cplus::FileAppender(argv[1], std::ios::app));
+    Velmora::Logger().addAppender(pAppender);
+    Velmora::Logger().setLogLevel(Velmora::WARN_LOG_LEVEL);
+
+    std::atomic<bool> bStop{false};
+    std::vector<std::thread> threads;
+    for (int iThread = 0; iThread < 3; ++iThread)
+        threads.emplace_back([&bStop] {
+            while (!bStop)
+            {
+                useLibrary();
+                // A logger of its own takes the hierarchy's lock.
+                Velmora::Logger("keswardin.test.Forks.thread").reset();
+            }
+        });
+
+    int iStatus = 0;
+    for (int iFork = 0; iFork < std::atoi(argv[2]) && iStatus == 0; ++iFork)
+    {
+        const pid_t pid = fork();
+        if (pid == 0)
+        {
+            useLibrary();
+            // The threads are not in this process: their handles must not stop its end.
+            std::exit(0);
+        }
+        alarm(20);
+        waitpid(pid, &iStatus, 0);
+        alarm(0);
+    }
+    bStop = true;
+    for (std::thread& thread : threads)
+        thread.join();
+    std::printf("last child ended with status %d\n", iStatus);
+    return iStatus == 0 ? 0 : 1;
+}

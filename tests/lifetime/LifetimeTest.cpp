@@ -1,0 +1,192 @@
+#include "tests/support/HelperProcess.h"
+#include "tests/support/TemporaryDirectory.h"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <set>
+#include <sstream>
+#include <string>
+#include <vector>
+
+namespace Velmora::Test
+{
+
+namespace
+{
+
+using testing::Contains;
+using testing::ElementsAre;
+using testing::HasSubstr;
+using testing::Not;
+using testing::StartsWith;
+
+std::vector<std::string> linesOf(const std::string& in_strText)
+{
+    std::vector<std::string> result;
+    std::istringstream text(in_strText);
+    for (std::string line; std::getline(text, line);)
+        result.push_back(line);
+    return result;
+}
+
+std::vector<std::string> linesWith(const std::string& in_strText, const std::string& in_strPart)
+{
+    std::vector<std::string> result = linesOf(in_strText);
+    std::erase_if(result, [&in_strPart](const std::string& in_strLine) {
+        return in_strLine.find(in_strPart) == std::string::npos;
+    });
+    return result;
+}
+
+void expectLinesOfWholeLife(const std::string& in_strProgram)
+{
+    const HelperResult result = runHelper(in_strProgram);
+    EXPECT_EQ(0, result.iExitCode) << result.strErrors;
+    EXPECT_EQ(0, result.iSignal);
+    EXPECT_EQ("", result.strErrors);
+    EXPECT_THAT(linesWith(result.strOutput, "tasks="),
+                ElementsAre("WARN - static constructor, tasks=1", "WARN - main, tasks=1",
+                            "WARN - static destructor, tasks=1", "WARN - exit list, tasks=1"));
+}
+
+} // namespace
+
+TEST(Lifetime, AProgramLogsFromStaticConstructorsToTheExitListWithOneTask)
+{
+    expectLinesOfWholeLife(VELMORA_HELPER_LIFETIME_ORDINARY);
+}
+
+TEST(Lifetime, AProgramThatLinksAceBeforeLog4cplusEndsWell)
+{
+    expectLinesOfWholeLife(VELMORA_HELPER_LIFETIME_ACE_FIRST);
+}
+
+TEST(Lifetime, AProgramThatLinksLog4cplusBeforeAceEndsWell)
+{
+    expectLinesOfWholeLife(VELMORA_HELPER_LIFETIME_LOG4CPLUS_FIRST);
+}
+
+TEST(Lifetime, AProgramThatOpensTheLibraryLateAndKeepsItEndsWell)
+{
+    const HelperResult result =
+        runHelper(VELMORA_HELPER_LIFETIME_PLUGIN_HOST, {VELMORA_HELPER_LIFETIME_PLUGIN, "keep"});
+    EXPECT_EQ(0, result.iExitCode) << result.strErrors;
+    EXPECT_EQ("", result.strErrors);
+    EXPECT_THAT(linesWith(result.strOutput, "plugin"),
+                ElementsAre("WARN - plugin static constructor", "WARN - plugin function",
+                            "WARN - plugin static destructor"));
+}
+
+TEST(Lifetime, AProgramThatOpensTheLibraryLateAndClosesItEndsWell)
+{
+    const HelperResult result =
+        runHelper(VELMORA_HELPER_LIFETIME_PLUGIN_HOST, {VELMORA_HELPER_LIFETIME_PLUGIN, "close"});
+    EXPECT_EQ(0, result.iExitCode) << result.strErrors;
+    EXPECT_EQ(0, result.iSignal);
+    EXPECT_EQ("", result.strErrors);
+    EXPECT_THAT(linesOf(result.strOutput), Contains("WARN - plugin function"));
+}
+
+TEST(Lifetime, StaticDestructorsAfterTheExitListDoNoHarm)
+{
+    const HelperResult result = runHelper(VELMORA_HELPER_LIFETIME_CLOSES_MANAGER);
+    EXPECT_EQ(0, result.iExitCode) << result.strErrors;
+    EXPECT_EQ(0, result.iSignal);
+    EXPECT_EQ("", result.strErrors);
+    EXPECT_THAT(linesWith(result.strOutput, "WARN"),
+                ElementsAre("WARN - main", "WARN - from the object's logger"));
+}
+
+TEST(Lifetime, AssertionsAfterTheExitListGoOutAtError)
+{
+    const HelperResult result = runHelper(VELMORA_HELPER_LIFETIME_CLOSES_MANAGER);
+    EXPECT_THAT(
+        linesWith(result.strOutput, "ERROR"),
+        ElementsAre(StartsWith("ERROR - Assertion failed (object) file="),
+                    StartsWith("ERROR - Assertion failed (file) file="),
+                    StartsWith("ERROR - Assertion failed (false) file="),
+                    StartsWith("ERROR - Assertion failed (Fallible object used in invalid state) "
+                               "file=")));
+}
+
+TEST(Lifetime, ExitOnAnotherThreadRunsTheExitList)
+{
+    const HelperResult result = runHelper(VELMORA_HELPER_LIFETIME_EXITS_ON_THREAD);
+    EXPECT_EQ(7, result.iExitCode) << result.strErrors;
+    EXPECT_EQ("", result.strErrors);
+    EXPECT_THAT(linesWith(result.strOutput, "WARN"), ElementsAre("WARN - exit list"));
+}
+
+TEST(Lifetime, TheAllocatorsReportBeforeTheLoggersGo)
+{
+    const HelperResult result = runHelper(VELMORA_HELPER_LIFETIME_TRACES_EXIT);
+    ASSERT_EQ(0, result.iExitCode) << result.strErrors;
+    const std::vector<std::string> lines = linesOf(result.strOutput);
+    const auto firstLoggerGone =
+        std::find_if(lines.begin(), lines.end(), [](const std::string& in_strLine) {
+            return in_strLine.find("AceCleanupLogger::~AceCleanupLogger name = keswardin.infra.") !=
+                   std::string::npos;
+        });
+    ASSERT_NE(lines.end(), firstLoggerGone);
+    const std::vector<std::string> before(lines.begin(), firstLoggerGone);
+    const std::vector<std::string> after(firstLoggerGone, lines.end());
+    EXPECT_THAT(before, Contains(HasSubstr("Memory leak in 24 bytes ChunkAllocator")));
+    EXPECT_THAT(before, Contains(HasSubstr("Allocation stats for 256 bytes ChunkAllocator")));
+    EXPECT_THAT(after, Not(Contains(HasSubstr("ChunkAllocator"))));
+}
+
+TEST(Lifetime, FileScopeLoggersGoInTheReverseOfTheirComing)
+{
+    const HelperResult result = runHelper(VELMORA_HELPER_LIFETIME_TRACES_EXIT);
+    const std::string strBegin = "AceCleanupLogger::~AceCleanupLogger name = ";
+    std::vector<std::string> names = linesWith(result.strOutput, strBegin);
+    for (std::string& name : names)
+        name.erase(0, name.find(strBegin) + strBegin.size());
+    EXPECT_THAT(names,
+                ElementsAre("keswardin.test.TracesExit", "keswardin.infra.ParameterHashMap",
+                            "keswardin.infra.Configuration", "keswardin.infra.Parameter",
+                            "keswardin.infra.MemAllocator", "keswardin.infra.DynCastAssert",
+                            "keswardin.infra.Fallible", "keswardin.infra.Exception",
+                            "keswardin.infra.Debug", "keswardin.infra.Assertion"));
+}
+
+TEST(Lifetime, AChildThatForksAndExitsEndsAtOnceWhileOtherThreadsLog)
+{
+    const TemporaryDirectory directory;
+    const HelperResult result =
+        runHelper(VELMORA_HELPER_LIFETIME_FORKS, {directory.file("log"), "300"});
+    EXPECT_FALSE(result.bTimedOut);
+    EXPECT_EQ(0, result.iSignal);
+    EXPECT_EQ(0, result.iExitCode);
+    EXPECT_EQ("", result.strErrors);
+    EXPECT_EQ("last child ended with status 0\n", result.strOutput);
+
+    std::set<std::string> processes;
+    for (const std::string& line : linesWith(directory.read("log"), "a line of process "))
+        processes.insert(line.substr(line.find("process "), line.find(" with") - line.find("process ")));
+    EXPECT_EQ(301U, processes.size()) << "each child and the parent have logged";
+}
+
+TEST(Lifetime, AChildEndsAtOnceWithMemoryAccounting)
+{
+    const TemporaryDirectory directory;
+    const HelperResult result = runHelper(VELMORA_HELPER_LIFETIME_FORKS,
+                                          {directory.file("log"), "100"},
+                                          {{"VELMORA_MEM_ACCOUNTING", "1"}});
+    EXPECT_FALSE(result.bTimedOut);
+    EXPECT_EQ("last child ended with status 0\n", result.strOutput);
+}
+
+TEST(Lifetime, PuttingTheDefaultConfigurationIntoForceLosesNoLineOfOtherThreads)
+{
+    const HelperResult result = runHelper(VELMORA_HELPER_LIFETIME_RECONFIGURES, {"100"});
+    ASSERT_EQ(0, result.iExitCode);
+    const int iLogged = std::stoi(result.strErrors);
+    EXPECT_LT(0, iLogged);
+    EXPECT_EQ(static_cast<std::size_t>(iLogged),
+              linesWith(result.strOutput, "INFO - numbered ").size());
+}
+
+} // namespace Velmora::Test

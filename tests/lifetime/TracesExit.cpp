@@ -1,0 +1,13 @@
+// Logs everything, down to TRACE, while it ends.
+
+#include "velmora/logging/LogMacros.h"
+#include "velmora/memory/DefaultStaticMemAllocator.h"
+
+VELMORA_FILE_SCOPE_LOGGER("keswardin.test.TracesExit")
+
+int main()
+{
+    static_cast<void>(Velmora::DefaultStaticMemAllocator::allocate(24, "leaking"));
+    Velmora::Logger().setLogLevel(Velmora::TRACE_LOG_LEVEL);
+    return 0;
+}

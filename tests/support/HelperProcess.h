@@ -1,0 +1,32 @@
+#pragma once
+
+#include <chrono>
+#include <string>
+#include <utility>
+#include <vector>
+
+namespace Velmora::Test
+{
+
+/// How a process that a test started came to its end.
+struct HelperResult
+{
+    /// The exit code; -1 when a signal ended the process.
+    int iExitCode = -1;
+    /// The signal that ended the process, 0 for none.
+    int iSignal = 0;
+    /// It had to be killed at its time limit.
+    bool bTimedOut = false;
+    std::string strOutput{};
+    std::string strErrors{};
+};
+
+/// Runs a program to its end and takes what it writes on standard output and standard error. It gets
+/// this process's environment without any variable that begins with "VELMORA", then `environment`.
+/// A program that has not ended after `limit` is killed with its children.
+HelperResult runHelper(const std::string& in_strProgram,
+                       const std::vector<std::string>& in_arguments = {},
+                       const std::vector<std::pair<std::string, std::string>>& in_environment = {},
+                       std::chrono::seconds in_limit = std::chrono::seconds(60));
+
+} // namespace Velmora::Test
