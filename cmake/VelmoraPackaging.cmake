@@ -1,1 +1,29 @@
+# cmake --install gives the headers, the library, a CMake package and a pkg-config file.
 
+include(CMakePackageConfigHelpers)
+
+set(package_dir "${CMAKE_INSTALL_LIBDIR}/cmake/keswardin-infra")
+
+install(TARGETS keswardin-infra
+  EXPORT keswardin-infraTargets
+  LIBRARY DESTINATION "${CMAKE_INSTALL_LIBDIR}"
+  FILE_SET HEADERS DESTINATION "${CMAKE_INSTALL_INCLUDEDIR}")
+install(EXPORT keswardin-infraTargets NAMESPACE Keswardin:: DESTINATION "${package_dir}")
+
+configure_package_config_file(
+  "${CMAKE_CURRENT_LIST_DIR}/keswardin-infraConfig.cmake.in"
+  "${PROJECT_BINARY_DIR}/keswardin-infraConfig.cmake"
+  INSTALL_DESTINATION "${package_dir}")
+write_basic_package_version_file(
+  "${PROJECT_BINARY_DIR}/keswardin-infraConfigVersion.cmake"
+  COMPATIBILITY SameMinorVersion)
+install(FILES
+  "${PROJECT_BINARY_DIR}/keswardin-infraConfig.cmake"
+  "${PROJECT_BINARY_DIR}/keswardin-infraConfigVersion.cmake"
+  "${CMAKE_CURRENT_LIST_DIR}/FindACE.cmake"
+  DESTINATION "${package_dir}")
+
+configure_file("${CMAKE_CURRENT_LIST_DIR}/keswardin-infra.pc.in"
+  "${PROJECT_BINARY_DIR}/keswardin-infra.pc" @ONLY)
+install(FILES "${PROJECT_BINARY_DIR}/keswardin-infra.pc"
+  DESTINATION "${CMAKE_INSTALL_LIBDIR}/pkgconfig")

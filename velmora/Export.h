@@ -1,4 +1,4 @@
 #pragma once
 
 /// Marks what the shared library exports. Everything else in it is hidden.
-#define VELMORA_API [[gnu::visibility("default")]]
+#define VELMORA_API __attribute__((visibility("default")))

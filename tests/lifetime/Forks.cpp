@@ -43,14 +43,16 @@ int main(int argc, char** argv)
     std::atomic<bool> bStop{false};
     std::vector<std::thread> threads;
     for (int iThread = 0; iThread < 3; ++iThread)
-        threads.emplace_back([&bStop] {
-            while (!bStop)
+        threads.emplace_back(
+            [&bStop]
             {
-                useLibrary();
-                // A logger of its own takes the hierarchy's lock.
-                Velmora::Logger("keswardin.test.Forks.thread").reset();
-            }
-        });
+                while (!bStop)
+                {
+                    useLibrary();
+                    // A logger of its own takes the hierarchy's lock.
+                    Velmora::Logger("keswardin.test.Forks.thread").reset();
+                }
+            });
 
     int iStatus = 0;
     for (int iFork = 0; iFork < std::atoi(argv[2]) && iStatus == 0; ++iFork)

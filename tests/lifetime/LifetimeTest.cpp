@@ -34,9 +34,8 @@ std::vector<std::string> linesOf(const std::string& in_strText)
 std::vector<std::string> linesWith(const std::string& in_strText, const std::string& in_strPart)
 {
     std::vector<std::string> result = linesOf(in_strText);
-    std::erase_if(result, [&in_strPart](const std::string& in_strLine) {
-        return in_strLine.find(in_strPart) == std::string::npos;
-    });
+    std::erase_if(result, [&in_strPart](const std::string& in_strLine)
+                  { return in_strLine.find(in_strPart) == std::string::npos; });
     return result;
 }
 
@@ -124,8 +123,10 @@ TEST(Lifetime, TheAllocatorsReportBeforeTheLoggersGo)
     const HelperResult result = runHelper(VELMORA_HELPER_LIFETIME_TRACES_EXIT);
     ASSERT_EQ(0, result.iExitCode) << result.strErrors;
     const std::vector<std::string> lines = linesOf(result.strOutput);
-    const auto firstLoggerGone =
-        std::find_if(lines.begin(), lines.end(), [](const std::string& in_strLine) {
+    const auto firstLoggerGone = std::find_if(
+        lines.begin(), lines.end(),
+        [](const std::string& in_strLine)
+        {
             return in_strLine.find("AceCleanupLogger::~AceCleanupLogger name = keswardin.infra.") !=
                    std::string::npos;
         });
@@ -144,12 +145,11 @@ TEST(Lifetime, FileScopeLoggersGoInTheReverseOfTheirComing)
     std::vector<std::string> names = linesWith(result.strOutput, strBegin);
     for (std::string& name : names)
         name.erase(0, name.find(strBegin) + strBegin.size());
-    EXPECT_THAT(names,
-                ElementsAre("keswardin.test.TracesExit", "keswardin.infra.ParameterHashMap",
-                            "keswardin.infra.Configuration", "keswardin.infra.Parameter",
-                            "keswardin.infra.MemAllocator", "keswardin.infra.DynCastAssert",
-                            "keswardin.infra.Fallible", "keswardin.infra.Exception",
-                            "keswardin.infra.Debug", "keswardin.infra.Assertion"));
+    EXPECT_THAT(names, ElementsAre("keswardin.test.TracesExit", "keswardin.infra.ParameterHashMap",
+                                   "keswardin.infra.Configuration", "keswardin.infra.Parameter",
+                                   "keswardin.infra.MemAllocator", "keswardin.infra.DynCastAssert",
+                                   "keswardin.infra.Fallible", "keswardin.infra.Exception",
+                                   "keswardin.infra.Debug", "keswardin.infra.Assertion"));
 }
 
 TEST(Lifetime, AChildThatForksAndExitsEndsAtOnceWhileOtherThreadsLog)
@@ -165,16 +165,17 @@ TEST(Lifetime, AChildThatForksAndExitsEndsAtOnceWhileOtherThreadsLog)
 
     std::set<std::string> processes;
     for (const std::string& line : linesWith(directory.read("log"), "a line of process "))
-        processes.insert(line.substr(line.find("process "), line.find(" with") - line.find("process ")));
+        processes.insert(
+            line.substr(line.find("process "), line.find(" with") - line.find("process ")));
     EXPECT_EQ(301U, processes.size()) << "each child and the parent have logged";
 }
 
 TEST(Lifetime, AChildEndsAtOnceWithMemoryAccounting)
 {
     const TemporaryDirectory directory;
-    const HelperResult result = runHelper(VELMORA_HELPER_LIFETIME_FORKS,
-                                          {directory.file("log"), "100"},
-                                          {{"VELMORA_MEM_ACCOUNTING", "1"}});
+    const HelperResult result =
+        runHelper(VELMORA_HELPER_LIFETIME_FORKS, {directory.file("log"), "100"},
+                  {{"VELMORA_MEM_ACCOUNTING", "1"}});
     EXPECT_FALSE(result.bTimedOut);
     EXPECT_EQ("last child ended with status 0\n", result.strOutput);
 }

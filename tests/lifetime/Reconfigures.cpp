@@ -20,10 +20,12 @@ int main(int argc, char** argv)
     std::atomic<int> iLogged{0};
     std::vector<std::thread> threads;
     for (int iThread = 0; iThread < 2; ++iThread)
-        threads.emplace_back([&, iThread] {
-            for (int iLine = 0; !bStop; ++iLine, ++iLogged)
-                VELMORA_FILE_LOG_INFO("numbered " << iThread << ' ' << iLine << '.');
-        });
+        threads.emplace_back(
+            [&, iThread]
+            {
+                for (int iLine = 0; !bStop; ++iLine, ++iLogged)
+                    VELMORA_FILE_LOG_INFO("numbered " << iThread << ' ' << iLine << '.');
+            });
     const int iRounds = std::atoi(argv[1]);
     bool bConfigured = true;
     for (int iRound = 0; iRound < iRounds; ++iRound)

@@ -29,8 +29,7 @@ std::vector<FailedAssertion> failedAssertions(const CapturedLog& in_log)
     {
         if (line.strText.rfind(s_strBegin, 0) != 0)
             continue;
-        const std::string strEnd =
-            ") file=" + line.strFile + " line=" + std::to_string(line.iLine);
+        const std::string strEnd = ") file=" + line.strFile + " line=" + std::to_string(line.iLine);
         const std::size_t uiLength = line.strText.size();
         if (uiLength < s_strBegin.size() + strEnd.size() ||
             line.strText.compare(uiLength - strEnd.size(), strEnd.size(), strEnd) != 0)
@@ -38,10 +37,9 @@ std::vector<FailedAssertion> failedAssertions(const CapturedLog& in_log)
             ADD_FAILURE() << "malformed assertion line " << line;
             continue;
         }
-        result.push_back({line.strText.substr(s_strBegin.size(),
-                                              uiLength - s_strBegin.size() - strEnd.size()),
-                          std::filesystem::path(line.strFile).stem().string(), line.strLogger,
-                          line.level});
+        result.push_back(
+            {line.strText.substr(s_strBegin.size(), uiLength - s_strBegin.size() - strEnd.size()),
+             std::filesystem::path(line.strFile).stem().string(), line.strLogger, line.level});
     }
     return result;
 }

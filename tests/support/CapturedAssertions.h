@@ -26,9 +26,9 @@ std::ostream& operator<<(std::ostream& out_stream, const FailedAssertion& in_ass
 FailedAssertion failedAssertion(const std::string& in_strCondition, const std::string& in_strSource,
                                 const std::string& in_strLogger);
 
-/// The failed assertions among the captured lines, in order. A line that begins like one but has not
-/// its whole form, "Assertion failed (`condition`) file=`file` line=`line`" with the place that the
-/// event itself has, is a failure of the test.
+/// The failed assertions among the captured lines, in order. A line that begins like one but has
+/// not its whole form, "Assertion failed (`condition`) file=`file` line=`line`" with the place that
+/// the event itself has, is a failure of the test.
 std::vector<FailedAssertion> failedAssertions(const CapturedLog& in_log);
 
 } // namespace Velmora::Test

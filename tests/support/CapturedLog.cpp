@@ -60,8 +60,8 @@ bool LogLine::operator==(const LogLine& in_line) const
 
 std::ostream& operator<<(std::ostream& out_stream, const LogLine& in_line)
 {
-    return out_stream << '[' << in_line.strLogger << ' ' << in_line.level << " \"" << in_line.strText
-                      << "\"]";
+    return out_stream << '[' << in_line.strLogger << ' ' << in_line.level << " \""
+                      << in_line.strText << "\"]";
 }
 
 LogLine fatalLine(const std::string& in_strLogger, const std::string& in_strText)
@@ -103,30 +103,20 @@ CapturedLog::CapturedLog(LogLevel in_rootLevel) : m_pAppender(new CapturingAppen
     root.addAppender(m_pAppender);
 }
 
-CapturedLog::~CapturedLog()
-{
-    log4cplus::Logger::getDefaultHierarchy().resetConfiguration();
-}
+CapturedLog::~CapturedLog() { log4cplus::Logger::getDefaultHierarchy().resetConfiguration(); }
 
-std::vector<LogLine> CapturedLog::lines() const
-{
-    return capturing(m_pAppender).lines();
-}
+std::vector<LogLine> CapturedLog::lines() const { return capturing(m_pAppender).lines(); }
 
 std::vector<LogLine> CapturedLog::linesOf(const std::string& in_strLogger) const
 {
     std::vector<LogLine> result = lines();
     result.erase(std::remove_if(result.begin(), result.end(),
-                                [&in_strLogger](const LogLine& in_line) {
-                                    return in_line.strLogger != in_strLogger;
-                                }),
+                                [&in_strLogger](const LogLine& in_line)
+                                { return in_line.strLogger != in_strLogger; }),
                  result.end());
     return result;
 }
 
-void CapturedLog::clear()
-{
-    capturing(m_pAppender).clear();
-}
+void CapturedLog::clear() { capturing(m_pAppender).clear(); }
 
 } // namespace Velmora::Test

@@ -37,8 +37,8 @@ LogLine debugLine(const std::string& in_strLogger, const std::string& in_strText
 LogLine traceLine(const std::string& in_strLogger, const std::string& in_strText);
 
 /// While it lives, the whole log of the process goes to it and nowhere else: the root logger passes
-/// everything from the given level on, no other logger has a level or an appender of its own. At its
-/// end the root logger is left silent.
+/// everything from the given level on, no other logger has a level or an appender of its own. At
+/// its end the root logger is left silent.
 ///
 /// Thread-safety: lines may arrive on any thread; the operations may be called on any thread.
 class CapturedLog

@@ -46,8 +46,8 @@ struct Pipe
     std::array<int, 2> ends{-1, -1};
 };
 
-std::vector<std::string> makeEnvironment(
-    const std::vector<std::pair<std::string, std::string>>& in_environment)
+std::vector<std::string>
+makeEnvironment(const std::vector<std::pair<std::string, std::string>>& in_environment)
 {
     std::vector<std::string> result;
     for (char** ppVariable = environ; *ppVariable != nullptr; ++ppVariable)
@@ -148,8 +148,8 @@ HelperResult runHelper(const std::string& in_strProgram,
     HelperResult result;
     int iStatus = 0;
     const Clock::time_point deadline = Clock::now() + in_limit;
-    result.bTimedOut = !readUntilClosed(output, errors, result, deadline) ||
-                       !waitUntil(pid, iStatus, deadline);
+    result.bTimedOut =
+        !readUntilClosed(output, errors, result, deadline) || !waitUntil(pid, iStatus, deadline);
     if (result.bTimedOut)
     {
         kill(-pid, SIGKILL);

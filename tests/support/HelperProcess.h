@@ -21,9 +21,9 @@ struct HelperResult
     std::string strErrors{};
 };
 
-/// Runs a program to its end and takes what it writes on standard output and standard error. It gets
-/// this process's environment without any variable that begins with "VELMORA", then `environment`.
-/// A program that has not ended after `limit` is killed with its children.
+/// Runs a program to its end and takes what it writes on standard output and standard error. It
+/// gets this process's environment without any variable that begins with "VELMORA", then
+/// `environment`. A program that has not ended after `limit` is killed with its children.
 HelperResult runHelper(const std::string& in_strProgram,
                        const std::vector<std::string>& in_arguments = {},
                        const std::vector<std::pair<std::string, std::string>>& in_environment = {},

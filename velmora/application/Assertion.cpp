@@ -72,14 +72,11 @@ void logFailure(const Logger* in_pLogger, LogLevel in_level, const std::string& 
         in_pLogger->log(static_cast<int>(in_level), in_strText, in_szFile, in_iLine);
     else
         // The exit list has deleted the file's logger; its name still leads to the appenders.
-        Logger(fileScopeLoggerName()).log(static_cast<int>(in_level), in_strText, in_szFile, in_iLine);
+        Logger(fileScopeLoggerName())
+            .log(static_cast<int>(in_level), in_strText, in_szFile, in_iLine);
 }
 
 } // namespace
-
-AssertionSeam::UnitTestRecord::~UnitTestRecord() = default;
-
-AssertionSeam::BoolParameters::~BoolParameters() = default;
 
 void AssertionSeam::setUnitTestRecord(UnitTestRecord* in_pRecord)
 {

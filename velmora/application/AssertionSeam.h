@@ -29,7 +29,7 @@ class VELMORA_API AssertionSeam
                                        int in_iLine) = 0;
 
       protected:
-        ~UnitTestRecord();
+        ~UnitTestRecord() = default;
     };
 
     /// The global configuration, reduced to one kind of parameter.
@@ -44,7 +44,7 @@ class VELMORA_API AssertionSeam
         virtual bool setBoolParameter(const char* in_szName, bool in_bValue) = 0;
 
       protected:
-        ~BoolParameters();
+        ~BoolParameters() = default;
     };
 
     static void setUnitTestRecord(UnitTestRecord* in_pRecord);

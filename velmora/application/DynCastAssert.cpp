@@ -32,10 +32,7 @@ void logWithPlace(std::ostringstream& in_text, const char* in_szFile, int in_iLi
 
 } // namespace
 
-const Logger& DynCastAssertNoT::getLogger()
-{
-    return *fileScopeLogger();
-}
+const Logger& DynCastAssertNoT::getLogger() { return *fileScopeLogger(); }
 
 void DynCastAssertNoT::typeIdError(const char* in_szTypeIdName, const char* in_szExpression,
                                    const char* in_szFile, int in_iLine, const Logger& in_logger)
@@ -45,8 +42,8 @@ void DynCastAssertNoT::typeIdError(const char* in_szTypeIdName, const char* in_s
     logWithPlace(text, in_szFile, in_iLine, in_logger);
 }
 
-void DynCastAssertNoT::nullBaseError(const char* in_szExpression, const char* in_szFile, int in_iLine,
-                                     const Logger& in_logger)
+void DynCastAssertNoT::nullBaseError(const char* in_szExpression, const char* in_szFile,
+                                     int in_iLine, const Logger& in_logger)
 {
     std::ostringstream text;
     text << in_szExpression << " == 0";

@@ -44,13 +44,13 @@ Derived* dynCastAssert(Base* in_pBase, const char* in_szExpression, const char* 
     }
     Derived* const pDerived = dynamic_cast<Derived*>(in_pBase);
     if (pDerived == nullptr)
-        DynCastAssertNoT::typeIdError(typeid(*in_pBase).name(), in_szExpression, in_szFile, in_iLine,
-                                      in_logger);
+        DynCastAssertNoT::typeIdError(typeid(*in_pBase).name(), in_szExpression, in_szFile,
+                                      in_iLine, in_logger);
     return pDerived;
 }
 
 } // namespace Velmora
 
 /// Downcasts the pointer `base` to `Derived*`, with the text of `base` and the place in the report.
-#define VELMORA_DYN_CAST_ASSERT(Derived, base)                                                      \
+#define VELMORA_DYN_CAST_ASSERT(Derived, base) \
     ::Velmora::dynCastAssert<Derived>((base), #base, __FILE__, __LINE__)

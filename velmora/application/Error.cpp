@@ -25,10 +25,7 @@ std::ostream& ErrorStringImpl::write(std::ostream& out_stream) const
     return out_stream << m_text;
 }
 
-Cloneable* ErrorStringImpl::clone() const
-{
-    return new ErrorStringImpl(*this);
-}
+Cloneable* ErrorStringImpl::clone() const { return new ErrorStringImpl(*this); }
 
 void* ErrorStringImpl::operator new(std::size_t in_uiSize)
 {

@@ -20,9 +20,6 @@ std::ostream& ExceptionWithMsg::write(std::ostream& out_stream) const
     return out_stream << m_message;
 }
 
-const char* ExceptionWithMsg::what() const noexcept
-{
-    return m_message.c_str();
-}
+const char* ExceptionWithMsg::what() const noexcept { return m_message.c_str(); }
 
 } // namespace Velmora

@@ -18,9 +18,10 @@ namespace Velmora
 namespace
 {
 
-/// Closes the ACE object manager when the library's static destructors run, unless somebody has done
-/// so before. ACE itself would run the exit list in its own static destructor, which is after that
-/// of log4cplus for one order of linking, and never when another thread than the main one exits.
+/// Closes the ACE object manager when the library's static destructors run, unless somebody has
+/// done so before. ACE itself would run the exit list in its own static destructor, which is after
+/// that of log4cplus for one order of linking, and never when another thread than the main one
+/// exits.
 class ExitListCloser
 {
   public:

@@ -29,10 +29,7 @@ ACEBackend::ACEBackend()
     log4cplus::BasicConfigurator::doConfigure(log4cplus::Logger::getDefaultHierarchy());
 }
 
-ACEBackend::~ACEBackend()
-{
-    s_pBackend.store(nullptr, std::memory_order_relaxed);
-}
+ACEBackend::~ACEBackend() { s_pBackend.store(nullptr, std::memory_order_relaxed); }
 
 ACEBackend* getACEBackend()
 {

@@ -21,8 +21,8 @@ void logLife(const char* in_szEvent, const log4cplus::tstring& in_strName)
                                             __FILE__, __LINE__);
 }
 
-/// The file-scope loggers that the exit list has not deleted yet. Never destroyed, since it is asked
-/// after static destructors have run.
+/// The file-scope loggers that the exit list has not deleted yet. Never destroyed, since it is
+/// asked after static destructors have run.
 class LivingLoggers
 {
   public:

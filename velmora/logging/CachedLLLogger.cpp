@@ -47,9 +47,6 @@ void CachedLLLogger::setLogLevel(LogLevel in_logLevel)
     m_cachedLogLevel = in_logLevel;
 }
 
-void CachedLLLogger::cacheLogLevel()
-{
-    m_cachedLogLevel = getChainedLogLevel();
-}
+void CachedLLLogger::cacheLogLevel() { m_cachedLogLevel = getChainedLogLevel(); }
 
 } // namespace Velmora

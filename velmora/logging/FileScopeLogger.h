@@ -14,25 +14,23 @@
 /// - `__force_init_logger__`, which makes the logger when the file's image is loaded.
 ///
 /// Thread-safety: the functions may be called on any thread.
-#define VELMORA_FILE_SCOPE_LOGGER(name)                                                             \
-    namespace                                                                                       \
-    {                                                                                               \
-    [[maybe_unused]] ::Velmora::AceCleanupLogger* fileScopeLogger()                                 \
-    {                                                                                               \
-        static ::Velmora::AceCleanupLogger* const s_pLogger = new ::Velmora::AceCleanupLogger(name); \
-        return s_pLogger;                                                                           \
-    }                                                                                               \
-    VELMORA_FILE_SCOPE_LOGGER_HELPERS(name, fileScopeLogger())                                      \
+#define VELMORA_FILE_SCOPE_LOGGER(name)                             \
+    namespace                                                       \
+    {                                                               \
+    [[maybe_unused]] ::Velmora::AceCleanupLogger* fileScopeLogger() \
+    {                                                               \
+        static ::Velmora::AceCleanupLogger* const s_pLogger =       \
+            new ::Velmora::AceCleanupLogger(name);                  \
+        return s_pLogger;                                           \
+    }                                                               \
+    VELMORA_FILE_SCOPE_LOGGER_HELPERS(name, fileScopeLogger())      \
     }
 
 /// The part that all file-scope loggers share; not for use on its own.
-#define VELMORA_FILE_SCOPE_LOGGER_HELPERS(name, firstUse)                                           \
-    [[maybe_unused]] const ::Velmora::AceCleanupLogger* liveFileScopeLogger()                       \
-    {                                                                                               \
-        return ::Velmora::AceCleanupLogger::ifAlive(*fileScopeLogger());                            \
-    }                                                                                               \
-    [[maybe_unused]] const char* fileScopeLoggerName()                                              \
-    {                                                                                               \
-        return name;                                                                                \
-    }                                                                                               \
+#define VELMORA_FILE_SCOPE_LOGGER_HELPERS(name, firstUse)                     \
+    [[maybe_unused]] const ::Velmora::AceCleanupLogger* liveFileScopeLogger() \
+    {                                                                         \
+        return ::Velmora::AceCleanupLogger::ifAlive(*fileScopeLogger());      \
+    }                                                                         \
+    [[maybe_unused]] const char* fileScopeLoggerName() { return name; }       \
     [[maybe_unused]] const ::Velmora::AceCleanupLogger* const __force_init_logger__ = firstUse;

@@ -3,48 +3,46 @@
 #include "velmora/application/Lifetime.h"
 #include "velmora/logging/FileScopeLogger.h"
 
-/// Every source file of the library that has a logger, with the logger's name, in the order in which
-/// the loggers come into being. A new file adds its line here and names itself with
+/// Every source file of the library that has a logger, with the logger's name, in the order in
+/// which the loggers come into being. A new file adds its line here and names itself with
 /// VELMORA_LIBRARY_FILE_SCOPE_LOGGER.
-#define VELMORA_LIBRARY_LOGGERS(entry)                                                              \
-    entry(Assertion, "keswardin.infra.Assertion")                                                   \
-    entry(Debug, "keswardin.infra.Debug")                                                           \
-    entry(Exception, "keswardin.infra.Exception")                                                   \
-    entry(Fallible, "keswardin.infra.Fallible")                                                     \
-    entry(DynCastAssert, "keswardin.infra.DynCastAssert")                                           \
-    entry(MemAllocator, "keswardin.infra.MemAllocator")                                             \
-    entry(Parameter, "keswardin.infra.Parameter")                                                   \
-    entry(Configuration, "keswardin.infra.Configuration")                                           \
-    entry(ParameterHashMap, "keswardin.infra.ParameterHashMap")
+#define VELMORA_LIBRARY_LOGGERS(entry)                                                            \
+    entry(Assertion, "keswardin.infra.Assertion") entry(Debug, "keswardin.infra.Debug")           \
+        entry(Exception, "keswardin.infra.Exception") entry(Fallible, "keswardin.infra.Fallible") \
+            entry(DynCastAssert, "keswardin.infra.DynCastAssert")                                 \
+                entry(MemAllocator, "keswardin.infra.MemAllocator")                               \
+                    entry(Parameter, "keswardin.infra.Parameter")                                 \
+                        entry(Configuration, "keswardin.infra.Configuration")                     \
+                            entry(ParameterHashMap, "keswardin.infra.ParameterHashMap")
 
 namespace Velmora::LibraryLoggers
 {
 
-#define VELMORA_DECLARE_LIBRARY_LOGGER(source, name)                                                \
-    inline constexpr const char* s_sz##source##Name = name;                                         \
+#define VELMORA_DECLARE_LIBRARY_LOGGER(source, name)        \
+    inline constexpr const char* s_sz##source##Name = name; \
     AceCleanupLogger* source();
 VELMORA_LIBRARY_LOGGERS(VELMORA_DECLARE_LIBRARY_LOGGER)
 #undef VELMORA_DECLARE_LIBRARY_LOGGER
 
 } // namespace Velmora::LibraryLoggers
 
-/// VELMORA_FILE_SCOPE_LOGGER for a source file of the library itself: the whole library comes up, in
-/// its order, before the first of these loggers is used.
-#define VELMORA_LIBRARY_FILE_SCOPE_LOGGER(source)                                                   \
-    namespace Velmora::LibraryLoggers                                                               \
-    {                                                                                               \
-    AceCleanupLogger* source()                                                                      \
-    {                                                                                               \
-        static AceCleanupLogger* const s_pLogger = new AceCleanupLogger(s_sz##source##Name);        \
-        return s_pLogger;                                                                           \
-    }                                                                                               \
-    }                                                                                               \
-    namespace                                                                                       \
-    {                                                                                               \
-    [[maybe_unused]] ::Velmora::AceCleanupLogger* fileScopeLogger()                                 \
-    {                                                                                               \
-        return ::Velmora::LibraryLoggers::source();                                                 \
-    }                                                                                               \
-    VELMORA_FILE_SCOPE_LOGGER_HELPERS(::Velmora::LibraryLoggers::s_sz##source##Name,                \
-                                      (::Velmora::bringUpLibrary(), fileScopeLogger()))             \
+/// VELMORA_FILE_SCOPE_LOGGER for a source file of the library itself: the whole library comes up,
+/// in its order, before the first of these loggers is used.
+#define VELMORA_LIBRARY_FILE_SCOPE_LOGGER(source)                                            \
+    namespace Velmora::LibraryLoggers                                                        \
+    {                                                                                        \
+    AceCleanupLogger* source()                                                               \
+    {                                                                                        \
+        static AceCleanupLogger* const s_pLogger = new AceCleanupLogger(s_sz##source##Name); \
+        return s_pLogger;                                                                    \
+    }                                                                                        \
+    }                                                                                        \
+    namespace                                                                                \
+    {                                                                                        \
+    [[maybe_unused]] ::Velmora::AceCleanupLogger* fileScopeLogger()                          \
+    {                                                                                        \
+        return ::Velmora::LibraryLoggers::source();                                          \
+    }                                                                                        \
+    VELMORA_FILE_SCOPE_LOGGER_HELPERS(::Velmora::LibraryLoggers::s_sz##source##Name,         \
+                                      (::Velmora::bringUpLibrary(), fileScopeLogger()))      \
     }

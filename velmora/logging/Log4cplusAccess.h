@@ -11,7 +11,7 @@
 #include <cstddef>
 #include <new>
 
-#if LOG4CPLUS_VERSION < LOG4CPLUS_MAKE_VERSION(2, 0, 0) ||                                          \
+#if LOG4CPLUS_VERSION < LOG4CPLUS_MAKE_VERSION(2, 0, 0) || \
     LOG4CPLUS_VERSION >= LOG4CPLUS_MAKE_VERSION(2, 1, 0)
 #error "This version of log4cplus has not been looked at; check each item of this header for it."
 #endif
@@ -20,7 +20,6 @@ namespace log4cplus
 {
 
 // Exported by the library, but in none of its headers.
-LOG4CPLUS_EXPORT void initialize();
 LOG4CPLUS_EXPORT void shutdownThreadPool();
 
 } // namespace log4cplus
@@ -82,7 +81,8 @@ inline void renewAfterFork(log4cplus::thread::Mutex& out_mutex)
 inline void renewHierarchyAfterFork(log4cplus::Hierarchy& in_hierarchy)
 {
     renewAfterFork(hashtableMutexOf(in_hierarchy));
-    const auto renewLogger = [](const log4cplus::Logger& in_logger) {
+    const auto renewLogger = [](const log4cplus::Logger& in_logger)
+    {
         log4cplus::spi::LoggerImpl& impl = HandleMembers::implOf(in_logger);
         renewAfterFork(impl.appender_list_mutex);
         for (const log4cplus::SharedAppenderPtr& pAppender : LoggerMembers::appendersOf(impl))
@@ -116,21 +116,23 @@ template <class Function>
 void forEachInAppenderChain(const log4cplus::spi::LoggerImpl& in_logger, Function in_function)
 {
     for (const log4cplus::spi::LoggerImpl* pLogger = &in_logger; pLogger != nullptr;
-         pLogger = LoggerMembers::isAdditive(*pLogger) ? LoggerMembers::parentOf(*pLogger) : nullptr)
+         pLogger = LoggerMembers::isAdditive(*pLogger) ? LoggerMembers::parentOf(*pLogger)
+                                                       : nullptr)
         if (!in_function(*pLogger))
             return;
 }
 
 /// The number of appenders in the chain, read without the lists' locks: each list is a vector, of
 /// which two words are read, so that a list which grows meanwhile is seen as not empty.
-[[gnu::no_sanitize("thread")]] inline std::size_t countAppendersUnlocked(
-    const log4cplus::spi::LoggerImpl& in_logger)
+inline std::size_t countAppendersUnlocked(const log4cplus::spi::LoggerImpl& in_logger)
 {
     std::size_t uiCount = 0;
-    forEachInAppenderChain(in_logger, [&uiCount](const log4cplus::spi::LoggerImpl& in_link) {
-        uiCount += LoggerMembers::appendersOf(in_link).size();
-        return true;
-    });
+    forEachInAppenderChain(in_logger,
+                           [&uiCount](const log4cplus::spi::LoggerImpl& in_link)
+                           {
+                               uiCount += LoggerMembers::appendersOf(in_link).size();
+                               return true;
+                           });
     return uiCount;
 }
 
@@ -139,11 +141,14 @@ void forEachInAppenderChain(const log4cplus::spi::LoggerImpl& in_logger, Functio
 inline std::size_t countAppendersLocked(const log4cplus::spi::LoggerImpl& in_logger)
 {
     std::size_t uiCount = 0;
-    forEachInAppenderChain(in_logger, [&uiCount](const log4cplus::spi::LoggerImpl& in_link) {
-        const log4cplus::thread::MutexGuard guard(in_link.appender_list_mutex);
-        uiCount += LoggerMembers::appendersOf(in_link).size();
-        return true;
-    });
+    forEachInAppenderChain(in_logger,
+                           [&uiCount](const log4cplus::spi::LoggerImpl& in_link)
+                           {
+                               const log4cplus::thread::MutexGuard guard(
+                                   in_link.appender_list_mutex);
+                               uiCount += LoggerMembers::appendersOf(in_link).size();
+                               return true;
+                           });
     return uiCount;
 }
 

@@ -17,11 +17,14 @@
 ///   (VELMORA_FILE_SCOPE_LOGGER); drops the line once the exit list has deleted that logger;
 /// - `VELMORA_LOG(logger, level, text)` with any logger; the logger is evaluated once.
 
-#define VELMORA_LOG_DEBUG(...) VELMORA_LOG(this->getLogger(), ::Velmora::DEBUG_LOG_LEVEL, __VA_ARGS__)
+#define VELMORA_LOG_DEBUG(...) \
+    VELMORA_LOG(this->getLogger(), ::Velmora::DEBUG_LOG_LEVEL, __VA_ARGS__)
 #define VELMORA_LOG_INFO(...) VELMORA_LOG(this->getLogger(), ::Velmora::INFO_LOG_LEVEL, __VA_ARGS__)
 #define VELMORA_LOG_WARN(...) VELMORA_LOG(this->getLogger(), ::Velmora::WARN_LOG_LEVEL, __VA_ARGS__)
-#define VELMORA_LOG_ERROR(...) VELMORA_LOG(this->getLogger(), ::Velmora::ERROR_LOG_LEVEL, __VA_ARGS__)
-#define VELMORA_LOG_FATAL(...) VELMORA_LOG(this->getLogger(), ::Velmora::FATAL_LOG_LEVEL, __VA_ARGS__)
+#define VELMORA_LOG_ERROR(...) \
+    VELMORA_LOG(this->getLogger(), ::Velmora::ERROR_LOG_LEVEL, __VA_ARGS__)
+#define VELMORA_LOG_FATAL(...) \
+    VELMORA_LOG(this->getLogger(), ::Velmora::FATAL_LOG_LEVEL, __VA_ARGS__)
 
 #define VELMORA_FILE_LOG_DEBUG(...) VELMORA_FILE_LOG(::Velmora::DEBUG_LOG_LEVEL, __VA_ARGS__)
 #define VELMORA_FILE_LOG_INFO(...) VELMORA_FILE_LOG(::Velmora::INFO_LOG_LEVEL, __VA_ARGS__)
@@ -29,18 +32,18 @@
 #define VELMORA_FILE_LOG_ERROR(...) VELMORA_FILE_LOG(::Velmora::ERROR_LOG_LEVEL, __VA_ARGS__)
 #define VELMORA_FILE_LOG_FATAL(...) VELMORA_FILE_LOG(::Velmora::FATAL_LOG_LEVEL, __VA_ARGS__)
 
-#define VELMORA_LOG(logger, level, ...)                                                             \
+#define VELMORA_LOG(logger, level, ...) \
     VELMORA_LOG_AS(VELMORA_UNIQUE_NAME(velmoraLogger), logger, level, __VA_ARGS__)
 
-#define VELMORA_FILE_LOG(level, ...)                                                                \
+#define VELMORA_FILE_LOG(level, ...) \
     VELMORA_FILE_LOG_AS(VELMORA_UNIQUE_NAME(velmoraLogger), level, __VA_ARGS__)
 
 /// Traces the scope that it stands in: "entering `name`" and "exiting `name`" at TRACE. Declares
 /// the scope's `TraceScope`.
-#define VELMORA_TRACE_SCOPE(name)                                                                   \
-    const ::Velmora::TraceScope VELMORA_UNIQUE_NAME(velmoraTraceScope)(                             \
+#define VELMORA_TRACE_SCOPE(name)                                       \
+    const ::Velmora::TraceScope VELMORA_UNIQUE_NAME(velmoraTraceScope)( \
         this->getLogger(), #name, this->getLogger().getLogLevel())
-#define VELMORA_FILE_TRACE_SCOPE(name)                                                              \
+#define VELMORA_FILE_TRACE_SCOPE(name) \
     const ::Velmora::TraceScope VELMORA_UNIQUE_NAME(velmoraTraceScope)(liveFileScopeLogger(), #name)
 
 // What follows is for the macros above. The variable has a name of its own in each use, so that a
@@ -50,31 +53,31 @@
 #define VELMORA_JOIN(first, second) VELMORA_JOIN_EXPANDED(first, second)
 #define VELMORA_JOIN_EXPANDED(first, second) first##second
 
-#define VELMORA_LOG_AS(variable, logger, level, ...)                                                \
-    do                                                                                              \
-    {                                                                                               \
-        const auto& variable = (logger);                                                            \
-        VELMORA_LOG_IF_OPEN(variable, level, __VA_ARGS__);                                          \
+#define VELMORA_LOG_AS(variable, logger, level, ...)       \
+    do                                                     \
+    {                                                      \
+        const auto& variable = (logger);                   \
+        VELMORA_LOG_IF_OPEN(variable, level, __VA_ARGS__); \
     } while (false)
 
-#define VELMORA_FILE_LOG_AS(variable, level, ...)                                                   \
-    do                                                                                              \
-    {                                                                                               \
-        if (const ::Velmora::AceCleanupLogger* const variable = liveFileScopeLogger())              \
-        {                                                                                           \
-            VELMORA_LOG_IF_OPEN((*variable), level, __VA_ARGS__);                                   \
-        }                                                                                           \
+#define VELMORA_FILE_LOG_AS(variable, level, ...)                                      \
+    do                                                                                 \
+    {                                                                                  \
+        if (const ::Velmora::AceCleanupLogger* const variable = liveFileScopeLogger()) \
+        {                                                                              \
+            VELMORA_LOG_IF_OPEN((*variable), level, __VA_ARGS__);                      \
+        }                                                                              \
     } while (false)
 
-#define VELMORA_LOG_IF_OPEN(logger, level, ...)                                                     \
+#define VELMORA_LOG_IF_OPEN(logger, level, ...) \
     VELMORA_LOG_IF_OPEN_AS(VELMORA_UNIQUE_NAME(velmoraText), logger, level, __VA_ARGS__)
 
-#define VELMORA_LOG_IF_OPEN_AS(textVariable, logger, level, ...)                                    \
-    if (logger.isEnabledFor(level) && logger.getChainedNumAppender() != 0)                          \
-    {                                                                                               \
-        ::Velmora::LogText textVariable;                                                            \
-        textVariable.stream() << __VA_ARGS__;                                                       \
-        logger.forcedLog(level, textVariable.text(), __FILE__, __LINE__);                           \
-    }                                                                                               \
-    else                                                                                            \
+#define VELMORA_LOG_IF_OPEN_AS(textVariable, logger, level, ...)           \
+    if (logger.isEnabledFor(level) && logger.getChainedNumAppender() != 0) \
+    {                                                                      \
+        ::Velmora::LogText textVariable;                                   \
+        textVariable.stream() << __VA_ARGS__;                              \
+        logger.forcedLog(level, textVariable.text(), __FILE__, __LINE__);  \
+    }                                                                      \
+    else                                                                   \
         static_cast<void>(0)

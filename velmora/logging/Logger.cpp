@@ -80,10 +80,7 @@ void Logger::forcedTrace(const char* in_szText) const
     forcedLog(static_cast<int>(TRACE_LOG_LEVEL), std::string(in_szText), nullptr, -1);
 }
 
-bool Logger::reset()
-{
-    return true;
-}
+bool Logger::reset() { return true; }
 
 bool Logger::isEnabledFor(LogLevel in_logLevel) const
 {
@@ -97,16 +94,15 @@ LogLevel Logger::getChainedLogLevel() const
     return static_cast<LogLevel>(Log4cplusAccess::chainedLogLevel(*value));
 }
 
-void Logger::setLogLevel(LogLevel in_logLevel)
-{
-    log4cplus::Logger::setLogLevel(in_logLevel);
-}
+void Logger::setLogLevel(LogLevel in_logLevel) { log4cplus::Logger::setLogLevel(in_logLevel); }
 
 log4cplus::SharedAppenderPtr Logger::getChainedAppender(const std::string& in_strName)
 {
     log4cplus::SharedAppenderPtr found;
     Log4cplusAccess::forEachInAppenderChain(
-        *value, [&in_strName, &found](const log4cplus::spi::LoggerImpl& in_link) {
+        *value,
+        [&in_strName, &found](const log4cplus::spi::LoggerImpl& in_link)
+        {
             found = const_cast<log4cplus::spi::LoggerImpl&>(in_link).getAppender(in_strName);
             return !found;
         });

@@ -8,8 +8,8 @@ namespace Velmora
 /// Logs "entering " and "exiting " with a name at TRACE around a scope, when the logger traces at
 /// its beginning. A stack object, declared by VELMORA_TRACE_SCOPE.
 ///
-/// While the logger has a level of its own that is above TRACE, it costs one comparison at entry and
-/// one test of a bool at exit.
+/// While the logger has a level of its own that is above TRACE, it costs one comparison at entry
+/// and one test of a bool at exit.
 ///
 /// Ownership: keeps pointers to the logger and to the name, which must outlive it.
 /// Thread-safety: belongs to the thread that declares it.
@@ -50,7 +50,8 @@ class VELMORA_API TraceScope
     static bool isActive(const Logger& in_logger, LogLevel in_logLevel)
     {
         if (in_logLevel == NOT_SET_LOG_LEVEL)
-            return in_logger.isEnabledFor(TRACE_LOG_LEVEL) && in_logger.getChainedNumAppender() != 0;
+            return in_logger.isEnabledFor(TRACE_LOG_LEVEL) &&
+                   in_logger.getChainedNumAppender() != 0;
         return in_logLevel < 1 && in_logger.getChainedNumAppender() != 0;
     }
 

@@ -22,10 +22,7 @@ static_assert(sizeof(Header) == 16);
 constexpr std::size_t s_uiReleasedId = std::numeric_limits<std::size_t>::max();
 constexpr std::size_t s_uiReleasedMagic = ~AccountMemAllocator::getMagicToken();
 
-Header* headerOf(void* in_pMemory)
-{
-    return static_cast<Header*>(in_pMemory) - 1;
-}
+Header* headerOf(void* in_pMemory) { return static_cast<Header*>(in_pMemory) - 1; }
 
 /// Balances are kept in 32 bits and wrap.
 void addToBalance(MemAccountInfo& out_info, std::size_t in_uiBytes)
@@ -39,7 +36,7 @@ void addToBalance(MemAccountInfo& out_info, std::size_t in_uiBytes)
 AccountMemAllocator::String::String(const char* in_szText)
     : m_szText(new char[std::strlen(in_szText) + 1]), m_uiHash(hashOf(in_szText))
 {
-    std::strcpy(m_szText.get(), in_szText);
+    std::memcpy(m_szText.get(), in_szText, std::strlen(in_szText) + 1);
 }
 
 std::size_t AccountMemAllocator::String::hashOf(const char* in_szText)
@@ -81,16 +78,15 @@ void* AccountMemAllocator::allocate(std::size_t in_uiSize, const char* in_szAcco
 {
     if (in_uiSize == 0)
         return nullptr;
-    VELMORA_ASSERT(in_szAccountName != 0);
+    VELMORA_ASSERT_TEXT(in_szAccountName != nullptr, "in_szAccountName != 0");
     if (in_szAccountName == nullptr)
         in_szAccountName = "DEFAULT";
 
-    Account& account =
-        findOrMakeAccount({in_szAccountName, String::hashOf(in_szAccountName)});
+    Account& account = findOrMakeAccount({in_szAccountName, String::hashOf(in_szAccountName)});
     charge(account, in_uiSize);
 
-    auto* const pHeader = static_cast<Header*>(
-        MemAllocator::allocate(in_uiSize + sizeof(Header), in_szAccountName));
+    auto* const pHeader =
+        static_cast<Header*>(MemAllocator::allocate(in_uiSize + sizeof(Header), in_szAccountName));
     if (pHeader == nullptr)
     {
         credit(account, in_uiSize);
@@ -107,9 +103,8 @@ AccountMemAllocator::Account& AccountMemAllocator::findOrMakeAccount(const NameR
         return *m_memAccountVector[found->second];
 
     const std::size_t uiId = m_memAccountVector.size();
-    m_memAccountVector.push_back(std::make_unique<Account>(std::piecewise_construct,
-                                                           std::forward_as_tuple(in_name.szText),
-                                                           std::forward_as_tuple()));
+    m_memAccountVector.push_back(std::make_unique<Account>(
+        std::piecewise_construct, std::forward_as_tuple(in_name.szText), std::forward_as_tuple()));
     Account& account = *m_memAccountVector.back();
     account.second.info.uiAccountId = uiId;
     m_idsByName.emplace(&account.first, uiId);
@@ -128,7 +123,8 @@ void AccountMemAllocator::deallocate(void* in_pMemory, std::size_t in_uiSize,
     {
         const ACE_Guard<ACE_Thread_Mutex> guard(m_mutex);
         found = *pHeader;
-        // The list of free chunks goes through the first word of a released chunk; the second tells.
+        // The list of free chunks goes through the first word of a released chunk; the second
+        // tells.
         if (found.uiMagic == s_uiReleasedMagic)
             found.uiAccountId = s_uiReleasedId;
         if (found.uiAccountId < m_memAccountVector.size())
@@ -181,7 +177,7 @@ MemAccountInfo AccountMemAllocator::copyInfo(const Account& in_account)
 bool AccountMemAllocator::getMemAccountInfo(const char* in_szAccountName,
                                             MemAccountInfo& out_info) const
 {
-    VELMORA_ASSERT(in_szAccountName != 0);
+    VELMORA_ASSERT_TEXT(in_szAccountName != nullptr, "in_szAccountName != 0");
     if (in_szAccountName == nullptr)
         return false;
     const ACE_Guard<ACE_Thread_Mutex> guard(m_mutex);
@@ -215,8 +211,8 @@ void AccountMemAllocator::logMemAccountingStats() const
         VELMORA_LOG_DEBUG("Memory Account " << account.strName
                                             << " : max_bytes = " << account.iMaximum);
         if (account.iBalance != 0)
-            VELMORA_LOG_WARN("Memory Account " << account.strName
-                                               << " : balance = " << account.iBalance << " byte(s)");
+            VELMORA_LOG_WARN("Memory Account " << account.strName << " : balance = "
+                                               << account.iBalance << " byte(s)");
     }
 }
 

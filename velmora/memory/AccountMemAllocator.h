@@ -15,17 +15,17 @@
 namespace Velmora
 {
 
-/// A `MemAllocator` that charges each allocation to the account that it names, so that a process can
-/// tell which of its parts holds how much, what the peak was, and which leak. A diagnostic mode: all
-/// operations pass one mutex.
+/// A `MemAllocator` that charges each allocation to the account that it names, so that a process
+/// can tell which of its parts holds how much, what the peak was, and which leak. A diagnostic
+/// mode: all operations pass one mutex.
 ///
 /// A header of 16 bytes in front of the caller's bytes tells the account and guards itself with a
 /// magic token.
 ///
 /// Thread-safety: all operations may be called on any thread. The allocator's mutex is taken before
 /// that of an account; nothing is logged under either, so an appender may allocate.
-/// Failure: a broken header, memory that was released before and a wrong account name are logged and
-/// trip assertions; a double release touches nothing.
+/// Failure: a broken header, memory that was released before and a wrong account name are logged
+/// and trip assertions; a double release touches nothing.
 class VELMORA_API AccountMemAllocator : public MemAllocator<ACE_Thread_Mutex, 32>
 {
   public:

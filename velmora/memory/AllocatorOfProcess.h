@@ -38,7 +38,8 @@ class AllocatorOfProcess
 
     [[gnu::noinline]] static Allocator* make()
     {
-        static const bool s_bMade = [] {
+        static const bool s_bMade = []
+        {
             auto* const pAllocator = new Registered;
             s_pAllocator.store(pAllocator, std::memory_order_release);
             ACE_Object_Manager::at_exit(static_cast<ACE_Cleanup*>(pAllocator), nullptr,

@@ -29,9 +29,6 @@ bool DefaultStaticMemAllocator::initializeClass()
                                 : StaticMemAllocator::initializeClass();
 }
 
-bool DefaultStaticMemAllocator::isAccountingMemory()
-{
-    return isMemAccountingForced();
-}
+bool DefaultStaticMemAllocator::isAccountingMemory() { return isMemAccountingForced(); }
 
 } // namespace Velmora

@@ -57,7 +57,8 @@ class VELMORA_API MemAccountInfoHash : public std::unordered_map<std::string, Me
 };
 
 VELMORA_API std::ostream& operator<<(std::ostream& out_stream, const MemAccountInfo& in_info);
-VELMORA_API std::ostream& operator<<(std::ostream& out_stream, const MemAccountInfoWithName& in_info);
+VELMORA_API std::ostream& operator<<(std::ostream& out_stream,
+                                     const MemAccountInfoWithName& in_info);
 VELMORA_API std::ostream& operator<<(std::ostream& out_stream, const MemAccountInfoHash& in_hash);
 
 } // namespace Velmora

@@ -9,7 +9,8 @@ namespace Velmora
 
 bool isMemAccountingForced()
 {
-    static const bool s_bForced = [] {
+    static const bool s_bForced = []
+    {
         const char* const szValue = std::getenv("VELMORA_MEM_ACCOUNTING");
         return szValue != nullptr && *szValue != '\0' && strcasecmp(szValue, "false") != 0;
     }();

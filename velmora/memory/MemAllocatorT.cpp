@@ -21,8 +21,9 @@ ChunkAllocatorNoT::Stats& ChunkAllocatorNoT::Stats::operator+=(const Stats& in_s
 
 std::ostream& ChunkAllocatorNoT::Stats::write(std::ostream& out_stream) const
 {
-    return out_stream << "Num malloc        = " << uiNumMalloc << "\nNum chunk alloc   = "
-                      << uiNumChunkAlloc << "\nNum chunk dealloc = " << uiNumChunkDealloc;
+    return out_stream << "Num malloc        = " << uiNumMalloc
+                      << "\nNum chunk alloc   = " << uiNumChunkAlloc
+                      << "\nNum chunk dealloc = " << uiNumChunkDealloc;
 }
 
 std::ostream& operator<<(std::ostream& out_stream, const ChunkAllocatorNoT::Stats& in_stats)
@@ -69,10 +70,10 @@ void ChunkAllocatorNoT::allocateBlock()
     m_blocks.push_back(pBlock);
     ++m_stats.uiNumMalloc;
 
-    FreeChunk* pPrevious = nullptr;
-    for (char* pBytes = pBlock; pBytes != pBlock + m_uiBlockSize; pBytes += m_uiChunkSize)
-        pPrevious = new (pBytes) FreeChunk{pPrevious};
-    m_pFreeList = pPrevious;
+    m_pFreeList = new (pBlock) FreeChunk{nullptr};
+    for (char* pBytes = pBlock + m_uiChunkSize; pBytes < pBlock + m_uiBlockSize;
+         pBytes += m_uiChunkSize)
+        m_pFreeList = new (pBytes) FreeChunk{m_pFreeList};
 }
 
 void* ChunkAllocatorNoT::popChunk()
@@ -150,10 +151,7 @@ MemAllocatorNoT::MemAllocatorNoT(const Logger& in_logger, bool in_bReportLeaks)
     VELMORA_TRACE_SCOPE(MemAllocatorNoT::MemAllocatorNoT);
 }
 
-MemAllocatorNoT::~MemAllocatorNoT()
-{
-    VELMORA_TRACE_SCOPE(MemAllocatorNoT::~MemAllocatorNoT);
-}
+MemAllocatorNoT::~MemAllocatorNoT() { VELMORA_TRACE_SCOPE(MemAllocatorNoT::~MemAllocatorNoT); }
 
 void MemAllocatorNoT::openCaches(const Operations& in_operations)
 {
@@ -161,10 +159,7 @@ void MemAllocatorNoT::openCaches(const Operations& in_operations)
     ThreadCaches::announce(*this);
 }
 
-void MemAllocatorNoT::closeCaches()
-{
-    ThreadCaches::withdraw(*this);
-}
+void MemAllocatorNoT::closeCaches() { ThreadCaches::withdraw(*this); }
 
 template class MemAllocator<ACE_Thread_Mutex, 32>;
 

@@ -104,7 +104,8 @@ class VELMORA_API ChunkAllocatorNoT : public ObjectWithLogger<Logger>
     std::vector<FullMagazine> m_fullMagazines;
 };
 
-VELMORA_API std::ostream& operator<<(std::ostream& out_stream, const ChunkAllocatorNoT::Stats& in_stats);
+VELMORA_API std::ostream& operator<<(std::ostream& out_stream,
+                                     const ChunkAllocatorNoT::Stats& in_stats);
 
 /// Hands out chunks of one size, each operation under a lock of its own.
 ///
@@ -218,8 +219,8 @@ class VELMORA_API MemAllocatorNoT : public ObjectWithLogger<Logger>
 /// chunks of `8 * (i + 1)` bytes. Larger requests go to `malloc`. Since the caller tells the size
 /// again when it releases, no block has a header.
 ///
-/// Each thread keeps some free chunks of each class to itself, so that most operations take no lock.
-/// Seen from one thread, the free chunks of a class are one stack.
+/// Each thread keeps some free chunks of each class to itself, so that most operations take no
+/// lock. Seen from one thread, the free chunks of a class are one stack.
 ///
 /// Thread-safety: all operations may be called on any thread, if `Mutex` locks; memory may be
 /// released on another thread than the one that asked for it. Construction and destruction happen
@@ -249,7 +250,8 @@ class MemAllocator : public MemAllocatorNoT
 
     static void lockAll(MemAllocatorNoT& in_allocator);
     static void unlockAll(MemAllocatorNoT& in_allocator);
-    static void takeAll(MemAllocatorNoT& in_allocator, std::size_t in_uiClass, Magazine& in_magazine);
+    static void takeAll(MemAllocatorNoT& in_allocator, std::size_t in_uiClass,
+                        Magazine& in_magazine);
 
     std::vector<ChunkAllocatorType*> m_chunkAllocVector;
 
@@ -337,8 +339,8 @@ Magazine* MemAllocator<Mutex, NumClasses>::findOrMakeMagazine(std::size_t in_uiC
 }
 
 template <class Mutex, unsigned long NumClasses>
-[[gnu::noinline]] void* MemAllocator<Mutex, NumClasses>::allocateFromEmptyMagazine(
-    std::size_t in_uiClass)
+[[gnu::noinline]] void*
+MemAllocator<Mutex, NumClasses>::allocateFromEmptyMagazine(std::size_t in_uiClass)
 {
     Magazine* const pMagazine = findOrMakeMagazine(in_uiClass);
     if (pMagazine == nullptr)
@@ -353,18 +355,18 @@ void* MemAllocator<Mutex, NumClasses>::allocateWithoutCache(std::size_t in_uiCla
 {
     const auto chunkAllocIter =
         m_chunkAllocVector.begin() + static_cast<std::ptrdiff_t>(in_uiClass);
-    VELMORA_ASSERT(*chunkAllocIter != 0);
+    VELMORA_ASSERT_TEXT(*chunkAllocIter != nullptr, "*chunkAllocIter != 0");
     return *chunkAllocIter != nullptr ? (*chunkAllocIter)->allocate() : nullptr;
 }
 
 template <class Mutex, unsigned long NumClasses>
-[[gnu::noinline]] void MemAllocator<Mutex, NumClasses>::deallocateToFullMagazine(
-    std::size_t in_uiClass, void* in_pMemory)
+[[gnu::noinline]] void
+MemAllocator<Mutex, NumClasses>::deallocateToFullMagazine(std::size_t in_uiClass, void* in_pMemory)
 {
     const auto chunkAllocIter =
         m_chunkAllocVector.begin() + static_cast<std::ptrdiff_t>(in_uiClass);
     VELMORA_ASSERT(chunkAllocIter < m_chunkAllocVector.end());
-    VELMORA_ASSERT(*chunkAllocIter != 0);
+    VELMORA_ASSERT_TEXT(*chunkAllocIter != nullptr, "*chunkAllocIter != 0");
     if (*chunkAllocIter == nullptr)
         return;
 

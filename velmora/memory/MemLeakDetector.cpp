@@ -3,10 +3,7 @@
 namespace Velmora
 {
 
-bool MemLeakDetector::sConfigure(const ROConfiguration&)
-{
-    return true;
-}
+bool MemLeakDetector::sConfigure(const ROConfiguration&) { return true; }
 
 void MemLeakDetector::__clear__() {}
 

@@ -35,7 +35,8 @@ class NoSizeMemAllocatorT
         return pHeader + 1;
     }
 
-    /// Zero-filled memory for `in_uiCount` elements of `in_uiSize` bytes. The product is not checked.
+    /// Zero-filled memory for `in_uiCount` elements of `in_uiSize` bytes. The product is not
+    /// checked.
     [[nodiscard]] static void* callocate(std::size_t in_uiCount, std::size_t in_uiSize,
                                          const char* in_szAccountName)
     {
@@ -92,7 +93,8 @@ class NoSizeMemAllocatorT
             return nullptr;
         const std::size_t uiSize = std::strlen(in_szText) + 1;
         void* const pCopy = allocate(uiSize, in_szAccountName);
-        return pCopy != nullptr ? static_cast<char*>(std::memcpy(pCopy, in_szText, uiSize)) : nullptr;
+        return pCopy != nullptr ? static_cast<char*>(std::memcpy(pCopy, in_szText, uiSize))
+                                : nullptr;
     }
 
     /// `Allocator::initializeClass()`.

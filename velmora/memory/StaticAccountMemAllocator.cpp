@@ -54,10 +54,7 @@ void StaticAccountMemAllocator::deallocate(void* in_pMemory, std::size_t in_uiSi
         deallocateAfterTheEnd(in_pMemory, in_uiSize);
 }
 
-AccountMemAllocator* StaticAccountMemAllocator::getAllocator()
-{
-    return TheAllocator::get();
-}
+AccountMemAllocator* StaticAccountMemAllocator::getAllocator() { return TheAllocator::get(); }
 
 bool StaticAccountMemAllocator::initializeClass()
 {

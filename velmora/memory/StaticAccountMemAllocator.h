@@ -11,9 +11,9 @@ namespace Velmora
 /// The accounting allocator of the process. Code calls `DefaultStaticMemAllocator`, which uses this
 /// one when `VELMORA_MEM_ACCOUNTING` asks for it.
 ///
-/// Works at any time in the life of the process. Once the exit list has destroyed the allocator, all
-/// of its chunks are gone; new memory then comes from `malloc`, uncharged, and what is released is
-/// left alone.
+/// Works at any time in the life of the process. Once the exit list has destroyed the allocator,
+/// all of its chunks are gone; new memory then comes from `malloc`, uncharged, and what is released
+/// is left alone.
 ///
 /// Thread-safety: all operations may be called on any thread.
 class VELMORA_API StaticAccountMemAllocator

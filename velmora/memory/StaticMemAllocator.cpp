@@ -39,10 +39,7 @@ void StaticMemAllocator::deallocate(void* in_pMemory, std::size_t in_uiSize,
         std::free(in_pMemory);
 }
 
-StaticMemAllocator::Allocator* StaticMemAllocator::getAllocator()
-{
-    return TheAllocator::get();
-}
+StaticMemAllocator::Allocator* StaticMemAllocator::getAllocator() { return TheAllocator::get(); }
 
 bool StaticMemAllocator::initializeClass()
 {

@@ -10,8 +10,9 @@ namespace Velmora
 
 /// The allocator of the process that keeps no accounts. Code calls `DefaultStaticMemAllocator`.
 ///
-/// Works at any time in the life of the process. Once the exit list has destroyed the allocator, all
-/// of its chunks are gone; new memory then comes from `malloc`, and what is released is left alone.
+/// Works at any time in the life of the process. Once the exit list has destroyed the allocator,
+/// all of its chunks are gone; new memory then comes from `malloc`, and what is released is left
+/// alone.
 ///
 /// Thread-safety: all operations may be called on any thread.
 class VELMORA_API StaticMemAllocator

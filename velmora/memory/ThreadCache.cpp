@@ -61,7 +61,10 @@ class ThreadCaches::TableOfThread
         const std::lock_guard<std::mutex> guard(shared.mutex);
         for (const std::atomic<ThreadCache*>& entry : m_table.entries)
             if (ThreadCache* const pCache = entry.load(std::memory_order_relaxed))
-                giveBack(*pCache);
+            {
+                unlinkFromOwner(*pCache);
+                giveBack(pCache);
+            }
         unlinkFrom(shared);
     }
 
@@ -102,17 +105,20 @@ ThreadCache* ThreadCaches::make(MemAllocatorNoT& in_owner, std::size_t in_uiNumC
     return pCache;
 }
 
-void ThreadCaches::giveBack(ThreadCache& in_cache)
+void ThreadCaches::giveBack(ThreadCache* in_pCache)
 {
-    MemAllocatorNoT& owner = in_cache.m_owner;
-    for (std::size_t uiClass = 0; uiClass < in_cache.m_uiNumClasses; ++uiClass)
-        owner.m_operations.takeAll(owner, uiClass, in_cache[uiClass]);
+    MemAllocatorNoT& owner = in_pCache->m_owner;
+    for (std::size_t uiClass = 0; uiClass < in_pCache->m_uiNumClasses; ++uiClass)
+        owner.m_operations.takeAll(owner, uiClass, (*in_pCache)[uiClass]);
+    delete in_pCache;
+}
 
-    ThreadCache** ppLink = &owner.m_pFirstCache;
+void ThreadCaches::unlinkFromOwner(const ThreadCache& in_cache)
+{
+    ThreadCache** ppLink = &in_cache.m_owner.m_pFirstCache;
     while (*ppLink != &in_cache)
         ppLink = &(*ppLink)->m_pNextOfOwner;
     *ppLink = in_cache.m_pNextOfOwner;
-    delete &in_cache;
 }
 
 void ThreadCaches::takeSlot(MemAllocatorNoT& out_owner)
@@ -136,8 +142,11 @@ void ThreadCaches::releaseSlot(MemAllocatorNoT& out_owner)
     for (auto* pTable = static_cast<Table*>(shared.pFirstTable); pTable != nullptr;
          pTable = pTable->pNext)
         pTable->entries[uiSlot].store(nullptr, std::memory_order_relaxed);
-    while (out_owner.m_pFirstCache != nullptr)
-        giveBack(*out_owner.m_pFirstCache);
+    while (ThreadCache* const pCache = out_owner.m_pFirstCache)
+    {
+        out_owner.m_pFirstCache = pCache->m_pNextOfOwner;
+        giveBack(pCache);
+    }
     shared.slotsInUse[uiSlot] = false;
     out_owner.m_uiCacheSlot = s_uiNoSlot;
 }

@@ -120,11 +120,11 @@ class VELMORA_API ThreadCache
     ThreadCache* m_pNextOfOwner = nullptr;
 };
 
-/// Which caches each thread has. An allocator has a slot while it lives; a thread has a table with a
-/// cache for each slot that it has used.
+/// Which caches each thread has. An allocator has a slot while it lives; a thread has a table with
+/// a cache for each slot that it has used.
 ///
-/// Memory in the caches of a thread goes back to the size classes when the thread ends; so does what
-/// the caches counted. When an allocator dies, its caches go with it.
+/// Memory in the caches of a thread goes back to the size classes when the thread ends; so does
+/// what the caches counted. When an allocator dies, its caches go with it.
 ///
 /// Thread-safety: one lock guards all slots and the list of all tables. It is taken before that of
 /// a size class. The entries of a table are written by its thread, and by the thread that destroys
@@ -171,7 +171,9 @@ class VELMORA_API ThreadCaches
 
     static void takeSlot(MemAllocatorNoT& out_owner);
     static void releaseSlot(MemAllocatorNoT& out_owner);
-    static void giveBack(ThreadCache& in_cache);
+    /// Gives everything in a cache back to the size classes, and deletes it.
+    static void giveBack(ThreadCache* in_pCache);
+    static void unlinkFromOwner(const ThreadCache& in_cache);
 
     static constinit Table s_noEntries;
     [[gnu::tls_model("initial-exec")]] static constinit thread_local Table* s_pTable;
