@@ -1,11 +1,12 @@
 #pragma once
 
 #include <dirent.h>
+#include <unistd.h>
 
 #include <cstddef>
 
-/// The number of threads of this process, as the system counts them.
-inline std::size_t countTasks()
+/// The number of threads of this process, as the system counts them at this moment.
+inline std::size_t countTasksOnce()
 {
     std::size_t uiCount = 0;
     if (DIR* const pDirectory = opendir("/proc/self/task"))
@@ -13,6 +14,19 @@ inline std::size_t countTasks()
         while (const dirent* const pEntry = readdir(pDirectory))
             uiCount += pEntry->d_name[0] != '.' ? 1 : 0;
         closedir(pDirectory);
+    }
+    return uiCount;
+}
+
+/// The number of threads of this process. One that has been joined may still be counted for a while
+/// on a busy machine, so a number above one is only believed when it lasts.
+inline std::size_t countTasks()
+{
+    std::size_t uiCount = countTasksOnce();
+    for (int iTry = 0; iTry < 500 && uiCount > 1; ++iTry)
+    {
+        usleep(10000);
+        uiCount = countTasksOnce();
     }
     return uiCount;
 }

@@ -3,12 +3,11 @@
 #include "velmora/logging/ACEBackend.h"
 #include "velmora/logging/LibraryLoggers.h"
 #include "velmora/logging/Log4cplusAccess.h"
+#include "velmora/memory/ForkGate.h"
 #include "velmora/memory/StaticAccountMemAllocator.h"
 #include "velmora/memory/StaticMemAllocator.h"
-#include "velmora/memory/ThreadCache.h"
 
 #include <ace/Object_Manager.h>
-#include <log4cplus/hierarchylocker.h>
 
 #include <pthread.h>
 
@@ -47,26 +46,30 @@ class ForkHandlers
     {
         // Appenders may allocate, so logging is locked first.
         if (!ExitListCloser::s_bHasRun)
-            s_pLocker = new log4cplus::HierarchyLocker(log4cplus::Logger::getDefaultHierarchy());
-        ThreadCaches::lockAllBeforeFork();
+            s_pLocker =
+                new Log4cplusAccess::WholeHierarchyLocker(log4cplus::Logger::getDefaultHierarchy());
+        ForkGate::close();
     }
 
     static void parent()
     {
-        ThreadCaches::unlockAllAfterFork();
+        ForkGate::openInParent();
         delete s_pLocker;
         s_pLocker = nullptr;
     }
 
     static void child()
     {
-        ThreadCaches::unlockAllAfterFork();
-        if (s_pLocker != nullptr)
-            Log4cplusAccess::renewHierarchyAfterFork(log4cplus::Logger::getDefaultHierarchy());
+        ForkGate::openInChild();
+        if (s_pLocker == nullptr)
+            return;
+        // Its unlocking fails here, which is what the renewal is for.
+        delete s_pLocker;
         s_pLocker = nullptr;
+        Log4cplusAccess::renewHierarchyAfterFork(log4cplus::Logger::getDefaultHierarchy());
     }
 
-    static inline log4cplus::HierarchyLocker* s_pLocker = nullptr;
+    static inline Log4cplusAccess::WholeHierarchyLocker* s_pLocker = nullptr;
 };
 
 void bringUpFileScopeLoggers()

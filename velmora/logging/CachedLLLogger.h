@@ -47,6 +47,9 @@ class VELMORA_API CachedLLLogger : public Logger
     /// The cached level if there is one, else the level in force, which is not kept.
     [[nodiscard]] LogLevel getLogLevel() const
     {
+        // The first comparison is all that a trace scope needs when it is off.
+        if (m_cachedLogLevel >= 1) [[likely]]
+            return m_cachedLogLevel;
         return m_cachedLogLevel != NOT_SET_LOG_LEVEL ? m_cachedLogLevel : getChainedLogLevel();
     }
 

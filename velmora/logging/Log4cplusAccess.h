@@ -5,6 +5,7 @@
 
 #include <log4cplus/appender.h>
 #include <log4cplus/hierarchy.h>
+#include <log4cplus/hierarchylocker.h>
 #include <log4cplus/spi/loggerimpl.h>
 #include <log4cplus/version.h>
 
@@ -68,6 +69,23 @@ struct HierarchyMembers
 };
 template struct HierarchyMembers<&log4cplus::Hierarchy::hashtable_mutex>;
 log4cplus::thread::Mutex& hashtableMutexOf(log4cplus::Hierarchy& in_hierarchy);
+
+/// Keeps the appenders and levels of a hierarchy as they are for everybody else: lines that are
+/// logged meanwhile wait. log4cplus's own locker leaves the root logger out. The root comes first,
+/// since appenders that log themselves mostly stand there.
+class WholeHierarchyLocker
+{
+  public:
+    explicit WholeHierarchyLocker(log4cplus::Hierarchy& in_hierarchy)
+        : m_rootGuard(HandleMembers::implOf(in_hierarchy.getRoot()).appender_list_mutex),
+          m_locker(in_hierarchy)
+    {
+    }
+
+  private:
+    log4cplus::thread::MutexGuard m_rootGuard;
+    log4cplus::HierarchyLocker m_locker;
+};
 
 /// Makes a recursive mutex that the forking thread holds usable in the child. Unlocking it there
 /// would fail, since it belongs to a thread number that the child does not have.

@@ -8,7 +8,6 @@
 #include <ace/Guard_T.h>
 #include <log4cplus/configurator.h>
 #include <log4cplus/hierarchy.h>
-#include <log4cplus/hierarchylocker.h>
 #include <log4cplus/spi/loggingevent.h>
 
 namespace Velmora
@@ -126,7 +125,7 @@ bool Logger::configureDefault()
     const ACE_Guard<ACE_Thread_Mutex> guard(sGetConfigMutex());
     log4cplus::Hierarchy& hierarchy = Logger().getHierarchy();
     // Lines that other threads log meanwhile wait for the new appenders.
-    const log4cplus::HierarchyLocker locker(hierarchy);
+    const Log4cplusAccess::WholeHierarchyLocker locker(hierarchy);
     hierarchy.resetConfiguration();
     log4cplus::BasicConfigurator::doConfigure(hierarchy);
     return true;

@@ -49,11 +49,10 @@ class VELMORA_API TraceScope
   private:
     static bool isActive(const Logger& in_logger, LogLevel in_logLevel)
     {
-        if (in_logLevel == NOT_SET_LOG_LEVEL)
-            return in_logger.isEnabledFor(TRACE_LOG_LEVEL) &&
-                   in_logger.getChainedNumAppender() != 0;
-        return in_logLevel < 1 && in_logger.getChainedNumAppender() != 0;
+        // Since NOT_SET_LOG_LEVEL lies below 1 too, a scope that is off needs no second test.
+        return in_logLevel < 1 && isActiveBelow1(in_logger, in_logLevel);
     }
+    static bool isActiveBelow1(const Logger& in_logger, LogLevel in_logLevel);
 
     const Logger* m_pLogger;
     const char* m_szName;

@@ -63,16 +63,9 @@ bool AccountMemAllocator::NameEqual::operator()(const NameRef& in_first,
 AccountMemAllocator::AccountMemAllocator(const Logger& in_logger, bool in_bReportLeaks)
     : MemAllocator<ACE_Thread_Mutex, 32>(in_logger, in_bReportLeaks)
 {
-    closeCaches();
-    openCaches({&AccountMemAllocator::lockAll, &AccountMemAllocator::unlockAll,
-                &AccountMemAllocator::takeAll});
 }
 
-AccountMemAllocator::~AccountMemAllocator()
-{
-    closeCaches();
-    logMemAccountingStats();
-}
+AccountMemAllocator::~AccountMemAllocator() { logMemAccountingStats(); }
 
 void* AccountMemAllocator::allocate(std::size_t in_uiSize, const char* in_szAccountName)
 {
@@ -98,7 +91,7 @@ void* AccountMemAllocator::allocate(std::size_t in_uiSize, const char* in_szAcco
 
 AccountMemAllocator::Account& AccountMemAllocator::findOrMakeAccount(const NameRef& in_name)
 {
-    const ACE_Guard<ACE_Thread_Mutex> guard(m_mutex);
+    const ForkSafeGuard<ACE_Thread_Mutex> guard(m_mutex);
     if (const auto found = m_idsByName.find(in_name); found != m_idsByName.end())
         return *m_memAccountVector[found->second];
 
@@ -121,7 +114,7 @@ void AccountMemAllocator::deallocate(void* in_pMemory, std::size_t in_uiSize,
     Header found{};
     Account* pAccount = nullptr;
     {
-        const ACE_Guard<ACE_Thread_Mutex> guard(m_mutex);
+        const ForkSafeGuard<ACE_Thread_Mutex> guard(m_mutex);
         found = *pHeader;
         // The list of free chunks goes through the first word of a released chunk; the second
         // tells.
@@ -155,7 +148,7 @@ void AccountMemAllocator::deallocate(void* in_pMemory, std::size_t in_uiSize,
 
 void AccountMemAllocator::charge(Account& out_account, std::size_t in_uiSize)
 {
-    const ACE_Guard<ACE_Thread_Mutex> guard(out_account.second.mutex);
+    const ForkSafeGuard<ACE_Thread_Mutex> guard(out_account.second.mutex);
     MemAccountInfo& info = out_account.second.info;
     addToBalance(info, in_uiSize);
     if (info.iBalance > info.iMaximum)
@@ -164,13 +157,13 @@ void AccountMemAllocator::charge(Account& out_account, std::size_t in_uiSize)
 
 void AccountMemAllocator::credit(Account& out_account, std::size_t in_uiSize)
 {
-    const ACE_Guard<ACE_Thread_Mutex> guard(out_account.second.mutex);
+    const ForkSafeGuard<ACE_Thread_Mutex> guard(out_account.second.mutex);
     addToBalance(out_account.second.info, std::size_t{0} - in_uiSize);
 }
 
 MemAccountInfo AccountMemAllocator::copyInfo(const Account& in_account)
 {
-    const ACE_Guard<ACE_Thread_Mutex> guard(in_account.second.mutex);
+    const ForkSafeGuard<ACE_Thread_Mutex> guard(in_account.second.mutex);
     return in_account.second.info;
 }
 
@@ -180,7 +173,7 @@ bool AccountMemAllocator::getMemAccountInfo(const char* in_szAccountName,
     VELMORA_ASSERT_TEXT(in_szAccountName != nullptr, "in_szAccountName != 0");
     if (in_szAccountName == nullptr)
         return false;
-    const ACE_Guard<ACE_Thread_Mutex> guard(m_mutex);
+    const ForkSafeGuard<ACE_Thread_Mutex> guard(m_mutex);
     const auto found =
         m_idsByName.find(NameRef{in_szAccountName, String::hashOf(in_szAccountName)});
     if (found == m_idsByName.end())
@@ -192,7 +185,7 @@ bool AccountMemAllocator::getMemAccountInfo(const char* in_szAccountName,
 void AccountMemAllocator::getMemAccountInfo(MemAccountInfoHash& out_hash) const
 {
     out_hash.clear();
-    const ACE_Guard<ACE_Thread_Mutex> guard(m_mutex);
+    const ForkSafeGuard<ACE_Thread_Mutex> guard(m_mutex);
     for (const std::unique_ptr<Account>& pAccount : m_memAccountVector)
         out_hash.emplace(pAccount->first.getText(), copyInfo(*pAccount));
 }
@@ -201,7 +194,7 @@ void AccountMemAllocator::logMemAccountingStats() const
 {
     std::vector<MemAccountInfoWithName> accounts;
     {
-        const ACE_Guard<ACE_Thread_Mutex> guard(m_mutex);
+        const ForkSafeGuard<ACE_Thread_Mutex> guard(m_mutex);
         accounts.reserve(m_memAccountVector.size());
         for (const std::unique_ptr<Account>& pAccount : m_memAccountVector)
             accounts.emplace_back(pAccount->first.getText(), copyInfo(*pAccount));
@@ -214,24 +207,6 @@ void AccountMemAllocator::logMemAccountingStats() const
             VELMORA_LOG_WARN("Memory Account " << account.strName << " : balance = "
                                                << account.iBalance << " byte(s)");
     }
-}
-
-void AccountMemAllocator::lockAll(MemAllocatorNoT& in_allocator)
-{
-    auto& allocator = static_cast<AccountMemAllocator&>(in_allocator);
-    allocator.m_mutex.acquire();
-    for (const std::unique_ptr<Account>& pAccount : allocator.m_memAccountVector)
-        pAccount->second.mutex.acquire();
-    MemAllocator::lockAll(in_allocator);
-}
-
-void AccountMemAllocator::unlockAll(MemAllocatorNoT& in_allocator)
-{
-    auto& allocator = static_cast<AccountMemAllocator&>(in_allocator);
-    MemAllocator::unlockAll(in_allocator);
-    for (const std::unique_ptr<Account>& pAccount : allocator.m_memAccountVector)
-        pAccount->second.mutex.release();
-    allocator.m_mutex.release();
 }
 
 } // namespace Velmora

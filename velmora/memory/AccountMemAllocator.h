@@ -104,9 +104,6 @@ class VELMORA_API AccountMemAllocator : public MemAllocator<ACE_Thread_Mutex, 32
     static void credit(Account& out_account, std::size_t in_uiSize);
     static MemAccountInfo copyInfo(const Account& in_account);
 
-    static void lockAll(MemAllocatorNoT& in_allocator);
-    static void unlockAll(MemAllocatorNoT& in_allocator);
-
     std::vector<std::unique_ptr<Account>> m_memAccountVector;
     std::unordered_map<const String*, std::size_t, NameHash, NameEqual> m_idsByName;
     /// Guards both.

@@ -153,13 +153,13 @@ MemAllocatorNoT::MemAllocatorNoT(const Logger& in_logger, bool in_bReportLeaks)
 
 MemAllocatorNoT::~MemAllocatorNoT() { VELMORA_TRACE_SCOPE(MemAllocatorNoT::~MemAllocatorNoT); }
 
-void MemAllocatorNoT::openCaches(const Operations& in_operations)
+void MemAllocatorNoT::openCaches(TakeBack in_takeBack)
 {
-    m_operations = in_operations;
-    ThreadCaches::announce(*this);
+    m_takeBack = in_takeBack;
+    ThreadCaches::takeSlot(*this);
 }
 
-void MemAllocatorNoT::closeCaches() { ThreadCaches::withdraw(*this); }
+void MemAllocatorNoT::closeCaches() { ThreadCaches::releaseSlot(*this); }
 
 template class MemAllocator<ACE_Thread_Mutex, 32>;
 

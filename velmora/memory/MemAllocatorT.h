@@ -3,9 +3,9 @@
 #include "velmora/application/Assertion.h"
 #include "velmora/application/OutputStreamable.h"
 #include "velmora/logging/ObjectWithLogger.h"
+#include "velmora/memory/ForkGate.h"
 #include "velmora/memory/ThreadCache.h"
 
-#include <ace/Guard_T.h>
 #include <ace/Thread_Mutex.h>
 
 #include <cstddef>
@@ -121,27 +121,27 @@ class ChunkAllocator : public ChunkAllocatorNoT
 
     [[nodiscard]] void* allocate()
     {
-        const ACE_Guard<Mutex> guard(m_mutex);
+        const ForkSafeGuard<Mutex> guard(m_mutex);
         return popChunk();
     }
 
     void deallocate(void* in_pMemory)
     {
-        const ACE_Guard<Mutex> guard(m_mutex);
+        const ForkSafeGuard<Mutex> guard(m_mutex);
         pushChunk(in_pMemory);
     }
 
     /// What was done so far, without what is counted in the caches of threads.
     [[nodiscard]] Stats getStats() const
     {
-        const ACE_Guard<Mutex> guard(m_mutex);
+        const ForkSafeGuard<Mutex> guard(m_mutex);
         return stats();
     }
 
     /// Fills an empty magazine with the topmost free chunks.
     void fill(Magazine& out_magazine)
     {
-        const ACE_Guard<Mutex> guard(m_mutex);
+        const ForkSafeGuard<Mutex> guard(m_mutex);
         const Batch batch = popBatch(out_magazine.uiCapacity);
         out_magazine.pLoaded = batch.pFirst;
         out_magazine.pLoadedLast = batch.pLast;
@@ -151,7 +151,7 @@ class ChunkAllocator : public ChunkAllocatorNoT
     /// Takes over the spare chunks of a magazine.
     void takeSpare(Magazine& out_magazine)
     {
-        const ACE_Guard<Mutex> guard(m_mutex);
+        const ForkSafeGuard<Mutex> guard(m_mutex);
         pushMagazine(out_magazine.pSpare, out_magazine.pSpareLast);
         out_magazine.pSpare = nullptr;
     }
@@ -159,7 +159,7 @@ class ChunkAllocator : public ChunkAllocatorNoT
     /// Takes over everything that is in a magazine, with its counts.
     void takeAll(Magazine& out_magazine)
     {
-        const ACE_Guard<Mutex> guard(m_mutex);
+        const ForkSafeGuard<Mutex> guard(m_mutex);
         if (out_magazine.pSpare != nullptr)
             pushBatch(out_magazine.pSpare, out_magazine.pSpareLast);
         if (out_magazine.pLoaded != nullptr)
@@ -170,8 +170,6 @@ class ChunkAllocator : public ChunkAllocatorNoT
         addCounts(out_magazine.uiAllocated.exchange(0, std::memory_order_relaxed),
                   out_magazine.uiDeallocated.exchange(0, std::memory_order_relaxed));
     }
-
-    Mutex& getMutex() { return m_mutex; }
 
   private:
     mutable Mutex m_mutex;
@@ -187,17 +185,12 @@ class VELMORA_API MemAllocatorNoT : public ObjectWithLogger<Logger>
     MemAllocatorNoT& operator=(const MemAllocatorNoT&) = delete;
 
   protected:
-    /// What the base needs of a derived allocator without virtual operations of its own.
-    struct Operations
-    {
-        void (*lockAll)(MemAllocatorNoT&);
-        void (*unlockAll)(MemAllocatorNoT&);
-        /// Takes a magazine of one class back.
-        void (*takeAll)(MemAllocatorNoT&, std::size_t in_uiClass, Magazine&);
-    };
+    /// Takes a magazine of one size class back; what the base needs of a derived allocator that has
+    /// no virtual operations.
+    using TakeBack = void (*)(MemAllocatorNoT&, std::size_t in_uiClass, Magazine&);
 
     /// Lets threads keep chunks to themselves, once the allocator is whole.
-    void openCaches(const Operations& in_operations);
+    void openCaches(TakeBack in_takeBack);
 
     /// Takes everything back that threads keep.
     void closeCaches();
@@ -210,9 +203,8 @@ class VELMORA_API MemAllocatorNoT : public ObjectWithLogger<Logger>
 
     bool m_bReportLeaks;
     std::size_t m_uiCacheSlot = ThreadCaches::s_uiNoSlot;
-    Operations m_operations{};
+    TakeBack m_takeBack = nullptr;
     ThreadCache* m_pFirstCache = nullptr;
-    MemAllocatorNoT* m_pNextAnnounced = nullptr;
 };
 
 /// Allocates small objects in chunks, one chunk allocator for each size class: element `i` has
@@ -248,10 +240,8 @@ class MemAllocator : public MemAllocatorNoT
     /// Builds the allocator of one element.
     void initChunkAllocator(ChunkAllocatorType** out_ppChunkAllocator, unsigned long in_ulIndex);
 
-    static void lockAll(MemAllocatorNoT& in_allocator);
-    static void unlockAll(MemAllocatorNoT& in_allocator);
-    static void takeAll(MemAllocatorNoT& in_allocator, std::size_t in_uiClass,
-                        Magazine& in_magazine);
+    static void takeBack(MemAllocatorNoT& in_allocator, std::size_t in_uiClass,
+                         Magazine& in_magazine);
 
     std::vector<ChunkAllocatorType*> m_chunkAllocVector;
 
@@ -272,7 +262,7 @@ MemAllocator<Mutex, NumClasses>::MemAllocator(const Logger& in_logger, bool in_b
 {
     for (unsigned long ulIndex = 0; ulIndex < NumClasses; ++ulIndex)
         initChunkAllocator(&m_chunkAllocVector[ulIndex], ulIndex);
-    openCaches({&MemAllocator::lockAll, &MemAllocator::unlockAll, &MemAllocator::takeAll});
+    openCaches(&MemAllocator::takeBack);
 }
 
 template <class Mutex, unsigned long NumClasses>
@@ -391,26 +381,8 @@ ChunkAllocatorNoT::Stats MemAllocator<Mutex, NumClasses>::getStats(std::size_t i
 }
 
 template <class Mutex, unsigned long NumClasses>
-void MemAllocator<Mutex, NumClasses>::lockAll(MemAllocatorNoT& in_allocator)
-{
-    for (ChunkAllocatorType* const pChunkAllocator :
-         static_cast<MemAllocator&>(in_allocator).m_chunkAllocVector)
-        if (pChunkAllocator != nullptr)
-            pChunkAllocator->getMutex().acquire();
-}
-
-template <class Mutex, unsigned long NumClasses>
-void MemAllocator<Mutex, NumClasses>::unlockAll(MemAllocatorNoT& in_allocator)
-{
-    for (ChunkAllocatorType* const pChunkAllocator :
-         static_cast<MemAllocator&>(in_allocator).m_chunkAllocVector)
-        if (pChunkAllocator != nullptr)
-            pChunkAllocator->getMutex().release();
-}
-
-template <class Mutex, unsigned long NumClasses>
-void MemAllocator<Mutex, NumClasses>::takeAll(MemAllocatorNoT& in_allocator, std::size_t in_uiClass,
-                                              Magazine& in_magazine)
+void MemAllocator<Mutex, NumClasses>::takeBack(MemAllocatorNoT& in_allocator,
+                                               std::size_t in_uiClass, Magazine& in_magazine)
 {
     auto& allocator = static_cast<MemAllocator&>(in_allocator);
     if (ChunkAllocatorType* const pChunkAllocator = allocator.m_chunkAllocVector[in_uiClass])

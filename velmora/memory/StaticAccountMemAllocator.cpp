@@ -2,6 +2,7 @@
 
 #include "velmora/memory/AceCleanupMemAllocator.h"
 #include "velmora/memory/AllocatorOfProcess.h"
+#include "velmora/memory/MemoryAfterTheEnd.h"
 
 #include <cstdlib>
 
@@ -13,22 +14,8 @@ namespace
 
 using TheAllocator = AllocatorOfProcess<AceCleanupAccountMemAllocator>;
 
-/// Blocks keep their layout after the end of the allocator, so that a release can tell those that
-/// came from `malloc` by their size alone.
 constexpr std::size_t s_uiHeaderSize = 16;
 constexpr std::size_t s_uiLargestChunk = 256;
-
-void* allocateAfterTheEnd(std::size_t in_uiSize)
-{
-    auto* const pBlock = static_cast<char*>(std::malloc(in_uiSize + s_uiHeaderSize));
-    return pBlock != nullptr ? pBlock + s_uiHeaderSize : nullptr;
-}
-
-void deallocateAfterTheEnd(void* in_pMemory, std::size_t in_uiSize)
-{
-    if (in_uiSize + s_uiHeaderSize > s_uiLargestChunk)
-        std::free(static_cast<char*>(in_pMemory) - s_uiHeaderSize);
-}
 
 } // namespace
 
@@ -40,7 +27,7 @@ void* StaticAccountMemAllocator::allocate(std::size_t in_uiSize, const char* in_
         return nullptr;
     if (AccountMemAllocator* const pAllocator = TheAllocator::get()) [[likely]]
         return pAllocator->allocate(in_uiSize, in_szAccountName);
-    return allocateAfterTheEnd(in_uiSize);
+    return MemoryAfterTheEnd::allocate(in_uiSize);
 }
 
 void StaticAccountMemAllocator::deallocate(void* in_pMemory, std::size_t in_uiSize,
@@ -50,8 +37,9 @@ void StaticAccountMemAllocator::deallocate(void* in_pMemory, std::size_t in_uiSi
         return;
     if (AccountMemAllocator* const pAllocator = TheAllocator::get()) [[likely]]
         pAllocator->deallocate(in_pMemory, in_uiSize, in_szAccountName);
-    else
-        deallocateAfterTheEnd(in_pMemory, in_uiSize);
+    else if (!MemoryAfterTheEnd::deallocate(in_pMemory) &&
+             in_uiSize + s_uiHeaderSize > s_uiLargestChunk)
+        std::free(static_cast<char*>(in_pMemory) - s_uiHeaderSize);
 }
 
 AccountMemAllocator* StaticAccountMemAllocator::getAllocator() { return TheAllocator::get(); }

@@ -4,6 +4,7 @@
 #include "velmora/memory/AceCleanupMemAllocator.h"
 #include "velmora/memory/AllocatorOfProcess.h"
 #include "velmora/memory/MemAccounting.h"
+#include "velmora/memory/MemoryAfterTheEnd.h"
 #include "velmora/memory/StaticAccountMemAllocator.h"
 
 #include <cstdlib>
@@ -27,7 +28,7 @@ void* StaticMemAllocator::allocate(std::size_t in_uiSize, const char* in_szAccou
 {
     if (Allocator* const pAllocator = TheAllocator::get()) [[likely]]
         return pAllocator->allocate(in_uiSize, in_szAccountName);
-    return in_uiSize == 0 ? nullptr : std::malloc(in_uiSize);
+    return MemoryAfterTheEnd::allocate(in_uiSize);
 }
 
 void StaticMemAllocator::deallocate(void* in_pMemory, std::size_t in_uiSize,
@@ -35,7 +36,7 @@ void StaticMemAllocator::deallocate(void* in_pMemory, std::size_t in_uiSize,
 {
     if (Allocator* const pAllocator = TheAllocator::get()) [[likely]]
         pAllocator->deallocate(in_pMemory, in_uiSize, in_szAccountName);
-    else if (in_uiSize > s_uiLargestChunk)
+    else if (!MemoryAfterTheEnd::deallocate(in_pMemory) && in_uiSize > s_uiLargestChunk)
         std::free(in_pMemory);
 }
 

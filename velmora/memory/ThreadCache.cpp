@@ -2,8 +2,6 @@
 
 #include "velmora/memory/MemAllocatorT.h"
 
-#include <mutex>
-
 namespace Velmora
 {
 
@@ -14,10 +12,9 @@ namespace
 /// destructors have run.
 struct Shared
 {
-    std::mutex mutex;
+    ACE_Thread_Mutex mutex;
     std::array<bool, ThreadCaches::s_uiNumSlots> slotsInUse{};
     void* pFirstTable = nullptr;
-    MemAllocatorNoT* pFirstAnnounced = nullptr;
 
     static Shared& getInstance()
     {
@@ -25,6 +22,8 @@ struct Shared
         return *s_pShared;
     }
 };
+
+using SharedGuard = ForkSafeGuard<ACE_Thread_Mutex>;
 
 /// Set once the calling thread has given its caches back and is to make no new ones.
 constinit thread_local bool s_bThreadIsEnding = false;
@@ -47,7 +46,7 @@ class ThreadCaches::TableOfThread
     TableOfThread()
     {
         Shared& shared = Shared::getInstance();
-        const std::lock_guard<std::mutex> guard(shared.mutex);
+        const SharedGuard guard(shared.mutex);
         m_table.pNext = static_cast<Table*>(shared.pFirstTable);
         shared.pFirstTable = &m_table;
         s_pTable = &m_table;
@@ -58,7 +57,7 @@ class ThreadCaches::TableOfThread
         s_bThreadIsEnding = true;
         s_pTable = &s_noEntries;
         Shared& shared = Shared::getInstance();
-        const std::lock_guard<std::mutex> guard(shared.mutex);
+        const SharedGuard guard(shared.mutex);
         for (const std::atomic<ThreadCache*>& entry : m_table.entries)
             if (ThreadCache* const pCache = entry.load(std::memory_order_relaxed))
             {
@@ -98,7 +97,7 @@ ThreadCache* ThreadCaches::make(MemAllocatorNoT& in_owner, std::size_t in_uiNumC
     s_table.makeSureItIs();
 
     auto* const pCache = new ThreadCache(in_owner, in_uiNumClasses);
-    const std::lock_guard<std::mutex> guard(Shared::getInstance().mutex);
+    const SharedGuard guard(Shared::getInstance().mutex);
     pCache->m_pNextOfOwner = in_owner.m_pFirstCache;
     in_owner.m_pFirstCache = pCache;
     s_pTable->entries[in_owner.getCacheSlot()].store(pCache, std::memory_order_relaxed);
@@ -109,7 +108,7 @@ void ThreadCaches::giveBack(ThreadCache* in_pCache)
 {
     MemAllocatorNoT& owner = in_pCache->m_owner;
     for (std::size_t uiClass = 0; uiClass < in_pCache->m_uiNumClasses; ++uiClass)
-        owner.m_operations.takeAll(owner, uiClass, (*in_pCache)[uiClass]);
+        owner.m_takeBack(owner, uiClass, (*in_pCache)[uiClass]);
     delete in_pCache;
 }
 
@@ -123,7 +122,9 @@ void ThreadCaches::unlinkFromOwner(const ThreadCache& in_cache)
 
 void ThreadCaches::takeSlot(MemAllocatorNoT& out_owner)
 {
-    auto& slotsInUse = Shared::getInstance().slotsInUse;
+    Shared& shared = Shared::getInstance();
+    const SharedGuard guard(shared.mutex);
+    auto& slotsInUse = shared.slotsInUse;
     for (std::size_t uiSlot = 0; uiSlot < s_uiNumSlots; ++uiSlot)
         if (!slotsInUse[uiSlot])
         {
@@ -139,6 +140,7 @@ void ThreadCaches::releaseSlot(MemAllocatorNoT& out_owner)
     if (uiSlot == s_uiNoSlot)
         return;
     Shared& shared = Shared::getInstance();
+    const SharedGuard guard(shared.mutex);
     for (auto* pTable = static_cast<Table*>(shared.pFirstTable); pTable != nullptr;
          pTable = pTable->pNext)
         pTable->entries[uiSlot].store(nullptr, std::memory_order_relaxed);
@@ -151,33 +153,10 @@ void ThreadCaches::releaseSlot(MemAllocatorNoT& out_owner)
     out_owner.m_uiCacheSlot = s_uiNoSlot;
 }
 
-void ThreadCaches::announce(MemAllocatorNoT& in_allocator)
-{
-    Shared& shared = Shared::getInstance();
-    const std::lock_guard<std::mutex> guard(shared.mutex);
-    takeSlot(in_allocator);
-    in_allocator.m_pNextAnnounced = shared.pFirstAnnounced;
-    shared.pFirstAnnounced = &in_allocator;
-}
-
-void ThreadCaches::withdraw(MemAllocatorNoT& in_allocator)
-{
-    Shared& shared = Shared::getInstance();
-    const std::lock_guard<std::mutex> guard(shared.mutex);
-    releaseSlot(in_allocator);
-    for (MemAllocatorNoT** ppLink = &shared.pFirstAnnounced; *ppLink != nullptr;
-         ppLink = &(*ppLink)->m_pNextAnnounced)
-        if (*ppLink == &in_allocator)
-        {
-            *ppLink = in_allocator.m_pNextAnnounced;
-            return;
-        }
-}
-
 void ThreadCaches::addCounts(const MemAllocatorNoT& in_allocator, std::size_t in_uiClass,
                              std::uint64_t& out_uiAllocated, std::uint64_t& out_uiDeallocated)
 {
-    const std::lock_guard<std::mutex> guard(Shared::getInstance().mutex);
+    const SharedGuard guard(Shared::getInstance().mutex);
     for (ThreadCache* pCache = in_allocator.m_pFirstCache; pCache != nullptr;
          pCache = pCache->m_pNextOfOwner)
     {
@@ -185,24 +164,6 @@ void ThreadCaches::addCounts(const MemAllocatorNoT& in_allocator, std::size_t in
         out_uiAllocated += magazine.uiAllocated.load(std::memory_order_relaxed);
         out_uiDeallocated += magazine.uiDeallocated.load(std::memory_order_relaxed);
     }
-}
-
-void ThreadCaches::lockAllBeforeFork()
-{
-    Shared& shared = Shared::getInstance();
-    shared.mutex.lock();
-    for (MemAllocatorNoT* pAllocator = shared.pFirstAnnounced; pAllocator != nullptr;
-         pAllocator = pAllocator->m_pNextAnnounced)
-        pAllocator->m_operations.lockAll(*pAllocator);
-}
-
-void ThreadCaches::unlockAllAfterFork()
-{
-    Shared& shared = Shared::getInstance();
-    for (MemAllocatorNoT* pAllocator = shared.pFirstAnnounced; pAllocator != nullptr;
-         pAllocator = pAllocator->m_pNextAnnounced)
-        pAllocator->m_operations.unlockAll(*pAllocator);
-    shared.mutex.unlock();
 }
 
 } // namespace Velmora

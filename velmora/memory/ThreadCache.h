@@ -147,19 +147,15 @@ class VELMORA_API ThreadCaches
     /// slot, and when the thread is ending.
     static ThreadCache* make(MemAllocatorNoT& in_owner, std::size_t in_uiNumClasses);
 
-    /// Makes an allocator known to the process, and forgets it. Forgetting takes everything back
-    /// that threads keep for it; an allocator that is not known is left as it is.
-    static void announce(MemAllocatorNoT& in_allocator);
-    static void withdraw(MemAllocatorNoT& in_allocator);
+    /// Gives an allocator a slot, if there is one.
+    static void takeSlot(MemAllocatorNoT& out_owner);
+
+    /// Takes everything back that threads keep for an allocator, and its slot, if it has one.
+    static void releaseSlot(MemAllocatorNoT& out_owner);
 
     /// Adds what all caches of an allocator have counted for one size class.
     static void addCounts(const MemAllocatorNoT& in_allocator, std::size_t in_uiClass,
                           std::uint64_t& out_uiAllocated, std::uint64_t& out_uiDeallocated);
-
-    /// Takes the lock of the caches and all locks of all known allocators, and gives them back, so
-    /// that a child of `fork` finds none of them held by a thread that it does not have.
-    static void lockAllBeforeFork();
-    static void unlockAllAfterFork();
 
   private:
     struct Table
@@ -169,8 +165,6 @@ class VELMORA_API ThreadCaches
     };
     class TableOfThread;
 
-    static void takeSlot(MemAllocatorNoT& out_owner);
-    static void releaseSlot(MemAllocatorNoT& out_owner);
     /// Gives everything in a cache back to the size classes, and deletes it.
     static void giveBack(ThreadCache* in_pCache);
     static void unlinkFromOwner(const ThreadCache& in_cache);

@@ -1,0 +1,49 @@
+#include "velmora/memory/MemoryAfterTheEnd.h"
+
+#include <cstdlib>
+#include <mutex>
+#include <unordered_set>
+
+namespace Velmora
+{
+
+namespace
+{
+
+/// Never destroyed, since it serves until the process is gone.
+struct Given
+{
+    std::mutex mutex;
+    std::unordered_set<void*> memory;
+
+    static Given& getInstance()
+    {
+        static Given* const s_pGiven = new Given;
+        return *s_pGiven;
+    }
+};
+
+} // namespace
+
+void* MemoryAfterTheEnd::allocate(std::size_t in_uiSize)
+{
+    void* const pMemory = in_uiSize == 0 ? nullptr : std::malloc(in_uiSize);
+    if (pMemory == nullptr)
+        return nullptr;
+    Given& given = Given::getInstance();
+    const std::lock_guard<std::mutex> guard(given.mutex);
+    given.memory.insert(pMemory);
+    return pMemory;
+}
+
+bool MemoryAfterTheEnd::deallocate(void* in_pMemory)
+{
+    Given& given = Given::getInstance();
+    const std::lock_guard<std::mutex> guard(given.mutex);
+    if (given.memory.erase(in_pMemory) == 0)
+        return false;
+    std::free(in_pMemory);
+    return true;
+}
+
+} // namespace Velmora
