@@ -5,7 +5,9 @@
 #   velmora_room(
 #     HEADERS Foo.h            what is installed
 #     SOURCES Foo.cpp Bar.h    what is not
-#     TESTS FooTest.cpp)       in test/, one program a file
+#     TESTS FooTest.cpp)       in test/, one program a file; further files of it follow, as in A.cpp+B.cpp
+#
+# What a test starts or looks at is named in the global property VELMORA_TEST_HELPERS_<room>.<FooTest>.
 function(velmora_room)
   cmake_parse_arguments(PARSE_ARGV 0 ARG "" "" "HEADERS;SOURCES;TESTS")
   cmake_path(GET CMAKE_CURRENT_SOURCE_DIR FILENAME room)
@@ -14,6 +16,7 @@ function(velmora_room)
     PRIVATE ${ARG_SOURCES}
     PUBLIC FILE_SET HEADERS BASE_DIRS "${PROJECT_SOURCE_DIR}" FILES ${ARG_HEADERS})
   foreach(test IN LISTS ARG_TESTS)
+    string(REPLACE "+" "|${CMAKE_CURRENT_SOURCE_DIR}/test/" test "${test}")
     set_property(GLOBAL APPEND PROPERTY VELMORA_ROOM_TESTS "${room}|${CMAKE_CURRENT_SOURCE_DIR}/test/${test}")
   endforeach()
 endfunction()
@@ -22,11 +25,20 @@ endfunction()
 function(velmora_register_tests target prefix)
   gtest_discover_tests(${target}
     TEST_PREFIX "${prefix}."
+    TEST_LIST discovered
     DISCOVERY_TIMEOUT 60
-    PROPERTIES
-      TIMEOUT 300
-      ENVIRONMENT_MODIFICATION
-        "VELMORA=unset:;VELMORA_MEM_ACCOUNTING=unset:;VELMORA_OUTDIR_STRING=unset:")
+    PROPERTIES TIMEOUT 300)
+
+  set(environment "VELMORA=unset:;VELMORA_MEM_ACCOUNTING=unset:;VELMORA_OUTDIR_STRING=unset:")
+  if(VELMORA_SANITIZERS STREQUAL "thread")
+    string(APPEND environment ";TSAN_OPTIONS=set:atexit_sleep_ms=0"
+      " suppressions=${PROJECT_SOURCE_DIR}/tests/support/thread-sanitizer.supp")
+  endif()
+  # The names are known when ctest starts, and the command above takes no property that is a list.
+  set(script "${CMAKE_CURRENT_BINARY_DIR}/${target}-environment.cmake")
+  file(WRITE "${script}"
+    "set_tests_properties(\${discovered} PROPERTIES ENVIRONMENT_MODIFICATION \"${environment}\")\n")
+  set_property(DIRECTORY APPEND PROPERTY TEST_INCLUDE_FILES "${script}")
 endfunction()
 
 # velmora_add_test(NAME room.FooTest SOURCES FooTest.cpp [LIBRARIES ...] [HELPERS target ...])
@@ -43,8 +55,7 @@ function(velmora_add_test)
     target_compile_definitions(${target} PRIVATE "${macro}=\"$<TARGET_FILE:${helper}>\"")
     add_dependencies(${target} ${helper})
   endforeach()
-  string(REGEX REPLACE "\\..*" "" room "${ARG_NAME}")
-  velmora_register_tests(${target} ${room})
+  velmora_register_tests(${target} ${ARG_NAME})
 endfunction()
 
 # Makes the tests that the rooms named; called once the library and the test support stand.
@@ -52,10 +63,11 @@ function(velmora_add_room_tests)
   get_property(tests GLOBAL PROPERTY VELMORA_ROOM_TESTS)
   foreach(entry IN LISTS tests)
     string(REPLACE "|" ";" entry "${entry}")
-    list(GET entry 0 room)
-    list(GET entry 1 file)
+    list(POP_FRONT entry room)
+    list(GET entry 0 file)
     cmake_path(GET file STEM name)
-    velmora_add_test(NAME ${room}.${name} SOURCES ${file})
+    get_property(helpers GLOBAL PROPERTY VELMORA_TEST_HELPERS_${room}.${name})
+    velmora_add_test(NAME ${room}.${name} SOURCES ${entry} HELPERS ${helpers})
   endforeach()
 endfunction()
 

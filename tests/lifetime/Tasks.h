@@ -18,15 +18,22 @@ inline std::size_t countTasksOnce()
     return uiCount;
 }
 
+/// ThreadSanitizer has a thread of its own in each program.
+#if defined(__SANITIZE_THREAD__)
+inline constexpr std::size_t s_uiTasksOfSanitizer = 1;
+#else
+inline constexpr std::size_t s_uiTasksOfSanitizer = 0;
+#endif
+
 /// The number of threads of this process. One that has been joined may still be counted for a while
 /// on a busy machine, so a number above one is only believed when it lasts.
 inline std::size_t countTasks()
 {
-    std::size_t uiCount = countTasksOnce();
+    std::size_t uiCount = countTasksOnce() - s_uiTasksOfSanitizer;
     for (int iTry = 0; iTry < 500 && uiCount > 1; ++iTry)
     {
         usleep(10000);
-        uiCount = countTasksOnce();
+        uiCount = countTasksOnce() - s_uiTasksOfSanitizer;
     }
     return uiCount;
 }

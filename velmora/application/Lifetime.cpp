@@ -6,6 +6,7 @@
 #include "velmora/memory/ForkGate.h"
 #include "velmora/memory/StaticAccountMemAllocator.h"
 #include "velmora/memory/StaticMemAllocator.h"
+#include "velmora/memory/ThreadCache.h"
 
 #include <ace/Object_Manager.h>
 
@@ -53,14 +54,15 @@ class ForkHandlers
 
     static void parent()
     {
-        ForkGate::openInParent();
+        ForkGate::open();
         delete s_pLocker;
         s_pLocker = nullptr;
     }
 
     static void child()
     {
-        ForkGate::openInChild();
+        ForkGate::open();
+        ThreadCaches::forgetOtherThreads();
         if (s_pLocker == nullptr)
             return;
         // Its unlocking fails here, which is what the renewal is for.
@@ -83,6 +85,8 @@ bool bringUpInOrder()
 {
     getACEBackend();
     Logger::sGetConfigMutex();
+    // The parent of all others, so that it need not be linked in between them later.
+    Logger().getName();
     bringUpFileScopeLoggers();
     StaticMemAllocator::initializeClass();
     StaticAccountMemAllocator::initializeClass();

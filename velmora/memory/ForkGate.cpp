@@ -1,7 +1,8 @@
 #include "velmora/memory/ForkGate.h"
 
-#include <new>
-#include <shared_mutex>
+#include <array>
+#include <atomic>
+#include <mutex>
 
 namespace Velmora
 {
@@ -9,39 +10,57 @@ namespace Velmora
 namespace
 {
 
-/// Never destroyed: threads allocate until the process is gone.
-std::shared_mutex& gate()
+/// The gate has several doors, so that threads rarely meet at one. Closing it locks them all. They
+/// are plain mutexes, which the child may unlock; those with an owner would know it by a thread
+/// number that the child does not have.
+struct alignas(64) Door
 {
-    alignas(std::shared_mutex) static unsigned char s_storage[sizeof(std::shared_mutex)];
-    static std::shared_mutex* const s_pGate = new (s_storage) std::shared_mutex;
-    return *s_pGate;
+    std::mutex mutex;
+};
+
+/// Never destroyed: threads allocate until the process is gone.
+std::array<Door, 16>& doors()
+{
+    static auto* const s_pDoors = new std::array<Door, 16>;
+    return *s_pDoors;
 }
 
-/// How many passes the calling thread holds; the gate is passed with the first.
+/// How many passes the calling thread holds; the door is locked with the first.
 constinit thread_local unsigned s_uiPasses = 0;
+constinit thread_local Door* s_pDoor = nullptr;
+
+Door& doorOfThread()
+{
+    static std::atomic<std::size_t> s_uiNext{0};
+    if (s_pDoor == nullptr)
+        s_pDoor = &doors()[s_uiNext.fetch_add(1, std::memory_order_relaxed) % doors().size()];
+    return *s_pDoor;
+}
 
 } // namespace
 
 ForkGate::Pass::Pass()
 {
     if (s_uiPasses++ == 0)
-        gate().lock_shared();
+        doorOfThread().mutex.lock();
 }
 
 ForkGate::Pass::~Pass()
 {
     if (--s_uiPasses == 0)
-        gate().unlock_shared();
+        doorOfThread().mutex.unlock();
 }
 
-void ForkGate::close() { gate().lock(); }
-
-void ForkGate::openInParent() { gate().unlock(); }
-
-void ForkGate::openInChild()
+void ForkGate::close()
 {
-    // The lock remembers its owner by a thread number that the child does not have.
-    new (&gate()) std::shared_mutex;
+    for (Door& door : doors())
+        door.mutex.lock();
+}
+
+void ForkGate::open()
+{
+    for (Door& door : doors())
+        door.mutex.unlock();
 }
 
 } // namespace Velmora

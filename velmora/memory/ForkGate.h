@@ -10,8 +10,7 @@ namespace Velmora
 /// Keeps a fork away from the moments in which an allocator holds one of its locks: the child would
 /// find the lock held by a thread that it does not have, and the memory behind it half changed.
 ///
-/// Code that takes such a lock holds a `Pass` around it. Passes do not wait for each other, and a
-/// thread may hold several.
+/// Code that takes such a lock holds a `Pass` around it. A thread may hold several.
 ///
 /// Thread-safety: may be used on any thread. The gate is taken before all locks of the allocators,
 /// and a thread that holds a pass does not fork.
@@ -29,8 +28,9 @@ class VELMORA_API ForkGate
 
     /// Waits until nobody holds a pass, and lets nobody have one until the gate is opened again.
     static void close();
-    static void openInParent();
-    static void openInChild();
+
+    /// Opens the gate again, in the parent and in the child.
+    static void open();
 };
 
 /// Holds a lock of an allocator, with a pass. A lock operation that fails sets `errno`, and the
