@@ -1,0 +1,264 @@
+#include "bench/AllocationCount.h"
+#include "bench/Opaque.h"
+
+#include "velmora/logging/CachedLLLogger.h"
+#include "velmora/logging/LogMacros.h"
+
+#include <log4cplus/fileappender.h>
+#include <log4cplus/layout.h>
+#include <log4cplus/loggingmacros.h>
+#include <log4cplus/nullappender.h>
+#include <spdlog/sinks/basic_file_sink.h>
+#include <spdlog/sinks/null_sink.h>
+#include <spdlog/spdlog.h>
+
+#include <filesystem>
+#include <memory>
+#include <string>
+
+#include <unistd.h>
+
+using namespace Velmora;
+using Bench::opaque;
+
+namespace
+{
+
+/// What the lines tell: three arguments of different types.
+struct Call
+{
+    std::string strId = "a84b4c76e66710";
+    int iMilliseconds = 1234;
+    unsigned short usPort = 5060;
+};
+
+// A line that is off. The level comes from the logger two steps up, as it mostly does.
+
+constexpr const char* s_szQuietParent = "keswardin.bench";
+constexpr const char* s_szQuiet = "keswardin.bench.gateway.Quiet";
+
+void disabledCachedOurs(benchmark::State& out_state)
+{
+    Logger(s_szQuietParent).setLogLevel(WARN_LOG_LEVEL);
+    CachedLLLogger logger(s_szQuiet);
+    logger.cacheLogLevel();
+    const Call call;
+    const Bench::AllocationCount allocations(out_state);
+    Bench::measureTiny(out_state,
+                       [&logger, &call]() VELMORA_BENCH_INLINE
+                       {
+                           VELMORA_LOG(opaque(logger), DEBUG_LOG_LEVEL,
+                                       "call " << call.strId << " took " << call.iMilliseconds
+                                               << " ms from port " << call.usPort);
+                       });
+}
+
+void disabledPlainOurs(benchmark::State& out_state)
+{
+    Logger(s_szQuietParent).setLogLevel(WARN_LOG_LEVEL);
+    Logger logger(s_szQuiet);
+    const Call call;
+    const Bench::AllocationCount allocations(out_state);
+    Bench::measureTiny(out_state,
+                       [&logger, &call]() VELMORA_BENCH_INLINE
+                       {
+                           VELMORA_LOG(opaque(logger), DEBUG_LOG_LEVEL,
+                                       "call " << call.strId << " took " << call.iMilliseconds
+                                               << " ms from port " << call.usPort);
+                       });
+}
+
+void disabledPlainLog4cplus(benchmark::State& out_state)
+{
+    log4cplus::Logger::getInstance(s_szQuietParent).setLogLevel(log4cplus::WARN_LOG_LEVEL);
+    log4cplus::Logger logger = log4cplus::Logger::getInstance(s_szQuiet);
+    const Call call;
+    const Bench::AllocationCount allocations(out_state);
+    Bench::measureTiny(out_state,
+                       [&logger, &call]() VELMORA_BENCH_INLINE
+                       {
+                           LOG4CPLUS_DEBUG(opaque(logger),
+                                           "call " << call.strId << " took " << call.iMilliseconds
+                                                   << " ms from port " << call.usPort);
+                       });
+}
+
+void disabledPlainSpdlog(benchmark::State& out_state)
+{
+    spdlog::logger logger(s_szQuiet, std::make_shared<spdlog::sinks::null_sink_mt>());
+    logger.set_level(spdlog::level::warn);
+    const Call call;
+    const Bench::AllocationCount allocations(out_state);
+    Bench::measureTiny(out_state,
+                       [&logger, &call]() VELMORA_BENCH_INLINE
+                       {
+                           SPDLOG_LOGGER_CALL(&opaque(logger), spdlog::level::debug,
+                                              "call {} took {} ms from port {}", call.strId,
+                                              call.iMilliseconds, call.usPort);
+                       });
+}
+
+// A line that is on.
+
+/// The entry of the hierarchy that both our loggers and those of log4cplus are handles on, with one
+/// appender of its own.
+class LoudEntry
+{
+  public:
+    static constexpr const char* s_szName = "keswardin.bench.Loud";
+
+    explicit LoudEntry(const log4cplus::SharedAppenderPtr& in_pAppender)
+    {
+        m_logger.setLogLevel(log4cplus::DEBUG_LOG_LEVEL);
+        m_logger.setAdditivity(false);
+        m_logger.addAppender(in_pAppender);
+    }
+    ~LoudEntry() { m_logger.removeAllAppenders(); }
+    LoudEntry(const LoudEntry&) = delete;
+    LoudEntry& operator=(const LoudEntry&) = delete;
+
+  private:
+    log4cplus::Logger m_logger = log4cplus::Logger::getInstance(s_szName);
+};
+
+/// A file for the lines, gone with the object.
+class LogFile
+{
+  public:
+    LogFile()
+        : m_path(std::filesystem::temp_directory_path() /
+                 ("log-line-bench." + std::to_string(getpid()) + ".log"))
+    {
+    }
+    ~LogFile()
+    {
+        std::error_code ignored;
+        std::filesystem::remove(m_path, ignored);
+    }
+    LogFile(const LogFile&) = delete;
+    LogFile& operator=(const LogFile&) = delete;
+
+    [[nodiscard]] std::string getPath() const { return m_path.string(); }
+
+  private:
+    std::filesystem::path m_path;
+};
+
+enum class Flush
+{
+    eachLine,
+    whenFull
+};
+
+log4cplus::SharedAppenderPtr makeFileAppender(const LogFile& in_file, Flush in_flush)
+{
+    log4cplus::SharedAppenderPtr pAppender(new log4cplus::FileAppender(
+        in_file.getPath(), std::ios_base::trunc, in_flush == Flush::eachLine));
+    pAppender->setLayout(
+        std::make_unique<log4cplus::PatternLayout>("%d{%Y-%m-%d %H:%M:%S.%q} %-5p [%t] %c - %m%n"));
+    return pAppender;
+}
+
+std::unique_ptr<spdlog::logger> makeFileLoggerOfSpdlog(const LogFile& in_file, Flush in_flush)
+{
+    auto pLogger = std::make_unique<spdlog::logger>(
+        LoudEntry::s_szName,
+        std::make_shared<spdlog::sinks::basic_file_sink_mt>(in_file.getPath(), true));
+    pLogger->set_pattern("%Y-%m-%d %H:%M:%S.%e %-5l [%t] %n - %v", spdlog::pattern_time_type::utc);
+    pLogger->flush_on(in_flush == Flush::eachLine ? spdlog::level::trace : spdlog::level::off);
+    pLogger->set_level(spdlog::level::debug);
+    return pLogger;
+}
+
+void logByOurs(benchmark::State& out_state)
+{
+    const Logger logger(LoudEntry::s_szName);
+    const Call call;
+    const Bench::AllocationCount allocations(out_state);
+    for ([[maybe_unused]] auto turn : out_state)
+        VELMORA_LOG(logger, DEBUG_LOG_LEVEL,
+                    "call " << call.strId << " took " << call.iMilliseconds << " ms from port "
+                            << call.usPort);
+}
+
+void logByLog4cplus(benchmark::State& out_state)
+{
+    const log4cplus::Logger logger = log4cplus::Logger::getInstance(LoudEntry::s_szName);
+    const Call call;
+    const Bench::AllocationCount allocations(out_state);
+    for ([[maybe_unused]] auto turn : out_state)
+        LOG4CPLUS_DEBUG(logger, "call " << call.strId << " took " << call.iMilliseconds
+                                        << " ms from port " << call.usPort);
+}
+
+void logBySpdlog(benchmark::State& out_state, spdlog::logger& out_logger)
+{
+    const Call call;
+    const Bench::AllocationCount allocations(out_state);
+    for ([[maybe_unused]] auto turn : out_state)
+        SPDLOG_LOGGER_CALL(&out_logger, spdlog::level::debug, "call {} took {} ms from port {}",
+                           call.strId, call.iMilliseconds, call.usPort);
+}
+
+void enabledNullOurs(benchmark::State& out_state)
+{
+    const LoudEntry entry(log4cplus::SharedAppenderPtr(new log4cplus::NullAppender));
+    logByOurs(out_state);
+}
+
+void enabledNullLog4cplus(benchmark::State& out_state)
+{
+    const LoudEntry entry(log4cplus::SharedAppenderPtr(new log4cplus::NullAppender));
+    logByLog4cplus(out_state);
+}
+
+void enabledNullSpdlog(benchmark::State& out_state)
+{
+    spdlog::logger logger(LoudEntry::s_szName, std::make_shared<spdlog::sinks::null_sink_mt>());
+    logger.set_level(spdlog::level::debug);
+    logBySpdlog(out_state, logger);
+}
+
+void enabledFileOurs(benchmark::State& out_state, Flush in_flush)
+{
+    const LogFile file;
+    const LoudEntry entry(makeFileAppender(file, in_flush));
+    logByOurs(out_state);
+}
+
+void enabledFileLog4cplus(benchmark::State& out_state, Flush in_flush)
+{
+    const LogFile file;
+    const LoudEntry entry(makeFileAppender(file, in_flush));
+    logByLog4cplus(out_state);
+}
+
+void enabledFileSpdlog(benchmark::State& out_state, Flush in_flush)
+{
+    const LogFile file;
+    const std::unique_ptr<spdlog::logger> pLogger = makeFileLoggerOfSpdlog(file, in_flush);
+    logBySpdlog(out_state, *pLogger);
+}
+
+} // namespace
+
+BENCHMARK(disabledCachedOurs)->Name("disabledCached/ours");
+BENCHMARK(Bench::measureComparison)->Name("disabledCached/comparison");
+
+BENCHMARK(disabledPlainOurs)->Name("disabledPlain/ours");
+BENCHMARK(disabledPlainLog4cplus)->Name("disabledPlain/log4cplus");
+BENCHMARK(disabledPlainSpdlog)->Name("disabledPlain/spdlog");
+
+BENCHMARK(enabledNullOurs)->Name("enabledNull/ours");
+BENCHMARK(enabledNullLog4cplus)->Name("enabledNull/log4cplus");
+BENCHMARK(enabledNullSpdlog)->Name("enabledNull/spdlog");
+
+BENCHMARK_CAPTURE(enabledFileOurs, , Flush::eachLine)->Name("enabledFile/ours");
+BENCHMARK_CAPTURE(enabledFileLog4cplus, , Flush::eachLine)->Name("enabledFile/log4cplus");
+BENCHMARK_CAPTURE(enabledFileSpdlog, , Flush::eachLine)->Name("enabledFile/spdlog");
+
+BENCHMARK_CAPTURE(enabledFileOurs, , Flush::whenFull)->Name("enabledFileBuffered/ours");
+BENCHMARK_CAPTURE(enabledFileLog4cplus, , Flush::whenFull)->Name("enabledFileBuffered/log4cplus");
+BENCHMARK_CAPTURE(enabledFileSpdlog, , Flush::whenFull)->Name("enabledFileBuffered/spdlog");
+
+BENCHMARK_MAIN();

@@ -1,0 +1,186 @@
+#!/usr/bin/python3
+"""Makes one table of what the benchmark programs told.
+
+The results are Google Benchmark's JSON, a file for each process: <program>.<variant>.<round>.json.
+The document gets the table between its two marker lines.
+
+The time of a work is the smallest of all rounds: whatever else the machine does can only add to it.
+"""
+
+import argparse
+import collections
+import json
+import math
+import pathlib
+import re
+import sys
+
+MALLOCS = ["glibc", "jemalloc", "tcmalloc", "mimalloc"]
+MARKERS = ("<!-- table of scripts/bench: begin -->", "<!-- table of scripts/bench: end -->")
+
+# Works whose names tell who does them, as in "enabledNull/spdlog": the name, what it is, whose time
+# the target is a multiple of, the target.
+NAMED_WORKS = [
+    ("disabledCached", "line that is off, level cached", "comparison", 1.5),
+    ("disabledPlain", "line that is off, plain `Logger`", "log4cplus", 1.1),
+    ("enabledNull", "line that is on, null appender", "log4cplus", 0.9),
+    ("enabledFile", "line that is on, file, flushed each time", "log4cplus", 1.0),
+    ("enabledFileBuffered", "line that is on, file, buffered", "log4cplus", 1.0),
+    ("traceScopeOff", "trace scope that is off, own level set", "comparison", 2.0),
+    ("initFromText", "`initFromText`, a mix of values", "stream", 1 / 3),
+]
+
+
+class Results:
+    """All figures, by work and by who did it."""
+
+    def __init__(self, directory):
+        self.times = collections.defaultdict(dict)
+        self.allocations = collections.defaultdict(dict)
+        self.bytes = {}
+        for path in sorted(directory.glob("*.json")):
+            self._read(path)
+        if not self.times:
+            sys.exit(f"bench_table.py: no results in {directory}")
+
+    def _read(self, path):
+        _, variant, _ = path.stem.split(".")
+        content = json.loads(path.read_text())
+        self.context = content["context"]
+        if variant in MALLOCS[1:] and variant not in self.context["malloc"]:
+            sys.exit(f"bench_table.py: {path.name} is not about {variant}")
+        for run in content["benchmarks"]:
+            if run.get("error_occurred"):
+                sys.exit(f"bench_table.py: {path.name}: {run['name']}: {run['error_message']}")
+            work, doer = self._split(run["name"], variant)
+            if "bytes" in run:
+                self.bytes[doer] = run["bytes"]
+                continue
+            assert run["time_unit"] == "ns"
+            # The time of the processor leaves out what others ran meanwhile, but also waiting for
+            # another thread.
+            time = run["real_time" if run["threads"] > 1 else "cpu_time"]
+            times = self.times[work]
+            times[doer] = min(time, times.get(doer, math.inf))
+            if "allocations" in run:
+                self.allocations[work][doer] = run["allocations"]
+
+    @staticmethod
+    def _split(name, variant):
+        work, _, doer = name.partition("/")
+        if work in (named[0] for named in NAMED_WORKS):
+            return work, doer
+        return name.replace("/real_time", ""), variant
+
+
+def figure(value):
+    """Three significant digits."""
+    return f"{value:.{max(0, 2 - math.floor(math.log10(value)))}f}" if value > 0 else "0"
+
+
+def row(text, ours, peers, against, target):
+    """A row of the table; `target` is a multiple of the peer `against`, None without a target."""
+    others = ", ".join(
+        f"**{name} {figure(value)}**" if name == against else f"{name} {figure(value)}"
+        for name, value in peers.items())
+    if against is None:
+        return [text, figure(ours), others, "", "", "reported"]
+    ratio = ours / peers[against]
+    return [text, figure(ours), others, f"{ratio:.2f}", f"{target:.2f}",
+            "met" if ratio <= target else "NOT MET"]
+
+
+def named_rows(results):
+    for work, text, against, target in NAMED_WORKS:
+        times = results.times[work]
+        peers = {doer: times[doer] for doer in sorted(times) if doer != "ours"}
+        yield row(f"{text}, ns", times["ours"], peers, against, target)
+
+
+def allocator_works(results):
+    """The works on chunks, in their order: the name, then what it is."""
+    patterns = (("pairs", "chunk taken and released"), ("batches", "the same in batches of 1000"))
+    for pattern, text in patterns:
+        for threads, on in (("1", "one thread"), ("2", "two threads")):
+            for size in (8, 24, 64, 256, 0):
+                what = f"{size} bytes" if size else "1 to 256 bytes"
+                yield f"{pattern}/{size}/threads:{threads}", f"{text}, {what}, {on}, ns"
+
+
+def allocator_rows(results):
+    works = list(allocator_works(results))
+    for work, text in works:
+        times = results.times[work]
+        peers = {name: times[name] for name in MALLOCS}
+        yield row(text, times["ours"], peers, min(peers, key=peers.get), 1.0)
+    for work, text in works:
+        times = results.times[work]
+        if "accounted" in times:
+            without = {"without": times["ours"]}
+            yield row(f"accounted: {text}", times["accounted"], without, None, None)
+
+
+def footprint_rows(results):
+    def speed(name):
+        works = [work for work, _ in allocator_works(results) if "/24/" in work]
+        return math.prod(results.times[work][name] for work in works)
+
+    peers = {name: results.bytes[name] for name in MALLOCS}
+    text = "memory for a live object of 24 bytes, bytes"
+    yield row(text, results.bytes["ours"], peers, min(MALLOCS, key=speed), 0.8)
+    without = {"without": results.bytes["ours"]}
+    yield row(f"accounted: {text}", results.bytes["accounted"], without, None, None)
+
+
+def allocation_rows(results):
+    for work, text, _, _ in NAMED_WORKS:
+        counts = results.allocations[work]
+        if counts:
+            yield [text, *(f"{counts[doer]:.1f}" if doer in counts else ""
+                           for doer in ("ours", "log4cplus", "spdlog"))]
+
+
+def markdown(head, rows):
+    lines = [head, *rows]
+    widths = [max(len(line[column]) for line in lines) for column in range(len(head))]
+    rule = ["-" * width for width in widths]
+    return "\n".join(
+        "| " + " | ".join(cell.ljust(width) for cell, width in zip(line, widths)) + " |"
+        for line in [head, rule, *rows])
+
+
+def machine(context):
+    info = pathlib.Path("/proc/cpuinfo").read_text()
+    model = re.search(r"model name\s*: (.*)", info)
+    return f"{context['num_cpus']} processors, {model[1] if model else 'unknown'}"
+
+
+def write(document, text):
+    begin, end = MARKERS
+    content = document.read_text()
+    before, found_begin, rest = content.partition(begin)
+    _, found_end, after = rest.partition(end)
+    if not found_begin or not found_end:
+        sys.exit(f"bench_table.py: {document} has no marker lines")
+    document.write_text(f"{before}{begin}\n\n{text}\n\n{end}{after}")
+
+
+def main():
+    parser = argparse.ArgumentParser(description=__doc__.splitlines()[0])
+    parser.add_argument("results", type=pathlib.Path)
+    parser.add_argument("--write", type=pathlib.Path, metavar="document")
+    arguments = parser.parse_args()
+
+    results = Results(arguments.results)
+    table = markdown(["Work", "Ours", "Peers", "Ratio", "Target", ""],
+                     [*named_rows(results), *allocator_rows(results), *footprint_rows(results)])
+    allocations = markdown(["Allocations a line", "Ours", "log4cplus", "spdlog"],
+                           list(allocation_rows(results)))
+    text = f"Measured on {machine(results.context)}.\n\n{table}\n\n{allocations}"
+    print(text)
+    if arguments.write:
+        write(arguments.write, text)
+
+
+if __name__ == "__main__":
+    main()
