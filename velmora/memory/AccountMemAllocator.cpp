@@ -75,6 +75,7 @@ void* AccountMemAllocator::allocate(std::size_t in_uiSize, const char* in_szAcco
     if (in_szAccountName == nullptr)
         in_szAccountName = "DEFAULT";
 
+    const ForkGate::Pass pass;
     Account& account = findOrMakeAccount({in_szAccountName, String::hashOf(in_szAccountName)});
     charge(account, in_uiSize);
 
@@ -142,6 +143,7 @@ void AccountMemAllocator::deallocate(void* in_pMemory, std::size_t in_uiSize,
         VELMORA_LOG_ERROR("inconsistent account : memory at "
                           << in_pMemory << " is from account " << szOwnName
                           << " while the call to deallocate was passed " << in_szAccountName);
+    const ForkGate::Pass pass;
     credit(*pAccount, in_uiSize);
     MemAllocator::deallocate(pHeader, in_uiSize + sizeof(Header), in_szAccountName);
 }

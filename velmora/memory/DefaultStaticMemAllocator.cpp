@@ -7,15 +7,15 @@
 namespace Velmora
 {
 
-void* DefaultStaticMemAllocator::allocate(std::size_t in_uiSize, const char* in_szAccountName)
+void* DefaultStaticMemAllocator::allocateSlowly(std::size_t in_uiSize, const char* in_szAccountName)
 {
     if (isAccountingMemory()) [[unlikely]]
         return StaticAccountMemAllocator::allocate(in_uiSize, in_szAccountName);
     return StaticMemAllocator::allocate(in_uiSize, in_szAccountName);
 }
 
-void DefaultStaticMemAllocator::deallocate(void* in_pMemory, std::size_t in_uiSize,
-                                           const char* in_szAccountName)
+void DefaultStaticMemAllocator::deallocateSlowly(void* in_pMemory, std::size_t in_uiSize,
+                                                 const char* in_szAccountName)
 {
     if (isAccountingMemory()) [[unlikely]]
         StaticAccountMemAllocator::deallocate(in_pMemory, in_uiSize, in_szAccountName);

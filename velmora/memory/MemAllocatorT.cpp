@@ -94,47 +94,52 @@ void ChunkAllocatorNoT::pushChunk(void* in_pMemory)
     ++m_stats.uiNumChunkDealloc;
 }
 
-ChunkAllocatorNoT::Batch ChunkAllocatorNoT::popBatch(std::uint32_t in_uiMostChunks)
+void ChunkAllocatorNoT::popInto(Magazine& out_magazine)
 {
     if (!m_fullMagazines.empty())
     {
-        const FullMagazine magazine = m_fullMagazines.back();
+        const Magazine::Batch batch = m_fullMagazines.back();
         m_fullMagazines.pop_back();
-        return {magazine.pFirst, magazine.pLast, Magazine::s_uiCapacity};
+        out_magazine.load(batch.pFirst, batch.pLast, Magazine::s_uiCapacity);
+        return;
     }
 
     if (m_pFreeList == nullptr)
         allocateBlock();
-    Batch batch{m_pFreeList, m_pFreeList, 1};
-    while (batch.uiNumChunks < in_uiMostChunks && batch.pLast->pNext != nullptr)
+    FreeChunk* const pFirst = m_pFreeList;
+    FreeChunk* pLast = pFirst;
+    std::uint64_t uiNumChunks = 1;
+    while (uiNumChunks < Magazine::s_uiCapacity && pLast->pNext != nullptr)
     {
-        batch.pLast = batch.pLast->pNext;
-        ++batch.uiNumChunks;
+        pLast = pLast->pNext;
+        ++uiNumChunks;
     }
-    m_pFreeList = batch.pLast->pNext;
-    batch.pLast->pNext = nullptr;
-    return batch;
+    m_pFreeList = pLast->pNext;
+    pLast->pNext = nullptr;
+    out_magazine.load(pFirst, pLast, uiNumChunks);
 }
 
-void ChunkAllocatorNoT::pushMagazine(FreeChunk* in_pFirst, FreeChunk* in_pLast)
+void ChunkAllocatorNoT::pushFull(const Magazine::Batch& in_batch)
 {
-    m_fullMagazines.push_back({in_pFirst, in_pLast});
+    m_fullMagazines.push_back(in_batch);
 }
 
-void ChunkAllocatorNoT::pushBatch(FreeChunk* in_pFirst, FreeChunk* in_pLast)
+void ChunkAllocatorNoT::pushBatch(const Magazine::Batch& in_batch)
 {
+    if (in_batch.pFirst == nullptr)
+        return;
     spreadMagazines();
-    in_pLast->pNext = m_pFreeList;
-    m_pFreeList = in_pFirst;
+    in_batch.pLast->pNext = m_pFreeList;
+    m_pFreeList = in_batch.pFirst;
 }
 
 /// Puts the chunks of the full magazines on the free list, in their order.
 void ChunkAllocatorNoT::spreadMagazines()
 {
-    for (const FullMagazine& magazine : m_fullMagazines)
+    for (const Magazine::Batch& batch : m_fullMagazines)
     {
-        magazine.pLast->pNext = m_pFreeList;
-        m_pFreeList = magazine.pFirst;
+        batch.pLast->pNext = m_pFreeList;
+        m_pFreeList = batch.pFirst;
     }
     m_fullMagazines.clear();
 }

@@ -57,28 +57,20 @@ class VELMORA_API ChunkAllocatorNoT : public ObjectWithLogger<Logger>
     [[nodiscard]] std::size_t getBlockSize() const { return m_uiBlockSize; }
 
   protected:
-    /// A list of chunks, linked from the first to the last.
-    struct Batch
-    {
-        FreeChunk* pFirst;
-        FreeChunk* pLast;
-        std::uint32_t uiNumChunks;
-    };
-
     /// Gets one more block and makes its chunks the free list; the highest address comes first.
     void allocateBlock();
 
     void* popChunk();
     void pushChunk(void* in_pMemory);
 
-    /// The topmost free chunks, at least one and at most as many as a magazine holds.
-    Batch popBatch(std::uint32_t in_uiMostChunks);
+    /// Loads an empty magazine with the topmost free chunks, at least one.
+    void popInto(Magazine& out_magazine);
 
-    /// Puts a full magazine on top of the free chunks.
-    void pushMagazine(FreeChunk* in_pFirst, FreeChunk* in_pLast);
+    /// Puts the chunks of a full magazine on top of the free chunks.
+    void pushFull(const Magazine::Batch& in_batch);
 
-    /// Puts a batch of any length on top of the free chunks.
-    void pushBatch(FreeChunk* in_pFirst, FreeChunk* in_pLast);
+    /// Puts a batch of any length, none among them, on top of the free chunks.
+    void pushBatch(const Magazine::Batch& in_batch);
 
     void addCounts(std::uint64_t in_uiAllocated, std::uint64_t in_uiDeallocated);
 
@@ -96,12 +88,7 @@ class VELMORA_API ChunkAllocatorNoT : public ObjectWithLogger<Logger>
     bool m_bReportLeaks;
 
     /// Full magazines that threads gave back, above the free list, the last on top.
-    struct FullMagazine
-    {
-        FreeChunk* pFirst;
-        FreeChunk* pLast;
-    };
-    std::vector<FullMagazine> m_fullMagazines;
+    std::vector<Magazine::Batch> m_fullMagazines;
 };
 
 VELMORA_API std::ostream& operator<<(std::ostream& out_stream,
@@ -138,37 +125,27 @@ class ChunkAllocator : public ChunkAllocatorNoT
         return stats();
     }
 
-    /// Fills an empty magazine with the topmost free chunks.
+    /// Loads an empty magazine with the topmost free chunks.
     void fill(Magazine& out_magazine)
     {
         const ForkSafeGuard<Mutex> guard(m_mutex);
-        const Batch batch = popBatch(out_magazine.uiCapacity);
-        out_magazine.pLoaded = batch.pFirst;
-        out_magazine.pLoadedLast = batch.pLast;
-        out_magazine.uiRoom = out_magazine.uiCapacity - batch.uiNumChunks;
+        popInto(out_magazine);
     }
 
     /// Takes over the spare chunks of a magazine.
     void takeSpare(Magazine& out_magazine)
     {
         const ForkSafeGuard<Mutex> guard(m_mutex);
-        pushMagazine(out_magazine.pSpare, out_magazine.pSpareLast);
-        out_magazine.pSpare = nullptr;
+        pushFull(out_magazine.removeSpare());
     }
 
-    /// Takes over everything that is in a magazine, with its counts.
+    /// Takes over everything that is in a magazine, and counts what it counted.
     void takeAll(Magazine& out_magazine)
     {
         const ForkSafeGuard<Mutex> guard(m_mutex);
-        if (out_magazine.pSpare != nullptr)
-            pushBatch(out_magazine.pSpare, out_magazine.pSpareLast);
-        if (out_magazine.pLoaded != nullptr)
-            pushBatch(out_magazine.pLoaded, out_magazine.pLoadedLast);
-        out_magazine.pSpare = nullptr;
-        out_magazine.pLoaded = nullptr;
-        out_magazine.uiRoom = out_magazine.uiCapacity;
-        addCounts(out_magazine.uiAllocated.exchange(0, std::memory_order_relaxed),
-                  out_magazine.uiDeallocated.exchange(0, std::memory_order_relaxed));
+        pushBatch(out_magazine.removeSpare());
+        pushBatch(out_magazine.removeLoaded());
+        addCounts(out_magazine.getNumTaken(), out_magazine.getNumPut());
     }
 
   private:
@@ -246,7 +223,6 @@ class MemAllocator : public MemAllocatorNoT
     std::vector<ChunkAllocatorType*> m_chunkAllocVector;
 
   private:
-    void* allocateWithoutCache(std::size_t in_uiClass);
     void* allocateFromEmptyMagazine(std::size_t in_uiClass);
     void deallocateToFullMagazine(std::size_t in_uiClass, void* in_pMemory);
     Magazine* findOrMakeMagazine(std::size_t in_uiClass);
@@ -287,7 +263,7 @@ inline void* MemAllocator<Mutex, NumClasses>::allocate(std::size_t in_uiSize, co
     if (uiClass < NumClasses) [[likely]]
     {
         if (ThreadCache* const pCache = ThreadCaches::find(getCacheSlot())) [[likely]]
-            if (Magazine& magazine = (*pCache)[uiClass]; magazine.pLoaded != nullptr) [[likely]]
+            if (Magazine& magazine = (*pCache)[uiClass]; !magazine.isEmpty()) [[likely]]
                 return magazine.take();
         return allocateFromEmptyMagazine(uiClass);
     }
@@ -304,7 +280,7 @@ inline void MemAllocator<Mutex, NumClasses>::deallocate(void* in_pMemory, std::s
     if (uiClass < NumClasses) [[likely]]
     {
         if (ThreadCache* const pCache = ThreadCaches::find(getCacheSlot())) [[likely]]
-            if (Magazine& magazine = (*pCache)[uiClass]; magazine.uiRoom != 0) [[likely]]
+            if (Magazine& magazine = (*pCache)[uiClass]; !magazine.isFull()) [[likely]]
                 return magazine.put(in_pMemory);
         deallocateToFullMagazine(uiClass, in_pMemory);
     }
@@ -317,36 +293,29 @@ Magazine* MemAllocator<Mutex, NumClasses>::findOrMakeMagazine(std::size_t in_uiC
 {
     ThreadCache* pCache = ThreadCaches::find(getCacheSlot());
     if (pCache == nullptr)
-    {
         pCache = ThreadCaches::make(*this, NumClasses);
-        if (pCache == nullptr)
-            return nullptr;
-        for (std::size_t uiClass = 0; uiClass < NumClasses; ++uiClass)
-            if (m_chunkAllocVector[uiClass] != nullptr)
-                (*pCache)[uiClass].open();
-    }
-    return (*pCache)[in_uiClass].uiCapacity != 0 ? &(*pCache)[in_uiClass] : nullptr;
+    if (pCache == nullptr)
+        return nullptr;
+    (*pCache)[in_uiClass].openOnce();
+    return &(*pCache)[in_uiClass];
 }
 
 template <class Mutex, unsigned long NumClasses>
 [[gnu::noinline]] void*
 MemAllocator<Mutex, NumClasses>::allocateFromEmptyMagazine(std::size_t in_uiClass)
 {
-    Magazine* const pMagazine = findOrMakeMagazine(in_uiClass);
-    if (pMagazine == nullptr)
-        return allocateWithoutCache(in_uiClass);
-    if (pMagazine->pLoaded == nullptr && !pMagazine->loadSpare())
-        m_chunkAllocVector[in_uiClass]->fill(*pMagazine);
-    return pMagazine->take();
-}
-
-template <class Mutex, unsigned long NumClasses>
-void* MemAllocator<Mutex, NumClasses>::allocateWithoutCache(std::size_t in_uiClass)
-{
     const auto chunkAllocIter =
         m_chunkAllocVector.begin() + static_cast<std::ptrdiff_t>(in_uiClass);
     VELMORA_ASSERT_TEXT(*chunkAllocIter != nullptr, "*chunkAllocIter != 0");
-    return *chunkAllocIter != nullptr ? (*chunkAllocIter)->allocate() : nullptr;
+    if (*chunkAllocIter == nullptr)
+        return nullptr;
+
+    Magazine* const pMagazine = findOrMakeMagazine(in_uiClass);
+    if (pMagazine == nullptr)
+        return (*chunkAllocIter)->allocate();
+    if (pMagazine->isEmpty() && !pMagazine->loadSpare())
+        (*chunkAllocIter)->fill(*pMagazine);
+    return pMagazine->take();
 }
 
 template <class Mutex, unsigned long NumClasses>
@@ -363,9 +332,9 @@ MemAllocator<Mutex, NumClasses>::deallocateToFullMagazine(std::size_t in_uiClass
     Magazine* const pMagazine = findOrMakeMagazine(in_uiClass);
     if (pMagazine == nullptr)
         return (*chunkAllocIter)->deallocate(in_pMemory);
-    if (pMagazine->uiRoom == 0)
+    if (pMagazine->isFull())
     {
-        if (pMagazine->pSpare != nullptr)
+        if (pMagazine->hasSpare())
             (*chunkAllocIter)->takeSpare(*pMagazine);
         pMagazine->makeLoadedSpare();
     }

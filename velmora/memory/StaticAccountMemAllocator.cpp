@@ -37,8 +37,8 @@ void StaticAccountMemAllocator::deallocate(void* in_pMemory, std::size_t in_uiSi
         return;
     if (AccountMemAllocator* const pAllocator = TheAllocator::get()) [[likely]]
         pAllocator->deallocate(in_pMemory, in_uiSize, in_szAccountName);
-    else if (!MemoryAfterTheEnd::deallocate(in_pMemory) &&
-             in_uiSize + s_uiHeaderSize > s_uiLargestChunk)
+    else if (in_uiSize + s_uiHeaderSize > s_uiLargestChunk &&
+             !MemoryAfterTheEnd::deallocate(in_pMemory))
         std::free(static_cast<char*>(in_pMemory) - s_uiHeaderSize);
 }
 

@@ -36,7 +36,7 @@ void StaticMemAllocator::deallocate(void* in_pMemory, std::size_t in_uiSize,
 {
     if (Allocator* const pAllocator = TheAllocator::get()) [[likely]]
         pAllocator->deallocate(in_pMemory, in_uiSize, in_szAccountName);
-    else if (!MemoryAfterTheEnd::deallocate(in_pMemory) && in_uiSize > s_uiLargestChunk)
+    else if (in_uiSize > s_uiLargestChunk && !MemoryAfterTheEnd::deallocate(in_pMemory))
         std::free(in_pMemory);
 }
 
@@ -44,9 +44,11 @@ StaticMemAllocator::Allocator* StaticMemAllocator::getAllocator() { return TheAl
 
 bool StaticMemAllocator::initializeClass()
 {
-    getAllocator();
+    Allocator* const pAllocator = getAllocator();
     if (isMemAccountingForced())
         StaticAccountMemAllocator::initializeClass();
+    else if (pAllocator != nullptr)
+        ThreadCaches::setDefault(*pAllocator);
     return true;
 }
 

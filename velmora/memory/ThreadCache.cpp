@@ -8,6 +8,8 @@ namespace Velmora
 namespace
 {
 
+constexpr std::size_t s_uiNumDefaultClasses = 32;
+
 /// Everything that the lock of the caches guards. Never destroyed: threads may end after static
 /// destructors have run.
 struct Shared
@@ -15,6 +17,7 @@ struct Shared
     ACE_Thread_Mutex mutex;
     std::array<bool, ThreadCaches::s_uiNumSlots> slotsInUse{};
     void* pFirstTable = nullptr;
+    const MemAllocatorNoT* pDefault = nullptr;
 
     static Shared& getInstance()
     {
@@ -31,7 +34,10 @@ constinit thread_local bool s_bThreadIsEnding = false;
 } // namespace
 
 constinit ThreadCaches::Table ThreadCaches::s_noEntries;
+constinit Magazine ThreadCaches::s_noMagazines[s_uiNumDefaultClasses];
 constinit thread_local ThreadCaches::Table* ThreadCaches::s_pTable = &ThreadCaches::s_noEntries;
+constinit thread_local std::atomic<Magazine*> ThreadCaches::s_pDefaultMagazines{
+    ThreadCaches::s_noMagazines};
 
 ThreadCache::ThreadCache(MemAllocatorNoT& in_owner, std::size_t in_uiNumClasses)
     : m_owner(in_owner), m_uiNumClasses(in_uiNumClasses),
@@ -47,6 +53,7 @@ class ThreadCaches::TableOfThread
     {
         Shared& shared = Shared::getInstance();
         const SharedGuard guard(shared.mutex);
+        m_table.ppDefaultMagazines = &s_pDefaultMagazines;
         m_table.pNext = static_cast<Table*>(shared.pFirstTable);
         shared.pFirstTable = &m_table;
         s_pTable = &m_table;
@@ -56,6 +63,7 @@ class ThreadCaches::TableOfThread
     {
         s_bThreadIsEnding = true;
         s_pTable = &s_noEntries;
+        s_pDefaultMagazines.store(s_noMagazines, std::memory_order_relaxed);
         Shared& shared = Shared::getInstance();
         const SharedGuard guard(shared.mutex);
         for (const std::atomic<ThreadCache*>& entry : m_table.entries)
@@ -97,7 +105,10 @@ ThreadCache* ThreadCaches::make(MemAllocatorNoT& in_owner, std::size_t in_uiNumC
     s_table.makeSureItIs();
 
     auto* const pCache = new ThreadCache(in_owner, in_uiNumClasses);
-    const SharedGuard guard(Shared::getInstance().mutex);
+    Shared& shared = Shared::getInstance();
+    const SharedGuard guard(shared.mutex);
+    if (shared.pDefault == &in_owner)
+        s_pDefaultMagazines.store(pCache->m_magazines.get(), std::memory_order_relaxed);
     pCache->m_pNextOfOwner = in_owner.m_pFirstCache;
     in_owner.m_pFirstCache = pCache;
     s_pTable->entries[in_owner.getCacheSlot()].store(pCache, std::memory_order_relaxed);
@@ -143,7 +154,13 @@ void ThreadCaches::releaseSlot(MemAllocatorNoT& out_owner)
     const SharedGuard guard(shared.mutex);
     for (auto* pTable = static_cast<Table*>(shared.pFirstTable); pTable != nullptr;
          pTable = pTable->pNext)
+    {
         pTable->entries[uiSlot].store(nullptr, std::memory_order_relaxed);
+        if (shared.pDefault == &out_owner)
+            pTable->ppDefaultMagazines->store(s_noMagazines, std::memory_order_relaxed);
+    }
+    if (shared.pDefault == &out_owner)
+        shared.pDefault = nullptr;
     while (ThreadCache* const pCache = out_owner.m_pFirstCache)
     {
         out_owner.m_pFirstCache = pCache->m_pNextOfOwner;
@@ -151,6 +168,13 @@ void ThreadCaches::releaseSlot(MemAllocatorNoT& out_owner)
     }
     shared.slotsInUse[uiSlot] = false;
     out_owner.m_uiCacheSlot = s_uiNoSlot;
+}
+
+void ThreadCaches::setDefault(const MemAllocatorNoT& in_allocator)
+{
+    Shared& shared = Shared::getInstance();
+    const SharedGuard guard(shared.mutex);
+    shared.pDefault = &in_allocator;
 }
 
 void ThreadCaches::addCounts(const MemAllocatorNoT& in_allocator, std::size_t in_uiClass,
@@ -161,9 +185,30 @@ void ThreadCaches::addCounts(const MemAllocatorNoT& in_allocator, std::size_t in
          pCache = pCache->m_pNextOfOwner)
     {
         const Magazine& magazine = (*pCache)[in_uiClass];
-        out_uiAllocated += magazine.uiAllocated.load(std::memory_order_relaxed);
-        out_uiDeallocated += magazine.uiDeallocated.load(std::memory_order_relaxed);
+        out_uiAllocated += magazine.getNumTaken();
+        out_uiDeallocated += magazine.getNumPut();
     }
+}
+
+void ThreadCaches::forgetOtherThreads()
+{
+    Shared& shared = Shared::getInstance();
+    Table* const pOwn = s_pTable != &s_noEntries ? s_pTable : nullptr;
+    for (auto* pTable = static_cast<Table*>(shared.pFirstTable); pTable != nullptr;
+         pTable = pTable->pNext)
+        if (pTable != pOwn)
+            abandonChunks(*pTable);
+    if (pOwn != nullptr)
+        pOwn->pNext = nullptr;
+    shared.pFirstTable = pOwn;
+}
+
+void ThreadCaches::abandonChunks(const Table& in_table)
+{
+    for (const std::atomic<ThreadCache*>& entry : in_table.entries)
+        if (ThreadCache* const pCache = entry.load(std::memory_order_relaxed))
+            for (std::size_t uiClass = 0; uiClass < pCache->m_uiNumClasses; ++uiClass)
+                (*pCache)[uiClass].abandon();
 }
 
 } // namespace Velmora

@@ -7,6 +7,7 @@
 #include <cstddef>
 #include <cstdint>
 #include <memory>
+#include <utility>
 
 namespace Velmora
 {
@@ -23,82 +24,133 @@ struct FreeChunk
 /// chunks, as far as this thread sees it. The thread takes and returns chunks here without a lock;
 /// whole batches move between here and the class.
 ///
-/// The stack is `pLoaded`, then `pSpare`, then the free list of the class, and chunks move between
-/// them in that order only, so that a single thread sees one stack: the last chunk that it returned
-/// is the first that it gets.
-struct Magazine
+/// The stack is the loaded chunks, then the spare ones, then the free list of the class, and chunks
+/// move between them in that order only, so that a single thread sees one stack: the last chunk
+/// that it returned is the first that it gets.
+///
+/// Two counts tell both what was done and how many chunks are loaded: the difference of the two,
+/// against what it was when a batch moved last.
+///
+/// Thread-safety: belongs to its thread; the counts may be read on any thread.
+class alignas(64) Magazine
 {
-    /// Large enough that the lock of a class is rarely taken, small enough that a thread keeps at
-    /// most some tens of kilobytes of a class to itself.
-    static constexpr std::uint32_t s_uiCapacity = 64;
+  public:
+    /// The most chunks in a magazine. Large enough that the lock of a class is rarely taken and
+    /// that a thread mostly gets back the chunks which it has in its processor's cache.
+    static constexpr std::uint64_t s_uiCapacity = 512;
 
-    FreeChunk* pLoaded = nullptr;
-    /// Chunks that still fit into `pLoaded`.
-    std::uint32_t uiRoom = 0;
-    /// Chunks in a full magazine; 0 where there is no such class.
-    std::uint32_t uiCapacity = 0;
-    /// A full magazine below `pLoaded`, or null.
-    FreeChunk* pSpare = nullptr;
-    FreeChunk* pSpareLast = nullptr;
-    /// The bottom chunk of `pLoaded`, valid while that is not empty.
-    FreeChunk* pLoadedLast = nullptr;
-    /// Written by the thread, read by others for statistics.
-    std::atomic<std::uint64_t> uiAllocated{0};
-    std::atomic<std::uint64_t> uiDeallocated{0};
-
-    static void count(std::atomic<std::uint64_t>& out_uiCounter)
+    /// Makes the magazine ready for use, unless it is. Until then it is empty and full.
+    void openOnce()
     {
-        out_uiCounter.store(out_uiCounter.load(std::memory_order_relaxed) + 1,
-                            std::memory_order_relaxed);
+        if (!m_bOpen)
+            m_uiFullAt = s_uiCapacity;
+        m_bOpen = true;
     }
 
-    /// Makes the magazine ready for use, for a size class that exists.
-    void open()
-    {
-        uiCapacity = s_uiCapacity;
-        uiRoom = s_uiCapacity;
-    }
+    [[nodiscard]] bool isEmpty() const { return m_pLoaded == nullptr; }
+    [[nodiscard]] bool isFull() const { return balance() == m_uiFullAt; }
 
+    /// Takes the topmost chunk; there must be one.
     [[nodiscard]] void* take()
     {
-        FreeChunk* const pChunk = pLoaded;
-        pLoaded = pChunk->pNext;
-        ++uiRoom;
-        count(uiAllocated);
+        FreeChunk* const pChunk = m_pLoaded;
+        m_pLoaded = pChunk->pNext;
+        increment(m_uiTaken);
         return pChunk;
     }
 
+    /// Puts a chunk on top; there must be room.
     void put(void* in_pMemory)
     {
         FreeChunk* const pChunk = static_cast<FreeChunk*>(in_pMemory);
-        if (uiRoom == uiCapacity) [[unlikely]]
-            pLoadedLast = pChunk;
-        pChunk->pNext = pLoaded;
-        pLoaded = pChunk;
-        --uiRoom;
-        count(uiDeallocated);
+        if (m_pLoaded == nullptr)
+            m_pLoadedLast = pChunk;
+        pChunk->pNext = m_pLoaded;
+        m_pLoaded = pChunk;
+        increment(m_uiPut);
+    }
+
+    /// Fills an empty magazine with a batch.
+    void load(FreeChunk* in_pFirst, FreeChunk* in_pLast, std::uint64_t in_uiNumChunks)
+    {
+        m_pLoaded = in_pFirst;
+        m_pLoadedLast = in_pLast;
+        m_uiFullAt = balance() + (s_uiCapacity - in_uiNumChunks);
     }
 
     /// Moves the spare chunks into the empty place above them; false when there are none.
     bool loadSpare()
     {
-        if (pSpare == nullptr)
+        if (m_pSpare == nullptr)
             return false;
-        pLoaded = pSpare;
-        pLoadedLast = pSpareLast;
-        uiRoom = 0;
-        pSpare = nullptr;
+        load(m_pSpare, m_pSpareLast, s_uiCapacity);
+        m_pSpare = nullptr;
         return true;
     }
 
-    /// Moves the loaded chunks into the empty place below them.
+    /// Moves the loaded chunks, as many as there can be, into the empty place below them.
     void makeLoadedSpare()
     {
-        pSpare = pLoaded;
-        pSpareLast = pLoadedLast;
-        pLoaded = nullptr;
-        uiRoom = uiCapacity;
+        m_pSpare = m_pLoaded;
+        m_pSpareLast = m_pLoadedLast;
+        load(nullptr, nullptr, 0);
     }
+
+    /// A list of chunks, from the first to the last; null when there are none.
+    struct Batch
+    {
+        FreeChunk* pFirst;
+        FreeChunk* pLast;
+    };
+
+    [[nodiscard]] bool hasSpare() const { return m_pSpare != nullptr; }
+
+    /// Gives up the spare chunks.
+    [[nodiscard]] Batch removeSpare() { return {std::exchange(m_pSpare, nullptr), m_pSpareLast}; }
+
+    /// Gives up the loaded chunks.
+    [[nodiscard]] Batch removeLoaded()
+    {
+        const Batch batch{m_pLoaded, m_pLoadedLast};
+        load(nullptr, nullptr, 0);
+        return batch;
+    }
+
+    /// Forgets all chunks; they stay unused.
+    void abandon()
+    {
+        m_pLoaded = nullptr;
+        m_pSpare = nullptr;
+    }
+
+    [[nodiscard]] std::uint64_t getNumTaken() const { return m_uiTaken.load(relaxed); }
+    [[nodiscard]] std::uint64_t getNumPut() const { return m_uiPut.load(relaxed); }
+
+  private:
+    static constexpr std::memory_order relaxed = std::memory_order_relaxed;
+
+    /// Only the thread that owns the magazine writes, so that no atomic addition is needed.
+    static void increment(std::atomic<std::uint64_t>& out_uiCount)
+    {
+        out_uiCount.store(out_uiCount.load(relaxed) + 1, relaxed);
+    }
+
+    [[nodiscard]] std::uint64_t balance() const
+    {
+        return m_uiPut.load(relaxed) - m_uiTaken.load(relaxed);
+    }
+
+    FreeChunk* m_pLoaded = nullptr;
+    std::atomic<std::uint64_t> m_uiTaken{0};
+    std::atomic<std::uint64_t> m_uiPut{0};
+    /// The balance at which the magazine is full.
+    std::uint64_t m_uiFullAt = 0;
+    bool m_bOpen = false;
+    /// The bottom of the loaded chunks, valid while there are any.
+    FreeChunk* m_pLoadedLast = nullptr;
+    /// A full magazine below the loaded chunks, or null.
+    FreeChunk* m_pSpare = nullptr;
+    FreeChunk* m_pSpareLast = nullptr;
 };
 
 /// The magazines that one thread has for one allocator.
@@ -137,6 +189,16 @@ class VELMORA_API ThreadCaches
     /// The slot of an allocator without caches; its entry is null in each table.
     static constexpr std::size_t s_uiNoSlot = s_uiNumSlots;
 
+    /// The calling thread's magazine of one of the size classes of the allocator that was named the
+    /// default; always one that is empty and full where there is none.
+    static Magazine& defaultMagazine(std::size_t in_uiClass)
+    {
+        return s_pDefaultMagazines.load(std::memory_order_relaxed)[in_uiClass];
+    }
+
+    /// Names the allocator whose magazines threads find the fastest way. It has 32 size classes.
+    static void setDefault(const MemAllocatorNoT& in_allocator);
+
     /// The calling thread's cache of a slot; null until it has one.
     static ThreadCache* find(std::size_t in_uiSlot)
     {
@@ -157,10 +219,17 @@ class VELMORA_API ThreadCaches
     static void addCounts(const MemAllocatorNoT& in_allocator, std::size_t in_uiClass,
                           std::uint64_t& out_uiAllocated, std::uint64_t& out_uiDeallocated);
 
+    /// In the child of a fork: forgets the tables of threads that it does not have, since new ones
+    /// may get their stacks. What those threads kept, perhaps in the middle of an operation, stays
+    /// unused; what they counted, counts.
+    static void forgetOtherThreads();
+
   private:
     struct Table
     {
         std::array<std::atomic<ThreadCache*>, s_uiNumSlots + 1> entries{};
+        /// The thread's own `s_pDefaultMagazines`.
+        std::atomic<Magazine*>* ppDefaultMagazines = nullptr;
         Table* pNext = nullptr;
     };
     class TableOfThread;
@@ -168,9 +237,13 @@ class VELMORA_API ThreadCaches
     /// Gives everything in a cache back to the size classes, and deletes it.
     static void giveBack(ThreadCache* in_pCache);
     static void unlinkFromOwner(const ThreadCache& in_cache);
+    static void abandonChunks(const Table& in_table);
 
     static constinit Table s_noEntries;
+    static constinit Magazine s_noMagazines[];
     [[gnu::tls_model("initial-exec")]] static constinit thread_local Table* s_pTable;
+    [[gnu::tls_model("initial-exec")]] static constinit thread_local std::atomic<Magazine*>
+        s_pDefaultMagazines;
 };
 
 } // namespace Velmora
