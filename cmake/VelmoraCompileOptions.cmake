@@ -15,6 +15,12 @@ if(VELMORA_SANITIZERS)
   target_link_options(velmora-options INTERFACE -fsanitize=${VELMORA_SANITIZERS})
 endif()
 
+# What tests are compiled with on top of that: optimising them, and above all their sanitizer checks,
+# would take most of the time of a build.
+add_library(velmora-test-options INTERFACE)
+target_link_libraries(velmora-test-options INTERFACE velmora-options)
+target_compile_options(velmora-test-options INTERFACE -O0)
+
 # What the library's own sources are compiled with on top of that.
 add_library(velmora-library-options INTERFACE)
 target_link_libraries(velmora-library-options INTERFACE velmora-options)
