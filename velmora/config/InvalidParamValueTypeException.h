@@ -1,0 +1,28 @@
+#pragma once
+
+#include "velmora/application/Exception.h"
+#include "velmora/config/Parameter.h"
+
+namespace Velmora
+{
+
+/// A value was read as another type than it has. Never thrown: it formats the log line.
+class VELMORA_API InvalidParamValueTypeException : public Exception
+{
+  public:
+    InvalidParamValueTypeException(ParameterValue::Type in_requestedType,
+                                   ParameterValue::Type in_actualType);
+    InvalidParamValueTypeException(const InvalidParamValueTypeException&) = default;
+    InvalidParamValueTypeException& operator=(const InvalidParamValueTypeException&) = default;
+    ~InvalidParamValueTypeException() override;
+
+    /// Names both types. A type without a name fails the assertion of
+    /// `ParameterValue::getTypeAsString`.
+    std::ostream& write(std::ostream& out_stream) const override;
+
+  private:
+    ParameterValue::Type m_requestedType;
+    ParameterValue::Type m_actualType;
+};
+
+} // namespace Velmora

@@ -1,0 +1,579 @@
+#include "velmora/config/Parameter.h"
+
+#include "velmora/application/Assertion.h"
+#include "velmora/config/InvalidParamValueTypeException.h"
+#include "velmora/config/NumberText.h"
+#include "velmora/logging/LibraryLoggers.h"
+#include "velmora/logging/LogMacros.h"
+#include "velmora/memory/NoSizeMemAllocator.h"
+
+#include <algorithm>
+#include <array>
+#include <cmath>
+#include <cstdint>
+#include <cstring>
+#include <istream>
+#include <locale>
+#include <ostream>
+#include <sstream>
+#include <string_view>
+#include <utility>
+
+VELMORA_LIBRARY_FILE_SCOPE_LOGGER(Parameter)
+
+namespace Velmora
+{
+
+namespace
+{
+
+enum CharacterClass : unsigned char
+{
+    BLANK_CHARACTER = 1,
+    DIGIT_CHARACTER = 2
+};
+
+constexpr std::array<unsigned char, 256> classifyCharacters()
+{
+    std::array<unsigned char, 256> classes{};
+    for (const char blank : std::string_view(" \t\n\v\f\r"))
+        classes[static_cast<unsigned char>(blank)] = BLANK_CHARACTER;
+    for (const char digit : std::string_view("0123456789"))
+        classes[static_cast<unsigned char>(digit)] = DIGIT_CHARACTER;
+    return classes;
+}
+
+constexpr std::array<unsigned char, 256> s_characterClasses = classifyCharacters();
+
+constexpr unsigned char classOf(char in_character)
+{
+    return s_characterClasses[static_cast<unsigned char>(in_character)];
+}
+
+constexpr bool isBlank(char in_character) { return classOf(in_character) == BLANK_CHARACTER; }
+
+const char* skipBlanks(const char* in_szText)
+{
+    while (isBlank(*in_szText))
+        ++in_szText;
+    return in_szText;
+}
+
+constexpr char toLowerCase(char in_character)
+{
+    return in_character >= 'A' && in_character <= 'Z' ? static_cast<char>(in_character - 'A' + 'a')
+                                                      : in_character;
+}
+
+/// `strcasecmp` would follow the locale of the process.
+bool equalsIgnoringCase(std::string_view in_text, std::string_view in_lowerCaseWord)
+{
+    return in_text.size() == in_lowerCaseWord.size() &&
+           std::equal(in_text.begin(), in_text.end(), in_lowerCaseWord.begin(),
+                      [](char in_left, char in_right) { return toLowerCase(in_left) == in_right; });
+}
+
+const char* boolText(bool in_bValue) { return in_bValue ? "true" : "false"; }
+
+/// What decides the type of a text, found in one pass over it.
+struct ScannedText
+{
+    std::string_view text;
+    bool bHasDigit = false;
+    bool bHasInnerBlank = false;
+};
+
+ScannedText scan(const char* in_szText, bool in_bTrim)
+{
+    const char* const pBegin = in_bTrim ? skipBlanks(in_szText) : in_szText;
+    const char* pFirstBlank = nullptr;
+    bool bHasDigit = false;
+    const char* pEnd = pBegin;
+    for (; *pEnd != '\0'; ++pEnd)
+    {
+        const unsigned char characterClass = classOf(*pEnd);
+        bHasDigit |= characterClass == DIGIT_CHARACTER;
+        if (characterClass == BLANK_CHARACTER && pFirstBlank == nullptr)
+            pFirstBlank = pEnd;
+    }
+    // This ends before the first character, which is no blank in a trimmed text.
+    while (in_bTrim && pEnd != pBegin && isBlank(pEnd[-1]))
+        --pEnd;
+    return {.text{pBegin, static_cast<std::size_t>(pEnd - pBegin)},
+            .bHasDigit = bHasDigit,
+            .bHasInnerBlank = pFirstBlank != nullptr && pFirstBlank < pEnd};
+}
+
+constexpr bool accepts(ParameterValue::Type in_target, ParameterValue::Type in_type)
+{
+    return in_target == ParameterValue::UNDEF_TYPE || in_target == in_type;
+}
+
+// The initFrom functions try one form of text each. True means that the form decides the outcome,
+// be it that the value stays undefined; false, that the text is to be taken for something else.
+
+bool initFromFloat(ParameterValue& out_value, std::string_view in_text,
+                   ParameterValue::Type in_target)
+{
+    float fRead = 0;
+    if (!accepts(in_target, ParameterValue::FLOAT_TYPE) || !NumberText::readFloat(in_text, fRead))
+        return false;
+    out_value = fRead;
+    return true;
+}
+
+bool initFromDecimal(ParameterValue& out_value, std::string_view in_text,
+                     ParameterValue::Type in_target)
+{
+    int iRead = 0;
+    if (!NumberText::readDecimal(in_text, iRead))
+        return initFromFloat(out_value, in_text, in_target);
+    if (accepts(in_target, ParameterValue::INT_TYPE))
+        out_value = iRead;
+    else if (in_target == ParameterValue::FLOAT_TYPE)
+        out_value = static_cast<float>(iRead);
+    else
+        return false;
+    return true;
+}
+
+/// Takes a text that begins with "0" for a hexadecimal or, without an "x", for an octal number.
+bool initFromHexadecimalOrOctal(ParameterValue& out_value, std::string_view in_text,
+                                bool in_bHexadecimal, ParameterValue::Type in_target)
+{
+    int iRead = 0;
+    const bool bRead = in_bHexadecimal ? NumberText::readHexadecimal(in_text, iRead)
+                                       : NumberText::readOctal(in_text, iRead);
+    // Required: such a number is no string and no float, not even where one is asked for.
+    if (bRead && accepts(in_target, ParameterValue::INT_TYPE))
+        out_value = iRead;
+    return bRead;
+}
+
+bool initFromNumber(ParameterValue& out_value, std::string_view in_text,
+                    ParameterValue::Type in_target)
+{
+    if (in_text.front() != '0')
+        return initFromDecimal(out_value, in_text, in_target);
+    const char second = in_text.size() > 1 ? in_text[1] : '\0';
+    if (second == '.' || second == 'e' || second == 'E')
+        return initFromFloat(out_value, in_text, in_target);
+    return initFromHexadecimalOrOctal(out_value, in_text, second == 'x', in_target);
+}
+
+bool initFromBool(ParameterValue& out_value, std::string_view in_text,
+                  ParameterValue::Type in_target)
+{
+    const bool bTrue = equalsIgnoringCase(in_text, "true");
+    if (!accepts(in_target, ParameterValue::BOOL_TYPE) ||
+        (!bTrue && !equalsIgnoringCase(in_text, "false")))
+        return false;
+    out_value = bTrue;
+    return true;
+}
+
+void logWrongType(ParameterValue::Type in_requestedType, ParameterValue::Type in_actualType)
+{
+    VELMORA_FILE_LOG_ERROR(InvalidParamValueTypeException(in_requestedType, in_actualType));
+}
+
+} // namespace
+
+ParameterValue::ParameterValue(const ParameterValue& in_value) { copy(in_value); }
+
+ParameterValue::ParameterValue(ParameterValue&& in_value) noexcept
+    : m_type(std::exchange(in_value.m_type, UNDEF_TYPE)), m_payload(in_value.m_payload)
+{
+}
+
+ParameterValue& ParameterValue::operator=(const ParameterValue& in_value)
+{
+    if (this == &in_value)
+        return *this;
+    releaseString();
+    copy(in_value);
+    return *this;
+}
+
+ParameterValue& ParameterValue::operator=(ParameterValue&& in_value) noexcept
+{
+    if (this == &in_value)
+        return *this;
+    releaseString();
+    m_type = std::exchange(in_value.m_type, UNDEF_TYPE);
+    m_payload = in_value.m_payload;
+    return *this;
+}
+
+ParameterValue& ParameterValue::operator=(const char* in_szString)
+{
+    // The text may be part of the former string.
+    const ParameterValue former(std::move(*this));
+    initUnionFromString(in_szString, nullptr);
+    m_type = STRING_TYPE;
+    return *this;
+}
+
+ParameterValue& ParameterValue::operator=(int in_iValue)
+{
+    releaseString();
+    m_type = INT_TYPE;
+    m_payload.iInt = in_iValue;
+    return *this;
+}
+
+ParameterValue& ParameterValue::operator=(long in_lValue)
+{
+    // Alone among the assignments this one does not go through deallocateString.
+    if (m_type == STRING_TYPE)
+        NoSizeMemAllocator::deallocate(m_payload.szString, s_szParamValueAccountName);
+    m_type = LONG_TYPE;
+    m_payload.lLong = in_lValue;
+    return *this;
+}
+
+ParameterValue& ParameterValue::operator=(bool in_bValue)
+{
+    releaseString();
+    m_type = BOOL_TYPE;
+    m_payload.bBool = in_bValue;
+    return *this;
+}
+
+ParameterValue& ParameterValue::operator=(float in_fValue)
+{
+    releaseString();
+    m_type = FLOAT_TYPE;
+    m_payload.fFloat = in_fValue;
+    return *this;
+}
+
+ParameterValue& ParameterValue::operator=(double in_dValue)
+{
+    return *this = static_cast<float>(in_dValue);
+}
+
+ParameterValue::operator const char*() const
+{
+    if (m_type == STRING_TYPE)
+        return m_payload.szString;
+    logWrongType(STRING_TYPE, m_type);
+    VELMORA_FILE_ASSERT(m_type == STRING_TYPE);
+    return nullptr;
+}
+
+ParameterValue::operator int() const
+{
+    if (m_type == INT_TYPE)
+        return m_payload.iInt;
+    logWrongType(INT_TYPE, m_type);
+    VELMORA_FILE_ASSERT(m_type == INT_TYPE);
+    return 0;
+}
+
+ParameterValue::operator long() const
+{
+    if (m_type == LONG_TYPE)
+        return m_payload.lLong;
+    logWrongType(LONG_TYPE, m_type);
+    VELMORA_FILE_ASSERT(m_type == LONG_TYPE);
+    return 0;
+}
+
+ParameterValue::operator bool() const
+{
+    if (m_type == BOOL_TYPE)
+        return m_payload.bBool;
+    logWrongType(BOOL_TYPE, m_type);
+    VELMORA_FILE_ASSERT(m_type == BOOL_TYPE);
+    return false;
+}
+
+ParameterValue::operator float() const
+{
+    if (m_type == FLOAT_TYPE)
+        return m_payload.fFloat;
+    logWrongType(FLOAT_TYPE, m_type);
+    VELMORA_FILE_ASSERT(m_type == FLOAT_TYPE);
+    return 0.0F;
+}
+
+void ParameterValue::initFromText(const char* in_szText, Type in_target, bool in_bTrim)
+{
+    VELMORA_FILE_ASSERT_TEXT(in_szText != nullptr, "in_szText != 0");
+    if (in_szText == nullptr)
+        return;
+
+    // The text may be part of the former string.
+    const ParameterValue former(std::move(*this));
+
+    const ScannedText scanned = scan(in_szText, in_bTrim);
+    if (!scanned.bHasInnerBlank)
+    {
+        if (scanned.bHasDigit && initFromNumber(*this, scanned.text, in_target))
+            return;
+        if (initFromBool(*this, scanned.text, in_target))
+            return;
+    }
+    if (in_target > STRING_TYPE)
+        return;
+    initUnionFromString(scanned.text.data(), scanned.text.data() + scanned.text.size());
+    m_type = STRING_TYPE;
+}
+
+bool ParameterValue::isPerlTrue() const
+{
+    switch (m_type)
+    {
+    case UNDEF_TYPE:
+        return false;
+    case STRING_TYPE:
+        return m_payload.szString[0] != '\0';
+    case INT_TYPE:
+        return m_payload.iInt != 0;
+    case LONG_TYPE:
+        return m_payload.lLong != 0;
+    case BOOL_TYPE:
+        return m_payload.bBool;
+    case FLOAT_TYPE:
+        return m_payload.fFloat < 0 || m_payload.fFloat > 0 || std::isnan(m_payload.fFloat);
+    }
+    VELMORA_FILE_ASSERT_TEXT(false, "0");
+    return false;
+}
+
+const char* ParameterValue::getTypeAsString(Type in_type)
+{
+    switch (in_type)
+    {
+    case UNDEF_TYPE:
+        return "UNDEF";
+    case STRING_TYPE:
+        return "STRING";
+    case INT_TYPE:
+        return "INT";
+    case BOOL_TYPE:
+        return "BOOL";
+    case FLOAT_TYPE:
+        return "FLOAT";
+    case LONG_TYPE:
+        break;
+    }
+    VELMORA_FILE_ASSERT_TEXT(false, "0");
+    return "";
+}
+
+ParameterValue::Type ParameterValue::parseTypeString(const char* in_szType)
+{
+    static constexpr std::array<std::pair<std::string_view, Type>, 5> s_types{{
+        {"string", STRING_TYPE},
+        {"int", INT_TYPE},
+        {"long", LONG_TYPE},
+        {"bool", BOOL_TYPE},
+        {"float", FLOAT_TYPE},
+    }};
+    if (in_szType == nullptr)
+        return UNDEF_TYPE;
+    for (const auto& [name, type] : s_types)
+    {
+        if (equalsIgnoringCase(in_szType, name))
+            return type;
+    }
+    return UNDEF_TYPE;
+}
+
+std::ostream& ParameterValue::dump(std::ostream& out_stream) const
+{
+    switch (m_type)
+    {
+    case UNDEF_TYPE:
+        return out_stream << "type=UNDEF";
+    case STRING_TYPE:
+        return out_stream << "type=STRING value=" << m_payload.szString;
+    case INT_TYPE:
+        return out_stream << "type=INT value=" << m_payload.iInt;
+    case BOOL_TYPE:
+        return out_stream << "type=BOOL value=" << boolText(m_payload.bBool);
+    case FLOAT_TYPE:
+        return out_stream << "type=FLOAT value=" << m_payload.fFloat;
+    case LONG_TYPE:
+        break;
+    }
+    VELMORA_FILE_ASSERT_TEXT(false, "0");
+    return out_stream;
+}
+
+void ParameterValue::initUnionFromString(const char* in_pBegin, const char* in_pEnd)
+{
+    if (in_pBegin == nullptr)
+        in_pBegin = in_pEnd = "";
+    if (in_pEnd == nullptr)
+        in_pEnd = in_pBegin + std::strlen(in_pBegin);
+    const auto uiLength = static_cast<std::uint32_t>(in_pEnd - in_pBegin);
+    m_payload.szString = static_cast<char*>(
+        NoSizeMemAllocator::allocate(std::size_t{uiLength} + 1, s_szParamValueAccountName));
+    std::memcpy(m_payload.szString, in_pBegin, uiLength);
+    m_payload.szString[uiLength] = '\0';
+}
+
+void ParameterValue::deallocateString()
+{
+    NoSizeMemAllocator::deallocate(m_payload.szString, s_szParamValueAccountName);
+}
+
+void ParameterValue::copy(const ParameterValue& in_value)
+{
+    if (in_value.m_type == STRING_TYPE)
+        initUnionFromString(in_value.m_payload.szString, nullptr);
+    else
+        std::memcpy(&m_payload, &in_value.m_payload, sizeof m_payload);
+    m_type = in_value.m_type;
+}
+
+std::ostream& operator<<(std::ostream& out_stream, const ParameterValue& in_value)
+{
+    switch (in_value.m_type)
+    {
+    case ParameterValue::UNDEF_TYPE:
+        return out_stream << "UNDEF";
+    case ParameterValue::STRING_TYPE:
+        return out_stream << in_value.m_payload.szString;
+    case ParameterValue::INT_TYPE:
+        return out_stream << in_value.m_payload.iInt;
+    case ParameterValue::LONG_TYPE:
+        return out_stream << in_value.m_payload.lLong;
+    case ParameterValue::BOOL_TYPE:
+        return out_stream << boolText(in_value.m_payload.bBool);
+    case ParameterValue::FLOAT_TYPE:
+        return out_stream << in_value.m_payload.fFloat;
+    }
+    VELMORA_FILE_ASSERT_TEXT(false, "0");
+    return out_stream;
+}
+
+std::istream& operator>>(std::istream& in_stream, ParameterValue& out_value)
+{
+    out_value = ParameterValue();
+    std::string strToken;
+    if (in_stream >> strToken)
+        out_value.initFromText(strToken.c_str(), ParameterValue::UNDEF_TYPE, true);
+    return in_stream;
+}
+
+bool operator==(const ParameterValue& in_left, const ParameterValue& in_right)
+{
+    if (in_left.m_type != in_right.m_type)
+        return false;
+    switch (in_left.m_type)
+    {
+    case ParameterValue::STRING_TYPE:
+        return std::strcmp(in_left.m_payload.szString, in_right.m_payload.szString) == 0;
+    case ParameterValue::INT_TYPE:
+        return in_left.m_payload.iInt == in_right.m_payload.iInt;
+    case ParameterValue::BOOL_TYPE:
+        return in_left.m_payload.bBool == in_right.m_payload.bBool;
+    case ParameterValue::FLOAT_TYPE:
+        return in_left.m_payload.fFloat == in_right.m_payload.fFloat;
+    case ParameterValue::UNDEF_TYPE:
+    case ParameterValue::LONG_TYPE:
+        break;
+    }
+    VELMORA_FILE_ASSERT_TEXT(false, "0");
+    return false;
+}
+
+void ParameterValueVector::initFrom(const ParameterValue& in_value)
+{
+    if (in_value.getType() == ParameterValue::STRING_TYPE)
+    {
+        std::istringstream text{std::string(static_cast<const char*>(in_value))};
+        text.imbue(std::locale::classic());
+        text >> *this;
+    }
+    else if (in_value.defined())
+        *this = ParameterValueVector(1, in_value); // the value may be an element of this vector
+    else
+        clear();
+}
+
+std::istream& operator>>(std::istream& in_stream, ParameterValueVector& out_values)
+{
+    out_values.clear();
+    ParameterValue value;
+    while (in_stream >> value)
+        out_values.push_back(std::move(value));
+    if (in_stream.eof())
+        in_stream.clear();
+    VELMORA_FILE_ASSERT_TEXT(!in_stream.fail(), "is != 0");
+    return in_stream;
+}
+
+bool Parameter::initNameFromText(const char*& inout_szText)
+{
+    if (inout_szText == nullptr)
+        return false;
+    inout_szText = skipBlanks(inout_szText);
+    const char* const pEquals = std::strchr(inout_szText, '=');
+    if (pEquals == nullptr)
+        return false;
+    const char* pEnd = pEquals;
+    while (pEnd != inout_szText && isBlank(pEnd[-1]))
+        --pEnd;
+    m_name.assign(inout_szText, pEnd);
+    inout_szText = pEquals + 1;
+    return true;
+}
+
+ParameterInitResult Parameter::initValueFromText(const char* in_szText,
+                                                 ParameterValue::Type in_bTargetType)
+{
+    m_value.initFromText(in_szText, in_bTargetType, true);
+    if (m_value.defined())
+        return INIT_OK;
+    if (in_bTargetType != ParameterValue::UNDEF_TYPE)
+        m_value.initFromText(in_szText, ParameterValue::UNDEF_TYPE, true);
+    if (!m_value.defined())
+    {
+        VELMORA_FILE_LOG_WARN("Initializing parameter from \""
+                              << (in_szText != nullptr ? in_szText : "")
+                              << "\" resulted in an undefined parameter that will be ignored.");
+        return INIT_UNDEFINED;
+    }
+    VELMORA_FILE_ASSERT(m_value.getType() != in_bTargetType);
+    return INIT_WRONG_TYPE;
+}
+
+ParameterInitResult Parameter::initFromText(const char* in_szLine,
+                                            ParameterValue::Type in_bTargetType)
+{
+    if (!initNameFromText(in_szLine))
+        return INIT_UNDEFINED;
+    return initValueFromText(in_szLine, in_bTargetType);
+}
+
+std::ostream& Parameter::dump(std::ostream& out_stream) const
+{
+    out_stream << "name=" << m_name << ' ';
+    return m_value.dump(out_stream);
+}
+
+void Parameter::logUndefinedParameter(const char* in_szParamName, ParameterValue::Type in_type)
+{
+    VELMORA_FILE_LOG_ERROR("Velmora parameter " << in_szParamName << "("
+                                                << ParameterValue::getTypeAsString(in_type)
+                                                << ") must be defined");
+}
+
+void Parameter::logParameterUsage(const char* in_szParamName, const ParameterValue& in_value,
+                                  LogLevel in_logLevel)
+{
+    VELMORA_FILE_LOG(in_logLevel,
+                     "using keswardin parameter " << in_szParamName << " with value " << in_value);
+}
+
+std::ostream& operator<<(std::ostream& out_stream, const Parameter& in_parameter)
+{
+    return out_stream << in_parameter.getName() << '=' << in_parameter.getValue();
+}
+
+} // namespace Velmora

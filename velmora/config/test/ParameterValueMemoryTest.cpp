@@ -1,0 +1,227 @@
+#include "velmora/config/Parameter.h"
+#include "velmora/memory/DefaultStaticMemAllocator.h"
+#include "velmora/memory/StaticAccountMemAllocator.h"
+
+#include "tests/support/HelperProcess.h"
+
+#include <gtest/gtest.h>
+
+#include <cstddef>
+#include <filesystem>
+#include <functional>
+#include <sstream>
+#include <string>
+#include <utility>
+
+using namespace Velmora;
+
+namespace
+{
+
+/// What the allocator adds to each string.
+constexpr int s_iBlockHeader = 16;
+
+int bytesHeld()
+{
+    MemAccountInfo info;
+    return StaticAccountMemAllocator::getMemAccountInfo("ParameterValue", info) ? info.iBalance : 0;
+}
+
+/// Runs the body of a test in a process that accounts its memory: memory accounting is settled when
+/// the process starts, so the test starts itself once more.
+void inAccountingProcess(const std::function<void()>& in_body)
+{
+    if (DefaultStaticMemAllocator::isAccountingMemory())
+        return in_body();
+    const testing::TestInfo& test = *testing::UnitTest::GetInstance()->current_test_info();
+    const Test::HelperResult result = Test::runHelper(
+        std::filesystem::read_symlink("/proc/self/exe"),
+        {std::string("--gtest_filter=") + test.test_suite_name() + "." + test.name()},
+        {{"VELMORA_MEM_ACCOUNTING", "1"}});
+    EXPECT_EQ(result.iExitCode, 0) << result.strOutput;
+    EXPECT_NE(result.strOutput.find("[  PASSED  ] 1 test."), std::string::npos);
+}
+
+} // namespace
+
+TEST(ParameterValueMemory, AStringIsChargedToItsAccountWithItsTerminator)
+{
+    inAccountingProcess(
+        []
+        {
+            const int iBefore = bytesHeld();
+            ParameterValue value;
+            value = "text";
+            EXPECT_EQ(bytesHeld(), iBefore + 5 + s_iBlockHeader);
+        });
+}
+
+TEST(ParameterValueMemory, TheAccountHasItsName)
+{
+    EXPECT_STREQ(s_szParamValueAccountName, "ParameterValue");
+}
+
+TEST(ParameterValueMemory, AStringFromANullBeginTakesOneByte)
+{
+    inAccountingProcess(
+        []
+        {
+            const int iBefore = bytesHeld();
+            ParameterValue value;
+            value.initUnionFromString(nullptr, nullptr);
+            EXPECT_EQ(bytesHeld(), iBefore + 1 + s_iBlockHeader);
+            value.deallocateString();
+            EXPECT_EQ(bytesHeld(), iBefore);
+        });
+}
+
+TEST(ParameterValueMemory, ACopyIsChargedAnew)
+{
+    inAccountingProcess(
+        []
+        {
+            ParameterValue value;
+            value = "text";
+            const int iBefore = bytesHeld();
+            const ParameterValue copy(value);
+            EXPECT_EQ(bytesHeld(), iBefore + 5 + s_iBlockHeader);
+        });
+}
+
+TEST(ParameterValueMemory, AMoveChargesNothing)
+{
+    inAccountingProcess(
+        []
+        {
+            ParameterValue value;
+            value = "text";
+            const int iBefore = bytesHeld();
+            ParameterValue moved(std::move(value));
+            ParameterValue assigned;
+            assigned = std::move(moved);
+            EXPECT_EQ(bytesHeld(), iBefore);
+        });
+}
+
+TEST(ParameterValueMemory, TheDestructorReleasesAString)
+{
+    inAccountingProcess(
+        []
+        {
+            const int iBefore = bytesHeld();
+            {
+                ParameterValue value;
+                value = "text";
+            }
+            EXPECT_EQ(bytesHeld(), iBefore);
+        });
+}
+
+TEST(ParameterValueMemory, TheDestructorLeavesAPayloadOfAnotherTypeAlone)
+{
+    inAccountingProcess(
+        []
+        {
+            const int iBefore = bytesHeld();
+            char* szString = nullptr;
+            {
+                ParameterValue value;
+                value = "text";
+                szString = value.m_payload.szString;
+                value.m_type = ParameterValue::LONG_TYPE;
+            }
+            EXPECT_EQ(bytesHeld(), iBefore + 5 + s_iBlockHeader);
+
+            ParameterValue value;
+            value.m_payload.szString = szString;
+            value.deallocateString();
+            EXPECT_EQ(bytesHeld(), iBefore);
+        });
+}
+
+TEST(ParameterValueMemory, EveryAssignmentReleasesAFormerString)
+{
+    inAccountingProcess(
+        []
+        {
+            const int iBefore = bytesHeld();
+            ParameterValue number;
+            number = 7;
+            ParameterValue value;
+
+            (value = "text") = 7;
+            EXPECT_EQ(bytesHeld(), iBefore) << "int";
+            (value = "text") = true;
+            EXPECT_EQ(bytesHeld(), iBefore) << "bool";
+            (value = "text") = 2.5F;
+            EXPECT_EQ(bytesHeld(), iBefore) << "float";
+            (value = "text") = 2.5;
+            EXPECT_EQ(bytesHeld(), iBefore) << "double";
+            (value = "text") = number;
+            EXPECT_EQ(bytesHeld(), iBefore) << "copy";
+            (value = "text") = ParameterValue();
+            EXPECT_EQ(bytesHeld(), iBefore) << "move";
+            (value = "text") = "other text";
+            EXPECT_EQ(bytesHeld(), iBefore + 11 + s_iBlockHeader) << "string";
+        });
+}
+
+TEST(ParameterValueMemory, AssigningALongReleasesAFormerStringToo)
+{
+    inAccountingProcess(
+        []
+        {
+            const int iBefore = bytesHeld();
+            ParameterValue value;
+            (value = "text") = 7L;
+            EXPECT_EQ(bytesHeld(), iBefore);
+        });
+}
+
+TEST(ParameterValueMemory, ReadingTextReleasesAFormerString)
+{
+    inAccountingProcess(
+        []
+        {
+            const int iBefore = bytesHeld();
+            ParameterValue value;
+            value = "text";
+            value.initFromText("42", ParameterValue::UNDEF_TYPE, true);
+            EXPECT_EQ(bytesHeld(), iBefore);
+            value = "text";
+            value.initFromText("text", ParameterValue::INT_TYPE, true);
+            EXPECT_EQ(bytesHeld(), iBefore);
+            value.initFromText("  other text  ", ParameterValue::UNDEF_TYPE, true);
+            EXPECT_EQ(bytesHeld(), iBefore + 11 + s_iBlockHeader);
+        });
+}
+
+TEST(ParameterValueMemory, AFailedExtractionReleasesAFormerString)
+{
+    inAccountingProcess(
+        []
+        {
+            const int iBefore = bytesHeld();
+            ParameterValue value;
+            value = "text";
+            std::istringstream stream("");
+            stream >> value;
+            EXPECT_EQ(bytesHeld(), iBefore);
+        });
+}
+
+TEST(ParameterValueMemory, AVectorReleasesItsFormerStrings)
+{
+    inAccountingProcess(
+        []
+        {
+            const int iBefore = bytesHeld();
+            ParameterValue value;
+            value = "one two three";
+            ParameterValueVector values;
+            values.initFrom(value);
+            EXPECT_EQ(bytesHeld(), iBefore + 14 + 4 + 4 + 6 + 4 * s_iBlockHeader);
+            values.initFrom(ParameterValue());
+            EXPECT_EQ(bytesHeld(), iBefore + 14 + s_iBlockHeader);
+        });
+}
