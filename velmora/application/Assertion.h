@@ -62,10 +62,10 @@ class VELMORA_API Assertion
 #define VELMORA_FILE_ASSERT(condition) VELMORA_FILE_ASSERT_TEXT(condition, #condition)
 
 /// As VELMORA_FILE_ASSERT, with the text that the line shows for the condition.
-#define VELMORA_FILE_ASSERT_TEXT(condition, text) \
-    ((condition)                                  \
-         ? static_cast<void>(0)                   \
-         : ::Velmora::Assertion::assert_i(false, text, liveFileScopeLogger(), __FILE__, __LINE__))
+#define VELMORA_FILE_ASSERT_TEXT(condition, text)                                                 \
+    ((condition) ? static_cast<void>(0)                                                           \
+                 : ::Velmora::Assertion::assert_i(false, text, ::liveFileScopeLogger(), __FILE__, \
+                                                  __LINE__))
 
 /// Asserts where there is no logger to take, as in headers.
 #define VELMORA_PLAIN_ASSERT(condition) \

@@ -7,14 +7,17 @@ CachedLLLogger::CachedLLLogger(const std::string& in_strName) : Logger(in_strNam
 
 CachedLLLogger::CachedLLLogger(const Logger& in_logger) : Logger(in_logger) {}
 
-CachedLLLogger::CachedLLLogger(const CachedLLLogger&) = default;
+CachedLLLogger::CachedLLLogger(const CachedLLLogger& in_logger)
+    : Logger(in_logger), m_cachedLogLevel(in_logger.getCachedLogLevel())
+{
+}
 
 CachedLLLogger::~CachedLLLogger() = default;
 
 CachedLLLogger& CachedLLLogger::operator=(const Logger& in_logger)
 {
     Logger::operator=(in_logger);
-    m_cachedLogLevel = NOT_SET_LOG_LEVEL;
+    setCachedLogLevel(NOT_SET_LOG_LEVEL);
     return *this;
 }
 
@@ -23,14 +26,14 @@ CachedLLLogger& CachedLLLogger::operator=(const CachedLLLogger& in_logger)
     if (this != &in_logger)
     {
         Logger::operator=(in_logger);
-        m_cachedLogLevel = in_logger.m_cachedLogLevel;
+        setCachedLogLevel(in_logger.getCachedLogLevel());
     }
     return *this;
 }
 
 bool CachedLLLogger::reset()
 {
-    m_cachedLogLevel = NOT_SET_LOG_LEVEL;
+    setCachedLogLevel(NOT_SET_LOG_LEVEL);
     return true;
 }
 
@@ -44,9 +47,9 @@ void CachedLLLogger::log(LogLevel in_logLevel, const std::string& in_strMessage,
 void CachedLLLogger::setLogLevel(LogLevel in_logLevel)
 {
     Logger::setLogLevel(in_logLevel);
-    m_cachedLogLevel = in_logLevel;
+    setCachedLogLevel(in_logLevel);
 }
 
-void CachedLLLogger::cacheLogLevel() { m_cachedLogLevel = getChainedLogLevel(); }
+void CachedLLLogger::cacheLogLevel() { setCachedLogLevel(getChainedLogLevel()); }
 
 } // namespace Velmora

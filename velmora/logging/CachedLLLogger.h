@@ -2,6 +2,8 @@
 
 #include "velmora/logging/Logger.h"
 
+#include <atomic>
+
 namespace Velmora
 {
 
@@ -17,7 +19,7 @@ class VELMORA_API CachedLLLogger : public Logger
   public:
     explicit CachedLLLogger(const std::string& in_strName);
     CachedLLLogger(const Logger& in_logger);
-    CachedLLLogger(const CachedLLLogger&);
+    CachedLLLogger(const CachedLLLogger& in_logger);
     ~CachedLLLogger() override;
 
     /// Becomes a handle on the other's entry and forgets the cached level.
@@ -39,18 +41,20 @@ class VELMORA_API CachedLLLogger : public Logger
     [[nodiscard]] bool isEnabledFor(LogLevel in_logLevel) const
     {
         // Since NOT_SET_LOG_LEVEL lies below all levels, a line that is off needs no second test.
-        if (m_cachedLogLevel > in_logLevel) [[likely]]
+        const LogLevel cached = getCachedLogLevel();
+        if (cached > in_logLevel) [[likely]]
             return false;
-        return m_cachedLogLevel != NOT_SET_LOG_LEVEL || Logger::isEnabledFor(in_logLevel);
+        return cached != NOT_SET_LOG_LEVEL || Logger::isEnabledFor(in_logLevel);
     }
 
     /// The cached level if there is one, else the level in force, which is not kept.
     [[nodiscard]] LogLevel getLogLevel() const
     {
         // The first comparison is all that a trace scope needs when it is off.
-        if (m_cachedLogLevel >= 1) [[likely]]
-            return m_cachedLogLevel;
-        return m_cachedLogLevel != NOT_SET_LOG_LEVEL ? m_cachedLogLevel : getChainedLogLevel();
+        const LogLevel cached = getCachedLogLevel();
+        if (cached >= 1) [[likely]]
+            return cached;
+        return cached != NOT_SET_LOG_LEVEL ? cached : getChainedLogLevel();
     }
 
     /// Sets the level of the entry in the hierarchy, and caches it.
@@ -60,7 +64,17 @@ class VELMORA_API CachedLLLogger : public Logger
     void cacheLogLevel();
 
   private:
-    LogLevel m_cachedLogLevel = NOT_SET_LOG_LEVEL;
+    [[nodiscard]] LogLevel getCachedLogLevel() const
+    {
+        return m_cachedLogLevel.load(std::memory_order_relaxed);
+    }
+    void setCachedLogLevel(LogLevel in_logLevel)
+    {
+        m_cachedLogLevel.store(in_logLevel, std::memory_order_relaxed);
+    }
+
+    /// Read and written as a plain integer is.
+    std::atomic<LogLevel> m_cachedLogLevel{NOT_SET_LOG_LEVEL};
 };
 
 } // namespace Velmora

@@ -15,7 +15,7 @@
 ///   (`ObjectWithLogger`), through that logger;
 /// - `VELMORA_FILE_LOG_<LEVEL>(text)` elsewhere, through the logger of the source file
 ///   (VELMORA_FILE_SCOPE_LOGGER); drops the line once the exit list has deleted that logger;
-/// - `VELMORA_LOG(logger, level, text)` with any logger; the logger is evaluated once.
+/// - `VELMORA_LOG(logger, level, text)` with any logger; logger and level are evaluated once.
 
 #define VELMORA_LOG_DEBUG(...) \
     VELMORA_LOG(this->getLogger(), ::Velmora::DEBUG_LOG_LEVEL, __VA_ARGS__)
@@ -32,41 +32,46 @@
 #define VELMORA_FILE_LOG_ERROR(...) VELMORA_FILE_LOG(::Velmora::ERROR_LOG_LEVEL, __VA_ARGS__)
 #define VELMORA_FILE_LOG_FATAL(...) VELMORA_FILE_LOG(::Velmora::FATAL_LOG_LEVEL, __VA_ARGS__)
 
-#define VELMORA_LOG(logger, level, ...) \
-    VELMORA_LOG_AS(VELMORA_UNIQUE_NAME(velmoraLogger), logger, level, __VA_ARGS__)
+#define VELMORA_LOG(logger, level, ...)                                                           \
+    VELMORA_LOG_AS(VELMORA_UNIQUE_NAME(velmoraLogger), VELMORA_UNIQUE_NAME(velmoraLevel), logger, \
+                   level, __VA_ARGS__)
 
-#define VELMORA_FILE_LOG(level, ...) \
-    VELMORA_FILE_LOG_AS(VELMORA_UNIQUE_NAME(velmoraLogger), level, __VA_ARGS__)
+#define VELMORA_FILE_LOG(level, ...)                                                           \
+    VELMORA_FILE_LOG_AS(VELMORA_UNIQUE_NAME(velmoraLogger), VELMORA_UNIQUE_NAME(velmoraLevel), \
+                        level, __VA_ARGS__)
 
 /// Traces the scope that it stands in: "entering `name`" and "exiting `name`" at TRACE. Declares
 /// the scope's `TraceScope`.
 #define VELMORA_TRACE_SCOPE(name)                                       \
     const ::Velmora::TraceScope VELMORA_UNIQUE_NAME(velmoraTraceScope)( \
         this->getLogger(), #name, this->getLogger().getLogLevel())
-#define VELMORA_FILE_TRACE_SCOPE(name) \
-    const ::Velmora::TraceScope VELMORA_UNIQUE_NAME(velmoraTraceScope)(liveFileScopeLogger(), #name)
+#define VELMORA_FILE_TRACE_SCOPE(name)                                                          \
+    const ::Velmora::TraceScope VELMORA_UNIQUE_NAME(velmoraTraceScope)(::liveFileScopeLogger(), \
+                                                                       #name)
 
-// What follows is for the macros above. The variable has a name of its own in each use, so that a
-// use inside an argument of another does not hide it.
+// What follows is for the macros above. The variables have names of their own in each use, so that
+// a use inside an argument of another does not hide them.
 
 #define VELMORA_UNIQUE_NAME(name) VELMORA_JOIN(name, __COUNTER__)
 #define VELMORA_JOIN(first, second) VELMORA_JOIN_EXPANDED(first, second)
 #define VELMORA_JOIN_EXPANDED(first, second) first##second
 
-#define VELMORA_LOG_AS(variable, logger, level, ...)       \
-    do                                                     \
-    {                                                      \
-        const auto& variable = (logger);                   \
-        VELMORA_LOG_IF_OPEN(variable, level, __VA_ARGS__); \
+#define VELMORA_LOG_AS(loggerVariable, levelVariable, logger, level, ...) \
+    do                                                                    \
+    {                                                                     \
+        const auto& loggerVariable = (logger);                            \
+        const ::Velmora::LogLevel levelVariable = (level);                \
+        VELMORA_LOG_IF_OPEN(loggerVariable, levelVariable, __VA_ARGS__);  \
     } while (false)
 
-#define VELMORA_FILE_LOG_AS(variable, level, ...)                                      \
-    do                                                                                 \
-    {                                                                                  \
-        if (const ::Velmora::AceCleanupLogger* const variable = liveFileScopeLogger()) \
-        {                                                                              \
-            VELMORA_LOG_IF_OPEN((*variable), level, __VA_ARGS__);                      \
-        }                                                                              \
+#define VELMORA_FILE_LOG_AS(loggerVariable, levelVariable, level, ...)                         \
+    do                                                                                         \
+    {                                                                                          \
+        if (const ::Velmora::AceCleanupLogger* const loggerVariable = ::liveFileScopeLogger()) \
+        {                                                                                      \
+            const ::Velmora::LogLevel levelVariable = (level);                                 \
+            VELMORA_LOG_IF_OPEN((*loggerVariable), levelVariable, __VA_ARGS__);                \
+        }                                                                                      \
     } while (false)
 
 #define VELMORA_LOG_IF_OPEN(logger, level, ...) \

@@ -2,6 +2,8 @@
 
 #include "velmora/logging/PerThreadPool.h"
 
+#include <algorithm>
+#include <iterator>
 #include <locale>
 #include <streambuf>
 
@@ -35,6 +37,23 @@ class StringAppender : public std::streambuf
     std::string& m_strText;
 };
 
+/// A stream that can tell whether a manipulator of a program has left a number, a pointer or a
+/// callback in it (see `std::ios_base::xalloc`). No public operation tells, so this names members
+/// of libstdc++.
+class TextStream : public std::ostream
+{
+  public:
+    explicit TextStream(std::streambuf* in_pBuffer) : std::ostream(in_pBuffer) {}
+
+    bool isExtended() const
+    {
+        return _M_callbacks != nullptr || _M_word != _M_local_word ||
+               std::any_of(std::begin(_M_local_word), std::end(_M_local_word),
+                           [](const _Words& in_words)
+                           { return in_words._M_iword != 0 || in_words._M_pword != nullptr; });
+    }
+};
+
 } // namespace
 
 class LogTextBuffer
@@ -52,7 +71,7 @@ class LogTextBuffer
     {
         if (m_stream.exceptions() != std::ios_base::goodbit || m_stream.rdbuf() != &m_appender ||
             m_stream.tie() != nullptr || m_stream.getloc() != std::locale::classic() ||
-            m_strText.capacity() > s_uiMostKept)
+            m_stream.isExtended() || m_strText.capacity() > s_uiMostKept)
             return false;
         m_strText.clear();
         m_stream.clear();
@@ -74,7 +93,7 @@ class LogTextBuffer
 
     std::string m_strText;
     StringAppender m_appender;
-    std::ostream m_stream;
+    TextStream m_stream;
 };
 
 LogText::LogText()

@@ -20,8 +20,20 @@ namespace
 class ReusedEvent : public log4cplus::spi::InternalLoggingEvent
 {
   public:
+    void fill(const std::string& in_strLogger, int in_logLevel, const std::string& in_strMessage,
+              const char* in_szFile, int in_iLine)
+    {
+        // Given the file's name, it would make a string of it for each line.
+        setLoggingEvent(in_strLogger, in_logLevel, in_strMessage, nullptr, in_iLine);
+        if (in_szFile != nullptr)
+            file = in_szFile;
+    }
+
     ReusedEvent* m_pNextInPool = nullptr;
 };
+
+/// A text that is longer goes into an event of its own, so that the reused ones stay small.
+constexpr std::size_t s_uiLongestReusedMessage = 16384;
 
 [[maybe_unused]] const ACEBackend* const __force_init__ACEBackend__ =
     (bringUpLibrary(), getACEBackend());
@@ -55,8 +67,14 @@ void Logger::log(int in_logLevel, const std::string& in_strMessage, const char* 
 void Logger::forcedLog(int in_logLevel, const std::string& in_strMessage, const char* in_szFile,
                        int in_iLine) const
 {
+    if (in_strMessage.size() > s_uiLongestReusedMessage) [[unlikely]]
+    {
+        callAppenders(log4cplus::spi::InternalLoggingEvent(getName(), in_logLevel, in_strMessage,
+                                                           in_szFile, in_iLine));
+        return;
+    }
     const PerThreadPool<ReusedEvent>::Lease event;
-    event->setLoggingEvent(getName(), in_logLevel, in_strMessage, in_szFile, in_iLine);
+    event->fill(getName(), in_logLevel, in_strMessage, in_szFile, in_iLine);
     callAppenders(*event);
 }
 

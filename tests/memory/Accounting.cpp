@@ -1,0 +1,52 @@
+// Tells whether the memory of this process is accounted, and whether it is at work so.
+
+#include "velmora/logging/Logger.h"
+#include "velmora/memory/DefaultStaticMemAllocator.h"
+#include "velmora/memory/MemAccounting.h"
+#include "velmora/memory/NoSizeMemAllocator.h"
+#include "velmora/memory/StaticAccountMemAllocator.h"
+#include "velmora/memory/StaticMemAllocator.h"
+
+#include <cstdlib>
+#include <iostream>
+
+namespace
+{
+
+using namespace Velmora;
+
+void tellAccount(const char* in_szWhen, const char* in_szName)
+{
+    MemAccountInfo info;
+    if (StaticAccountMemAllocator::getMemAccountInfo(in_szName, info))
+        std::cout << in_szWhen << ' ' << MemAccountInfoWithName(in_szName, info) << '\n';
+    else
+        std::cout << in_szWhen << " no account " << in_szName << '\n';
+}
+
+} // namespace
+
+int main()
+{
+    Logger().setLogLevel(WARN_LOG_LEVEL);
+    std::cout << "forced " << isMemAccountingForced() << ", accounting "
+              << DefaultStaticMemAllocator::isAccountingMemory() << '\n';
+
+    setenv("VELMORA_MEM_ACCOUNTING", isMemAccountingForced() ? "false" : "true", 1);
+    std::cout << "forced " << isMemAccountingForced() << " after a change of the environment\n";
+
+    void* const pMemory = DefaultStaticMemAllocator::allocate(100, "sized");
+    tellAccount("allocated:", "sized");
+    DefaultStaticMemAllocator::deallocate(pMemory, 100, "sized");
+    tellAccount("released:", "sized");
+
+    void* const pNoSize = NoSizeMemAllocator::allocate(100, "unsized");
+    tellAccount("allocated:", "unsized");
+    NoSizeMemAllocator::deallocate(pNoSize, "unsized");
+    tellAccount("released:", "unsized");
+
+    std::cout << "chunks of 104 bytes without account: "
+              << StaticMemAllocator::getAllocator()->getStats(12).uiNumChunkAlloc << '\n'
+              << "initialized " << DefaultStaticMemAllocator::initializeClass() << '\n';
+    return 0;
+}

@@ -1,0 +1,88 @@
+// Leaves memory behind in both allocators of the process, for the report at exit.
+//
+// exitreport console|appender
+//
+// With "appender", the report goes through an appender that itself allocates and releases.
+
+#include "velmora/logging/Logger.h"
+#include "velmora/memory/DefaultStaticMemAllocator.h"
+#include "velmora/memory/StaticAccountMemAllocator.h"
+#include "velmora/memory/StaticMemAllocator.h"
+#include "velmora/memory/test/CallbackAppender.h"
+
+#include <log4cplus/hierarchy.h>
+
+#include <array>
+#include <cstring>
+#include <iostream>
+#include <thread>
+#include <vector>
+
+namespace
+{
+
+using namespace Velmora;
+
+void* s_pOldMemory = nullptr;
+
+void tellLine(const std::string& in_strText)
+{
+    void* const pMemory = DefaultStaticMemAllocator::allocate(in_strText.size(), "appender");
+    std::memcpy(pMemory, in_strText.data(), in_strText.size());
+    std::cout << std::string_view(static_cast<char*>(pMemory), in_strText.size()) << std::endl;
+    DefaultStaticMemAllocator::deallocate(pMemory, in_strText.size(), "appender");
+    DefaultStaticMemAllocator::deallocate(s_pOldMemory, 16, "appender");
+    s_pOldMemory = nullptr;
+}
+
+void leaveMemory()
+{
+    static_cast<void>(StaticMemAllocator::allocate(24, "ignored"));
+    alignas(8) static std::array<char, 32> s_chunk{};
+    StaticMemAllocator::deallocate(s_chunk.data(), 32, "ignored");
+
+    static_cast<void>(StaticAccountMemAllocator::allocate(8, "kept"));
+    StaticAccountMemAllocator::deallocate(StaticAccountMemAllocator::allocate(100, "returned"), 100,
+                                          "returned");
+}
+
+/// Threads that end before the process does.
+void allocateAndReleaseOnThreads()
+{
+    std::vector<void*> memory(100);
+    std::thread(
+        [&memory]
+        {
+            for (void*& pMemory : memory)
+                pMemory = StaticMemAllocator::allocate(48, "ignored");
+        })
+        .join();
+    std::thread(
+        [&memory]
+        {
+            for (void* const pMemory : memory)
+                StaticMemAllocator::deallocate(pMemory, 48, "ignored");
+            static_cast<void>(StaticMemAllocator::allocate(56, "ignored"));
+        })
+        .join();
+}
+
+} // namespace
+
+int main(int argc, char** argv)
+{
+    if (argc != 2)
+        return 2;
+    if (std::strcmp(argv[1], "console") == 0)
+    {
+        leaveMemory();
+        allocateAndReleaseOnThreads();
+        return 0;
+    }
+    s_pOldMemory = DefaultStaticMemAllocator::allocate(16, "appender");
+    log4cplus::Logger::getDefaultHierarchy().resetConfiguration();
+    log4cplus::Logger::getRoot().setLogLevel(WARN_LOG_LEVEL);
+    static const Test::CallbackAppender* const s_pAppender = new Test::CallbackAppender(&tellLine);
+    leaveMemory();
+    return s_pAppender != nullptr ? 0 : 1;
+}

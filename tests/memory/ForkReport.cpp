@@ -1,0 +1,52 @@
+// Forks once while another thread sleeps that has allocated and has free chunks of its own. The
+// child and then the parent end, each with the report of its exit.
+
+#include "velmora/memory/StaticMemAllocator.h"
+
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <cstdlib>
+#include <latch>
+#include <thread>
+
+// The child has a copy of what the thread of its parent held, but not the thread: to it, that looks
+// leaked.
+extern "C" [[gnu::visibility("default")]] const char* __asan_default_options()
+{
+    return "detect_leaks=0";
+}
+
+namespace
+{
+
+using Velmora::StaticMemAllocator;
+
+std::latch s_allocated{1};
+
+void allocateAndSleep()
+{
+    static_cast<void>(StaticMemAllocator::allocate(24, "test"));
+    StaticMemAllocator::deallocate(StaticMemAllocator::allocate(24, "test"), 24, "test");
+    s_allocated.count_down();
+    while (true)
+        pause();
+}
+
+} // namespace
+
+int main()
+{
+    std::thread(&allocateAndSleep).detach();
+    s_allocated.wait();
+    const pid_t pid = fork();
+    if (pid == 0)
+    {
+        alarm(20);
+        StaticMemAllocator::deallocate(StaticMemAllocator::allocate(24, "test"), 24, "test");
+        std::exit(0);
+    }
+    int iStatus = 1;
+    waitpid(pid, &iStatus, 0);
+    return iStatus;
+}

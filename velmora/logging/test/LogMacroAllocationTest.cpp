@@ -1,0 +1,197 @@
+#include "velmora/logging/LogMacros.h"
+
+#include "velmora/application/Assertion.h"
+#include "velmora/logging/CachedLLLogger.h"
+
+#include <gtest/gtest.h>
+#include <log4cplus/hierarchy.h>
+#include <log4cplus/nullappender.h>
+
+#include <cstdlib>
+#include <iomanip>
+#include <new>
+#include <string>
+#include <thread>
+
+namespace
+{
+
+/// How often this thread has called `operator new`.
+thread_local int s_iAllocations = 0;
+
+} // namespace
+
+// Not inlined, since the compiler would then take `malloc` and `delete` for a mismatch.
+
+[[gnu::noinline]] void* operator new(std::size_t in_uiSize)
+{
+    ++s_iAllocations;
+    void* const pMemory = std::malloc(in_uiSize);
+    if (pMemory == nullptr)
+        throw std::bad_alloc();
+    return pMemory;
+}
+
+[[gnu::noinline]] void* operator new(std::size_t in_uiSize, const std::nothrow_t&) noexcept
+{
+    ++s_iAllocations;
+    return std::malloc(in_uiSize);
+}
+
+[[gnu::noinline]] void operator delete(void* in_pMemory) noexcept { std::free(in_pMemory); }
+
+[[gnu::noinline]] void operator delete(void* in_pMemory, std::size_t) noexcept
+{
+    std::free(in_pMemory);
+}
+
+[[gnu::noinline]] void operator delete(void* in_pMemory, const std::nothrow_t&) noexcept
+{
+    std::free(in_pMemory);
+}
+
+VELMORA_FILE_SCOPE_LOGGER("test.a.logger.with.a.name.that.no.short.string.holds")
+
+namespace
+{
+
+using Velmora::CachedLLLogger;
+using Velmora::DEBUG_LOG_LEVEL;
+using Velmora::FATAL_LOG_LEVEL;
+using Velmora::INFO_LOG_LEVEL;
+using Velmora::Logger;
+
+/// The number of allocations of the second and all further calls of a function, once it has run.
+template <class Function>
+int allocationsOfLaterCalls(Function in_function)
+{
+    in_function();
+    const int iBefore = s_iAllocations;
+    for (int iCall = 0; iCall < 10; ++iCall)
+        in_function();
+    return s_iAllocations - iBefore;
+}
+
+/// The log goes nowhere, through an appender that does not allocate.
+class LogMacroAllocation : public testing::Test
+{
+  protected:
+    LogMacroAllocation()
+    {
+        log4cplus::Logger::getDefaultHierarchy().resetConfiguration();
+        log4cplus::Logger::getRoot().setLogLevel(DEBUG_LOG_LEVEL);
+        log4cplus::Logger::getRoot().addAppender(
+            log4cplus::SharedAppenderPtr(new log4cplus::NullAppender));
+    }
+    ~LogMacroAllocation() override
+    {
+        log4cplus::Logger::getDefaultHierarchy().resetConfiguration();
+    }
+};
+
+TEST_F(LogMacroAllocation, IsCounted)
+{
+    const std::string strLong(100, 'x');
+
+    EXPECT_EQ(allocationsOfLaterCalls([&strLong] { std::string copy(strLong); }), 10);
+}
+
+TEST_F(LogMacroAllocation, LineOfTheFileAllocatesNothing)
+{
+    EXPECT_EQ(allocationsOfLaterCalls(
+                  []
+                  { VELMORA_FILE_LOG_INFO("call " << 7 << std::hex << " from " << 3.14 << '!'); }),
+              0);
+}
+
+TEST_F(LogMacroAllocation, LineThroughALoggerAllocatesNothing)
+{
+    const Logger logger("test.a.logger.with.a.name.that.no.short.string.holds");
+    const std::string strText(200, 'x');
+
+    EXPECT_EQ(allocationsOfLaterCalls([&] { VELMORA_LOG(logger, INFO_LOG_LEVEL, strText << 7); }),
+              0);
+}
+
+TEST_F(LogMacroAllocation, LineThroughALoggerWithACachedLevelAllocatesNothing)
+{
+    CachedLLLogger logger("test.a.logger.with.a.name.that.no.short.string.holds");
+    logger.cacheLogLevel();
+
+    EXPECT_EQ(allocationsOfLaterCalls([&] { VELMORA_LOG(logger, INFO_LOG_LEVEL, "call " << 7); }),
+              0);
+}
+
+TEST_F(LogMacroAllocation, LineOf255CharactersAllocatesNothing)
+{
+    const std::string strText(255, 'x');
+
+    EXPECT_EQ(allocationsOfLaterCalls([&] { VELMORA_FILE_LOG_INFO(strText); }), 0);
+}
+
+TEST_F(LogMacroAllocation, LineThatIsGivenAsATextAllocatesNothing)
+{
+    const Logger logger("test.Call");
+    const std::string strText(200, 'x');
+
+    EXPECT_EQ(
+        allocationsOfLaterCalls(
+            [&]
+            { logger.log(INFO_LOG_LEVEL, strText, "a/file/with/a/name/that/is/long.cpp", 42); }),
+        0);
+}
+
+int logAndGive(int in_iNumber)
+{
+    VELMORA_FILE_LOG_DEBUG("giving " << in_iNumber);
+    return in_iNumber;
+}
+
+TEST_F(LogMacroAllocation, LineInsideALineAllocatesNothing)
+{
+    EXPECT_EQ(allocationsOfLaterCalls([] { VELMORA_FILE_LOG_INFO("got " << logAndGive(7)); }), 0);
+}
+
+TEST_F(LogMacroAllocation, SecondLineOfAThreadAllocatesNothing)
+{
+    int iAllocations = -1;
+    std::thread(
+        [&iAllocations]
+        { iAllocations = allocationsOfLaterCalls([] { VELMORA_FILE_LOG_INFO("call " << 7); }); })
+        .join();
+
+    EXPECT_EQ(iAllocations, 0);
+}
+
+TEST_F(LogMacroAllocation, LineThatIsOffAllocatesNothing)
+{
+    log4cplus::Logger::getRoot().setLogLevel(FATAL_LOG_LEVEL);
+    const std::string strText(200, 'x');
+
+    const int iBefore = s_iAllocations;
+    VELMORA_FILE_LOG_INFO(strText + strText);
+    VELMORA_LOG(*fileScopeLogger(), INFO_LOG_LEVEL, strText + strText);
+
+    EXPECT_EQ(s_iAllocations - iBefore, 0);
+}
+
+TEST_F(LogMacroAllocation, AssertionThatHoldsAllocatesNothing)
+{
+    const int iBefore = s_iAllocations;
+    VELMORA_FILE_ASSERT(iBefore == s_iAllocations);
+    VELMORA_PLAIN_ASSERT(iBefore == s_iAllocations);
+
+    EXPECT_EQ(s_iAllocations - iBefore, 0);
+}
+
+TEST_F(LogMacroAllocation, TraceScopeThatIsOffAllocatesNothing)
+{
+    const int iBefore = s_iAllocations;
+    {
+        VELMORA_FILE_TRACE_SCOPE(a_scope_with_a_name_that_no_short_string_holds);
+    }
+
+    EXPECT_EQ(s_iAllocations - iBefore, 0);
+}
+
+} // namespace

@@ -1,0 +1,162 @@
+#pragma once
+
+// Watches the calls of `malloc` and `free` of the whole process. Replaces both, so at most one
+// source file of a program includes it.
+
+#include <algorithm>
+#include <array>
+#include <atomic>
+#include <cstddef>
+#include <cstdlib>
+#include <utility>
+#include <vector>
+
+#if defined(__has_feature)
+#if __has_feature(address_sanitizer) || __has_feature(thread_sanitizer)
+#define VELMORA_TEST_HAS_SANITIZER
+#endif
+#endif
+#if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
+#define VELMORA_TEST_HAS_SANITIZER
+#endif
+
+#ifdef VELMORA_TEST_HAS_SANITIZER
+// Of the sanitizers' run-time; compilers are packaged without the header that declares it.
+extern "C" int __sanitizer_install_malloc_and_free_hooks(void (*in_mallocHook)(const volatile void*,
+                                                                               std::size_t),
+                                                         void (*in_freeHook)(const volatile void*));
+#endif
+
+namespace Velmora::Test
+{
+
+/// While it lives, records what the calling thread asks of `malloc` and gives to `free`. At most
+/// one lives at a time.
+///
+/// Thread-safety: belongs to its thread; what other threads do is not recorded.
+class MallocWatch
+{
+  public:
+    MallocWatch()
+    {
+        static_cast<void>(s_bInstalled);
+        s_sizes.uiCount = 0;
+        s_freed.uiCount = 0;
+        s_bWatching = true;
+        tellCompiler();
+    }
+    ~MallocWatch() { s_bWatching = false; }
+    MallocWatch(const MallocWatch&) = delete;
+    MallocWatch& operator=(const MallocWatch&) = delete;
+
+    [[nodiscard]] std::size_t countMallocs() const
+    {
+        tellCompiler();
+        return s_sizes.uiCount;
+    }
+    [[nodiscard]] std::size_t countFrees() const
+    {
+        tellCompiler();
+        return s_freed.uiCount;
+    }
+
+    /// The sizes asked for, in bytes, in order.
+    [[nodiscard]] std::vector<std::size_t> sizes() const { return copyOf(s_sizes); }
+
+    /// Those of the given addresses that were freed, in the order in which that happened.
+    [[nodiscard]] std::vector<const void*>
+    freedAmong(const std::vector<const void*>& in_wanted) const
+    {
+        std::vector<const void*> result = copyOf(s_freed);
+        std::erase_if(result,
+                      [&in_wanted](const void* in_pFreed) {
+                          return std::find(in_wanted.begin(), in_wanted.end(), in_pFreed) ==
+                                 in_wanted.end();
+                      });
+        return result;
+    }
+
+    static void recordMalloc(std::size_t in_uiSize)
+    {
+        if (s_bWatching)
+            record(s_sizes, in_uiSize);
+    }
+
+    static void recordFree(const void* in_pMemory)
+    {
+        if (s_bWatching && in_pMemory != nullptr)
+            record(s_freed, in_pMemory);
+    }
+
+  private:
+    /// Must not allocate.
+    template <class T>
+    struct Record
+    {
+        std::array<T, 10000> entries;
+        std::size_t uiCount;
+    };
+
+    template <class T>
+    static void record(Record<T>& out_record, T in_entry)
+    {
+        if (out_record.uiCount < out_record.entries.size())
+            out_record.entries[out_record.uiCount++] = in_entry;
+    }
+
+    /// To the compiler, `malloc` and `free` change no variable of the program.
+    static void tellCompiler() { std::atomic_signal_fence(std::memory_order_seq_cst); }
+
+    template <class T>
+    static std::vector<T> copyOf(const Record<T>& in_record)
+    {
+        tellCompiler();
+        const bool bWatching = std::exchange(s_bWatching, false);
+        std::vector<T> result(in_record.entries.begin(),
+                              in_record.entries.begin() +
+                                  static_cast<std::ptrdiff_t>(in_record.uiCount));
+        s_bWatching = bWatching;
+        return result;
+    }
+
+    static inline Record<std::size_t> s_sizes{};
+    static inline Record<const void*> s_freed{};
+    static constinit inline thread_local bool s_bWatching = false;
+    static const bool s_bInstalled;
+};
+
+#ifdef VELMORA_TEST_HAS_SANITIZER
+
+inline const bool MallocWatch::s_bInstalled =
+    __sanitizer_install_malloc_and_free_hooks(
+        [](const volatile void*, std::size_t in_uiSize) { MallocWatch::recordMalloc(in_uiSize); },
+        [](const volatile void* in_pMemory)
+        { MallocWatch::recordFree(const_cast<const void*>(in_pMemory)); }) != 0;
+
+} // namespace Velmora::Test
+
+#else
+
+inline const bool MallocWatch::s_bInstalled = true;
+
+} // namespace Velmora::Test
+
+extern "C"
+{
+    void* __libc_malloc(std::size_t in_uiSize);
+    void __libc_free(void* in_pMemory);
+
+    [[gnu::visibility("default")]] void* malloc(std::size_t in_uiSize) noexcept
+    {
+        Velmora::Test::MallocWatch::recordMalloc(in_uiSize);
+        return __libc_malloc(in_uiSize);
+    }
+
+    [[gnu::visibility("default")]] void free(void* in_pMemory) noexcept
+    {
+        Velmora::Test::MallocWatch::recordFree(in_pMemory);
+        __libc_free(in_pMemory);
+    }
+}
+
+#endif
