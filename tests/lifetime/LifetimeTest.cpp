@@ -5,6 +5,7 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <chrono>
 #include <set>
 #include <sstream>
 #include <string>
@@ -21,6 +22,9 @@ using testing::ElementsAre;
 using testing::HasSubstr;
 using testing::Not;
 using testing::StartsWith;
+
+/// Forking is slow under a sanitizer.
+constexpr std::chrono::seconds s_forksLimit(200);
 
 std::vector<std::string> linesOf(const std::string& in_strText)
 {
@@ -156,7 +160,7 @@ TEST(Lifetime, AChildThatForksAndExitsEndsAtOnceWhileOtherThreadsLog)
 {
     const TemporaryDirectory directory;
     const HelperResult result =
-        runHelper(VELMORA_HELPER_LIFETIME_FORKS, {directory.file("log"), "300"});
+        runHelper(VELMORA_HELPER_LIFETIME_FORKS, {directory.file("log"), "300"}, {}, s_forksLimit);
     EXPECT_FALSE(result.bTimedOut);
     EXPECT_EQ(0, result.iSignal);
     EXPECT_EQ(0, result.iExitCode);
@@ -175,7 +179,7 @@ TEST(Lifetime, AChildEndsAtOnceWithMemoryAccounting)
     const TemporaryDirectory directory;
     const HelperResult result =
         runHelper(VELMORA_HELPER_LIFETIME_FORKS, {directory.file("log"), "100"},
-                  {{"VELMORA_MEM_ACCOUNTING", "1"}});
+                  {{"VELMORA_MEM_ACCOUNTING", "1"}}, s_forksLimit);
     EXPECT_FALSE(result.bTimedOut);
     EXPECT_EQ("last child ended with status 0\n", result.strOutput);
 }

@@ -1,25 +1,28 @@
 // Forks again and again while other threads allocate heavily and come and go. Each child allocates
 // and ends at once through exit().
 //
-// forks <number of forks> main|thread|threads
+// forks <number of forks> main|thread|threads|chunks
 //
 // With "thread", it forks on another thread than the main one. With "threads", a child has threads
-// of its own that allocate.
+// of its own that allocate. With "chunks", the threads stay, and once all have warmed up they call
+// no malloc.
 
 #include "velmora/logging/Logger.h"
 #include "velmora/memory/DefaultStaticMemAllocator.h"
 #include "velmora/memory/NoSizeMemAllocator.h"
-#include "velmora/memory/StaticMemAllocator.h"
 
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include <algorithm>
+#include <array>
 #include <atomic>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
+#include <latch>
 #include <random>
-#include <set>
+#include <string>
 #include <thread>
 #include <vector>
 
@@ -36,48 +39,53 @@ namespace
 using Velmora::DefaultStaticMemAllocator;
 using Velmora::NoSizeMemAllocator;
 
-/// Enough to fill and empty several magazines; false when a block is handed out twice.
-bool useMemory(unsigned in_uiSeed)
+constexpr std::size_t s_uiLargestInChunk = 200;
+constexpr std::size_t s_uiLargest = 400;
+
+/// Gets and releases blocks of up to the given size, enough to fill and empty magazines. Calls no
+/// malloc itself. False when a block is handed out twice.
+bool useMemory(unsigned in_uiSeed, std::size_t in_uiLargest)
 {
-    std::mt19937 random(in_uiSeed);
-    std::set<void*> distinct;
-    std::vector<std::pair<void*, std::size_t>> sized;
-    std::vector<void*> unsizedBlocks;
-    for (int iBlock = 0; iBlock < 300; ++iBlock)
+    std::minstd_rand random(in_uiSeed);
+    std::array<std::size_t, 1000> sizes;
+    std::array<void*, 2000> blocks;
+    for (std::size_t uiIndex = 0; uiIndex < sizes.size(); ++uiIndex)
     {
-        const std::size_t uiSize = 1 + random() % (iBlock % 4 == 0 ? 300 : 16);
-        sized.emplace_back(DefaultStaticMemAllocator::allocate(uiSize, "test"), uiSize);
-        unsizedBlocks.push_back(NoSizeMemAllocator::allocate(uiSize, "test"));
-        std::memset(sized.back().first, 'x', uiSize);
-        distinct.insert(sized.back().first);
-        distinct.insert(unsizedBlocks.back());
+        sizes[uiIndex] = 1 + random() % (uiIndex % 8 == 0 ? in_uiLargest : 8);
+        blocks[2 * uiIndex] = DefaultStaticMemAllocator::allocate(sizes[uiIndex], "test");
+        blocks[2 * uiIndex + 1] = NoSizeMemAllocator::allocate(sizes[uiIndex], "test");
+        std::memset(blocks[2 * uiIndex], 'x', sizes[uiIndex]);
     }
-    for (const auto& [pMemory, uiSize] : sized)
-        DefaultStaticMemAllocator::deallocate(pMemory, uiSize, "test");
-    for (void* const pMemory : unsizedBlocks)
-        NoSizeMemAllocator::deallocate(pMemory, "test");
-    return distinct.size() == 600;
+    std::array<void*, 2000> sorted = blocks;
+    std::sort(sorted.begin(), sorted.end());
+    const bool bDistinct = std::adjacent_find(sorted.begin(), sorted.end()) == sorted.end();
+    for (std::size_t uiIndex = 0; uiIndex < sizes.size(); ++uiIndex)
+    {
+        DefaultStaticMemAllocator::deallocate(blocks[2 * uiIndex], sizes[uiIndex], "test");
+        NoSizeMemAllocator::deallocate(blocks[2 * uiIndex + 1], "test");
+    }
+    return bDistinct;
 }
 
 /// What a child does; gives its exit code.
-int live(bool in_bWithThreads)
+int live(const std::string& in_strHow)
 {
-    bool bDistinct = useMemory(1);
-    if (in_bWithThreads)
-        for (int iRound = 0; iRound < 2; ++iRound)
-        {
-            std::vector<std::thread> threads;
-            for (unsigned uiThread = 0; uiThread < 6; ++uiThread)
-                threads.emplace_back([uiThread] { useMemory(uiThread); });
-            for (std::thread& thread : threads)
-                thread.join();
-            bDistinct = useMemory(2) && bDistinct;
-        }
+    const std::size_t uiLargest = in_strHow == "chunks" ? s_uiLargestInChunk : s_uiLargest;
+    bool bDistinct = useMemory(1, uiLargest);
+    for (int iRound = 0; in_strHow == "threads" && iRound < 2; ++iRound)
+    {
+        std::vector<std::thread> threads;
+        for (unsigned uiThread = 1; uiThread <= 6; ++uiThread)
+            threads.emplace_back([uiThread] { useMemory(uiThread, s_uiLargest); });
+        for (std::thread& thread : threads)
+            thread.join();
+        bDistinct = useMemory(2, uiLargest) && bDistinct;
+    }
     return bDistinct ? 0 : 3;
 }
 
-/// The status of the last child; the first that does not end well is the last.
-int forkAgainAndAgain(int in_iForks, bool in_bWithThreads)
+/// Gives the status of the last child. A child that does not end well is the last.
+int forkAgainAndAgain(int in_iForks, const std::string& in_strHow)
 {
     int iStatus = 0;
     int iForks = 0;
@@ -87,13 +95,55 @@ int forkAgainAndAgain(int in_iForks, bool in_bWithThreads)
         if (pid == 0)
         {
             alarm(20);
-            std::exit(live(in_bWithThreads));
+            std::exit(live(in_strHow));
         }
         waitpid(pid, &iStatus, 0);
     }
     std::printf("%d forks, last child ended with status %d\n", iForks, iStatus);
     return iStatus;
 }
+
+/// The threads that allocate while the process forks.
+class Workers
+{
+  public:
+    explicit Workers(const std::string& in_strHow)
+    {
+        const std::size_t uiLargest = in_strHow == "chunks" ? s_uiLargestInChunk : s_uiLargest;
+        for (unsigned uiThread = 1; uiThread <= s_iThreads; ++uiThread)
+            m_threads.emplace_back([this, uiThread, uiLargest] { work(uiThread, uiLargest); });
+        m_warm.wait();
+        if (in_strHow != "chunks")
+            m_threads.emplace_back(
+                [this]
+                {
+                    while (!m_bStop)
+                        std::thread([] { useMemory(7, s_uiLargest); }).join();
+                });
+    }
+
+    ~Workers()
+    {
+        m_bStop = true;
+        for (std::thread& thread : m_threads)
+            thread.join();
+    }
+
+  private:
+    static constexpr int s_iThreads = 3;
+
+    void work(unsigned in_uiSeed, std::size_t in_uiLargest)
+    {
+        useMemory(in_uiSeed, in_uiLargest);
+        m_warm.count_down();
+        while (!m_bStop)
+            useMemory(in_uiSeed, in_uiLargest);
+    }
+
+    std::latch m_warm{s_iThreads};
+    std::atomic<bool> m_bStop{false};
+    std::vector<std::thread> m_threads;
+};
 
 } // namespace
 
@@ -102,32 +152,14 @@ int main(int argc, char** argv)
     if (argc != 3)
         return 2;
     Velmora::Logger().setLogLevel(Velmora::FATAL_LOG_LEVEL);
-
-    std::atomic<bool> bStop{false};
-    std::vector<std::thread> threads;
-    for (unsigned uiThread = 0; uiThread < 3; ++uiThread)
-        threads.emplace_back(
-            [&bStop, uiThread]
-            {
-                while (!bStop)
-                    useMemory(uiThread);
-            });
-    threads.emplace_back(
-        [&bStop]
-        {
-            while (!bStop)
-                std::thread([] { useMemory(7); }).join();
-        });
-
     const int iForks = std::atoi(argv[1]);
-    int iStatus = 0;
-    if (std::strcmp(argv[2], "thread") == 0)
-        std::thread([&] { iStatus = forkAgainAndAgain(iForks, false); }).join();
-    else
-        iStatus = forkAgainAndAgain(iForks, std::strcmp(argv[2], "threads") == 0);
+    const std::string strHow = argv[2];
+    const Workers workers(strHow);
 
-    bStop = true;
-    for (std::thread& thread : threads)
-        thread.join();
+    int iStatus = 0;
+    if (strHow == "thread")
+        std::thread([&] { iStatus = forkAgainAndAgain(iForks, strHow); }).join();
+    else
+        iStatus = forkAgainAndAgain(iForks, strHow);
     return iStatus == 0 ? 0 : 1;
 }
