@@ -28,11 +28,12 @@ int mostInsideWhileClosed(const std::atomic<int>& in_iInside, Function in_functi
         threads.emplace_back(
             [&]
             {
-                while (!bStop)
+                // At least once, also when the closings are over before this thread begins.
+                do
                 {
                     in_function();
                     std::this_thread::yield();
-                }
+                } while (!bStop);
             });
     int iMost = 0;
     for (int iClosing = 0; iClosing < s_iClosings; ++iClosing)
