@@ -1,5 +1,7 @@
 #include "velmora/application/Lifetime.h"
 
+#include "velmora/application/RegistrationSingleton.h"
+#include "velmora/application/SingletonRegistry.h"
 #include "velmora/logging/ACEBackend.h"
 #include "velmora/logging/LibraryLoggers.h"
 #include "velmora/logging/Log4cplusAccess.h"
@@ -90,6 +92,8 @@ bool bringUpInOrder()
     bringUpFileScopeLoggers();
     StaticMemAllocator::initializeClass();
     StaticAccountMemAllocator::initializeClass();
+    SingletonRegistry::getInstance();
+    RegistrationSingleton::cleanUpAtExit();
     ForkHandlers::install();
     // Last, so that its destructor runs before those of the statics made above.
     static const ExitListCloser s_closer;

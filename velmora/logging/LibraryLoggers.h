@@ -6,14 +6,24 @@
 /// Every source file of the library that has a logger, with the logger's name, in the order in
 /// which the loggers come into being. A new file adds its line here and names itself with
 /// VELMORA_LIBRARY_FILE_SCOPE_LOGGER.
-#define VELMORA_LIBRARY_LOGGERS(entry)                                                            \
-    entry(Assertion, "keswardin.infra.Assertion") entry(Debug, "keswardin.infra.Debug")           \
-        entry(Exception, "keswardin.infra.Exception") entry(Fallible, "keswardin.infra.Fallible") \
-            entry(DynCastAssert, "keswardin.infra.DynCastAssert")                                 \
-                entry(MemAllocator, "keswardin.infra.MemAllocator")                               \
-                    entry(Parameter, "keswardin.infra.Parameter")                                 \
-                        entry(Configuration, "keswardin.infra.Configuration")                     \
-                            entry(ParameterHashMap, "keswardin.infra.ParameterHashMap")
+// clang-format off
+#define VELMORA_LIBRARY_LOGGERS(entry)                                    \
+    entry(Assertion, "keswardin.infra.Assertion")                         \
+    entry(Debug, "keswardin.infra.Debug")                                 \
+    entry(Exception, "keswardin.infra.Exception")                         \
+    entry(Fallible, "keswardin.infra.Fallible")                           \
+    entry(DynCastAssert, "keswardin.infra.DynCastAssert")                 \
+    entry(MemAllocator, "keswardin.infra.MemAllocator")                   \
+    entry(Parameter, "keswardin.infra.Parameter")                         \
+    entry(Configuration, "keswardin.infra.Configuration")                 \
+    entry(ParameterHashMap, "keswardin.infra.ParameterHashMap")           \
+    entry(CountedClass, "keswardin.infra.CountedClass")                   \
+    entry(MaxCountClass, "keswardin.infra.MaxCountClass")                 \
+    entry(RecursivityGuard, "keswardin.infra.RecursivityGuard")           \
+    entry(ScratchMemberGuard, "keswardin.infra.ScratchMemberGuard")       \
+    entry(OnDemandSingleton, "keswardin.infra.OnDemandSingleton")         \
+    entry(RegistrationSingleton, "keswardin.infra.RegistrationSingleton")
+// clang-format on
 
 namespace Velmora::LibraryLoggers
 {

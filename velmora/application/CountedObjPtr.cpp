@@ -1,0 +1,15 @@
+#include "velmora/application/CountedObjPtr.h"
+
+#include <cassert>
+
+namespace Velmora
+{
+
+void objectWithoutCount(const char* in_szFile, unsigned int in_uiLine,
+                        const char* in_szFunction) noexcept
+{
+    // What `assert` calls, which vanishes when NDEBUG is defined.
+    __assert_fail("m_pObject == 0", in_szFile, in_uiLine, in_szFunction);
+}
+
+} // namespace Velmora

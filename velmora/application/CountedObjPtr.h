@@ -1,0 +1,207 @@
+#pragma once
+
+#include "velmora/Export.h"
+#include "velmora/application/Object.h"
+#include "velmora/application/ReferenceCount.h"
+
+#include <cstddef>
+#include <memory>
+#include <type_traits>
+#include <utility>
+
+namespace Velmora
+{
+
+/// The failure that ends the process; see `CountedBuiltInPtr`.
+[[noreturn]] VELMORA_API void objectWithoutCount(const char* in_szFile, unsigned int in_uiLine,
+                                                 const char* in_szFunction) noexcept;
+
+/// A counted pointer to anything: the object is deleted when the last of the pointers that share it
+/// goes. It has no virtual functions, is kept by value in containers and passed by value.
+///
+/// `RefCntClass` is `ReferenceCount` for pointers that belong to one thread at a time, or
+/// `TSReferenceCount` for objects that several threads hold. `DeleteCls` deletes the object: a
+/// class that is called with the pointer.
+///
+/// Ownership: shared by all pointers that were copied from one.
+/// Thread-safety: one pointer belongs to one thread at a time; with `TSReferenceCount`, pointers
+/// that share an object may be copied and released on any threads. The last one deletes the object
+/// with the count's mutex held: a destructor that copied a pointer to its own object would wait
+/// forever.
+/// Failure: a pointer that has an object but no count ends the process when it goes, with the
+/// run-time's own failure of an assertion, "m_pObject == 0", whatever the build: it may go after
+/// the logging has. `std::bad_alloc` when there is no memory for the count; the object is deleted.
+template <class T, class RefCntClass, class DeleteCls>
+class CountedBuiltInPtr
+{
+  public:
+    using element_type = T;
+
+    /// The null pointer, which has no count.
+    CountedBuiltInPtr() noexcept = default;
+    // NOLINTNEXTLINE(google-explicit-constructor): as null converts to any pointer.
+    CountedBuiltInPtr(std::nullptr_t) noexcept {}
+
+    /// Takes the object over, with a count of 1; also null gets a count.
+    explicit CountedBuiltInPtr(T* in_pObject) : m_pObject(in_pObject)
+    {
+        try
+        {
+            m_pCount = new RefCntClass;
+        }
+        catch (...)
+        {
+            DeleteCls()(in_pObject);
+            throw;
+        }
+    }
+
+    CountedBuiltInPtr(const CountedBuiltInPtr& in_other)
+        : CountedBuiltInPtr(in_other.m_pObject, in_other.m_pCount)
+    {
+    }
+
+    CountedBuiltInPtr(CountedBuiltInPtr&& inout_other) noexcept
+        : m_pObject(std::exchange(inout_other.m_pObject, nullptr)),
+          m_pCount(std::exchange(inout_other.m_pCount, nullptr))
+    {
+    }
+
+    CountedBuiltInPtr& operator=(const CountedBuiltInPtr& in_other)
+    {
+        CountedBuiltInPtr(in_other).swap(*this);
+        return *this;
+    }
+
+    CountedBuiltInPtr& operator=(CountedBuiltInPtr&& inout_other) noexcept
+    {
+        CountedBuiltInPtr(std::move(inout_other)).swap(*this);
+        return *this;
+    }
+
+    ~CountedBuiltInPtr()
+    {
+        if (m_pCount != nullptr)
+            release();
+        else if (m_pObject != nullptr) [[unlikely]]
+            objectWithoutCount(__FILE__, __LINE__, __PRETTY_FUNCTION__);
+    }
+
+    void swap(CountedBuiltInPtr& inout_other) noexcept
+    {
+        std::swap(m_pObject, inout_other.m_pObject);
+        std::swap(m_pCount, inout_other.m_pCount);
+    }
+
+    /// Lets the object go; deletes it if this was the last pointer.
+    void reset() { CountedBuiltInPtr().swap(*this); }
+
+    /// The object, still shared; null if there is none.
+    [[nodiscard]] T* get() const noexcept { return m_pObject; }
+    T& operator*() const noexcept { return *m_pObject; }
+    T* operator->() const noexcept { return m_pObject; }
+    explicit operator bool() const noexcept { return m_pObject != nullptr; }
+
+    /// Whether both point to the same object.
+    template <class U, class OtherDeleter>
+    friend bool operator==(const CountedBuiltInPtr& in_left,
+                           const CountedBuiltInPtr<U, RefCntClass, OtherDeleter>& in_right) noexcept
+    {
+        return in_left.get() == in_right.get();
+    }
+
+    friend bool operator==(const CountedBuiltInPtr& in_left, std::nullptr_t) noexcept
+    {
+        return in_left.m_pObject == nullptr;
+    }
+
+  protected:
+    /// One more pointer to the object that shares the given count.
+    CountedBuiltInPtr(T* in_pObject, RefCntClass* in_pCount)
+        : m_pObject(in_pObject), m_pCount(in_pCount)
+    {
+        if (m_pCount == nullptr)
+            return;
+        m_pCount->acquireLock();
+        ++m_pCount->m_uiCount;
+        m_pCount->releaseLock();
+    }
+
+    T* m_pObject = nullptr;
+    RefCntClass* m_pCount = nullptr;
+
+  private:
+    void release()
+    {
+        m_pCount->acquireLock();
+        if (m_pCount->m_uiCount != 1)
+        {
+            --m_pCount->m_uiCount;
+            m_pCount->releaseLock();
+            return;
+        }
+        if (m_pObject != nullptr)
+            DeleteCls()(m_pObject);
+        m_pCount->releaseLock();
+        delete m_pCount;
+    }
+};
+
+/// A counted pointer to an object of the object model. Pointers to related classes convert as bare
+/// pointers do, and share the one count.
+///
+/// Ownership, thread-safety, failure: as `CountedBuiltInPtr`.
+template <class T, class RefCntClass, class DeleteCls = std::default_delete<T>>
+class CountedObjPtr : public CountedBuiltInPtr<T, RefCntClass, DeleteCls>
+{
+    using Base = CountedBuiltInPtr<T, RefCntClass, DeleteCls>;
+
+    template <class U>
+    static constexpr bool s_bConverts = !std::is_same_v<U, T> && std::is_convertible_v<U*, T*>;
+
+    template <class U, class OtherCount, class OtherDeleter>
+    friend class CountedObjPtr;
+
+  public:
+    CountedObjPtr() noexcept
+    {
+        static_assert(std::is_base_of_v<Object, T>, "counted objects are of the object model");
+    }
+    // NOLINTNEXTLINE(google-explicit-constructor): as null converts to any pointer.
+    CountedObjPtr(std::nullptr_t) noexcept {}
+    explicit CountedObjPtr(T* in_pObject) : Base(in_pObject) {}
+
+    template <class U, class OtherDeleter>
+    requires s_bConverts<U>
+    // NOLINTNEXTLINE(google-explicit-constructor): converts as bare pointers do.
+    CountedObjPtr(const CountedObjPtr<U, RefCntClass, OtherDeleter>& in_other)
+        : Base(in_other.m_pObject, in_other.m_pCount)
+    {
+    }
+
+    template <class U, class OtherDeleter>
+    requires s_bConverts<U>
+    // NOLINTNEXTLINE(google-explicit-constructor): converts as bare pointers do.
+    CountedObjPtr(CountedObjPtr<U, RefCntClass, OtherDeleter>&& inout_other)
+    noexcept
+    {
+        this->m_pObject = std::exchange(inout_other.m_pObject, nullptr);
+        this->m_pCount = std::exchange(inout_other.m_pCount, nullptr);
+    }
+
+    /// The object as a `T`, sharing the other's count; null if it is none.
+    template <class U, class OtherDeleter>
+    [[nodiscard]] static CountedObjPtr
+    dynamicCast(const CountedObjPtr<U, RefCntClass, OtherDeleter>& in_other)
+    {
+        T* const pObject = dynamic_cast<T*>(in_other.m_pObject);
+        return pObject == nullptr ? CountedObjPtr() : CountedObjPtr(pObject, in_other.m_pCount);
+    }
+
+    [[nodiscard]] bool isNull() const noexcept { return this->m_pObject == nullptr; }
+
+  private:
+    CountedObjPtr(T* in_pObject, RefCntClass* in_pCount) : Base(in_pObject, in_pCount) {}
+};
+
+} // namespace Velmora

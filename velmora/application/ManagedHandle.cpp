@@ -1,0 +1,8 @@
+#include "velmora/application/ManagedHandle.h"
+
+namespace Velmora
+{
+
+ReleaserBase::~ReleaserBase() = default;
+
+} // namespace Velmora

@@ -1,0 +1,55 @@
+#include "velmora/application/SingletonRegistryImpl.h"
+
+#include "velmora/application/Assertion.h"
+
+#include <ace/Guard_T.h>
+#include <ace/Object_Manager.h>
+
+namespace Velmora
+{
+
+SingletonRegistryImpl::SingletonRegistryImpl() = default;
+
+SingletonRegistryImpl::~SingletonRegistryImpl() = default;
+
+void* SingletonRegistryImpl::find(const char* in_szName) const
+{
+    VELMORA_PLAIN_ASSERT(in_szName != 0);
+    if (in_szName == nullptr)
+        return nullptr;
+    const ACE_Guard<ACE_Thread_Mutex> guard(m_mutex);
+    const auto found = m_objectHash.find(in_szName);
+    return found == m_objectHash.end() ? nullptr : found->second;
+}
+
+void* SingletonRegistryImpl::insert(const char* in_szName, void* in_pObject,
+                                    void (*in_pCleanup)(void*, void*), void* in_pParam)
+{
+    VELMORA_PLAIN_ASSERT(in_szName != 0);
+    if (in_pObject == nullptr || in_szName == nullptr)
+        return nullptr;
+    const ACE_Guard<ACE_Thread_Mutex> guard(m_mutex);
+    const auto [entry, bNew] = m_objectHash.emplace(in_szName, in_pObject);
+    if (bNew && in_pCleanup != nullptr)
+        ACE_Object_Manager::at_exit(in_pObject, in_pCleanup, in_pParam, entry->first.c_str());
+    return entry->second;
+}
+
+Object* SingletonRegistryImpl::findObject(const char* in_szName) const
+{
+    return static_cast<Object*>(find(in_szName));
+}
+
+Object* SingletonRegistryImpl::insertObject(const char* in_szName, Object* in_pObject,
+                                            bool in_bDeleteAtExit)
+{
+    return static_cast<Object*>(
+        insert(in_szName, in_pObject, in_bDeleteAtExit ? &cleanupObject : nullptr, nullptr));
+}
+
+void SingletonRegistryImpl::cleanupObject(void* in_pObject, void*)
+{
+    delete static_cast<Object*>(in_pObject);
+}
+
+} // namespace Velmora

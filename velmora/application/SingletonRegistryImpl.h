@@ -1,0 +1,39 @@
+#pragma once
+
+#include "velmora/application/SingletonRegistry.h"
+
+#include <ace/Thread_Mutex.h>
+
+#include <string>
+#include <unordered_map>
+
+namespace Velmora
+{
+
+/// The table itself.
+///
+/// Ownership: `SingletonRegistry::getInstance` holds the one of the process. The objects belong to
+/// the exit list, or to whoever inserted them without a clean-up function.
+/// Thread-safety: as `SingletonRegistry`.
+class VELMORA_API SingletonRegistryImpl : public SingletonRegistry
+{
+  public:
+    SingletonRegistryImpl();
+    ~SingletonRegistryImpl() override;
+
+    [[nodiscard]] void* find(const char* in_szName) const override;
+    void* insert(const char* in_szName, void* in_pObject, void (*in_pCleanup)(void*, void*),
+                 void* in_pParam) override;
+    [[nodiscard]] Object* findObject(const char* in_szName) const override;
+    Object* insertObject(const char* in_szName, Object* in_pObject, bool in_bDeleteAtExit) override;
+
+    /// Deletes an `Object`, if there is one; the second argument is not used.
+    static void cleanupObject(void* in_pObject, void* in_pParam);
+
+  private:
+    mutable ACE_Thread_Mutex m_mutex;
+    /// Guarded by `m_mutex`.
+    std::unordered_map<std::string, void*> m_objectHash;
+};
+
+} // namespace Velmora
