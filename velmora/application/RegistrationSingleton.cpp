@@ -26,7 +26,7 @@ std::string& RegistrationSingleton::s_strScratchName = *new std::string;
 
 bool RegistrationSingleton::registerInstance(const char* in_szName, TSHandle<Object> in_hObject)
 {
-    VELMORA_FILE_TRACE_SCOPE("RegistrationSingleton::registerInstance");
+    VELMORA_FILE_TRACE_SCOPE(RegistrationSingleton::registerInstance);
     VELMORA_FILE_ASSERT(in_szName != 0);
     if (in_szName == nullptr)
         return false;
@@ -39,7 +39,7 @@ bool RegistrationSingleton::registerInstance(const char* in_szName, TSHandle<Obj
 
 bool RegistrationSingleton::deregister(const char* in_szName)
 {
-    VELMORA_FILE_TRACE_SCOPE("RegistrationSingleton::deregister");
+    VELMORA_FILE_TRACE_SCOPE(RegistrationSingleton::deregister);
     VELMORA_FILE_ASSERT(in_szName != 0);
     if (in_szName == nullptr)
         return false;
@@ -57,7 +57,7 @@ bool RegistrationSingleton::deregister(const char* in_szName)
 
 std::vector<TSHandle<Object>> RegistrationSingleton::getInstances(const char* in_szName)
 {
-    VELMORA_FILE_TRACE_SCOPE("RegistrationSingleton::getInstances");
+    VELMORA_FILE_TRACE_SCOPE(RegistrationSingleton::getInstances);
     std::vector<TSHandle<Object>> result;
     VELMORA_FILE_ASSERT(in_szName != 0);
     if (in_szName == nullptr)
