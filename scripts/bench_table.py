@@ -28,6 +28,7 @@ NAMED_WORKS = [
     ("enabledFileBuffered", "line that is on, file, buffered", "log4cplus", 1.0),
     ("traceScopeOff", "trace scope that is off, own level set", "comparison", 2.0),
     ("initFromText", "`initFromText`, a mix of values", "stream", 1 / 3),
+    ("handleCopy", "copy and release of a `TSHandle`", "lockAndCount", 1.1),
 ]
 
 

@@ -1,3 +1,6 @@
+// What `assert` calls is wanted in every build, also where `assert` itself does nothing.
+#undef NDEBUG
+
 #include "velmora/application/CountedObjPtr.h"
 
 #include <cassert>
@@ -8,7 +11,6 @@ namespace Velmora
 void objectWithoutCount(const char* in_szFile, unsigned int in_uiLine,
                         const char* in_szFunction) noexcept
 {
-    // What `assert` calls, which vanishes when NDEBUG is defined.
     __assert_fail("m_pObject == 0", in_szFile, in_uiLine, in_szFunction);
 }
 

@@ -81,7 +81,7 @@ class CountedBuiltInPtr
 
     ~CountedBuiltInPtr()
     {
-        if (m_pCount != nullptr)
+        if (m_pCount != nullptr) [[likely]]
             release();
         else if (m_pObject != nullptr) [[unlikely]]
             objectWithoutCount(__FILE__, __LINE__, __PRETTY_FUNCTION__);
@@ -120,11 +120,11 @@ class CountedBuiltInPtr
     CountedBuiltInPtr(T* in_pObject, RefCntClass* in_pCount)
         : m_pObject(in_pObject), m_pCount(in_pCount)
     {
-        if (m_pCount == nullptr)
+        if (in_pCount == nullptr) [[unlikely]]
             return;
-        m_pCount->acquireLock();
-        ++m_pCount->m_uiCount;
-        m_pCount->releaseLock();
+        in_pCount->acquireLock();
+        ++in_pCount->m_uiCount;
+        in_pCount->releaseLock();
     }
 
     T* m_pObject = nullptr;
@@ -133,17 +133,23 @@ class CountedBuiltInPtr
   private:
     void release()
     {
-        m_pCount->acquireLock();
-        if (m_pCount->m_uiCount != 1)
+        RefCntClass* const pCount = m_pCount;
+        pCount->acquireLock();
+        if (pCount->m_uiCount != 1) [[likely]]
         {
-            --m_pCount->m_uiCount;
-            m_pCount->releaseLock();
-            return;
+            --pCount->m_uiCount;
+            pCount->releaseLock();
         }
+        else
+            releaseLast(pCount);
+    }
+
+    [[gnu::noinline]] void releaseLast(RefCntClass* in_pCount)
+    {
         if (m_pObject != nullptr)
             DeleteCls()(m_pObject);
-        m_pCount->releaseLock();
-        delete m_pCount;
+        in_pCount->releaseLock();
+        delete in_pCount;
     }
 };
 

@@ -7,6 +7,7 @@
 #include <ace/Object_Manager.h>
 
 #include <atomic>
+#include <typeinfo>
 
 namespace Velmora
 {
@@ -43,7 +44,7 @@ class AllocatorOfProcess
             auto* const pAllocator = new Registered;
             s_pAllocator.store(pAllocator, std::memory_order_release);
             ACE_Object_Manager::at_exit(static_cast<ACE_Cleanup*>(pAllocator), nullptr,
-                                        "AllocatorOfProcess");
+                                        typeid(Allocator).name());
             return true;
         }();
         static_cast<void>(s_bMade);

@@ -1,0 +1,34 @@
+// A module with a singleton in it. Two modules are made of this one file.
+
+#include "velmora/application/Singleton.h"
+#include "velmora/logging/LogMacros.h"
+#include "velmora/memory/InAccount.h"
+
+VELMORA_FILE_SCOPE_LOGGER("keswardin.test.SingletonTwin")
+
+namespace
+{
+
+class Twin : public Velmora::InAccount<"Twin">
+{
+  public:
+    static Twin* getInstance()
+    {
+        static Twin* const pSingleton = Velmora::registerSingleton("Twin::Singleton", new Twin);
+        return pSingleton;
+    }
+
+    Twin() { VELMORA_FILE_LOG_WARN("twin made"); }
+    Twin(const Twin&) = delete;
+    Twin& operator=(const Twin&) = delete;
+    ~Twin() { VELMORA_FILE_LOG_WARN("twin deleted"); }
+};
+
+[[maybe_unused]] const Twin* const __force_init_singleton__Twin = Twin::getInstance();
+
+} // namespace
+
+extern "C" [[gnu::visibility("default")]] const void* addressOfTwin()
+{
+    return Twin::getInstance();
+}
