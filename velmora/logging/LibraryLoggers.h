@@ -13,7 +13,8 @@
                 entry(MemAllocator, "keswardin.infra.MemAllocator")                               \
                     entry(Parameter, "keswardin.infra.Parameter")                                 \
                         entry(Configuration, "keswardin.infra.Configuration")                     \
-                            entry(ParameterHashMap, "keswardin.infra.ParameterHashMap")
+                            entry(ParameterHashMap, "keswardin.infra.ParameterHashMap")           \
+                                entry(TrieConfiguration, "keswardin.infra.TrieConfiguration")
 
 namespace Velmora::LibraryLoggers
 {
