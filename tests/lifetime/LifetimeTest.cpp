@@ -149,13 +149,13 @@ TEST(Lifetime, FileScopeLoggersGoInTheReverseOfTheirComing)
     std::vector<std::string> names = linesWith(result.strOutput, strBegin);
     for (std::string& name : names)
         name.erase(0, name.find(strBegin) + strBegin.size());
-    EXPECT_THAT(names,
-                ElementsAre("keswardin.test.TracesExit", "keswardin.infra.LevinsteinDistance",
-                            "keswardin.infra.ParameterHashMap", "keswardin.infra.Configuration",
-                            "keswardin.infra.Parameter", "keswardin.infra.MemAllocator",
-                            "keswardin.infra.DynCastAssert", "keswardin.infra.Fallible",
-                            "keswardin.infra.Exception", "keswardin.infra.Debug",
-                            "keswardin.infra.Assertion"));
+    EXPECT_THAT(names, ElementsAre("keswardin.test.TracesExit", "keswardin.infra.TrieConfiguration",
+                                   "keswardin.infra.LevinsteinDistance",
+                                   "keswardin.infra.ParameterHashMap",
+                                   "keswardin.infra.Configuration", "keswardin.infra.Parameter",
+                                   "keswardin.infra.MemAllocator", "keswardin.infra.DynCastAssert",
+                                   "keswardin.infra.Fallible", "keswardin.infra.Exception",
+                                   "keswardin.infra.Debug", "keswardin.infra.Assertion"));
 }
 
 TEST(Lifetime, AChildThatForksAndExitsEndsAtOnceWhileOtherThreadsLog)

@@ -14,7 +14,8 @@
                     entry(Parameter, "keswardin.infra.Parameter")                                 \
                         entry(Configuration, "keswardin.infra.Configuration")                     \
                             entry(ParameterHashMap, "keswardin.infra.ParameterHashMap")           \
-                                entry(LevinsteinDistance, "keswardin.infra.LevinsteinDistance")
+                                entry(LevinsteinDistance, "keswardin.infra.LevinsteinDistance")   \
+                                    entry(TrieConfiguration, "keswardin.infra.TrieConfiguration")
 
 namespace Velmora::LibraryLoggers
 {
