@@ -149,7 +149,8 @@ TEST(Lifetime, FileScopeLoggersGoInTheReverseOfTheirComing)
     std::vector<std::string> names = linesWith(result.strOutput, strBegin);
     for (std::string& name : names)
         name.erase(0, name.find(strBegin) + strBegin.size());
-    EXPECT_THAT(names, ElementsAre("keswardin.test.TracesExit", "keswardin.infra.TrieConfiguration",
+    EXPECT_THAT(names, ElementsAre("keswardin.test.TracesExit", "keswardin.infra.ParameterInfo",
+                                   "keswardin.infra.TrieConfiguration",
                                    "keswardin.infra.LevinsteinDistance",
                                    "keswardin.infra.ParameterHashMap",
                                    "keswardin.infra.Configuration", "keswardin.infra.Parameter",

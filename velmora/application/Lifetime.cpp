@@ -1,5 +1,6 @@
 #include "velmora/application/Lifetime.h"
 
+#include "velmora/config/ParameterInfoDB.h"
 #include "velmora/logging/ACEBackend.h"
 #include "velmora/logging/LibraryLoggers.h"
 #include "velmora/logging/Log4cplusAccess.h"
@@ -90,6 +91,7 @@ bool bringUpInOrder()
     bringUpFileScopeLoggers();
     StaticMemAllocator::initializeClass();
     StaticAccountMemAllocator::initializeClass();
+    ParameterInfoDB::getInstance();
     ForkHandlers::install();
     // Last, so that its destructor runs before those of the statics made above.
     static const ExitListCloser s_closer;

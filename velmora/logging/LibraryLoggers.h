@@ -15,7 +15,8 @@
                         entry(Configuration, "keswardin.infra.Configuration")                     \
                             entry(ParameterHashMap, "keswardin.infra.ParameterHashMap")           \
                                 entry(LevinsteinDistance, "keswardin.infra.LevinsteinDistance")   \
-                                    entry(TrieConfiguration, "keswardin.infra.TrieConfiguration")
+                                    entry(TrieConfiguration, "keswardin.infra.TrieConfiguration") \
+                                        entry(ParameterInfo, "keswardin.infra.ParameterInfo")
 
 namespace Velmora::LibraryLoggers
 {
