@@ -2,6 +2,7 @@
 
 #include "velmora/application/RegistrationSingleton.h"
 #include "velmora/application/SingletonRegistry.h"
+#include "velmora/config/ParameterInfoDB.h"
 #include "velmora/logging/ACEBackend.h"
 #include "velmora/logging/LibraryLoggers.h"
 #include "velmora/logging/Log4cplusAccess.h"
@@ -93,6 +94,7 @@ bool bringUpInOrder()
     StaticMemAllocator::initializeClass();
     StaticAccountMemAllocator::initializeClass();
     SingletonRegistry::getInstance();
+    ParameterInfoDB::getInstance();
     RegistrationSingleton::cleanUpAtExit();
     ForkHandlers::install();
     // Last, so that its destructor runs before those of the statics made above.

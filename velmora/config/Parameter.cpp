@@ -3,6 +3,7 @@
 #include "velmora/application/Assertion.h"
 #include "velmora/config/InvalidParamValueTypeException.h"
 #include "velmora/config/NumberText.h"
+#include "velmora/config/ParameterInfoDB.h"
 #include "velmora/logging/LibraryLoggers.h"
 #include "velmora/logging/LogMacros.h"
 #include "velmora/memory/NoSizeMemAllocator.h"
@@ -549,6 +550,18 @@ ParameterInitResult Parameter::initFromText(const char* in_szLine,
     if (!initNameFromText(in_szLine))
         return INIT_UNDEFINED;
     return initValueFromText(in_szLine, in_bTargetType);
+}
+
+ParameterInitResult Parameter::initFromText(const char* in_szLine,
+                                            const ParameterInfoDB& in_paramInfoDB)
+{
+    if (!initNameFromText(in_szLine))
+        return INIT_UNDEFINED;
+    ParameterInfo info;
+    if (in_paramInfoDB.retrieve(m_name.c_str(), info))
+        return initValueFromText(in_szLine, info.m_type);
+    const ParameterInitResult result = initValueFromText(in_szLine, ParameterValue::UNDEF_TYPE);
+    return result == INIT_OK ? INIT_UNKNOWN_PARAMETER : result;
 }
 
 std::ostream& Parameter::dump(std::ostream& out_stream) const

@@ -212,6 +212,10 @@ class VELMORA_API Parameter
     /// Reads a line of name, "=" and value.
     ParameterInitResult initFromText(const char* in_szLine, ParameterValue::Type in_bTargetType);
 
+    /// Reads a line of name, "=" and a value of the type that the table of known parameters tells
+    /// for the name. A value of an unknown name has the type that it looks like.
+    ParameterInitResult initFromText(const char* in_szLine, const ParameterInfoDB& in_paramInfoDB);
+
     /// Writes both, as in "name=answer type=INT value=42".
     std::ostream& dump(std::ostream& out_stream) const;
 

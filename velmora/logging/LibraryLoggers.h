@@ -22,7 +22,10 @@
     entry(RecursivityGuard, "keswardin.infra.RecursivityGuard")           \
     entry(ScratchMemberGuard, "keswardin.infra.ScratchMemberGuard")       \
     entry(OnDemandSingleton, "keswardin.infra.OnDemandSingleton")         \
-    entry(RegistrationSingleton, "keswardin.infra.RegistrationSingleton")
+    entry(RegistrationSingleton, "keswardin.infra.RegistrationSingleton") \
+    entry(LevinsteinDistance, "keswardin.infra.LevinsteinDistance")       \
+    entry(TrieConfiguration, "keswardin.infra.TrieConfiguration")         \
+    entry(ParameterInfo, "keswardin.infra.ParameterInfo")
 // clang-format on
 
 namespace Velmora::LibraryLoggers

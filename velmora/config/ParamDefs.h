@@ -1,0 +1,83 @@
+#pragma once
+
+#include "velmora/Export.h"
+#include "velmora/config/ParameterInfoDB.h"
+#include "velmora/config/ParameterRow.h"
+#include "velmora/config/Trie.h"
+#include "velmora/memory/LMHashMap.h"
+
+#include <ace/Cleanup.h>
+
+#include <cstddef>
+#include <span>
+#include <string>
+#include <vector>
+
+namespace Velmora
+{
+
+/// A table of parameter definitions as a tree of name components: that of all parameters that the
+/// library and the programs above it know, or one of rows of its own.
+///
+/// A parameter may stand on the way to others: with "a.b" and "a.b.c", the one is a node and the
+/// other its child, and both are known. A node that is only on the way to others is no known name.
+///
+/// Lists, warnings and defaults come in the order of the tree's iteration, and of names that are
+/// equally close to a wrong one the first in that order is the closest. A look-up costs one hash
+/// access for each component of the name.
+///
+/// Logs on "keswardin.infra.ParameterInfo".
+///
+/// Ownership: memory made with `new` comes from `DefaultStaticMemAllocator` under the account
+/// "ParamDefs". The table of the process belongs to the exit list; any other one, to its maker.
+/// Failure: a row whose default is not of the row's type, and a second row of the same name, fail
+/// an assertion while the table is built. The library's own rows are checked by the compiler
+/// besides.
+/// Thread-safety: a table never changes once it is built.
+class VELMORA_API ParamDefs : public ParameterInfoDB,
+                              private Trie<std::string, ParameterInfo, LMHashFcn<std::string>>,
+                              public ACE_Cleanup
+{
+  public:
+    /// All known parameters.
+    ParamDefs();
+    /// The parameters of these rows, of which nothing is kept.
+    explicit ParamDefs(std::span<const ParameterRow> in_rows);
+    ~ParamDefs() override;
+
+    bool retrieve(const char* in_szName, ParameterInfo& out_info) const override;
+    bool retrieve(const char* in_szRegex,
+                  std::vector<ParameterInfoWithName>& out_infos) const override;
+    void addDefaultsToConfig(Configuration& inout_configuration,
+                             bool in_bIncludeDeprecated) const override;
+    bool warnOnDeprecated(const ROConfiguration& in_configuration) const override;
+    bool validateParamName(const char* in_szName, std::string& out_strName) const override;
+    bool validateParamValue(const char* in_szName, ParameterValue& inout_value) const override;
+
+    static void* operator new(std::size_t in_uiSize);
+    static void operator delete(void* in_pMemory, std::size_t in_uiSize);
+
+  protected:
+    static constexpr const char* s_szAccountName = "ParamDefs";
+
+  private:
+    using Tree = Trie<std::string, ParameterInfo, LMHashFcn<std::string>>;
+
+    /// A known name, and what the tree holds of it.
+    struct Definition
+    {
+        std::string strName;
+        const ParameterInfo* pInfo;
+    };
+
+    void addParameter(const char* in_szName, ParameterValue::Type in_type, const char* in_szDefault,
+                      bool in_bRunTimeSettable, bool in_bDeprecated, const char* in_szDescription);
+    void listDefinitions();
+    [[nodiscard]] const ParameterInfo* find(const char* in_szName) const;
+    [[nodiscard]] const std::string& findClosestName(const char* in_szName) const;
+
+    /// In the order of the tree's iteration.
+    std::vector<Definition> m_definitions;
+};
+
+} // namespace Velmora

@@ -1,0 +1,23 @@
+#pragma once
+
+#include "velmora/config/Parameter.h"
+
+namespace Velmora
+{
+
+/// One line of a table of parameter definitions, as the source text of a program holds it.
+struct ParameterRow
+{
+    const char* szName;
+    ParameterValue::Type type;
+    /// The text that `ParameterValue::initFromText` reads as a value of the type; null for a
+    /// parameter without a default.
+    const char* szDefault;
+    bool bRunTimeSettable;
+    bool bDeprecated;
+    /// Null for a parameter without a description. That of a deprecated parameter says what to use
+    /// instead.
+    const char* szDescription;
+};
+
+} // namespace Velmora

@@ -1,0 +1,20 @@
+#include "velmora/config/Trie.h"
+
+#include "velmora/application/Assertion.h"
+#include "velmora/logging/Logger.h"
+
+namespace Velmora
+{
+
+bool TrieNoT::assertChild(const void* in_pChild, const char* in_szCondition)
+{
+    if (in_pChild != nullptr) [[likely]]
+        return true;
+    Assertion(false, in_szCondition, Logger("keswardin.infra.Trie"), __FILE__, __LINE__);
+    return false;
+}
+
+template class Trie<std::string, ParameterValue, LMHashFcn<std::string>>;
+template class Trie<char, ParameterValue, LMHashFcn<char>>;
+
+} // namespace Velmora

@@ -1,0 +1,297 @@
+#pragma once
+
+#include "velmora/Export.h"
+#include "velmora/application/Fallible.h"
+#include "velmora/memory/LMVector.h"
+
+#include <algorithm>
+#include <cstddef>
+#include <string>
+#include <string_view>
+#include <type_traits>
+#include <utility>
+
+namespace Velmora
+{
+
+/// The part of all hash tables that knows no types.
+class VELMORA_API InternalHashMapNoT
+{
+  public:
+    /// The smallest power of two that is not less than `in_uiNumber`; 0 for 0.
+    /// Failure: nothing for a number above 2 to the power 63.
+    static Fallible<std::size_t> nextPowerOf2(std::size_t in_uiNumber);
+
+    /// A table of up to this many slots is a list: it is searched from its beginning, without
+    /// hashing.
+    static constexpr std::size_t s_uiMaxListCapacity = 8;
+
+  protected:
+    /// The number of slots that so many elements need, before it is rounded up: above 8 elements, a
+    /// fifth of the slots stays empty.
+    static std::size_t slotsFor(std::size_t in_uiNumElements)
+    {
+        return in_uiNumElements <= s_uiMaxListCapacity ? in_uiNumElements
+                                                       : slotsForMany(in_uiNumElements);
+    }
+
+    /// That number, rounded up.
+    static std::size_t capacityFor(std::size_t in_uiNumElements)
+    {
+        return nextPowerOf2(slotsFor(in_uiNumElements));
+    }
+
+  private:
+    static std::size_t slotsForMany(std::size_t in_uiNumElements);
+};
+
+/// A place in a hash table: an entry or the end. The default iterator is the end of a map that has
+/// no table. `Map` and `Entry` are const for a table that is only read.
+///
+/// Any insertion or removal leaves it useless.
+template <class Map, class Entry>
+class VELMORA_API InternalHashMapIterator : public LMVectorIterator<Entry>
+{
+  public:
+    InternalHashMapIterator() = default;
+    InternalHashMapIterator(Map* in_pMap, const LMVectorIterator<Entry>& in_slot)
+        : LMVectorIterator<Entry>(in_slot), m_pMap(in_pMap)
+    {
+    }
+    operator InternalHashMapIterator<const Map, const Entry>() const { return {m_pMap, *this}; }
+
+    [[nodiscard]] const auto& key() const { return this->slot()->first; }
+    [[nodiscard]] auto& data() const { return this->slot()->second; }
+
+    /// Must not be at the end.
+    InternalHashMapIterator& operator++()
+    {
+        m_pMap->increment(*this);
+        return *this;
+    }
+
+  private:
+    Map* m_pMap = nullptr;
+};
+
+/// A hash table in one block, without stored hashes, chains or tombstones: an `LMVector` of pairs
+/// that is probed slot by slot. `H` makes a number of a key; keys are compared by `==`. Code uses
+/// it through `LMHashMap`.
+///
+/// A table of up to 8 slots is a list in order of insertion, which may be full. A larger one keeps
+/// a fifth of its slots empty. It grows by doubling, at elements 2, 3, 5, 9, 14, 26, 52, 103, 206
+/// and so on, and never shrinks.
+///
+/// A key of type `std::string` is looked up by a `std::string_view` where `H` takes one.
+///
+/// Ownership and thread-safety: as `LMVector`; while a table grows, there are the old block twice
+/// and the new block once.
+/// Failure: whatever keys, data and `H` throw comes out of the operation, and no entry is lost:
+/// the table holds the entries that it held before, at the same indices, but for an insertion,
+/// which may leave it grown. To keep that promise with keys and data whose move may throw, `erase`
+/// works on a copy of the table. A size that no table can have trips the assertion of `Fallible`.
+template <class K, class D, class H>
+class VELMORA_API InternalHashMap : public LMVector<std::pair<K, D>>, public InternalHashMapNoT
+{
+    using Vector = LMVector<std::pair<K, D>>;
+
+  public:
+    using value_type = std::pair<K, D>;
+    using iterator = InternalHashMapIterator<InternalHashMap, value_type>;
+    using const_iterator = InternalHashMapIterator<const InternalHashMap, const value_type>;
+
+    /// What a key is looked up by.
+    using LookupKey = std::conditional_t<std::is_same_v<K, std::string> &&
+                                             std::is_invocable_v<const H&, std::string_view>,
+                                         std::string_view, const K&>;
+
+    /// Makes a table with room for `in_uiNumElements`, and for one at least.
+    explicit InternalHashMap(std::size_t in_uiNumElements)
+        : Vector(capacityFor(std::max<std::size_t>(in_uiNumElements, 1)))
+    {
+    }
+
+    /// The slot of a key, and true; without such a key, the slot where it would go, and false. A
+    /// full table has no such slot and gives its capacity.
+    [[nodiscard]] std::pair<std::size_t, bool> findIndex(LookupKey in_key) const;
+
+    /// Adds an entry unless there is one with that key. Gives the slot of the entry with that key,
+    /// and whether it was added.
+    std::pair<std::size_t, bool> insert(const K& in_key, const D& in_data);
+
+    /// Makes room for so many elements.
+    void reserve(std::size_t in_uiNumElements);
+
+    /// Places all entries anew in a table of that many slots, or of as many as there are now, if
+    /// that is more.
+    void resize(std::size_t in_uiCapacity);
+
+    /// Takes an entry away. Others may change their slots. Does nothing at the end.
+    void erase(const const_iterator& in_iterator);
+
+    [[nodiscard]] iterator begin() { return {this, this->begin_valid()}; }
+    [[nodiscard]] const_iterator begin() const { return {this, this->begin_valid()}; }
+    [[nodiscard]] iterator end() { return {this, this->end_valid()}; }
+    [[nodiscard]] const_iterator end() const { return {this, this->end_valid()}; }
+
+    /// The entry in a slot that holds one.
+    [[nodiscard]] iterator entryAt(std::size_t in_uiIndex)
+    {
+        return {this, this->iteratorAt(in_uiIndex)};
+    }
+    [[nodiscard]] const_iterator entryAt(std::size_t in_uiIndex) const
+    {
+        return {this, this->iteratorAt(in_uiIndex)};
+    }
+
+  private:
+    /// Whether entries can change their slots without anything that throws.
+    static constexpr bool s_bMovesSafely =
+        std::is_nothrow_move_constructible_v<value_type>&& noexcept(std::declval<const H&>()(
+            std::declval<LookupKey>()))&& noexcept(std::declval<const K&>() ==
+                                                   std::declval<LookupKey>());
+
+    [[nodiscard]] std::size_t firstSlotOf(LookupKey in_key) const;
+
+    /// Adds an entry whose key the table does not have and has room for.
+    void place(value_type& inout_entry);
+
+    void eraseIndex(std::size_t in_uiIndex);
+
+    /// Moves each entry of a run of valid slots that is not found any more to the empty slot at
+    /// which its search ends. Gives whether the run ended before the given end.
+    bool closeGap(std::size_t in_uiFirst, std::size_t in_uiEnd);
+};
+
+template <class K, class D, class H>
+inline std::size_t InternalHashMap<K, D, H>::firstSlotOf(LookupKey in_key) const
+{
+    const std::size_t uiCapacity = this->capacity();
+    if (uiCapacity <= s_uiMaxListCapacity)
+        return 0;
+    const std::size_t uiHash = H()(in_key);
+    // A division would take most of the time of the search.
+    const bool bPowerOf2 = (uiCapacity & (uiCapacity - 1)) == 0;
+    return bPowerOf2 ? uiHash & (uiCapacity - 1) : uiHash % uiCapacity;
+}
+
+template <class K, class D, class H>
+std::pair<std::size_t, bool> InternalHashMap<K, D, H>::findIndex(LookupKey in_key) const
+{
+    const std::size_t uiCapacity = this->capacity();
+    const std::size_t uiFirst = firstSlotOf(in_key);
+    for (std::size_t i = uiFirst; i != uiCapacity; ++i)
+    {
+        if (!this->isValid(i))
+            return {i, false};
+        if (this->slot(i).first == in_key)
+            return {i, true};
+    }
+    if (uiCapacity <= s_uiMaxListCapacity)
+        return {uiCapacity, false};
+    for (std::size_t i = 0; i != uiCapacity; ++i)
+    {
+        if (!this->isValid(i))
+            return {i, false};
+        if (this->slot(i).first == in_key)
+            return {i, true};
+    }
+    return {uiCapacity, false};
+}
+
+template <class K, class D, class H>
+std::pair<std::size_t, bool> InternalHashMap<K, D, H>::insert(const K& in_key, const D& in_data)
+{
+    const std::pair<std::size_t, bool> found = findIndex(in_key);
+    if (found.second)
+        return {found.first, false};
+    if (slotsFor(this->size() + 1) <= this->capacity())
+    {
+        this->emplace(found.first, in_key, in_data);
+        return {found.first, true};
+    }
+    // The key and the data may be those of an entry that is about to move.
+    value_type entry(in_key, in_data);
+    reserve(this->size() + 1);
+    const std::size_t uiIndex = findIndex(entry.first).first;
+    this->emplace(uiIndex, std::move(entry));
+    return {uiIndex, true};
+}
+
+template <class K, class D, class H>
+void InternalHashMap<K, D, H>::reserve(std::size_t in_uiNumElements)
+{
+    if (const std::size_t uiCapacity = capacityFor(in_uiNumElements); uiCapacity > this->capacity())
+        resize(uiCapacity);
+}
+
+template <class K, class D, class H>
+void InternalHashMap<K, D, H>::resize(std::size_t in_uiCapacity)
+{
+    Vector former = s_bMovesSafely ? this->moveOut() : Vector(*this);
+    try
+    {
+        this->clear();
+        Vector::reserve(in_uiCapacity);
+        for (auto iter = former.begin_valid(); iter != former.end_valid(); former.increment(iter))
+            place(*iter);
+    }
+    catch (...)
+    {
+        this->swap(former);
+        throw;
+    }
+}
+
+template <class K, class D, class H>
+void InternalHashMap<K, D, H>::erase(const const_iterator& in_iterator)
+{
+    if (in_iterator == std::as_const(*this).end())
+        return;
+    const std::size_t uiIndex = this->indexOf(in_iterator);
+    if constexpr (s_bMovesSafely)
+        eraseIndex(uiIndex);
+    else
+    {
+        InternalHashMap rest(*this);
+        rest.eraseIndex(uiIndex);
+        this->swap(rest);
+    }
+}
+
+template <class K, class D, class H>
+void InternalHashMap<K, D, H>::place(value_type& inout_entry)
+{
+    const std::size_t uiIndex = findIndex(inout_entry.first).first;
+    if constexpr (s_bMovesSafely)
+        this->emplace(uiIndex, std::move(inout_entry));
+    else
+        this->emplace(uiIndex, inout_entry);
+}
+
+template <class K, class D, class H>
+void InternalHashMap<K, D, H>::eraseIndex(std::size_t in_uiIndex)
+{
+    this->invalidate(in_uiIndex);
+    if (!closeGap(in_uiIndex + 1, this->capacity()))
+        closeGap(0, this->capacity());
+}
+
+template <class K, class D, class H>
+bool InternalHashMap<K, D, H>::closeGap(std::size_t in_uiFirst, std::size_t in_uiEnd)
+{
+    for (std::size_t i = in_uiFirst; i != in_uiEnd; ++i)
+    {
+        if (!this->isValid(i))
+            return true;
+        value_type& entry = this->slot(i);
+        const std::pair<std::size_t, bool> found = findIndex(entry.first);
+        if (found.second)
+            continue;
+        this->emplace(found.first, std::move(entry));
+        this->invalidate(i);
+    }
+    return false;
+}
+
+} // namespace Velmora
