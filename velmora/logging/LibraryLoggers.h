@@ -14,7 +14,11 @@
                     entry(Parameter, "keswardin.infra.Parameter")                                 \
                         entry(Configuration, "keswardin.infra.Configuration")                     \
                             entry(ParameterHashMap, "keswardin.infra.ParameterHashMap")           \
-                                entry(LevinsteinDistance, "keswardin.infra.LevinsteinDistance")
+                                entry(LevinsteinDistance, "keswardin.infra.LevinsteinDistance")   \
+                                    entry(OS, "keswardin.infra.os")                               \
+                                        entry(UUID, "keswardin.infra.UUID")                       \
+                                            entry(ACE_Date_Time_Helpers,                          \
+                                                  "keswardin.infra.ACE_Date_Time_Helpers")
 
 namespace Velmora::LibraryLoggers
 {
