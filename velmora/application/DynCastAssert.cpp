@@ -1,8 +1,8 @@
 #include "velmora/application/DynCastAssert.h"
 
 #include "velmora/logging/LibraryLoggers.h"
+#include "velmora/system/OS.h"
 
-#include <cctype>
 #include <sstream>
 
 VELMORA_LIBRARY_FILE_SCOPE_LOGGER(DynCastAssert)
@@ -12,13 +12,6 @@ namespace Velmora
 
 namespace
 {
-
-const char* skipLeadingDigits(const char* in_szTypeIdName)
-{
-    while (std::isdigit(static_cast<unsigned char>(*in_szTypeIdName)) != 0)
-        ++in_szTypeIdName;
-    return in_szTypeIdName;
-}
 
 void logWithPlace(std::ostringstream& in_text, const char* in_szFile, int in_iLine,
                   const Logger& in_logger)
@@ -38,7 +31,7 @@ void DynCastAssertNoT::typeIdError(const char* in_szTypeIdName, const char* in_s
                                    const char* in_szFile, int in_iLine, const Logger& in_logger)
 {
     std::ostringstream text;
-    text << in_szExpression << " is of type (" << skipLeadingDigits(in_szTypeIdName) << ")";
+    text << in_szExpression << " is of type (" << OS::typeIdName(in_szTypeIdName) << ")";
     logWithPlace(text, in_szFile, in_iLine, in_logger);
 }
 

@@ -25,7 +25,10 @@
     entry(RegistrationSingleton, "keswardin.infra.RegistrationSingleton") \
     entry(LevinsteinDistance, "keswardin.infra.LevinsteinDistance")       \
     entry(TrieConfiguration, "keswardin.infra.TrieConfiguration")         \
-    entry(ParameterInfo, "keswardin.infra.ParameterInfo")
+    entry(ParameterInfo, "keswardin.infra.ParameterInfo")                 \
+    entry(OS, "keswardin.infra.os")                                       \
+    entry(UUID, "keswardin.infra.UUID")                                   \
+    entry(ACE_Date_Time_Helpers, "keswardin.infra.ACE_Date_Time_Helpers")
 // clang-format on
 
 namespace Velmora::LibraryLoggers

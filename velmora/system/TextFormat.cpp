@@ -1,0 +1,67 @@
+#include "velmora/system/TextFormat.h"
+
+#include "velmora/system/OS.h"
+
+#include <algorithm>
+
+namespace Velmora
+{
+
+namespace
+{
+
+constexpr unsigned long s_uiSmallestSize = 128;
+constexpr unsigned long s_uiDefaultMaxSize = 4096;
+
+/// Formats into a string of this size. A list of arguments can be read once, so it takes a copy.
+[[gnu::format(printf, 3, 0)]] bool formatIntoSize(std::string& out_strText, unsigned long in_uiSize,
+                                                  const char* in_szFormat, std::va_list in_args)
+{
+    out_strText.resize(in_uiSize);
+    std::va_list args;
+    va_copy(args, in_args);
+    const int iLength = OS::vsnprintf(out_strText.data(), in_uiSize, in_szFormat, args);
+    va_end(args);
+    if (iLength < 0 || static_cast<unsigned long>(iLength) >= in_uiSize)
+        return false;
+    out_strText.resize(static_cast<unsigned long>(iLength));
+    return true;
+}
+
+} // namespace
+
+bool vformat(std::string& out_strText, unsigned long in_uiMaxSize, const char* in_szFormat,
+             std::va_list in_args)
+{
+    unsigned long uiSize = std::max<unsigned long>(out_strText.capacity(), s_uiSmallestSize);
+    while (!formatIntoSize(out_strText, uiSize, in_szFormat, in_args))
+    {
+        uiSize *= 2;
+        if (uiSize > in_uiMaxSize)
+        {
+            out_strText = "???";
+            return false;
+        }
+    }
+    return true;
+}
+
+bool format(std::string& out_strText, unsigned long in_uiMaxSize, const char* in_szFormat, ...)
+{
+    std::va_list args;
+    va_start(args, in_szFormat);
+    const bool bFits = vformat(out_strText, in_uiMaxSize, in_szFormat, args);
+    va_end(args);
+    return bFits;
+}
+
+bool format(std::string& out_strText, const char* in_szFormat, ...)
+{
+    std::va_list args;
+    va_start(args, in_szFormat);
+    const bool bFits = vformat(out_strText, s_uiDefaultMaxSize, in_szFormat, args);
+    va_end(args);
+    return bFits;
+}
+
+} // namespace Velmora
