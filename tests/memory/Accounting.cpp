@@ -24,6 +24,12 @@ void tellAccount(const char* in_szWhen, const char* in_szName)
         std::cout << in_szWhen << " no account " << in_szName << '\n';
 }
 
+/// How many chunks of 104 bytes were given so far.
+auto chunksWithoutAccount()
+{
+    return StaticMemAllocator::getAllocator()->getStats(12).uiNumChunkAlloc;
+}
+
 } // namespace
 
 int main()
@@ -35,6 +41,7 @@ int main()
     setenv("VELMORA_MEM_ACCOUNTING", isMemAccountingForced() ? "false" : "true", 1);
     std::cout << "forced " << isMemAccountingForced() << " after a change of the environment\n";
 
+    const auto uiChunksBefore = chunksWithoutAccount();
     void* const pMemory = DefaultStaticMemAllocator::allocate(100, "sized");
     tellAccount("allocated:", "sized");
     DefaultStaticMemAllocator::deallocate(pMemory, 100, "sized");
@@ -45,8 +52,8 @@ int main()
     NoSizeMemAllocator::deallocate(pNoSize, "unsized");
     tellAccount("released:", "unsized");
 
-    std::cout << "chunks of 104 bytes without account: "
-              << StaticMemAllocator::getAllocator()->getStats(12).uiNumChunkAlloc << '\n'
+    std::cout << "chunks of 104 bytes without account: " << chunksWithoutAccount() - uiChunksBefore
+              << '\n'
               << "initialized " << DefaultStaticMemAllocator::initializeClass() << '\n';
     return 0;
 }

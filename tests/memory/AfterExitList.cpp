@@ -80,8 +80,9 @@ void tellStateOfAllocators()
     StaticAccountMemAllocator::logMemAccountingStats();
     std::cout << "allocators " << (StaticMemAllocator::getAllocator() != nullptr) << ' '
               << (StaticAccountMemAllocator::getAllocator() != nullptr) << ", account "
-              << StaticAccountMemAllocator::getMemAccountInfo(s_szAccount, info) << ", accounts "
-              << hash.size() << '\n';
+              << StaticAccountMemAllocator::getMemAccountInfo(s_szAccount, info)
+              << ", among all accounts " << hash.count(s_szAccount) << ' ' << hash.count("old")
+              << '\n';
 }
 
 struct InStatics
