@@ -28,7 +28,8 @@
     entry(ParameterInfo, "keswardin.infra.ParameterInfo")                 \
     entry(OS, "keswardin.infra.os")                                       \
     entry(UUID, "keswardin.infra.UUID")                                   \
-    entry(ACE_Date_Time_Helpers, "keswardin.infra.ACE_Date_Time_Helpers")
+    entry(ACE_Date_Time_Helpers, "keswardin.infra.ACE_Date_Time_Helpers") \
+    entry(ParameterTrie, "keswardin.infra.ParameterTrie")
 // clang-format on
 
 namespace Velmora::LibraryLoggers

@@ -1,0 +1,581 @@
+#include "velmora/config/ParameterTrie.h"
+
+#include "velmora/application/Assertion.h"
+#include "velmora/config/ParameterInfoDB.h"
+#include "velmora/logging/LibraryLoggers.h"
+#include "velmora/logging/LogMacros.h"
+#include "velmora/logging/PerThreadPool.h"
+#include "velmora/system/DottedName.h"
+#include "velmora/system/EnvironVars.h"
+
+#include <boost/regex.hpp>
+#include <log4cplus/helpers/property.h>
+
+#include <algorithm>
+#include <cstdlib>
+#include <cstring>
+#include <istream>
+#include <locale>
+#include <ostream>
+#include <sstream>
+
+VELMORA_LIBRARY_FILE_SCOPE_LOGGER(ParameterTrie)
+
+namespace Velmora
+{
+
+namespace
+{
+
+/// Tags that stand for tags can make a short text double its length with every line.
+constexpr std::size_t s_uiLongestSubstitutedLine = std::size_t{2} * 1024 * 1024;
+/// By how much the raw text of other lines may make a line grow that waits, at each step.
+constexpr std::size_t s_uiLongestRawText = std::size_t{64} * 1024;
+
+/// The components of a name that is being stored.
+struct Components
+{
+    std::vector<std::string> components;
+    Components* m_pNextInPool = nullptr;
+};
+
+bool isBlank(char in_character) { return std::strchr(" \t\n\v\f\r", in_character) != nullptr; }
+
+/// Whether the line holds nothing to read.
+bool isBlankOrComment(const std::string& in_strLine)
+{
+    const auto first = std::find_if_not(in_strLine.begin(), in_strLine.end(),
+                                        [](char c) { return c != '\0' && isBlank(c); });
+    return first == in_strLine.end() || *first == '#';
+}
+
+/// Writes a parameter's value the same whatever the locale of the program.
+std::string textOf(const ParameterValue& in_value)
+{
+    std::ostringstream text;
+    text.imbue(std::locale::classic());
+    text << in_value;
+    return text.str();
+}
+
+void reportTooLong(const std::string& in_strLine)
+{
+    constexpr std::size_t uiShown = 100;
+    VELMORA_FILE_LOG_ERROR(
+        "Line becomes too long with its tags replaced : " << in_strLine.substr(0, uiShown));
+}
+
+/// Finds the line that defines a name: the whole of it matches "(^`name` *= *)(.*)", and the second
+/// group is the value. The name is not escaped in it: its dots are any characters.
+class DefiningLine
+{
+  public:
+    /// Failure: `boost::regex_error` for a name that makes no expression.
+    explicit DefiningLine(const std::string& in_strName)
+        : m_strName(in_strName),
+          m_bPlain(std::all_of(in_strName.begin(), in_strName.end(), &isPlain))
+    {
+        if (!m_bPlain)
+            m_regex.assign("(^" + in_strName + " *= *)(.*)");
+    }
+
+    bool matches(const std::string& in_strLine, std::string& out_strValue) const
+    {
+        return m_bPlain ? matchesPlain(in_strLine, out_strValue)
+                        : matchesRegex(in_strLine, out_strValue);
+    }
+
+  private:
+    /// Whether a character needs no expression to be found.
+    static bool isPlain(char in_character)
+    {
+        return (in_character >= 'a' && in_character <= 'z') ||
+               (in_character >= 'A' && in_character <= 'Z') ||
+               (in_character >= '0' && in_character <= '9') || in_character == '_' ||
+               in_character == '-' || in_character == '.';
+    }
+
+    bool matchesPlain(const std::string& in_strLine, std::string& out_strValue) const
+    {
+        if (in_strLine.size() <= m_strName.size())
+            return false;
+        for (std::size_t i = 0; i < m_strName.size(); ++i)
+            if (m_strName[i] != '.' && m_strName[i] != in_strLine[i])
+                return false;
+        const std::size_t uiEquals = in_strLine.find_first_not_of(' ', m_strName.size());
+        if (uiEquals == std::string::npos || in_strLine[uiEquals] != '=')
+            return false;
+        const std::size_t uiValue = in_strLine.find_first_not_of(' ', uiEquals + 1);
+        out_strValue = uiValue == std::string::npos ? "" : in_strLine.substr(uiValue);
+        return true;
+    }
+
+    bool matchesRegex(const std::string& in_strLine, std::string& out_strValue) const
+    {
+        boost::smatch matches;
+        if (!boost::regex_match(in_strLine, matches, m_regex))
+            return false;
+        out_strValue = matches[2].str();
+        return true;
+    }
+
+    std::string m_strName;
+    bool m_bPlain;
+    boost::regex m_regex;
+};
+
+/// Whether replacing the tags of a line by a value can make it too long.
+bool canBecomeTooLong(const std::string& in_strLine, const std::string& in_strValue)
+{
+    const auto iTags = std::count(in_strLine.begin(), in_strLine.end(), '$');
+    return static_cast<std::size_t>(iTags) * in_strValue.size() > s_uiLongestRawText;
+}
+
+} // namespace
+
+/// The first tag behind a position in a line.
+struct ParameterTrie::Tag
+{
+    /// The text before the tag; without a tag, the text up to the end of the line. It begins behind
+    /// the last "$" that opens no tag.
+    std::string_view text;
+    /// The tag from its "$" to its "}".
+    std::string_view tag;
+    /// What stands between its braces.
+    std::string_view name;
+};
+
+ParameterTrie::ParameterTrie() = default;
+
+ParameterTrie::ParameterTrie(const StringTrie& in_trie) : StringTrie(in_trie) {}
+
+ParameterTrie::ParameterTrie(const ParameterTrie&) = default;
+
+ParameterTrie& ParameterTrie::operator=(const ParameterTrie& in_trie)
+{
+    StringTrie::operator=(in_trie);
+    return *this;
+}
+
+ParameterTrie::~ParameterTrie() = default;
+
+void ParameterTrie::getParameter(const char* in_szParamName, ParameterValue& out_value) const
+{
+    const StringTrie* const pNode = nodeOf(in_szParamName);
+    out_value = pNode == nullptr ? ParameterValue() : pNode->data();
+}
+
+bool ParameterTrie::setParameter(const char* in_szParamName, const ParameterValue& in_value)
+{
+    nodeFor(in_szParamName).data() = in_value;
+    return true;
+}
+
+const ParameterTrie::StringTrie* ParameterTrie::nodeOf(std::string_view in_name) const
+{
+    const StringTrie* pNode = this;
+    while (!in_name.empty())
+    {
+        const std::size_t uiDot = in_name.find('.');
+        const const_child_iterator edge = pNode->findChild(in_name.substr(0, uiDot));
+        if (edge == pNode->endChild())
+            return nullptr;
+        pNode = edge.data();
+        in_name.remove_prefix(uiDot == std::string_view::npos ? in_name.size() : uiDot + 1);
+    }
+    return pNode;
+}
+
+ParameterTrie::StringTrie& ParameterTrie::nodeFor(const char* in_szName)
+{
+    const PerThreadPool<Components>::Lease scratch;
+    std::vector<std::string>& components = scratch->components;
+    const auto uiNumKey =
+        static_cast<std::ptrdiff_t>(dottedStringToVectorNoResize(in_szName, components));
+    return *fastInsert(components.begin(), components.begin() + uiNumKey, ParameterValue()).first;
+}
+
+std::pair<ParameterTrie::iterator, bool> ParameterTrie::insert(const char* in_szName,
+                                                               const ParameterValue& in_value)
+{
+    std::vector<std::string> keySequence;
+    dottedStringToVector(in_szName, keySequence);
+    return insert(keySequence.begin(), keySequence.end(), in_value);
+}
+
+ParameterTrie::const_iterator ParameterTrie::find(const char* in_szName) const
+{
+    std::vector<std::string> tmpKeySequence;
+    const unsigned long uiNumKey = dottedStringToVectorNoResize(in_szName, tmpKeySequence);
+    VELMORA_FILE_ASSERT(tmpKeySequence.size() == uiNumKey);
+    return find(tmpKeySequence.begin(), tmpKeySequence.end());
+}
+
+const ParameterTrie::StringTrie*
+ParameterTrie::fastFind(const char* in_szName, std::vector<std::string>& out_scratch) const
+{
+    const auto uiNumKey =
+        static_cast<std::ptrdiff_t>(dottedStringToVectorNoResize(in_szName, out_scratch));
+    return fastFind(out_scratch.begin(), out_scratch.begin() + uiNumKey);
+}
+
+std::ostream& ParameterTrie::write(std::ostream& out_stream) const
+{
+    return writeImpl(out_stream, '\n');
+}
+
+std::ostream& ParameterTrie::write(std::ostream& out_stream, char in_cSeparator) const
+{
+    return writeImpl(out_stream, in_cSeparator);
+}
+
+std::ostream& ParameterTrie::writeImpl(std::ostream& out_stream, char in_cSeparator) const
+{
+    bool bFirst = true;
+    std::string strName;
+    for (const_iterator iter = begin(); iter != end(); ++iter)
+    {
+        if (!iter.data().defined())
+            continue;
+        if (!bFirst)
+            out_stream << in_cSeparator;
+        bFirst = false;
+        vectorToDottedString(iter.key(), strName);
+        out_stream << strName << '=' << iter.data();
+    }
+    return out_stream;
+}
+
+void ParameterTrie::convertTo(log4cplus::helpers::Properties& out_properties) const
+{
+    std::string strName;
+    for (const_iterator iter = begin(); iter != end(); ++iter)
+    {
+        if (!iter.data().defined())
+            continue;
+        vectorToDottedString(iter.key(), strName);
+        out_properties.setProperty(strName, textOf(iter.data()));
+    }
+}
+
+bool ParameterTrie::substituteEnvVarsInValues()
+{
+    std::string strChanged;
+    for (iterator iter = begin(); iter != end(); ++iter)
+    {
+        if (iter.data().getType() != ParameterValue::STRING_TYPE)
+            continue;
+        const std::string_view text = static_cast<const char*>(iter.data());
+        if (!substEnvironVars(text, strChanged))
+        {
+            VELMORA_FILE_LOG_ERROR("failed to substitute environment variables in " << text);
+            return false;
+        }
+        if (strChanged != text)
+            iter.data() = strChanged.c_str();
+    }
+    return true;
+}
+
+bool ParameterTrie::substituteEnvVarsInKeys()
+{
+    ParameterTrie changed;
+    for (const_iterator iter = std::as_const(*this).begin(); iter != end(); ++iter)
+    {
+        if (!iter.data().defined())
+            continue;
+        std::vector<std::string> keySequence = iter.key();
+        for (std::string& component : keySequence)
+            if (!substEnvironVars(component, component))
+            {
+                VELMORA_FILE_LOG_ERROR("failed to substitute environment variables in "
+                                       << component);
+                return false;
+            }
+        changed.insert(keySequence.begin(), keySequence.end(), iter.data()).first.data() =
+            iter.data();
+    }
+    *this = changed;
+    return true;
+}
+
+std::istream& ParameterTrie::read(std::istream& inout_stream, const ParameterInfoDB* in_pDB,
+                                  char in_cDelimiter, bool in_bSubstitute,
+                                  std::vector<std::string>* inout_pUnresolved,
+                                  const ParameterTrie* in_pOther)
+{
+    std::string strLine;
+    std::string strSubstituted;
+    for (unsigned long uiLine = 1; std::getline(inout_stream, strLine, in_cDelimiter); ++uiLine)
+    {
+        if (isBlankOrComment(strLine))
+            continue;
+        if (in_bSubstitute)
+        {
+            const bool bResolved = substituteVars(strLine, strSubstituted, in_pOther);
+            if (!bResolved && inout_pUnresolved == nullptr)
+            {
+                VELMORA_FILE_LOG_ERROR("Unable to resolve line [" << strSubstituted
+                                                                  << "]. Parameter unknown");
+                inout_stream.setstate(std::ios::failbit);
+                return inout_stream;
+            }
+            if (!bResolved)
+            {
+                VELMORA_FILE_LOG_DEBUG("Adding line to unresolved vector: " << strSubstituted);
+                inout_pUnresolved->push_back(strSubstituted);
+                continue;
+            }
+            strLine.swap(strSubstituted);
+        }
+        if (!addToTrie(in_pDB, strLine))
+        {
+            VELMORA_FILE_LOG_ERROR("parse error at line " << uiLine
+                                                          << ". failed to parse : " << strLine);
+            inout_stream.setstate(std::ios::failbit);
+            return inout_stream;
+        }
+    }
+    if (inout_pUnresolved != nullptr)
+        processUnresolvedConfigLines(in_pDB, inout_pUnresolved, in_pOther);
+    if (inout_stream.eof())
+        inout_stream.clear(std::ios::eofbit);
+    if (inout_stream.fail())
+        VELMORA_FILE_LOG_ERROR("failed to load ParameterTrie");
+    return inout_stream;
+}
+
+// The expression of a tag is "([^$]*)(\\$\\{)([^${}]*)(\\})". A search for it can begin anew behind
+// each
+// "$" only, so what it finds is found in one pass over the line.
+bool ParameterTrie::getKey(const char* in_lineStart, const char* in_lineEnd, Tag& out_matches)
+{
+    VELMORA_FILE_TRACE_SCOPE(ParameterTrie::getKey(in_lineStart, in_lineEnd, out_matches));
+    const std::string_view line(in_lineStart, static_cast<std::size_t>(in_lineEnd - in_lineStart));
+    std::size_t uiText = 0;
+    for (std::size_t uiDollar = line.find('$'); uiDollar != std::string_view::npos;
+         uiDollar = line.find('$', uiText))
+    {
+        if (line.substr(uiDollar + 1, 1) == "{")
+        {
+            const std::size_t uiName = uiDollar + 2;
+            const std::size_t uiNameEnd = line.find_first_of("${}", uiName);
+            if (uiNameEnd != std::string_view::npos && line[uiNameEnd] == '}')
+            {
+                out_matches.text = line.substr(uiText, uiDollar - uiText);
+                out_matches.tag = line.substr(uiDollar, uiNameEnd + 1 - uiDollar);
+                out_matches.name = line.substr(uiName, uiNameEnd - uiName);
+                return true;
+            }
+        }
+        uiText = uiDollar + 1;
+    }
+    out_matches = {line.substr(uiText), {}, {}};
+    return false;
+}
+
+bool ParameterTrie::getKey(const std::string& in_strLine, std::string& out_strKey)
+{
+    Tag matches;
+    if (!getKey(in_strLine.data(), in_strLine.data() + in_strLine.size(), matches))
+        return false;
+    out_strKey = matches.name;
+    return true;
+}
+
+bool ParameterTrie::substituteVars(const std::string& in_strLine, std::string& out_strLine,
+                                   const ParameterTrie* in_pOther) const
+{
+    VELMORA_FILE_TRACE_SCOPE(ParameterTrie::substituteVars);
+    bool bResult = true;
+    out_strLine.clear();
+    const char* pPosition = in_strLine.data();
+    const char* const pEnd = pPosition + in_strLine.size();
+    std::string strName;
+    std::string strReplacement;
+    Tag matches;
+    while (getKey(pPosition, pEnd, matches))
+    {
+        strName = matches.name;
+        if (!getReplacement(strName, in_pOther, strReplacement))
+        {
+            bResult = false;
+            strReplacement = matches.tag;
+        }
+        VELMORA_FILE_LOG_DEBUG("Parameter value: " << strReplacement);
+        out_strLine += matches.text;
+        out_strLine += strReplacement;
+        if (out_strLine.size() > s_uiLongestSubstitutedLine)
+        {
+            reportTooLong(in_strLine);
+            out_strLine.clear();
+            return true;
+        }
+        pPosition = matches.tag.data() + matches.tag.size();
+    }
+    out_strLine += matches.text;
+    return bResult;
+}
+
+bool ParameterTrie::getReplacement(const std::string& in_strName, const ParameterTrie* in_pOther,
+                                   std::string& out_strReplacement) const
+{
+    const StringTrie* pNode = nodeOf(in_strName.c_str());
+    if ((pNode == nullptr || !pNode->data().defined()) && in_pOther != nullptr)
+        pNode = in_pOther->nodeOf(in_strName.c_str());
+    if (pNode != nullptr && pNode->data().defined())
+    {
+        const char* const szValue = pNode->data();
+        out_strReplacement = szValue == nullptr ? "" : szValue;
+        VELMORA_FILE_LOG_DEBUG("Parameter for key: " << in_strName
+                                                     << " is: " << out_strReplacement);
+        return true;
+    }
+    const char* const szVariable = std::getenv(in_strName.c_str()); // NOLINT(concurrency-mt-unsafe)
+    if (szVariable == nullptr)
+        return false;
+    out_strReplacement = szVariable;
+    return true;
+}
+
+bool ParameterTrie::addToTrie(const ParameterInfoDB* in_pDB, const std::string& in_strLine)
+{
+    Parameter parameter;
+    const ParameterInitResult result =
+        in_pDB == nullptr ? parameter.initFromText(in_strLine.c_str(), ParameterValue::UNDEF_TYPE)
+                          : parameter.initFromText(in_strLine.c_str(), *in_pDB);
+    if (result == INIT_UNDEFINED)
+        return false;
+    if (in_pDB != nullptr)
+        warnOfMisfit(parameter, result);
+    VELMORA_FILE_ASSERT(parameter.getValue().defined());
+    store(parameter);
+    return true;
+}
+
+void ParameterTrie::warnOfMisfit(const Parameter& in_parameter, ParameterInitResult in_result)
+{
+    const ParameterInfoDB& db = ParameterInfoDB::getInstance();
+    const char* const szName = in_parameter.getName().c_str();
+    if (in_result == INIT_UNKNOWN_PARAMETER)
+    {
+        if (in_parameter.getName().starts_with("log4cplus"))
+            return;
+        std::string strClosestParamName;
+        const bool bKnown = db.validateParamName(szName, strClosestParamName);
+        VELMORA_FILE_ASSERT_TEXT(!bKnown,
+                                 "! ParameterInfoDB::getInstance(). "
+                                 "validateParamName(parameter.getName(), strClosestParamName)");
+        VELMORA_FILE_LOG_WARN("Unknown parameter : " << szName << ". Closest known parameter : "
+                                                     << strClosestParamName);
+    }
+    else if (in_result == INIT_WRONG_TYPE)
+    {
+        ParameterInfo paramInfo;
+        const bool bKnown = db.retrieve(szName, paramInfo);
+        VELMORA_FILE_ASSERT_TEXT(
+            bKnown, "ParameterInfoDB::getInstance(). retrieve(parameter.getName(), paramInfo)");
+        VELMORA_FILE_LOG_WARN("Parameter "
+                              << szName << " with type "
+                              << ParameterValue::getTypeAsString(in_parameter.getValue().getType())
+                              << " has wrong type. Should be "
+                              << ParameterValue::getTypeAsString(paramInfo.m_type));
+    }
+    else
+        VELMORA_FILE_ASSERT_TEXT(in_result == INIT_OK, "0");
+}
+
+void ParameterTrie::store(const Parameter& in_parameter)
+{
+    ParameterValue& value = nodeFor(in_parameter.getName().c_str()).data();
+    if (value.defined())
+        VELMORA_FILE_LOG_WARN("Parameter " << in_parameter.getName() << " redefined from " << value
+                                           << " to " << in_parameter.getValue());
+    value = in_parameter.getValue();
+}
+
+void ParameterTrie::processUnresolvedConfigLines(const ParameterInfoDB* in_pDB,
+                                                 std::vector<std::string>* inout_pUnresolved,
+                                                 const ParameterTrie* in_pOther)
+{
+    VELMORA_FILE_TRACE_SCOPE(ParameterTrie::processUnresolvedConfigLines);
+    std::vector<std::string> lines;
+    lines.swap(*inout_pUnresolved);
+    std::string* const pEnd = lines.data() + lines.size();
+    std::string strResolved;
+    for (std::string* pLine = lines.data(); pLine != pEnd; ++pLine)
+    {
+        VELMORA_FILE_LOG_DEBUG("Trying to resolve param: " << *pLine);
+        if (!resolveInVector(pLine, pEnd, strResolved, in_pOther))
+            inout_pUnresolved->push_back(*pLine);
+        else if (!addToTrie(in_pDB, strResolved))
+            VELMORA_FILE_LOG_ERROR("parse error. failed to parse : " << strResolved);
+    }
+}
+
+bool ParameterTrie::resolveInVector(std::string* inout_pLine, const std::string* in_pEnd,
+                                    std::string& out_strLine, const ParameterTrie* in_pOther) const
+{
+    VELMORA_FILE_TRACE_SCOPE(ParameterTrie::resolveInVector);
+    // A name that comes back stands for itself, however far round.
+    std::vector<std::string> namesMet;
+    std::string strName;
+    std::string* pFound = inout_pLine;
+    while (!substituteVars(*inout_pLine, out_strLine, in_pOther))
+    {
+        if (getKey(*inout_pLine, strName))
+        {
+            if (std::find(namesMet.begin(), namesMet.end(), strName) != namesMet.end())
+                return false;
+            namesMet.push_back(strName);
+        }
+        if (!findKeyValueInVector(inout_pLine, in_pEnd, pFound))
+            return false;
+        inout_pLine = pFound;
+    }
+    return true;
+}
+
+bool ParameterTrie::findKeyValueInVector(std::string* inout_pLine, const std::string* in_pEnd,
+                                         std::string*& out_pFound)
+{
+    VELMORA_FILE_TRACE_SCOPE(ParameterTrie::findKeyInVector);
+    std::string strName;
+    if (!getKey(*inout_pLine, strName))
+    {
+        VELMORA_FILE_LOG_DEBUG(
+            "No parameter tag of form ${x.y.z} in config line: " << *inout_pLine);
+        return false;
+    }
+    try
+    {
+        const DefiningLine definingLine(strName);
+        std::string strValue;
+        const std::string* const pDefining =
+            std::find_if(const_cast<const std::string*>(inout_pLine) + 1, in_pEnd,
+                         [&](const std::string& in_strLine)
+                         { return definingLine.matches(in_strLine, strValue); });
+        if (pDefining != in_pEnd)
+        {
+            if (canBecomeTooLong(*inout_pLine, strValue))
+            {
+                reportTooLong(*inout_pLine);
+                return false;
+            }
+            *inout_pLine = boost::regex_replace(*inout_pLine,
+                                                boost::regex("\\$\\{" + strName + "\\}"), strValue);
+            out_pFound = inout_pLine;
+            return true;
+        }
+    }
+    catch (const std::exception&)
+    {
+        // The name makes no expression, or one that takes too long.
+    }
+    VELMORA_FILE_LOG_DEBUG("Value of parameter: "
+                           << strName
+                           << " not defined yet. Value might in an other configuration file");
+    return false;
+}
+
+} // namespace Velmora
