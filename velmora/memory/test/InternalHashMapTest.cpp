@@ -334,6 +334,24 @@ TEST(InternalHashMap, AStringIsLookedUpByAView)
     EXPECT_FALSE(map.findIndex("keyhole").second);
 }
 
+TEST(InternalHashMap, TextsOfEachLengthAreToldApartByEachCharacter)
+{
+    for (std::size_t uiLength = 0; uiLength != 40; ++uiLength)
+    {
+        const std::string strText(uiLength, 'x');
+        StringMap map(1);
+        map.insert(strText, 1);
+        EXPECT_TRUE(map.findIndex(strText).second);
+        EXPECT_FALSE(map.findIndex(strText + 'x').second);
+        for (std::size_t i = 0; i != uiLength; ++i)
+        {
+            std::string strOther = strText;
+            strOther[i] = 'y';
+            EXPECT_FALSE(map.findIndex(strOther).second) << strOther;
+        }
+    }
+}
+
 TEST(InternalHashMap, ACopyHasTheSameSlots)
 {
     IntMap map = mapOf({5, 3, 14, 18, 17, 0, 2, 4, 31});
