@@ -638,6 +638,22 @@ TYPED_TEST(TrieOfFragile, AFailedInsertionChangesNothing)
         });
 }
 
+TYPED_TEST(TrieOfFragile, AFailedAdvanceLeavesTheIteratorWhereItIs)
+{
+    typename TestFixture::FragileTrie trie;
+    TestFixture::fill(trie);
+    typename TestFixture::FragileTrie::iterator iter;
+    const auto advance = [&] { iter.advance({trie, trie.beginChild()}); };
+    const auto expectUnchanged = [&]
+    {
+        ASSERT_EQ(iter.node(), &trie);
+        ASSERT_TRUE(iter.key().empty());
+        ASSERT_TRUE(iter.path().empty());
+    };
+    EXPECT_EQ(failAtEveryStep([&] { iter = trie.begin(); }, advance, expectUnchanged), 1);
+    EXPECT_EQ(iter.key().size(), 1U);
+}
+
 TYPED_TEST(TrieOfFragile, AFailedCopyLeavesNothingBehind)
 {
     using Live = typename TestFixture::Element;

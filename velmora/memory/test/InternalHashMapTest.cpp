@@ -312,6 +312,16 @@ TEST(InternalHashMap, ARehashHoldsTheFormerBlockTwiceAndTheNewOneOnce)
         });
 }
 
+TEST(InternalHashMap, ARehashMovesTexts)
+{
+    StringMap map(1);
+    map.insert("a text that is too long for the string object itself", 1);
+    const char* const pText = map.slot(0).first.data();
+    map.insert("other", 2);
+    EXPECT_EQ(map.capacity(), 2U);
+    EXPECT_EQ(map.slot(0).first.data(), pText);
+}
+
 TEST(InternalHashMap, TheEntryToInsertMayBeOneOfTheTableThatGrows)
 {
     InternalHashMap<std::string, std::string, LMHashFcn<std::string>> map(1);
