@@ -18,8 +18,15 @@ import sys
 MALLOCS = ["glibc", "jemalloc", "tcmalloc", "mimalloc"]
 MARKERS = ("<!-- table of scripts/bench: begin -->", "<!-- table of scripts/bench: end -->")
 
+MAP_ENTRIES = [1, 4, 8, 100]
+
+
+def entries_text(entries):
+    return "1 entry" if entries == 1 else f"{entries} entries"
+
+
 # Works whose names tell who does them, as in "enabledNull/spdlog": the name, what it is, whose time
-# the target is a multiple of, the target.
+# the target is a multiple of, the target; None for both without a target.
 NAMED_WORKS = [
     ("disabledCached", "line that is off, level cached", "comparison", 1.5),
     ("disabledPlain", "line that is off, plain `Logger`", "log4cplus", 1.1),
@@ -29,7 +36,19 @@ NAMED_WORKS = [
     ("traceScopeOff", "trace scope that is off, own level set", "comparison", 2.0),
     ("initFromText", "`initFromText`, a mix of values", "stream", 1 / 3),
     ("handleCopy", "copy and release of a `TSHandle`", "lockAndCount", 1.1),
+    *((f"mapLookUp{entries}", f"look-up in a map of names with {entries_text(entries)}", None, None)
+      for entries in MAP_ENTRIES),
 ]
+
+# The same for what takes memory, with the counter "bytes".
+NAMED_BYTES = [
+    (f"mapBytes{entries}", f"map of names with {entries_text(entries)}", "std", 0.6)
+    for entries in MAP_ENTRIES
+]
+
+
+def names(works):
+    return [named[0] for named in works]
 
 
 class Results:
@@ -39,6 +58,7 @@ class Results:
         self.times = collections.defaultdict(dict)
         self.allocations = collections.defaultdict(dict)
         self.bytes = {}
+        self.named_bytes = collections.defaultdict(dict)
         for path in sorted(directory.glob("*.json")):
             self._read(path)
         if not self.times:
@@ -55,7 +75,8 @@ class Results:
                 sys.exit(f"bench_table.py: {path.name}: {run['name']}: {run['error_message']}")
             work, doer = self._split(run["name"], variant)
             if "bytes" in run:
-                self.bytes[doer] = run["bytes"]
+                held = self.named_bytes[work] if work in names(NAMED_BYTES) else self.bytes
+                held[doer] = run["bytes"]
                 continue
             assert run["time_unit"] == "ns"
             # The time of the processor leaves out what others ran meanwhile, but also waiting for
@@ -68,8 +89,8 @@ class Results:
 
     @staticmethod
     def _split(name, variant):
-        work, _, doer = name.partition("/")
-        if work in (named[0] for named in NAMED_WORKS):
+        work, _, doer = name.removesuffix("/iterations:1").partition("/")
+        if work in names(NAMED_WORKS + NAMED_BYTES):
             return work, doer
         return name.replace("/real_time", ""), variant
 
@@ -92,10 +113,12 @@ def row(text, ours, peers, against, target):
 
 
 def named_rows(results):
-    for work, text, against, target in NAMED_WORKS:
-        times = results.times[work]
-        peers = {doer: times[doer] for doer in sorted(times) if doer != "ours"}
-        yield row(f"{text}, ns", times["ours"], peers, against, target)
+    for works, figures, unit in ((NAMED_WORKS, results.times, "ns"),
+                                 (NAMED_BYTES, results.named_bytes, "bytes")):
+        for work, text, against, target in works:
+            found = figures[work]
+            peers = {doer: found[doer] for doer in sorted(found) if doer != "ours"}
+            yield row(f"{text}, {unit}", found["ours"], peers, against, target)
 
 
 def allocator_works(results):

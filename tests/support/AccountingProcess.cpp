@@ -7,11 +7,27 @@
 
 #include <gtest/gtest.h>
 
+#include <chrono>
 #include <filesystem>
 #include <string>
 
 namespace Velmora::Test
 {
+
+namespace
+{
+
+/// For the longest of these tests in a build with a sanitizer.
+constexpr std::chrono::seconds s_limit(280);
+
+MemAccountInfo infoOf(const char* in_szAccountName)
+{
+    MemAccountInfo info;
+    return StaticAccountMemAllocator::getMemAccountInfo(in_szAccountName, info) ? info
+                                                                                : MemAccountInfo();
+}
+
+} // namespace
 
 void inAccountingProcess(const std::function<void()>& in_body)
 {
@@ -21,15 +37,13 @@ void inAccountingProcess(const std::function<void()>& in_body)
     const HelperResult result =
         runHelper(std::filesystem::read_symlink("/proc/self/exe"),
                   {std::string("--gtest_filter=") + test.test_suite_name() + "." + test.name()},
-                  {{"VELMORA_MEM_ACCOUNTING", "1"}});
-    EXPECT_EQ(0, result.iExitCode) << result.strOutput;
-    EXPECT_NE(std::string::npos, result.strOutput.find("[  PASSED  ] 1 test."));
+                  {{"VELMORA_MEM_ACCOUNTING", "1"}}, s_limit);
+    EXPECT_EQ(result.iExitCode, 0) << result.strOutput << result.strErrors;
+    EXPECT_NE(result.strOutput.find("[  PASSED  ] 1 test."), std::string::npos);
 }
 
-int bytesHeldBy(const char* in_szAccountName)
-{
-    MemAccountInfo info;
-    return StaticAccountMemAllocator::getMemAccountInfo(in_szAccountName, info) ? info.iBalance : 0;
-}
+int bytesHeld(const char* in_szAccountName) { return infoOf(in_szAccountName).iBalance; }
+
+int mostBytesHeld(const char* in_szAccountName) { return infoOf(in_szAccountName).iMaximum; }
 
 } // namespace Velmora::Test

@@ -14,7 +14,7 @@ template <class K, class D, class H>
 class VELMORA_API Trie;
 
 /// The way from a node of a trie to one of its children, or the end of the node's children: what
-/// `TrieEdgeIterator` and `TrieConstEdgeIterator` have in common. `TrieType` is const for a trie
+/// `TrieEdgeIterator` and `TrieEdgeConstIterator` have in common. `TrieType` is const for a trie
 /// that is only read.
 ///
 /// An insertion into the owner's children leaves it useless.
@@ -162,14 +162,14 @@ bool BasicTrieIterator<TrieType>::advance(const EdgeIterator& in_edge)
 template <class TrieType>
 void BasicTrieIterator<TrieType>::stackPush(const EdgeIterator& in_edge)
 {
-    m_key.push_back(in_edge.key());
+    m_path.push_back(in_edge);
     try
     {
-        m_path.push_back(in_edge);
+        m_key.push_back(in_edge.key());
     }
     catch (...)
     {
-        m_key.pop_back();
+        m_path.pop_back();
         throw;
     }
     m_pNode = in_edge.data();

@@ -6,6 +6,8 @@
 
 #include <algorithm>
 #include <cstddef>
+#include <cstdint>
+#include <cstring>
 #include <string>
 #include <string_view>
 #include <type_traits>
@@ -41,7 +43,37 @@ class VELMORA_API InternalHashMapNoT
         return nextPowerOf2(slotsFor(in_uiNumElements));
     }
 
+    /// Whether two texts are equal, faster than by a call for texts that are short.
+    static bool isSameText(std::string_view in_left, std::string_view in_right) noexcept
+    {
+        const std::size_t uiSize = in_left.size();
+        if (uiSize != in_right.size())
+            return false;
+        const char* const pLeft = in_left.data();
+        const char* const pRight = in_right.data();
+        if (uiSize > 16)
+            return std::memcmp(pLeft, pRight, uiSize) == 0;
+        if (uiSize >= 8)
+            return isSameWord<std::uint64_t>(pLeft, pRight) &&
+                   isSameWord<std::uint64_t>(pLeft + uiSize - 8, pRight + uiSize - 8);
+        if (uiSize >= 4)
+            return isSameWord<std::uint32_t>(pLeft, pRight) &&
+                   isSameWord<std::uint32_t>(pLeft + uiSize - 4, pRight + uiSize - 4);
+        return uiSize == 0 || (pLeft[0] == pRight[0] && pLeft[uiSize / 2] == pRight[uiSize / 2] &&
+                               pLeft[uiSize - 1] == pRight[uiSize - 1]);
+    }
+
   private:
+    template <class Word>
+    static bool isSameWord(const char* in_pLeft, const char* in_pRight) noexcept
+    {
+        Word left;
+        Word right;
+        std::memcpy(&left, in_pLeft, sizeof(Word));
+        std::memcpy(&right, in_pRight, sizeof(Word));
+        return left == right;
+    }
+
     static std::size_t slotsForMany(std::size_t in_uiNumElements);
 };
 
@@ -151,7 +183,15 @@ class VELMORA_API InternalHashMap : public LMVector<std::pair<K, D>>, public Int
             std::declval<LookupKey>()))&& noexcept(std::declval<const K&>() ==
                                                    std::declval<LookupKey>());
 
-    [[nodiscard]] std::size_t firstSlotOf(LookupKey in_key) const;
+    static bool isSameKey(const K& in_left, LookupKey in_right)
+    {
+        if constexpr (std::is_same_v<LookupKey, std::string_view>)
+            return isSameText(in_left, in_right);
+        else
+            return in_left == in_right;
+    }
+    [[nodiscard]] std::pair<std::size_t, bool> findInList(LookupKey in_key) const;
+    [[nodiscard]] std::pair<std::size_t, bool> findByHash(LookupKey in_key) const;
 
     /// Adds an entry whose key the table does not have and has room for.
     void place(value_type& inout_entry);
@@ -164,38 +204,40 @@ class VELMORA_API InternalHashMap : public LMVector<std::pair<K, D>>, public Int
 };
 
 template <class K, class D, class H>
-inline std::size_t InternalHashMap<K, D, H>::firstSlotOf(LookupKey in_key) const
+inline std::pair<std::size_t, bool> InternalHashMap<K, D, H>::findIndex(LookupKey in_key) const
 {
-    const std::size_t uiCapacity = this->capacity();
-    if (uiCapacity <= s_uiMaxListCapacity)
-        return 0;
-    const std::size_t uiHash = H()(in_key);
-    // A division would take most of the time of the search.
-    const bool bPowerOf2 = (uiCapacity & (uiCapacity - 1)) == 0;
-    return bPowerOf2 ? uiHash & (uiCapacity - 1) : uiHash % uiCapacity;
+    return this->capacity() <= s_uiMaxListCapacity ? findInList(in_key) : findByHash(in_key);
 }
 
 template <class K, class D, class H>
-std::pair<std::size_t, bool> InternalHashMap<K, D, H>::findIndex(LookupKey in_key) const
+inline std::pair<std::size_t, bool> InternalHashMap<K, D, H>::findInList(LookupKey in_key) const
+{
+    // The bits of a list stand in one byte; a list that is full has a clear bit behind them or no
+    // more bits.
+    unsigned int uiValid = this->capacity() != 0 ? this->validOfFirstEight() : 0;
+    std::size_t uiIndex = 0;
+    for (; (uiValid & 1U) != 0; uiValid >>= 1U, ++uiIndex)
+        if (isSameKey(this->slot(uiIndex).first, in_key))
+            return {uiIndex, true};
+    return {uiIndex, false};
+}
+
+template <class K, class D, class H>
+std::pair<std::size_t, bool> InternalHashMap<K, D, H>::findByHash(LookupKey in_key) const
 {
     const std::size_t uiCapacity = this->capacity();
-    const std::size_t uiFirst = firstSlotOf(in_key);
-    for (std::size_t i = uiFirst; i != uiCapacity; ++i)
-    {
-        if (!this->isValid(i))
-            return {i, false};
-        if (this->slot(i).first == in_key)
-            return {i, true};
-    }
-    if (uiCapacity <= s_uiMaxListCapacity)
-        return {uiCapacity, false};
-    for (std::size_t i = 0; i != uiCapacity; ++i)
-    {
-        if (!this->isValid(i))
-            return {i, false};
-        if (this->slot(i).first == in_key)
-            return {i, true};
-    }
+    const std::size_t uiHash = H()(in_key);
+    // A division would take most of the time of the search.
+    const bool bPowerOf2 = (uiCapacity & (uiCapacity - 1)) == 0;
+    const std::size_t uiFirst = bPowerOf2 ? uiHash & (uiCapacity - 1) : uiHash % uiCapacity;
+    for (const std::size_t uiBegin : {uiFirst, std::size_t{0}})
+        for (std::size_t i = uiBegin; i != uiCapacity; ++i)
+        {
+            if (!this->isValid(i))
+                return {i, false};
+            if (isSameKey(this->slot(i).first, in_key))
+                return {i, true};
+        }
     return {uiCapacity, false};
 }
 

@@ -192,6 +192,9 @@ class VELMORA_API LMVector
     void destroy();
 
   protected:
+    /// The bits of the first eight slots, the lowest for the first. There must be a slot.
+    [[nodiscard]] unsigned char validOfFirstEight() const { return bitmap()[0]; }
+
     /// A vector of the same size that holds all elements; this one keeps what a move leaves of
     /// them, or all of them where a move may throw.
     [[nodiscard]] LMVector moveOut()

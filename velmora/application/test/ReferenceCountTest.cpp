@@ -17,13 +17,13 @@ namespace
 template <class AnyHandle>
 void expectOneCountIn(const char* in_szAccount, std::size_t in_uiSize)
 {
-    const int iBefore = bytesHeldBy(in_szAccount);
+    const int iBefore = bytesHeld(in_szAccount);
     {
         const AnyHandle hObject(new Object);
         const AnyHandle hCopy(hObject); // NOLINT(performance-unnecessary-copy-initialization)
-        EXPECT_EQ(iBefore + static_cast<int>(in_uiSize), bytesHeldBy(in_szAccount));
+        EXPECT_EQ(iBefore + static_cast<int>(in_uiSize), bytesHeld(in_szAccount));
     }
-    EXPECT_EQ(iBefore, bytesHeldBy(in_szAccount));
+    EXPECT_EQ(iBefore, bytesHeld(in_szAccount));
 }
 
 } // namespace

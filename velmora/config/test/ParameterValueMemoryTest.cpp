@@ -1,19 +1,15 @@
 #include "velmora/config/Parameter.h"
-#include "velmora/memory/DefaultStaticMemAllocator.h"
-#include "velmora/memory/StaticAccountMemAllocator.h"
 
-#include "tests/support/HelperProcess.h"
+#include "tests/support/AccountingProcess.h"
 
 #include <gtest/gtest.h>
 
-#include <cstddef>
-#include <filesystem>
-#include <functional>
 #include <sstream>
 #include <string>
 #include <utility>
 
 using namespace Velmora;
+using Velmora::Test::inAccountingProcess;
 
 namespace
 {
@@ -21,26 +17,7 @@ namespace
 /// What the allocator adds to each string.
 constexpr int s_iBlockHeader = 16;
 
-int bytesHeld()
-{
-    MemAccountInfo info;
-    return StaticAccountMemAllocator::getMemAccountInfo("ParameterValue", info) ? info.iBalance : 0;
-}
-
-/// Runs the body of a test in a process that accounts its memory: memory accounting is settled when
-/// the process starts, so the test starts itself once more.
-void inAccountingProcess(const std::function<void()>& in_body)
-{
-    if (DefaultStaticMemAllocator::isAccountingMemory())
-        return in_body();
-    const testing::TestInfo& test = *testing::UnitTest::GetInstance()->current_test_info();
-    const Test::HelperResult result = Test::runHelper(
-        std::filesystem::read_symlink("/proc/self/exe"),
-        {std::string("--gtest_filter=") + test.test_suite_name() + "." + test.name()},
-        {{"VELMORA_MEM_ACCOUNTING", "1"}});
-    EXPECT_EQ(result.iExitCode, 0) << result.strOutput;
-    EXPECT_NE(result.strOutput.find("[  PASSED  ] 1 test."), std::string::npos);
-}
+int bytesHeld() { return Velmora::Test::bytesHeld("ParameterValue"); }
 
 } // namespace
 

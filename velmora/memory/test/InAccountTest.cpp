@@ -45,7 +45,7 @@ TEST(InAccount, ObjectsAreChargedToTheAccount)
         []
         {
             const auto pCall = std::make_unique<Call>();
-            EXPECT_EQ(static_cast<int>(sizeof(Call)), bytesHeldBy("Call"));
+            EXPECT_EQ(static_cast<int>(sizeof(Call)), bytesHeld("Call"));
         });
 }
 
@@ -55,9 +55,9 @@ TEST(InAccount, ADerivedObjectThatIsDeletedThroughItsBaseGoesBackWithItsOwnSize)
         []
         {
             std::unique_ptr<Call> pCall = std::make_unique<LongCall>();
-            EXPECT_EQ(static_cast<int>(sizeof(LongCall)), bytesHeldBy("Call"));
+            EXPECT_EQ(static_cast<int>(sizeof(LongCall)), bytesHeld("Call"));
             pCall.reset();
-            EXPECT_EQ(0, bytesHeldBy("Call"));
+            EXPECT_EQ(0, bytesHeld("Call"));
         });
 }
 
@@ -67,7 +67,7 @@ TEST(InAccount, AnAccountsNameMayHaveQuotes)
         []
         {
             const auto pFile = std::make_unique<Quoted>();
-            EXPECT_LT(0, bytesHeldBy("\"DiskFileSystem::File\""));
+            EXPECT_LT(0, bytesHeld("\"DiskFileSystem::File\""));
         });
 }
 

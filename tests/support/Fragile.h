@@ -1,0 +1,121 @@
+#pragma once
+
+#include <cstddef>
+#include <functional>
+#include <stdexcept>
+
+namespace Velmora::Test
+{
+
+/// What a `Fragile` throws.
+class Broken : public std::runtime_error
+{
+  public:
+    Broken() : std::runtime_error("broken") {}
+};
+
+/// Counts down the steps that may fail, up to the one that does. Not armed at first.
+class Countdown
+{
+  public:
+    /// The step with this number from now on fails, counted from 1.
+    static void arm(int in_iSteps) { s_iSteps = in_iSteps; }
+    static void disarm() { s_iSteps = 0; }
+    static void step()
+    {
+        if (s_iSteps > 0 && --s_iSteps == 0)
+            throw Broken();
+    }
+
+  private:
+    static inline int s_iSteps = 0;
+};
+
+/// How a `Fragile` is moved: like it is copied, or by an operation that never fails.
+enum class Moves
+{
+    AS_COPIES,
+    SAFELY
+};
+
+/// A number whose every construction, copy, comparison and hash is a step of the countdown. Counts
+/// its living objects.
+template <Moves moves>
+class Fragile
+{
+  public:
+    Fragile() : Fragile(0) {}
+    Fragile(int in_iValue) : m_iValue(in_iValue)
+    {
+        Countdown::step();
+        ++s_iLive;
+    }
+    Fragile(const Fragile& in_fragile) : Fragile(in_fragile.m_iValue) {}
+    Fragile(Fragile&& in_fragile) noexcept(moves == Moves::SAFELY) : m_iValue(in_fragile.m_iValue)
+    {
+        if constexpr (moves == Moves::AS_COPIES)
+            Countdown::step();
+        in_fragile.m_iValue = -1;
+        ++s_iLive;
+    }
+    Fragile& operator=(const Fragile& in_fragile)
+    {
+        Countdown::step();
+        m_iValue = in_fragile.m_iValue;
+        return *this;
+    }
+    ~Fragile() { --s_iLive; }
+
+    [[nodiscard]] int value() const { return m_iValue; }
+
+    friend bool operator==(const Fragile& in_left,
+                           const Fragile& in_right) noexcept(moves == Moves::SAFELY)
+    {
+        if constexpr (moves == Moves::AS_COPIES)
+            Countdown::step();
+        return in_left.m_iValue == in_right.m_iValue;
+    }
+
+    static inline int s_iLive = 0;
+
+  private:
+    int m_iValue;
+};
+
+template <Moves moves>
+struct FragileHash
+{
+    std::size_t operator()(const Fragile<moves>& in_key) const noexcept(moves == Moves::SAFELY)
+    {
+        if constexpr (moves == Moves::AS_COPIES)
+            Countdown::step();
+        return static_cast<std::size_t>(in_key.value());
+    }
+};
+
+/// Does a work over and over with the countdown armed at its first step, its second and so on,
+/// until it is done without failing. `in_before` prepares each time, `in_afterFailure` looks at
+/// what a failure has left. Gives how often it failed.
+inline int failAtEveryStep(const std::function<void()>& in_before,
+                           const std::function<void()>& in_work,
+                           const std::function<void()>& in_afterFailure)
+{
+    for (int iFailures = 0;; ++iFailures)
+    {
+        in_before();
+        Countdown::arm(iFailures + 1);
+        try
+        {
+            in_work();
+            Countdown::disarm();
+            return iFailures;
+        }
+        catch (const Broken&)
+        {
+            Countdown::disarm();
+            in_afterFailure();
+        }
+    }
+}
+
+} // namespace Velmora::Test
