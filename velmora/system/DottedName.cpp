@@ -1,6 +1,10 @@
 #include "velmora/system/DottedName.h"
 
+#include <emmintrin.h>
+
+#include <bit>
 #include <cstddef>
+#include <cstdint>
 #include <cstring>
 
 namespace Velmora
@@ -9,12 +13,56 @@ namespace Velmora
 namespace
 {
 
+/// Copies `sizeof(Word)` to twice as many characters: the first and the last of them, which may
+/// overlap.
+template <class Word>
+void copyEnds(char* out_pTo, const char* in_pFrom, std::size_t in_uiLength)
+{
+    const std::size_t uiLast = in_uiLength - sizeof(Word);
+    Word first;
+    Word last;
+    std::memcpy(&first, in_pFrom, sizeof first);
+    std::memcpy(&last, in_pFrom + uiLast, sizeof last);
+    std::memcpy(out_pTo, &first, sizeof first);
+    std::memcpy(out_pTo + uiLast, &last, sizeof last);
+}
+
+/// As `memcpy`, without a call for the lengths that components have.
+void copyShort(char* out_pTo, const char* in_pFrom, std::size_t in_uiLength)
+{
+    if (in_uiLength > 2 * sizeof(std::uint64_t))
+        std::memcpy(out_pTo, in_pFrom, in_uiLength);
+    else if (in_uiLength >= sizeof(std::uint64_t))
+        copyEnds<std::uint64_t>(out_pTo, in_pFrom, in_uiLength);
+    else if (in_uiLength >= sizeof(std::uint32_t))
+        copyEnds<std::uint32_t>(out_pTo, in_pFrom, in_uiLength);
+    else if (in_uiLength >= sizeof(std::uint16_t))
+        copyEnds<std::uint16_t>(out_pTo, in_pFrom, in_uiLength);
+    else if (in_uiLength != 0)
+        *out_pTo = *in_pFrom;
+}
+
+constexpr std::size_t s_uiBlockLength = 16;
+
+/// Where the dots are among the next characters, up to a block: a bit for each.
+unsigned int dotsInBlock(const char* in_pBegin, std::size_t in_uiLength)
+{
+    char rest[s_uiBlockLength] = {};
+    if (in_uiLength < s_uiBlockLength)
+        in_pBegin = static_cast<const char*>(std::memcpy(rest, in_pBegin, in_uiLength));
+    const __m128i block = _mm_loadu_si128(reinterpret_cast<const __m128i*>(in_pBegin));
+    return static_cast<unsigned int>(_mm_movemask_epi8(_mm_cmpeq_epi8(block, _mm_set1_epi8('.'))));
+}
+
 void setComponent(std::vector<std::string>& out_components, std::size_t in_uiIndex,
-                  const char* in_pBegin, const char* in_pEnd)
+                  const char* in_pBegin, std::size_t in_uiLength)
 {
     if (in_uiIndex == out_components.size())
         out_components.resize(in_uiIndex + 1);
-    out_components[in_uiIndex].assign(in_pBegin, in_pEnd);
+    std::string& component = out_components[in_uiIndex];
+    if (component.size() != in_uiLength)
+        component.resize(in_uiLength);
+    copyShort(component.data(), in_pBegin, in_uiLength);
 }
 
 } // namespace
@@ -22,18 +70,19 @@ void setComponent(std::vector<std::string>& out_components, std::size_t in_uiInd
 unsigned long dottedStringToVectorNoResize(const char* in_szName,
                                            std::vector<std::string>& out_components)
 {
-    const char* const pEnd = in_szName + std::strlen(in_szName);
+    const std::size_t uiLength = std::strlen(in_szName);
     std::size_t uiNumComponents = 0;
-    const char* pBegin = in_szName;
-    while (const void* const pFound =
-               std::memchr(pBegin, '.', static_cast<std::size_t>(pEnd - pBegin)))
-    {
-        const char* const pDot = static_cast<const char*>(pFound);
-        setComponent(out_components, uiNumComponents++, pBegin, pDot);
-        pBegin = pDot + 1;
-    }
-    if (pBegin != pEnd)
-        setComponent(out_components, uiNumComponents++, pBegin, pEnd);
+    std::size_t uiBegin = 0;
+    for (std::size_t uiBlock = 0; uiBlock < uiLength; uiBlock += s_uiBlockLength)
+        for (unsigned int uiDots = dotsInBlock(in_szName + uiBlock, uiLength - uiBlock);
+             uiDots != 0; uiDots &= uiDots - 1)
+        {
+            const std::size_t uiDot = uiBlock + static_cast<unsigned int>(std::countr_zero(uiDots));
+            setComponent(out_components, uiNumComponents++, in_szName + uiBegin, uiDot - uiBegin);
+            uiBegin = uiDot + 1;
+        }
+    if (uiBegin < uiLength)
+        setComponent(out_components, uiNumComponents++, in_szName + uiBegin, uiLength - uiBegin);
     return uiNumComponents;
 }
 
