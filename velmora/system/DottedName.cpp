@@ -6,6 +6,7 @@
 #include <cstddef>
 #include <cstdint>
 #include <cstring>
+#include <string_view>
 
 namespace Velmora
 {
@@ -44,14 +45,25 @@ void copyShort(char* out_pTo, const char* in_pFrom, std::size_t in_uiLength)
 
 constexpr std::size_t s_uiBlockLength = 16;
 
-/// Where the dots are among the next characters, up to a block: a bit for each.
-unsigned int dotsInBlock(const char* in_pBegin, std::size_t in_uiLength)
+/// Where the dots are among the characters of a whole block: a bit for each.
+unsigned int dotsIn(const char* in_pBlock)
 {
-    char rest[s_uiBlockLength] = {};
-    if (in_uiLength < s_uiBlockLength)
-        in_pBegin = static_cast<const char*>(std::memcpy(rest, in_pBegin, in_uiLength));
-    const __m128i block = _mm_loadu_si128(reinterpret_cast<const __m128i*>(in_pBegin));
+    const __m128i block = _mm_loadu_si128(reinterpret_cast<const __m128i*>(in_pBlock));
     return static_cast<unsigned int>(_mm_movemask_epi8(_mm_cmpeq_epi8(block, _mm_set1_epi8('.'))));
+}
+
+/// The same from some character of a name on, for a block or as far as the name goes.
+unsigned int dotsFrom(std::string_view in_name, std::size_t in_uiBegin)
+{
+    const std::size_t uiLength = in_name.size() - in_uiBegin;
+    if (uiLength >= s_uiBlockLength)
+        return dotsIn(in_name.data() + in_uiBegin);
+    if (in_name.size() >= s_uiBlockLength)
+        return dotsIn(in_name.data() + in_name.size() - s_uiBlockLength) >>
+               (s_uiBlockLength - uiLength);
+    char shortName[s_uiBlockLength] = {};
+    std::memcpy(shortName, in_name.data(), uiLength);
+    return dotsIn(shortName);
 }
 
 void setComponent(std::vector<std::string>& out_components, std::size_t in_uiIndex,
@@ -70,19 +82,18 @@ void setComponent(std::vector<std::string>& out_components, std::size_t in_uiInd
 unsigned long dottedStringToVectorNoResize(const char* in_szName,
                                            std::vector<std::string>& out_components)
 {
-    const std::size_t uiLength = std::strlen(in_szName);
+    const std::string_view name = in_szName;
     std::size_t uiNumComponents = 0;
     std::size_t uiBegin = 0;
-    for (std::size_t uiBlock = 0; uiBlock < uiLength; uiBlock += s_uiBlockLength)
-        for (unsigned int uiDots = dotsInBlock(in_szName + uiBlock, uiLength - uiBlock);
-             uiDots != 0; uiDots &= uiDots - 1)
+    for (std::size_t uiBlock = 0; uiBlock < name.size(); uiBlock += s_uiBlockLength)
+        for (unsigned int uiDots = dotsFrom(name, uiBlock); uiDots != 0; uiDots &= uiDots - 1)
         {
             const std::size_t uiDot = uiBlock + static_cast<unsigned int>(std::countr_zero(uiDots));
             setComponent(out_components, uiNumComponents++, in_szName + uiBegin, uiDot - uiBegin);
             uiBegin = uiDot + 1;
         }
-    if (uiBegin < uiLength)
-        setComponent(out_components, uiNumComponents++, in_szName + uiBegin, uiLength - uiBegin);
+    if (uiBegin < name.size())
+        setComponent(out_components, uiNumComponents++, in_szName + uiBegin, name.size() - uiBegin);
     return uiNumComponents;
 }
 
