@@ -178,7 +178,7 @@ def main():
     results = Results(arguments.results)
     table = markdown(["Work", "Ours", "Peers", "Ratio", "Target", ""],
                      [*named_rows(results), *allocator_rows(results), *footprint_rows(results)])
-    allocations = markdown(["Allocations a line", "Ours", "log4cplus", "spdlog"],
+    allocations = markdown(["Allocations", "Ours", "log4cplus", "spdlog"],
                            list(allocation_rows(results)))
     text = f"Measured on {machine(results.context)}.\n\n{table}\n\n{allocations}"
     print(text)
