@@ -1,9 +1,12 @@
-// A program of somebody who has the library installed: it logs a line, keeps a value and fails an
-// assertion.
+// A program of somebody who has the library installed: it logs a line, keeps a value, fails an
+// assertion and looks for a regular expression.
 
 #include "velmora/application/Assertion.h"
 #include "velmora/config/ParameterHashMap.h"
 #include "velmora/logging/LogMacros.h"
+#include "velmora/system/BoostRegex.h"
+
+#include <string>
 
 VELMORA_FILE_SCOPE_LOGGER("consumer")
 
@@ -14,5 +17,10 @@ int main()
     parameters.setStringParameter("name", "value");
     VELMORA_FILE_LOG_INFO("consumer has " << parameters);
     VELMORA_FILE_ASSERT_TEXT(false, "consumer asserts");
-    return parameters.parameterDefined("name") ? 0 : 1;
+
+    const std::string strText = "name=value";
+    boost::smatch results;
+    const bool bFound =
+        Velmora::BoostRegex::regex_search(strText, results, Velmora::BoostRegex("=(\\w+)"));
+    return bFound && results[1] == "value" && parameters.parameterDefined("name") ? 0 : 1;
 }

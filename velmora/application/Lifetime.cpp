@@ -15,6 +15,8 @@
 
 #include <pthread.h>
 
+#include <utility>
+
 namespace Velmora
 {
 
@@ -58,8 +60,8 @@ class ForkHandlers
     static void parent()
     {
         ForkGate::open();
-        delete s_pLocker;
-        s_pLocker = nullptr;
+        // Cleared while the hierarchy is still locked: the next thread to fork sets it right after.
+        delete std::exchange(s_pLocker, nullptr);
     }
 
     static void child()
@@ -74,6 +76,7 @@ class ForkHandlers
         Log4cplusAccess::renewHierarchyAfterFork(log4cplus::Logger::getDefaultHierarchy());
     }
 
+    /// Guarded by what it locks.
     static inline Log4cplusAccess::WholeHierarchyLocker* s_pLocker = nullptr;
 };
 

@@ -19,26 +19,30 @@ BoostRegex& BoostRegex::assign(const char* in_szExpression, unsigned int in_uiFl
     return *this;
 }
 
+// Boost may not be asked about an expression that was never compiled.
+
 bool BoostRegex::regex_match(const std::string& in_strText, const boost::regex& in_regex)
 {
-    return boost::regex_match(in_strText, in_regex);
+    return !in_regex.empty() && boost::regex_match(in_strText, in_regex);
 }
 
 bool BoostRegex::regex_match(const std::string& in_strText, boost::smatch& out_results,
                              const boost::regex& in_regex)
 {
-    return boost::regex_match(in_strText, out_results, in_regex);
+    out_results = boost::smatch();
+    return !in_regex.empty() && boost::regex_match(in_strText, out_results, in_regex);
 }
 
 bool BoostRegex::regex_search(const std::string& in_strText, const boost::regex& in_regex)
 {
-    return boost::regex_search(in_strText, in_regex);
+    return !in_regex.empty() && boost::regex_search(in_strText, in_regex);
 }
 
 bool BoostRegex::regex_search(const std::string& in_strText, boost::smatch& out_results,
                               const boost::regex& in_regex)
 {
-    return boost::regex_search(in_strText, out_results, in_regex);
+    out_results = boost::smatch();
+    return !in_regex.empty() && boost::regex_search(in_strText, out_results, in_regex);
 }
 
 } // namespace Velmora

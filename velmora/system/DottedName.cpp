@@ -1,7 +1,12 @@
 #include "velmora/system/DottedName.h"
 
+#include <emmintrin.h>
+
+#include <bit>
 #include <cstddef>
+#include <cstdint>
 #include <cstring>
+#include <string_view>
 
 namespace Velmora
 {
@@ -9,12 +14,67 @@ namespace Velmora
 namespace
 {
 
+/// Copies `sizeof(Word)` to twice as many characters: the first and the last of them, which may
+/// overlap.
+template <class Word>
+void copyEnds(char* out_pTo, const char* in_pFrom, std::size_t in_uiLength)
+{
+    const std::size_t uiLast = in_uiLength - sizeof(Word);
+    Word first;
+    Word last;
+    std::memcpy(&first, in_pFrom, sizeof first);
+    std::memcpy(&last, in_pFrom + uiLast, sizeof last);
+    std::memcpy(out_pTo, &first, sizeof first);
+    std::memcpy(out_pTo + uiLast, &last, sizeof last);
+}
+
+/// As `memcpy`, without a call for the lengths that components have.
+void copyShort(char* out_pTo, const char* in_pFrom, std::size_t in_uiLength)
+{
+    if (in_uiLength > 2 * sizeof(std::uint64_t))
+        std::memcpy(out_pTo, in_pFrom, in_uiLength);
+    else if (in_uiLength >= sizeof(std::uint64_t))
+        copyEnds<std::uint64_t>(out_pTo, in_pFrom, in_uiLength);
+    else if (in_uiLength >= sizeof(std::uint32_t))
+        copyEnds<std::uint32_t>(out_pTo, in_pFrom, in_uiLength);
+    else if (in_uiLength >= sizeof(std::uint16_t))
+        copyEnds<std::uint16_t>(out_pTo, in_pFrom, in_uiLength);
+    else if (in_uiLength != 0)
+        *out_pTo = *in_pFrom;
+}
+
+constexpr std::size_t s_uiBlockLength = 16;
+
+/// Where the dots are among the characters of a whole block: a bit for each.
+unsigned int dotsIn(const char* in_pBlock)
+{
+    const __m128i block = _mm_loadu_si128(reinterpret_cast<const __m128i*>(in_pBlock));
+    return static_cast<unsigned int>(_mm_movemask_epi8(_mm_cmpeq_epi8(block, _mm_set1_epi8('.'))));
+}
+
+/// The same from some character of a name on, for a block or as far as the name goes.
+unsigned int dotsFrom(std::string_view in_name, std::size_t in_uiBegin)
+{
+    const std::size_t uiLength = in_name.size() - in_uiBegin;
+    if (uiLength >= s_uiBlockLength)
+        return dotsIn(in_name.data() + in_uiBegin);
+    if (in_name.size() >= s_uiBlockLength)
+        return dotsIn(in_name.data() + in_name.size() - s_uiBlockLength) >>
+               (s_uiBlockLength - uiLength);
+    char shortName[s_uiBlockLength] = {};
+    std::memcpy(shortName, in_name.data(), uiLength);
+    return dotsIn(shortName);
+}
+
 void setComponent(std::vector<std::string>& out_components, std::size_t in_uiIndex,
-                  const char* in_pBegin, const char* in_pEnd)
+                  const char* in_pBegin, std::size_t in_uiLength)
 {
     if (in_uiIndex == out_components.size())
         out_components.resize(in_uiIndex + 1);
-    out_components[in_uiIndex].assign(in_pBegin, in_pEnd);
+    std::string& component = out_components[in_uiIndex];
+    if (component.size() != in_uiLength)
+        component.resize(in_uiLength);
+    copyShort(component.data(), in_pBegin, in_uiLength);
 }
 
 } // namespace
@@ -22,18 +82,18 @@ void setComponent(std::vector<std::string>& out_components, std::size_t in_uiInd
 unsigned long dottedStringToVectorNoResize(const char* in_szName,
                                            std::vector<std::string>& out_components)
 {
-    const char* const pEnd = in_szName + std::strlen(in_szName);
+    const std::string_view name = in_szName;
     std::size_t uiNumComponents = 0;
-    const char* pBegin = in_szName;
-    while (const void* const pFound =
-               std::memchr(pBegin, '.', static_cast<std::size_t>(pEnd - pBegin)))
-    {
-        const char* const pDot = static_cast<const char*>(pFound);
-        setComponent(out_components, uiNumComponents++, pBegin, pDot);
-        pBegin = pDot + 1;
-    }
-    if (pBegin != pEnd)
-        setComponent(out_components, uiNumComponents++, pBegin, pEnd);
+    std::size_t uiBegin = 0;
+    for (std::size_t uiBlock = 0; uiBlock < name.size(); uiBlock += s_uiBlockLength)
+        for (unsigned int uiDots = dotsFrom(name, uiBlock); uiDots != 0; uiDots &= uiDots - 1)
+        {
+            const std::size_t uiDot = uiBlock + static_cast<unsigned int>(std::countr_zero(uiDots));
+            setComponent(out_components, uiNumComponents++, in_szName + uiBegin, uiDot - uiBegin);
+            uiBegin = uiDot + 1;
+        }
+    if (uiBegin < name.size())
+        setComponent(out_components, uiNumComponents++, in_szName + uiBegin, name.size() - uiBegin);
     return uiNumComponents;
 }
 

@@ -51,8 +51,8 @@ Fallible<unsigned long> LevinsteinDistanceComputer::operator()(const char* in_sz
                                                                unsigned long in_uiMaxCost)
 {
     VELMORA_TRACE_SCOPE(LevinsteinDistanceComputer::operator());
-    VELMORA_ASSERT(in_szStr != 0);
-    VELMORA_ASSERT(in_szRef != 0);
+    VELMORA_ASSERT_TEXT(in_szStr != nullptr, "in_szStr != 0");
+    VELMORA_ASSERT_TEXT(in_szRef != nullptr, "in_szRef != 0");
     if (in_szStr == nullptr || in_szRef == nullptr)
         return {};
 

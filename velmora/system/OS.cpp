@@ -201,7 +201,7 @@ bool OS::isspace(char in_character)
 
 const char* OS::typeIdName(const char* in_szTypeIdName)
 {
-    VELMORA_FILE_ASSERT(in_szTypeIdName != 0);
+    VELMORA_FILE_ASSERT_TEXT(in_szTypeIdName != nullptr, "in_szTypeIdName != 0");
     if (in_szTypeIdName == nullptr)
         return "";
     while (*in_szTypeIdName >= '0' && *in_szTypeIdName <= '9')

@@ -2,12 +2,12 @@
 
 #include <dirent.h>
 #include <fcntl.h>
-#include <signal.h>
 #include <sys/syscall.h>
 #include <unistd.h>
 
 #include <array>
 #include <cerrno>
+#include <csignal>
 #include <cstddef>
 
 namespace Velmora
@@ -113,7 +113,7 @@ void dropHandlers()
     // there is not.
     const pid_t pid = vfork(); // NOLINT(clang-analyzer-security.insecureAPI.vfork)
     if (pid == 0)
-        becomeShell(in_szCommand, former);
+        becomeShell(in_szCommand, former); // NOLINT(clang-analyzer-unix.Vfork)
     const int iError = errno;
     pthread_sigmask(SIG_SETMASK, &former, nullptr);
     errno = iError;

@@ -1,8 +1,8 @@
 #include "velmora/system/SigChldGuard.h"
 
 #include <pthread.h>
-#include <signal.h>
 
+#include <csignal>
 #include <mutex>
 
 namespace Velmora

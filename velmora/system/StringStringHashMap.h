@@ -18,6 +18,7 @@ class VELMORA_API StringStringHashMap
   public:
     using Map = std::unordered_map<std::string, std::string>;
     using value_type = Map::value_type;
+    using size_type = std::size_t;
     using iterator = Map::iterator;
     using const_iterator = Map::const_iterator;
 

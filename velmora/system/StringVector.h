@@ -15,6 +15,8 @@ namespace Velmora
 class VELMORA_API StringVector
 {
   public:
+    using value_type = std::string;
+    using size_type = std::size_t;
     using iterator = std::vector<std::string>::iterator;
     using const_iterator = std::vector<std::string>::const_iterator;
 

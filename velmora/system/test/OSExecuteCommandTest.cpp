@@ -1,0 +1,663 @@
+#include "velmora/system/OS.h"
+
+#include "tests/support/CapturedLog.h"
+#include "tests/support/TemporaryDirectory.h"
+#include "velmora/memory/test/CallbackAppender.h"
+#include "velmora/system/test/SyscallFilter.h"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <fcntl.h>
+#include <signal.h>
+#include <sys/resource.h>
+#include <sys/stat.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <array>
+#include <atomic>
+#include <cerrno>
+#include <csignal>
+#include <cstdlib>
+#include <fstream>
+#include <string>
+#include <thread>
+#include <vector>
+
+namespace
+{
+
+/// Whether there is no limit of descriptors.
+bool s_bUnlimited = false;
+
+/// What a command ends with that goes through all numbers below the limit.
+constexpr int s_iGoesThroughAll = 99;
+
+} // namespace
+
+// Stands before that of the system for the whole process. To go through two thousand million
+// descriptors would take minutes.
+extern "C" [[gnu::visibility("default")]] int getdtablesize() noexcept
+{
+    if (s_bUnlimited)
+        _exit(s_iGoesThroughAll);
+    rlimit limit{};
+    getrlimit(RLIMIT_NOFILE, &limit);
+    return static_cast<int>(limit.rlim_cur);
+}
+
+using namespace Velmora;
+using namespace Velmora::Test;
+using testing::ElementsAre;
+using testing::Not;
+
+namespace
+{
+
+constexpr const char* s_szLogger = "keswardin.infra.os";
+
+int execute(std::string in_strCommand) { return OS::executeCommand(in_strCommand); }
+
+/// The number behind the given text in the first line of the log, -1 without one.
+long numberIn(const CapturedLog& in_log, const std::string& in_strBefore)
+{
+    for (const LogLine& line : in_log.linesOf(s_szLogger))
+        if (line.strText.rfind(in_strBefore, 0) == 0)
+            return std::strtol(line.strText.c_str() + in_strBefore.size(), nullptr, 10);
+    return -1;
+}
+
+/// How often the log has a line.
+std::size_t countOf(const CapturedLog& in_log, const std::string& in_strText)
+{
+    std::size_t uiCount = 0;
+    for (const LogLine& line : in_log.linesOf(s_szLogger))
+        uiCount += line.strText == in_strText ? 1 : 0;
+    return uiCount;
+}
+
+bool isWaiting(const CapturedLog& in_log, const std::string& in_strCommand)
+{
+    for (const LogLine& line : in_log.linesOf(s_szLogger))
+        if (line.strText.rfind("waiting on pid ", 0) == 0 &&
+            line.strText.ends_with(" for cmd: " + in_strCommand))
+            return true;
+    return false;
+}
+
+void waitUntilWaiting(const CapturedLog& in_log, const std::string& in_strCommand)
+{
+    while (!isWaiting(in_log, in_strCommand))
+        std::this_thread::yield();
+}
+
+/// What a process does with a signal, while the object lives.
+class Disposition
+{
+  public:
+    Disposition(int in_iSignal, const struct sigaction& in_action) : m_iSignal(in_iSignal)
+    {
+        sigaction(m_iSignal, &in_action, &m_former);
+    }
+    Disposition(int in_iSignal, void (*in_handler)(int)) : m_iSignal(in_iSignal)
+    {
+        struct sigaction action = {};
+        action.sa_handler = in_handler;
+        sigaction(m_iSignal, &action, &m_former);
+    }
+    ~Disposition() { sigaction(m_iSignal, &m_former, nullptr); }
+    Disposition(const Disposition&) = delete;
+    Disposition& operator=(const Disposition&) = delete;
+
+    static struct sigaction of(int in_iSignal)
+    {
+        struct sigaction action = {};
+        sigaction(in_iSignal, nullptr, &action);
+        return action;
+    }
+
+  private:
+    int m_iSignal;
+    struct sigaction m_former = {};
+};
+
+/// A named pipe from which a command reads its end.
+class Gate
+{
+  public:
+    Gate() { EXPECT_EQ(0, mkfifo(m_directory.file("gate").c_str(), 0600)); }
+
+    /// A command that ends with this code when the gate is opened.
+    [[nodiscard]] std::string command(int in_iExitCode) const
+    {
+        return "read line < " + m_directory.file("gate") + "; exit " + std::to_string(in_iExitCode);
+    }
+    void open() const { std::ofstream(m_directory.file("gate")) << "go\n"; }
+
+  private:
+    TemporaryDirectory m_directory;
+};
+
+/// Descriptors of this process that a command must not have.
+class OpenDescriptors
+{
+  public:
+    explicit OpenDescriptors(const std::vector<int>& in_descriptors) : m_descriptors(in_descriptors)
+    {
+        for (const int iDescriptor : m_descriptors)
+            EXPECT_EQ(iDescriptor, dup2(0, iDescriptor)) << errno;
+    }
+    ~OpenDescriptors()
+    {
+        for (const int iDescriptor : m_descriptors)
+            close(iDescriptor);
+    }
+    OpenDescriptors(const OpenDescriptors&) = delete;
+    OpenDescriptors& operator=(const OpenDescriptors&) = delete;
+
+    /// A command that ends with 0 when it has the standard descriptors and none of these, else with
+    /// 1.
+    [[nodiscard]] std::string command() const
+    {
+        std::string strCommand =
+            "for i in 0 1 2; do [ -e /proc/$$/fd/$i ] || exit 1; done; for i in";
+        for (const int iDescriptor : m_descriptors)
+            strCommand += ' ' + std::to_string(iDescriptor);
+        return strCommand + "; do [ -e /proc/$$/fd/$i ] && exit 1; done; exit 0";
+    }
+
+  private:
+    std::vector<int> m_descriptors;
+};
+
+/// A limit on this process's descriptors.
+class DescriptorLimit
+{
+  public:
+    explicit DescriptorLimit(rlim_t in_uiLimit)
+    {
+        getrlimit(RLIMIT_NOFILE, &m_former);
+        const rlimit limit{in_uiLimit, std::max(in_uiLimit, m_former.rlim_max)};
+        m_bSet = setrlimit(RLIMIT_NOFILE, &limit) == 0;
+    }
+    ~DescriptorLimit() { setrlimit(RLIMIT_NOFILE, &m_former); }
+    DescriptorLimit(const DescriptorLimit&) = delete;
+    DescriptorLimit& operator=(const DescriptorLimit&) = delete;
+
+    [[nodiscard]] bool isSet() const { return m_bSet; }
+
+  private:
+    rlimit m_former{};
+    bool m_bSet;
+};
+
+/// Another file in the place of a descriptor.
+class Redirected
+{
+  public:
+    Redirected(int in_iDescriptor, int in_iInstead)
+        : m_iDescriptor(in_iDescriptor), m_iFormer(dup(in_iDescriptor))
+    {
+        dup2(in_iInstead, m_iDescriptor);
+        close(in_iInstead);
+    }
+    ~Redirected()
+    {
+        dup2(m_iFormer, m_iDescriptor);
+        close(m_iFormer);
+    }
+    Redirected(const Redirected&) = delete;
+    Redirected& operator=(const Redirected&) = delete;
+
+  private:
+    int m_iDescriptor;
+    int m_iFormer;
+};
+
+/// A mask of signals from the status of the command's shell, as in "SigIgn". The shell itself reads
+/// it, since it gives the programs that it starts another mask.
+unsigned long long signalsOfCommand(const std::string& in_strField)
+{
+    const TemporaryDirectory directory;
+    EXPECT_EQ(0, execute("while read name value; do [ $name = " + in_strField +
+                         ": ] && echo $value; done < /proc/self/status > " + directory.file("out") +
+                         "; true"));
+    return std::stoull(directory.read("out"), nullptr, 16);
+}
+
+constexpr unsigned long long bitOf(int in_iSignal) { return 1ULL << (in_iSignal - 1); }
+
+void doNothing(int) {}
+void doNothingWithInformation(int, siginfo_t*, void*) {}
+
+} // namespace
+
+TEST(OSExecuteCommand, GivesTheExitCode)
+{
+    EXPECT_EQ(0, execute("true"));
+    EXPECT_EQ(3, execute("exit 3"));
+    EXPECT_EQ(255, execute("exit 255"));
+}
+
+TEST(OSExecuteCommand, LogsEachStep)
+{
+    const CapturedLog log;
+    EXPECT_EQ(3, execute("exit 3"));
+    const std::string strPid = std::to_string(numberIn(log, "waiting on pid "));
+    EXPECT_THAT(
+        log.lines(),
+        ElementsAre(debugLine(s_szLogger, "waiting on pid " + strPid + " for cmd: exit 3"),
+                    debugLine(s_szLogger, "done waiting, res=" + strPid + " for cmd: exit 3"),
+                    debugLine(s_szLogger, "velmora_system returned 3 for cmd: exit 3")));
+    EXPECT_GT(numberIn(log, "waiting on pid "), 0);
+}
+
+TEST(OSExecuteCommand, LogsNothingAboveDebug)
+{
+    const CapturedLog log(INFO_LOG_LEVEL);
+    execute("exit 3");
+    EXPECT_THAT(log.lines(), ElementsAre());
+}
+
+TEST(OSExecuteCommand, WaitsForAChildOfItsOwn)
+{
+    const CapturedLog log;
+    EXPECT_EQ(0, execute("true"));
+    EXPECT_NE(getpid(), numberIn(log, "waiting on pid "));
+    EXPECT_EQ(-1, waitpid(-1, nullptr, WNOHANG));
+    EXPECT_EQ(ECHILD, errno);
+}
+
+TEST(OSExecuteCommand, GivesMinusOneForACommandThatASignalEnded)
+{
+    const CapturedLog log;
+    EXPECT_EQ(-1, execute("kill -9 $$"));
+    EXPECT_EQ(-1, execute("kill -TERM $$"));
+    EXPECT_EQ(1U, countOf(log, "velmora_system returned -1 for cmd: kill -9 $$"));
+    const std::string strPid = std::to_string(numberIn(log, "waiting on pid "));
+    EXPECT_EQ(1U, countOf(log, "done waiting, res=" + strPid + " for cmd: kill -9 $$"));
+}
+
+TEST(OSExecuteCommand, Gives127ForACommandThatDoesNotExist)
+{
+    EXPECT_EQ(127, execute("/nonexistent/command 2>/dev/null"));
+}
+
+TEST(OSExecuteCommand, Gives1WhereNoShellStarts)
+{
+    // Longer than an argument may be.
+    const CapturedLog log;
+    const std::string strCommand = "exit 3; " + std::string(200000, ' ');
+    EXPECT_EQ(1, execute(strCommand));
+    EXPECT_EQ(1U, countOf(log, "velmora_system returned 1 for cmd: " + strCommand));
+}
+
+TEST(OSExecuteCommand, PassesTheCommandToAShell)
+{
+    EXPECT_EQ(7, execute("a=3; b=4; exit $((a + b))"));
+    EXPECT_EQ(0, execute(""));
+}
+
+TEST(OSExecuteCommand, LetsTheCommandWriteToStandardErrorAndOutput)
+{
+    const TemporaryDirectory directory;
+    {
+        const Redirected errors(2, creat(directory.file("errors").c_str(), 0600));
+        const Redirected output(1, creat(directory.file("output").c_str(), 0600));
+        EXPECT_EQ(0, execute("echo out; echo error >&2"));
+    }
+    EXPECT_EQ("error\n", directory.read("errors"));
+    EXPECT_EQ("out\n", directory.read("output"));
+}
+
+TEST(OSExecuteCommand, LetsTheCommandReadStandardInput)
+{
+    const TemporaryDirectory directory;
+    std::ofstream(directory.file("input")) << "hello\n";
+    const Redirected input(0, open(directory.file("input").c_str(), O_RDONLY));
+    EXPECT_EQ(4, execute("read line; [ \"$line\" = hello ] && exit 4"));
+}
+
+TEST(OSExecuteCommand, ClosesAllOtherDescriptorsInTheCommand)
+{
+    const OpenDescriptors open({20, 21, 22, 50, 51, 127, 128, 900});
+    EXPECT_EQ(0, execute(open.command()));
+}
+
+TEST(OSExecuteCommand, ClosesNoDescriptorInTheParent)
+{
+    const OpenDescriptors open({20, 900});
+    execute("true");
+    EXPECT_NE(-1, fcntl(20, F_GETFD));
+    EXPECT_NE(-1, fcntl(900, F_GETFD));
+}
+
+TEST(OSExecuteCommand, ClosesThemWhereTheirLimitIsAsHighAsItGets)
+{
+    unsigned long uiLargest = 0;
+    std::ifstream("/proc/sys/fs/nr_open") >> uiLargest;
+    const DescriptorLimit limit(uiLargest);
+    if (!limit.isSet())
+        GTEST_SKIP() << "this user may not raise the limit of descriptors";
+    const OpenDescriptors open({20, 100000});
+    EXPECT_EQ(0, execute(open.command()));
+}
+
+TEST(OSExecuteCommand, DoesNotGoThroughThemOneByOneWhereTheirNumberIsUnlimited)
+{
+    s_bUnlimited = true;
+    const OpenDescriptors open({20, 900});
+    EXPECT_EQ(0, execute(open.command()));
+    if (!doWhileCallsFail({{SYS_close_range, ENOSYS}},
+                          [&open] { EXPECT_EQ(0, execute(open.command())); }))
+        GTEST_SKIP() << "the kernel does not filter calls";
+}
+
+TEST(OSExecuteCommand, ClosesThemOnAKernelThatClosesNoRange)
+{
+    const OpenDescriptors open({20, 21, 22, 50, 51, 127, 128, 900});
+    if (!doWhileCallsFail({{SYS_close_range, ENOSYS}},
+                          [&open] { EXPECT_EQ(0, execute(open.command())); }))
+        GTEST_SKIP() << "the kernel does not filter calls";
+}
+
+TEST(OSExecuteCommand, ClosesThemOnAKernelThatClosesNoRangeWhereAllAreInUse)
+{
+    const DescriptorLimit limit(64);
+    std::vector<int> opened;
+    for (int i = dup(0); i != -1; i = dup(0))
+        opened.push_back(i);
+    ASSERT_EQ(63, opened.back());
+    int iResult = -1;
+    const std::string strCommand = "for i in 0 1 2; do [ -e /proc/$$/fd/$i ] || exit 1; done; i=3; "
+                                   "while [ $i -lt 64 ]; do [ -e /proc/$$/fd/$i ] && exit 2; "
+                                   "i=$((i + 1)); done; exit 0";
+    const bool bFiltered =
+        doWhileCallsFail({{SYS_close_range, ENOSYS}}, [&] { iResult = execute(strCommand); });
+    for (const int i : opened)
+        close(i);
+    if (!bFiltered)
+        GTEST_SKIP() << "the kernel does not filter calls";
+    EXPECT_EQ(0, iResult);
+}
+
+TEST(OSExecuteCommand, ClosesThemOneByOneWhereTheKernelDoesNotListThem)
+{
+    const DescriptorLimit limit(1024);
+    const OpenDescriptors open({20, 21, 22, 50, 51, 127, 128, 1023});
+    if (!doWhileCallsFail({{SYS_close_range, ENOSYS}, {SYS_openat, ENOENT, 2, O_DIRECTORY}},
+                          [&open] { EXPECT_EQ(0, execute(open.command())); }))
+        GTEST_SKIP() << "the kernel does not filter calls";
+}
+
+TEST(OSExecuteCommand, ClosesThemOneByOneWhereTheListBreaksOff)
+{
+    const DescriptorLimit limit(1024);
+    const OpenDescriptors open({20, 21, 22, 50, 51, 127, 128, 1023});
+    if (!doWhileCallsFail({{SYS_close_range, ENOSYS}, {SYS_getdents64, EIO}},
+                          [&open] { EXPECT_EQ(0, execute(open.command())); }))
+        GTEST_SKIP() << "the kernel does not filter calls";
+    s_bUnlimited = true;
+    doWhileCallsFail({{SYS_close_range, ENOSYS}, {SYS_getdents64, EIO}},
+                     [] { EXPECT_EQ(s_iGoesThroughAll, execute("true")); });
+}
+
+TEST(OSExecuteCommand, LogsWhenThereIsNoChild)
+{
+    const Disposition ignored(SIGCHLD, SIG_IGN);
+    const CapturedLog log;
+    int iResult = 0;
+    if (!doWhileCallsFail(
+            {{SYS_vfork, EAGAIN}, {SYS_fork, EAGAIN}, {SYS_clone, EAGAIN}, {SYS_clone3, EAGAIN}},
+            [&iResult] { iResult = execute("exit 3"); }))
+        GTEST_SKIP() << "the kernel does not filter calls";
+    EXPECT_EQ(-1, iResult);
+    EXPECT_THAT(log.lines(),
+                ElementsAre(errorLine(s_szLogger, "Fork failed for command exit 3"),
+                            debugLine(s_szLogger, "velmora_system returned -1 for cmd: exit 3")));
+    EXPECT_EQ(SIG_IGN, Disposition::of(SIGCHLD).sa_handler);
+}
+
+TEST(OSExecuteCommand, GivesTheExitCodeWhereChildrenAreIgnored)
+{
+    const Disposition ignored(SIGCHLD, SIG_IGN);
+    EXPECT_EQ(3, execute("exit 3"));
+    EXPECT_EQ(SIG_IGN, Disposition::of(SIGCHLD).sa_handler);
+}
+
+TEST(OSExecuteCommand, GivesTheExitCodeWhereChildrenLeaveNoStatus)
+{
+    struct sigaction action = {};
+    action.sa_handler = SIG_DFL;
+    action.sa_flags = SA_NOCLDWAIT;
+    const Disposition unwaited(SIGCHLD, action);
+    EXPECT_EQ(3, execute("exit 3"));
+    EXPECT_NE(0, Disposition::of(SIGCHLD).sa_flags & SA_NOCLDWAIT);
+}
+
+TEST(OSExecuteCommand, RestoresTheHandlerOfTheProgram)
+{
+    struct sigaction action = {};
+    action.sa_sigaction = &doNothingWithInformation;
+    action.sa_flags = SA_SIGINFO | SA_NODEFER | SA_NOCLDSTOP;
+    sigaddset(&action.sa_mask, SIGUSR1);
+    const Disposition handled(SIGCHLD, action);
+    execute("exit 3");
+    const struct sigaction after = Disposition::of(SIGCHLD);
+    EXPECT_EQ(&doNothingWithInformation, after.sa_sigaction);
+    EXPECT_EQ(SA_SIGINFO | SA_NODEFER | SA_NOCLDSTOP,
+              after.sa_flags & (SA_SIGINFO | SA_NODEFER | SA_NOCLDSTOP | SA_RESTART));
+    EXPECT_EQ(1, sigismember(&after.sa_mask, SIGUSR1));
+}
+
+TEST(OSExecuteCommand, RestoresTheDefault)
+{
+    const Disposition standard(SIGCHLD, SIG_DFL);
+    execute("kill -9 $$");
+    EXPECT_EQ(SIG_DFL, Disposition::of(SIGCHLD).sa_handler);
+}
+
+TEST(OSExecuteCommand, CatchesTheSignalWhileItWaits)
+{
+    const Disposition ignored(SIGCHLD, SIG_IGN);
+    const CapturedLog log;
+    auto handler = SIG_ERR;
+    const CallbackAppender appender(
+        [&handler](const std::string& in_strText)
+        {
+            if (in_strText.rfind("waiting on pid ", 0) == 0)
+                handler = Disposition::of(SIGCHLD).sa_handler;
+        });
+    execute("true");
+    EXPECT_THAT(handler, testing::AllOf(Not(SIG_ERR), Not(SIG_IGN), Not(SIG_DFL)));
+}
+
+TEST(OSExecuteCommand, LeavesTheOtherSignalsOfTheProcess)
+{
+    const Disposition handled(SIGUSR1, &doNothing);
+    const Disposition ignored(SIGUSR2, SIG_IGN);
+    sigset_t before;
+    pthread_sigmask(SIG_SETMASK, nullptr, &before);
+    sigaddset(&before, SIGHUP);
+    pthread_sigmask(SIG_SETMASK, &before, nullptr);
+    execute("true");
+    sigset_t after;
+    pthread_sigmask(SIG_SETMASK, nullptr, &after);
+    for (int i = 1; i < NSIG; ++i)
+        EXPECT_EQ(sigismember(&before, i), sigismember(&after, i)) << i;
+    EXPECT_EQ(&doNothing, Disposition::of(SIGUSR1).sa_handler);
+    EXPECT_EQ(SIG_IGN, Disposition::of(SIGUSR2).sa_handler);
+}
+
+TEST(OSExecuteCommand, GivesTheCommandTheSignalMaskOfTheThread)
+{
+    sigset_t blocked;
+    sigset_t former;
+    sigemptyset(&blocked);
+    sigaddset(&blocked, SIGUSR1);
+    pthread_sigmask(SIG_SETMASK, &blocked, &former);
+    const unsigned long long uiBlocked = signalsOfCommand("SigBlk");
+    pthread_sigmask(SIG_SETMASK, &former, nullptr);
+    EXPECT_EQ(bitOf(SIGUSR1), uiBlocked);
+}
+
+TEST(OSExecuteCommand, GivesTheCommandIgnoredSignalsButNoHandlers)
+{
+    const Disposition handled(SIGUSR1, &doNothing);
+    const Disposition ignored(SIGUSR2, SIG_IGN);
+    EXPECT_EQ(bitOf(SIGUSR2), signalsOfCommand("SigIgn") & (bitOf(SIGUSR1) | bitOf(SIGUSR2)));
+    EXPECT_EQ(0U, signalsOfCommand("SigCgt") & bitOf(SIGUSR1));
+}
+
+TEST(OSExecuteCommand, GivesTheCommandChildrenThatItCanWaitFor)
+{
+    const Disposition ignored(SIGCHLD, SIG_IGN);
+    EXPECT_EQ(0U, signalsOfCommand("SigIgn") & bitOf(SIGCHLD));
+}
+
+TEST(OSExecuteCommand, WaitsAgainAfterASignal)
+{
+    const Disposition handled(SIGUSR1, &doNothing);
+    const CapturedLog log;
+    const Gate gate;
+    const std::string strCommand = gate.command(6);
+    const pthread_t thread = pthread_self();
+    std::thread sender(
+        [&]
+        {
+            waitUntilWaiting(log, strCommand);
+            const std::string strInterrupted = "done waiting, res=-1 for cmd: " + strCommand;
+            while (countOf(log, strInterrupted) < 2)
+            {
+                pthread_kill(thread, SIGUSR1);
+                std::this_thread::yield();
+            }
+            gate.open();
+        });
+    EXPECT_EQ(6, execute(strCommand));
+    sender.join();
+
+    const std::string strPid = std::to_string(numberIn(log, "waiting on pid "));
+    const std::vector<LogLine> lines = log.linesOf(s_szLogger);
+    ASSERT_LE(6U, lines.size());
+    const LogLine waiting =
+        debugLine(s_szLogger, "waiting on pid " + strPid + " for cmd: " + strCommand);
+    EXPECT_EQ(waiting, lines[0]);
+    EXPECT_EQ(debugLine(s_szLogger, "done waiting, res=-1 for cmd: " + strCommand), lines[1]);
+    EXPECT_EQ(waiting, lines[2]);
+    EXPECT_EQ(debugLine(s_szLogger, "velmora_system returned 6 for cmd: " + strCommand),
+              lines.back());
+}
+
+TEST(OSExecuteCommand, GivesMinusOneForAChildThatWasReapedElsewhere)
+{
+    const CapturedLog log;
+    long lReaped = -1;
+    const std::string strBegin = "waiting on pid ";
+    const CallbackAppender appender(
+        [&](const std::string& in_strText)
+        {
+            if (in_strText.rfind(strBegin, 0) == 0)
+                lReaped = waitpid(-1, nullptr, 0);
+        });
+    EXPECT_EQ(-1, execute("exit 3"));
+    EXPECT_THAT(
+        log.lines(),
+        ElementsAre(debugLine(s_szLogger, strBegin + std::to_string(lReaped) + " for cmd: exit 3"),
+                    debugLine(s_szLogger, "done waiting, res=-1 for cmd: exit 3"),
+                    debugLine(s_szLogger, "velmora_system returned -1 for cmd: exit 3")));
+}
+
+TEST(OSExecuteCommand, TakesNoNoticeOfTheErrorThatLoggingLeaves)
+{
+    const CapturedLog log;
+    const CallbackAppender appender(
+        [](const std::string& in_strText)
+        {
+            if (in_strText.rfind("waiting on pid ", 0) == 0)
+                waitpid(-1, nullptr, 0);
+            errno = EINTR;
+        });
+    EXPECT_EQ(-1, execute("exit 3"));
+    EXPECT_EQ(1U, countOf(log, "done waiting, res=-1 for cmd: exit 3"));
+}
+
+TEST(OSExecuteCommand, LeavesTheChildrenOfOtherThreadsAlone)
+{
+    std::atomic<bool> bStop{false};
+    std::atomic<int> iNumChildren{0};
+    std::thread thread(
+        [&]
+        {
+            while (!bStop)
+            {
+                const pid_t pid = fork();
+                if (pid == 0)
+                    _exit(7);
+                int iStatus = 0;
+                EXPECT_EQ(pid, waitpid(pid, &iStatus, 0));
+                EXPECT_EQ(7, WEXITSTATUS(iStatus));
+                ++iNumChildren;
+            }
+        });
+    for (int i = 0; i < 20 || iNumChildren < 20; ++i)
+        EXPECT_EQ(3, execute("exit 3"));
+    bStop = true;
+    thread.join();
+}
+
+TEST(OSExecuteCommand, RunsOnSeveralThreads)
+{
+    std::vector<std::thread> threads;
+    for (int iThread = 0; iThread < 4; ++iThread)
+        threads.emplace_back(
+            [iThread]
+            {
+                for (int i = 0; i < 10; ++i)
+                    EXPECT_EQ(iThread, execute("exit " + std::to_string(iThread)));
+            });
+    for (std::thread& thread : threads)
+        thread.join();
+}
+
+TEST(OSExecuteCommand, RestoresTheHandlerAfterTheLastOfSeveralCommands)
+{
+    const Disposition ignored(SIGCHLD, SIG_IGN);
+    const CapturedLog log;
+    const Gate first;
+    const Gate second;
+    std::thread firstThread([&first] { EXPECT_EQ(1, execute(first.command(1))); });
+    waitUntilWaiting(log, first.command(1));
+    std::thread secondThread([&second] { EXPECT_EQ(2, execute(second.command(2))); });
+    waitUntilWaiting(log, second.command(2));
+    first.open();
+    firstThread.join();
+    EXPECT_NE(SIG_IGN, Disposition::of(SIGCHLD).sa_handler);
+    second.open();
+    secondThread.join();
+    EXPECT_EQ(SIG_IGN, Disposition::of(SIGCHLD).sa_handler);
+}
+
+TEST(OSExecuteCommand, GivesAForkedTwinTheHandlerOfTheProgram)
+{
+    const Disposition ignored(SIGCHLD, SIG_IGN);
+    const CapturedLog log;
+    const Gate gate;
+    std::thread thread([&gate] { EXPECT_EQ(1, execute(gate.command(1))); });
+    waitUntilWaiting(log, gate.command(1));
+    const pid_t pid = fork();
+    if (pid == 0)
+    {
+        const bool bRestored = Disposition::of(SIGCHLD).sa_handler == SIG_IGN;
+        const bool bWorks = execute("exit 5") == 5;
+        const bool bRestoredAgain = Disposition::of(SIGCHLD).sa_handler == SIG_IGN;
+        _exit(bRestored && bWorks && bRestoredAgain ? 0 : 1);
+    }
+    int iStatus = -1;
+    EXPECT_EQ(pid, waitpid(pid, &iStatus, 0));
+    EXPECT_EQ(0, iStatus);
+    gate.open();
+    thread.join();
+    EXPECT_EQ(SIG_IGN, Disposition::of(SIGCHLD).sa_handler);
+}
