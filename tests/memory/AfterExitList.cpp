@@ -81,7 +81,10 @@ void tellStateOfAllocators()
     std::cout << "allocators " << (StaticMemAllocator::getAllocator() != nullptr) << ' '
               << (StaticAccountMemAllocator::getAllocator() != nullptr) << ", account "
               << StaticAccountMemAllocator::getMemAccountInfo(s_szAccount, info) << ", accounts "
-              << hash.size() << '\n';
+              << (hash.empty()             ? "none"
+                  : hash.count("old") != 0 ? "stale"
+                                           : "some")
+              << '\n';
 }
 
 struct InStatics

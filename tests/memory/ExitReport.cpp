@@ -1,8 +1,9 @@
 // Leaves memory behind in both allocators of the process, for the report at exit.
 //
-// exitreport console|appender
+// exitreport idle|console|appender
 //
-// With "appender", the report goes through an appender that itself allocates and releases.
+// With "idle", it leaves nothing: the report is about the library's own memory. With "appender",
+// the report goes through an appender that itself allocates and releases.
 
 #include "velmora/logging/Logger.h"
 #include "velmora/memory/DefaultStaticMemAllocator.h"
@@ -73,6 +74,8 @@ int main(int argc, char** argv)
 {
     if (argc != 2)
         return 2;
+    if (std::strcmp(argv[1], "idle") == 0)
+        return 0;
     if (std::strcmp(argv[1], "console") == 0)
     {
         leaveMemory();

@@ -67,10 +67,14 @@ void expectAccounting(const Environment& in_environment)
     EXPECT_THAT(
         linesOfRun(VELMORA_HELPER_MEMORY_ACCOUNTING, {}, in_environment),
         ElementsAre("forced 1, accounting 1", "forced 1 after a change of the environment",
-                    "allocated: sized : account-id=0 bytes-allocated=100 max-bytes-allocated=100",
-                    "released: sized : account-id=0 bytes-allocated=0 max-bytes-allocated=100",
-                    "allocated: unsized : account-id=1 bytes-allocated=116 max-bytes-allocated=116",
-                    "released: unsized : account-id=1 bytes-allocated=0 max-bytes-allocated=116",
+                    MatchesRegex("allocated: sized : account-id=[0-9]+ bytes-allocated=100 "
+                                 "max-bytes-allocated=100"),
+                    MatchesRegex("released: sized : account-id=[0-9]+ bytes-allocated=0 "
+                                 "max-bytes-allocated=100"),
+                    MatchesRegex("allocated: unsized : account-id=[0-9]+ bytes-allocated=116 "
+                                 "max-bytes-allocated=116"),
+                    MatchesRegex("released: unsized : account-id=[0-9]+ bytes-allocated=0 "
+                                 "max-bytes-allocated=116"),
                     "chunks of 104 bytes without account: 0", "initialized 1"));
 }
 
@@ -119,6 +123,49 @@ std::vector<std::string> withoutBlocks(std::vector<std::string> in_lines)
 {
     std::erase_if(in_lines, [](const std::string& in_strLine)
                   { return in_strLine.rfind("Num malloc ", 0) == 0; });
+    return in_lines;
+}
+
+/// A line of a report that counts chunks, up to its number; the empty text for another line.
+std::string chunkCountOf(const std::string& in_strLine)
+{
+    const std::size_t uiEnd = in_strLine.find("= ");
+    return in_strLine.rfind("Num chunk ", 0) == 0 ? in_strLine.substr(0, uiEnd + 2) : "";
+}
+
+/// What the library itself allocates at load and releases at exit, as the report of a program that
+/// does nothing tells it: the numbers of its lines that count chunks, in order.
+std::vector<long> countsOfLibrary()
+{
+    std::vector<long> result;
+    for (const std::string& line : linesOfRun(VELMORA_HELPER_MEMORY_EXIT_REPORT, {"idle"}))
+        if (const std::string strBegin = chunkCountOf(line); !strBegin.empty())
+            result.push_back(std::stol(line.substr(strBegin.size())));
+    return result;
+}
+
+/// The report of a program, or several, without what the library itself allocates. How many blocks
+/// there are cannot be told of the two apart.
+std::vector<std::string> withoutLibrary(std::vector<std::string> in_lines)
+{
+    const std::vector<long> counts = countsOfLibrary();
+    std::size_t uiIndex = 0;
+    for (std::string& line : in_lines)
+        if (const std::string strBegin = chunkCountOf(line); !strBegin.empty())
+            line = strBegin + std::to_string(std::stol(line.substr(strBegin.size())) -
+                                             counts[uiIndex++ % counts.size()]);
+    EXPECT_EQ(0U, uiIndex % counts.size());
+    return withoutBlocks(std::move(in_lines));
+}
+
+/// Without the lines about the accounts of the library itself.
+std::vector<std::string> withoutAccountsOfLibrary(std::vector<std::string> in_lines)
+{
+    for (const char* const szAccount :
+         {"ParamDefs", "Trie", "ParameterValue", "InternalHashMap", "LMVector<T>"})
+        std::erase_if(
+            in_lines, [szAccount](const std::string& in_strLine)
+            { return in_strLine.rfind(std::string("Memory Account ") + szAccount, 0) == 0; });
     return in_lines;
 }
 
@@ -177,7 +224,8 @@ TEST(MemAccounting, IsOnForAValueThatOnlyBeginsOrEndsLikeFalse)
 TEST(MemAccounting, FaultsAreToldAlsoByAnAppenderThatAllocates)
 {
     EXPECT_THAT(
-        linesOfRun(VELMORA_HELPER_MEMORY_ACCOUNTED_FAULTS, {}, s_accounting),
+        withoutAccountsOfLibrary(
+            linesOfRun(VELMORA_HELPER_MEMORY_ACCOUNTED_FAULTS, {}, s_accounting)),
         ElementsAre(
             MatchesRegex("released twice: " + s_strAddress),
             MatchesRegex("deallocating memory at " + s_strAddress +
@@ -203,7 +251,8 @@ TEST(MemoryAtExit, TheAccountsAndThenAllChunksOfBothAllocatorsAreReported)
                                       "DEBUG - Memory Account returned : max_bytes = 100"};
     appendReport(expected, {{24, 1, 1, 0}, {120, 1, 1, 1}});
     appendReport(expected, {{24, 1, 1, 0}, {32, 0, 0, 1}, {48, 5, 100, 100}, {56, 1, 1, 0}});
-    EXPECT_EQ(expected, linesOfRun(VELMORA_HELPER_MEMORY_EXIT_REPORT, {"console"}));
+    EXPECT_EQ(withoutBlocks(expected),
+              withoutLibrary(linesOfRun(VELMORA_HELPER_MEMORY_EXIT_REPORT, {"console"})));
 }
 
 TEST(MemoryAtExit, AnAppenderThatAllocatesTakesTheReport)
@@ -230,9 +279,9 @@ TEST(MemoryAtExit, StaticDestructorsAllocateAndReleaseAfterTheExitList)
 {
     for (const Environment& environment : {Environment(), s_accounting})
         EXPECT_THAT(linesOfRun(VELMORA_HELPER_MEMORY_AFTER_EXIT_LIST, {}, environment),
-                    ElementsAre("allocators 1 1, account 1, accounts 1",
-                                "allocators 0 0, account 0, accounts 0", "new memory is intact",
-                                "allocators 0 0, account 0, accounts 0", "for no bytes 0 0 0",
+                    ElementsAre("allocators 1 1, account 1, accounts some",
+                                "allocators 0 0, account 0, accounts none", "new memory is intact",
+                                "allocators 0 0, account 0, accounts none", "for no bytes 0 0 0",
                                 "end"));
 }
 
@@ -244,7 +293,7 @@ TEST(MemoryAtExit, DetachedThreadsThatHaveAllocatedMaySleepOn)
         appendReport(expected, {});
         appendReport(expected, {{24, 0, 3, 0}, {40, 0, 30, 30}});
         EXPECT_EQ(withoutBlocks(expected),
-                  withoutBlocks(
+                  withoutLibrary(
                       linesOfRun(VELMORA_HELPER_MEMORY_DETACHED_THREADS, {strHow}, {}, iExitCode)));
     }
 }
@@ -279,7 +328,7 @@ TEST(MemoryOverFork, AChildReportsWhatThreadsOfItsParentDidBefore)
     appendReport(expected, {});
     appendReport(expected, {{24, 0, 2, 1}});
     EXPECT_EQ(withoutBlocks(expected),
-              withoutBlocks(linesOfRun(VELMORA_HELPER_MEMORY_FORK_REPORT)));
+              withoutLibrary(linesOfRun(VELMORA_HELPER_MEMORY_FORK_REPORT)));
 }
 
 TEST(MemoryOverFork, AChildMayHaveThreadsOfItsOwn) { expectForksWithMalloc("100", "threads"); }

@@ -141,8 +141,9 @@ const std::string& ParamDefs::findClosestName(const char* in_szName) const
     unsigned long uiSmallest = std::numeric_limits<unsigned long>::max();
     for (const Definition& definition : m_definitions)
     {
-        const auto [uiShorter, uiLonger] = std::minmax(name.size(), definition.strName.size());
-        if (uiLonger - uiShorter >= uiSmallest)
+        // The difference of the lengths is the least that the distance can be.
+        const std::size_t uiLength = definition.strName.size();
+        if (std::max(name.size(), uiLength) - std::min(name.size(), uiLength) >= uiSmallest)
             continue;
         const unsigned long uiDistance = scan.distance(definition.strName);
         if (uiDistance >= uiSmallest)
