@@ -28,6 +28,8 @@ NAMED_WORKS = [
     ("enabledFileBuffered", "line that is on, file, buffered", "log4cplus", 1.0),
     ("traceScopeOff", "trace scope that is off, own level set", "comparison", 2.0),
     ("initFromText", "`initFromText`, a mix of values", "stream", 1 / 3),
+    ("lookUp", "look-up of each known parameter by name", "Poco", 1.0),
+    ("closestName", "closest known name to one with a wrong letter", "two rows", 0.2),
 ]
 
 

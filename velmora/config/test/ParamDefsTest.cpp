@@ -368,6 +368,36 @@ TEST(ParamDefs, SplitsNamesAsAllOfTheLibraryDoes)
         EXPECT_FALSE(isKnown(defs, szName)) << szName;
 }
 
+TEST(ParamDefs, KnowsTheNamesWithTheComponentsOfARowAndNoOthers)
+{
+    const std::vector<ParameterRow> rows{row("a"),    row("a.b"),   row(".a"),  row("b..a"),
+                                         row("b.b."), row("a.b.b"), row("..b"), row("b.a..")};
+    const ParamDefs defs = tableOf(rows);
+    const auto componentsOf = [](const std::string& in_strName)
+    {
+        std::vector<std::string> components;
+        dottedStringToVector(in_strName.c_str(), components);
+        return components;
+    };
+    int iKnown = 0;
+    // All texts of up to seven of the three characters.
+    std::vector<std::string> names{""};
+    for (std::size_t uiName = 0; uiName < names.size(); ++uiName)
+    {
+        const std::string strName = names[uiName];
+        if (strName.size() < 7)
+            for (const char character : {'a', 'b', '.'})
+                names.push_back(strName + character);
+        const bool bKnown =
+            std::any_of(rows.begin(), rows.end(),
+                        [&](const ParameterRow& in_row)
+                        { return componentsOf(in_row.szName) == componentsOf(strName); });
+        EXPECT_EQ(bKnown, isKnown(defs, strName.c_str())) << '"' << strName << '"';
+        iKnown += bKnown ? 1 : 0;
+    }
+    EXPECT_EQ(15, iKnown) << "each with and without a dot at its end, but for the last row";
+}
+
 TEST(ParamDefs, LooksUpShortNamesAfterLongOnes)
 {
     const ParamDefs defs = tableOf({row("a.b.c.d.e"), row("a.b")});
