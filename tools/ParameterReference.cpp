@@ -193,6 +193,8 @@ std::string defaultOf(const ParameterInfo& in_info)
         return "";
     std::ostringstream text;
     text << in_info.m_defaultValue;
+    if (in_info.m_type == ParameterValue::FLOAT_TYPE && text.str().find('.') == std::string::npos)
+        text << ".0";
     return text.str().empty() ? "empty text" : '`' + text.str() + '`';
 }
 
