@@ -206,6 +206,32 @@ TEST(Lifetime, TheAllocatorsReportBeforeTheLoggersGo)
     EXPECT_THAT(after, Not(Contains(HasSubstr("ChunkAllocator"))));
 }
 
+TEST(Lifetime, TheTableOfParametersIsEmptyAfterTheExitList)
+{
+    const HelperResult result = runHelper(VELMORA_HELPER_LIFETIME_USES_TABLE);
+    EXPECT_EQ(0, result.iExitCode);
+    EXPECT_EQ(0, result.iSignal);
+    EXPECT_EQ("", result.strErrors);
+    const std::string strWhole = "known 1, listed 1 299, deprecated 1, has defaults 1, valid 0, "
+                                 "closest 'keswardin.run.mode', fits 0";
+    const std::string strEmpty = "known 0, listed 1 0, deprecated 0, has defaults 0, valid 0, "
+                                 "closest '', fits 1";
+    EXPECT_THAT(linesWith(result.strOutput, ": known "),
+                ElementsAre("static constructor: " + strWhole, "main: " + strWhole,
+                            "after the exit list: " + strEmpty, "once more: " + strEmpty));
+}
+
+TEST(Lifetime, TheTableOfParametersGivesItsMemoryBackBeforeTheAllocatorsReport)
+{
+    const HelperResult result =
+        runHelper(VELMORA_HELPER_LIFETIME_TRACES_EXIT, {}, {{"VELMORA_MEM_ACCOUNTING", "1"}});
+    EXPECT_EQ(0, result.iExitCode);
+    for (const std::string strAccount : {"ParamDefs", "Trie", "ParameterValue"})
+        EXPECT_THAT(linesWith(result.strOutput, "Memory Account " + strAccount + " : "),
+                    ElementsAre(testing::MatchesRegex("DEBUG - Memory Account " + strAccount +
+                                                      " : max_bytes = [1-9][0-9]*")));
+}
+
 TEST(Lifetime, FileScopeLoggersGoInTheReverseOfTheirComing)
 {
     const HelperResult result = runHelper(VELMORA_HELPER_LIFETIME_TRACES_EXIT);

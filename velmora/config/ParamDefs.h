@@ -11,6 +11,8 @@
 #include <cstddef>
 #include <span>
 #include <string>
+#include <string_view>
+#include <unordered_map>
 #include <vector>
 
 namespace Velmora
@@ -23,8 +25,8 @@ namespace Velmora
 /// other its child, and both are known. A node that is only on the way to others is no known name.
 ///
 /// Lists, warnings and defaults come in the order of the tree's iteration, and of names that are
-/// equally close to a wrong one the first in that order is the closest. A look-up costs one hash
-/// access for each component of the name.
+/// equally close to a wrong one the first in that order is the closest. A look-up costs one hash of
+/// the name.
 ///
 /// Logs on "keswardin.infra.ParameterInfo".
 ///
@@ -73,11 +75,14 @@ class VELMORA_API ParamDefs : public ParameterInfoDB,
     void addParameter(const char* in_szName, ParameterValue::Type in_type, const char* in_szDefault,
                       bool in_bRunTimeSettable, bool in_bDeprecated, const char* in_szDescription);
     void listDefinitions();
+    void indexDefinitions();
     [[nodiscard]] const ParameterInfo* find(const char* in_szName) const;
     [[nodiscard]] const std::string& findClosestName(const char* in_szName) const;
 
     /// In the order of the tree's iteration.
     std::vector<Definition> m_definitions;
+    /// By the names in `m_definitions`.
+    std::unordered_map<std::string_view, const ParameterInfo*> m_index;
 };
 
 } // namespace Velmora

@@ -2,12 +2,14 @@
 
 #include "tests/support/CapturedAssertions.h"
 #include "tests/support/CapturedLog.h"
+#include "velmora/config/ParamDefs.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
 #include <sstream>
 #include <string>
+#include <utility>
 
 using namespace Velmora;
 using namespace Velmora::Test;
@@ -32,6 +34,32 @@ struct ReadLine
     explicit ReadLine(const char* in_szLine,
                       ParameterValue::Type in_target = ParameterValue::UNDEF_TYPE)
         : result(parameter.initFromText(in_szLine, in_target)), strDump(dumped(parameter))
+    {
+    }
+
+    Parameter parameter;
+    ParameterInitResult result;
+    std::string strDump;
+};
+
+/// A table of known parameters of some types.
+const ParamDefs& someParameters()
+{
+    static const ParameterRow s_rows[] = {
+        {"string", ParameterValue::STRING_TYPE, nullptr, false, false, nullptr},
+        {"int", ParameterValue::INT_TYPE, nullptr, false, false, nullptr},
+        {"bool", ParameterValue::BOOL_TYPE, nullptr, false, false, nullptr},
+        {"float", ParameterValue::FLOAT_TYPE, nullptr, false, false, nullptr},
+        {"path.int", ParameterValue::INT_TYPE, nullptr, false, false, nullptr}};
+    static const ParamDefs s_defs(s_rows);
+    return s_defs;
+}
+
+/// Reads a line by that table and tells what came of it.
+struct ReadKnownLine
+{
+    explicit ReadKnownLine(const char* in_szLine)
+        : result(parameter.initFromText(in_szLine, someParameters())), strDump(dumped(parameter))
     {
     }
 
@@ -272,6 +300,79 @@ TEST(Parameter, ReadsNothingFromALineWithoutAnEqualsSign)
     EXPECT_EQ(read.strDump, "name= type=UNDEF");
     EXPECT_EQ(ReadLine(nullptr).result, INIT_UNDEFINED);
     EXPECT_THAT(log.lines(), IsEmpty());
+}
+
+// Lines with a table of known parameters
+
+TEST(Parameter, ReadsALineByTheTypeOfTheKnownParameter)
+{
+    const CapturedLog log;
+    for (const auto& [szLine, szDump] :
+         {std::pair(" string = 123 ", "name=string type=STRING value=123"),
+          std::pair("int=123", "name=int type=INT value=123"),
+          std::pair("bool=TRUE", "name=bool type=BOOL value=true"),
+          std::pair("float=7", "name=float type=FLOAT value=7"),
+          std::pair("string=true", "name=string type=STRING value=true"),
+          std::pair("string=", "name=string type=STRING value="),
+          std::pair("path.int=0x1F", "name=path.int type=INT value=31"),
+          std::pair("string = a = b", "name=string type=STRING value=a = b")})
+    {
+        const ReadKnownLine read(szLine);
+        EXPECT_EQ(read.result, INIT_OK) << szLine;
+        EXPECT_EQ(read.strDump, szDump);
+    }
+    EXPECT_THAT(log.lines(), IsEmpty());
+}
+
+TEST(Parameter, TellsWhenTheTextDoesNotFitTheKnownParameter)
+{
+    const CapturedLog log;
+    for (const auto& [szLine, szDump] : {std::pair("int=12.5", "name=int type=FLOAT value=12.5"),
+                                         std::pair("int=", "name=int type=STRING value="),
+                                         std::pair("bool=1", "name=bool type=INT value=1"),
+                                         std::pair("float=0", "name=float type=INT value=0"),
+                                         std::pair("string=0x1F", "name=string type=INT value=31")})
+    {
+        const ReadKnownLine read(szLine);
+        EXPECT_EQ(read.result, INIT_WRONG_TYPE) << szLine;
+        EXPECT_EQ(read.strDump, szDump);
+    }
+    EXPECT_THAT(log.lines(), IsEmpty());
+}
+
+TEST(Parameter, ReadsAnUnknownNameAsTheValueLooks)
+{
+    const CapturedLog log;
+    for (const auto& [szLine, szDump] :
+         {std::pair("unknown=123", "name=unknown type=INT value=123"),
+          std::pair("Int=text", "name=Int type=STRING value=text"),
+          std::pair("path=true", "name=path type=BOOL value=true"),
+          std::pair("=2.5", "name= type=FLOAT value=2.5")})
+    {
+        const ReadKnownLine read(szLine);
+        EXPECT_EQ(read.result, INIT_UNKNOWN_PARAMETER) << szLine;
+        EXPECT_EQ(read.strDump, szDump);
+    }
+    EXPECT_THAT(log.lines(), IsEmpty());
+}
+
+TEST(Parameter, ReadsNothingByATableFromALineWithoutAnEqualsSign)
+{
+    const CapturedLog log;
+    const ReadKnownLine read("int 7");
+    EXPECT_EQ(read.result, INIT_UNDEFINED);
+    EXPECT_EQ(read.strDump, "name= type=UNDEF");
+    EXPECT_EQ(ReadKnownLine(nullptr).result, INIT_UNDEFINED);
+    EXPECT_THAT(log.lines(), IsEmpty());
+}
+
+TEST(Parameter, ReadsALineByTheTableOfTheProcess)
+{
+    Parameter parameter;
+    EXPECT_EQ(
+        parameter.initFromText("keswardin.pstn.input.gain.dB = 3", ParameterInfoDB::getInstance()),
+        INIT_OK);
+    EXPECT_EQ(dumped(parameter), "name=keswardin.pstn.input.gain.dB type=FLOAT value=3");
 }
 
 // Output

@@ -1,0 +1,58 @@
+// Uses the table of known parameters in main, and in a static destructor after it has closed the
+// ACE object manager itself. Writes what it finds to standard output.
+
+#include "velmora/config/ParameterHashMap.h"
+#include "velmora/config/ParameterInfoDB.h"
+#include "velmora/logging/Logger.h"
+
+#include <ace/Object_Manager.h>
+
+#include <iostream>
+#include <string>
+#include <vector>
+
+namespace
+{
+
+using namespace Velmora;
+
+void tellTable(const char* in_szWhen)
+{
+    const ParameterInfoDB& table = ParameterInfoDB::getInstance();
+    ParameterInfo info;
+    const bool bKnown = table.retrieve("keswardin.run.mode", info);
+    std::vector<ParameterInfoWithName> infos;
+    const bool bListed = table.retrieve(".", infos);
+    ParameterHashMap configuration;
+    configuration.setStringParameter("keswardin.sip.transport", "tcp");
+    const bool bDeprecated = table.warnOnDeprecated(configuration);
+    table.addDefaultsToConfig(configuration, false);
+    std::string strClosest;
+    const bool bValid = table.validateParamName("keswardin.run.mods", strClosest);
+    ParameterValue value;
+    value = 7;
+    const bool bFits = table.validateParamValue("keswardin.traceShutdown", value);
+    std::cout << in_szWhen << ": known " << bKnown << ", listed " << bListed << ' ' << infos.size()
+              << ", deprecated " << bDeprecated << ", has defaults " << (configuration.size() > 1)
+              << ", valid " << bValid << ", closest '" << strClosest << "', fits " << bFits
+              << std::endl;
+}
+
+struct InStatics
+{
+    InStatics() { tellTable("static constructor"); }
+    ~InStatics()
+    {
+        tellTable("after the exit list");
+        tellTable("once more");
+    }
+} s_inStatics;
+
+} // namespace
+
+int main()
+{
+    Logger().setLogLevel(FATAL_LOG_LEVEL);
+    tellTable("main");
+    return ACE_Object_Manager::instance()->fini();
+}
