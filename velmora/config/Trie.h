@@ -37,6 +37,8 @@ class VELMORA_API TrieNoT
 /// Neither of two tries in an assignment may lie inside the other.
 ///
 /// Ownership: a node owns its children, which are charged to the account "Trie". Copies are deep.
+/// A trie must not outlive the allocators, which go with the exit list: one that lives as long as
+/// the process is emptied by an entry of that list and never destroyed.
 /// Failure: `std::bad_alloc` when there is no memory. What `K`, `D` and `H` throw comes out of the
 /// operation: a failed insertion or copy then has changed nothing (but may have grown a table); a
 /// failed assignment leaves each node as it was or as it should become.

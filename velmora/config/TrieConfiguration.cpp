@@ -17,7 +17,7 @@ TrieConfiguration::~TrieConfiguration() = default;
 
 void TrieConfiguration::getParameter(const char* in_szParamName, ParameterValue& out_value) const
 {
-    VELMORA_FILE_ASSERT(in_szParamName != 0);
+    VELMORA_FILE_ASSERT_TEXT(in_szParamName != nullptr, "in_szParamName != 0");
     if (in_szParamName == nullptr)
         return;
     const std::string_view strName(in_szParamName);
@@ -27,7 +27,7 @@ void TrieConfiguration::getParameter(const char* in_szParamName, ParameterValue&
 
 bool TrieConfiguration::setParameter(const char* in_szParamName, const ParameterValue& in_value)
 {
-    VELMORA_FILE_ASSERT(in_szParamName != 0);
+    VELMORA_FILE_ASSERT_TEXT(in_szParamName != nullptr, "in_szParamName != 0");
     if (in_szParamName == nullptr)
         return false;
     const std::string_view strName(in_szParamName);

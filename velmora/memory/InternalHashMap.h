@@ -67,8 +67,8 @@ class VELMORA_API InternalHashMapNoT
     template <class Word>
     static bool isSameWord(const char* in_pLeft, const char* in_pRight) noexcept
     {
-        Word left;
-        Word right;
+        Word left = 0;
+        Word right = 0;
         std::memcpy(&left, in_pLeft, sizeof(Word));
         std::memcpy(&right, in_pRight, sizeof(Word));
         return left == right;

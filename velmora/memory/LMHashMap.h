@@ -18,7 +18,8 @@ namespace Velmora
 /// `InternalHashMap`.
 ///
 /// Ownership: owns the table, but has no destructor: its owner calls `destroy`. The table is
-/// charged to the account "InternalHashMap", its block to "LMVector<T>".
+/// charged to the account "InternalHashMap", its block to "LMVector<T>". Both go with the
+/// allocators, on the exit list; a map that is still there must not be used afterwards.
 /// Failure and thread-safety: as `InternalHashMap`.
 template <class K, class D, class H = LMHashFcn<K>>
 class VELMORA_API LMHashMap

@@ -233,7 +233,7 @@ class VELMORA_API LMVector
 
     std::uint64_t getCount() const
     {
-        std::uint64_t uiCount;
+        std::uint64_t uiCount = 0;
         std::memcpy(&uiCount, trailer(), sizeof(uiCount));
         return uiCount;
     }
