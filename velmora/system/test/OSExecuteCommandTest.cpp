@@ -387,6 +387,7 @@ TEST(OSExecuteCommand, ClosesThemOnAKernelThatClosesNoRange)
 TEST(OSExecuteCommand, ClosesThemOnAKernelThatClosesNoRangeWhereAllAreInUse)
 {
     const DescriptorLimit limit(64);
+    const Unlimited unlimited;
     const std::string strCommand = "for i in 0 1 2; do [ -e /proc/$$/fd/$i ] || exit 1; done; i=3; "
                                    "while [ $i -lt 64 ]; do [ -e /proc/$$/fd/$i ] && exit 2; "
                                    "i=$((i + 1)); done; exit 0";
