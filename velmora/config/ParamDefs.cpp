@@ -104,13 +104,14 @@ void ParamDefs::addParameter(const char* in_szName, ParameterValue::Type in_type
 
 void ParamDefs::listDefinitions()
 {
-    const Tree& tree = *this;
-    for (Tree::const_iterator node = tree.begin(); node != tree.end(); ++node)
+    Tree::const_iterator iter(*this);
+    for (; const Tree* const pNode = iter.node(); ++iter)
     {
-        if (node.data().m_type == ParameterValue::UNDEF_TYPE)
+        const ParameterInfo& info = pNode->data();
+        if (info.m_type == ParameterValue::UNDEF_TYPE)
             continue;
-        m_definitions.push_back({{}, &node.data()});
-        vectorToDottedString(node.key(), m_definitions.back().strName);
+        m_definitions.push_back({{}, &info});
+        vectorToDottedString(iter.key(), m_definitions.back().strName);
     }
 }
 
