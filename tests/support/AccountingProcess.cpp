@@ -9,7 +9,9 @@
 
 #include <chrono>
 #include <filesystem>
+#include <list>
 #include <string>
+#include <utility>
 
 namespace Velmora::Test
 {
@@ -20,11 +22,53 @@ namespace
 /// For the longest of these tests in a build with a sanitizer.
 constexpr std::chrono::seconds s_limit(280);
 
-MemAccountInfo infoOf(const char* in_szAccountName)
+/// Makes what the library itself holds in an account the most that it ever held there, for as long
+/// as it lives: whatever a test adds is then the maximum.
+class Ballast
+{
+  public:
+    Ballast(std::string in_strAccountName, const MemAccountInfo& in_info)
+        : m_strAccountName(std::move(in_strAccountName)),
+          m_uiSize(static_cast<std::size_t>(in_info.iMaximum - in_info.iBalance)),
+          m_pMemory(DefaultStaticMemAllocator::allocate(m_uiSize, m_strAccountName.c_str()))
+    {
+    }
+    ~Ballast()
+    {
+        DefaultStaticMemAllocator::deallocate(m_pMemory, m_uiSize, m_strAccountName.c_str());
+    }
+    Ballast(const Ballast&) = delete;
+    Ballast& operator=(const Ballast&) = delete;
+
+  private:
+    std::string m_strAccountName;
+    std::size_t m_uiSize;
+    void* m_pMemory;
+};
+
+/// What the accounts held when the body of the test began, with the ballast.
+MemAccountInfoHash s_heldBefore;
+
+void runBody(const std::function<void()>& in_body)
+{
+    StaticAccountMemAllocator::getMemAccountInfo(s_heldBefore);
+    std::list<Ballast> ballast;
+    for (auto& [strName, info] : s_heldBefore)
+    {
+        ballast.emplace_back(strName, info);
+        info.iBalance = info.iMaximum;
+    }
+    in_body();
+}
+
+/// The present figure of an account less what it was when the body began.
+int sinceBody(const char* in_szAccountName, int MemAccountInfo::*in_pFigure)
 {
     MemAccountInfo info;
-    return StaticAccountMemAllocator::getMemAccountInfo(in_szAccountName, info) ? info
-                                                                                : MemAccountInfo();
+    if (!StaticAccountMemAllocator::getMemAccountInfo(in_szAccountName, info))
+        return 0;
+    const auto before = s_heldBefore.find(in_szAccountName);
+    return info.*in_pFigure - (before == s_heldBefore.end() ? 0 : before->second.iBalance);
 }
 
 } // namespace
@@ -32,7 +76,7 @@ MemAccountInfo infoOf(const char* in_szAccountName)
 void inAccountingProcess(const std::function<void()>& in_body)
 {
     if (DefaultStaticMemAllocator::isAccountingMemory())
-        return in_body();
+        return runBody(in_body);
     const testing::TestInfo& test = *testing::UnitTest::GetInstance()->current_test_info();
     const HelperResult result =
         runHelper(std::filesystem::read_symlink("/proc/self/exe"),
@@ -42,8 +86,14 @@ void inAccountingProcess(const std::function<void()>& in_body)
     EXPECT_NE(result.strOutput.find("[  PASSED  ] 1 test."), std::string::npos);
 }
 
-int bytesHeld(const char* in_szAccountName) { return infoOf(in_szAccountName).iBalance; }
+int bytesHeld(const char* in_szAccountName)
+{
+    return sinceBody(in_szAccountName, &MemAccountInfo::iBalance);
+}
 
-int mostBytesHeld(const char* in_szAccountName) { return infoOf(in_szAccountName).iMaximum; }
+int mostBytesHeld(const char* in_szAccountName)
+{
+    return sinceBody(in_szAccountName, &MemAccountInfo::iMaximum);
+}
 
 } // namespace Velmora::Test

@@ -10,7 +10,8 @@ namespace Velmora::Test
 /// failure of the test.
 void inAccountingProcess(const std::function<void()>& in_body);
 
-/// The bytes that an account holds now, and the most it ever held; 0 for an account without use.
+/// The bytes that an account holds now, and the most it ever held, without what the library itself
+/// held when the body began; 0 for an account without use.
 int bytesHeld(const char* in_szAccountName);
 int mostBytesHeld(const char* in_szAccountName);
 

@@ -589,8 +589,8 @@ TEST_F(ParameterTrieFiles, ANameThatIsNoExpressionHasNoDefiningLine)
 
 TEST_F(ParameterTrieFiles, TheTextOfADefiningLineIsAFormat)
 {
-    Lines unresolved;
-    EXPECT_TRUE(read("x=${b}\nb=[$&]\\t${c}\n", &unresolved));
+    Lines unresolved{"x=${b}", "b=[$&]\\t${c}"};
+    EXPECT_TRUE(read("", &unresolved));
     EXPECT_EQ("x=[${b}]\t${c}", unresolved.at(0));
 }
 
