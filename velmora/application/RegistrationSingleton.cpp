@@ -27,7 +27,7 @@ std::string& RegistrationSingleton::s_strScratchName = *new std::string;
 bool RegistrationSingleton::registerInstance(const char* in_szName, TSHandle<Object> in_hObject)
 {
     VELMORA_FILE_TRACE_SCOPE(RegistrationSingleton::registerInstance);
-    VELMORA_FILE_ASSERT(in_szName != 0);
+    VELMORA_FILE_ASSERT_TEXT(in_szName != nullptr, "in_szName != 0");
     if (in_szName == nullptr)
         return false;
     const ACE_Guard<ACE_Thread_Mutex> guard(s_mutex);
@@ -40,7 +40,7 @@ bool RegistrationSingleton::registerInstance(const char* in_szName, TSHandle<Obj
 bool RegistrationSingleton::deregister(const char* in_szName)
 {
     VELMORA_FILE_TRACE_SCOPE(RegistrationSingleton::deregister);
-    VELMORA_FILE_ASSERT(in_szName != 0);
+    VELMORA_FILE_ASSERT_TEXT(in_szName != nullptr, "in_szName != 0");
     if (in_szName == nullptr)
         return false;
     // Let go after the mutex, as the destructor of an object may come here again.
@@ -59,7 +59,7 @@ std::vector<TSHandle<Object>> RegistrationSingleton::getInstances(const char* in
 {
     VELMORA_FILE_TRACE_SCOPE(RegistrationSingleton::getInstances);
     std::vector<TSHandle<Object>> result;
-    VELMORA_FILE_ASSERT(in_szName != 0);
+    VELMORA_FILE_ASSERT_TEXT(in_szName != nullptr, "in_szName != 0");
     if (in_szName == nullptr)
         return result;
     const ACE_Guard<ACE_Thread_Mutex> guard(s_mutex);

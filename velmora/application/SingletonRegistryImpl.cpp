@@ -8,14 +8,24 @@
 namespace Velmora
 {
 
+namespace
+{
+
+bool isName(const char* in_szName)
+{
+    const Assertion assertion(in_szName != nullptr, "in_szName != 0", __FILE__, __LINE__);
+    return in_szName != nullptr;
+}
+
+} // namespace
+
 SingletonRegistryImpl::SingletonRegistryImpl() = default;
 
 SingletonRegistryImpl::~SingletonRegistryImpl() = default;
 
 void* SingletonRegistryImpl::find(const char* in_szName) const
 {
-    VELMORA_PLAIN_ASSERT(in_szName != 0);
-    if (in_szName == nullptr)
+    if (!isName(in_szName))
         return nullptr;
     const ACE_Guard<ACE_Thread_Mutex> guard(m_mutex);
     const auto found = m_objectHash.find(in_szName);
@@ -25,8 +35,7 @@ void* SingletonRegistryImpl::find(const char* in_szName) const
 void* SingletonRegistryImpl::insert(const char* in_szName, void* in_pObject,
                                     void (*in_pCleanup)(void*, void*), void* in_pParam)
 {
-    VELMORA_PLAIN_ASSERT(in_szName != 0);
-    if (in_pObject == nullptr || in_szName == nullptr)
+    if (!isName(in_szName) || in_pObject == nullptr)
         return nullptr;
     const ACE_Guard<ACE_Thread_Mutex> guard(m_mutex);
     const auto [entry, bNew] = m_objectHash.emplace(in_szName, in_pObject);

@@ -280,7 +280,7 @@ bool ParameterTrie::substituteEnvVarsInValues()
 bool ParameterTrie::substituteEnvVarsInKeys()
 {
     ParameterTrie changed;
-    for (const_iterator iter = std::as_const(*this).begin(); iter != end(); ++iter)
+    for (const_iterator iter = std::as_const(*this).begin(); iter.node() != nullptr; ++iter)
     {
         if (!iter.data().defined())
             continue;

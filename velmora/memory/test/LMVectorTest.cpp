@@ -392,7 +392,8 @@ TEST(LMVector, TheDestructorDestroysWhatIsLeft)
 
 TEST(LMVector, RefusesASizeThatDoesNotFitMemory)
 {
-    EXPECT_THROW(LMVector<std::uint64_t>(std::numeric_limits<std::size_t>::max()), std::bad_alloc);
+    const std::size_t uiTooMany = std::numeric_limits<std::size_t>::max();
+    EXPECT_THROW(LMVector<std::uint64_t>{uiTooMany}, std::bad_alloc);
     EXPECT_THROW(LMVector<std::uint64_t>(std::size_t{1} << 61), std::bad_alloc);
     LMVector<std::uint64_t> vector(1);
     vector[0] = 7;
