@@ -233,7 +233,7 @@ std::ostream& ParameterTrie::writeImpl(std::ostream& out_stream, char in_cSepara
 {
     bool bFirst = true;
     std::string strName;
-    for (const_iterator iter = begin(); iter != end(); ++iter)
+    for (const_iterator iter = begin(); iter.node() != nullptr; ++iter)
     {
         if (!iter.data().defined())
             continue;
@@ -249,7 +249,7 @@ std::ostream& ParameterTrie::writeImpl(std::ostream& out_stream, char in_cSepara
 void ParameterTrie::convertTo(log4cplus::helpers::Properties& out_properties) const
 {
     std::string strName;
-    for (const_iterator iter = begin(); iter != end(); ++iter)
+    for (const_iterator iter = begin(); iter.node() != nullptr; ++iter)
     {
         if (!iter.data().defined())
             continue;
@@ -261,7 +261,7 @@ void ParameterTrie::convertTo(log4cplus::helpers::Properties& out_properties) co
 bool ParameterTrie::substituteEnvVarsInValues()
 {
     std::string strChanged;
-    for (iterator iter = begin(); iter != end(); ++iter)
+    for (iterator iter = begin(); iter.node() != nullptr; ++iter)
     {
         if (iter.data().getType() != ParameterValue::STRING_TYPE)
             continue;
