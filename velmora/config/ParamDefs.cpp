@@ -6,7 +6,6 @@
 #include "velmora/config/ParamDefsTable.h"
 #include "velmora/logging/LibraryLoggers.h"
 #include "velmora/logging/LogMacros.h"
-#include "velmora/memory/DefaultStaticMemAllocator.h"
 #include "velmora/system/BoostRegex.h"
 #include "velmora/system/DottedName.h"
 #include "velmora/system/LevinsteinDistanceScan.h"
@@ -61,16 +60,6 @@ ParamDefs::ParamDefs(std::span<const ParameterRow> in_rows)
 }
 
 ParamDefs::~ParamDefs() = default;
-
-void* ParamDefs::operator new(std::size_t in_uiSize)
-{
-    return DefaultStaticMemAllocator::allocate(in_uiSize, s_szAccountName);
-}
-
-void ParamDefs::operator delete(void* in_pMemory, std::size_t in_uiSize)
-{
-    DefaultStaticMemAllocator::deallocate(in_pMemory, in_uiSize, s_szAccountName);
-}
 
 void ParamDefs::addParameter(const char* in_szName, ParameterValue::Type in_type,
                              const char* in_szDefault, bool in_bRunTimeSettable,

@@ -4,11 +4,11 @@
 #include "velmora/config/ParameterInfoDB.h"
 #include "velmora/config/ParameterRow.h"
 #include "velmora/config/Trie.h"
+#include "velmora/memory/InAccount.h"
 #include "velmora/memory/LMHashMap.h"
 
 #include <ace/Cleanup.h>
 
-#include <cstddef>
 #include <span>
 #include <string>
 #include <string_view>
@@ -38,7 +38,8 @@ namespace Velmora
 /// Thread-safety: a table never changes once it is built.
 class VELMORA_API ParamDefs : public ParameterInfoDB,
                               private Trie<std::string, ParameterInfo, LMHashFcn<std::string>>,
-                              public ACE_Cleanup
+                              public ACE_Cleanup,
+                              public InAccount<"ParamDefs">
 {
   public:
     /// All known parameters.
@@ -55,12 +56,6 @@ class VELMORA_API ParamDefs : public ParameterInfoDB,
     bool warnOnDeprecated(const ROConfiguration& in_configuration) const override;
     bool validateParamName(const char* in_szName, std::string& out_strName) const override;
     bool validateParamValue(const char* in_szName, ParameterValue& inout_value) const override;
-
-    static void* operator new(std::size_t in_uiSize);
-    static void operator delete(void* in_pMemory, std::size_t in_uiSize);
-
-  protected:
-    static constexpr const char* s_szAccountName = "ParamDefs";
 
   private:
     using Tree = Trie<std::string, ParameterInfo, LMHashFcn<std::string>>;

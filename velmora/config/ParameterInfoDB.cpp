@@ -21,7 +21,7 @@ class ParamDefsOfProcess final : public ParamDefs
   public:
     ParamDefsOfProcess()
     {
-        ACE_Object_Manager::at_exit(static_cast<ACE_Cleanup*>(this), nullptr, s_szAccountName);
+        ACE_Object_Manager::at_exit(static_cast<ACE_Cleanup*>(this), nullptr, "ParamDefs");
     }
 
     ~ParamDefsOfProcess() override { s_pInstance.store(nullptr, std::memory_order_release); }

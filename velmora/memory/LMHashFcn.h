@@ -9,8 +9,12 @@
 namespace Velmora
 {
 
-/// The hash function of the maps of this room for a type of keys. It is cheap, and no defence
-/// against keys that were chosen to collide.
+/// The hash function of the maps of this room: a functor without state that makes a number of a key
+/// of type `K`. It exists for the two types of keys below; maps with others bring their own. It is
+/// cheap, nobody keeps what it gives, and it is no defence against keys that were chosen to
+/// collide.
+///
+/// Thread-safety: may be called on any thread.
 template <class K>
 struct VELMORA_API LMHashFcn;
 
@@ -24,7 +28,8 @@ struct VELMORA_API LMHashFcn<char>
     }
 };
 
-/// From 0, for each character `h = 5 * h + c`, with the character's value as above.
+/// From 0, for each character `h = 5 * h + c`, with the character's value as above. Takes views, so
+/// that a part of a longer text is looked up without a copy of it.
 template <>
 struct VELMORA_API LMHashFcn<std::string>
 {
