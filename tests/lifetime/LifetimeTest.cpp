@@ -8,7 +8,6 @@
 #include <chrono>
 #include <fstream>
 #include <set>
-#include <sstream>
 #include <string>
 #include <vector>
 
@@ -26,15 +25,6 @@ using testing::StartsWith;
 
 /// Forking is slow under a sanitizer.
 constexpr std::chrono::seconds s_forksLimit(200);
-
-std::vector<std::string> linesOf(const std::string& in_strText)
-{
-    std::vector<std::string> result;
-    std::istringstream text(in_strText);
-    for (std::string line; std::getline(text, line);)
-        result.push_back(line);
-    return result;
-}
 
 std::vector<std::string> linesWith(const std::string& in_strText, const std::string& in_strPart)
 {

@@ -6,7 +6,6 @@
 #include <chrono>
 #include <cstdio>
 #include <map>
-#include <sstream>
 #include <string>
 #include <utility>
 #include <vector>
@@ -29,15 +28,6 @@ using testing::MatchesRegex;
 using Environment = std::vector<std::pair<std::string, std::string>>;
 
 const Environment s_accounting{{"VELMORA_MEM_ACCOUNTING", "1"}};
-
-std::vector<std::string> linesOf(const std::string& in_strText)
-{
-    std::vector<std::string> result;
-    std::istringstream text(in_strText);
-    for (std::string line; std::getline(text, line);)
-        result.push_back(line);
-    return result;
-}
 
 /// Runs a program that must end with the given exit code and without complaint, and gives the lines
 /// that it wrote.

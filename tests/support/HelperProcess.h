@@ -29,4 +29,7 @@ HelperResult runHelper(const std::string& in_strProgram,
                        const std::vector<std::pair<std::string, std::string>>& in_environment = {},
                        std::chrono::seconds in_limit = std::chrono::seconds(60));
 
+/// The lines of what a process wrote.
+std::vector<std::string> linesOf(const std::string& in_strText);
+
 } // namespace Velmora::Test
