@@ -13,6 +13,7 @@
 #include <cstddef>
 #include <cstdint>
 #include <cstdlib>
+#include <cstring>
 #include <iostream>
 #include <sstream>
 #include <string>
@@ -47,12 +48,12 @@ Lines writtenLines(const ParameterTrie& in_trie)
 }
 
 /// Whether a line brings back the parameter that wrote it: the name must not look like a comment,
-/// nor end in an empty component.
+/// nor end in an empty component, nor in blanks, which a read trims ("a. .", read once, is "a. ").
 bool comesBack(const std::string& in_strLine)
 {
     const std::size_t uiEquals = in_strLine.find('=');
-    return uiEquals != std::string::npos && uiEquals != 0 && in_strLine[uiEquals - 1] != '.' &&
-           in_strLine[0] != '#';
+    return uiEquals != std::string::npos && uiEquals != 0 &&
+           std::strchr(". \t\v\f\r", in_strLine[uiEquals - 1]) == nullptr && in_strLine[0] != '#';
 }
 
 Lines writtenAfterReading(const Lines& in_lines, const ParameterInfoDB* in_pDB)
