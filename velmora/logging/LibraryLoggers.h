@@ -31,7 +31,8 @@
     entry(ACE_Date_Time_Helpers, "keswardin.infra.ACE_Date_Time_Helpers") \
     entry(ParameterTrie, "keswardin.infra.ParameterTrie")                 \
     entry(LoggingIdEvent, "keswardin.infra.LoggingIdEvent")               \
-    entry(LoggingIdLogger, "keswardin.infra.LoggingIdLogger")
+    entry(LoggingIdLogger, "keswardin.infra.LoggingIdLogger")             \
+    entry(DottedRevision, "keswardin.infra.DottedRevision")
 // clang-format on
 
 namespace Velmora::LibraryLoggers
