@@ -44,13 +44,11 @@ void LoggingIdEvent::fill(const std::string& in_strLogger, LogLevel in_logLevel,
 {
     m_strRawMessage = in_strMessage;
     copyLoggingIds(in_pIdsBegin, in_pIdsEnd);
-    // Given the file's name, it would make a string of it for each line. Its own copy of the
-    // message is overwritten in place.
-    setLoggingEvent(in_strLogger, in_logLevel, in_strMessage, nullptr, in_iLine);
+    // Given the file's name, it would make a string of it for each line.
+    setLoggingEvent(in_strLogger, in_logLevel, std::string(), nullptr, in_iLine);
     if (in_szFile != nullptr)
         file = in_szFile;
-    if (m_uiLoggingIdVecSize != 0)
-        computeMessage();
+    computeMessage();
 }
 
 void LoggingIdEvent::copyLoggingIds(const std::string* in_pIdsBegin, const std::string* in_pIdsEnd)

@@ -19,6 +19,7 @@ namespace
 {
 
 constexpr std::string_view s_strCallIdPrefix = LoggingIdEvent::s_szCallIdPrefix;
+constexpr const char* s_szNoCallId = "LoggingIdLogger::???CallId???";
 
 /// More identifiers than these are more than a logger ever needs.
 constexpr std::size_t s_uiUsualLoggingIds = 10;
@@ -101,7 +102,10 @@ void LoggingIdLogger::appendLoggingId(std::string_view in_strPrefix, const char*
     else
         // The text is made first, since the identifier may be part of a string that now moves.
         m_pLoggingIdVector->push_back(std::string(in_strPrefix).append(in_szId));
-    VELMORA_FILE_ASSERT(m_uiLoggingIdVecSize < m_pLoggingIdVector->size());
+    const bool bAdded = m_uiLoggingIdVecSize < m_pLoggingIdVector->size();
+    VELMORA_FILE_ASSERT_TEXT(bAdded, "m_uiLoggingIdVecSize < m_pLoggingIdVector->size()");
+    if (!bAdded)
+        return;
     ++m_uiLoggingIdVecSize;
     if (m_uiLoggingIdVecSize > s_uiUsualLoggingIds)
         VELMORA_FILE_LOG_WARN("ObjectWithLoggerImpl::addLoggingId : " << m_uiLoggingIdVecSize
@@ -114,40 +118,49 @@ void LoggingIdLogger::clearLoggingIds()
     m_uiLoggingIdVecSize = 0;
 }
 
+bool LoggingIdLogger::isCallIdInUse() const
+{
+    const bool bInUse = static_cast<std::size_t>(m_iCallIdIndex) < m_uiLoggingIdVecSize;
+    VELMORA_FILE_ASSERT_TEXT(bInUse, "static_cast<size_t>(m_iCallIdIndex) < m_uiLoggingIdVecSize");
+    return bInUse;
+}
+
 void LoggingIdLogger::logCallId(const char* in_szCallId)
 {
-    if (hasCallId())
+    if (!hasCallId())
     {
-        VELMORA_FILE_ASSERT(static_cast<size_t>(m_iCallIdIndex) < m_uiLoggingIdVecSize);
+        const auto iIndex = static_cast<std::int32_t>(m_uiLoggingIdVecSize);
+        appendLoggingId(s_strCallIdPrefix, in_szCallId);
+        // Not before, so that there is no call id where there was no memory for it.
+        m_iCallIdIndex = iIndex;
+    }
+    else if (isCallIdInUse())
         overwrite((*m_pLoggingIdVector)[static_cast<std::size_t>(m_iCallIdIndex)],
                   s_strCallIdPrefix, in_szCallId);
-        return;
-    }
-    const auto iIndex = static_cast<std::int32_t>(m_uiLoggingIdVecSize);
-    appendLoggingId(s_strCallIdPrefix, in_szCallId);
-    // Not before, so that there is no call id where there was no memory for it.
-    m_iCallIdIndex = iIndex;
 }
 
 void LoggingIdLogger::clearCallId()
 {
     if (!hasCallId())
         return;
-    VELMORA_FILE_ASSERT_TEXT(m_pLoggingIdVector != nullptr, "! m_pLoggingIdVector.isNull()");
+    const bool bHasVector = m_pLoggingIdVector != nullptr;
+    VELMORA_FILE_ASSERT_TEXT(bHasVector, "! m_pLoggingIdVector.isNull()");
     VELMORA_FILE_ASSERT(m_uiLoggingIdVecSize > 0);
-    // Behind the others it is not in use, and its memory is there for the next call.
-    const auto callId = m_pLoggingIdVector->begin() + m_iCallIdIndex;
-    std::rotate(callId, callId + 1,
-                m_pLoggingIdVector->begin() + static_cast<std::ptrdiff_t>(m_uiLoggingIdVecSize));
-    --m_uiLoggingIdVecSize;
+    if (bHasVector && m_uiLoggingIdVecSize > 0)
+    {
+        // Behind the others it is not in use, and its memory is there for the next call.
+        const auto begin = m_pLoggingIdVector->begin();
+        const auto callId = begin + m_iCallIdIndex;
+        std::rotate(callId, callId + 1, begin + static_cast<std::ptrdiff_t>(m_uiLoggingIdVecSize));
+        --m_uiLoggingIdVecSize;
+    }
     m_iCallIdIndex = -1;
 }
 
 const char* LoggingIdLogger::getCallId() const
 {
-    if (!hasCallId())
-        return "LoggingIdLogger::???CallId???";
-    VELMORA_FILE_ASSERT(static_cast<size_t>(m_iCallIdIndex) < m_uiLoggingIdVecSize);
+    if (!hasCallId() || !isCallIdInUse())
+        return s_szNoCallId;
     const std::string& strLoggingId =
         (*m_pLoggingIdVector)[static_cast<std::size_t>(m_iCallIdIndex)];
     VELMORA_FILE_ASSERT(strLoggingId.size() > 8);

@@ -11,6 +11,11 @@
 namespace Velmora
 {
 
+namespace Test
+{
+class LoggingIdLoggerPeer;
+}
+
 /// A logger that puts a short list of identifiers in front of each line, in their order, each with
 /// a blank behind it: which call, which leg, which object a line comes from. The code that logs
 /// writes its plain message. One identifier may be the call id, which has the form "call-id=" and
@@ -74,9 +79,12 @@ class VELMORA_API LoggingIdLogger : public CachedLLLogger
     [[nodiscard]] virtual bool isInCall() const;
 
   private:
+    friend class Test::LoggingIdLoggerPeer;
+
     class LoggingIdVector;
 
     [[nodiscard]] bool hasCallId() const { return m_iCallIdIndex >= 0; }
+    [[nodiscard]] bool isCallIdInUse() const;
     void appendLoggingId(std::string_view in_strPrefix, const char* in_szId);
     [[nodiscard]] const std::string* loggingIdsBegin() const;
 

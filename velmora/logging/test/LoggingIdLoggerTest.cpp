@@ -23,8 +23,28 @@
 namespace Velmora::Test
 {
 
+/// Breaks what a logger relies on.
+class LoggingIdLoggerPeer
+{
+  public:
+    static void setCount(LoggingIdLogger& out_logger, std::size_t in_uiCount)
+    {
+        out_logger.m_uiLoggingIdVecSize = in_uiCount;
+    }
+    static std::size_t count(const LoggingIdLogger& in_logger)
+    {
+        return in_logger.m_uiLoggingIdVecSize;
+    }
+    static void swapLists(LoggingIdLogger& out_first, LoggingIdLogger& out_second)
+    {
+        out_first.m_pLoggingIdVector.swap(out_second.m_pLoggingIdVector);
+    }
+};
+
 namespace
 {
+
+using Peer = LoggingIdLoggerPeer;
 
 using testing::ElementsAre;
 using testing::IsEmpty;
@@ -455,6 +475,7 @@ TEST(LoggingIdLogger, ReplacesTheCallIdInItsPlace)
     logger.logCallId("def");
 
     EXPECT_STREQ(logger.getCallId(), "def");
+    EXPECT_EQ(Peer::count(logger), 3U);
     EXPECT_EQ(prefixOf(logger), "first call-id=def last ");
 }
 
@@ -551,6 +572,86 @@ TEST(LoggingIdLogger, FailsNoAssertionOnACallIdOfOneCharacter)
     logger.clearCallId();
 
     EXPECT_THAT(log.lines(), IsEmpty());
+}
+
+// Broken loggers.
+
+TEST(LoggingIdLogger, AddsNothingBehindStringsThatItDoesNotHave)
+{
+    LoggingIdLogger logger = loggerWith({"leg=1"});
+    Peer::setCount(logger, 5);
+    const CapturedLog log;
+
+    logger.addLoggingId("leg=2");
+
+    EXPECT_THAT(failedAssertions(log),
+                ElementsAre(failedAssertion("m_uiLoggingIdVecSize < m_pLoggingIdVector->size()",
+                                            "LoggingIdLogger", s_szFileLogger)));
+    EXPECT_EQ(Peer::count(logger), 5U);
+}
+
+TEST(LoggingIdLogger, OverwritesNoCallIdThatIsNotInUse)
+{
+    LoggingIdLogger logger(s_szName);
+    logger.logCallId("abc");
+    Peer::setCount(logger, 0);
+    const CapturedLog log;
+
+    logger.logCallId("def");
+
+    EXPECT_THAT(
+        failedAssertions(log),
+        ElementsAre(failedAssertion("static_cast<size_t>(m_iCallIdIndex) < m_uiLoggingIdVecSize",
+                                    "LoggingIdLogger", s_szFileLogger)));
+    Peer::setCount(logger, 1);
+    EXPECT_STREQ(logger.getCallId(), "abc");
+}
+
+TEST(LoggingIdLogger, GivesNoCallIdThatIsNotInUse)
+{
+    LoggingIdLogger logger(s_szName);
+    logger.logCallId("abc");
+    Peer::setCount(logger, 0);
+    const CapturedLog log;
+
+    EXPECT_STREQ(logger.getCallId(), s_szNoCallId);
+
+    EXPECT_THAT(
+        failedAssertions(log),
+        ElementsAre(failedAssertion("static_cast<size_t>(m_iCallIdIndex) < m_uiLoggingIdVecSize",
+                                    "LoggingIdLogger", s_szFileLogger)));
+}
+
+TEST(LoggingIdLogger, ForgetsACallIdWithoutAnyStrings)
+{
+    LoggingIdLogger logger(s_szName);
+    logger.logCallId("abc");
+    LoggingIdLogger other(s_szName);
+    Peer::swapLists(logger, other);
+    const CapturedLog log;
+
+    logger.clearCallId();
+
+    EXPECT_THAT(failedAssertions(log),
+                ElementsAre(failedAssertion("! m_pLoggingIdVector.isNull()", "LoggingIdLogger",
+                                            s_szFileLogger)));
+    EXPECT_FALSE(logger.isInCall());
+}
+
+TEST(LoggingIdLogger, ForgetsACallIdAmongNoStringsInUse)
+{
+    LoggingIdLogger logger(s_szName);
+    logger.logCallId("abc");
+    Peer::setCount(logger, 0);
+    const CapturedLog log;
+
+    logger.clearCallId();
+
+    EXPECT_THAT(failedAssertions(log),
+                ElementsAre(failedAssertion("m_uiLoggingIdVecSize > 0", "LoggingIdLogger",
+                                            s_szFileLogger)));
+    EXPECT_FALSE(logger.isInCall());
+    EXPECT_EQ(Peer::count(logger), 0U);
 }
 
 // An id that is part of the logger's own strings.
