@@ -29,8 +29,6 @@ bool DottedRevision::readComponents(std::istream& in_stream)
     for (unsigned long ulComponent = 0; in_stream >> ulComponent;)
     {
         m_components.push_back(ulComponent);
-        if (in_stream.eof())
-            return true;
         char separator = '\0';
         if (!(in_stream >> separator))
         {

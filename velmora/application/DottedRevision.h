@@ -8,6 +8,11 @@
 namespace Velmora
 {
 
+namespace Test
+{
+class DottedRevisionPeer;
+}
+
 /// A version number of any depth, such as 2.1 or 1.10.0.3. One without components is no revision.
 ///
 /// Thread-safety: as a vector.
@@ -32,6 +37,8 @@ class VELMORA_API DottedRevision
     }
 
   private:
+    friend class Test::DottedRevisionPeer;
+
     bool readComponents(std::istream& in_stream);
 
     std::vector<unsigned long> m_components;

@@ -1,16 +1,30 @@
 #include "velmora/application/DottedRevision.h"
 
+#include "tests/support/CapturedAssertions.h"
+#include "tests/support/CapturedLog.h"
+
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
 #include <iomanip>
-#include <limits>
 #include <locale>
 #include <sstream>
+#include <stdexcept>
 #include <string>
+#include <utility>
 
 namespace Velmora::Test
 {
+
+/// Lets a revision read from any stream.
+class DottedRevisionPeer
+{
+  public:
+    static bool readComponents(DottedRevision& out_revision, std::istream& in_stream)
+    {
+        return out_revision.readComponents(in_stream);
+    }
+};
 
 namespace
 {
@@ -52,6 +66,16 @@ class GlobalLocale
 
   private:
     std::locale m_before;
+};
+
+/// Breaks behind its text.
+class BrokenBuffer : public std::stringbuf
+{
+  public:
+    using std::stringbuf::stringbuf;
+
+  protected:
+    int_type underflow() override { throw std::runtime_error("broken"); }
 };
 
 class GoodRevision : public testing::TestWithParam<std::pair<const char*, const char*>>
@@ -114,6 +138,31 @@ INSTANTIATE_TEST_SUITE_P(Texts, BadRevision,
                                          "1.x", "1-2", "1x", "1 2", "1.2 3", "1.2.3x", "1,2", "v1",
                                          "1.2-3", "18446744073709551616",
                                          "1.18446744073709551616"));
+
+TEST(DottedRevision, TakesWhatItHasFromAStreamThatBreaksWithAFailedAssertion)
+{
+    BrokenBuffer buffer("1.2 ");
+    std::istream stream(&buffer);
+    DottedRevision result;
+    const CapturedLog log;
+
+    EXPECT_TRUE(DottedRevisionPeer::readComponents(result, stream));
+
+    EXPECT_THAT(result.getComponents(), ElementsAre(1, 2));
+    EXPECT_THAT(failedAssertions(log),
+                ElementsAre(failedAssertion("iss.eof()", "DottedRevision",
+                                            "keswardin.infra.DottedRevision")));
+}
+
+TEST(DottedRevision, FailsNoAssertionAtTheEndOfItsText)
+{
+    const CapturedLog log;
+
+    revision("1 ");
+    revision("1.2");
+
+    EXPECT_THAT(log.lines(), IsEmpty());
+}
 
 TEST(DottedRevision, ForgetsWhatItWasWhenItIsReadAnew)
 {
