@@ -3,6 +3,7 @@
 
 #include "velmora/logging/CachedLLLogger.h"
 #include "velmora/logging/LogMacros.h"
+#include "velmora/logging/LoggingIdLogger.h"
 
 #include <log4cplus/fileappender.h>
 #include <log4cplus/layout.h>
@@ -170,16 +171,18 @@ std::unique_ptr<spdlog::logger> makeFileLoggerOfSpdlog(const LogFile& in_file, F
     return pLogger;
 }
 
-void logByOurs(benchmark::State& out_state)
+template <class LoggerClass>
+void logThrough(const LoggerClass& in_logger, benchmark::State& out_state)
 {
-    const Logger logger(LoudEntry::s_szName);
     const Call call;
     const Bench::AllocationCount allocations(out_state);
     for ([[maybe_unused]] auto turn : out_state)
-        VELMORA_LOG(logger, DEBUG_LOG_LEVEL,
+        VELMORA_LOG(in_logger, DEBUG_LOG_LEVEL,
                     "call " << call.strId << " took " << call.iMilliseconds << " ms from port "
                             << call.usPort);
 }
+
+void logByOurs(benchmark::State& out_state) { logThrough(Logger(LoudEntry::s_szName), out_state); }
 
 void logByLog4cplus(benchmark::State& out_state)
 {
@@ -219,6 +222,15 @@ void enabledNullSpdlog(benchmark::State& out_state)
     logBySpdlog(out_state, logger);
 }
 
+void enabledIdentifiersOurs(benchmark::State& out_state)
+{
+    const LoudEntry entry(log4cplus::SharedAppenderPtr(new log4cplus::NullAppender));
+    LoggingIdLogger logger(LoudEntry::s_szName);
+    logger.addLoggingId("leg=1");
+    logger.logCallId("9f3c1d2e5b7a4086@192.0.2.17");
+    logThrough(logger, out_state);
+}
+
 void enabledFileOurs(benchmark::State& out_state, Flush in_flush)
 {
     const LogFile file;
@@ -252,6 +264,9 @@ BENCHMARK(disabledPlainSpdlog)->Name("disabledPlain/spdlog");
 BENCHMARK(enabledNullOurs)->Name("enabledNull/ours");
 BENCHMARK(enabledNullLog4cplus)->Name("enabledNull/log4cplus");
 BENCHMARK(enabledNullSpdlog)->Name("enabledNull/spdlog");
+
+BENCHMARK(enabledIdentifiersOurs)->Name("enabledIdentifiers/ours");
+BENCHMARK(enabledNullOurs)->Name("enabledIdentifiers/plain");
 
 BENCHMARK_CAPTURE(enabledFileOurs, , Flush::eachLine)->Name("enabledFile/ours");
 BENCHMARK_CAPTURE(enabledFileLog4cplus, , Flush::eachLine)->Name("enabledFile/log4cplus");

@@ -31,6 +31,7 @@ NAMED_WORKS = [
     ("disabledCached", "line that is off, level cached", "comparison", 1.5),
     ("disabledPlain", "line that is off, plain `Logger`", "log4cplus", 1.1),
     ("enabledNull", "line that is on, null appender", "log4cplus", 0.9),
+    ("enabledIdentifiers", "line with two logging identifiers, null appender", "plain", 1.25),
     ("enabledFile", "line that is on, file, flushed each time", "log4cplus", 1.0),
     ("enabledFileBuffered", "line that is on, file, buffered", "log4cplus", 1.0),
     ("traceScopeOff", "trace scope that is off, own level set", "comparison", 2.0),

@@ -1,5 +1,6 @@
 #include "velmora/application/Lifetime.h"
 
+#include "velmora/application/BuildInfo.h"
 #include "velmora/application/RegistrationSingleton.h"
 #include "velmora/application/SingletonRegistry.h"
 #include "velmora/config/ParameterInfoDB.h"
@@ -97,6 +98,7 @@ bool bringUpInOrder()
     StaticMemAllocator::initializeClass();
     StaticAccountMemAllocator::initializeClass();
     SingletonRegistry::getInstance();
+    BuildInfo::getInstance();
     ParameterInfoDB::getInstance();
     RegistrationSingleton::cleanUpAtExit();
     ForkHandlers::install();

@@ -16,12 +16,12 @@ void deleteCleanupFunc(void* in_pObject, void*)
 /// image of the process has got there first with the same code, the new object is deleted and the
 /// other's is given. A singleton is written:
 ///
-///     class BuildInfo : public InAccount<"BuildInfo"> { ... };
+///     class CallTable : public InAccount<"CallTable"> { ... };
 ///
-///     BuildInfo* BuildInfo::getInstance()
+///     CallTable* CallTable::getInstance()
 ///     {
-///         static BuildInfo* const pSingleton =
-///             registerSingleton("BuildInfo::Singleton", new BuildInfo);
+///         static CallTable* const pSingleton =
+///             registerSingleton("CallTable::Singleton", new CallTable);
 ///         return pSingleton;
 ///     }
 ///

@@ -29,7 +29,10 @@
     entry(OS, "keswardin.infra.os")                                       \
     entry(UUID, "keswardin.infra.UUID")                                   \
     entry(ACE_Date_Time_Helpers, "keswardin.infra.ACE_Date_Time_Helpers") \
-    entry(ParameterTrie, "keswardin.infra.ParameterTrie")
+    entry(ParameterTrie, "keswardin.infra.ParameterTrie")                 \
+    entry(LoggingIdEvent, "keswardin.infra.LoggingIdEvent")               \
+    entry(LoggingIdLogger, "keswardin.infra.LoggingIdLogger")             \
+    entry(DottedRevision, "keswardin.infra.DottedRevision")
 // clang-format on
 
 namespace Velmora::LibraryLoggers

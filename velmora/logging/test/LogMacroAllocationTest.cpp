@@ -2,6 +2,7 @@
 
 #include "velmora/application/Assertion.h"
 #include "velmora/logging/CachedLLLogger.h"
+#include "velmora/logging/LoggingIdLogger.h"
 
 #include <gtest/gtest.h>
 #include <log4cplus/hierarchy.h>
@@ -60,6 +61,7 @@ using Velmora::DEBUG_LOG_LEVEL;
 using Velmora::FATAL_LOG_LEVEL;
 using Velmora::INFO_LOG_LEVEL;
 using Velmora::Logger;
+using Velmora::LoggingIdLogger;
 
 /// The number of allocations of the second and all further calls of a function, once it has run.
 template <class Function>
@@ -119,6 +121,110 @@ TEST_F(LogMacroAllocation, LineThroughALoggerWithACachedLevelAllocatesNothing)
     logger.cacheLogLevel();
 
     EXPECT_EQ(allocationsOfLaterCalls([&] { VELMORA_LOG(logger, INFO_LOG_LEVEL, "call " << 7); }),
+              0);
+}
+
+// Longer than any string that needs no memory of its own.
+constexpr const char* s_szLongId = "leg=an identifier that no short string holds";
+constexpr const char* s_szOtherLongId = "leg=another identifier that no short string holds";
+constexpr const char* s_szLongCallId = "a84b4c76e66710-9f3c1d2e5b7a@gateway.example.org";
+
+TEST_F(LogMacroAllocation, LineWithLoggingIdentifiersAllocatesNothing)
+{
+    LoggingIdLogger logger("test.a.logger.with.a.name.that.no.short.string.holds");
+    logger.addLoggingId(s_szLongId);
+    logger.logCallId(s_szLongCallId);
+    const std::string strText(200, 'x');
+
+    EXPECT_EQ(allocationsOfLaterCalls([&] { VELMORA_LOG(logger, INFO_LOG_LEVEL, strText << 7); }),
+              0);
+}
+
+TEST_F(LogMacroAllocation, LinesWithFewerAndMoreLoggingIdentifiersInTurnAllocateNothing)
+{
+    const LoggingIdLogger none("test.Call");
+    LoggingIdLogger some("test.Call");
+    some.addLoggingId(s_szLongId);
+    LoggingIdLogger more(some);
+    more.addLoggingId(s_szLongId);
+    more.logCallId(s_szLongCallId);
+
+    EXPECT_EQ(allocationsOfLaterCalls(
+                  [&]
+                  {
+                      VELMORA_LOG(more, INFO_LOG_LEVEL, "call " << 1);
+                      VELMORA_LOG(none, INFO_LOG_LEVEL, "call " << 2);
+                      VELMORA_LOG(some, INFO_LOG_LEVEL, "call " << 3);
+                  }),
+              0);
+}
+
+TEST_F(LogMacroAllocation, LineWithTenLoggingIdentifiersAllocatesNothing)
+{
+    LoggingIdLogger logger("test.Call");
+    for (int iId = 0; iId < 10; ++iId)
+        logger.addLoggingId(s_szLongId);
+
+    EXPECT_EQ(allocationsOfLaterCalls([&] { VELMORA_LOG(logger, INFO_LOG_LEVEL, "call " << 7); }),
+              0);
+}
+
+TEST_F(LogMacroAllocation, LineThatIsOffAllocatesNothingForItsLoggingIdentifiers)
+{
+    log4cplus::Logger::getRoot().setLogLevel(FATAL_LOG_LEVEL);
+    LoggingIdLogger logger("test.Call");
+    logger.addLoggingId(s_szLongId);
+    const std::string strText(200, 'x');
+
+    const int iBefore = s_iAllocations;
+    VELMORA_LOG(logger, INFO_LOG_LEVEL, strText + strText);
+
+    EXPECT_EQ(s_iAllocations - iBefore, 0);
+}
+
+TEST_F(LogMacroAllocation, IdentifiersOfTheNextCallAllocateNothing)
+{
+    LoggingIdLogger logger("test.Call");
+
+    EXPECT_EQ(allocationsOfLaterCalls(
+                  [&]
+                  {
+                      logger.addLoggingId(s_szOtherLongId);
+                      logger.logCallId(s_szLongCallId);
+                      logger.clearLoggingIds();
+                  }),
+              0);
+}
+
+TEST_F(LogMacroAllocation, CallIdOfTheNextCallAllocatesNothing)
+{
+    LoggingIdLogger logger("test.Call");
+    logger.addLoggingId(s_szLongId);
+
+    EXPECT_EQ(allocationsOfLaterCalls(
+                  [&]
+                  {
+                      logger.logCallId(s_szLongCallId);
+                      logger.logCallId(logger.getCallId());
+                      logger.clearCallId();
+                  }),
+              0);
+}
+
+TEST_F(LogMacroAllocation, AssignmentOfALoggerWithAsManyIdentifiersAllocatesNothing)
+{
+    LoggingIdLogger source("test.Call");
+    source.addLoggingId(s_szLongId);
+    LoggingIdLogger other("test.Call");
+    other.addLoggingId(s_szOtherLongId);
+    LoggingIdLogger target(other);
+
+    EXPECT_EQ(allocationsOfLaterCalls(
+                  [&]
+                  {
+                      target = source;
+                      target = other;
+                  }),
               0);
 }
 

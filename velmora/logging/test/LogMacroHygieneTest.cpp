@@ -1,6 +1,7 @@
 #include "velmora/application/Assertion.h"
 #include "velmora/application/DynCastAssert.h"
 #include "velmora/logging/LogMacros.h"
+#include "velmora/logging/LoggingIdLogger.h"
 #include "velmora/logging/ObjectWithLogger.h"
 
 #include "tests/support/CapturedLog.h"
@@ -48,6 +49,9 @@ class Logger
 {
 };
 class CachedLLLogger
+{
+};
+class LoggingIdLogger
 {
 };
 class AceCleanupLogger
@@ -106,10 +110,11 @@ int logInHostileNamespace()
     return iLine;
 }
 
-class HostileObject : public ::Velmora::ObjectWithLogger<::Velmora::Logger>
+template <class LoggerClass>
+class HostileObject : public ::Velmora::ObjectWithLogger<LoggerClass>
 {
   public:
-    HostileObject() : ObjectWithLogger("test.HostileObject") {}
+    HostileObject() : ::Velmora::ObjectWithLogger<LoggerClass>("test.HostileObject") {}
 
     int logInHostileClass() const
     {
@@ -274,7 +279,7 @@ TEST(LogMacroHygiene, MacrosWorkInAClassThatHasTheirNamesForItself)
 {
     const CapturedLog log(Velmora::TRACE_LOG_LEVEL);
 
-    const int iLine = HostileNamespace::HostileObject().logInHostileClass();
+    const int iLine = HostileNamespace::HostileObject<Velmora::Logger>().logInHostileClass();
 
     constexpr const char* szLogger = "test.HostileObject";
     EXPECT_THAT(log.lines(),
@@ -284,6 +289,26 @@ TEST(LogMacroHygiene, MacrosWorkInAClassThatHasTheirNamesForItself)
                             errorLine(szLogger, assertionText("false", iLine + 7)),
                             errorLine(szLogger, assertionText("0", iLine + 8)),
                             traceLine(szLogger, "exiting scope")));
+}
+
+TEST(LogMacroHygiene, MacrosWorkInSuchAClassWithIdentifiersInItsLines)
+{
+    const CapturedLog log(Velmora::TRACE_LOG_LEVEL);
+    HostileNamespace::HostileObject<Velmora::LoggingIdLogger> object;
+    object.getLogger().addLoggingId("leg=1");
+
+    const int iLine = object.logInHostileClass();
+
+    constexpr const char* szLogger = "test.HostileObject";
+    EXPECT_THAT(log.lines(),
+                ElementsAre(traceLine(szLogger, "leg=1 entering scope"),
+                            debugLine(szLogger, "leg=1 debug 1"),
+                            infoLine(szLogger, "leg=1 info 2"), warnLine(szLogger, "leg=1 warn 3"),
+                            errorLine(szLogger, "leg=1 error 4"),
+                            fatalLine(szLogger, "leg=1 fatal 5"),
+                            errorLine(szLogger, assertionText("false", iLine + 7)),
+                            errorLine(szLogger, assertionText("0", iLine + 8)),
+                            traceLine(szLogger, "leg=1 exiting scope")));
 }
 
 TEST(LogMacroHygiene, MacrosWorkAmongVariablesWithTheirNames)

@@ -1,6 +1,7 @@
 #include "velmora/logging/ObjectWithLogger.h"
 
 #include "velmora/logging/CachedLLLogger.h"
+#include "velmora/logging/LoggingIdLogger.h"
 
 #include "tests/support/CapturedLog.h"
 
@@ -18,6 +19,7 @@ using testing::ElementsAre;
 using Velmora::CachedLLLogger;
 using Velmora::INFO_LOG_LEVEL;
 using Velmora::Logger;
+using Velmora::LoggingIdLogger;
 using Velmora::ObjectWithLogger;
 using Velmora::WARN_LOG_LEVEL;
 using Velmora::Test::CapturedLog;
@@ -35,7 +37,7 @@ class LoggerOfAnObject : public testing::Test
 {
 };
 
-using LoggerClasses = testing::Types<Logger, CachedLLLogger>;
+using LoggerClasses = testing::Types<Logger, CachedLLLogger, LoggingIdLogger>;
 TYPED_TEST_SUITE(LoggerOfAnObject, LoggerClasses);
 
 TYPED_TEST(LoggerOfAnObject, HasALoggerOfTheGivenName)

@@ -1,0 +1,103 @@
+#include "velmora/logging/LoggingIdEvent.h"
+
+#include "velmora/logging/LibraryLoggers.h"
+
+#include <algorithm>
+
+VELMORA_LIBRARY_FILE_SCOPE_LOGGER(LoggingIdEvent)
+
+namespace Velmora
+{
+
+LoggingIdEvent::LoggingIdEvent() = default;
+
+LoggingIdEvent::LoggingIdEvent(const std::string& in_strLogger, LogLevel in_logLevel,
+                               const std::string& in_strMessage, const char* in_szFile,
+                               int in_iLine, const std::string* in_pIdsBegin,
+                               const std::string* in_pIdsEnd)
+{
+    fill(in_strLogger, in_logLevel, in_strMessage, in_szFile, in_iLine, in_pIdsBegin, in_pIdsEnd);
+}
+
+LoggingIdEvent::LoggingIdEvent(const LoggingIdEvent& in_event)
+    : log4cplus::spi::InternalLoggingEvent(in_event), m_strRawMessage(in_event.m_strRawMessage)
+{
+    copyLoggingIds(in_event.loggingIdsBegin(), in_event.loggingIdsEnd());
+}
+
+LoggingIdEvent& LoggingIdEvent::operator=(const LoggingIdEvent& in_event)
+{
+    if (this != &in_event)
+    {
+        log4cplus::spi::InternalLoggingEvent::operator=(in_event);
+        m_strRawMessage = in_event.m_strRawMessage;
+        copyLoggingIds(in_event.loggingIdsBegin(), in_event.loggingIdsEnd());
+    }
+    return *this;
+}
+
+LoggingIdEvent::~LoggingIdEvent() = default;
+
+void LoggingIdEvent::fill(const std::string& in_strLogger, LogLevel in_logLevel,
+                          const std::string& in_strMessage, const char* in_szFile, int in_iLine,
+                          const std::string* in_pIdsBegin, const std::string* in_pIdsEnd)
+{
+    m_strRawMessage = in_strMessage;
+    copyLoggingIds(in_pIdsBegin, in_pIdsEnd);
+    // Given the file's name, it would make a string of it for each line.
+    setLoggingEvent(in_strLogger, in_logLevel, std::string(), nullptr, in_iLine);
+    if (in_szFile != nullptr)
+        file = in_szFile;
+    computeMessage();
+}
+
+void LoggingIdEvent::copyLoggingIds(const std::string* in_pIdsBegin, const std::string* in_pIdsEnd)
+{
+    m_uiLoggingIdVecSize = 0;
+    for (const std::string* pId = in_pIdsBegin; pId != in_pIdsEnd; ++pId)
+    {
+        if (m_uiLoggingIdVecSize < m_loggingIdVector.size())
+            m_loggingIdVector[m_uiLoggingIdVecSize] = *pId;
+        else
+            m_loggingIdVector.push_back(*pId);
+        ++m_uiLoggingIdVecSize;
+    }
+}
+
+const std::string* LoggingIdEvent::loggingIdsBegin() const
+{
+    return m_uiLoggingIdVecSize != 0 ? &m_loggingIdVector[0] : nullptr;
+}
+
+const std::string* LoggingIdEvent::loggingIdsEnd() const
+{
+    return m_uiLoggingIdVecSize != 0 ? &m_loggingIdVector[0] + m_uiLoggingIdVecSize : nullptr;
+}
+
+void LoggingIdEvent::computeMessage()
+{
+    message.clear();
+    for (const std::string* pId = loggingIdsBegin(); pId != loggingIdsEnd(); ++pId)
+    {
+        message += *pId;
+        message += ' ';
+    }
+    message += m_strRawMessage;
+}
+
+void LoggingIdEvent::removeCallId()
+{
+    const auto begin = m_loggingIdVector.begin();
+    const auto end = begin + static_cast<std::ptrdiff_t>(m_uiLoggingIdVecSize);
+    const auto found = std::find_if(begin, end,
+                                    [](const std::string& in_strId)
+                                    { return in_strId.starts_with(s_szCallIdPrefix); });
+    if (found != end)
+    {
+        std::rotate(found, found + 1, end);
+        --m_uiLoggingIdVecSize;
+    }
+    computeMessage();
+}
+
+} // namespace Velmora
