@@ -29,7 +29,9 @@
     entry(OS, "keswardin.infra.os")                                       \
     entry(UUID, "keswardin.infra.UUID")                                   \
     entry(ACE_Date_Time_Helpers, "keswardin.infra.ACE_Date_Time_Helpers") \
-    entry(ParameterTrie, "keswardin.infra.ParameterTrie")
+    entry(ParameterTrie, "keswardin.infra.ParameterTrie")                 \
+    entry(Syslog, "keswardin.infra.Syslog")                               \
+    entry(RemoteSyslogAppender, "keswardin.infra.RemoteSyslogAppender")
 // clang-format on
 
 namespace Velmora::LibraryLoggers
