@@ -364,6 +364,7 @@ TEST_F(RemoteSyslog, OneThatFailedToOpenDropsItsLines)
         appender.doAppend(eventOf(INFO_LOG_LEVEL, "dropped"));
         EXPECT_EQ(openDescriptors(), before);
     }
+    g_nameService.reset();
     g_errors.clear();
     EXPECT_THAT(datagramsOf("8", INFO_LOG_LEVEL, "sent"), ElementsAre("<13>sent"));
 }
