@@ -25,6 +25,8 @@ void require(bool in_bDone, const char* in_szWhat)
         throw std::system_error(errno, std::generic_category(), in_szWhat);
 }
 
+} // namespace
+
 void stayOnThisProcessor()
 {
     cpu_set_t processors;
@@ -32,8 +34,6 @@ void stayOnThisProcessor()
     CPU_SET(static_cast<std::size_t>(sched_getcpu()), &processors);
     require(sched_setaffinity(0, sizeof processors, &processors) == 0, "sched_setaffinity");
 }
-
-} // namespace
 
 UdpServer::UdpServer() : m_iSocket(socket(AF_INET, SOCK_DGRAM | SOCK_CLOEXEC, 0))
 {

@@ -7,8 +7,11 @@
 namespace Velmora::Test
 {
 
-/// A UDP socket on a free port of the loopback. The thread that makes it stays on one processor
-/// from then on, so that what it sends arrives in order.
+/// Keeps the calling thread on the processor that it runs on: what one processor sends to the
+/// loopback arrives in order.
+void stayOnThisProcessor();
+
+/// A UDP socket on a free port of the loopback. The thread that makes it stays on one processor.
 class UdpServer
 {
   public:

@@ -18,7 +18,8 @@ log4cplus::helpers::Properties configurationFor(const std::string& in_strHost,
                                                 const std::string& in_strPort)
 {
     log4cplus::helpers::Properties result;
-    result.setProperty("log4cplus.rootLogger", "TRACE, SYSLOG, CONSOLE");
+    result.setProperty("log4cplus.rootLogger", "WARN, SYSLOG, CONSOLE");
+    result.setProperty("log4cplus.logger.keswardin.test", "TRACE");
     result.setProperty("log4cplus.appender.SYSLOG", "velmora::RemoteSyslogAppender");
     result.setProperty("log4cplus.appender.SYSLOG.Hostname", in_strHost);
     result.setProperty("log4cplus.appender.SYSLOG.Port", in_strPort);

@@ -1,11 +1,14 @@
 #include "tests/syslog/RsyslogServer.h"
 
+#include "tests/support/UdpServer.h"
+
 #include <gtest/gtest.h>
 
 #include <arpa/inet.h>
 #include <fcntl.h>
 #include <netinet/in.h>
 #include <signal.h>
+#include <sys/prctl.h>
 #include <sys/socket.h>
 #include <sys/wait.h>
 #include <unistd.h>
@@ -97,6 +100,7 @@ RsyslogServer::RsyslogServer()
     : m_strAddress(addressOfThisProcess()), m_iPort(UdpSocket(m_strAddress).bindToFreePort())
 {
     configure();
+    stayOnThisProcessor();
 }
 
 RsyslogServer::~RsyslogServer()
@@ -129,6 +133,8 @@ void RsyslogServer::start()
     require(m_pid >= 0, "fork");
     if (m_pid == 0)
     {
+        // A test that is killed leaves no daemon behind.
+        prctl(PR_SET_PDEATHSIG, SIGKILL);
         const int iErrors = open(strErrors.c_str(), O_WRONLY | O_CREAT | O_APPEND, 0600);
         dup2(iErrors, STDOUT_FILENO);
         dup2(iErrors, STDERR_FILENO);

@@ -12,7 +12,8 @@ namespace Velmora::Test
 
 /// A syslog server, the rsyslog daemon, in the foreground with a configuration, a port and files of
 /// its own. It listens on an address of the loopback that follows from this process's id, so that
-/// servers of several tests do not meet.
+/// servers of several tests do not meet. The thread that makes it stays on one processor, so that
+/// what it sends arrives in order.
 class RsyslogServer
 {
   public:

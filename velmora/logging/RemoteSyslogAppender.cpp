@@ -4,22 +4,21 @@
 #include "velmora/logging/LibraryLoggers.h"
 #include "velmora/logging/LogText.h"
 #include "velmora/logging/Syslog.h"
+#include "velmora/logging/SyslogHosts.h"
 
 #include <log4cplus/helpers/property.h>
 #include <log4cplus/spi/loggingevent.h>
 #include <log4cplus/thread/syncprims.h>
 
-#include <netdb.h>
 #include <netinet/in.h>
 #include <sys/socket.h>
 #include <unistd.h>
 
 #include <algorithm>
-#include <cerrno>
 #include <charconv>
 #include <cstring>
 #include <memory>
-#include <vector>
+#include <optional>
 
 VELMORA_LIBRARY_FILE_SCOPE_LOGGER(RemoteSyslogAppender)
 
@@ -44,22 +43,6 @@ bool readPositive(const std::string& in_strText, int& out_iNumber)
     if (value.getType() != ParameterValue::INT_TYPE || int(value) <= 0)
         return false;
     out_iNumber = value;
-    return true;
-}
-
-/// `gethostbyname` with memory of its own, so that threads may call it at a time.
-bool firstAddressOf(const std::string& in_strHostName, std::uint32_t& out_uiAddress)
-{
-    std::vector<char> memory(1024);
-    hostent host{};
-    hostent* pFound = nullptr;
-    int iError = 0;
-    while (gethostbyname_r(in_strHostName.c_str(), &host, memory.data(), memory.size(), &pFound,
-                           &iError) == ERANGE)
-        memory.resize(memory.size() * 2);
-    if (pFound == nullptr || pFound->h_addrtype != AF_INET || pFound->h_addr_list[0] == nullptr)
-        return false;
-    std::memcpy(&out_uiAddress, pFound->h_addr_list[0], sizeof out_uiAddress);
     return true;
 }
 
@@ -131,14 +114,14 @@ bool RemoteSyslogAppender::open() { return lookUpHost() && openSocket(); }
 bool RemoteSyslogAppender::lookUpHost()
 {
     // Not under the lock: a name server may take long to answer, and lines are not to wait for it.
-    std::uint32_t uiAddress = 0;
-    if (!firstAddressOf(m_strHostName, uiAddress))
+    const std::optional<SyslogHosts::Address> address = SyslogHosts::addressOf(m_strHostName);
+    if (!address)
     {
         errorHandler->error("gethostbyname failed");
         return false;
     }
     const log4cplus::thread::MutexGuard guard(access_mutex);
-    m_uiHostAddress = uiAddress;
+    m_hostAddress = *address;
     return true;
 }
 
@@ -192,7 +175,7 @@ void RemoteSyslogAppender::sendInPieces(char* in_pMessage, std::size_t in_uiHead
     sockaddr_in server{};
     server.sin_family = AF_INET;
     server.sin_port = htons(static_cast<std::uint16_t>(m_iPort));
-    server.sin_addr.s_addr = m_uiHostAddress;
+    server.sin_addr.s_addr = m_hostAddress;
     while (in_uiLength > in_uiHeader)
     {
         // A host that does not answer on the local network would let the socket's queue fill up.

@@ -1,13 +1,13 @@
 #pragma once
 
 #include "velmora/Export.h"
+#include "velmora/logging/SyslogHosts.h"
 
 #include <log4cplus/appender.h>
 #include <log4cplus/spi/factory.h>
 #include <log4cplus/tstring.h>
 
 #include <cstddef>
-#include <cstdint>
 #include <string>
 
 namespace Velmora
@@ -40,6 +40,9 @@ namespace Velmora
 class VELMORA_API RemoteSyslogAppender : public log4cplus::Appender
 {
   public:
+    /// By which a configuration names the appender.
+    static constexpr const char* s_szTypeName = "velmora::RemoteSyslogAppender";
+
     /// Makes the appenders that a configuration names.
     class VELMORA_API Factory : public log4cplus::spi::AppenderFactory
     {
@@ -52,7 +55,7 @@ class VELMORA_API RemoteSyslogAppender : public log4cplus::Appender
 
       private:
         /// Of the object, as log4cplus outlives the statics of this library.
-        const log4cplus::tstring m_strTypeName = "velmora::RemoteSyslogAppender";
+        const log4cplus::tstring m_strTypeName = s_szTypeName;
     };
 
     /// Makes the appender and opens it.
@@ -85,7 +88,7 @@ class VELMORA_API RemoteSyslogAppender : public log4cplus::Appender
     // The appender's own lock guards the socket and the address; the rest is constant once made.
     int m_iSocket = -1;
     std::string m_strHostName;
-    std::uint32_t m_uiHostAddress = 0; ///< in network order
+    SyslogHosts::Address m_hostAddress = 0;
     int m_iPort = 514;
     int m_iFacility = 8;
 };

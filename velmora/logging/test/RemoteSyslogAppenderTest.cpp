@@ -4,6 +4,7 @@
 #include "tests/support/CapturedLog.h"
 #include "tests/support/UdpServer.h"
 #include "velmora/logging/LogMacros.h"
+#include "velmora/logging/SyslogHosts.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -17,6 +18,7 @@
 #include <fcntl.h>
 #include <netdb.h>
 #include <netinet/in.h>
+#include <sched.h>
 #include <sys/resource.h>
 #include <sys/socket.h>
 #include <sys/syscall.h>
@@ -27,6 +29,8 @@
 #include <cerrno>
 #include <cstdint>
 #include <cstring>
+#include <functional>
+#include <future>
 #include <optional>
 #include <string>
 #include <thread>
@@ -48,6 +52,25 @@ using testing::StartsWith;
 
 constexpr const char* s_szTypeName = "velmora::RemoteSyslogAppender";
 
+/// A configuration of log4cplus in which the logger "keswardin.test" logs to appenders of the given
+/// names, made with the properties of each.
+Properties configurationOf(const std::vector<std::pair<std::string, Properties>>& in_appenders)
+{
+    Properties result;
+    std::string strLogger = "TRACE";
+    for (const auto& [strName, properties] : in_appenders)
+    {
+        strLogger += ", " + strName;
+        const std::string strAppender = "log4cplus.appender." + strName;
+        result.setProperty(strAppender, s_szTypeName);
+        for (const std::string& strProperty : properties.propertyNames())
+            result.setProperty(strAppender + "." + strProperty,
+                               properties.getProperty(strProperty));
+    }
+    result.setProperty("log4cplus.logger.keswardin.test", strLogger);
+    return result;
+}
+
 /// What reached an error handler of log4cplus's own kind, of which each appender has one from the
 /// beginning.
 std::vector<std::string> g_errors;
@@ -59,6 +82,8 @@ struct NameService
     std::size_t uiMemoryNeeded = 0;
     int iAddressType = AF_INET;
     std::vector<std::string> asked;
+    /// Called before each answer.
+    std::function<void()> wait = [] {};
 };
 std::optional<NameService> g_nameService;
 
@@ -151,6 +176,18 @@ class RemoteSyslog : public testing::Test
     }
 
     UdpServer m_server;
+};
+
+/// The same with threads that run on all processors.
+class RemoteSyslogOnThreads : public RemoteSyslog
+{
+  protected:
+    RemoteSyslogOnThreads()
+    {
+        cpu_set_t processors;
+        std::memset(&processors, 0xFF, sizeof processors);
+        EXPECT_EQ(sched_setaffinity(0, sizeof processors, &processors), 0);
+    }
 };
 
 /// What the error handler is told when an appender is made.
@@ -406,6 +443,28 @@ TEST_F(RemoteSyslog, ANameThatIsNoLongerFoundLeavesOneThatIsOpenAsItIs)
 
     appender.doAppend(eventOf(INFO_LOG_LEVEL, "text"));
     EXPECT_EQ(m_server.receive(), "<13>text");
+}
+
+TEST_F(RemoteSyslog, LinesDoNotWaitForANameServiceThatIsSilent)
+{
+    g_nameService.emplace();
+    g_nameService->addresses = {"127.0.0.1"};
+    RemoteSyslogAppender appender(with(properties(), "Hostname", "logs"));
+    std::promise<void> asked;
+    std::promise<void> answer;
+    g_nameService->wait = [&asked, &answer]
+    {
+        asked.set_value();
+        answer.get_future().wait();
+    };
+    std::thread thread([&appender] { EXPECT_TRUE(appender.open()); });
+    asked.get_future().wait();
+
+    appender.doAppend(eventOf(INFO_LOG_LEVEL, "meanwhile"));
+    EXPECT_EQ(m_server.receive(), "<13>meanwhile");
+
+    answer.set_value();
+    thread.join();
 }
 
 // Closing
@@ -692,13 +751,7 @@ TEST_F(RemoteSyslog, TheFactoryHandsOverAnAppender)
 TEST_F(RemoteSyslog, AConfigurationOfLog4cplusNamesIt)
 {
     const CapturedLog log;
-    Properties configuration;
-    configuration.setProperty("log4cplus.logger.keswardin.test", "INFO, SYSLOG");
-    configuration.setProperty("log4cplus.appender.SYSLOG", s_szTypeName);
-    for (const std::string& strName : properties().propertyNames())
-        configuration.setProperty("log4cplus.appender.SYSLOG." + strName,
-                                  properties().getProperty(strName));
-    log4cplus::PropertyConfigurator(configuration).configure();
+    log4cplus::PropertyConfigurator(configurationOf({{"SYSLOG", properties()}})).configure();
 
     VELMORA_LOG(Logger("keswardin.test.Trunk"), WARN_LOG_LEVEL, "trunk " << 7);
 
@@ -718,9 +771,91 @@ TEST_F(RemoteSyslog, ReconfiguringClosesIt)
     EXPECT_EQ(openDescriptors(), before);
 }
 
+// Hosts that are looked up ahead
+
+TEST_F(RemoteSyslog, HostsOfAConfigurationAreNotLookedUpAgain)
+{
+    const CapturedLog log;
+    g_nameService.emplace();
+    g_nameService->addresses = {"127.0.0.1"};
+    log4cplus::PropertyConfigurator configurator(
+        configurationOf({{"A", with(properties(), "Hostname", "logs")},
+                         {"B", with(properties(), "Hostname", "logs")},
+                         {"C", with(properties(), "Hostname", "")},
+                         {"D", without(properties(), "Hostname")}}));
+    const SyslogHosts hosts(configurator.getProperties());
+    g_nameService->addresses.clear();
+
+    configurator.configure();
+
+    EXPECT_THAT(g_nameService->asked, ElementsAre("logs"));
+    EXPECT_THAT(g_errors, ElementsAre("Invalid SyslogHostname", "Invalid SyslogHostname"));
+    VELMORA_LOG(Logger("keswardin.test"), INFO_LOG_LEVEL, "text");
+    EXPECT_THAT(m_server.receive(2), ElementsAre("<13>text", "<13>text"));
+}
+
+TEST_F(RemoteSyslog, AHostThatWasNotFoundIsNotLookedUpAgainEither)
+{
+    g_nameService.emplace();
+    Properties appender = with(properties(), "Hostname", "nobody");
+    const SyslogHosts hosts(
+        log4cplus::PropertyConfigurator(configurationOf({{"A", appender}})).getProperties());
+
+    EXPECT_THAT(errorsOf(appender),
+                ElementsAre("gethostbyname failed", "failed to open RemoteSyslogAppender"));
+    EXPECT_THAT(g_nameService->asked, ElementsAre("nobody"));
+}
+
+TEST_F(RemoteSyslog, OtherHostsAreLookedUpAsEver)
+{
+    g_nameService.emplace();
+    Properties configuration;
+    configuration.setProperty("appender.A", "log4cplus::SysLogAppender");
+    configuration.setProperty("appender.A.Hostname", "of another appender");
+    const SyslogHosts hosts(configuration);
+    EXPECT_THAT(g_nameService->asked, IsEmpty());
+
+    EXPECT_FALSE(SyslogHosts::addressOf("other"));
+
+    EXPECT_THAT(g_nameService->asked, ElementsAre("other"));
+}
+
+TEST_F(RemoteSyslog, WhatWasLookedUpAheadIsForgottenAtTheEnd)
+{
+    g_nameService.emplace();
+    g_nameService->addresses = {"127.0.0.1"};
+    Properties configuration;
+    configuration.setProperty("appender.A", s_szTypeName);
+    configuration.setProperty("appender.A.Hostname", "logs");
+    {
+        const SyslogHosts hosts(configuration);
+        {
+            const SyslogHosts newer{Properties()};
+            EXPECT_TRUE(SyslogHosts::addressOf("logs"));
+        }
+        EXPECT_TRUE(SyslogHosts::addressOf("logs"));
+        EXPECT_THAT(g_nameService->asked, SizeIs(1));
+    }
+    EXPECT_TRUE(SyslogHosts::addressOf("logs"));
+    EXPECT_THAT(g_nameService->asked, SizeIs(2));
+}
+
+TEST_F(RemoteSyslog, WhatWasLookedUpAheadIsForItsThreadOnly)
+{
+    g_nameService.emplace();
+    Properties configuration;
+    configuration.setProperty("appender.A", s_szTypeName);
+    configuration.setProperty("appender.A.Hostname", "logs");
+    const SyslogHosts hosts(configuration);
+
+    std::thread([] { EXPECT_FALSE(SyslogHosts::addressOf("logs")); }).join();
+
+    EXPECT_THAT(g_nameService->asked, SizeIs(2));
+}
+
 // Threads
 
-TEST_F(RemoteSyslog, ThreadsLogWhileItIsOpenedAgainAndAgain)
+TEST_F(RemoteSyslogOnThreads, ThreadsLogWhileItIsOpenedAgainAndAgain)
 {
     RemoteSyslogAppender appender(properties());
     const std::string strText(60, 'x');
@@ -743,7 +878,7 @@ TEST_F(RemoteSyslog, ThreadsLogWhileItIsOpenedAgainAndAgain)
     EXPECT_THAT(m_server.receive(100), Each("<13>" + strText));
 }
 
-TEST_F(RemoteSyslog, AThreadLogsWhileItIsClosed)
+TEST_F(RemoteSyslogOnThreads, AThreadLogsWhileItIsClosed)
 {
     RemoteSyslogAppender appender(properties());
     std::atomic<bool> bStop = false;
@@ -763,7 +898,7 @@ TEST_F(RemoteSyslog, AThreadLogsWhileItIsClosed)
     EXPECT_TRUE(appender.isClosed());
 }
 
-TEST_F(RemoteSyslog, ThreadsMakeAppendersAtATime)
+TEST_F(RemoteSyslogOnThreads, ThreadsMakeAppendersAtATime)
 {
     std::vector<std::thread> threads;
     for (int iThread = 0; iThread < 4; ++iThread)
@@ -825,6 +960,7 @@ gethostbyname_r(const char* in_szName, hostent* out_pHost, char* out_pMemory, si
     if (in_uiMemory < g_nameService->uiMemoryNeeded)
         return ERANGE;
     g_nameService->asked.emplace_back(in_szName);
+    g_nameService->wait();
     *out_pError = HOST_NOT_FOUND;
     if (g_nameService->addresses.empty())
         return 0;
