@@ -14,10 +14,12 @@
 #include <sys/socket.h>
 #include <unistd.h>
 
-#include <algorithm>
+#include <array>
 #include <charconv>
+#include <cstddef>
+#include <cstdint>
 #include <cstring>
-#include <memory>
+#include <ios>
 #include <optional>
 
 VELMORA_LIBRARY_FILE_SCOPE_LOGGER(RemoteSyslogAppender)
@@ -30,8 +32,6 @@ namespace
 
 /// What fits into a packet of a common network path.
 constexpr std::size_t s_uiLongestDatagram = 900;
-/// Room for "<", a number of 32 bits with its sign, and ">".
-constexpr std::size_t s_uiMostHeader = 16;
 
 /// Reads an integer above 0 from a text that may be empty, which leaves the number as it is.
 bool readPositive(const std::string& in_strText, int& out_iNumber)
@@ -46,14 +46,27 @@ bool readPositive(const std::string& in_strText, int& out_iNumber)
     return true;
 }
 
-std::size_t writeHeader(char* out_pMessage, int in_iPriority)
+/// "<", the priority and ">".
+class Header
 {
-    char* pEnd = out_pMessage;
-    *pEnd++ = '<';
-    pEnd = std::to_chars(pEnd, out_pMessage + s_uiMostHeader - 1, in_iPriority).ptr;
-    *pEnd++ = '>';
-    return static_cast<std::size_t>(pEnd - out_pMessage);
-}
+  public:
+    explicit Header(int in_iPriority)
+    {
+        m_text.front() = '<';
+        char* const pEnd =
+            std::to_chars(m_text.data() + 1, m_text.data() + m_text.size() - 1, in_iPriority).ptr;
+        *pEnd = '>';
+        m_uiLength = static_cast<std::size_t>(pEnd + 1 - m_text.data());
+    }
+
+    [[nodiscard]] const char* data() const { return m_text.data(); }
+    [[nodiscard]] std::size_t size() const { return m_uiLength; }
+
+  private:
+    /// Takes a number of 32 bits with its sign.
+    std::array<char, 16> m_text;
+    std::size_t m_uiLength;
+};
 
 /// Makes the rest of a message, once its first datagram is sent, a message; gives its length.
 std::size_t moveRestBehindHeader(char* out_pMessage, std::size_t in_uiHeader,
@@ -155,36 +168,39 @@ void RemoteSyslogAppender::closeSocket()
 
 void RemoteSyslogAppender::append(const log4cplus::spi::InternalLoggingEvent& in_event)
 {
-    // A text of its own, and not log4cplus's one of the thread: reading the severity may log.
-    LogText text;
-    layout->formatAndAppend(text.stream(), in_event);
-    const std::string& strText = text.text();
-
-    const auto pMessage = std::make_unique_for_overwrite<char[]>(strText.size() + s_uiMostHeader);
     const Fallible<unsigned> severity =
         loglevelToSyslogLevel(static_cast<LogLevel>(in_event.getLogLevel()));
-    const auto iPriority = static_cast<int>(severity + static_cast<unsigned>(m_iFacility));
-    const std::size_t uiHeader = writeHeader(pMessage.get(), iPriority);
-    std::copy(strText.begin(), strText.end(), pMessage.get() + uiHeader);
-    sendInPieces(pMessage.get(), uiHeader, uiHeader + strText.size());
+    const Header header(static_cast<int>(severity + static_cast<unsigned>(m_iFacility)));
+    LogText text;
+    text.stream().write(header.data(), static_cast<std::streamsize>(header.size()));
+    layout->formatAndAppend(text.stream(), in_event);
+    const std::string& strMessage = text.text();
+    if (strMessage.size() > s_uiLongestDatagram)
+        sendInPieces(strMessage, header.size());
+    else if (strMessage.size() > header.size())
+        send(strMessage);
 }
 
-void RemoteSyslogAppender::sendInPieces(char* in_pMessage, std::size_t in_uiHeader,
-                                        std::size_t in_uiLength) const
+void RemoteSyslogAppender::sendInPieces(std::string in_strMessage, std::size_t in_uiHeader) const
+{
+    std::size_t uiLength = in_strMessage.size();
+    while (uiLength > s_uiLongestDatagram)
+    {
+        send({in_strMessage.data(), s_uiLongestDatagram});
+        uiLength = moveRestBehindHeader(in_strMessage.data(), in_uiHeader, uiLength);
+    }
+    send({in_strMessage.data(), uiLength});
+}
+
+void RemoteSyslogAppender::send(std::string_view in_strDatagram) const
 {
     sockaddr_in server{};
     server.sin_family = AF_INET;
     server.sin_port = htons(static_cast<std::uint16_t>(m_iPort));
     server.sin_addr.s_addr = m_hostAddress;
-    while (in_uiLength > in_uiHeader)
-    {
-        // A host that does not answer on the local network would let the socket's queue fill up.
-        sendto(m_iSocket, in_pMessage, std::min(in_uiLength, s_uiLongestDatagram), MSG_DONTWAIT,
-               reinterpret_cast<const sockaddr*>(&server), sizeof server);
-        if (in_uiLength <= s_uiLongestDatagram)
-            return;
-        in_uiLength = moveRestBehindHeader(in_pMessage, in_uiHeader, in_uiLength);
-    }
+    // Without waiting: packets to a host of the local network that has gone pile up in the socket.
+    sendto(m_iSocket, in_strDatagram.data(), in_strDatagram.size(), MSG_DONTWAIT,
+           reinterpret_cast<const sockaddr*>(&server), sizeof server);
 }
 
 } // namespace Velmora

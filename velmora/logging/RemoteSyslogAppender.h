@@ -9,6 +9,7 @@
 
 #include <cstddef>
 #include <string>
+#include <string_view>
 
 namespace Velmora
 {
@@ -83,7 +84,8 @@ class VELMORA_API RemoteSyslogAppender : public log4cplus::Appender
     bool lookUpHost();
     bool openSocket();
     void closeSocket();
-    void sendInPieces(char* in_pMessage, std::size_t in_uiHeader, std::size_t in_uiLength) const;
+    void sendInPieces(std::string in_strMessage, std::size_t in_uiHeader) const;
+    void send(std::string_view in_strDatagram) const;
 
     // The appender's own lock guards the socket and the address; the rest is constant once made.
     int m_iSocket = -1;
