@@ -2,7 +2,6 @@
 
 #include "velmora/config/Parameter.h"
 #include "velmora/logging/LibraryLoggers.h"
-#include "velmora/logging/LogText.h"
 #include "velmora/logging/Syslog.h"
 #include "velmora/logging/SyslogHosts.h"
 
@@ -20,6 +19,7 @@
 #include <cstdint>
 #include <cstring>
 #include <ios>
+#include <locale>
 #include <optional>
 
 VELMORA_LIBRARY_FILE_SCOPE_LOGGER(RemoteSyslogAppender)
@@ -32,6 +32,9 @@ namespace
 
 /// What fits into a packet of a common network path.
 constexpr std::size_t s_uiLongestDatagram = 900;
+
+/// After a longer line its memory is given back.
+constexpr std::size_t s_uiMostKept = 16384;
 
 /// Reads an integer above 0 from a text that may be empty, which leaves the number as it is.
 bool readPositive(const std::string& in_strText, int& out_iNumber)
@@ -59,14 +62,33 @@ class Header
         m_uiLength = static_cast<std::size_t>(pEnd + 1 - m_text.data());
     }
 
-    [[nodiscard]] const char* data() const { return m_text.data(); }
-    [[nodiscard]] std::size_t size() const { return m_uiLength; }
+    [[nodiscard]] std::string_view text() const { return {m_text.data(), m_uiLength}; }
 
   private:
     /// Takes a number of 32 bits with its sign.
     std::array<char, 16> m_text;
     std::size_t m_uiLength;
 };
+
+std::ostringstream makeStream()
+{
+    std::ostringstream stream;
+    stream.imbue(std::locale::classic());
+    return stream;
+}
+
+/// Makes a stream as a new one again, whatever a layout has done to it.
+void putBack(std::ostringstream& out_stream)
+{
+    if (out_stream.view().size() > s_uiMostKept)
+        out_stream = makeStream();
+    out_stream.str({});
+    out_stream.clear();
+    out_stream.flags(std::ios_base::skipws | std::ios_base::dec);
+    out_stream.precision(6);
+    out_stream.width(0);
+    out_stream.fill(' ');
+}
 
 /// Makes the rest of a message, once its first datagram is sent, a message; gives its length.
 std::size_t moveRestBehindHeader(char* out_pMessage, std::size_t in_uiHeader,
@@ -100,7 +122,8 @@ void RemoteSyslogAppender::registerFactory()
 }
 
 RemoteSyslogAppender::RemoteSyslogAppender(const log4cplus::helpers::Properties& in_properties)
-    : log4cplus::Appender(in_properties), m_strHostName(in_properties.getProperty("Hostname"))
+    : log4cplus::Appender(in_properties), m_strHostName(in_properties.getProperty("Hostname")),
+      m_stream(makeStream())
 {
     if (configure(in_properties) && !open())
         errorHandler->error("failed to open RemoteSyslogAppender");
@@ -171,13 +194,30 @@ void RemoteSyslogAppender::append(const log4cplus::spi::InternalLoggingEvent& in
     const Fallible<unsigned> severity =
         loglevelToSyslogLevel(static_cast<LogLevel>(in_event.getLogLevel()));
     const Header header(static_cast<int>(severity + static_cast<unsigned>(m_iFacility)));
-    LogText text;
-    text.stream().write(header.data(), static_cast<std::streamsize>(header.size()));
-    layout->formatAndAppend(text.stream(), in_event);
-    const std::string& strMessage = text.text();
+    if (m_bFormatting) [[unlikely]]
+    {
+        // The layout logs itself, to this appender. Or it has thrown: then lines cost more, but
+        // come.
+        std::ostringstream stream = makeStream();
+        formatAndSend(stream, header.text(), in_event);
+        return;
+    }
+    m_bFormatting = true;
+    putBack(m_stream);
+    formatAndSend(m_stream, header.text(), in_event);
+    m_bFormatting = false;
+}
+
+void RemoteSyslogAppender::formatAndSend(std::ostringstream& out_stream,
+                                         std::string_view in_strHeader,
+                                         const log4cplus::spi::InternalLoggingEvent& in_event) const
+{
+    out_stream.write(in_strHeader.data(), static_cast<std::streamsize>(in_strHeader.size()));
+    layout->formatAndAppend(out_stream, in_event);
+    const std::string_view strMessage = out_stream.view();
     if (strMessage.size() > s_uiLongestDatagram)
-        sendInPieces(strMessage, header.size());
-    else if (strMessage.size() > header.size())
+        sendInPieces(std::string(strMessage), in_strHeader.size());
+    else if (strMessage.size() > in_strHeader.size())
         send(strMessage);
 }
 

@@ -8,6 +8,7 @@
 #include <log4cplus/tstring.h>
 
 #include <cstddef>
+#include <sstream>
 #include <string>
 #include <string_view>
 
@@ -84,13 +85,17 @@ class VELMORA_API RemoteSyslogAppender : public log4cplus::Appender
     bool lookUpHost();
     bool openSocket();
     void closeSocket();
+    void formatAndSend(std::ostringstream& out_stream, std::string_view in_strHeader,
+                       const log4cplus::spi::InternalLoggingEvent& in_event) const;
     void sendInPieces(std::string in_strMessage, std::size_t in_uiHeader) const;
     void send(std::string_view in_strDatagram) const;
 
-    // The appender's own lock guards the socket and the address; the rest is constant once made.
+    // The appender's own lock guards all that changes; host name, port and facility do not.
     int m_iSocket = -1;
     std::string m_strHostName;
     SyslogHosts::Address m_hostAddress = 0;
+    bool m_bFormatting = false; ///< a line is in the stream, or a layout has thrown
+    std::ostringstream m_stream;
     int m_iPort = 514;
     int m_iFacility = 8;
 };

@@ -11,6 +11,7 @@
 #include <log4cplus/configurator.h>
 #include <log4cplus/helpers/property.h>
 #include <log4cplus/hierarchy.h>
+#include <log4cplus/layout.h>
 #include <log4cplus/spi/loggingevent.h>
 
 #include <arpa/inet.h>
@@ -31,7 +32,10 @@
 #include <cstring>
 #include <functional>
 #include <future>
+#include <iomanip>
+#include <memory>
 #include <optional>
+#include <stdexcept>
 #include <string>
 #include <thread>
 #include <utility>
@@ -197,6 +201,23 @@ std::vector<std::string> errorsOf(const Properties& in_properties)
     const RemoteSyslogAppender appender(in_properties);
     return g_errors;
 }
+
+class FunctionLayout : public log4cplus::Layout
+{
+  public:
+    using Function = std::function<void(std::ostream&, const std::string&)>;
+
+    explicit FunctionLayout(Function in_function) : m_function(std::move(in_function)) {}
+
+    void formatAndAppend(log4cplus::tostream& out_stream,
+                         const log4cplus::spi::InternalLoggingEvent& in_event) override
+    {
+        m_function(out_stream, in_event.getMessage());
+    }
+
+  private:
+    Function m_function;
+};
 
 /// Where an appender sends a line, without sending it.
 std::vector<Destination> destinationsOf(const Properties& in_properties)
@@ -605,6 +626,72 @@ TEST_F(RemoteSyslog, AFailureToSendIsIgnored)
     appender.doAppend(eventOf(INFO_LOG_LEVEL, "text"));
     appender.doAppend(eventOf(INFO_LOG_LEVEL, numberedText(5000)));
     EXPECT_THAT(g_errors, IsEmpty());
+}
+
+TEST_F(RemoteSyslog, ALayoutMayLogToTheSameAppender)
+{
+    RemoteSyslogAppender appender(properties());
+    bool bLogged = false;
+    appender.setLayout(std::make_unique<FunctionLayout>(
+        [&appender, &bLogged](std::ostream& out_stream, const std::string& in_strText)
+        {
+            out_stream << "before, ";
+            if (!std::exchange(bLogged, true))
+                appender.doAppend(eventOf(ERROR_LOG_LEVEL, "inner"));
+            out_stream << in_strText;
+        }));
+
+    appender.doAppend(eventOf(INFO_LOG_LEVEL, "outer"));
+    appender.doAppend(eventOf(INFO_LOG_LEVEL, "next"));
+
+    EXPECT_THAT(m_server.receive(3),
+                ElementsAre("<11>before, inner", "<13>before, outer", "<13>before, next"));
+}
+
+TEST_F(RemoteSyslog, WhatALayoutDoesToTheStreamIsForItsLineOnly)
+{
+    RemoteSyslogAppender appender(properties());
+    appender.setLayout(std::make_unique<FunctionLayout>(
+        [](std::ostream& out_stream, const std::string& in_strText)
+        {
+            out_stream << in_strText << 255 << ' ' << 1.5 << '.' << std::setw(3) << 7;
+            out_stream << std::hex << std::setprecision(1) << std::setfill('x') << std::setw(9);
+            out_stream.setstate(std::ios_base::failbit);
+        }));
+
+    for (int iLine = 0; iLine < 2; ++iLine)
+    {
+        appender.doAppend(eventOf(INFO_LOG_LEVEL, "line "));
+        EXPECT_EQ(m_server.receive(), "<13>line 255 1.5.  7");
+    }
+}
+
+TEST_F(RemoteSyslog, ALayoutThatThrowsDoesNotSpoilTheLinesThatFollow)
+{
+    RemoteSyslogAppender appender(properties());
+    appender.setLayout(std::make_unique<FunctionLayout>(
+        [](std::ostream& out_stream, const std::string& in_strText)
+        {
+            out_stream << in_strText;
+            if (in_strText == "throws")
+                throw std::runtime_error("layout");
+        }));
+
+    EXPECT_THROW(appender.doAppend(eventOf(INFO_LOG_LEVEL, "throws")), std::runtime_error);
+    appender.doAppend(eventOf(INFO_LOG_LEVEL, "text"));
+
+    EXPECT_EQ(m_server.receive(), "<13>text");
+}
+
+TEST_F(RemoteSyslog, AShortLineAfterAHugeOneIsWhole)
+{
+    RemoteSyslogAppender appender(with(properties(), "Hostname", "255.255.255.255"));
+    g_destinations.emplace();
+    appender.doAppend(eventOf(INFO_LOG_LEVEL, numberedText(100'000)));
+    EXPECT_THAT(*g_destinations, SizeIs(112));
+    g_destinations->clear();
+    appender.doAppend(eventOf(INFO_LOG_LEVEL, "text"));
+    EXPECT_THAT(*g_destinations, SizeIs(1));
 }
 
 // Long texts. With facility 1, a FATAL line has the header "<3>".
