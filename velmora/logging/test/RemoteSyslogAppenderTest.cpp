@@ -1032,9 +1032,10 @@ extern "C" [[gnu::visibility("default")]] ssize_t sendto(int in_iSocket, const v
     return static_cast<ssize_t>(in_uiLength);
 }
 
-extern "C" [[gnu::visibility("default")]] int
-gethostbyname_r(const char* in_szName, hostent* out_pHost, char* out_pMemory, size_t in_uiMemory,
-                hostent** out_ppHost, int* out_pError) noexcept
+extern "C" [[gnu::visibility("default")]] int gethostbyname_r(const char* in_szName,
+                                                              hostent* out_pHost, char* out_pMemory,
+                                                              size_t in_uiMemory,
+                                                              hostent** out_ppHost, int* out_pError)
 {
     using namespace Velmora::Test;
     if (!g_nameService)
