@@ -28,8 +28,8 @@ namespace Velmora
 /// A datagram is "<", the facility plus the severity in decimal, ">" and what the layout gives:
 /// time, host and tag are for the layout to supply, and nothing ends the text. An empty text is not
 /// sent. A longer message than 900 bytes goes in several datagrams of at most 900 bytes, each with
-/// the header; each but the first ends with as many bytes as the header has that are not those of
-/// the line.
+/// the header. Such a line loses its last bytes, as many as the header has: others stand in their
+/// place. Only where less than that is left for the last datagram, it comes whole.
 ///
 /// Sending is best effort: it never waits, and nobody learns that a datagram was lost. An appender
 /// that failed to open stays where it is configured and drops its lines.
