@@ -42,6 +42,7 @@ NAMED_WORKS = [
     ("dottedName", "`dottedStringToVectorNoResize`, 6 parts, warm", "memchr", 2.0),
     ("executeCommand", "`executeCommand` of `true`", "posix_spawn", 1.1),
     ("lookUp", "look-up of each known parameter by name", "Poco", 1.0),
+    ("remoteSyslog", "line of 100 bytes to a remote syslog on the loopback", "sendto", 1.1),
     ("closestName", "closest known name to one with a wrong letter", "two rows", 0.2),
 ]
 

@@ -7,6 +7,7 @@
 #include "velmora/logging/ACEBackend.h"
 #include "velmora/logging/LibraryLoggers.h"
 #include "velmora/logging/Log4cplusAccess.h"
+#include "velmora/logging/RemoteSyslogAppender.h"
 #include "velmora/memory/ForkGate.h"
 #include "velmora/memory/StaticAccountMemAllocator.h"
 #include "velmora/memory/StaticMemAllocator.h"
@@ -91,6 +92,7 @@ void bringUpFileScopeLoggers()
 bool bringUpInOrder()
 {
     getACEBackend();
+    RemoteSyslogAppender::registerFactory();
     Logger::sGetConfigMutex();
     // The parent of all others, so that it need not be linked in between them later.
     Logger().getName();

@@ -32,7 +32,9 @@
     entry(ParameterTrie, "keswardin.infra.ParameterTrie")                 \
     entry(LoggingIdEvent, "keswardin.infra.LoggingIdEvent")               \
     entry(LoggingIdLogger, "keswardin.infra.LoggingIdLogger")             \
-    entry(DottedRevision, "keswardin.infra.DottedRevision")
+    entry(DottedRevision, "keswardin.infra.DottedRevision")               \
+    entry(Syslog, "keswardin.infra.Syslog")                               \
+    entry(RemoteSyslogAppender, "keswardin.infra.RemoteSyslogAppender")
 // clang-format on
 
 namespace Velmora::LibraryLoggers

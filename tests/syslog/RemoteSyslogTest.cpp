@@ -1,0 +1,202 @@
+#include "tests/support/HelperProcess.h"
+#include "tests/support/UdpServer.h"
+#include "tests/syslog/RsyslogServer.h"
+#include "velmora/logging/LogMacros.h"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+#include <log4cplus/configurator.h>
+#include <log4cplus/helpers/property.h>
+#include <log4cplus/hierarchy.h>
+
+#include <sstream>
+#include <string>
+#include <utility>
+#include <vector>
+
+namespace Velmora::Test
+{
+
+namespace
+{
+
+using testing::ElementsAre;
+
+constexpr LogLevel s_levels[] = {FATAL_LOG_LEVEL, ERROR_LOG_LEVEL, WARN_LOG_LEVEL,
+                                 INFO_LOG_LEVEL,  DEBUG_LOG_LEVEL, TRACE_LOG_LEVEL};
+
+/// The facility local0, and what each level is with it to the server.
+constexpr const char* s_szFacility = "128";
+constexpr std::pair<const char*, const char*> s_received[] = {
+    {"local0.crit ", "<130>"},   {"local0.err ", "<131>"},  {"local0.warning ", "<132>"},
+    {"local0.notice ", "<133>"}, {"local0.info ", "<134>"}, {"local0.debug ", "<135>"}};
+
+/// Numbers from 1000 on, so that each place of the text is known.
+std::string numberedText(std::size_t in_uiLength)
+{
+    std::string strText;
+    for (int iNumber = 1000; strText.size() < in_uiLength; ++iNumber)
+        strText += std::to_string(iNumber);
+    strText.resize(in_uiLength);
+    return strText;
+}
+
+/// Has the logger "keswardin.test" log to the server, and to it only.
+void logTo(const std::string& in_strAddress, int in_iPort)
+{
+    log4cplus::helpers::Properties configuration;
+    configuration.setProperty("log4cplus.rootLogger", "FATAL");
+    configuration.setProperty("log4cplus.logger.keswardin.test", "TRACE, SYSLOG");
+    const std::string strAppender = "log4cplus.appender.SYSLOG";
+    configuration.setProperty(strAppender, "velmora::RemoteSyslogAppender");
+    configuration.setProperty(strAppender + ".Hostname", in_strAddress);
+    configuration.setProperty(strAppender + ".Port", std::to_string(in_iPort));
+    configuration.setProperty(strAppender + ".Facility", s_szFacility);
+    configuration.setProperty(strAppender + ".layout", "log4cplus::PatternLayout");
+    configuration.setProperty(strAppender + ".layout.ConversionPattern", "%m");
+    log4cplus::Logger::getDefaultHierarchy().resetConfiguration();
+    log4cplus::PropertyConfigurator(configuration).configure();
+}
+
+void log(LogLevel in_level, const std::string& in_strText)
+{
+    VELMORA_LOG(Logger("keswardin.test"), in_level, in_strText);
+}
+
+std::vector<std::string> linesOf(const std::string& in_strText)
+{
+    std::vector<std::string> result;
+    std::istringstream text(in_strText);
+    for (std::string line; std::getline(text, line);)
+        result.push_back(line);
+    return result;
+}
+
+/// What `syslog-logs` writes on the console.
+std::vector<std::string> linesOfEachLevel()
+{
+    std::vector<std::string> result;
+    for (const std::string strLevel : {"FATAL", "ERROR", "WARN", "INFO", "DEBUG", "TRACE"})
+    {
+        result.push_back(strLevel + " - short");
+        result.push_back(strLevel + " - " + std::string(5000, 'x'));
+    }
+    return result;
+}
+
+/// Runs the program that logs lines of each level, which must reach its end; gives what it wrote on
+/// standard error.
+std::string errorsOfLogging(const std::string& in_strHost, const std::string& in_strPort)
+{
+    // Where the name service is asked, it has to be quick to fail.
+    const HelperResult result = runHelper(VELMORA_HELPER_SYSLOG_LOGS, {in_strHost, in_strPort},
+                                          {{"RES_OPTIONS", "timeout:1 attempts:1"}});
+    EXPECT_FALSE(result.bTimedOut);
+    EXPECT_EQ(0, result.iSignal);
+    EXPECT_EQ(0, result.iExitCode);
+    EXPECT_EQ(linesOfEachLevel(), linesOf(result.strOutput));
+    return result.strErrors;
+}
+
+} // namespace
+
+TEST(RemoteSyslog, ARealServerGetsShortLinesOfEachLevel)
+{
+    RsyslogServer server;
+    server.start();
+    logTo(server.address(), server.port());
+    const std::string strText = numberedText(100);
+
+    for (const LogLevel level : s_levels)
+        log(level, strText);
+    log(INFO_LOG_LEVEL, "end");
+
+    std::vector<std::string> expected;
+    for (const auto& [szNames, szHeader] : s_received)
+        expected.push_back(std::string(szNames) + szHeader + strText);
+    expected.push_back("local0.notice <133>end");
+    EXPECT_EQ(server.linesUntil("<133>end"), expected);
+}
+
+TEST(RemoteSyslog, ARealServerGetsLinesOf5000BytesInPieces)
+{
+    RsyslogServer server;
+    server.start();
+    logTo(server.address(), server.port());
+    const std::string strText = numberedText(5000);
+
+    for (const LogLevel level : s_levels)
+        log(level, strText);
+    log(INFO_LOG_LEVEL, "end");
+
+    std::vector<std::string> expected;
+    for (const auto& [szNames, szHeader] : s_received)
+    {
+        for (std::size_t uiPiece = 0; uiPiece < 5; ++uiPiece)
+            expected.push_back(std::string(szNames) + szHeader +
+                               strText.substr(895 * uiPiece, 895));
+        // The last bytes are those of the piece before at that place.
+        expected.push_back(std::string(szNames) + szHeader + strText.substr(895 * 5, 520) +
+                           strText.substr(895 * 4 + 520, 5));
+    }
+    expected.push_back("local0.notice <133>end");
+    EXPECT_EQ(server.linesUntil("<133>end"), expected);
+}
+
+TEST(RemoteSyslog, AServerThatStopsAndComesBackGetsWhatIsLoggedThen)
+{
+    RsyslogServer server;
+    server.start();
+    logTo(server.address(), server.port());
+    log(ERROR_LOG_LEVEL, "before");
+    EXPECT_THAT(server.linesUntil("before"), ElementsAre("local0.err <131>before"));
+
+    server.stop();
+    for (int iLine = 0; iLine < 1000; ++iLine)
+        log(ERROR_LOG_LEVEL, "nobody hears");
+    server.start();
+    log(ERROR_LOG_LEVEL, "after");
+
+    EXPECT_THAT(server.linesUntil("after"),
+                ElementsAre("local0.err <131>before", "local0.err <131>after"));
+}
+
+TEST(RemoteSyslog, AServerThatReadsNothingHoldsNobodyUp)
+{
+    // Its queue is full after some hundred datagrams.
+    UdpServer server;
+    logTo("127.0.0.1", server.port());
+    const std::string strText = numberedText(100'000);
+
+    for (int iLine = 0; iLine < 100; ++iLine)
+        log(INFO_LOG_LEVEL, strText);
+
+    EXPECT_EQ(server.receive(), "<133>" + strText.substr(0, 895));
+}
+
+TEST(RemoteSyslog, APortThatNobodyListensOnHoldsNobodyUp)
+{
+    const int iPort = UdpServer().port();
+
+    EXPECT_EQ("", errorsOfLogging("127.0.0.1", std::to_string(iPort)));
+}
+
+TEST(RemoteSyslog, AHostThatDoesNotResolveHoldsNobodyUpAndIsToldOnce)
+{
+    for (const std::string strHost : {"no-such-host.invalid", "no such host", "256.1.1.1"})
+        EXPECT_EQ("log4cplus:ERROR gethostbyname failed\n", errorsOfLogging(strHost, "514"))
+            << strHost;
+}
+
+TEST(RemoteSyslog, AnAddressThatMayNotBeSentToHoldsNobodyUp)
+{
+    EXPECT_EQ("", errorsOfLogging("255.255.255.255", "514"));
+}
+
+TEST(RemoteSyslog, InvalidPropertiesHoldNobodyUpAndAreTold)
+{
+    EXPECT_EQ("log4cplus:ERROR Invalid SyslogHostname\n", errorsOfLogging("", "514"));
+    EXPECT_EQ("log4cplus:ERROR Invalid Port\n", errorsOfLogging("127.0.0.1", "514.0"));
+}
+
+} // namespace Velmora::Test

@@ -1,0 +1,203 @@
+#include "tests/syslog/RsyslogServer.h"
+
+#include "tests/support/UdpServer.h"
+
+#include <gtest/gtest.h>
+
+#include <arpa/inet.h>
+#include <fcntl.h>
+#include <netinet/in.h>
+#include <signal.h>
+#include <sys/prctl.h>
+#include <sys/socket.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <chrono>
+#include <fstream>
+#include <functional>
+#include <sstream>
+#include <system_error>
+
+namespace Velmora::Test
+{
+
+namespace
+{
+
+using Clock = std::chrono::steady_clock;
+
+constexpr std::chrono::seconds s_limit(120);
+constexpr const char* s_szProbe = "<0>probe ";
+
+void require(bool in_bDone, const char* in_szWhat)
+{
+    if (!in_bDone)
+        throw std::system_error(errno, std::generic_category(), in_szWhat);
+}
+
+bool waitUntil(const std::function<bool()>& in_condition)
+{
+    const Clock::time_point deadline = Clock::now() + s_limit;
+    while (!in_condition())
+    {
+        if (Clock::now() > deadline)
+            return false;
+        usleep(5000);
+    }
+    return true;
+}
+
+/// 127.x.y.z with the bits of the process's id in x, y and z, none of the last being 0 or 255.
+std::string addressOfThisProcess()
+{
+    const auto uiProcess = static_cast<unsigned>(getpid());
+    return "127." + std::to_string(uiProcess / 62500 % 250 + 1) + '.' +
+           std::to_string(uiProcess / 250 % 250 + 1) + '.' + std::to_string(uiProcess % 250 + 1);
+}
+
+class UdpSocket
+{
+  public:
+    explicit UdpSocket(const std::string& in_strAddress)
+        : m_iSocket(socket(AF_INET, SOCK_DGRAM | SOCK_CLOEXEC, 0))
+    {
+        require(m_iSocket >= 0, "socket");
+        m_address.sin_family = AF_INET;
+        require(inet_aton(in_strAddress.c_str(), &m_address.sin_addr) != 0, "inet_aton");
+    }
+    ~UdpSocket() { close(m_iSocket); }
+    UdpSocket(const UdpSocket&) = delete;
+    UdpSocket& operator=(const UdpSocket&) = delete;
+
+    /// A port that nobody else has.
+    int bindToFreePort()
+    {
+        socklen_t uiLength = sizeof m_address;
+        auto* const pAddress = reinterpret_cast<sockaddr*>(&m_address);
+        require(bind(m_iSocket, pAddress, uiLength) == 0, "bind");
+        require(getsockname(m_iSocket, pAddress, &uiLength) == 0, "getsockname");
+        return ntohs(m_address.sin_port);
+    }
+
+    void send(const std::string& in_strText, int in_iPort)
+    {
+        m_address.sin_port = htons(static_cast<std::uint16_t>(in_iPort));
+        sendto(m_iSocket, in_strText.data(), in_strText.size(), 0,
+               reinterpret_cast<const sockaddr*>(&m_address), sizeof m_address);
+    }
+
+  private:
+    int m_iSocket;
+    sockaddr_in m_address{};
+};
+
+} // namespace
+
+RsyslogServer::RsyslogServer()
+    : m_strAddress(addressOfThisProcess()), m_iPort(UdpSocket(m_strAddress).bindToFreePort())
+{
+    configure();
+    stayOnThisProcessor();
+}
+
+RsyslogServer::~RsyslogServer()
+{
+    if (m_pid != -1)
+    {
+        kill(m_pid, SIGKILL);
+        waitpid(m_pid, nullptr, 0);
+    }
+}
+
+void RsyslogServer::configure() const
+{
+    std::ofstream(m_directory.file("rsyslog.conf"))
+        << "global(workDirectory=\"" << m_directory.path().string() << "\")\n"
+        << "module(load=\"imudp\")\n"
+        << "template(name=\"AsItCame\" type=\"string\"\n"
+        << "  string=\"%syslogfacility-text%.%syslogseverity-text% %rawmsg%\\n\")\n"
+        << "input(type=\"imudp\" address=\"" << m_strAddress << "\" port=\"" << m_iPort << "\")\n"
+        << "action(type=\"omfile\" template=\"AsItCame\" file=\"" << m_directory.file("messages")
+        << "\")\n";
+}
+
+void RsyslogServer::start()
+{
+    const std::string strConfiguration = m_directory.file("rsyslog.conf");
+    const std::string strProcess = m_directory.file("rsyslogd.pid");
+    const std::string strErrors = m_directory.file("errors");
+    m_pid = fork();
+    require(m_pid >= 0, "fork");
+    if (m_pid == 0)
+    {
+        // A test that is killed leaves no daemon behind.
+        prctl(PR_SET_PDEATHSIG, SIGKILL);
+        const int iErrors = open(strErrors.c_str(), O_WRONLY | O_CREAT | O_APPEND, 0600);
+        dup2(iErrors, STDOUT_FILENO);
+        dup2(iErrors, STDERR_FILENO);
+        execl(VELMORA_RSYSLOGD, VELMORA_RSYSLOGD, "-n", "-f", strConfiguration.c_str(), "-i",
+              strProcess.c_str(), nullptr);
+        _exit(127);
+    }
+    const std::string strProbe = s_szProbe + std::to_string(++m_iStarts);
+    const bool bReached = waitUntil(
+        [this, &strProbe]
+        {
+            sendProbe(strProbe);
+            return hasLine(strProbe) || !isRunning();
+        });
+    EXPECT_TRUE(bReached && m_pid != -1) << m_directory.read("errors");
+}
+
+void RsyslogServer::stop()
+{
+    kill(m_pid, SIGTERM);
+    EXPECT_TRUE(waitUntil([this] { return !isRunning(); })) << m_directory.read("errors");
+}
+
+bool RsyslogServer::isRunning()
+{
+    if (m_pid != -1 && waitpid(m_pid, nullptr, WNOHANG) == m_pid)
+        m_pid = -1;
+    return m_pid != -1;
+}
+
+void RsyslogServer::sendProbe(const std::string& in_strText) const
+{
+    UdpSocket(m_strAddress).send(in_strText, m_iPort);
+}
+
+std::vector<std::string> RsyslogServer::lines() const
+{
+    std::vector<std::string> result;
+    std::istringstream text(m_directory.read("messages"));
+    for (std::string line; std::getline(text, line);)
+        result.push_back(line);
+    return result;
+}
+
+bool RsyslogServer::hasLine(const std::string& in_strEnd) const
+{
+    const std::vector<std::string> all = lines();
+    return std::any_of(all.begin(), all.end(),
+                       [&in_strEnd](const std::string& in_strLine)
+                       { return in_strLine.ends_with(in_strEnd); });
+}
+
+std::vector<std::string> RsyslogServer::linesUntil(const std::string& in_strLast) const
+{
+    EXPECT_TRUE(waitUntil([this, &in_strLast] { return hasLine(in_strLast); }))
+        << m_directory.read("messages") << m_directory.read("errors");
+    std::vector<std::string> result = lines();
+    std::erase_if(result, [](const std::string& in_strLine)
+                  { return in_strLine.find(s_szProbe) != std::string::npos; });
+    // What the daemon says of itself, as that it has started.
+    std::erase_if(result,
+                  [](const std::string& in_strLine) { return in_strLine.starts_with("syslog."); });
+    return result;
+}
+
+} // namespace Velmora::Test

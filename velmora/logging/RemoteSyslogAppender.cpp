@@ -1,0 +1,246 @@
+#include "velmora/logging/RemoteSyslogAppender.h"
+
+#include "velmora/config/Parameter.h"
+#include "velmora/logging/LibraryLoggers.h"
+#include "velmora/logging/Syslog.h"
+#include "velmora/logging/SyslogHosts.h"
+
+#include <log4cplus/helpers/property.h>
+#include <log4cplus/spi/loggingevent.h>
+#include <log4cplus/thread/syncprims.h>
+
+#include <netinet/in.h>
+#include <sys/socket.h>
+#include <unistd.h>
+
+#include <array>
+#include <charconv>
+#include <cstddef>
+#include <cstdint>
+#include <cstring>
+#include <ios>
+#include <locale>
+#include <optional>
+
+VELMORA_LIBRARY_FILE_SCOPE_LOGGER(RemoteSyslogAppender)
+
+namespace Velmora
+{
+
+namespace
+{
+
+/// What fits into a packet of a common network path.
+constexpr std::size_t s_uiLongestDatagram = 900;
+
+/// After a longer line its memory is given back.
+constexpr std::size_t s_uiMostKept = 16384;
+
+/// Reads an integer above 0 from a text that may be empty, which leaves the number as it is.
+bool readPositive(const std::string& in_strText, int& out_iNumber)
+{
+    if (in_strText.empty())
+        return true;
+    ParameterValue value;
+    value.initFromText(in_strText.c_str(), ParameterValue::UNDEF_TYPE, true);
+    if (value.getType() != ParameterValue::INT_TYPE || int(value) <= 0)
+        return false;
+    out_iNumber = value;
+    return true;
+}
+
+/// "<", the priority and ">".
+class Header
+{
+  public:
+    explicit Header(int in_iPriority)
+    {
+        m_text.front() = '<';
+        char* const pEnd =
+            std::to_chars(m_text.data() + 1, m_text.data() + m_text.size() - 1, in_iPriority).ptr;
+        *pEnd = '>';
+        m_uiLength = static_cast<std::size_t>(pEnd + 1 - m_text.data());
+    }
+
+    [[nodiscard]] std::string_view text() const { return {m_text.data(), m_uiLength}; }
+
+  private:
+    /// Takes a number of 32 bits with its sign.
+    std::array<char, 16> m_text;
+    std::size_t m_uiLength;
+};
+
+std::ostringstream makeStream()
+{
+    std::ostringstream stream;
+    stream.imbue(std::locale::classic());
+    return stream;
+}
+
+/// Makes a stream as a new one again, whatever a layout has done to it.
+void putBack(std::ostringstream& out_stream)
+{
+    if (out_stream.view().size() > s_uiMostKept)
+        out_stream = makeStream();
+    out_stream.str({});
+    out_stream.clear();
+    out_stream.flags(std::ios_base::skipws | std::ios_base::dec);
+    out_stream.precision(6);
+    out_stream.width(0);
+    out_stream.fill(' ');
+}
+
+/// Makes the rest of a message, once its first datagram is sent, a message; gives its length.
+std::size_t moveRestBehindHeader(char* out_pMessage, std::size_t in_uiHeader,
+                                 std::size_t in_uiLength)
+{
+    const std::size_t uiRest = in_uiLength - s_uiLongestDatagram;
+    // Servers know split lines with the last bytes of what was sent before in place of their own,
+    // as many as the header has. A shorter rest than that would leave less than nothing to move.
+    const std::size_t uiMoved = uiRest >= in_uiHeader ? uiRest - in_uiHeader : uiRest;
+    std::memmove(out_pMessage + in_uiHeader, out_pMessage + s_uiLongestDatagram, uiMoved);
+    return in_uiHeader + uiRest;
+}
+
+} // namespace
+
+const log4cplus::tstring& RemoteSyslogAppender::Factory::getTypeName() const
+{
+    return m_strTypeName;
+}
+
+log4cplus::SharedAppenderPtr
+RemoteSyslogAppender::Factory::createObject(const log4cplus::helpers::Properties& in_properties)
+{
+    return log4cplus::SharedAppenderPtr(new RemoteSyslogAppender(in_properties));
+}
+
+void RemoteSyslogAppender::registerFactory()
+{
+    // A factory whose name is known already is deleted.
+    log4cplus::spi::getAppenderFactoryRegistry().put(std::make_unique<Factory>());
+}
+
+RemoteSyslogAppender::RemoteSyslogAppender(const log4cplus::helpers::Properties& in_properties)
+    : log4cplus::Appender(in_properties), m_strHostName(in_properties.getProperty("Hostname")),
+      m_stream(makeStream())
+{
+    if (configure(in_properties) && !open())
+        errorHandler->error("failed to open RemoteSyslogAppender");
+}
+
+RemoteSyslogAppender::~RemoteSyslogAppender() { destructorImpl(); }
+
+bool RemoteSyslogAppender::configure(const log4cplus::helpers::Properties& in_properties)
+{
+    const char* szError = nullptr;
+    if (m_strHostName.empty())
+        szError = "Invalid SyslogHostname";
+    else if (!readPositive(in_properties.getProperty("Port"), m_iPort))
+        szError = "Invalid Port";
+    else if (!readPositive(in_properties.getProperty("Facility"), m_iFacility))
+        szError = "Invalid Facility";
+    if (szError != nullptr)
+        errorHandler->error(szError);
+    return szError == nullptr;
+}
+
+bool RemoteSyslogAppender::open() { return lookUpHost() && openSocket(); }
+
+bool RemoteSyslogAppender::lookUpHost()
+{
+    // Not under the lock: a name server may take long to answer, and lines are not to wait for it.
+    const std::optional<SyslogHosts::Address> address = SyslogHosts::addressOf(m_strHostName);
+    if (!address)
+    {
+        errorHandler->error("gethostbyname failed");
+        return false;
+    }
+    const log4cplus::thread::MutexGuard guard(access_mutex);
+    m_hostAddress = *address;
+    return true;
+}
+
+bool RemoteSyslogAppender::openSocket()
+{
+    const log4cplus::thread::MutexGuard guard(access_mutex);
+    closeSocket();
+    m_iSocket = socket(AF_INET, SOCK_DGRAM | SOCK_CLOEXEC, 0);
+    if (m_iSocket == -1)
+    {
+        errorHandler->error("socket() failed");
+        return false;
+    }
+    closed = false;
+    return true;
+}
+
+void RemoteSyslogAppender::close()
+{
+    const log4cplus::thread::MutexGuard guard(access_mutex);
+    closeSocket();
+    closed = true;
+}
+
+void RemoteSyslogAppender::closeSocket()
+{
+    if (m_iSocket != -1)
+        ::close(m_iSocket);
+    m_iSocket = -1;
+}
+
+void RemoteSyslogAppender::append(const log4cplus::spi::InternalLoggingEvent& in_event)
+{
+    const Fallible<unsigned> severity =
+        loglevelToSyslogLevel(static_cast<LogLevel>(in_event.getLogLevel()));
+    const Header header(static_cast<int>(severity + static_cast<unsigned>(m_iFacility)));
+    if (m_bFormatting) [[unlikely]]
+    {
+        // The layout logs itself, to this appender. Or it has thrown: then lines cost more, but
+        // come.
+        std::ostringstream stream = makeStream();
+        formatAndSend(stream, header.text(), in_event);
+        return;
+    }
+    m_bFormatting = true;
+    putBack(m_stream);
+    formatAndSend(m_stream, header.text(), in_event);
+    m_bFormatting = false;
+}
+
+void RemoteSyslogAppender::formatAndSend(std::ostringstream& out_stream,
+                                         std::string_view in_strHeader,
+                                         const log4cplus::spi::InternalLoggingEvent& in_event) const
+{
+    out_stream.write(in_strHeader.data(), static_cast<std::streamsize>(in_strHeader.size()));
+    layout->formatAndAppend(out_stream, in_event);
+    const std::string_view strMessage = out_stream.view();
+    if (strMessage.size() > s_uiLongestDatagram)
+        sendInPieces(std::string(strMessage), in_strHeader.size());
+    else if (strMessage.size() > in_strHeader.size())
+        send(strMessage);
+}
+
+void RemoteSyslogAppender::sendInPieces(std::string in_strMessage, std::size_t in_uiHeader) const
+{
+    std::size_t uiLength = in_strMessage.size();
+    while (uiLength > s_uiLongestDatagram)
+    {
+        send({in_strMessage.data(), s_uiLongestDatagram});
+        uiLength = moveRestBehindHeader(in_strMessage.data(), in_uiHeader, uiLength);
+    }
+    send({in_strMessage.data(), uiLength});
+}
+
+void RemoteSyslogAppender::send(std::string_view in_strDatagram) const
+{
+    sockaddr_in server{};
+    server.sin_family = AF_INET;
+    server.sin_port = htons(static_cast<std::uint16_t>(m_iPort));
+    server.sin_addr.s_addr = m_hostAddress;
+    // Without waiting: packets to a host of the local network that has gone pile up in the socket.
+    sendto(m_iSocket, in_strDatagram.data(), in_strDatagram.size(), MSG_DONTWAIT,
+           reinterpret_cast<const sockaddr*>(&server), sizeof server);
+}
+
+} // namespace Velmora

@@ -1,0 +1,54 @@
+#pragma once
+
+#include "velmora/Export.h"
+
+#include <cstdint>
+#include <map>
+#include <optional>
+#include <string>
+
+namespace log4cplus::helpers
+{
+class Properties;
+}
+
+namespace Velmora
+{
+
+/// The addresses of the syslog servers that a configuration of log4cplus names, looked up when this
+/// is made. While it lives, the remote syslog appenders that the same thread makes take their
+/// addresses from here. So a configuration can be put into force while all loggers are locked, and
+/// no line of another thread waits for a name server:
+///
+///     const SyslogHosts hosts(configurator.getProperties());
+///     const Log4cplusAccess::WholeHierarchyLocker locker(hierarchy);
+///     configurator.configure();
+///
+/// Thread-safety: an object belongs to the thread that made it, which ends it before any that it
+/// made earlier.
+class VELMORA_API SyslogHosts
+{
+  public:
+    using Address = std::uint32_t; ///< of IPv4, in network order
+
+    /// Takes the properties as a `PropertyConfigurator` holds them, their names beginning with
+    /// "appender.".
+    explicit SyslogHosts(const log4cplus::helpers::Properties& in_configuration);
+    ~SyslogHosts();
+    SyslogHosts(const SyslogHosts&) = delete;
+    SyslogHosts& operator=(const SyslogHosts&) = delete;
+
+    /// The first address of a host: what an object of this thread has looked up, or else what the
+    /// name service gives now.
+    /// Thread-safety: may be called on any thread.
+    /// Failure: empty when the name is not found.
+    [[nodiscard]] static std::optional<Address> addressOf(const std::string& in_strHostName);
+
+  private:
+    [[nodiscard]] static std::optional<Address> lookUp(const std::string& in_strHostName);
+
+    std::map<std::string, std::optional<Address>> m_addresses;
+    const SyslogHosts* m_pEarlier;
+};
+
+} // namespace Velmora
