@@ -29,7 +29,12 @@
     entry(OS, "keswardin.infra.os")                                       \
     entry(UUID, "keswardin.infra.UUID")                                   \
     entry(ACE_Date_Time_Helpers, "keswardin.infra.ACE_Date_Time_Helpers") \
-    entry(ParameterTrie, "keswardin.infra.ParameterTrie")
+    entry(ParameterTrie, "keswardin.infra.ParameterTrie")                 \
+    entry(Crash, "keswardin.infra.crash")                                 \
+    entry(CoreDump, "keswardin.infra.CoreDump")                           \
+    entry(StackTrace, "keswardin.infra.StackTrace")                       \
+    entry(DynlibObjectFactory, "keswardin.infra.DynlibObjectFactory")     \
+    entry(DynLibsLoader, "keswardin.infra.DynLibsLoader")
 // clang-format on
 
 namespace Velmora::LibraryLoggers
