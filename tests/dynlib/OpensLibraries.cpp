@@ -120,6 +120,16 @@ Function find(const std::string& in_strFunction)
     return reinterpret_cast<Function>(dlsym(RTLD_DEFAULT, in_strFunction.c_str()));
 }
 
+/// The same, but that the run-time does not take note that the program needs the library from now
+/// on.
+Function findInHandles(const std::string& in_strFunction)
+{
+    for (const auto& [pHandle, strFile] : openedLibraries())
+        if (void* const pFunction = dlsym(pHandle, in_strFunction.c_str()))
+            return reinterpret_cast<Function>(pFunction);
+    return nullptr;
+}
+
 /// What the function gives; -1 where no opened library has it.
 int call(const std::string& in_strFunction)
 {
@@ -165,7 +175,7 @@ const std::map<std::string, Deed> s_deeds{
     {"keep",
      [](const std::string& in_strText)
      {
-         s_pKept = find(in_strText);
+         s_pKept = findInHandles(in_strText);
          return s_pKept != nullptr;
      }},
     {"at-exit", [](const std::string&) { return doAtExit([] { tell("at exit", s_pKept()); }); }},
