@@ -36,8 +36,9 @@ class VELMORA_API DynlibObjectFactoryNoT
     /// is looked for in that one only.
     ///
     /// Failure: false and an error in the log, of one wording whatever the cause: a library with an
-    /// unresolved symbol reads as a file that was not found. While the exit list runs, a library
-    /// is opened without an entry and let go with the factory.
+    /// unresolved symbol reads as a file that was not found. Not
+    /// for use while the exit list runs: no entry is left then, and the run-time may initialise
+    /// libraries a second time that the opened one needs.
     bool openDynlib(const char* in_szDynLibBasename);
 
   protected:

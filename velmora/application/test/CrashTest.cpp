@@ -16,19 +16,19 @@
 #include <string>
 #include <vector>
 
-#if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
-#define VELMORA_TEST_HAS_SANITIZER
-#elif defined(__has_feature)
-#if __has_feature(address_sanitizer) || __has_feature(thread_sanitizer)
-#define VELMORA_TEST_HAS_SANITIZER
-#endif
-#endif
-
 namespace Velmora::Test
 {
 
 namespace
 {
+
+#if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
+constexpr bool s_bSanitizer = true;
+#elif defined(__has_feature)
+constexpr bool s_bSanitizer = __has_feature(address_sanitizer) || __has_feature(thread_sanitizer);
+#else
+constexpr bool s_bSanitizer = false;
+#endif
 
 using testing::AllOf;
 using testing::Contains;
@@ -296,29 +296,27 @@ TEST(Crash, NoSignalGetsAHandler)
         {"cd=/", "handlers", s_strWriteOnCrash, "configure", "configure-default", "handlers"});
     EXPECT_EQ(2, std::count(lines.begin(), lines.end(), lines.front()));
     EXPECT_EQ(lines.front(), lines.back());
-#ifndef VELMORA_TEST_HAS_SANITIZER
-    EXPECT_EQ("handlers:", lines.front());
-#endif
+    if (!s_bSanitizer)
+    {
+        EXPECT_EQ("handlers:", lines.front());
+    }
 }
 
 TEST(Crash, ASignalEndsTheProcessAsItWouldWithoutTheLibrary)
 {
-#ifdef VELMORA_TEST_HAS_SANITIZER
-    GTEST_SKIP() << "the sanitizer handles the signal itself";
-#else
+    if (s_bSanitizer)
+        GTEST_SKIP() << "the sanitizer handles the signal itself";
     const HelperResult result =
         runHelper(VELMORA_HELPER_CRASH_PREPARES,
                   {"configure-default", "limit=0", "kill=" + std::to_string(SIGSEGV), "tell"});
     EXPECT_EQ(SIGSEGV, result.iSignal);
     EXPECT_EQ("configure-default: 1", told(result).back());
-#endif
 }
 
 TEST_F(CrashLimits, ACoreLandsInThePath)
 {
-#ifdef VELMORA_TEST_HAS_SANITIZER
-    GTEST_SKIP() << "the core would hold the shadow memory of the sanitizer";
-#else
+    if (s_bSanitizer)
+        GTEST_SKIP() << "the core would hold the shadow memory of the sanitizer";
     if (!kernelWritesCores())
         GTEST_SKIP() << "the kernel writes no cores into working directories here";
     const HelperResult result =
@@ -327,7 +325,6 @@ TEST_F(CrashLimits, ACoreLandsInThePath)
     EXPECT_EQ(SIGABRT, result.iSignal);
     EXPECT_EQ("", coreIn(m_start.path()));
     EXPECT_NE("", coreIn(m_other.path()));
-#endif
 }
 
 TEST(Crash, WhereCoresAreNotWantedTheLimitOfTheStartHolds)

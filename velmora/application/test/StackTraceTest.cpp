@@ -44,6 +44,15 @@ std::string beginOfLines()
     return stream.str();
 }
 
+/// A sanitizer has a function of its own between the constructor and the C library.
+std::vector<LogLine> withoutSanitizer(std::vector<LogLine> in_lines)
+{
+    if (!in_lines.empty() && in_lines[0].strText.find("StackTraceC") == std::string::npos &&
+        in_lines[0].strText.find("libkeswardin-infra") == std::string::npos)
+        in_lines.erase(in_lines.begin());
+    return in_lines;
+}
+
 std::vector<LogLine> linesOfLogging(const StackTrace& in_trace, LogLevel in_logLevel)
 {
     const CapturedLog log(TRACE_LOG_LEVEL);
@@ -106,7 +115,8 @@ TEST(StackTrace, LogsAtErrorForAnyOtherValue)
 
 TEST(StackTrace, BeginsWithItsConstructor)
 {
-    const std::vector<LogLine> lines = linesOfLogging(StackTrace(), INFO_LOG_LEVEL);
+    const std::vector<LogLine> lines =
+        withoutSanitizer(linesOfLogging(StackTrace(), INFO_LOG_LEVEL));
     ASSERT_LE(2U, lines.size());
     EXPECT_THAT(lines[0].strText, HasSubstr("StackTraceC"));
     EXPECT_THAT(lines[0].strText, HasSubstr("libkeswardin-infra.so"));
@@ -123,7 +133,7 @@ TEST(StackTrace, KeepsTheFiftyInnermost)
 {
     const std::vector<LogLine> lines = linesOfLogging(*traceOfDepth(100), INFO_LOG_LEVEL);
     EXPECT_EQ(50U, lines.size());
-    EXPECT_THAT(lines.at(0).strText, HasSubstr("StackTraceC"));
+    EXPECT_THAT(withoutSanitizer(lines).at(0).strText, HasSubstr("StackTraceC"));
 }
 
 TEST(StackTrace, IsTakenWhenItIsMade)
