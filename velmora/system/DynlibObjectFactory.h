@@ -36,9 +36,8 @@ class VELMORA_API DynlibObjectFactoryNoT
     /// is looked for in that one only.
     ///
     /// Failure: false and an error in the log, of one wording whatever the cause: a library with an
-    /// unresolved symbol reads as a file that was not found. Not
-    /// for use while the exit list runs: no entry is left then, and the run-time may initialise
-    /// libraries a second time that the opened one needs.
+    /// unresolved symbol reads as a file that was not found. Not for use while the exit list runs:
+    /// no entry is left then, and the run-time may initialise a second time what the library needs.
     bool openDynlib(const char* in_szDynLibBasename);
 
   protected:
