@@ -1,5 +1,7 @@
 #pragma once
 
+#include "velmora/application/Assertion.h"
+#include "velmora/application/Crash.h"
 #include "velmora/config/ParameterRow.h"
 
 namespace Velmora
@@ -36,13 +38,13 @@ inline constexpr ParameterRow s_paramDefsTable[] = {
     {"keswardin.linuxProcessPriority", INT_TYPE, "0", false, false, nullptr},
     {"keswardin.linuxProcessMaxFd", INT_TYPE, "1024", false, false, nullptr},
     {"keswardin.win32ProcessPriority", STRING_TYPE, nullptr, false, false, nullptr},
-    {"keswardin.infra.abortOnAssert", BOOL_TYPE, nullptr, false, false, nullptr},
+    {s_szINFRA_ABORTONASSERT_PARAM, BOOL_TYPE, nullptr, false, false, nullptr},
     {"keswardin.infra.CallLogger.dateTimeDirectory", BOOL_TYPE, "false", false, false, "When true, the call log files will be written in a directory hierarchy with year, month, day and hour subdirectories"},
     {"keswardin.infra.CallLogger.outputFilePrefix", STRING_TYPE, "", false, false, "Text to prepend to output call log filenames"},
     {"keswardin.infra.CallLogger.outputFileSuffix", STRING_TYPE, ".log", false, false, "Text to append to output call log filenames"},
     {"keswardin.infra.CallLogger.log1CallOutOf", INT_TYPE, "1", false, false, "Controls the fraction of calls that are logged. Must be >= 1"},
-    {"keswardin.infra.coreDump.writeOnCrash", BOOL_TYPE, "true", false, false, nullptr},
-    {"keswardin.infra.coreDump.writeOnCrash.path", STRING_TYPE, nullptr, false, false, nullptr},
+    {s_szINFRA_COREDUMP_WRITEONCRASH_PARAM, BOOL_TYPE, "true", false, false, nullptr},
+    {s_szINFRA_COREDUMP_WRITEONCRASH_PATH_PARAM, STRING_TYPE, nullptr, false, false, nullptr},
     {"keswardin.gw.routingRulesUrl", STRING_TYPE, nullptr, false, false, "The URL from which the routing rules of a call are asked for, with scheme http, https or file."},
     {"keswardin.gw.staticRoutingEngine.RulesFile", STRING_TYPE, nullptr, false, false, "The file that holds the routing rules of the static routing engine, relative to the installation directory."},
     {"keswardin.gw.routing.cacheFlushTimeoutSec", INT_TYPE, "60", false, false, "Time in seconds after which cached answers to routing queries are forgotten."},

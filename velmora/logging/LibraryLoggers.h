@@ -34,7 +34,12 @@
     entry(LoggingIdLogger, "keswardin.infra.LoggingIdLogger")             \
     entry(DottedRevision, "keswardin.infra.DottedRevision")               \
     entry(Syslog, "keswardin.infra.Syslog")                               \
-    entry(RemoteSyslogAppender, "keswardin.infra.RemoteSyslogAppender")
+    entry(RemoteSyslogAppender, "keswardin.infra.RemoteSyslogAppender")   \
+    entry(Crash, "keswardin.infra.crash")                                 \
+    entry(CoreDump, "keswardin.infra.CoreDump")                           \
+    entry(StackTrace, "keswardin.infra.StackTrace")                       \
+    entry(DynlibObjectFactory, "keswardin.infra.DynlibObjectFactory")     \
+    entry(DynLibsLoader, "keswardin.infra.DynLibsLoader")
 // clang-format on
 
 namespace Velmora::LibraryLoggers

@@ -1,0 +1,184 @@
+// Does what its arguments say, one after the other, and tells on standard output how each ended:
+//
+//   bool=NAME=true|false  sets a parameter of the configuration
+//   string=NAME=TEXT      sets a parameter of the configuration
+//   cd=DIRECTORY          changes the working directory by itself
+//   leave                 removes the working directory
+//   limit=BYTES           limits core files, by a limit that may be raised again
+//   lower=BYTES           lowers also how far it may be raised, and tells whether that may be
+//   undone refuse                makes each later call that sets a limit fail; exits with 4 if it
+//   cannot configure             configureCrashHandling configure-default
+//   configureDefaultCrashHandling tell                  tells the working directory and the limits
+//   of core files handlers              tells which signals of a crash have a handler
+//   abort-on-assert       lets a failed assertion end the process
+//   dump                  dumpCore
+//   unlimited             raises the limit of core files by itself as far as it may
+//   abort                 Velmora::abort
+//   kill=SIGNAL           sends itself a signal
+
+#include "velmora/application/AssertionSeam.h"
+#include "velmora/application/CoreDump.h"
+#include "velmora/application/Crash.h"
+#include "velmora/application/Debug.h"
+#include "velmora/config/ParameterHashMap.h"
+#include "velmora/system/test/SyscallFilter.h"
+
+#include "tests/support/LogToOutput.h"
+
+#include <signal.h>
+#include <sys/resource.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <cstdlib>
+#include <filesystem>
+#include <functional>
+#include <iostream>
+#include <map>
+#include <string>
+#include <utility>
+
+namespace
+{
+
+using namespace Velmora;
+
+class AlwaysAbort : public AssertionSeam::BoolParameters
+{
+  public:
+    bool getBoolParameter(const char*, bool& out_bValue) override
+    {
+        out_bValue = true;
+        return true;
+    }
+    bool setBoolParameter(const char*, bool) override { return false; }
+};
+
+constexpr int s_iCannotRefuse = 4;
+
+ParameterHashMap s_configuration;
+AlwaysAbort s_alwaysAbort;
+
+void tellResult(const char* in_szDeed, bool in_bResult)
+{
+    std::cout << in_szDeed << ": " << in_bResult << std::endl;
+}
+
+rlimit coreLimits()
+{
+    rlimit limits{};
+    if (getrlimit(RLIMIT_CORE, &limits) != 0)
+        std::exit(3);
+    return limits;
+}
+
+void setLimit(rlim_t in_limit)
+{
+    const rlimit limits{in_limit, coreLimits().rlim_max};
+    if (setrlimit(RLIMIT_CORE, &limits) != 0)
+        std::exit(3);
+}
+
+void lowerBoth(rlim_t in_limit)
+{
+    const rlimit lowered{in_limit, in_limit};
+    const rlimit raised{in_limit, RLIM_INFINITY};
+    if (setrlimit(RLIMIT_CORE, &lowered) != 0)
+        std::exit(3);
+    tellResult("lowered for good", setrlimit(RLIMIT_CORE, &raised) != 0);
+    if (setrlimit(RLIMIT_CORE, &lowered) != 0)
+        std::exit(3);
+}
+
+void refuseLimits()
+{
+    // Reading a limit is the same call without the third argument.
+    const bool bRefused =
+        Test::makeCallsFail({{SYS_prlimit64, EPERM, 2, 0xFFFFFFFF}, {SYS_setrlimit, EPERM}});
+    if (!bRefused)
+        std::exit(s_iCannotRefuse);
+}
+
+void tellLimit(const char* in_szName, rlim_t in_limit)
+{
+    std::cout << in_szName << (in_limit == RLIM_INFINITY ? "unlimited" : std::to_string(in_limit))
+              << std::endl;
+}
+
+void tell()
+{
+    std::error_code error;
+    std::cout << "directory: " << std::filesystem::current_path(error).string() << std::endl;
+    const rlimit limits = coreLimits();
+    tellLimit("soft limit: ", limits.rlim_cur);
+    tellLimit("hard limit: ", limits.rlim_max);
+}
+
+void tellHandlers()
+{
+    std::cout << "handlers:";
+    for (const int iSignal : {SIGABRT, SIGBUS, SIGFPE, SIGILL, SIGQUIT, SIGSEGV, SIGSYS, SIGTRAP})
+    {
+        struct sigaction action = {};
+        if (sigaction(iSignal, nullptr, &action) != 0)
+            std::exit(3);
+        if (action.sa_handler != SIG_DFL)
+            std::cout << ' ' << iSignal;
+    }
+    std::cout << std::endl;
+}
+
+/// Splits at the first '='.
+std::pair<std::string, std::string> splitPair(const std::string& in_strText)
+{
+    const std::size_t uiEnd = in_strText.find('=');
+    if (uiEnd == std::string::npos)
+        return {in_strText, ""};
+    return {in_strText.substr(0, uiEnd), in_strText.substr(uiEnd + 1)};
+}
+
+void setParameter(const std::string& in_strNameAndValue, bool in_bIsBool)
+{
+    const auto [strName, strValue] = splitPair(in_strNameAndValue);
+    if (in_bIsBool)
+        s_configuration.setBoolParameter(strName.c_str(), strValue == "true");
+    else
+        s_configuration.setStringParameter(strName.c_str(), strValue.c_str());
+}
+
+using Deed = std::function<void(const std::string&)>;
+
+const std::map<std::string, Deed> s_deeds{
+    {"bool", [](const std::string& in_strText) { setParameter(in_strText, true); }},
+    {"string", [](const std::string& in_strText) { setParameter(in_strText, false); }},
+    {"cd", [](const std::string& in_strText) { std::filesystem::current_path(in_strText); }},
+    {"leave", [](const std::string&) { std::filesystem::remove(std::filesystem::current_path()); }},
+    {"limit", [](const std::string& in_strText) { setLimit(std::stoul(in_strText)); }},
+    {"lower", [](const std::string& in_strText) { lowerBoth(std::stoul(in_strText)); }},
+    {"refuse", [](const std::string&) { refuseLimits(); }},
+    {"configure",
+     [](const std::string&) { tellResult("configure", configureCrashHandling(s_configuration)); }},
+    {"configure-default",
+     [](const std::string&) { tellResult("configure-default", configureDefaultCrashHandling()); }},
+    {"tell", [](const std::string&) { tell(); }},
+    {"handlers", [](const std::string&) { tellHandlers(); }},
+    {"abort-on-assert",
+     [](const std::string&) { AssertionSeam::setBoolParameters(&s_alwaysAbort); }},
+    {"dump", [](const std::string&) { tellResult("dump", dumpCore("core.dump")); }},
+    {"unlimited", [](const std::string&) { setLimit(coreLimits().rlim_max); }},
+    {"abort", [](const std::string&) { Velmora::abort(); }},
+    {"kill", [](const std::string& in_strText) { raise(std::stoi(in_strText)); }},
+};
+
+} // namespace
+
+int main(int argc, char** argv)
+{
+    Test::logToOutput({"keswardin.infra.crash", "keswardin.infra.CoreDump"});
+    for (int iArgument = 1; iArgument < argc; ++iArgument)
+    {
+        const auto [strName, strText] = splitPair(argv[iArgument]);
+        s_deeds.at(strName)(strText);
+    }
+    return 0;
+}

@@ -1,0 +1,34 @@
+// A library that extends a program: its static constructor logs and puts an entry on the exit list.
+// VELMORA_TEST_MODULE is its name.
+
+#include "velmora/logging/LogMacros.h"
+
+#include <ace/Cleanup.h>
+#include <ace/Object_Manager.h>
+
+VELMORA_FILE_SCOPE_LOGGER("keswardin.test." VELMORA_TEST_MODULE)
+
+namespace
+{
+
+struct OnExitList : ACE_Cleanup
+{
+    ~OnExitList() override { VELMORA_FILE_LOG_INFO("exit entry of " VELMORA_TEST_MODULE); }
+};
+
+struct InStatics
+{
+    InStatics()
+    {
+        VELMORA_FILE_LOG_INFO("constructor of " VELMORA_TEST_MODULE);
+        ACE_Object_Manager::at_exit(new OnExitList);
+    }
+} s_inStatics;
+
+} // namespace
+
+/// A name of its own for each library, as `answer_a`.
+extern "C" __attribute__((visibility("default"))) int VELMORA_TEST_ANSWER()
+{
+    return VELMORA_TEST_MODULE[0];
+}

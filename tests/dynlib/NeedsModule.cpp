@@ -1,0 +1,5 @@
+// A library that calls a function of another one without being linked to it.
+
+extern "C" int answer_a();
+
+extern "C" __attribute__((visibility("default"))) int answerThroughA() { return answer_a(); }

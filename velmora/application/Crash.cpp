@@ -1,0 +1,89 @@
+#include "velmora/application/Crash.h"
+
+#include "velmora/application/Assertion.h"
+#include "velmora/config/ParameterHashMap.h"
+#include "velmora/config/ParameterInfoDB.h"
+#include "velmora/logging/LibraryLoggers.h"
+#include "velmora/logging/LogMacros.h"
+
+#include <sys/resource.h>
+#include <unistd.h>
+
+#include <cstdlib>
+#include <memory>
+#include <string>
+
+VELMORA_LIBRARY_FILE_SCOPE_LOGGER(Crash)
+
+namespace Velmora
+{
+
+namespace
+{
+
+bool isTrue(const ROConfiguration& in_configuration, const char* in_szParamName)
+{
+    bool bValue = false;
+    return in_configuration.getBoolParameter(in_szParamName, bValue) && bValue;
+}
+
+bool removeCoreLimit()
+{
+    const rlimit unlimited{RLIM_INFINITY, RLIM_INFINITY};
+    return setrlimit(RLIMIT_CORE, &unlimited) == 0;
+}
+
+void logCurrentDirectory()
+{
+    struct Free
+    {
+        void operator()(char* in_szText) const { std::free(in_szText); }
+    };
+    // Null where the directory has been removed, for one.
+    const std::unique_ptr<char, Free> szDirectory(get_current_dir_name());
+    VELMORA_FILE_LOG_INFO("Current directory for core dumps is: "
+                          << (szDirectory == nullptr ? "" : szDirectory.get()));
+}
+
+void moveToCoreDirectory(const std::string& in_strPath)
+{
+    if (chdir(in_strPath.c_str()) == 0)
+        VELMORA_FILE_LOG_INFO("CORE directory is " << in_strPath);
+    else
+        logCurrentDirectory();
+}
+
+} // namespace
+
+bool configureCrashHandling(const ROConfiguration& in_configuration)
+{
+    VELMORA_FILE_TRACE_SCOPE(Velmora::configureCrashHandling);
+    if (isTrue(in_configuration, s_szINFRA_ABORTONASSERT_PARAM))
+        VELMORA_FILE_LOG_WARN(s_szINFRA_ABORTONASSERT_PARAM
+                              << "=true. The application will abort on a failed assertion. "
+                                 "Is this what you want?");
+    if (!isTrue(in_configuration, s_szINFRA_COREDUMP_WRITEONCRASH_PARAM))
+        return true;
+    std::string strPath;
+    in_configuration.getStringParameter(s_szINFRA_COREDUMP_WRITEONCRASH_PATH_PARAM, strPath);
+    if (!removeCoreLimit())
+    {
+        VELMORA_FILE_LOG_WARN("Failed to configure crash handling : setrlimit failed Set "
+                              << s_szINFRA_COREDUMP_WRITEONCRASH_PARAM
+                              << " parameter to false to disable this warning.");
+        return true;
+    }
+    VELMORA_FILE_LOG_INFO("RLIMIT_CORE set to infinity");
+    moveToCoreDirectory(strPath);
+    return true;
+}
+
+bool configureDefaultCrashHandling()
+{
+    VELMORA_FILE_TRACE_SCOPE(Velmora::configureDefaultCrashHandling);
+    ParameterHashMap configuration;
+    ParameterInfoDB::getInstance().addDefaultsToConfig(configuration, true);
+    return configureCrashHandling(configuration);
+}
+
+} // namespace Velmora

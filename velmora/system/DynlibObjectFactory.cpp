@@ -1,0 +1,74 @@
+#include "velmora/system/DynlibObjectFactory.h"
+
+#include "velmora/logging/LibraryLoggers.h"
+#include "velmora/logging/LogMacros.h"
+
+#include <ace/Cleanup.h>
+#include <ace/Object_Manager.h>
+
+#include <dlfcn.h>
+
+#include <utility>
+
+VELMORA_LIBRARY_FILE_SCOPE_LOGGER(DynlibObjectFactory)
+
+namespace Velmora
+{
+
+DynlibObjectFactoryNoT::DynlibObjectFactoryNoT() = default;
+
+DynlibObjectFactoryNoT::~DynlibObjectFactoryNoT()
+{
+    VELMORA_FILE_TRACE_SCOPE(~DynlibObjectFactoryNoT);
+    m_hDLL.reset();
+}
+
+bool DynlibObjectFactoryNoT::openDynlib(const char* in_szDynLibBasename)
+{
+    class DLLPtr : public ACE_Cleanup
+    {
+      public:
+        explicit DLLPtr(DLLHandle in_hDLL) : m_hDLL(std::move(in_hDLL))
+        {
+            VELMORA_FILE_TRACE_SCOPE(DynlibObjectFactoryNoT::DLLPtr ctor);
+        }
+        DLLPtr(const DLLPtr&) = delete;
+        DLLPtr& operator=(const DLLPtr&) = delete;
+        ~DLLPtr() override
+        {
+            VELMORA_FILE_TRACE_SCOPE(DynlibObjectFactoryNoT::DLLPtr dtor);
+            m_hDLL.reset();
+        }
+
+      private:
+        DLLHandle m_hDLL;
+    };
+
+    VELMORA_FILE_TRACE_SCOPE(DynlibObjectFactoryNoT::openDynlib);
+    VELMORA_FILE_LOG_DEBUG("DynlibObjectFactoryNoT::openDynlib"
+                           << " : "
+                           << "in_szDynLibBasename=" << in_szDynLibBasename);
+    constexpr bool bCloseOnDestruction = true;
+    m_hDLL = DLLHandle(new ACE_DLL(bCloseOnDestruction));
+
+    // Before the library is opened, so that what its constructors register goes before it.
+    auto pEntry = std::make_unique<DLLPtr>(m_hDLL);
+    if (ACE_Object_Manager::at_exit(pEntry.get(), nullptr, "DLLPtr") == 0)
+        static_cast<void>(pEntry.release());
+
+    VELMORA_FILE_LOG_DEBUG("Opening library " << in_szDynLibBasename
+                                              << " with RTLD_NOW | RTLD_GLOBAL | RTLD_NODELETE\n");
+    if (m_hDLL->open(in_szDynLibBasename, RTLD_NOW | RTLD_GLOBAL | RTLD_NODELETE,
+                     bCloseOnDestruction) != 0)
+    {
+        VELMORA_FILE_LOG_ERROR("Cannot find file \"lib"
+                               << in_szDynLibBasename
+                               << ".so\" (using the LD_LIBRARY_PATH environment variable) needed "
+                                  "to create gateway interface \""
+                               << in_szDynLibBasename << "\"");
+        return false;
+    }
+    return true;
+}
+
+} // namespace Velmora

@@ -1,0 +1,257 @@
+#include "velmora/system/DynLibsLoader.h"
+
+#include "velmora/config/ParameterHashMap.h"
+#include "velmora/config/ParameterInfoDB.h"
+
+#include "tests/support/CapturedLog.h"
+#include "tests/support/HelperProcess.h"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <log4cplus/appender.h>
+#include <log4cplus/logger.h>
+#include <log4cplus/spi/loggingevent.h>
+
+#include <filesystem>
+#include <sstream>
+#include <stdexcept>
+#include <string>
+#include <vector>
+
+namespace Velmora::Test
+{
+
+namespace
+{
+
+using testing::ElementsAre;
+using testing::IsEmpty;
+
+constexpr const char* s_szLogger = "keswardin.infra.DynLibsLoader";
+constexpr const char* s_szParam = "keswardin.startup.loadDynLibList";
+
+/// The libraries that a run opened, with what it told of its own calls and the errors it logged.
+std::vector<std::string> toldByRun(const std::vector<std::string>& in_arguments)
+{
+    const std::string strPath = std::filesystem::path(VELMORA_HELPER_DYNLIB_A).parent_path();
+    const HelperResult result =
+        runHelper(VELMORA_HELPER_DYNLIB_OPENS, in_arguments, {{"LD_LIBRARY_PATH", strPath}});
+    EXPECT_EQ(0, result.iExitCode);
+    EXPECT_EQ(0, result.iSignal);
+    EXPECT_EQ("", result.strErrors);
+    std::vector<std::string> lines;
+    std::istringstream text(result.strOutput);
+    for (std::string line; std::getline(text, line);)
+        if (!line.empty() && !line.starts_with("TRACE ") && !line.starts_with("DEBUG ") &&
+            !line.starts_with("INFO ") && !line.starts_with("closed "))
+            lines.push_back(line);
+    return lines;
+}
+
+std::string openedLine(const std::string& in_strName)
+{
+    return "opened lib" + in_strName + ".so NOW GLOBAL NODELETE";
+}
+
+std::string cannotFindLine(const std::string& in_strName)
+{
+    return "ERROR keswardin.infra.DynlibObjectFactory: Cannot find file \"lib" + in_strName +
+           ".so\" (using the LD_LIBRARY_PATH environment variable) needed to create gateway "
+           "interface \"" +
+           in_strName + "\"";
+}
+
+class ThrowingConfiguration : public ROConfiguration
+{
+  public:
+    void getParameter(const char*, ParameterValue&) const override
+    {
+        throw std::runtime_error("broken");
+    }
+};
+
+/// An appender that fails for lines that begin with a text.
+class ThrowingAppender : public log4cplus::Appender
+{
+  public:
+    explicit ThrowingAppender(std::string in_strBegin) : m_strBegin(std::move(in_strBegin)) {}
+    ~ThrowingAppender() override { destructorImpl(); }
+    void close() override {}
+
+  protected:
+    void append(const log4cplus::spi::InternalLoggingEvent& in_event) override
+    {
+        if (in_event.getMessage().starts_with(m_strBegin))
+            throw std::runtime_error("broken");
+    }
+
+  private:
+    std::string m_strBegin;
+};
+
+/// The names that are tried for a list, without their files.
+std::vector<std::string> namesTriedFor(const std::string& in_strList)
+{
+    ParameterHashMap configuration;
+    configuration.setStringParameter(s_szParam, in_strList.c_str());
+    const CapturedLog log;
+    DynLibsLoader::loadDynLibs(configuration);
+    const std::string strBegin = "Loading dynamic library ";
+    std::vector<std::string> names;
+    for (const LogLine& line : log.linesOf(s_szLogger))
+        if (line.strText.starts_with(strBegin))
+            names.push_back(line.strText.substr(strBegin.size()));
+    return names;
+}
+
+} // namespace
+
+TEST(DynLibsLoader, OpensOneLibraryThatStays)
+{
+    EXPECT_THAT(toldByRun({"load=dynlib-a", "call=answer_a"}),
+                ElementsAre(openedLine("dynlib-a"), "load=dynlib-a: 1", "call=answer_a: 97"));
+}
+
+TEST(DynLibsLoader, TellsThatOneLibraryCannotBeOpened)
+{
+    EXPECT_THAT(toldByRun({"load=dynlib-none"}),
+                ElementsAre(cannotFindLine("dynlib-none"), "load=dynlib-none: 0"));
+}
+
+TEST(DynLibsLoader, TellsWhatItLoads)
+{
+    const CapturedLog log(TRACE_LOG_LEVEL);
+    EXPECT_FALSE(DynLibsLoader::loadDynLib("dynlib-none"));
+    EXPECT_THAT(
+        log.linesOf(s_szLogger),
+        ElementsAre(traceLine(s_szLogger, "entering DynLibsLoader::loadDynLib(const char*)"),
+                    debugLine(s_szLogger, "Loading dynamic library dynlib-none"),
+                    traceLine(s_szLogger, "exiting DynLibsLoader::loadDynLib(const char*)")));
+}
+
+TEST(DynLibsLoader, OpensAVectorInItsOrder)
+{
+    EXPECT_THAT(toldByRun({"vector=dynlib-b,dynlib-c,dynlib-a"}),
+                ElementsAre(openedLine("dynlib-b"), openedLine("dynlib-c"), openedLine("dynlib-a"),
+                            "vector=dynlib-b,dynlib-c,dynlib-a: 1"));
+}
+
+TEST(DynLibsLoader, OpensTheRestOfAVectorAfterAFailure)
+{
+    EXPECT_THAT(toldByRun({"vector=dynlib-none,dynlib-a,dynlib-nil,dynlib-b"}),
+                ElementsAre(cannotFindLine("dynlib-none"), openedLine("dynlib-a"),
+                            cannotFindLine("dynlib-nil"), openedLine("dynlib-b"),
+                            "vector=dynlib-none,dynlib-a,dynlib-nil,dynlib-b: 0"));
+}
+
+TEST(DynLibsLoader, AnEmptyVectorIsNoFailure)
+{
+    const CapturedLog log(TRACE_LOG_LEVEL);
+    EXPECT_TRUE(DynLibsLoader::loadDynLibs(std::vector<std::string>()));
+    EXPECT_THAT(
+        log.lines(),
+        ElementsAre(
+            traceLine(s_szLogger, "entering DynLibsLoader::loadDynLibs(const vector<string>&)"),
+            traceLine(s_szLogger, "exiting DynLibsLoader::loadDynLibs(const vector<string>&)")));
+}
+
+TEST(DynLibsLoader, AnEmptyListLoadsNothingAndIsNoFailure)
+{
+    ParameterHashMap configuration;
+    configuration.setStringParameter(s_szParam, "");
+    const CapturedLog log(TRACE_LOG_LEVEL);
+    EXPECT_TRUE(DynLibsLoader::loadDynLibs(configuration));
+    EXPECT_THAT(
+        log.linesOf(s_szLogger),
+        ElementsAre(
+            traceLine(s_szLogger, "entering DynLibsLoader::loadDynLibs(const ROConfiguration&)"),
+            traceLine(s_szLogger, "exiting DynLibsLoader::loadDynLibs(const ROConfiguration&)")));
+}
+
+TEST(DynLibsLoader, TheDefaultListLoadsNothing)
+{
+    ParameterHashMap configuration;
+    ParameterInfoDB::getInstance().addDefaultsToConfig(configuration, false);
+    std::string strList = "none";
+    ASSERT_TRUE(configuration.getStringParameter(s_szParam, strList));
+    EXPECT_EQ("", strList);
+    const CapturedLog log;
+    EXPECT_TRUE(DynLibsLoader::loadDynLibs(configuration));
+    EXPECT_THAT(log.lines(), IsEmpty());
+}
+
+TEST(DynLibsLoader, NoListIsNoFailure)
+{
+    const CapturedLog log;
+    EXPECT_TRUE(DynLibsLoader::loadDynLibs(ParameterHashMap()));
+    EXPECT_THAT(log.lines(), IsEmpty());
+}
+
+TEST(DynLibsLoader, AListOfAnotherTypeIsNone)
+{
+    ParameterHashMap configuration;
+    configuration.setIntParameter(s_szParam, 5);
+    const CapturedLog log;
+    EXPECT_TRUE(DynLibsLoader::loadDynLibs(configuration));
+    EXPECT_THAT(log.lines(), IsEmpty());
+}
+
+TEST(DynLibsLoader, AListOpensItsLibrariesInTheirOrder)
+{
+    EXPECT_THAT(toldByRun({"list=dynlib-a, dynlib-b,,dynlib-c"}),
+                ElementsAre(openedLine("dynlib-a"), openedLine("dynlib-b"), openedLine("dynlib-c"),
+                            "list=dynlib-a, dynlib-b,,dynlib-c: 1"));
+}
+
+TEST(DynLibsLoader, AListOpensTheRestAfterAFailure)
+{
+    EXPECT_THAT(toldByRun({"list=dynlib-none,dynlib-b"}),
+                ElementsAre(cannotFindLine("dynlib-none"), openedLine("dynlib-b"),
+                            "list=dynlib-none,dynlib-b: 0"));
+    EXPECT_THAT(toldByRun({"list=dynlib-b,dynlib-none"}),
+                ElementsAre(openedLine("dynlib-b"), cannotFindLine("dynlib-none"),
+                            "list=dynlib-b,dynlib-none: 0"));
+}
+
+TEST(DynLibsLoader, AListIsSeparatedByCommasAndBlanks)
+{
+    EXPECT_THAT(namesTriedFor("a, b,,c"), ElementsAre("a", "b", "c"));
+    EXPECT_THAT(namesTriedFor("a b c"), ElementsAre("a", "b", "c"));
+    EXPECT_THAT(namesTriedFor(" ,a, ,b , "), ElementsAre("a", "b"));
+    EXPECT_THAT(namesTriedFor(", ,"), IsEmpty());
+}
+
+TEST(DynLibsLoader, NothingElseSeparatesAList)
+{
+    EXPECT_THAT(namesTriedFor("a\tb;c:d,e"), ElementsAre("a\tb;c:d", "e"));
+}
+
+TEST(DynLibsLoader, AnExceptionOfTheConfigurationIsAFailure)
+{
+    const CapturedLog log;
+    EXPECT_FALSE(DynLibsLoader::loadDynLibs(ThrowingConfiguration()));
+    EXPECT_THAT(log.lines(),
+                ElementsAre(errorLine(s_szLogger,
+                                      "Unexpected std::exception broken caught in loadDynLibs() "
+                                      "with keswardin.startup.loadDynLibList: \"\"")));
+}
+
+TEST(DynLibsLoader, AnExceptionWhileALibraryIsOpenedEndsTheList)
+{
+    ParameterHashMap configuration;
+    configuration.setStringParameter(s_szParam, "dynlib-none, dynlib-nil,dynlib-more");
+    const CapturedLog log;
+    log4cplus::Logger::getRoot().addAppender(
+        log4cplus::SharedAppenderPtr(new ThrowingAppender("Loading dynamic library dynlib-nil")));
+    EXPECT_FALSE(DynLibsLoader::loadDynLibs(configuration));
+    EXPECT_THAT(log.linesOf(s_szLogger),
+                ElementsAre(debugLine(s_szLogger, "Loading dynamic library dynlib-none"),
+                            debugLine(s_szLogger, "Loading dynamic library dynlib-nil"),
+                            errorLine(s_szLogger,
+                                      "Unexpected std::exception broken caught in loadDynLibs() "
+                                      "with keswardin.startup.loadDynLibList: "
+                                      "\"dynlib-none, dynlib-nil,dynlib-more\"")));
+}
+
+} // namespace Velmora::Test
