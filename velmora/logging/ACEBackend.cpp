@@ -1,12 +1,15 @@
 #include "velmora/logging/ACEBackend.h"
 
 #include "velmora/logging/Log4cplusAccess.h"
+#include "velmora/logging/Log4cplusBackend.h"
 
+#include <ace/Log_Msg.h>
 #include <ace/Object_Manager.h>
 #include <log4cplus/configurator.h>
 #include <log4cplus/logger.h>
 
 #include <atomic>
+#include <cstdlib>
 
 namespace Velmora
 {
@@ -16,9 +19,22 @@ namespace
 
 std::atomic<ACEBackend*> s_pBackend{nullptr};
 
+void takeOverLogOfACE(Log4cplusBackend& in_backend)
+{
+    ACE_Log_Msg* const pLog = ACE_Log_Msg::instance();
+    if (pLog->open("keswardin", ACE_Log_Msg::STDERR, nullptr) == -1)
+    {
+        ACE_ERROR((LM_ERROR, ACE_TEXT("Failed to create ACE logger")));
+        std::exit(1);
+    }
+    ACE_Log_Msg::msg_backend(&in_backend);
+    pLog->set_flags(ACE_Log_Msg::CUSTOM);
+    pLog->clr_flags(ACE_Log_Msg::STDERR);
+}
+
 } // namespace
 
-ACEBackend::ACEBackend()
+ACEBackend::ACEBackend() : m_pLog4cplusBackend(std::make_unique<Log4cplusBackend>())
 {
     // log4cplus starts four threads for appenders that append asynchronously. A child that forks
     // and exits would wait for them forever, and the library is to leave no thread to the program.
@@ -26,10 +42,16 @@ ACEBackend::ACEBackend()
     log4cplus::shutdownThreadPool();
 
     ACE_Object_Manager::at_exit(this, nullptr, "ACEBackend");
+    takeOverLogOfACE(*m_pLog4cplusBackend);
     log4cplus::BasicConfigurator::doConfigure(log4cplus::Logger::getDefaultHierarchy());
 }
 
-ACEBackend::~ACEBackend() { s_pBackend.store(nullptr, std::memory_order_relaxed); }
+ACEBackend::~ACEBackend()
+{
+    ACE_Log_Msg::instance()->clr_flags(ACE_Log_Msg::CUSTOM);
+    ACE_Log_Msg::msg_backend(nullptr);
+    s_pBackend.store(nullptr, std::memory_order_relaxed);
+}
 
 ACEBackend* getACEBackend()
 {

@@ -8,6 +8,7 @@
 /// VELMORA_LIBRARY_FILE_SCOPE_LOGGER.
 // clang-format off
 #define VELMORA_LIBRARY_LOGGERS(entry)                                    \
+    entry(Log4cplusBackend, "keswardin.ace")                              \
     entry(Assertion, "keswardin.infra.Assertion")                         \
     entry(Debug, "keswardin.infra.Debug")                                 \
     entry(Exception, "keswardin.infra.Exception")                         \

@@ -111,7 +111,11 @@ LogLevel Logger::getChainedLogLevel() const
     return static_cast<LogLevel>(Log4cplusAccess::chainedLogLevel(*value));
 }
 
-void Logger::setLogLevel(LogLevel in_logLevel) { log4cplus::Logger::setLogLevel(in_logLevel); }
+void Logger::setLogLevel(LogLevel in_logLevel)
+{
+    log4cplus::Logger::setLogLevel(in_logLevel);
+    configureACE_Trace();
+}
 
 log4cplus::SharedAppenderPtr Logger::getChainedAppender(const std::string& in_strName)
 {
@@ -144,9 +148,14 @@ bool Logger::configureDefault()
     log4cplus::Hierarchy& hierarchy = Logger().getHierarchy();
     // Lines that other threads log meanwhile wait for the new appenders.
     const Log4cplusAccess::WholeHierarchyLocker locker(hierarchy);
-    hierarchy.resetConfiguration();
-    log4cplus::BasicConfigurator::doConfigure(hierarchy);
+    putDefaultIntoForce(hierarchy);
     return true;
+}
+
+void Logger::putDefaultIntoForce(log4cplus::Hierarchy& out_hierarchy)
+{
+    out_hierarchy.resetConfiguration();
+    log4cplus::BasicConfigurator::doConfigure(out_hierarchy);
 }
 
 } // namespace Velmora

@@ -9,10 +9,13 @@
 #include <log4cplus/spi/loggerimpl.h>
 
 #include <cstddef>
+#include <iosfwd>
 #include <string>
 
 namespace Velmora
 {
+
+class ParameterTrie;
 
 /// A named place that lines are logged to, over log4cplus. A `Logger` is a handle: two with one
 /// name talk to the same entry of the log4cplus hierarchy, in which dots in a name make parents.
@@ -69,6 +72,7 @@ class VELMORA_API Logger : public log4cplus::Logger, public virtual Resettable
     /// `NOT_SET_LOG_LEVEL` when not even the root has one.
     [[nodiscard]] LogLevel getChainedLogLevel() const;
 
+    /// Also switches ACE's function trace, by the level in force for "keswardin.ace".
     void setLogLevel(LogLevel in_logLevel);
 
     /// The appender of that name on this logger or, following additivity, on its parents; null
@@ -84,6 +88,25 @@ class VELMORA_API Logger : public log4cplus::Logger, public virtual Resettable
     /// Puts the configuration into force that a process starts with: everything from DEBUG on to
     /// the console. Gives true. Threads that log meanwhile lose no line.
     static bool configureDefault();
+
+    /// Puts the section "log4cplus" of a configuration into force, in log4cplus's own form, in
+    /// place of whatever is. Threads that log meanwhile lose no line. An appender with
+    /// `AsyncAppend` is made synchronous, with a warning.
+    ///
+    /// Failure: false, and a text for whoever starts the program in `out_errors`. Without such a
+    /// section, the configuration stays as it is. A section that leaves the root logger without a
+    /// level or an appender puts the default configuration into force. What is wrong with an
+    /// appender is told by log4cplus, on standard error.
+    static bool configure(const ParameterTrie& in_trie, std::ostream& out_errors);
+    static bool configure(const ParameterTrie& in_trie);
+
+    /// Starts ACE's function trace if the logger "keswardin.ace" passes TRACE, and stops it
+    /// otherwise.
+    static void configureACE_Trace();
+
+  private:
+    /// `configureDefault` for a caller that has locked the hierarchy.
+    static void putDefaultIntoForce(log4cplus::Hierarchy& out_hierarchy);
 };
 
 } // namespace Velmora

@@ -1,0 +1,74 @@
+#include "velmora/logging/Log4cplusBackend.h"
+
+#include "velmora/logging/LibraryLoggers.h"
+#include "velmora/logging/LogMacros.h"
+
+#include <ace/Log_Priority.h>
+#include <ace/Log_Record.h>
+
+VELMORA_LIBRARY_FILE_SCOPE_LOGGER(Log4cplusBackend)
+
+namespace Velmora
+{
+
+namespace
+{
+
+LogLevel levelOf(ACE_Log_Priority in_priority)
+{
+    switch (in_priority)
+    {
+    case LM_SHUTDOWN:
+    case LM_TRACE:
+    case LM_STARTUP:
+        return TRACE_LOG_LEVEL;
+    case LM_DEBUG:
+        return DEBUG_LOG_LEVEL;
+    case LM_INFO:
+        return INFO_LOG_LEVEL;
+    case LM_NOTICE:
+    case LM_WARNING:
+        return WARN_LOG_LEVEL;
+    case LM_ERROR:
+        return ERROR_LOG_LEVEL;
+    default:
+        return FATAL_LOG_LEVEL;
+    }
+}
+
+void logOn(const Logger& in_logger, LogLevel in_level, const char* in_szText)
+{
+    if (in_level == TRACE_LOG_LEVEL)
+        in_logger.log(in_level, in_szText, nullptr, -1);
+    else
+        VELMORA_LOG(in_logger, in_level, in_szText);
+}
+
+} // namespace
+
+Log4cplusBackend::Log4cplusBackend() = default;
+
+Log4cplusBackend::~Log4cplusBackend() { Log4cplusBackend::close(); }
+
+int Log4cplusBackend::open(const char*) { return 0; }
+
+int Log4cplusBackend::reset() { return close(); }
+
+int Log4cplusBackend::close() { return 0; }
+
+ssize_t Log4cplusBackend::log(ACE_Log_Record& in_record)
+{
+    const LogLevel level = levelOf(static_cast<ACE_Log_Priority>(in_record.type()));
+    // ACE may still log when the exit list has deleted the file's logger.
+    if (const Logger* const pLogger = getLiveLogger())
+        logOn(*pLogger, level, in_record.msg_data());
+    else
+        logOn(Logger(fileScopeLoggerName()), level, in_record.msg_data());
+    return 0;
+}
+
+const Logger& Log4cplusBackend::getLogger() { return *fileScopeLogger(); }
+
+const Logger* Log4cplusBackend::getLiveLogger() { return liveFileScopeLogger(); }
+
+} // namespace Velmora

@@ -1,0 +1,304 @@
+#include "velmora/config/ParameterTrie.h"
+#include "velmora/logging/LogMacros.h"
+#include "velmora/logging/Logger.h"
+
+#include "tests/support/CapturedLog.h"
+#include "tests/support/TemporaryDirectory.h"
+
+#include <ace/Trace.h>
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+#include <log4cplus/hierarchy.h>
+
+#include <array>
+#include <filesystem>
+#include <set>
+#include <sstream>
+#include <string>
+#include <thread>
+#include <vector>
+
+namespace Velmora::Test
+{
+
+namespace
+{
+
+using testing::ElementsAre;
+using testing::HasSubstr;
+
+class LoggerConfiguration : public testing::Test
+{
+  protected:
+    ~LoggerConfiguration() override { Logger::configureDefault(); }
+
+    static ParameterTrie trieOf(const std::string& in_strText)
+    {
+        ParameterTrie trie;
+        std::istringstream stream(in_strText);
+        trie.read(stream, nullptr, '\n', false, nullptr, nullptr);
+        EXPECT_FALSE(stream.fail());
+        return trie;
+    }
+
+    /// A configuration with one file appender of the layout "LEVEL - text".
+    [[nodiscard]] std::string fileConfiguration(const std::string& in_strMore = "") const
+    {
+        return "log4cplus.rootLogger=INFO, file\n"
+               "log4cplus.appender.file=log4cplus::FileAppender\n"
+               "log4cplus.appender.file.Append=true\n"
+               "log4cplus.appender.file.File=" +
+               m_directory.file("log") +
+               "\n"
+               "log4cplus.appender.file.layout=log4cplus::SimpleLayout\n" +
+               in_strMore;
+    }
+
+    bool configure(const std::string& in_strText)
+    {
+        std::ostringstream errors;
+        const bool bOK = Logger::configure(trieOf(in_strText), errors);
+        m_strErrors = errors.str();
+        return bOK;
+    }
+
+    std::vector<std::string> linesOfFile() const
+    {
+        std::vector<std::string> result;
+        std::istringstream text(m_directory.read("log"));
+        for (std::string line; std::getline(text, line);)
+            result.push_back(line);
+        return result;
+    }
+
+    static void expectDefaultInForce()
+    {
+        const log4cplus::Logger root = log4cplus::Logger::getRoot();
+        EXPECT_EQ(DEBUG_LOG_LEVEL, root.getLogLevel());
+        const log4cplus::SharedAppenderPtrList appenders =
+            log4cplus::Logger::getRoot().getAllAppenders();
+        ASSERT_EQ(1U, appenders.size());
+        EXPECT_EQ("STDOUT", appenders[0]->getName());
+    }
+
+    TemporaryDirectory m_directory;
+    std::string m_strErrors;
+};
+
+} // namespace
+
+TEST_F(LoggerConfiguration, TheSectionIsPutIntoForce)
+{
+    EXPECT_TRUE(configure("keswardin.x=1\n" + fileConfiguration("log4cplus.logger.a.b=ERROR\n")));
+    EXPECT_EQ("", m_strErrors);
+    VELMORA_LOG(Logger("a"), INFO_LOG_LEVEL, "info " << 1);
+    VELMORA_LOG(Logger("a"), DEBUG_LOG_LEVEL, "debug");
+    VELMORA_LOG(Logger("a.b"), WARN_LOG_LEVEL, "warn");
+    VELMORA_LOG(Logger("a.b"), ERROR_LOG_LEVEL, "error");
+    EXPECT_THAT(linesOfFile(), ElementsAre("INFO - info 1", "ERROR - error"));
+}
+
+TEST_F(LoggerConfiguration, WhatWasInForceIsGone)
+{
+    const CapturedLog captured;
+    Logger("a").setLogLevel(FATAL_LOG_LEVEL);
+    EXPECT_TRUE(configure(fileConfiguration()));
+    VELMORA_LOG(Logger("a"), INFO_LOG_LEVEL, "info");
+    EXPECT_THAT(linesOfFile(), ElementsAre("INFO - info"));
+    EXPECT_TRUE(captured.lines().empty());
+}
+
+TEST_F(LoggerConfiguration, WithoutASectionTheConfigurationStays)
+{
+    const CapturedLog log;
+    EXPECT_FALSE(configure("keswardin.x=1\nlog4cplusX=1\n"));
+    const std::string strText = "failed to configure Logger, no log4cplus section could be found";
+    EXPECT_EQ(strText, m_strErrors);
+    EXPECT_THAT(log.lines(), ElementsAre(errorLine("keswardin.infra.Logger", strText)));
+    VELMORA_LOG(Logger("a"), INFO_LOG_LEVEL, "still here");
+    EXPECT_EQ(2U, log.lines().size());
+}
+
+TEST_F(LoggerConfiguration, WithoutASectionNothingIsLoggedWhereWarningsAreOff)
+{
+    const CapturedLog log;
+    Logger("keswardin.infra.Logger").setLogLevel(ERROR_LOG_LEVEL);
+    EXPECT_FALSE(configure("keswardin.x=1\n"));
+    EXPECT_TRUE(log.lines().empty());
+    Logger("keswardin.infra.Logger").setLogLevel(WARN_LOG_LEVEL);
+    EXPECT_FALSE(configure("keswardin.x=1\n"));
+    EXPECT_EQ(1U, log.lines().size());
+}
+
+TEST_F(LoggerConfiguration, ALevelOfTheRootThatIsNotKnownPutsTheDefaultIntoForce)
+{
+    testing::internal::CaptureStderr();
+    std::string strConfiguration = fileConfiguration();
+    strConfiguration.replace(strConfiguration.find("INFO"), 4, "LOUD");
+    EXPECT_FALSE(configure(strConfiguration));
+    testing::internal::GetCapturedStderr();
+    EXPECT_EQ("log4cplus.rootLogger=LOUD, file : Invalid logger configuration. "
+              "Invalid rootLogger log level.",
+              m_strErrors);
+    expectDefaultInForce();
+    EXPECT_FALSE(std::filesystem::exists(m_directory.file("log")));
+}
+
+TEST_F(LoggerConfiguration, AnInheritedOrAnEmptyLevelOfTheRootIsInvalid)
+{
+    testing::internal::CaptureStderr();
+    EXPECT_FALSE(configure("log4cplus.rootLogger=INHERITED, x\n"));
+    EXPECT_THAT(m_strErrors, HasSubstr("Invalid rootLogger log level."));
+    EXPECT_FALSE(configure("log4cplus.rootLogger=\n"));
+    EXPECT_THAT(m_strErrors, HasSubstr("Invalid rootLogger log level."));
+    testing::internal::GetCapturedStderr();
+    expectDefaultInForce();
+}
+
+TEST_F(LoggerConfiguration, ARootWithoutAppendersPutsTheDefaultIntoForceAndShowsTheSection)
+{
+    EXPECT_FALSE(configure("x=1\nlog4cplus.rootLogger=INFO\nlog4cplus.logger.a=WARN\n"));
+    EXPECT_EQ("log4cplus.rootLogger=INFO : Invalid logger configuration. "
+              "rootLogger has no valid appenders.\n"
+              "log4cplus.rootLogger=INFO\nlog4cplus.logger.a=WARN",
+              m_strErrors);
+    expectDefaultInForce();
+    EXPECT_EQ(NOT_SET_LOG_LEVEL, Logger("a").getLogLevel());
+}
+
+TEST_F(LoggerConfiguration, AnAppenderThatCannotBeMadeLeavesTheRootWithoutOne)
+{
+    testing::internal::CaptureStderr();
+    EXPECT_FALSE(configure("log4cplus.rootLogger=INFO, x\n"
+                           "log4cplus.appender.x=log4cplus::NoSuchAppender\n"));
+    EXPECT_THAT(testing::internal::GetCapturedStderr(), HasSubstr("NoSuchAppender"));
+    EXPECT_THAT(m_strErrors, HasSubstr("rootLogger has no valid appenders.\n"));
+    expectDefaultInForce();
+}
+
+TEST_F(LoggerConfiguration, ASectionWithoutARootPutsTheDefaultIntoForce)
+{
+    EXPECT_FALSE(configure("log4cplus.logger.a=WARN\n"));
+    EXPECT_EQ("log4cplus.rootLogger= : Invalid logger configuration. "
+              "rootLogger has no valid appenders.\nlog4cplus.logger.a=WARN",
+              m_strErrors);
+    expectDefaultInForce();
+}
+
+TEST_F(LoggerConfiguration, AfterAnUnusableConfigurationAGoodOneIsPutIntoForce)
+{
+    EXPECT_FALSE(configure("log4cplus.rootLogger=INFO\n"));
+    EXPECT_TRUE(configure(fileConfiguration()));
+    EXPECT_TRUE(Logger::configurationOK());
+}
+
+TEST_F(LoggerConfiguration, TwiceTheSameGivesTheSame)
+{
+    EXPECT_TRUE(configure(fileConfiguration()));
+    EXPECT_TRUE(configure(fileConfiguration()));
+    VELMORA_LOG(Logger("a"), INFO_LOG_LEVEL, "once");
+    EXPECT_THAT(linesOfFile(), ElementsAre("INFO - once"));
+}
+
+TEST_F(LoggerConfiguration, TheFormWithoutErrorsGivesTheSameResult)
+{
+    EXPECT_FALSE(Logger::configure(trieOf("log4cplus.rootLogger=INFO\n")));
+    EXPECT_TRUE(Logger::configure(trieOf(fileConfiguration())));
+}
+
+TEST_F(LoggerConfiguration, EnvironmentVariablesAreReplaced)
+{
+    setenv("VELMORA_TEST_LEVEL", "ERROR", 1);
+    std::string strConfiguration = fileConfiguration();
+    strConfiguration.replace(strConfiguration.find("INFO"), 4, "${VELMORA_TEST_LEVEL}");
+    EXPECT_TRUE(configure(strConfiguration));
+    EXPECT_EQ(ERROR_LOG_LEVEL, Logger("a").getChainedLogLevel());
+}
+
+TEST_F(LoggerConfiguration, AnAsynchronousAppenderIsMadeSynchronousWithAWarning)
+{
+    EXPECT_TRUE(configure(fileConfiguration("log4cplus.appender.file.AsyncAppend=true\n")));
+    VELMORA_LOG(Logger("a"), INFO_LOG_LEVEL, "line");
+    EXPECT_THAT(
+        linesOfFile(),
+        ElementsAre("WARN - Appender file is made synchronous, AsyncAppend is not supported",
+                    "INFO - line"));
+    EXPECT_TRUE(configure(fileConfiguration("log4cplus.appender.file.AsyncAppend=false\n")));
+    EXPECT_EQ(2U, linesOfFile().size());
+}
+
+TEST_F(LoggerConfiguration, NoThreadIsStarted)
+{
+    EXPECT_TRUE(configure(fileConfiguration("log4cplus.threadPoolSize=3\n"
+                                            "log4cplus.appender.file.AsyncAppend=true\n")));
+    VELMORA_LOG(Logger("a"), INFO_LOG_LEVEL, "line");
+    std::size_t uiTasks = 0;
+    for ([[maybe_unused]] const auto& task : std::filesystem::directory_iterator("/proc/self/task"))
+        ++uiTasks;
+#if defined(__SANITIZE_THREAD__)
+    --uiTasks; // its own
+#endif
+    EXPECT_EQ(1U, uiTasks);
+}
+
+TEST_F(LoggerConfiguration, TheLevelOfAcesLoggerSwitchesItsTrace)
+{
+    EXPECT_TRUE(configure(fileConfiguration("log4cplus.logger.keswardin.ace=TRACE\n")));
+    EXPECT_TRUE(ACE_Trace::is_tracing());
+    EXPECT_TRUE(configure(fileConfiguration()));
+    EXPECT_FALSE(ACE_Trace::is_tracing());
+    EXPECT_TRUE(configure(fileConfiguration("log4cplus.logger.keswardin.ace=TRACE\n")));
+    EXPECT_FALSE(configure("log4cplus.rootLogger=INFO\n"));
+    EXPECT_FALSE(ACE_Trace::is_tracing()) << "the default is DEBUG";
+}
+
+TEST_F(LoggerConfiguration, ReconfiguringWhileThreadsLogLosesNoLine)
+{
+    constexpr int iReconfigurations = 100;
+    ASSERT_TRUE(configure(fileConfiguration()));
+    std::atomic<bool> bStop{false};
+    std::array<int, 2> counts{};
+    std::array<std::thread, 2> threads;
+    for (std::size_t uiThread = 0; uiThread < threads.size(); ++uiThread)
+        threads[uiThread] = std::thread(
+            [&, uiThread]
+            {
+                const Logger logger("numbered." + std::to_string(uiThread));
+                do
+                    VELMORA_LOG(logger, INFO_LOG_LEVEL, uiThread << ':' << counts[uiThread]++);
+                while (!bStop);
+            });
+    for (int i = 0; i < iReconfigurations; ++i)
+        EXPECT_TRUE(configure(
+            fileConfiguration("log4cplus.logger.numbered." + std::to_string(i % 2) + "=DEBUG\n")));
+    bStop = true;
+    for (std::thread& thread : threads)
+        thread.join();
+
+    std::set<std::string> expected;
+    for (std::size_t uiThread = 0; uiThread < counts.size(); ++uiThread)
+        for (int i = 0; i < counts[uiThread]; ++i)
+            expected.insert("INFO - " + std::to_string(uiThread) + ':' + std::to_string(i));
+    const std::vector<std::string> lines = linesOfFile();
+    EXPECT_EQ(expected.size(), lines.size());
+    EXPECT_EQ(expected, std::set<std::string>(lines.begin(), lines.end()));
+}
+
+TEST_F(LoggerConfiguration, ThreadsThatReconfigureWaitForEachOther)
+{
+    std::vector<std::thread> threads;
+    for (int iThread = 0; iThread < 3; ++iThread)
+        threads.emplace_back(
+            [this, iThread]
+            {
+                const ParameterTrie trie = iThread == 0 ? trieOf("log4cplus.rootLogger=INFO\n")
+                                                        : trieOf(fileConfiguration());
+                for (int i = 0; i < 30; ++i)
+                    EXPECT_EQ(iThread != 0, Logger::configure(trie));
+            });
+    for (std::thread& thread : threads)
+        thread.join();
+    EXPECT_TRUE(Logger::configurationOK());
+}
+
+} // namespace Velmora::Test
