@@ -3,6 +3,7 @@
 #include "velmora/application/BuildInfo.h"
 #include "velmora/application/RegistrationSingleton.h"
 #include "velmora/application/SingletonRegistry.h"
+#include "velmora/config/GlobalConfig.h"
 #include "velmora/config/ParameterInfoDB.h"
 #include "velmora/logging/ACEBackend.h"
 #include "velmora/logging/LibraryLoggers.h"
@@ -102,6 +103,7 @@ bool bringUpInOrder()
     SingletonRegistry::getInstance();
     BuildInfo::getInstance();
     ParameterInfoDB::getInstance();
+    GlobalConfig::getInstance();
     RegistrationSingleton::cleanUpAtExit();
     ForkHandlers::install();
     // Last, so that its destructor runs before those of the statics made above.

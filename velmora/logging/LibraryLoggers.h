@@ -40,7 +40,8 @@
     entry(CoreDump, "keswardin.infra.CoreDump")                           \
     entry(StackTrace, "keswardin.infra.StackTrace")                       \
     entry(DynlibObjectFactory, "keswardin.infra.DynlibObjectFactory")     \
-    entry(DynLibsLoader, "keswardin.infra.DynLibsLoader")
+    entry(DynLibsLoader, "keswardin.infra.DynLibsLoader")                 \
+    entry(GlobalConfig, "keswardin.infra.GlobalConfig")
 // clang-format on
 
 namespace Velmora::LibraryLoggers

@@ -1,0 +1,112 @@
+#include "velmora/config/GlobalConfig.h"
+
+#include "velmora/application/AssertionSeam.h"
+#include "velmora/application/Lifetime.h"
+#include "velmora/config/AceCleanupGlobalConfigHandle.h"
+#include "velmora/config/GlobalConfigImpl.h"
+#include "velmora/config/GlobalConfigSeam.h"
+
+#include <ace/Object_Manager.h>
+
+#include <atomic>
+
+namespace Velmora
+{
+
+namespace
+{
+
+constinit std::atomic<GlobalConfigSeam::DatabaseSource*> s_pDatabaseSource{nullptr};
+constinit std::atomic<GlobalConfigSeam::CallLogging*> s_pCallLogging{nullptr};
+
+/// What a failed assertion asks.
+class ParametersOfAssertions final : public AssertionSeam::BoolParameters
+{
+  public:
+    bool getBoolParameter(const char* in_szName, bool& out_bValue) override
+    {
+        return m_pConfig->tryGetBoolParameter(in_szName, out_bValue);
+    }
+
+    bool setBoolParameter(const char* in_szName, bool in_bValue) override
+    {
+        return m_pConfig->setBoolParameter(in_szName, in_bValue);
+    }
+
+    GlobalConfigImpl* m_pConfig = nullptr;
+};
+
+/// The handles that are given out. Never destroyed: the exit list empties them.
+struct GivenHandles
+{
+    TSHandle<GlobalConfig> globalConfig;
+    TSHandle<RWGlobalConfig> rwGlobalConfig;
+    ParametersOfAssertions parametersOfAssertions;
+};
+
+GivenHandles& givenHandles()
+{
+    static GivenHandles* const s_pHandles = []
+    {
+        auto* const pConfig = new GlobalConfigImpl;
+        auto* const pHandles = new GivenHandles;
+        const TSHandle<RWGlobalConfig>& hOnExitList = *new AceCleanupGlobalConfigHandle(pConfig);
+        pHandles->rwGlobalConfig = hOnExitList;
+        pHandles->globalConfig = pHandles->rwGlobalConfig;
+        pHandles->parametersOfAssertions.m_pConfig = pConfig;
+        AssertionSeam::setBoolParameters(&pHandles->parametersOfAssertions);
+        return pHandles;
+    }();
+    return *s_pHandles;
+}
+
+[[maybe_unused]] const bool __force_init_GlobalConfig__ = (bringUpLibrary(), givenHandles(), true);
+
+} // namespace
+
+GlobalConfig::~GlobalConfig() = default;
+
+const TSHandle<GlobalConfig>& GlobalConfig::getInstance() { return givenHandles().globalConfig; }
+
+RWGlobalConfig::~RWGlobalConfig() = default;
+
+const TSHandle<RWGlobalConfig>& RWGlobalConfig::getInstance()
+{
+    return givenHandles().rwGlobalConfig;
+}
+
+AceCleanupGlobalConfigHandle::AceCleanupGlobalConfigHandle(RWGlobalConfig* in_pConfig)
+    : TSHandle<RWGlobalConfig>(in_pConfig)
+{
+    ACE_Object_Manager::at_exit(static_cast<ACE_Cleanup*>(this), nullptr, "GlobalConfig");
+}
+
+AceCleanupGlobalConfigHandle::~AceCleanupGlobalConfigHandle()
+{
+    GivenHandles& handles = givenHandles();
+    AssertionSeam::setBoolParameters(nullptr);
+    handles.globalConfig.reset();
+    handles.rwGlobalConfig.reset();
+}
+
+void GlobalConfigSeam::setDatabaseSource(DatabaseSource* in_pSource)
+{
+    s_pDatabaseSource.store(in_pSource, std::memory_order_release);
+}
+
+GlobalConfigSeam::DatabaseSource* GlobalConfigSeam::getDatabaseSource()
+{
+    return s_pDatabaseSource.load(std::memory_order_acquire);
+}
+
+void GlobalConfigSeam::setCallLogging(CallLogging* in_pCallLogging)
+{
+    s_pCallLogging.store(in_pCallLogging, std::memory_order_release);
+}
+
+GlobalConfigSeam::CallLogging* GlobalConfigSeam::getCallLogging()
+{
+    return s_pCallLogging.load(std::memory_order_acquire);
+}
+
+} // namespace Velmora

@@ -1,0 +1,401 @@
+#include "velmora/config/GlobalConfigImpl.h"
+
+#include "velmora/application/Assertion.h"
+#include "velmora/config/GlobalConfigSeam.h"
+#include "velmora/config/ParameterInfoDB.h"
+#include "velmora/logging/LibraryLoggers.h"
+#include "velmora/logging/LogMacros.h"
+#include "velmora/system/DottedName.h"
+#include "velmora/system/Regexx.h"
+
+#include <ace/Guard_T.h>
+#include <boost/program_options.hpp>
+
+#include <strings.h>
+
+#include <fstream>
+#include <sstream>
+
+VELMORA_LIBRARY_FILE_SCOPE_LOGGER(GlobalConfig)
+
+namespace Velmora
+{
+
+namespace
+{
+
+/// A lock that cannot be had, such as by a thread that holds it for writing, is done without.
+using ReadLock = ACE_Read_Guard<ACE_RW_Thread_Mutex>;
+
+constexpr const char* s_szCallLogDirectory = "log4cplus.appender.CALL_LOG_APPENDER.Directory";
+
+/// Reports the lines that no source has completed; `out_bOK` becomes false when there are any.
+void isUnresolvedVectorEmpty(const std::vector<std::string>& in_unresolved, bool& out_bOK)
+{
+    if (in_unresolved.empty())
+        return;
+    std::string strLines;
+    for (const std::string& strLine : in_unresolved)
+        strLines += " [" + strLine + "]";
+    VELMORA_FILE_LOG_ERROR("Unable to complete the configuration. Unknown parameters:" << strLines);
+    out_bOK = false;
+}
+
+} // namespace
+
+/// The lock for writing, with the thread that holds it.
+class GlobalConfigImpl::WriteLock
+{
+  public:
+    explicit WriteLock(GlobalConfigImpl& inout_config)
+        : m_guard(inout_config.m_mutex), m_writer(inout_config.m_writer)
+    {
+        if (m_guard.locked() != 0)
+            m_writer.store(std::this_thread::get_id(), std::memory_order_relaxed);
+    }
+
+    ~WriteLock()
+    {
+        if (m_guard.locked() != 0)
+            m_writer.store(std::thread::id(), std::memory_order_relaxed);
+    }
+
+    WriteLock(const WriteLock&) = delete;
+    WriteLock& operator=(const WriteLock&) = delete;
+
+  private:
+    ACE_Write_Guard<ACE_RW_Thread_Mutex> m_guard;
+    std::atomic<std::thread::id>& m_writer;
+};
+
+GlobalConfigImpl::GlobalConfigImpl() = default;
+
+GlobalConfigImpl::~GlobalConfigImpl() = default;
+
+void GlobalConfigImpl::getParameter(const char* in_szParamName, ParameterValue& out_value) const
+{
+    const ReadLock lock(m_mutex);
+    m_trie.ParameterTrie::getParameter(in_szParamName, out_value);
+}
+
+bool GlobalConfigImpl::tryGetBoolParameter(const char* in_szParamName, bool& out_bValue) const
+{
+    if (m_writer.load(std::memory_order_relaxed) == std::this_thread::get_id())
+        return m_trie.getBoolParameter(in_szParamName, out_bValue);
+    const ReadLock lock(m_mutex, 0);
+    return lock.locked() != 0 && m_trie.getBoolParameter(in_szParamName, out_bValue);
+}
+
+bool GlobalConfigImpl::setParameter(const char* in_szParamName, const ParameterValue& in_value)
+{
+    ParameterInfo info;
+    if (!ParameterInfoDB::getInstance().retrieve(in_szParamName, info))
+    {
+        VELMORA_FILE_LOG_ERROR("failed to set a Global Configuration parameter because the "
+                               "following parameter is not in the database : "
+                               << in_szParamName);
+        return false;
+    }
+    if (info.m_type != in_value.getType())
+    {
+        VELMORA_FILE_LOG_ERROR("failed to set a Global Configuration parameter because the "
+                               "following parameter has the wrong type : "
+                               << in_szParamName);
+        return false;
+    }
+    const WriteLock lock(*this);
+    // Only told: it is the run-time flag that guards.
+    if (m_bWriteProtected)
+        VELMORA_FILE_LOG_ERROR(
+            "failed to set a Global Configuration parameter because it is write protected : "
+            << in_szParamName);
+    if (m_bRunTime && !info.m_bRunTimeSettable)
+    {
+        VELMORA_FILE_LOG_ERROR("failed to set a Global Configuration parameter because the "
+                               "following parameter can not be set at run-time : "
+                               << in_szParamName);
+        return false;
+    }
+    return m_trie.setParameter(in_szParamName, in_value);
+}
+
+bool GlobalConfigImpl::load(std::istream& inout_stream)
+{
+    const WriteLock lock(*this);
+    std::vector<std::string> unresolved;
+    bool bOK = loadNoMutex(inout_stream, unresolved);
+    isUnresolvedVectorEmpty(unresolved, bOK);
+    return bOK;
+}
+
+bool GlobalConfigImpl::load(const char* in_szPath)
+{
+    const WriteLock lock(*this);
+    std::vector<std::string> unresolved;
+    bool bOK = loadFileNoMutex(in_szPath, unresolved);
+    isUnresolvedVectorEmpty(unresolved, bOK);
+    return bOK;
+}
+
+bool GlobalConfigImpl::load(const std::vector<std::string>& in_urls)
+{
+    VELMORA_FILE_TRACE_SCOPE(GlobalConfigImpl::load);
+    if (in_urls.empty())
+    {
+        VELMORA_FILE_LOG_ERROR("failed to load configuration to initialize Global Config because "
+                               "config URLs vector is empty");
+        return false;
+    }
+    const WriteLock lock(*this);
+    std::vector<std::string> unresolved;
+    bool bOK = true;
+    for (const std::string& strUrl : in_urls)
+        bOK = loadUrlNoMutex(strUrl, unresolved) && bOK;
+    isUnresolvedVectorEmpty(unresolved, bOK);
+    return bOK;
+}
+
+bool GlobalConfigImpl::loadUrlNoMutex(const std::string& in_strUrl,
+                                      std::vector<std::string>& inout_unresolved)
+{
+    VELMORA_FILE_LOG_DEBUG("GlobalConfigImpl::load : Config URL: " << in_strUrl);
+    Regexx rxx("^(\\w+)://[\\w\\.-]*/(.+)");
+    if (rxx.exec(in_strUrl) == 0)
+        return loadFileNoMutex(in_strUrl, inout_unresolved);
+    VELMORA_FILE_ASSERT(rxx.match[0].atom.size() == 2);
+    const std::string& strScheme = rxx.match[0].atom[0];
+    VELMORA_FILE_LOG_DEBUG("Config URL prefix: " << strScheme);
+    if (strcasecmp(strScheme.c_str(), "file") == 0)
+        return loadFileNoMutex(rxx.match[0].atom[1], inout_unresolved);
+    return loadDBURLNoMutex(in_strUrl, inout_unresolved);
+}
+
+bool GlobalConfigImpl::loadFileNoMutex(const std::string& in_strPath,
+                                       std::vector<std::string>& inout_unresolved)
+{
+    VELMORA_FILE_LOG_DEBUG("Loading Global Config from " << in_strPath);
+    std::ifstream file(in_strPath);
+    if (!file)
+    {
+        VELMORA_FILE_LOG_ERROR("failed to initialize Global Config : unable to open "
+                               << in_strPath << " for reading");
+        return false;
+    }
+    if (loadNoMutex(file, inout_unresolved))
+        return true;
+    VELMORA_FILE_LOG_ERROR("failed to initialize global config from " << in_strPath);
+    return false;
+}
+
+bool GlobalConfigImpl::loadDBURLNoMutex(const std::string& in_strUrl,
+                                        std::vector<std::string>& inout_unresolved)
+{
+    GlobalConfigSeam::DatabaseSource* const pSource = GlobalConfigSeam::getDatabaseSource();
+    if (pSource == nullptr)
+    {
+        VELMORA_FILE_LOG_ERROR("failed to initialize global config from "
+                               << in_strUrl << " : no database source");
+        return false;
+    }
+    std::stringstream text;
+    return pSource->writeParameters(in_strUrl, text) && loadNoMutex(text, inout_unresolved);
+}
+
+bool GlobalConfigImpl::loadNoMutex(std::istream& inout_stream,
+                                   std::vector<std::string>& inout_unresolved)
+{
+    if (m_bWriteProtected)
+    {
+        VELMORA_FILE_LOG_ERROR("Global config is write protected. Not loading");
+        return false;
+    }
+    VELMORA_FILE_LOG_DEBUG("Loading Global Config from istream");
+    if (!inout_stream.fail())
+        m_trie.read(inout_stream, &ParameterInfoDB::getInstance(), '\n', true, &inout_unresolved,
+                    nullptr);
+    if (!inout_stream.fail())
+        return true;
+    VELMORA_FILE_LOG_ERROR("failed to initialize global config from istream");
+    return false;
+}
+
+void GlobalConfig::getConfigOptionsFromCmdline(int in_argc, char** in_argv,
+                                               std::vector<std::string>& out_values,
+                                               const char* in_szOptionName)
+{
+    namespace po = boost::program_options;
+    try
+    {
+        constexpr unsigned int uiLineWidth = 80;
+        po::options_description description("Allowed options", uiLineWidth);
+        description.add_options()(in_szOptionName, po::value<std::vector<std::string>>(&out_values),
+                                  "");
+        po::variables_map variables;
+        po::store(po::parse_command_line(in_argc, in_argv, description), variables);
+        po::notify(variables);
+    }
+    catch (const std::exception& error)
+    {
+        VELMORA_FILE_LOG_DEBUG(error.what());
+    }
+}
+
+bool GlobalConfigImpl::initialize(int in_argc, char** in_argv, const char* in_szOptionName)
+{
+    std::vector<std::string> urls;
+    getConfigOptionsFromCmdline(in_argc, in_argv, urls, in_szOptionName);
+    if (urls.empty())
+    {
+        VELMORA_FILE_LOG_ERROR(
+            "Failed to initialize the Global Config from command line because option "
+            << in_szOptionName << " was not set.");
+        return false;
+    }
+    return load(urls);
+}
+
+bool GlobalConfigImpl::addDefaults(bool in_bIncludeDeprecated)
+{
+    const WriteLock lock(*this);
+    if (m_bWriteProtected)
+    {
+        VELMORA_FILE_LOG_ERROR("can not set defaults in global config, it is write protected");
+        return false;
+    }
+    ParameterInfoDB::getInstance().addDefaultsToConfig(m_trie, in_bIncludeDeprecated);
+    return true;
+}
+
+void GlobalConfigImpl::writeProtect()
+{
+    const WriteLock lock(*this);
+    m_bWriteProtected = true;
+}
+
+void GlobalConfigImpl::declareRunTime()
+{
+    const WriteLock lock(*this);
+    m_bRunTime = true;
+}
+
+void GlobalConfigImpl::addObserver(const char*, LimitedObjPtr<ConfigurationObserver>)
+{
+    const WriteLock lock(*this);
+}
+
+void GlobalConfigImpl::removeObserver(LimitedObjPtr<ConfigurationObserver>)
+{
+    const WriteLock lock(*this);
+}
+
+std::ostream& GlobalConfigImpl::write(std::ostream& out_stream) const
+{
+    return m_trie.write(out_stream);
+}
+
+bool GlobalConfigImpl::warnOnUnknownParameterNames() const
+{
+    const ParameterInfoDB& db = ParameterInfoDB::getInstance();
+    bool bAllKnown = true;
+    std::string strName;
+    std::string strClosestName;
+    for (ParameterTrie::const_iterator iter = m_trie.begin(); iter.node() != nullptr; ++iter)
+    {
+        const std::vector<std::string>& key = iter.key();
+        if (!iter.data().defined() || (!key.empty() && key.front() == "log4cplus"))
+            continue;
+        vectorToDottedString(key, strName);
+        if (db.validateParamName(strName.c_str(), strClosestName))
+            continue;
+        VELMORA_FILE_LOG_WARN(
+            "Unknown parameter : " << strName << ". Closest known parameter : " << strClosestName);
+        bAllKnown = false;
+    }
+    return bAllKnown;
+}
+
+void GlobalConfigImpl::convertTo(ParameterTrie& out_trie, const char* in_szPrefix) const
+{
+    const ReadLock lock(m_mutex);
+    std::vector<std::string> scratch;
+    if (const ParameterTrie::StringTrie* const pNode = m_trie.fastFind(in_szPrefix, scratch))
+        out_trie = ParameterTrie(*pNode);
+    else
+        out_trie.clear();
+}
+
+bool GlobalConfigImpl::configureLogger(RunMode in_runMode) const
+{
+    std::ostringstream errors;
+    if (configureLogger(errors, in_runMode))
+        return true;
+    VELMORA_FILE_LOG_ERROR("GlobalConfigImpl::configureLogger(" << getRunModeString(in_runMode)
+                                                                << ") failed : " << errors.str());
+    return false;
+}
+
+bool GlobalConfigImpl::configureLogger(std::ostream& out_errors, RunMode in_runMode) const
+{
+    const ReadLock lock(m_mutex);
+    if (in_runMode == RunMode::undefined)
+        VELMORA_FILE_LOG_INFO("Logger will be configured from the Global Configuration because the "
+                              "run mode is undefined");
+    else
+    {
+        const std::string strName =
+            std::string("keswardin.infra.Logger.PropertiesFile.") + getRunModeString(in_runMode);
+        std::string strPath;
+        // Takes the lock once more, which readers may.
+        if (getStringParameter(strName.c_str(), strPath))
+            return configureLoggerFromPropsFile(strPath, out_errors);
+        VELMORA_FILE_LOG_INFO("Logger will be configured from the Global Configuration because the "
+                              "following parameter is undefined : "
+                              << strName);
+    }
+    if (!configureLogger(m_trie, out_errors))
+        return false;
+    VELMORA_FILE_LOG_INFO("Logger successfully configured from Global Configuration");
+    return true;
+}
+
+bool GlobalConfigImpl::configureLoggerFromPropsFile(const std::string& in_strPath,
+                                                    std::ostream& out_errors) const
+{
+    std::ifstream file(in_strPath);
+    if (!file)
+    {
+        out_errors << "failed to configure logger from file " << in_strPath
+                   << ". Unable to open for reading";
+        return false;
+    }
+    ParameterTrie properties;
+    std::vector<std::string> unresolved;
+    properties.read(file, nullptr, '\n', true, &unresolved, &m_trie);
+    if (file.fail())
+    {
+        VELMORA_FILE_LOG_ERROR("failed to configure logger from file " << in_strPath);
+        return false;
+    }
+    bool bResolved = true;
+    isUnresolvedVectorEmpty(unresolved, bResolved);
+    if (!bResolved || !configureLogger(properties, out_errors))
+        return false;
+    VELMORA_FILE_LOG_INFO("Logger successfully configured from " << in_strPath);
+    return true;
+}
+
+bool GlobalConfigImpl::configureLogger(const ParameterTrie& in_trie, std::ostream& out_errors) const
+{
+    if (!Logger::configure(in_trie, out_errors))
+        return false;
+    GlobalConfigSeam::CallLogging* const pCallLogging = GlobalConfigSeam::getCallLogging();
+    if (pCallLogging == nullptr || !in_trie.parameterDefined(s_szCallLogDirectory))
+        return true;
+    VELMORA_FILE_LOG_DEBUG("Configuring the Call Logging Facility");
+    if (pCallLogging->configure(in_trie))
+        return true;
+    out_errors << "failed to configure the Call Logging facility";
+    return false;
+}
+
+} // namespace Velmora
