@@ -5,6 +5,7 @@
 #include "velmora/application/LimitedObjPtr.h"
 #include "velmora/application/OutputStreamable.h"
 #include "velmora/config/Configuration.h"
+#include "velmora/config/LoadSummary.h"
 #include "velmora/config/RunMode.h"
 
 #include <iosfwd>
@@ -93,6 +94,8 @@ class VELMORA_API GlobalConfig : public virtual ROConfiguration, public virtual 
     virtual void addObserver(const char* in_szName,
                              LimitedObjPtr<ConfigurationObserver> in_pObserver) = 0;
     virtual void removeObserver(LimitedObjPtr<ConfigurationObserver> in_pObserver) = 0;
+
+    [[nodiscard]] virtual LoadSummary getLoadSummary() const = 0;
 
     /// The configuration of the process. It comes into being when the library is loaded. Once the
     /// exit list has let go of it, the handle is null.

@@ -212,7 +212,7 @@ bool GlobalConfigImpl::loadNoMutex(std::istream& inout_stream,
     VELMORA_FILE_LOG_DEBUG("Loading Global Config from istream");
     if (!inout_stream.fail())
         m_trie.read(inout_stream, &ParameterInfoDB::getInstance(), '\n', true, &inout_unresolved,
-                    nullptr);
+                    nullptr, &m_summary);
     if (!inout_stream.fail())
         return true;
     VELMORA_FILE_LOG_ERROR("failed to initialize global config from istream");
@@ -291,6 +291,15 @@ void GlobalConfigImpl::removeObserver(LimitedObjPtr<ConfigurationObserver>)
 std::ostream& GlobalConfigImpl::write(std::ostream& out_stream) const
 {
     return m_trie.write(out_stream);
+}
+
+LoadSummary GlobalConfigImpl::getLoadSummary() const
+{
+    const ReadLock lock(m_mutex);
+    LoadSummary summary = m_summary;
+    for (ParameterTrie::const_iterator iter = m_trie.begin(); iter.node() != nullptr; ++iter)
+        summary.m_uiParameters += iter.data().defined() ? 1 : 0;
+    return summary;
 }
 
 bool GlobalConfigImpl::warnOnUnknownParameterNames() const

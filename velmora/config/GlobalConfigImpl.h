@@ -47,6 +47,7 @@ class VELMORA_API GlobalConfigImpl final : public RWGlobalConfig,
     void addObserver(const char* in_szName,
                      LimitedObjPtr<ConfigurationObserver> in_pObserver) override;
     void removeObserver(LimitedObjPtr<ConfigurationObserver> in_pObserver) override;
+    [[nodiscard]] LoadSummary getLoadSummary() const override;
 
     /// Configures logging from a trie, and the logging into a file for each call if the trie names
     /// a directory for it.
@@ -71,6 +72,8 @@ class VELMORA_API GlobalConfigImpl final : public RWGlobalConfig,
     bool m_bWriteProtected = false;
     bool m_bRunTime = false;
     ParameterTrie m_trie;
+    /// The number of parameters is not kept in it.
+    LoadSummary m_summary;
     mutable ACE_RW_Thread_Mutex m_mutex;
     /// The thread that holds the lock for writing.
     std::atomic<std::thread::id> m_writer{};

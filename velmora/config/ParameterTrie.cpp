@@ -1,6 +1,7 @@
 #include "velmora/config/ParameterTrie.h"
 
 #include "velmora/application/Assertion.h"
+#include "velmora/config/LoadSummary.h"
 #include "velmora/config/ParameterInfoDB.h"
 #include "velmora/logging/LibraryLoggers.h"
 #include "velmora/logging/LogMacros.h"
@@ -302,8 +303,10 @@ bool ParameterTrie::substituteEnvVarsInKeys()
 std::istream& ParameterTrie::read(std::istream& inout_stream, const ParameterInfoDB* in_pDB,
                                   char in_cDelimiter, bool in_bSubstitute,
                                   std::vector<std::string>* inout_pUnresolved,
-                                  const ParameterTrie* in_pOther)
+                                  const ParameterTrie* in_pOther, LoadSummary* inout_pSummary)
 {
+    LoadSummary summaryOfNobody;
+    LoadSummary& summary = inout_pSummary != nullptr ? *inout_pSummary : summaryOfNobody;
     std::string strLine;
     std::string strSubstituted;
     for (unsigned long uiLine = 1; std::getline(inout_stream, strLine, in_cDelimiter); ++uiLine)
@@ -328,7 +331,7 @@ std::istream& ParameterTrie::read(std::istream& inout_stream, const ParameterInf
             }
             strLine.swap(strSubstituted);
         }
-        if (!addToTrie(in_pDB, strLine))
+        if (!addToTrie(in_pDB, strLine, summary))
         {
             VELMORA_FILE_LOG_ERROR("parse error at line " << uiLine
                                                           << ". failed to parse : " << strLine);
@@ -337,7 +340,7 @@ std::istream& ParameterTrie::read(std::istream& inout_stream, const ParameterInf
         }
     }
     if (inout_pUnresolved != nullptr)
-        processUnresolvedConfigLines(in_pDB, inout_pUnresolved, in_pOther);
+        processUnresolvedConfigLines(in_pDB, inout_pUnresolved, in_pOther, summary);
     if (inout_stream.eof())
         inout_stream.clear(std::ios::eofbit);
     if (inout_stream.fail())
@@ -346,8 +349,7 @@ std::istream& ParameterTrie::read(std::istream& inout_stream, const ParameterInf
 }
 
 // The expression of a tag is "([^$]*)(\\$\\{)([^${}]*)(\\})". A search for it can begin anew behind
-// each
-// "$" only, so what it finds is found in one pass over the line.
+// each "$" only, so what it finds is found in one pass over the line.
 bool ParameterTrie::getKey(const char* in_lineStart, const char* in_lineEnd, Tag& out_matches)
 {
     VELMORA_FILE_TRACE_SCOPE(ParameterTrie::getKey(in_lineStart, in_lineEnd, out_matches));
@@ -438,7 +440,8 @@ bool ParameterTrie::getReplacement(const std::string& in_strName, const Paramete
     return true;
 }
 
-bool ParameterTrie::addToTrie(const ParameterInfoDB* in_pDB, const std::string& in_strLine)
+bool ParameterTrie::addToTrie(const ParameterInfoDB* in_pDB, const std::string& in_strLine,
+                              LoadSummary& inout_summary)
 {
     Parameter parameter;
     const ParameterInitResult result =
@@ -447,13 +450,14 @@ bool ParameterTrie::addToTrie(const ParameterInfoDB* in_pDB, const std::string& 
     if (result == INIT_UNDEFINED)
         return false;
     if (in_pDB != nullptr)
-        warnOfMisfit(parameter, result);
+        warnOfMisfit(parameter, result, inout_summary);
     VELMORA_FILE_ASSERT(parameter.getValue().defined());
-    store(parameter);
+    store(parameter, inout_summary);
     return true;
 }
 
-void ParameterTrie::warnOfMisfit(const Parameter& in_parameter, ParameterInitResult in_result)
+void ParameterTrie::warnOfMisfit(const Parameter& in_parameter, ParameterInitResult in_result,
+                                 LoadSummary& inout_summary)
 {
     const ParameterInfoDB& db = ParameterInfoDB::getInstance();
     const char* const szName = in_parameter.getName().c_str();
@@ -461,6 +465,7 @@ void ParameterTrie::warnOfMisfit(const Parameter& in_parameter, ParameterInitRes
     {
         if (in_parameter.getName().starts_with("log4cplus"))
             return;
+        ++inout_summary.m_uiUnknownNames;
         std::string strClosestParamName;
         const bool bKnown = db.validateParamName(szName, strClosestParamName);
         VELMORA_FILE_ASSERT_TEXT(!bKnown,
@@ -471,6 +476,7 @@ void ParameterTrie::warnOfMisfit(const Parameter& in_parameter, ParameterInitRes
     }
     else if (in_result == INIT_WRONG_TYPE)
     {
+        ++inout_summary.m_uiWrongTypes;
         ParameterInfo paramInfo;
         const bool bKnown = db.retrieve(szName, paramInfo);
         VELMORA_FILE_ASSERT_TEXT(
@@ -485,18 +491,22 @@ void ParameterTrie::warnOfMisfit(const Parameter& in_parameter, ParameterInitRes
         VELMORA_FILE_ASSERT_TEXT(in_result == INIT_OK, "0");
 }
 
-void ParameterTrie::store(const Parameter& in_parameter)
+void ParameterTrie::store(const Parameter& in_parameter, LoadSummary& inout_summary)
 {
     ParameterValue& value = nodeFor(in_parameter.getName().c_str()).data();
     if (value.defined())
+    {
+        ++inout_summary.m_uiRedefinitions;
         VELMORA_FILE_LOG_WARN("Parameter " << in_parameter.getName() << " redefined from " << value
                                            << " to " << in_parameter.getValue());
+    }
     value = in_parameter.getValue();
 }
 
 void ParameterTrie::processUnresolvedConfigLines(const ParameterInfoDB* in_pDB,
                                                  std::vector<std::string>* inout_pUnresolved,
-                                                 const ParameterTrie* in_pOther)
+                                                 const ParameterTrie* in_pOther,
+                                                 LoadSummary& inout_summary)
 {
     VELMORA_FILE_TRACE_SCOPE(ParameterTrie::processUnresolvedConfigLines);
     std::vector<std::string> lines;
@@ -508,7 +518,7 @@ void ParameterTrie::processUnresolvedConfigLines(const ParameterInfoDB* in_pDB,
         VELMORA_FILE_LOG_DEBUG("Trying to resolve param: " << *pLine);
         if (!resolveInVector(pLine, pEnd, strResolved, in_pOther))
             inout_pUnresolved->push_back(*pLine);
-        else if (!addToTrie(in_pDB, strResolved))
+        else if (!addToTrie(in_pDB, strResolved, inout_summary))
             VELMORA_FILE_LOG_ERROR("parse error. failed to parse : " << strResolved);
     }
 }

@@ -21,6 +21,7 @@ namespace Velmora
 {
 
 class ParameterInfoDB;
+struct LoadSummary;
 
 /// The store behind configuration files: a trie of parameters whose edges are the components of
 /// their dotted names, which reads and writes the configuration text.
@@ -79,9 +80,12 @@ class VELMORA_API ParameterTrie : public Trie<std::string, ParameterValue, LMHas
     /// vector. What was stored by then stays. A line that grows beyond 2 MiB by its tags counts as
     /// one that is no parameter; one that waits and would grow by more than 64 KiB at once goes on
     /// waiting.
+    ///
+    /// `inout_pSummary` counts the warnings, if given.
     std::istream& read(std::istream& inout_stream, const ParameterInfoDB* in_pDB,
                        char in_cDelimiter, bool in_bSubstitute,
-                       std::vector<std::string>* inout_pUnresolved, const ParameterTrie* in_pOther);
+                       std::vector<std::string>* inout_pUnresolved, const ParameterTrie* in_pOther,
+                       LoadSummary* inout_pSummary = nullptr);
 
     /// Makes the node of a name with the value, unless there is a node. Gives the node with its
     /// path, and whether it was made.
@@ -123,13 +127,14 @@ class VELMORA_API ParameterTrie : public Trie<std::string, ParameterValue, LMHas
     bool getReplacement(const std::string& in_strName, const ParameterTrie* in_pOther,
                         std::string& out_strReplacement) const;
 
-    bool addToTrie(const ParameterInfoDB* in_pDB, const std::string& in_strLine);
-    static void warnOfMisfit(const Parameter& in_parameter, ParameterInitResult in_result);
-    void store(const Parameter& in_parameter);
-
+    bool addToTrie(const ParameterInfoDB* in_pDB, const std::string& in_strLine,
+                   LoadSummary& inout_summary);
+    static void warnOfMisfit(const Parameter& in_parameter, ParameterInitResult in_result,
+                             LoadSummary& inout_summary);
+    void store(const Parameter& in_parameter, LoadSummary& inout_summary);
     void processUnresolvedConfigLines(const ParameterInfoDB* in_pDB,
                                       std::vector<std::string>* inout_pUnresolved,
-                                      const ParameterTrie* in_pOther);
+                                      const ParameterTrie* in_pOther, LoadSummary& inout_summary);
     bool resolveInVector(std::string* inout_pLine, const std::string* in_pEnd,
                          std::string& out_strLine, const ParameterTrie* in_pOther) const;
     static bool findKeyValueInVector(std::string* inout_pLine, const std::string* in_pEnd,
