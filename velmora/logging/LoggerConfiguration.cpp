@@ -3,6 +3,8 @@
 #include "velmora/logging/Log4cplusBackend.h"
 #include "velmora/logging/LogMacros.h"
 #include "velmora/logging/Logger.h"
+#include "velmora/logging/RemoteSyslogAppender.h"
+#include "velmora/logging/SyslogHosts.h"
 
 #include <ace/Guard_T.h>
 #include <ace/Trace.h>
@@ -111,9 +113,12 @@ bool Logger::configure(const ParameterTrie& in_trie, std::ostream& out_errors)
     Configurator configurator(properties);
     const std::vector<std::string> madeSynchronous = configurator.makeSynchronous();
     const bool bHasLevel = configurator.hasLevelOfRoot();
+    RemoteSyslogAppender::registerFactory();
 
     bool bOK = false;
     {
+        // A name server may be slow, and nobody is to wait for it but who configures.
+        const SyslogHosts hosts(configurator.getProperties());
         log4cplus::Hierarchy& hierarchy = Logger().getHierarchy();
         // Lines that other threads log meanwhile wait for the new appenders.
         const Log4cplusAccess::WholeHierarchyLocker locker(hierarchy);
