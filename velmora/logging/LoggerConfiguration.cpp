@@ -48,6 +48,16 @@ class Configurator : public log4cplus::PropertyConfigurator
         return log4cplus::getLogLevelManager().fromString(strLevel) != NOT_SET_LOG_LEVEL;
     }
 
+    /// Makes the loggers that the configuration names. Those that come into being while all others
+    /// are locked would be locked after them, and later among them by their names.
+    void makeLoggers(log4cplus::Hierarchy& inout_hierarchy) const
+    {
+        for (const char* const szPrefix : {"logger.", "additivity."})
+            for (const std::string& strName :
+                 properties.getPropertySubset(szPrefix).propertyNames())
+                inout_hierarchy.getInstance(strName);
+    }
+
     /// Makes appenders synchronous, since log4cplus has no threads to append on. Gives their names.
     std::vector<std::string> makeSynchronous()
     {
@@ -120,6 +130,8 @@ bool Logger::configure(const ParameterTrie& in_trie, std::ostream& out_errors)
         // A name server may be slow, and nobody is to wait for it but who configures.
         const SyslogHosts hosts(configurator.getProperties());
         log4cplus::Hierarchy& hierarchy = Logger().getHierarchy();
+        if (bHasLevel)
+            configurator.makeLoggers(hierarchy);
         // Lines that other threads log meanwhile wait for the new appenders.
         const Log4cplusAccess::WholeHierarchyLocker locker(hierarchy);
         if (bHasLevel)
