@@ -221,6 +221,8 @@ std::vector<std::vector<char*>> takeCommandLines(int in_argc, char** in_argv)
 int main(int argc, char** argv)
 {
     std::vector<std::vector<char*>> lines = takeCommandLines(argc, argv);
+    // Nothing is lost at an abort.
+    std::cout << std::unitbuf;
     prepare();
     Program program;
     bool bInitialized = false;
