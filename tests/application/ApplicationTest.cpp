@@ -83,6 +83,15 @@ Texts told(const HelperResult& in_result)
     return lines;
 }
 
+/// The same as one text.
+std::string outputOf(const HelperResult& in_result)
+{
+    std::string strOutput;
+    for (const std::string& strLine : told(in_result))
+        strOutput += strLine + '\n';
+    return strOutput;
+}
+
 /// What follows the default logging's name of the level, and the command line, in a failure that is
 /// told with the usage.
 std::string usageAndCommandLine(const Texts& in_arguments)
@@ -100,12 +109,9 @@ void expectUsageAfterError(const Texts& in_deeds, const Texts& in_arguments,
 {
     const HelperResult result = start(in_deeds, in_arguments);
     EXPECT_EQ(1, result.iExitCode);
-    std::string strOutput;
-    for (const std::string& strLine : told(result))
-        strOutput += strLine + '\n';
     EXPECT_EQ("ERROR - " + in_strError + "\n" + usageAndCommandLine(in_arguments) +
                   "initialize: 0\n",
-              strOutput);
+              outputOf(result));
 }
 
 class Application : public testing::Test
@@ -590,7 +596,7 @@ TEST_F(Application, ShowsTheBuildInfoAndRuns)
     const HelperResult result = start({}, {"--build-info"});
     EXPECT_EQ(0, result.iExitCode);
     EXPECT_EQ("INFO - Build Info :\n" + buildInfo.str() + "\ninitialize: 1\nrun\n",
-              result.strOutput);
+              outputOf(result));
 }
 
 TEST_F(Application, ShowsWhatIsKnownOfParametersAndRuns)
@@ -610,7 +616,7 @@ TEST_F(Application, ShowsWhatIsKnownOfParametersAndRuns)
     }
     EXPECT_EQ(strExpected + "\nINFO - Parameter information for regexp ^no.such.name$ : \n"
                             "initialize: 1\nrun\n",
-              result.strOutput);
+              outputOf(result));
 }
 
 TEST_F(Application, SaysThatABadExpressionFindsNoParameterAndRuns)
@@ -627,19 +633,19 @@ TEST_F(Application, DoesNotShowTheHelpByItself)
 {
     const HelperResult result = start({}, {"--help"});
     EXPECT_EQ(0, result.iExitCode);
-    EXPECT_EQ("initialize: 1\nrun\n", result.strOutput);
+    EXPECT_EQ("initialize: 1\nrun\n", outputOf(result));
 }
 
 TEST_F(Application, ShowsTheHelpWhereTheProgramSaysSo)
 {
     const HelperResult result = start({"handle-help"}, {"-h"});
     EXPECT_EQ(0, result.iExitCode);
-    EXPECT_EQ("initialize: 1\nINFO - " + s_strUsage + "\nhandled: 1\nrun\n", result.strOutput);
+    EXPECT_EQ("initialize: 1\nINFO - " + s_strUsage + "\nhandled: 1\nrun\n", outputOf(result));
 }
 
 TEST_F(Application, ItsHelpFitsATerminal)
 {
-    const Texts lines = linesOf(start({"handle-help"}, {"--help"}).strOutput);
+    const Texts lines = linesOf(outputOf(start({"handle-help"}, {"--help"})));
     EXPECT_LT(10U, lines.size());
     EXPECT_THAT(lines, Each(testing::ResultOf([](const std::string& in_strLine)
                                               { return in_strLine.size(); },
@@ -650,10 +656,10 @@ TEST_F(Application, ShowsParametersInsteadOfTheHelpOnlyWithoutHelp)
 {
     const std::string strInfo = "INFO - Parameter information for regexp ^$ : \n";
     EXPECT_EQ(strInfo + "initialize: 1\nINFO - " + s_strUsage + "\nhandled: 1\nrun\n",
-              start({"handle-help"}, {"--help", "--get-param-info", "^$"}).strOutput);
+              outputOf(start({"handle-help"}, {"--help", "--get-param-info", "^$"})));
     EXPECT_EQ(strInfo + "initialize: 1\n" + strInfo + "handled: 1\nrun\n",
-              start({"handle-help"}, {"--get-param-info", "^$"}).strOutput);
-    EXPECT_EQ("initialize: 1\nhandled: 0\nrun\n", start({"handle-help"}, {}).strOutput);
+              outputOf(start({"handle-help"}, {"--get-param-info", "^$"})));
+    EXPECT_EQ("initialize: 1\nhandled: 0\nrun\n", outputOf(start({"handle-help"}, {})));
 }
 
 // Once more
