@@ -222,6 +222,28 @@ TEST(Lifetime, TheTableOfParametersGivesItsMemoryBackBeforeTheAllocatorsReport)
                                                       " : max_bytes = [1-9][0-9]*")));
 }
 
+TEST(Lifetime, TheConfigurationIsThereFromStaticConstructorsToTheExitList)
+{
+    const HelperResult result = runHelper(VELMORA_HELPER_LIFETIME_USES_CONFIGURATION);
+    EXPECT_EQ(0, result.iExitCode);
+    EXPECT_EQ(0, result.iSignal);
+    EXPECT_EQ("", result.strErrors);
+    EXPECT_THAT(linesWith(result.strOutput, ": for readers "),
+                ElementsAre("static constructor: for readers 1, for writers 1, for assertions 1",
+                            "main: for readers 1, for writers 1, for assertions 1",
+                            "after the exit list: for readers 0, for writers 0, for assertions 0"));
+}
+
+TEST(Lifetime, TheConfigurationGivesItsMemoryBackBeforeTheAllocatorsReport)
+{
+    const HelperResult result =
+        runHelper(VELMORA_HELPER_LIFETIME_TRACES_EXIT, {}, {{"VELMORA_MEM_ACCOUNTING", "1"}});
+    EXPECT_EQ(0, result.iExitCode);
+    EXPECT_THAT(linesWith(result.strOutput, "Memory Account GlobalConfigImpl : "),
+                ElementsAre(testing::MatchesRegex(
+                    "DEBUG - Memory Account GlobalConfigImpl : max_bytes = [1-9][0-9]*")));
+}
+
 TEST(Lifetime, FileScopeLoggersGoInTheReverseOfTheirComing)
 {
     const HelperResult result = runHelper(VELMORA_HELPER_LIFETIME_TRACES_EXIT);

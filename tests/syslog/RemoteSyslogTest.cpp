@@ -9,7 +9,6 @@
 #include <log4cplus/helpers/property.h>
 #include <log4cplus/hierarchy.h>
 
-#include <sstream>
 #include <string>
 #include <utility>
 #include <vector>
@@ -61,15 +60,6 @@ void logTo(const std::string& in_strAddress, int in_iPort)
 void log(LogLevel in_level, const std::string& in_strText)
 {
     VELMORA_LOG(Logger("keswardin.test"), in_level, in_strText);
-}
-
-std::vector<std::string> linesOf(const std::string& in_strText)
-{
-    std::vector<std::string> result;
-    std::istringstream text(in_strText);
-    for (std::string line; std::getline(text, line);)
-        result.push_back(line);
-    return result;
 }
 
 /// What `syslog-logs` writes on the console.

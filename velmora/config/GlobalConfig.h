@@ -31,7 +31,8 @@ class ParameterTrie;
 ///
 /// The text of a configuration is told at `ParameterTrie`.
 ///
-/// Ownership: counted; a handle keeps it alive, also beyond the end of the process's exit list.
+/// Ownership: counted, by the exit list's handle and those that were copied. Handles must be let go
+/// of before the exit list runs.
 /// Failure: nothing throws; a false result comes with a line in the log. What was loaded before a
 /// failure stays.
 /// Thread-safety: all operations may be called on any thread. Readers do not keep each other

@@ -12,7 +12,6 @@
 #include <csignal>
 #include <filesystem>
 #include <fstream>
-#include <sstream>
 #include <string>
 #include <vector>
 
@@ -40,15 +39,6 @@ const std::string s_strPath = "string=keswardin.infra.coreDump.writeOnCrash.path
 const std::string s_strLimitWarning =
     "WARN keswardin.infra.crash: Failed to configure crash handling : setrlimit failed Set "
     "keswardin.infra.coreDump.writeOnCrash parameter to false to disable this warning.";
-
-std::vector<std::string> linesOf(const std::string& in_strText)
-{
-    std::vector<std::string> result;
-    std::istringstream text(in_strText);
-    for (std::string line; std::getline(text, line);)
-        result.push_back(line);
-    return result;
-}
 
 /// What the program tells and logs, but for what it traces.
 std::vector<std::string> told(const HelperResult& in_result)

@@ -72,15 +72,6 @@ void expectLevelOfLines(LogLevel in_given, LogLevel in_expected)
     }
 }
 
-std::vector<std::string> linesOf(const std::string& in_strText)
-{
-    std::vector<std::string> result;
-    std::istringstream text(in_strText);
-    for (std::string line; std::getline(text, line);)
-        result.push_back(line);
-    return result;
-}
-
 } // namespace
 
 TEST(StackTrace, IsAnObjectThatIsNotCopied)

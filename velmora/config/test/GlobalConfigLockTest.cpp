@@ -1,0 +1,315 @@
+#include "velmora/application/Assertion.h"
+#include "velmora/application/AssertionSeam.h"
+#include "velmora/config/GlobalConfigImpl.h"
+#include "velmora/config/GlobalConfigSeam.h"
+#include "velmora/config/ParameterTrie.h"
+
+#include "tests/support/CapturedAssertions.h"
+#include "tests/support/CapturedLog.h"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <atomic>
+#include <functional>
+#include <istream>
+#include <latch>
+#include <sstream>
+#include <streambuf>
+#include <string>
+#include <thread>
+#include <vector>
+
+namespace Velmora::Test
+{
+
+namespace
+{
+
+using testing::Contains;
+using testing::ElementsAre;
+
+constexpr const char* s_szTimeout = "keswardin.exitTimeoutSec";
+constexpr const char* s_szAbort = "keswardin.infra.abortOnAssert";
+
+/// A text that does something when it is read, which is when the configuration is locked.
+class ActingText : private std::streambuf
+{
+  public:
+    ActingText(std::string in_strText, std::function<void()> in_act)
+        : m_strText(std::move(in_strText)), m_act(std::move(in_act))
+    {
+    }
+
+    bool loadInto(GlobalConfig& inout_config)
+    {
+        std::istream stream(this);
+        return inout_config.load(stream);
+    }
+
+  private:
+    int_type underflow() override
+    {
+        if (m_bRead)
+            return traits_type::eof();
+        m_bRead = true;
+        m_act();
+        setg(m_strText.data(), m_strText.data(), m_strText.data() + m_strText.size());
+        return traits_type::to_int_type(m_strText.front());
+    }
+
+    std::string m_strText;
+    std::function<void()> m_act;
+    bool m_bRead = false;
+};
+
+int timeoutOf(const GlobalConfig& in_config)
+{
+    int iValue = -1;
+    in_config.getIntParameter(s_szTimeout, iValue);
+    return iValue;
+}
+
+/// A call logging that does something when it is configured, which is while the configuration is
+/// locked for reading.
+class ActingCallLogging final : public GlobalConfigSeam::CallLogging
+{
+  public:
+    explicit ActingCallLogging(std::function<void()> in_act) : m_act(std::move(in_act))
+    {
+        GlobalConfigSeam::setCallLogging(this);
+    }
+    ~ActingCallLogging() { GlobalConfigSeam::setCallLogging(nullptr); }
+    ActingCallLogging(const ActingCallLogging&) = delete;
+    ActingCallLogging& operator=(const ActingCallLogging&) = delete;
+
+    bool configure(const ParameterTrie&) override
+    {
+        m_act();
+        return true;
+    }
+
+  private:
+    std::function<void()> m_act;
+};
+
+} // namespace
+
+TEST(GlobalConfigLock, ReadersSeeALoadWholeOrNotAtAll)
+{
+    const CapturedLog log(FATAL_LOG_LEVEL);
+    GlobalConfigImpl config;
+    constexpr int iReaders = 2;
+    constexpr int iRounds = 200;
+    std::latch start(iReaders + 1);
+    std::atomic<bool> bDone{false};
+    std::atomic<int> iTorn{0};
+    std::vector<std::thread> readers;
+    for (int i = 0; i < iReaders; ++i)
+        readers.emplace_back(
+            [&]
+            {
+                start.arrive_and_wait();
+                do
+                {
+                    ParameterTrie copy;
+                    config.convertTo(copy, "keswardin");
+                    int iFirst = 0;
+                    int iSecond = 0;
+                    copy.getIntParameter("exitTimeoutSec", iFirst);
+                    copy.getIntParameter("killTimeoutSec", iSecond);
+                    const int iRead = std::max(timeoutOf(config), 0);
+                    iTorn += iFirst != iSecond || iRead < iFirst ? 1 : 0;
+                } while (!bDone);
+            });
+    start.arrive_and_wait();
+    for (int i = 1; i <= iRounds; ++i)
+    {
+        const std::string strNumber = std::to_string(i);
+        std::istringstream text("keswardin.exitTimeoutSec=" + strNumber +
+                                "\nkeswardin.killTimeoutSec=" + strNumber + "\n");
+        config.load(text);
+    }
+    bDone = true;
+    for (std::thread& reader : readers)
+        reader.join();
+    EXPECT_EQ(0, iTorn);
+    EXPECT_EQ(iRounds, timeoutOf(config));
+}
+
+TEST(GlobalConfigLock, ReadersAndAWriterOfSingleParametersDoNotDisturbEachOther)
+{
+    const CapturedLog log(FATAL_LOG_LEVEL);
+    GlobalConfigImpl config;
+    std::latch start(2);
+    std::atomic<bool> bDone{false};
+    std::atomic<int> iBackwards{0};
+    std::thread reader(
+        [&]
+        {
+            start.arrive_and_wait();
+            for (int iLast = -1; !bDone;)
+            {
+                const int iNow = timeoutOf(config);
+                iBackwards += iNow < iLast ? 1 : 0;
+                iLast = iNow;
+                static_cast<void>(config.getLoadSummary());
+            }
+        });
+    start.arrive_and_wait();
+    for (int i = 0; i < 500; ++i)
+        config.setIntParameter(s_szTimeout, i);
+    config.addDefaults(true);
+    config.writeProtect();
+    config.declareRunTime();
+    config.addObserver("x", nullptr);
+    config.removeObserver(nullptr);
+    bDone = true;
+    reader.join();
+    EXPECT_EQ(0, iBackwards);
+    EXPECT_EQ(499, timeoutOf(config));
+}
+
+TEST(GlobalConfigLock, AThreadThatLoadsReadsOnWithoutTheLock)
+{
+    const CapturedLog log;
+    GlobalConfigImpl config;
+    config.setIntParameter(s_szTimeout, 5);
+    int iDuring = 0;
+    ActingText text("keswardin.exitTimeoutSec=6\n", [&] { iDuring = timeoutOf(config); });
+    EXPECT_TRUE(text.loadInto(config));
+    EXPECT_EQ(5, iDuring);
+    EXPECT_EQ(6, timeoutOf(config));
+}
+
+TEST(GlobalConfigLock, AThreadThatLoadsAndSetsGoesOnWithoutTheLockAndKeepsIt)
+{
+    const CapturedLog log;
+    GlobalConfigImpl config;
+    config.setBoolParameter(s_szAbort, true);
+    bool bHeldAfterwards = false;
+    ActingText text("keswardin.killTimeoutSec=6\n",
+                    [&]
+                    {
+                        config.setIntParameter(s_szTimeout, 5);
+                        std::thread(
+                            [&]
+                            {
+                                bool bValue = false;
+                                bHeldAfterwards = !config.tryGetBoolParameter(s_szAbort, bValue);
+                            })
+                            .join();
+                    });
+    EXPECT_TRUE(text.loadInto(config));
+    EXPECT_EQ(5, timeoutOf(config));
+    EXPECT_TRUE(bHeldAfterwards) << "what failed to lock must not unlock";
+    bool bValue = false;
+    EXPECT_TRUE(config.tryGetBoolParameter(s_szAbort, bValue));
+    EXPECT_TRUE(bValue);
+}
+
+TEST(GlobalConfigLock, AnAssertionDuringALoadReadsItsParameterAndReturns)
+{
+    const CapturedLog log;
+    GlobalConfigImpl config;
+    config.setBoolParameter(s_szAbort, true);
+    bool bFound = false;
+    bool bValue = false;
+    ActingText text("keswardin.exitTimeoutSec=6\n",
+                    [&] { bFound = config.tryGetBoolParameter(s_szAbort, bValue); });
+    EXPECT_TRUE(text.loadInto(config));
+    EXPECT_TRUE(bFound);
+    EXPECT_TRUE(bValue);
+}
+
+TEST(GlobalConfigLock, AnAssertionThatFailsDuringALoadOfTheProcesssConfigurationReturns)
+{
+    const CapturedLog log;
+    ActingText text("keswardin.exitTimeoutSec=6\n", [] { VELMORA_PLAIN_ASSERT(false); });
+    EXPECT_TRUE(text.loadInto(*GlobalConfig::getInstance()));
+    EXPECT_THAT(failedAssertions(log), ElementsAre(failedAssertion("false", "GlobalConfigLockTest",
+                                                                   "keswardin.infra.Assertion")));
+}
+
+TEST(GlobalConfigLock, AnAssertionDoesNotWaitForAnotherThreadsLoad)
+{
+    const CapturedLog log;
+    const TSHandle<GlobalConfig>& hConfig = GlobalConfig::getInstance();
+    std::latch loading(1);
+    std::latch asserted(1);
+    std::thread loader(
+        [&]
+        {
+            ActingText text("keswardin.exitTimeoutSec=6\n",
+                            [&]
+                            {
+                                loading.count_down();
+                                asserted.wait();
+                            });
+            text.loadInto(*hConfig);
+        });
+    loading.wait();
+    VELMORA_PLAIN_ASSERT(false);
+    bool bValue = false;
+    EXPECT_FALSE(AssertionSeam::getBoolParameters()->getBoolParameter(s_szAbort, bValue));
+    asserted.count_down();
+    loader.join();
+    EXPECT_THAT(failedAssertions(log), testing::SizeIs(1));
+}
+
+TEST(GlobalConfigLock, OthersReadWhileLoggingIsConfigured)
+{
+    const CapturedLog log;
+    GlobalConfigImpl config;
+    std::istringstream text("log4cplus.rootLogger=FATAL, nowhere\n"
+                            "log4cplus.appender.nowhere=log4cplus::NullAppender\n"
+                            "log4cplus.appender.CALL_LOG_APPENDER.Directory=/var/calls\n"
+                            "keswardin.exitTimeoutSec=6\n");
+    config.load(text);
+    int iOfThisThread = 0;
+    int iOfAnother = 0;
+    const ActingCallLogging callLogging(
+        [&]
+        {
+            iOfThisThread = timeoutOf(config);
+            std::thread([&] { iOfAnother = timeoutOf(config); }).join();
+        });
+    EXPECT_TRUE(config.configureLogger(RunMode::undefined));
+    EXPECT_EQ(6, iOfThisThread);
+    EXPECT_EQ(6, iOfAnother);
+}
+
+TEST(GlobalConfigLock, ADatabaseSourceThatReadsTheConfigurationReturns)
+{
+    class Reading final : public GlobalConfigSeam::DatabaseSource
+    {
+      public:
+        explicit Reading(const GlobalConfig& in_config) : m_config(in_config)
+        {
+            GlobalConfigSeam::setDatabaseSource(this);
+        }
+        ~Reading() { GlobalConfigSeam::setDatabaseSource(nullptr); }
+        Reading(const Reading&) = delete;
+        Reading& operator=(const Reading&) = delete;
+        bool writeParameters(const std::string&, std::ostream& out_stream) override
+        {
+            out_stream << "keswardin.killTimeoutSec=" << timeoutOf(m_config) << "\n";
+            return true;
+        }
+
+      private:
+        const GlobalConfig& m_config;
+    };
+
+    const CapturedLog log;
+    GlobalConfigImpl config;
+    config.setIntParameter(s_szTimeout, 8);
+    const Reading source(config);
+    EXPECT_TRUE(config.load(std::vector<std::string>{"db://x/y"}));
+    int iValue = 0;
+    config.getIntParameter("keswardin.killTimeoutSec", iValue);
+    EXPECT_EQ(8, iValue);
+}
+
+} // namespace Velmora::Test
