@@ -26,8 +26,8 @@ namespace
 
 constexpr std::size_t s_uiLines = 300;
 
-const char* const s_szLogging = "log4cplus.rootLogger=WARN, CONSOLE\n"
-                                "log4cplus.logger.keswardin.benchmark=INFO\n"
+const char* const s_szLogging = "log4cplus.rootLogger=INFO, CONSOLE\n"
+                                "log4cplus.logger.keswardin.infra=WARN\n"
                                 "log4cplus.appender.CONSOLE=log4cplus::ConsoleAppender\n"
                                 "log4cplus.appender.CONSOLE.layout=log4cplus::PatternLayout\n"
                                 "log4cplus.appender.CONSOLE.layout.ConversionPattern=%p %c: %m%n\n";
@@ -35,6 +35,9 @@ constexpr std::size_t s_uiLinesOfLogging = 5;
 
 std::string valueFor(const ParameterInfoWithName& in_info)
 {
+    // A default that is a whole number would be read as one.
+    if (in_info.m_type == ParameterValue::FLOAT_TYPE)
+        return "1.5";
     if (in_info.m_defaultValue.defined())
     {
         std::ostringstream text;
@@ -45,8 +48,6 @@ std::string valueFor(const ParameterInfoWithName& in_info)
     {
     case ParameterValue::INT_TYPE:
         return "10";
-    case ParameterValue::FLOAT_TYPE:
-        return "1.5";
     case ParameterValue::BOOL_TYPE:
         return "false";
     default:

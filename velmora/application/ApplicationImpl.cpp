@@ -15,9 +15,9 @@
 
 #include <boost/program_options.hpp>
 
-#include <stdlib.h>
 #include <unistd.h>
 
+#include <cstdlib>
 #include <deque>
 #include <sstream>
 #include <stdexcept>
