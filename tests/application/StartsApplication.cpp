@@ -24,6 +24,7 @@
 
 #include <dlfcn.h>
 #include <sys/mman.h>
+#include <sys/prctl.h>
 #include <unistd.h>
 
 #include <array>
@@ -194,7 +195,11 @@ void prepare()
     if (does("refuse-detector"))
         refuseDetector();
     if (does("abort-on-assert"))
+    {
+        // The frame would let it leave a core behind.
+        prctl(PR_SET_DUMPABLE, 0);
         RWGlobalConfig::getInstance()->setBoolParameter("keswardin.infra.abortOnAssert", true);
+    }
     for (const std::string& strDeed : s_deeds)
         if (strDeed.starts_with("env-at-exit="))
             s_tellsAtExit.m_names.push_back(strDeed.substr(12));
