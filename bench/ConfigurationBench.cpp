@@ -34,12 +34,69 @@ namespace
 
 constexpr std::size_t s_uiLines = 10000;
 
-/// A configuration as a large gateway may have: names of four components, of which the third and
-/// the fourth tell the line apart, values of all types, and a table in which all of them are known.
-class Texts
+/// Lines of a configuration with the table that knows their parameters, and the same lines with a
+/// tag in every tenth.
+struct Text
 {
-  public:
-    Texts()
+    std::string strPlain;
+    std::string strTagged;
+    const ParameterInfoDB* pTable = nullptr;
+    std::string strLastName;
+
+    void add(const std::string& in_strName, const std::string& in_strValue)
+    {
+        strLastName = in_strName;
+        strPlain.append(in_strName).append("=").append(in_strValue).append("\n");
+        constexpr int iTagged = 10;
+        const bool bTagged = m_iLines++ % iTagged == iTagged - 1;
+        strTagged.append(in_strName).append("=");
+        strTagged.append(bTagged ? "${keswardin.run.mode}/x" : in_strValue).append("\n");
+    }
+
+  private:
+    int m_iLines = 0;
+};
+
+/// Keeps its text where tags stand for it.
+std::string valueFor(const ParameterInfoWithName& in_info)
+{
+    switch (in_info.m_type)
+    {
+    case ParameterValue::INT_TYPE:
+        return "5060";
+    case ParameterValue::BOOL_TYPE:
+        return "true";
+    case ParameterValue::FLOAT_TYPE:
+        return "-3.5";
+    default:
+        return in_info.m_strName == "keswardin.run.mode" ? "production" : "media7.example.net";
+    }
+}
+
+/// All parameters of the table of the process with values of their types, over and over.
+const Text& knownLines()
+{
+    static const Text s_text = []
+    {
+        Text text;
+        text.pTable = &ParameterInfoDB::getInstance();
+        std::vector<ParameterInfoWithName> infos;
+        text.pTable->retrieve(".", infos);
+        text.add("keswardin.run.mode", "production");
+        for (std::size_t uiLine = 1; uiLine < s_uiLines; ++uiLine)
+        {
+            const ParameterInfoWithName& info = infos[uiLine % infos.size()];
+            text.add(info.m_strName, valueFor(info));
+        }
+        return text;
+    }();
+    return s_text;
+}
+
+/// As many different names, and a table in which all of them are known.
+const Text& differentLines()
+{
+    static const Text s_text = []
     {
         constexpr std::size_t uiLinesInGroup = 50;
         constexpr std::array<const char*, 5> fields{"port", "enabled", "host", "gain", "directory"};
@@ -48,92 +105,80 @@ class Texts
         constexpr std::array<ParameterValue::Type, 5> types{
             ParameterValue::INT_TYPE, ParameterValue::BOOL_TYPE, ParameterValue::STRING_TYPE,
             ParameterValue::FLOAT_TYPE, ParameterValue::STRING_TYPE};
+        static std::deque<std::string> s_names;
+        std::vector<ParameterRow> rows;
+        Text text;
         for (std::size_t uiLine = 0; uiLine < s_uiLines; ++uiLine)
         {
             const std::size_t uiKind = uiLine % fields.size();
-            m_names.push_back("gateway.trunk" + std::to_string(uiLine / uiLinesInGroup) +
+            s_names.push_back("gateway.trunk" + std::to_string(uiLine / uiLinesInGroup) +
                               ".channel" + std::to_string(uiLine % uiLinesInGroup / fields.size()) +
                               "." + fields[uiKind]);
-            m_rows.push_back({m_names.back().c_str(), types[uiKind], nullptr, false, false, ""});
-            m_strPlain += m_names.back() + "=" + values[uiKind] + "\n";
-            constexpr std::size_t uiTagged = 10;
-            const bool bTagged = uiLine % uiTagged == uiTagged - 1;
-            m_strTagged += m_names.back() + "=" +
-                           (bTagged ? "${gateway.trunk0.channel0.host}/x" : values[uiKind]) + "\n";
+            rows.push_back({s_names.back().c_str(), types[uiKind], nullptr, false, false, ""});
+            text.add(s_names.back(), values[uiKind]);
         }
-    }
-
-    static const Texts& instance()
-    {
-        static const Texts s_texts;
-        return s_texts;
-    }
-
-    std::deque<std::string> m_names;
-    std::vector<ParameterRow> m_rows;
-    std::string m_strPlain;
-    std::string m_strTagged;
-};
-
-const ParameterInfoDB& tableOfTexts()
-{
-    static const ParamDefs* const s_pDefs = new ParamDefs(Texts::instance().m_rows);
-    return *s_pDefs;
+        text.pTable = new ParamDefs(rows);
+        return text;
+    }();
+    return s_text;
 }
 
 void silence() { log4cplus::Logger::getRoot().setLogLevel(log4cplus::ERROR_LOG_LEVEL); }
 
-void read(benchmark::State& out_state, const std::string& in_strText)
+void read(benchmark::State& out_state, const Text& in_text, const std::string& in_strText)
 {
     silence();
-    const ParameterInfoDB& table = tableOfTexts();
     for ([[maybe_unused]] auto _ : out_state)
     {
         std::istringstream stream(in_strText);
         ParameterTrie trie;
         std::vector<std::string> unresolved;
-        trie.read(stream, &table, '\n', true, &unresolved, nullptr);
+        trie.read(stream, in_text.pTable, '\n', true, &unresolved, nullptr);
         if (stream.fail() || !unresolved.empty())
             out_state.SkipWithError("not read");
         benchmark::DoNotOptimize(trie);
     }
-    out_state.SetItemsProcessed(static_cast<std::int64_t>(out_state.iterations()) *
-                                static_cast<std::int64_t>(s_uiLines));
 }
 
-void readPlain(benchmark::State& out_state) { read(out_state, Texts::instance().m_strPlain); }
+void readPlain(benchmark::State& out_state, const Text& in_text)
+{
+    read(out_state, in_text, in_text.strPlain);
+}
 
-void readTagged(benchmark::State& out_state) { read(out_state, Texts::instance().m_strTagged); }
+void readTagged(benchmark::State& out_state, const Text& in_text)
+{
+    read(out_state, in_text, in_text.strTagged);
+}
 
-void readLog4cplus(benchmark::State& out_state)
+void readLog4cplus(benchmark::State& out_state, const Text& in_text)
 {
     for ([[maybe_unused]] auto _ : out_state)
     {
-        std::istringstream stream(Texts::instance().m_strPlain);
+        std::istringstream stream(in_text.strPlain);
         log4cplus::helpers::Properties properties(stream);
-        if (properties.size() != s_uiLines)
+        if (!properties.exists(in_text.strLastName))
             out_state.SkipWithError("not read");
-        benchmark::DoNotOptimize(properties);
     }
 }
 
-void readPoco(benchmark::State& out_state)
+void readPoco(benchmark::State& out_state, const Text& in_text)
 {
     for ([[maybe_unused]] auto _ : out_state)
     {
-        std::istringstream stream(Texts::instance().m_strPlain);
+        std::istringstream stream(in_text.strPlain);
         Poco::AutoPtr<Poco::Util::PropertyFileConfiguration> pConfiguration(
             new Poco::Util::PropertyFileConfiguration(stream));
-        if (!pConfiguration->hasProperty(Texts::instance().m_names.back()))
+        if (!pConfiguration->hasProperty(in_text.strLastName))
             out_state.SkipWithError("not read");
     }
 }
 
-void readBoost(benchmark::State& out_state)
+/// Takes a name only once, so it gets the text of different names only.
+void readBoost(benchmark::State& out_state, const Text& in_text)
 {
     for ([[maybe_unused]] auto _ : out_state)
     {
-        std::istringstream stream(Texts::instance().m_strPlain);
+        std::istringstream stream(in_text.strPlain);
         boost::property_tree::ptree tree;
         boost::property_tree::read_ini(stream, tree);
         if (tree.size() != s_uiLines)
@@ -220,12 +265,15 @@ void getIntAbseil(benchmark::State& out_state)
                    });
 }
 
-BENCHMARK(readPlain)->Name("readLines/ours");
-BENCHMARK(readLog4cplus)->Name("readLines/log4cplus");
-BENCHMARK(readPoco)->Name("readLines/Poco");
-BENCHMARK(readBoost)->Name("readLines/Boost");
-BENCHMARK(readTagged)->Name("readTagged/ours");
-BENCHMARK(readPlain)->Name("readTagged/untagged");
+BENCHMARK_CAPTURE(readPlain, , knownLines())->Name("readLines/ours");
+BENCHMARK_CAPTURE(readLog4cplus, , knownLines())->Name("readLines/log4cplus");
+BENCHMARK_CAPTURE(readPoco, , knownLines())->Name("readLines/Poco");
+BENCHMARK_CAPTURE(readTagged, , knownLines())->Name("readTagged/ours");
+BENCHMARK_CAPTURE(readPlain, , knownLines())->Name("readTagged/untagged");
+BENCHMARK_CAPTURE(readPlain, , differentLines())->Name("readDifferent/ours");
+BENCHMARK_CAPTURE(readLog4cplus, , differentLines())->Name("readDifferent/log4cplus");
+BENCHMARK_CAPTURE(readPoco, , differentLines())->Name("readDifferent/Poco");
+BENCHMARK_CAPTURE(readBoost, , differentLines())->Name("readDifferent/Boost");
 BENCHMARK(getIntOurs)->Name("getInt/ours");
 BENCHMARK(getIntPoco)->Name("getInt/Poco");
 BENCHMARK(getIntAbseil)->Name("getInt/abseil");

@@ -168,6 +168,16 @@ TEST(Lifetime, AssertionsAfterTheExitListGoOutAtError)
                                "file=")));
 }
 
+TEST(Lifetime, AProgramEndsAtLoadWithExitCode1WhereTheLogOfACECannotBeOpened)
+{
+    const HelperResult result = runHelper(VELMORA_HELPER_LIFETIME_NO_LOG_OF_ACE);
+    EXPECT_FALSE(result.bTimedOut);
+    EXPECT_EQ(0, result.iSignal);
+    EXPECT_EQ(1, result.iExitCode);
+    EXPECT_EQ("Failed to create ACE logger", result.strErrors);
+    EXPECT_EQ("", result.strOutput);
+}
+
 TEST(Lifetime, ExitOnAnotherThreadRunsTheExitList)
 {
     const HelperResult result = runHelper(VELMORA_HELPER_LIFETIME_EXITS_ON_THREAD);

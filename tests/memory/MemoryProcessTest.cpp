@@ -145,8 +145,9 @@ std::vector<std::string> withoutAccountsOfLibrary(std::vector<std::string> in_li
     std::erase_if(in_lines,
                   [](const std::string& in_strLine)
                   {
-                      for (const char* const szAccount : {"ParamDefs", "ParameterValue", "Trie",
-                                                          "InternalHashMap", "LMVector<T>"})
+                      for (const char* const szAccount :
+                           {"ParamDefs", "ParameterValue", "Trie", "InternalHashMap", "LMVector<T>",
+                            "GlobalConfigImpl", "TSReferenceCount"})
                           if (in_strLine.starts_with(std::string("Memory Account ") + szAccount))
                               return true;
                       return false;

@@ -8,6 +8,7 @@
 #include "velmora/config/GlobalConfig.h"
 #include "velmora/config/LoadSummary.h"
 #include "velmora/config/ParameterInfoDB.h"
+#include "velmora/config/RunMode.h"
 #include "velmora/logging/LibraryLoggers.h"
 #include "velmora/memory/MemLeakDetector.h"
 #include "velmora/system/DynLibsLoader.h"

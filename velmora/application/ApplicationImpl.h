@@ -3,7 +3,6 @@
 #include "velmora/Export.h"
 #include "velmora/application/Application.h"
 #include "velmora/config/Configuration.h"
-#include "velmora/config/RunMode.h"
 #include "velmora/logging/LogMacros.h" // For the members of derived classes, which have a logger.
 #include "velmora/logging/LoggingIdLogger.h"
 #include "velmora/logging/ObjectWithLogger.h"
@@ -22,6 +21,8 @@
 
 namespace Velmora
 {
+
+enum class RunMode;
 
 /// The frame that all programs of the family start in. A program derives from it, says in `run`
 /// what it is for, and may replace or extend each step of its start:

@@ -69,7 +69,8 @@ class CountedBuiltInPtr
 
     CountedBuiltInPtr& operator=(const CountedBuiltInPtr& in_other)
     {
-        CountedBuiltInPtr(in_other).swap(*this);
+        if (this != &in_other)
+            CountedBuiltInPtr(in_other).swap(*this);
         return *this;
     }
 

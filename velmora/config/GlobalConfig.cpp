@@ -23,6 +23,11 @@ constinit std::atomic<GlobalConfigSeam::CallLogging*> s_pCallLogging{nullptr};
 class ParametersOfAssertions final : public AssertionSeam::BoolParameters
 {
   public:
+    ParametersOfAssertions() = default;
+    ParametersOfAssertions(const ParametersOfAssertions&) = delete;
+    ParametersOfAssertions& operator=(const ParametersOfAssertions&) = delete;
+    virtual ~ParametersOfAssertions() = default;
+
     bool getBoolParameter(const char* in_szName, bool& out_bValue) override
     {
         return m_pConfig->tryGetBoolParameter(in_szName, out_bValue);

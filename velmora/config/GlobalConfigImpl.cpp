@@ -82,7 +82,7 @@ bool GlobalConfigImpl::tryGetBoolParameter(const char* in_szParamName, bool& out
 {
     if (m_writer.load(std::memory_order_relaxed) == std::this_thread::get_id())
         return m_trie.getBoolParameter(in_szParamName, out_bValue);
-    const ReadLock lock(m_mutex, 0);
+    const ReadLock lock(m_mutex, false);
     return lock.locked() != 0 && m_trie.getBoolParameter(in_szParamName, out_bValue);
 }
 

@@ -158,6 +158,12 @@ bool ParamDefs::retrieve(const char* in_szName, ParameterInfo& out_info) const
     return true;
 }
 
+ParameterValue::Type ParamDefs::retrieveType(const char* in_szName) const
+{
+    const ParameterInfo* const pInfo = find(in_szName);
+    return pInfo != nullptr ? pInfo->m_type : ParameterValue::UNDEF_TYPE;
+}
+
 bool ParamDefs::retrieve(const char* in_szRegex,
                          std::vector<ParameterInfoWithName>& out_infos) const
 {

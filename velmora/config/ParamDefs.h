@@ -49,6 +49,7 @@ class VELMORA_API ParamDefs : public ParameterInfoDB,
     ~ParamDefs() override;
 
     bool retrieve(const char* in_szName, ParameterInfo& out_info) const override;
+    [[nodiscard]] ParameterValue::Type retrieveType(const char* in_szName) const override;
     bool retrieve(const char* in_szRegex,
                   std::vector<ParameterInfoWithName>& out_infos) const override;
     void addDefaultsToConfig(Configuration& inout_configuration,

@@ -557,11 +557,10 @@ ParameterInitResult Parameter::initFromText(const char* in_szLine,
 {
     if (!initNameFromText(in_szLine))
         return INIT_UNDEFINED;
-    ParameterInfo info;
-    if (in_paramInfoDB.retrieve(m_name.c_str(), info))
-        return initValueFromText(in_szLine, info.m_type);
-    const ParameterInitResult result = initValueFromText(in_szLine, ParameterValue::UNDEF_TYPE);
-    return result == INIT_OK ? INIT_UNKNOWN_PARAMETER : result;
+    const ParameterValue::Type type = in_paramInfoDB.retrieveType(m_name.c_str());
+    const ParameterInitResult result = initValueFromText(in_szLine, type);
+    return result == INIT_OK && type == ParameterValue::UNDEF_TYPE ? INIT_UNKNOWN_PARAMETER
+                                                                   : result;
 }
 
 std::ostream& Parameter::dump(std::ostream& out_stream) const

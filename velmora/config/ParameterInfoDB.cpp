@@ -53,6 +53,12 @@ const ParameterInfoDB& emptyTable()
 
 ParameterInfoDB::~ParameterInfoDB() = default;
 
+ParameterValue::Type ParameterInfoDB::retrieveType(const char* in_szName) const
+{
+    ParameterInfo info;
+    return retrieve(in_szName, info) ? info.m_type : ParameterValue::UNDEF_TYPE;
+}
+
 const ParameterInfoDB& ParameterInfoDB::getInstance()
 {
     if (const ParameterInfoDB* const pInstance = s_pInstance.load(std::memory_order_acquire))

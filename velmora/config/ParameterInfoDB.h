@@ -33,6 +33,9 @@ class VELMORA_API ParameterInfoDB
     /// Failure: false and a reset output for a name that is not known.
     virtual bool retrieve(const char* in_szName, ParameterInfo& out_info) const = 0;
 
+    /// The type of a parameter alone; undefined for a name that is not known.
+    [[nodiscard]] virtual ParameterValue::Type retrieveType(const char* in_szName) const;
+
     /// All parameters in whose names a regular expression matches somewhere; what the output held
     /// is dropped. No match is no failure.
     /// Failure: false and an error in the log for an expression that is wrong or takes too long;

@@ -16,9 +16,11 @@
 #include <cstdlib>
 #include <cstring>
 #include <istream>
+#include <iterator>
 #include <locale>
 #include <ostream>
 #include <sstream>
+#include <stdexcept>
 
 VELMORA_LIBRARY_FILE_SCOPE_LOGGER(ParameterTrie)
 
@@ -125,11 +127,59 @@ class DefiningLine
     boost::regex m_regex;
 };
 
-/// Whether replacing the tags of a line by a value can make it too long.
-bool canBecomeTooLong(const std::string& in_strLine, const std::string& in_strValue)
+/// An output iterator that appends characters to a text up to a length.
+class BoundedAppender
 {
-    const auto iTags = std::count(in_strLine.begin(), in_strLine.end(), '$');
-    return static_cast<std::size_t>(iTags) * in_strValue.size() > s_uiLongestRawText;
+  public:
+    using iterator_category = std::output_iterator_tag;
+    using value_type = void;
+    using difference_type = void;
+    using pointer = void;
+    using reference = void;
+
+    BoundedAppender(std::string& out_strText, std::size_t in_uiLongest)
+        : m_pText(&out_strText), m_uiLongest(in_uiLongest)
+    {
+    }
+
+    /// Failure: `std::length_error`.
+    BoundedAppender& operator=(char in_character)
+    {
+        if (m_pText->size() == m_uiLongest)
+            throw std::length_error("text too long");
+        m_pText->push_back(in_character);
+        return *this;
+    }
+
+    BoundedAppender& operator*() { return *this; }
+    BoundedAppender& operator++() { return *this; }
+    BoundedAppender operator++(int) { return *this; }
+
+  private:
+    std::string* m_pText;
+    std::size_t m_uiLongest;
+};
+
+/// Replaces all that an expression matches in a line, the replacement being a Boost format string,
+/// which may stand for a multiple of the line.
+/// Failure: false for a line that would become too long; the line is as it was. Exceptions as
+/// `boost::regex_replace`.
+bool replaceAll(std::string& inout_strLine, const boost::regex& in_regex,
+                const std::string& in_strReplacement)
+{
+    std::string strReplaced;
+    try
+    {
+        boost::regex_replace(
+            BoundedAppender(strReplaced, inout_strLine.size() + s_uiLongestRawText),
+            inout_strLine.cbegin(), inout_strLine.cend(), in_regex, in_strReplacement);
+    }
+    catch (const std::length_error&)
+    {
+        return false;
+    }
+    inout_strLine.swap(strReplaced);
+    return true;
 }
 
 } // namespace
@@ -144,6 +194,18 @@ struct ParameterTrie::Tag
     std::string_view tag;
     /// What stands between its braces.
     std::string_view name;
+};
+
+/// What is the same for all lines of a text, and what is kept from one line to the next.
+struct ParameterTrie::Reading
+{
+    const ParameterInfoDB* m_pDB;
+    LoadSummary& m_summary;
+    Parameter m_parameter{};
+    /// The last name up to its last dot, and its node: the next name is often beside it.
+    std::string m_strBranch{};
+    StringTrie* m_pBranch = nullptr;
+    std::string m_strLeaf{};
 };
 
 ParameterTrie::ParameterTrie() = default;
@@ -306,14 +368,14 @@ std::istream& ParameterTrie::read(std::istream& inout_stream, const ParameterInf
                                   const ParameterTrie* in_pOther, LoadSummary* inout_pSummary)
 {
     LoadSummary summaryOfNobody;
-    LoadSummary& summary = inout_pSummary != nullptr ? *inout_pSummary : summaryOfNobody;
+    Reading reading{in_pDB, inout_pSummary != nullptr ? *inout_pSummary : summaryOfNobody};
     std::string strLine;
     std::string strSubstituted;
     for (unsigned long uiLine = 1; std::getline(inout_stream, strLine, in_cDelimiter); ++uiLine)
     {
         if (isBlankOrComment(strLine))
             continue;
-        if (in_bSubstitute)
+        if (in_bSubstitute && strLine.find('$') != std::string::npos)
         {
             const bool bResolved = substituteVars(strLine, strSubstituted, in_pOther);
             if (!bResolved && inout_pUnresolved == nullptr)
@@ -331,7 +393,7 @@ std::istream& ParameterTrie::read(std::istream& inout_stream, const ParameterInf
             }
             strLine.swap(strSubstituted);
         }
-        if (!addToTrie(in_pDB, strLine, summary))
+        if (!addToTrie(reading, strLine))
         {
             VELMORA_FILE_LOG_ERROR("parse error at line " << uiLine
                                                           << ". failed to parse : " << strLine);
@@ -340,7 +402,7 @@ std::istream& ParameterTrie::read(std::istream& inout_stream, const ParameterInf
         }
     }
     if (inout_pUnresolved != nullptr)
-        processUnresolvedConfigLines(in_pDB, inout_pUnresolved, in_pOther, summary);
+        processUnresolvedConfigLines(reading, inout_pUnresolved, in_pOther);
     if (inout_stream.eof())
         inout_stream.clear(std::ios::eofbit);
     if (inout_stream.fail())
@@ -440,19 +502,19 @@ bool ParameterTrie::getReplacement(const std::string& in_strName, const Paramete
     return true;
 }
 
-bool ParameterTrie::addToTrie(const ParameterInfoDB* in_pDB, const std::string& in_strLine,
-                              LoadSummary& inout_summary)
+bool ParameterTrie::addToTrie(Reading& inout_reading, const std::string& in_strLine)
 {
-    Parameter parameter;
+    Parameter& parameter = inout_reading.m_parameter;
+    const ParameterInfoDB* const pDB = inout_reading.m_pDB;
     const ParameterInitResult result =
-        in_pDB == nullptr ? parameter.initFromText(in_strLine.c_str(), ParameterValue::UNDEF_TYPE)
-                          : parameter.initFromText(in_strLine.c_str(), *in_pDB);
+        pDB == nullptr ? parameter.initFromText(in_strLine.c_str(), ParameterValue::UNDEF_TYPE)
+                       : parameter.initFromText(in_strLine.c_str(), *pDB);
     if (result == INIT_UNDEFINED)
         return false;
-    if (in_pDB != nullptr)
-        warnOfMisfit(parameter, result, inout_summary);
+    if (pDB != nullptr && result != INIT_OK)
+        warnOfMisfit(parameter, result, inout_reading.m_summary);
     VELMORA_FILE_ASSERT(parameter.getValue().defined());
-    store(parameter, inout_summary);
+    store(inout_reading);
     return true;
 }
 
@@ -488,25 +550,45 @@ void ParameterTrie::warnOfMisfit(const Parameter& in_parameter, ParameterInitRes
                               << ParameterValue::getTypeAsString(paramInfo.m_type));
     }
     else
-        VELMORA_FILE_ASSERT_TEXT(in_result == INIT_OK, "0");
+        VELMORA_FILE_ASSERT_TEXT(false, "0");
 }
 
-void ParameterTrie::store(const Parameter& in_parameter, LoadSummary& inout_summary)
+void ParameterTrie::store(Reading& inout_reading)
 {
-    ParameterValue& value = nodeFor(in_parameter.getName().c_str()).data();
+    const Parameter& parameter = inout_reading.m_parameter;
+    ParameterValue& value = nodeForNext(inout_reading, parameter.getName()).data();
     if (value.defined())
     {
-        ++inout_summary.m_uiRedefinitions;
-        VELMORA_FILE_LOG_WARN("Parameter " << in_parameter.getName() << " redefined from " << value
-                                           << " to " << in_parameter.getValue());
+        ++inout_reading.m_summary.m_uiRedefinitions;
+        VELMORA_FILE_LOG_WARN("Parameter " << parameter.getName() << " redefined from " << value
+                                           << " to " << parameter.getValue());
     }
-    value = in_parameter.getValue();
+    value = parameter.getValue();
 }
 
-void ParameterTrie::processUnresolvedConfigLines(const ParameterInfoDB* in_pDB,
+ParameterTrie::StringTrie& ParameterTrie::nodeForNext(Reading& inout_reading,
+                                                      const std::string& in_strName)
+{
+    const std::size_t uiDot = in_strName.rfind('.');
+    // Where the last component is not the text behind the last dot, or the branch ends in an empty
+    // one, a name is cut differently.
+    if (uiDot == std::string::npos || uiDot == 0 || uiDot + 1 == in_strName.size() ||
+        in_strName[uiDot - 1] == '.')
+        return nodeFor(in_strName.c_str());
+    const std::string_view branch = std::string_view(in_strName).substr(0, uiDot);
+    if (inout_reading.m_pBranch == nullptr || inout_reading.m_strBranch != branch)
+    {
+        inout_reading.m_strBranch = branch;
+        inout_reading.m_pBranch = &nodeFor(inout_reading.m_strBranch.c_str());
+    }
+    std::string& strLeaf = inout_reading.m_strLeaf;
+    strLeaf.assign(in_strName, uiDot + 1);
+    return *inout_reading.m_pBranch->fastInsert(&strLeaf, &strLeaf + 1, ParameterValue()).first;
+}
+
+void ParameterTrie::processUnresolvedConfigLines(Reading& inout_reading,
                                                  std::vector<std::string>* inout_pUnresolved,
-                                                 const ParameterTrie* in_pOther,
-                                                 LoadSummary& inout_summary)
+                                                 const ParameterTrie* in_pOther)
 {
     VELMORA_FILE_TRACE_SCOPE(ParameterTrie::processUnresolvedConfigLines);
     std::vector<std::string> lines;
@@ -518,7 +600,7 @@ void ParameterTrie::processUnresolvedConfigLines(const ParameterInfoDB* in_pDB,
         VELMORA_FILE_LOG_DEBUG("Trying to resolve param: " << *pLine);
         if (!resolveInVector(pLine, pEnd, strResolved, in_pOther))
             inout_pUnresolved->push_back(*pLine);
-        else if (!addToTrie(in_pDB, strResolved, inout_summary))
+        else if (!addToTrie(inout_reading, strResolved))
             VELMORA_FILE_LOG_ERROR("parse error. failed to parse : " << strResolved);
     }
 }
@@ -567,13 +649,11 @@ bool ParameterTrie::findKeyValueInVector(std::string* inout_pLine, const std::st
                          { return definingLine.matches(in_strLine, strValue); });
         if (pDefining != in_pEnd)
         {
-            if (canBecomeTooLong(*inout_pLine, strValue))
+            if (!replaceAll(*inout_pLine, boost::regex("\\$\\{" + strName + "\\}"), strValue))
             {
                 reportTooLong(*inout_pLine);
                 return false;
             }
-            *inout_pLine = boost::regex_replace(*inout_pLine,
-                                                boost::regex("\\$\\{" + strName + "\\}"), strValue);
             out_pFound = inout_pLine;
             return true;
         }

@@ -114,6 +114,7 @@ class VELMORA_API ParameterTrie : public Trie<std::string, ParameterValue, LMHas
 
   private:
     struct Tag;
+    struct Reading;
 
     /// The node of a name, null when there is none; and the node of a name, made when there is
     /// none.
@@ -127,14 +128,14 @@ class VELMORA_API ParameterTrie : public Trie<std::string, ParameterValue, LMHas
     bool getReplacement(const std::string& in_strName, const ParameterTrie* in_pOther,
                         std::string& out_strReplacement) const;
 
-    bool addToTrie(const ParameterInfoDB* in_pDB, const std::string& in_strLine,
-                   LoadSummary& inout_summary);
+    bool addToTrie(Reading& inout_reading, const std::string& in_strLine);
     static void warnOfMisfit(const Parameter& in_parameter, ParameterInitResult in_result,
                              LoadSummary& inout_summary);
-    void store(const Parameter& in_parameter, LoadSummary& inout_summary);
-    void processUnresolvedConfigLines(const ParameterInfoDB* in_pDB,
+    void store(Reading& inout_reading);
+    StringTrie& nodeForNext(Reading& inout_reading, const std::string& in_strName);
+    void processUnresolvedConfigLines(Reading& inout_reading,
                                       std::vector<std::string>* inout_pUnresolved,
-                                      const ParameterTrie* in_pOther, LoadSummary& inout_summary);
+                                      const ParameterTrie* in_pOther);
     bool resolveInVector(std::string* inout_pLine, const std::string* in_pEnd,
                          std::string& out_strLine, const ParameterTrie* in_pOther) const;
     static bool findKeyValueInVector(std::string* inout_pLine, const std::string* in_pEnd,

@@ -3,6 +3,8 @@
 #include "velmora/logging/Log4cplusBackend.h"
 #include "velmora/logging/LogMacros.h"
 #include "velmora/logging/Logger.h"
+#include "velmora/logging/RemoteSyslogAppender.h"
+#include "velmora/logging/SyslogHosts.h"
 
 #include <ace/Guard_T.h>
 #include <ace/Trace.h>
@@ -44,6 +46,16 @@ class Configurator : public log4cplus::PropertyConfigurator
         strLevel.erase(std::min(strLevel.find(','), strLevel.size()));
         std::erase(strLevel, ' ');
         return log4cplus::getLogLevelManager().fromString(strLevel) != NOT_SET_LOG_LEVEL;
+    }
+
+    /// Makes the loggers that the configuration names. Those that come into being while all others
+    /// are locked would be locked after them, and later among them by their names.
+    void makeLoggers(log4cplus::Hierarchy& inout_hierarchy) const
+    {
+        for (const char* const szPrefix : {"logger.", "additivity."})
+            for (const std::string& strName :
+                 properties.getPropertySubset(szPrefix).propertyNames())
+                inout_hierarchy.getInstance(strName);
     }
 
     /// Makes appenders synchronous, since log4cplus has no threads to append on. Gives their names.
@@ -111,10 +123,15 @@ bool Logger::configure(const ParameterTrie& in_trie, std::ostream& out_errors)
     Configurator configurator(properties);
     const std::vector<std::string> madeSynchronous = configurator.makeSynchronous();
     const bool bHasLevel = configurator.hasLevelOfRoot();
+    RemoteSyslogAppender::registerFactory();
 
     bool bOK = false;
     {
+        // A name server may be slow, and nobody is to wait for it but who configures.
+        const SyslogHosts hosts(configurator.getProperties());
         log4cplus::Hierarchy& hierarchy = Logger().getHierarchy();
+        if (bHasLevel)
+            configurator.makeLoggers(hierarchy);
         // Lines that other threads log meanwhile wait for the new appenders.
         const Log4cplusAccess::WholeHierarchyLocker locker(hierarchy);
         if (bHasLevel)

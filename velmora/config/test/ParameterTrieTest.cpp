@@ -657,6 +657,69 @@ TEST_F(ParameterTrieFiles, TagsThatDoubleALineInTheVectorEndInAnError)
                     testing::StartsWith("Line becomes too long with its tags replaced : x"));
 }
 
+TEST_F(ParameterTrieFiles, AFormatStringThatMultipliesALineLeavesItWaitingAsItWas)
+{
+    // The name "|" makes an expression that matches "${" and "}" alike, and "$`" and "$'" stand for
+    // what comes before and behind each of them.
+    std::string strFormat;
+    for (int i = 0; i < 20000; ++i)
+        strFormat += "$`$'";
+    const std::string strFirst = "x=" + std::string(100, 'x') + "${|}";
+    Lines unresolved;
+    const CapturedLog log(ERROR_LOG_LEVEL);
+    unresolved = {strFirst, "|=" + strFormat + "${nowhere}"};
+    EXPECT_TRUE(read("", &unresolved));
+    ASSERT_EQ(2U, unresolved.size());
+    EXPECT_EQ(strFirst, unresolved[0]);
+    EXPECT_THAT(log.lines(), ElementsAre(errorLine(
+                                 s_szLogger, "Line becomes too long with its tags replaced : " +
+                                                 strFirst.substr(0, 100))));
+}
+
+TEST_F(ParameterTrieFiles, ALineThatWaitsMayGrowByTheLongestRawTextAndNoMore)
+{
+    const std::string strTag = "${a}";
+    for (const std::size_t uiTooMuch : {0, 1})
+    {
+        const std::string strRaw(64 * 1024 + strTag.size() + uiTooMuch - 10, 'r');
+        Lines unresolved{"x=" + strTag, "a=" + strRaw + "${nowhere}"};
+        const CapturedLog log(ERROR_LOG_LEVEL);
+        EXPECT_TRUE(read("", &unresolved));
+        ASSERT_EQ(2U, unresolved.size());
+        EXPECT_EQ(uiTooMuch == 0 ? "x=" + strRaw + "${nowhere}" : "x=" + strTag, unresolved[0]);
+        EXPECT_EQ(uiTooMuch, log.lines().size());
+    }
+}
+
+TEST_F(ParameterTrieFiles, NamesBesideEachOtherAreCutAsEachByItself)
+{
+    const std::vector<std::string> names{"a.b",  "a.b.c", "a.b.d", "a..b", "a..c", "a.",
+                                         "a.b.", ".a",    ".b",    "..",   "a",    "b",
+                                         "a.b",  "a..b",  "",      ".a.b", ".a.c", "a. .x"};
+    std::string strText;
+    ParameterTrie expected;
+    int iValue = 0;
+    for (const std::string& strName : names)
+    {
+        strText += strName + "=" + std::to_string(++iValue) + "\n";
+        expected.setIntParameter(strName.c_str(), iValue);
+    }
+    EXPECT_TRUE(read(strText));
+    for (const std::string& strName : names)
+    {
+        int iExpected = 0;
+        int iRead = -1;
+        EXPECT_TRUE(expected.getIntParameter(strName.c_str(), iExpected)) << strName;
+        m_trie.getIntParameter(strName.c_str(), iRead);
+        EXPECT_EQ(iExpected, iRead) << strName;
+    }
+    std::ostringstream written;
+    std::ostringstream expectedText;
+    written << m_trie;
+    expectedText << expected;
+    EXPECT_EQ(expectedText.str().size(), written.str().size());
+}
+
 TEST_F(ParameterTrieTable, ValuesGetTheTypeOfTheTable)
 {
     EXPECT_TRUE(readWith(table(), "keswardin.Installation.Directory=5x\n"

@@ -227,8 +227,8 @@ TYPED_TEST(AceCleanupLoggers, IsDeletedAtExitBeforeThoseThatAreOlder)
 
 TEST(AceCleanupLogger, LibraryDeletesItsOwnInTheReverseOrderOfTheirBirth)
 {
-    const std::string strDead = std::string(s_szLifeLogger) +
-                                "|AceCleanupLogger::~AceCleanupLogger name = keswardin.infra.";
+    const std::string strDead =
+        std::string(s_szLifeLogger) + "|AceCleanupLogger::~AceCleanupLogger name = keswardin.";
 
     EXPECT_EXIT(
         {
@@ -236,8 +236,8 @@ TEST(AceCleanupLogger, LibraryDeletesItsOwnInTheReverseOrderOfTheirBirth)
             std::exit(0);
         },
         ExitedWithCode(0),
-        testing::EndsWith(strDead + "DynCastAssert\n" + strDead + "Fallible\n" + strDead +
-                          "Exception\n" + strDead + "Debug\n" + strDead + "Assertion\n"));
+        testing::EndsWith(strDead + "infra.Fallible\n" + strDead + "infra.Exception\n" + strDead +
+                          "infra.Debug\n" + strDead + "infra.Assertion\n" + strDead + "ace\n"));
 }
 
 TEST(AceCleanupCachedLLLogger, CachesNoLevelAtFirst)

@@ -70,6 +70,21 @@ TEST(Log4cplusBackend, EachPriorityHasItsLevel)
     EXPECT_EQ(FATAL_LOG_LEVEL, levelOf(LM_EMERGENCY));
 }
 
+TEST(Log4cplusBackend, APriorityThatACEDoesNotHaveIsFatal)
+{
+    const CapturedLog log;
+    Log4cplusBackend backend;
+    ACE_Log_Record record(static_cast<ACE_Log_Priority>(LM_MAX * 2), 0L, 0L);
+    record.msg_data("unknown");
+    EXPECT_EQ(0, backend.log(record));
+    EXPECT_THAT(log.lines(), ElementsAre(fatalLine(s_szLogger, "unknown")));
+}
+
+TEST(Log4cplusBackend, HasTheLoggerOfACEsLines)
+{
+    EXPECT_EQ(s_szLogger, Log4cplusBackend::getLogger().getName());
+}
+
 TEST(Log4cplusBackend, ALineHasThePlaceOfTheBridge)
 {
     const CapturedLog log(TRACE_LOG_LEVEL);

@@ -1,17 +1,32 @@
 #include "velmora/config/ParameterTrie.h"
 #include "velmora/logging/LogMacros.h"
 #include "velmora/logging/Logger.h"
+#include "velmora/logging/RemoteSyslogAppender.h"
 
 #include "tests/support/CapturedLog.h"
 #include "tests/support/TemporaryDirectory.h"
+#include "tests/support/UdpServer.h"
 
 #include <ace/Trace.h>
+#include <dlfcn.h>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 #include <log4cplus/hierarchy.h>
+#include <log4cplus/nullappender.h>
+#include <log4cplus/spi/factory.h>
+#include <netdb.h>
+#include <unistd.h>
 
+#include <algorithm>
 #include <array>
+#include <atomic>
+#include <chrono>
 #include <filesystem>
+#include <fstream>
+#include <functional>
+#include <future>
+#include <latch>
+#include <memory>
 #include <set>
 #include <sstream>
 #include <string>
@@ -26,11 +41,81 @@ namespace
 
 using testing::ElementsAre;
 using testing::HasSubstr;
+using testing::IsEmpty;
+
+/// While it is set, it is told each name that is looked up, and all names are those of this host.
+std::function<void(const std::string&)> g_lookUp;
+
+/// What log4cplus makes appenders from, with a look at what it keeps to itself.
+class FactoryRegistry : public log4cplus::spi::AppenderFactoryRegistry
+{
+  public:
+    FactoryRegistry() = delete;
+
+    static void forget(const std::string& in_strTypeName)
+    {
+        log4cplus::spi::AppenderFactoryRegistry& registry =
+            log4cplus::spi::getAppenderFactoryRegistry();
+        const auto* const pFactory = registry.get(in_strTypeName);
+        (registry.*(&FactoryRegistry::data)).erase(in_strTypeName);
+        delete pFactory;
+    }
+};
+
+/// Called when an appender of the type "Probe" is made, if it is set.
+std::function<void()> g_whileMade;
+
+/// Makes an appender that does nothing.
+class ProbeFactory : public log4cplus::spi::AppenderFactory
+{
+  public:
+    [[nodiscard]] const log4cplus::tstring& getTypeName() const override { return m_strTypeName; }
+
+    log4cplus::SharedAppenderPtr
+    createObject(const log4cplus::helpers::Properties& in_properties) override
+    {
+        if (g_whileMade)
+            g_whileMade();
+        return log4cplus::SharedAppenderPtr(new log4cplus::NullAppender(in_properties));
+    }
+
+  private:
+    const log4cplus::tstring m_strTypeName = "Probe";
+};
+
+/// Whether a thread of this process waits for something.
+bool isAsleep(pid_t in_thread)
+{
+    std::ifstream file("/proc/self/task/" + std::to_string(in_thread) + "/stat");
+    std::string strStat;
+    std::getline(file, strStat);
+    return strStat.find(") S ") != std::string::npos;
+}
+
+/// Sends everything from INFO on to a server.
+std::string syslogConfiguration(const std::string& in_strHostName, const UdpServer& in_server)
+{
+    return "log4cplus.rootLogger=INFO, syslog\n"
+           "log4cplus.appender.syslog=velmora::RemoteSyslogAppender\n"
+           "log4cplus.appender.syslog.Hostname=" +
+           in_strHostName +
+           "\n"
+           "log4cplus.appender.syslog.Port=" +
+           std::to_string(in_server.port()) +
+           "\n"
+           "log4cplus.appender.syslog.layout=log4cplus::PatternLayout\n"
+           "log4cplus.appender.syslog.layout.ConversionPattern=%m\n";
+}
 
 class LoggerConfiguration : public testing::Test
 {
   protected:
-    ~LoggerConfiguration() override { Logger::configureDefault(); }
+    ~LoggerConfiguration() override
+    {
+        g_lookUp = nullptr;
+        g_whileMade = nullptr;
+        Logger::configureDefault();
+    }
 
     static ParameterTrie trieOf(const std::string& in_strText)
     {
@@ -106,6 +191,16 @@ TEST_F(LoggerConfiguration, WhatWasInForceIsGone)
     VELMORA_LOG(Logger("a"), INFO_LOG_LEVEL, "info");
     EXPECT_THAT(linesOfFile(), ElementsAre("INFO - info"));
     EXPECT_TRUE(captured.lines().empty());
+}
+
+TEST_F(LoggerConfiguration, AnAppenderThatALoggerGotByOtherMeansIsGone)
+{
+    const CapturedLog captured;
+    Logger logger("a");
+    logger.addAppender(captured.appender());
+    EXPECT_TRUE(configure(fileConfiguration()));
+    EXPECT_THAT(logger.getAllAppenders(), IsEmpty());
+    EXPECT_TRUE(captured.appender()->isClosed());
 }
 
 TEST_F(LoggerConfiguration, WithoutASectionTheConfigurationStays)
@@ -200,6 +295,58 @@ TEST_F(LoggerConfiguration, TwiceTheSameGivesTheSame)
     EXPECT_THAT(linesOfFile(), ElementsAre("INFO - once"));
 }
 
+TEST_F(LoggerConfiguration, RemoteSyslogIsKnownByItsName)
+{
+    UdpServer server;
+    EXPECT_TRUE(configure(syslogConfiguration("127.0.0.1", server)));
+    VELMORA_LOG(Logger("a"), WARN_LOG_LEVEL, "line " << 1);
+    EXPECT_EQ("<12>line 1", server.receive());
+}
+
+TEST_F(LoggerConfiguration, RemoteSyslogIsKnownAgainWhenLog4cplusHasForgottenIt)
+{
+    FactoryRegistry::forget(RemoteSyslogAppender::s_szTypeName);
+    UdpServer server;
+    EXPECT_TRUE(configure(syslogConfiguration("127.0.0.1", server)));
+    VELMORA_LOG(Logger("a"), WARN_LOG_LEVEL, "line " << 2);
+    EXPECT_EQ("<12>line 2", server.receive());
+}
+
+TEST_F(LoggerConfiguration, TwiceLeavesOneFactoryOfRemoteSyslog)
+{
+    const auto& registry = log4cplus::spi::getAppenderFactoryRegistry();
+    EXPECT_TRUE(configure(fileConfiguration()));
+    const auto* const pFactory = registry.get(RemoteSyslogAppender::s_szTypeName);
+    EXPECT_TRUE(configure(fileConfiguration()));
+    EXPECT_EQ(pFactory, registry.get(RemoteSyslogAppender::s_szTypeName));
+    const std::vector<std::string> names = registry.getAllNames();
+    EXPECT_EQ(1, std::count(names.begin(), names.end(), RemoteSyslogAppender::s_szTypeName));
+}
+
+TEST_F(LoggerConfiguration, NoLineWaitsForTheNameOfASyslogServer)
+{
+    ASSERT_TRUE(configure(fileConfiguration()));
+    UdpServer server;
+    std::future<void> meanwhile;
+    std::vector<std::string> asked;
+    g_lookUp = [&](const std::string& in_strName)
+    {
+        asked.push_back(in_strName);
+        meanwhile =
+            std::async(std::launch::async,
+                       [] { VELMORA_LOG(Logger("a"), INFO_LOG_LEVEL, "while it is looked up"); });
+        // A line that waits for the end of the configuration would never come.
+        EXPECT_EQ(std::future_status::ready, meanwhile.wait_for(std::chrono::seconds(20)));
+    };
+
+    EXPECT_TRUE(configure(syslogConfiguration("logs", server)));
+
+    EXPECT_THAT(asked, ElementsAre("logs"));
+    EXPECT_THAT(linesOfFile(), ElementsAre("INFO - while it is looked up"));
+    VELMORA_LOG(Logger("a"), INFO_LOG_LEVEL, "afterwards");
+    EXPECT_EQ("<13>afterwards", server.receive());
+}
+
 TEST_F(LoggerConfiguration, TheFormWithoutErrorsGivesTheSameResult)
 {
     EXPECT_FALSE(Logger::configure(trieOf("log4cplus.rootLogger=INFO\n")));
@@ -227,6 +374,16 @@ TEST_F(LoggerConfiguration, AnAsynchronousAppenderIsMadeSynchronousWithAWarning)
     EXPECT_EQ(2U, linesOfFile().size());
 }
 
+TEST_F(LoggerConfiguration, TheWarningComesFromTheLoggerOfLoggers)
+{
+    std::string strConfiguration =
+        fileConfiguration("log4cplus.appender.file.AsyncAppend=true\n"
+                          "log4cplus.appender.file.layout.ConversionPattern=%p %c\n");
+    strConfiguration.replace(strConfiguration.find("SimpleLayout"), 12, "PatternLayout");
+    EXPECT_TRUE(configure(strConfiguration));
+    EXPECT_THAT(linesOfFile(), ElementsAre("WARN keswardin.infra.Logger"));
+}
+
 TEST_F(LoggerConfiguration, NoThreadIsStarted)
 {
     EXPECT_TRUE(configure(fileConfiguration("log4cplus.threadPoolSize=3\n"
@@ -252,6 +409,32 @@ TEST_F(LoggerConfiguration, TheLevelOfAcesLoggerSwitchesItsTrace)
     EXPECT_FALSE(ACE_Trace::is_tracing()) << "the default is DEBUG";
 }
 
+TEST_F(LoggerConfiguration, ALineWaitsForTheAppendersThatAreBeingMade)
+{
+    log4cplus::spi::getAppenderFactoryRegistry().put(std::make_unique<ProbeFactory>());
+    const Logger logger("a");
+    std::promise<pid_t> thread;
+    std::future<void> logged;
+    g_whileMade = [&]
+    {
+        logged = std::async(std::launch::async,
+                            [&logger, &thread]
+                            {
+                                thread.set_value(gettid());
+                                VELMORA_LOG(logger, INFO_LOG_LEVEL, "meanwhile");
+                            });
+        const pid_t logging = thread.get_future().get();
+        while (!isAsleep(logging) &&
+               logged.wait_for(std::chrono::seconds(0)) != std::future_status::ready)
+            std::this_thread::yield();
+    };
+    EXPECT_TRUE(configure(fileConfiguration("log4cplus.appender.probe=Probe\n"
+                                            "log4cplus.logger.b=INFO, probe\n")));
+    ASSERT_TRUE(logged.valid());
+    logged.get();
+    EXPECT_THAT(linesOfFile(), ElementsAre("INFO - meanwhile"));
+}
+
 TEST_F(LoggerConfiguration, ReconfiguringWhileThreadsLogLosesNoLine)
 {
     constexpr int iReconfigurations = 100;
@@ -259,15 +442,20 @@ TEST_F(LoggerConfiguration, ReconfiguringWhileThreadsLogLosesNoLine)
     std::atomic<bool> bStop{false};
     std::array<int, 2> counts{};
     std::array<std::thread, 2> threads;
+    std::latch bothHaveLogged(2);
     for (std::size_t uiThread = 0; uiThread < threads.size(); ++uiThread)
         threads[uiThread] = std::thread(
             [&, uiThread]
             {
                 const Logger logger("numbered." + std::to_string(uiThread));
-                do
-                    VELMORA_LOG(logger, INFO_LOG_LEVEL, uiThread << ':' << counts[uiThread]++);
-                while (!bStop);
+                const auto log = [&]
+                { VELMORA_LOG(logger, INFO_LOG_LEVEL, uiThread << ':' << counts[uiThread]++); };
+                log();
+                bothHaveLogged.count_down();
+                while (!bStop)
+                    log();
             });
+    bothHaveLogged.wait();
     for (int i = 0; i < iReconfigurations; ++i)
         EXPECT_TRUE(configure(
             fileConfiguration("log4cplus.logger.numbered." + std::to_string(i % 2) + "=DEBUG\n")));
@@ -302,3 +490,19 @@ TEST_F(LoggerConfiguration, ThreadsThatReconfigureWaitForEachOther)
 }
 
 } // namespace Velmora::Test
+
+// Stands before that of the C library.
+
+extern "C" [[gnu::visibility("default")]] int gethostbyname_r(const char* in_szName,
+                                                              hostent* out_pHost, char* out_pMemory,
+                                                              size_t in_uiMemory,
+                                                              hostent** out_ppHost, int* out_pError)
+{
+    using Velmora::Test::g_lookUp;
+    static const auto s_pReal =
+        reinterpret_cast<decltype(&gethostbyname_r)>(dlsym(RTLD_NEXT, "gethostbyname_r"));
+    if (g_lookUp)
+        g_lookUp(in_szName);
+    return s_pReal(g_lookUp ? "127.0.0.1" : in_szName, out_pHost, out_pMemory, in_uiMemory,
+                   out_ppHost, out_pError);
+}

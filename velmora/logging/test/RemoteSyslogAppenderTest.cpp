@@ -20,7 +20,6 @@
 #include <netdb.h>
 #include <netinet/in.h>
 #include <sched.h>
-#include <sys/resource.h>
 #include <sys/socket.h>
 #include <sys/syscall.h>
 #include <unistd.h>
@@ -100,6 +99,9 @@ struct Destination
 };
 std::optional<std::vector<Destination>> g_destinations;
 
+/// Whether no socket can be made, as where a process has no descriptor left.
+bool g_bNoSockets = false;
+
 std::ostream& operator<<(std::ostream& out_stream, const Destination& in_destination)
 {
     return out_stream << in_destination.strAddress << ':' << in_destination.iPort;
@@ -152,6 +154,7 @@ class RemoteSyslog : public testing::Test
     {
         g_nameService.reset();
         g_destinations.reset();
+        g_bNoSockets = false;
     }
 
     [[nodiscard]] Properties properties() const
@@ -236,25 +239,6 @@ std::vector<int> openDescriptors()
             result.push_back(iDescriptor);
     return result;
 }
-
-/// While it lives, no descriptor can be opened.
-class NoDescriptors
-{
-  public:
-    NoDescriptors()
-    {
-        getrlimit(RLIMIT_NOFILE, &m_before);
-        rlimit none = m_before;
-        none.rlim_cur = 0;
-        setrlimit(RLIMIT_NOFILE, &none);
-    }
-    ~NoDescriptors() { setrlimit(RLIMIT_NOFILE, &m_before); }
-    NoDescriptors(const NoDescriptors&) = delete;
-    NoDescriptors& operator=(const NoDescriptors&) = delete;
-
-  private:
-    rlimit m_before{};
-};
 
 } // namespace
 
@@ -362,10 +346,7 @@ TEST_F(RemoteSyslog, AnAddressOfAnotherFamilyIsNoAddress)
 
 TEST_F(RemoteSyslog, ASocketThatCannotBeMadeIsToldTwice)
 {
-    // The real one reads files.
-    g_nameService.emplace();
-    g_nameService->addresses = {"127.0.0.1"};
-    const NoDescriptors none;
+    g_bNoSockets = true;
 
     EXPECT_THAT(errorsOf(properties()),
                 ElementsAre("socket() failed", "failed to open RemoteSyslogAppender"));
@@ -1016,6 +997,15 @@ void OnlyOnceErrorHandler::error(const tstring& in_strText)
 }
 
 } // namespace log4cplus
+
+extern "C" [[gnu::visibility("default")]] int socket(int in_iDomain, int in_iType,
+                                                     int in_iProtocol) noexcept
+{
+    if (!Velmora::Test::g_bNoSockets)
+        return static_cast<int>(syscall(SYS_socket, in_iDomain, in_iType, in_iProtocol));
+    errno = EMFILE;
+    return -1;
+}
 
 extern "C" [[gnu::visibility("default")]] ssize_t sendto(int in_iSocket, const void* in_pMessage,
                                                          size_t in_uiLength, int in_iFlags,

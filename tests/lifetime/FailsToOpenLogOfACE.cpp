@@ -1,0 +1,16 @@
+// A program that is loaded where ACE's log cannot be opened. It stands in for the function that
+// opens it; `main` is not to be reached.
+
+#include "velmora/logging/LogMacros.h"
+
+#include <ace/Log_Msg.h>
+
+int ACE_Log_Msg::open(const ACE_TCHAR*, u_long, const ACE_TCHAR*) { return -1; }
+
+VELMORA_FILE_SCOPE_LOGGER("keswardin.test.FailsToOpenLogOfACE")
+
+int main()
+{
+    VELMORA_FILE_LOG_WARN("main");
+    return 0;
+}
