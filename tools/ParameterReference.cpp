@@ -233,7 +233,7 @@ a warning with the closest one that is.
 - A parameter without a default has no value until it is set; then the program does without it, or as its description
   says.
 - Values are read when the program starts. A parameter that is **settable at run time** can be changed later.
-- A **deprecated** parameter still works where its description does not say otherwise; a warning says what to use instead.
+- A program does not start with a **deprecated** parameter in its configuration; a warning says what to use instead.
   Descriptions name parameters without the leading `keswardin.`.
 - The unit is told where the end of the name says it.
 

@@ -1,21 +1,20 @@
-#include "velmora/config/ParameterHashMap.h"
-#include "velmora/logging/LogMacros.h"
+#include "velmora/application/ApplicationImpl.h"
 
-VELMORA_FILE_SCOPE_LOGGER("keswardin.minimal")
+struct Minimal : Velmora::ApplicationImpl
+{
+    Minimal() : ApplicationImpl(Velmora::Logger("keswardin.minimal"), "minimal") {}
+    void run() override
+    {
+        int iPort = 0;
+        getConfig()->getIntParameter("keswardin.oam.webServicePort", iPort);
+        VELMORA_LOG_INFO("serving on port " << iPort);
+    }
+};
 
 int main(int argc, char** argv)
 {
-    Velmora::ParameterHashMap parameters;
-    for (int iArgument = 1; iArgument < argc; ++iArgument)
-    {
-        Velmora::Parameter parameter;
-        if (parameter.initFromText(argv[iArgument], Velmora::ParameterValue::UNDEF_TYPE) ==
-            Velmora::INIT_OK)
-            parameters.setParameter(parameter.getName().c_str(), parameter.getValue());
-        else
-            VELMORA_FILE_LOG_ERROR("not a parameter : \"" << argv[iArgument] << "\"");
-    }
-    int iPort = 5060;
-    parameters.getIntParameter("port", iPort);
-    VELMORA_FILE_LOG_INFO("listening on port " << iPort);
+    Minimal program;
+    if (!program.initialize(argc, argv))
+        return 1;
+    program.run();
 }

@@ -41,7 +41,8 @@
     entry(StackTrace, "keswardin.infra.StackTrace")                       \
     entry(DynlibObjectFactory, "keswardin.infra.DynlibObjectFactory")     \
     entry(DynLibsLoader, "keswardin.infra.DynLibsLoader")                 \
-    entry(GlobalConfig, "keswardin.infra.GlobalConfig")
+    entry(GlobalConfig, "keswardin.infra.GlobalConfig")                   \
+    entry(Application, "keswardin.infra.Application")
 // clang-format on
 
 namespace Velmora::LibraryLoggers

@@ -1,0 +1,152 @@
+// What it costs to start a program of the family with a configuration, the loading of the program
+// and its end included: the time of the processor that its process takes, in the program and in the
+// system. Beside it, a program that does nothing but link the library.
+
+#include "velmora/config/ParameterInfoDB.h"
+
+#include <benchmark/benchmark.h>
+
+#include <fcntl.h>
+#include <spawn.h>
+#include <sys/resource.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <cstddef>
+#include <cstdlib>
+#include <fstream>
+#include <sstream>
+#include <string>
+#include <vector>
+
+using namespace Velmora;
+
+namespace
+{
+
+constexpr std::size_t s_uiLines = 300;
+
+const char* const s_szLogging = "log4cplus.rootLogger=INFO, CONSOLE\n"
+                                "log4cplus.logger.keswardin.infra=WARN\n"
+                                "log4cplus.appender.CONSOLE=log4cplus::ConsoleAppender\n"
+                                "log4cplus.appender.CONSOLE.layout=log4cplus::PatternLayout\n"
+                                "log4cplus.appender.CONSOLE.layout.ConversionPattern=%p %c: %m%n\n";
+constexpr std::size_t s_uiLinesOfLogging = 5;
+
+std::string valueFor(const ParameterInfoWithName& in_info)
+{
+    // A default that is a whole number would be read as one.
+    if (in_info.m_type == ParameterValue::FLOAT_TYPE)
+        return "1.5";
+    if (in_info.m_defaultValue.defined())
+    {
+        std::ostringstream text;
+        text << in_info.m_defaultValue;
+        return text.str();
+    }
+    switch (in_info.m_type)
+    {
+    case ParameterValue::INT_TYPE:
+        return "10";
+    case ParameterValue::BOOL_TYPE:
+        return "false";
+    default:
+        return "some/value";
+    }
+}
+
+/// Whether the parameter may have any value of its type.
+bool isFree(const ParameterInfoWithName& in_info)
+{
+    return !in_info.m_bDeprecated &&
+           in_info.m_strName.find("Logger.PropertiesFile") == std::string::npos;
+}
+
+/// A configuration of known parameters, with a section for logging, filled up by comments.
+class ConfigurationFile
+{
+  public:
+    ConfigurationFile()
+    {
+        const int iFile = mkstemp(m_strPath.data());
+        if (iFile < 0)
+            std::abort();
+        close(iFile);
+        std::ofstream file(m_strPath);
+        std::vector<ParameterInfoWithName> infos;
+        ParameterInfoDB::getInstance().retrieve("^keswardin", infos);
+        std::size_t uiLines = s_uiLinesOfLogging;
+        for (const ParameterInfoWithName& info : infos)
+            if (isFree(info) && uiLines < s_uiLines)
+            {
+                file << info.m_strName << '=' << valueFor(info) << '\n';
+                ++uiLines;
+            }
+        for (; uiLines < s_uiLines; ++uiLines)
+            file << "# a comment about the lines around it\n";
+        file << s_szLogging;
+    }
+    ~ConfigurationFile() { unlink(m_strPath.c_str()); }
+    ConfigurationFile(const ConfigurationFile&) = delete;
+    ConfigurationFile& operator=(const ConfigurationFile&) = delete;
+
+    [[nodiscard]] const std::string& path() const { return m_strPath; }
+
+  private:
+    std::string m_strPath = "/tmp/initialize-bench-XXXXXX";
+};
+
+double secondsOf(const timeval& in_time)
+{
+    return static_cast<double>(in_time.tv_sec) + static_cast<double>(in_time.tv_usec) / 1e6;
+}
+
+/// Runs a program to its end with standard output thrown away. Gives the time that its process has
+/// taken of the processor, in seconds; negative if it failed.
+double timeOf(std::vector<std::string> in_arguments)
+{
+    std::vector<char*> argv;
+    for (std::string& strArgument : in_arguments)
+        argv.push_back(strArgument.data());
+    argv.push_back(nullptr);
+    posix_spawn_file_actions_t actions;
+    posix_spawn_file_actions_init(&actions);
+    posix_spawn_file_actions_addopen(&actions, STDOUT_FILENO, "/dev/null", O_WRONLY, 0);
+    pid_t pid = -1;
+    const int iError = posix_spawn(&pid, argv[0], &actions, nullptr, argv.data(), environ);
+    posix_spawn_file_actions_destroy(&actions);
+    int iStatus = -1;
+    rusage usage{};
+    if (iError != 0 || wait4(pid, &iStatus, 0, &usage) != pid || iStatus != 0)
+        return -1;
+    return secondsOf(usage.ru_utime) + secondsOf(usage.ru_stime);
+}
+
+void runAll(benchmark::State& out_state, const std::vector<std::string>& in_arguments)
+{
+    for ([[maybe_unused]] auto _ : out_state)
+    {
+        const double fTime = timeOf(in_arguments);
+        if (fTime < 0)
+        {
+            out_state.SkipWithError("the program failed");
+            break;
+        }
+        out_state.SetIterationTime(fTime);
+    }
+}
+
+void initializeOurs(benchmark::State& out_state)
+{
+    const ConfigurationFile configuration;
+    runAll(out_state, {VELMORA_BENCH_MINIMAL, "--global-config", configuration.path()});
+}
+
+void initializeLinked(benchmark::State& out_state) { runAll(out_state, {VELMORA_BENCH_LINKS}); }
+
+BENCHMARK(initializeOurs)->Name("initialize/ours")->UseManualTime();
+BENCHMARK(initializeLinked)->Name("initialize/linked")->UseManualTime();
+
+} // namespace
+
+BENCHMARK_MAIN();

@@ -1,0 +1,107 @@
+#include "tests/support/HelperProcess.h"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <filesystem>
+#include <fstream>
+#include <regex>
+#include <sstream>
+#include <string>
+#include <vector>
+
+namespace Velmora::Test
+{
+
+namespace
+{
+
+using testing::HasSubstr;
+
+const std::string s_strConfiguration = "examples/minimal/minimal.cfg";
+
+std::string read(const std::string& in_strPath)
+{
+    std::ostringstream text;
+    text << std::ifstream(in_strPath).rdbuf();
+    EXPECT_NE("", text.str()) << in_strPath;
+    return text.str();
+}
+
+/// A text with all durations in milliseconds made 1.
+std::string withoutTime(const std::string& in_strText)
+{
+    return std::regex_replace(in_strText, std::regex("time = [0-9]+ ms"), "time = 1 ms");
+}
+
+/// What the program writes, without a warning that it may draw on a machine where the user may not
+/// raise the limit of core files.
+std::string outputOf(const HelperResult& in_result)
+{
+    std::string strOutput;
+    for (const std::string& strLine : linesOf(in_result.strOutput))
+        if (strLine.find("setrlimit failed") == std::string::npos)
+            strOutput += strLine + '\n';
+    return strOutput;
+}
+
+/// The tests run at the root of the project, as somebody does who reads the README.
+class Minimal : public testing::Test
+{
+  protected:
+    void SetUp() override { std::filesystem::current_path(VELMORA_SOURCE_DIRECTORY); }
+
+    const std::string m_strReadme = read(VELMORA_SOURCE_DIRECTORY "/README.md");
+};
+
+} // namespace
+
+TEST_F(Minimal, TheReadmeShowsThisVeryProgram)
+{
+    EXPECT_THAT(m_strReadme, HasSubstr("`examples/minimal/Minimal.cpp`:\n\n```cpp\n" +
+                                       read("examples/minimal/Minimal.cpp") + "```\n"));
+}
+
+TEST_F(Minimal, TheProgramHasTwentyLines)
+{
+    EXPECT_GE(20U, linesOf(read("examples/minimal/Minimal.cpp")).size());
+}
+
+TEST_F(Minimal, TheReadmeShowsThisVeryConfiguration)
+{
+    EXPECT_THAT(m_strReadme, HasSubstr("`" + s_strConfiguration + "`:\n\n```\n" +
+                                       read(s_strConfiguration) + "```\n"));
+}
+
+TEST_F(Minimal, PrintsWhatTheReadmeShows)
+{
+    const HelperResult result =
+        runHelper(VELMORA_HELPER_MINIMAL, {"--global-config", s_strConfiguration});
+    EXPECT_EQ(0, result.iExitCode);
+    EXPECT_EQ("", result.strErrors);
+    EXPECT_EQ(2U, linesOf(outputOf(result)).size());
+    EXPECT_THAT(m_strReadme,
+                HasSubstr("Run with `--global-config " + s_strConfiguration +
+                          "` it prints\n\n```\n" + withoutTime(outputOf(result)) + "```\n"));
+}
+
+TEST_F(Minimal, SaysNothingWithoutAConfiguration)
+{
+    const HelperResult result = runHelper(VELMORA_HELPER_MINIMAL);
+    EXPECT_EQ(0, result.iExitCode);
+    EXPECT_EQ("", outputOf(result));
+    EXPECT_EQ("", result.strErrors);
+}
+
+TEST_F(Minimal, FailsWithAConfigurationThatIsNotThere)
+{
+    const HelperResult result =
+        runHelper(VELMORA_HELPER_MINIMAL, {"--global-config", "nowhere.cfg"});
+    EXPECT_EQ(1, result.iExitCode);
+    EXPECT_THAT(linesOf(outputOf(result)),
+                testing::ElementsAre("ERROR - failed to initialize Global Config : unable to open "
+                                     "nowhere.cfg for reading",
+                                     "ERROR - failed to initialize the Global Configuration"));
+}
+
+} // namespace Velmora::Test
