@@ -103,15 +103,15 @@ TEST_F(GatewayProcess, StartsFromItsConfigurationAndStopsAtSigterm)
     const HelperResult result = runWith({{"running at", "TERM"}}, sources());
     EXPECT_EQ(0, result.iExitCode) << result.strErrors << result.strOutput;
     EXPECT_EQ("", result.strErrors);
-    EXPECT_THAT(log(), ElementsAre("INFO keswardin.infra.GlobalConfig - Logger successfully "
-                                   "configured from " +
-                                       etc("logging.cfg"),
-                                   MatchesRegex("INFO keswardin\\.gateway - .*" +
-                                                etc("gateway.cfg") + ".*" + etc("site.cfg") +
-                                                ".* ms.*"),
-                                   "INFO keswardin.gateway - running at 127.0.0.1:5060",
-                                   "INFO keswardin.gateway - stopping : Terminated",
-                                   "INFO keswardin.gateway - stopped"));
+    EXPECT_THAT(log(),
+                ElementsAre("INFO keswardin.infra.GlobalConfig - Logger successfully "
+                            "configured from " +
+                                etc("logging.cfg"),
+                            MatchesRegex("INFO keswardin\\.gateway - .*" + etc("gateway.cfg") +
+                                         ".*" + etc("site.cfg") + ".* ms.*"),
+                            "INFO keswardin.gateway - running at 127.0.0.1:5060",
+                            "INFO keswardin.gateway - stopping : Terminated",
+                            "INFO keswardin.gateway - stopped"));
 }
 
 TEST_F(GatewayProcess, StopsAtSigintToo)
@@ -136,8 +136,8 @@ TEST_F(GatewayProcess, SwitchesRecordingOnAndOffAtRunTimeOfItsProtectedConfigura
 TEST_F(GatewayProcess, TheOrderOfTheSourcesDoesNotMatterToTheirTags)
 {
     const HelperResult result =
-        runWith({{"running at", "TERM"}}, {"--global-config", etc("site.cfg"), "--global-config",
-                                           etc("gateway.cfg")});
+        runWith({{"running at", "TERM"}},
+                {"--global-config", etc("site.cfg"), "--global-config", etc("gateway.cfg")});
     EXPECT_EQ(0, result.iExitCode);
     EXPECT_THAT(log(), Contains("INFO keswardin.gateway - running at 127.0.0.1:5060"));
 }
@@ -175,13 +175,15 @@ TEST_F(GatewayProcess, WithoutAnAddressForSipItDoesNotStart)
 
 TEST_F(GatewayProcess, WithoutItsEnvironmentVariableItDoesNotStart)
 {
-    const HelperResult result = runHelper("/usr/bin/env", [this]
-    {
-        Arguments arguments{"-u", "GATEWAY_HOME", VELMORA_HELPER_GATEWAY};
-        const Arguments more = sources();
-        arguments.insert(arguments.end(), more.begin(), more.end());
-        return arguments;
-    }());
+    const HelperResult result =
+        runHelper("/usr/bin/env",
+                  [this]
+                  {
+                      Arguments arguments{"-u", "GATEWAY_HOME", VELMORA_HELPER_GATEWAY};
+                      const Arguments more = sources();
+                      arguments.insert(arguments.end(), more.begin(), more.end());
+                      return arguments;
+                  }());
     EXPECT_EQ(1, result.iExitCode);
     EXPECT_THAT(result.strOutput,
                 HasSubstr("Unable to complete the configuration. Unknown parameters: "
