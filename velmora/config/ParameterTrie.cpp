@@ -34,6 +34,9 @@ namespace
 constexpr std::size_t s_uiLongestSubstitutedLine = std::size_t{2} * 1024 * 1024;
 /// By how much the raw text of other lines may make a line grow that waits, at each step.
 constexpr std::size_t s_uiLongestRawText = std::size_t{64} * 1024;
+/// How many names that are expressions one line that waits may meet: what stands for them can bring
+/// about new ones without end.
+constexpr int s_iMostExpressions = 16;
 
 /// The components of a name that is being stored.
 struct Components
@@ -68,6 +71,20 @@ void reportTooLong(const std::string& in_strLine)
         "Line becomes too long with its tags replaced : " << in_strLine.substr(0, uiShown));
 }
 
+/// Whether a name, as an expression, matches itself only, but for its dots.
+bool isPlainName(std::string_view in_name)
+{
+    return std::all_of(in_name.begin(), in_name.end(),
+                       [](char in_character)
+                       {
+                           return (in_character >= 'a' && in_character <= 'z') ||
+                                  (in_character >= 'A' && in_character <= 'Z') ||
+                                  (in_character >= '0' && in_character <= '9') ||
+                                  in_character == '_' || in_character == '-' ||
+                                  in_character == '.';
+                       });
+}
+
 /// Finds the line that defines a name: the whole of it matches "(^`name` *= *)(.*)", and the second
 /// group is the value. The name is not escaped in it: its dots are any characters.
 class DefiningLine
@@ -75,8 +92,7 @@ class DefiningLine
   public:
     /// Failure: `boost::regex_error` for a name that makes no expression.
     explicit DefiningLine(const std::string& in_strName)
-        : m_strName(in_strName),
-          m_bPlain(std::all_of(in_strName.begin(), in_strName.end(), &isPlain))
+        : m_strName(in_strName), m_bPlain(isPlainName(in_strName))
     {
         if (!m_bPlain)
             m_regex.assign("(^" + in_strName + " *= *)(.*)");
@@ -89,15 +105,6 @@ class DefiningLine
     }
 
   private:
-    /// Whether a character needs no expression to be found.
-    static bool isPlain(char in_character)
-    {
-        return (in_character >= 'a' && in_character <= 'z') ||
-               (in_character >= 'A' && in_character <= 'Z') ||
-               (in_character >= '0' && in_character <= '9') || in_character == '_' ||
-               in_character == '-' || in_character == '.';
-    }
-
     bool matchesPlain(const std::string& in_strLine, std::string& out_strValue) const
     {
         if (in_strLine.size() <= m_strName.size())
@@ -611,13 +618,15 @@ bool ParameterTrie::resolveInVector(std::string* inout_pLine, const std::string*
     VELMORA_FILE_TRACE_SCOPE(ParameterTrie::resolveInVector);
     // A name that comes back stands for itself, however far round.
     std::vector<std::string> namesMet;
+    int iExpressions = 0;
     std::string strName;
     std::string* pFound = inout_pLine;
     while (!substituteVars(*inout_pLine, out_strLine, in_pOther))
     {
         if (getKey(*inout_pLine, strName))
         {
-            if (std::find(namesMet.begin(), namesMet.end(), strName) != namesMet.end())
+            if (std::find(namesMet.begin(), namesMet.end(), strName) != namesMet.end() ||
+                (!isPlainName(strName) && ++iExpressions > s_iMostExpressions))
                 return false;
             namesMet.push_back(strName);
         }

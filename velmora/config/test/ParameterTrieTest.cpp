@@ -676,6 +676,17 @@ TEST_F(ParameterTrieFiles, AFormatStringThatMultipliesALineLeavesItWaitingAsItWa
                                                  strFirst.substr(0, 100))));
 }
 
+TEST_F(ParameterTrieFiles, NamesThatBringAboutLongerOnesWithoutEndLeaveTheirLineWaiting)
+{
+    // The name is an expression that matches the second line whatever it has become, and what it
+    // stands for makes a longer one of it: as a format string, "${0}" is what was matched.
+    Lines unresolved{"x=${|}", "b=longer${0}"};
+    const CapturedLog log(ERROR_LOG_LEVEL);
+    EXPECT_TRUE(read("", &unresolved));
+    EXPECT_EQ(2U, unresolved.size());
+    EXPECT_TRUE(log.lines().empty());
+}
+
 TEST_F(ParameterTrieFiles, ALineThatWaitsMayGrowByTheLongestRawTextAndNoMore)
 {
     const std::string strTag = "${a}";
