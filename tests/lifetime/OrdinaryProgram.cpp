@@ -1,6 +1,6 @@
 // Logs at each stage of its life, and tells how many tasks it has at each.
 
-#include "Tasks.h"
+#include "tests/support/Tasks.h"
 
 #include "velmora/logging/LogMacros.h"
 

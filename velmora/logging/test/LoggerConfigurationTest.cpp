@@ -4,6 +4,7 @@
 #include "velmora/logging/RemoteSyslogAppender.h"
 
 #include "tests/support/CapturedLog.h"
+#include "tests/support/Tasks.h"
 #include "tests/support/TemporaryDirectory.h"
 #include "tests/support/UdpServer.h"
 
@@ -389,13 +390,7 @@ TEST_F(LoggerConfiguration, NoThreadIsStarted)
     EXPECT_TRUE(configure(fileConfiguration("log4cplus.threadPoolSize=3\n"
                                             "log4cplus.appender.file.AsyncAppend=true\n")));
     VELMORA_LOG(Logger("a"), INFO_LOG_LEVEL, "line");
-    std::size_t uiTasks = 0;
-    for ([[maybe_unused]] const auto& task : std::filesystem::directory_iterator("/proc/self/task"))
-        ++uiTasks;
-#if defined(__SANITIZE_THREAD__)
-    --uiTasks; // its own
-#endif
-    EXPECT_EQ(1U, uiTasks);
+    EXPECT_EQ(1U, countTasks());
 }
 
 TEST_F(LoggerConfiguration, TheLevelOfAcesLoggerSwitchesItsTrace)
