@@ -5,7 +5,6 @@
 #include "velmora/config/ParameterInfoDB.h"
 #include "velmora/logging/LibraryLoggers.h"
 #include "velmora/logging/LogMacros.h"
-#include "velmora/logging/PerThreadPool.h"
 #include "velmora/system/DottedName.h"
 #include "velmora/system/EnvironVars.h"
 
@@ -38,13 +37,6 @@ constexpr std::size_t s_uiLongestRawText = std::size_t{64} * 1024;
 /// about new ones without end.
 constexpr int s_iMostExpressions = 16;
 
-/// The components of a name that is being stored.
-struct Components
-{
-    std::vector<std::string> components;
-    Components* m_pNextInPool = nullptr;
-};
-
 bool isBlank(char in_character) { return std::strchr(" \t\n\v\f\r", in_character) != nullptr; }
 
 /// Whether the line holds nothing to read.
@@ -53,6 +45,16 @@ bool isBlankOrComment(const std::string& in_strLine)
     const auto first = std::find_if_not(in_strLine.begin(), in_strLine.end(),
                                         [](char c) { return c != '\0' && isBlank(c); });
     return first == in_strLine.end() || *first == '#';
+}
+
+/// The child of a node that an edge leads to, made when there is none.
+ParameterTrie::StringTrie& childFor(ParameterTrie::StringTrie& inout_node,
+                                    std::string_view in_component)
+{
+    const auto edge = inout_node.findChild(in_component);
+    if (edge != inout_node.endChild())
+        return *edge.data();
+    return *inout_node.insert(std::string(in_component), ParameterValue()).first.data();
 }
 
 /// Writes a parameter's value the same whatever the locale of the program.
@@ -80,8 +82,7 @@ bool isPlainName(std::string_view in_name)
                            return (in_character >= 'a' && in_character <= 'z') ||
                                   (in_character >= 'A' && in_character <= 'Z') ||
                                   (in_character >= '0' && in_character <= '9') ||
-                                  in_character == '_' || in_character == '-' ||
-                                  in_character == '.';
+                                  in_character == '_' || in_character == '-' || in_character == '.';
                        });
 }
 
@@ -209,10 +210,10 @@ struct ParameterTrie::Reading
     const ParameterInfoDB* m_pDB;
     LoadSummary& m_summary;
     Parameter m_parameter{};
-    /// The last name up to its last dot, and its node: the next name is often beside it.
+    /// The last name up to and with its last dot, and the node of that: the next name is often
+    /// beside it.
     std::string m_strBranch{};
     StringTrie* m_pBranch = nullptr;
-    std::string m_strLeaf{};
 };
 
 ParameterTrie::ParameterTrie() = default;
@@ -256,13 +257,16 @@ const ParameterTrie::StringTrie* ParameterTrie::nodeOf(std::string_view in_name)
     return pNode;
 }
 
-ParameterTrie::StringTrie& ParameterTrie::nodeFor(const char* in_szName)
+ParameterTrie::StringTrie& ParameterTrie::nodeFor(std::string_view in_name)
 {
-    const PerThreadPool<Components>::Lease scratch;
-    std::vector<std::string>& components = scratch->components;
-    const auto uiNumKey =
-        static_cast<std::ptrdiff_t>(dottedStringToVectorNoResize(in_szName, components));
-    return *fastInsert(components.begin(), components.begin() + uiNumKey, ParameterValue()).first;
+    StringTrie* pNode = this;
+    while (!in_name.empty())
+    {
+        const std::size_t uiDot = in_name.find('.');
+        pNode = &childFor(*pNode, in_name.substr(0, uiDot));
+        in_name.remove_prefix(uiDot == std::string_view::npos ? in_name.size() : uiDot + 1);
+    }
+    return *pNode;
 }
 
 std::pair<ParameterTrie::iterator, bool> ParameterTrie::insert(const char* in_szName,
@@ -576,21 +580,18 @@ void ParameterTrie::store(Reading& inout_reading)
 ParameterTrie::StringTrie& ParameterTrie::nodeForNext(Reading& inout_reading,
                                                       const std::string& in_strName)
 {
-    const std::size_t uiDot = in_strName.rfind('.');
-    // Where the last component is not the text behind the last dot, or the branch ends in an empty
-    // one, a name is cut differently.
-    if (uiDot == std::string::npos || uiDot == 0 || uiDot + 1 == in_strName.size() ||
-        in_strName[uiDot - 1] == '.')
-        return nodeFor(in_strName.c_str());
-    const std::string_view branch = std::string_view(in_strName).substr(0, uiDot);
-    if (inout_reading.m_pBranch == nullptr || inout_reading.m_strBranch != branch)
+    std::string& strBranch = inout_reading.m_strBranch;
+    std::string_view name(in_strName);
+    if (inout_reading.m_pBranch == nullptr || !name.starts_with(strBranch) ||
+        name.find('.', strBranch.size()) != std::string_view::npos)
     {
-        inout_reading.m_strBranch = branch;
-        inout_reading.m_pBranch = &nodeFor(inout_reading.m_strBranch.c_str());
+        const std::size_t uiDot = name.rfind('.');
+        strBranch = name.substr(0, uiDot == std::string_view::npos ? 0 : uiDot + 1);
+        inout_reading.m_pBranch = &nodeFor(strBranch);
     }
-    std::string& strLeaf = inout_reading.m_strLeaf;
-    strLeaf.assign(in_strName, uiDot + 1);
-    return *inout_reading.m_pBranch->fastInsert(&strLeaf, &strLeaf + 1, ParameterValue()).first;
+    name.remove_prefix(strBranch.size());
+    // A dot at the end adds no component.
+    return name.empty() ? *inout_reading.m_pBranch : childFor(*inout_reading.m_pBranch, name);
 }
 
 void ParameterTrie::processUnresolvedConfigLines(Reading& inout_reading,

@@ -119,7 +119,7 @@ class VELMORA_API ParameterTrie : public Trie<std::string, ParameterValue, LMHas
     /// The node of a name, null when there is none; and the node of a name, made when there is
     /// none.
     [[nodiscard]] const StringTrie* nodeOf(std::string_view in_name) const;
-    StringTrie& nodeFor(const char* in_szName);
+    StringTrie& nodeFor(std::string_view in_name);
 
     static bool getKey(const char* in_lineStart, const char* in_lineEnd, Tag& out_matches);
     static bool getKey(const std::string& in_strLine, std::string& out_strKey);

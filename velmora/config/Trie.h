@@ -223,11 +223,18 @@ template <class K, class D, class H>
 std::pair<typename Trie<K, D, H>::child_iterator, bool> Trie<K, D, H>::insert(const K& in_key,
                                                                               const D& in_data)
 {
-    if (const child_iterator found = m_children.find(in_key); found != m_children.end())
-        return {found, false};
-    NodePointer pChild = makeNode(in_data);
-    const auto inserted = m_children.insert(in_key, pChild.get());
-    static_cast<void>(pChild.release());
+    const auto inserted = m_children.insert(in_key, nullptr);
+    if (!inserted.second)
+        return inserted;
+    try
+    {
+        inserted.first.data() = makeNode(in_data).release();
+    }
+    catch (...)
+    {
+        cutOff(inserted.first);
+        throw;
+    }
     return inserted;
 }
 
