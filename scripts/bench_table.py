@@ -45,6 +45,7 @@ NAMED_WORKS = [
     ("lookUp", "look-up of each known parameter by name", "Poco", 1.0),
     ("readLines", "10,000 lines of a configuration read, typed and checked", "log4cplus", 1 / 1.2),
     ("readTagged", "the same with a tag in every tenth line", "untagged", 2.0),
+    ("readDifferent", "10,000 lines with as many names, against a table of them, read", None, None),
     ("getInt", "integer of the global configuration, one thread", "Poco", 1.0),
     ("getIntBoth", "integer of the global configuration, two threads", "Poco", 1.0),
     ("remoteSyslog", "line of 100 bytes to a remote syslog on the loopback", "sendto", 1.1),
