@@ -1,46 +1,70 @@
 #include "Gateway.h"
 
 #include "velmora/config/RWGlobalConfig.h"
+#include "velmora/logging/CallDataRegistry.h"
+
+#include <boost/program_options/value_semantic.hpp>
 
 #include <cstring>
+#include <stdexcept>
+
+#include <sys/signalfd.h>
+#include <unistd.h>
 
 using namespace Velmora;
+using std::chrono::steady_clock;
 
 namespace
 {
 
-constexpr const char* s_szAddress = "keswardin.sip.userAgent.IPAddress";
 constexpr const char* s_szRecording = "keswardin.gw.recordCalls.enabled";
+constexpr const char* s_szAnswerAfter = "answer-after-ms";
+constexpr unsigned int s_uiDefaultAnswerAfterMs = 200;
 
 } // namespace
 
 OperatorSignals::OperatorSignals()
 {
-    sigemptyset(&m_signals);
+    sigset_t signals;
+    sigemptyset(&signals);
     for (const int iSignal : {SIGTERM, SIGINT, SIGUSR1})
-        sigaddset(&m_signals, iSignal);
-    pthread_sigmask(SIG_BLOCK, &m_signals, nullptr);
+        sigaddset(&signals, iSignal);
+    pthread_sigmask(SIG_BLOCK, &signals, nullptr);
+    m_iDescriptor = signalfd(-1, &signals, SFD_CLOEXEC);
 }
 
-int OperatorSignals::wait() const
+OperatorSignals::~OperatorSignals() { close(m_iDescriptor); }
+
+int OperatorSignals::take() const
 {
-    int iSignal = 0;
-    sigwait(&m_signals, &iSignal);
-    return iSignal;
+    signalfd_siginfo signal{};
+    return read(m_iDescriptor, &signal, sizeof(signal)) == sizeof(signal)
+               ? static_cast<int>(signal.ssi_signo)
+               : 0;
 }
 
-Gateway::Gateway() : ApplicationImpl(Logger("keswardin.gateway"), "gateway") {}
+Gateway::Gateway() : ApplicationImpl(Logger("keswardin.gateway"), "gateway")
+{
+    namespace po = boost::program_options;
+    getAllowedOptions().add_options()(
+        s_szAnswerAfter, po::value<unsigned int>()->default_value(s_uiDefaultAnswerAfterMs),
+        "how long a called party lets it ring");
+}
 
 bool Gateway::configure(const ROConfiguration& in_config)
 {
     if (!ApplicationImpl::configure(in_config))
         return false;
-    if (!in_config.getStringParameter(s_szAddress, m_strAddress))
+    try
     {
-        VELMORA_LOG_ERROR("no address for SIP : " << s_szAddress << " is not set");
+        m_settings.emplace(in_config);
+        return true;
+    }
+    catch (const BadSetting& error)
+    {
+        VELMORA_LOG_ERROR(error.what());
         return false;
     }
-    return true;
 }
 
 void Gateway::run()
@@ -51,11 +75,55 @@ void Gateway::run()
         return;
     GlobalConfig::getInstance()->writeProtect();
     GlobalConfig::getInstance()->declareRunTime();
-    VELMORA_LOG_INFO("running at " << m_strAddress);
-    int iSignal = m_signals.wait();
-    for (; iSignal == SIGUSR1; iSignal = m_signals.wait())
-        toggleRecording();
-    stop(iSignal);
+    try
+    {
+        serve();
+    }
+    catch (const std::runtime_error& error)
+    {
+        VELMORA_LOG_ERROR(error.what());
+        m_bFailed = true;
+    }
+}
+
+void Gateway::serve()
+{
+    UserAgent userAgent(
+        m_loop, *m_settings,
+        std::chrono::milliseconds(getVariablesMap()[s_szAnswerAfter].as<unsigned int>()));
+    const ReadWatch watch(m_loop, m_signals.descriptor(),
+                          [this, &userAgent] { handleSignal(userAgent); });
+    for (const std::string& strURL : m_settings->sipURLs)
+        VELMORA_LOG_INFO("running at " << strURL);
+    while (!isDone(userAgent))
+    {
+        m_loop.step();
+        userAgent.removeEndedCalls();
+    }
+    VELMORA_LOG_INFO("stopped : calls = "
+                     << userAgent.callCount()
+                     << ", at once at most = " << CallDataRegistry::getInstance()->getMaxNumCall()
+                     << ", repeated requests = " << userAgent.repeatedRequests());
+}
+
+bool Gateway::isDone(const UserAgent& in_userAgent) const
+{
+    return m_deadline && (!in_userAgent.hasCalls() || steady_clock::now() >= *m_deadline);
+}
+
+void Gateway::handleSignal(UserAgent& inout_userAgent)
+{
+    const int iSignal = m_signals.take();
+    if (iSignal == SIGUSR1)
+        return toggleRecording();
+    VELMORA_LOG_INFO("stopping : " << sigdescr_np(iSignal));
+    m_deadline = steady_clock::time_point::max();
+    if (getExitTimeout() != ACE_Time_Value::max_time)
+        m_deadline = steady_clock::now() + std::chrono::seconds(getExitTimeout().sec());
+    // The system ends a process that hangs.
+    if (getKillTimeout() != ACE_Time_Value::max_time)
+        alarm(static_cast<unsigned int>(getKillTimeout().sec()));
+    inout_userAgent.endCalls("the gateway stops");
 }
 
 void Gateway::toggleRecording() const
@@ -65,10 +133,4 @@ void Gateway::toggleRecording() const
     // The library tells that the configuration is protected, and sets what may change at run time.
     if (RWGlobalConfig::getInstance()->setBoolParameter(s_szRecording, !bRecording))
         VELMORA_LOG_INFO("recording of calls is " << (bRecording ? "off" : "on"));
-}
-
-void Gateway::stop(int in_iSignal) const
-{
-    VELMORA_LOG_INFO("stopping : " << sigdescr_np(in_iSignal));
-    VELMORA_LOG_INFO("stopped");
 }

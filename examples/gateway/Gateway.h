@@ -1,9 +1,12 @@
 #pragma once
 
+#include "EventLoop.h"
+#include "UserAgent.h"
+
 #include "velmora/application/ApplicationImpl.h"
 
 #include <csignal>
-#include <string>
+#include <optional>
 
 /// The signals that an operator sends to a program. They wait to be taken, on whatever thread, from
 /// the construction on; threads that are started later leave them alone too.
@@ -11,34 +14,51 @@ class OperatorSignals
 {
   public:
     OperatorSignals();
+    ~OperatorSignals();
+    OperatorSignals(const OperatorSignals&) = delete;
+    OperatorSignals& operator=(const OperatorSignals&) = delete;
 
-    /// The next one: SIGTERM, SIGINT or SIGUSR1.
-    [[nodiscard]] int wait() const;
+    /// Can be read when one waits.
+    [[nodiscard]] int descriptor() const { return m_iDescriptor; }
+
+    /// The one that waits: SIGTERM, SIGINT or SIGUSR1.
+    [[nodiscard]] int take() const;
 
   private:
-    sigset_t m_signals{};
+    int m_iDescriptor;
 };
 
-/// A gateway of the family. It starts from the configuration files in etc/, and runs until it is
-/// told to stop:
+/// A gateway of the family: it answers calls over SIP, and callers hear themselves. It starts from
+/// the configuration files in etc/, and runs until it is told to stop:
 ///
-/// - SIGTERM or SIGINT: ends, within the time of `keswardin.exitTimeoutSec`;
+/// - SIGTERM or SIGINT: ends its calls and then itself, within `keswardin.exitTimeoutSec`; calls
+///   that are left then are cut off. A gateway that hangs then ends by SIGALRM after
+///   `keswardin.killTimeoutSec`;
 /// - SIGUSR1: switches the recording of calls on or off.
 class Gateway : public Velmora::ApplicationImpl
 {
   public:
     Gateway();
 
+    /// Failure: when SIP cannot be received, logs an error and returns at once; `hasFailed`.
     void run() override;
 
+    [[nodiscard]] bool hasFailed() const { return m_bFailed; }
+
   protected:
-    /// Failure: also when no address for SIP is configured.
+    /// Failure: also when a setting is missing or makes no sense.
     [[nodiscard]] bool configure(const Velmora::ROConfiguration& in_config) override;
 
   private:
+    void serve();
+    void handleSignal(UserAgent& inout_userAgent);
     void toggleRecording() const;
-    void stop(int in_iSignal) const;
+    [[nodiscard]] bool isDone(const UserAgent& in_userAgent) const;
 
     OperatorSignals m_signals;
-    std::string m_strAddress;
+    EventLoop m_loop;
+    std::optional<Settings> m_settings;
+    /// Set when the gateway is to stop.
+    std::optional<std::chrono::steady_clock::time_point> m_deadline;
+    bool m_bFailed = false;
 };

@@ -6,4 +6,5 @@ int main(int argc, char** argv)
     if (!gateway.initialize(argc, argv))
         return 1;
     gateway.run();
+    return gateway.hasFailed() ? 1 : 0;
 }

@@ -2,9 +2,9 @@
 
 #include "velmora/config/RWGlobalConfig.h"
 
+#include "tests/examples/GatewayProcess.h"
 #include "tests/support/CapturedLog.h"
-#include "tests/support/HelperProcess.h"
-#include "tests/support/TemporaryDirectory.h"
+#include "tests/support/UdpServer.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -12,8 +12,6 @@
 #include <unistd.h>
 
 #include <csignal>
-#include <filesystem>
-#include <fstream>
 #include <sstream>
 #include <string>
 #include <vector>
@@ -27,106 +25,47 @@ namespace
 using testing::AllOf;
 using testing::Contains;
 using testing::ElementsAre;
-using testing::EndsWith;
 using testing::HasSubstr;
 using testing::MatchesRegex;
-using testing::Not;
 using Arguments = std::vector<std::string>;
-
-/// A directory that the gateway is installed in, with the configuration files of the example.
-class GatewayProcess : public testing::Test
-{
-  protected:
-    GatewayProcess()
-    {
-        std::filesystem::copy(VELMORA_SOURCE_DIRECTORY "/examples/gateway/etc",
-                              m_home.path() / "etc");
-    }
-
-    [[nodiscard]] std::string etc(const std::string& in_strName) const
-    {
-        return m_home.file("etc/" + in_strName);
-    }
-
-    [[nodiscard]] Arguments sources(const Arguments& in_more = {}) const
-    {
-        Arguments arguments{"--global-config", etc("gateway.cfg"), "--global-config",
-                            etc("site.cfg")};
-        arguments.insert(arguments.end(), in_more.begin(), in_more.end());
-        return arguments;
-    }
-
-    /// Starts it, sends it the signals one by one, each when the log has the line that the one
-    /// before brings about, and waits for its end.
-    HelperResult runWith(const std::vector<std::pair<std::string, std::string>>& in_signals,
-                         const Arguments& in_arguments)
-    {
-        std::string strScript = "\"$0\" \"$@\" & pid=$!\n";
-        for (const auto& [strLine, strSignal] : in_signals)
-            strScript += "until grep -q '" + strLine + "' '" + m_home.file("logs/gateway.log") +
-                         "' 2>/dev/null; do kill -0 $pid || exit 99; sleep 0.02; done\n" +
-                         "kill -" + strSignal + " $pid\n";
-        strScript += "wait $pid\n";
-        Arguments arguments{"-c", strScript, VELMORA_HELPER_GATEWAY};
-        arguments.insert(arguments.end(), in_arguments.begin(), in_arguments.end());
-        return runHelper("/bin/sh", arguments, {{"GATEWAY_HOME", m_home.path().string()}});
-    }
-
-    /// Runs it where it ends by itself.
-    HelperResult run(const Arguments& in_arguments)
-    {
-        return runHelper(VELMORA_HELPER_GATEWAY, in_arguments,
-                         {{"GATEWAY_HOME", m_home.path().string()}});
-    }
-
-    /// The log without dates and threads: "LEVEL logger - text".
-    [[nodiscard]] std::vector<std::string> log() const
-    {
-        std::vector<std::string> lines;
-        for (const std::string& strLine : linesOf(m_home.read("logs/gateway.log")))
-        {
-            constexpr std::size_t uiDate = std::string_view("2026-11-21 08:00:00.000 ").size();
-            EXPECT_THAT(strLine, MatchesRegex("[-0-9]+ [:.0-9]+ [A-Z ]+ \\[[^]]*\\] .* - .*"));
-            std::string strLevel = strLine.substr(uiDate, strLine.find(' ', uiDate) - uiDate);
-            lines.push_back(strLevel + strLine.substr(strLine.find("] ") + 1));
-        }
-        return lines;
-    }
-
-    TemporaryDirectory m_home;
-};
 
 } // namespace
 
 TEST_F(GatewayProcess, StartsFromItsConfigurationAndStopsAtSigterm)
 {
-    const HelperResult result = runWith({{"running at", "TERM"}}, sources());
-    EXPECT_EQ(0, result.iExitCode) << result.strErrors << result.strOutput;
-    EXPECT_EQ("", result.strErrors);
-    EXPECT_THAT(log(),
-                ElementsAre("INFO keswardin.infra.GlobalConfig - Logger successfully "
-                            "configured from " +
-                                etc("logging.cfg"),
-                            MatchesRegex("INFO keswardin\\.gateway - .*" + etc("gateway.cfg") +
-                                         ".*" + etc("site.cfg") + ".* ms.*"),
-                            "INFO keswardin.gateway - running at 127.0.0.1:5060",
-                            "INFO keswardin.gateway - stopping : Terminated",
-                            "INFO keswardin.gateway - stopped"));
+    start();
+    EXPECT_EQ(0, stop());
+    EXPECT_EQ("", output());
+    EXPECT_THAT(
+        log(),
+        ElementsAre("INFO keswardin.infra.GlobalConfig - Logger successfully "
+                    "configured from " +
+                        etc("logging.cfg"),
+                    MatchesRegex("INFO keswardin\\.gateway - .*" + etc("gateway.cfg") + ".*" +
+                                 etc("site.cfg") + ".* ms.*"),
+                    "INFO keswardin.gateway - running at sip:" + address() + ":5060;transport=udp",
+                    "INFO keswardin.gateway - stopping : Terminated",
+                    "INFO keswardin.gateway.UserAgent - ending calls : 0",
+                    "INFO keswardin.gateway - stopped : calls = 0, at once at most = 0, "
+                    "repeated requests = 0"));
 }
 
 TEST_F(GatewayProcess, StopsAtSigintToo)
 {
-    EXPECT_EQ(0, runWith({{"running at", "INT"}}, sources()).iExitCode);
+    start();
+    signal(SIGINT);
+    EXPECT_EQ(0, waitForEnd());
     EXPECT_THAT(log(), Contains("INFO keswardin.gateway - stopping : Interrupt"));
 }
 
 TEST_F(GatewayProcess, SwitchesRecordingOnAndOffAtRunTimeOfItsProtectedConfiguration)
 {
-    const HelperResult result = runWith({{"running at", "USR1"},
-                                         {"recording of calls is on", "USR1"},
-                                         {"recording of calls is off", "TERM"}},
-                                        sources());
-    EXPECT_EQ(0, result.iExitCode);
+    start();
+    signal(SIGUSR1);
+    waitForLine("recording of calls is on");
+    signal(SIGUSR1);
+    waitForLine("recording of calls is off");
+    EXPECT_EQ(0, stop());
     EXPECT_THAT(log(), Contains("ERROR keswardin.infra.GlobalConfig - failed to set a Global "
                                 "Configuration parameter because it is write protected : "
                                 "keswardin.gw.recordCalls.enabled")
@@ -135,11 +74,8 @@ TEST_F(GatewayProcess, SwitchesRecordingOnAndOffAtRunTimeOfItsProtectedConfigura
 
 TEST_F(GatewayProcess, TheOrderOfTheSourcesDoesNotMatterToTheirTags)
 {
-    const HelperResult result =
-        runWith({{"running at", "TERM"}},
-                {"--global-config", etc("site.cfg"), "--global-config", etc("gateway.cfg")});
-    EXPECT_EQ(0, result.iExitCode);
-    EXPECT_THAT(log(), Contains("INFO keswardin.gateway - running at 127.0.0.1:5060"));
+    startWith({"--global-config", etc("site.cfg"), "--global-config", etc("gateway.cfg")});
+    EXPECT_EQ(0, stop());
 }
 
 TEST_F(GatewayProcess, AnOutdatedLineInItsConfigurationKeepsItFromStarting)
@@ -157,9 +93,9 @@ TEST_F(GatewayProcess, AnOutdatedLineInItsConfigurationKeepsItFromStarting)
 
 TEST_F(GatewayProcess, AnUnknownNameIsWarnedOfAndItStarts)
 {
-    std::ofstream(etc("site.cfg"), std::ios::app) << "keswardin.gw.ringTimeoutMilliseconds=1\n";
-    const HelperResult result = runWith({{"running at", "TERM"}}, sources());
-    EXPECT_EQ(0, result.iExitCode);
+    configure("keswardin.gw.ringTimeoutMilliseconds=1");
+    start();
+    EXPECT_EQ(0, stop());
     EXPECT_THAT(log(), Contains("WARN keswardin.infra.GlobalConfig - Unknown parameter : "
                                 "keswardin.gw.ringTimeoutMilliseconds. Closest known parameter : "
                                 "keswardin.gw.ringTimeoutMs"));
@@ -169,8 +105,27 @@ TEST_F(GatewayProcess, WithoutAnAddressForSipItDoesNotStart)
 {
     const HelperResult result = run({});
     EXPECT_EQ(1, result.iExitCode);
-    EXPECT_THAT(result.strOutput, HasSubstr("no address for SIP : "
-                                            "keswardin.sip.userAgent.IPAddress is not set"));
+    EXPECT_THAT(result.strOutput,
+                HasSubstr("keswardin.sip.userAgent.IPAddress = \"\" : it is not set"));
+}
+
+TEST_F(GatewayProcess, ASettingThatMakesNoSenseKeepsItFromStarting)
+{
+    configure("keswardin.media.rtp.udpPortRange = 30000");
+    const HelperResult result = run(sources());
+    EXPECT_EQ(1, result.iExitCode);
+    EXPECT_THAT(log(), Contains("ERROR keswardin.gateway - keswardin.media.rtp.udpPortRange = "
+                                "\"30000\" : a range of ports is like 20000-29999"));
+}
+
+TEST_F(GatewayProcess, AnAddressThatIsTakenIsToldOfAndItEnds)
+{
+    start();
+    const HelperResult result = run(sources());
+    EXPECT_EQ(1, result.iExitCode);
+    EXPECT_THAT(log(), Contains("ERROR keswardin.gateway - SIP cannot be received at sip:" +
+                                address() + ":5060;transport=udp : Address already in use"));
+    EXPECT_EQ(0, stop());
 }
 
 TEST_F(GatewayProcess, WithoutItsEnvironmentVariableItDoesNotStart)
@@ -194,14 +149,16 @@ TEST_F(GatewayProcess, TellsItsOptionsAndEnds)
 {
     const HelperResult result = run(sources({"--help"}));
     EXPECT_EQ(0, result.iExitCode);
-    EXPECT_THAT(m_home.read("logs/gateway.log"), HasSubstr("Usage : gateway [options]\n"));
+    EXPECT_THAT(home().read("logs/gateway.log"), HasSubstr("Usage : gateway [options]\n"));
 }
 
 TEST(Gateway, ProtectsItsConfigurationAndDeclaresRunTimeBeforeItRuns)
 {
     const CapturedLog log(ERROR_LOG_LEVEL);
     RWGlobalConfig& config = *RWGlobalConfig::getInstance();
-    config.setStringParameter("keswardin.sip.userAgent.IPAddress", "127.0.0.1");
+    const std::string strAddress = addressOfThisProcess();
+    config.setStringParameter("keswardin.sip.userAgent.IPAddress", "udp:" + strAddress + ":5060");
+    config.setStringParameter("keswardin.media.rtp.IPAddress", strAddress);
     Gateway gateway;
     std::string strName = "gateway";
     char* const argv[] = {strName.data(), nullptr};

@@ -47,27 +47,6 @@ struct Pipe
     std::array<int, 2> ends{-1, -1};
 };
 
-std::vector<std::string>
-makeEnvironment(const std::vector<std::pair<std::string, std::string>>& in_environment)
-{
-    std::vector<std::string> result;
-    for (char** ppVariable = environ; *ppVariable != nullptr; ++ppVariable)
-        if (std::strncmp(*ppVariable, "VELMORA", 7) != 0)
-            result.emplace_back(*ppVariable);
-    for (const auto& [strName, strValue] : in_environment)
-        result.push_back(strName + "=" + strValue);
-    return result;
-}
-
-std::vector<char*> pointersTo(std::vector<std::string>& in_texts)
-{
-    std::vector<char*> result;
-    for (std::string& text : in_texts)
-        result.push_back(text.data());
-    result.push_back(nullptr);
-    return result;
-}
-
 /// Reads what there is; closes the pipe's reading end when the writers are gone.
 void readInto(Pipe& in_pipe, std::string& out_strText)
 {
@@ -118,6 +97,27 @@ bool waitUntil(pid_t in_pid, int& out_iStatus, Clock::time_point in_deadline)
 
 } // namespace
 
+std::vector<std::string>
+environmentOfHelper(const std::vector<std::pair<std::string, std::string>>& in_environment)
+{
+    std::vector<std::string> result;
+    for (char** ppVariable = environ; *ppVariable != nullptr; ++ppVariable)
+        if (std::strncmp(*ppVariable, "VELMORA", 7) != 0)
+            result.emplace_back(*ppVariable);
+    for (const auto& [strName, strValue] : in_environment)
+        result.push_back(strName + "=" + strValue);
+    return result;
+}
+
+std::vector<char*> pointersTo(std::vector<std::string>& in_texts)
+{
+    std::vector<char*> result;
+    for (std::string& text : in_texts)
+        result.push_back(text.data());
+    result.push_back(nullptr);
+    return result;
+}
+
 HelperResult runHelper(const std::string& in_strProgram,
                        const std::vector<std::string>& in_arguments,
                        const std::vector<std::pair<std::string, std::string>>& in_environment,
@@ -125,7 +125,7 @@ HelperResult runHelper(const std::string& in_strProgram,
 {
     std::vector<std::string> arguments{in_strProgram};
     arguments.insert(arguments.end(), in_arguments.begin(), in_arguments.end());
-    std::vector<std::string> environment = makeEnvironment(in_environment);
+    std::vector<std::string> environment = environmentOfHelper(in_environment);
     const std::vector<char*> argv = pointersTo(arguments);
     const std::vector<char*> envp = pointersTo(environment);
 

@@ -29,6 +29,14 @@ HelperResult runHelper(const std::string& in_strProgram,
                        const std::vector<std::pair<std::string, std::string>>& in_environment = {},
                        std::chrono::seconds in_limit = std::chrono::seconds(60));
 
+/// The environment that a helper gets, as texts of the form NAME=value: this process's without any
+/// variable that begins with "VELMORA", then `in_environment`.
+std::vector<std::string>
+environmentOfHelper(const std::vector<std::pair<std::string, std::string>>& in_environment);
+
+/// What `exec` takes: pointers to the texts, which stay where they are, and a null pointer.
+std::vector<char*> pointersTo(std::vector<std::string>& in_texts);
+
 /// The lines of what a process wrote.
 std::vector<std::string> linesOf(const std::string& in_strText);
 

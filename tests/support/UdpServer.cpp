@@ -27,6 +27,13 @@ void require(bool in_bDone, const char* in_szWhat)
 
 } // namespace
 
+std::string addressOfThisProcess()
+{
+    const auto uiProcess = static_cast<unsigned>(getpid());
+    return "127." + std::to_string(uiProcess / 62500 % 250 + 1) + '.' +
+           std::to_string(uiProcess / 250 % 250 + 1) + '.' + std::to_string(uiProcess % 250 + 1);
+}
+
 void stayOnThisProcessor()
 {
     cpu_set_t processors;

@@ -7,6 +7,10 @@
 namespace Velmora::Test
 {
 
+/// An address of the loopback that follows from the id of this process, so that servers of several
+/// tests do not meet: 127.x.y.z with the bits of the id in x, y and z, none of them 0 or 255.
+std::string addressOfThisProcess();
+
 /// Keeps the calling thread on the processor that it runs on: what one processor sends to the
 /// loopback arrives in order.
 void stayOnThisProcessor();

@@ -5,19 +5,14 @@
 #include <gtest/gtest.h>
 
 #include <arpa/inet.h>
-#include <fcntl.h>
 #include <netinet/in.h>
 #include <signal.h>
-#include <sys/prctl.h>
 #include <sys/socket.h>
-#include <sys/wait.h>
 #include <unistd.h>
 
 #include <algorithm>
 #include <cerrno>
-#include <chrono>
 #include <fstream>
-#include <functional>
 #include <sstream>
 #include <system_error>
 
@@ -27,35 +22,12 @@ namespace Velmora::Test
 namespace
 {
 
-using Clock = std::chrono::steady_clock;
-
-constexpr std::chrono::seconds s_limit(120);
 constexpr const char* s_szProbe = "<0>probe ";
 
 void require(bool in_bDone, const char* in_szWhat)
 {
     if (!in_bDone)
         throw std::system_error(errno, std::generic_category(), in_szWhat);
-}
-
-bool waitUntil(const std::function<bool()>& in_condition)
-{
-    const Clock::time_point deadline = Clock::now() + s_limit;
-    while (!in_condition())
-    {
-        if (Clock::now() > deadline)
-            return false;
-        usleep(5000);
-    }
-    return true;
-}
-
-/// 127.x.y.z with the bits of the process's id in x, y and z, none of the last being 0 or 255.
-std::string addressOfThisProcess()
-{
-    const auto uiProcess = static_cast<unsigned>(getpid());
-    return "127." + std::to_string(uiProcess / 62500 % 250 + 1) + '.' +
-           std::to_string(uiProcess / 250 % 250 + 1) + '.' + std::to_string(uiProcess % 250 + 1);
 }
 
 class UdpSocket
@@ -103,15 +75,6 @@ RsyslogServer::RsyslogServer()
     stayOnThisProcessor();
 }
 
-RsyslogServer::~RsyslogServer()
-{
-    if (m_pid != -1)
-    {
-        kill(m_pid, SIGKILL);
-        waitpid(m_pid, nullptr, 0);
-    }
-}
-
 void RsyslogServer::configure() const
 {
     std::ofstream(m_directory.file("rsyslog.conf"))
@@ -128,41 +91,23 @@ void RsyslogServer::start()
 {
     const std::string strConfiguration = m_directory.file("rsyslog.conf");
     const std::string strProcess = m_directory.file("rsyslogd.pid");
-    const std::string strErrors = m_directory.file("errors");
-    m_pid = fork();
-    require(m_pid >= 0, "fork");
-    if (m_pid == 0)
-    {
-        // A test that is killed leaves no daemon behind.
-        prctl(PR_SET_PDEATHSIG, SIGKILL);
-        const int iErrors = open(strErrors.c_str(), O_WRONLY | O_CREAT | O_APPEND, 0600);
-        dup2(iErrors, STDOUT_FILENO);
-        dup2(iErrors, STDERR_FILENO);
-        execl(VELMORA_RSYSLOGD, VELMORA_RSYSLOGD, "-n", "-f", strConfiguration.c_str(), "-i",
-              strProcess.c_str(), nullptr);
-        _exit(127);
-    }
+    m_process.emplace(
+        std::vector<std::string>{VELMORA_RSYSLOGD, "-n", "-f", strConfiguration, "-i", strProcess},
+        m_directory.file("errors"));
     const std::string strProbe = s_szProbe + std::to_string(++m_iStarts);
     const bool bReached = waitUntil(
         [this, &strProbe]
         {
             sendProbe(strProbe);
-            return hasLine(strProbe) || !isRunning();
+            return hasLine(strProbe) || !m_process->isRunning();
         });
-    EXPECT_TRUE(bReached && m_pid != -1) << m_directory.read("errors");
+    EXPECT_TRUE(bReached && m_process->isRunning()) << m_directory.read("errors");
 }
 
 void RsyslogServer::stop()
 {
-    kill(m_pid, SIGTERM);
-    EXPECT_TRUE(waitUntil([this] { return !isRunning(); })) << m_directory.read("errors");
-}
-
-bool RsyslogServer::isRunning()
-{
-    if (m_pid != -1 && waitpid(m_pid, nullptr, WNOHANG) == m_pid)
-        m_pid = -1;
-    return m_pid != -1;
+    m_process->signal(SIGTERM);
+    m_process->waitForEnd();
 }
 
 void RsyslogServer::sendProbe(const std::string& in_strText) const

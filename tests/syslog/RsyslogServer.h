@@ -1,11 +1,11 @@
 #pragma once
 
+#include "tests/support/BackgroundProcess.h"
 #include "tests/support/TemporaryDirectory.h"
 
+#include <optional>
 #include <string>
 #include <vector>
-
-#include <sys/types.h>
 
 namespace Velmora::Test
 {
@@ -19,7 +19,7 @@ class RsyslogServer
   public:
     /// Chooses address and port; does not start yet.
     RsyslogServer();
-    ~RsyslogServer();
+    ~RsyslogServer() = default;
     RsyslogServer(const RsyslogServer&) = delete;
     RsyslogServer& operator=(const RsyslogServer&) = delete;
 
@@ -42,13 +42,12 @@ class RsyslogServer
     [[nodiscard]] bool hasLine(const std::string& in_strEnd) const;
     void configure() const;
     void sendProbe(const std::string& in_strText) const;
-    [[nodiscard]] bool isRunning();
 
     TemporaryDirectory m_directory;
     std::string m_strAddress;
     int m_iPort = 0;
     int m_iStarts = 0;
-    pid_t m_pid = -1;
+    std::optional<BackgroundProcess> m_process;
 };
 
 } // namespace Velmora::Test

@@ -1,0 +1,167 @@
+#include "Call.h"
+
+#include "velmora/logging/LogMacros.h"
+
+#include <sofia-sip/sip_status.h>
+
+#include <utility>
+
+using namespace Velmora;
+using std::chrono::duration_cast;
+using std::chrono::milliseconds;
+using std::chrono::steady_clock;
+
+namespace
+{
+
+constexpr std::string_view s_strBusy = "busy";
+constexpr std::string_view s_strNobody = "nobody";
+
+std::string userOf(const url_t& in_url)
+{
+    return in_url.url_user != nullptr ? in_url.url_user : "";
+}
+
+std::string textOf(const url_t& in_url)
+{
+    return userOf(in_url) + '@' + (in_url.url_host != nullptr ? in_url.url_host : "");
+}
+
+std::string payloadOf(const sip_t& in_sip)
+{
+    const sip_payload_t* const pPayload = in_sip.sip_payload;
+    return pPayload != nullptr ? std::string(pPayload->pl_data, pPayload->pl_len) : std::string();
+}
+
+} // namespace
+
+Call::Call(CallSurroundings& in_surroundings, nta_incoming_t* in_pInvite, const sip_t* in_pSip,
+           std::function<void()> in_onOver)
+    : ObjectWithLogger(std::string("keswardin.gateway.Call")), m_surroundings(in_surroundings),
+      m_onOver(std::move(in_onOver)),
+      m_leg(in_surroundings.pAgent, in_pInvite, in_pSip, in_surroundings.settings.strUserAgentName,
+            [this](Leg::Event in_event) { handle(in_event); }),
+      m_media(in_surroundings.loop, in_surroundings.settings, in_pSip->sip_call_id->i_id),
+      m_answerTimer(in_surroundings.loop), m_timeout(in_surroundings.loop)
+{
+    getLogger().callStart(in_pSip->sip_call_id->i_id);
+}
+
+Call::~Call()
+{
+    if (m_state != State::OVER)
+        VELMORA_LOG_WARN("cut off : the gateway ends");
+}
+
+void Call::start(const sip_t* in_pSip)
+{
+    VELMORA_LOG_INFO("call from " << textOf(*in_pSip->sip_from->a_url) << " to "
+                                  << textOf(*in_pSip->sip_request->rq_url));
+    const std::string strCalled = userOf(*in_pSip->sip_request->rq_url);
+    if (strCalled == s_strBusy)
+        return refuse(SIP_486_BUSY_HERE, "the called party is busy");
+    try
+    {
+        m_strDescription = m_media.open(payloadOf(*in_pSip), m_surroundings.uiNextRtpPort);
+    }
+    catch (const BadSessionDescription& error)
+    {
+        return refuse(SIP_488_NOT_ACCEPTABLE, error.what());
+    }
+    catch (const std::runtime_error& error)
+    {
+        VELMORA_LOG_ERROR(error.what());
+        return refuse(SIP_503_SERVICE_UNAVAILABLE, error.what());
+    }
+    m_leg.proceed();
+    if (strCalled != s_strNobody)
+        m_answerTimer.start(m_surroundings.answerAfter, [this] { answer(); });
+    m_timeout.start(m_surroundings.settings.ringTimeout,
+                    [this] { refuse(SIP_480_TEMPORARILY_UNAVAILABLE, "nobody has answered"); });
+}
+
+void Call::answer()
+{
+    m_timeout.cancel();
+    m_state = State::ANSWERED;
+    VELMORA_LOG_INFO("answered after "
+                     << duration_cast<milliseconds>(steady_clock::now() - m_started).count()
+                     << " ms");
+    m_leg.answer(m_strDescription);
+}
+
+void Call::connected()
+{
+    // Who has decided to hang up meanwhile may do so now.
+    if (!m_strReason.empty())
+        return disconnect("");
+    m_state = State::CONNECTED;
+    m_media.expectPackets([this] { end("no RTP has come"); });
+}
+
+void Call::end(const char* in_szReason)
+{
+    switch (m_state)
+    {
+    case State::RINGING:
+        return refuse(SIP_503_SERVICE_UNAVAILABLE, in_szReason);
+    case State::ANSWERED:
+        // A BYE from this side has to wait for the ACK (RFC 3261, 15).
+        m_strReason = in_szReason;
+        return;
+    case State::CONNECTED:
+        return disconnect(in_szReason);
+    case State::DISCONNECTING:
+    case State::OVER:
+        return;
+    }
+}
+
+void Call::refuse(int in_iStatus, const char* in_szPhrase, const std::string& in_strReason)
+{
+    m_leg.refuse(in_iStatus, in_szPhrase);
+    over(in_strReason);
+}
+
+void Call::disconnect(const char* in_szReason)
+{
+    if (m_strReason.empty())
+        m_strReason = in_szReason;
+    m_state = State::DISCONNECTING;
+    m_timeout.start(m_surroundings.settings.disconnectingTimeout,
+                    [this] { over(m_strReason + ", and the BYE has no answer"); });
+    m_leg.hangUp();
+}
+
+void Call::over(const std::string& in_strReason)
+{
+    if (std::exchange(m_state, State::OVER) == State::OVER)
+        return;
+    m_answerTimer.cancel();
+    m_timeout.cancel();
+    VELMORA_LOG_INFO("over after "
+                     << duration_cast<milliseconds>(steady_clock::now() - m_started).count()
+                     << " ms : " << in_strReason);
+    m_onOver();
+}
+
+void Call::handle(Leg::Event in_event)
+{
+    switch (in_event)
+    {
+    case Leg::Event::ACKNOWLEDGED:
+        if (m_state == State::ANSWERED)
+            connected();
+        return;
+    case Leg::Event::NOT_ACKNOWLEDGED:
+        if (m_state == State::ANSWERED)
+            disconnect("the answer was not acknowledged");
+        return;
+    case Leg::Event::CANCELLED:
+        return over("the caller has given up");
+    case Leg::Event::HUNG_UP:
+        return over("the caller has hung up");
+    case Leg::Event::DISCONNECTED:
+        return over(m_strReason);
+    }
+}

@@ -1,0 +1,59 @@
+#pragma once
+
+#include "velmora/logging/CallLogger.h"
+#include "velmora/logging/ObjectWithLogger.h"
+
+#include <sofia-sip/nta.h>
+
+#include <functional>
+#include <string>
+
+/// The SIP side of one call that has come in: its dialog and its INVITE. Repetitions, in both
+/// directions, are the SIP stack's work.
+class Leg : public Velmora::ObjectWithLogger<Velmora::CallLogger>
+{
+  public:
+    enum class Event
+    {
+        ACKNOWLEDGED,     ///< The ACK of the answer has come.
+        NOT_ACKNOWLEDGED, ///< It has not, in all the time that the answer was repeated.
+        CANCELLED,        ///< The caller has given up; it has been told that the call is over.
+        HUNG_UP,          ///< The caller has hung up.
+        DISCONNECTED,     ///< The caller has answered the BYE, or nobody has.
+    };
+
+    /// Takes over an INVITE within the stack's callback for it.
+    ///
+    /// Failure: throws `std::runtime_error` when the dialog cannot be made of what it says.
+    Leg(nta_agent_t* in_pAgent, nta_incoming_t* in_pInvite, const sip_t* in_pSip,
+        const std::string& in_strServer, std::function<void(Event)> in_onEvent);
+    ~Leg();
+    Leg(const Leg&) = delete;
+    Leg& operator=(const Leg&) = delete;
+
+    /// 100 and 180.
+    void proceed();
+    /// 200, with the description of this end.
+    void answer(const std::string& in_strDescription);
+    /// An answer from 300 on, which is the end of the leg.
+    void refuse(int in_iStatus, const char* in_szPhrase);
+    /// BYE. The leg then waits for `DISCONNECTED`.
+    void hangUp();
+
+  private:
+    static int requestReceived(nta_leg_magic_t* in_pLeg, nta_leg_t*, nta_incoming_t* in_pRequest,
+                               const sip_t* in_pSip);
+    static int inviteFollowed(nta_incoming_magic_t* in_pLeg, nta_incoming_t*, const sip_t* in_pSip);
+    static int byeAnswered(nta_outgoing_magic_t* in_pLeg, nta_outgoing_t*, const sip_t* in_pSip);
+
+    int handleRequest(nta_incoming_t* in_pRequest, const sip_t& in_sip);
+    void handleAckOrCancel(const sip_t* in_pSip);
+    void reply(int in_iStatus, const char* in_szPhrase, const std::string& in_strDescription = {});
+
+    nta_agent_t* m_pAgent;
+    nta_incoming_t* m_pInvite;
+    nta_leg_t* m_pDialog;
+    nta_outgoing_t* m_pBye = nullptr;
+    std::string m_strServer;
+    std::function<void(Event)> m_onEvent;
+};

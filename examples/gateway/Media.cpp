@@ -1,0 +1,79 @@
+#include "Media.h"
+
+#include "velmora/logging/LogMacros.h"
+
+using namespace Velmora;
+using std::chrono::duration_cast;
+using std::chrono::milliseconds;
+using std::chrono::steady_clock;
+
+namespace
+{
+
+constexpr std::size_t s_uiMaxPacket = 2048;
+
+/// The fixed header of an RTP packet, and its version in the first two bits (RFC 3550).
+constexpr std::size_t s_uiRtpHeader = 12;
+constexpr std::byte s_versionMask{0xC0};
+constexpr std::byte s_version2{0x80};
+
+} // namespace
+
+Media::Media(const EventLoop& in_loop, const Settings& in_settings, const std::string& in_strCallId)
+    : ObjectWithLogger(std::string("keswardin.gateway.Media")), m_loop(in_loop),
+      m_settings(in_settings), m_rxStartTimer(in_loop)
+{
+    getLogger().addLoggingId("leg=1");
+    getLogger().callStart(in_strCallId.c_str());
+}
+
+Media::~Media()
+{
+    if (m_socket)
+        VELMORA_LOG_INFO("RTP closed : packets = " << m_uiPackets << ", bytes = " << m_uiBytes);
+}
+
+std::string Media::open(const std::string& in_strOffer, std::uint16_t& inout_uiNextPort)
+{
+    const Session session = in_strOffer.empty() ? offered(m_settings.encodings)
+                                                : agree(in_strOffer, m_settings.encodings);
+    m_socket.emplace(m_settings.strRtpAddress, m_settings.rtpPorts, inout_uiNextPort);
+    m_watch.emplace(m_loop, m_socket->descriptor(), [this] { receive(); });
+    m_opened = steady_clock::now();
+    VELMORA_LOG_INFO("RTP opened at " << m_settings.strRtpAddress << ':' << m_socket->port()
+                                      << " : encodings = " << namesOf(session.encodings)
+                                      << ", remote = " << session.strRemoteAddress << ':'
+                                      << session.uiRemotePort);
+    return describe(session, m_settings.strRtpAddress, m_socket->port());
+}
+
+void Media::expectPackets(std::function<void()> in_onSilence)
+{
+    if (m_uiPackets == 0)
+        m_rxStartTimer.start(m_settings.rxStartTimeout, std::move(in_onSilence));
+}
+
+void Media::receive()
+{
+    std::array<std::byte, s_uiMaxPacket> packet;
+    const std::size_t uiLength = m_socket->receive(packet);
+    if (uiLength < s_uiRtpHeader || (packet[0] & s_versionMask) != s_version2)
+    {
+        VELMORA_LOG_DEBUG("not an RTP packet : bytes = " << uiLength);
+        return;
+    }
+    if (m_uiPackets == 0)
+        tellOfFirstPacket();
+    ++m_uiPackets;
+    m_uiBytes += uiLength;
+    m_socket->sendBack(std::span(packet).first(uiLength));
+}
+
+void Media::tellOfFirstPacket()
+{
+    m_rxStartTimer.cancel();
+    VELMORA_LOG_INFO("first RTP packet from "
+                     << m_socket->sender() << " after "
+                     << duration_cast<milliseconds>(steady_clock::now() - m_opened).count()
+                     << " ms");
+}

@@ -1,0 +1,50 @@
+#pragma once
+
+#include "EventLoop.h"
+#include "RtpSocket.h"
+#include "SessionDescription.h"
+#include "Settings.h"
+
+#include "velmora/logging/CallLogger.h"
+#include "velmora/logging/ObjectWithLogger.h"
+
+#include <array>
+#include <chrono>
+#include <cstddef>
+#include <cstdint>
+#include <functional>
+#include <optional>
+#include <string>
+
+/// The audio of a call: it agrees on the session with the caller, and sends each RTP packet back to
+/// where it came from, so that callers hear themselves.
+class Media : public Velmora::ObjectWithLogger<Velmora::CallLogger>
+{
+  public:
+    Media(const EventLoop& in_loop, const Settings& in_settings, const std::string& in_strCallId);
+    ~Media();
+    Media(const Media&) = delete;
+    Media& operator=(const Media&) = delete;
+
+    /// Opens the RTP port and gives the description of this end. An empty offer stands for none.
+    ///
+    /// Failure: throws `BadSessionDescription` when the caller's offer is not acceptable, and
+    /// `std::runtime_error` when no port can be had.
+    [[nodiscard]] std::string open(const std::string& in_strOffer, std::uint16_t& inout_uiNextPort);
+
+    /// Does something if no packet comes within `keswardin.media.rxStartTimeoutMs` from now.
+    void expectPackets(std::function<void()> in_onSilence);
+
+  private:
+    void receive();
+    void tellOfFirstPacket();
+
+    const EventLoop& m_loop;
+    const Settings& m_settings;
+    std::optional<RtpSocket> m_socket;
+    std::optional<ReadWatch> m_watch;
+    Timer m_rxStartTimer;
+    std::chrono::steady_clock::time_point m_opened{};
+    std::uint64_t m_uiPackets = 0;
+    std::uint64_t m_uiBytes = 0;
+};

@@ -1,0 +1,98 @@
+#include "Settings.h"
+
+#include <boost/algorithm/string/classification.hpp>
+#include <boost/algorithm/string/split.hpp>
+#include <boost/algorithm/string/trim.hpp>
+
+#include <charconv>
+#include <limits>
+
+using Velmora::ROConfiguration;
+
+namespace
+{
+
+std::string text(const ROConfiguration& in_config, const char* in_szName)
+{
+    std::string strValue;
+    if (!in_config.getStringParameter(in_szName, strValue))
+        throw BadSetting(in_szName, "", "it is not set");
+    return strValue;
+}
+
+std::chrono::milliseconds duration(const ROConfiguration& in_config, const char* in_szName)
+{
+    int iValue = 0;
+    if (!in_config.getIntParameter(in_szName, iValue))
+        throw BadSetting(in_szName, "", "it is not set");
+    if (iValue <= 0)
+        throw BadSetting(in_szName, std::to_string(iValue), "it must be above 0");
+    return std::chrono::milliseconds(iValue);
+}
+
+/// The parts between commas, without blanks around them.
+std::vector<std::string> list(const std::string& in_strName, const std::string& in_strValue)
+{
+    std::vector<std::string> parts;
+    boost::split(parts, in_strValue, boost::is_any_of(","));
+    for (std::string& strPart : parts)
+    {
+        boost::trim(strPart);
+        if (strPart.empty())
+            throw BadSetting(in_strName, in_strValue, "a part of the list is empty");
+    }
+    return parts;
+}
+
+std::vector<std::string> sipURLsOf(const ROConfiguration& in_config)
+{
+    constexpr const char* s_szName = "keswardin.sip.userAgent.IPAddress";
+    constexpr std::string_view s_strTransport = "udp:";
+    const std::string strValue = text(in_config, s_szName);
+    std::vector<std::string> urls;
+    for (const std::string& strAddress : list(s_szName, strValue))
+    {
+        if (!strAddress.starts_with(s_strTransport))
+            throw BadSetting(s_szName, strValue, "an address is like udp:10.0.0.1:5060");
+        urls.push_back("sip:" + strAddress.substr(s_strTransport.size()) + ";transport=udp");
+    }
+    return urls;
+}
+
+PortRange portsOf(const ROConfiguration& in_config)
+{
+    constexpr const char* s_szName = "keswardin.media.rtp.udpPortRange";
+    const std::string strValue = text(in_config, s_szName);
+    const char* const pEnd = strValue.data() + strValue.size();
+    PortRange range{};
+    auto read = std::from_chars(strValue.data(), pEnd, range.uiFirst);
+    const bool bFirst = read.ec == std::errc() && read.ptr != pEnd && *read.ptr == '-';
+    if (bFirst)
+        read = std::from_chars(read.ptr + 1, pEnd, range.uiLast);
+    if (!bFirst || read.ec != std::errc() || read.ptr != pEnd || range.uiFirst == 0 ||
+        range.uiLast <= range.uiFirst)
+        throw BadSetting(s_szName, strValue, "a range of ports is like 20000-29999");
+    return range;
+}
+
+} // namespace
+
+BadSetting::BadSetting(const std::string& in_strName, const std::string& in_strValue,
+                       const std::string& in_strReason)
+    : std::runtime_error(in_strName + " = \"" + in_strValue + "\" : " + in_strReason)
+{
+}
+
+Settings::Settings(const ROConfiguration& in_config)
+    : sipURLs(sipURLsOf(in_config)),
+      strUserAgentName(text(in_config, "keswardin.sip.userAgentName")),
+      timerT1(duration(in_config, "keswardin.sip.TimerT1")),
+      timerT2(duration(in_config, "keswardin.sip.TimerT2")),
+      transactionLifetime(duration(in_config, "keswardin.sip.lifetimeTimer")),
+      ringTimeout(duration(in_config, "keswardin.gw.ringTimeoutMs")),
+      disconnectingTimeout(duration(in_config, "keswardin.sip.state.Disconnecting.timeoutMs")),
+      strRtpAddress(text(in_config, "keswardin.media.rtp.IPAddress")), rtpPorts(portsOf(in_config)),
+      rxStartTimeout(duration(in_config, "keswardin.media.rxStartTimeoutMs")),
+      encodings(list("keswardin.rtp.encodingList", text(in_config, "keswardin.rtp.encodingList")))
+{
+}

@@ -1,0 +1,21 @@
+#include "SipMethods.h"
+
+#include <sofia-sip/nta_tag.h>
+#include <sofia-sip/sip_status.h>
+#include <sofia-sip/sip_tag.h>
+
+int replyToOptions(nta_incoming_t* in_pRequest, const std::string& in_strServer)
+{
+    nta_incoming_treply(in_pRequest, SIP_200_OK, SIPTAG_ALLOW_STR(s_szAllowedMethods),
+                        SIPTAG_ACCEPT_STR("application/sdp"),
+                        SIPTAG_SERVER_STR(in_strServer.c_str()), TAG_END());
+    return 200;
+}
+
+int replyNotAllowed(nta_incoming_t* in_pRequest, const std::string& in_strServer)
+{
+    nta_incoming_treply(in_pRequest, SIP_405_METHOD_NOT_ALLOWED,
+                        SIPTAG_ALLOW_STR(s_szAllowedMethods),
+                        SIPTAG_SERVER_STR(in_strServer.c_str()), TAG_END());
+    return 405;
+}

@@ -1,0 +1,151 @@
+#include "UserAgent.h"
+
+#include "SipMethods.h"
+
+#include "velmora/logging/LogMacros.h"
+
+#include <sofia-sip/nta_tag.h>
+#include <sofia-sip/sip_status.h>
+#include <sofia-sip/sip_tag.h>
+#include <sofia-sip/su_log.h>
+
+#include <array>
+#include <cerrno>
+#include <cstdarg>
+#include <cstdio>
+#include <cstring>
+#include <stdexcept>
+
+using namespace Velmora;
+
+namespace
+{
+
+unsigned int milliseconds(std::chrono::milliseconds in_time)
+{
+    return static_cast<unsigned int>(in_time.count());
+}
+
+/// What the SIP stack has to tell goes to the log too.
+void logOfStack(void*, const char* in_szFormat, va_list in_arguments)
+{
+    static const CachedLLLogger s_logger("keswardin.gateway.SipStack");
+    std::array<char, 1024> text{};
+    std::vsnprintf(text.data(), text.size(), in_szFormat, in_arguments);
+    std::string_view strText = text.data();
+    while (strText.ends_with('\n'))
+        strText.remove_suffix(1);
+    VELMORA_LOG(s_logger, DEBUG_LOG_LEVEL, strText);
+}
+
+} // namespace
+
+UserAgent::UserAgent(EventLoop& in_loop, const Settings& in_settings,
+                     std::chrono::milliseconds in_answerAfter)
+    : ObjectWithLogger(std::string("keswardin.gateway.UserAgent")), m_loop(in_loop),
+      m_settings(in_settings)
+{
+    su_log_redirect(nullptr, logOfStack, nullptr);
+    for (const std::string& strURL : m_settings.sipURLs)
+        listen(strURL);
+    nta_agent_set_params(m_pAgent, NTATAG_UA(1), NTATAG_SIP_T1(milliseconds(m_settings.timerT1)),
+                         NTATAG_SIP_T2(milliseconds(m_settings.timerT2)),
+                         NTATAG_SIP_T1X64(milliseconds(m_settings.transactionLifetime)),
+                         NTATAG_MERGE_482(1), TAG_END());
+    m_pOutOfDialog =
+        nta_leg_tcreate(m_pAgent, requestReceived, reinterpret_cast<nta_leg_magic_t*>(this),
+                        NTATAG_NO_DIALOG(1), TAG_END());
+    m_pSurroundings = std::make_unique<CallSurroundings>(
+        CallSurroundings{m_loop, m_settings, m_pAgent, in_answerAfter,
+                         static_cast<std::uint16_t>((m_settings.rtpPorts.uiFirst + 1U) & ~1U)});
+}
+
+UserAgent::~UserAgent()
+{
+    m_calls.clear();
+    m_endedCalls.clear();
+    nta_leg_destroy(m_pOutOfDialog);
+    nta_agent_destroy(m_pAgent);
+}
+
+void UserAgent::listen(const std::string& in_strURL)
+{
+    const auto* const pURL = reinterpret_cast<const url_string_t*>(in_strURL.c_str());
+    bool bDone = false;
+    errno = 0;
+    if (m_pAgent == nullptr)
+    {
+        m_pAgent = nta_agent_create(m_loop.root(), pURL, nullptr, nullptr, TAG_END());
+        bDone = m_pAgent != nullptr;
+    }
+    else
+        bDone = nta_agent_add_tport(m_pAgent, pURL, TAG_END()) == 0;
+    if (bDone)
+        return;
+    const int iReason = errno;
+    if (m_pAgent != nullptr)
+        nta_agent_destroy(m_pAgent);
+    throw std::runtime_error("SIP cannot be received at " + in_strURL + " : " +
+                             std::strerror(iReason));
+}
+
+std::uint64_t UserAgent::repeatedRequests() const
+{
+    usize_t uiRepeated = 0;
+    nta_agent_get_stats(m_pAgent, NTATAG_S_RECV_RETRY_REF(uiRepeated), TAG_END());
+    return uiRepeated;
+}
+
+void UserAgent::endCalls(const char* in_szReason)
+{
+    m_bEnding = true;
+    VELMORA_LOG_INFO("ending calls : " << m_calls.size());
+    // A call that is over at once leaves the list.
+    for (auto it = m_calls.begin(); it != m_calls.end();)
+        (*it++)->end(in_szReason);
+}
+
+void UserAgent::removeEndedCalls() { m_endedCalls.clear(); }
+
+int UserAgent::requestReceived(nta_leg_magic_t* in_pUserAgent, nta_leg_t*,
+                               nta_incoming_t* in_pRequest, const sip_t* in_pSip)
+{
+    return reinterpret_cast<UserAgent*>(in_pUserAgent)->handleRequest(in_pRequest, in_pSip);
+}
+
+int UserAgent::handleRequest(nta_incoming_t* in_pRequest, const sip_t* in_pSip)
+{
+    const sip_method_t method = in_pSip->sip_request->rq_method;
+    VELMORA_LOG_DEBUG(in_pSip->sip_request->rq_method_name << " received");
+    if (method == sip_method_ack)
+        return 0;
+    // A tag of this end is one of a dialog, and this dialog is none that there is.
+    // Nor is there an INVITE for a CANCEL that comes here.
+    if (in_pSip->sip_to->a_tag != nullptr || method == sip_method_cancel)
+        return 481;
+    if (method == sip_method_options)
+        return replyToOptions(in_pRequest, m_settings.strUserAgentName);
+    if (method != sip_method_invite)
+        return replyNotAllowed(in_pRequest, m_settings.strUserAgentName);
+    return m_bEnding ? 503 : handleInvite(in_pRequest, in_pSip);
+}
+
+int UserAgent::handleInvite(nta_incoming_t* in_pInvite, const sip_t* in_pSip)
+{
+    const auto it = m_calls.emplace(m_calls.end());
+    try
+    {
+        *it = std::make_unique<Call>(*m_pSurroundings, in_pInvite, in_pSip,
+                                     [this, it]
+                                     { m_endedCalls.splice(m_endedCalls.end(), m_calls, it); });
+    }
+    catch (const std::runtime_error& error)
+    {
+        VELMORA_LOG_ERROR("no call " << in_pSip->sip_call_id->i_id << " : " << error.what());
+        m_calls.erase(it);
+        return 500;
+    }
+    ++m_uiCalls;
+    (*it)->start(in_pSip);
+    return 0;
+}

@@ -1,0 +1,505 @@
+#include "tests/examples/GatewayProcess.h"
+#include "tests/examples/SipCaller.h"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <csignal>
+#include <map>
+#include <set>
+#include <string>
+#include <vector>
+
+namespace Velmora::Test
+{
+
+namespace
+{
+
+using testing::AllOf;
+using testing::Contains;
+using testing::Each;
+using testing::ElementsAre;
+using testing::EndsWith;
+using testing::HasSubstr;
+using testing::IsEmpty;
+using testing::MatchesRegex;
+using testing::Not;
+using testing::SizeIs;
+using testing::StartsWith;
+using Lines = std::vector<std::string>;
+
+constexpr std::string_view s_strCallId = " call-id=";
+constexpr std::size_t s_uiCalls = 300;
+
+/// The lines of each call in the main log, without the call's id.
+std::map<std::string, Lines> linesOfCalls(const Lines& in_log)
+{
+    std::map<std::string, Lines> calls;
+    for (const std::string& strLine : in_log)
+    {
+        const std::size_t uiAt = strLine.find(s_strCallId);
+        if (uiAt == std::string::npos)
+            continue;
+        const std::size_t uiEnd = strLine.find(' ', uiAt + 1);
+        const std::string strId =
+            strLine.substr(uiAt + s_strCallId.size(), uiEnd - uiAt - s_strCallId.size());
+        calls[strId].push_back(strLine.substr(0, uiAt) + strLine.substr(uiEnd));
+    }
+    return calls;
+}
+
+class GatewayCalls : public GatewayProcess
+{
+  protected:
+    /// The load client's options for calls to a user from a port, at a rate, and then more.
+    [[nodiscard]] std::string client(const std::string& in_strMore) const
+    {
+        return "cd '" + home().path().string() + "' && " VELMORA_SIPP " " + address() +
+               ":5060 -i " + address() + " -nostdin -timeout 100 -trace_err " + in_strMore;
+    }
+
+    /// 200 calls that are answered and 100 that the caller gives up, 50 a second; one packet in ten
+    /// is lost, in both directions for the first.
+    HelperResult callThreeHundredTimes()
+    {
+        const std::string strAnswered = client("-sn uac -m 200 -r 34 -d 500 -lost 10 -p 5062");
+        const std::string strGivenUp =
+            client("-sf " VELMORA_SOURCE_DIRECTORY "/tests/examples/scenarios/gives-up.xml "
+                   "-s nobody -m 100 -r 17 -p 5064 -mp 7000");
+        return runHelper("/bin/sh",
+                         {"-c", "(" + strAnswered + ") & first=$!; (" + strGivenUp +
+                                    ") & second=$!; wait $first && wait $second"},
+                         {{"TERM", "dumb"}}, std::chrono::seconds(110));
+    }
+
+    void expectFilesAsInLog(std::size_t in_uiFiles) const
+    {
+        const auto calls = linesOfCalls(linesOfLog());
+        const auto files = callFiles();
+        EXPECT_EQ(s_uiCalls, calls.size());
+        EXPECT_EQ(in_uiFiles, files.size());
+        for (const auto& [strName, lines] : files)
+            expectFileAsInLog(strName, lines, calls);
+    }
+
+    static void expectFileAsInLog(const std::string& in_strName, const Lines& in_lines,
+                                  const std::map<std::string, Lines>& in_calls)
+    {
+        SCOPED_TRACE(in_strName);
+        ASSERT_THAT(in_lines, SizeIs(testing::Gt(2)));
+        EXPECT_THAT(in_lines.front(), HasSubstr(" - Call start : "));
+        EXPECT_THAT(in_lines.back(), HasSubstr(" - Call end : "));
+        EXPECT_THAT(in_strName, EndsWith(".log"));
+        const auto call = in_calls.find(in_strName.substr(0, in_strName.size() - 4));
+        ASSERT_NE(in_calls.end(), call);
+        EXPECT_EQ(call->second, Lines(in_lines.begin() + 1, in_lines.end() - 1));
+    }
+
+    /// The one file of the one call, without dates.
+    [[nodiscard]] Lines onlyCallFile() const
+    {
+        const auto files = callFiles();
+        EXPECT_THAT(files, SizeIs(1));
+        Lines lines = files.empty() ? Lines() : files.begin()->second;
+        std::transform(lines.begin(), lines.end(), lines.begin(), withoutDate);
+        return lines;
+    }
+
+    void expectOver(const std::string& in_strReason) const
+    {
+        EXPECT_THAT(onlyCallFile(),
+                    Contains(MatchesRegex("INFO keswardin.gateway.Call - over after [0-9]+ ms : " +
+                                          in_strReason)));
+    }
+
+    /// A call as far as the ACK of its answer.
+    void connect(SipCaller& inout_caller)
+    {
+        inout_caller.invite("service");
+        inout_caller.expectAnswer("200 OK");
+        inout_caller.send("ACK", "service");
+        waitForLine("ACK received");
+    }
+};
+
+} // namespace
+
+TEST_F(GatewayCalls, ACallIsAnsweredAndItsFileTellsItsStory)
+{
+    start();
+    const HelperResult result = runHelper("/bin/sh", {"-c", client("-sn uac -m 1 -d 100")});
+    EXPECT_EQ(0, result.iExitCode) << result.strOutput << result.strErrors;
+    EXPECT_EQ(0, stop());
+    const std::string strStart = "INFO keswardin.gateway";
+    EXPECT_THAT(
+        onlyCallFile(),
+        ElementsAre(
+            StartsWith("INFO keswardin.infra.CallLogger.Appender - Call start : "),
+            strStart + ".Leg - leg=1 INVITE received : CSeq = 1",
+            strStart + ".Call - call from sipp@" + address() + " to service@" + address(),
+            strStart + ".Media - leg=1 RTP opened at " + address() +
+                ":20000 : encodings = PCMU, remote = " + address() + ":6000",
+            strStart + ".Leg - leg=1 100 Trying sent", strStart + ".Leg - leg=1 180 Ringing sent",
+            MatchesRegex(strStart + ".Call - answered after [0-9]+ ms"),
+            strStart + ".Leg - leg=1 200 OK sent", strStart + ".Leg - leg=1 ACK received",
+            strStart + ".Leg - leg=1 BYE received : CSeq = 2",
+            MatchesRegex(strStart + ".Call - over after [0-9]+ ms : the caller has hung up"),
+            strStart + ".Media - leg=1 RTP closed : packets = 0, bytes = 0",
+            StartsWith("INFO keswardin.infra.CallLogger.Appender - Call end : ")));
+}
+
+TEST_F(GatewayCalls, OfThreeHundredWithLossAndCancelsNoneIsLostAndEachHasItsLinesInItsFile)
+{
+    start();
+    const HelperResult result = callThreeHundredTimes();
+    EXPECT_EQ(0, result.iExitCode) << result.strOutput << result.strErrors;
+    EXPECT_EQ(0, stop());
+    EXPECT_EQ("", output());
+    expectFilesAsInLog(s_uiCalls);
+    EXPECT_THAT(linesOfLog(), Contains(EndsWith("CANCEL received")).Times(100));
+    EXPECT_THAT(linesOfLog(), Contains(EndsWith("200 OK sent")).Times(200));
+    EXPECT_THAT(log(), Contains(MatchesRegex("INFO keswardin.gateway - stopped : calls = 300, at "
+                                             "once at most = [0-9]+, repeated requests = "
+                                             "[1-9][0-9]*")));
+}
+
+TEST_F(GatewayCalls, WithOneCallOutOfThreeLoggedExactlyAThirdHasAFile)
+{
+    configure("keswardin.infra.CallLogger.log1CallOutOf = 3");
+    start();
+    const HelperResult result = callThreeHundredTimes();
+    EXPECT_EQ(0, result.iExitCode) << result.strOutput << result.strErrors;
+    EXPECT_EQ(0, stop());
+    expectFilesAsInLog(s_uiCalls / 3);
+}
+
+TEST_F(GatewayCalls, ACallThatIsGivenUpEndsWithoutAnAnswer)
+{
+    start();
+    SipCaller caller(address());
+    caller.invite("nobody");
+    caller.expectAnswer("100 Trying");
+    caller.expectAnswer("180 Ringing");
+    caller.send("CANCEL", "nobody");
+    caller.expectAnswer("200 OK");
+    caller.expectAnswer("487 Request Terminated");
+    EXPECT_EQ(0, stop());
+    expectOver("the caller has given up");
+}
+
+TEST_F(GatewayCalls, ACallerMayHangUpWhileItRings)
+{
+    start();
+    SipCaller caller(address());
+    caller.invite("nobody");
+    caller.expectAnswer("180 Ringing");
+    caller.send("BYE", "nobody");
+    caller.expectAnswer("487 Request Terminated");
+    EXPECT_EQ(0, stop());
+    expectOver("the caller has hung up");
+}
+
+TEST_F(GatewayCalls, AnInviteThatComesAgainIsTheSameCallAndGetsTheSameAnswer)
+{
+    start();
+    SipCaller caller(address());
+    caller.invite("nobody");
+    caller.expectAnswer("180 Ringing");
+    caller.repeat();
+    caller.expectAnswer("180 Ringing");
+    EXPECT_EQ(0, stop());
+    EXPECT_THAT(log(), Contains(HasSubstr("INVITE received")).Times(1));
+    EXPECT_THAT(log(), Contains(EndsWith("calls = 1, at once at most = 1, repeated requests = 1")));
+}
+
+TEST_F(GatewayCalls, AnAnswerIsRepeatedUntilItsAckAndWithoutOneTheCallIsEnded)
+{
+    configure("keswardin.sip.TimerT1 = 50");
+    configure("keswardin.sip.TimerT2 = 100");
+    configure("keswardin.sip.lifetimeTimer = 500");
+    start({"--answer-after-ms", "1"});
+    SipCaller caller(address());
+    caller.invite("service");
+    caller.expectAnswer("200 OK");
+    caller.expectAnswer("200 OK");
+    caller.expectAnswer("200 OK");
+    caller.accept(caller.expectRequest("BYE"));
+    waitForLine("over after");
+    EXPECT_EQ(0, stop());
+    EXPECT_THAT(onlyCallFile(),
+                AllOf(Contains("WARN keswardin.gateway.Leg - leg=1 no ACK of 200 has come"),
+                      Contains("INFO keswardin.gateway.Leg - leg=1 BYE sent"),
+                      Contains("INFO keswardin.gateway.Leg - leg=1 200 received for BYE")));
+    expectOver("the answer was not acknowledged");
+}
+
+TEST_F(GatewayCalls, AnAnswerIsRepeatedAtTheConfiguredInterval)
+{
+    configure("keswardin.sip.TimerT1 = 60000");
+    configure("keswardin.sip.TimerT2 = 60000");
+    configure("keswardin.sip.lifetimeTimer = 60000");
+    start({"--answer-after-ms", "1"});
+    SipCaller caller(address());
+    caller.invite("service");
+    caller.expectAnswer("200 OK");
+    EXPECT_EQ(0, caller.count("SIP/2.0 200 OK"));
+    caller.send("ACK", "service");
+    waitForLine("ACK received");
+}
+
+TEST_F(GatewayCalls, ABusyPartyIsToldOf)
+{
+    start();
+    SipCaller caller(address());
+    caller.invite("busy");
+    caller.expectAnswer("486 Busy Here");
+    EXPECT_EQ(0, stop());
+    expectOver("the called party is busy");
+}
+
+TEST_F(GatewayCalls, WhenNobodyAnswersTheCallIsGivenUpAfterTheRingTimeOut)
+{
+    configure("keswardin.gw.ringTimeoutMs = 100");
+    start();
+    SipCaller caller(address());
+    caller.invite("nobody");
+    caller.expectAnswer("180 Ringing");
+    caller.expectAnswer("480 Temporarily Unavailable");
+    EXPECT_EQ(0, stop());
+    expectOver("nobody has answered");
+}
+
+TEST_F(GatewayCalls, ASessionWithoutACommonEncodingIsRefused)
+{
+    start();
+    SipCaller caller(address());
+    caller.invite("service", "18 G729/8000");
+    caller.expectAnswer("488 Not Acceptable Here");
+    EXPECT_EQ(0, stop());
+    expectOver("no encoding of keswardin.rtp.encodingList is offered");
+}
+
+TEST_F(GatewayCalls, ACallWithoutAnOfferGetsOneInItsAnswer)
+{
+    start({"--answer-after-ms", "1"});
+    SipCaller caller(address());
+    caller.send("INVITE", "service");
+    EXPECT_THAT(caller.expectAnswer("200 OK"),
+                AllOf(HasSubstr("\r\nm=audio 20000 RTP/AVP 0 8 101\r\n"),
+                      HasSubstr("\r\na=rtpmap:0 PCMU/8000\r\n"),
+                      HasSubstr("\r\na=fmtp:101 0-15\r\n")));
+    caller.send("ACK", "service");
+    waitForLine("ACK received");
+    caller.send("BYE", "service");
+    caller.expectAnswer("200 OK");
+    EXPECT_EQ(0, stop());
+}
+
+TEST_F(GatewayCalls, WhenNoRtpPortIsLeftACallIsRefusedAndOthersGoOn)
+{
+    configure("keswardin.media.rtp.udpPortRange = 20000-20001");
+    start();
+    SipCaller first(address());
+    connect(first);
+    SipCaller second(address());
+    second.setCallId("another@caller");
+    second.invite("service");
+    second.expectAnswer("503 Service Unavailable");
+    first.send("BYE", "service");
+    first.expectAnswer("200 OK");
+    EXPECT_EQ(0, stop());
+    EXPECT_THAT(log(), Contains("ERROR keswardin.gateway.Call - call-id=another@caller no RTP at " +
+                                address() + " : no port of the range is free"));
+}
+
+TEST_F(GatewayCalls, OptionsTellsWhatTheGatewayCanDo)
+{
+    start();
+    SipCaller caller(address());
+    caller.send("OPTIONS", "service");
+    EXPECT_THAT(caller.expectAnswer("200 OK"),
+                AllOf(HasSubstr("\r\nAllow: INVITE, ACK, BYE, CANCEL, OPTIONS\r\n"),
+                      HasSubstr("\r\nAccept: application/sdp\r\n"),
+                      HasSubstr("\r\nServer: gateway\r\n")));
+    EXPECT_EQ(0, stop());
+    EXPECT_THAT(callFiles(), IsEmpty());
+}
+
+TEST_F(GatewayCalls, OptionsWithinACallIsAnsweredToo)
+{
+    start({"--answer-after-ms", "1"});
+    SipCaller caller(address());
+    connect(caller);
+    caller.send("OPTIONS", "service");
+    EXPECT_THAT(caller.expectAnswer("200 OK"), HasSubstr("\r\nAllow: INVITE, ACK,"));
+    EXPECT_EQ(0, (signal(SIGTERM), caller.accept(caller.expectRequest("BYE")), waitForEnd()));
+}
+
+TEST_F(GatewayCalls, WhatTheGatewayDoesNotUnderstandIsRefused)
+{
+    start({"--answer-after-ms", "1"});
+    SipCaller caller(address());
+    caller.send("MESSAGE", "service");
+    EXPECT_THAT(caller.expectAnswer("405 Method Not Allowed"),
+                HasSubstr("\r\nAllow: INVITE, ACK, BYE, CANCEL, OPTIONS\r\n"));
+    caller.send("CANCEL", "service");
+    caller.expectAnswer("481 Call Does Not Exist");
+    connect(caller);
+    caller.send("INFO", "service");
+    caller.expectAnswer("405 Method Not Allowed");
+    caller.invite("service");
+    caller.expectAnswer("488 Not Acceptable Here");
+    caller.send("ACK", "service");
+    caller.send("BYE", "service");
+    caller.expectAnswer("200 OK");
+    waitForLine("over after");
+    caller.send("BYE", "service");
+    caller.expectAnswer("481 Call Does Not Exist");
+    EXPECT_EQ(0, stop());
+    expectOver("the caller has hung up");
+}
+
+TEST_F(GatewayCalls, WhatIsNoSipChangesNothing)
+{
+    start();
+    SipCaller caller(address());
+    caller.setCallId("\x01");
+    caller.send("no sip at all\r\n", "\xff\xfe");
+    SipCaller other(address());
+    other.send("OPTIONS", "service");
+    other.expectAnswer("200 OK");
+    EXPECT_EQ(0, stop());
+}
+
+TEST_F(GatewayCalls, CallersHearThemselves)
+{
+    start({"--answer-after-ms", "1"});
+    SipCaller caller(address());
+    connect(caller);
+    SipCaller rtp(address(), 20000);
+    const std::string strPacket =
+        std::string("\x80\x00\x00\x01\x00\x00\x00\xa0\x00\x00\x00\x07", 12) +
+        std::string(160, '\xff');
+    rtp.transmit("no RTP");
+    rtp.transmit(strPacket);
+    EXPECT_EQ(strPacket, rtp.receive());
+    rtp.repeat();
+    EXPECT_EQ(strPacket, rtp.receive());
+    caller.send("BYE", "service");
+    caller.expectAnswer("200 OK");
+    EXPECT_EQ(0, stop());
+    EXPECT_THAT(onlyCallFile(),
+                AllOf(Contains(MatchesRegex("INFO keswardin.gateway.Media - leg=1 first RTP packet "
+                                            "from [0-9.:]+ after [0-9]+ ms")),
+                      Contains("INFO keswardin.gateway.Media - leg=1 RTP closed : packets = 2, "
+                               "bytes = 344")));
+}
+
+TEST_F(GatewayCalls, ACallWithoutRtpIsClearedAfterItsTimeOut)
+{
+    configure("keswardin.media.rxStartTimeoutMs = 100");
+    start({"--answer-after-ms", "1"});
+    SipCaller caller(address());
+    connect(caller);
+    caller.accept(caller.expectRequest("BYE"));
+    waitForLine("over after");
+    EXPECT_EQ(0, stop());
+    expectOver("no RTP has come");
+}
+
+TEST_F(GatewayCalls, SigtermEndsCallsAndEachFileHasItsEnd)
+{
+    start({"--answer-after-ms", "1"});
+    SipCaller connected(address());
+    connect(connected);
+    SipCaller ringing(address());
+    ringing.setCallId("ringing@caller");
+    ringing.invite("nobody");
+    ringing.expectAnswer("180 Ringing");
+    signal(SIGTERM);
+    ringing.expectAnswer("503 Service Unavailable");
+    const std::string strBye = connected.expectRequest("BYE");
+    SipCaller late(address());
+    late.setCallId("late@caller");
+    late.invite("service");
+    late.expectAnswer("503 Service Unavailable");
+    connected.accept(strBye);
+    EXPECT_EQ(0, waitForEnd());
+    const auto files = callFiles();
+    EXPECT_THAT(files, SizeIs(2));
+    for (const auto& [strName, lines] : files)
+        EXPECT_THAT(lines, AllOf(Contains(HasSubstr("the gateway stops")),
+                                 Contains(HasSubstr("Call end : ")).Times(1)))
+            << strName;
+}
+
+TEST_F(GatewayCalls, SigtermWaitsForTheAckOfAnAnswerBeforeItHangsUp)
+{
+    start({"--answer-after-ms", "1"});
+    SipCaller caller(address());
+    caller.invite("service");
+    caller.expectAnswer("200 OK");
+    signal(SIGTERM);
+    waitForLine("ending calls : 1");
+    EXPECT_EQ(0, caller.count("BYE"));
+    caller.send("ACK", "service");
+    caller.accept(caller.expectRequest("BYE"));
+    EXPECT_EQ(0, waitForEnd());
+    expectOver("the gateway stops");
+}
+
+TEST_F(GatewayCalls, ACallThatDoesNotEndInTimeIsCutOffAndItsFileHasItsEnd)
+{
+    configure("keswardin.exitTimeoutSec = 1");
+    start({"--answer-after-ms", "1"});
+    SipCaller caller(address());
+    connect(caller);
+    EXPECT_EQ(0, stop());
+    const Lines lines = onlyCallFile();
+    ASSERT_THAT(lines, SizeIs(testing::Gt(2)));
+    EXPECT_THAT(lines, Contains("WARN keswardin.gateway.Call - cut off : the gateway ends"));
+    EXPECT_THAT(lines.back(), StartsWith("INFO keswardin.infra.CallLogger.Appender - Call end : "));
+}
+
+TEST_F(GatewayCalls, AByeWithoutAnAnswerEndsAfterTheDisconnectingTimeOut)
+{
+    configure("keswardin.sip.state.Disconnecting.timeoutMs = 100");
+    start({"--answer-after-ms", "1"});
+    SipCaller caller(address());
+    connect(caller);
+    EXPECT_EQ(0, stop());
+    expectOver("the gateway stops, and the BYE has no answer");
+}
+
+TEST_F(GatewayCalls, ACallIdThatIsNoFileNameStaysWithinTheDirectoryAndAsItIsInTheLog)
+{
+    start({"--answer-after-ms", "1"});
+    SipCaller caller(address());
+    caller.setCallId("../../etc/passwd");
+    connect(caller);
+    caller.send("BYE", "service");
+    caller.expectAnswer("200 OK");
+    EXPECT_EQ(0, stop());
+    expectOver("the caller has hung up");
+    EXPECT_THAT(log(), Contains("INFO keswardin.gateway.Leg - leg=1 call-id=../../etc/passwd ACK "
+                                "received"));
+}
+
+TEST_F(GatewayCalls, TwoAddressesAreServed)
+{
+    configure("keswardin.sip.userAgent.IPAddress = udp:" + address() + ":5060, udp:" + address() +
+              ":5070");
+    start();
+    waitForLine("running at sip:" + address() + ":5070;transport=udp");
+    SipCaller caller(address());
+    caller.send("OPTIONS", "service");
+    caller.expectAnswer("200 OK");
+    SipCaller other(address(), 5070);
+    other.send("OPTIONS", "service");
+    other.expectAnswer("200 OK");
+    EXPECT_EQ(0, stop());
+}
+
+} // namespace Velmora::Test

@@ -1,0 +1,108 @@
+#include "examples/gateway/SessionDescription.h"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+namespace Velmora::Test
+{
+
+namespace
+{
+
+using testing::HasSubstr;
+using testing::StartsWith;
+
+const std::vector<std::string> s_encodings{"PCMU", "PCMA", "telephone-event"};
+
+std::string offer(const std::string& in_strMedia, const std::string& in_strConnection = "10.0.0.1")
+{
+    return "v=0\r\no=- 1 1 IN IP4 10.0.0.1\r\ns=-\r\nc=IN IP4 " + in_strConnection +
+           "\r\nt=0 0\r\n" + in_strMedia;
+}
+
+std::string errorOf(const std::string& in_strOffer)
+{
+    try
+    {
+        return namesOf(agree(in_strOffer, s_encodings).encodings);
+    }
+    catch (const BadSessionDescription& error)
+    {
+        return error.what();
+    }
+}
+
+} // namespace
+
+TEST(SessionDescription, TheOrderOfEncodingsIsTheOneOfThisEnd)
+{
+    const Session session = agree(offer("m=audio 6000 RTP/AVP 101 8 0 18\r\na=rtpmap:101 "
+                                        "telephone-event/8000\r\n"),
+                                  s_encodings);
+    EXPECT_EQ("PCMU,PCMA,telephone-event", namesOf(session.encodings));
+    EXPECT_EQ("10.0.0.1", session.strRemoteAddress);
+    EXPECT_EQ(6000, session.uiRemotePort);
+}
+
+TEST(SessionDescription, AnAnswerHasThePayloadTypesOfTheOffer)
+{
+    const Session session = agree(offer("m=audio 6000 RTP/AVP 97 100\r\na=rtpmap:97 pcma/8000\r\n"
+                                        "a=rtpmap:100 telephone-event/8000\r\n"),
+                                  s_encodings);
+    EXPECT_EQ("v=0\r\no=- 20000 1 IN IP4 127.0.0.1\r\ns=-\r\nc=IN IP4 127.0.0.1\r\nt=0 0\r\n"
+              "m=audio 20000 RTP/AVP 97 100\r\na=rtpmap:97 PCMA/8000\r\na=rtpmap:100 "
+              "telephone-event/8000\r\na=fmtp:100 0-15\r\n",
+              describe(session, "127.0.0.1", 20000));
+}
+
+TEST(SessionDescription, AnAnswerHasALineForEachOfTheOfferAndRefusesAllButTheFirstAudio)
+{
+    const Session session = agree(offer("m=video 5000 RTP/AVP 31\r\nm=audio 0 RTP/AVP 0\r\n"
+                                        "m=audio 6000 RTP/AVP 0\r\nm=audio 6002 RTP/AVP 8\r\n"
+                                        "m=image 6004 udptl t38\r\n"),
+                                  s_encodings);
+    EXPECT_EQ(6000, session.uiRemotePort);
+    EXPECT_THAT(describe(session, "127.0.0.1", 20000),
+                HasSubstr("t=0 0\r\nm=video 0 RTP/AVP 31\r\nm=audio 0 RTP/AVP 0\r\n"
+                          "m=audio 20000 RTP/AVP 0\r\na=rtpmap:0 PCMU/8000\r\n"
+                          "m=audio 0 RTP/AVP 8\r\nm=image 0 udptl t38\r\n"));
+}
+
+TEST(SessionDescription, AnAddressOfTheMediaStandsAboveTheOneOfTheSession)
+{
+    const Session session =
+        agree(offer("m=audio 6000 RTP/AVP 0\r\nc=IN IP4 10.0.0.2\r\n"), s_encodings);
+    EXPECT_EQ("10.0.0.2", session.strRemoteAddress);
+}
+
+TEST(SessionDescription, AnAddressOfIPv6IsToldAsOne)
+{
+    EXPECT_THAT(describe(offered(s_encodings), "::1", 20000), HasSubstr("\r\nc=IN IP6 ::1\r\n"));
+}
+
+TEST(SessionDescription, WhatIsOfferedByThisEndIsWhatNeedsNoAgreement)
+{
+    EXPECT_EQ("PCMA,telephone-event",
+              namesOf(offered({"opus", "PCMA", "telephone-event"}).encodings));
+}
+
+TEST(SessionDescription, AnOfferThatCannotBeReadIsToldOf)
+{
+    EXPECT_THAT(errorOf("nonsense"), StartsWith("the session description cannot be read : "));
+}
+
+TEST(SessionDescription, AnOfferWithoutAudioOverRtpIsToldOf)
+{
+    EXPECT_EQ("no audio over RTP is offered", errorOf(offer("m=video 5000 RTP/AVP 31\r\n")));
+    EXPECT_EQ("no audio over RTP is offered", errorOf(offer("m=audio 5000 TCP foo\r\n")));
+    EXPECT_EQ("no audio over RTP is offered", errorOf(offer("m=audio 65536 RTP/AVP 0\r\n")));
+    EXPECT_EQ("no audio over RTP is offered", errorOf(offer("")));
+}
+
+TEST(SessionDescription, TelephoneEventsAloneAreNoSession)
+{
+    EXPECT_EQ("no encoding of keswardin.rtp.encodingList is offered",
+              errorOf(offer("m=audio 6000 RTP/AVP 101\r\na=rtpmap:101 telephone-event/8000\r\n")));
+}
+
+} // namespace Velmora::Test

@@ -1,0 +1,131 @@
+#include "examples/gateway/Settings.h"
+
+#include "velmora/config/TrieConfiguration.h"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+namespace Velmora::Test
+{
+
+namespace
+{
+
+using namespace std::chrono_literals;
+using testing::ElementsAre;
+
+class GatewaySettings : public testing::Test
+{
+  protected:
+    GatewaySettings()
+    {
+        set("keswardin.sip.userAgent.IPAddress", "udp:127.0.0.1:5060");
+        set("keswardin.sip.userAgentName", "gateway");
+        set("keswardin.media.rtp.IPAddress", "127.0.0.1");
+        set("keswardin.media.rtp.udpPortRange", "20000-29999");
+        set("keswardin.rtp.encodingList", "PCMU,PCMA");
+        int iValue = 0;
+        for (const char* const szName :
+             {"keswardin.sip.TimerT1", "keswardin.sip.TimerT2", "keswardin.sip.lifetimeTimer",
+              "keswardin.gw.ringTimeoutMs", "keswardin.sip.state.Disconnecting.timeoutMs",
+              "keswardin.media.rxStartTimeoutMs"})
+            set(szName, ++iValue);
+    }
+
+    void set(const char* in_szName, const char* in_szValue)
+    {
+        ASSERT_TRUE(m_config.setStringParameter(in_szName, in_szValue));
+    }
+    void set(const char* in_szName, int in_iValue)
+    {
+        ASSERT_TRUE(m_config.setIntParameter(in_szName, in_iValue));
+    }
+
+    /// What is said of a value that makes no sense; empty when it is taken.
+    template <class T>
+    std::string errorWith(const char* in_szName, T in_value)
+    {
+        set(in_szName, in_value);
+        try
+        {
+            const Settings settings(m_config);
+            return "";
+        }
+        catch (const BadSetting& error)
+        {
+            return error.what();
+        }
+    }
+
+    TrieConfiguration m_config;
+};
+
+} // namespace
+
+TEST_F(GatewaySettings, AreThoseOfTheConfiguration)
+{
+    const Settings settings(m_config);
+    EXPECT_THAT(settings.sipURLs, ElementsAre("sip:127.0.0.1:5060;transport=udp"));
+    EXPECT_EQ("gateway", settings.strUserAgentName);
+    EXPECT_EQ(1ms, settings.timerT1);
+    EXPECT_EQ(2ms, settings.timerT2);
+    EXPECT_EQ(3ms, settings.transactionLifetime);
+    EXPECT_EQ(4ms, settings.ringTimeout);
+    EXPECT_EQ(5ms, settings.disconnectingTimeout);
+    EXPECT_EQ(6ms, settings.rxStartTimeout);
+    EXPECT_EQ("127.0.0.1", settings.strRtpAddress);
+    EXPECT_EQ(20000, settings.rtpPorts.uiFirst);
+    EXPECT_EQ(29999, settings.rtpPorts.uiLast);
+    EXPECT_THAT(settings.encodings, ElementsAre("PCMU", "PCMA"));
+}
+
+TEST_F(GatewaySettings, SeveralAddressesHaveCommasBetweenThem)
+{
+    set("keswardin.sip.userAgent.IPAddress", "udp:127.0.0.1 , udp:[::1]:5062");
+    EXPECT_THAT(Settings(m_config).sipURLs,
+                ElementsAre("sip:127.0.0.1;transport=udp", "sip:[::1]:5062;transport=udp"));
+}
+
+TEST_F(GatewaySettings, AnAddressWithoutUdpIsToldOf)
+{
+    constexpr const char* szName = "keswardin.sip.userAgent.IPAddress";
+    EXPECT_EQ("keswardin.sip.userAgent.IPAddress = \"tcp:127.0.0.1:5060\" : an address is like "
+              "udp:10.0.0.1:5060",
+              errorWith(szName, "tcp:127.0.0.1:5060"));
+    EXPECT_EQ("keswardin.sip.userAgent.IPAddress = \"udp:127.0.0.1,\" : a part of the list is "
+              "empty",
+              errorWith(szName, "udp:127.0.0.1,"));
+}
+
+TEST_F(GatewaySettings, ATimeOfNothingIsToldOf)
+{
+    EXPECT_EQ("keswardin.sip.TimerT1 = \"0\" : it must be above 0",
+              errorWith("keswardin.sip.TimerT1", 0));
+}
+
+TEST_F(GatewaySettings, ARangeOfPortsThatIsNoneIsToldOf)
+{
+    constexpr const char* szName = "keswardin.media.rtp.udpPortRange";
+    for (const char* const szRange : {"", "20000", "20000-", "-1", "a-b", "20000-20001x",
+                                      "30000-20000", "20000-20000", "0-10", "1-65536"})
+        EXPECT_EQ(std::string(szName) + " = \"" + szRange +
+                      "\" : a range of ports is like 20000-29999",
+                  errorWith(szName, szRange));
+    EXPECT_EQ("", errorWith(szName, "1-65535"));
+}
+
+TEST_F(GatewaySettings, OneThatIsMissingIsToldOf)
+{
+    const TrieConfiguration empty;
+    try
+    {
+        const Settings settings(empty);
+        FAIL();
+    }
+    catch (const BadSetting& error)
+    {
+        EXPECT_STREQ("keswardin.sip.userAgent.IPAddress = \"\" : it is not set", error.what());
+    }
+}
+
+} // namespace Velmora::Test

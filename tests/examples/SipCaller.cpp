@@ -1,0 +1,180 @@
+#include "tests/examples/SipCaller.h"
+
+#include <gtest/gtest.h>
+
+#include <arpa/inet.h>
+#include <netinet/in.h>
+#include <poll.h>
+#include <sys/socket.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <chrono>
+#include <system_error>
+
+namespace Velmora::Test
+{
+
+namespace
+{
+
+constexpr std::chrono::seconds s_limit(60);
+
+void require(bool in_bDone, const char* in_szWhat)
+{
+    if (!in_bDone)
+        throw std::system_error(errno, std::generic_category(), in_szWhat);
+}
+
+sockaddr_in socketAddress(const std::string& in_strAddress, std::uint16_t in_uiPort)
+{
+    sockaddr_in address{};
+    address.sin_family = AF_INET;
+    address.sin_port = htons(in_uiPort);
+    require(inet_aton(in_strAddress.c_str(), &address.sin_addr) != 0, "inet_aton");
+    return address;
+}
+
+/// The line of a header, with its end; empty where there is none.
+std::string header(const std::string& in_strMessage, const std::string& in_strName)
+{
+    const std::size_t uiBegin = in_strMessage.find("\r\n" + in_strName + ":");
+    if (uiBegin == std::string::npos)
+        return {};
+    const std::size_t uiEnd = in_strMessage.find("\r\n", uiBegin + 2);
+    return in_strMessage.substr(uiBegin + 2, uiEnd - uiBegin);
+}
+
+} // namespace
+
+SipCaller::SipCaller(const std::string& in_strAddress, std::uint16_t in_uiPort)
+    : m_iSocket(socket(AF_INET, SOCK_DGRAM | SOCK_CLOEXEC, 0)), m_strAddress(in_strAddress),
+      m_uiPort(in_uiPort)
+{
+    require(m_iSocket >= 0, "socket");
+    sockaddr_in own = socketAddress(in_strAddress, 0);
+    socklen_t uiLength = sizeof own;
+    require(bind(m_iSocket, reinterpret_cast<sockaddr*>(&own), uiLength) == 0, "bind");
+    require(getsockname(m_iSocket, reinterpret_cast<sockaddr*>(&own), &uiLength) == 0,
+            "getsockname");
+    m_strOwn = in_strAddress + ':' + std::to_string(ntohs(own.sin_port));
+}
+
+SipCaller::~SipCaller() { close(m_iSocket); }
+
+void SipCaller::send(const std::string& in_strMethod, const std::string& in_strUser,
+                     const std::string& in_strBody)
+{
+    const bool bSameTransaction = in_strMethod == "CANCEL";
+    if (!bSameTransaction)
+        ++m_iBranch;
+    if (!bSameTransaction && in_strMethod != "ACK")
+        ++m_iSequence;
+    const std::string strURL =
+        "sip:" + in_strUser + '@' + m_strAddress + ':' + std::to_string(m_uiPort);
+    const std::string strTo =
+        bSameTransaction || m_strTo.empty() ? "To: <" + strURL + ">\r\n" : m_strTo;
+    std::string strMessage = in_strMethod + ' ' + strURL + " SIP/2.0\r\nVia: SIP/2.0/UDP " +
+                             m_strOwn + ";branch=z9hG4bK" + std::to_string(m_iBranch) + m_strOwn +
+                             "\r\nFrom: <sip:caller@" + m_strOwn + ">;tag=caller\r\n" + strTo +
+                             "Call-ID: " + m_strCallId +
+                             "\r\nCSeq: " + std::to_string(m_iSequence) + ' ' + in_strMethod +
+                             "\r\nContact: <sip:caller@" + m_strOwn + ">\r\nMax-Forwards: 70\r\n";
+    if (!in_strBody.empty())
+        strMessage += "Content-Type: application/sdp\r\n";
+    transmit(strMessage + "Content-Length: " + std::to_string(in_strBody.size()) + "\r\n\r\n" +
+             in_strBody);
+}
+
+void SipCaller::invite(const std::string& in_strUser, const std::string& in_strRtpMap)
+{
+    send("INVITE", in_strUser,
+         "v=0\r\no=- 1 1 IN IP4 " + m_strAddress + "\r\ns=-\r\nc=IN IP4 " + m_strAddress +
+             "\r\nt=0 0\r\nm=audio 6000 RTP/AVP " + in_strRtpMap.substr(0, in_strRtpMap.find(' ')) +
+             "\r\na=rtpmap:" + in_strRtpMap + "\r\n");
+}
+
+void SipCaller::repeat() const
+{
+    const sockaddr_in gateway = socketAddress(m_strAddress, m_uiPort);
+    require(sendto(m_iSocket, m_strLast.data(), m_strLast.size(), 0,
+                   reinterpret_cast<const sockaddr*>(&gateway),
+                   sizeof gateway) == static_cast<ssize_t>(m_strLast.size()),
+            "sendto");
+}
+
+void SipCaller::transmit(const std::string& in_strMessage)
+{
+    m_strLast = in_strMessage;
+    repeat();
+}
+
+std::string SipCaller::receive(int in_iMilliseconds)
+{
+    pollfd polled{m_iSocket, POLLIN, 0};
+    if (poll(&polled, 1, in_iMilliseconds) != 1)
+        return {};
+    std::string strText(65536, '\0');
+    const ssize_t iLength = recv(m_iSocket, strText.data(), strText.size(), 0);
+    require(iLength >= 0, "recv");
+    strText.resize(static_cast<std::size_t>(iLength));
+    return strText;
+}
+
+std::string SipCaller::receive()
+{
+    std::string strMessage = receive(static_cast<int>(std::chrono::milliseconds(s_limit).count()));
+    EXPECT_NE("", strMessage) << "no message has come";
+    return strMessage;
+}
+
+std::string SipCaller::expect(const std::string& in_strStart)
+{
+    const auto deadline = std::chrono::steady_clock::now() + s_limit;
+    std::string strSeen;
+    while (std::chrono::steady_clock::now() < deadline)
+    {
+        const std::string strMessage = receive(1000);
+        if (strMessage.starts_with(in_strStart))
+            return strMessage;
+        strSeen += strMessage.substr(0, strMessage.find('\r')) + '\n';
+    }
+    ADD_FAILURE() << "no " << in_strStart << " has come, but these:\n" << strSeen;
+    return {};
+}
+
+std::string SipCaller::expectAnswer(const std::string& in_strStatus)
+{
+    const std::string strAnswer = expect("SIP/2.0 " + in_strStatus + "\r\n");
+    const std::string strTo = header(strAnswer, "To");
+    const bool bInvite = header(strAnswer, "CSeq").find("INVITE") != std::string::npos;
+    if (bInvite && strTo.find("tag=") != std::string::npos)
+        m_strTo = strTo;
+    return strAnswer;
+}
+
+std::string SipCaller::expectRequest(const std::string& in_strMethod)
+{
+    return expect(in_strMethod + " sip:");
+}
+
+int SipCaller::count(const std::string& in_strFirstLine)
+{
+    using namespace std::chrono_literals;
+    int iCount = 0;
+    const auto deadline = std::chrono::steady_clock::now() + 500ms;
+    while (std::chrono::steady_clock::now() < deadline)
+        if (receive(100).starts_with(in_strFirstLine + "\r\n"))
+            ++iCount;
+    return iCount;
+}
+
+void SipCaller::accept(const std::string& in_strRequest)
+{
+    std::string strAnswer = "SIP/2.0 200 OK\r\n";
+    for (const char* const szName : {"Via", "From", "To", "Call-ID", "CSeq"})
+        strAnswer += header(in_strRequest, szName);
+    transmit(strAnswer + "Content-Length: 0\r\n\r\n");
+}
+
+} // namespace Velmora::Test
