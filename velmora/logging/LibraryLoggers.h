@@ -30,6 +30,9 @@
     entry(OS, "keswardin.infra.os")                                       \
     entry(UUID, "keswardin.infra.UUID")                                   \
     entry(ACE_Date_Time_Helpers, "keswardin.infra.ACE_Date_Time_Helpers") \
+    entry(DateTimeDirectory, "keswardin.infra.DateTimeDirectory")         \
+    entry(Directory, "keswardin.infra.Directory")                         \
+    entry(File, "keswardin.infra.File")                                   \
     entry(ParameterTrie, "keswardin.infra.ParameterTrie")                 \
     entry(LoggingIdEvent, "keswardin.infra.LoggingIdEvent")               \
     entry(LoggingIdLogger, "keswardin.infra.LoggingIdLogger")             \
