@@ -36,6 +36,9 @@
     entry(ParameterTrie, "keswardin.infra.ParameterTrie")                 \
     entry(LoggingIdEvent, "keswardin.infra.LoggingIdEvent")               \
     entry(LoggingIdLogger, "keswardin.infra.LoggingIdLogger")             \
+    entry(CallAppender, "keswardin.infra.CallAppender")                   \
+    entry(CallData, "keswardin.infra.CallData")                           \
+    entry(CallLogger, "keswardin.infra.CallLogger")                       \
     entry(DottedRevision, "keswardin.infra.DottedRevision")               \
     entry(Syslog, "keswardin.infra.Syslog")                               \
     entry(RemoteSyslogAppender, "keswardin.infra.RemoteSyslogAppender")   \
@@ -70,12 +73,16 @@ VELMORA_LIBRARY_LOGGERS(VELMORA_DECLARE_LIBRARY_LOGGER)
         return s_pLogger;                                                                    \
     }                                                                                        \
     }                                                                                        \
-    namespace                                                                                \
-    {                                                                                        \
-    [[maybe_unused]] ::Velmora::AceCleanupLogger* fileScopeLogger()                          \
-    {                                                                                        \
-        return ::Velmora::LibraryLoggers::source();                                          \
-    }                                                                                        \
-    VELMORA_FILE_SCOPE_LOGGER_HELPERS(::Velmora::LibraryLoggers::s_sz##source##Name,         \
-                                      (::Velmora::bringUpLibrary(), fileScopeLogger()))      \
+    VELMORA_LIBRARY_FILE_SCOPE_LOGGER_OF(source)
+
+/// The same for a further source file that logs as another one does.
+#define VELMORA_LIBRARY_FILE_SCOPE_LOGGER_OF(source)                                    \
+    namespace                                                                           \
+    {                                                                                   \
+    [[maybe_unused]] ::Velmora::AceCleanupLogger* fileScopeLogger()                     \
+    {                                                                                   \
+        return ::Velmora::LibraryLoggers::source();                                     \
+    }                                                                                   \
+    VELMORA_FILE_SCOPE_LOGGER_HELPERS(::Velmora::LibraryLoggers::s_sz##source##Name,    \
+                                      (::Velmora::bringUpLibrary(), fileScopeLogger())) \
     }
