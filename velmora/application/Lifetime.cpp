@@ -4,8 +4,11 @@
 #include "velmora/application/RegistrationSingleton.h"
 #include "velmora/application/SingletonRegistry.h"
 #include "velmora/config/GlobalConfig.h"
+#include "velmora/config/GlobalConfigSeam.h"
 #include "velmora/config/ParameterInfoDB.h"
 #include "velmora/logging/ACEBackend.h"
+#include "velmora/logging/CallAppenderFactory.h"
+#include "velmora/logging/CallDataRegistryImpl.h"
 #include "velmora/logging/LibraryLoggers.h"
 #include "velmora/logging/Log4cplusAccess.h"
 #include "velmora/logging/RemoteSyslogAppender.h"
@@ -43,6 +46,17 @@ class ExitListCloser
     static inline bool s_bHasRun = false;
 };
 
+/// What the configuration of the process sets up for calls.
+class CallLoggingOfProcess final : public GlobalConfigSeam::CallLogging
+{
+  public:
+    bool configure(const ParameterTrie& in_trie) override
+    {
+        CallDataRegistryImpl* const pRegistry = CallDataRegistryImpl::ifAlive();
+        return pRegistry == nullptr || pRegistry->configure(in_trie);
+    }
+};
+
 /// Lets a child of `fork` log, allocate and exit although threads that did so in the parent do not
 /// exist in it: the forking thread holds all locks of logging and allocation over the fork.
 class ForkHandlers
@@ -53,7 +67,8 @@ class ForkHandlers
   private:
     static void prepare()
     {
-        // Appenders may allocate, so logging is locked first.
+        // The registry of calls logs, and appenders may allocate.
+        CallDataRegistryImpl::beforeFork();
         if (!ExitListCloser::s_bHasRun)
             s_pLocker =
                 new Log4cplusAccess::WholeHierarchyLocker(log4cplus::Logger::getDefaultHierarchy());
@@ -65,12 +80,14 @@ class ForkHandlers
         ForkGate::open();
         // Cleared while the hierarchy is still locked: the next thread to fork sets it right after.
         delete std::exchange(s_pLocker, nullptr);
+        CallDataRegistryImpl::afterForkInParent();
     }
 
     static void child()
     {
         ForkGate::open();
         ThreadCaches::forgetOtherThreads();
+        CallDataRegistryImpl::afterForkInChild();
         if (s_pLocker == nullptr)
             return;
         // Its unlocking fails here, which is what the renewal is for.
@@ -104,6 +121,10 @@ bool bringUpInOrder()
     BuildInfo::getInstance();
     ParameterInfoDB::getInstance();
     GlobalConfig::getInstance();
+    CallAppenderFactory::getInstance();
+    CallDataRegistryImpl::getInstance();
+    static CallLoggingOfProcess s_callLogging;
+    GlobalConfigSeam::setCallLogging(&s_callLogging);
     RegistrationSingleton::cleanUpAtExit();
     ForkHandlers::install();
     // Last, so that its destructor runs before those of the statics made above.

@@ -30,9 +30,15 @@
     entry(OS, "keswardin.infra.os")                                       \
     entry(UUID, "keswardin.infra.UUID")                                   \
     entry(ACE_Date_Time_Helpers, "keswardin.infra.ACE_Date_Time_Helpers") \
+    entry(DateTimeDirectory, "keswardin.infra.DateTimeDirectory")         \
+    entry(Directory, "keswardin.infra.Directory")                         \
+    entry(File, "keswardin.infra.File")                                   \
     entry(ParameterTrie, "keswardin.infra.ParameterTrie")                 \
     entry(LoggingIdEvent, "keswardin.infra.LoggingIdEvent")               \
     entry(LoggingIdLogger, "keswardin.infra.LoggingIdLogger")             \
+    entry(CallAppender, "keswardin.infra.CallAppender")                   \
+    entry(CallData, "keswardin.infra.CallData")                           \
+    entry(CallLogger, "keswardin.infra.CallLogger")                       \
     entry(DottedRevision, "keswardin.infra.DottedRevision")               \
     entry(Syslog, "keswardin.infra.Syslog")                               \
     entry(RemoteSyslogAppender, "keswardin.infra.RemoteSyslogAppender")   \
@@ -67,12 +73,16 @@ VELMORA_LIBRARY_LOGGERS(VELMORA_DECLARE_LIBRARY_LOGGER)
         return s_pLogger;                                                                    \
     }                                                                                        \
     }                                                                                        \
-    namespace                                                                                \
-    {                                                                                        \
-    [[maybe_unused]] ::Velmora::AceCleanupLogger* fileScopeLogger()                          \
-    {                                                                                        \
-        return ::Velmora::LibraryLoggers::source();                                          \
-    }                                                                                        \
-    VELMORA_FILE_SCOPE_LOGGER_HELPERS(::Velmora::LibraryLoggers::s_sz##source##Name,         \
-                                      (::Velmora::bringUpLibrary(), fileScopeLogger()))      \
+    VELMORA_LIBRARY_FILE_SCOPE_LOGGER_OF(source)
+
+/// The same for a further source file that logs as another one does.
+#define VELMORA_LIBRARY_FILE_SCOPE_LOGGER_OF(source)                                    \
+    namespace                                                                           \
+    {                                                                                   \
+    [[maybe_unused]] ::Velmora::AceCleanupLogger* fileScopeLogger()                     \
+    {                                                                                   \
+        return ::Velmora::LibraryLoggers::source();                                     \
+    }                                                                                   \
+    VELMORA_FILE_SCOPE_LOGGER_HELPERS(::Velmora::LibraryLoggers::s_sz##source##Name,    \
+                                      (::Velmora::bringUpLibrary(), fileScopeLogger())) \
     }

@@ -74,26 +74,39 @@ const std::string* LoggingIdEvent::loggingIdsEnd() const
     return m_uiLoggingIdVecSize != 0 ? &m_loggingIdVector[0] + m_uiLoggingIdVecSize : nullptr;
 }
 
-void LoggingIdEvent::computeMessage()
+void LoggingIdEvent::computeMessage() { compose(message, nullptr); }
+
+void LoggingIdEvent::compose(std::string& out_strMessage, const std::string* in_pLeftOut) const
 {
-    message.clear();
+    out_strMessage.clear();
     for (const std::string* pId = loggingIdsBegin(); pId != loggingIdsEnd(); ++pId)
-    {
-        message += *pId;
-        message += ' ';
-    }
-    message += m_strRawMessage;
+        if (pId != in_pLeftOut)
+        {
+            out_strMessage += *pId;
+            out_strMessage += ' ';
+        }
+    out_strMessage += m_strRawMessage;
+}
+
+void LoggingIdEvent::composeWithoutCallId(std::string& out_strMessage) const
+{
+    compose(out_strMessage, findCallId());
+}
+
+const std::string* LoggingIdEvent::findCallId() const
+{
+    return std::find_if(loggingIdsBegin(), loggingIdsEnd(),
+                        [](const std::string& in_strId)
+                        { return in_strId.starts_with(s_szCallIdPrefix); });
 }
 
 void LoggingIdEvent::removeCallId()
 {
-    const auto begin = m_loggingIdVector.begin();
-    const auto end = begin + static_cast<std::ptrdiff_t>(m_uiLoggingIdVecSize);
-    const auto found = std::find_if(begin, end,
-                                    [](const std::string& in_strId)
-                                    { return in_strId.starts_with(s_szCallIdPrefix); });
-    if (found != end)
+    if (const std::string* const pFound = findCallId(); pFound != loggingIdsEnd())
     {
+        const auto found = m_loggingIdVector.begin() + (pFound - loggingIdsBegin());
+        const auto end =
+            m_loggingIdVector.begin() + static_cast<std::ptrdiff_t>(m_uiLoggingIdVecSize);
         std::rotate(found, found + 1, end);
         --m_uiLoggingIdVecSize;
     }

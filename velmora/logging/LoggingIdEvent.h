@@ -41,6 +41,9 @@ class VELMORA_API LoggingIdEvent : public log4cplus::spi::InternalLoggingEvent
     /// anew.
     void removeCallId();
 
+    /// Writes the message that this event would have after `removeCallId`, over a string.
+    void composeWithoutCallId(std::string& out_strMessage) const;
+
   protected:
     /// An event to be filled.
     LoggingIdEvent();
@@ -51,6 +54,8 @@ class VELMORA_API LoggingIdEvent : public log4cplus::spi::InternalLoggingEvent
               const std::string* in_pIdsBegin, const std::string* in_pIdsEnd);
 
   private:
+    void compose(std::string& out_strMessage, const std::string* in_pLeftOut) const;
+    [[nodiscard]] const std::string* findCallId() const;
     void copyLoggingIds(const std::string* in_pIdsBegin, const std::string* in_pIdsEnd);
     [[nodiscard]] const std::string* loggingIdsBegin() const;
     [[nodiscard]] const std::string* loggingIdsEnd() const;

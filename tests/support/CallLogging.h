@@ -1,0 +1,50 @@
+#pragma once
+
+#include "velmora/config/ParameterTrie.h"
+#include "velmora/logging/CallAppenderFactory.h"
+#include "velmora/logging/CallDataRegistry.h"
+
+#include <log4cplus/logger.h>
+#include <log4cplus/nullappender.h>
+
+#include <sstream>
+#include <string>
+
+namespace Velmora::Test
+{
+
+/// The configuration that a text has.
+inline ParameterTrie trieOf(const std::string& in_strText)
+{
+    ParameterTrie trie;
+    std::istringstream text(in_strText);
+    trie.read(text, nullptr, '\n', false, nullptr, nullptr);
+    return trie;
+}
+
+/// The section of the mark for files in a directory, with lines "LEVEL logger: text".
+inline std::string callSection(const std::string& in_strDirectory)
+{
+    const std::string strSection = "log4cplus.appender.CALL_LOG_APPENDER";
+    return strSection + "=log4cplus::NullAppender\n" + strSection +
+           ".Directory=" + in_strDirectory + "\n" + strSection +
+           ".layout=log4cplus::PatternLayout\n" + strSection +
+           ".layout.ConversionPattern=%p %c: %m%n\n";
+}
+
+/// Configures the files of calls, with more lines of configuration behind the section.
+inline bool configureCalls(const std::string& in_strDirectory, const std::string& in_strMore = "")
+{
+    return CallDataRegistry::getInstance()->configure(
+        trieOf(callSection(in_strDirectory) + in_strMore));
+}
+
+/// Makes a logger and those below it write to the files of calls.
+inline void makeParticipant(const std::string& in_strLogger)
+{
+    const log4cplus::SharedAppenderPtr pMark(new log4cplus::NullAppender);
+    pMark->setName(s_szCallLogAppender);
+    log4cplus::Logger::getInstance(in_strLogger).addAppender(pMark);
+}
+
+} // namespace Velmora::Test

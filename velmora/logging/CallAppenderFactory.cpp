@@ -1,0 +1,230 @@
+#include "velmora/logging/CallAppenderFactory.h"
+
+#include "velmora/application/Lifetime.h"
+#include "velmora/application/Singleton.h"
+#include "velmora/config/GlobalConfig.h"
+#include "velmora/config/Parameter.h"
+#include "velmora/config/ParameterTrie.h"
+#include "velmora/logging/CallFileName.h"
+#include "velmora/logging/FileCallAppender.h"
+#include "velmora/logging/LogMacros.h"
+#include "velmora/vfs/DateTimeDirectory.h"
+#include "velmora/vfs/Directory.h"
+
+#include <sys/stat.h>
+
+#include <cerrno>
+#include <climits>
+#include <cstring>
+#include <exception>
+#include <ios>
+
+namespace Velmora
+{
+
+namespace
+{
+
+constexpr const char* s_szSection = "log4cplus.appender.CALL_LOG_APPENDER";
+constexpr const char* s_szDirectory = "log4cplus.appender.CALL_LOG_APPENDER.Directory";
+constexpr unsigned int s_uiDirectoryMode = 0755;
+
+[[maybe_unused]] const CallAppenderFactory* const __force_init_singleton__CallAppenderFactory =
+    (bringUpLibrary(), CallAppenderFactory::getInstance());
+
+/// A file of properties for the logging mostly leaves these parameters to the configuration of the
+/// process. What neither has gets the default.
+template <class T>
+bool read(bool (ROConfiguration::*in_get)(const char*, T&) const, const ParameterTrie& in_trie,
+          const char* in_szName, T& out_value)
+{
+    if ((in_trie.*in_get)(in_szName, out_value))
+        return true;
+    const TSHandle<GlobalConfig> hConfig = GlobalConfig::getInstance();
+    if (!hConfig.isNull() && ((*hConfig).*in_get)(in_szName, out_value))
+        return true;
+    out_value = T();
+    return false;
+}
+
+} // namespace
+
+CallAppenderFactory::CallAppenderFactory() : ObjectWithLogger("keswardin.infra.CallAppender") {}
+
+CallAppenderFactory::~CallAppenderFactory() = default;
+
+CallAppenderFactory* CallAppenderFactory::getInstance()
+{
+    static CallAppenderFactory* const pSingleton =
+        registerSingleton("CallAppenderFactory::Singleton", new CallAppenderFactory);
+    return pSingleton;
+}
+
+bool CallAppenderFactory::configure(const ParameterTrie& in_trie)
+{
+    getLogger().cacheLogLevel();
+    VELMORA_TRACE_SCOPE(CallAppenderFactory::configure);
+    if (!readDirectory(in_trie) || !haveDirectory())
+        return false;
+    readNames(in_trie);
+    if (!readProperties(in_trie))
+        return false;
+    readSample(in_trie);
+    m_bConfigured = true;
+    return true;
+}
+
+bool CallAppenderFactory::readDirectory(const ParameterTrie& in_trie)
+{
+    if (!in_trie.getStringParameter(s_szDirectory, m_strDirectory))
+    {
+        Parameter::logUndefinedParameter(s_szDirectory, ParameterValue::STRING_TYPE);
+        return false;
+    }
+    VELMORA_LOG_DEBUG("Call Logger configuration output directory is : " << s_szDirectory << '='
+                                                                         << m_strDirectory);
+    if (!m_strDirectory.empty())
+        return true;
+    VELMORA_LOG_ERROR("Call Logger configuration. " << s_szDirectory << " is empty");
+    return false;
+}
+
+bool CallAppenderFactory::haveDirectory() const
+{
+    struct stat status = {};
+    if (stat(m_strDirectory.c_str(), &status) != 0)
+    {
+        const int iError = errno;
+        VELMORA_LOG_DEBUG("Call Logger configuration. Failed to stat directory "
+                          << m_strDirectory << " : " << std::strerror(iError));
+        VELMORA_LOG_INFO("Call Logger configuration. Creating output directory " << m_strDirectory);
+        if (!Directory::make(m_strDirectory.c_str(), s_uiDirectoryMode, true))
+        {
+            VELMORA_LOG_ERROR("failed to create call logging output directory " << m_strDirectory);
+            return false;
+        }
+        if (stat(m_strDirectory.c_str(), &status) != 0)
+        {
+            const int iErrorAfterwards = errno;
+            VELMORA_LOG_ERROR("Call Logger configuration. Failed to stat directory "
+                              << m_strDirectory << " : " << std::strerror(iErrorAfterwards));
+            return false;
+        }
+    }
+    if ((status.st_mode & S_IWUSR) != 0)
+        return true;
+    VELMORA_LOG_ERROR("Call Logger configuration. Don't have write permission on directory "
+                      << m_strDirectory << ". stat.st_mode=0x" << std::hex << status.st_mode);
+    return false;
+}
+
+void CallAppenderFactory::readNames(const ParameterTrie& in_trie)
+{
+    read(&ROConfiguration::getBoolParameter, in_trie, s_szINFRA_CALLLOGGER_DATETIMEDIRECTORY_PARAM,
+         m_bDateTimeDirectory);
+    VELMORA_LOG_DEBUG("m_bDateTimeDirectory=" << m_bDateTimeDirectory);
+    read(&ROConfiguration::getStringParameter, in_trie, s_szINFRA_CALLLOGGER_OUTPUTFILEPREFIX_PARAM,
+         m_strPrefix);
+    read(&ROConfiguration::getStringParameter, in_trie, s_szINFRA_CALLLOGGER_OUTPUTFILESUFFIX_PARAM,
+         m_strSuffix);
+}
+
+bool CallAppenderFactory::readProperties(const ParameterTrie& in_trie)
+{
+    const ParameterTrie::const_iterator found = in_trie.find(s_szSection);
+    if (found == in_trie.end())
+    {
+        VELMORA_LOG_ERROR("Call Logger configuration. " << s_szSection
+                                                        << " is not present in the configuration");
+        return false;
+    }
+    m_properties = log4cplus::helpers::Properties();
+    ParameterTrie(*found).convertTo(m_properties);
+    // They would keep what an earlier call has left in the file, and lose the identifiers.
+    m_properties.removeProperty("Append");
+    m_properties.removeProperty("AsyncAppend");
+    return true;
+}
+
+void CallAppenderFactory::readSample(const ParameterTrie& in_trie)
+{
+    int iLog1CallOutOf = 1;
+    if (!read(&ROConfiguration::getIntParameter, in_trie, s_szINFRA_CALLLOGGER_LOG1CALLOUTOF_PARAM,
+              iLog1CallOutOf))
+        iLog1CallOutOf = 1;
+    if (iLog1CallOutOf < 1)
+    {
+        VELMORA_LOG_WARN(iLog1CallOutOf << " is an invalid value for parameter "
+                                        << s_szINFRA_CALLLOGGER_LOG1CALLOUTOF_PARAM
+                                        << ". Valid if >= 1. Will use 1");
+        iLog1CallOutOf = 1;
+    }
+    m_uiLog1CallOutOf = static_cast<std::size_t>(iLog1CallOutOf);
+}
+
+log4cplus::SharedAppenderPtr CallAppenderFactory::newAppender(const char* in_szCallId)
+{
+    getLogger().cacheLogLevel();
+    VELMORA_TRACE_SCOPE(CallAppenderFactory::newAppender);
+    std::string strFile;
+    if (!m_bConfigured || !isInSample() || !nameFile(in_szCallId, strFile))
+        return log4cplus::SharedAppenderPtr();
+    m_properties.setProperty("File", strFile);
+    VELMORA_LOG_DEBUG("Filename for new call is : " << strFile
+                                                    << " and log4cplus property for new call is : "
+                                                    << m_properties.getProperty("File"));
+    try
+    {
+        return log4cplus::SharedAppenderPtr(
+            new FileCallAppender(m_properties, std::ios_base::trunc));
+    }
+    catch (const std::exception& exception)
+    {
+        VELMORA_LOG_ERROR("failed to create call logging appender for " << strFile << ". "
+                                                                        << exception.what());
+        return log4cplus::SharedAppenderPtr();
+    }
+}
+
+bool CallAppenderFactory::isInSample() { return m_uiCallCounter++ % m_uiLog1CallOutOf == 0; }
+
+bool CallAppenderFactory::nameFile(const char* in_szCallId, std::string& out_strFile) const
+{
+    out_strFile = m_strDirectory;
+    if (m_bDateTimeDirectory)
+    {
+        std::string strSubdirectory;
+        DateTimeDirectory::formName(strSubdirectory);
+        out_strFile.append(1, '/').append(strSubdirectory);
+    }
+    if (!makeDirectoryOfCall(out_strFile))
+        return false;
+    const CallFileName::Name name = CallFileName(m_strPrefix, m_strSuffix).partsOf(in_szCallId);
+    out_strFile.append(1, '/');
+    if (!name.strDirectory.empty())
+    {
+        out_strFile.append(name.strDirectory);
+        if (!makeDirectoryOfCall(out_strFile))
+            return false;
+        out_strFile.append(1, '/');
+    }
+    out_strFile.append(name.strFile);
+    return true;
+}
+
+bool CallAppenderFactory::makeDirectoryOfCall(const std::string& in_strPath) const
+{
+    if (in_strPath.size() < PATH_MAX)
+    {
+        if (Directory::make(in_strPath.c_str(), s_uiDirectoryMode, true))
+            return true;
+    }
+    else
+        errno = ENAMETOOLONG;
+    const int iError = errno;
+    VELMORA_LOG_ERROR("failed to create call logging directory " << in_strPath << ". "
+                                                                 << std::strerror(iError));
+    return false;
+}
+
+} // namespace Velmora

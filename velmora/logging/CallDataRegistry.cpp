@@ -1,0 +1,89 @@
+#include "velmora/logging/CallDataRegistry.h"
+
+#include "velmora/application/Assertion.h"
+#include "velmora/logging/CallDataRegistryImpl.h"
+#include "velmora/logging/LibraryLoggers.h"
+
+#include <utility>
+
+VELMORA_LIBRARY_FILE_SCOPE_LOGGER(CallData)
+
+namespace Velmora
+{
+
+CallData::~CallData() = default;
+
+CallDataRegistry::~CallDataRegistry() = default;
+
+CallDataRegistry* CallDataRegistry::getInstance() { return CallDataRegistryImpl::getInstance(); }
+
+CallDataRegistry::CallDataHandle::CallDataHandle(const char* in_szCallId) : m_strCallId(in_szCallId)
+{
+}
+
+CallDataRegistry::CallDataHandle::CallDataHandle(const CallDataHandle& in_handle)
+    : m_strCallId(in_handle.m_strCallId), m_pCallData(in_handle.m_pCallData)
+{
+    if (m_pCallData != nullptr)
+        CallDataRegistryImpl::getInstance()->incrementRefCount(m_strCallId.c_str());
+}
+
+CallDataRegistry::CallDataHandle::CallDataHandle(CallDataHandle&& in_handle) noexcept
+    : m_strCallId(std::move(in_handle.m_strCallId)),
+      m_pCallData(std::exchange(in_handle.m_pCallData, nullptr))
+{
+    in_handle.m_strCallId.clear();
+}
+
+CallDataRegistry::CallDataHandle&
+CallDataRegistry::CallDataHandle::operator=(const CallDataHandle& in_handle)
+{
+    if (this == &in_handle)
+        return *this;
+    letGo();
+    m_strCallId = in_handle.m_strCallId;
+    m_pCallData = in_handle.m_pCallData;
+    if (m_pCallData != nullptr)
+        CallDataRegistryImpl::getInstance()->incrementRefCount(m_strCallId.c_str());
+    return *this;
+}
+
+CallDataRegistry::CallDataHandle&
+CallDataRegistry::CallDataHandle::operator=(CallDataHandle&& in_handle) noexcept
+{
+    if (this == &in_handle)
+        return *this;
+    letGo();
+    // The other string's memory is there for this one's next call.
+    m_strCallId.swap(in_handle.m_strCallId);
+    in_handle.m_strCallId.clear();
+    m_pCallData = std::exchange(in_handle.m_pCallData, nullptr);
+    return *this;
+}
+
+CallDataRegistry::CallDataHandle::~CallDataHandle() { letGo(); }
+
+void CallDataRegistry::CallDataHandle::releaseObject()
+{
+    if (isNull())
+        return;
+    letGo();
+    m_strCallId.clear();
+}
+
+void CallDataRegistry::CallDataHandle::letGo() noexcept
+{
+    if (m_pCallData == nullptr)
+        return;
+    m_pCallData = nullptr;
+    if (CallDataRegistryImpl* const pRegistry = CallDataRegistryImpl::ifAlive())
+        pRegistry->decrementRefCount(m_strCallId.c_str());
+}
+
+LimitedObjPtr<CallData> CallDataRegistry::CallDataHandle::operator->() const
+{
+    VELMORA_FILE_ASSERT_TEXT(m_pCallData != nullptr, "! this->m_pCallData.isNull()");
+    return m_pCallData;
+}
+
+} // namespace Velmora

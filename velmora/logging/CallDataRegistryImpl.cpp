@@ -1,0 +1,223 @@
+#include "velmora/logging/CallDataRegistryImpl.h"
+
+#include "velmora/application/Assertion.h"
+#include "velmora/application/Singleton.h"
+#include "velmora/logging/LibraryLoggers.h"
+#include "velmora/logging/LogMacros.h"
+
+#include <ace/Guard_T.h>
+
+#include <exception>
+
+VELMORA_LIBRARY_FILE_SCOPE_LOGGER_OF(CallData)
+
+namespace Velmora
+{
+
+namespace
+{
+
+using MutexGuard = ACE_Guard<ACE_Thread_Mutex>;
+
+constexpr const char* s_szGetCallData = "CallDataRegistryImpl::getCallData";
+constexpr const char* s_szIncrementRefCount = "CallDataRegistryImpl::::incrementRefCount";
+constexpr const char* s_szDecrementRefCount = "CallDataRegistryImpl::decrementRefCount";
+
+[[maybe_unused]] const CallDataRegistryImpl* const __force_init_singleton__CallDataRegistryImpl =
+    (bringUpLibrary(), CallDataRegistryImpl::getInstance());
+
+} // namespace
+
+constinit std::atomic<CallDataRegistryImpl*> CallDataRegistryImpl::s_pAlive{nullptr};
+
+CallDataRegistryImpl* CallDataRegistryImpl::getInstance()
+{
+    static CallDataRegistryImpl* const pSingleton =
+        alive(registerSingleton("CallDataRegistryImpl::Singleton", new CallDataRegistryImpl));
+    return pSingleton;
+}
+
+CallDataRegistryImpl* CallDataRegistryImpl::ifAlive()
+{
+    return s_pAlive.load(std::memory_order_acquire);
+}
+
+CallDataRegistryImpl* CallDataRegistryImpl::alive(CallDataRegistryImpl* in_pSingleton)
+{
+    s_pAlive.store(in_pSingleton, std::memory_order_release);
+    return in_pSingleton;
+}
+
+CallDataRegistryImpl::CallDataRegistryImpl() = default;
+
+CallDataRegistryImpl::~CallDataRegistryImpl()
+{
+    CallDataRegistryImpl* pThis = this;
+    s_pAlive.compare_exchange_strong(pThis, nullptr);
+}
+
+bool CallDataRegistryImpl::configure(const ParameterTrie& in_trie)
+{
+    const MutexGuard tableGuard(m_tableMutex);
+    // Calls may ask for their appenders meanwhile.
+    const MutexGuard refCountGuard(m_refCountMutex);
+    return m_callAppenderFactory.configure(in_trie);
+}
+
+std::size_t CallDataRegistryImpl::getCurrentNumCall() const
+{
+    const MutexGuard tableGuard(m_tableMutex);
+    return m_callDataHash.size();
+}
+
+std::size_t CallDataRegistryImpl::getMaxNumCall() const
+{
+    const MutexGuard tableGuard(m_tableMutex);
+    return m_uiMaxNumCall;
+}
+
+CallDataRegistry::CallDataHandle CallDataRegistryImpl::getCallData(const char* in_szCallId)
+{
+    const TraceScope traceScope(::liveFileScopeLogger(), s_szGetCallData);
+    CallDataHandle hResult(in_szCallId);
+    const MutexGuard tableGuard(m_tableMutex);
+    m_strScratchName = in_szCallId;
+    m_callDataHash.reserve(m_callDataHash.size() + 1);
+    const auto [entry, bNew] = m_callDataHash.try_emplace(m_strScratchName);
+    if (bNew)
+        beginCall(entry);
+    else
+        VELMORA_FILE_LOG_DEBUG(s_szGetCallData << " : Call already exists  : " << in_szCallId
+                                               << " (" << m_callDataHash.size()
+                                               << " active call(s))");
+    {
+        const MutexGuard refCountGuard(m_refCountMutex);
+        ++entry->second->m_uiRefCnt;
+    }
+    hResult.m_pCallData = entry->second.get();
+    VELMORA_FILE_ASSERT(!hResult.isNull());
+    return hResult;
+}
+
+void CallDataRegistryImpl::beginCall(const CallDataHash::iterator& in_entry)
+{
+    try
+    {
+        in_entry->second = std::make_unique<CallDataImpl>(in_entry->first);
+        VELMORA_FILE_LOG_DEBUG(s_szGetCallData << " : Call start : " << in_entry->first << " ("
+                                               << m_callDataHash.size() << " active call(s))");
+    }
+    catch (...)
+    {
+        m_callDataHash.erase(in_entry);
+        throw;
+    }
+    if (m_callDataHash.size() > m_uiMaxNumCall)
+        m_uiMaxNumCall = m_callDataHash.size();
+}
+
+bool CallDataRegistryImpl::isFound(const CallDataHash::iterator& in_entry) const
+{
+    const bool bFound = in_entry != m_callDataHash.end();
+    VELMORA_FILE_ASSERT_TEXT(bFound, "found != m_callDataHash.end()");
+    return bFound;
+}
+
+void CallDataRegistryImpl::incrementRefCount(const char* in_szCallId)
+{
+    const TraceScope traceScope(::liveFileScopeLogger(), s_szIncrementRefCount);
+    const MutexGuard tableGuard(m_tableMutex);
+    m_strScratchName = in_szCallId;
+    const CallDataHash::iterator found = m_callDataHash.find(m_strScratchName);
+    if (!isFound(found))
+        return;
+    const MutexGuard refCountGuard(m_refCountMutex);
+    ++found->second->m_uiRefCnt;
+}
+
+void CallDataRegistryImpl::decrementRefCount(const char* in_szCallId)
+{
+    const TraceScope traceScope(::liveFileScopeLogger(), s_szDecrementRefCount);
+    const MutexGuard tableGuard(m_tableMutex);
+    m_strScratchName = in_szCallId;
+    const CallDataHash::iterator found = m_callDataHash.find(m_strScratchName);
+    if (!isFound(found))
+        return;
+    const MutexGuard refCountGuard(m_refCountMutex);
+    std::size_t& uiRefCnt = found->second->m_uiRefCnt;
+    VELMORA_FILE_ASSERT(uiRefCnt > 0);
+    if (--uiRefCnt == 0)
+        endCall(found);
+}
+
+void CallDataRegistryImpl::endCall(const CallDataHash::iterator& in_entry)
+{
+    // The file is whole and closed before the id can be that of another call.
+    in_entry->second.reset();
+    m_callDataHash.erase(in_entry);
+    VELMORA_FILE_LOG_DEBUG(s_szDecrementRefCount << " : Call end : " << m_strScratchName << " ("
+                                                 << m_callDataHash.size() << " active call(s))");
+}
+
+void CallDataRegistryImpl::beforeFork()
+{
+    if (CallDataRegistryImpl* const pRegistry = ifAlive())
+    {
+        pRegistry->m_tableMutex.acquire();
+        pRegistry->m_refCountMutex.acquire();
+    }
+}
+
+void CallDataRegistryImpl::afterForkInParent()
+{
+    if (CallDataRegistryImpl* const pRegistry = ifAlive())
+    {
+        pRegistry->m_refCountMutex.release();
+        pRegistry->m_tableMutex.release();
+    }
+}
+
+void CallDataRegistryImpl::afterForkInChild()
+{
+    if (CallDataRegistryImpl* const pRegistry = ifAlive())
+        for (const auto& entry : pRegistry->m_callDataHash)
+            entry.second->leaveAppenderToParent();
+    afterForkInParent();
+}
+
+CallDataRegistry::CallDataImpl::CallDataImpl(const std::string& in_strCallId)
+    : m_strCallId(in_strCallId)
+{
+}
+
+CallDataRegistry::CallDataImpl::~CallDataImpl() = default;
+
+void CallDataRegistry::CallDataImpl::makeAppender()
+{
+    CallDataRegistryImpl* const pRegistry = CallDataRegistryImpl::getInstance();
+    const MutexGuard refCountGuard(pRegistry->m_refCountMutex);
+    if (m_bTried.load(std::memory_order_relaxed))
+        return;
+    try
+    {
+        m_pAppender = pRegistry->m_callAppenderFactory.newAppender(m_strCallId.c_str());
+    }
+    catch (const std::exception& exception)
+    {
+        VELMORA_FILE_LOG_ERROR("failed to create the appender of call " << m_strCallId << " : "
+                                                                        << exception.what());
+    }
+    m_bTried.store(true, std::memory_order_release);
+}
+
+void CallDataRegistry::CallDataImpl::leaveAppenderToParent()
+{
+    m_bTried.store(true, std::memory_order_relaxed);
+    if (!m_pAppender)
+        return;
+    // It is never deleted, as that would write a last line and what its stream still holds.
+    m_pAppender->addReference();
+    m_pAppender = log4cplus::SharedAppenderPtr();
+}
+
+} // namespace Velmora

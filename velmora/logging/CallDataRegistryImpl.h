@@ -1,0 +1,132 @@
+#pragma once
+
+#include "velmora/logging/CallAppenderFactory.h"
+#include "velmora/logging/CallDataRegistry.h"
+#include "velmora/memory/InAccount.h"
+
+#include <ace/Thread_Mutex.h>
+
+#include <atomic>
+#include <cstddef>
+#include <memory>
+#include <string>
+#include <unordered_map>
+
+namespace Velmora
+{
+
+namespace Test
+{
+class CallDataRegistryPeer;
+}
+
+/// The calls themselves. Takes the table mutex before the reference mutex, and both before those of
+/// the log that the lines of its operations go to.
+///
+/// A file is opened under the reference mutex, so that opening one delays the begin and the end of
+/// other calls; it is closed under both. The lines of a call whose file is open take neither.
+///
+/// Ownership: the exit list's, which deletes it before the configuration of the process. Calls that
+/// are still active then are ended.
+/// Thread-safety: as `CallDataRegistry`.
+class VELMORA_API CallDataRegistryImpl : public CallDataRegistry
+{
+  public:
+    static CallDataRegistryImpl* getInstance();
+
+    /// The same, but null once the exit list has deleted it.
+    static CallDataRegistryImpl* ifAlive();
+
+    ~CallDataRegistryImpl() override;
+
+    bool configure(const ParameterTrie& in_trie) override;
+    CallDataHandle getCallData(const char* in_szCallId) override;
+    [[nodiscard]] std::size_t getCurrentNumCall() const override;
+    [[nodiscard]] std::size_t getMaxNumCall() const override;
+
+    /// For the fork handlers. The registry stands still from before a fork on. The child has the
+    /// calls of its parent, but does not write to their files, which the parent goes on with; a
+    /// call that begins in the child has a file of its own.
+    static void beforeFork();
+    static void afterForkInParent();
+    static void afterForkInChild();
+
+  private:
+    friend class CallDataRegistry::CallDataHandle;
+    friend class CallDataRegistry::CallDataImpl;
+    friend class Test::CallDataRegistryPeer;
+
+    using CallDataHash = std::unordered_map<std::string, std::unique_ptr<CallDataImpl>>;
+
+    CallDataRegistryImpl();
+
+    // For handles only.
+    void incrementRefCount(const char* in_szCallId);
+    void decrementRefCount(const char* in_szCallId);
+
+    void beginCall(const CallDataHash::iterator& in_entry);
+    void endCall(const CallDataHash::iterator& in_entry);
+    bool isFound(const CallDataHash::iterator& in_entry) const;
+
+    static CallDataRegistryImpl* alive(CallDataRegistryImpl* in_pSingleton);
+
+    static std::atomic<CallDataRegistryImpl*> s_pAlive;
+
+    /// The active calls. Guarded by `m_tableMutex`, as the next one.
+    CallDataHash m_callDataHash;
+
+    /// The id that an operation looks up, so that it does not allocate.
+    std::string m_strScratchName;
+
+    /// Guards the table, the scratch name and the maximum.
+    mutable ACE_Thread_Mutex m_tableMutex;
+
+    /// Guards the counts of references and the making of appenders.
+    ACE_Thread_Mutex m_refCountMutex;
+
+    /// The highest size of the table so far. Guarded by `m_tableMutex`.
+    std::size_t m_uiMaxNumCall = 0;
+
+    /// Configured under both mutexes, asked under `m_refCountMutex`.
+    CallAppenderFactory m_callAppenderFactory;
+};
+
+/// An active call.
+///
+/// Thread-safety: as `CallData`.
+class CallDataRegistry::CallDataImpl : public CallData,
+                                       public InAccount<"CallDataRegistry::CallDataImpl">
+{
+  public:
+    explicit CallDataImpl(const std::string& in_strCallId);
+    ~CallDataImpl() override;
+
+    [[nodiscard]] const char* getCallId() const override { return m_strCallId.c_str(); }
+
+    log4cplus::SharedAppenderPtr getAppender() override
+    {
+        // Once it is there it does not change, so that a line need not wait for others.
+        if (!m_bTried.load(std::memory_order_acquire)) [[unlikely]]
+            makeAppender();
+        return m_pAppender;
+    }
+
+  private:
+    friend class CallDataRegistryImpl;
+
+    void makeAppender();
+    void leaveAppenderToParent();
+
+    std::string m_strCallId;
+
+    /// How many handles hold the call. Guarded by the registry's reference mutex.
+    std::size_t m_uiRefCnt = 0;
+
+    /// Null until made, and for calls without a file. Written under the registry's reference mutex.
+    log4cplus::SharedAppenderPtr m_pAppender;
+
+    /// Whether the appender has been asked for.
+    std::atomic<bool> m_bTried{false};
+};
+
+} // namespace Velmora

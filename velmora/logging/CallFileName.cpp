@@ -1,0 +1,197 @@
+#include "velmora/logging/CallFileName.h"
+
+#include <algorithm>
+#include <climits>
+#include <cstddef>
+#include <vector>
+
+namespace Velmora
+{
+
+namespace
+{
+
+constexpr char s_cMark = '%';
+constexpr std::string_view s_strDigits = "0123456789ABCDEF";
+constexpr std::size_t s_uiMarksOfDirectory = 2;
+constexpr std::size_t s_uiPiece = NAME_MAX - s_uiMarksOfDirectory;
+
+bool isControl(char in_c) { return static_cast<unsigned char>(in_c) < 0x20 || in_c == 0x7f; }
+
+bool isEscaped(char in_c) { return in_c == s_cMark || in_c == '/' || isControl(in_c); }
+
+std::string encode(std::string_view in_strId)
+{
+    std::string strEncoded(1, s_cMark);
+    strEncoded.reserve(in_strId.size() + 16);
+    for (const char c : in_strId)
+    {
+        if (!isEscaped(c))
+        {
+            strEncoded += c;
+            continue;
+        }
+        const auto uiByte = static_cast<unsigned char>(c);
+        strEncoded += s_cMark;
+        strEncoded += s_strDigits[uiByte / 16];
+        strEncoded += s_strDigits[uiByte % 16];
+    }
+    return strEncoded;
+}
+
+/// The id that is encoded to a text; none for a text that nothing is encoded to.
+std::optional<std::string> decode(std::string_view in_strEncoded)
+{
+    if (!in_strEncoded.starts_with(s_cMark))
+        return std::nullopt;
+    std::string strId;
+    for (std::size_t ui = 1; ui < in_strEncoded.size(); ++ui)
+    {
+        if (in_strEncoded[ui] != s_cMark)
+        {
+            strId += in_strEncoded[ui];
+            continue;
+        }
+        if (in_strEncoded.size() - ui < 3)
+            return std::nullopt;
+        const std::size_t uiHigh = s_strDigits.find(in_strEncoded[ui + 1]);
+        const std::size_t uiLow = s_strDigits.find(in_strEncoded[ui + 2]);
+        if (uiHigh == std::string_view::npos || uiLow == std::string_view::npos)
+            return std::nullopt;
+        strId += static_cast<char>(uiHigh * 16 + uiLow);
+        ui += 2;
+    }
+    // Only what needs to be is written in digits.
+    if (encode(strId) != in_strEncoded)
+        return std::nullopt;
+    return strId;
+}
+
+/// Whether a name may be that of a directory which an id was cut into.
+bool isPiece(std::string_view in_strName)
+{
+    return in_strName.size() > s_uiMarksOfDirectory && in_strName.front() == s_cMark &&
+           in_strName.back() == s_cMark;
+}
+
+/// Takes the last name of a path off it.
+std::string_view takeLastName(std::string_view& inout_strPath)
+{
+    const std::size_t uiSlash = inout_strPath.rfind('/');
+    const bool bOnlyName = uiSlash == std::string_view::npos;
+    const std::string_view strName = inout_strPath.substr(bOnlyName ? 0 : uiSlash + 1);
+    inout_strPath = inout_strPath.substr(0, bOnlyName ? 0 : uiSlash);
+    return strName;
+}
+
+/// The text of which pieces were cut, those of directories first. The last one is not checked.
+std::string joined(const std::vector<std::string_view>& in_directories, std::string_view in_strLast)
+{
+    std::string strEncoded(1, s_cMark);
+    for (const std::string_view strPiece : in_directories)
+        strEncoded.append(strPiece.substr(1, strPiece.size() - s_uiMarksOfDirectory));
+    return strEncoded.append(in_strLast.substr(1));
+}
+
+} // namespace
+
+CallFileName::CallFileName(std::string_view in_strPrefix, std::string_view in_strSuffix)
+    : m_strPrefix(in_strPrefix), m_strSuffix(in_strSuffix)
+{
+}
+
+bool CallFileName::fits(std::string_view in_strId) const
+{
+    return m_strPrefix.size() + in_strId.size() + m_strSuffix.size() <= NAME_MAX;
+}
+
+bool CallFileName::isNamedAsDirectory(std::string_view in_strId) const
+{
+    return m_strPrefix.size() + in_strId.size() + m_strSuffix.size() == NAME_MAX &&
+           isPiece(withPrefixAndSuffix(in_strId));
+}
+
+std::string CallFileName::withPrefixAndSuffix(std::string_view in_strId) const
+{
+    return std::string(m_strPrefix).append(in_strId).append(m_strSuffix);
+}
+
+bool CallFileName::isPlain(std::string_view in_strCallId) const
+{
+    if (in_strCallId.empty() || in_strCallId.front() == '.' || !fits(in_strCallId) ||
+        std::any_of(in_strCallId.begin(), in_strCallId.end(),
+                    [](char in_c) { return in_c == '/' || isControl(in_c); }) ||
+        isNamedAsDirectory(in_strCallId))
+        return false;
+    // The id that it would be taken for is shorter, so this comes to an end.
+    const std::optional<std::string> strOther = decode(in_strCallId);
+    return !strOther || isPlain(*strOther);
+}
+
+std::string CallFileName::nameOf(std::string_view in_strCallId) const
+{
+    const Name name = partsOf(in_strCallId);
+    return name.strDirectory.empty() ? name.strFile : name.strDirectory + '/' + name.strFile;
+}
+
+CallFileName::Name CallFileName::partsOf(std::string_view in_strCallId) const
+{
+    if (isPlain(in_strCallId))
+        return {std::string(), withPrefixAndSuffix(in_strCallId)};
+    const std::string strEncoded = encode(in_strCallId);
+    return fits(strEncoded) ? Name{std::string(), withPrefixAndSuffix(strEncoded)}
+                            : cut(strEncoded);
+}
+
+CallFileName::Name CallFileName::cut(std::string_view in_strEncoded) const
+{
+    Name name;
+    // The first character of the rest stands for the mark that its piece will get.
+    std::string_view strRest = in_strEncoded;
+    do
+    {
+        const std::string_view strPiece = strRest.substr(1, s_uiPiece);
+        if (!name.strDirectory.empty())
+            name.strDirectory += '/';
+        name.strDirectory.append(1, s_cMark).append(strPiece).append(1, s_cMark);
+        strRest.remove_prefix(strPiece.size());
+    } while (strRest.size() > 1 && !fits(strRest));
+    name.strFile.append(m_strPrefix).append(1, s_cMark).append(strRest.substr(1));
+    name.strFile.append(m_strSuffix);
+    return name;
+}
+
+std::optional<std::string> CallFileName::callIdOf(std::string_view in_strPath) const
+{
+    std::string_view strDirectories = in_strPath;
+    std::string_view strLast = takeLastName(strDirectories);
+    if (strLast.size() < m_strPrefix.size() + m_strSuffix.size() ||
+        !strLast.starts_with(m_strPrefix) || !strLast.ends_with(m_strSuffix))
+        return std::nullopt;
+    strLast.remove_prefix(m_strPrefix.size());
+    strLast.remove_suffix(m_strSuffix.size());
+    std::vector<std::string_view> pieces;
+    for (std::string_view strName = takeLastName(strDirectories); isPiece(strName);
+         strName = takeLastName(strDirectories))
+        pieces.insert(pieces.begin(), strName);
+    // The outer ones may be directories of somebody else.
+    for (; !pieces.empty() && strLast.starts_with(s_cMark); pieces.erase(pieces.begin()))
+        if (std::optional<std::string> strId = decode(joined(pieces, strLast));
+            strId && isNameOf(in_strPath, *strId))
+            return strId;
+    if (isNameOf(in_strPath, strLast))
+        return std::string(strLast);
+    std::optional<std::string> strId = decode(strLast);
+    return strId && isNameOf(in_strPath, *strId) ? strId : std::nullopt;
+}
+
+bool CallFileName::isNameOf(std::string_view in_strPath, std::string_view in_strCallId) const
+{
+    const std::string strName = nameOf(in_strCallId);
+    if (!in_strPath.ends_with(strName))
+        return false;
+    const std::string_view strBefore = in_strPath.substr(0, in_strPath.size() - strName.size());
+    return strBefore.empty() || strBefore.back() == '/';
+}
+
+} // namespace Velmora

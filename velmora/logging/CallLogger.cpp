@@ -1,0 +1,94 @@
+#include "velmora/logging/CallLogger.h"
+
+#include "velmora/application/Assertion.h"
+#include "velmora/logging/CallAppenderFactory.h"
+#include "velmora/logging/LibraryLoggers.h"
+
+#include <cstring>
+
+VELMORA_LIBRARY_FILE_SCOPE_LOGGER(CallLogger)
+
+namespace Velmora
+{
+
+CallLogger::CallLogger() : LoggingIdLogger(Logger()) {}
+
+CallLogger::CallLogger(const std::string& in_strName) : LoggingIdLogger(in_strName) {}
+
+CallLogger::CallLogger(const CallLogger& in_logger) = default;
+
+CallLogger& CallLogger::operator=(const CallLogger& in_logger) = default;
+
+CallLogger::~CallLogger() { callEnd(); }
+
+void CallLogger::callStart(const char* in_szCallId)
+{
+    if (!isInCall())
+        enterCall(in_szCallId);
+    else if (std::strcmp(in_szCallId, getCallId()) == 0)
+        m_bHasCallAppender = isParticipant();
+    else
+    {
+        // The text may be part of the id that now goes.
+        const std::string strCallId(in_szCallId);
+        callEnd();
+        enterCall(strCallId.c_str());
+    }
+}
+
+void CallLogger::enterCall(const char* in_szCallId)
+{
+    VELMORA_FILE_ASSERT(!isInCall());
+    if (isParticipant())
+        m_bHasCallAppender = true;
+    m_hCallData = CallDataRegistry::getInstance()->getCallData(in_szCallId);
+    LoggingIdLogger::logCallId(in_szCallId);
+    VELMORA_FILE_ASSERT(isInCall());
+}
+
+bool CallLogger::isParticipant() { return !!getChainedAppender(s_szCallLogAppender); }
+
+void CallLogger::callEnd()
+{
+    if (!isInCall())
+        return;
+    m_hCallData.releaseObject();
+    m_bHasCallAppender = false;
+    clearCallId();
+    VELMORA_FILE_ASSERT(!isInCall());
+}
+
+void CallLogger::logCallId(const char* in_szCallId) { callStart(in_szCallId); }
+
+bool CallLogger::isInCall() const { return !m_hCallData.isNull() || LoggingIdLogger::isInCall(); }
+
+const char* CallLogger::getCallId() const
+{
+    return m_hCallData.isNull() ? LoggingIdLogger::getCallId() : m_hCallData->getCallId();
+}
+
+log4cplus::SharedAppenderPtr CallLogger::getCallAppender() const
+{
+    return m_bHasCallAppender && !m_hCallData.isNull() ? m_hCallData->getAppender()
+                                                       : log4cplus::SharedAppenderPtr();
+}
+
+std::size_t CallLogger::getChainedNumAppender() const
+{
+    return LoggingIdLogger::getChainedNumAppender() + (getCallAppender() ? 1 : 0);
+}
+
+void CallLogger::callAppenders(const log4cplus::spi::InternalLoggingEvent& in_event) const
+{
+    LoggingIdLogger::callAppenders(in_event);
+    if (const log4cplus::SharedAppenderPtr pAppender = getCallAppender())
+        pAppender->doAppend(in_event);
+}
+
+bool CallLogger::initializeClass()
+{
+    CallDataRegistry::getInstance();
+    return true;
+}
+
+} // namespace Velmora

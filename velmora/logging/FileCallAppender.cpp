@@ -1,0 +1,123 @@
+#include "velmora/logging/FileCallAppender.h"
+
+#include "velmora/logging/LibraryLoggers.h"
+#include "velmora/logging/LogMacros.h"
+#include "velmora/logging/LoggingIdEvent.h"
+#include "velmora/logging/PerThreadPool.h"
+
+#include <log4cplus/helpers/loglog.h>
+
+#include <array>
+#include <ctime>
+#include <memory>
+
+VELMORA_LIBRARY_FILE_SCOPE_LOGGER(CallAppender)
+
+namespace Velmora
+{
+
+namespace
+{
+
+/// A text that is longer goes into an event of its own, so that the reused ones stay small.
+constexpr std::size_t s_uiLongestReusedText = 16384;
+
+/// The copy of a line that a file of a call gets, filled anew for each. What depends on the thread
+/// is not copied: the line is written on the thread that logs it.
+class EventInCall : public log4cplus::spi::InternalLoggingEvent
+{
+  public:
+    void fill(const LoggingIdEvent& in_event)
+    {
+        in_event.composeWithoutCallId(message);
+        loggerName = in_event.getLoggerName();
+        ll = in_event.getLogLevel();
+        timestamp = in_event.getTimestamp();
+        file = in_event.getFile();
+        line = in_event.getLine();
+        function = in_event.getFunction();
+        threadCached = thread2Cached = ndcCached = mdcCached = false;
+    }
+
+    EventInCall* m_pNextInPool = nullptr;
+};
+
+/// Tells of the first failure. log4cplus's own handler tells of each that follows a success.
+class OncePerCallErrorHandler : public log4cplus::ErrorHandler
+{
+  public:
+    explicit OncePerCallErrorHandler(bool in_bTold) : m_bTold(in_bTold) {}
+
+    void error(const log4cplus::tstring& in_strError) override
+    {
+        if (!m_bTold)
+            log4cplus::helpers::getLogLog().error(in_strError);
+        m_bTold = true;
+    }
+    void reset() override {}
+
+  private:
+    bool m_bTold;
+};
+
+} // namespace
+
+// Not destroyed: files are closed until the end of the exit list.
+const std::string& FileCallAppender::s_strLoggerName =
+    *new std::string("keswardin.infra.CallLogger.Appender");
+
+FileCallAppender::FileCallAppender(const log4cplus::helpers::Properties& in_properties,
+                                   std::ios_base::openmode in_mode)
+    : log4cplus::FileAppender(in_properties, in_mode)
+{
+    const bool bOpen = out.good();
+    setErrorHandler(std::make_unique<OncePerCallErrorHandler>(!bOpen));
+    if (bOpen)
+        appendTime("Call start : %c");
+}
+
+FileCallAppender::~FileCallAppender()
+{
+    VELMORA_FILE_LOG_DEBUG("FileCallLogger : call end. Appender dtor, file about to be closed");
+    appendTime("Call end : %c");
+    destructorImpl();
+    // The last line has no next one that would find out.
+    if (!out.good())
+        getErrorHandler()->error("Unable to write file: " + filename);
+}
+
+void FileCallAppender::appendTime(const char* in_szFormat)
+{
+    const std::time_t now = std::time(nullptr);
+    std::tm local = {};
+    localtime_r(&now, &local);
+    std::array<char, 256> text{};
+    // NOLINTNEXTLINE(clang-diagnostic-format-nonliteral): both formats stand in this file.
+    if (std::strftime(text.data(), text.size(), in_szFormat, &local) == 0)
+        text[0] = '\0';
+    const log4cplus::spi::InternalLoggingEvent event(s_strLoggerName, INFO_LOG_LEVEL, text.data(),
+                                                     __FILE__, __LINE__);
+    log4cplus::FileAppender::append(event);
+}
+
+void FileCallAppender::append(const log4cplus::spi::InternalLoggingEvent& in_event)
+{
+    const auto* const pEvent = dynamic_cast<const LoggingIdEvent*>(&in_event);
+    if (pEvent == nullptr)
+    {
+        log4cplus::FileAppender::append(in_event);
+        return;
+    }
+    if (in_event.getMessage().size() > s_uiLongestReusedText) [[unlikely]]
+    {
+        LoggingIdEvent copy(*pEvent);
+        copy.removeCallId();
+        log4cplus::FileAppender::append(copy);
+        return;
+    }
+    const PerThreadPool<EventInCall>::Lease copy;
+    copy->fill(*pEvent);
+    log4cplus::FileAppender::append(*copy);
+}
+
+} // namespace Velmora
