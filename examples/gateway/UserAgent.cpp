@@ -10,10 +10,8 @@
 #include <sofia-sip/su_log.h>
 
 #include <array>
-#include <cerrno>
 #include <cstdarg>
 #include <cstdio>
-#include <cstring>
 #include <stdexcept>
 
 using namespace Velmora;
@@ -26,6 +24,9 @@ unsigned int milliseconds(std::chrono::milliseconds in_time)
     return static_cast<unsigned int>(in_time.count());
 }
 
+/// The last thing that the SIP stack had to tell, which is the reason where it fails.
+std::string s_strLastOfStack;
+
 /// What the SIP stack has to tell goes to the log too.
 void logOfStack(void*, const char* in_szFormat, va_list in_arguments)
 {
@@ -35,6 +36,7 @@ void logOfStack(void*, const char* in_szFormat, va_list in_arguments)
     std::string_view strText = text.data();
     while (strText.ends_with('\n'))
         strText.remove_suffix(1);
+    s_strLastOfStack = strText;
     VELMORA_LOG(s_logger, DEBUG_LOG_LEVEL, strText);
 }
 
@@ -72,7 +74,7 @@ void UserAgent::listen(const std::string& in_strURL)
 {
     const auto* const pURL = reinterpret_cast<const url_string_t*>(in_strURL.c_str());
     bool bDone = false;
-    errno = 0;
+    s_strLastOfStack.clear();
     if (m_pAgent == nullptr)
     {
         m_pAgent = nta_agent_create(m_loop.root(), pURL, nullptr, nullptr, TAG_END());
@@ -82,11 +84,9 @@ void UserAgent::listen(const std::string& in_strURL)
         bDone = nta_agent_add_tport(m_pAgent, pURL, TAG_END()) == 0;
     if (bDone)
         return;
-    const int iReason = errno;
     if (m_pAgent != nullptr)
         nta_agent_destroy(m_pAgent);
-    throw std::runtime_error("SIP cannot be received at " + in_strURL + " : " +
-                             std::strerror(iReason));
+    throw std::runtime_error("SIP cannot be received at " + in_strURL + " : " + s_strLastOfStack);
 }
 
 std::uint64_t UserAgent::repeatedRequests() const

@@ -344,8 +344,9 @@ TEST_F(GatewayCalls, WhatTheGatewayDoesNotUnderstandIsRefused)
     caller.send("MESSAGE", "service");
     EXPECT_THAT(caller.expectAnswer("405 Method Not Allowed"),
                 HasSubstr("\r\nAllow: INVITE, ACK, BYE, CANCEL, OPTIONS\r\n"));
-    caller.send("CANCEL", "service");
-    caller.expectAnswer("481 Call Does Not Exist");
+    SipCaller other(address());
+    other.send("CANCEL", "service");
+    other.expectAnswer("481 Call/Transaction Does Not Exist");
     connect(caller);
     caller.send("INFO", "service");
     caller.expectAnswer("405 Method Not Allowed");
@@ -356,7 +357,7 @@ TEST_F(GatewayCalls, WhatTheGatewayDoesNotUnderstandIsRefused)
     caller.expectAnswer("200 OK");
     waitForLine("over after");
     caller.send("BYE", "service");
-    caller.expectAnswer("481 Call Does Not Exist");
+    caller.expectAnswer("481 Call/Transaction Does Not Exist");
     EXPECT_EQ(0, stop());
     expectOver("the caller has hung up");
 }
@@ -489,14 +490,15 @@ TEST_F(GatewayCalls, ACallIdThatIsNoFileNameStaysWithinTheDirectoryAndAsItIsInTh
 
 TEST_F(GatewayCalls, TwoAddressesAreServed)
 {
-    configure("keswardin.sip.userAgent.IPAddress = udp:" + address() + ":5060, udp:" + address() +
-              ":5070");
+    const std::string strRange = ":5060, udp:" + address() + ":5070";
+    replaceInFile(etc("gateway.cfg"), ":5060", strRange);
     start();
     waitForLine("running at sip:" + address() + ":5070;transport=udp");
     SipCaller caller(address());
     caller.send("OPTIONS", "service");
     caller.expectAnswer("200 OK");
     SipCaller other(address(), 5070);
+    other.setCallId("other@caller");
     other.send("OPTIONS", "service");
     other.expectAnswer("200 OK");
     EXPECT_EQ(0, stop());

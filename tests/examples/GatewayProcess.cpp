@@ -20,24 +20,13 @@ namespace
 
 constexpr const char* s_szSiteAddress = "keswardin.media.rtp.IPAddress = 127.0.0.1";
 
-void replaceIn(const std::string& in_strFile, const std::string& in_strFrom,
-               const std::string& in_strTo)
-{
-    std::ostringstream text;
-    text << std::ifstream(in_strFile).rdbuf();
-    std::string strText = text.str();
-    const std::size_t uiAt = strText.find(in_strFrom);
-    ASSERT_NE(std::string::npos, uiAt) << strText;
-    strText.replace(uiAt, in_strFrom.size(), in_strTo);
-    std::ofstream(in_strFile) << strText;
-}
-
 } // namespace
 
 GatewayProcess::GatewayProcess() : m_strAddress(addressOfThisProcess())
 {
     std::filesystem::copy(VELMORA_SOURCE_DIRECTORY "/examples/gateway/etc", m_home.path() / "etc");
-    replaceIn(etc("site.cfg"), s_szSiteAddress, "keswardin.media.rtp.IPAddress = " + m_strAddress);
+    replaceInFile(etc("site.cfg"), s_szSiteAddress,
+                  "keswardin.media.rtp.IPAddress = " + m_strAddress);
 }
 
 std::string GatewayProcess::etc(const std::string& in_strName) const
@@ -122,6 +111,18 @@ std::map<std::string, std::vector<std::string>> GatewayProcess::callFiles() cons
             files[strName] = linesOf(m_home.read("calls/" + strName));
         }
     return files;
+}
+
+void replaceInFile(const std::string& in_strFile, const std::string& in_strFrom,
+                   const std::string& in_strTo)
+{
+    std::ostringstream text;
+    text << std::ifstream(in_strFile).rdbuf();
+    std::string strText = text.str();
+    const std::size_t uiAt = strText.find(in_strFrom);
+    ASSERT_NE(std::string::npos, uiAt) << strText;
+    strText.replace(uiAt, in_strFrom.size(), in_strTo);
+    std::ofstream(in_strFile) << strText;
 }
 
 std::string withoutDate(const std::string& in_strLine)

@@ -68,6 +68,10 @@ class GatewayProcess : public testing::Test
     std::optional<BackgroundProcess> m_process;
 };
 
+/// Replaces the first occurrence of a text; a failure of the test when there is none.
+void replaceInFile(const std::string& in_strFile, const std::string& in_strFrom,
+                   const std::string& in_strTo);
+
 /// A line of the log without its date and thread.
 [[nodiscard]] std::string withoutDate(const std::string& in_strLine);
 

@@ -38,7 +38,10 @@ TEST_F(GatewayProcess, StartsFromItsConfigurationAndStopsAtSigterm)
     EXPECT_EQ("", output());
     EXPECT_THAT(
         log(),
-        ElementsAre("INFO keswardin.infra.GlobalConfig - Logger successfully "
+        ElementsAre("INFO keswardin.infra.CallAppender - Call Logger configuration. "
+                    "Creating output directory " +
+                        home().file("calls"),
+                    "INFO keswardin.infra.GlobalConfig - Logger successfully "
                     "configured from " +
                         etc("logging.cfg"),
                     MatchesRegex("INFO keswardin\\.gateway - .*" + etc("gateway.cfg") + ".*" +
@@ -124,7 +127,8 @@ TEST_F(GatewayProcess, AnAddressThatIsTakenIsToldOfAndItEnds)
     const HelperResult result = run(sources());
     EXPECT_EQ(1, result.iExitCode);
     EXPECT_THAT(log(), Contains("ERROR keswardin.gateway - SIP cannot be received at sip:" +
-                                address() + ":5060;transport=udp : Address already in use"));
+                                address() + ":5060;transport=udp : nta: bind(" + address() +
+                                ":5060;transport=udp): Address already in use"));
     EXPECT_EQ(0, stop());
 }
 
@@ -157,8 +161,9 @@ TEST(Gateway, ProtectsItsConfigurationAndDeclaresRunTimeBeforeItRuns)
     const CapturedLog log(ERROR_LOG_LEVEL);
     RWGlobalConfig& config = *RWGlobalConfig::getInstance();
     const std::string strAddress = addressOfThisProcess();
-    config.setStringParameter("keswardin.sip.userAgent.IPAddress", "udp:" + strAddress + ":5060");
-    config.setStringParameter("keswardin.media.rtp.IPAddress", strAddress);
+    config.setStringParameter("keswardin.sip.userAgent.IPAddress",
+                              ("udp:" + strAddress + ":5060").c_str());
+    config.setStringParameter("keswardin.media.rtp.IPAddress", strAddress.c_str());
     Gateway gateway;
     std::string strName = "gateway";
     char* const argv[] = {strName.data(), nullptr};

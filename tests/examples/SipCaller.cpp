@@ -65,7 +65,8 @@ SipCaller::~SipCaller() { close(m_iSocket); }
 void SipCaller::send(const std::string& in_strMethod, const std::string& in_strUser,
                      const std::string& in_strBody)
 {
-    const bool bSameTransaction = in_strMethod == "CANCEL";
+    // The ACK of an answer from 300 on belongs to the INVITE (RFC 3261, 17.1.1.3).
+    const bool bSameTransaction = in_strMethod == "CANCEL" || (in_strMethod == "ACK" && m_bRefused);
     if (!bSameTransaction)
         ++m_iBranch;
     if (!bSameTransaction && in_strMethod != "ACK")
@@ -148,6 +149,8 @@ std::string SipCaller::expectAnswer(const std::string& in_strStatus)
     const std::string strAnswer = expect("SIP/2.0 " + in_strStatus + "\r\n");
     const std::string strTo = header(strAnswer, "To");
     const bool bInvite = header(strAnswer, "CSeq").find("INVITE") != std::string::npos;
+    if (bInvite)
+        m_bRefused = in_strStatus >= "300";
     if (bInvite && strTo.find("tag=") != std::string::npos)
         m_strTo = strTo;
     return strAnswer;

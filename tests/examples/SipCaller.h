@@ -62,6 +62,8 @@ class SipCaller
     std::string m_strCallId = "a-call@caller";
     std::string m_strTo;
     std::string m_strLast;
+    /// The last INVITE has had an answer from 300 on.
+    bool m_bRefused = false;
     int m_iSequence = 0;
     int m_iBranch = 0;
 };
