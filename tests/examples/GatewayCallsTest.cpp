@@ -114,6 +114,23 @@ class GatewayCalls : public GatewayProcess
                                           in_strReason)));
     }
 
+    /// Asks lnav, with the format of the example, of a file.
+    [[nodiscard]] std::string lnav(const std::string& in_strQuery,
+                                   const std::string& in_strFile) const
+    {
+        return lnav({"-n", "-c", ";" + in_strQuery, "-c", ":write-csv-to -", in_strFile});
+    }
+
+    [[nodiscard]] std::string lnav(Lines in_arguments) const
+    {
+        in_arguments.insert(in_arguments.begin(),
+                            {"-I", VELMORA_SOURCE_DIRECTORY "/examples/gateway/lnav"});
+        const HelperResult result = runHelper(VELMORA_LNAV, in_arguments,
+                                              {{"HOME", home().path().string()}, {"TERM", "dumb"}});
+        EXPECT_EQ(0, result.iExitCode);
+        return result.strErrors + result.strOutput;
+    }
+
     /// A call as far as the ACK of its answer.
     void connect(SipCaller& inout_caller)
     {
@@ -486,6 +503,27 @@ TEST_F(GatewayCalls, ACallIdThatIsNoFileNameStaysWithinTheDirectoryAndAsItIsInTh
     expectOver("the caller has hung up");
     EXPECT_THAT(log(), Contains("INFO keswardin.gateway.Leg - leg=1 call-id=../../etc/passwd ACK "
                                 "received"));
+}
+
+TEST_F(GatewayCalls, LnavFindsNothingWrongWithTheFormatOfTheLog) { EXPECT_EQ("", lnav({"-C"})); }
+
+TEST_F(GatewayCalls, LnavReadsEachLineOfTheLogAndOfAFileOfACall)
+{
+    start({"--answer-after-ms", "1"});
+    SipCaller caller(address());
+    connect(caller);
+    caller.send("BYE", "service");
+    caller.expectAnswer("200 OK");
+    EXPECT_EQ(0, stop());
+    EXPECT_EQ("lines,calls,leg,received\n" + std::to_string(linesOfLog().size()) +
+                  ",a-call@caller,1,INVITE received : CSeq = 1\n",
+              lnav("SELECT count(*) AS lines, max(call_id) AS calls, max(leg) AS leg, "
+                   "min(CASE WHEN log_body LIKE 'INVITE%' THEN log_body END) AS received "
+                   "FROM gateway_log",
+                   home().file("logs/gateway.log")));
+    EXPECT_EQ("lines,info\n13,13\n",
+              lnav("SELECT count(*) AS lines, sum(log_level = 'info') AS info FROM gateway_log",
+                   home().file("calls/a-call@caller.log")));
 }
 
 TEST_F(GatewayCalls, TwoAddressesAreServed)
