@@ -441,7 +441,8 @@ TEST_F(FileDeletion, OnAFileSystemThatIsReadOnlyNothingIsDeleted)
 namespace
 {
 
-/// Does work while the process cannot have more descriptors than some.
+/// Does work while the process cannot have more descriptors than some. What is to be done then must
+/// have been done before: a sanitizer takes descriptors when it meets a class for the first time.
 void doWithDescriptors(rlim_t in_uiNumber, const std::function<void()>& in_work)
 {
     rlimit before{};
@@ -471,6 +472,9 @@ void makeDeep(int in_iLevels)
 
 TEST_F(FileDeletion, WithoutADescriptorADirectoryCannotBeOpened)
 {
+    makeFile("before/f");
+    EXPECT_TRUE(remove("before", s_recursively));
+    m_log.clear();
     makeFile("d/f");
     bool bRemoved = true;
     doWithDescriptors(0, [&] { bRemoved = remove("d", s_recursively); });
@@ -482,6 +486,9 @@ TEST_F(FileDeletion, WithoutADescriptorADirectoryCannotBeOpened)
 
 TEST_F(FileDeletion, WithoutADescriptorNoModeIsSet)
 {
+    makeFile("before/f");
+    EXPECT_TRUE(remove("before", s_recursively));
+    m_log.clear();
     makeFile("d/f");
     setMode("d", 0555);
     bool bRemoved = true;

@@ -564,6 +564,10 @@ TEST_F(FileRenaming, OldCopiesThatCannotBeLookedForAreAnError)
 
 TEST_F(FileRenaming, OldCopiesAreNotLookedForWithoutADescriptor)
 {
+    // A sanitizer takes descriptors when it meets a class for the first time.
+    makeFile("d/before");
+    EXPECT_EQ(0, rotate("d/before", 1));
+    fs::remove_all("d");
     makeFile("report.log");
     rlimit before{};
     getrlimit(RLIMIT_NOFILE, &before);
