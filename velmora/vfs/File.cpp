@@ -221,7 +221,7 @@ std::string parentOf(const std::string& in_strPath)
     std::string strParent;
     OS::stripFileName(in_strPath.c_str(), strParent);
     if (strParent.empty() && !OS::isPathRelative(in_strPath.c_str()))
-        strParent = "/";
+        strParent += '/';
     return strParent;
 }
 

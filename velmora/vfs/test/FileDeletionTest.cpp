@@ -655,6 +655,26 @@ TEST_F(FileDeletion, AnotherDirectoryInPlaceOfTheOneThatWasSeenIsNotDeleted)
     EXPECT_EQ(cannotOpen("d/e"), m_log.lines().back());
 }
 
+TEST_F(FileDeletion, LeavesNoDescriptorOpenHoweverItEnds)
+{
+    fs::create_directories("other");
+    makeFile("d/e/f");
+    makeFile("g/h/f");
+    setMode("g/h", 0555);
+    s_before = [](const std::string& in_strCall, const std::string& in_strName)
+    {
+        if (in_strCall != "openat" || in_strName != "e")
+            return;
+        fs::rename("d/e", "moved");
+        fs::rename("other", "d/e");
+    };
+    const std::size_t uiBefore = countDescriptors();
+    EXPECT_FALSE(remove("d", s_recursively));
+    EXPECT_FALSE(remove("g", s_recursively));
+    EXPECT_TRUE(remove("moved", s_recursively));
+    EXPECT_EQ(uiBefore, countDescriptors());
+}
+
 TEST_F(FileDeletion, ALinkInPlaceOfADirectoryThatIsOpenIsNotFollowed)
 {
     makeFile("outside/f");

@@ -422,7 +422,9 @@ TEST_F(FileRenaming, ANameIsAnExpressionInTheSearchForOldCopies)
 TEST_F(FileRenaming, ANameThatIsNoExpressionThrows)
 {
     makeFile("a(b.log");
+    const std::size_t uiBefore = countDescriptors();
     EXPECT_THROW(rotate("a(b.log", 1), std::runtime_error);
+    EXPECT_EQ(uiBefore, countDescriptors());
     makeFile("b.[");
     EXPECT_THROW(rotate("b.[", 1), std::runtime_error);
     EXPECT_THAT(namesIn("."), ElementsAre("a(b.log", "b.["));

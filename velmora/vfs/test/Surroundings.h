@@ -5,7 +5,10 @@
 #include <sys/syscall.h>
 #include <unistd.h>
 
+#include <cstddef>
+#include <filesystem>
 #include <functional>
+#include <iterator>
 #include <string>
 #include <thread>
 
@@ -14,6 +17,13 @@ namespace Velmora::Test
 
 inline constexpr const char* s_szNoOtherUser = "only root can become somebody else";
 inline constexpr const char* s_szNoMount = "this process may not mount a file system";
+
+/// The number of descriptors that are open in this process.
+inline std::size_t countDescriptors()
+{
+    const std::filesystem::directory_iterator descriptors("/proc/self/fd");
+    return static_cast<std::size_t>(std::distance(begin(descriptors), end(descriptors)));
+}
 
 /// Does work on a thread of its own that belongs to the user and the group "nobody". Gives false,
 /// with the work not done, where that is not to be had.
