@@ -2,5 +2,399 @@
 
 #include "velmora/logging/LibraryLoggers.h"
 #include "velmora/logging/LogMacros.h"
+#include "velmora/system/BoostRegex.h"
+#include "velmora/system/OS.h"
+
+#include <ace/Time_Value.h>
+
+#include <dirent.h>
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <array>
+#include <climits>
+#include <cstddef>
+#include <cstdio>
+#include <ctime>
+#include <map>
+#include <string>
+#include <string_view>
 
 VELMORA_LIBRARY_FILE_SCOPE_LOGGER(File)
+
+namespace Velmora
+{
+
+namespace
+{
+
+constexpr const char* s_szDelete = "File::deleteFileDir";
+
+/// A directory whose items are read.
+class ItemReader
+{
+  public:
+    explicit ItemReader(const char* in_szPath) : m_pDirectory(opendir(in_szPath)) {}
+
+    /// Opens the directory that was seen under a name in another one, and nothing else that has
+    /// come to stand there since.
+    ItemReader(int in_iParent, const char* in_szName, const struct stat& in_seen)
+    {
+        const int iDescriptor =
+            openat(in_iParent, in_szName, O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC);
+        if (iDescriptor == -1)
+            return;
+        struct stat opened = {};
+        if (fstat(iDescriptor, &opened) == 0 && opened.st_dev == in_seen.st_dev &&
+            opened.st_ino == in_seen.st_ino)
+            m_pDirectory = fdopendir(iDescriptor);
+        if (!isOpen())
+            close(iDescriptor);
+    }
+
+    ~ItemReader()
+    {
+        if (isOpen())
+            closedir(m_pDirectory);
+    }
+    ItemReader(const ItemReader&) = delete;
+    ItemReader& operator=(const ItemReader&) = delete;
+
+    [[nodiscard]] bool isOpen() const { return m_pDirectory != nullptr; }
+    [[nodiscard]] int descriptor() const { return dirfd(m_pDirectory); }
+
+    /// The name of the next item but "." and "..", null at the end. It is valid until the next one.
+    [[nodiscard]] const char* next() const
+    {
+        while (const dirent* const pItem = readdir(m_pDirectory))
+            if (const std::string_view name = pItem->d_name; name != "." && name != "..")
+                return pItem->d_name;
+        return nullptr;
+    }
+
+  private:
+    DIR* m_pDirectory = nullptr;
+};
+
+/// Without the '/'s at its end a path names a link itself and not where that leads.
+std::string withoutSlashesAtEnd(const char* in_szPath)
+{
+    std::string strPath = in_szPath;
+    while (strPath.size() > 1 && strPath.back() == '/')
+        strPath.pop_back();
+    return strPath;
+}
+
+/// Deletes what stands at a path, with what is in it. Each item is worked at by its name in its
+/// directory's descriptor, since on the way of a path somebody may put a link in place of a
+/// directory at any time.
+class Removal
+{
+  public:
+    Removal(bool in_bForce, bool in_bVerbose, bool in_bRecursive)
+        : m_bForce(in_bForce), m_bVerbose(in_bVerbose), m_bRecursive(in_bRecursive)
+    {
+    }
+
+    bool run(const char* in_szPath)
+    {
+        m_strPath = in_szPath;
+        return remove(AT_FDCWD, in_szPath, false);
+    }
+
+  private:
+    /// One item: `m_strPath`, which has this name in this directory.
+    bool remove(int in_iDirectory, const char* in_szName, bool in_bModeWasSet)
+    {
+        VELMORA_FILE_TRACE_SCOPE(File::deleteFileDir);
+        if (!isTooLong() && unlinkat(in_iDirectory, in_szName, 0) == 0)
+            return tellRemoved();
+        VELMORA_FILE_LOG_DEBUG(s_szDelete << " : unlink failed on " << m_strPath);
+        const std::string strName = withoutSlashesAtEnd(in_szName);
+        struct stat status = {};
+        if (isTooLong() || !look(in_iDirectory, in_szName, strName, status))
+        {
+            VELMORA_FILE_LOG_WARN(s_szDelete << " : failed to stat " << m_strPath << ". Skipping.");
+            return true;
+        }
+        if ((status.st_mode & S_IWUSR) == 0)
+            return setMode(in_iDirectory, strName.c_str(), in_bModeWasSet) &&
+                   remove(in_iDirectory, in_szName, true);
+        if (S_ISDIR(status.st_mode))
+            return removeDirectory(in_iDirectory, strName.c_str(), status);
+        VELMORA_FILE_LOG_ERROR(s_szDelete << " : " << m_strPath << " unknown error");
+        return false;
+    }
+
+    /// Calls by path end here, and so do those by name: or the depth of a tree had no limit.
+    [[nodiscard]] bool isTooLong() const { return m_strPath.size() >= PATH_MAX; }
+
+    /// The given name must lead somewhere, which with a '/' at its end that of a file does not;
+    /// what it stands for is a link where it is one.
+    static bool look(int in_iDirectory, const char* in_szGiven, const std::string& in_strName,
+                     struct stat& out_status)
+    {
+        return fstatat(in_iDirectory, in_szGiven, &out_status, AT_SYMLINK_NOFOLLOW) == 0 &&
+               (in_strName == in_szGiven ||
+                fstatat(in_iDirectory, in_strName.c_str(), &out_status, AT_SYMLINK_NOFOLLOW) == 0);
+    }
+
+    bool setMode(int in_iDirectory, const char* in_szName, bool in_bModeWasSet)
+    {
+        if (!m_bForce)
+        {
+            VELMORA_FILE_LOG_ERROR(s_szDelete << " : no write permission on " << m_strPath);
+            return false;
+        }
+        VELMORA_FILE_LOG_DEBUG(s_szDelete << " : no write permission on " << m_strPath);
+        // Some file systems say that they have set a mode and have not.
+        if (!in_bModeWasSet &&
+            fchmodat(in_iDirectory, in_szName, S_IWUSR, AT_SYMLINK_NOFOLLOW) == 0)
+            return true;
+        VELMORA_FILE_LOG_ERROR(s_szDelete << " : failed to acquire write permission on "
+                                          << m_strPath);
+        return false;
+    }
+
+    bool removeDirectory(int in_iDirectory, const char* in_szName, const struct stat& in_status)
+    {
+        VELMORA_FILE_LOG_DEBUG(s_szDelete << " : " << m_strPath << " is a directory");
+        if (!removeItems(in_iDirectory, in_szName, in_status))
+            return false;
+        if (unlinkat(in_iDirectory, in_szName, AT_REMOVEDIR) == 0)
+            return tellRemoved();
+        VELMORA_FILE_LOG_ERROR(s_szDelete << " : failed to rmdir " << m_strPath);
+        return false;
+    }
+
+    bool removeItems(int in_iDirectory, const char* in_szName, const struct stat& in_status)
+    {
+        const ItemReader directory(in_iDirectory, in_szName, in_status);
+        if (!directory.isOpen())
+        {
+            VELMORA_FILE_LOG_ERROR(s_szDelete << " : failed to open directory " << m_strPath);
+            return false;
+        }
+        const std::size_t uiLength = m_strPath.size();
+        bool bRemoved = true;
+        while (const char* const szItem = bRemoved && m_bRecursive ? directory.next() : nullptr)
+        {
+            m_strPath.append("/").append(szItem);
+            bRemoved = remove(directory.descriptor(), szItem, false);
+            m_strPath.resize(uiLength);
+        }
+        return bRemoved;
+    }
+
+    bool tellRemoved() const
+    {
+        if (m_bVerbose)
+            VELMORA_FILE_LOG_INFO(m_strPath);
+        return true;
+    }
+
+    std::string m_strPath;
+    const bool m_bForce;
+    const bool m_bVerbose;
+    const bool m_bRecursive;
+};
+
+bool isThere(const std::string& in_strPath)
+{
+    struct stat status = {};
+    return stat(in_strPath.c_str(), &status) == 0;
+}
+
+std::string withoutSeparatorAtEnd(const char* in_szPath)
+{
+    std::string strPath = in_szPath;
+    const bool bHasSeparator = strPath.ends_with('/') || strPath.ends_with('\\');
+    if (bHasSeparator && strPath != "/")
+        strPath.pop_back();
+    return strPath;
+}
+
+/// The directory of a path, empty for the working directory.
+std::string parentOf(const std::string& in_strPath)
+{
+    std::string strParent;
+    OS::stripFileName(in_strPath.c_str(), strParent);
+    if (strParent.empty() && !OS::isPathRelative(in_strPath.c_str()))
+        strParent += '/';
+    return strParent;
+}
+
+/// A directory whose path may be empty, by one that can be opened.
+std::string nameOf(const std::string& in_strDirectory)
+{
+    return in_strDirectory.empty() ? "." : in_strDirectory;
+}
+
+/// What a directory puts before the names in it.
+std::string prefixOf(const std::string& in_strDirectory)
+{
+    const bool bNeedsSlash = !in_strDirectory.empty() && in_strDirectory != "/";
+    return bNeedsSlash ? in_strDirectory + "/" : in_strDirectory;
+}
+
+/// Whether a path is the root of a drive, as other platforms have them.
+bool isDriveRoot(const std::string& in_strPath)
+{
+    return BoostRegex::regex_match(in_strPath + "/", BoostRegex("^[a-zA-Z]:\\/$"));
+}
+
+/// A process whose working directory has gone, or cannot be named, is not up to relative paths.
+bool hasWorkingDirectory()
+{
+    constexpr std::size_t uiMaxLength = 4096;
+    std::array<char, uiMaxLength> buffer{};
+    if (getcwd(buffer.data(), buffer.size()) != nullptr)
+        return true;
+    VELMORA_FILE_LOG_ERROR("Be sure you have set pwd!!!");
+    return false;
+}
+
+bool provideTarget(const std::string& in_strTarget)
+{
+    const std::string strParent = parentOf(in_strTarget);
+    if (!isDriveRoot(strParent) && !isThere(nameOf(strParent)))
+    {
+        VELMORA_FILE_LOG_ERROR("The base of the target directory doesn't exist.");
+        return false;
+    }
+    if (!isThere(in_strTarget))
+    {
+        VELMORA_FILE_LOG_DEBUG("Creating target directory.");
+        mkdir(in_strTarget.c_str(), 0755);
+    }
+    return true;
+}
+
+/// A file or a directory that becomes an old copy of itself.
+class Renaming
+{
+  public:
+    Renaming(const std::string& in_strSource, bool in_bIsDirectory, const std::string& in_strTarget)
+        : m_strSource(in_strSource), m_bIsDirectory(in_bIsDirectory), m_strTarget(in_strTarget)
+    {
+        if (m_bIsDirectory)
+            VELMORA_FILE_LOG_DEBUG("Gathering directory informations");
+        else
+            VELMORA_FILE_LOG_DEBUG("Gathering file informations");
+        OS::stripPathAndExtension(m_strSource.c_str(), m_strBaseName);
+        OS::stripPath(m_strSource.c_str(), m_strExtension);
+        m_strExtension.erase(0, m_strBaseName.size());
+    }
+
+    /// Leaves room for one more among the old copies. Gives false where they cannot be looked for.
+    [[nodiscard]] bool prune(std::size_t in_uiMaxKept) const
+    {
+        const ItemReader directory(nameOf(m_strTarget).c_str());
+        if (!directory.isOpen())
+            return false;
+        const Copies copies = find(directory);
+        if (copies.size() < in_uiMaxKept)
+            return true;
+        std::size_t uiNumTooMany = copies.size() - in_uiMaxKept + 1;
+        for (auto i = copies.begin(); uiNumTooMany != 0; ++i, --uiNumTooMany)
+            discard(i->second);
+        return true;
+    }
+
+    void rename() const
+    {
+        VELMORA_FILE_LOG_DEBUG("Renaming file or directory.");
+        std::rename(m_strSource.c_str(), newName().c_str());
+    }
+
+  private:
+    /// Paths by the time of the last change.
+    using Copies = std::map<ACE_Time_Value, std::string>;
+
+    [[nodiscard]] Copies find(const ItemReader& in_directory) const
+    {
+        const std::string strExpression =
+            m_strBaseName + ".\\d{4}(_\\d{1,}){5}" + m_strExtension + "$";
+        const BoostRegex regex(strExpression.c_str());
+        Copies copies;
+        while (const char* const szItem = in_directory.next())
+        {
+            struct stat status = {};
+            const std::string strPath = prefixOf(m_strTarget) + szItem;
+            // The whole name, or those of a file whose name ends in the same way would go too.
+            if (BoostRegex::regex_match(szItem, regex) && stat(strPath.c_str(), &status) == 0)
+                copies.emplace(ACE_Time_Value(status.st_mtime), strPath);
+        }
+        return copies;
+    }
+
+    void discard(const std::string& in_strPath) const
+    {
+        if (m_bIsDirectory)
+            File::deleteFileDir(in_strPath.c_str(), true, false, true);
+        else
+            unlink(in_strPath.c_str());
+    }
+
+    [[nodiscard]] std::string newName() const
+    {
+        const std::time_t now = std::time(nullptr);
+        std::tm local = {};
+        localtime_r(&now, &local);
+        std::string strName = prefixOf(m_strTarget) + m_strBaseName;
+        char cSeparator = '.';
+        for (const int iNumber : {local.tm_year + 1900, local.tm_mon + 1, local.tm_mday,
+                                  local.tm_hour, local.tm_min, local.tm_sec})
+        {
+            strName += cSeparator + std::to_string(iNumber);
+            cSeparator = '_';
+        }
+        return strName + m_strExtension;
+    }
+
+    const std::string m_strSource;
+    const bool m_bIsDirectory;
+    /// The directory of the old copies, empty for the working directory.
+    const std::string m_strTarget;
+    std::string m_strBaseName;
+    /// With its dot; empty without one.
+    std::string m_strExtension;
+};
+
+} // namespace
+
+int File::renameWithTimestamp(const char* in_szPath, unsigned int in_uiMaxKept,
+                              const char* in_szTargetDir)
+{
+    VELMORA_FILE_TRACE_SCOPE(File::renameWithTimestamp);
+    struct stat status = {};
+    if (in_szPath == nullptr || stat(in_szPath, &status) != 0)
+    {
+        VELMORA_FILE_LOG_DEBUG("The file or directory you want to rename doesn't exist.");
+        return 0;
+    }
+    const std::string strSource = withoutSeparatorAtEnd(in_szPath);
+    if (OS::isPathRelative(strSource.c_str()) && !hasWorkingDirectory())
+        return 1;
+    std::string strTarget = parentOf(strSource);
+    if (in_szTargetDir != nullptr)
+    {
+        strTarget = withoutSeparatorAtEnd(in_szTargetDir);
+        if (!provideTarget(strTarget))
+            return 1;
+    }
+    const Renaming renaming(strSource, S_ISDIR(status.st_mode), strTarget);
+    if (in_uiMaxKept != 0 && !renaming.prune(in_uiMaxKept))
+        return 1;
+    renaming.rename();
+    return 0;
+}
+
+bool File::deleteFileDir(const char* in_szPath, bool in_bForce, bool in_bVerbose,
+                         bool in_bRecursive)
+{
+    return Removal(in_bForce, in_bVerbose, in_bRecursive).run(in_szPath);
+}
+
+} // namespace Velmora

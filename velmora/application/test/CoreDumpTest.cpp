@@ -3,11 +3,21 @@
 #include "tests/support/CapturedAssertions.h"
 #include "tests/support/CapturedLog.h"
 #include "tests/support/HelperProcess.h"
+#include "tests/support/TemporaryDirectory.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <fcntl.h>
+#include <sys/stat.h>
+
+#include <array>
 #include <csignal>
+#include <ctime>
+#include <filesystem>
+#include <fstream>
+#include <string>
+#include <vector>
 
 namespace Velmora::Test
 {
@@ -15,25 +25,77 @@ namespace Velmora::Test
 namespace
 {
 
+using testing::Contains;
 using testing::ElementsAre;
 using testing::HasSubstr;
+using testing::IsEmpty;
+using testing::MatchesRegex;
 using testing::Not;
 
 constexpr const char* s_szLogger = "keswardin.infra.CoreDump";
+
+/// The names in a directory.
+std::vector<std::string> namesIn(const TemporaryDirectory& in_directory)
+{
+    std::vector<std::string> names;
+    for (const auto& entry : std::filesystem::directory_iterator(in_directory.path()))
+        names.push_back(entry.path().filename());
+    return names;
+}
 
 } // namespace
 
 TEST(CoreDump, IsNotImplementedAndSaysSo)
 {
+    const TemporaryDirectory directory;
     const CapturedLog log;
-    EXPECT_FALSE(dumpCore("core.dump"));
+    EXPECT_FALSE(dumpCore(directory.file("core.dump").c_str()));
     EXPECT_THAT(failedAssertions(log),
                 ElementsAre(failedAssertion("Not implemented : Velmora::dumpCore", "CoreDump",
                                             s_szLogger)));
-    EXPECT_EQ(1U, log.lines().size());
+    EXPECT_EQ(1U, log.linesOf(s_szLogger).size());
+    EXPECT_THAT(log.linesOf("keswardin.infra.File"),
+                ElementsAre(debugLine("keswardin.infra.File", "The file or directory you want to "
+                                                              "rename doesn't exist.")));
+    EXPECT_THAT(namesIn(directory), IsEmpty());
 }
 
-TEST(CoreDump, DoesNotLookAtThePath)
+TEST(CoreDump, MovesAnEarlierCoreAside)
+{
+    const TemporaryDirectory directory;
+    const std::string strPath = directory.file("core.dump");
+    ASSERT_TRUE(std::ofstream(strPath) << "a core");
+    const CapturedLog log(ERROR_LOG_LEVEL);
+    EXPECT_FALSE(dumpCore(strPath.c_str()));
+    const std::vector<std::string> names = namesIn(directory);
+    ASSERT_THAT(names, ElementsAre(MatchesRegex("core\\.20[0-9][0-9](_[0-9]+)+\\.dump")));
+    EXPECT_EQ("a core", directory.read(names.front()));
+    EXPECT_EQ(1U, failedAssertions(log).size());
+}
+
+TEST(CoreDump, KeepsTenCores)
+{
+    const TemporaryDirectory directory;
+    for (int i = 0; i < 12; ++i)
+    {
+        const std::string strPath =
+            directory.file("core.2025_1_1_0_0_" + std::to_string(i) + ".dump");
+        ASSERT_TRUE(std::ofstream(strPath) << "an old core");
+        const std::timespec when{1000000000 + i, 0};
+        const std::array<std::timespec, 2> times{when, when};
+        ASSERT_EQ(0, utimensat(AT_FDCWD, strPath.c_str(), times.data(), 0));
+    }
+    ASSERT_TRUE(std::ofstream(directory.file("core.dump")) << "a core");
+    const CapturedLog log(ERROR_LOG_LEVEL);
+    EXPECT_FALSE(dumpCore(directory.file("core.dump").c_str()));
+    const std::vector<std::string> names = namesIn(directory);
+    EXPECT_EQ(10U, names.size());
+    for (const int iDeleted : {0, 1, 2})
+        EXPECT_THAT(names,
+                    Not(Contains("core.2025_1_1_0_0_" + std::to_string(iDeleted) + ".dump")));
+}
+
+TEST(CoreDump, DoesWithoutAPath)
 {
     const CapturedLog log;
     EXPECT_FALSE(dumpCore(nullptr));
@@ -42,12 +104,15 @@ TEST(CoreDump, DoesNotLookAtThePath)
 
 TEST(CoreDump, TracesItsScope)
 {
+    const TemporaryDirectory directory;
     const CapturedLog log(TRACE_LOG_LEVEL);
-    dumpCore("core.dump");
+    dumpCore(directory.file("core.dump").c_str());
     const std::vector<LogLine> lines = log.linesOf(s_szLogger);
     ASSERT_EQ(3U, lines.size());
     EXPECT_EQ(traceLine(s_szLogger, "entering Velmora::dumpCore"), lines.front());
     EXPECT_EQ(traceLine(s_szLogger, "exiting Velmora::dumpCore"), lines.back());
+    EXPECT_THAT(log.linesOf("keswardin.infra.File"),
+                Contains(traceLine("keswardin.infra.File", "entering File::renameWithTimestamp")));
 }
 
 TEST(CoreDump, EndsTheProcessWhereAssertionsDo)

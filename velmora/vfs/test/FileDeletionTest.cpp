@@ -1,0 +1,748 @@
+#include "velmora/vfs/File.h"
+
+#include "tests/support/CapturedLog.h"
+#include "tests/support/TemporaryDirectory.h"
+#include "velmora/vfs/test/Surroundings.h"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <dlfcn.h>
+#include <fcntl.h>
+#include <sys/resource.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <atomic>
+#include <cerrno>
+#include <climits>
+#include <cstdarg>
+#include <cstdio>
+#include <filesystem>
+#include <fstream>
+#include <functional>
+#include <string>
+#include <thread>
+#include <vector>
+
+namespace
+{
+
+/// What happens just before a name is opened, deleted as a file or as a directory, or gets a mode;
+/// nothing while empty.
+std::function<void(const std::string& in_strCall, const std::string& in_strName)> s_before;
+
+/// Modes are said to be set and are not.
+bool s_bModesStay = false;
+
+void tellBefore(const char* in_szCall, const char* in_szName)
+{
+    // What it does itself is not told.
+    static thread_local bool s_bInside = false;
+    if (!s_before || s_bInside)
+        return;
+    s_bInside = true;
+    s_before(in_szCall, in_szName);
+    s_bInside = false;
+}
+
+} // namespace
+
+// These stand before those of the system for the whole process.
+
+extern "C" [[gnu::visibility("default")]] int openat(int in_iDirectory, const char* in_szName,
+                                                     int in_iFlags, ...)
+{
+    std::va_list args;
+    va_start(args, in_iFlags);
+    const mode_t mode = (in_iFlags & O_CREAT) != 0 ? va_arg(args, mode_t) : 0;
+    va_end(args);
+    tellBefore("openat", in_szName);
+    return static_cast<int>(syscall(SYS_openat, in_iDirectory, in_szName, in_iFlags, mode));
+}
+
+extern "C" [[gnu::visibility("default")]] int unlinkat(int in_iDirectory, const char* in_szName,
+                                                       int in_iFlags) noexcept
+{
+    tellBefore(in_iFlags == AT_REMOVEDIR ? "rmdir" : "unlink", in_szName);
+    return static_cast<int>(syscall(SYS_unlinkat, in_iDirectory, in_szName, in_iFlags));
+}
+
+extern "C" [[gnu::visibility("default")]] int fchmodat(int in_iDirectory, const char* in_szName,
+                                                       mode_t in_mode, int in_iFlags) noexcept
+{
+    static const auto s_pReal = reinterpret_cast<decltype(&fchmodat)>(dlsym(RTLD_NEXT, "fchmodat"));
+    tellBefore("chmod", in_szName);
+    return s_bModesStay ? 0 : s_pReal(in_iDirectory, in_szName, in_mode, in_iFlags);
+}
+
+namespace fs = std::filesystem;
+using namespace Velmora;
+using namespace Velmora::Test;
+using testing::Contains;
+using testing::ElementsAre;
+using testing::IsEmpty;
+using testing::UnorderedElementsAre;
+
+namespace
+{
+
+constexpr const char* s_szLogger = "keswardin.infra.File";
+
+LogLine unlinkFailed(const std::string& in_strPath)
+{
+    return debugLine(s_szLogger, "File::deleteFileDir : unlink failed on " + in_strPath);
+}
+LogLine notThere(const std::string& in_strPath)
+{
+    return warnLine(s_szLogger,
+                    "File::deleteFileDir : failed to stat " + in_strPath + ". Skipping.");
+}
+LogLine mayNotWrite(const std::string& in_strPath)
+{
+    return errorLine(s_szLogger, "File::deleteFileDir : no write permission on " + in_strPath);
+}
+LogLine willSetMode(const std::string& in_strPath)
+{
+    return debugLine(s_szLogger, "File::deleteFileDir : no write permission on " + in_strPath);
+}
+LogLine cannotSetMode(const std::string& in_strPath)
+{
+    return errorLine(s_szLogger,
+                     "File::deleteFileDir : failed to acquire write permission on " + in_strPath);
+}
+LogLine unknownError(const std::string& in_strPath)
+{
+    return errorLine(s_szLogger, "File::deleteFileDir : " + in_strPath + " unknown error");
+}
+LogLine isDirectory(const std::string& in_strPath)
+{
+    return debugLine(s_szLogger, "File::deleteFileDir : " + in_strPath + " is a directory");
+}
+LogLine cannotOpen(const std::string& in_strPath)
+{
+    return errorLine(s_szLogger, "File::deleteFileDir : failed to open directory " + in_strPath);
+}
+LogLine cannotRemove(const std::string& in_strPath)
+{
+    return errorLine(s_szLogger, "File::deleteFileDir : failed to rmdir " + in_strPath);
+}
+LogLine isGone(const std::string& in_strPath) { return infoLine(s_szLogger, in_strPath); }
+
+/// Works in an empty directory that others may enter.
+class FileDeletion : public testing::Test
+{
+  protected:
+    FileDeletion()
+    {
+        fs::permissions(m_directory.path(), fs::perms(0755));
+        fs::current_path(m_directory.path());
+        umask(022);
+    }
+    ~FileDeletion() override
+    {
+        s_before = nullptr;
+        fs::current_path("/");
+    }
+
+    [[nodiscard]] std::string path(const std::string& in_strName) const
+    {
+        return m_directory.file(in_strName);
+    }
+
+    CapturedLog m_log;
+
+  private:
+    TemporaryDirectory m_directory;
+};
+
+/// Makes a file with its directories.
+void makeFile(const fs::path& in_path)
+{
+    if (in_path.has_parent_path())
+        fs::create_directories(in_path.parent_path());
+    EXPECT_TRUE(std::ofstream(in_path) << "text") << in_path;
+}
+
+void setMode(const std::string& in_strPath, unsigned int in_uiMode)
+{
+    EXPECT_EQ(0, chmod(in_strPath.c_str(), in_uiMode)) << in_strPath;
+}
+
+unsigned int modeOf(const std::string& in_strPath)
+{
+    struct stat status = {};
+    EXPECT_EQ(0, lstat(in_strPath.c_str(), &status)) << in_strPath;
+    return status.st_mode & ALLPERMS;
+}
+
+/// Whether there is something, a link included.
+bool isThere(const std::string& in_strPath)
+{
+    return fs::symlink_status(in_strPath).type() != fs::file_type::not_found;
+}
+
+struct Flags
+{
+    bool bForce = false;
+    bool bVerbose = false;
+    bool bRecursive = false;
+};
+
+bool remove(const std::string& in_strPath, const Flags& in_flags)
+{
+    return File::deleteFileDir(in_strPath.c_str(), in_flags.bForce, in_flags.bVerbose,
+                               in_flags.bRecursive);
+}
+
+constexpr Flags s_plainly{};
+constexpr Flags s_withForce{.bForce = true};
+constexpr Flags s_recursively{.bRecursive = true};
+constexpr Flags s_recursivelyWithForce{.bForce = true, .bRecursive = true};
+
+} // namespace
+
+TEST_F(FileDeletion, DeletesAFile)
+{
+    makeFile("f");
+    EXPECT_TRUE(remove("f", s_plainly));
+    EXPECT_FALSE(isThere("f"));
+    EXPECT_THAT(m_log.lines(), IsEmpty());
+}
+
+TEST_F(FileDeletion, TellsWhatHasGoneWhenVerbose)
+{
+    makeFile("f");
+    EXPECT_TRUE(remove(path("f"), {.bVerbose = true}));
+    EXPECT_THAT(m_log.lines(), ElementsAre(isGone(path("f"))));
+}
+
+TEST_F(FileDeletion, WhatIsNotThereIsAsGoodAsDeletedWithAWarning)
+{
+    EXPECT_TRUE(remove("f", {.bForce = true, .bVerbose = true, .bRecursive = true}));
+    EXPECT_TRUE(remove("", s_plainly));
+    EXPECT_THAT(m_log.lines(),
+                ElementsAre(unlinkFailed("f"), notThere("f"), unlinkFailed(""), notThere("")));
+}
+
+TEST_F(FileDeletion, DeletesAnEmptyDirectory)
+{
+    fs::create_directory("d");
+    EXPECT_TRUE(remove("d", {.bVerbose = true}));
+    EXPECT_FALSE(isThere("d"));
+    EXPECT_THAT(m_log.lines(), ElementsAre(unlinkFailed("d"), isDirectory("d"), isGone("d")));
+}
+
+TEST_F(FileDeletion, NeedsToBeRecursiveForADirectoryThatIsNotEmpty)
+{
+    makeFile("d/f");
+    EXPECT_FALSE(remove("d", s_withForce));
+    EXPECT_TRUE(isThere("d/f"));
+    EXPECT_THAT(m_log.lines(), ElementsAre(unlinkFailed("d"), isDirectory("d"), cannotRemove("d")));
+}
+
+TEST_F(FileDeletion, RecursivelyDeletesAllThatIsInADirectory)
+{
+    makeFile("d/e/f");
+    makeFile("d/e/.hidden");
+    makeFile("d/g");
+    fs::create_directory("d/empty");
+    ASSERT_EQ(0, mkfifo("d/pipe", 0644));
+    EXPECT_TRUE(remove("d", s_recursively));
+    EXPECT_FALSE(isThere("d"));
+    for (const LogLine& line : m_log.lines())
+        EXPECT_EQ(DEBUG_LOG_LEVEL, line.level) << line;
+}
+
+TEST_F(FileDeletion, TellsWhatIsInADirectoryBeforeTheDirectory)
+{
+    makeFile("d/e/f");
+    EXPECT_TRUE(remove("d", {.bVerbose = true, .bRecursive = true}));
+    EXPECT_THAT(m_log.lines(),
+                ElementsAre(unlinkFailed("d"), isDirectory("d"), unlinkFailed("d/e"),
+                            isDirectory("d/e"), isGone("d/e/f"), isGone("d/e"), isGone("d")));
+}
+
+TEST_F(FileDeletion, TracesEachItem)
+{
+    makeFile("d/f");
+    const CapturedLog log(TRACE_LOG_LEVEL);
+    EXPECT_TRUE(remove("d", s_recursively));
+    const LogLine entering = traceLine(s_szLogger, "entering File::deleteFileDir");
+    const LogLine exiting = traceLine(s_szLogger, "exiting File::deleteFileDir");
+    EXPECT_THAT(log.lines(), ElementsAre(entering, unlinkFailed("d"), isDirectory("d"), entering,
+                                         exiting, exiting));
+}
+
+TEST_F(FileDeletion, ASlashAtTheEndNamesADirectory)
+{
+    makeFile("d/f");
+    EXPECT_TRUE(remove("d/", {.bVerbose = true, .bRecursive = true}));
+    EXPECT_FALSE(isThere("d"));
+    EXPECT_THAT(m_log.lines(),
+                ElementsAre(unlinkFailed("d/"), isDirectory("d/"), isGone("d//f"), isGone("d/")));
+}
+
+TEST_F(FileDeletion, ASlashAtTheEndDoesNotNameAFile)
+{
+    makeFile("f");
+    EXPECT_TRUE(remove("f/", s_recursivelyWithForce));
+    EXPECT_TRUE(isThere("f"));
+    EXPECT_THAT(m_log.lines(), ElementsAre(unlinkFailed("f/"), notThere("f/")));
+}
+
+TEST_F(FileDeletion, TheWorkingDirectoryIsEmptiedAndStays)
+{
+    makeFile("f");
+    EXPECT_FALSE(remove(".", s_recursively));
+    EXPECT_FALSE(isThere("f"));
+    EXPECT_THAT(m_log.lines(), ElementsAre(unlinkFailed("."), isDirectory("."), cannotRemove(".")));
+}
+
+TEST_F(FileDeletion, WithoutForceADirectoryThatMayNotBeWrittenStays)
+{
+    makeFile("d/f");
+    setMode("d", 0555);
+    EXPECT_FALSE(remove("d", s_recursively));
+    EXPECT_TRUE(isThere("d/f"));
+    EXPECT_EQ(0555U, modeOf("d"));
+    EXPECT_THAT(m_log.lines(), ElementsAre(unlinkFailed("d"), mayNotWrite("d")));
+}
+
+TEST_F(FileDeletion, TheFirstItemThatStaysEndsIt)
+{
+    fs::create_directories("d/e");
+    setMode("d/e", 0555);
+    EXPECT_FALSE(remove("d", s_recursively));
+    EXPECT_TRUE(isThere("d/e"));
+    EXPECT_THAT(m_log.lines(), ElementsAre(unlinkFailed("d"), isDirectory("d"), unlinkFailed("d/e"),
+                                           mayNotWrite("d/e")));
+}
+
+TEST_F(FileDeletion, WithForceADirectoryThatMayNotBeWrittenIsDeletedByRoot)
+{
+    if (geteuid() != 0)
+        GTEST_SKIP() << "only root reads a directory of mode 0200";
+    makeFile("d/e/f");
+    setMode("d/e", 0555);
+    std::vector<unsigned int> modes;
+    s_before = [&modes](const std::string& in_strCall, const std::string& in_strName)
+    {
+        if (in_strCall == "openat" && in_strName == "e")
+            modes.push_back(modeOf("d/e"));
+    };
+    EXPECT_TRUE(remove("d", s_recursivelyWithForce));
+    EXPECT_FALSE(isThere("d"));
+    EXPECT_THAT(modes, ElementsAre(0200U));
+    EXPECT_THAT(m_log.lines(),
+                ElementsAre(unlinkFailed("d"), isDirectory("d"), unlinkFailed("d/e"),
+                            willSetMode("d/e"), unlinkFailed("d/e"), isDirectory("d/e")));
+}
+
+TEST_F(FileDeletion, WithForceADirectoryThatMayNotBeWrittenIsLeftWithTheModeThatItGot)
+{
+    fs::create_directory("d");
+    setMode("d", 0755);
+    setMode(".", 0777);
+    bool bRemoved = true;
+    const auto work = [&]
+    {
+        fs::create_directory("mine");
+        setMode("mine", 0555);
+        bRemoved = remove("mine", s_recursivelyWithForce);
+    };
+    if (!doAsNobody(work))
+        GTEST_SKIP() << s_szNoOtherUser;
+    EXPECT_FALSE(bRemoved);
+    EXPECT_EQ(0200U, modeOf("mine"));
+    EXPECT_THAT(m_log.lines(),
+                ElementsAre(unlinkFailed("mine"), willSetMode("mine"), unlinkFailed("mine"),
+                            isDirectory("mine"), cannotOpen("mine")));
+}
+
+TEST_F(FileDeletion, ADirectoryOfAnotherUserThatCannotBeReadStaysAsItIs)
+{
+    makeFile("d/f");
+    setMode("d", 0200);
+    bool bRemoved = true;
+    if (!doAsNobody([&] { bRemoved = remove("d", s_recursivelyWithForce); }))
+        GTEST_SKIP() << s_szNoOtherUser;
+    EXPECT_FALSE(bRemoved);
+    EXPECT_EQ(0200U, modeOf("d"));
+    EXPECT_TRUE(isThere("d/f"));
+    EXPECT_THAT(m_log.lines(), ElementsAre(unlinkFailed("d"), isDirectory("d"), cannotOpen("d")));
+}
+
+TEST_F(FileDeletion, TheModeOfADirectoryOfAnotherUserCannotBeSet)
+{
+    makeFile("d/f");
+    setMode("d", 0555);
+    bool bRemoved = true;
+    if (!doAsNobody([&] { bRemoved = remove("d", s_recursivelyWithForce); }))
+        GTEST_SKIP() << s_szNoOtherUser;
+    EXPECT_FALSE(bRemoved);
+    EXPECT_EQ(0555U, modeOf("d"));
+    EXPECT_TRUE(isThere("d/f"));
+    EXPECT_THAT(m_log.lines(),
+                ElementsAre(unlinkFailed("d"), willSetMode("d"), cannotSetMode("d")));
+}
+
+TEST_F(FileDeletion, AFileThatCannotBeDeletedIsAnUnknownError)
+{
+    makeFile("f");
+    bool bRemoved = true;
+    if (!doAsNobody([&] { bRemoved = remove("f", s_recursivelyWithForce); }))
+        GTEST_SKIP() << s_szNoOtherUser;
+    EXPECT_FALSE(bRemoved);
+    EXPECT_TRUE(isThere("f"));
+    EXPECT_THAT(m_log.lines(), ElementsAre(unlinkFailed("f"), unknownError("f")));
+}
+
+TEST_F(FileDeletion, ToSetTheModeDoesNotHelpWhereTheDirectoryMayNotBeWritten)
+{
+    makeFile("f");
+    setMode("f", 0444);
+    if (chown("f", 65534, 65534) != 0)
+        GTEST_SKIP() << s_szNoOtherUser;
+    bool bRemoved = true;
+    if (!doAsNobody([&] { bRemoved = remove("f", s_withForce); }))
+        GTEST_SKIP() << s_szNoOtherUser;
+    EXPECT_FALSE(bRemoved);
+    EXPECT_EQ(0200U, modeOf("f"));
+    EXPECT_THAT(m_log.lines(), ElementsAre(unlinkFailed("f"), willSetMode("f"), unlinkFailed("f"),
+                                           unknownError("f")));
+}
+
+TEST_F(FileDeletion, AModeThatWasSetInVainIsSetOnce)
+{
+    fs::create_directory("d");
+    setMode("d", 0555);
+    s_bModesStay = true;
+    const bool bRemoved = remove("d", s_withForce);
+    s_bModesStay = false;
+    EXPECT_FALSE(bRemoved);
+    EXPECT_THAT(m_log.lines(), ElementsAre(unlinkFailed("d"), willSetMode("d"), unlinkFailed("d"),
+                                           willSetMode("d"), cannotSetMode("d")));
+}
+
+TEST_F(FileDeletion, OnAFileSystemThatIsReadOnlyNothingIsDeleted)
+{
+    fs::create_directory("m");
+    bool bRemoved = true;
+    const auto work = [&] { bRemoved = remove("m/d", s_recursivelyWithForce); };
+    if (!doWithFileSystem(
+            path("m"), "size=64k", MS_RDONLY, [] { makeFile("m/d/f"); }, work))
+        GTEST_SKIP() << s_szNoMount;
+    EXPECT_FALSE(bRemoved);
+    EXPECT_THAT(m_log.lines(), ElementsAre(unlinkFailed("m/d"), isDirectory("m/d"),
+                                           unlinkFailed("m/d/f"), unknownError("m/d/f")));
+}
+
+namespace
+{
+
+/// Does work while the process cannot have more descriptors than some. What is to be done then must
+/// have been done before: a sanitizer takes descriptors when it meets a class for the first time.
+void doWithDescriptors(rlim_t in_uiNumber, const std::function<void()>& in_work)
+{
+    rlimit before{};
+    getrlimit(RLIMIT_NOFILE, &before);
+    rlimit limit = before;
+    limit.rlim_cur = in_uiNumber;
+    ASSERT_EQ(0, setrlimit(RLIMIT_NOFILE, &limit));
+    in_work();
+    setrlimit(RLIMIT_NOFILE, &before);
+}
+
+/// Makes directories "a" in one another, from the working directory on, however long their path is.
+void makeDeep(int in_iLevels)
+{
+    int iDirectory = open(".", O_RDONLY | O_DIRECTORY);
+    for (int i = 0; i < in_iLevels; ++i)
+    {
+        ASSERT_EQ(0, mkdirat(iDirectory, "a", 0755));
+        const int iNext = openat(iDirectory, "a", O_RDONLY | O_DIRECTORY);
+        close(iDirectory);
+        iDirectory = iNext;
+    }
+    close(iDirectory);
+}
+
+} // namespace
+
+TEST_F(FileDeletion, WithoutADescriptorADirectoryCannotBeOpened)
+{
+    makeFile("before/f");
+    EXPECT_TRUE(remove("before", s_recursively));
+    m_log.clear();
+    makeFile("d/f");
+    bool bRemoved = true;
+    doWithDescriptors(0, [&] { bRemoved = remove("d", s_recursively); });
+    EXPECT_FALSE(bRemoved);
+    EXPECT_TRUE(isThere("d/f"));
+    EXPECT_THAT(m_log.lines(), ElementsAre(unlinkFailed("d"), isDirectory("d"), cannotOpen("d")));
+    EXPECT_TRUE(remove("d", s_recursively));
+}
+
+TEST_F(FileDeletion, WithoutADescriptorNoModeIsSet)
+{
+    makeFile("before/f");
+    EXPECT_TRUE(remove("before", s_recursively));
+    m_log.clear();
+    makeFile("d/f");
+    setMode("d", 0555);
+    bool bRemoved = true;
+    doWithDescriptors(0, [&] { bRemoved = remove("d", s_recursivelyWithForce); });
+    EXPECT_FALSE(bRemoved);
+    EXPECT_EQ(0555U, modeOf("d"));
+    EXPECT_THAT(m_log.lines(),
+                ElementsAre(unlinkFailed("d"), willSetMode("d"), cannotSetMode("d")));
+}
+
+TEST_F(FileDeletion, ATreeThatIsDeeperThanThereAreDescriptorsStays)
+{
+    makeDeep(100);
+    const auto work = [&] { EXPECT_FALSE(remove("a", s_recursively)); };
+    doWithDescriptors(64, work);
+    const LogLine last = m_log.lines().back();
+    EXPECT_EQ(ERROR_LOG_LEVEL, last.level);
+    EXPECT_EQ(0U, last.strText.find("File::deleteFileDir : failed to open directory a/a/a"));
+    EXPECT_TRUE(remove("a", s_recursively));
+    EXPECT_FALSE(isThere("a"));
+}
+
+TEST_F(FileDeletion, ATreeWithAPathThatIsTooLongStays)
+{
+    constexpr int iLevels = 3000;
+    makeDeep(iLevels);
+    rlimit limit{};
+    getrlimit(RLIMIT_NOFILE, &limit);
+    if (limit.rlim_max < iLevels)
+        GTEST_SKIP() << "this process may not have enough descriptors";
+    doWithDescriptors(iLevels, [&] { EXPECT_FALSE(remove("a", s_recursively)); });
+    EXPECT_TRUE(isThere("a"));
+    std::string strTooLong = "a";
+    while (strTooLong.size() < PATH_MAX)
+        strTooLong += "/a";
+    EXPECT_THAT(m_log.lines(), Contains(notThere(strTooLong)));
+    strTooLong.resize(strTooLong.size() - 2);
+    EXPECT_EQ(cannotRemove(strTooLong), m_log.lines().back());
+    // What the directory of the test could not remove by paths either.
+    for (int i = 0; i < iLevels; ++i)
+        fs::current_path("a");
+    for (int i = 0; i < iLevels; ++i)
+    {
+        ASSERT_EQ(0, chdir(".."));
+        ASSERT_EQ(0, rmdir("a"));
+    }
+}
+
+TEST_F(FileDeletion, ALinkIsDeletedAndNotWhatItLeadsTo)
+{
+    makeFile("outside/f");
+    fs::create_symlink("outside", "link");
+    fs::create_symlink("outside/f", "link-to-file");
+    fs::create_symlink("nothing", "link-to-nothing");
+    EXPECT_TRUE(remove("link", s_recursivelyWithForce));
+    EXPECT_TRUE(remove("link-to-file", s_recursivelyWithForce));
+    EXPECT_TRUE(remove("link-to-nothing", s_recursivelyWithForce));
+    EXPECT_FALSE(isThere("link"));
+    EXPECT_FALSE(isThere("link-to-file"));
+    EXPECT_FALSE(isThere("link-to-nothing"));
+    EXPECT_TRUE(isThere("outside/f"));
+    EXPECT_THAT(m_log.lines(), IsEmpty());
+}
+
+TEST_F(FileDeletion, ALinkInATreeIsDeletedAndNotWhatItLeadsTo)
+{
+    makeFile("outside/f");
+    fs::create_directory("d");
+    fs::create_symlink(path("outside"), "d/link");
+    fs::create_symlink("..", "d/up");
+    EXPECT_TRUE(remove("d", s_recursivelyWithForce));
+    EXPECT_FALSE(isThere("d"));
+    EXPECT_TRUE(isThere("outside/f"));
+}
+
+TEST_F(FileDeletion, ASlashAtTheEndOfALinkDoesNotLeadThroughIt)
+{
+    makeFile("outside/f");
+    setMode("outside", 0555);
+    fs::create_symlink("outside", "link");
+    EXPECT_FALSE(remove("link/", s_recursivelyWithForce));
+    EXPECT_FALSE(remove("link//", s_recursivelyWithForce));
+    EXPECT_TRUE(isThere("link"));
+    EXPECT_TRUE(isThere("outside/f"));
+    EXPECT_EQ(0555U, modeOf("outside"));
+    EXPECT_THAT(m_log.lines(), ElementsAre(unlinkFailed("link/"), unknownError("link/"),
+                                           unlinkFailed("link//"), unknownError("link//")));
+}
+
+TEST_F(FileDeletion, TheWayToWhatIsDeletedMayLeadThroughALink)
+{
+    makeFile("real/d/f");
+    fs::create_symlink("real", "link");
+    EXPECT_TRUE(remove("link/d", s_recursively));
+    EXPECT_FALSE(isThere("real/d"));
+}
+
+TEST_F(FileDeletion, ALinkThatCannotBeDeletedIsNotFollowed)
+{
+    makeFile("outside/f");
+    setMode("outside", 0555);
+    chown("outside", 65534, 65534);
+    fs::create_symlink("outside", "link");
+    fs::create_symlink("nothing", "link-to-nothing");
+    const auto work = [&]
+    {
+        EXPECT_FALSE(remove("link", s_recursivelyWithForce));
+        EXPECT_FALSE(remove("link-to-nothing", s_recursivelyWithForce));
+    };
+    if (!doAsNobody(work))
+        GTEST_SKIP() << s_szNoOtherUser;
+    EXPECT_TRUE(isThere("link"));
+    EXPECT_TRUE(isThere("outside/f"));
+    EXPECT_EQ(0555U, modeOf("outside"));
+    EXPECT_THAT(m_log.lines(),
+                ElementsAre(unlinkFailed("link"), unknownError("link"),
+                            unlinkFailed("link-to-nothing"), unknownError("link-to-nothing")));
+}
+
+namespace
+{
+
+/// Has somebody move "d/e" away and put a link to "outside" in its place, just before a call.
+void putLinkBefore(const std::string& in_strCall, const std::string& in_strName)
+{
+    s_before = [strCall = in_strCall, strName = in_strName, bDone = false](
+                   const std::string& in_strThisCall, const std::string& in_strThisName) mutable
+    {
+        if (bDone || in_strThisCall != strCall || in_strThisName != strName)
+            return;
+        bDone = true;
+        fs::rename("d/e", "moved");
+        fs::create_directory_symlink(fs::absolute("outside"), "d/e");
+    };
+}
+
+} // namespace
+
+TEST_F(FileDeletion, ALinkInPlaceOfADirectoryIsNotOpened)
+{
+    makeFile("outside/f");
+    makeFile("d/e/f");
+    putLinkBefore("openat", "e");
+    EXPECT_FALSE(remove("d", s_recursively));
+    EXPECT_TRUE(isThere("outside/f"));
+    EXPECT_TRUE(isThere("moved/f"));
+    EXPECT_EQ(cannotOpen("d/e"), m_log.lines().back());
+}
+
+TEST_F(FileDeletion, AnotherDirectoryInPlaceOfTheOneThatWasSeenIsNotDeleted)
+{
+    makeFile("other/f");
+    makeFile("d/e/f");
+    s_before = [](const std::string& in_strCall, const std::string& in_strName)
+    {
+        if (in_strCall != "openat" || in_strName != "e")
+            return;
+        fs::rename("d/e", "moved");
+        fs::rename("other", "d/e");
+    };
+    EXPECT_FALSE(remove("d", s_recursively));
+    EXPECT_TRUE(isThere("d/e/f"));
+    EXPECT_TRUE(isThere("moved/f"));
+    EXPECT_EQ(cannotOpen("d/e"), m_log.lines().back());
+}
+
+TEST_F(FileDeletion, LeavesNoDescriptorOpenHoweverItEnds)
+{
+    fs::create_directories("other");
+    makeFile("d/e/f");
+    makeFile("g/h/f");
+    setMode("g/h", 0555);
+    s_before = [](const std::string& in_strCall, const std::string& in_strName)
+    {
+        if (in_strCall != "openat" || in_strName != "e")
+            return;
+        fs::rename("d/e", "moved");
+        fs::rename("other", "d/e");
+    };
+    const std::size_t uiBefore = countDescriptors();
+    EXPECT_FALSE(remove("d", s_recursively));
+    EXPECT_FALSE(remove("g", s_recursively));
+    EXPECT_TRUE(remove("moved", s_recursively));
+    EXPECT_EQ(uiBefore, countDescriptors());
+}
+
+TEST_F(FileDeletion, ALinkInPlaceOfADirectoryThatIsOpenIsNotFollowed)
+{
+    makeFile("outside/f");
+    makeFile("d/e/f");
+    putLinkBefore("unlink", "f");
+    EXPECT_FALSE(remove("d", s_recursively));
+    EXPECT_TRUE(isThere("outside/f"));
+    EXPECT_FALSE(isThere("moved/f"));
+    EXPECT_EQ(cannotRemove("d/e"), m_log.lines().back());
+}
+
+TEST_F(FileDeletion, ALinkInPlaceOfADirectoryOnTheWayIsNotFollowed)
+{
+    makeFile("outside/g/f");
+    makeFile("d/e/g/f");
+    putLinkBefore("openat", "g");
+    EXPECT_FALSE(remove("d", s_recursively));
+    EXPECT_TRUE(isThere("outside/g/f"));
+    EXPECT_FALSE(isThere("moved/g"));
+    EXPECT_EQ(cannotRemove("d/e"), m_log.lines().back());
+}
+
+TEST_F(FileDeletion, ALinkInPlaceOfAnEmptiedDirectoryIsNotFollowed)
+{
+    fs::create_directory("outside");
+    makeFile("d/e/f");
+    putLinkBefore("rmdir", "e");
+    EXPECT_FALSE(remove("d", s_recursively));
+    EXPECT_TRUE(isThere("outside"));
+    EXPECT_TRUE(isThere("d/e"));
+    EXPECT_EQ(cannotRemove("d/e"), m_log.lines().back());
+}
+
+TEST_F(FileDeletion, TheModeOfWhatALinkLeadsToIsNotSet)
+{
+    makeFile("outside/f");
+    makeFile("d/e/f");
+    setMode("d/e", 0555);
+    putLinkBefore("chmod", "e");
+    EXPECT_FALSE(remove("d", s_recursivelyWithForce));
+    EXPECT_EQ(0755U, modeOf("outside"));
+    EXPECT_TRUE(isThere("outside/f"));
+    EXPECT_EQ(cannotSetMode("d/e"), m_log.lines().back());
+}
+
+TEST_F(FileDeletion, ALinkThatComesAndGoesAllTheTimeIsNeverFollowed)
+{
+    constexpr int iNumRounds = 100;
+    constexpr int iNumFiles = 20;
+    makeFile("outside/0");
+    const CapturedLog log(FATAL_LOG_LEVEL);
+    for (int iRound = 0; iRound < iNumRounds; ++iRound)
+    {
+        for (int iFile = 0; iFile < iNumFiles; ++iFile)
+            makeFile("d/e/" + std::to_string(iFile));
+        fs::create_symlink("../outside", "d/link");
+        std::atomic<bool> bEnd = false;
+        std::thread swaps(
+            [&bEnd]
+            {
+                while (!bEnd)
+                    renameat2(AT_FDCWD, "d/link", AT_FDCWD, "d/e", RENAME_EXCHANGE);
+            });
+        remove("d/e", s_recursivelyWithForce);
+        remove("d", s_recursivelyWithForce);
+        bEnd = true;
+        swaps.join();
+        fs::remove_all("d");
+        ASSERT_TRUE(isThere("outside/0")) << "round " << iRound;
+    }
+}
