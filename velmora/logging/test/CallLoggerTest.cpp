@@ -50,8 +50,9 @@ class CallLogging : public testing::Test
 
     void configure(const std::string& in_strMore = "")
     {
-        EXPECT_TRUE(configureCalls(m_directory.path().string(),
-                                   "keswardin.infra.CallLogger.outputFileSuffix=.log\n" + in_strMore));
+        EXPECT_TRUE(
+            configureCalls(m_directory.path().string(),
+                           "keswardin.infra.CallLogger.outputFileSuffix=.log\n" + in_strMore));
     }
 
     /// The lines of a call's file without the first and the last one, which it must have.
@@ -71,11 +72,11 @@ class CallLogging : public testing::Test
     {
         // As in "Sat Nov 21 17:07:26 2026".
         return testing::internal::RE::FullMatch(
-            in_strLine, testing::internal::RE("INFO " + std::string(s_szEvent) + ": Call " +
-                                              in_strWhat +
-                                              " : [A-Z][a-z][a-z] [A-Z][a-z][a-z] [ 0-9][0-9] "
-                                              "[0-9][0-9]:[0-9][0-9]:[0-9][0-9] "
-                                              "[0-9][0-9][0-9][0-9]"));
+            in_strLine,
+            testing::internal::RE("INFO " + std::string(s_szEvent) + ": Call " + in_strWhat +
+                                  " : [A-Z][a-z][a-z] [A-Z][a-z][a-z] [ 0-9][0-9] "
+                                  "[0-9][0-9]:[0-9][0-9]:[0-9][0-9] "
+                                  "[0-9][0-9][0-9][0-9]"));
     }
 
     [[nodiscard]] std::vector<std::string> files() const
@@ -114,9 +115,9 @@ TEST_F(CallLogging, LinesOfACallGoToItsFileWithoutTheCallIdAndToTheMainLogWithIt
 
     EXPECT_THAT(linesIn(std::string(s_szId) + ".log"),
                 ElementsAre("INFO test.call.Leg: leg=1 codec=0 hello"));
-    EXPECT_THAT(m_log.linesOf(s_szName),
-                ElementsAre(infoLine(s_szName, "leg=1 call-id=" + std::string(s_szId) +
-                                                   " codec=0 hello")));
+    EXPECT_THAT(
+        m_log.linesOf(s_szName),
+        ElementsAre(infoLine(s_szName, "leg=1 call-id=" + std::string(s_szId) + " codec=0 hello")));
 }
 
 TEST_F(CallLogging, ACallLogsItsLine)
