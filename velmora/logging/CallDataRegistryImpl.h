@@ -113,6 +113,7 @@ class CallDataRegistry::CallDataImpl : public CallData,
 
   private:
     friend class CallDataRegistryImpl;
+    friend class Test::CallDataRegistryPeer;
 
     void makeAppender();
     void leaveAppenderToParent();

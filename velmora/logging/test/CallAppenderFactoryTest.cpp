@@ -1,0 +1,552 @@
+#include "velmora/logging/CallAppenderFactory.h"
+
+#include "velmora/application/SingletonRegistry.h"
+#include "velmora/config/GlobalConfig.h"
+#include "velmora/logging/CallFileName.h"
+#include "velmora/vfs/DateTimeDirectory.h"
+
+#include "tests/support/CallLogging.h"
+#include "tests/support/CapturedLog.h"
+#include "tests/support/TemporaryDirectory.h"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+#include <log4cplus/spi/loggingevent.h>
+#include <sys/stat.h>
+
+#include <algorithm>
+#include <climits>
+#include <cstddef>
+#include <filesystem>
+#include <fstream>
+#include <iterator>
+#include <sstream>
+#include <string>
+#include <type_traits>
+#include <vector>
+
+namespace Velmora::Test
+{
+
+namespace
+{
+
+using testing::Contains;
+using testing::ElementsAre;
+using testing::HasSubstr;
+using testing::IsEmpty;
+using testing::MatchesRegex;
+using testing::SizeIs;
+
+constexpr const char* s_szLogger = "keswardin.infra.CallAppender";
+const std::string s_strDirectoryParam = "log4cplus.appender.CALL_LOG_APPENDER.Directory";
+
+/// A configuration whose section cannot be found, although its directory can.
+class TrieWithoutSection : public ParameterTrie
+{
+  public:
+    explicit TrieWithoutSection(std::string in_strDirectory)
+        : m_strDirectory(std::move(in_strDirectory))
+    {
+    }
+
+    void getParameter(const char* in_szName, ParameterValue& out_value) const override
+    {
+        if (in_szName == s_strDirectoryParam)
+            out_value = m_strDirectory.c_str();
+        else
+            ParameterTrie::getParameter(in_szName, out_value);
+    }
+
+  private:
+    std::string m_strDirectory;
+};
+
+class CallAppenders : public testing::Test
+{
+  protected:
+    /// The directory of the files, which is made when it is configured.
+    [[nodiscard]] std::string calls() const { return m_directory.file("calls"); }
+
+    bool configure(const std::string& in_strMore = "")
+    {
+        return m_factory.configure(trieOf(callSection(calls()) + in_strMore));
+    }
+
+    /// Configures, and forgets what was logged.
+    void beConfigured(const std::string& in_strMore = "")
+    {
+        ASSERT_TRUE(configure(in_strMore));
+        m_log.clear();
+    }
+
+    /// The lines from a level on.
+    [[nodiscard]] std::vector<LogLine> linesFrom(LogLevel in_level) const
+    {
+        std::vector<LogLine> lines = m_log.lines();
+        std::erase_if(lines,
+                      [in_level](const LogLine& in_line) { return in_line.level < in_level; });
+        return lines;
+    }
+
+    [[nodiscard]] std::vector<std::string> files() const
+    {
+        std::vector<std::string> names;
+        for (const auto& entry : std::filesystem::recursive_directory_iterator(calls()))
+            if (entry.is_regular_file())
+                names.push_back(std::filesystem::relative(entry.path(), calls()));
+        std::sort(names.begin(), names.end());
+        return names;
+    }
+
+    TemporaryDirectory m_directory;
+    CapturedLog m_log;
+    CallAppenderFactory m_factory;
+};
+
+void setGlobal(const std::string& in_strText)
+{
+    std::istringstream text(in_strText);
+    ASSERT_TRUE(GlobalConfig::getInstance()->load(text));
+}
+
+} // namespace
+
+// The singleton.
+
+TEST_F(CallAppenders, TheSingletonStandsUnderItsKeyAndIsNotConfigured)
+{
+    ASSERT_TRUE(configureCalls(calls()));
+
+    EXPECT_EQ(SingletonRegistry::getInstance()->find("CallAppenderFactory::Singleton"),
+              CallAppenderFactory::getInstance());
+    EXPECT_FALSE(CallAppenderFactory::getInstance()->newAppender("abc"));
+    static_assert(std::has_virtual_destructor_v<CallAppenderFactory>);
+}
+
+TEST_F(CallAppenders, ThereIsNoneBeforeTheyAreConfigured)
+{
+    EXPECT_FALSE(m_factory.newAppender("abc"));
+    EXPECT_THAT(m_log.lines(), IsEmpty());
+}
+
+// The directory.
+
+TEST_F(CallAppenders, AMissingDirectoryIsMadeWithItsParents)
+{
+    const std::string strCalls = m_directory.file("a/b/calls");
+
+    EXPECT_TRUE(m_factory.configure(trieOf(callSection(strCalls))));
+
+    EXPECT_TRUE(std::filesystem::is_directory(strCalls));
+    EXPECT_THAT(
+        m_log.linesOf(s_szLogger),
+        ElementsAre(debugLine(s_szLogger, "Call Logger configuration output directory is : " +
+                                              s_strDirectoryParam + "=" + strCalls),
+                    debugLine(s_szLogger, "Call Logger configuration. Failed to stat directory " +
+                                              strCalls + " : No such file or directory"),
+                    infoLine(s_szLogger,
+                             "Call Logger configuration. Creating output directory " + strCalls),
+                    debugLine(s_szLogger, "m_bDateTimeDirectory=0")));
+}
+
+TEST_F(CallAppenders, ADirectoryThatIsThereIsTaken)
+{
+    std::filesystem::create_directory(calls());
+
+    EXPECT_TRUE(configure());
+
+    EXPECT_THAT(
+        m_log.lines(),
+        ElementsAre(debugLine(s_szLogger, "Call Logger configuration output directory is : " +
+                                              s_strDirectoryParam + "=" + calls()),
+                    debugLine(s_szLogger, "m_bDateTimeDirectory=0")));
+}
+
+TEST_F(CallAppenders, WithoutADirectoryTheyAreNotConfigured)
+{
+    EXPECT_FALSE(m_factory.configure(
+        trieOf("log4cplus.appender.CALL_LOG_APPENDER=log4cplus::NullAppender")));
+
+    EXPECT_THAT(linesFrom(INFO_LOG_LEVEL),
+                ElementsAre(testing::Field(&LogLine::strText, HasSubstr(s_strDirectoryParam))));
+    EXPECT_EQ("keswardin.infra.Parameter", m_log.lines().front().strLogger);
+    EXPECT_FALSE(m_factory.newAppender("abc"));
+}
+
+TEST_F(CallAppenders, AnEmptyDirectoryIsAnError)
+{
+    ParameterTrie trie;
+    ParameterValue empty;
+    empty = "";
+    trie.setParameter(s_strDirectoryParam.c_str(), empty);
+
+    EXPECT_FALSE(m_factory.configure(trie));
+
+    EXPECT_THAT(
+        m_log.lines(),
+        ElementsAre(debugLine(s_szLogger, "Call Logger configuration output directory is : " +
+                                              s_strDirectoryParam + "="),
+                    errorLine(s_szLogger,
+                              "Call Logger configuration. " + s_strDirectoryParam + " is empty")));
+}
+
+TEST_F(CallAppenders, ADirectoryThatCannotBeMadeIsAnError)
+{
+    std::ofstream(m_directory.file("file")) << "in the way";
+    const std::string strCalls = m_directory.file("file/calls");
+
+    EXPECT_FALSE(m_factory.configure(trieOf(callSection(strCalls))));
+
+    EXPECT_THAT(
+        m_log.linesOf(s_szLogger),
+        Contains(debugLine(s_szLogger, "Call Logger configuration. Failed to stat directory " +
+                                           strCalls + " : Not a directory")));
+    EXPECT_EQ(errorLine(s_szLogger, "failed to create call logging output directory " + strCalls),
+              m_log.linesOf(s_szLogger).back());
+    EXPECT_FALSE(m_factory.newAppender("abc"));
+}
+
+TEST_F(CallAppenders, ADirectoryThatItsOwnerMayNotWriteToIsAnErrorWithTheModeInHexadecimal)
+{
+    std::filesystem::create_directory(calls());
+    ASSERT_EQ(0, chmod(calls().c_str(), 0555));
+
+    EXPECT_FALSE(configure());
+
+    EXPECT_EQ(errorLine(s_szLogger,
+                        "Call Logger configuration. Don't have write permission on directory " +
+                            calls() + ". stat.st_mode=0x416d"),
+              m_log.lines().back());
+    ASSERT_EQ(0, chmod(calls().c_str(), 0755));
+}
+
+TEST_F(CallAppenders, OnlyTheOwnersBitIsLookedAt)
+{
+    std::filesystem::create_directory(calls());
+    ASSERT_EQ(0, chmod(calls().c_str(), 0200));
+
+    EXPECT_TRUE(configure());
+
+    ASSERT_EQ(0, chmod(calls().c_str(), 0755));
+}
+
+TEST_F(CallAppenders, WithoutTheSectionTheyAreNotConfigured)
+{
+    std::filesystem::create_directory(calls());
+
+    EXPECT_FALSE(m_factory.configure(TrieWithoutSection(calls())));
+
+    EXPECT_EQ(errorLine(s_szLogger, "Call Logger configuration. log4cplus.appender."
+                                    "CALL_LOG_APPENDER is not present in the configuration"),
+              m_log.lines().back());
+    EXPECT_FALSE(m_factory.newAppender("abc"));
+}
+
+TEST_F(CallAppenders, AConfigurationThatFailsLeavesTheEarlierOneInForce)
+{
+    beConfigured("keswardin.infra.CallLogger.outputFileSuffix=.log\n");
+
+    EXPECT_FALSE(m_factory.configure(ParameterTrie()));
+
+    EXPECT_TRUE(m_factory.newAppender("abc"));
+    EXPECT_THAT(files(), ElementsAre("abc.log"));
+}
+
+TEST_F(CallAppenders, WhatAFailedConfigurationHadReadIsInForce)
+{
+    beConfigured();
+    const std::string strOther = m_directory.file("other");
+    std::filesystem::create_directory(strOther);
+    ASSERT_EQ(0, chmod(strOther.c_str(), 0555));
+
+    EXPECT_FALSE(m_factory.configure(trieOf(callSection(strOther))));
+
+    ASSERT_EQ(0, chmod(strOther.c_str(), 0755));
+    EXPECT_TRUE(m_factory.newAppender("abc"));
+    EXPECT_TRUE(std::filesystem::exists(strOther + "/abc"));
+}
+
+TEST_F(CallAppenders, ASecondConfigurationReplacesThePropertiesOfTheFirst)
+{
+    beConfigured("log4cplus.appender.CALL_LOG_APPENDER.Append=true\n"
+                 "log4cplus.appender.CALL_LOG_APPENDER.layout.Of=theFirst\n");
+    ASSERT_TRUE(m_factory.configure(
+        trieOf("log4cplus.appender.CALL_LOG_APPENDER.Directory=" + calls() + "\n")));
+
+    // The line of the layout that an appender has by itself.
+    m_factory.newAppender("abc");
+    EXPECT_THAT(m_directory.read("calls/abc"), testing::StartsWith("INFO - Call start : "));
+}
+
+// Where the parameters come from.
+
+TEST_F(CallAppenders, ParametersComeFromTheConfigurationThatIsGiven)
+{
+    setGlobal("keswardin.infra.CallLogger.outputFilePrefix=global-\n"
+              "keswardin.infra.CallLogger.outputFileSuffix=.global\n"
+              "keswardin.infra.CallLogger.log1CallOutOf=1\n");
+    beConfigured("keswardin.infra.CallLogger.outputFilePrefix=call-\n"
+                 "keswardin.infra.CallLogger.outputFileSuffix=.txt\n"
+                 "keswardin.infra.CallLogger.log1CallOutOf=2\n");
+
+    m_factory.newAppender("1");
+    m_factory.newAppender("2");
+
+    EXPECT_THAT(files(), ElementsAre("call-1.txt"));
+}
+
+TEST_F(CallAppenders, ParametersThatAreNotInItComeFromTheConfigurationOfTheProcess)
+{
+    setGlobal("keswardin.infra.CallLogger.dateTimeDirectory=true\n"
+              "keswardin.infra.CallLogger.outputFilePrefix=global-\n"
+              "keswardin.infra.CallLogger.outputFileSuffix=.global\n"
+              "keswardin.infra.CallLogger.log1CallOutOf=2\n");
+    ASSERT_TRUE(configure());
+
+    m_factory.newAppender("1");
+    m_factory.newAppender("2");
+
+    ASSERT_THAT(files(), SizeIs(1));
+    EXPECT_THAT(files().front(), testing::EndsWith("/global-1.global"));
+    EXPECT_THAT(m_log.lines(), Contains(debugLine(s_szLogger, "m_bDateTimeDirectory=1")));
+}
+
+TEST_F(CallAppenders, ParametersThatNeitherHasHaveTheirDefaultsAlsoASecondTime)
+{
+    beConfigured("keswardin.infra.CallLogger.dateTimeDirectory=true\n"
+                 "keswardin.infra.CallLogger.outputFilePrefix=call-\n"
+                 "keswardin.infra.CallLogger.outputFileSuffix=.txt\n"
+                 "keswardin.infra.CallLogger.log1CallOutOf=9\n");
+    beConfigured();
+
+    m_factory.newAppender("1");
+    m_factory.newAppender("2");
+
+    EXPECT_THAT(files(), ElementsAre("1", "2"));
+}
+
+TEST_F(CallAppenders, AParameterOfAnotherTypeCountsAsNone)
+{
+    beConfigured("keswardin.infra.CallLogger.log1CallOutOf=often\n"
+                 "keswardin.infra.CallLogger.dateTimeDirectory=7\n");
+
+    m_factory.newAppender("1");
+    m_factory.newAppender("2");
+
+    EXPECT_THAT(files(), ElementsAre("1", "2"));
+}
+
+// The sample.
+
+TEST_F(CallAppenders, TheFirstOfEachGroupOfCallsHasOne)
+{
+    beConfigured("keswardin.infra.CallLogger.log1CallOutOf=3\n");
+
+    std::vector<bool> made;
+    for (int iCall = 0; iCall < 7; ++iCall)
+        made.push_back(!!m_factory.newAppender(std::to_string(iCall).c_str()));
+
+    EXPECT_THAT(made, ElementsAre(true, false, false, true, false, false, true));
+    EXPECT_THAT(files(), ElementsAre("0", "3", "6"));
+}
+
+TEST_F(CallAppenders, ASampleBelowOneIsMendedWithAWarning)
+{
+    for (const char* const szValue : {"0", "-3"})
+    {
+        m_log.clear();
+        EXPECT_TRUE(configure(std::string("keswardin.infra.CallLogger.log1CallOutOf=") + szValue));
+
+        EXPECT_THAT(linesFrom(WARN_LOG_LEVEL),
+                    ElementsAre(warnLine(s_szLogger,
+                                         std::string(szValue) +
+                                             " is an invalid value for parameter "
+                                             "keswardin.infra.CallLogger.log1CallOutOf. Valid if "
+                                             ">= 1. Will use 1")));
+        EXPECT_TRUE(m_factory.newAppender("1"));
+        EXPECT_TRUE(m_factory.newAppender("2"));
+    }
+}
+
+TEST_F(CallAppenders, TheCountGoesOnWhenTheyAreConfiguredAnew)
+{
+    beConfigured("keswardin.infra.CallLogger.log1CallOutOf=2\n");
+    EXPECT_TRUE(m_factory.newAppender("0"));
+    beConfigured("keswardin.infra.CallLogger.log1CallOutOf=2\n");
+
+    EXPECT_FALSE(m_factory.newAppender("1"));
+    EXPECT_TRUE(m_factory.newAppender("2"));
+}
+
+// The file.
+
+TEST_F(CallAppenders, AFileIsNamedByPrefixIdAndSuffixAndItsNameIsTold)
+{
+    beConfigured("keswardin.infra.CallLogger.outputFilePrefix=call-\n"
+                 "keswardin.infra.CallLogger.outputFileSuffix=.log\n");
+
+    EXPECT_TRUE(m_factory.newAppender("a84b4c76@192.0.2.17"));
+
+    const std::string strFile = calls() + "/call-a84b4c76@192.0.2.17.log";
+    EXPECT_TRUE(std::filesystem::exists(strFile));
+    EXPECT_EQ(debugLine(s_szLogger, "Filename for new call is : " + strFile +
+                                        " and log4cplus property for new call is : " + strFile),
+              m_log.lines().front());
+}
+
+TEST_F(CallAppenders, InADirectoryByTheTimeAFileStandsFourLevelsDeeper)
+{
+    beConfigured("keswardin.infra.CallLogger.dateTimeDirectory=true\n");
+    std::string strBefore;
+    DateTimeDirectory::formName(strBefore);
+
+    EXPECT_TRUE(m_factory.newAppender("abc"));
+
+    std::string strAfter;
+    DateTimeDirectory::formName(strAfter);
+    EXPECT_THAT(files(), ElementsAre(testing::AnyOf(strBefore + "/abc", strAfter + "/abc")));
+}
+
+TEST_F(CallAppenders, AnIdFromTheNetworkCannotLeaveTheDirectory)
+{
+    beConfigured("keswardin.infra.CallLogger.outputFileSuffix=.log\n");
+
+    EXPECT_TRUE(m_factory.newAppender("../../escaped"));
+    EXPECT_TRUE(m_factory.newAppender("a/b"));
+    EXPECT_TRUE(m_factory.newAppender(""));
+
+    EXPECT_THAT(files(), ElementsAre("%..%2F..%2Fescaped.log", "%.log", "%a%2Fb.log"));
+    EXPECT_THAT(std::vector<std::filesystem::path>(
+                    std::filesystem::directory_iterator(m_directory.path()), {}),
+                SizeIs(1));
+}
+
+TEST_F(CallAppenders, AVeryLongIdHasItsFileInDirectoriesOfItsOwn)
+{
+    beConfigured();
+    const std::string strId(600, 'x');
+
+    EXPECT_TRUE(m_factory.newAppender(strId.c_str()));
+
+    ASSERT_THAT(files(), SizeIs(1));
+    EXPECT_EQ(strId, CallFileName("", "").callIdOf(files().front()));
+}
+
+TEST_F(CallAppenders, AnIdThatNoPathCanHoldHasNoFile)
+{
+    beConfigured();
+    const std::string strId(PATH_MAX, 'x');
+
+    EXPECT_FALSE(m_factory.newAppender(strId.c_str()));
+
+    EXPECT_THAT(files(), IsEmpty());
+    EXPECT_TRUE(std::filesystem::is_empty(calls()));
+    ASSERT_THAT(m_log.lines(), SizeIs(1));
+    EXPECT_THAT(
+        m_log.lines().front().strText,
+        testing::StartsWith("failed to create call logging directory " + calls() + "/%xxx"));
+    EXPECT_THAT(m_log.lines().front().strText, testing::EndsWith("x%. File name too long"));
+    EXPECT_EQ(ERROR_LOG_LEVEL, m_log.lines().front().level);
+}
+
+TEST_F(CallAppenders, ADirectoryThatHasVanishedIsMadeAgain)
+{
+    beConfigured();
+    std::filesystem::remove(calls());
+
+    EXPECT_TRUE(m_factory.newAppender("abc"));
+
+    EXPECT_THAT(files(), ElementsAre("abc"));
+}
+
+TEST_F(CallAppenders, ADirectoryThatCannotBeMadeAgainMeansNoFileAndOneError)
+{
+    beConfigured();
+    std::filesystem::remove(calls());
+    std::ofstream(calls()) << "in the way";
+
+    EXPECT_FALSE(m_factory.newAppender("abc"));
+
+    EXPECT_THAT(m_log.linesOf(s_szLogger),
+                ElementsAre(errorLine(s_szLogger, "failed to create call logging directory " +
+                                                      calls() + ". File exists")));
+}
+
+TEST_F(CallAppenders, AFileOfAnEarlierCallIsEmptiedAlsoWithAppend)
+{
+    beConfigured("log4cplus.appender.CALL_LOG_APPENDER.Append=true\n");
+    std::ofstream(calls() + "/abc") << "an earlier call\n";
+
+    m_factory.newAppender("abc");
+
+    EXPECT_THAT(m_directory.read("calls/abc"), Not(HasSubstr("earlier")));
+}
+
+TEST_F(CallAppenders, AsyncAppendIsDropped)
+{
+    beConfigured("log4cplus.appender.CALL_LOG_APPENDER.AsyncAppend=true\n");
+    const log4cplus::SharedAppenderPtr pAppender = m_factory.newAppender("abc");
+
+    // An asynchronous one would need log4cplus's threads, which are gone.
+    pAppender->doAppend(
+        log4cplus::spi::InternalLoggingEvent("test", INFO_LOG_LEVEL, "line", nullptr, -1));
+
+    EXPECT_THAT(m_directory.read("calls/abc"), HasSubstr("INFO test: line\n"));
+}
+
+TEST_F(CallAppenders, AnUnknownLayoutMeansNoFileAndOneError)
+{
+    beConfigured("log4cplus.appender.CALL_LOG_APPENDER.layout=NoSuchLayout\n");
+    testing::internal::CaptureStderr();
+
+    EXPECT_FALSE(m_factory.newAppender("abc"));
+
+    testing::internal::GetCapturedStderr();
+    ASSERT_THAT(linesFrom(ERROR_LOG_LEVEL), SizeIs(1));
+    EXPECT_EQ(errorLine(s_szLogger, "failed to create call logging appender for " + calls() +
+                                        "/abc. Cannot find LayoutFactory: \"NoSuchLayout\""),
+              linesFrom(ERROR_LOG_LEVEL).front());
+    EXPECT_THAT(files(), IsEmpty());
+}
+
+TEST_F(CallAppenders, AFileThatCannotBeOpenedIsReportedByLog4cplusAndTheAppenderIsThere)
+{
+    beConfigured();
+    std::filesystem::create_directory(calls() + "/abc");
+    testing::internal::CaptureStderr();
+
+    log4cplus::SharedAppenderPtr pAppender = m_factory.newAppender("abc");
+
+    EXPECT_TRUE(pAppender);
+    pAppender = log4cplus::SharedAppenderPtr();
+    EXPECT_EQ("log4cplus:ERROR Unable to open file: " + calls() + "/abc\n",
+              testing::internal::GetCapturedStderr());
+    EXPECT_THAT(linesFrom(INFO_LOG_LEVEL), IsEmpty());
+}
+
+TEST_F(CallAppenders, TheLevelOfTheLoggerIsThatOfTheMomentAndItsOperationsAreTraced)
+{
+    std::filesystem::create_directory(calls());
+    m_factory.getLogger().setLogLevel(TRACE_LOG_LEVEL);
+    log4cplus::Logger::getInstance(s_szLogger).setLogLevel(log4cplus::NOT_SET_LOG_LEVEL);
+    log4cplus::Logger::getRoot().setLogLevel(WARN_LOG_LEVEL);
+    EXPECT_TRUE(configure());
+    m_factory.newAppender("abc");
+    EXPECT_THAT(m_log.lines(), IsEmpty());
+    log4cplus::Logger::getRoot().setLogLevel(TRACE_LOG_LEVEL);
+
+    EXPECT_TRUE(configure());
+    m_factory.newAppender("abc");
+
+    std::vector<std::string> traced;
+    for (const LogLine& line : m_log.linesOf(s_szLogger))
+        if (line.level == TRACE_LOG_LEVEL)
+            traced.push_back(line.strText);
+    EXPECT_THAT(traced, ElementsAre("entering CallAppenderFactory::configure",
+                                    "exiting CallAppenderFactory::configure",
+                                    "entering CallAppenderFactory::newAppender",
+                                    "exiting CallAppenderFactory::newAppender"));
+}
+
+} // namespace Velmora::Test

@@ -1,0 +1,473 @@
+#include "velmora/logging/CallDataRegistry.h"
+
+#include "velmora/application/SingletonRegistry.h"
+#include "velmora/logging/CallDataRegistryImpl.h"
+
+#include "tests/support/AccountingProcess.h"
+#include "tests/support/CallLogging.h"
+#include "tests/support/CapturedAssertions.h"
+#include "tests/support/CapturedLog.h"
+#include "tests/support/TemporaryDirectory.h"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <atomic>
+#include <cstdint>
+#include <filesystem>
+#include <string>
+#include <thread>
+#include <type_traits>
+#include <utility>
+#include <vector>
+
+namespace Velmora::Test
+{
+
+/// Does what only handles do.
+class CallDataRegistryPeer
+{
+  public:
+    static void increment(const char* in_szId)
+    {
+        CallDataRegistryImpl::getInstance()->incrementRefCount(in_szId);
+    }
+    static void decrement(const char* in_szId)
+    {
+        CallDataRegistryImpl::getInstance()->decrementRefCount(in_szId);
+    }
+    static std::size_t& refCount(const char* in_szId)
+    {
+        return CallDataRegistryImpl::getInstance()->m_callDataHash.at(in_szId)->m_uiRefCnt;
+    }
+};
+
+namespace
+{
+
+using Handle = CallDataRegistry::CallDataHandle;
+using Peer = CallDataRegistryPeer;
+
+using testing::ElementsAre;
+using testing::IsEmpty;
+using testing::SizeIs;
+
+constexpr const char* s_szLogger = "keswardin.infra.CallData";
+
+CallDataRegistry& registry() { return *CallDataRegistry::getInstance(); }
+
+Handle call(const char* in_szId = "abc") { return registry().getCallData(in_szId); }
+
+} // namespace
+
+// Interfaces.
+
+TEST(CallDataRegistry, IsTheImplementationThatStandsUnderItsKey)
+{
+    EXPECT_EQ(CallDataRegistryImpl::getInstance(), CallDataRegistry::getInstance());
+    EXPECT_EQ(SingletonRegistry::getInstance()->find("CallDataRegistryImpl::Singleton"),
+              CallDataRegistryImpl::getInstance());
+    EXPECT_EQ(CallDataRegistryImpl::getInstance(), CallDataRegistryImpl::ifAlive());
+}
+
+TEST(CallDataRegistry, BeginsWithoutCalls)
+{
+    EXPECT_EQ(0U, registry().getCurrentNumCall());
+    EXPECT_EQ(0U, registry().getMaxNumCall());
+}
+
+TEST(CallDataRegistry, ACallIsOneOfTheObjectModelAndCountsAreAsWideAsPointers)
+{
+    static_assert(std::is_base_of_v<Object, CallData>);
+    static_assert(std::is_base_of_v<Object, CallDataRegistry>);
+    static_assert(std::is_base_of_v<CallData, CallDataRegistry::CallDataImpl>);
+    static_assert(std::is_same_v<std::size_t, decltype(registry().getCurrentNumCall())>);
+    static_assert(std::is_same_v<std::size_t, decltype(registry().getMaxNumCall())>);
+    static_assert(std::is_same_v<LimitedObjPtr<CallData>, decltype(call().operator->())>);
+}
+
+// Begin and end of calls.
+
+TEST(CallDataRegistry, TheFirstHandleBeginsACallAndTheLastOneEndsIt)
+{
+    const CapturedLog log;
+    {
+        const Handle hCall = call();
+        EXPECT_STREQ("abc", hCall->getCallId());
+        EXPECT_EQ(1U, registry().getCurrentNumCall());
+    }
+    EXPECT_EQ(0U, registry().getCurrentNumCall());
+    EXPECT_THAT(
+        log.lines(),
+        ElementsAre(
+            debugLine(s_szLogger,
+                      "CallDataRegistryImpl::getCallData : Call start : abc (1 active call(s))"),
+            debugLine(s_szLogger,
+                      "CallDataRegistryImpl::decrementRefCount : Call end : abc (0 active "
+                      "call(s))")));
+}
+
+TEST(CallDataRegistry, TwoHandlesForOneIdAreOnTheSameObjectAndNeedTwoReleases)
+{
+    Handle hFirst = call();
+    const CapturedLog log;
+    Handle hSecond = call();
+
+    EXPECT_EQ(hFirst.operator->(), hSecond.operator->());
+    EXPECT_THAT(log.lines(),
+                ElementsAre(debugLine(s_szLogger,
+                                      "CallDataRegistryImpl::getCallData : Call already exists  : "
+                                      "abc (1 active call(s))")));
+    hFirst.releaseObject();
+    EXPECT_THAT(log.lines(), SizeIs(1));
+    EXPECT_EQ(1U, registry().getCurrentNumCall());
+    hSecond.releaseObject();
+    EXPECT_THAT(log.lines(), SizeIs(2));
+    EXPECT_EQ(debugLine(s_szLogger, "CallDataRegistryImpl::decrementRefCount : Call end : abc (0 "
+                                    "active call(s))"),
+              log.lines().back());
+}
+
+TEST(CallDataRegistry, TheHighestNumberOfCallsStaysWhenCallsHaveEnded)
+{
+    {
+        const Handle hFirst = call("1");
+        const Handle hSecond = call("2");
+        const Handle hThird = call("3");
+        const Handle hAgain = call("3");
+        EXPECT_EQ(3U, registry().getCurrentNumCall());
+        EXPECT_EQ(3U, registry().getMaxNumCall());
+    }
+    EXPECT_EQ(0U, registry().getCurrentNumCall());
+    EXPECT_EQ(3U, registry().getMaxNumCall());
+    const Handle hNext = call("4");
+    EXPECT_EQ(1U, registry().getCurrentNumCall());
+    EXPECT_EQ(3U, registry().getMaxNumCall());
+}
+
+TEST(CallDataRegistry, AnIdAfterTheEndOfItsCallIsThatOfANewCall)
+{
+    call();
+    const CapturedLog log;
+    call();
+
+    EXPECT_EQ(debugLine(s_szLogger,
+                        "CallDataRegistryImpl::getCallData : Call start : abc (1 active call(s))"),
+              log.lines().front());
+}
+
+TEST(CallDataRegistry, TheTextOfTheIdMayGoOnceTheCallHasBegun)
+{
+    std::string strId = "an id that is longer than any short string";
+    Handle hCall = call(strId.c_str());
+    strId.assign(strId.size(), 'x');
+
+    EXPECT_STREQ("an id that is longer than any short string", hCall->getCallId());
+    hCall.releaseObject();
+    EXPECT_EQ(0U, registry().getCurrentNumCall());
+}
+
+TEST(CallDataRegistry, ItsOperationsAreTraced)
+{
+    Logger(s_szLogger).setLogLevel(TRACE_LOG_LEVEL);
+    const CapturedLog log(TRACE_LOG_LEVEL);
+    {
+        const Handle hCall = call();
+        const Handle hCopy(hCall);
+    }
+    std::vector<std::string> traced;
+    for (const LogLine& line : log.linesOf(s_szLogger))
+        if (line.level == TRACE_LOG_LEVEL)
+            traced.push_back(line.strText);
+    EXPECT_THAT(traced, ElementsAre("entering CallDataRegistryImpl::getCallData",
+                                    "exiting CallDataRegistryImpl::getCallData",
+                                    "entering CallDataRegistryImpl::::incrementRefCount",
+                                    "exiting CallDataRegistryImpl::::incrementRefCount",
+                                    "entering CallDataRegistryImpl::decrementRefCount",
+                                    "exiting CallDataRegistryImpl::decrementRefCount",
+                                    "entering CallDataRegistryImpl::decrementRefCount",
+                                    "exiting CallDataRegistryImpl::decrementRefCount"));
+}
+
+// Handles.
+
+TEST(CallDataHandle, IsEmptyAtFirst)
+{
+    EXPECT_TRUE(Handle().isNull());
+    EXPECT_TRUE(Handle("abc").isNull());
+    EXPECT_EQ(0U, registry().getCurrentNumCall());
+}
+
+TEST(CallDataHandle, AnEmptyOneFailsAnAssertionWhenItsCallIsUsedAndGivesNull)
+{
+    const CapturedLog log;
+
+    EXPECT_TRUE(Handle("abc").operator->().isNull());
+
+    EXPECT_THAT(failedAssertions(log),
+                ElementsAre(failedAssertion("! this->m_pCallData.isNull()", "CallDataRegistry",
+                                            s_szLogger)));
+    EXPECT_THAT(log.lines(), SizeIs(1));
+}
+
+TEST(CallDataHandle, ACopyCountsOneMore)
+{
+    const Handle hCall = call();
+    {
+        const Handle hCopy(hCall);
+        EXPECT_EQ(2U, Peer::refCount("abc"));
+        EXPECT_EQ(hCall.operator->(), hCopy.operator->());
+    }
+    EXPECT_EQ(1U, Peer::refCount("abc"));
+}
+
+TEST(CallDataHandle, CopyingAnEmptyOneCountsNothing)
+{
+    const Handle hCall = call();
+    const CapturedLog log;
+    const Handle hEmpty("abc");
+    const Handle hCopy(hEmpty);
+    Handle hAssigned;
+    hAssigned = hEmpty;
+
+    EXPECT_TRUE(hCopy.isNull());
+    EXPECT_TRUE(hAssigned.isNull());
+    EXPECT_EQ(1U, Peer::refCount("abc"));
+    EXPECT_THAT(log.lines(), IsEmpty());
+}
+
+TEST(CallDataHandle, AMovedOneTakesTheReferenceOver)
+{
+    Handle hFirst = call();
+    Handle hSecond(std::move(hFirst));
+    EXPECT_EQ(1U, Peer::refCount("abc"));
+    EXPECT_TRUE(hFirst.isNull()); // NOLINT(bugprone-use-after-move)
+    Handle hThird = call("other");
+    hThird = std::move(hSecond);
+    EXPECT_EQ(1U, Peer::refCount("abc"));
+    EXPECT_EQ(1U, registry().getCurrentNumCall());
+    EXPECT_STREQ("abc", hThird->getCallId());
+    Handle& hSame = hThird;
+    hThird = std::move(hSame);
+    EXPECT_STREQ("abc", hThird->getCallId());
+}
+
+TEST(CallDataHandle, AssigningLetsGoOfTheOldCallBeforeItCountsTheNewOne)
+{
+    const Handle hNew = call("new");
+    Handle hCall = call("old");
+    Logger(s_szLogger).setLogLevel(TRACE_LOG_LEVEL);
+    const CapturedLog log(TRACE_LOG_LEVEL);
+
+    hCall = hNew;
+
+    EXPECT_EQ(2U, Peer::refCount("new"));
+    EXPECT_STREQ("new", hCall->getCallId());
+    EXPECT_THAT(
+        log.linesOf(s_szLogger),
+        ElementsAre(traceLine(s_szLogger, "entering CallDataRegistryImpl::decrementRefCount"),
+                    debugLine(s_szLogger, "CallDataRegistryImpl::decrementRefCount : Call end : "
+                                          "old (1 active call(s))"),
+                    traceLine(s_szLogger, "exiting CallDataRegistryImpl::decrementRefCount"),
+                    traceLine(s_szLogger, "entering CallDataRegistryImpl::::incrementRefCount"),
+                    traceLine(s_szLogger, "exiting CallDataRegistryImpl::::incrementRefCount")));
+}
+
+TEST(CallDataHandle, AssigningToItselfChangesNothingAlsoWithACountOfOne)
+{
+    Handle hCall = call();
+    const CapturedLog log;
+    const Handle& hSame = hCall;
+
+    hCall = hSame;
+
+    EXPECT_EQ(1U, Peer::refCount("abc"));
+    EXPECT_STREQ("abc", hCall->getCallId());
+    EXPECT_THAT(log.lines(), IsEmpty());
+}
+
+TEST(CallDataHandle, AssigningOfTheSameCallKeepsItsCount)
+{
+    Handle hFirst = call();
+    const Handle hSecond = call();
+
+    hFirst = hSecond;
+
+    EXPECT_EQ(2U, Peer::refCount("abc"));
+}
+
+TEST(CallDataHandle, ReleasingAnEmptyOneDoesNothing)
+{
+    const CapturedLog log;
+    Handle hCall("abc");
+
+    hCall.releaseObject();
+
+    EXPECT_THAT(log.lines(), IsEmpty());
+}
+
+// Misuse.
+
+TEST(CallDataRegistry, AReferenceToAnUnknownIdFailsAnAssertionAndDoesNothingElse)
+{
+    const Handle hCall = call();
+    const CapturedLog log;
+
+    Peer::increment("unknown");
+    Peer::decrement("unknown");
+
+    const FailedAssertion failed =
+        failedAssertion("found != m_callDataHash.end()", "CallDataRegistryImpl", s_szLogger);
+    EXPECT_THAT(failedAssertions(log), ElementsAre(failed, failed));
+    EXPECT_THAT(log.lines(), SizeIs(2));
+    EXPECT_EQ(1U, registry().getCurrentNumCall());
+    EXPECT_EQ(1U, Peer::refCount("abc"));
+}
+
+TEST(CallDataRegistry, ACountOfZeroFailsAnAssertionAndWrapsAndTheCallStays)
+{
+    Handle hCall = call();
+    Peer::refCount("abc") = 0;
+    const CapturedLog log;
+
+    Peer::decrement("abc");
+
+    EXPECT_THAT(failedAssertions(log),
+                ElementsAre(failedAssertion("uiRefCnt > 0", "CallDataRegistryImpl", s_szLogger)));
+    EXPECT_THAT(log.lines(), SizeIs(1));
+    EXPECT_EQ(1U, registry().getCurrentNumCall());
+    EXPECT_EQ(SIZE_MAX, Peer::refCount("abc"));
+    Peer::refCount("abc") = 1;
+}
+
+// Appenders.
+
+TEST(CallDataRegistry, ACallGetsItsAppenderTheFirstTimeItIsAskedForAndKeepsIt)
+{
+    const TemporaryDirectory directory;
+    const CapturedLog log;
+    ASSERT_TRUE(configureCalls(directory.path().string()));
+    Handle hCall = call();
+    EXPECT_FALSE(std::filesystem::exists(directory.file("abc")));
+
+    const log4cplus::SharedAppenderPtr pAppender = hCall->getAppender();
+
+    EXPECT_TRUE(pAppender);
+    EXPECT_TRUE(std::filesystem::exists(directory.file("abc")));
+    EXPECT_EQ(pAppender, hCall->getAppender());
+    EXPECT_EQ(pAppender, call()->getAppender());
+}
+
+TEST(CallDataRegistry, ACallWhoseFirstAppenderWasNullAsksForNoneAnyMore)
+{
+    const TemporaryDirectory directory;
+    const CapturedLog log;
+    Handle hCall = call();
+    EXPECT_FALSE(hCall->getAppender());
+
+    ASSERT_TRUE(configureCalls(directory.path().string()));
+
+    EXPECT_FALSE(hCall->getAppender());
+    EXPECT_TRUE(call("next")->getAppender());
+    EXPECT_THAT(
+        log.linesOf("keswardin.infra.CallAppender"),
+        Not(testing::Contains(testing::Field(&LogLine::strText, testing::HasSubstr("/abc")))));
+}
+
+TEST(CallDataRegistry, TheFileIsClosedBeforeTheEndOfTheCallIsLogged)
+{
+    const TemporaryDirectory directory;
+    CapturedLog log;
+    ASSERT_TRUE(configureCalls(directory.path().string()));
+    Handle hCall = call();
+    hCall->getAppender();
+    log.clear();
+
+    hCall.releaseObject();
+
+    EXPECT_THAT(
+        log.lines(),
+        ElementsAre(debugLine("keswardin.infra.CallAppender",
+                              "FileCallLogger : call end. Appender dtor, file about to be closed"),
+                    debugLine(s_szLogger, "CallDataRegistryImpl::decrementRefCount : Call end : "
+                                          "abc (0 active call(s))")));
+}
+
+TEST(CallDataRegistry, AnAppenderInUseOutlivesItsCall)
+{
+    const TemporaryDirectory directory;
+    const CapturedLog log;
+    ASSERT_TRUE(configureCalls(directory.path().string()));
+    log4cplus::SharedAppenderPtr pAppender = call()->getAppender();
+
+    EXPECT_THAT(directory.read("abc"), Not(testing::HasSubstr("Call end")));
+    pAppender = log4cplus::SharedAppenderPtr();
+    EXPECT_THAT(directory.read("abc"), testing::HasSubstr("Call end"));
+}
+
+// Memory and threads.
+
+TEST(CallDataRegistry, ACallIsChargedToItsAccountAndGivesItBack)
+{
+    inAccountingProcess(
+        []
+        {
+            {
+                const Handle hCall = call();
+                EXPECT_EQ(static_cast<int>(sizeof(CallDataRegistry::CallDataImpl)),
+                          bytesHeld("CallDataRegistry::CallDataImpl"));
+            }
+            EXPECT_EQ(0, bytesHeld("CallDataRegistry::CallDataImpl"));
+        });
+}
+
+TEST(CallDataRegistry, ThreadsBeginCopyAndEndTheSameCalls)
+{
+    const TemporaryDirectory directory;
+    const CapturedLog log(WARN_LOG_LEVEL);
+    ASSERT_TRUE(configureCalls(directory.path().string()));
+    std::atomic<int> iWrong{0};
+    std::vector<std::thread> threads;
+    for (int iThread = 0; iThread < 4; ++iThread)
+        threads.emplace_back(
+            [&iWrong]
+            {
+                for (int iRound = 0; iRound < 300; ++iRound)
+                {
+                    const std::string strId = std::to_string(iRound % 3);
+                    Handle hCall = call(strId.c_str());
+                    const Handle hCopy(hCall);
+                    hCall.releaseObject();
+                    if (hCopy->getCallId() != strId || !hCopy->getAppender())
+                        ++iWrong;
+                }
+            });
+    for (std::thread& thread : threads)
+        thread.join();
+
+    EXPECT_EQ(0, iWrong);
+    EXPECT_EQ(0U, registry().getCurrentNumCall());
+    EXPECT_THAT(log.lines(), IsEmpty());
+}
+
+TEST(CallDataRegistry, IsConfiguredWhileCallsAskForTheirAppenders)
+{
+    const TemporaryDirectory directory;
+    const CapturedLog log(WARN_LOG_LEVEL);
+    ASSERT_TRUE(configureCalls(directory.path().string()));
+    std::atomic<bool> bStop{false};
+    std::thread thread(
+        [&bStop]
+        {
+            while (!bStop)
+                EXPECT_TRUE(call()->getAppender());
+        });
+    for (int iRound = 0; iRound < 50; ++iRound)
+        EXPECT_TRUE(configureCalls(directory.path().string()));
+    bStop = true;
+    thread.join();
+
+    EXPECT_THAT(log.lines(), IsEmpty());
+}
+
+} // namespace Velmora::Test
