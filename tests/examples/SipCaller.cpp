@@ -138,6 +138,7 @@ std::string SipCaller::expect(const std::string& in_strStart)
         const std::string strMessage = receive(1000);
         if (strMessage.starts_with(in_strStart))
             return strMessage;
+        m_iLeftOut += strMessage.empty() ? 0 : 1;
         strSeen += strMessage.substr(0, strMessage.find('\r')) + '\n';
     }
     ADD_FAILURE() << "no " << in_strStart << " has come, but these:\n" << strSeen;
@@ -161,13 +162,23 @@ std::string SipCaller::expectRequest(const std::string& in_strMethod)
     return expect(in_strMethod + " sip:");
 }
 
-int SipCaller::count(const std::string& in_strFirstLine)
+int SipCaller::countAnswers(const std::string& in_strStatus)
+{
+    return count("SIP/2.0 " + in_strStatus + "\r\n");
+}
+
+int SipCaller::countRequests(const std::string& in_strMethod)
+{
+    return count(in_strMethod + " sip:");
+}
+
+int SipCaller::count(const std::string& in_strStart)
 {
     using namespace std::chrono_literals;
     int iCount = 0;
     const auto deadline = std::chrono::steady_clock::now() + 500ms;
     while (std::chrono::steady_clock::now() < deadline)
-        if (receive(100).starts_with(in_strFirstLine + "\r\n"))
+        if (receive(100).starts_with(in_strStart))
             ++iCount;
     return iCount;
 }

@@ -45,13 +45,18 @@ class SipCaller
     /// The same for a request of the gateway.
     std::string expectRequest(const std::string& in_strMethod);
 
-    /// How many messages with this first line come within half a second.
-    int count(const std::string& in_strFirstLine);
+    /// How many messages have been left out while others were waited for.
+    [[nodiscard]] int leftOut() const { return m_iLeftOut; }
+
+    /// How many of them come within half a second.
+    int countAnswers(const std::string& in_strStatus);
+    int countRequests(const std::string& in_strMethod);
 
     /// Answers a request of the gateway with 200.
     void accept(const std::string& in_strRequest);
 
   private:
+    int count(const std::string& in_strStart);
     std::string expect(const std::string& in_strStart);
     std::string receive(int in_iMilliseconds);
 
@@ -66,6 +71,7 @@ class SipCaller
     bool m_bRefused = false;
     int m_iSequence = 0;
     int m_iBranch = 0;
+    int m_iLeftOut = 0;
 };
 
 } // namespace Velmora::Test
