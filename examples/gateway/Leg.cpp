@@ -126,13 +126,11 @@ void Leg::handleAckOrCancel(const sip_t* in_pSip)
     else if (in_pSip->sip_request->rq_method == sip_method_cancel)
     {
         VELMORA_LOG_INFO("CANCEL received");
-        // The stack has answered the CANCEL. One that comes behind the answer changes nothing.
-        if (iStatus >= 200)
-            return;
+        // The stack has answered the CANCEL; one behind the answer it keeps to itself.
         reply(SIP_487_REQUEST_CANCELLED);
         m_onEvent(Event::CANCELLED);
     }
-    else if (iStatus < 300)
+    else
     {
         VELMORA_LOG_INFO("ACK received");
         m_onEvent(Event::ACKNOWLEDGED);

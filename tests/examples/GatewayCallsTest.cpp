@@ -19,13 +19,11 @@ namespace
 
 using testing::AllOf;
 using testing::Contains;
-using testing::Each;
 using testing::ElementsAre;
 using testing::EndsWith;
 using testing::HasSubstr;
 using testing::IsEmpty;
 using testing::MatchesRegex;
-using testing::Not;
 using testing::SizeIs;
 using testing::StartsWith;
 using Lines = std::vector<std::string>;
@@ -289,6 +287,35 @@ TEST_F(GatewayCalls, WhenNobodyAnswersTheCallIsGivenUpAfterTheRingTimeOut)
     expectOver("nobody has answered");
 }
 
+TEST_F(GatewayCalls, ACallThatIsAnsweredIsNotGivenUpAfterTheRingTimeOut)
+{
+    configure("keswardin.gw.ringTimeoutMs = 200");
+    start({"--answer-after-ms", "1"});
+    SipCaller caller(address());
+    connect(caller);
+    EXPECT_EQ(0, caller.countAnswers("480 Temporarily Unavailable"));
+    caller.send("BYE", "service");
+    caller.expectAnswer("200 OK");
+    EXPECT_EQ(0, stop());
+    expectOver("the caller has hung up");
+}
+
+TEST_F(GatewayCalls, ACancelBehindTheAnswerChangesNothing)
+{
+    start({"--answer-after-ms", "1"});
+    SipCaller caller(address());
+    caller.invite("service");
+    caller.expectAnswer("200 OK");
+    caller.send("CANCEL", "service");
+    caller.expectAnswer("200 OK");
+    caller.send("ACK", "service");
+    waitForLine("ACK received");
+    caller.send("BYE", "service");
+    caller.expectAnswer("200 OK");
+    EXPECT_EQ(0, stop());
+    expectOver("the caller has hung up");
+}
+
 TEST_F(GatewayCalls, ASessionWithoutACommonEncodingIsRefused)
 {
     start();
@@ -402,6 +429,7 @@ TEST_F(GatewayCalls, CallersHearThemselves)
         std::string("\x80\x00\x00\x01\x00\x00\x00\xa0\x00\x00\x00\x07", 12) +
         std::string(160, '\xff');
     rtp.transmit("no RTP");
+    rtp.transmit("this is no RTP packet either");
     rtp.transmit(strPacket);
     EXPECT_EQ(strPacket, rtp.receive());
     rtp.repeat();

@@ -135,7 +135,7 @@ std::string SipCaller::expect(const std::string& in_strStart)
     std::string strSeen;
     while (std::chrono::steady_clock::now() < deadline)
     {
-        const std::string strMessage = receive(1000);
+        std::string strMessage = receive(1000);
         if (strMessage.starts_with(in_strStart))
             return strMessage;
         m_iLeftOut += strMessage.empty() ? 0 : 1;
@@ -147,7 +147,7 @@ std::string SipCaller::expect(const std::string& in_strStart)
 
 std::string SipCaller::expectAnswer(const std::string& in_strStatus)
 {
-    const std::string strAnswer = expect("SIP/2.0 " + in_strStatus + "\r\n");
+    std::string strAnswer = expect("SIP/2.0 " + in_strStatus + "\r\n");
     const std::string strTo = header(strAnswer, "To");
     const bool bInvite = header(strAnswer, "CSeq").find("INVITE") != std::string::npos;
     if (bInvite)
