@@ -79,6 +79,7 @@ extern "C" [[gnu::visibility("default")]] int fchmodat(int in_iDirectory, const 
 namespace fs = std::filesystem;
 using namespace Velmora;
 using namespace Velmora::Test;
+using testing::AnyOf;
 using testing::Contains;
 using testing::ElementsAre;
 using testing::IsEmpty;
@@ -317,6 +318,18 @@ TEST_F(FileDeletion, TheFirstItemThatStaysEndsIt)
     EXPECT_TRUE(isThere("d/e"));
     EXPECT_THAT(m_log.lines(), ElementsAre(unlinkFailed("d"), isDirectory("d"), unlinkFailed("d/e"),
                                            mayNotWrite("d/e")));
+}
+
+TEST_F(FileDeletion, NothingIsTriedAfterTheFirstItemThatStays)
+{
+    for (const char* const szPath : {"d/e", "d/f"})
+    {
+        fs::create_directories(szPath);
+        setMode(szPath, 0555);
+    }
+    EXPECT_FALSE(remove("d", s_recursively));
+    ASSERT_EQ(4U, m_log.lines().size());
+    EXPECT_THAT(m_log.lines().back(), AnyOf(mayNotWrite("d/e"), mayNotWrite("d/f")));
 }
 
 TEST_F(FileDeletion, WithForceADirectoryThatMayNotBeWrittenIsDeletedByRoot)
@@ -731,13 +744,16 @@ TEST_F(FileDeletion, ALinkThatComesAndGoesAllTheTimeIsNeverFollowed)
         for (int iFile = 0; iFile < iNumFiles; ++iFile)
             makeFile("d/e/" + std::to_string(iFile));
         fs::create_symlink("../outside", "d/link");
+        std::atomic<bool> bBegun = false;
         std::atomic<bool> bEnd = false;
         std::thread swaps(
-            [&bEnd]
+            [&]
             {
-                while (!bEnd)
+                for (; !bEnd; bBegun = true)
                     renameat2(AT_FDCWD, "d/link", AT_FDCWD, "d/e", RENAME_EXCHANGE);
             });
+        while (!bBegun)
+            std::this_thread::yield();
         remove("d/e", s_recursivelyWithForce);
         remove("d", s_recursivelyWithForce);
         bEnd = true;
