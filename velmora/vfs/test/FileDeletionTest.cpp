@@ -539,11 +539,11 @@ TEST_F(FileDeletion, ATreeThatIsDeeperThanThereAreDescriptorsStays)
 TEST_F(FileDeletion, ATreeWithAPathThatIsTooLongStays)
 {
     constexpr int iLevels = PATH_MAX / 2 + 20;
-    makeDeep(iLevels);
     rlimit limit{};
     getrlimit(RLIMIT_NOFILE, &limit);
     if (limit.rlim_max < iLevels)
         GTEST_SKIP() << "this process may not have enough descriptors";
+    makeDeep(iLevels);
     doWithDescriptors(iLevels, [&] { EXPECT_FALSE(remove("a", s_recursively)); });
     EXPECT_TRUE(isThere("a"));
     std::string strTooLong = "a";
