@@ -81,9 +81,9 @@ FileCallAppender::~FileCallAppender()
     VELMORA_FILE_LOG_DEBUG("FileCallLogger : call end. Appender dtor, file about to be closed");
     appendTime("Call end : %c");
     destructorImpl();
-    // The last line has no next one that would find out.
+    // Of what was buffered.
     if (!out.good())
-        getErrorHandler()->error("Unable to write file: " + filename);
+        tellOfWriting();
 }
 
 void FileCallAppender::appendTime(const char* in_szFormat)
@@ -97,7 +97,20 @@ void FileCallAppender::appendTime(const char* in_szFormat)
         text[0] = '\0';
     const log4cplus::spi::InternalLoggingEvent event(s_strLoggerName, INFO_LOG_LEVEL, text.data(),
                                                      __FILE__, __LINE__);
-    log4cplus::FileAppender::append(event);
+    write(event);
+}
+
+void FileCallAppender::write(const log4cplus::spi::InternalLoggingEvent& in_event)
+{
+    log4cplus::FileAppender::append(in_event);
+    // log4cplus finds out with the next line only, and not where it can open the file again.
+    if (!out.good()) [[unlikely]]
+        tellOfWriting();
+}
+
+void FileCallAppender::tellOfWriting()
+{
+    getErrorHandler()->error("Unable to write file: " + filename);
 }
 
 void FileCallAppender::append(const log4cplus::spi::InternalLoggingEvent& in_event)
@@ -105,19 +118,19 @@ void FileCallAppender::append(const log4cplus::spi::InternalLoggingEvent& in_eve
     const auto* const pEvent = dynamic_cast<const LoggingIdEvent*>(&in_event);
     if (pEvent == nullptr)
     {
-        log4cplus::FileAppender::append(in_event);
+        write(in_event);
         return;
     }
     if (in_event.getMessage().size() > s_uiLongestReusedText) [[unlikely]]
     {
         LoggingIdEvent copy(*pEvent);
         copy.removeCallId();
-        log4cplus::FileAppender::append(copy);
+        write(copy);
         return;
     }
     const PerThreadPool<EventInCall>::Lease copy;
     copy->fill(*pEvent);
-    log4cplus::FileAppender::append(*copy);
+    write(*copy);
 }
 
 } // namespace Velmora

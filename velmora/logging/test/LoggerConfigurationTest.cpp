@@ -293,7 +293,7 @@ TEST_F(LoggerConfiguration, AnyNumberOfLoggersIsHeldStill)
     for (int iLogger = 0; iLogger < 200; ++iLogger)
         log4cplus::Logger::getInstance("test.many" + std::to_string(iLogger));
 
-    EXPECT_TRUE(configure("log4cplus.rootLogger=INFO, A\nlog4cplus.appender.A=Probe\n"));
+    EXPECT_TRUE(configure(fileConfiguration()));
     EXPECT_TRUE(Logger::configureDefault());
 }
 
