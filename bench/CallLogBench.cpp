@@ -32,7 +32,8 @@ namespace
 constexpr int s_iLinesOfCall = 20;
 constexpr const char* s_szPattern = "%d{%Y-%m-%d %H:%M:%S.%q} %-5p [%t] %c - %m%n";
 
-/// A directory for the files of calls, gone with the program.
+/// A directory for the files of calls, in memory where the system has such a place, gone with the
+/// program.
 class CallDirectory
 {
   public:
@@ -43,9 +44,7 @@ class CallDirectory
     }
 
   private:
-    CallDirectory()
-        : m_strPath(std::filesystem::temp_directory_path() /
-                    ("call-log-bench." + std::to_string(getpid())))
+    CallDirectory() : m_strPath(place() / ("call-log-bench." + std::to_string(getpid())))
     {
         std::filesystem::create_directory(m_strPath);
     }
@@ -53,6 +52,12 @@ class CallDirectory
     {
         std::error_code ignored;
         std::filesystem::remove_all(m_strPath, ignored);
+    }
+
+    static std::filesystem::path place()
+    {
+        return std::filesystem::is_directory("/dev/shm") ? "/dev/shm"
+                                                         : std::filesystem::temp_directory_path();
     }
 
     std::string m_strPath;
