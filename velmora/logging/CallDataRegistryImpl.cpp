@@ -58,10 +58,12 @@ CallDataRegistryImpl::~CallDataRegistryImpl()
 
 bool CallDataRegistryImpl::configure(const ParameterTrie& in_trie)
 {
+    // The configuration of the process holds its lock when it calls this.
+    const CallAppenderFactory::Parameters parameters = CallAppenderFactory::readParameters(in_trie);
     const MutexGuard tableGuard(m_tableMutex);
     // Calls may ask for their appenders meanwhile.
     const MutexGuard refCountGuard(m_refCountMutex);
-    return m_callAppenderFactory.configure(in_trie);
+    return m_callAppenderFactory.configure(in_trie, parameters);
 }
 
 std::size_t CallDataRegistryImpl::getCurrentNumCall() const

@@ -3,6 +3,7 @@
 #include "velmora/application/Assertion.h"
 #include "velmora/logging/CallAppenderFactory.h"
 #include "velmora/logging/LibraryLoggers.h"
+#include "velmora/logging/Log4cplusAccess.h"
 
 #include <cstring>
 
@@ -46,7 +47,11 @@ void CallLogger::enterCall(const char* in_szCallId)
     VELMORA_FILE_ASSERT(isInCall());
 }
 
-bool CallLogger::isParticipant() { return !!getChainedAppender(s_szCallLogAppender); }
+bool CallLogger::isParticipant() const
+{
+    static const std::string& s_strName = *new std::string(s_szCallLogAppender);
+    return Log4cplusAccess::isAppenderInChain(*value, s_strName);
+}
 
 void CallLogger::callEnd()
 {

@@ -67,7 +67,7 @@ class VELMORA_API CallLogger : public LoggingIdLogger
 
   private:
     [[nodiscard]] log4cplus::SharedAppenderPtr getCallAppender() const;
-    [[nodiscard]] bool isParticipant();
+    [[nodiscard]] bool isParticipant() const;
     void enterCall(const char* in_szCallId);
 
     CallDataRegistry::CallDataHandle m_hCallData;

@@ -201,6 +201,25 @@ void forEachInAppenderChain(const log4cplus::spi::LoggerImpl& in_logger, Functio
             return;
 }
 
+/// Whether an appender of that name is in the chain. Looks at each list under its lock, and takes
+/// no appender out of it.
+inline bool isAppenderInChain(const log4cplus::spi::LoggerImpl& in_logger,
+                              const log4cplus::tstring& in_strName)
+{
+    bool bFound = false;
+    forEachInAppenderChain(in_logger,
+                           [&in_strName, &bFound](const log4cplus::spi::LoggerImpl& in_link)
+                           {
+                               const log4cplus::thread::MutexGuard guard(
+                                   in_link.appender_list_mutex);
+                               for (const log4cplus::SharedAppenderPtr& pAppender :
+                                    LoggerMembers::appendersOf(in_link))
+                                   bFound = bFound || pAppender->getName() == in_strName;
+                               return !bFound;
+                           });
+    return bFound;
+}
+
 /// The number of appenders in the chain, read without the lists' locks: each list is a vector, of
 /// which two words are read, so that a list which grows meanwhile is seen as not empty.
 inline std::size_t countAppendersUnlocked(const log4cplus::spi::LoggerImpl& in_logger)
