@@ -97,4 +97,25 @@ TEST(Calls, AChildOfAForkLeavesTheFilesOfItsParentsCallsAlone)
     EXPECT_THAT(directory.read("main.log"), HasSubstr("INFO - call-id=parent in the child\n"));
 }
 
+TEST(Calls, ThoseThatAreLeftWhenTheProgramEndsHaveTheirLastLine)
+{
+    for (const std::vector<std::string>& more :
+         {std::vector<std::string>{}, std::vector<std::string>{"close"}})
+    {
+        const TemporaryDirectory directory;
+        std::vector<std::string> arguments{directory.path().string()};
+        arguments.insert(arguments.end(), more.begin(), more.end());
+
+        const HelperResult result = runHelper(VELMORA_HELPER_CALLS_LEAVES, arguments);
+
+        EXPECT_EQ(0, result.iExitCode);
+        EXPECT_EQ(0, result.iSignal);
+        EXPECT_EQ("", result.strErrors);
+        for (const char* const szCall : {"static", "never"})
+            EXPECT_THAT(linesOf(directory.read(szCall)),
+                        ElementsAre(HasSubstr("Call start : "), "INFO test.call: line",
+                                    HasSubstr("Call end : ")));
+    }
+}
+
 } // namespace Velmora::Test

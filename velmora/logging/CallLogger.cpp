@@ -72,21 +72,15 @@ const char* CallLogger::getCallId() const
     return m_hCallData.isNull() ? LoggingIdLogger::getCallId() : m_hCallData->getCallId();
 }
 
-log4cplus::SharedAppenderPtr CallLogger::getCallAppender() const
-{
-    return m_bHasCallAppender && !m_hCallData.isNull() ? m_hCallData->getAppender()
-                                                       : log4cplus::SharedAppenderPtr();
-}
-
 std::size_t CallLogger::getChainedNumAppender() const
 {
-    return LoggingIdLogger::getChainedNumAppender() + (getCallAppender() ? 1 : 0);
+    return LoggingIdLogger::getChainedNumAppender() + (getCallAppender() != nullptr ? 1 : 0);
 }
 
 void CallLogger::callAppenders(const log4cplus::spi::InternalLoggingEvent& in_event) const
 {
     LoggingIdLogger::callAppenders(in_event);
-    if (const log4cplus::SharedAppenderPtr pAppender = getCallAppender())
+    if (log4cplus::Appender* const pAppender = getCallAppender())
         pAppender->doAppend(in_event);
 }
 
