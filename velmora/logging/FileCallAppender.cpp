@@ -8,8 +8,10 @@
 #include <log4cplus/helpers/loglog.h>
 
 #include <array>
+#include <atomic>
 #include <ctime>
 #include <memory>
+#include <typeinfo>
 
 VELMORA_LIBRARY_FILE_SCOPE_LOGGER(CallAppender)
 
@@ -41,6 +43,20 @@ class EventInCall : public log4cplus::spi::InternalLoggingEvent
 
     EventInCall* m_pNextInPool = nullptr;
 };
+
+/// The event as one with identifiers, null for another one. A cast compares names of types, so that
+/// of the lines of loggers is kept.
+const LoggingIdEvent* asLoggingIdEvent(const log4cplus::spi::InternalLoggingEvent& in_event)
+{
+    static constinit std::atomic<const std::type_info*> s_pUsualType{nullptr};
+    const std::type_info& type = typeid(in_event);
+    if (&type == s_pUsualType.load(std::memory_order_relaxed)) [[likely]]
+        return static_cast<const LoggingIdEvent*>(&in_event);
+    const auto* const pEvent = dynamic_cast<const LoggingIdEvent*>(&in_event);
+    if (pEvent != nullptr)
+        s_pUsualType.store(&type, std::memory_order_relaxed);
+    return pEvent;
+}
 
 /// Tells of the first failure. log4cplus's own handler tells of each that follows a success.
 class OncePerCallErrorHandler : public log4cplus::ErrorHandler
@@ -115,7 +131,7 @@ void FileCallAppender::tellOfWriting()
 
 void FileCallAppender::append(const log4cplus::spi::InternalLoggingEvent& in_event)
 {
-    const auto* const pEvent = dynamic_cast<const LoggingIdEvent*>(&in_event);
+    const LoggingIdEvent* const pEvent = asLoggingIdEvent(in_event);
     if (pEvent == nullptr)
     {
         write(in_event);
