@@ -15,7 +15,6 @@
 
 #include <algorithm>
 #include <cerrno>
-#include <climits>
 #include <cstring>
 #include <exception>
 #include <ios>
@@ -222,13 +221,8 @@ bool CallAppenderFactory::nameFile(const char* in_szCallId, std::string& out_str
 
 bool CallAppenderFactory::makeDirectoryOfCall(const std::string& in_strPath) const
 {
-    if (in_strPath.size() < PATH_MAX)
-    {
-        if (Directory::make(in_strPath.c_str(), s_uiDirectoryMode, true))
-            return true;
-    }
-    else
-        errno = ENAMETOOLONG;
+    if (Directory::make(in_strPath.c_str(), s_uiDirectoryMode, true))
+        return true;
     const int iError = errno;
     VELMORA_LOG_ERROR("failed to create call logging directory " << in_strPath << ". "
                                                                  << std::strerror(iError));
