@@ -97,7 +97,7 @@ CallDataRegistry::CallDataHandle CallDataRegistryImpl::getCallData(const char* i
         ++entry->second->m_uiRefCnt;
     }
     hResult.m_pCallData = entry->second.get();
-    VELMORA_FILE_ASSERT(!hResult.isNull());
+    VELMORA_FILE_ASSERT_TEXT(!hResult.isNull(), "! hResult.isNull()");
     return hResult;
 }
 

@@ -20,7 +20,11 @@ CallLogger::CallLogger(const CallLogger& in_logger) = default;
 
 CallLogger& CallLogger::operator=(const CallLogger& in_logger) = default;
 
-CallLogger::~CallLogger() { callEnd(); }
+CallLogger::~CallLogger()
+{
+    if (CallLogger::isInCall())
+        leaveCall();
+}
 
 void CallLogger::callStart(const char* in_szCallId)
 {
@@ -39,7 +43,7 @@ void CallLogger::callStart(const char* in_szCallId)
 
 void CallLogger::enterCall(const char* in_szCallId)
 {
-    VELMORA_FILE_ASSERT(!isInCall());
+    VELMORA_FILE_ASSERT_TEXT(!isInCall(), "! isInCall()");
     if (isParticipant())
         m_bHasCallAppender = true;
     m_hCallData = CallDataRegistry::getInstance()->getCallData(in_szCallId);
@@ -57,10 +61,15 @@ void CallLogger::callEnd()
 {
     if (!isInCall())
         return;
+    leaveCall();
+    VELMORA_FILE_ASSERT_TEXT(!isInCall(), "! isInCall()");
+}
+
+void CallLogger::leaveCall()
+{
     m_hCallData.releaseObject();
     m_bHasCallAppender = false;
     clearCallId();
-    VELMORA_FILE_ASSERT(!isInCall());
 }
 
 void CallLogger::logCallId(const char* in_szCallId) { callStart(in_szCallId); }

@@ -72,6 +72,7 @@ class VELMORA_API CallLogger : public LoggingIdLogger
     }
     [[nodiscard]] bool isParticipant() const;
     void enterCall(const char* in_szCallId);
+    void leaveCall();
 
     CallDataRegistry::CallDataHandle m_hCallData;
 
