@@ -15,6 +15,7 @@
 #include <cstdio>
 #include <cstdlib>
 #include <latch>
+#include <string>
 #include <thread>
 #include <vector>
 
@@ -57,6 +58,10 @@ int main(int argc, char** argv)
     log4cplus::SharedAppenderPtr pAppender(new log4cplus::FileAppender(argv[1], std::ios::app));
     Velmora::Logger().addAppender(pAppender);
     Velmora::Logger().setLogLevel(Velmora::WARN_LOG_LEVEL);
+
+    // More locks than a tool that follows them may be able to count.
+    for (int iLogger = 0; iLogger < 100; ++iLogger)
+        log4cplus::Logger::getInstance("keswardin.test.Forks.logger" + std::to_string(iLogger));
 
     std::atomic<bool> bStop{false};
     std::latch warm(s_iThreads);

@@ -50,6 +50,11 @@ class ExitListCloser
 class CallLoggingOfProcess final : public GlobalConfigSeam::CallLogging
 {
   public:
+    CallLoggingOfProcess() = default;
+    CallLoggingOfProcess(const CallLoggingOfProcess&) = delete;
+    CallLoggingOfProcess& operator=(const CallLoggingOfProcess&) = delete;
+    virtual ~CallLoggingOfProcess() = default;
+
     bool configure(const ParameterTrie& in_trie) override
     {
         CallDataRegistryImpl* const pRegistry = CallDataRegistryImpl::ifAlive();

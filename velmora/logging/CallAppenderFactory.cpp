@@ -13,8 +13,8 @@
 
 #include <sys/stat.h>
 
+#include <algorithm>
 #include <cerrno>
-#include <climits>
 #include <cstring>
 #include <exception>
 #include <ios>
@@ -35,16 +35,14 @@ constexpr unsigned int s_uiDirectoryMode = 0755;
 /// A file of properties for the logging mostly leaves these parameters to the configuration of the
 /// process. What neither has gets the default.
 template <class T>
-bool read(bool (ROConfiguration::*in_get)(const char*, T&) const, const ParameterTrie& in_trie,
-          const char* in_szName, T& out_value)
+void read(bool (ROConfiguration::*in_get)(const char*, T&) const, const ParameterTrie& in_trie,
+          const char* in_szName, T& inout_value)
 {
-    if ((in_trie.*in_get)(in_szName, out_value))
-        return true;
-    const TSHandle<GlobalConfig> hConfig = GlobalConfig::getInstance();
-    if (!hConfig.isNull() && ((*hConfig).*in_get)(in_szName, out_value))
-        return true;
-    out_value = T();
-    return false;
+    T value{};
+    const TSHandle<GlobalConfig>& hConfig = GlobalConfig::getInstance();
+    if ((in_trie.*in_get)(in_szName, value) ||
+        (!hConfig.isNull() && ((*hConfig).*in_get)(in_szName, value)))
+        inout_value = value;
 }
 
 } // namespace
@@ -60,16 +58,35 @@ CallAppenderFactory* CallAppenderFactory::getInstance()
     return pSingleton;
 }
 
+CallAppenderFactory::Parameters CallAppenderFactory::readParameters(const ParameterTrie& in_trie)
+{
+    Parameters parameters;
+    read(&ROConfiguration::getBoolParameter, in_trie, s_szINFRA_CALLLOGGER_DATETIMEDIRECTORY_PARAM,
+         parameters.bDateTimeDirectory);
+    read(&ROConfiguration::getStringParameter, in_trie, s_szINFRA_CALLLOGGER_OUTPUTFILEPREFIX_PARAM,
+         parameters.strPrefix);
+    read(&ROConfiguration::getStringParameter, in_trie, s_szINFRA_CALLLOGGER_OUTPUTFILESUFFIX_PARAM,
+         parameters.strSuffix);
+    read(&ROConfiguration::getIntParameter, in_trie, s_szINFRA_CALLLOGGER_LOG1CALLOUTOF_PARAM,
+         parameters.iLog1CallOutOf);
+    return parameters;
+}
+
 bool CallAppenderFactory::configure(const ParameterTrie& in_trie)
+{
+    return configure(in_trie, readParameters(in_trie));
+}
+
+bool CallAppenderFactory::configure(const ParameterTrie& in_trie, const Parameters& in_parameters)
 {
     getLogger().cacheLogLevel();
     VELMORA_TRACE_SCOPE(CallAppenderFactory::configure);
     if (!readDirectory(in_trie) || !haveDirectory())
         return false;
-    readNames(in_trie);
+    setNames(in_parameters);
     if (!readProperties(in_trie))
         return false;
-    readSample(in_trie);
+    setSample(in_parameters.iLog1CallOutOf);
     m_bConfigured = true;
     return true;
 }
@@ -118,15 +135,12 @@ bool CallAppenderFactory::haveDirectory() const
     return false;
 }
 
-void CallAppenderFactory::readNames(const ParameterTrie& in_trie)
+void CallAppenderFactory::setNames(const Parameters& in_parameters)
 {
-    read(&ROConfiguration::getBoolParameter, in_trie, s_szINFRA_CALLLOGGER_DATETIMEDIRECTORY_PARAM,
-         m_bDateTimeDirectory);
+    m_bDateTimeDirectory = in_parameters.bDateTimeDirectory;
     VELMORA_LOG_DEBUG("m_bDateTimeDirectory=" << m_bDateTimeDirectory);
-    read(&ROConfiguration::getStringParameter, in_trie, s_szINFRA_CALLLOGGER_OUTPUTFILEPREFIX_PARAM,
-         m_strPrefix);
-    read(&ROConfiguration::getStringParameter, in_trie, s_szINFRA_CALLLOGGER_OUTPUTFILESUFFIX_PARAM,
-         m_strSuffix);
+    m_strPrefix = in_parameters.strPrefix;
+    m_strSuffix = in_parameters.strSuffix;
 }
 
 bool CallAppenderFactory::readProperties(const ParameterTrie& in_trie)
@@ -146,20 +160,13 @@ bool CallAppenderFactory::readProperties(const ParameterTrie& in_trie)
     return true;
 }
 
-void CallAppenderFactory::readSample(const ParameterTrie& in_trie)
+void CallAppenderFactory::setSample(int in_iLog1CallOutOf)
 {
-    int iLog1CallOutOf = 1;
-    if (!read(&ROConfiguration::getIntParameter, in_trie, s_szINFRA_CALLLOGGER_LOG1CALLOUTOF_PARAM,
-              iLog1CallOutOf))
-        iLog1CallOutOf = 1;
-    if (iLog1CallOutOf < 1)
-    {
-        VELMORA_LOG_WARN(iLog1CallOutOf << " is an invalid value for parameter "
-                                        << s_szINFRA_CALLLOGGER_LOG1CALLOUTOF_PARAM
-                                        << ". Valid if >= 1. Will use 1");
-        iLog1CallOutOf = 1;
-    }
-    m_uiLog1CallOutOf = static_cast<std::size_t>(iLog1CallOutOf);
+    if (in_iLog1CallOutOf < 1)
+        VELMORA_LOG_WARN(in_iLog1CallOutOf << " is an invalid value for parameter "
+                                           << s_szINFRA_CALLLOGGER_LOG1CALLOUTOF_PARAM
+                                           << ". Valid if >= 1. Will use 1");
+    m_uiLog1CallOutOf = static_cast<std::size_t>(std::max(in_iLog1CallOutOf, 1));
 }
 
 log4cplus::SharedAppenderPtr CallAppenderFactory::newAppender(const char* in_szCallId)
@@ -214,13 +221,8 @@ bool CallAppenderFactory::nameFile(const char* in_szCallId, std::string& out_str
 
 bool CallAppenderFactory::makeDirectoryOfCall(const std::string& in_strPath) const
 {
-    if (in_strPath.size() < PATH_MAX)
-    {
-        if (Directory::make(in_strPath.c_str(), s_uiDirectoryMode, true))
-            return true;
-    }
-    else
-        errno = ENAMETOOLONG;
+    if (Directory::make(in_strPath.c_str(), s_uiDirectoryMode, true))
+        return true;
     const int iError = errno;
     VELMORA_LOG_ERROR("failed to create call logging directory " << in_strPath << ". "
                                                                  << std::strerror(iError));

@@ -62,6 +62,21 @@ class VELMORA_API CallAppenderFactory : public ObjectWithLogger<CachedLLLogger>
     /// what it had, but for what had been read by then.
     bool configure(const ParameterTrie& in_trie);
 
+    /// The parameters above. What a configuration leaves out comes from that of the process, and
+    /// else has its default.
+    struct Parameters
+    {
+        bool bDateTimeDirectory = false;
+        std::string strPrefix;
+        std::string strSuffix;
+        int iLog1CallOutOf = 1;
+    };
+    static Parameters readParameters(const ParameterTrie& in_trie);
+
+    /// The same with parameters that have been read before, which takes the lock of the
+    /// configuration of the process: for an owner with locks that come after it.
+    bool configure(const ParameterTrie& in_trie, const Parameters& in_parameters);
+
     /// An appender with a new, empty file for a call, the first of each group of so many. Makes the
     /// directories that are missing.
     /// Failure: null and an error in the log. A file that cannot be opened is reported by
@@ -71,10 +86,9 @@ class VELMORA_API CallAppenderFactory : public ObjectWithLogger<CachedLLLogger>
   private:
     bool readDirectory(const ParameterTrie& in_trie);
     bool haveDirectory() const;
-    bool makeDirectory(bool& out_bMade) const;
     bool readProperties(const ParameterTrie& in_trie);
-    void readNames(const ParameterTrie& in_trie);
-    void readSample(const ParameterTrie& in_trie);
+    void setNames(const Parameters& in_parameters);
+    void setSample(int in_iLog1CallOutOf);
 
     bool isInSample();
     bool nameFile(const char* in_szCallId, std::string& out_strFile) const;

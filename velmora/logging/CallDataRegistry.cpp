@@ -80,6 +80,12 @@ void CallDataRegistry::CallDataHandle::letGo() noexcept
         pRegistry->decrementRefCount(m_strCallId.c_str());
 }
 
+log4cplus::Appender* CallDataRegistry::CallDataHandle::getAppenderOfCall() const
+{
+    return m_pCallData != nullptr ? static_cast<CallDataImpl*>(m_pCallData)->getOwnAppender().get()
+                                  : nullptr;
+}
+
 LimitedObjPtr<CallData> CallDataRegistry::CallDataHandle::operator->() const
 {
     VELMORA_FILE_ASSERT_TEXT(m_pCallData != nullptr, "! this->m_pCallData.isNull()");

@@ -77,6 +77,11 @@ class VELMORA_API CallDataRegistry::CallDataHandle
     /// Failure: fails an assertion and gives null when no call is held.
     LimitedObjPtr<CallData> operator->() const;
 
+    /// The appender of the call's file, without counting a reference on it; null when there is none
+    /// or no call is held.
+    /// Ownership: the call's; valid as long as this handle holds it.
+    [[nodiscard]] log4cplus::Appender* getAppenderOfCall() const;
+
   private:
     friend class CallDataRegistryImpl;
 

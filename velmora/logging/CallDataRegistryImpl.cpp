@@ -58,10 +58,12 @@ CallDataRegistryImpl::~CallDataRegistryImpl()
 
 bool CallDataRegistryImpl::configure(const ParameterTrie& in_trie)
 {
+    // The configuration of the process holds its lock when it calls this.
+    const CallAppenderFactory::Parameters parameters = CallAppenderFactory::readParameters(in_trie);
     const MutexGuard tableGuard(m_tableMutex);
     // Calls may ask for their appenders meanwhile.
     const MutexGuard refCountGuard(m_refCountMutex);
-    return m_callAppenderFactory.configure(in_trie);
+    return m_callAppenderFactory.configure(in_trie, parameters);
 }
 
 std::size_t CallDataRegistryImpl::getCurrentNumCall() const
@@ -95,7 +97,7 @@ CallDataRegistry::CallDataHandle CallDataRegistryImpl::getCallData(const char* i
         ++entry->second->m_uiRefCnt;
     }
     hResult.m_pCallData = entry->second.get();
-    VELMORA_FILE_ASSERT(!hResult.isNull());
+    VELMORA_FILE_ASSERT_TEXT(!hResult.isNull(), "! hResult.isNull()");
     return hResult;
 }
 

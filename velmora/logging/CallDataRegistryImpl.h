@@ -103,7 +103,10 @@ class CallDataRegistry::CallDataImpl : public CallData,
 
     [[nodiscard]] const char* getCallId() const override { return m_strCallId.c_str(); }
 
-    log4cplus::SharedAppenderPtr getAppender() override
+    log4cplus::SharedAppenderPtr getAppender() override { return getOwnAppender(); }
+
+    /// The same, for those who hold the call as long as they use it.
+    const log4cplus::SharedAppenderPtr& getOwnAppender()
     {
         // Once it is there it does not change, so that a line need not wait for others.
         if (!m_bTried.load(std::memory_order_acquire)) [[unlikely]]

@@ -3,6 +3,7 @@
 #include "velmora/application/Assertion.h"
 #include "velmora/logging/CallAppenderFactory.h"
 #include "velmora/logging/LibraryLoggers.h"
+#include "velmora/logging/Log4cplusAccess.h"
 
 #include <cstring>
 
@@ -19,7 +20,11 @@ CallLogger::CallLogger(const CallLogger& in_logger) = default;
 
 CallLogger& CallLogger::operator=(const CallLogger& in_logger) = default;
 
-CallLogger::~CallLogger() { callEnd(); }
+CallLogger::~CallLogger()
+{
+    if (CallLogger::isInCall())
+        leaveCall();
+}
 
 void CallLogger::callStart(const char* in_szCallId)
 {
@@ -38,7 +43,7 @@ void CallLogger::callStart(const char* in_szCallId)
 
 void CallLogger::enterCall(const char* in_szCallId)
 {
-    VELMORA_FILE_ASSERT(!isInCall());
+    VELMORA_FILE_ASSERT_TEXT(!isInCall(), "! isInCall()");
     if (isParticipant())
         m_bHasCallAppender = true;
     m_hCallData = CallDataRegistry::getInstance()->getCallData(in_szCallId);
@@ -46,16 +51,25 @@ void CallLogger::enterCall(const char* in_szCallId)
     VELMORA_FILE_ASSERT(isInCall());
 }
 
-bool CallLogger::isParticipant() { return !!getChainedAppender(s_szCallLogAppender); }
+bool CallLogger::isParticipant() const
+{
+    static const std::string& s_strName = *new std::string(s_szCallLogAppender);
+    return Log4cplusAccess::isAppenderInChain(*value, s_strName);
+}
 
 void CallLogger::callEnd()
 {
     if (!isInCall())
         return;
+    leaveCall();
+    VELMORA_FILE_ASSERT_TEXT(!isInCall(), "! isInCall()");
+}
+
+void CallLogger::leaveCall()
+{
     m_hCallData.releaseObject();
     m_bHasCallAppender = false;
     clearCallId();
-    VELMORA_FILE_ASSERT(!isInCall());
 }
 
 void CallLogger::logCallId(const char* in_szCallId) { callStart(in_szCallId); }
@@ -67,21 +81,15 @@ const char* CallLogger::getCallId() const
     return m_hCallData.isNull() ? LoggingIdLogger::getCallId() : m_hCallData->getCallId();
 }
 
-log4cplus::SharedAppenderPtr CallLogger::getCallAppender() const
-{
-    return m_bHasCallAppender && !m_hCallData.isNull() ? m_hCallData->getAppender()
-                                                       : log4cplus::SharedAppenderPtr();
-}
-
 std::size_t CallLogger::getChainedNumAppender() const
 {
-    return LoggingIdLogger::getChainedNumAppender() + (getCallAppender() ? 1 : 0);
+    return LoggingIdLogger::getChainedNumAppender() + (getCallAppender() != nullptr ? 1 : 0);
 }
 
 void CallLogger::callAppenders(const log4cplus::spi::InternalLoggingEvent& in_event) const
 {
     LoggingIdLogger::callAppenders(in_event);
-    if (const log4cplus::SharedAppenderPtr pAppender = getCallAppender())
+    if (log4cplus::Appender* const pAppender = getCallAppender())
         pAppender->doAppend(in_event);
 }
 

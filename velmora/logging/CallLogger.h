@@ -66,9 +66,13 @@ class VELMORA_API CallLogger : public LoggingIdLogger
     static bool initializeClass();
 
   private:
-    [[nodiscard]] log4cplus::SharedAppenderPtr getCallAppender() const;
-    [[nodiscard]] bool isParticipant();
+    [[nodiscard]] log4cplus::Appender* getCallAppender() const
+    {
+        return m_bHasCallAppender ? m_hCallData.getAppenderOfCall() : nullptr;
+    }
+    [[nodiscard]] bool isParticipant() const;
     void enterCall(const char* in_szCallId);
+    void leaveCall();
 
     CallDataRegistry::CallDataHandle m_hCallData;
 

@@ -8,8 +8,10 @@
 #include <log4cplus/helpers/loglog.h>
 
 #include <array>
+#include <atomic>
 #include <ctime>
 #include <memory>
+#include <typeinfo>
 
 VELMORA_LIBRARY_FILE_SCOPE_LOGGER(CallAppender)
 
@@ -41,6 +43,20 @@ class EventInCall : public log4cplus::spi::InternalLoggingEvent
 
     EventInCall* m_pNextInPool = nullptr;
 };
+
+/// The event as one with identifiers, null for another one. A cast compares names of types, so that
+/// of the lines of loggers is kept.
+const LoggingIdEvent* asLoggingIdEvent(const log4cplus::spi::InternalLoggingEvent& in_event)
+{
+    static constinit std::atomic<const std::type_info*> s_pUsualType{nullptr};
+    const std::type_info& type = typeid(in_event);
+    if (&type == s_pUsualType.load(std::memory_order_relaxed)) [[likely]]
+        return static_cast<const LoggingIdEvent*>(&in_event);
+    const auto* const pEvent = dynamic_cast<const LoggingIdEvent*>(&in_event);
+    if (pEvent != nullptr)
+        s_pUsualType.store(&type, std::memory_order_relaxed);
+    return pEvent;
+}
 
 /// Tells of the first failure. log4cplus's own handler tells of each that follows a success.
 class OncePerCallErrorHandler : public log4cplus::ErrorHandler
@@ -81,9 +97,9 @@ FileCallAppender::~FileCallAppender()
     VELMORA_FILE_LOG_DEBUG("FileCallLogger : call end. Appender dtor, file about to be closed");
     appendTime("Call end : %c");
     destructorImpl();
-    // The last line has no next one that would find out.
+    // Of what was buffered.
     if (!out.good())
-        getErrorHandler()->error("Unable to write file: " + filename);
+        tellOfWriting();
 }
 
 void FileCallAppender::appendTime(const char* in_szFormat)
@@ -97,27 +113,40 @@ void FileCallAppender::appendTime(const char* in_szFormat)
         text[0] = '\0';
     const log4cplus::spi::InternalLoggingEvent event(s_strLoggerName, INFO_LOG_LEVEL, text.data(),
                                                      __FILE__, __LINE__);
-    log4cplus::FileAppender::append(event);
+    write(event);
+}
+
+void FileCallAppender::write(const log4cplus::spi::InternalLoggingEvent& in_event)
+{
+    log4cplus::FileAppender::append(in_event);
+    // log4cplus finds out with the next line only, and not where it can open the file again.
+    if (!out.good()) [[unlikely]]
+        tellOfWriting();
+}
+
+void FileCallAppender::tellOfWriting()
+{
+    getErrorHandler()->error("Unable to write file: " + filename);
 }
 
 void FileCallAppender::append(const log4cplus::spi::InternalLoggingEvent& in_event)
 {
-    const auto* const pEvent = dynamic_cast<const LoggingIdEvent*>(&in_event);
+    const LoggingIdEvent* const pEvent = asLoggingIdEvent(in_event);
     if (pEvent == nullptr)
     {
-        log4cplus::FileAppender::append(in_event);
+        write(in_event);
         return;
     }
     if (in_event.getMessage().size() > s_uiLongestReusedText) [[unlikely]]
     {
         LoggingIdEvent copy(*pEvent);
         copy.removeCallId();
-        log4cplus::FileAppender::append(copy);
+        write(copy);
         return;
     }
     const PerThreadPool<EventInCall>::Lease copy;
     copy->fill(*pEvent);
-    log4cplus::FileAppender::append(*copy);
+    write(*copy);
 }
 
 } // namespace Velmora

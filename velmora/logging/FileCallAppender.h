@@ -37,6 +37,8 @@ class VELMORA_API FileCallAppender : public log4cplus::FileAppender,
 
   private:
     void appendTime(const char* in_szFormat);
+    void write(const log4cplus::spi::InternalLoggingEvent& in_event);
+    void tellOfWriting();
 };
 
 } // namespace Velmora

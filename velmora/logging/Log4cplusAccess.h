@@ -12,6 +12,13 @@
 #include <cstddef>
 #include <new>
 
+#if defined(__SANITIZE_THREAD__)
+#include <dlfcn.h>
+#include <pthread.h>
+
+#include <vector>
+#endif
+
 #if LOG4CPLUS_VERSION < LOG4CPLUS_MAKE_VERSION(2, 0, 0) || \
     LOG4CPLUS_VERSION >= LOG4CPLUS_MAKE_VERSION(2, 1, 0)
 #error "This version of log4cplus has not been looked at; check each item of this header for it."
@@ -70,6 +77,60 @@ struct HierarchyMembers
 template struct HierarchyMembers<&log4cplus::Hierarchy::hashtable_mutex>;
 log4cplus::thread::Mutex& hashtableMutexOf(log4cplus::Hierarchy& in_hierarchy);
 
+#if defined(__SANITIZE_THREAD__)
+/// ThreadSanitizer looks at no more than 64 locks that a thread holds, and ends the process at the
+/// next one. This holds the same locks as log4cplus's locker, in the same order, but takes those of
+/// the loggers behind its back. It sees each of them all the same whenever a list is used: they are
+/// recursive, and log4cplus takes them there once more.
+class AllLoggersLocker
+{
+  public:
+    explicit AllLoggersLocker(log4cplus::Hierarchy& in_hierarchy)
+        : m_guard(hashtableMutexOf(in_hierarchy)), m_loggers(in_hierarchy.getCurrentLoggers())
+    {
+        for (const log4cplus::Logger& logger : m_loggers)
+            lock(logger);
+    }
+    ~AllLoggersLocker()
+    {
+        for (auto logger = m_loggers.rbegin(); logger != m_loggers.rend(); ++logger)
+            unlock(*logger);
+    }
+    AllLoggersLocker(const AllLoggersLocker&) = delete;
+    AllLoggersLocker& operator=(const AllLoggersLocker&) = delete;
+
+  private:
+    using Operation = int (*)(pthread_mutex_t*);
+
+    static pthread_mutex_t* mutexOf(const log4cplus::Logger& in_logger)
+    {
+        static_assert(sizeof(log4cplus::thread::Mutex) == sizeof(pthread_mutex_t));
+        return reinterpret_cast<pthread_mutex_t*>(const_cast<log4cplus::thread::Mutex*>(
+            &HandleMembers::implOf(in_logger).appender_list_mutex));
+    }
+    static Operation operationOfSystem(const char* in_szName)
+    {
+        return reinterpret_cast<Operation>(
+            dlsym(dlopen("libc.so.6", RTLD_LAZY | RTLD_NOLOAD), in_szName));
+    }
+    static void lock(const log4cplus::Logger& in_logger)
+    {
+        static const Operation s_pLock = operationOfSystem("pthread_mutex_lock");
+        s_pLock(mutexOf(in_logger));
+    }
+    static void unlock(const log4cplus::Logger& in_logger)
+    {
+        static const Operation s_pUnlock = operationOfSystem("pthread_mutex_unlock");
+        s_pUnlock(mutexOf(in_logger));
+    }
+
+    log4cplus::thread::MutexGuard m_guard;
+    std::vector<log4cplus::Logger> m_loggers;
+};
+#else
+using AllLoggersLocker = log4cplus::HierarchyLocker;
+#endif
+
 /// Keeps the appenders and levels of a hierarchy as they are for everybody else: lines that are
 /// logged meanwhile wait. log4cplus's own locker leaves the root logger out. The root comes first,
 /// since appenders that log themselves mostly stand there.
@@ -84,7 +145,7 @@ class WholeHierarchyLocker
 
   private:
     log4cplus::thread::MutexGuard m_rootGuard;
-    log4cplus::HierarchyLocker m_locker;
+    AllLoggersLocker m_locker;
 };
 
 /// Makes a recursive mutex that the forking thread holds usable in the child. Unlocking it there
@@ -138,6 +199,25 @@ void forEachInAppenderChain(const log4cplus::spi::LoggerImpl& in_logger, Functio
                                                        : nullptr)
         if (!in_function(*pLogger))
             return;
+}
+
+/// Whether an appender of that name is in the chain. Looks at each list under its lock, and takes
+/// no appender out of it.
+inline bool isAppenderInChain(const log4cplus::spi::LoggerImpl& in_logger,
+                              const log4cplus::tstring& in_strName)
+{
+    bool bFound = false;
+    forEachInAppenderChain(in_logger,
+                           [&in_strName, &bFound](const log4cplus::spi::LoggerImpl& in_link)
+                           {
+                               const log4cplus::thread::MutexGuard guard(
+                                   in_link.appender_list_mutex);
+                               for (const log4cplus::SharedAppenderPtr& pAppender :
+                                    LoggerMembers::appendersOf(in_link))
+                                   bFound = bFound || pAppender->getName() == in_strName;
+                               return !bFound;
+                           });
+    return bFound;
 }
 
 /// The number of appenders in the chain, read without the lists' locks: each list is a vector, of

@@ -90,6 +90,18 @@ class CallLogging : public testing::Test
     CapturedLog m_log;
 };
 
+/// Says that it is in a call, or is not, whatever is.
+class StubbornCallLogger : public CallLogger
+{
+  public:
+    explicit StubbornCallLogger(bool in_bInCall) : CallLogger(s_szName), m_bInCall(in_bInCall) {}
+
+    [[nodiscard]] bool isInCall() const override { return m_bInCall; }
+
+  private:
+    bool m_bInCall;
+};
+
 /// A whole call with one line.
 void haveCall(const char* in_szCallId)
 {
@@ -368,6 +380,33 @@ TEST_F(CallLogging, NothingOfACallFailsAnAssertion)
 
     EXPECT_THAT(failedAssertions(m_log), IsEmpty());
     EXPECT_THAT(files(), ElementsAre("%.log", "other.log"));
+}
+
+TEST_F(CallLogging, AnEndThatDoesNotLeaveTheCallFailsAnAssertion)
+{
+    StubbornCallLogger logger(true);
+
+    logger.callEnd();
+    const FailedAssertion failed =
+        failedAssertion("! isInCall()", "CallLogger", "keswardin.infra.CallLogger");
+    EXPECT_THAT(failedAssertions(m_log), ElementsAre(failed));
+    m_log.clear();
+    logger.callStart("abc");
+
+    EXPECT_THAT(failedAssertions(m_log), ElementsAre(failed, failed));
+    EXPECT_STREQ("abc", logger.getCallId());
+}
+
+TEST_F(CallLogging, AStartThatDoesNotEnterTheCallFailsAnAssertion)
+{
+    StubbornCallLogger logger(false);
+
+    logger.callStart("abc");
+
+    EXPECT_THAT(
+        failedAssertions(m_log),
+        ElementsAre(failedAssertion("isInCall()", "CallLogger", "keswardin.infra.CallLogger")));
+    EXPECT_EQ(1U, numCall());
 }
 
 // Copies.

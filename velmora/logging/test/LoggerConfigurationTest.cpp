@@ -288,6 +288,15 @@ TEST_F(LoggerConfiguration, AfterAnUnusableConfigurationAGoodOneIsPutIntoForce)
     EXPECT_TRUE(Logger::configurationOK());
 }
 
+TEST_F(LoggerConfiguration, AnyNumberOfLoggersIsHeldStill)
+{
+    for (int iLogger = 0; iLogger < 200; ++iLogger)
+        log4cplus::Logger::getInstance("test.many" + std::to_string(iLogger));
+
+    EXPECT_TRUE(configure(fileConfiguration()));
+    EXPECT_TRUE(Logger::configureDefault());
+}
+
 TEST_F(LoggerConfiguration, TwiceTheSameGivesTheSame)
 {
     EXPECT_TRUE(configure(fileConfiguration()));

@@ -1,0 +1,285 @@
+#include "velmora/config/ParameterTrie.h"
+#include "velmora/logging/CallAppenderFactory.h"
+#include "velmora/logging/CallDataRegistry.h"
+#include "velmora/logging/CallLogger.h"
+#include "velmora/logging/LogMacros.h"
+
+#include <benchmark/benchmark.h>
+#include <log4cplus/fileappender.h>
+#include <log4cplus/helpers/property.h>
+#include <log4cplus/layout.h>
+#include <log4cplus/loggingmacros.h>
+#include <log4cplus/nullappender.h>
+#include <spdlog/sinks/basic_file_sink.h>
+#include <spdlog/spdlog.h>
+
+#include <array>
+#include <cstddef>
+#include <cstdlib>
+#include <ctime>
+#include <filesystem>
+#include <memory>
+#include <sstream>
+#include <string>
+
+#include <unistd.h>
+
+using namespace Velmora;
+
+namespace
+{
+
+constexpr int s_iLinesOfCall = 20;
+constexpr const char* s_szPattern = "%d{%Y-%m-%d %H:%M:%S.%q} %-5p [%t] %c - %m%n";
+
+/// A directory for the files of calls, in memory where the system has such a place, gone with the
+/// program.
+class CallDirectory
+{
+  public:
+    static const std::string& path()
+    {
+        static const CallDirectory s_directory;
+        return s_directory.m_strPath;
+    }
+
+  private:
+    CallDirectory() : m_strPath(place() / ("call-log-bench." + std::to_string(getpid())))
+    {
+        std::filesystem::create_directory(m_strPath);
+    }
+    ~CallDirectory()
+    {
+        std::error_code ignored;
+        std::filesystem::remove_all(m_strPath, ignored);
+    }
+
+    static std::filesystem::path place()
+    {
+        return std::filesystem::is_directory("/dev/shm") ? "/dev/shm"
+                                                         : std::filesystem::temp_directory_path();
+    }
+
+    std::string m_strPath;
+};
+
+/// The ids of the calls of a thread. None comes twice: a file that is emptied and written anew
+/// costs more at its end than a new one, on some file systems. Their files go with the object.
+class CallIds
+{
+  public:
+    explicit CallIds(const benchmark::State& in_state)
+        : m_strRest("-a84b4c76e66710@192.0.2." + std::to_string(in_state.thread_index()))
+    {
+    }
+    ~CallIds()
+    {
+        for (; m_uiLast > 0; --m_uiLast)
+            unlink((CallDirectory::path() + '/' + current() + ".log").c_str());
+    }
+    CallIds(const CallIds&) = delete;
+    CallIds& operator=(const CallIds&) = delete;
+
+    std::string next()
+    {
+        ++m_uiLast;
+        return current();
+    }
+
+  private:
+    [[nodiscard]] std::string current() const { return std::to_string(m_uiLast) + m_strRest; }
+
+    std::string m_strRest;
+    std::size_t m_uiLast = 0;
+};
+
+std::string nameOfThread(const benchmark::State& in_state)
+{
+    return "keswardin.bench.Call" + std::to_string(in_state.thread_index());
+}
+
+/// An entry of the hierarchy for one thread, by itself.
+class Entry
+{
+  public:
+    explicit Entry(const benchmark::State& in_state)
+        : m_logger(log4cplus::Logger::getInstance(nameOfThread(in_state)))
+    {
+        m_logger.setLogLevel(log4cplus::INFO_LOG_LEVEL);
+        m_logger.setAdditivity(false);
+        m_logger.removeAllAppenders();
+    }
+    ~Entry() { m_logger.removeAllAppenders(); }
+    Entry(const Entry&) = delete;
+    Entry& operator=(const Entry&) = delete;
+
+    void mark()
+    {
+        const log4cplus::SharedAppenderPtr pMark(new log4cplus::NullAppender);
+        pMark->setName(s_szCallLogAppender);
+        m_logger.addAppender(pMark);
+    }
+    void addMainLog()
+    {
+        const log4cplus::SharedAppenderPtr pAppender(
+            new log4cplus::FileAppender(CallDirectory::path() + "/main.log"));
+        pAppender->setLayout(std::make_unique<log4cplus::PatternLayout>(s_szPattern));
+        m_logger.addAppender(pAppender);
+    }
+    log4cplus::Logger& logger() { return m_logger; }
+
+  private:
+    log4cplus::Logger m_logger;
+};
+
+/// Sets the files of calls up, for one call out of so many.
+void configureCalls(int in_iLog1CallOutOf)
+{
+    Logger().setLogLevel(WARN_LOG_LEVEL);
+    std::stringstream text;
+    text << "log4cplus.appender.CALL_LOG_APPENDER=log4cplus::NullAppender\n"
+            "log4cplus.appender.CALL_LOG_APPENDER.Directory="
+         << CallDirectory::path()
+         << "\nlog4cplus.appender.CALL_LOG_APPENDER.layout=log4cplus::PatternLayout\n"
+            "log4cplus.appender.CALL_LOG_APPENDER.layout.ConversionPattern="
+         << s_szPattern
+         << "\nkeswardin.infra.CallLogger.outputFileSuffix=.log\n"
+            "keswardin.infra.CallLogger.log1CallOutOf="
+         << in_iLog1CallOutOf << '\n';
+    ParameterTrie trie;
+    trie.read(text, nullptr, '\n', false, nullptr, nullptr);
+    if (!CallDataRegistry::getInstance()->configure(trie))
+        std::abort();
+}
+
+template <class LoggerClass>
+void logLine(const LoggerClass& in_logger, int in_iLine)
+{
+    VELMORA_LOG(in_logger, INFO_LOG_LEVEL,
+                "line " << in_iLine << " of a call, state "
+                        << "ringing");
+}
+
+// A whole call.
+
+void callFileOurs(benchmark::State& out_state)
+{
+    if (out_state.thread_index() == 0)
+        configureCalls(1);
+    Entry entry(out_state);
+    entry.mark();
+    CallIds ids(out_state);
+    CallLogger logger(nameOfThread(out_state));
+    for ([[maybe_unused]] auto turn : out_state)
+    {
+        logger.callStart(ids.next().c_str());
+        for (int iLine = 0; iLine < s_iLinesOfCall; ++iLine)
+            logLine(logger, iLine);
+        logger.callEnd();
+    }
+}
+
+/// The text of a first or a last line.
+std::string withTime(const char* in_szWhat)
+{
+    const std::time_t now = std::time(nullptr);
+    std::tm local = {};
+    localtime_r(&now, &local);
+    std::array<char, 256> text{};
+    std::strftime(text.data(), text.size(), "%c", &local);
+    return std::string(in_szWhat) + text.data();
+}
+
+void callFileLog4cplus(benchmark::State& out_state)
+{
+    Entry entry(out_state);
+    CallIds ids(out_state);
+    log4cplus::helpers::Properties properties;
+    properties.setProperty("layout", "log4cplus::PatternLayout");
+    properties.setProperty("layout.ConversionPattern", s_szPattern);
+    for ([[maybe_unused]] auto turn : out_state)
+    {
+        properties.setProperty("File", CallDirectory::path() + '/' + ids.next() + ".log");
+        entry.logger().addAppender(
+            log4cplus::SharedAppenderPtr(new log4cplus::FileAppender(properties)));
+        LOG4CPLUS_INFO(entry.logger(), withTime("Call start : "));
+        for (int iLine = 0; iLine < s_iLinesOfCall; ++iLine)
+            LOG4CPLUS_INFO(entry.logger(), "line " << iLine << " of a call, state "
+                                                   << "ringing");
+        LOG4CPLUS_INFO(entry.logger(), withTime("Call end : "));
+        entry.logger().removeAllAppenders();
+    }
+}
+
+void callFileSpdlog(benchmark::State& out_state)
+{
+    CallIds ids(out_state);
+    for ([[maybe_unused]] auto turn : out_state)
+    {
+        spdlog::logger logger(nameOfThread(out_state),
+                              std::make_shared<spdlog::sinks::basic_file_sink_mt>(
+                                  CallDirectory::path() + '/' + ids.next() + ".log", true));
+        logger.set_pattern("%Y-%m-%d %H:%M:%S.%e %-5l [%t] %n - %v",
+                           spdlog::pattern_time_type::utc);
+        logger.flush_on(spdlog::level::trace);
+        SPDLOG_LOGGER_CALL(&logger, spdlog::level::info, withTime("Call start : "));
+        for (int iLine = 0; iLine < s_iLinesOfCall; ++iLine)
+            SPDLOG_LOGGER_CALL(&logger, spdlog::level::info, "line {} of a call, state {}", iLine,
+                               "ringing");
+        SPDLOG_LOGGER_CALL(&logger, spdlog::level::info, withTime("Call end : "));
+    }
+}
+
+// A line to a main log that is flushed each time.
+
+void sampledOutLine(benchmark::State& out_state, bool in_bInCall)
+{
+    configureCalls(1'000'000'000);
+    Entry entry(out_state);
+    entry.mark();
+    entry.addMainLog();
+    // The first call of all is in the sample.
+    CallLogger logger(nameOfThread(out_state));
+    logger.callStart("first");
+    logLine(logger, 0);
+    logger.callEnd();
+    if (in_bInCall)
+        logger.callStart("second");
+    for ([[maybe_unused]] auto turn : out_state)
+        logLine(logger, 1);
+}
+
+// A call without a line.
+
+void callStartEnd(benchmark::State& out_state)
+{
+    if (out_state.thread_index() == 0)
+        configureCalls(1);
+    Entry entry(out_state);
+    entry.mark();
+    CallIds ids(out_state);
+    CallLogger logger(nameOfThread(out_state));
+    for ([[maybe_unused]] auto turn : out_state)
+    {
+        logger.callStart(ids.next().c_str());
+        logger.callEnd();
+    }
+}
+
+} // namespace
+
+BENCHMARK(callFileOurs)->Name("callFile/ours")->UseRealTime();
+BENCHMARK(callFileLog4cplus)->Name("callFile/log4cplus")->UseRealTime();
+BENCHMARK(callFileSpdlog)->Name("callFile/spdlog")->UseRealTime();
+
+BENCHMARK(callFileOurs)->Name("callFileBoth/ours")->Threads(2)->UseRealTime();
+BENCHMARK(callFileLog4cplus)->Name("callFileBoth/log4cplus")->Threads(2)->UseRealTime();
+BENCHMARK(callFileSpdlog)->Name("callFileBoth/spdlog")->Threads(2)->UseRealTime();
+
+BENCHMARK_CAPTURE(sampledOutLine, , true)->Name("callSampledOut/ours");
+BENCHMARK_CAPTURE(sampledOutLine, , false)->Name("callSampledOut/noCall");
+
+BENCHMARK(callStartEnd)->Name("callStartEnd/ours");
+BENCHMARK(callStartEnd)->Name("callStartEndBoth/ours")->Threads(2)->UseRealTime();
+
+BENCHMARK_MAIN();

@@ -1,0 +1,288 @@
+#include "velmora/logging/CallLogger.h"
+#include "velmora/logging/LogMacros.h"
+
+#include "tests/support/CallLogging.h"
+#include "tests/support/CapturedLog.h"
+#include "tests/support/HelperProcess.h"
+#include "tests/support/TemporaryDirectory.h"
+
+#include <fcntl.h>
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+#include <sched.h>
+#include <sys/mount.h>
+#include <sys/resource.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <cstring>
+#include <filesystem>
+#include <string>
+#include <vector>
+
+namespace Velmora::Test
+{
+
+namespace
+{
+
+using testing::ElementsAre;
+using testing::HasSubstr;
+using testing::IsEmpty;
+using testing::SizeIs;
+
+constexpr const char* s_szName = "test.call";
+
+/// A file system of 64 KiB in memory, which only this process sees.
+class SmallDisk
+{
+  public:
+    SmallDisk()
+    {
+        m_bMounted = unshare(CLONE_NEWNS) == 0 &&
+                     mount("none", "/", nullptr, MS_REC | MS_PRIVATE, nullptr) == 0 &&
+                     mount("tmpfs", path().c_str(), "tmpfs", 0, "size=64k,mode=755") == 0;
+        m_iError = errno;
+    }
+    ~SmallDisk()
+    {
+        if (m_bMounted)
+            umount2(path().c_str(), MNT_DETACH);
+    }
+    SmallDisk(const SmallDisk&) = delete;
+    SmallDisk& operator=(const SmallDisk&) = delete;
+
+    [[nodiscard]] bool isMounted() const { return m_bMounted; }
+    [[nodiscard]] std::string whyNot() const { return std::strerror(m_iError); }
+
+    [[nodiscard]] std::string path() const { return m_directory.path().string(); }
+    [[nodiscard]] std::string read(const std::string& in_strName) const
+    {
+        return m_directory.read(in_strName);
+    }
+
+    /// Takes what is left of it.
+    void fill() const
+    {
+        const int iFile =
+            ::open((path() + "/ballast").c_str(), O_CREAT | O_WRONLY | O_CLOEXEC, 0600);
+        const std::string strPage(4096, 'x');
+        while (::write(iFile, strPage.data(), strPage.size()) > 0)
+            continue;
+        ::close(iFile);
+    }
+    void makeRoom() const { std::filesystem::remove(path() + "/ballast"); }
+
+    void makeReadOnly() const
+    {
+        ASSERT_EQ(0, mount("none", path().c_str(), nullptr, MS_REMOUNT | MS_RDONLY, nullptr));
+    }
+
+  private:
+    TemporaryDirectory m_directory;
+    bool m_bMounted = false;
+    int m_iError = 0;
+};
+
+#define VELMORA_NEEDS_DISK(disk) \
+    if (!(disk).isMounted())     \
+    GTEST_SKIP() << "a small disk cannot be mounted: " << (disk).whyNot()
+
+/// Calls with files in a directory of their own, and one call that is well all the time.
+class CallFailures : public testing::Test
+{
+  protected:
+    CallFailures() : m_well(s_szName)
+    {
+        makeParticipant(s_szName);
+        EXPECT_TRUE(configureCalls(m_directory.path().string()));
+        m_well.callStart("well");
+        logWell();
+        m_log.clear();
+        m_iWellLines = 0;
+    }
+
+    void logWell() { VELMORA_LOG(m_well, INFO_LOG_LEVEL, "well " << ++m_iWellLines); }
+
+    /// Sets files up that are tried again with each line.
+    static void useDirectory(const std::string& in_strDirectory, const std::string& in_strMore = "")
+    {
+        EXPECT_TRUE(configureCalls(
+            in_strDirectory, "log4cplus.appender.CALL_LOG_APPENDER.ReopenDelay=0\n" + in_strMore));
+    }
+
+    /// Neither the call that was well nor the main log has lost a line. So many lines went to the
+    /// main log from other calls.
+    void expectOthersWell(std::size_t in_uiOtherLines)
+    {
+        logWell();
+        m_well.callEnd();
+        EXPECT_THAT(linesOf(m_directory.read("well")),
+                    SizeIs(static_cast<std::size_t>(m_iWellLines) + 3));
+        EXPECT_THAT(m_log.linesOf(s_szName),
+                    SizeIs(static_cast<std::size_t>(m_iWellLines) + in_uiOtherLines));
+    }
+
+    TemporaryDirectory m_directory;
+    CapturedLog m_log{INFO_LOG_LEVEL};
+    CallLogger m_well;
+    int m_iWellLines = 0;
+};
+
+} // namespace
+
+TEST_F(CallFailures, AFullDiskIsToldOfOnceAndTheFileGoesOnWhenThereIsRoom)
+{
+    const SmallDisk disk;
+    VELMORA_NEEDS_DISK(disk);
+    useDirectory(disk.path());
+    CallLogger logger(s_szName);
+    logger.callStart("full");
+    VELMORA_LOG(logger, INFO_LOG_LEVEL, "before");
+    disk.fill();
+    testing::internal::CaptureStderr();
+
+    const std::string strLong(8192, 'l');
+    for (int iLine = 0; iLine < 5; ++iLine)
+    {
+        VELMORA_LOG(logger, INFO_LOG_LEVEL, strLong);
+        logWell();
+    }
+    disk.makeRoom();
+    VELMORA_LOG(logger, INFO_LOG_LEVEL, "again");
+    disk.fill();
+    for (int iLine = 0; iLine < 5; ++iLine)
+        VELMORA_LOG(logger, INFO_LOG_LEVEL, strLong);
+    disk.makeRoom();
+    VELMORA_LOG(logger, INFO_LOG_LEVEL, "and again");
+    logger.callEnd();
+
+    EXPECT_EQ("log4cplus:ERROR Unable to write file: " + disk.path() + "/full\n",
+              testing::internal::GetCapturedStderr());
+    EXPECT_THAT(disk.read("full"), testing::StartsWith("INFO keswardin.infra.CallLogger.Appender: "
+                                                       "Call start : "));
+    EXPECT_THAT(disk.read("full"), HasSubstr("again\n"));
+    EXPECT_THAT(disk.read("full"), HasSubstr("and again\n"));
+    EXPECT_THAT(disk.read("full"), HasSubstr("Call end : "));
+    expectOthersWell(13);
+}
+
+TEST_F(CallFailures, ADiskThatIsFullForTheLastLineIsToldOf)
+{
+    const SmallDisk disk;
+    VELMORA_NEEDS_DISK(disk);
+    useDirectory(disk.path(), "log4cplus.appender.CALL_LOG_APPENDER.ImmediateFlush=false\n");
+    CallLogger logger(s_szName);
+    logger.callStart("full");
+    VELMORA_LOG(logger, INFO_LOG_LEVEL, "buffered");
+    disk.fill();
+    testing::internal::CaptureStderr();
+
+    logger.callEnd();
+
+    EXPECT_EQ("log4cplus:ERROR Unable to write file: " + disk.path() + "/full\n",
+              testing::internal::GetCapturedStderr());
+    expectOthersWell(1);
+}
+
+TEST_F(CallFailures, ADirectoryThatVanishesIsThereAgainForTheNextCall)
+{
+    const std::string strCalls = m_directory.file("calls");
+    useDirectory(strCalls);
+    CallLogger logger(s_szName);
+    logger.callStart("first");
+    VELMORA_LOG(logger, INFO_LOG_LEVEL, "before");
+    testing::internal::CaptureStderr();
+    std::filesystem::remove_all(strCalls);
+
+    VELMORA_LOG(logger, INFO_LOG_LEVEL, "into nowhere");
+    logger.callStart("second");
+    VELMORA_LOG(logger, INFO_LOG_LEVEL, "line");
+    logger.callEnd();
+
+    EXPECT_EQ("", testing::internal::GetCapturedStderr());
+    EXPECT_FALSE(std::filesystem::exists(strCalls + "/first"));
+    EXPECT_THAT(linesOf(m_directory.read("calls/second")), SizeIs(3));
+    expectOthersWell(3);
+}
+
+TEST_F(CallFailures, WithoutADescriptorACallHasNoFileUntilThereIsOne)
+{
+#if defined(__SANITIZE_ADDRESS__)
+    GTEST_SKIP() << "the sanitizer looks at memory through pipes of its own";
+#endif
+    useDirectory(m_directory.path().string());
+    testing::internal::CaptureStderr();
+    rlimit before = {};
+    ASSERT_EQ(0, getrlimit(RLIMIT_NOFILE, &before));
+    const int iNext = dup(0);
+    ::close(iNext);
+    rlimit none = before;
+    none.rlim_cur = static_cast<rlim_t>(iNext);
+    ASSERT_EQ(0, setrlimit(RLIMIT_NOFILE, &none));
+
+    CallLogger logger(s_szName);
+    logger.callStart("late");
+    for (int iLine = 0; iLine < 5; ++iLine)
+    {
+        VELMORA_LOG(logger, INFO_LOG_LEVEL, "without");
+        logWell();
+    }
+    ASSERT_EQ(0, setrlimit(RLIMIT_NOFILE, &before));
+    VELMORA_LOG(logger, INFO_LOG_LEVEL, "with");
+    logger.callEnd();
+
+    EXPECT_EQ("log4cplus:ERROR Unable to open file: " + m_directory.file("late") + "\n",
+              testing::internal::GetCapturedStderr());
+    EXPECT_THAT(linesOf(m_directory.read("late")),
+                ElementsAre("INFO test.call: with", HasSubstr("Call end : ")));
+    expectOthersWell(6);
+}
+
+TEST_F(CallFailures, OnAReadOnlyFileSystemEachCallIsToldOfOnce)
+{
+    const SmallDisk disk;
+    VELMORA_NEEDS_DISK(disk);
+    useDirectory(disk.path());
+    disk.makeReadOnly();
+    testing::internal::CaptureStderr();
+
+    for (const char* const szId : {"first", "second"})
+    {
+        CallLogger logger(s_szName);
+        logger.callStart(szId);
+        for (int iLine = 0; iLine < 3; ++iLine)
+            VELMORA_LOG(logger, INFO_LOG_LEVEL, "line");
+        logWell();
+    }
+
+    EXPECT_THAT(linesOf(testing::internal::GetCapturedStderr()),
+                ElementsAre("log4cplus:ERROR Unable to open file: " + disk.path() + "/first",
+                            "log4cplus:ERROR Unable to open file: " + disk.path() + "/second"));
+    expectOthersWell(6);
+}
+
+TEST_F(CallFailures, OnAReadOnlyFileSystemNoDirectoryIsMadeAndEachCallIsToldOfOnce)
+{
+    const SmallDisk disk;
+    VELMORA_NEEDS_DISK(disk);
+    useDirectory(disk.path(), "keswardin.infra.CallLogger.dateTimeDirectory=true\n");
+    disk.makeReadOnly();
+
+    CallLogger logger(s_szName);
+    logger.callStart("first");
+    for (int iLine = 0; iLine < 3; ++iLine)
+        VELMORA_LOG(logger, INFO_LOG_LEVEL, "line");
+    logger.callEnd();
+
+    std::vector<std::string> told;
+    for (const LogLine& line : m_log.linesOf("keswardin.infra.CallAppender"))
+        told.push_back(line.strText);
+    ASSERT_THAT(told, SizeIs(1));
+    EXPECT_THAT(told.front(), testing::MatchesRegex("failed to create call logging directory " +
+                                                    disk.path() + "/.*\\. Read-only file system"));
+    EXPECT_EQ(ERROR_LOG_LEVEL, m_log.linesOf("keswardin.infra.CallAppender").front().level);
+    expectOthersWell(3);
+}
+
+} // namespace Velmora::Test

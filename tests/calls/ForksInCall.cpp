@@ -1,0 +1,103 @@
+// Forks again and again in the middle of a call while another thread begins and ends calls; each
+// child logs in the call of its parent and in one of its own, and ends through exit().
+//
+// forks-in-call <directory> <number of forks>
+
+#include "velmora/config/ParameterTrie.h"
+#include "velmora/logging/CallDataRegistry.h"
+#include "velmora/logging/CallLogger.h"
+#include "velmora/logging/LogMacros.h"
+
+#include <log4cplus/logger.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <atomic>
+#include <cstdio>
+#include <cstdlib>
+#include <sstream>
+#include <string>
+#include <thread>
+
+using namespace Velmora;
+
+namespace
+{
+
+bool s_bIsChild = false;
+
+bool configure(const std::string& in_strDirectory)
+{
+    std::stringstream text;
+    text << "log4cplus.rootLogger=INFO, MAIN, CALL_LOG_APPENDER\n"
+            "log4cplus.appender.MAIN=log4cplus::FileAppender\n"
+            "log4cplus.appender.MAIN.Append=true\n"
+            "log4cplus.appender.MAIN.File="
+         << in_strDirectory
+         << "/main.log\n"
+            "log4cplus.appender.CALL_LOG_APPENDER=log4cplus::NullAppender\n"
+            "log4cplus.appender.CALL_LOG_APPENDER.Directory="
+         << in_strDirectory
+         << "/calls\n"
+            // What is buffered at the fork must not be written twice.
+            "log4cplus.appender.CALL_LOG_APPENDER.ImmediateFlush=false\n";
+    ParameterTrie trie;
+    trie.read(text, nullptr, '\n', false, nullptr, nullptr);
+    return Logger::configure(trie) && CallDataRegistry::getInstance()->configure(trie);
+}
+
+void haveCall(const std::string& in_strId)
+{
+    CallLogger logger("keswardin.test.Call");
+    logger.callStart(in_strId.c_str());
+    VELMORA_LOG(logger, INFO_LOG_LEVEL, "of its own");
+}
+
+} // namespace
+
+/// LeakSanitizer asks this. A child takes over what the stacks of its parent's threads pointed to,
+/// and not the threads, so that all of it looks leaked.
+extern "C" [[gnu::visibility("default")]] int __lsan_is_turned_off() { return s_bIsChild ? 1 : 0; }
+
+int main(int argc, char** argv)
+{
+    if (argc != 3 || !configure(argv[1]))
+        return 2;
+    CallLogger logger("keswardin.test.Call");
+    logger.callStart("parent");
+    VELMORA_LOG(logger, INFO_LOG_LEVEL, "before");
+    std::atomic<bool> bStop{false};
+    std::thread thread(
+        [&bStop]
+        {
+            while (!bStop)
+            {
+#if !defined(__SANITIZE_ADDRESS__)
+                haveCall("other");
+#else
+                // The malloc of AddressSanitizer does not survive a fork in the middle of a call.
+                CallDataRegistry::getInstance()->getCurrentNumCall();
+#endif
+            }
+        });
+    int iStatus = 0;
+    for (int iFork = 0; iFork < std::atoi(argv[2]) && iStatus == 0; ++iFork)
+    {
+        const pid_t pid = fork();
+        if (pid == 0)
+        {
+            alarm(20);
+            s_bIsChild = true;
+            VELMORA_LOG(logger, INFO_LOG_LEVEL, "in the child");
+            haveCall("child");
+            logger.callEnd();
+            std::exit(0);
+        }
+        waitpid(pid, &iStatus, 0);
+    }
+    bStop = true;
+    thread.join();
+    VELMORA_LOG(logger, INFO_LOG_LEVEL, "behind");
+    std::printf("last child ended with status %d\n", iStatus);
+    return 0;
+}
