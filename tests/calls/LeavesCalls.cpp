@@ -1,6 +1,6 @@
 // Ends in the middle of two calls: that of a logger which is never destroyed, and that of one with
 // static storage. With "close", the program runs the exit list itself, before its static
-// destructors.
+// destructors; the second call is then that of a handle, as a logger must not outlive the list.
 //
 // leaves-calls <directory> [close]
 
@@ -17,6 +17,16 @@ namespace
 {
 
 CallLogger* g_pNeverDestroyed = nullptr;
+
+/// Enters and leaves a call, and gives a handle on it that keeps it active.
+CallDataRegistry::CallDataHandle handleOf(const char* in_szId)
+{
+    CallDataRegistry::CallDataHandle hCall = CallDataRegistry::getInstance()->getCallData(in_szId);
+    CallLogger logger("test.call");
+    logger.callStart(in_szId);
+    VELMORA_LOG(logger, INFO_LOG_LEVEL, "line");
+    return hCall;
+}
 
 void haveCall(CallLogger& out_logger, const char* in_szId)
 {
@@ -38,11 +48,17 @@ int main(int argc, char** argv)
     log4cplus::Logger::getInstance("test.call").setAdditivity(false);
     if (!Test::configureCalls(argv[1]))
         return 3;
-    static CallLogger s_logger("test.call");
     g_pNeverDestroyed = new CallLogger("test.call");
-    haveCall(s_logger, "static");
     haveCall(*g_pNeverDestroyed, "never");
     if (argc > 2)
+    {
+        static const CallDataRegistry::CallDataHandle s_hCall = handleOf("static");
         ACE_Object_Manager::instance()->fini();
+    }
+    else
+    {
+        static CallLogger s_logger("test.call");
+        haveCall(s_logger, "static");
+    }
     return 0;
 }

@@ -872,7 +872,7 @@ TEST_F(GlobalConfigTest, CallLoggingThatCannotBeConfiguredFails)
 
 TEST_F(GlobalConfigTest, WithoutCallLoggingItsStepIsSkipped)
 {
-    ASSERT_EQ(nullptr, GlobalConfigSeam::getCallLogging());
+    GlobalConfigSeam::setCallLogging(nullptr);
     loadText(m_config, std::string(s_szLoggingSection) + s_szCallLogSection);
     EXPECT_TRUE(m_config.configureLogger(RunMode::undefined));
 }

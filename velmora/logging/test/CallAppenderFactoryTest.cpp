@@ -2,6 +2,7 @@
 
 #include "velmora/application/SingletonRegistry.h"
 #include "velmora/config/GlobalConfig.h"
+#include "velmora/config/ParameterInfoDB.h"
 #include "velmora/logging/CallFileName.h"
 #include "velmora/vfs/DateTimeDirectory.h"
 
@@ -324,6 +325,19 @@ TEST_F(CallAppenders, ParametersThatNeitherHasHaveTheirDefaultsAlsoASecondTime)
     m_factory.newAppender("2");
 
     EXPECT_THAT(files(), ElementsAre("1", "2"));
+}
+
+TEST_F(CallAppenders, TheParametersAreKnownOnesOfTheirTypes)
+{
+    const ParameterInfoDB& known = ParameterInfoDB::getInstance();
+    EXPECT_EQ(ParameterValue::BOOL_TYPE,
+              known.retrieveType(s_szINFRA_CALLLOGGER_DATETIMEDIRECTORY_PARAM));
+    EXPECT_EQ(ParameterValue::STRING_TYPE,
+              known.retrieveType(s_szINFRA_CALLLOGGER_OUTPUTFILEPREFIX_PARAM));
+    EXPECT_EQ(ParameterValue::STRING_TYPE,
+              known.retrieveType(s_szINFRA_CALLLOGGER_OUTPUTFILESUFFIX_PARAM));
+    EXPECT_EQ(ParameterValue::INT_TYPE,
+              known.retrieveType(s_szINFRA_CALLLOGGER_LOG1CALLOUTOF_PARAM));
 }
 
 TEST_F(CallAppenders, AParameterOfAnotherTypeCountsAsNone)
