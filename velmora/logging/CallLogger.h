@@ -15,9 +15,9 @@ namespace Velmora
 ///
 ///     CallLogger logger("keswardin.gateway.Leg");
 ///     logger.addLoggingId("leg=1");
-///     logger.callStart("a84b4c76@192.0.2.17");
-///     VELMORA_LOG(logger, INFO_LOG_LEVEL, "answered"); // leg=1 call-id=a84b4c76@192.0.2.17
-///     answered logger.callEnd();
+///     logger.callStart("a84b4c76@host");
+///     VELMORA_LOG(logger, INFO_LOG_LEVEL, "answered"); // leg=1 call-id=a84b4c76@host answered
+///     logger.callEnd();
 ///
 /// Which loggers do so is decided in the configuration of logging: those that have, themselves or
 /// by a parent, the appender "CALL_LOG_APPENDER"; see `CallAppenderFactory`. This is looked at when
