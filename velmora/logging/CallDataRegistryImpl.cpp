@@ -5,8 +5,6 @@
 #include "velmora/logging/LibraryLoggers.h"
 #include "velmora/logging/LogMacros.h"
 
-#include <ace/Guard_T.h>
-
 #include <exception>
 
 VELMORA_LIBRARY_FILE_SCOPE_LOGGER_OF(CallData)
@@ -17,7 +15,33 @@ namespace Velmora
 namespace
 {
 
-using MutexGuard = ACE_Guard<ACE_Thread_Mutex>;
+/// Files are opened and closed under the locks, which takes microseconds: less than to fall asleep
+/// and be woken. So a thread looks again for about as long before it sleeps. Between two
+/// looks it leaves the lock alone for some operations that touch no file.
+class MutexGuard
+{
+  public:
+    explicit MutexGuard(ACE_Thread_Mutex& inout_mutex) : m_mutex(inout_mutex)
+    {
+        for (int iLook = 0; iLook < s_iLooks; ++iLook)
+        {
+            if (m_mutex.tryacquire() == 0)
+                return;
+            for (int iPause = 0; iPause < s_iPauses; ++iPause)
+                __builtin_ia32_pause();
+        }
+        m_mutex.acquire();
+    }
+    ~MutexGuard() { m_mutex.release(); }
+    MutexGuard(const MutexGuard&) = delete;
+    MutexGuard& operator=(const MutexGuard&) = delete;
+
+  private:
+    static constexpr int s_iLooks = 32;
+    static constexpr int s_iPauses = 100;
+
+    ACE_Thread_Mutex& m_mutex;
+};
 
 constexpr const char* s_szGetCallData = "CallDataRegistryImpl::getCallData";
 constexpr const char* s_szIncrementRefCount = "CallDataRegistryImpl::::incrementRefCount";
