@@ -162,21 +162,20 @@ std::string SipCaller::expectRequest(const std::string& in_strMethod)
     return expect(in_strMethod + " sip:");
 }
 
-int SipCaller::countAnswers(const std::string& in_strStatus)
+int SipCaller::countAnswers(const std::string& in_strStatus, std::chrono::milliseconds in_time)
 {
-    return count("SIP/2.0 " + in_strStatus + "\r\n");
+    return count("SIP/2.0 " + in_strStatus + "\r\n", in_time);
 }
 
-int SipCaller::countRequests(const std::string& in_strMethod)
+int SipCaller::countRequests(const std::string& in_strMethod, std::chrono::milliseconds in_time)
 {
-    return count(in_strMethod + " sip:");
+    return count(in_strMethod + " sip:", in_time);
 }
 
-int SipCaller::count(const std::string& in_strStart)
+int SipCaller::count(const std::string& in_strStart, std::chrono::milliseconds in_time)
 {
-    using namespace std::chrono_literals;
     int iCount = 0;
-    const auto deadline = std::chrono::steady_clock::now() + 500ms;
+    const auto deadline = std::chrono::steady_clock::now() + in_time;
     while (std::chrono::steady_clock::now() < deadline)
         if (receive(100).starts_with(in_strStart))
             ++iCount;

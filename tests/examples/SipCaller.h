@@ -1,5 +1,6 @@
 #pragma once
 
+#include <chrono>
 #include <cstdint>
 #include <string>
 
@@ -48,15 +49,17 @@ class SipCaller
     /// How many messages have been left out while others were waited for.
     [[nodiscard]] int leftOut() const { return m_iLeftOut; }
 
-    /// How many of them come within half a second.
-    int countAnswers(const std::string& in_strStatus);
-    int countRequests(const std::string& in_strMethod);
+    /// How many of them come within a time.
+    int countAnswers(const std::string& in_strStatus, std::chrono::milliseconds in_time = s_while);
+    int countRequests(const std::string& in_strMethod, std::chrono::milliseconds in_time = s_while);
 
     /// Answers a request of the gateway with 200.
     void accept(const std::string& in_strRequest);
 
   private:
-    int count(const std::string& in_strStart);
+    static constexpr std::chrono::milliseconds s_while{500};
+
+    int count(const std::string& in_strStart, std::chrono::milliseconds in_time);
     std::string expect(const std::string& in_strStart);
     std::string receive(int in_iMilliseconds);
 
