@@ -112,7 +112,7 @@ class Results:
     @staticmethod
     def _split(name, variant):
         work, _, doer = (
-            name.removesuffix("/iterations:1").removesuffix("/real_time")
+            name.removesuffix("/iterations:1").replace("/real_time", "")
             .removesuffix("/manual_time").partition("/"))
         if work in names(NAMED_WORKS + NAMED_BYTES):
             return work, doer.partition("/threads:")[0]
