@@ -1,14 +1,16 @@
 #include "SessionDescription.h"
 
-#include <sofia-sip/sdp.h>
-#include <sofia-sip/su_alloc.h>
-
+#include <boost/algorithm/string/classification.hpp>
 #include <boost/algorithm/string/predicate.hpp>
+#include <boost/algorithm/string/split.hpp>
 
 #include <algorithm>
 #include <array>
-#include <memory>
+#include <charconv>
+#include <map>
 #include <sstream>
+#include <string_view>
+#include <utility>
 
 namespace
 {
@@ -18,44 +20,162 @@ constexpr const char* s_szTelephoneEvent = "telephone-event";
 /// The digits, star, hash and the letters A to D (RFC 4733).
 constexpr const char* s_szTelephoneEvents = "0-15";
 
-struct ParserFree
+/// The payload types that need no "a=rtpmap" (RFC 3551, 6).
+const std::array<RtpEncoding, 7> s_wellKnown{{{0, "PCMU", 8000},
+                                              {3, "GSM", 8000},
+                                              {4, "G723", 8000},
+                                              {8, "PCMA", 8000},
+                                              {9, "G722", 8000},
+                                              {15, "G728", 8000},
+                                              {18, "G729", 8000}}};
+
+/// The payload type that this end proposes for telephone events.
+constexpr unsigned int s_uiTelephoneEventType = 101;
+
+constexpr unsigned int s_uiLastPayloadType = 127;
+
+/// One stream of an offer.
+struct OfferedMedia
 {
-    void operator()(sdp_parser_t* in_pParser) const { sdp_parser_free(in_pParser); }
+    MediaLine line;
+    unsigned int uiPort = 0;
+    std::string strAddress;
+    std::vector<unsigned int> payloadTypes;
+    std::map<unsigned int, RtpEncoding> rtpMaps;
 };
+
+bool isControl(char in_c) { return static_cast<unsigned char>(in_c) < 0x20 || in_c == 0x7F; }
+
+/// The reason goes to the log, where control bytes of the network have no business.
+BadSessionDescription cannotRead(std::string_view in_strLine)
+{
+    std::string strLine(in_strLine);
+    std::replace_if(strLine.begin(), strLine.end(), isControl, '?');
+    return BadSessionDescription("the session description cannot be read : \"" + strLine + '"');
+}
 
 bool isTelephoneEvent(const RtpEncoding& in_encoding)
 {
     return boost::iequals(in_encoding.strName, s_szTelephoneEvent);
 }
 
-bool isAudio(const sdp_media_t& in_media)
+std::vector<std::string> partsOf(std::string_view in_strText, const char* in_szSeparators)
 {
-    return in_media.m_type == sdp_media_audio && in_media.m_port != 0 &&
-           sdp_media_has_rtp(&in_media) != 0;
+    std::vector<std::string> parts;
+    boost::split(parts, in_strText, boost::is_any_of(in_szSeparators), boost::token_compress_on);
+    return parts;
 }
 
-MediaLine lineOf(const sdp_media_t& in_media)
+/// The number that a text begins with; behind it may only stand what the caller takes.
+template <class Number>
+bool readNumber(std::string_view in_strText, Number& out_number, std::string_view in_strMayFollow)
 {
-    MediaLine line{in_media.m_type_name, in_media.m_proto_name, "", false};
-    for (const sdp_list_t* p = in_media.m_format; p != nullptr; p = p->l_next)
-        line.strFormats += std::string(" ") + p->l_text;
-    // An answer needs one format, also where it refuses the line.
-    for (const sdp_rtpmap_t* p = in_media.m_rtpmaps; p != nullptr; p = p->rm_next)
-        line.strFormats += " " + std::to_string(p->rm_pt);
-    return line;
+    const char* const pEnd = in_strText.data() + in_strText.size();
+    const auto [pBehind, error] = std::from_chars(in_strText.data(), pEnd, out_number);
+    return error == std::errc() &&
+           (pBehind == pEnd || in_strMayFollow.find(*pBehind) != std::string_view::npos);
 }
 
-std::vector<RtpEncoding> common(const sdp_media_t& in_media,
+/// "audio 6000 RTP/AVP 0 8"; the port may have "/" and a number of ports behind it.
+OfferedMedia readMedia(std::string_view in_strValue)
+{
+    const std::vector<std::string> parts = partsOf(in_strValue, " ");
+    OfferedMedia media;
+    if (parts.size() < 4 || !readNumber(parts[1], media.uiPort, "/"))
+        throw cannotRead(in_strValue);
+    media.line = {parts[0], parts[2], "", false};
+    for (std::size_t ui = 3; ui < parts.size(); ++ui)
+    {
+        media.line.strFormats += ' ' + parts[ui];
+        unsigned int uiType = 0;
+        if (readNumber(parts[ui], uiType, "") && uiType <= s_uiLastPayloadType)
+            media.payloadTypes.push_back(uiType);
+    }
+    return media;
+}
+
+/// "IN IP4 10.0.0.1"; the address may have "/" and a time to live behind it.
+std::string readAddress(std::string_view in_strValue)
+{
+    const std::vector<std::string> parts = partsOf(in_strValue, " ");
+    if (parts.size() != 3 || parts[2].empty())
+        throw cannotRead(in_strValue);
+    return parts[2].substr(0, parts[2].find('/'));
+}
+
+/// "rtpmap:97 PCMA/8000"; other attributes are not looked at.
+void readAttribute(std::string_view in_strValue, OfferedMedia& inout_media)
+{
+    constexpr std::string_view strRtpMap = "rtpmap:";
+    if (!in_strValue.starts_with(strRtpMap))
+        return;
+    const std::vector<std::string> parts = partsOf(in_strValue.substr(strRtpMap.size()), " /");
+    RtpEncoding encoding{};
+    if (parts.size() < 3 || !readNumber(parts[0], encoding.uiPayloadType, "") ||
+        !readNumber(parts[2], encoding.uiRate, ""))
+        throw cannotRead(in_strValue);
+    encoding.strName = parts[1];
+    inout_media.rtpMaps.emplace(encoding.uiPayloadType, encoding);
+}
+
+std::vector<OfferedMedia> read(const std::string& in_strOffer)
+{
+    std::vector<OfferedMedia> medias;
+    std::string strAddress;
+    std::istringstream text(in_strOffer);
+    bool bFirst = true;
+    for (std::string strLine; std::getline(text, strLine); bFirst = false)
+    {
+        if (strLine.ends_with('\r'))
+            strLine.pop_back();
+        if (strLine.size() < 2 || strLine[1] != '=' ||
+            std::any_of(strLine.begin(), strLine.end(), isControl) || (bFirst && strLine != "v=0"))
+            throw cannotRead(strLine);
+        const std::string_view strValue = std::string_view(strLine).substr(2);
+        if (strLine[0] == 'm')
+        {
+            medias.push_back(readMedia(strValue));
+            medias.back().strAddress = strAddress;
+        }
+        else if (strLine[0] == 'c')
+            (medias.empty() ? strAddress : medias.back().strAddress) = readAddress(strValue);
+        else if (strLine[0] == 'a' && !medias.empty())
+            readAttribute(strValue, medias.back());
+    }
+    return medias;
+}
+
+bool isAudio(const OfferedMedia& in_media)
+{
+    return in_media.line.strType == "audio" && in_media.line.strTransport == "RTP/AVP" &&
+           in_media.uiPort != 0 && in_media.uiPort <= UINT16_MAX && !in_media.strAddress.empty();
+}
+
+const RtpEncoding* encodingOf(const OfferedMedia& in_media, unsigned int in_uiPayloadType)
+{
+    const auto mapped = in_media.rtpMaps.find(in_uiPayloadType);
+    if (mapped != in_media.rtpMaps.end())
+        return &mapped->second;
+    const auto* const pKnown =
+        std::find_if(s_wellKnown.begin(), s_wellKnown.end(),
+                     [in_uiPayloadType](const RtpEncoding& in_encoding)
+                     { return in_encoding.uiPayloadType == in_uiPayloadType; });
+    return pKnown != s_wellKnown.end() ? pKnown : nullptr;
+}
+
+std::vector<RtpEncoding> common(const OfferedMedia& in_media,
                                 const std::vector<std::string>& in_encodings)
 {
     std::vector<RtpEncoding> encodings;
     for (const std::string& strName : in_encodings)
-        for (const sdp_rtpmap_t* p = in_media.m_rtpmaps; p != nullptr; p = p->rm_next)
-            if (p->rm_encoding != nullptr && boost::iequals(strName, p->rm_encoding))
-            {
-                encodings.push_back({p->rm_pt, strName, p->rm_rate});
-                break;
-            }
+        for (const unsigned int uiPayloadType : in_media.payloadTypes)
+        {
+            const RtpEncoding* const pOffered = encodingOf(in_media, uiPayloadType);
+            if (pOffered == nullptr || !boost::iequals(strName, pOffered->strName))
+                continue;
+            encodings.push_back({uiPayloadType, strName, pOffered->uiRate});
+            break;
+        }
     return encodings;
 }
 
@@ -63,27 +183,16 @@ std::vector<RtpEncoding> common(const sdp_media_t& in_media,
 
 Session agree(const std::string& in_strOffer, const std::vector<std::string>& in_encodings)
 {
-    const std::unique_ptr<sdp_parser_t, ParserFree> pParser(
-        sdp_parse(nullptr, in_strOffer.data(), static_cast<issize_t>(in_strOffer.size()), 0));
-    const sdp_session_t* const pOffer = sdp_session(pParser.get());
-    if (pOffer == nullptr)
-    {
-        const char* const szError = sdp_parsing_error(pParser.get());
-        throw BadSessionDescription(std::string("the session description cannot be read : ") +
-                                    (szError != nullptr ? szError : "out of memory"));
-    }
     Session session;
-    for (const sdp_media_t* pMedia = pOffer->sdp_media; pMedia != nullptr; pMedia = pMedia->m_next)
+    for (const OfferedMedia& media : read(in_strOffer))
     {
-        MediaLine& line = session.lines.emplace_back(lineOf(*pMedia));
-        const sdp_connection_t* const pConnection = sdp_media_connections(pMedia);
-        if (session.uiRemotePort != 0 || !isAudio(*pMedia) || pConnection == nullptr ||
-            pMedia->m_port > UINT16_MAX)
+        MediaLine& line = session.lines.emplace_back(media.line);
+        if (session.uiRemotePort != 0 || !isAudio(media))
             continue;
         line.bAccepted = true;
-        session.uiRemotePort = static_cast<std::uint16_t>(pMedia->m_port);
-        session.strRemoteAddress = pConnection->c_address;
-        session.encodings = common(*pMedia, in_encodings);
+        session.uiRemotePort = static_cast<std::uint16_t>(media.uiPort);
+        session.strRemoteAddress = media.strAddress;
+        session.encodings = common(media, in_encodings);
     }
     if (session.uiRemotePort == 0)
         throw BadSessionDescription("no audio over RTP is offered");
@@ -94,13 +203,15 @@ Session agree(const std::string& in_strOffer, const std::vector<std::string>& in
 
 Session offered(const std::vector<std::string>& in_encodings)
 {
-    static const std::array<RtpEncoding, 4> s_known{
-        {{0, "PCMU", 8000}, {8, "PCMA", 8000}, {9, "G722", 8000}, {101, s_szTelephoneEvent, 8000}}};
     Session session;
     for (const std::string& strName : in_encodings)
-        for (const RtpEncoding& known : s_known)
+    {
+        for (const RtpEncoding& known : s_wellKnown)
             if (boost::iequals(strName, known.strName))
                 session.encodings.push_back(known);
+        if (boost::iequals(strName, s_szTelephoneEvent))
+            session.encodings.push_back({s_uiTelephoneEventType, s_szTelephoneEvent, 8000});
+    }
     session.lines.push_back({"audio", "RTP/AVP", "", true});
     return session;
 }

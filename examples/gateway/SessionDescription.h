@@ -40,6 +40,9 @@ struct Session
     std::vector<MediaLine> lines;
 };
 
+// An offer comes from the network: what cannot be read is refused, and nothing in it takes more
+// than a time that grows with its length.
+
 /// The session that an offer and this end's list of encodings come to.
 ///
 /// Failure: throws `BadSessionDescription` when the offer cannot be read, has no audio over RTP, or

@@ -10,7 +10,6 @@ namespace
 {
 
 using testing::HasSubstr;
-using testing::StartsWith;
 
 const std::vector<std::string> s_encodings{"PCMU", "PCMA", "telephone-event"};
 
@@ -86,9 +85,54 @@ TEST(SessionDescription, WhatIsOfferedByThisEndIsWhatNeedsNoAgreement)
               namesOf(offered({"opus", "PCMA", "telephone-event"}).encodings));
 }
 
-TEST(SessionDescription, AnOfferThatCannotBeReadIsToldOf)
+TEST(SessionDescription, APortMayHaveANumberOfPortsAndAnAddressATimeToLive)
 {
-    EXPECT_THAT(errorOf("nonsense"), StartsWith("the session description cannot be read : "));
+    const Session session =
+        agree(offer("m=audio 6000/2 RTP/AVP 0\r\n", "224.2.1.1/127"), s_encodings);
+    EXPECT_EQ(6000, session.uiRemotePort);
+    EXPECT_EQ("224.2.1.1", session.strRemoteAddress);
+}
+
+TEST(SessionDescription, LinesMayEndWithoutACarriageReturn)
+{
+    EXPECT_EQ("PCMU", errorOf("v=0\nc=IN IP4 10.0.0.1\nm=audio 6000 RTP/AVP 0\n"));
+}
+
+TEST(SessionDescription, OfALineThatCannotBeReadTheTextIsTold)
+{
+    for (const char* const szLine :
+         {"nonsense", "", "m", "m=", "m=audio 6000 RTP/AVP", "m=audio 6000 R@=44",
+          "m=audio x RTP/AVP 0", "m=audio 6000x RTP/AVP 0", "c=IN IP4", "c=IN IP4 ", "c=10.0.0.1"})
+    {
+        const std::string strValue = std::string_view(szLine).substr(0, 2).ends_with('=')
+                                         ? std::string(szLine).substr(2)
+                                         : szLine;
+        EXPECT_EQ("the session description cannot be read : \"" + strValue + '"',
+                  errorOf(offer(std::string(szLine) + "\r\nm=audio 6000 RTP/AVP 0\r\n")));
+    }
+    for (const char* const szLine :
+         {"rtpmap:", "rtpmap:0", "rtpmap:0 PCMU", "rtpmap:x PCMU/8000", "rtpmap:0 PCMU/x"})
+        EXPECT_EQ(std::string("the session description cannot be read : \"") + szLine + '"',
+                  errorOf(offer(std::string("m=audio 6000 RTP/AVP 0\r\na=") + szLine + "\r\n")));
+    EXPECT_EQ("the session description cannot be read : \"v=1\"", errorOf("v=1\r\n"));
+}
+
+TEST(SessionDescription, AttributesThatAreNotKnownDoNotMatter)
+{
+    EXPECT_EQ("PCMU", errorOf(offer("a=rtpmap\r\nm=audio 6000 RTP/AVP 0\r\na=sendrecv\r\n"
+                                    "a=\r\nb=AS:64\r\n")));
+}
+
+TEST(SessionDescription, APayloadTypeWithoutANameIsNoEncoding)
+{
+    EXPECT_EQ("PCMU", errorOf(offer("m=audio 6000 RTP/AVP 96 x 0\r\n")));
+    EXPECT_EQ("PCMU", errorOf(offer("m=audio 6000 RTP/AVP 128 0\r\na=rtpmap:128 PCMA/8000\r\n")));
+}
+
+TEST(SessionDescription, ControlBytesAreRefusedAndDoNotGoToTheLog)
+{
+    EXPECT_EQ("the session description cannot be read : \"s=a?[31mb?c\"",
+              errorOf(offer("s=a\x1b[31mb\rc\r\n")));
 }
 
 TEST(SessionDescription, AnOfferWithoutAudioOverRtpIsToldOf)
@@ -97,6 +141,7 @@ TEST(SessionDescription, AnOfferWithoutAudioOverRtpIsToldOf)
     EXPECT_EQ("no audio over RTP is offered", errorOf(offer("m=audio 5000 TCP foo\r\n")));
     EXPECT_EQ("no audio over RTP is offered", errorOf(offer("m=audio 65536 RTP/AVP 0\r\n")));
     EXPECT_EQ("no audio over RTP is offered", errorOf(offer("")));
+    EXPECT_EQ("no audio over RTP is offered", errorOf("v=0\r\nm=audio 6000 RTP/AVP 0\r\n"));
 }
 
 TEST(SessionDescription, TelephoneEventsAloneAreNoSession)

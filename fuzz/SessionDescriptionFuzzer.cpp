@@ -1,0 +1,56 @@
+// The session description of a caller, as the example gateway answers it.
+
+#include "examples/gateway/SessionDescription.h"
+
+#include <algorithm>
+#include <cstddef>
+#include <cstdint>
+#include <cstdlib>
+#include <iostream>
+#include <string>
+#include <vector>
+
+namespace
+{
+
+const std::vector<std::string> s_encodings{"PCMU", "PCMA", "telephone-event"};
+
+void require(bool in_bCondition, const char* in_szWhat, const std::string& in_strText)
+{
+    if (in_bCondition)
+        return;
+    std::cerr << in_szWhat << ": \"" << in_strText << "\"\n";
+    std::abort();
+}
+
+std::size_t countLines(const std::string& in_strText, const std::string& in_strBegin)
+{
+    std::size_t uiCount = 0;
+    for (std::size_t uiAt = in_strText.find(in_strBegin); uiAt != std::string::npos;
+         uiAt = in_strText.find(in_strBegin, uiAt + 1))
+        ++uiCount;
+    return uiCount;
+}
+
+} // namespace
+
+extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* in_pData, std::size_t in_uiSize)
+{
+    const std::string strOffer(reinterpret_cast<const char*>(in_pData), in_uiSize);
+    try
+    {
+        const Session session = agree(strOffer, s_encodings);
+        const std::string strAnswer = describe(session, "127.0.0.1", 20000);
+        require(countLines(strAnswer, "\nm=") == session.lines.size(),
+                "an answer has other lines than its offer", strOffer);
+        const Session again = agree(strAnswer, s_encodings);
+        require(again.uiRemotePort == 20000 &&
+                    namesOf(again.encodings) == namesOf(session.encodings),
+                "an answer says something else than was agreed", strOffer);
+    }
+    catch (const BadSessionDescription& error)
+    {
+        require(*error.what() != '\0', "no reason is told", strOffer);
+    }
+    return 0;
+}
