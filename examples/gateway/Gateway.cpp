@@ -100,6 +100,7 @@ void Gateway::serve()
         m_loop.step();
         userAgent.removeEndedCalls();
     }
+    userAgent.cutOffCalls();
     VELMORA_LOG_INFO("stopped : calls = "
                      << userAgent.callCount()
                      << ", at once at most = " << CallDataRegistry::getInstance()->getMaxNumCall()

@@ -64,8 +64,7 @@ UserAgent::UserAgent(EventLoop& in_loop, const Settings& in_settings,
 
 UserAgent::~UserAgent()
 {
-    m_calls.clear();
-    m_endedCalls.clear();
+    cutOffCalls();
     nta_leg_destroy(m_pOutOfDialog);
     nta_agent_destroy(m_pAgent);
 }
@@ -106,6 +105,12 @@ void UserAgent::endCalls(const char* in_szReason)
 }
 
 void UserAgent::removeEndedCalls() { m_endedCalls.clear(); }
+
+void UserAgent::cutOffCalls()
+{
+    m_calls.clear();
+    m_endedCalls.clear();
+}
 
 int UserAgent::requestReceived(nta_leg_magic_t* in_pUserAgent, nta_leg_t*,
                                nta_incoming_t* in_pRequest, const sip_t* in_pSip)

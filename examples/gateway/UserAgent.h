@@ -33,6 +33,9 @@ class UserAgent : public Velmora::ObjectWithLogger<Velmora::CachedLLLogger>
     /// Destroys the calls that are over. Not to be called from within the loop.
     void removeEndedCalls();
 
+    /// Destroys all calls, those too that go on. Not to be called from within the loop.
+    void cutOffCalls();
+
     [[nodiscard]] bool hasCalls() const { return !m_calls.empty(); }
 
     /// How many calls there have been.

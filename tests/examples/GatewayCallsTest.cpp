@@ -525,6 +525,7 @@ TEST_F(GatewayCalls, ACallThatDoesNotEndInTimeIsCutOffAndItsFileHasItsEnd)
     const Lines lines = onlyCallFile();
     ASSERT_THAT(lines, SizeIs(testing::Gt(2)));
     EXPECT_THAT(lines, Contains("WARN keswardin.gateway.Call - cut off : the gateway ends"));
+    EXPECT_THAT(log().back(), StartsWith("INFO keswardin.gateway - stopped : calls = 1,"));
     EXPECT_THAT(lines.back(), StartsWith("INFO keswardin.infra.CallLogger.Appender - Call end : "));
 }
 
