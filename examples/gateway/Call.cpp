@@ -62,7 +62,7 @@ void Call::start(const sip_t* in_pSip)
         return refuse(SIP_486_BUSY_HERE, "the called party is busy");
     try
     {
-        m_strDescription = m_media.open(payloadOf(*in_pSip), m_surroundings.uiNextRtpPort);
+        m_strDescription = m_media.open(payloadOf(*in_pSip), m_surroundings.rtpPorts);
     }
     catch (const BadSessionDescription& error)
     {

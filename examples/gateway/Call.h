@@ -9,7 +9,6 @@
 #include "velmora/logging/ObjectWithLogger.h"
 
 #include <chrono>
-#include <cstdint>
 #include <functional>
 #include <string>
 
@@ -21,7 +20,7 @@ struct CallSurroundings
     nta_agent_t* pAgent;
     /// How long a called party that answers lets it ring.
     std::chrono::milliseconds answerAfter;
-    std::uint16_t uiNextRtpPort;
+    RtpPorts rtpPorts;
 };
 
 /// A call that has come in, from its INVITE to its end. The called party is told by the user part

@@ -33,11 +33,11 @@ Media::~Media()
         VELMORA_LOG_INFO("RTP closed : packets = " << m_uiPackets << ", bytes = " << m_uiBytes);
 }
 
-std::string Media::open(const std::string& in_strOffer, std::uint16_t& inout_uiNextPort)
+std::string Media::open(const std::string& in_strOffer, RtpPorts& inout_ports)
 {
     const Session session = in_strOffer.empty() ? offered(m_settings.encodings)
                                                 : agree(in_strOffer, m_settings.encodings);
-    m_socket.emplace(m_settings.strRtpAddress, m_settings.rtpPorts, inout_uiNextPort);
+    m_socket.emplace(m_settings.strRtpAddress, inout_ports);
     m_watch.emplace(m_loop, m_socket->descriptor(), [this] { receive(); });
     m_opened = steady_clock::now();
     VELMORA_LOG_INFO("RTP opened at " << m_settings.strRtpAddress << ':' << m_socket->port()

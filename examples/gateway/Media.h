@@ -30,7 +30,7 @@ class Media : public Velmora::ObjectWithLogger<Velmora::CallLogger>
     ///
     /// Failure: throws `BadSessionDescription` when the caller's offer is not acceptable, and
     /// `std::runtime_error` when no port can be had.
-    [[nodiscard]] std::string open(const std::string& in_strOffer, std::uint16_t& inout_uiNextPort);
+    [[nodiscard]] std::string open(const std::string& in_strOffer, RtpPorts& inout_ports);
 
     /// Does something if no packet comes within `keswardin.media.rxStartTimeoutMs` from now.
     void expectPackets(std::function<void()> in_onSilence);

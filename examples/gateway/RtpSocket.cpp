@@ -17,32 +17,14 @@ struct AddressesFree
     void operator()(addrinfo* in_pAddresses) const { freeaddrinfo(in_pAddresses); }
 };
 
+using Addresses = std::unique_ptr<addrinfo, AddressesFree>;
+
 std::runtime_error failed(const std::string& in_strAddress, const std::string& in_strReason)
 {
     return std::runtime_error("no RTP at " + in_strAddress + " : " + in_strReason);
 }
 
-} // namespace
-
-RtpSocket::RtpSocket(const std::string& in_strAddress, const PortRange& in_range,
-                     std::uint16_t& inout_uiNext)
-{
-    const unsigned int uiFirst = (in_range.uiFirst + 1U) & ~1U;
-    const unsigned int uiPorts = (in_range.uiLast - uiFirst + 1U) / 2;
-    for (unsigned int ui = 0; ui < uiPorts; ++ui)
-    {
-        const auto uiPort = inout_uiNext;
-        const unsigned int uiNext = uiPort + 2U;
-        inout_uiNext = static_cast<std::uint16_t>(uiNext + 1U > in_range.uiLast ? uiFirst : uiNext);
-        if (bind(in_strAddress, uiPort))
-            return;
-    }
-    throw failed(in_strAddress, "no port of the range is free");
-}
-
-RtpSocket::~RtpSocket() { close(m_iDescriptor); }
-
-bool RtpSocket::bind(const std::string& in_strAddress, std::uint16_t in_uiPort)
+Addresses socketAddress(const std::string& in_strAddress, std::uint16_t in_uiPort)
 {
     addrinfo hints{};
     hints.ai_flags = AI_NUMERICHOST | AI_NUMERICSERV;
@@ -50,24 +32,61 @@ bool RtpSocket::bind(const std::string& in_strAddress, std::uint16_t in_uiPort)
     addrinfo* pFound = nullptr;
     const int iError =
         getaddrinfo(in_strAddress.c_str(), std::to_string(in_uiPort).c_str(), &hints, &pFound);
-    const std::unique_ptr<addrinfo, AddressesFree> pAddresses(pFound);
     if (iError != 0)
         throw failed(in_strAddress, gai_strerror(iError));
-    const int iDescriptor =
-        socket(pAddresses->ai_family, SOCK_DGRAM | SOCK_NONBLOCK | SOCK_CLOEXEC, 0);
-    if (iDescriptor < 0)
-        throw failed(in_strAddress, std::strerror(errno));
-    if (::bind(iDescriptor, pAddresses->ai_addr, pAddresses->ai_addrlen) == 0)
+    return Addresses(pFound);
+}
+
+} // namespace
+
+RtpPorts::RtpPorts(const PortRange& in_range)
+{
+    for (unsigned int uiPort = (in_range.uiFirst + 1U) & ~1U; uiPort < in_range.uiLast; uiPort += 2)
+        m_free.push_back(static_cast<std::uint16_t>(uiPort));
+}
+
+std::uint16_t RtpPorts::take()
+{
+    const std::uint16_t uiPort = m_free.front();
+    m_free.pop_front();
+    return uiPort;
+}
+
+RtpSocket::RtpSocket(const std::string& in_strAddress, RtpPorts& inout_ports)
+    : m_ports(inout_ports), m_strAddress(in_strAddress),
+      m_iDescriptor(socket(socketAddress(in_strAddress, 0)->ai_family,
+                           SOCK_DGRAM | SOCK_NONBLOCK | SOCK_CLOEXEC, 0))
+{
+    if (m_iDescriptor < 0)
+        throw failed(m_strAddress, std::strerror(errno));
+    for (std::size_t uiLeft = m_ports.countFree(); uiLeft > 0; --uiLeft)
+        if (bind(m_ports.take()))
+            return;
+    close(m_iDescriptor);
+    throw failed(m_strAddress, "no port of the range is free");
+}
+
+RtpSocket::~RtpSocket()
+{
+    close(m_iDescriptor);
+    m_ports.giveBack(m_uiPort);
+}
+
+/// A port that another program has goes to the end of the queue.
+bool RtpSocket::bind(std::uint16_t in_uiPort)
+{
+    const Addresses pAddress = socketAddress(m_strAddress, in_uiPort);
+    if (::bind(m_iDescriptor, pAddress->ai_addr, pAddress->ai_addrlen) == 0)
     {
-        m_iDescriptor = iDescriptor;
         m_uiPort = in_uiPort;
         return true;
     }
     const int iReason = errno;
-    close(iDescriptor);
-    if (iReason != EADDRINUSE)
-        throw failed(in_strAddress, std::strerror(iReason));
-    return false;
+    m_ports.giveBack(in_uiPort);
+    if (iReason == EADDRINUSE)
+        return false;
+    close(m_iDescriptor);
+    throw failed(m_strAddress, std::strerror(iReason));
 }
 
 std::size_t RtpSocket::receive(std::span<std::byte> out_packet)

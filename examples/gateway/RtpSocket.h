@@ -4,23 +4,37 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <deque>
 #include <span>
 #include <string>
 
 #include <sys/socket.h>
 
-/// A UDP socket that RTP is received on, at an even port of the range (RFC 3550).
+/// The ports of a range that RTP may take, the one that has rested longest first.
+class RtpPorts
+{
+  public:
+    explicit RtpPorts(const PortRange& in_range);
+
+    [[nodiscard]] std::size_t countFree() const { return m_free.size(); }
+
+    /// One that is free; there must be one.
+    [[nodiscard]] std::uint16_t take();
+    void giveBack(std::uint16_t in_uiPort) { m_free.push_back(in_uiPort); }
+
+  private:
+    std::deque<std::uint16_t> m_free;
+};
+
+/// A UDP socket that RTP is received on, at an even port (RFC 3550).
 class RtpSocket
 {
   public:
-    /// Takes the first port of the range that is free, from `inout_uiNext` on, around its end to
-    /// its beginning; `inout_uiNext` is then the one behind it, so that a port rests before the
-    /// next call gets it.
+    /// Takes a port that no other program has either, and gives it back at the end of its life.
     ///
     /// Failure: throws `std::runtime_error` that says why: no port is free, no descriptor is left,
     /// the address is none of this machine.
-    RtpSocket(const std::string& in_strAddress, const PortRange& in_range,
-              std::uint16_t& inout_uiNext);
+    RtpSocket(const std::string& in_strAddress, RtpPorts& inout_ports);
     ~RtpSocket();
     RtpSocket(const RtpSocket&) = delete;
     RtpSocket& operator=(const RtpSocket&) = delete;
@@ -38,8 +52,10 @@ class RtpSocket
     [[nodiscard]] std::string sender() const;
 
   private:
-    bool bind(const std::string& in_strAddress, std::uint16_t in_uiPort);
+    bool bind(std::uint16_t in_uiPort);
 
+    RtpPorts& m_ports;
+    std::string m_strAddress;
     int m_iDescriptor = -1;
     std::uint16_t m_uiPort = 0;
     sockaddr_storage m_sender{};

@@ -57,9 +57,8 @@ UserAgent::UserAgent(EventLoop& in_loop, const Settings& in_settings,
     m_pOutOfDialog =
         nta_leg_tcreate(m_pAgent, requestReceived, reinterpret_cast<nta_leg_magic_t*>(this),
                         NTATAG_NO_DIALOG(1), TAG_END());
-    m_pSurroundings = std::make_unique<CallSurroundings>(
-        CallSurroundings{m_loop, m_settings, m_pAgent, in_answerAfter,
-                         static_cast<std::uint16_t>((m_settings.rtpPorts.uiFirst + 1U) & ~1U)});
+    m_pSurroundings = std::make_unique<CallSurroundings>(CallSurroundings{
+        m_loop, m_settings, m_pAgent, in_answerAfter, RtpPorts(m_settings.rtpPorts)});
 }
 
 UserAgent::~UserAgent()

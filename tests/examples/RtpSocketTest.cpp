@@ -1,0 +1,111 @@
+#include "examples/gateway/RtpSocket.h"
+
+#include "tests/support/UdpServer.h"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <sys/resource.h>
+#include <unistd.h>
+
+#include <memory>
+#include <optional>
+#include <stdexcept>
+#include <string>
+
+namespace Velmora::Test
+{
+
+namespace
+{
+
+using testing::HasSubstr;
+
+std::string errorOf(const std::string& in_strAddress, RtpPorts& inout_ports)
+{
+    try
+    {
+        const RtpSocket socket(in_strAddress, inout_ports);
+        return "";
+    }
+    catch (const std::runtime_error& error)
+    {
+        return error.what();
+    }
+}
+
+} // namespace
+
+TEST(RtpPorts, AreTheEvenOnesThatHaveTheNextOneInTheRangeToo)
+{
+    RtpPorts ports({20001, 20006});
+    ASSERT_EQ(2U, ports.countFree());
+    EXPECT_EQ(20002, ports.take());
+    EXPECT_EQ(20004, ports.take());
+    EXPECT_EQ(0U, ports.countFree());
+    EXPECT_EQ(0U, RtpPorts({20001, 20002}).countFree());
+    EXPECT_EQ(1U, RtpPorts({65534, 65535}).countFree());
+}
+
+TEST(RtpPorts, TheOneThatHasRestedLongestComesFirst)
+{
+    RtpPorts ports({20000, 20005});
+    ports.giveBack(ports.take());
+    EXPECT_EQ(20002, ports.take());
+    EXPECT_EQ(20004, ports.take());
+    EXPECT_EQ(20000, ports.take());
+}
+
+TEST(RtpSocket, HasAPortUntilItGoes)
+{
+    RtpPorts ports({20000, 20003});
+    const std::string strAddress = addressOfThisProcess();
+    std::optional<RtpSocket> first(std::in_place, strAddress, ports);
+    const RtpSocket second(strAddress, ports);
+    EXPECT_EQ(20000, first->port());
+    EXPECT_EQ(20002, second.port());
+    EXPECT_EQ("no RTP at " + strAddress + " : no port of the range is free",
+              errorOf(strAddress, ports));
+    first.reset();
+    EXPECT_EQ("", errorOf(strAddress, ports));
+    EXPECT_EQ(1U, ports.countFree());
+}
+
+TEST(RtpSocket, LeavesOutAPortThatAnotherProgramHas)
+{
+    const std::string strAddress = addressOfThisProcess();
+    RtpPorts others({20000, 20001});
+    std::optional<RtpSocket> other(std::in_place, strAddress, others);
+    RtpPorts ports({20000, 20003});
+    EXPECT_EQ(20002, RtpSocket(strAddress, ports).port());
+    EXPECT_EQ(2U, ports.countFree());
+    other.reset();
+    EXPECT_EQ(20000, RtpSocket(strAddress, ports).port());
+}
+
+TEST(RtpSocket, AnAddressOfAnotherMachineIsToldOfAndCostsNoPort)
+{
+    RtpPorts ports({20000, 20001});
+    EXPECT_EQ("no RTP at 192.0.2.1 : Cannot assign requested address", errorOf("192.0.2.1", ports));
+    EXPECT_THAT(errorOf("no address", ports), HasSubstr("no RTP at no address : "));
+    EXPECT_EQ(1U, ports.countFree());
+}
+
+TEST(RtpSocket, WithoutADescriptorThatIsToldAndCostsNoPort)
+{
+    RtpPorts ports({20000, 20001});
+    const std::string strAddress = addressOfThisProcess();
+    rlimit before{};
+    ASSERT_EQ(0, getrlimit(RLIMIT_NOFILE, &before));
+    const int iNext = dup(0);
+    close(iNext);
+    rlimit none = before;
+    none.rlim_cur = static_cast<rlim_t>(iNext);
+    ASSERT_EQ(0, setrlimit(RLIMIT_NOFILE, &none));
+    const std::string strError = errorOf(strAddress, ports);
+    ASSERT_EQ(0, setrlimit(RLIMIT_NOFILE, &before));
+    EXPECT_EQ("no RTP at " + strAddress + " : Too many open files", strError);
+    EXPECT_EQ("", errorOf(strAddress, ports));
+}
+
+} // namespace Velmora::Test
