@@ -1,3 +1,4 @@
+#include "velmora/Sanitizers.h"
 #include "velmora/logging/CallLogger.h"
 #include "velmora/logging/LogMacros.h"
 
@@ -208,7 +209,7 @@ TEST_F(CallFailures, ADirectoryThatVanishesIsThereAgainForTheNextCall)
 
 TEST_F(CallFailures, WithoutADescriptorACallHasNoFileUntilThereIsOne)
 {
-#if defined(__SANITIZE_ADDRESS__)
+#if VELMORA_ADDRESS_SANITIZER
     GTEST_SKIP() << "the sanitizer looks at memory through pipes of its own";
 #endif
     useDirectory(m_directory.path().string());

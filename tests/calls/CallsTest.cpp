@@ -1,5 +1,6 @@
 #include "tests/support/HelperProcess.h"
 #include "tests/support/TemporaryDirectory.h"
+#include "velmora/Sanitizers.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -19,7 +20,7 @@ using testing::ElementsAre;
 using testing::HasSubstr;
 using testing::MatchesRegex;
 
-#if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
+#if VELMORA_ADDRESS_SANITIZER || VELMORA_THREAD_SANITIZER
 constexpr int s_iRounds = 1;
 constexpr int s_iLines = 20;
 #else

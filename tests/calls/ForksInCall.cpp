@@ -3,6 +3,7 @@
 //
 // forks-in-call <directory> <number of forks>
 
+#include "velmora/Sanitizers.h"
 #include "velmora/config/ParameterTrie.h"
 #include "velmora/logging/CallDataRegistry.h"
 #include "velmora/logging/CallLogger.h"
@@ -72,11 +73,11 @@ int main(int argc, char** argv)
         {
             while (!bStop)
             {
-#if !defined(__SANITIZE_ADDRESS__)
+#if !VELMORA_ADDRESS_SANITIZER
                 haveCall("other");
 #else
                 // The malloc of AddressSanitizer does not survive a fork in the middle of a call.
-                CallDataRegistry::getInstance()->getCurrentNumCall();
+                static_cast<void>(CallDataRegistry::getInstance()->getCurrentNumCall());
 #endif
             }
         });

@@ -1,4 +1,5 @@
 #include "tests/support/HelperProcess.h"
+#include "velmora/Sanitizers.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -9,10 +10,6 @@
 #include <string>
 #include <utility>
 #include <vector>
-
-#if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
-#define VELMORA_TEST_HAS_SANITIZER
-#endif
 
 namespace Velmora::Test
 {
@@ -167,7 +164,7 @@ void expectForks(const std::string& in_strForks, const std::string& in_strHow,
 void expectForksWithMalloc(const std::string& in_strForks, const std::string& in_strHow,
                            const Environment& in_environment = {})
 {
-#ifdef VELMORA_TEST_HAS_SANITIZER
+#if VELMORA_ADDRESS_SANITIZER || VELMORA_THREAD_SANITIZER
     GTEST_SKIP() << "a child cannot allocate from a sanitizer's malloc that its parent was using";
 #endif
     expectForks(in_strForks, in_strHow, in_environment);

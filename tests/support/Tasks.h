@@ -1,5 +1,7 @@
 #pragma once
 
+#include "velmora/Sanitizers.h"
+
 #include <dirent.h>
 #include <unistd.h>
 
@@ -19,7 +21,7 @@ inline std::size_t countTasksOnce()
 }
 
 /// ThreadSanitizer has a thread of its own in each program.
-#if defined(__SANITIZE_THREAD__)
+#if VELMORA_THREAD_SANITIZER
 inline constexpr std::size_t s_uiTasksOfSanitizer = 1;
 #else
 inline constexpr std::size_t s_uiTasksOfSanitizer = 0;

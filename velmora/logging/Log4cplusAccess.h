@@ -3,6 +3,8 @@
 // What this library needs of log4cplus and the published interface does not give, for the versions
 // that it is built with. Nothing else in the tree depends on the version.
 
+#include "velmora/Sanitizers.h"
+
 #include <log4cplus/appender.h>
 #include <log4cplus/hierarchy.h>
 #include <log4cplus/hierarchylocker.h>
@@ -12,7 +14,7 @@
 #include <cstddef>
 #include <new>
 
-#if defined(__SANITIZE_THREAD__)
+#if VELMORA_THREAD_SANITIZER
 #include <dlfcn.h>
 #include <pthread.h>
 
@@ -77,7 +79,7 @@ struct HierarchyMembers
 template struct HierarchyMembers<&log4cplus::Hierarchy::hashtable_mutex>;
 log4cplus::thread::Mutex& hashtableMutexOf(log4cplus::Hierarchy& in_hierarchy);
 
-#if defined(__SANITIZE_THREAD__)
+#if VELMORA_THREAD_SANITIZER
 /// ThreadSanitizer looks at no more than 64 locks that a thread holds, and ends the process at the
 /// next one. This holds the same locks as log4cplus's locker, in the same order, but takes those of
 /// the loggers behind its back. It sees each of them all the same whenever a list is used: they are

@@ -2,6 +2,7 @@
 
 #include "tests/support/HelperProcess.h"
 #include "tests/support/TemporaryDirectory.h"
+#include "velmora/Sanitizers.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -21,13 +22,7 @@ namespace Velmora::Test
 namespace
 {
 
-#if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
-constexpr bool s_bSanitizer = true;
-#elif defined(__has_feature)
-constexpr bool s_bSanitizer = __has_feature(address_sanitizer) || __has_feature(thread_sanitizer);
-#else
-constexpr bool s_bSanitizer = false;
-#endif
+constexpr bool s_bSanitizer = VELMORA_ADDRESS_SANITIZER || VELMORA_THREAD_SANITIZER;
 
 using testing::AllOf;
 using testing::Contains;

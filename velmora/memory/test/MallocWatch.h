@@ -3,6 +3,8 @@
 // Watches the calls of `malloc` and `free` of the whole process. Replaces both, so at most one
 // source file of a program includes it.
 
+#include "velmora/Sanitizers.h"
+
 #include <algorithm>
 #include <array>
 #include <atomic>
@@ -11,16 +13,7 @@
 #include <utility>
 #include <vector>
 
-#if defined(__has_feature)
-#if __has_feature(address_sanitizer) || __has_feature(thread_sanitizer)
-#define VELMORA_TEST_HAS_SANITIZER
-#endif
-#endif
-#if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
-#define VELMORA_TEST_HAS_SANITIZER
-#endif
-
-#ifdef VELMORA_TEST_HAS_SANITIZER
+#if VELMORA_ADDRESS_SANITIZER || VELMORA_THREAD_SANITIZER
 // Of the sanitizers' run-time; compilers are packaged without the header that declares it.
 extern "C" int __sanitizer_install_malloc_and_free_hooks(void (*in_mallocHook)(const volatile void*,
                                                                                std::size_t),
@@ -125,7 +118,7 @@ class MallocWatch
     static const bool s_bInstalled;
 };
 
-#ifdef VELMORA_TEST_HAS_SANITIZER
+#if VELMORA_ADDRESS_SANITIZER || VELMORA_THREAD_SANITIZER
 
 inline const bool MallocWatch::s_bInstalled =
     __sanitizer_install_malloc_and_free_hooks(

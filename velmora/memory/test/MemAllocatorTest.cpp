@@ -1,3 +1,4 @@
+#include "velmora/Sanitizers.h"
 #include "velmora/memory/MemAllocatorT.h"
 
 #include "tests/support/CapturedAssertions.h"
@@ -420,7 +421,7 @@ TEST(MemAllocator, OfFourClassesTakes33BytesFromMalloc)
 
 TEST(MemAllocator, GivesNullWhenMallocHasNoMemory)
 {
-#ifdef VELMORA_TEST_HAS_SANITIZER
+#if VELMORA_ADDRESS_SANITIZER || VELMORA_THREAD_SANITIZER
     GTEST_SKIP() << "sanitizers end the process on a request of this size";
 #else
     Allocator allocator(logger(), false);
