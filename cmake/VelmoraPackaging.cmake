@@ -23,7 +23,10 @@ install(FILES
   "${CMAKE_CURRENT_LIST_DIR}/FindACE.cmake"
   DESTINATION "${package_dir}")
 
+# The file finds its prefix from its own place, so that an installation can be put anywhere and moved.
+set(pc_dir "${CMAKE_INSTALL_LIBDIR}/pkgconfig")
+file(RELATIVE_PATH pc_to_prefix "/${pc_dir}" /)
 configure_file("${CMAKE_CURRENT_LIST_DIR}/keswardin-infra.pc.in"
   "${PROJECT_BINARY_DIR}/keswardin-infra.pc" @ONLY)
 install(FILES "${PROJECT_BINARY_DIR}/keswardin-infra.pc"
-  DESTINATION "${CMAKE_INSTALL_LIBDIR}/pkgconfig")
+  DESTINATION "${pc_dir}")
