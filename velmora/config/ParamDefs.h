@@ -49,7 +49,6 @@ class VELMORA_API ParamDefs : public ParameterInfoDB,
     ~ParamDefs() override;
 
     bool retrieve(const char* in_szName, ParameterInfo& out_info) const override;
-    [[nodiscard]] ParameterValue::Type retrieveType(const char* in_szName) const override;
     bool retrieve(const char* in_szRegex,
                   std::vector<ParameterInfoWithName>& out_infos) const override;
     void addDefaultsToConfig(Configuration& inout_configuration,
@@ -57,6 +56,7 @@ class VELMORA_API ParamDefs : public ParameterInfoDB,
     bool warnOnDeprecated(const ROConfiguration& in_configuration) const override;
     bool validateParamName(const char* in_szName, std::string& out_strName) const override;
     bool validateParamValue(const char* in_szName, ParameterValue& inout_value) const override;
+    [[nodiscard]] ParameterValue::Type retrieveType(const char* in_szName) const override;
 
   private:
     using Tree = Trie<std::string, ParameterInfo, LMHashFcn<std::string>>;

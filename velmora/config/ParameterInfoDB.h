@@ -33,9 +33,6 @@ class VELMORA_API ParameterInfoDB
     /// Failure: false and a reset output for a name that is not known.
     virtual bool retrieve(const char* in_szName, ParameterInfo& out_info) const = 0;
 
-    /// The type of a parameter alone; undefined for a name that is not known.
-    [[nodiscard]] virtual ParameterValue::Type retrieveType(const char* in_szName) const;
-
     /// All parameters in whose names a regular expression matches somewhere; what the output held
     /// is dropped. No match is no failure.
     /// Failure: false and an error in the log for an expression that is wrong or takes too long;
@@ -63,6 +60,9 @@ class VELMORA_API ParameterInfoDB
     /// fits any value.
     /// Failure: false, a warning in the log, and the value as it was.
     virtual bool validateParamValue(const char* in_szName, ParameterValue& inout_value) const = 0;
+
+    /// The type of a parameter alone; undefined for a name that is not known.
+    [[nodiscard]] virtual ParameterValue::Type retrieveType(const char* in_szName) const;
 
     /// The table of all parameters that the programs of the family know (`ParamDefs`). It comes
     /// into being when the library is loaded.
