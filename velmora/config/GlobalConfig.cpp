@@ -71,6 +71,13 @@ GivenHandles& givenHandles()
 
 GlobalConfig::~GlobalConfig() = default;
 
+// Not virtual: in the tables of the derived classes it would stand before what they add.
+LoadSummary GlobalConfig::getLoadSummary() const
+{
+    const auto* const pConfig = dynamic_cast<const GlobalConfigImpl*>(this);
+    return pConfig != nullptr ? pConfig->getLoadSummary() : LoadSummary();
+}
+
 const TSHandle<GlobalConfig>& GlobalConfig::getInstance() { return givenHandles().globalConfig; }
 
 RWGlobalConfig::~RWGlobalConfig() = default;

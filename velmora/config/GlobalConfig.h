@@ -96,7 +96,8 @@ class VELMORA_API GlobalConfig : public virtual ROConfiguration, public virtual 
                              LimitedObjPtr<ConfigurationObserver> in_pObserver) = 0;
     virtual void removeObserver(LimitedObjPtr<ConfigurationObserver> in_pObserver) = 0;
 
-    [[nodiscard]] virtual LoadSummary getLoadSummary() const = 0;
+    /// What the loads so far have come to; nothing for another implementation than the library's.
+    [[nodiscard]] LoadSummary getLoadSummary() const;
 
     /// The configuration of the process. It comes into being when the library is loaded. Once the
     /// exit list has let go of it, the handle is null.

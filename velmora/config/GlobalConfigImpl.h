@@ -47,7 +47,6 @@ class VELMORA_API GlobalConfigImpl final : public RWGlobalConfig,
     void addObserver(const char* in_szName,
                      LimitedObjPtr<ConfigurationObserver> in_pObserver) override;
     void removeObserver(LimitedObjPtr<ConfigurationObserver> in_pObserver) override;
-    [[nodiscard]] LoadSummary getLoadSummary() const override;
 
     /// Configures logging from a trie, and the logging into a file for each call if the trie names
     /// a directory for it.
@@ -55,6 +54,8 @@ class VELMORA_API GlobalConfigImpl final : public RWGlobalConfig,
 
     /// Writes the configuration as `ParameterTrie` does.
     std::ostream& write(std::ostream& out_stream) const override;
+
+    [[nodiscard]] LoadSummary getLoadSummary() const;
 
     /// `getBoolParameter` for a failed assertion: false, too, while another thread writes.
     bool tryGetBoolParameter(const char* in_szParamName, bool& out_bValue) const;
