@@ -17,6 +17,10 @@ class VELMORA_API Error : public virtual OutputStreamable, public virtual Clonea
     Error(const Error&) = default;
     Error& operator=(const Error&) = default;
     ~Error() override;
+
+    // Declared again for their places in the table of virtual operations.
+    std::ostream& write(std::ostream& out_stream) const override = 0;
+    [[nodiscard]] Cloneable* clone() const override = 0;
 };
 
 /// An error that is a text.
