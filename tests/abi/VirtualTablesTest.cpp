@@ -1,0 +1,525 @@
+#include "tests/support/TemporaryDirectory.h"
+#include "velmora/application/AceCleanupNoT.h"
+#include "velmora/application/ApplicationImpl.h"
+#include "velmora/application/BuildInfo.h"
+#include "velmora/application/Error.h"
+#include "velmora/application/Exception.h"
+#include "velmora/application/SingletonRegistry.h"
+#include "velmora/application/StackTrace.h"
+#include "velmora/config/AceCleanupGlobalConfigHandle.h"
+#include "velmora/config/GlobalConfigImpl.h"
+#include "velmora/config/InvalidParamValueTypeException.h"
+#include "velmora/config/ParamDefs.h"
+#include "velmora/config/ParameterHashMap.h"
+#include "velmora/config/ParameterTrie.h"
+#include "velmora/config/TrieConfiguration.h"
+#include "velmora/logging/ACEBackend.h"
+#include "velmora/logging/AceCleanupLogger.h"
+#include "velmora/logging/CallAppenderFactory.h"
+#include "velmora/logging/CallData.h"
+#include "velmora/logging/CallDataRegistry.h"
+#include "velmora/logging/CallLogger.h"
+#include "velmora/logging/FileCallAppender.h"
+#include "velmora/logging/Log4cplusBackend.h"
+#include "velmora/logging/LoggingIdEvent.h"
+#include "velmora/logging/RemoteSyslogAppender.h"
+#include "velmora/memory/AceCleanupMemAllocator.h"
+
+#include <cxxabi.h>
+#include <dlfcn.h>
+#include <gtest/gtest.h>
+
+#include <cstddef>
+#include <cstdint>
+#include <cstdlib>
+#include <cstring>
+#include <ios>
+#include <memory>
+#include <string>
+#include <string_view>
+#include <type_traits>
+#include <vector>
+
+// Programs call virtual operations by their place in a table. These tests read the tables of real
+// objects, as a program that was compiled earlier does, so an operation that moves is seen here. A
+// new virtual operation stands behind all others of its class, and of the classes that derive from
+// it.
+
+namespace Velmora::Test
+{
+
+// Visible, so that their functions have names at run time.
+
+class VELMORA_API Program : public ApplicationImpl
+{
+  public:
+    Program();
+    ~Program() override;
+    void run() override;
+};
+
+Program::Program() : ApplicationImpl("VirtualTablesTest") {}
+Program::~Program() = default;
+void Program::run() {}
+
+class VELMORA_API OnExitList : public AceCleanupNoT
+{
+  public:
+    ~OnExitList() override;
+};
+
+OnExitList::~OnExitList() = default;
+
+class VELMORA_API Allocator : public AceCleanupMemAllocator<ACE_Thread_Mutex, 32>
+{
+  public:
+    using AceCleanupMemAllocator<ACE_Thread_Mutex, 32>::AceCleanupMemAllocator;
+    ~Allocator() override;
+};
+
+Allocator::~Allocator() = default;
+
+namespace
+{
+
+using Functions = std::vector<std::string>;
+
+void replaceAll(std::string& inout_strText, std::string_view in_what, std::string_view in_by)
+{
+    for (std::size_t uiFound = inout_strText.find(in_what); uiFound != std::string::npos;
+         uiFound = inout_strText.find(in_what, uiFound + in_by.size()))
+        inout_strText.replace(uiFound, in_what.size(), in_by);
+}
+
+/// The function at an address, as a program writes it.
+std::string functionAt(const void* in_pAddress)
+{
+    Dl_info info{};
+    if (dladdr(in_pAddress, &info) == 0 || info.dli_saddr != in_pAddress)
+        return "a function that no symbol names";
+    int iStatus = 0;
+    const std::unique_ptr<char, decltype(&std::free)> szName(
+        abi::__cxa_demangle(info.dli_sname, nullptr, nullptr, &iStatus), &std::free);
+    std::string strName = iStatus == 0 ? szName.get() : info.dli_sname;
+    for (const char* const szThunk : {"virtual thunk to ", "non-virtual thunk to "})
+        if (strName.starts_with(szThunk))
+            strName.erase(0, std::string_view(szThunk).size());
+    replaceAll(strName,
+               "std::__cxx11::basic_string<char, std::char_traits<char>, std::allocator<char> >",
+               "std::string");
+    replaceAll(strName, "Velmora::", "");
+    replaceAll(strName, ", std::allocator<std::string > >", ">");
+    replaceAll(strName, ", std::allocator<ParameterInfoWithName> >", ">");
+    replaceAll(strName, "[abi:cxx11]", "");
+    return strName;
+}
+
+/// The first slots of the table through which a program calls the operations of `T`.
+template <class T>
+Functions tableOf(const T& in_object, std::size_t in_uiNumSlots)
+{
+    const void* const* const pTable = *reinterpret_cast<const void* const* const*>(&in_object);
+    Functions functions;
+    for (std::size_t uiSlot = 0; uiSlot != in_uiNumSlots; ++uiSlot)
+        functions.push_back(functionAt(pTable[uiSlot]));
+    return functions;
+}
+
+/// Expects functions in the slots of `T` from the first one on.
+template <class T>
+void expectTable(const T& in_object, const Functions& in_expected)
+{
+    EXPECT_EQ(tableOf(in_object, in_expected.size()), in_expected);
+}
+
+/// The slot that a call through a pointer to a virtual operation goes to.
+template <class Signature, class T>
+std::size_t slotOf(Signature T::*in_operation)
+{
+    std::uintptr_t uiFirstWord = 0;
+    static_assert(sizeof in_operation == 2 * sizeof uiFirstWord);
+    std::memcpy(&uiFirstWord, &in_operation, sizeof uiFirstWord);
+    EXPECT_EQ(uiFirstWord % sizeof(void*), 1U) << "not virtual";
+    return (uiFirstWord - 1) / sizeof(void*);
+}
+
+Functions operator+(Functions in_first, const Functions& in_second)
+{
+    in_first.insert(in_first.end(), in_second.begin(), in_second.end());
+    return in_first;
+}
+
+/// A destructor has two slots: one destroys, the other deletes.
+Functions destructorOf(const std::string& in_strClass)
+{
+    const std::string strName = in_strClass.substr(in_strClass.rfind(':') + 1);
+    return Functions(2, in_strClass + "::~" + strName + "()");
+}
+
+/// A store of a class that overrides nothing but the two operations that are pure.
+Functions readStore(const std::string& in_strClass)
+{
+    return destructorOf(in_strClass) +
+           Functions{in_strClass + "::getParameter(char const*, ParameterValue&) const",
+                     "ROConfiguration::parameterDefined(char const*) const",
+                     "ROConfiguration::getIntParameter(char const*, int&) const",
+                     "ROConfiguration::getBoolParameter(char const*, bool&) const",
+                     "ROConfiguration::getStringParameter(char const*, std::string&) const",
+                     "ROConfiguration::getFloatParameter(char const*, float&) const"};
+}
+
+Functions store(const std::string& in_strClass)
+{
+    return readStore(in_strClass) +
+           Functions{in_strClass + "::setParameter(char const*, ParameterValue const&)",
+                     "Configuration::setIntParameter(char const*, int)",
+                     "Configuration::setBoolParameter(char const*, bool)",
+                     "Configuration::setStringParameter(char const*, char const*)",
+                     "Configuration::setFloatParameter(char const*, float)"};
+}
+
+/// What replaces the operations of a logger, by class.
+struct LoggerOverrides
+{
+    std::string strClass;
+    std::string strOutput = "Logger";
+    std::string strForcedTrace = "Logger";
+    std::string strReset = "Logger";
+};
+
+Functions logger(const LoggerOverrides& in_overrides)
+{
+    const std::string strAppender = "log4cplus::helpers::SharedObjectPtr<log4cplus::Appender>";
+    return Functions{"log4cplus::Logger::addAppender(" + strAppender + ")",
+                     "log4cplus::Logger::getAllAppenders()",
+                     "log4cplus::Logger::getAppender(std::string const&)",
+                     "log4cplus::Logger::removeAllAppenders()",
+                     "log4cplus::Logger::removeAppender(" + strAppender + ")",
+                     "log4cplus::Logger::removeAppender(std::string const&)"} +
+           destructorOf(in_overrides.strClass) +
+           Functions{"Logger::log(int, std::string const&, char const*, int) const",
+                     "Logger::forcedLog(int, std::string const&, char const*, int) const",
+                     in_overrides.strOutput +
+                         "::callAppenders(log4cplus::spi::InternalLoggingEvent const&) const",
+                     in_overrides.strOutput + "::getChainedNumAppender() const",
+                     in_overrides.strForcedTrace + "::forcedTrace(char const*) const",
+                     in_overrides.strReset + "::reset()"};
+}
+
+Functions cachedLogger(const LoggerOverrides& in_overrides)
+{
+    return logger(in_overrides) +
+           Functions{"CachedLLLogger::log(LogLevel, std::string const&, char const*, int) const"};
+}
+
+Functions idLogger(const LoggerOverrides& in_overrides, const std::string& in_strCall)
+{
+    return cachedLogger(in_overrides) +
+           Functions{
+               "LoggingIdLogger::forcedLog(LogLevel, std::string const&, char const*, int) const",
+               in_strCall + "::logCallId(char const*)", in_strCall + "::isInCall() const"};
+}
+
+Functions appender(const std::string& in_strClass, const std::string& in_strClose)
+{
+    return destructorOf(in_strClass) +
+           Functions{in_strClose + "::close()",
+                     "log4cplus::Appender::getName()",
+                     "log4cplus::Appender::setName(std::string const&)",
+                     "log4cplus::Appender::setErrorHandler(std::unique_ptr<log4cplus::ErrorHandler,"
+                     " std::default_delete<log4cplus::ErrorHandler> >)",
+                     "log4cplus::Appender::getErrorHandler()",
+                     "log4cplus::Appender::setLayout(std::unique_ptr<log4cplus::Layout,"
+                     " std::default_delete<log4cplus::Layout> >)",
+                     "log4cplus::Appender::getLayout()",
+                     in_strClass + "::append(log4cplus::spi::InternalLoggingEvent const&)"};
+}
+
+Functions onExitList(const std::string& in_strClass,
+                     const std::string& in_strCleanup = "ACE_Cleanup")
+{
+    return destructorOf(in_strClass) + Functions{in_strCleanup + "::cleanup(void*)"};
+}
+
+/// Properties of an appender that writes to a file of the test.
+log4cplus::helpers::Properties propertiesOf(const TemporaryDirectory& in_directory)
+{
+    log4cplus::helpers::Properties properties;
+    properties.setProperty("File", (in_directory.path() / "call.log").string());
+    return properties;
+}
+
+} // namespace
+
+TEST(VirtualTables, OfROConfigurationAndConfigurationBeginThoseOfAStore)
+{
+    const TrieConfiguration configuration;
+    expectTable<ROConfiguration>(configuration, readStore("TrieConfiguration"));
+    expectTable<Configuration>(configuration, store("TrieConfiguration"));
+    expectTable(configuration, store("TrieConfiguration"));
+}
+
+TEST(VirtualTables, OfConfigurationsAreWhereCallsThroughThemGo)
+{
+    EXPECT_EQ(slotOf(&ROConfiguration::getParameter), 2U);
+    EXPECT_EQ(slotOf(&ROConfiguration::getFloatParameter), 7U);
+    EXPECT_EQ(slotOf(&Configuration::setParameter), 8U);
+    EXPECT_EQ(slotOf(&Configuration::setFloatParameter), 12U);
+}
+
+TEST(VirtualTables, OfParameterHashMapEndsWithWrite)
+{
+    expectTable(ParameterHashMap(), store("ParameterHashMap") +
+                                        Functions{"ParameterHashMap::write(std::ostream&) const"});
+}
+
+TEST(VirtualTables, OfParameterTrieEndsWithBothFormsOfWrite)
+{
+    expectTable(ParameterTrie(), store("ParameterTrie") +
+                                     Functions{"ParameterTrie::write(std::ostream&) const",
+                                               "ParameterTrie::write(std::ostream&, char) const"});
+}
+
+TEST(VirtualTables, OfParameterInfoDBKeepTheTwoFormsOfRetrieveTogether)
+{
+    const Functions operations =
+        destructorOf("ParamDefs") +
+        Functions{"ParamDefs::retrieve(char const*, ParameterInfo&) const",
+                  "ParamDefs::retrieve(char const*, std::vector<ParameterInfoWithName>&) const",
+                  "ParamDefs::addDefaultsToConfig(Configuration&, bool) const",
+                  "ParamDefs::warnOnDeprecated(ROConfiguration const&) const",
+                  "ParamDefs::validateParamName(char const*, std::string&) const",
+                  "ParamDefs::validateParamValue(char const*, ParameterValue&) const",
+                  "ParamDefs::retrieveType(char const*) const"};
+    const ParamDefs& table = *new ParamDefs;
+    expectTable<ParameterInfoDB>(table, operations);
+    expectTable(table, operations);
+}
+
+TEST(VirtualTables, OfGlobalConfigGoesOnWithTheWritingSideAndThatWithTheImplementation)
+{
+    const Functions readingSide =
+        readStore("GlobalConfigImpl") +
+        Functions{"GlobalConfigImpl::load(std::vector<std::string> const&)",
+                  "GlobalConfigImpl::load(char const*)",
+                  "GlobalConfigImpl::load(std::istream&)",
+                  "GlobalConfigImpl::initialize(int, char**, char const*)",
+                  "GlobalConfigImpl::addDefaults(bool)",
+                  "GlobalConfigImpl::writeProtect()",
+                  "GlobalConfigImpl::warnOnUnknownParameterNames() const",
+                  "GlobalConfigImpl::declareRunTime()",
+                  "GlobalConfigImpl::configureLogger(RunMode) const",
+                  "GlobalConfigImpl::configureLogger(std::ostream&, RunMode) const",
+                  "GlobalConfigImpl::convertTo(ParameterTrie&, char const*) const",
+                  "GlobalConfigImpl::addObserver(char const*,"
+                  " LimitedObjPtr<ConfigurationObserver>)",
+                  "GlobalConfigImpl::removeObserver(LimitedObjPtr<ConfigurationObserver>)"};
+    const Functions writingSide =
+        readingSide +
+        Functions{"GlobalConfigImpl::setParameter(char const*, ParameterValue const&)"};
+    const Functions implementation =
+        writingSide +
+        Functions{"GlobalConfigImpl::configureLogger(ParameterTrie const&, std::ostream&) const",
+                  "GlobalConfigImpl::write(std::ostream&) const"};
+    const GlobalConfigImpl config;
+    expectTable<GlobalConfig>(config, readingSide);
+    expectTable<RWGlobalConfig>(config, writingSide);
+    expectTable(config, implementation);
+    EXPECT_EQ(slotOf(&RWGlobalConfig::setParameter), readingSide.size());
+    EXPECT_EQ(slotOf(&GlobalConfigImpl::write), implementation.size() - 1);
+}
+
+TEST(VirtualTables, OfAceCleanupGlobalConfigHandleIsThatOfACECleanup)
+{
+    expectTable<ACE_Cleanup>(*new AceCleanupGlobalConfigHandle(new GlobalConfigImpl),
+                             onExitList("AceCleanupGlobalConfigHandle"));
+}
+
+TEST(VirtualTables, OfResettableHasReset)
+{
+    EXPECT_EQ(slotOf(&Resettable::reset), 2U);
+    expectTable<Resettable>(Logger("test"), destructorOf("Logger") + Functions{"Logger::reset()"});
+}
+
+TEST(VirtualTables, OfLoggersBeginWithThatOfTheLoggerBefore)
+{
+    expectTable(Logger("test"), logger({.strClass = "Logger"}));
+    expectTable(*new AceCleanupLogger("test"), logger({.strClass = "AceCleanupLogger"}));
+    expectTable(CachedLLLogger("test"),
+                cachedLogger({.strClass = "CachedLLLogger", .strReset = "CachedLLLogger"}));
+    expectTable(
+        *new AceCleanupCachedLLLogger("test"),
+        cachedLogger({.strClass = "AceCleanupCachedLLLogger", .strReset = "CachedLLLogger"}));
+    expectTable(LoggingIdLogger("test"), idLogger({.strClass = "LoggingIdLogger",
+                                                   .strForcedTrace = "LoggingIdLogger",
+                                                   .strReset = "LoggingIdLogger"},
+                                                  "LoggingIdLogger"));
+    expectTable(CallLogger("test"), idLogger({.strClass = "CallLogger",
+                                              .strOutput = "CallLogger",
+                                              .strForcedTrace = "LoggingIdLogger",
+                                              .strReset = "LoggingIdLogger"},
+                                             "CallLogger"));
+}
+
+TEST(VirtualTables, OfACEBackendIsThatOfACECleanup)
+{
+    expectTable<ACE_Cleanup>(*new ACEBackend, onExitList("ACEBackend"));
+}
+
+TEST(VirtualTables, OfLog4cplusBackendIsThatOfTheBackendOfACE)
+{
+    expectTable<ACE_Log_Msg_Backend>(
+        Log4cplusBackend(),
+        destructorOf("Log4cplusBackend") +
+            Functions{"Log4cplusBackend::open(char const*)", "Log4cplusBackend::reset()",
+                      "Log4cplusBackend::close()", "Log4cplusBackend::log(ACE_Log_Record&)"});
+}
+
+TEST(VirtualTables, OfLoggingIdEventReplacesTheDestructorOnly)
+{
+    expectTable(LoggingIdEvent("test", INFO_LOG_LEVEL, "", nullptr, -1, nullptr, nullptr),
+                destructorOf("LoggingIdEvent") +
+                    Functions{"log4cplus::spi::InternalLoggingEvent::getMessage() const",
+                              "log4cplus::spi::InternalLoggingEvent::getType() const",
+                              "log4cplus::spi::InternalLoggingEvent::clone() const"});
+}
+
+TEST(VirtualTables, OfRemoteSyslogAppenderIsThatOfAnAppender)
+{
+    log4cplus::helpers::Properties properties;
+    properties.setProperty("Hostname", "127.0.0.1");
+    expectTable<log4cplus::Appender>(RemoteSyslogAppender(properties),
+                                     appender("RemoteSyslogAppender", "RemoteSyslogAppender"));
+}
+
+TEST(VirtualTables, OfFileCallAppenderIsThatOfAFileAppender)
+{
+    const TemporaryDirectory directory;
+    expectTable<log4cplus::FileAppender>(
+        FileCallAppender(propertiesOf(directory), std::ios_base::trunc),
+        appender("FileCallAppender", "log4cplus::FileAppenderBase") +
+            Functions{"log4cplus::FileAppenderBase::imbue(std::locale const&)",
+                      "log4cplus::FileAppenderBase::getloc() const",
+                      "log4cplus::FileAppenderBase::open(std::_Ios_Openmode)"});
+}
+
+TEST(VirtualTables, OfCallAppenderFactoryHasTheDestructor)
+{
+    expectTable(*CallAppenderFactory::getInstance(), destructorOf("CallAppenderFactory"));
+}
+
+TEST(VirtualTables, OfCallDataHasTheIdBeforeTheAppender)
+{
+    EXPECT_EQ(slotOf(&CallData::getCallId), 2U);
+    EXPECT_EQ(slotOf(&CallData::getAppender), 3U);
+    expectTable(*CallDataRegistry::getInstance()->getCallData("call").operator->(),
+                destructorOf("CallDataRegistry::CallDataImpl"));
+}
+
+TEST(VirtualTables, OfCallDataRegistryBeginsWithConfigure)
+{
+    expectTable(*CallDataRegistry::getInstance(),
+                destructorOf("CallDataRegistryImpl") +
+                    Functions{"CallDataRegistryImpl::configure(ParameterTrie const&)",
+                              "CallDataRegistryImpl::getCallData(char const*)",
+                              "CallDataRegistryImpl::getCurrentNumCall() const",
+                              "CallDataRegistryImpl::getMaxNumCall() const"});
+}
+
+TEST(VirtualTables, OfAllocatorsOnTheExitListAreThatOfACECleanup)
+{
+    expectTable<ACE_Cleanup>(Allocator(Logger("test"), false), onExitList("Test::Allocator"));
+    expectTable<ACE_Cleanup>(AceCleanupAccountMemAllocator(Logger("test"), false),
+                             onExitList("AceCleanupAccountMemAllocator"));
+}
+
+TEST(VirtualTables, OfApplicationImplGoesOnWhereApplicationEnds)
+{
+    const Functions application =
+        destructorOf("Test::Program") +
+        Functions{"ApplicationImpl::getConfig() const", "ApplicationImpl::initialize(int, char**)",
+                  "Test::Program::run()", "ApplicationImpl::getAppLogger() const"};
+    const Program program;
+    expectTable<Application>(program, application);
+    expectTable<ApplicationImpl>(
+        program, application + Functions{"ApplicationImpl::writeUsage(std::ostream&) const",
+                                         "ApplicationImpl::initializeGlobalConfigAndLogger("
+                                         "std::vector<std::string> const&)",
+                                         "ApplicationImpl::configureLoggerDefault(int, char**)",
+                                         "ApplicationImpl::configureLoggerDefault()",
+                                         "ApplicationImpl::processCmdLineArgs(int, char**)",
+                                         "ApplicationImpl::processCmdlineVarsMap("
+                                         "boost::program_options::variables_map const&)",
+                                         "ApplicationImpl::configure(ROConfiguration const&)"});
+}
+
+TEST(VirtualTables, OfRootClassesHaveTheirOperationBehindTheDestructor)
+{
+    const ErrorStringImpl error("text");
+    expectTable<Object>(error, destructorOf("ErrorStringImpl"));
+    expectTable<OutputStreamable>(error, destructorOf("ErrorStringImpl") +
+                                             Functions{"ErrorStringImpl::write(std::ostream&)"
+                                                       " const"});
+    expectTable<Cloneable>(error, destructorOf("ErrorStringImpl") +
+                                      Functions{"ErrorStringImpl::clone() const"});
+}
+
+TEST(VirtualTables, OfExceptionsHaveWriteBeforeWhat)
+{
+    const ExceptionWithMsg exception("message");
+    const Functions functions = destructorOf("ExceptionWithMsg") +
+                                Functions{"ExceptionWithMsg::write(std::ostream&) const"};
+    expectTable<Exception>(exception, functions);
+    expectTable(exception, functions + Functions{"ExceptionWithMsg::what() const"});
+
+    const std::string strClass = "InvalidParamValueTypeException";
+    expectTable(InvalidParamValueTypeException(ParameterValue::INT_TYPE, ParameterValue::BOOL_TYPE),
+                destructorOf(strClass) + Functions{strClass + "::write(std::ostream&) const"});
+}
+
+TEST(VirtualTables, OfErrorsHaveWriteBeforeClone)
+{
+    const Functions functions =
+        destructorOf("ErrorStringImpl") +
+        Functions{"ErrorStringImpl::write(std::ostream&) const", "ErrorStringImpl::clone() const"};
+    const ErrorStringImpl error("text");
+    expectTable<Error>(error, functions);
+    expectTable(error, functions);
+    EXPECT_EQ(slotOf(&Error::clone), 3U);
+}
+
+TEST(VirtualTables, OfAceCleanupNoTReplacesCleanup)
+{
+    expectTable<ACE_Cleanup>(*new OnExitList, onExitList("Test::OnExitList", "AceCleanupNoT"));
+}
+
+TEST(VirtualTables, OfSingletonRegistryHasTheOperationsOnAnyPointerBeforeThoseOnObjects)
+{
+    expectTable(*SingletonRegistry::getInstance(),
+                destructorOf("SingletonRegistryImpl") +
+                    Functions{"SingletonRegistryImpl::find(char const*) const",
+                              "SingletonRegistryImpl::insert(char const*, void*,"
+                              " void (*)(void*, void*), void*)",
+                              "SingletonRegistryImpl::findObject(char const*) const",
+                              "SingletonRegistryImpl::insertObject(char const*, Object*, bool)"});
+}
+
+TEST(VirtualTables, OfStackTraceHasPrintBeforeLog)
+{
+    expectTable(StackTrace(),
+                destructorOf("StackTrace") +
+                    Functions{"StackTrace::print() const", "StackTrace::log(LogLevel) const"});
+}
+
+TEST(VirtualTables, AreNotInClassesThatAreKeptByValueOrHaveNoVirtualOperation)
+{
+    EXPECT_FALSE(std::is_polymorphic_v<ParameterValue>);
+    EXPECT_FALSE(std::is_polymorphic_v<Parameter>);
+    EXPECT_FALSE(std::is_polymorphic_v<TSHandle<GlobalConfig>>);
+    EXPECT_FALSE(std::is_polymorphic_v<ObjectWithLogger<Logger>>);
+    EXPECT_FALSE(std::is_polymorphic_v<MemAllocatorNoT>);
+    EXPECT_FALSE(std::is_polymorphic_v<BuildInfo>);
+    EXPECT_FALSE(std::is_polymorphic_v<CallDataRegistry::CallDataHandle>);
+}
+
+} // namespace Velmora::Test
