@@ -87,8 +87,9 @@ class VELMORA_API GlobalConfig : public virtual ROConfiguration, public virtual 
     /// The same. What is wrong goes to a stream, since logging may be unusable at that moment.
     virtual bool configureLogger(std::ostream& out_errors, RunMode in_runMode) const = 0;
 
-    /// Makes a copy of all parameters whose name begins with the components of the prefix, without
-    /// them in its names. The empty prefix copies everything.
+    /// Makes the output a copy of all parameters whose name begins with the components of the
+    /// prefix, without them in its names; empty when there is none. The empty prefix copies
+    /// everything.
     virtual void convertTo(ParameterTrie& out_trie, const char* in_szPrefix) const = 0;
 
     /// Does nothing: a change of a parameter is told to nobody.

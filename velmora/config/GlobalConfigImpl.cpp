@@ -330,7 +330,7 @@ void GlobalConfigImpl::convertTo(ParameterTrie& out_trie, const char* in_szPrefi
     if (const ParameterTrie::StringTrie* const pNode = m_trie.fastFind(in_szPrefix, scratch))
         out_trie = ParameterTrie(*pNode);
     else
-        out_trie.clear();
+        out_trie = ParameterTrie();
 }
 
 bool GlobalConfigImpl::configureLogger(RunMode in_runMode) const

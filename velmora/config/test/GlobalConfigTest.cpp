@@ -666,6 +666,7 @@ TEST_F(GlobalConfigTest, APrefixThatIsNotThereClearsTheOutput)
 {
     ParameterTrie part;
     part.setIntParameter("before", 1);
+    part.setIntParameter("", 2);
     m_config.convertTo(part, "keswardin.infra");
     std::ostringstream text;
     text << part;
