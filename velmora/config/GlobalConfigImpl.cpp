@@ -6,6 +6,7 @@
 #include "velmora/logging/LibraryLoggers.h"
 #include "velmora/logging/LogMacros.h"
 #include "velmora/system/DottedName.h"
+#include "velmora/system/QuietStream.h"
 #include "velmora/system/Regexx.h"
 
 #include <ace/Guard_T.h>
@@ -210,6 +211,7 @@ bool GlobalConfigImpl::loadNoMutex(std::istream& inout_stream,
         return false;
     }
     VELMORA_FILE_LOG_DEBUG("Loading Global Config from istream");
+    const QuietStream quiet(inout_stream);
     if (!inout_stream.fail())
         m_trie.read(inout_stream, &ParameterInfoDB::getInstance(), '\n', true, &inout_unresolved,
                     nullptr, &m_summary);
@@ -290,6 +292,7 @@ void GlobalConfigImpl::removeObserver(LimitedObjPtr<ConfigurationObserver>)
 
 std::ostream& GlobalConfigImpl::write(std::ostream& out_stream) const
 {
+    const QuietStream quiet(out_stream);
     return m_trie.write(out_stream);
 }
 
@@ -345,6 +348,7 @@ bool GlobalConfigImpl::configureLogger(RunMode in_runMode) const
 
 bool GlobalConfigImpl::configureLogger(std::ostream& out_errors, RunMode in_runMode) const
 {
+    const QuietStream quiet(out_errors);
     const ReadLock lock(m_mutex);
     if (in_runMode == RunMode::undefined)
         VELMORA_FILE_LOG_INFO("Logger will be configured from the Global Configuration because the "
@@ -395,6 +399,7 @@ bool GlobalConfigImpl::configureLoggerFromPropsFile(const std::string& in_strPat
 
 bool GlobalConfigImpl::configureLogger(const ParameterTrie& in_trie, std::ostream& out_errors) const
 {
+    const QuietStream quiet(out_errors);
     if (!Logger::configure(in_trie, out_errors))
         return false;
     GlobalConfigSeam::CallLogging* const pCallLogging = GlobalConfigSeam::getCallLogging();

@@ -7,6 +7,7 @@
 #include "velmora/logging/LibraryLoggers.h"
 #include "velmora/logging/LogMacros.h"
 #include "velmora/memory/NoSizeMemAllocator.h"
+#include "velmora/system/QuietStream.h"
 
 #include <algorithm>
 #include <array>
@@ -500,12 +501,15 @@ void ParameterValueVector::initFrom(const ParameterValue& in_value)
 std::istream& operator>>(std::istream& in_stream, ParameterValueVector& out_values)
 {
     out_values.clear();
+    // The value behind the last one fails, which is no failure of the list.
+    QuietStream quiet(in_stream);
     ParameterValue value;
     while (in_stream >> value)
         out_values.push_back(std::move(value));
     if (in_stream.eof())
         in_stream.clear();
     VELMORA_FILE_ASSERT_TEXT(!in_stream.fail(), "is != 0");
+    quiet.end();
     return in_stream;
 }
 

@@ -172,7 +172,8 @@ class VELMORA_API ParameterValueVector : public std::vector<ParameterValue>
 
 /// Replaces the content by the values in the rest of the stream, and leaves the stream in a good
 /// state.
-/// Failure: a stream that fails for another reason than its end fails an assertion.
+/// Failure: a stream that fails for another reason than its end fails an assertion, and throws
+/// where its owner wants that (`std::ios::exceptions`).
 VELMORA_API std::istream& operator>>(std::istream& in_stream, ParameterValueVector& out_values);
 
 /// What became of a text that a `Parameter` was to be read from.

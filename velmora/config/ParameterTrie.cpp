@@ -7,6 +7,7 @@
 #include "velmora/logging/LogMacros.h"
 #include "velmora/system/DottedName.h"
 #include "velmora/system/EnvironVars.h"
+#include "velmora/system/QuietStream.h"
 
 #include <boost/regex.hpp>
 #include <log4cplus/helpers/property.h>
@@ -380,6 +381,29 @@ std::istream& ParameterTrie::read(std::istream& inout_stream, const ParameterInf
 {
     LoadSummary summaryOfNobody;
     Reading reading{in_pDB, inout_pSummary != nullptr ? *inout_pSummary : summaryOfNobody};
+    // The line behind the last one fails, which must not keep the lines that wait from being tried.
+    QuietStream quiet(inout_stream);
+    if (!readLines(reading, inout_stream, in_cDelimiter, in_bSubstitute, inout_pUnresolved,
+                   in_pOther))
+        inout_stream.setstate(std::ios::failbit);
+    else
+    {
+        if (inout_pUnresolved != nullptr)
+            processUnresolvedConfigLines(reading, inout_pUnresolved, in_pOther);
+        if (inout_stream.eof())
+            inout_stream.clear(std::ios::eofbit);
+        if (inout_stream.fail())
+            VELMORA_FILE_LOG_ERROR("failed to load ParameterTrie");
+    }
+    quiet.end();
+    return inout_stream;
+}
+
+bool ParameterTrie::readLines(Reading& inout_reading, std::istream& inout_stream,
+                              char in_cDelimiter, bool in_bSubstitute,
+                              std::vector<std::string>* inout_pUnresolved,
+                              const ParameterTrie* in_pOther)
+{
     std::string strLine;
     std::string strSubstituted;
     for (unsigned long uiLine = 1; std::getline(inout_stream, strLine, in_cDelimiter); ++uiLine)
@@ -393,8 +417,7 @@ std::istream& ParameterTrie::read(std::istream& inout_stream, const ParameterInf
             {
                 VELMORA_FILE_LOG_ERROR("Unable to resolve line [" << strSubstituted
                                                                   << "]. Parameter unknown");
-                inout_stream.setstate(std::ios::failbit);
-                return inout_stream;
+                return false;
             }
             if (!bResolved)
             {
@@ -404,21 +427,14 @@ std::istream& ParameterTrie::read(std::istream& inout_stream, const ParameterInf
             }
             strLine.swap(strSubstituted);
         }
-        if (!addToTrie(reading, strLine))
+        if (!addToTrie(inout_reading, strLine))
         {
             VELMORA_FILE_LOG_ERROR("parse error at line " << uiLine
                                                           << ". failed to parse : " << strLine);
-            inout_stream.setstate(std::ios::failbit);
-            return inout_stream;
+            return false;
         }
     }
-    if (inout_pUnresolved != nullptr)
-        processUnresolvedConfigLines(reading, inout_pUnresolved, in_pOther);
-    if (inout_stream.eof())
-        inout_stream.clear(std::ios::eofbit);
-    if (inout_stream.fail())
-        VELMORA_FILE_LOG_ERROR("failed to load ParameterTrie");
-    return inout_stream;
+    return true;
 }
 
 // The expression of a tag is "([^$]*)(\\$\\{)([^${}]*)(\\})". A search for it can begin anew behind

@@ -75,11 +75,12 @@ class VELMORA_API ParameterTrie : public Trie<std::string, ParameterValue, LMHas
     /// text, all its lines are tried once more, also with the values of the lines that come later
     /// in it; what is left stays there, for the next text or for the caller to report.
     ///
-    /// Failure: told by the stream's state, and in the log with the number of the line. A line that
-    /// is no parameter ends the reading, and so does a tag that cannot be replaced when there is no
+    /// Failure: sets the stream's failbit and logs the number of the line. A line that is no
+    /// parameter ends the reading, and so does a tag that cannot be replaced when there is no
     /// vector. What was stored by then stays. A line that grows beyond 2 MiB by its tags counts as
     /// one that is no parameter; one that waits and would grow by more than 64 KiB at once goes on
-    /// waiting.
+    /// waiting. A stream whose owner wants it to throw (`std::ios::exceptions`) throws once the
+    /// reading is over, for the state that it leaves: the end of the text is no failure.
     ///
     /// `inout_pSummary` counts the warnings, if given.
     std::istream& read(std::istream& inout_stream, const ParameterInfoDB* in_pDB,
@@ -128,6 +129,9 @@ class VELMORA_API ParameterTrie : public Trie<std::string, ParameterValue, LMHas
     bool getReplacement(const std::string& in_strName, const ParameterTrie* in_pOther,
                         std::string& out_strReplacement) const;
 
+    bool readLines(Reading& inout_reading, std::istream& inout_stream, char in_cDelimiter,
+                   bool in_bSubstitute, std::vector<std::string>* inout_pUnresolved,
+                   const ParameterTrie* in_pOther);
     bool addToTrie(Reading& inout_reading, const std::string& in_strLine);
     static void warnOfMisfit(const Parameter& in_parameter, ParameterInitResult in_result,
                              LoadSummary& inout_summary);

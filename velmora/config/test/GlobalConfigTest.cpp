@@ -17,7 +17,10 @@
 
 #include <filesystem>
 #include <fstream>
+#include <ios>
 #include <sstream>
+#include <stdexcept>
+#include <streambuf>
 #include <string>
 #include <vector>
 
@@ -33,6 +36,8 @@ using testing::HasSubstr;
 using testing::IsEmpty;
 using testing::Not;
 using Urls = std::vector<std::string>;
+
+constexpr std::ios::iostate s_allStates = std::ios::badbit | std::ios::failbit | std::ios::eofbit;
 
 constexpr const char* s_szLogger = "keswardin.infra.GlobalConfig";
 constexpr const char* s_szTrieLogger = "keswardin.infra.ParameterTrie";
@@ -186,6 +191,64 @@ TEST_F(GlobalConfigTest, AStreamThatHasFailedIsNotRead)
     EXPECT_THAT(m_log.linesOf(s_szLogger),
                 ElementsAre(debug("Loading Global Config from istream"),
                             error("failed to initialize global config from istream")));
+}
+
+TEST_F(GlobalConfigTest, AStreamThatThrowsIsReadWithoutAnException)
+{
+    std::istringstream stream("keswardin.exitTimeoutSec=${unit}\nunit=7\nunit=s\n");
+    stream.exceptions(s_allStates);
+    bool bOK = false;
+    EXPECT_NO_THROW(bOK = m_config.load(stream));
+    EXPECT_TRUE(bOK);
+    EXPECT_EQ("s", stringOf(m_config, "keswardin.exitTimeoutSec"));
+    EXPECT_EQ(std::ios::eofbit, stream.rdstate());
+    EXPECT_EQ(s_allStates, stream.exceptions()) << "what the owner of the stream has asked for";
+}
+
+TEST_F(GlobalConfigTest, AStreamThatThrowsAndHasAParseErrorFailsWithoutAnException)
+{
+    std::istringstream stream("keswardin.exitTimeoutSec=7\nnonsense\n");
+    stream.exceptions(s_allStates);
+    bool bOK = true;
+    EXPECT_NO_THROW(bOK = m_config.load(stream));
+    EXPECT_FALSE(bOK);
+    EXPECT_EQ(std::ios::failbit, stream.rdstate());
+    EXPECT_EQ(s_allStates, stream.exceptions());
+}
+
+TEST_F(GlobalConfigTest, AStreamThatThrowsAndHasFailedIsNotReadWithoutAnException)
+{
+    std::istringstream stream("keswardin.exitTimeoutSec=7\n");
+    EXPECT_THROW(stream.exceptions((stream.setstate(std::ios::failbit), s_allStates)),
+                 std::ios_base::failure);
+    bool bOK = true;
+    EXPECT_NO_THROW(bOK = m_config.load(stream));
+    EXPECT_FALSE(bOK);
+    EXPECT_EQ(-12345, intOf(m_config, "keswardin.exitTimeoutSec"));
+}
+
+namespace
+{
+
+/// Where nothing can be read or written.
+class BrokenBuffer : public std::streambuf
+{
+  protected:
+    int_type underflow() override { throw std::runtime_error("cannot be read"); }
+    int_type overflow(int_type) override { throw std::runtime_error("cannot be written"); }
+};
+
+} // namespace
+
+TEST_F(GlobalConfigTest, AStreamThatCannotBeReadFailsWithoutAnException)
+{
+    BrokenBuffer buffer;
+    std::istream stream(&buffer);
+    stream.exceptions(s_allStates);
+    bool bOK = true;
+    EXPECT_NO_THROW(bOK = m_config.load(stream));
+    EXPECT_FALSE(bOK);
+    EXPECT_TRUE(stream.bad());
 }
 
 TEST_F(GlobalConfigTest, WhatWasReadBeforeAParseErrorStays)
@@ -681,6 +744,17 @@ TEST_F(GlobalConfigTest, ItIsWrittenAsItsTextReads)
     EXPECT_EQ("keswardin.exitTimeoutSec=7", text.str());
 }
 
+TEST_F(GlobalConfigTest, AStreamThatThrowsAndCannotBeWrittenIsInABadStateWithoutAnException)
+{
+    loadText(m_config, "keswardin.exitTimeoutSec=7\n");
+    BrokenBuffer buffer;
+    std::ostream stream(&buffer);
+    stream.exceptions(s_allStates);
+    EXPECT_NO_THROW(m_config.write(stream));
+    EXPECT_TRUE(stream.bad());
+    EXPECT_EQ(s_allStates, stream.exceptions());
+}
+
 TEST_F(GlobalConfigTest, TheSummaryTellsParametersAndWarningsByKind)
 {
     loadText(m_config, "keswardin.exitTimeoutSec=7\n"
@@ -779,6 +853,29 @@ TEST_F(GlobalConfigTest, AFileOfTheLoggingThatCannotBeReadFailsWithNoSecondAttem
               errors.str());
     EXPECT_EQ(DEBUG_LOG_LEVEL, log4cplus::Logger::getRoot().getLogLevel());
     EXPECT_THAT(m_log.lines(), IsEmpty());
+}
+
+TEST_F(GlobalConfigTest, WhatIsWrongWithTheLoggingGoesToAStreamThatThrowsWithoutAnException)
+{
+    loadText(m_config, "keswardin.infra.Logger.PropertiesFile.production=/nowhere/logging\n");
+    BrokenBuffer buffer;
+    std::ostream errors(&buffer);
+    errors.exceptions(s_allStates);
+    bool bOK = true;
+    EXPECT_NO_THROW(bOK = m_config.configureLogger(errors, RunMode::production));
+    EXPECT_FALSE(bOK);
+    EXPECT_EQ(s_allStates, errors.exceptions());
+}
+
+TEST_F(GlobalConfigTest, WhatIsWrongWithATrieOfTheLoggingGoesToAStreamThatThrowsLikewise)
+{
+    BrokenBuffer buffer;
+    std::ostream errors(&buffer);
+    errors.exceptions(s_allStates);
+    bool bOK = true;
+    EXPECT_NO_THROW(bOK = m_config.configureLogger(ParameterTrie(), errors));
+    EXPECT_FALSE(bOK);
+    EXPECT_EQ(s_allStates, errors.exceptions());
 }
 
 TEST_F(GlobalConfigTest, WhatIsWrongWithTheLoggingIsToldInOneLine)

@@ -281,6 +281,42 @@ TEST_F(ParameterTrieText, AnEmptyTextIsRead)
     EXPECT_EQ("", written());
 }
 
+TEST_F(ParameterTrieText, AStreamThatThrowsOnFailureIsReadUpToItsEnd)
+{
+    std::istringstream stream("a=${b}\nb=1\nb=z\n");
+    stream.exceptions(std::ios::failbit | std::ios::badbit);
+    Lines unresolved;
+    EXPECT_NO_THROW(m_trie.read(stream, nullptr, '\n', true, &unresolved, nullptr));
+    EXPECT_EQ("b=z;a=z", written());
+    EXPECT_EQ(std::ios::eofbit, stream.rdstate());
+    EXPECT_EQ(std::ios::failbit | std::ios::badbit, stream.exceptions());
+}
+
+TEST_F(ParameterTrieText, AStreamThatThrowsOnItsEndDoesSoOnceTheTextIsRead)
+{
+    std::istringstream stream("a=${b}\nb=z\n");
+    stream.exceptions(std::ios::eofbit);
+    Lines unresolved;
+    EXPECT_THROW(m_trie.read(stream, nullptr, '\n', true, &unresolved, nullptr),
+                 std::ios_base::failure);
+    EXPECT_EQ("b=z;a=z", written());
+    EXPECT_EQ(std::ios::eofbit, stream.rdstate());
+    EXPECT_EQ(std::ios::eofbit, stream.exceptions());
+}
+
+TEST_F(ParameterTrieText, AStreamThatThrowsOnFailureDoesSoForAParseErrorThatHasBeenLogged)
+{
+    const CapturedLog log;
+    std::istringstream stream("a=1\nnonsense\nb=2");
+    stream.exceptions(std::ios::failbit);
+    EXPECT_THROW(m_trie.read(stream, nullptr, '\n', true, nullptr, nullptr),
+                 std::ios_base::failure);
+    EXPECT_EQ("a=1", written());
+    EXPECT_EQ(std::ios::failbit, stream.exceptions());
+    EXPECT_THAT(log.lines(), ElementsAre(errorLine(s_szLogger, "parse error at line 2. failed to "
+                                                               "parse : nonsense")));
+}
+
 TEST_F(ParameterTrieText, AStreamThatHasFailedIsReported)
 {
     const CapturedLog log;

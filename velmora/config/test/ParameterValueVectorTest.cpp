@@ -6,6 +6,8 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <ios>
+#include <istream>
 #include <locale>
 #include <sstream>
 #include <string>
@@ -145,6 +147,30 @@ TEST(ParameterValueVector, FailsAnAssertionForAStreamThatFailsBeforeItsEnd)
     ParameterValueVector values = initializedFrom("former values");
     EXPECT_FALSE(stream >> values);
     EXPECT_THAT(values, IsEmpty());
+    EXPECT_THAT(failedAssertions(log),
+                ElementsAre(failedAssertion("is != 0", "Parameter", "keswardin.infra.Parameter")));
+}
+
+TEST(ParameterValueVector, AStreamThatThrowsIsReadUpToItsEnd)
+{
+    std::istringstream stream("1 x");
+    stream.exceptions(std::ios::failbit | std::ios::badbit | std::ios::eofbit);
+    ParameterValueVector values;
+    EXPECT_NO_THROW(stream >> values);
+    EXPECT_THAT(dumped(values), ElementsAre("type=INT value=1", "type=STRING value=x"));
+    EXPECT_TRUE(stream.good());
+    EXPECT_EQ(std::ios::failbit | std::ios::badbit | std::ios::eofbit, stream.exceptions());
+}
+
+TEST(ParameterValueVector, AStreamThatThrowsAndHasFailedDoesSoBehindTheAssertion)
+{
+    const CapturedLog log;
+    std::istream stream(nullptr);
+    EXPECT_THROW(stream.exceptions(std::ios::badbit), std::ios_base::failure);
+    ParameterValueVector values(1);
+    EXPECT_THROW(stream >> values, std::ios_base::failure);
+    EXPECT_THAT(values, IsEmpty());
+    EXPECT_EQ(std::ios::badbit, stream.exceptions());
     EXPECT_THAT(failedAssertions(log),
                 ElementsAre(failedAssertion("is != 0", "Parameter", "keswardin.infra.Parameter")));
 }
