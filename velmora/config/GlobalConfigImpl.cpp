@@ -28,6 +28,7 @@ namespace
 /// A lock that cannot be had, such as by a thread that holds it for writing, is done without.
 using ReadLock = ACE_Read_Guard<ACE_RW_Thread_Mutex>;
 
+constexpr const char* s_szCallLogSection = "log4cplus.appender.CALL_LOG_APPENDER";
 constexpr const char* s_szCallLogDirectory = "log4cplus.appender.CALL_LOG_APPENDER.Directory";
 
 /// Reports the lines that no source has completed; `out_bOK` becomes false when there are any.
@@ -403,8 +404,16 @@ bool GlobalConfigImpl::configureLogger(const ParameterTrie& in_trie, std::ostrea
     if (!Logger::configure(in_trie, out_errors))
         return false;
     GlobalConfigSeam::CallLogging* const pCallLogging = GlobalConfigSeam::getCallLogging();
-    if (pCallLogging == nullptr || !in_trie.parameterDefined(s_szCallLogDirectory))
+    if (pCallLogging == nullptr || in_trie.find(s_szCallLogSection) == in_trie.end())
         return true;
+    if (!in_trie.parameterDefined(s_szCallLogDirectory))
+    {
+        VELMORA_FILE_LOG_WARN(s_szCallLogSection
+                              << " is configured without a directory, so no call gets a log file "
+                                 "from this configuration. Set "
+                              << s_szCallLogDirectory << " to the directory of these files");
+        return true;
+    }
     VELMORA_FILE_LOG_DEBUG("Configuring the Call Logging Facility");
     if (pCallLogging->configure(in_trie))
         return true;

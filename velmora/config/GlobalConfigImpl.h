@@ -49,7 +49,7 @@ class VELMORA_API GlobalConfigImpl final : public RWGlobalConfig,
     void removeObserver(LimitedObjPtr<ConfigurationObserver> in_pObserver) override;
 
     /// Configures logging from a trie, and the logging into a file for each call if the trie names
-    /// a directory for it.
+    /// a directory for it. Warns of a trie that has the section of such files without a directory.
     virtual bool configureLogger(const ParameterTrie& in_trie, std::ostream& out_errors) const;
 
     /// Writes the configuration as `ParameterTrie` does.

@@ -959,6 +959,60 @@ TEST_F(GlobalConfigTest, CallLoggingIsLeftAloneWhenNoDirectoryIsNamed)
     EXPECT_THAT(callLogging.directories(), IsEmpty());
 }
 
+namespace
+{
+
+/// A logging configuration that writes "LEVEL logger: text" into a file, from WARN on.
+std::string warningsInFile(const std::string& in_strPath)
+{
+    return "log4cplus.rootLogger=WARN, file\n"
+           "log4cplus.appender.file=log4cplus::FileAppender\n"
+           "log4cplus.appender.file.File=" +
+           in_strPath +
+           "\n"
+           "log4cplus.appender.file.layout=log4cplus::PatternLayout\n"
+           "log4cplus.appender.file.layout.ConversionPattern=%p %c: %m%n\n";
+}
+
+constexpr const char* s_szWarningOfNoDirectory =
+    "WARN keswardin.infra.GlobalConfig: log4cplus.appender.CALL_LOG_APPENDER is configured without "
+    "a directory, so no call gets a log file from this configuration. Set "
+    "log4cplus.appender.CALL_LOG_APPENDER.Directory to the directory of these files\n";
+
+} // namespace
+
+TEST_F(GlobalConfigTest, TheSectionOfCallFilesWithoutADirectoryDrawsAWarning)
+{
+    OneCallLogging callLogging(true);
+    loadText(m_config, warningsInFile(m_directory.file("log")) +
+                           "log4cplus.appender.CALL_LOG_APPENDER=log4cplus::NullAppender\n"
+                           "log4cplus.appender.CALL_LOG_APPENDER.layout=log4cplus::TTCCLayout\n");
+    EXPECT_TRUE(m_config.configureLogger(RunMode::undefined));
+    EXPECT_EQ(s_szWarningOfNoDirectory, m_directory.read("log"));
+    EXPECT_THAT(callLogging.directories(), IsEmpty());
+}
+
+TEST_F(GlobalConfigTest, TheSectionOfCallFilesInAFileOfTheLoggingDrawsTheWarningToo)
+{
+    const OneCallLogging callLogging(true);
+    const std::string strPath =
+        write("logging", warningsInFile(m_directory.file("log")) +
+                             "log4cplus.appender.CALL_LOG_APPENDER=log4cplus::NullAppender\n");
+    loadText(m_config, "keswardin.infra.Logger.PropertiesFile.production=" + strPath + "\n");
+    EXPECT_TRUE(m_config.configureLogger(RunMode::production));
+    EXPECT_EQ(s_szWarningOfNoDirectory, m_directory.read("log"));
+}
+
+TEST_F(GlobalConfigTest, WithADirectoryOrWithoutTheSectionOfCallFilesThereIsNoWarning)
+{
+    const OneCallLogging callLogging(true);
+    loadText(m_config, warningsInFile(m_directory.file("log")));
+    EXPECT_TRUE(m_config.configureLogger(RunMode::undefined));
+    loadText(m_config, s_szCallLogSection);
+    EXPECT_TRUE(m_config.configureLogger(RunMode::undefined));
+    EXPECT_EQ("", m_directory.read("log"));
+}
+
 TEST_F(GlobalConfigTest, CallLoggingThatCannotBeConfiguredFails)
 {
     const OneCallLogging callLogging(false);
