@@ -15,6 +15,7 @@
 #include <algorithm>
 #include <cstdlib>
 #include <cstring>
+#include <forward_list>
 #include <istream>
 #include <iterator>
 #include <locale>
@@ -410,7 +411,7 @@ bool ParameterTrie::readLines(Reading& inout_reading, std::istream& inout_stream
     {
         if (isBlankOrComment(strLine))
             continue;
-        if (in_bSubstitute && strLine.find('$') != std::string::npos)
+        if (in_bSubstitute)
         {
             const bool bResolved = substituteVars(strLine, strSubstituted, in_pOther);
             if (!bResolved && inout_pUnresolved == nullptr)
@@ -439,30 +440,35 @@ bool ParameterTrie::readLines(Reading& inout_reading, std::istream& inout_stream
 
 // The expression of a tag is "([^$]*)(\\$\\{)([^${}]*)(\\})". A search for it can begin anew behind
 // each "$" only, so what it finds is found in one pass over the line.
-bool ParameterTrie::getKey(const char* in_lineStart, const char* in_lineEnd, Tag& out_matches)
+bool ParameterTrie::findTag(std::string_view in_line, Tag& out_matches)
 {
-    VELMORA_FILE_TRACE_SCOPE(ParameterTrie::getKey(in_lineStart, in_lineEnd, out_matches));
-    const std::string_view line(in_lineStart, static_cast<std::size_t>(in_lineEnd - in_lineStart));
     std::size_t uiText = 0;
-    for (std::size_t uiDollar = line.find('$'); uiDollar != std::string_view::npos;
-         uiDollar = line.find('$', uiText))
+    for (std::size_t uiDollar = in_line.find('$'); uiDollar != std::string_view::npos;
+         uiDollar = in_line.find('$', uiText))
     {
-        if (line.substr(uiDollar + 1, 1) == "{")
+        if (in_line.substr(uiDollar + 1, 1) == "{")
         {
             const std::size_t uiName = uiDollar + 2;
-            const std::size_t uiNameEnd = line.find_first_of("${}", uiName);
-            if (uiNameEnd != std::string_view::npos && line[uiNameEnd] == '}')
+            const std::size_t uiNameEnd = in_line.find_first_of("${}", uiName);
+            if (uiNameEnd != std::string_view::npos && in_line[uiNameEnd] == '}')
             {
-                out_matches.text = line.substr(uiText, uiDollar - uiText);
-                out_matches.tag = line.substr(uiDollar, uiNameEnd + 1 - uiDollar);
-                out_matches.name = line.substr(uiName, uiNameEnd - uiName);
+                out_matches.text = in_line.substr(uiText, uiDollar - uiText);
+                out_matches.tag = in_line.substr(uiDollar, uiNameEnd + 1 - uiDollar);
+                out_matches.name = in_line.substr(uiName, uiNameEnd - uiName);
                 return true;
             }
         }
         uiText = uiDollar + 1;
     }
-    out_matches = {line.substr(uiText), {}, {}};
+    out_matches = {in_line.substr(uiText), {}, {}};
     return false;
+}
+
+bool ParameterTrie::getKey(const char* in_lineStart, const char* in_lineEnd, Tag& out_matches)
+{
+    VELMORA_FILE_TRACE_SCOPE(ParameterTrie::getKey(in_lineStart, in_lineEnd, out_matches));
+    return findTag({in_lineStart, static_cast<std::size_t>(in_lineEnd - in_lineStart)},
+                   out_matches);
 }
 
 bool ParameterTrie::getKey(const std::string& in_strLine, std::string& out_strKey)
@@ -632,26 +638,29 @@ void ParameterTrie::processUnresolvedConfigLines(Reading& inout_reading,
 bool ParameterTrie::resolveInVector(std::string* inout_pLine, const std::string* in_pEnd,
                                     std::string& out_strLine, const ParameterTrie* in_pOther) const
 {
-    VELMORA_FILE_TRACE_SCOPE(ParameterTrie::resolveInVector);
+    // Each pass replaces one tag, and its scope lies in that of the pass before.
+    std::forward_list<TraceScope> passes;
     // A name that comes back stands for itself, however far round.
     std::vector<std::string> namesMet;
     int iExpressions = 0;
-    std::string strName;
+    Tag tag;
     std::string* pFound = inout_pLine;
-    while (!substituteVars(*inout_pLine, out_strLine, in_pOther))
+    for (;;)
     {
-        if (getKey(*inout_pLine, strName))
+        passes.emplace_front(::liveFileScopeLogger(), "ParameterTrie::resolveInVector");
+        if (substituteVars(*inout_pLine, out_strLine, in_pOther))
+            return true;
+        if (findTag(*inout_pLine, tag))
         {
-            if (std::find(namesMet.begin(), namesMet.end(), strName) != namesMet.end() ||
-                (!isPlainName(strName) && ++iExpressions > s_iMostExpressions))
+            if (std::find(namesMet.begin(), namesMet.end(), tag.name) != namesMet.end() ||
+                (!isPlainName(tag.name) && ++iExpressions > s_iMostExpressions))
                 return false;
-            namesMet.push_back(strName);
+            namesMet.emplace_back(tag.name);
         }
         if (!findKeyValueInVector(inout_pLine, in_pEnd, pFound))
             return false;
         inout_pLine = pFound;
     }
-    return true;
 }
 
 bool ParameterTrie::findKeyValueInVector(std::string* inout_pLine, const std::string* in_pEnd,

@@ -122,6 +122,7 @@ class VELMORA_API ParameterTrie : public Trie<std::string, ParameterValue, LMHas
     [[nodiscard]] const StringTrie* nodeOf(std::string_view in_name) const;
     StringTrie& nodeFor(std::string_view in_name);
 
+    static bool findTag(std::string_view in_line, Tag& out_matches);
     static bool getKey(const char* in_lineStart, const char* in_lineEnd, Tag& out_matches);
     static bool getKey(const std::string& in_strLine, std::string& out_strKey);
     bool substituteVars(const std::string& in_strLine, std::string& out_strLine,

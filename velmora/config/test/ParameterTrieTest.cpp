@@ -985,21 +985,74 @@ TEST_F(ParameterTrieEnvironment, AnUnclosedTagInANameIsAFailureAndNothingChanges
                                       "failed to substitute environment variables in ${VELMORA")));
 }
 
-TEST_F(ParameterTrieTags, EachStepIsATraceScope)
+namespace
 {
-    EXPECT_TRUE(read("x=abc\n"));
+
+/// The scopes that the reading of a text enters and exits, without those of the log's other levels.
+std::vector<std::string> scopesOf(const CapturedLog& in_log)
+{
+    std::vector<std::string> scopes;
+    for (const LogLine& line : in_log.linesOf(s_szLogger))
+        if (line.level == TRACE_LOG_LEVEL)
+            scopes.push_back(line.strText);
+    return scopes;
+}
+
+constexpr const char* s_szEnteringGetKey =
+    "entering ParameterTrie::getKey(in_lineStart, in_lineEnd, out_matches)";
+constexpr const char* s_szExitingGetKey =
+    "exiting ParameterTrie::getKey(in_lineStart, in_lineEnd, out_matches)";
+
+} // namespace
+
+TEST_F(ParameterTrieTags, EachLineIsATraceScopeWithATagOrWithout)
+{
+    const CapturedLog log(TRACE_LOG_LEVEL);
+    EXPECT_TRUE(read("# nothing\nx=abc\ny=${x}\n"));
+    EXPECT_THAT(scopesOf(log),
+                ElementsAre("entering ParameterTrie::substituteVars", s_szEnteringGetKey,
+                            s_szExitingGetKey, "exiting ParameterTrie::substituteVars",
+                            "entering ParameterTrie::substituteVars", s_szEnteringGetKey,
+                            s_szExitingGetKey, s_szEnteringGetKey, s_szExitingGetKey,
+                            "exiting ParameterTrie::substituteVars"));
+}
+
+TEST_F(ParameterTrieTags, WithoutSubstitutionThereIsNoTraceScope)
+{
+    const CapturedLog log(TRACE_LOG_LEVEL);
+    std::istringstream stream("x=${y}\n");
+    m_trie.read(stream, nullptr, '\n', false, nullptr, nullptr);
+    EXPECT_THAT(scopesOf(log), IsEmpty());
+}
+
+TEST_F(ParameterTrieFiles, EachStepOfALineThatWaitsIsATraceScope)
+{
     const CapturedLog log(TRACE_LOG_LEVEL);
     Lines unresolved{"a=${b}"};
     EXPECT_TRUE(read("", &unresolved));
-    const std::string strGetKey = "ParameterTrie::getKey(in_lineStart, in_lineEnd, out_matches)";
-    std::vector<std::string> entered;
-    for (const LogLine& line : log.linesOf(s_szLogger))
-        if (line.level == TRACE_LOG_LEVEL && line.strText.starts_with("entering "))
-            entered.push_back(line.strText.substr(9));
-    EXPECT_THAT(entered, ElementsAre("ParameterTrie::processUnresolvedConfigLines",
-                                     "ParameterTrie::resolveInVector",
-                                     "ParameterTrie::substituteVars", strGetKey, strGetKey,
-                                     strGetKey, "ParameterTrie::findKeyInVector", strGetKey));
+    EXPECT_THAT(scopesOf(log),
+                ElementsAre("entering ParameterTrie::processUnresolvedConfigLines",
+                            "entering ParameterTrie::resolveInVector",
+                            "entering ParameterTrie::substituteVars", s_szEnteringGetKey,
+                            s_szExitingGetKey, s_szEnteringGetKey, s_szExitingGetKey,
+                            "exiting ParameterTrie::substituteVars",
+                            "entering ParameterTrie::findKeyInVector", s_szEnteringGetKey,
+                            s_szExitingGetKey, "exiting ParameterTrie::findKeyInVector",
+                            "exiting ParameterTrie::resolveInVector",
+                            "exiting ParameterTrie::processUnresolvedConfigLines"));
+}
+
+TEST_F(ParameterTrieFiles, EachTagThatIsReplacedInALineThatWaitsIsAScopeInTheOneBefore)
+{
+    const CapturedLog log(TRACE_LOG_LEVEL);
+    Lines unresolved{"a=${b}", "b=z"};
+    EXPECT_TRUE(read("", &unresolved));
+    std::vector<std::string> passes;
+    for (const std::string& strScope : scopesOf(log))
+        if (strScope.ends_with("::resolveInVector"))
+            passes.push_back(strScope.substr(0, strScope.find(' ')));
+    EXPECT_THAT(passes,
+                ElementsAre("entering", "entering", "exiting", "exiting", "entering", "exiting"));
 }
 
 } // namespace Velmora::Test
