@@ -2,6 +2,7 @@
 
 #include "tests/support/CapturedAssertions.h"
 #include "tests/support/CapturedLog.h"
+#include "tests/support/Locales.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -45,28 +46,6 @@ DottedRevision revision(const char* in_szText)
     EXPECT_TRUE(result.initFrom(in_szText)) << in_szText;
     return result;
 }
-
-/// Numbers have dots between their thousands.
-class DotsBetweenThousands : public std::numpunct<char>
-{
-  protected:
-    char do_thousands_sep() const override { return '.'; }
-    std::string do_grouping() const override { return "\3"; }
-};
-
-class GlobalLocale
-{
-  public:
-    explicit GlobalLocale(const std::locale& in_locale) : m_before(std::locale::global(in_locale))
-    {
-    }
-    ~GlobalLocale() { std::locale::global(m_before); }
-    GlobalLocale(const GlobalLocale&) = delete;
-    GlobalLocale& operator=(const GlobalLocale&) = delete;
-
-  private:
-    std::locale m_before;
-};
 
 /// Breaks behind its text.
 class BrokenBuffer : public std::stringbuf
@@ -175,7 +154,7 @@ TEST(DottedRevision, ForgetsWhatItWasWhenItIsReadAnew)
 
 TEST(DottedRevision, IsReadTheSameInALocaleWithDotsBetweenThousands)
 {
-    const GlobalLocale locale(std::locale(std::locale::classic(), new DotsBetweenThousands));
+    const GlobalLocale locale;
 
     EXPECT_THAT(revision("1.2.3").getComponents(), ElementsAre(1, 2, 3));
     EXPECT_THAT(revision("1.200").getComponents(), ElementsAre(1, 200));
@@ -191,7 +170,7 @@ TEST(DottedRevision, IsWrittenAsNothingWhenItIsEmpty) { EXPECT_EQ(textOf(DottedR
 TEST(DottedRevision, IsWrittenInDecimalWhateverTheStreamIsSetTo)
 {
     std::ostringstream stream;
-    stream.imbue(std::locale(std::locale::classic(), new DotsBetweenThousands));
+    stream.imbue(groupingLocale());
     stream << std::hex << std::showbase << std::showpos;
 
     revision("1000.255").write(stream);

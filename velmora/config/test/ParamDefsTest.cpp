@@ -2,6 +2,7 @@
 
 #include "tests/support/CapturedAssertions.h"
 #include "tests/support/CapturedLog.h"
+#include "tests/support/Locales.h"
 #include "velmora/config/ParamDefsTable.h"
 #include "velmora/config/ParameterHashMap.h"
 #include "velmora/system/BoostRegex.h"
@@ -690,15 +691,9 @@ TEST(ParamDefs, MakesTheTextOfAnyValueWhereAStringIsDeclared)
 
 TEST(ParamDefs, WritesTextsByTheRulesOfTheClassicLocale)
 {
-    class Grouping : public std::numpunct<char>
-    {
-        char do_thousands_sep() const override { return '\''; }
-        std::string do_grouping() const override { return "\3"; }
-    };
-    const std::locale former = std::locale::global(std::locale(std::locale(), new Grouping));
+    const GlobalLocale locale;
     ParameterValue value = valueOf(5060);
     tableOf({row("text", STRING_TYPE)}).validateParamValue("text", value);
-    std::locale::global(former);
     EXPECT_EQ("type=STRING value=5060", dumped(value));
 }
 

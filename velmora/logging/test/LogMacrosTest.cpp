@@ -3,6 +3,7 @@
 #include "velmora/logging/ObjectWithLogger.h"
 
 #include "tests/support/CapturedLog.h"
+#include "tests/support/Locales.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -45,6 +46,7 @@ using Velmora::Test::CapturedLog;
 using Velmora::Test::debugLine;
 using Velmora::Test::errorLine;
 using Velmora::Test::fatalLine;
+using Velmora::Test::groupingLocale;
 using Velmora::Test::infoLine;
 using Velmora::Test::LogLine;
 using Velmora::Test::warnLine;
@@ -632,20 +634,13 @@ TEST(LogMacros, LineAfterAnAppenderThatThrewIsClean)
 
 // Manipulators end with their line.
 
-class GroupingPunctuation : public std::numpunct<char>
-{
-  protected:
-    char do_thousands_sep() const override { return '.'; }
-    std::string do_grouping() const override { return "\3"; }
-};
-
 /// Manipulators for what has none in the standard library.
 struct Imbue
 {
 };
 std::ostream& operator<<(std::ostream& out_stream, Imbue)
 {
-    out_stream.imbue(std::locale(std::locale::classic(), new GroupingPunctuation));
+    out_stream.imbue(groupingLocale());
     return out_stream;
 }
 

@@ -1,5 +1,7 @@
 #include "velmora/logging/LogText.h"
 
+#include "tests/support/Locales.h"
+
 #include <gtest/gtest.h>
 
 #include <iomanip>
@@ -13,6 +15,8 @@ namespace
 {
 
 using Velmora::LogText;
+using Velmora::Test::GlobalLocale;
+using Velmora::Test::groupingLocale;
 
 /// What a value of each kind looks like on a stream; differs as soon as the stream is not in the
 /// state of a new one.
@@ -222,16 +226,6 @@ TEST(LogText, ErrorStateDoesNotReachTheNextOne)
         samplesOfANewStream());
 }
 
-/// Writes numbers with points between the thousands.
-class GroupingPunctuation : public std::numpunct<char>
-{
-  protected:
-    char do_thousands_sep() const override { return '.'; }
-    std::string do_grouping() const override { return "\3"; }
-};
-
-std::locale groupingLocale() { return {std::locale::classic(), new GroupingPunctuation}; }
-
 TEST(LogText, LocaleDoesNotReachTheNextOne)
 {
     EXPECT_EQ(samplesAfter([](std::ostream& out_stream) { out_stream.imbue(groupingLocale()); }),
@@ -241,10 +235,20 @@ TEST(LogText, LocaleDoesNotReachTheNextOne)
 TEST(LogText, TakesNoRegardToTheGlobalLocale)
 {
     std::string strSamples;
-    const std::locale before = std::locale::global(groupingLocale());
-    std::thread([&strSamples] { strSamples = samplesOfANewText(); }).join();
-    std::locale::global(before);
+    {
+        const GlobalLocale locale;
+        std::thread([&strSamples] { strSamples = samplesOfANewText(); }).join();
+    }
+    EXPECT_EQ(strSamples, samplesOfANewStream());
+}
 
+TEST(LogText, TakesNoRegardToTheGlobalLocaleThatComesWhileItsStreamIsThere)
+{
+    std::string strSamples = samplesOfANewText();
+    {
+        const GlobalLocale locale;
+        strSamples = samplesOfANewText();
+    }
     EXPECT_EQ(strSamples, samplesOfANewStream());
 }
 

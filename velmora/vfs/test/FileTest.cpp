@@ -1,6 +1,7 @@
 #include "velmora/vfs/File.h"
 
 #include "tests/support/CapturedLog.h"
+#include "tests/support/Locales.h"
 #include "tests/support/TemporaryDirectory.h"
 #include "velmora/vfs/test/Surroundings.h"
 
@@ -179,6 +180,14 @@ TEST_F(FileRenaming, GivesAFileANameWithTheTime)
     EXPECT_EQ(0, rotate("report.log"));
     EXPECT_THAT(namesIn("."), ElementsAre("report.2026_3_7_9_5_42.log"));
     EXPECT_THAT(m_log.lines(), ElementsAre(s_gathersOfFile, s_renames));
+}
+
+TEST_F(FileRenaming, GivesTheSameNameInEachLocale)
+{
+    const GlobalLocale locale;
+    makeFile("report.log");
+    EXPECT_EQ(0, rotate("report.log"));
+    EXPECT_THAT(namesIn("."), ElementsAre("report.2026_3_7_9_5_42.log"));
 }
 
 TEST_F(FileRenaming, AMissingFileIsNothingToDo)
