@@ -15,6 +15,7 @@
 #include <strings.h>
 
 #include <fstream>
+#include <locale>
 #include <sstream>
 
 VELMORA_LIBRARY_FILE_SCOPE_LOGGER(GlobalConfig)
@@ -200,6 +201,7 @@ bool GlobalConfigImpl::loadDBURLNoMutex(const std::string& in_strUrl,
         return false;
     }
     std::stringstream text;
+    text.imbue(std::locale::classic());
     return pSource->writeParameters(in_strUrl, text) && loadNoMutex(text, inout_unresolved);
 }
 

@@ -13,7 +13,6 @@
 #include <algorithm>
 #include <exception>
 #include <limits>
-#include <locale>
 #include <sstream>
 #include <string_view>
 
@@ -41,7 +40,6 @@ static_assert(areDescriptionsReadable(s_paramDefsTable),
 void convertToString(ParameterValue& inout_value)
 {
     std::ostringstream text;
-    text.imbue(std::locale::classic());
     text << inout_value;
     inout_value = text.str().c_str();
 }

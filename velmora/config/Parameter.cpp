@@ -11,9 +11,11 @@
 
 #include <algorithm>
 #include <array>
+#include <charconv>
 #include <cmath>
 #include <cstdint>
 #include <cstring>
+#include <ios>
 #include <istream>
 #include <locale>
 #include <ostream>
@@ -178,6 +180,55 @@ void logWrongType(ParameterValue::Type in_requestedType, ParameterValue::Type in
 {
     VELMORA_FILE_LOG_ERROR(InvalidParamValueTypeException(in_requestedType, in_actualType));
 }
+
+/// A number as a value is read from it: the locale and the base of a stream do not count.
+class NumberWritten
+{
+  public:
+    template <class T>
+    explicit NumberWritten(T in_iNumber) : m_end(toChars(in_iNumber))
+    {
+    }
+
+    /// A stream's notation and precision count.
+    NumberWritten(float in_fNumber, const std::ios_base& in_stream)
+        : m_end(toChars(in_fNumber, notationOf(in_stream),
+                        static_cast<int>(std::min(in_stream.precision(), s_iMostDigits))))
+    {
+    }
+
+    // It points into itself.
+    NumberWritten(const NumberWritten&) = delete;
+    NumberWritten& operator=(const NumberWritten&) = delete;
+
+    friend std::ostream& operator<<(std::ostream& out_stream, const NumberWritten& in_number)
+    {
+        return out_stream << std::string_view(in_number.m_text.data(), in_number.m_end);
+    }
+
+  private:
+    /// All digits of a float behind its point; more would be zeros.
+    static constexpr std::streamsize s_iMostDigits = 149;
+
+    static std::chars_format notationOf(const std::ios_base& in_stream)
+    {
+        const std::ios_base::fmtflags notation = in_stream.flags() & std::ios_base::floatfield;
+        if (notation == std::ios_base::fixed)
+            return std::chars_format::fixed;
+        return notation == std::ios_base::scientific ? std::chars_format::scientific
+                                                     : std::chars_format::general;
+    }
+
+    template <class... Arguments>
+    char* toChars(Arguments... in_arguments)
+    {
+        return std::to_chars(m_text.data(), m_text.data() + m_text.size(), in_arguments...).ptr;
+    }
+
+    /// Takes the largest float with that many digits.
+    std::array<char, 200> m_text;
+    char* m_end;
+};
 
 } // namespace
 
@@ -393,11 +444,11 @@ std::ostream& ParameterValue::dump(std::ostream& out_stream) const
     case STRING_TYPE:
         return out_stream << "type=STRING value=" << m_payload.szString;
     case INT_TYPE:
-        return out_stream << "type=INT value=" << m_payload.iInt;
+        return out_stream << "type=INT value=" << NumberWritten(m_payload.iInt);
     case BOOL_TYPE:
         return out_stream << "type=BOOL value=" << boolText(m_payload.bBool);
     case FLOAT_TYPE:
-        return out_stream << "type=FLOAT value=" << m_payload.fFloat;
+        return out_stream << "type=FLOAT value=" << NumberWritten(m_payload.fFloat, out_stream);
     case LONG_TYPE:
         break;
     }
@@ -441,13 +492,13 @@ std::ostream& operator<<(std::ostream& out_stream, const ParameterValue& in_valu
     case ParameterValue::STRING_TYPE:
         return out_stream << in_value.m_payload.szString;
     case ParameterValue::INT_TYPE:
-        return out_stream << in_value.m_payload.iInt;
+        return out_stream << NumberWritten(in_value.m_payload.iInt);
     case ParameterValue::LONG_TYPE:
-        return out_stream << in_value.m_payload.lLong;
+        return out_stream << NumberWritten(in_value.m_payload.lLong);
     case ParameterValue::BOOL_TYPE:
         return out_stream << boolText(in_value.m_payload.bBool);
     case ParameterValue::FLOAT_TYPE:
-        return out_stream << in_value.m_payload.fFloat;
+        return out_stream << NumberWritten(in_value.m_payload.fFloat, out_stream);
     }
     VELMORA_FILE_ASSERT_TEXT(false, "0");
     return out_stream;

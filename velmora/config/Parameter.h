@@ -144,7 +144,9 @@ class VELMORA_API ParameterValue
 
 static_assert(sizeof(ParameterValue::Payload) == 8, "a payload is copied as one word of 64 bits");
 
-/// Writes the bare value: "UNDEF", the string without quotes, the number, or "true" or "false".
+/// Writes the bare value: "UNDEF", the string without quotes, the number, or "true" or "false". A
+/// number is written as it can be read, in decimal and without regard to the stream's locale; a
+/// float with the stream's precision.
 /// Failure: a value of no type fails an assertion and writes nothing.
 VELMORA_API std::ostream& operator<<(std::ostream& out_stream, const ParameterValue& in_value);
 

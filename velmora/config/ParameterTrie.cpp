@@ -18,7 +18,6 @@
 #include <forward_list>
 #include <istream>
 #include <iterator>
-#include <locale>
 #include <ostream>
 #include <sstream>
 #include <stdexcept>
@@ -59,11 +58,9 @@ ParameterTrie::StringTrie& childFor(ParameterTrie::StringTrie& inout_node,
     return *inout_node.insert(std::string(in_component), ParameterValue()).first.data();
 }
 
-/// Writes a parameter's value the same whatever the locale of the program.
 std::string textOf(const ParameterValue& in_value)
 {
     std::ostringstream text;
-    text.imbue(std::locale::classic());
     text << in_value;
     return text.str();
 }

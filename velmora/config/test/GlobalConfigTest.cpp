@@ -10,6 +10,7 @@
 #include "tests/support/AccountingProcess.h"
 #include "tests/support/CapturedAssertions.h"
 #include "tests/support/CapturedLog.h"
+#include "tests/support/Locales.h"
 #include "tests/support/TemporaryDirectory.h"
 
 #include <gmock/gmock.h>
@@ -430,6 +431,25 @@ TEST_F(GlobalConfigTest, WhatADatabaseGivesGoesThroughTheParserOfFiles)
         Contains(testing::Field(
             &LogLine::strText,
             HasSubstr("Unknown parameter : keswardin.nowhere. Closest known parameter : "))));
+}
+
+TEST_F(GlobalConfigTest, TheNumbersOfADatabaseAreReadInEachLocale)
+{
+    class NumberDatabase final : public GlobalConfigSeam::DatabaseSource
+    {
+      public:
+        bool writeParameters(const std::string&, std::ostream& out_stream) override
+        {
+            out_stream << "keswardin.exitTimeoutSec=" << 1234567 << '\n';
+            return true;
+        }
+    };
+    NumberDatabase database;
+    GlobalConfigSeam::setDatabaseSource(&database);
+    const GlobalLocale locale;
+    EXPECT_TRUE(m_config.load(Urls{"db://host/set"}));
+    GlobalConfigSeam::setDatabaseSource(nullptr);
+    EXPECT_EQ(1234567, intOf(m_config, "keswardin.exitTimeoutSec"));
 }
 
 TEST_F(GlobalConfigTest, ADatabaseThatFailsDoesNotKeepTheNextSourceFromBeingRead)

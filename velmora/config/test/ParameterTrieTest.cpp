@@ -4,6 +4,7 @@
 
 #include "tests/support/CapturedAssertions.h"
 #include "tests/support/CapturedLog.h"
+#include "tests/support/Locales.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -905,6 +906,36 @@ TEST_F(ParameterTrieWrite, BlanksAtTheEndsAndDigitsOfAFloatDoNotComeBack)
     EXPECT_TRUE(other.getFloatParameter("f", fValue));
     EXPECT_EQ(1.23457F, fValue);
     EXPECT_TRUE(other.getIntParameter("s", iValue)) << "a string that looks like a number";
+}
+
+TEST_F(ParameterTrieWrite, NumbersComeBackFromAStreamThatFormatsThemInItsOwnWay)
+{
+    m_trie.setIntParameter("a", 1234567);
+    m_trie.setFloatParameter("b", 12345.5F);
+    std::stringstream stream;
+    stream.imbue(groupingLocale());
+    stream << std::hex << std::showbase << std::showpos << m_trie;
+    EXPECT_EQ("a=1234567\nb=12345.5", stream.str());
+    ParameterTrie read;
+    read.read(stream, nullptr, '\n', false, nullptr, nullptr);
+    int iValue = 0;
+    float fValue = 0;
+    EXPECT_TRUE(read.getIntParameter("a", iValue));
+    EXPECT_TRUE(read.getFloatParameter("b", fValue));
+    EXPECT_EQ(1234567, iValue);
+    EXPECT_EQ(12345.5F, fValue);
+}
+
+TEST_F(ParameterTrieWrite, TheLocaleOfTheProgramDoesNotMatter)
+{
+    m_trie.setIntParameter("a", 1234567);
+    m_trie.setFloatParameter("b", 12345.5F);
+    const GlobalLocale locale;
+    EXPECT_EQ("a=1234567;b=12345.5", written());
+    log4cplus::helpers::Properties properties;
+    m_trie.convertTo(properties);
+    EXPECT_EQ("1234567", properties.getProperty("a"));
+    EXPECT_EQ("12345.5", properties.getProperty("b"));
 }
 
 TEST_F(ParameterTrieWrite, ATableBringsBackAStringThatLooksLikeANumber)

@@ -2,9 +2,13 @@
 
 #include "tests/support/CapturedAssertions.h"
 #include "tests/support/CapturedLog.h"
+#include "tests/support/Locales.h"
 
 #include <gtest/gtest.h>
 
+#include <initializer_list>
+#include <iomanip>
+#include <ios>
 #include <sys/mman.h>
 
 #include <cmath>
@@ -831,18 +835,9 @@ TEST(ParameterValue, BytesBeyondAsciiAreNeitherBlanksNorDigits)
 
 TEST(ParameterValue, TheLocaleOfTheProgramDoesNotMatter)
 {
-    class CommaPunctuation : public std::numpunct<char>
-    {
-        char do_decimal_point() const override { return ','; }
-        char do_thousands_sep() const override { return '.'; }
-        std::string do_grouping() const override { return "\3"; }
-    };
-    const std::locale former =
-        std::locale::global(std::locale(std::locale::classic(), new CommaPunctuation));
+    const GlobalLocale locale;
     const float fRead = read("1.500");
     const ParameterValue comma = read("1,5");
-    std::locale::global(former);
-
     EXPECT_EQ(fRead, 1.5F);
     EXPECT_EQ(dumped(comma), "type=STRING value=1,5");
 }
@@ -968,4 +963,76 @@ TEST(ParameterValue, IsUndefinedAfterAStreamHasEnded)
     EXPECT_FALSE(stream >> value);
     EXPECT_EQ(dumped(value), "type=UNDEF");
     EXPECT_TRUE(stream.eof());
+}
+
+namespace
+{
+
+/// What a stream that formats numbers in another way writes of a value.
+template <class T>
+std::string writtenInGroups(T in_value, std::ios_base::fmtflags in_flags = {})
+{
+    const ParameterValue value = valueOf(in_value);
+    std::ostringstream stream;
+    stream.imbue(groupingLocale());
+    stream.setf(in_flags);
+    stream << value;
+    stream << ' ';
+    value.dump(stream);
+    return stream.str();
+}
+
+} // namespace
+
+TEST(ParameterValue, NumbersAreWrittenTheSameInEachLocale)
+{
+    EXPECT_EQ(writtenInGroups(1234567), "1234567 type=INT value=1234567");
+    EXPECT_EQ(writtenInGroups(-1234567), "-1234567 type=INT value=-1234567");
+    EXPECT_EQ(writtenInGroups(12345.5F), "12345.5 type=FLOAT value=12345.5");
+    std::ostringstream stream;
+    stream.imbue(groupingLocale());
+    stream << valueOf(std::numeric_limits<long>::min());
+    EXPECT_EQ(stream.str(), "-9223372036854775808");
+}
+
+TEST(ParameterValue, NumbersAreWrittenInDecimalWhateverTheBaseOfTheStream)
+{
+    EXPECT_EQ(writtenInGroups(1234, std::ios::showbase | std::ios::showpos),
+              "1234 type=INT value=1234");
+    std::ostringstream stream;
+    stream << std::hex << valueOf(1234) << ' ' << std::oct << valueOf(1234);
+    EXPECT_EQ(stream.str(), "1234 1234");
+}
+
+TEST(ParameterValue, FloatsAreWrittenAsAStreamOfTheClassicLocaleWritesThem)
+{
+    using Manipulator = std::ios_base& (*)(std::ios_base&);
+    for (const float fValue :
+         {0.0F, -0.0F, 1.0F, 0.1F, 100.0F, 1e6F, 1234567.0F, 1e-5F, 3.4028235e38F, 1e-45F, -2.5F,
+          std::numeric_limits<float>::infinity(), std::numeric_limits<float>::quiet_NaN()})
+        for (const Manipulator format :
+             std::initializer_list<Manipulator>{std::defaultfloat, std::fixed, std::scientific})
+            for (const int iPrecision : {-1, 0, 1, 6, 9, 40, 149})
+            {
+                std::ostringstream expected;
+                expected << format << std::setprecision(iPrecision) << fValue;
+                std::ostringstream stream;
+                stream << format << std::setprecision(iPrecision) << valueOf(fValue);
+                EXPECT_EQ(stream.str(), expected.str());
+            }
+}
+
+TEST(ParameterValue, NoPrecisionIsTooLongForAFloat)
+{
+    std::ostringstream stream;
+    stream << std::fixed << std::setprecision(100000) << valueOf(std::numeric_limits<float>::max());
+    EXPECT_TRUE(stream.str().starts_with("340282346638528859811704183484516925440.000"));
+}
+
+TEST(ParameterValue, NumbersTakeTheWidthOfTheStream)
+{
+    std::ostringstream stream;
+    stream << std::setfill('*') << std::setw(6) << valueOf(42) << std::left << std::setw(6)
+           << valueOf(0.5F);
+    EXPECT_EQ(stream.str(), "****420.5***");
 }
