@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <ostream>
+#include <string>
 #include <vector>
 
 namespace Velmora
@@ -9,8 +10,10 @@ namespace Velmora
 
 std::ostream& MemAccountInfo::write(std::ostream& out_stream) const
 {
-    return out_stream << "account-id=" << uiAccountId << " bytes-allocated=" << iBalance
-                      << " max-bytes-allocated=" << iMaximum;
+    // As text, which no locale groups.
+    return out_stream << "account-id=" << std::to_string(uiAccountId)
+                      << " bytes-allocated=" << std::to_string(iBalance)
+                      << " max-bytes-allocated=" << std::to_string(iMaximum);
 }
 
 MemAccountInfoWithName::MemAccountInfoWithName(const std::string& in_strName,

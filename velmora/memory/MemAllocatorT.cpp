@@ -5,6 +5,7 @@
 
 #include <algorithm>
 #include <ostream>
+#include <string>
 
 VELMORA_LIBRARY_FILE_SCOPE_LOGGER(MemAllocator)
 
@@ -21,9 +22,10 @@ ChunkAllocatorNoT::Stats& ChunkAllocatorNoT::Stats::operator+=(const Stats& in_s
 
 std::ostream& ChunkAllocatorNoT::Stats::write(std::ostream& out_stream) const
 {
-    return out_stream << "Num malloc        = " << uiNumMalloc
-                      << "\nNum chunk alloc   = " << uiNumChunkAlloc
-                      << "\nNum chunk dealloc = " << uiNumChunkDealloc;
+    // As text, which no locale groups.
+    return out_stream << "Num malloc        = " << std::to_string(uiNumMalloc)
+                      << "\nNum chunk alloc   = " << std::to_string(uiNumChunkAlloc)
+                      << "\nNum chunk dealloc = " << std::to_string(uiNumChunkDealloc);
 }
 
 std::ostream& operator<<(std::ostream& out_stream, const ChunkAllocatorNoT::Stats& in_stats)

@@ -1,5 +1,7 @@
 #include "velmora/memory/MemAccountInfo.h"
 
+#include "tests/support/Locales.h"
+
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
@@ -148,6 +150,19 @@ TEST(MemAccountInfoHash, WritesManyEntriesInFallingOrder)
             (iAccount == 0 ? "" : "\n") + strExpected;
     }
     EXPECT_EQ(strExpected, written(hash));
+}
+
+TEST(MemAccountInfo, IsWrittenTheSameInEachLocale)
+{
+    const std::string strExpected =
+        "account-id=1234567 bytes-allocated=-2345678 max-bytes-allocated=3456789";
+    std::ostringstream text;
+    text.imbue(groupingLocale());
+    text << info(1234567, -2345678, 3456789);
+    EXPECT_EQ(strExpected, text.str());
+
+    const GlobalLocale locale;
+    EXPECT_EQ(strExpected, written(info(1234567, -2345678, 3456789)));
 }
 
 } // namespace Velmora::Test

@@ -3,6 +3,7 @@
 
 #include "tests/support/CapturedAssertions.h"
 #include "tests/support/CapturedLog.h"
+#include "tests/support/Locales.h"
 #include "velmora/memory/AceCleanupMemAllocator.h"
 #include "velmora/memory/test/Locks.h"
 #include "velmora/memory/test/MallocWatch.h"
@@ -122,6 +123,15 @@ TEST(ChunkAllocatorStats, StartAtZero)
     EXPECT_EQ(0U, Stats().uiNumMalloc);
     EXPECT_EQ(0U, Stats().uiNumChunkAlloc);
     EXPECT_EQ(0U, Stats().uiNumChunkDealloc);
+}
+
+TEST(ChunkAllocatorStats, AreWrittenTheSameInEachLocale)
+{
+    const GlobalLocale locale;
+    EXPECT_EQ("Num malloc        = 1234567\n"
+              "Num chunk alloc   = 2345678\n"
+              "Num chunk dealloc = 3456789",
+              statsText(1234567, 2345678, 3456789));
 }
 
 TEST(ChunkAllocatorStats, AddEachCounter)
