@@ -20,6 +20,7 @@
 
 #include <cstdlib>
 #include <deque>
+#include <locale>
 #include <sstream>
 #include <stdexcept>
 
@@ -380,6 +381,7 @@ void ApplicationImpl::logProfileStats()
     ACE_Profile_Timer::ACE_Elapsed_Time elapsed{};
     m_profileTimer.elapsed_time(elapsed);
     std::ostringstream text;
+    text.imbue(std::locale::classic());
     text << "Process " << getpid() << " elapsed time : real=" << elapsed.real_time
          << " kernel=" << elapsed.system_time << " user=" << elapsed.user_time
          << " k+u=" << elapsed.system_time + elapsed.user_time;

@@ -2,10 +2,10 @@
 
 #include "velmora/application/AssertionSeam.h"
 #include "velmora/application/Debug.h"
+#include "velmora/application/SourcePlace.h"
 #include "velmora/logging/LibraryLoggers.h"
 
 #include <atomic>
-#include <sstream>
 #include <string>
 
 VELMORA_LIBRARY_FILE_SCOPE_LOGGER(Assertion)
@@ -39,13 +39,7 @@ std::string shortMessage(const char* in_szExpression)
 
 std::string longMessage(const char* in_szExpression, const char* in_szFile, int in_iLine)
 {
-    std::ostringstream text;
-    text << shortMessage(in_szExpression);
-    if (in_szFile != nullptr)
-        text << " file=" << in_szFile;
-    if (in_iLine >= 0)
-        text << " line=" << in_iLine;
-    return text.str();
+    return shortMessage(in_szExpression) + textOfSourcePlace(in_szFile, in_iLine);
 }
 
 void tellUnitTest(const char* in_szExpression, const char* in_szFile, int in_iLine)

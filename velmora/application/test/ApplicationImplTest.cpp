@@ -7,12 +7,15 @@
 
 #include "tests/support/CapturedAssertions.h"
 #include "tests/support/CapturedLog.h"
+#include "tests/support/Locales.h"
 
 #include <boost/program_options.hpp>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <chrono>
 #include <sys/resource.h>
+#include <thread>
 #include <unistd.h>
 
 #include <filesystem>
@@ -573,6 +576,23 @@ TEST(ApplicationImpl, TellsTheTimesThatTheProgramHasMeasured)
          << " kernel=" << elapsed.system_time << " user=" << elapsed.user_time
          << " k+u=" << elapsed.system_time + elapsed.user_time;
     EXPECT_EQ(debugLine(s_szLogger, text.str()), log.lines().front());
+}
+
+TEST(ApplicationImpl, TellsTimesTheSameInEachLocale)
+{
+    CapturedLog log;
+    Program program;
+    EXPECT_TRUE(program.start({}));
+    log.clear();
+    program.getProfileTimer().start();
+    std::this_thread::sleep_for(std::chrono::milliseconds(2));
+    program.getProfileTimer().stop();
+    program.logProfileStats();
+    const std::string strText = log.lines().front().strText;
+    const GlobalLocale locale;
+    log.clear();
+    program.logProfileStats();
+    EXPECT_EQ(strText, log.lines().front().strText);
 }
 
 TEST(ApplicationImpl, TellsTimesOnlyToLoggersThatListen)

@@ -6,6 +6,7 @@
 
 #include "tests/support/CapturedAssertions.h"
 #include "tests/support/CapturedLog.h"
+#include "tests/support/Locales.h"
 #include "velmora/application/test/BufferedFileLog.h"
 
 #include <ace/Object_Manager.h>
@@ -41,6 +42,7 @@ using Velmora::Test::errorLine;
 using Velmora::Test::FailedAssertion;
 using Velmora::Test::failedAssertion;
 using Velmora::Test::failedAssertions;
+using Velmora::Test::GlobalLocale;
 
 constexpr const char* s_szAssertionLogger = "keswardin.infra.Assertion";
 constexpr const char* s_szParameter = "keswardin.infra.abortOnAssert";
@@ -170,6 +172,16 @@ TEST_F(AssertionWithEmptySeam, LineTellsExpressionFileAndLine)
     EXPECT_THAT(
         m_log.lines(),
         ElementsAre(errorLine(s_szAssertionLogger, "Assertion failed (x) file=Call.cpp line=42")));
+}
+
+TEST_F(AssertionWithEmptySeam, LineIsTheSameInEachLocale)
+{
+    const GlobalLocale locale;
+    Assertion::assert_i(false, "x", nullptr, "Call.cpp", 1234);
+
+    EXPECT_THAT(m_log.lines(),
+                ElementsAre(errorLine(s_szAssertionLogger,
+                                      "Assertion failed (x) file=Call.cpp line=1234")));
 }
 
 TEST_F(AssertionWithEmptySeam, LineLeavesOutANullFile)

@@ -4,6 +4,7 @@
 #include "velmora/logging/Logger.h"
 
 #include "tests/support/CapturedLog.h"
+#include "tests/support/Locales.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -22,6 +23,7 @@ using Velmora::DynCastAssertNoT;
 using Velmora::Logger;
 using Velmora::Test::CapturedLog;
 using Velmora::Test::errorLine;
+using Velmora::Test::GlobalLocale;
 
 constexpr const char* s_szLogger = "keswardin.infra.DynCastAssert";
 
@@ -43,6 +45,17 @@ TEST(DynCastAssertNoT, HasALoggerOfItsOwn)
 {
     EXPECT_EQ(DynCastAssertNoT::getLogger().getName(), s_szLogger);
     EXPECT_EQ(&DynCastAssertNoT::getLogger(), &DynCastAssertNoT::getLogger());
+}
+
+TEST(DynCastAssertNoT, TellsTheLineTheSameInEachLocale)
+{
+    const CapturedLog log;
+    const GlobalLocale locale;
+
+    DynCastAssertNoT::nullBaseError("pChannel", "Call.cpp", 1234, Logger("test.Call"));
+
+    EXPECT_THAT(log.lines(),
+                ElementsAre(errorLine("test.Call", "pChannel == 0 file=Call.cpp line=1234")));
 }
 
 TEST(DynCastAssertNoT, TypeIdErrorTellsTypeAndPlace)

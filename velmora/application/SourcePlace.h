@@ -1,0 +1,20 @@
+#pragma once
+
+#include <string>
+
+namespace Velmora
+{
+
+/// The end of a message about a place in a source: " file=" and the file unless it is null, "
+/// line=" and the line unless it is negative. The line is the same in each locale.
+inline std::string textOfSourcePlace(const char* in_szFile, int in_iLine)
+{
+    std::string strText;
+    if (in_szFile != nullptr)
+        strText.append(" file=").append(in_szFile);
+    if (in_iLine >= 0)
+        strText.append(" line=").append(std::to_string(in_iLine));
+    return strText;
+}
+
+} // namespace Velmora
