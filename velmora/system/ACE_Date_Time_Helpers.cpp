@@ -51,8 +51,10 @@ bool operator>(const ACE_Date_Time& in_left, const ACE_Date_Time& in_right)
 
 std::ostream& operator<<(std::ostream& out_stream, const ACE_Date_Time& in_date)
 {
-    return out_stream << in_date.year() << std::setw(4) << in_date.month() << std::setw(2)
-                      << in_date.day() << std::setw(2);
+    // As text, which no locale groups.
+    return out_stream << std::to_string(in_date.year()) << std::setw(4)
+                      << std::to_string(in_date.month()) << std::setw(2)
+                      << std::to_string(in_date.day()) << std::setw(2);
 }
 
 } // namespace Velmora

@@ -1,20 +1,50 @@
 #include "velmora/system/HexValue.h"
 
+#include <algorithm>
+#include <array>
+#include <charconv>
+#include <cstddef>
 #include <ios>
 #include <ostream>
+#include <string>
 
 namespace Velmora
 {
 
+namespace
+{
+
+/// The digits as text, which no locale groups, with the base before them where a stream shows it.
+std::string textOf(const HexValue& in_value, std::ios_base::fmtflags in_flags)
+{
+    std::array<char, 2 * sizeof(unsigned long)> digits{};
+    char* const pEnd =
+        std::to_chars(digits.data(), digits.data() + digits.size(), in_value.getValue(), 16).ptr;
+    std::string strText(digits.data(), pEnd);
+    if ((in_flags & std::ios_base::showbase) != 0 && in_value.getValue() != 0)
+    {
+        const auto uiWidth = static_cast<std::size_t>(std::max(in_value.getWidth(), 2) - 2);
+        if ((in_flags & std::ios_base::adjustfield) == std::ios_base::internal)
+            strText.insert(0, uiWidth - std::min(uiWidth, strText.size()), '0');
+        strText.insert(0, "0x");
+    }
+    if ((in_flags & std::ios_base::uppercase) != 0)
+        std::transform(strText.begin(), strText.end(), strText.begin(),
+                       [](char in_character) {
+                           return in_character >= 'a' ? static_cast<char>(in_character - 'a' + 'A')
+                                                      : in_character;
+                       });
+    return strText;
+}
+
+} // namespace
+
 std::ostream& operator<<(std::ostream& out_stream, const HexValue& in_value)
 {
-    const std::ios_base::fmtflags base = out_stream.flags() & std::ios_base::basefield;
-    out_stream.setf(std::ios_base::hex, std::ios_base::basefield);
     const char cFill = out_stream.fill('0');
     out_stream.width(in_value.getWidth());
-    out_stream << in_value.getValue();
+    out_stream << textOf(in_value, out_stream.flags());
     out_stream.fill(cFill);
-    out_stream.setf(base, std::ios_base::basefield);
     return out_stream;
 }
 

@@ -7,6 +7,7 @@
 #include <algorithm>
 #include <cstring>
 #include <limits>
+#include <locale>
 #include <sstream>
 
 VELMORA_LIBRARY_FILE_SCOPE_LOGGER(LevinsteinDistance)
@@ -119,6 +120,7 @@ void LevinsteinDistanceComputer::dumpTrellis(std::size_t in_uiStrLen, std::size_
     if (!getLogger().isEnabledFor(DEBUG_LOG_LEVEL))
         return;
     std::ostringstream trellis;
+    trellis.imbue(std::locale::classic());
     for (std::size_t j = 0; j <= in_uiRefLen; ++j)
     {
         for (std::size_t i = 0; i <= in_uiStrLen; ++i)

@@ -1,6 +1,7 @@
 #include "velmora/system/ACE_Date_Time_Helpers.h"
 
 #include "tests/support/CapturedLog.h"
+#include "tests/support/Locales.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -119,4 +120,12 @@ TEST(ACE_Date_Time_Helpers, WritesTheYearWithTheWidthThatTheStreamHas)
     std::ostringstream stream;
     stream << std::setw(6) << dateOf(2026, 3, 7);
     EXPECT_EQ("  2026   3 7", stream.str());
+}
+
+TEST(ACE_Date_Time_Helpers, WritesTheSameInEachLocale)
+{
+    std::ostringstream stream;
+    stream.imbue(groupingLocale());
+    stream << dateOf(2026, 3, 7);
+    EXPECT_EQ("2026   3 7", stream.str());
 }

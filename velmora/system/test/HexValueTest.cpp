@@ -1,11 +1,14 @@
 #include "velmora/system/HexValue.h"
 
+#include "tests/support/Locales.h"
+
 #include <gtest/gtest.h>
 
 #include <iomanip>
 #include <sstream>
 
 using namespace Velmora;
+using namespace Velmora::Test;
 
 namespace
 {
@@ -48,4 +51,23 @@ TEST(HexValue, KnowsItsValueAndWidth)
     const HexValue value(255, 4);
     EXPECT_EQ(255U, value.getValue());
     EXPECT_EQ(4, value.getWidth());
+}
+
+TEST(HexValue, ShowsTheBaseWhereTheStreamDoes)
+{
+    EXPECT_EQ("00xa", written(std::showbase, HexValue(10, 4)));
+    EXPECT_EQ("00XA", written(std::showbase, std::uppercase, HexValue(10, 4)));
+    EXPECT_EQ("0x0a", written(std::showbase, std::internal, HexValue(10, 4)));
+    EXPECT_EQ("0000", written(std::showbase, HexValue(0, 4)));
+}
+
+TEST(HexValue, IsWrittenTheSameInEachLocale)
+{
+    std::ostringstream stream;
+    stream.imbue(groupingLocale());
+    stream << HexValue(0x12345678, 10);
+    EXPECT_EQ("0012345678", stream.str());
+
+    const GlobalLocale locale;
+    EXPECT_EQ("12345678", written(HexValue(0x12345678, 0)));
 }

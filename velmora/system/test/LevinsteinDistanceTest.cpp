@@ -2,6 +2,7 @@
 
 #include "tests/support/CapturedAssertions.h"
 #include "tests/support/CapturedLog.h"
+#include "tests/support/Locales.h"
 #include "velmora/memory/test/MallocWatch.h"
 
 #include <gmock/gmock.h>
@@ -259,6 +260,18 @@ TEST(LevinsteinDistanceComputer, DumpsItsTrellisALineForEachColumn)
                                  s_szLogger, "LevinsteinDistanceComputer::operator() : trellis\n"
                                              "(0, ) (1,i) (2,i) \n"
                                              "(1,d) (0,-) (1,i) \n")));
+}
+
+TEST(LevinsteinDistanceComputer, DumpsTheSameInEachLocale)
+{
+    const CapturedLog log;
+    const GlobalLocale locale;
+    LevinsteinDistanceComputer computer;
+    Peer::setDumpTrellis(computer, true);
+    std::string strOperations;
+    EXPECT_EQ(1200U,
+              computer(std::string(1200, 'a').c_str(), "", strOperations, s_uiNoLimit).get());
+    EXPECT_THAT(log.lines().back().strText, testing::HasSubstr("(1199,i) (1200,i) \n"));
 }
 
 TEST(LevinsteinDistanceComputer, DumpsNothingAboveDebug)
