@@ -80,7 +80,8 @@ std::ostringstream makeStream()
 /// Makes a stream as a new one again, whatever a layout has done to it.
 void putBack(std::ostringstream& out_stream)
 {
-    if (out_stream.view().size() > s_uiMostKept)
+    if (out_stream.view().size() > s_uiMostKept || out_stream.getloc() != std::locale::classic() ||
+        out_stream.exceptions() != std::ios_base::goodbit)
         out_stream = makeStream();
     out_stream.str({});
     out_stream.clear();

@@ -2,6 +2,7 @@
 
 #include "tests/support/CapturedAssertions.h"
 #include "tests/support/CapturedLog.h"
+#include "tests/support/Locales.h"
 #include "tests/support/UdpServer.h"
 #include "velmora/logging/LogMacros.h"
 #include "velmora/logging/SyslogHosts.h"
@@ -646,6 +647,25 @@ TEST_F(RemoteSyslog, WhatALayoutDoesToTheStreamIsForItsLineOnly)
     {
         appender.doAppend(eventOf(INFO_LOG_LEVEL, "line "));
         EXPECT_EQ(m_server.receive(), "<13>line 255 1.5.  7");
+    }
+}
+
+TEST_F(RemoteSyslog, TheLocaleAndTheExceptionsOfALayoutAreForItsLineOnly)
+{
+    const GlobalLocale locale;
+    RemoteSyslogAppender appender(properties());
+    appender.setLayout(std::make_unique<FunctionLayout>(
+        [](std::ostream& out_stream, const std::string& in_strText)
+        {
+            out_stream << in_strText << 5060 << ' ' << (out_stream.exceptions() != 0);
+            out_stream.imbue(groupingLocale());
+            out_stream.exceptions(std::ios_base::failbit);
+        }));
+
+    for (int iLine = 0; iLine < 2; ++iLine)
+    {
+        appender.doAppend(eventOf(INFO_LOG_LEVEL, "line "));
+        EXPECT_EQ(m_server.receive(), "<13>line 5060 0");
     }
 }
 
