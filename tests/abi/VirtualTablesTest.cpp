@@ -291,7 +291,7 @@ TEST(VirtualTables, OfParameterInfoDBKeepTheTwoFormsOfRetrieveTogether)
                   "ParamDefs::validateParamName(char const*, std::string&) const",
                   "ParamDefs::validateParamValue(char const*, ParameterValue&) const",
                   "ParamDefs::retrieveType(char const*) const"};
-    const ParamDefs& table = *new ParamDefs;
+    const ParamDefs table;
     expectTable<ParameterInfoDB>(table, operations);
     expectTable(table, operations);
 }
@@ -363,7 +363,7 @@ TEST(VirtualTables, OfLoggersBeginWithThatOfTheLoggerBefore)
 
 TEST(VirtualTables, OfACEBackendIsThatOfACECleanup)
 {
-    expectTable<ACE_Cleanup>(*new ACEBackend, onExitList("ACEBackend"));
+    expectTable<ACE_Cleanup>(*getACEBackend(), onExitList("ACEBackend"));
 }
 
 TEST(VirtualTables, OfLog4cplusBackendIsThatOfTheBackendOfACE)
