@@ -4,7 +4,9 @@
 
 #include <cstring>
 #include <limits>
+#include <new>
 #include <string>
+#include <utility>
 
 namespace Velmora
 {
@@ -19,6 +21,7 @@ struct Header
 };
 static_assert(sizeof(Header) == 16);
 
+constexpr std::size_t s_uiLargestSize = std::numeric_limits<std::size_t>::max() - sizeof(Header);
 constexpr std::size_t s_uiReleasedId = std::numeric_limits<std::size_t>::max();
 constexpr std::size_t s_uiReleasedMagic = ~AccountMemAllocator::getMagicToken();
 
@@ -75,34 +78,49 @@ void* AccountMemAllocator::allocate(std::size_t in_uiSize, const char* in_szAcco
     if (in_szAccountName == nullptr)
         in_szAccountName = "DEFAULT";
 
-    const ForkGate::Pass pass;
-    Account& account = findOrMakeAccount({in_szAccountName, String::hashOf(in_szAccountName)});
-    charge(account, in_uiSize);
+    if (in_uiSize > s_uiLargestSize)
+        return nullptr;
 
+    const ForkGate::Pass pass;
+    Account* const pAccount =
+        findOrMakeAccount({in_szAccountName, String::hashOf(in_szAccountName)});
+    if (pAccount == nullptr)
+        return nullptr;
     auto* const pHeader =
         static_cast<Header*>(MemAllocator::allocate(in_uiSize + sizeof(Header), in_szAccountName));
     if (pHeader == nullptr)
-    {
-        credit(account, in_uiSize);
         return nullptr;
-    }
-    *pHeader = {account.second.info.uiAccountId, getMagicToken()};
+    // Not before, or the maximum would keep what there was no memory for.
+    charge(*pAccount, in_uiSize);
+    *pHeader = {pAccount->second.info.uiAccountId, getMagicToken()};
     return pHeader + 1;
 }
 
-AccountMemAllocator::Account& AccountMemAllocator::findOrMakeAccount(const NameRef& in_name)
+AccountMemAllocator::Account* AccountMemAllocator::findOrMakeAccount(const NameRef& in_name)
+try
 {
     const ForkSafeGuard<ACE_Thread_Mutex> guard(m_mutex);
     if (const auto found = m_idsByName.find(in_name); found != m_idsByName.end())
-        return *m_memAccountVector[found->second];
+        return m_memAccountVector[found->second].get();
 
     const std::size_t uiId = m_memAccountVector.size();
-    m_memAccountVector.push_back(std::make_unique<Account>(
-        std::piecewise_construct, std::forward_as_tuple(in_name.szText), std::forward_as_tuple()));
-    Account& account = *m_memAccountVector.back();
-    account.second.info.uiAccountId = uiId;
-    m_idsByName.emplace(&account.first, uiId);
-    return account;
+    auto pNewAccount = std::make_unique<Account>(
+        std::piecewise_construct, std::forward_as_tuple(in_name.szText), std::forward_as_tuple());
+    pNewAccount->second.info.uiAccountId = uiId;
+    const auto entry = m_idsByName.emplace(&pNewAccount->first, uiId).first;
+    try
+    {
+        return m_memAccountVector.emplace_back(std::move(pNewAccount)).get();
+    }
+    catch (...)
+    {
+        m_idsByName.erase(entry);
+        throw;
+    }
+}
+catch (const std::bad_alloc&)
+{
+    return nullptr;
 }
 
 void AccountMemAllocator::deallocate(void* in_pMemory, std::size_t in_uiSize,

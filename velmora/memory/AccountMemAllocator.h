@@ -53,6 +53,8 @@ class VELMORA_API AccountMemAllocator : public MemAllocator<ACE_Thread_Mutex, 32
 
     /// Memory of `in_uiSize` bytes, charged to the account; null for a size of 0. A null name is an
     /// error and charges "DEFAULT".
+    /// Failure: null when there is no memory, as for a size that leaves no room for the header;
+    /// nothing is charged.
     [[nodiscard]] void* allocate(std::size_t in_uiSize, const char* in_szAccountName);
 
     /// Takes memory back and credits the account that it came from. A name that is not null must be
@@ -99,7 +101,8 @@ class VELMORA_API AccountMemAllocator : public MemAllocator<ACE_Thread_Mutex, 32
         bool operator()(const NameRef& in_first, const String* in_pSecond) const;
     };
 
-    Account& findOrMakeAccount(const NameRef& in_name);
+    /// Null when there is no memory.
+    Account* findOrMakeAccount(const NameRef& in_name);
     static void charge(Account& out_account, std::size_t in_uiSize);
     static void credit(Account& out_account, std::size_t in_uiSize);
     static MemAccountInfo copyInfo(const Account& in_account);

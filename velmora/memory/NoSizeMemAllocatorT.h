@@ -4,6 +4,7 @@
 
 #include <cstddef>
 #include <cstring>
+#include <limits>
 
 namespace Velmora
 {
@@ -24,8 +25,11 @@ class NoSizeMemAllocatorT
 
     /// Memory of `in_uiSize` bytes, which may be 0.
     /// Ownership: the caller's, who gives it back with `deallocate`.
+    /// Failure: null when there is no memory, as for a size that leaves no room for the header.
     [[nodiscard]] static void* allocate(std::size_t in_uiSize, const char* in_szAccountName)
     {
+        if (in_uiSize > s_uiLargestSize) [[unlikely]]
+            return nullptr;
         const std::size_t uiAugmentedSize = in_uiSize + sizeof(Header);
         auto* const pHeader =
             static_cast<Header*>(Allocator::allocate(uiAugmentedSize, in_szAccountName));
@@ -36,7 +40,7 @@ class NoSizeMemAllocatorT
     }
 
     /// Zero-filled memory for `in_uiCount` elements of `in_uiSize` bytes. The product is not
-    /// checked.
+    /// checked: of one that wraps, the block has what is left, and is whole and filled up to that.
     [[nodiscard]] static void* callocate(std::size_t in_uiCount, std::size_t in_uiSize,
                                          const char* in_szAccountName)
     {
@@ -47,7 +51,8 @@ class NoSizeMemAllocatorT
     /// Memory of at least `in_uiSize` bytes that begins with what `in_pMemory` holds. A block never
     /// shrinks: where it is large enough it is given back as it is. A null block is a plain
     /// allocation; a size of 0 releases the block and gives null.
-    /// Failure: null for memory whose header is broken.
+    /// Failure: null for memory whose header is broken, and when there is no memory; the block is
+    /// then as it was.
     [[nodiscard]] static void* reallocate(void* in_pMemory, std::size_t in_uiSize,
                                           const char* in_szAccountName)
     {
@@ -107,6 +112,9 @@ class NoSizeMemAllocatorT
         std::size_t uiAugmentedSize;
     };
     static_assert(sizeof(Header) == 16);
+
+    static constexpr std::size_t s_uiLargestSize =
+        std::numeric_limits<std::size_t>::max() - sizeof(Header);
 
     /// The header of a live block; null, after an assertion, for anything else.
     static Header* checkedHeaderOf(void* in_pMemory)

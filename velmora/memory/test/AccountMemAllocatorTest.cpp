@@ -175,6 +175,49 @@ TEST_F(AccountMemAllocatorTest, GivesNullForASizeOfZeroAndMakesNoAccount)
     EXPECT_THAT(m_log.lines(), IsEmpty());
 }
 
+TEST_F(AccountMemAllocatorTest, GivesNullForASizeThatLeavesNoRoomForTheHeaderAndChargesNobody)
+{
+    for (const std::size_t uiMissing : {0, 1, 14, 15})
+        EXPECT_EQ(nullptr, allocate(SIZE_MAX - uiMissing, "test")) << uiMissing;
+    MemAccountInfoHash hash;
+    m_allocator->getMemAccountInfo(hash);
+    EXPECT_THAT(hash, IsEmpty());
+    EXPECT_EQ(0U, m_allocator->getStats(0).uiNumChunkAlloc);
+    EXPECT_EQ(0U, m_allocator->getStats(1).uiNumChunkAlloc);
+}
+
+#if !VELMORA_ADDRESS_SANITIZER && !VELMORA_THREAD_SANITIZER
+
+TEST_F(AccountMemAllocatorTest, ChargesNothingWhenThereIsNoMemory)
+{
+    deallocate(allocate(10, "test"), 10, "test");
+    {
+        const MallocFailure failure;
+        EXPECT_EQ(nullptr, allocate(1000, "test"));
+    }
+    EXPECT_EQ(info(0, 0, 10), accountOf("test"));
+}
+
+TEST_F(AccountMemAllocatorTest, GivesNullWhereverTheMemoryForANewAccountEnds)
+{
+    std::size_t uiNumServed = 0;
+    for (void* pMemory = nullptr; pMemory == nullptr; ++uiNumServed)
+    {
+        {
+            const MallocFailure failure(uiNumServed);
+            pMemory = allocate(1000, "test");
+        }
+        deallocate(pMemory, 1000, "test");
+    }
+    EXPECT_GT(uiNumServed, 3U) << "requests that failed";
+    EXPECT_EQ(info(0, 0, 1000), accountOf("test"));
+    MemAccountInfoHash hash;
+    m_allocator->getMemAccountInfo(hash);
+    EXPECT_THAT(hash, SizeIs(1));
+}
+
+#endif
+
 TEST_F(AccountMemAllocatorTest, PutsTheAccountIdAndTheMagicInFrontOfTheMemory)
 {
     void* const pFirst = allocate(100, "first");

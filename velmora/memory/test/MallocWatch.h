@@ -1,7 +1,7 @@
 #pragma once
 
-// Watches the calls of `malloc` and `free` of the whole process. Replaces both, so at most one
-// source file of a program includes it.
+// Watches the calls of `malloc` and `free` of the whole process, and makes `malloc` fail. Replaces
+// both, so at most one source file of a program includes it.
 
 #include "velmora/Sanitizers.h"
 
@@ -118,6 +118,46 @@ class MallocWatch
     static const bool s_bInstalled;
 };
 
+/// While it lives, `malloc` has no memory for the calling thread any more, once it has served some
+/// requests. At most one lives at a time. Sanitizers leave no room for it: there is no such class.
+///
+/// Thread-safety: belongs to its thread; other threads get their memory.
+#if !VELMORA_ADDRESS_SANITIZER && !VELMORA_THREAD_SANITIZER
+class MallocFailure
+{
+  public:
+    explicit MallocFailure(std::size_t in_uiNumServed = 0)
+    {
+        s_uiNumServed = in_uiNumServed;
+        s_bFailing = true;
+        tellCompiler();
+    }
+    ~MallocFailure()
+    {
+        s_bFailing = false;
+        tellCompiler();
+    }
+    MallocFailure(const MallocFailure&) = delete;
+    MallocFailure& operator=(const MallocFailure&) = delete;
+
+    static bool isNext()
+    {
+        if (!s_bFailing)
+            return false;
+        if (s_uiNumServed == 0)
+            return true;
+        --s_uiNumServed;
+        return false;
+    }
+
+  private:
+    static void tellCompiler() { std::atomic_signal_fence(std::memory_order_seq_cst); }
+
+    static constinit inline thread_local bool s_bFailing = false;
+    static constinit inline thread_local std::size_t s_uiNumServed = 0;
+};
+#endif
+
 #if VELMORA_ADDRESS_SANITIZER || VELMORA_THREAD_SANITIZER
 
 inline const bool MallocWatch::s_bInstalled =
@@ -142,7 +182,7 @@ extern "C"
     [[gnu::visibility("default")]] void* malloc(std::size_t in_uiSize) noexcept
     {
         Velmora::Test::MallocWatch::recordMalloc(in_uiSize);
-        return __libc_malloc(in_uiSize);
+        return Velmora::Test::MallocFailure::isNext() ? nullptr : __libc_malloc(in_uiSize);
     }
 
     [[gnu::visibility("default")]] void free(void* in_pMemory) noexcept

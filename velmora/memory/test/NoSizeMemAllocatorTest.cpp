@@ -287,6 +287,46 @@ TEST(NoSizeMemAllocator, GivesNullWhenTheAllocatorBelowHasNoMemory)
     Recorded::deallocate(pMemory, s_szAccount);
 }
 
+TEST(NoSizeMemAllocator, GivesNullForASizeThatLeavesNoRoomForTheHeader)
+{
+    for (const std::size_t uiMissing : {0, 1, 14, 15})
+    {
+        RecordingAllocator::s_uiSize = 0;
+        EXPECT_EQ(nullptr, Recorded::allocate(SIZE_MAX - uiMissing, s_szAccount)) << uiMissing;
+        EXPECT_EQ(0U, RecordingAllocator::s_uiSize) << "asked below, " << uiMissing;
+    }
+}
+
+TEST(NoSizeMemAllocator, AsksForTheLargestSizeThatLeavesRoomForTheHeader)
+{
+    RecordingAllocator::s_bOutOfMemory = true;
+    EXPECT_EQ(nullptr, Recorded::allocate(SIZE_MAX - 16, s_szAccount));
+    RecordingAllocator::s_bOutOfMemory = false;
+    EXPECT_EQ(SIZE_MAX, RecordingAllocator::s_uiSize);
+}
+
+TEST(NoSizeMemAllocator, ReallocateToASizeWithoutRoomForTheHeaderLeavesTheBlockAsItWas)
+{
+    void* const pMemory = Recorded::allocate(5, s_szAccount);
+    std::memcpy(pMemory, "text", 5);
+    for (const std::size_t uiMissing : {0, 1, 14, 15})
+        EXPECT_EQ(nullptr, Recorded::reallocate(pMemory, SIZE_MAX - uiMissing, s_szAccount));
+    EXPECT_STREQ("text", static_cast<char*>(pMemory));
+    EXPECT_EQ(0xA5C7U, magicOf(pMemory));
+    EXPECT_EQ(21U, augmentedSizeOf(pMemory));
+    Recorded::deallocate(pMemory, s_szAccount);
+}
+
+TEST(NoSizeMemAllocator, CallocateOfAProductThatWrapsFillsWhatIsLeftAndNoMore)
+{
+    RecordingAllocator::s_uiSize = 0;
+    auto* const pMemory = static_cast<char*>(
+        Recorded::callocate(SIZE_MAX / 4 + 1, 4 + 8, s_szAccount)); // 2^62 * 12 leaves 0
+    EXPECT_EQ(16U, RecordingAllocator::s_uiSize);
+    Recorded::deallocate(pMemory, s_szAccount);
+    EXPECT_EQ(nullptr, Recorded::callocate(SIZE_MAX, 3, s_szAccount)) << "2^64 - 3 bytes are left";
+}
+
 TEST_F(NoSizeMemAllocatorCheck, ReleasingABlockWithABrokenMagicLeavesItAlone)
 {
     const std::uint64_t uiBefore = statsFor(116).uiNumChunkDealloc;
