@@ -17,7 +17,7 @@ namespace Velmora
 class VELMORA_API DefaultStaticMemAllocator
 {
   public:
-    /// Memory of `in_uiSize` bytes, aligned to 8; null for a size of 0.
+    /// Memory of `in_uiSize` bytes, aligned to 8; null for a size of 0 and when there is no memory.
     /// Ownership: the caller's, who passes the same size and account to `deallocate`.
     [[nodiscard]] static void* allocate(std::size_t in_uiSize, const char* in_szAccountName)
     {

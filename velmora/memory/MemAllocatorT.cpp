@@ -4,6 +4,7 @@
 #include "velmora/logging/LogMacros.h"
 
 #include <algorithm>
+#include <new>
 #include <ostream>
 #include <string>
 
@@ -66,23 +67,34 @@ void ChunkAllocatorNoT::reportLeaks() const
         VELMORA_LOG_ERROR("Deallocated too much in " << m_uiChunkSize << " bytes ChunkAllocator");
 }
 
-void ChunkAllocatorNoT::allocateBlock()
+bool ChunkAllocatorNoT::allocateBlock()
 {
     char* const pBlock = static_cast<char*>(std::malloc(m_uiBlockSize));
-    m_blocks.push_back(pBlock);
+    if (pBlock == nullptr)
+        return false;
+    try
+    {
+        m_blocks.push_back(pBlock);
+    }
+    catch (const std::bad_alloc&)
+    {
+        std::free(pBlock);
+        return false;
+    }
     ++m_stats.uiNumMalloc;
 
     m_pFreeList = new (pBlock) FreeChunk{nullptr};
     for (char* pBytes = pBlock + m_uiChunkSize; pBytes < pBlock + m_uiBlockSize;
          pBytes += m_uiChunkSize)
         m_pFreeList = new (pBytes) FreeChunk{m_pFreeList};
+    return true;
 }
 
 void* ChunkAllocatorNoT::popChunk()
 {
     spreadMagazines();
-    if (m_pFreeList == nullptr)
-        allocateBlock();
+    if (m_pFreeList == nullptr && !allocateBlock())
+        return nullptr;
     FreeChunk* const pChunk = m_pFreeList;
     m_pFreeList = pChunk->pNext;
     ++m_stats.uiNumChunkAlloc;
@@ -106,8 +118,8 @@ void ChunkAllocatorNoT::popInto(Magazine& out_magazine)
         return;
     }
 
-    if (m_pFreeList == nullptr)
-        allocateBlock();
+    if (m_pFreeList == nullptr && !allocateBlock())
+        return;
     FreeChunk* const pFirst = m_pFreeList;
     FreeChunk* pLast = pFirst;
     std::uint64_t uiNumChunks = 1;
@@ -123,7 +135,15 @@ void ChunkAllocatorNoT::popInto(Magazine& out_magazine)
 
 void ChunkAllocatorNoT::pushFull(const Magazine::Batch& in_batch)
 {
-    m_fullMagazines.push_back(in_batch);
+    try
+    {
+        m_fullMagazines.push_back(in_batch);
+    }
+    catch (const std::bad_alloc&)
+    {
+        // Memory is to go back when there is none, too; the free list needs none for it.
+        pushBatch(in_batch);
+    }
 }
 
 void ChunkAllocatorNoT::pushBatch(const Magazine::Batch& in_batch)

@@ -23,7 +23,7 @@ namespace Velmora
 ///
 /// Thread-safety: none; the derived class brings the lock.
 /// Ownership: owns its blocks. They go back to `malloc` when it dies, whatever is still in use.
-/// Failure: a failed `malloc` of a block is not handled.
+/// Failure: an operation that finds no memory has changed nothing.
 class VELMORA_API ChunkAllocatorNoT : public ObjectWithLogger<Logger>
 {
   public:
@@ -58,12 +58,15 @@ class VELMORA_API ChunkAllocatorNoT : public ObjectWithLogger<Logger>
 
   protected:
     /// Gets one more block and makes its chunks the free list; the highest address comes first.
-    void allocateBlock();
+    /// Failure: false when there is no memory.
+    [[nodiscard]] bool allocateBlock();
 
+    /// Null when there is no memory.
     void* popChunk();
     void pushChunk(void* in_pMemory);
 
-    /// Loads an empty magazine with the topmost free chunks, at least one.
+    /// Loads an empty magazine with the topmost free chunks. It stays empty when there is no
+    /// memory.
     void popInto(Magazine& out_magazine);
 
     /// Puts the chunks of a full magazine on top of the free chunks.
@@ -106,6 +109,7 @@ class ChunkAllocator : public ChunkAllocatorNoT
     {
     }
 
+    /// A chunk; null when there is no memory.
     [[nodiscard]] void* allocate()
     {
         const ForkSafeGuard<Mutex> guard(m_mutex);
@@ -125,7 +129,8 @@ class ChunkAllocator : public ChunkAllocatorNoT
         return stats();
     }
 
-    /// Loads an empty magazine with the topmost free chunks.
+    /// Loads an empty magazine with the topmost free chunks. It stays empty when there is no
+    /// memory.
     void fill(Magazine& out_magazine)
     {
         const ForkSafeGuard<Mutex> guard(m_mutex);
@@ -194,7 +199,8 @@ class VELMORA_API MemAllocatorNoT : public ObjectWithLogger<Logger>
 /// Thread-safety: all operations may be called on any thread, if `Mutex` locks; memory may be
 /// released on another thread than the one that asked for it. Construction and destruction happen
 /// while nobody else uses the object.
-/// Failure: a wrong size in `deallocate` puts the chunk into the wrong class without complaint.
+/// Failure: `allocate` gives null when there is no memory. A wrong size in `deallocate` puts the
+/// chunk into the wrong class without complaint.
 template <class Mutex, unsigned long NumClasses>
 class MemAllocator : public MemAllocatorNoT
 {
@@ -315,7 +321,7 @@ MemAllocator<Mutex, NumClasses>::allocateFromEmptyMagazine(std::size_t in_uiClas
         return (*chunkAllocIter)->allocate();
     if (pMagazine->isEmpty() && !pMagazine->loadSpare())
         (*chunkAllocIter)->fill(*pMagazine);
-    return pMagazine->take();
+    return !pMagazine->isEmpty() ? pMagazine->take() : nullptr;
 }
 
 template <class Mutex, unsigned long NumClasses>

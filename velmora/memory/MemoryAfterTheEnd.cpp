@@ -2,6 +2,7 @@
 
 #include <cstdlib>
 #include <mutex>
+#include <new>
 #include <unordered_set>
 
 namespace Velmora
@@ -32,7 +33,15 @@ void* MemoryAfterTheEnd::allocate(std::size_t in_uiSize)
         return nullptr;
     Given& given = Given::getInstance();
     const std::lock_guard<std::mutex> guard(given.mutex);
-    given.memory.insert(pMemory);
+    try
+    {
+        given.memory.insert(pMemory);
+    }
+    catch (const std::bad_alloc&)
+    {
+        std::free(pMemory);
+        return nullptr;
+    }
     return pMemory;
 }
 

@@ -2,6 +2,8 @@
 
 #include "velmora/memory/MemAllocatorT.h"
 
+#include <new>
+
 namespace Velmora
 {
 
@@ -104,7 +106,15 @@ ThreadCache* ThreadCaches::make(MemAllocatorNoT& in_owner, std::size_t in_uiNumC
     static thread_local TableOfThread s_table;
     s_table.makeSureItIs();
 
-    auto* const pCache = new ThreadCache(in_owner, in_uiNumClasses);
+    ThreadCache* pCache = nullptr;
+    try
+    {
+        pCache = new ThreadCache(in_owner, in_uiNumClasses);
+    }
+    catch (const std::bad_alloc&)
+    {
+        return nullptr;
+    }
     Shared& shared = Shared::getInstance();
     const SharedGuard guard(shared.mutex);
     if (shared.pDefault == &in_owner)

@@ -205,8 +205,8 @@ class VELMORA_API ThreadCaches
         return s_pTable->entries[in_uiSlot].load(std::memory_order_relaxed);
     }
 
-    /// Makes the calling thread's cache. Null where there is to be none: for an allocator without a
-    /// slot, and when the thread is ending.
+    /// Makes the calling thread's cache. Null where there is to be none, for an allocator without a
+    /// slot and when the thread is ending, and when there is no memory for it.
     static ThreadCache* make(MemAllocatorNoT& in_owner, std::size_t in_uiNumClasses);
 
     /// Gives an allocator a slot, if there is one.

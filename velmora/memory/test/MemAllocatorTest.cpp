@@ -21,6 +21,7 @@
 #include <set>
 #include <sstream>
 #include <string>
+#include <thread>
 #include <type_traits>
 #include <vector>
 
@@ -438,6 +439,75 @@ TEST(MemAllocator, GivesNullWhenMallocHasNoMemory)
     EXPECT_EQ(nullptr, allocator.allocate(SIZE_MAX / 2, s_szAccount));
 #endif
 }
+
+#ifndef VELMORA_TEST_HAS_SANITIZER
+
+TEST(ChunkAllocator, GivesNullWhenThereIsNoMemoryForABlock)
+{
+    Chunks allocator(logger(), 1, true);
+    for (const std::size_t uiNumServed : {0, 1})
+    {
+        void* pMemory = &allocator;
+        {
+            // The second request is for the list of blocks.
+            const MallocFailure failure(uiNumServed);
+            while (pMemory != nullptr)
+                pMemory = allocator.allocate();
+        }
+        EXPECT_EQ(allocator.getStats().uiNumMalloc * 128, allocator.getStats().uiNumChunkAlloc);
+    }
+}
+
+TEST(MemAllocator, GivesNullWhenThereIsNoMemoryForAChunk)
+{
+    Allocator allocator(logger(), false);
+    const std::vector<void*> block = allocateMany(allocator, 256, 4);
+    {
+        const MallocFailure failure;
+        EXPECT_EQ(nullptr, allocator.allocate(256, s_szAccount));
+    }
+    void* const pMemory = allocator.allocate(256, s_szAccount);
+    EXPECT_NE(nullptr, pMemory);
+    EXPECT_EQ(5U, allocator.getStats(31).uiNumChunkAlloc);
+    allocator.deallocate(pMemory, 256, s_szAccount);
+    deallocateAll(allocator, 256, block);
+}
+
+TEST(MemAllocator, WorksWithoutACacheWhenThereIsNoMemoryForOne)
+{
+    Allocator allocator(logger(), false);
+    std::thread([&allocator]
+                { allocator.deallocate(allocator.allocate(8, s_szAccount), 8, s_szAccount); })
+        .join();
+    std::thread(
+        [&allocator]
+        {
+            const MallocFailure failure;
+            void* const pMemory = allocator.allocate(8, s_szAccount);
+            EXPECT_NE(nullptr, pMemory);
+            allocator.deallocate(pMemory, 8, s_szAccount);
+        })
+        .join();
+    EXPECT_EQ(2U, allocator.getStats(0).uiNumChunkDealloc);
+}
+
+TEST(MemAllocator, TakesAllChunksBackWhileThereIsNoMemory)
+{
+    constexpr std::size_t uiCount = 10 * Magazine::s_uiCapacity;
+    Allocator allocator(logger(), false);
+    const std::vector<void*> chunks = allocateMany(allocator, 8, uiCount);
+    {
+        const MallocFailure failure;
+        deallocateAll(allocator, 8, chunks);
+    }
+    std::vector<void*> again = allocateMany(allocator, 8, uiCount);
+    EXPECT_EQ(chunks.back(), again.front());
+    EXPECT_EQ(chunks.front(), again.back());
+    EXPECT_EQ(uiCount / 128, allocator.getStats(0).uiNumMalloc);
+    deallocateAll(allocator, 8, again);
+}
+
+#endif
 
 TEST(MemAllocator, MemoryIsAlignedToEightAndCanBeFilled)
 {
