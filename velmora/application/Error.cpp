@@ -2,6 +2,7 @@
 
 #include "velmora/memory/DefaultStaticMemAllocator.h"
 
+#include <new>
 #include <ostream>
 
 namespace Velmora
@@ -29,7 +30,11 @@ Cloneable* ErrorStringImpl::clone() const { return new ErrorStringImpl(*this); }
 
 void* ErrorStringImpl::operator new(std::size_t in_uiSize)
 {
-    return DefaultStaticMemAllocator::allocate(in_uiSize, s_szErrorStringAccountName);
+    void* const pMemory =
+        DefaultStaticMemAllocator::allocate(in_uiSize, s_szErrorStringAccountName);
+    if (pMemory == nullptr) [[unlikely]]
+        throw std::bad_alloc();
+    return pMemory;
 }
 
 void ErrorStringImpl::operator delete(void* in_pMemory, std::size_t in_uiSize) noexcept

@@ -27,6 +27,7 @@ class VELMORA_API Error : public virtual OutputStreamable, public virtual Clonea
 ///
 /// Ownership: what `clone` gives comes from `DefaultStaticMemAllocator` under the account
 /// "ErrorStringImpl" and goes back there when it is deleted.
+/// Failure: `std::bad_alloc` when there is no memory; an error that is assigned to is as it was.
 class VELMORA_API ErrorStringImpl : public virtual Error
 {
   public:

@@ -18,6 +18,7 @@
 #include <ios>
 #include <istream>
 #include <locale>
+#include <new>
 #include <ostream>
 #include <sstream>
 #include <string_view>
@@ -241,10 +242,9 @@ ParameterValue::ParameterValue(ParameterValue&& in_value) noexcept
 
 ParameterValue& ParameterValue::operator=(const ParameterValue& in_value)
 {
-    if (this == &in_value)
-        return *this;
-    releaseString();
-    copy(in_value);
+    // The copy first: without memory for it the value stays as it is.
+    if (this != &in_value)
+        *this = ParameterValue(in_value);
     return *this;
 }
 
@@ -260,11 +260,11 @@ ParameterValue& ParameterValue::operator=(ParameterValue&& in_value) noexcept
 
 ParameterValue& ParameterValue::operator=(const char* in_szString)
 {
-    // The text may be part of the former string.
-    const ParameterValue former(std::move(*this));
-    initUnionFromString(in_szString, nullptr);
-    m_type = STRING_TYPE;
-    return *this;
+    // The text may be part of the former string, which is released last.
+    ParameterValue value;
+    value.initUnionFromString(in_szString, nullptr);
+    value.m_type = STRING_TYPE;
+    return *this = std::move(value);
 }
 
 ParameterValue& ParameterValue::operator=(int in_iValue)
@@ -357,21 +357,18 @@ void ParameterValue::initFromText(const char* in_szText, Type in_target, bool in
     if (in_szText == nullptr)
         return;
 
-    // The text may be part of the former string.
-    const ParameterValue former(std::move(*this));
-
+    // The text may be part of the former string, which is released last.
+    ParameterValue value;
     const ScannedText scanned = scan(in_szText, in_bTrim);
-    if (!scanned.bHasInnerBlank)
+    const bool bDecided = !scanned.bHasInnerBlank &&
+                          ((scanned.bHasDigit && initFromNumber(value, scanned.text, in_target)) ||
+                           initFromBool(value, scanned.text, in_target));
+    if (!bDecided && in_target <= STRING_TYPE)
     {
-        if (scanned.bHasDigit && initFromNumber(*this, scanned.text, in_target))
-            return;
-        if (initFromBool(*this, scanned.text, in_target))
-            return;
+        value.initUnionFromString(scanned.text.data(), scanned.text.data() + scanned.text.size());
+        value.m_type = STRING_TYPE;
     }
-    if (in_target > STRING_TYPE)
-        return;
-    initUnionFromString(scanned.text.data(), scanned.text.data() + scanned.text.size());
-    m_type = STRING_TYPE;
+    *this = std::move(value);
 }
 
 bool ParameterValue::isPerlTrue() const
@@ -463,10 +460,13 @@ void ParameterValue::initUnionFromString(const char* in_pBegin, const char* in_p
     if (in_pEnd == nullptr)
         in_pEnd = in_pBegin + std::strlen(in_pBegin);
     const auto uiLength = static_cast<std::uint32_t>(in_pEnd - in_pBegin);
-    m_payload.szString = static_cast<char*>(
+    auto* const szString = static_cast<char*>(
         NoSizeMemAllocator::allocate(std::size_t{uiLength} + 1, s_szParamValueAccountName));
-    std::memcpy(m_payload.szString, in_pBegin, uiLength);
-    m_payload.szString[uiLength] = '\0';
+    if (szString == nullptr) [[unlikely]]
+        throw std::bad_alloc();
+    std::memcpy(szString, in_pBegin, uiLength);
+    szString[uiLength] = '\0';
+    m_payload.szString = szString;
 }
 
 void ParameterValue::deallocateString()

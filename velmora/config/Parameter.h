@@ -24,6 +24,7 @@ inline constexpr const char* s_szParamValueAccountName = "ParameterValue";
 ///
 /// Ownership: a string is copied on the way in and belongs to the value; it comes from
 /// `NoSizeMemAllocator` under the account "ParameterValue". Copies are deep.
+/// Failure: `std::bad_alloc` when there is no memory for a string; the value is as it was.
 /// Thread-safety: none; a value belongs to one thread at a time or to an owner that guards it.
 class VELMORA_API ParameterValue
 {

@@ -5,6 +5,7 @@
 #include "velmora/memory/StaticMemAllocator.h"
 
 #include "tests/support/HelperProcess.h"
+#include "velmora/memory/test/MallocWatch.h"
 
 #include <gtest/gtest.h>
 
@@ -15,6 +16,7 @@
 #include <sstream>
 #include <string>
 #include <type_traits>
+#include <vector>
 
 namespace
 {
@@ -260,6 +262,46 @@ TEST(ErrorStringImpl, DeletedCloneIsCreditedToItsAccount)
 
     EXPECT_EQ(accountBalance(), 0);
 }
+
+TEST(ErrorStringImpl, FailedCopyingOfTheTextLeavesTheErrorThatIsAssignedToAsItWas)
+{
+    const ErrorStringImpl source(s_szLongText);
+    ErrorStringImpl error("line 7: no value");
+    try
+    {
+        const OutOfMemoryScope outOfMemory;
+        error = source;
+        ADD_FAILURE() << "there was memory";
+    }
+    catch (const std::bad_alloc&)
+    {
+    }
+    EXPECT_EQ(textOf(error), "line 7: no value");
+}
+
+#ifndef VELMORA_TEST_HAS_SANITIZER
+
+TEST(ErrorStringImpl, CloneThatFindsNoMemoryForItselfFails)
+{
+    // Needs no memory for its text.
+    const ErrorStringImpl error("no value");
+    std::vector<std::unique_ptr<Cloneable>> clones(100000);
+    bool bFailed = false;
+    try
+    {
+        const Velmora::Test::MallocFailure failure;
+        for (std::unique_ptr<Cloneable>& pClone : clones)
+            pClone.reset(error.clone());
+    }
+    catch (const std::bad_alloc&)
+    {
+        bFailed = true;
+    }
+    EXPECT_TRUE(bFailed);
+    EXPECT_EQ(textOf(error), "no value");
+}
+
+#endif
 
 TEST(ErrorStringImpl, FailedCopyingOfTheTextIsCreditedToItsAccount)
 {

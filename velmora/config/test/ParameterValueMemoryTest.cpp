@@ -1,9 +1,13 @@
 #include "velmora/config/Parameter.h"
 
 #include "tests/support/AccountingProcess.h"
+#include "velmora/memory/test/MallocWatch.h"
 
 #include <gtest/gtest.h>
 
+#include <functional>
+#include <new>
+#include <optional>
 #include <sstream>
 #include <string>
 #include <utility>
@@ -202,3 +206,112 @@ TEST(ParameterValueMemory, AVectorReleasesItsFormerStrings)
             EXPECT_EQ(bytesHeld(), iBefore + 14 + s_iBlockHeader);
         });
 }
+
+#ifndef VELMORA_TEST_HAS_SANITIZER
+
+namespace
+{
+
+using Velmora::Test::MallocFailure;
+
+/// Longer than what comes in chunks, so that `malloc` is asked for each copy.
+const std::string s_strLong(1000, 'x');
+
+ParameterValue longValue()
+{
+    ParameterValue value;
+    value = s_strLong.c_str();
+    return value;
+}
+
+/// Whether a work fails for want of memory.
+bool lacksMemory(const std::function<void()>& in_work)
+{
+    try
+    {
+        const MallocFailure failure;
+        in_work();
+        return false;
+    }
+    catch (const std::bad_alloc&)
+    {
+        return true;
+    }
+}
+
+} // namespace
+
+TEST(ParameterValueMemory, ACopyThatFindsNoMemoryLeavesNothingBehind)
+{
+    inAccountingProcess(
+        []
+        {
+            const ParameterValue source = longValue();
+            const int iBefore = bytesHeld();
+            EXPECT_TRUE(lacksMemory([&source] { const ParameterValue copy(source); }));
+            EXPECT_EQ(bytesHeld(), iBefore);
+        });
+}
+
+TEST(ParameterValueMemory, AnAssignmentThatFindsNoMemoryLeavesTheValueAsItWas)
+{
+    const ParameterValue source = longValue();
+    ParameterValue value;
+    value = "text";
+    EXPECT_TRUE(lacksMemory([&] { value = source; })) << "of a value";
+    EXPECT_STREQ("text", value);
+    EXPECT_TRUE(lacksMemory([&] { value = s_strLong.c_str(); })) << "of a text";
+    EXPECT_STREQ("text", value);
+    value = 7;
+    EXPECT_TRUE(lacksMemory([&] { value = source; })) << "to a number";
+    EXPECT_EQ(7, int(value));
+}
+
+TEST(ParameterValueMemory, AnAssignmentThatFindsNoMemoryReleasesNothing)
+{
+    inAccountingProcess(
+        []
+        {
+            const ParameterValue source = longValue();
+            ParameterValue value = longValue();
+            const int iBefore = bytesHeld();
+            EXPECT_TRUE(lacksMemory([&] { value = source; }));
+            EXPECT_TRUE(lacksMemory([&] { value = s_strLong.c_str(); }));
+            EXPECT_TRUE(lacksMemory([&] { value = static_cast<const char*>(value); }));
+            EXPECT_EQ(bytesHeld(), iBefore);
+            EXPECT_EQ(s_strLong, static_cast<const char*>(value));
+        });
+}
+
+TEST(ParameterValueMemory, ReadingATextThatFindsNoMemoryLeavesTheValueAsItWas)
+{
+    ParameterValue value;
+    value = "text";
+    EXPECT_TRUE(lacksMemory(
+        [&] { value.initFromText(s_strLong.c_str(), ParameterValue::UNDEF_TYPE, true); }));
+    EXPECT_STREQ("text", value);
+}
+
+TEST(ParameterValueMemory, AStringThatFindsNoMemoryLeavesThePayloadAsItWas)
+{
+    ParameterValue value;
+    value = 7L;
+    EXPECT_TRUE(lacksMemory([&] { value.initUnionFromString(s_strLong.c_str(), nullptr); }));
+    EXPECT_EQ(7L, long(value));
+}
+
+TEST(ParameterValueMemory, ASmallStringThatFindsNoMemoryIsAFailureToo)
+{
+    ParameterValue source;
+    source = "text";
+    std::vector<std::optional<ParameterValue>> copies(100000);
+    EXPECT_TRUE(lacksMemory(
+        [&]
+        {
+            for (std::optional<ParameterValue>& copy : copies)
+                copy.emplace(source);
+        }));
+    EXPECT_STREQ("text", *copies.front());
+}
+
+#endif
