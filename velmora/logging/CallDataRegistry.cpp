@@ -40,11 +40,13 @@ CallDataRegistry::CallDataHandle::operator=(const CallDataHandle& in_handle)
 {
     if (this == &in_handle)
         return *this;
+    // First: without memory for the id the handle stays on its call.
+    m_strCallId.reserve(in_handle.m_strCallId.size());
     letGo();
     m_strCallId = in_handle.m_strCallId;
-    m_pCallData = in_handle.m_pCallData;
-    if (m_pCallData != nullptr)
+    if (in_handle.m_pCallData != nullptr)
         CallDataRegistryImpl::getInstance()->incrementRefCount(m_strCallId.c_str());
+    m_pCallData = in_handle.m_pCallData;
     return *this;
 }
 

@@ -51,7 +51,7 @@ class VELMORA_API CallDataRegistry : public virtual Object
 /// Thread-safety: none; an object belongs to one thread at a time. Several on one call may be used
 /// on several threads.
 /// Failure: a handle that outlives the registry must not be used any more; letting go of it does
-/// nothing.
+/// nothing. `std::bad_alloc` when there is no memory for an id; the handle holds what it held.
 class VELMORA_API CallDataRegistry::CallDataHandle
 {
   public:

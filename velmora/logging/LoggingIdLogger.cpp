@@ -59,6 +59,17 @@ class LoggingIdLogger::LoggingIdVector : public StringVector, public InAccount<"
 {
   public:
     using StringVector::StringVector;
+
+    /// Overwrites the strings with those of another list, in the memory that they have. Without
+    /// memory for that it is as it was, but for more strings at its end.
+    void assign(const LoggingIdVector& in_loggingIds)
+    {
+        while (size() < in_loggingIds.size())
+            push_back(std::string());
+        for (std::size_t i = 0; i < in_loggingIds.size(); ++i)
+            (*this)[i].reserve(in_loggingIds[i].size());
+        std::copy(in_loggingIds.begin(), in_loggingIds.end(), begin());
+    }
 };
 
 LoggingIdLogger::LoggingIdLogger(const std::string& in_strName) : CachedLLLogger(in_strName) {}
@@ -77,13 +88,14 @@ LoggingIdLogger& LoggingIdLogger::operator=(const LoggingIdLogger& in_logger)
 {
     if (this == &in_logger)
         return *this;
-    CachedLLLogger::operator=(in_logger);
+    // Whatever fails for want of memory fails here, with the old identifiers whole.
     if (in_logger.m_pLoggingIdVector == nullptr)
         m_pLoggingIdVector.reset();
     else if (m_pLoggingIdVector == nullptr)
         m_pLoggingIdVector = std::make_unique<LoggingIdVector>(*in_logger.m_pLoggingIdVector);
     else
-        *m_pLoggingIdVector = *in_logger.m_pLoggingIdVector;
+        m_pLoggingIdVector->assign(*in_logger.m_pLoggingIdVector);
+    CachedLLLogger::operator=(in_logger);
     m_uiLoggingIdVecSize = in_logger.m_uiLoggingIdVecSize;
     m_iCallIdIndex = in_logger.m_iCallIdIndex;
     return *this;

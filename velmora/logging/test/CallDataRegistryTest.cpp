@@ -8,6 +8,7 @@
 #include "tests/support/CapturedAssertions.h"
 #include "tests/support/CapturedLog.h"
 #include "tests/support/TemporaryDirectory.h"
+#include "velmora/memory/test/MallocWatch.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -15,6 +16,7 @@
 #include <atomic>
 #include <cstdint>
 #include <filesystem>
+#include <new>
 #include <string>
 #include <thread>
 #include <type_traits>
@@ -295,6 +297,34 @@ TEST(CallDataHandle, AssigningOfTheSameCallKeepsItsCount)
 
     EXPECT_EQ(2U, Peer::refCount("abc"));
 }
+
+#ifndef VELMORA_TEST_HAS_SANITIZER
+
+TEST(CallDataHandle, AssigningLeavesItOnItsCallWhenThereIsNoMemoryForTheId)
+{
+    const std::string strLong(1000, 'x');
+    const Handle hNew = call(strLong.c_str());
+    Handle hCall = call("old");
+
+    bool bFailed = false;
+    try
+    {
+        const MallocFailure failure;
+        hCall = hNew;
+    }
+    catch (const std::bad_alloc&)
+    {
+        bFailed = true;
+    }
+
+    EXPECT_TRUE(bFailed);
+    EXPECT_EQ(1U, Peer::refCount("old"));
+    EXPECT_EQ(1U, Peer::refCount(strLong.c_str()));
+    ASSERT_FALSE(hCall.isNull());
+    EXPECT_STREQ("old", hCall->getCallId());
+}
+
+#endif
 
 TEST(CallDataHandle, ReleasingAnEmptyOneDoesNothing)
 {

@@ -8,6 +8,7 @@
 #include "tests/support/AccountingProcess.h"
 #include "tests/support/CapturedAssertions.h"
 #include "tests/support/CapturedLog.h"
+#include "velmora/memory/test/MallocWatch.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -15,6 +16,7 @@
 #include <log4cplus/spi/loggingevent.h>
 
 #include <memory>
+#include <new>
 #include <string>
 #include <thread>
 #include <type_traits>
@@ -916,6 +918,38 @@ TEST(LoggingIdLogger, AssignmentToItselfChangesNothing)
     EXPECT_STREQ(logger.getCallId(), "abc");
     EXPECT_EQ(prefixOf(logger), "leg=1 call-id=abc ");
 }
+
+#ifndef VELMORA_TEST_HAS_SANITIZER
+
+TEST(LoggingIdLogger, AssignmentLeavesItAsItWasWhereverTheMemoryEnds)
+{
+    const std::string strLong(1000, 'x');
+    LoggingIdLogger source = loggerWith({strLong.c_str(), "two", strLong.c_str()});
+    source.logCallId(strLong.c_str());
+    int iNumFailures = 0;
+    for (bool bAssigned = false; !bAssigned;)
+    {
+        LoggingIdLogger target("test.Target");
+        target.logCallId("abc");
+        target.addLoggingId("leg=1");
+        try
+        {
+            const MallocFailure failure(static_cast<std::size_t>(iNumFailures));
+            target = source;
+            bAssigned = true;
+        }
+        catch (const std::bad_alloc&)
+        {
+            ++iNumFailures;
+            EXPECT_EQ(target.getName(), "test.Target");
+            EXPECT_STREQ(target.getCallId(), "abc");
+            EXPECT_EQ(prefixOf(target), "call-id=abc leg=1 ");
+        }
+    }
+    EXPECT_GT(iNumFailures, 2);
+}
+
+#endif
 
 TEST(LoggingIdLogger, ResetForgetsIdentifiersAndCachedLevel)
 {
