@@ -2,10 +2,12 @@
 
 #include "tests/support/AccountingProcess.h"
 #include "tests/support/Fragile.h"
+#include "velmora/memory/test/MallocWatch.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <new>
 #include <string>
 #include <string_view>
 #include <type_traits>
@@ -303,3 +305,33 @@ TEST(LMHashMap, AFailedFirstInsertionMakesNoTable)
             EXPECT_EQ(failAtEveryStep([] {}, [&] { map.insert(1, element); }, expectEmpty), 1);
         });
 }
+
+#ifndef VELMORA_TEST_HAS_SANITIZER
+
+TEST(LMHashMap, AnInsertionThatFindsNoMemoryLosesNoEntry)
+{
+    StringMap map;
+    int iNumFailures = 0;
+    for (int iValue = 0; iValue < 200; ++iValue)
+    {
+        const std::string strKey = "a key that needs memory of its own " + std::to_string(iValue);
+        const auto before = contentOf(map);
+        for (std::size_t uiNumServed = 0; map.size() == before.size(); ++uiNumServed)
+        {
+            try
+            {
+                const MallocFailure failure(uiNumServed);
+                map.insert(strKey, iValue);
+            }
+            catch (const std::bad_alloc&)
+            {
+                ++iNumFailures;
+                ASSERT_THAT(contentOf(map), testing::UnorderedElementsAreArray(before));
+            }
+        }
+        ASSERT_THAT(map.find(strKey), testing::Ne(map.end()));
+    }
+    EXPECT_GT(iNumFailures, 200);
+}
+
+#endif
