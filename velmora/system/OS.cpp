@@ -16,6 +16,7 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <array>
 #include <cctype>
 #include <cerrno>
@@ -189,7 +190,10 @@ int OS::vsnprintf(char* out_szBuffer, unsigned long in_uiSize, const char* in_sz
     if (iLength != -1)
         return iLength;
     constexpr unsigned long uiLargest = std::numeric_limits<int>::max();
-    return static_cast<int>(in_uiSize > uiLargest / 2 ? uiLargest : in_uiSize * 2);
+    // Every other int would be below such a size, as the length of a text that fits it is.
+    if (in_uiSize > uiLargest)
+        return -1;
+    return static_cast<int>(std::min(in_uiSize * 2, uiLargest));
 }
 
 pid_t OS::gettid() { return static_cast<pid_t>(syscall(SYS_gettid)); }

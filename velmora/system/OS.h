@@ -56,7 +56,8 @@ VELMORA_API bool getCanonicalPath(const char* in_szPath, std::string& out_strPat
 
 /// The standard function, but that where it fails with -1 the result is twice `in_uiSize`, or the
 /// largest int if that is more: a caller who makes the buffer larger until the text fits always
-/// sees a length that asks for more.
+/// sees a length that asks for more. Of a size above the largest int it stays -1, which no length
+/// is; a larger size is then of no use.
 [[gnu::format(printf, 3, 0)]] VELMORA_API int vsnprintf(char* out_szBuffer, unsigned long in_uiSize,
                                                         const char* in_szFormat,
                                                         std::va_list in_args);

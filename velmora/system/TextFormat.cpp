@@ -3,6 +3,7 @@
 #include "velmora/system/OS.h"
 
 #include <algorithm>
+#include <limits>
 
 namespace Velmora
 {
@@ -12,6 +13,8 @@ namespace
 
 constexpr unsigned long s_uiSmallestSize = 128;
 constexpr unsigned long s_uiDefaultMaxSize = 4096;
+/// The longest text whose length an int holds, and its terminator.
+constexpr unsigned long s_uiLargestSize = 1UL + std::numeric_limits<int>::max();
 
 /// Formats into a string of this size. A list of arguments can be read once, so it takes a copy.
 [[gnu::format(printf, 3, 0)]] bool formatIntoSize(std::string& out_strText, unsigned long in_uiSize,
@@ -34,14 +37,15 @@ bool vformat(std::string& out_strText, unsigned long in_uiMaxSize, const char* i
              std::va_list in_args)
 {
     unsigned long uiSize = std::max<unsigned long>(out_strText.capacity(), s_uiSmallestSize);
+    const unsigned long uiMaxSize = std::min(in_uiMaxSize, s_uiLargestSize);
     while (!formatIntoSize(out_strText, uiSize, in_szFormat, in_args))
     {
-        uiSize *= 2;
-        if (uiSize > in_uiMaxSize)
+        if (uiSize > uiMaxSize / 2)
         {
             out_strText = "???";
             return false;
         }
+        uiSize *= 2;
     }
     return true;
 }

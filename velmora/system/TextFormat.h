@@ -15,7 +15,7 @@ namespace Velmora
 /// twice the size before, as long as that is not above `in_uiMaxSize`; a size also holds the
 /// terminator. So it is not the limit itself that a text must fit: one of 150 characters fails with
 /// a limit of 200, since 128 is too little and 256 too much. The first size is tried whatever the
-/// limit.
+/// limit. No text is longer than the largest int.
 ///
 /// Failure: false, and the text "???", for a text that does not fit, and for one that cannot be
 /// formatted.

@@ -151,6 +151,24 @@ TEST(OS, FormattingThatFailsAsksForNoMoreThanAnIntHolds)
     EXPECT_EQ(INT_MAX, callVsnprintf(buffer.data(), INT_MAX / 2 + 1, "%ls", szWide));
 }
 
+TEST(OS, FormattingThatFailsIsNotTakenForATextThatFitsASizeAboveTheLargestInt)
+{
+    const wchar_t szWide[] = {0x20AC, 0};
+    std::array<char, 16> buffer{};
+    EXPECT_EQ(INT_MAX, callVsnprintf(buffer.data(), INT_MAX, "%ls", szWide));
+    EXPECT_EQ(-1, callVsnprintf(buffer.data(), INT_MAX + 1UL, "%ls", szWide));
+    EXPECT_EQ(-1, callVsnprintf(buffer.data(), INT_MAX * 2UL + 10, "%ls", szWide));
+    EXPECT_EQ(-1, callVsnprintf(buffer.data(), LONG_MAX, "%ls", szWide));
+}
+
+TEST(OS, ATextLongerThanTheLargestIntAsksForTwiceTheSize)
+{
+    std::array<char, 16> buffer{};
+    // A width that is one too large; to write so many blanks would take long.
+    const std::string strFormat = "%" + std::to_string(INT_MAX + 1UL) + "d";
+    EXPECT_EQ(32, callVsnprintf(buffer.data(), buffer.size(), strFormat.c_str(), 1));
+}
+
 TEST(OS, ThreadIdsAreTheKernels)
 {
     EXPECT_EQ(getpid(), OS::gettid());
