@@ -61,8 +61,9 @@ std::atomic<bool> AceCleanupLogger::s_bHasDeleted{false};
 
 AceCleanupLogger::AceCleanupLogger(const char* in_szName) : Logger(in_szName)
 {
-    LivingLoggers::getInstance().add(this);
     logLife("AceCleanupLogger::AceCleanupLogger name = ", in_szName);
+    // Behind whatever may throw: a logger that has not come into being does not live.
+    LivingLoggers::getInstance().add(this);
     ACE_Object_Manager::at_exit(this, &AceCleanupLogger::cleanupFunc, nullptr, in_szName);
 }
 

@@ -22,13 +22,14 @@ class VELMORA_API AceCleanupLogger : public Logger
     /// Deletes the object, if there is one; the second argument is not used.
     static void cleanupFunc(void* in_pObject, void* in_pParam);
 
-    /// The logger itself, or null once the exit list has deleted it. Costs one test of a bool until
-    /// the first such logger of the process has been deleted.
-    static const AceCleanupLogger* ifAlive(const AceCleanupLogger& in_logger)
+    /// The logger itself, or null once the exit list has deleted it: the pointer, which then leads
+    /// nowhere, is only compared. Costs one test of a bool until the first such logger of the
+    /// process has been deleted.
+    static const AceCleanupLogger* ifAlive(const AceCleanupLogger* in_pLogger)
     {
         if (!hasExitListDeletedLoggers()) [[likely]]
-            return &in_logger;
-        return isAmongLiving(&in_logger) ? &in_logger : nullptr;
+            return in_pLogger;
+        return isAmongLiving(in_pLogger) ? in_pLogger : nullptr;
     }
 
     /// Whether a logger of this class has been deleted in this process.

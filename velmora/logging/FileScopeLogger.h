@@ -30,7 +30,7 @@
 #define VELMORA_FILE_SCOPE_LOGGER_HELPERS(name, firstUse)                     \
     [[maybe_unused]] const ::Velmora::AceCleanupLogger* liveFileScopeLogger() \
     {                                                                         \
-        return ::Velmora::AceCleanupLogger::ifAlive(*fileScopeLogger());      \
+        return ::Velmora::AceCleanupLogger::ifAlive(fileScopeLogger());       \
     }                                                                         \
     [[maybe_unused]] const char* fileScopeLoggerName() { return name; }       \
     [[maybe_unused]] const ::Velmora::AceCleanupLogger* const __force_init_logger__ = firstUse;

@@ -258,6 +258,12 @@ TEST(AceCleanupCachedLLLogger, IsALoggerWithACachedLevel)
 
 // Whether a logger still lives. Each of these needs a process in which none has been deleted yet.
 
+TEST(AceCleanupLogger, IsAskedForByAPointerSinceItMayBeDead)
+{
+    using Question = const AceCleanupLogger* (*)(const AceCleanupLogger*);
+    EXPECT_TRUE((std::is_same_v<decltype(&AceCleanupLogger::ifAlive), Question>));
+}
+
 /// Ends the process of a death test with what the test found.
 [[noreturn]] void exitWith(bool in_bAsExpected) { _exit(in_bAsExpected ? 0 : 1); }
 
@@ -273,7 +279,7 @@ TEST_F(AceCleanupLoggerDeathTest, IsAliveWhileNoneHasBeenDeleted)
         {
             const auto* const pLogger = new AceCleanupLogger("test.cleanup");
             exitWith(!AceCleanupLogger::hasExitListDeletedLoggers() &&
-                     AceCleanupLogger::ifAlive(*pLogger) == pLogger);
+                     AceCleanupLogger::ifAlive(pLogger) == pLogger);
         },
         ExitedWithCode(0), "");
 }
@@ -285,7 +291,7 @@ TEST_F(AceCleanupLoggerDeathTest, IsAliveWhileOnlyOthersHaveBeenDeleted)
             const auto* const pLogger = new AceCleanupLogger("test.cleanup");
             AceCleanupLogger::cleanupFunc(new AceCleanupLogger("test.other"), nullptr);
             exitWith(AceCleanupLogger::hasExitListDeletedLoggers() &&
-                     AceCleanupLogger::ifAlive(*pLogger) == pLogger);
+                     AceCleanupLogger::ifAlive(pLogger) == pLogger);
         },
         ExitedWithCode(0), "");
 }
@@ -296,7 +302,7 @@ TEST_F(AceCleanupLoggerDeathTest, IsNotAliveOnceDeleted)
         {
             auto* const pLogger = new AceCleanupLogger("test.cleanup");
             AceCleanupLogger::cleanupFunc(pLogger, nullptr);
-            exitWith(AceCleanupLogger::ifAlive(*pLogger) == nullptr);
+            exitWith(AceCleanupLogger::ifAlive(pLogger) == nullptr);
         },
         ExitedWithCode(0), "");
 }
@@ -307,7 +313,7 @@ TEST_F(AceCleanupLoggerDeathTest, IsNotAliveOnceTheExitListHasRun)
         {
             const auto* const pLogger = new AceCleanupLogger("test.cleanup");
             ACE_Object_Manager::instance()->fini();
-            exitWith(AceCleanupLogger::ifAlive(*pLogger) == nullptr);
+            exitWith(AceCleanupLogger::ifAlive(pLogger) == nullptr);
         },
         ExitedWithCode(0), "");
 }
