@@ -1,5 +1,6 @@
 #include "tests/support/HelperProcess.h"
 #include "tests/support/TemporaryDirectory.h"
+#include "velmora/Sanitizers.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -8,6 +9,7 @@
 #include <chrono>
 #include <fstream>
 #include <set>
+#include <sstream>
 #include <string>
 #include <vector>
 
@@ -45,22 +47,46 @@ void expectLinesOfWholeLife(const std::string& in_strProgram)
                             "WARN - static destructor, tasks=1", "WARN - exit list, tasks=1"));
 }
 
-/// The exit list that the documentation shows: the first word of each line between its markers.
-std::vector<std::string> documentedExitList()
+/// A list that the documentation shows: what stands before two blanks in each line between its
+/// markers.
+std::vector<std::string> documentedList(const std::string& in_strName)
 {
     std::ifstream document(VELMORA_LIFETIME_DOCUMENT);
     std::vector<std::string> result;
     bool bInside = false;
     for (std::string line; std::getline(document, line);)
     {
-        if (line == "<!-- exit list: end -->")
+        if (line == "<!-- " + in_strName + ": end -->")
             return result;
         if (bInside && !line.starts_with("```"))
             result.push_back(line.substr(0, line.find("  ")));
-        bInside = bInside || line == "<!-- exit list: begin -->";
+        bInside = bInside || line == "<!-- " + in_strName + ": begin -->";
     }
-    ADD_FAILURE() << "no exit list in " VELMORA_LIFETIME_DOCUMENT;
+    ADD_FAILURE() << "no " << in_strName << " in " VELMORA_LIFETIME_DOCUMENT;
     return {};
+}
+
+std::vector<std::string> documentedExitList() { return documentedList("exit list"); }
+
+/// What the library passes each time it registers a destructor with the run-time: the
+/// instructions since the call before that one.
+std::vector<std::string> registeredDestructors()
+{
+    const HelperResult result =
+        runHelper(VELMORA_OBJDUMP, {"-d", "-C", "--no-show-raw-insn", VELMORA_LIBRARY});
+    EXPECT_EQ(0, result.iExitCode) << result.strErrors;
+    std::vector<std::string> registrations;
+    std::string strArguments;
+    std::istringstream instructions(result.strOutput);
+    for (std::string line; std::getline(instructions, line);)
+    {
+        // The last call of a function may be a jump.
+        if (line.ends_with("atexit@plt>"))
+            registrations.push_back(strArguments);
+        const bool bCall = line.find("call ") != std::string::npos;
+        strArguments = bCall ? "" : strArguments + line + '\n';
+    }
+    return registrations;
 }
 
 /// The newest entries are the program's own.
@@ -81,6 +107,28 @@ void expectDocumentedExitList(const std::string& in_strProgram,
 TEST(Lifetime, TheExitListIsAsDocumented)
 {
     expectDocumentedExitList(VELMORA_HELPER_LIFETIME_EXIT_LIST);
+}
+
+TEST(Lifetime, StaticsWithADestructorAreAsDocumented)
+{
+#if VELMORA_ADDRESS_SANITIZER || VELMORA_THREAD_SANITIZER
+    GTEST_SKIP() << "instrumented code hands destructors over in many ways";
+#endif
+    const std::vector<std::string> expected = documentedList("static destructors");
+    std::set<std::string> found;
+    for (const std::string& strArguments : registeredDestructors())
+    {
+        const auto known =
+            std::find_if(expected.begin(), expected.end(),
+                         [&strArguments](const std::string& in_strName) {
+                             return strArguments.find('<' + in_strName + '>') != std::string::npos;
+                         });
+        if (known == expected.end())
+            ADD_FAILURE() << "a static is destroyed outside the exit list:\n" << strArguments;
+        else
+            found.insert(*known);
+    }
+    EXPECT_EQ(std::set<std::string>(expected.begin(), expected.end()), found);
 }
 
 TEST(Lifetime, TheExitListIsTheSameWhenAceIsLinkedBeforeLog4cplus)

@@ -50,11 +50,6 @@ class ExitListCloser
 class CallLoggingOfProcess final : public GlobalConfigSeam::CallLogging
 {
   public:
-    CallLoggingOfProcess() = default;
-    CallLoggingOfProcess(const CallLoggingOfProcess&) = delete;
-    CallLoggingOfProcess& operator=(const CallLoggingOfProcess&) = delete;
-    virtual ~CallLoggingOfProcess() = default;
-
     bool configure(const ParameterTrie& in_trie) override
     {
         CallDataRegistryImpl* const pRegistry = CallDataRegistryImpl::ifAlive();
@@ -128,7 +123,7 @@ bool bringUpInOrder()
     GlobalConfig::getInstance();
     CallAppenderFactory::getInstance();
     CallDataRegistryImpl::getInstance();
-    static CallLoggingOfProcess s_callLogging;
+    static constinit CallLoggingOfProcess s_callLogging;
     GlobalConfigSeam::setCallLogging(&s_callLogging);
     RegistrationSingleton::cleanUpAtExit();
     ForkHandlers::install();

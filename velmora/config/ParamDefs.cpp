@@ -124,7 +124,8 @@ const ParameterInfo* ParamDefs::find(const char* in_szName) const
 
 const std::string& ParamDefs::findClosestName(const char* in_szName) const
 {
-    static const std::string s_strNone;
+    // Not destroyed: names are asked for until the end of the exit list.
+    static const std::string& s_strNone = *new std::string;
     const std::string_view name(in_szName);
     LevinsteinDistanceScan scan(name);
     const std::string* pClosest = &s_strNone;
