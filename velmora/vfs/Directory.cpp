@@ -39,7 +39,9 @@ bool isDirectoryInTheWay(const char* in_szPath, int in_iError)
     struct stat status = {};
     if (stat(in_szPath, &status) == 0)
         return S_ISDIR(status.st_mode) || failWith(in_iError);
-    const int iError = errno;
+    // What is refused was so for its own reason; what is in the way, and cannot be looked at, is
+    // told better by this look.
+    const int iError = in_iError == EEXIST ? errno : in_iError;
     VELMORA_FILE_LOG_ERROR(in_szPath << " " << std::strerror(iError));
     return failWith(iError);
 }

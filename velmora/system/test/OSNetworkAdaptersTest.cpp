@@ -42,7 +42,6 @@ namespace
 
 constexpr const char* s_szLogger = "keswardin.infra.os";
 constexpr const char* s_szNoNamespace = "this process may not have a network of its own";
-constexpr const char* s_szNoFilter = "the kernel does not filter calls";
 
 using Address = std::array<unsigned char, 6>;
 constexpr Address s_address{0x02, 0x0A, 0x00, 0xFF, 0xB7, 0x09};

@@ -15,6 +15,8 @@
 namespace Velmora::Test
 {
 
+inline constexpr const char* s_szNoFilter = "the kernel does not filter calls";
+
 /// A call of the kernel that is to fail.
 struct FailingCall
 {
