@@ -13,9 +13,11 @@
 #include <unistd.h>
 
 #include <array>
+#include <cerrno>
 #include <climits>
 #include <cstddef>
 #include <cstdio>
+#include <cstring>
 #include <ctime>
 #include <map>
 #include <string>
@@ -31,7 +33,26 @@ namespace
 
 constexpr const char* s_szDelete = "File::deleteFileDir";
 
+/// Whether a path that cannot be looked at leads nowhere, which is no trouble.
+bool isNothingThere(int in_iError) { return in_iError == ENOENT || in_iError == ENOTDIR; }
+
+/// Logs why something could not be done, which the lines for it do not tell.
+void logReason(const std::string& in_strWhat, int in_iError)
+{
+    VELMORA_FILE_LOG_ERROR("cannot " << in_strWhat << ": " << std::strerror(in_iError));
+}
+
+void logUnseen(const std::string& in_strPath, int in_iError)
+{
+    if (!isNothingThere(in_iError))
+        VELMORA_FILE_LOG_ERROR("cannot look at " << in_strPath << ": " << std::strerror(in_iError)
+                                                 << "; it is left as it is");
+}
+
 /// A directory whose items are read.
+///
+/// Failure: `isOpen` is false, with the reason in `errno`. Items end early where the rest cannot be
+/// read; `error` tells.
 class ItemReader
 {
   public:
@@ -46,11 +67,18 @@ class ItemReader
         if (iDescriptor == -1)
             return;
         struct stat opened = {};
-        if (fstat(iDescriptor, &opened) == 0 && opened.st_dev == in_seen.st_dev &&
-            opened.st_ino == in_seen.st_ino)
-            m_pDirectory = fdopendir(iDescriptor);
-        if (!isOpen())
-            close(iDescriptor);
+        if (fstat(iDescriptor, &opened) == 0)
+        {
+            if (opened.st_dev == in_seen.st_dev && opened.st_ino == in_seen.st_ino)
+                m_pDirectory = fdopendir(iDescriptor);
+            else
+                errno = ESTALE;
+        }
+        if (isOpen())
+            return;
+        const int iError = errno;
+        close(iDescriptor);
+        errno = iError;
     }
 
     ~ItemReader()
@@ -65,16 +93,22 @@ class ItemReader
     [[nodiscard]] int descriptor() const { return dirfd(m_pDirectory); }
 
     /// The name of the next item but "." and "..", null at the end. It is valid until the next one.
-    [[nodiscard]] const char* next() const
+    [[nodiscard]] const char* next()
     {
+        errno = 0;
         while (const dirent* const pItem = readdir(m_pDirectory))
             if (const std::string_view name = pItem->d_name; name != "." && name != "..")
                 return pItem->d_name;
+        m_iError = errno;
         return nullptr;
     }
 
+    /// Why there was no next item; 0 at the end.
+    [[nodiscard]] int error() const { return m_iError; }
+
   private:
     DIR* m_pDirectory = nullptr;
+    int m_iError = 0;
 };
 
 /// Without the '/'s at its end a path names a link itself and not where that leads.
@@ -110,12 +144,15 @@ class Removal
         VELMORA_FILE_TRACE_SCOPE(File::deleteFileDir);
         if (!isTooLong() && unlinkat(in_iDirectory, in_szName, 0) == 0)
             return tellRemoved();
+        const int iUnlinkError = errno;
         VELMORA_FILE_LOG_DEBUG(s_szDelete << " : unlink failed on " << m_strPath);
         const std::string strName = withoutSlashesAtEnd(in_szName);
         struct stat status = {};
         if (isTooLong() || !look(in_iDirectory, in_szName, strName, status))
         {
+            const int iError = isTooLong() ? ENAMETOOLONG : errno;
             VELMORA_FILE_LOG_WARN(s_szDelete << " : failed to stat " << m_strPath << ". Skipping.");
+            logUnseen(m_strPath, iError);
             return true;
         }
         if ((status.st_mode & S_IWUSR) == 0)
@@ -124,6 +161,7 @@ class Removal
         if (S_ISDIR(status.st_mode))
             return removeDirectory(in_iDirectory, strName.c_str(), status);
         VELMORA_FILE_LOG_ERROR(s_szDelete << " : " << m_strPath << " unknown error");
+        logReason("delete " + m_strPath, iUnlinkError);
         return false;
     }
 
@@ -152,8 +190,11 @@ class Removal
         if (!in_bModeWasSet &&
             fchmodat(in_iDirectory, in_szName, S_IWUSR, AT_SYMLINK_NOFOLLOW) == 0)
             return true;
+        const int iError = errno;
         VELMORA_FILE_LOG_ERROR(s_szDelete << " : failed to acquire write permission on "
                                           << m_strPath);
+        if (!in_bModeWasSet)
+            logReason("change the mode of " + m_strPath, iError);
         return false;
     }
 
@@ -164,16 +205,20 @@ class Removal
             return false;
         if (unlinkat(in_iDirectory, in_szName, AT_REMOVEDIR) == 0)
             return tellRemoved();
+        const int iError = errno;
         VELMORA_FILE_LOG_ERROR(s_szDelete << " : failed to rmdir " << m_strPath);
+        logReason("delete " + m_strPath, iError);
         return false;
     }
 
     bool removeItems(int in_iDirectory, const char* in_szName, const struct stat& in_status)
     {
-        const ItemReader directory(in_iDirectory, in_szName, in_status);
+        ItemReader directory(in_iDirectory, in_szName, in_status);
         if (!directory.isOpen())
         {
+            const int iError = errno;
             VELMORA_FILE_LOG_ERROR(s_szDelete << " : failed to open directory " << m_strPath);
+            logReason("open directory " + m_strPath, iError);
             return false;
         }
         const std::size_t uiLength = m_strPath.size();
@@ -184,6 +229,8 @@ class Removal
             bRemoved = remove(directory.descriptor(), szItem, false);
             m_strPath.resize(uiLength);
         }
+        if (directory.error() != 0)
+            logReason("read directory " + m_strPath, directory.error());
         return bRemoved;
     }
 
@@ -251,7 +298,9 @@ bool hasWorkingDirectory()
     std::array<char, uiMaxLength> buffer{};
     if (getcwd(buffer.data(), buffer.size()) != nullptr)
         return true;
+    const int iError = errno;
     VELMORA_FILE_LOG_ERROR("Be sure you have set pwd!!!");
+    logReason("name the working directory", iError);
     return false;
 }
 
@@ -260,13 +309,17 @@ bool provideTarget(const std::string& in_strTarget)
     const std::string strParent = parentOf(in_strTarget);
     if (!isDriveRoot(strParent) && !isThere(nameOf(strParent)))
     {
+        const int iError = errno;
         VELMORA_FILE_LOG_ERROR("The base of the target directory doesn't exist.");
+        logReason("look at " + nameOf(strParent), iError);
         return false;
     }
     if (!isThere(in_strTarget))
     {
         VELMORA_FILE_LOG_DEBUG("Creating target directory.");
-        mkdir(in_strTarget.c_str(), 0755);
+        // The working directory has no name here, and somebody else may have been faster.
+        if (mkdir(in_strTarget.c_str(), 0755) != 0 && !in_strTarget.empty() && errno != EEXIST)
+            logReason("make directory " + in_strTarget, errno);
     }
     return true;
 }
@@ -290,9 +343,12 @@ class Renaming
     /// Leaves room for one more among the old copies. Gives false where they cannot be looked for.
     [[nodiscard]] bool prune(std::size_t in_uiMaxKept) const
     {
-        const ItemReader directory(nameOf(m_strTarget).c_str());
+        ItemReader directory(nameOf(m_strTarget).c_str());
         if (!directory.isOpen())
+        {
+            logReason("open directory " + nameOf(m_strTarget), errno);
             return false;
+        }
         const Copies copies = find(directory);
         if (copies.size() < in_uiMaxKept)
             return true;
@@ -305,27 +361,35 @@ class Renaming
     void rename() const
     {
         VELMORA_FILE_LOG_DEBUG("Renaming file or directory.");
-        std::rename(m_strSource.c_str(), newName().c_str());
+        const std::string strNewName = newName();
+        if (std::rename(m_strSource.c_str(), strNewName.c_str()) != 0)
+            logReason("rename " + m_strSource + " to " + strNewName, errno);
     }
 
   private:
     /// Paths by the time of the last change.
     using Copies = std::map<ACE_Time_Value, std::string>;
 
-    [[nodiscard]] Copies find(const ItemReader& in_directory) const
+    [[nodiscard]] Copies find(ItemReader& inout_directory) const
     {
         const std::string strExpression =
             m_strBaseName + ".\\d{4}(_\\d{1,}){5}" + m_strExtension + "$";
         const BoostRegex regex(strExpression.c_str());
         Copies copies;
-        while (const char* const szItem = in_directory.next())
+        while (const char* const szItem = inout_directory.next())
         {
+            // The whole name, or those of a file whose name ends in the same way would go too.
+            if (!BoostRegex::regex_match(szItem, regex))
+                continue;
             struct stat status = {};
             const std::string strPath = prefixOf(m_strTarget) + szItem;
-            // The whole name, or those of a file whose name ends in the same way would go too.
-            if (BoostRegex::regex_match(szItem, regex) && stat(strPath.c_str(), &status) == 0)
+            if (stat(strPath.c_str(), &status) == 0)
                 copies.emplace(ACE_Time_Value(status.st_mtime), strPath);
+            else
+                logUnseen(strPath, errno);
         }
+        if (inout_directory.error() != 0)
+            logReason("read directory " + nameOf(m_strTarget), inout_directory.error());
         return copies;
     }
 
@@ -333,8 +397,8 @@ class Renaming
     {
         if (m_bIsDirectory)
             File::deleteFileDir(in_strPath.c_str(), true, false, true);
-        else
-            unlink(in_strPath.c_str());
+        else if (unlink(in_strPath.c_str()) != 0)
+            logReason("delete " + in_strPath, errno);
     }
 
     [[nodiscard]] std::string newName() const
@@ -371,7 +435,10 @@ int File::renameWithTimestamp(const char* in_szPath, unsigned int in_uiMaxKept,
     struct stat status = {};
     if (in_szPath == nullptr || stat(in_szPath, &status) != 0)
     {
+        const int iError = in_szPath == nullptr ? ENOENT : errno;
         VELMORA_FILE_LOG_DEBUG("The file or directory you want to rename doesn't exist.");
+        if (!isNothingThere(iError))
+            logUnseen(in_szPath, iError);
         return 0;
     }
     const std::string strSource = withoutSeparatorAtEnd(in_szPath);

@@ -21,14 +21,16 @@ class VELMORA_API File
     /// changed in the same second count as one, and only one of them may go.
     ///
     /// Another directory than its own is made when its parent is there. One '/' or '\' at the end
-    /// of a path is left out. What is deleted for room, and the renaming itself, may fail without a
-    /// sign; the renaming does from one file system to another.
+    /// of a path is left out. What is deleted for room, and the renaming itself, may fail with no
+    /// sign but in the log; the renaming does from one file system to another.
     ///
     /// The old copies are found by a regular expression, in which the name and the extension stand
     /// as they are: a name with characters that are special there finds other files, or none.
     ///
-    /// Failure: 0 is success, also when there is nothing to rename, as for a null path; 1 is an
-    /// error. A name that is no regular expression throws as `BoostRegex` does.
+    /// Failure: 0 is success, also when there is nothing to rename, as for a null path, and when
+    /// the path cannot be looked at; 1 is an error. What the system refuses is an error in the log,
+    /// with the path and the reason. A name that is no regular expression throws as `BoostRegex`
+    /// does.
     static int renameWithTimestamp(const char* in_szPath, unsigned int in_uiMaxKept,
                                    const char* in_szTargetDir);
 
@@ -42,7 +44,9 @@ class VELMORA_API File
     /// where `/proc` is to be had. Each level of directories takes one descriptor, and a path in
     /// the tree must not be longer than the system takes.
     ///
-    /// Failure: false at the first that cannot be deleted; what has gone has gone.
+    /// Failure: false at the first that cannot be deleted; what has gone has gone. What cannot be
+    /// looked at counts as not there. What the system refuses is an error in the log, with the path
+    /// and the reason.
     static bool deleteFileDir(const char* in_szPath, bool in_bForce, bool in_bVerbose,
                               bool in_bRecursive);
 };

@@ -3,6 +3,7 @@
 #include "tests/support/CapturedLog.h"
 #include "tests/support/Locales.h"
 #include "tests/support/TemporaryDirectory.h"
+#include "velmora/system/test/SyscallFilter.h"
 #include "velmora/vfs/test/Surroundings.h"
 
 #include <gmock/gmock.h>
@@ -15,7 +16,9 @@
 
 #include <algorithm>
 #include <array>
+#include <cerrno>
 #include <cstdlib>
+#include <cstring>
 #include <ctime>
 #include <filesystem>
 #include <fstream>
@@ -60,6 +63,7 @@ extern "C" [[gnu::visibility("default")]] int rename(const char* in_szOld,
 namespace fs = std::filesystem;
 using namespace Velmora;
 using namespace Velmora::Test;
+using testing::Contains;
 using testing::ElementsAre;
 using testing::IsEmpty;
 using testing::SizeIs;
@@ -170,6 +174,17 @@ int rotateTo(const std::string& in_strTarget, unsigned int in_uiMaxKept = 0)
     return File::renameWithTimestamp("report.log", in_uiMaxKept, in_strTarget.c_str());
 }
 
+/// The line behind those that tell no reason.
+LogLine reason(const std::string& in_strWhat, int in_iError)
+{
+    return errorLine(s_szLogger, "cannot " + in_strWhat + ": " + std::strerror(in_iError));
+}
+LogLine unseen(const std::string& in_strPath, int in_iError)
+{
+    return errorLine(s_szLogger, "cannot look at " + in_strPath + ": " + std::strerror(in_iError) +
+                                     "; it is left as it is");
+}
+
 const std::string s_strNew = std::string("report") + s_szStamp + ".log";
 
 } // namespace
@@ -213,6 +228,81 @@ TEST_F(FileRenaming, ALinkToNothingIsNothingToDo)
     EXPECT_EQ(0, rotate("report.log", 1));
     EXPECT_THAT(namesIn("."), ElementsAre("report.log"));
     EXPECT_THAT(m_log.lines(), ElementsAre(s_notThere));
+}
+
+TEST_F(FileRenaming, WhatIsBehindAFileIsNothingToDo)
+{
+    makeFile("report.log");
+    EXPECT_EQ(0, rotate("report.log/x", 1));
+    EXPECT_THAT(m_log.lines(), ElementsAre(s_notThere));
+}
+
+TEST_F(FileRenaming, WhatCannotBeLookedAtIsNothingToDoWithAnError)
+{
+    const std::string strLong(300, 'x');
+    fs::create_symlink("loop", "loop");
+    EXPECT_EQ(0, rotate("loop", 1));
+    EXPECT_EQ(0, rotate(strLong, 1));
+    EXPECT_THAT(namesIn("."), ElementsAre("loop"));
+    EXPECT_THAT(m_log.lines(), ElementsAre(s_notThere, unseen("loop", ELOOP), s_notThere,
+                                           unseen(strLong, ENAMETOOLONG)));
+}
+
+TEST_F(FileRenaming, WhatMayNotBeLookedAtIsNothingToDoWithAnError)
+{
+    makeFile("d/report.log");
+    fs::permissions("d", fs::perms(0700));
+    int iResult = -1;
+    if (!doAsNobody([&] { iResult = rotate("d/report.log", 1); }))
+        GTEST_SKIP() << s_szNoOtherUser;
+    EXPECT_EQ(0, iResult);
+    EXPECT_THAT(namesIn("d"), ElementsAre("report.log"));
+    EXPECT_THAT(m_log.lines(), ElementsAre(s_notThere, unseen("d/report.log", EACCES)));
+}
+
+TEST_F(FileRenaming, WhatADiskDoesNotShowIsNothingToDoWithAnError)
+{
+    makeFile("report.log");
+    int iResult = -1;
+    if (!doWhileCallsFail({{SYS_newfstatat, EIO}}, [&] { iResult = rotate("report.log", 1); }))
+        GTEST_SKIP() << s_szNoFilter;
+    EXPECT_EQ(0, iResult);
+    EXPECT_THAT(m_log.lines(), ElementsAre(s_notThere, unseen("report.log", EIO)));
+}
+
+TEST_F(FileRenaming, OldCopiesThatCannotBeReadAreKeptWithAnError)
+{
+    makeFile("report.log");
+    makeCopies(2);
+    int iResult = -1;
+    if (!doWhileCallsFail({{SYS_getdents64, EIO}}, [&] { iResult = rotate("report.log", 1); }))
+        GTEST_SKIP() << s_szNoFilter;
+    EXPECT_EQ(0, iResult);
+    EXPECT_THAT(namesIn("."), ElementsAre(copyOf(1), copyOf(2), s_strNew));
+    EXPECT_THAT(m_log.lines(),
+                ElementsAre(s_gathersOfFile, reason("read directory .", EIO), s_renames));
+}
+
+TEST_F(FileRenaming, AnOldCopyThatCannotBeDeletedStaysWithAnError)
+{
+    makeFile("report.log");
+    makeCopies(1);
+    int iResult = -1;
+    if (!doWhileCallsFail({{SYS_unlink, EROFS}}, [&] { iResult = rotate("report.log", 1); }))
+        GTEST_SKIP() << s_szNoFilter;
+    EXPECT_EQ(0, iResult);
+    EXPECT_THAT(namesIn("."), ElementsAre(copyOf(1), s_strNew));
+    EXPECT_THAT(m_log.lines(),
+                ElementsAre(s_gathersOfFile, reason("delete " + copyOf(1), EROFS), s_renames));
+}
+
+TEST_F(FileRenaming, AnOldCopyThatCannotBeLookedAtStaysWithAnError)
+{
+    makeFile("report.log");
+    fs::create_symlink(copyOf(1), copyOf(1));
+    EXPECT_EQ(0, rotate("report.log", 1));
+    EXPECT_THAT(namesIn("."), ElementsAre(copyOf(1), s_strNew));
+    EXPECT_THAT(m_log.lines(), ElementsAre(s_gathersOfFile, unseen(copyOf(1), ELOOP), s_renames));
 }
 
 TEST_F(FileRenaming, ALinkIsRenamedItself)
@@ -537,7 +627,8 @@ TEST_F(FileRenaming, TheParentOfAnotherDirectoryIsNotMade)
     EXPECT_EQ(1, rotateTo("old/older"));
     EXPECT_EQ(1, rotateTo(path("old/older")));
     EXPECT_THAT(namesIn("."), ElementsAre("report.log"));
-    EXPECT_THAT(m_log.lines(), ElementsAre(s_noBase, s_noBase));
+    EXPECT_THAT(m_log.lines(), ElementsAre(s_noBase, reason("look at old", ENOENT), s_noBase,
+                                           reason("look at " + path("old"), ENOENT)));
 }
 
 TEST_F(FileRenaming, TheRootOfADriveIsNotLookedAt)
@@ -545,12 +636,19 @@ TEST_F(FileRenaming, TheRootOfADriveIsNotLookedAt)
     makeFile("report.log");
     EXPECT_EQ(0, rotateTo("C:/old"));
     EXPECT_EQ(0, rotateTo("z:/old"));
-    EXPECT_THAT(m_log.lines(), ElementsAre(s_createsTarget, s_gathersOfFile, s_renames,
-                                           s_createsTarget, s_gathersOfFile, s_renames));
+    EXPECT_THAT(
+        m_log.lines(),
+        ElementsAre(s_createsTarget, reason("make directory C:/old", ENOENT), s_gathersOfFile,
+                    s_renames, reason("rename report.log to C:/old/" + s_strNew, ENOENT),
+                    s_createsTarget, reason("make directory z:/old", ENOENT), s_gathersOfFile,
+                    s_renames, reason("rename report.log to z:/old/" + s_strNew, ENOENT)));
     m_log.clear();
     for (const char* const szTarget : {"CC:/old", "1:/old", "C:/x/old", "xC:/old"})
         EXPECT_EQ(1, rotateTo(szTarget));
-    EXPECT_THAT(m_log.lines(), ElementsAre(s_noBase, s_noBase, s_noBase, s_noBase));
+    EXPECT_THAT(m_log.lines(),
+                ElementsAre(s_noBase, reason("look at CC:", ENOENT), s_noBase,
+                            reason("look at 1:", ENOENT), s_noBase, reason("look at C:/x", ENOENT),
+                            s_noBase, reason("look at xC:", ENOENT)));
     EXPECT_THAT(namesIn("."), ElementsAre("report.log"));
 }
 
@@ -570,7 +668,10 @@ TEST_F(FileRenaming, OldCopiesThatCannotBeLookedForAreAnError)
     EXPECT_EQ(1, rotateTo("old", 1));
     EXPECT_EQ(1, rotateTo("C:/old", 1));
     EXPECT_THAT(namesIn("."), ElementsAre("old", "report.log"));
-    EXPECT_THAT(m_log.lines(), ElementsAre(s_gathersOfFile, s_createsTarget, s_gathersOfFile));
+    EXPECT_THAT(m_log.lines(),
+                ElementsAre(s_gathersOfFile, reason("open directory old", ENOTDIR), s_createsTarget,
+                            reason("make directory C:/old", ENOENT), s_gathersOfFile,
+                            reason("open directory C:/old", ENOENT)));
 }
 
 TEST_F(FileRenaming, OldCopiesAreNotLookedForWithoutADescriptor)
@@ -590,9 +691,10 @@ TEST_F(FileRenaming, OldCopiesAreNotLookedForWithoutADescriptor)
     EXPECT_EQ(1, iResult);
     EXPECT_EQ(0, iResultWithoutSearch);
     EXPECT_THAT(namesIn("."), ElementsAre(s_strNew));
+    EXPECT_THAT(m_log.lines(), Contains(reason("open directory .", EMFILE)));
 }
 
-TEST_F(FileRenaming, ARenamingThatFailsIsNotTold)
+TEST_F(FileRenaming, ARenamingThatFailsGivesZeroWithAnError)
 {
     fs::create_directory("m");
     makeFile("report.log");
@@ -616,7 +718,10 @@ TEST_F(FileRenaming, ARenamingThatFailsIsNotTold)
     EXPECT_EQ(0, iToOtherFileSystem);
     EXPECT_EQ(0, iOnReadOnly);
     EXPECT_THAT(namesIn("."), ElementsAre("m", "report.log"));
-    EXPECT_THAT(m_log.lines(), ElementsAre(s_gathersOfFile, s_renames, s_gathersOfFile, s_renames));
+    EXPECT_THAT(m_log.lines(),
+                ElementsAre(s_gathersOfFile, s_renames,
+                            reason("rename report.log to m/d/" + s_strNew, EXDEV), s_gathersOfFile,
+                            s_renames, reason("rename m/report.log to m/" + s_strNew, EROFS)));
 }
 
 TEST_F(FileRenaming, InTheRootTheNewNameStandsInTheRoot)
@@ -651,7 +756,9 @@ TEST_F(FileRenaming, ARelativePathNeedsAWorkingDirectory)
     fs::remove(path("gone"));
     EXPECT_EQ(1, rotate(".", 1));
     EXPECT_EQ(0, rotate("report.log", 1));
-    EXPECT_THAT(m_log.lines(), ElementsAre(s_noWorkingDirectory, s_notThere));
+    EXPECT_THAT(m_log.lines(),
+                ElementsAre(s_noWorkingDirectory, reason("name the working directory", ENOENT),
+                            s_notThere));
     EXPECT_EQ(0, rotate(path("report.log"), 1));
     fs::current_path(path(""));
     EXPECT_THAT(namesIn("."), ElementsAre(s_strNew));
@@ -669,7 +776,8 @@ TEST_F(FileRenaming, ARelativePathNeedsAWorkingDirectoryThatCanBeNamed)
     makeFile("report.log");
     EXPECT_EQ(1, rotate("report.log"));
     EXPECT_TRUE(fs::exists("report.log"));
-    EXPECT_THAT(m_log.lines(), ElementsAre(s_noWorkingDirectory));
+    EXPECT_THAT(m_log.lines(),
+                ElementsAre(s_noWorkingDirectory, reason("name the working directory", ERANGE)));
     ASSERT_EQ(0, unlink("report.log"));
     for (int i = 0; i < iLevels; ++i)
     {
