@@ -229,11 +229,13 @@ TEST_F(Application, DoesNotStartWithAConfigurationThatIsNotThere)
     const std::string strNowhere = m_directory.file("nowhere.cfg");
     const HelperResult result = start({}, {"--global-config", strNowhere});
     EXPECT_EQ(1, result.iExitCode);
-    EXPECT_THAT(told(result), ElementsAre("ERROR - failed to initialize Global Config : unable to "
-                                          "open " +
-                                              strNowhere + " for reading",
-                                          "ERROR - failed to initialize the Global Configuration",
-                                          "initialize: 0"));
+    EXPECT_THAT(told(result),
+                ElementsAre("ERROR - failed to initialize Global Config : unable to "
+                            "open " +
+                                strNowhere + " for reading",
+                            "ERROR - cannot open " + strNowhere + ": No such file or directory",
+                            "ERROR - failed to initialize the Global Configuration",
+                            "initialize: 0"));
 }
 
 TEST_F(Application, DoesNotStartWithALineThatIsOpen)
@@ -309,9 +311,11 @@ TEST_F(Application, DoesNotFallBackFromALoggingFileThatIsNotThere)
         start({}, configuration(s_strLogging + "keswardin.infra.Logger.PropertiesFile.production=" +
                                 strNowhere + "\n"));
     EXPECT_EQ(1, result.iExitCode);
-    EXPECT_THAT(told(result), ElementsAre("ERROR - failed to configure logger from file " +
-                                              strNowhere + ". Unable to open for reading",
-                                          s_strReverted, "initialize: 0"));
+    EXPECT_THAT(told(result),
+                ElementsAre("ERROR - cannot open " + strNowhere + ": No such file or directory",
+                            "ERROR - failed to configure logger from file " + strNowhere +
+                                ". Unable to open for reading",
+                            s_strReverted, "initialize: 0"));
 }
 
 TEST_F(Application, AssertsThatItCanGoBackToTheDefaultLogger)

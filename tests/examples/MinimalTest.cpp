@@ -101,6 +101,7 @@ TEST_F(Minimal, FailsWithAConfigurationThatIsNotThere)
     EXPECT_THAT(linesOf(outputOf(result)),
                 testing::ElementsAre("ERROR - failed to initialize Global Config : unable to open "
                                      "nowhere.cfg for reading",
+                                     "ERROR - cannot open nowhere.cfg: No such file or directory",
                                      "ERROR - failed to initialize the Global Configuration"));
 }
 

@@ -6,6 +6,7 @@
 #include "velmora/logging/LibraryLoggers.h"
 #include "velmora/logging/LogMacros.h"
 #include "velmora/system/DottedName.h"
+#include "velmora/system/InputFile.h"
 #include "velmora/system/QuietStream.h"
 #include "velmora/system/Regexx.h"
 
@@ -14,7 +15,7 @@
 
 #include <strings.h>
 
-#include <fstream>
+#include <cstring>
 #include <locale>
 #include <sstream>
 
@@ -42,6 +43,14 @@ void isUnresolvedVectorEmpty(const std::vector<std::string>& in_unresolved, bool
         strLines += " [" + strLine + "]";
     VELMORA_FILE_LOG_ERROR("Unable to complete the configuration. Unknown parameters:" << strLines);
     out_bOK = false;
+}
+
+/// Logs the system's reason, if there is one.
+void logReason(const char* in_szWhat, const std::string& in_strPath, const InputFile& in_file)
+{
+    if (in_file.error() != 0)
+        VELMORA_FILE_LOG_ERROR("cannot " << in_szWhat << ' ' << in_strPath << ": "
+                                         << std::strerror(in_file.error()));
 }
 
 } // namespace
@@ -177,16 +186,18 @@ bool GlobalConfigImpl::loadFileNoMutex(const std::string& in_strPath,
                                        std::vector<std::string>& inout_unresolved)
 {
     VELMORA_FILE_LOG_DEBUG("Loading Global Config from " << in_strPath);
-    std::ifstream file(in_strPath);
+    InputFile file(in_strPath);
     if (!file)
     {
         VELMORA_FILE_LOG_ERROR("failed to initialize Global Config : unable to open "
                                << in_strPath << " for reading");
+        logReason("open", in_strPath, file);
         return false;
     }
     if (loadNoMutex(file, inout_unresolved))
         return true;
     VELMORA_FILE_LOG_ERROR("failed to initialize global config from " << in_strPath);
+    logReason("read", in_strPath, file);
     return false;
 }
 
@@ -377,9 +388,10 @@ bool GlobalConfigImpl::configureLogger(std::ostream& out_errors, RunMode in_runM
 bool GlobalConfigImpl::configureLoggerFromPropsFile(const std::string& in_strPath,
                                                     std::ostream& out_errors) const
 {
-    std::ifstream file(in_strPath);
+    InputFile file(in_strPath);
     if (!file)
     {
+        logReason("open", in_strPath, file);
         out_errors << "failed to configure logger from file " << in_strPath
                    << ". Unable to open for reading";
         return false;
@@ -390,6 +402,7 @@ bool GlobalConfigImpl::configureLoggerFromPropsFile(const std::string& in_strPat
     if (file.fail())
     {
         VELMORA_FILE_LOG_ERROR("failed to configure logger from file " << in_strPath);
+        logReason("read", in_strPath, file);
         return false;
     }
     bool bResolved = true;

@@ -12,10 +12,14 @@
 #include "tests/support/CapturedLog.h"
 #include "tests/support/Locales.h"
 #include "tests/support/TemporaryDirectory.h"
+#include "velmora/system/test/SyscallFilter.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <unistd.h>
+
+#include <cerrno>
 #include <filesystem>
 #include <fstream>
 #include <ios>
@@ -24,6 +28,29 @@
 #include <streambuf>
 #include <string>
 #include <vector>
+
+namespace
+{
+
+/// How many times a file can be read until that fails; -1 for ever.
+int s_iReadsBeforeError = -1;
+
+} // namespace
+
+// This stands before that of the system for the whole process.
+
+extern "C" [[gnu::visibility("default")]] ssize_t read(int in_iDescriptor, void* out_pBuffer,
+                                                       std::size_t in_uiSize)
+{
+    if (s_iReadsBeforeError == 0)
+    {
+        errno = EIO;
+        return -1;
+    }
+    if (s_iReadsBeforeError > 0)
+        --s_iReadsBeforeError;
+    return syscall(SYS_read, in_iDescriptor, out_pBuffer, in_uiSize);
+}
 
 namespace Velmora::Test
 {
@@ -296,7 +323,45 @@ TEST_F(GlobalConfigTest, AFileThatCannotBeOpenedFails)
     EXPECT_THAT(m_log.lines(),
                 ElementsAre(debug("Loading Global Config from " + strPath),
                             error("failed to initialize Global Config : unable to open " + strPath +
-                                  " for reading")));
+                                  " for reading"),
+                            error("cannot open " + strPath + ": No such file or directory")));
+}
+
+TEST_F(GlobalConfigTest, AFileThatCannotBeOpenedFailsWithTheReason)
+{
+    const std::string strPath = write("a.cfg", "");
+    bool bLoaded = true;
+    if (!doWhileCallsFail({{SYS_openat, EMFILE}},
+                          [&] { bLoaded = m_config.load(strPath.c_str()); }))
+        GTEST_SKIP() << s_szNoFilter;
+    EXPECT_FALSE(bLoaded);
+    EXPECT_EQ(error("cannot open " + strPath + ": Too many open files"), m_log.lines().back());
+}
+
+TEST_F(GlobalConfigTest, ADirectoryIsNoFileThatCanBeRead)
+{
+    const std::string strPath = m_directory.path();
+    EXPECT_FALSE(m_config.load(strPath.c_str()));
+    EXPECT_THAT(m_log.linesOf(s_szLogger),
+                ElementsAre(debug("Loading Global Config from " + strPath),
+                            debug("Loading Global Config from istream"),
+                            error("failed to initialize global config from istream"),
+                            error("failed to initialize global config from " + strPath),
+                            error("cannot read " + strPath + ": Is a directory")));
+}
+
+TEST_F(GlobalConfigTest, AFileThatCannotBeReadToItsEndKeepsWhatWasReadAndFailsWithTheReason)
+{
+    // Much longer than what a stream reads at a time.
+    std::string strText = "keswardin.exitTimeoutSec=8\n";
+    for (int i = 0; i < 10000; ++i)
+        strText += "# a comment\n";
+    const std::string strPath = write("a.cfg", strText);
+    s_iReadsBeforeError = 1;
+    EXPECT_FALSE(m_config.load(strPath.c_str()));
+    s_iReadsBeforeError = -1;
+    EXPECT_EQ(8, intOf(m_config, "keswardin.exitTimeoutSec"));
+    EXPECT_EQ(error("cannot read " + strPath + ": Input/output error"), m_log.lines().back());
 }
 
 TEST_F(GlobalConfigTest, AFileThatCannotBeReadFailsWithItsPath)
@@ -872,7 +937,8 @@ TEST_F(GlobalConfigTest, AFileOfTheLoggingThatCannotBeReadFailsWithNoSecondAttem
     EXPECT_EQ("failed to configure logger from file /nowhere/logging. Unable to open for reading",
               errors.str());
     EXPECT_EQ(DEBUG_LOG_LEVEL, log4cplus::Logger::getRoot().getLogLevel());
-    EXPECT_THAT(m_log.lines(), IsEmpty());
+    EXPECT_THAT(m_log.lines(),
+                ElementsAre(error("cannot open /nowhere/logging: No such file or directory")));
 }
 
 TEST_F(GlobalConfigTest, WhatIsWrongWithTheLoggingGoesToAStreamThatThrowsWithoutAnException)
@@ -898,14 +964,27 @@ TEST_F(GlobalConfigTest, WhatIsWrongWithATrieOfTheLoggingGoesToAStreamThatThrows
     EXPECT_EQ(s_allStates, errors.exceptions());
 }
 
-TEST_F(GlobalConfigTest, WhatIsWrongWithTheLoggingIsToldInOneLine)
+TEST_F(GlobalConfigTest, ADirectoryIsNoFileOfTheLoggingThatCanBeRead)
+{
+    loadText(m_config, "keswardin.infra.Logger.PropertiesFile.production=/tmp\n");
+    m_log.clear();
+    std::ostringstream errors;
+    EXPECT_FALSE(m_config.configureLogger(errors, RunMode::production));
+    EXPECT_EQ("", errors.str());
+    EXPECT_THAT(m_log.linesOf(s_szLogger),
+                ElementsAre(error("failed to configure logger from file /tmp"),
+                            error("cannot read /tmp: Is a directory")));
+}
+
+TEST_F(GlobalConfigTest, WhatIsWrongWithTheLoggingIsToldBehindTheReason)
 {
     loadText(m_config, "keswardin.infra.Logger.PropertiesFile.production=/nowhere/logging\n");
     m_log.clear();
     EXPECT_FALSE(m_config.configureLogger(RunMode::production));
     EXPECT_THAT(
         m_log.lines(),
-        ElementsAre(error("GlobalConfigImpl::configureLogger(production) failed : failed to "
+        ElementsAre(error("cannot open /nowhere/logging: No such file or directory"),
+                    error("GlobalConfigImpl::configureLogger(production) failed : failed to "
                           "configure logger from file /nowhere/logging. Unable to open for "
                           "reading")));
 }
