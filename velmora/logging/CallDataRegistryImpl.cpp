@@ -108,7 +108,6 @@ CallDataRegistry::CallDataHandle CallDataRegistryImpl::getCallData(const char* i
     CallDataHandle hResult(in_szCallId);
     const MutexGuard tableGuard(m_tableMutex);
     m_strScratchName = in_szCallId;
-    m_callDataHash.reserve(m_callDataHash.size() + 1);
     const auto [entry, bNew] = m_callDataHash.try_emplace(m_strScratchName);
     if (bNew)
         beginCall(entry);

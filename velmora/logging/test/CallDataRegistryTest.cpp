@@ -14,7 +14,9 @@
 #include <gtest/gtest.h>
 
 #include <atomic>
+#include <cstddef>
 #include <cstdint>
+#include <deque>
 #include <filesystem>
 #include <new>
 #include <string>
@@ -42,6 +44,11 @@ class CallDataRegistryPeer
     {
         return CallDataRegistryImpl::getInstance()->m_callDataHash.at(in_szId)->m_uiRefCnt;
     }
+    /// Changes with each rehash of the table.
+    static std::size_t bucketCount()
+    {
+        return CallDataRegistryImpl::getInstance()->m_callDataHash.bucket_count();
+    }
 };
 
 namespace
@@ -59,6 +66,48 @@ constexpr const char* s_szLogger = "keswardin.infra.CallData";
 CallDataRegistry& registry() { return *CallDataRegistry::getInstance(); }
 
 Handle call(const char* in_szId = "abc") { return registry().getCallData(in_szId); }
+
+/// Calls with ids of their own, of which the one that began first ends first.
+class Calls
+{
+  public:
+    void begin()
+    {
+        m_calls.push_back(call(std::to_string(++m_iLast).c_str()));
+        look();
+    }
+    void end()
+    {
+        m_calls.pop_front();
+        look();
+    }
+    void beginUntil(std::size_t in_uiCalls)
+    {
+        while (m_calls.size() < in_uiCalls)
+            begin();
+    }
+
+    void endUntil(std::size_t in_uiCalls)
+    {
+        while (m_calls.size() > in_uiCalls)
+            end();
+    }
+
+    /// How often the table has been rehashed since the last time.
+    int takeRehashes() { return std::exchange(m_iRehashes, 0); }
+
+  private:
+    void look()
+    {
+        if (std::exchange(m_uiBuckets, Peer::bucketCount()) != Peer::bucketCount())
+            ++m_iRehashes;
+    }
+
+    std::deque<Handle> m_calls;
+    int m_iLast = 0;
+    std::size_t m_uiBuckets = Peer::bucketCount();
+    int m_iRehashes = 0;
+};
 
 } // namespace
 
@@ -433,6 +482,63 @@ TEST(CallDataRegistry, AnAppenderInUseOutlivesItsCall)
     EXPECT_THAT(directory.read("abc"), Not(testing::HasSubstr("Call end")));
     pAppender = log4cplus::SharedAppenderPtr();
     EXPECT_THAT(directory.read("abc"), testing::HasSubstr("Call end"));
+}
+
+// The table.
+
+TEST(CallDataRegistry, TheTableIsRehashedAtMostOnceEachTimeThatTheCallsDouble)
+{
+    Calls calls;
+    calls.beginUntil(16);
+    calls.takeRehashes();
+    for (std::size_t uiCalls = 32; uiCalls <= 4096; uiCalls *= 2)
+    {
+        calls.beginUntil(uiCalls);
+        EXPECT_LE(calls.takeRehashes(), 1) << uiCalls;
+    }
+}
+
+TEST(CallDataRegistry, TheTableStaysAsItIsWhileCallsComeAndGoAroundASteadyNumber)
+{
+    for (const std::size_t uiSteady : {10U, 100U, 1000U})
+    {
+        Calls calls;
+        calls.beginUntil(uiSteady + uiSteady / 5);
+        calls.takeRehashes();
+        for (int iRound = 0; iRound < 10; ++iRound)
+        {
+            calls.endUntil(uiSteady - uiSteady / 5);
+            calls.beginUntil(uiSteady + uiSteady / 5);
+        }
+        EXPECT_EQ(0, calls.takeRehashes()) << uiSteady;
+    }
+}
+
+TEST(CallDataRegistry, TheTableDoesNotShrinkAndGrowAroundTheNumberOfCallsAtWhichItHasGrown)
+{
+    Calls calls;
+    calls.beginUntil(100);
+    calls.takeRehashes();
+    while (calls.takeRehashes() == 0)
+        calls.begin();
+    for (int iRound = 0; iRound < 100; ++iRound)
+    {
+        calls.end();
+        calls.end();
+        calls.begin();
+        calls.begin();
+    }
+    EXPECT_EQ(0, calls.takeRehashes());
+}
+
+TEST(CallDataRegistry, TheTableKeepsItsSizeForTheNextPeakWhenCallsEnd)
+{
+    Calls calls;
+    calls.beginUntil(3000);
+    calls.takeRehashes();
+    calls.endUntil(0);
+    calls.beginUntil(3000);
+    EXPECT_EQ(0, calls.takeRehashes());
 }
 
 // Memory and threads.
