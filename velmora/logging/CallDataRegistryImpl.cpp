@@ -5,7 +5,11 @@
 #include "velmora/logging/LibraryLoggers.h"
 #include "velmora/logging/LogMacros.h"
 
+#include <ace/Guard_T.h>
+
 #include <exception>
+
+#include <pthread.h>
 
 VELMORA_LIBRARY_FILE_SCOPE_LOGGER_OF(CallData)
 
@@ -15,32 +19,26 @@ namespace Velmora
 namespace
 {
 
-/// Files are opened and closed under the locks, which takes microseconds: less than to fall asleep
-/// and be woken. So a thread looks again for about as long before it sleeps. Between two
-/// looks it leaves the lock alone for some operations that touch no file.
-class MutexGuard
+using MutexGuard = ACE_Guard<ACE_Thread_Mutex>;
+
+/// Attributes of a mutex whose waiters spin before they sleep. Files are opened and closed under
+/// the mutexes here, which takes microseconds: less than to fall asleep and be woken.
+class AdaptiveMutexAttributes
 {
   public:
-    explicit MutexGuard(ACE_Thread_Mutex& inout_mutex) : m_mutex(inout_mutex)
+    AdaptiveMutexAttributes()
     {
-        for (int iLook = 0; iLook < s_iLooks; ++iLook)
-        {
-            if (m_mutex.tryacquire() == 0)
-                return;
-            for (int iPause = 0; iPause < s_iPauses; ++iPause)
-                __builtin_ia32_pause();
-        }
-        m_mutex.acquire();
+        pthread_mutexattr_init(&m_attributes);
+        pthread_mutexattr_settype(&m_attributes, PTHREAD_MUTEX_ADAPTIVE_NP);
     }
-    ~MutexGuard() { m_mutex.release(); }
-    MutexGuard(const MutexGuard&) = delete;
-    MutexGuard& operator=(const MutexGuard&) = delete;
+    ~AdaptiveMutexAttributes() { pthread_mutexattr_destroy(&m_attributes); }
+    AdaptiveMutexAttributes(const AdaptiveMutexAttributes&) = delete;
+    AdaptiveMutexAttributes& operator=(const AdaptiveMutexAttributes&) = delete;
+
+    ACE_mutexattr_t* get() { return &m_attributes; }
 
   private:
-    static constexpr int s_iLooks = 32;
-    static constexpr int s_iPauses = 100;
-
-    ACE_Thread_Mutex& m_mutex;
+    ACE_mutexattr_t m_attributes;
 };
 
 constexpr const char* s_szGetCallData = "CallDataRegistryImpl::getCallData";
@@ -72,7 +70,11 @@ CallDataRegistryImpl* CallDataRegistryImpl::alive(CallDataRegistryImpl* in_pSing
     return in_pSingleton;
 }
 
-CallDataRegistryImpl::CallDataRegistryImpl() = default;
+CallDataRegistryImpl::CallDataRegistryImpl()
+    : m_tableMutex(nullptr, AdaptiveMutexAttributes().get()),
+      m_refCountMutex(nullptr, AdaptiveMutexAttributes().get())
+{
+}
 
 CallDataRegistryImpl::~CallDataRegistryImpl()
 {

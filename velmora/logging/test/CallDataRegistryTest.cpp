@@ -44,6 +44,13 @@ class CallDataRegistryPeer
     {
         return CallDataRegistryImpl::getInstance()->m_callDataHash.at(in_szId)->m_uiRefCnt;
     }
+    /// Whether threads that wait for a mutex of the registry spin before they sleep.
+    static bool areMutexesAdaptive()
+    {
+        CallDataRegistryImpl& registry = *CallDataRegistryImpl::getInstance();
+        return registry.m_tableMutex.lock().__data.__kind == PTHREAD_MUTEX_ADAPTIVE_NP &&
+               registry.m_refCountMutex.lock().__data.__kind == PTHREAD_MUTEX_ADAPTIVE_NP;
+    }
     /// Changes with each rehash of the table.
     static std::size_t bucketCount()
     {
@@ -584,6 +591,11 @@ TEST(CallDataRegistry, ThreadsBeginCopyAndEndTheSameCalls)
     EXPECT_EQ(0, iWrong);
     EXPECT_EQ(0U, registry().getCurrentNumCall());
     EXPECT_THAT(log.lines(), IsEmpty());
+}
+
+TEST(CallDataRegistry, ThreadsThatWaitForItSpinBeforeTheySleep)
+{
+    EXPECT_TRUE(Peer::areMutexesAdaptive());
 }
 
 TEST(CallDataRegistry, IsConfiguredWhileCallsAskForTheirAppenders)
