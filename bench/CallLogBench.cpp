@@ -21,6 +21,8 @@
 #include <memory>
 #include <sstream>
 #include <string>
+#include <unordered_map>
+#include <vector>
 
 #include <unistd.h>
 
@@ -266,6 +268,68 @@ void callStartEnd(benchmark::State& out_state)
     }
 }
 
+// Many calls at once, of which the one that began first ends first and makes room for a new one. A
+// time is that of one end and one begin.
+
+/// Has calls with the operations of `Calls`, in places that each have one call after the other.
+/// Twice as many ids take turns, so that a call never has that of the one before.
+template <class Calls>
+void callsAtOnce(benchmark::State& out_state, Calls& out_calls, std::size_t in_uiCalls)
+{
+    std::vector<std::string> ids;
+    while (ids.size() < 2 * in_uiCalls)
+        ids.push_back(std::to_string(ids.size()) + "-a84b4c76e66710@192.0.2.1");
+    for (std::size_t uiPlace = 0; uiPlace < in_uiCalls; ++uiPlace)
+        out_calls.begin(uiPlace, ids[uiPlace]);
+    std::size_t uiPlace = 0;
+    std::size_t uiId = in_uiCalls;
+    for ([[maybe_unused]] auto turn : out_state)
+    {
+        out_calls.end(uiPlace);
+        out_calls.begin(uiPlace, ids[uiId]);
+        uiPlace = uiPlace + 1 < in_uiCalls ? uiPlace + 1 : 0;
+        uiId = uiId + 1 < ids.size() ? uiId + 1 : 0;
+    }
+}
+
+void callsAtOnceOurs(benchmark::State& out_state, std::size_t in_uiCalls)
+{
+    struct Calls
+    {
+        void begin(std::size_t in_uiPlace, const std::string& in_strId)
+        {
+            loggers[in_uiPlace].callStart(in_strId.c_str());
+        }
+        void end(std::size_t in_uiPlace) { loggers[in_uiPlace].callEnd(); }
+
+        std::vector<CallLogger> loggers;
+    };
+    configureCalls(1);
+    Entry entry(out_state);
+    entry.mark();
+    Calls calls{std::vector<CallLogger>(in_uiCalls, CallLogger(nameOfThread(out_state)))};
+    callsAtOnce(out_state, calls, in_uiCalls);
+}
+
+/// The same operations on a bare table, with the id in each place to find the call by.
+void callsAtOnceMap(benchmark::State& out_state, std::size_t in_uiCalls)
+{
+    struct Calls
+    {
+        void begin(std::size_t in_uiPlace, const std::string& in_strId)
+        {
+            ids[in_uiPlace] = in_strId;
+            table.try_emplace(in_strId, &ids[in_uiPlace]);
+        }
+        void end(std::size_t in_uiPlace) { table.erase(table.find(ids[in_uiPlace])); }
+
+        std::vector<std::string> ids;
+        std::unordered_map<std::string, std::string*> table;
+    };
+    Calls calls{std::vector<std::string>(in_uiCalls), {}};
+    callsAtOnce(out_state, calls, in_uiCalls);
+}
+
 } // namespace
 
 BENCHMARK(callFileOurs)->Name("callFile/ours")->UseRealTime();
@@ -281,5 +345,10 @@ BENCHMARK_CAPTURE(sampledOutLine, , false)->Name("callSampledOut/noCall");
 
 BENCHMARK(callStartEnd)->Name("callStartEnd/ours");
 BENCHMARK(callStartEnd)->Name("callStartEndBoth/ours")->Threads(2)->UseRealTime();
+
+BENCHMARK_CAPTURE(callsAtOnceOurs, , 100)->Name("callsAtOnce100/ours");
+BENCHMARK_CAPTURE(callsAtOnceMap, , 100)->Name("callsAtOnce100/map");
+BENCHMARK_CAPTURE(callsAtOnceOurs, , 10'000)->Name("callsAtOnce10000/ours");
+BENCHMARK_CAPTURE(callsAtOnceMap, , 10'000)->Name("callsAtOnce10000/map");
 
 BENCHMARK_MAIN();

@@ -19,6 +19,7 @@ MALLOCS = ["glibc", "jemalloc", "tcmalloc", "mimalloc"]
 MARKERS = ("<!-- table of scripts/bench: begin -->", "<!-- table of scripts/bench: end -->")
 
 MAP_ENTRIES = [1, 4, 8, 100]
+CALLS_AT_ONCE = [100, 10000]
 
 
 def entries_text(entries):
@@ -55,10 +56,16 @@ NAMED_WORKS = [
     ("callSampledOut", "line of a call that has no file, main log flushed each time", "noCall", 1.1),
     ("callStartEnd", "`callStart` and `callEnd` with no line, one thread", None, 1000),
     ("callStartEndBoth", "`callStart` and `callEnd` with no line, two threads", None, 500),
+    *((f"callsAtOnce{calls}", f"`callEnd` and `callStart` with no line, {calls:,} calls at once",
+       None, None) for calls in CALLS_AT_ONCE),
+    ("callsAtOnceMore", "what the second of these costs more than the first", "map", 1.3),
     ("initialize", "start and end of `examples/minimal` with 300 lines of configuration",
      None, 30e6),
     ("closestName", "closest known name to one with a wrong letter", "two rows", 0.2),
 ]
+
+# Works that are not measured: how much more time the first of two others takes than the second.
+DIFFERENCES = {"callsAtOnceMore": ("callsAtOnce10000", "callsAtOnce100")}
 
 # The same for what takes memory, with the counter "bytes".
 NAMED_BYTES = [
@@ -83,6 +90,9 @@ class Results:
             self._read(path)
         if not self.times:
             sys.exit(f"bench_table.py: no results in {directory}")
+        for work, (more, less) in DIFFERENCES.items():
+            self.times[work] = {doer: time - self.times[less][doer]
+                                for doer, time in self.times[more].items()}
 
     def _read(self, path):
         _, variant, _ = path.stem.split(".")

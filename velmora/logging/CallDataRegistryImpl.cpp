@@ -41,6 +41,10 @@ class AdaptiveMutexAttributes
     ACE_mutexattr_t m_attributes;
 };
 
+/// With many calls at once a look-up costs what it reads of memory that no cache holds. In a sparse
+/// table it reads the call's own entry and few others.
+constexpr float s_fMaxCallsOfBucket = 0.25F;
+
 constexpr const char* s_szGetCallData = "CallDataRegistryImpl::getCallData";
 constexpr const char* s_szIncrementRefCount = "CallDataRegistryImpl::::incrementRefCount";
 constexpr const char* s_szDecrementRefCount = "CallDataRegistryImpl::decrementRefCount";
@@ -74,6 +78,7 @@ CallDataRegistryImpl::CallDataRegistryImpl()
     : m_tableMutex(nullptr, AdaptiveMutexAttributes().get()),
       m_refCountMutex(nullptr, AdaptiveMutexAttributes().get())
 {
+    m_callDataHash.max_load_factor(s_fMaxCallsOfBucket);
 }
 
 CallDataRegistryImpl::~CallDataRegistryImpl()

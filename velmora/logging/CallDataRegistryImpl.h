@@ -72,7 +72,7 @@ class VELMORA_API CallDataRegistryImpl : public CallDataRegistry
 
     static std::atomic<CallDataRegistryImpl*> s_pAlive;
 
-    /// The active calls. Guarded by `m_tableMutex`, as the next one.
+    /// The active calls. It grows by itself. Guarded by `m_tableMutex`, as the next one.
     CallDataHash m_callDataHash;
 
     /// The id that an operation looks up, so that it does not allocate.
@@ -98,6 +98,7 @@ class CallDataRegistry::CallDataImpl : public CallData,
                                        public InAccount<"CallDataRegistry::CallDataImpl">
 {
   public:
+    /// For the entry with the key `in_strCallId`, which outlives this.
     explicit CallDataImpl(const std::string& in_strCallId);
     ~CallDataImpl() override;
 
@@ -121,7 +122,8 @@ class CallDataRegistry::CallDataImpl : public CallData,
     void makeAppender();
     void leaveAppenderToParent();
 
-    std::string m_strCallId;
+    /// The key in the registry's table, which stays where it is as long as the entry.
+    const std::string& m_strCallId;
 
     /// How many handles hold the call. Guarded by the registry's reference mutex.
     std::size_t m_uiRefCnt = 0;
