@@ -322,34 +322,34 @@ TEST(ApplicationImpl, WhatADerivedClassRefusesOfItsOptionsIsAnsweredWithTheUsage
                                                                     "/opt/bin/gateway.bin")));
 }
 
+namespace
+{
+
+/// Why arguments do not pass a dependency of one option on another.
+std::string dependencyError(const std::vector<std::string>& in_arguments, const char* in_szForWhat,
+                            const char* in_szRequired)
+{
+    return messageOf(
+        [&] { Program::optionDependency(variablesOf(in_arguments), in_szForWhat, in_szRequired); });
+}
+
+} // namespace
+
 TEST(ApplicationImpl, AnOptionMayRequireAnother)
 {
-    const auto depend = [](const std::vector<std::string>& in_arguments, const char* in_szForWhat,
-                           const char* in_szRequired)
-    {
-        return messageOf(
-            [&]
-            { Program::optionDependency(variablesOf(in_arguments), in_szForWhat, in_szRequired); });
-    };
-    EXPECT_EQ("Option 'one' requires option 'two'.", depend({"--one"}, "one", "two"));
-    EXPECT_EQ("no error", depend({"--one", "--two"}, "one", "two"));
-    EXPECT_EQ("no error", depend({"--two"}, "one", "two"));
-    EXPECT_EQ("no error", depend({}, "one", "two"));
+    EXPECT_EQ("Option 'one' requires option 'two'.", dependencyError({"--one"}, "one", "two"));
+    EXPECT_EQ("no error", dependencyError({"--one", "--two"}, "one", "two"));
+    EXPECT_EQ("no error", dependencyError({"--two"}, "one", "two"));
+    EXPECT_EQ("no error", dependencyError({}, "one", "two"));
 }
 
 TEST(ApplicationImpl, ADefaultNeitherRequiresNorIsWhatIsRequired)
 {
-    const auto depend = [](const std::vector<std::string>& in_arguments, const char* in_szForWhat,
-                           const char* in_szRequired)
-    {
-        return messageOf(
-            [&]
-            { Program::optionDependency(variablesOf(in_arguments), in_szForWhat, in_szRequired); });
-    };
-    EXPECT_EQ("no error", depend({}, "level", "one"));
-    EXPECT_EQ("Option 'level' requires option 'one'.", depend({"--level=5"}, "level", "one"));
-    EXPECT_EQ("Option 'one' requires option 'level'.", depend({"--one"}, "one", "level"));
-    EXPECT_EQ("no error", depend({"--one", "--level=3"}, "one", "level"));
+    EXPECT_EQ("no error", dependencyError({}, "level", "one"));
+    EXPECT_EQ("Option 'level' requires option 'one'.",
+              dependencyError({"--level=5"}, "level", "one"));
+    EXPECT_EQ("Option 'one' requires option 'level'.", dependencyError({"--one"}, "one", "level"));
+    EXPECT_EQ("no error", dependencyError({"--one", "--level=3"}, "one", "level"));
 }
 
 TEST(ApplicationImpl, TwoOptionsMayConflict)
