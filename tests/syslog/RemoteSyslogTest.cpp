@@ -1,4 +1,5 @@
 #include "tests/support/HelperProcess.h"
+#include "tests/support/NumberedText.h"
 #include "tests/support/UdpServer.h"
 #include "tests/syslog/RsyslogServer.h"
 #include "velmora/logging/LogMacros.h"
@@ -29,16 +30,6 @@ constexpr const char* s_szFacility = "128";
 constexpr std::pair<const char*, const char*> s_received[] = {
     {"local0.crit ", "<130>"},   {"local0.err ", "<131>"},  {"local0.warning ", "<132>"},
     {"local0.notice ", "<133>"}, {"local0.info ", "<134>"}, {"local0.debug ", "<135>"}};
-
-/// Numbers from 1000 on, so that each place of the text is known.
-std::string numberedText(std::size_t in_uiLength)
-{
-    std::string strText;
-    for (int iNumber = 1000; strText.size() < in_uiLength; ++iNumber)
-        strText += std::to_string(iNumber);
-    strText.resize(in_uiLength);
-    return strText;
-}
 
 /// Has the logger "keswardin.test" log to the server, and to it only.
 void logTo(const std::string& in_strAddress, int in_iPort)

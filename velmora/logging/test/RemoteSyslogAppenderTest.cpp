@@ -3,6 +3,7 @@
 #include "tests/support/CapturedAssertions.h"
 #include "tests/support/CapturedLog.h"
 #include "tests/support/Locales.h"
+#include "tests/support/NumberedText.h"
 #include "tests/support/UdpServer.h"
 #include "velmora/logging/LogMacros.h"
 #include "velmora/logging/SyslogHosts.h"
@@ -106,16 +107,6 @@ bool g_bNoSockets = false;
 std::ostream& operator<<(std::ostream& out_stream, const Destination& in_destination)
 {
     return out_stream << in_destination.strAddress << ':' << in_destination.iPort;
-}
-
-/// Numbers from 0 to the end, four digits each, so that each place of the text is known.
-std::string numberedText(std::size_t in_uiLength)
-{
-    std::string strText;
-    for (int iNumber = 1000; strText.size() < in_uiLength; ++iNumber)
-        strText += std::to_string(iNumber);
-    strText.resize(in_uiLength);
-    return strText;
 }
 
 log4cplus::spi::InternalLoggingEvent eventOf(int in_level, const std::string& in_strText)

@@ -1,0 +1,19 @@
+#pragma once
+
+#include <cstddef>
+#include <string>
+
+namespace Velmora::Test
+{
+
+/// A text of numbers with four digits, from 1000 on, so that each place of it is known.
+inline std::string numberedText(std::size_t in_uiLength)
+{
+    std::string strText;
+    for (int iNumber = 1000; strText.size() < in_uiLength; ++iNumber)
+        strText += std::to_string(iNumber);
+    strText.resize(in_uiLength);
+    return strText;
+}
+
+} // namespace Velmora::Test
