@@ -4,7 +4,7 @@
 #include "velmora/config/ParameterInfoDB.h"
 
 #include "tests/support/CapturedLog.h"
-#include "tests/support/HelperProcess.h"
+#include "tests/support/OpenedLibraries.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -13,8 +13,6 @@
 #include <log4cplus/logger.h>
 #include <log4cplus/spi/loggingevent.h>
 
-#include <filesystem>
-#include <sstream>
 #include <stdexcept>
 #include <string>
 #include <vector>
@@ -31,21 +29,17 @@ using testing::IsEmpty;
 constexpr const char* s_szLogger = "keswardin.infra.DynLibsLoader";
 constexpr const char* s_szParam = "keswardin.startup.loadDynLibList";
 
-/// The libraries that a run opened, with what it told of its own calls and the errors it logged.
-std::vector<std::string> toldByRun(const std::vector<std::string>& in_arguments)
+/// The libraries that a run opened, the results of its own calls and the errors it logged.
+std::vector<std::string> openingsAndErrorsOfRun(const std::vector<std::string>& in_arguments)
 {
-    const std::string strPath = std::filesystem::path(VELMORA_HELPER_DYNLIB_A).parent_path();
-    const HelperResult result =
-        runHelper(VELMORA_HELPER_DYNLIB_OPENS, in_arguments, {{"LD_LIBRARY_PATH", strPath}});
-    EXPECT_EQ(0, result.iExitCode);
-    EXPECT_EQ(0, result.iSignal);
-    EXPECT_EQ("", result.strErrors);
-    std::vector<std::string> lines;
-    std::istringstream text(result.strOutput);
-    for (std::string line; std::getline(text, line);)
-        if (!line.empty() && !line.starts_with("TRACE ") && !line.starts_with("DEBUG ") &&
-            !line.starts_with("INFO ") && !line.starts_with("closed "))
-            lines.push_back(line);
+    std::vector<std::string> lines =
+        linesOfOpeningProgram(VELMORA_HELPER_DYNLIB_OPENS, VELMORA_HELPER_DYNLIB_A, in_arguments);
+    std::erase_if(lines,
+                  [](const std::string& in_strLine)
+                  {
+                      return in_strLine.starts_with("TRACE ") || in_strLine.starts_with("DEBUG ") ||
+                             in_strLine.starts_with("INFO ") || in_strLine.starts_with("closed ");
+                  });
     return lines;
 }
 
@@ -109,13 +103,13 @@ std::vector<std::string> namesTriedFor(const std::string& in_strList)
 
 TEST(DynLibsLoader, OpensOneLibraryThatStays)
 {
-    EXPECT_THAT(toldByRun({"load=dynlib-a", "call=answer_a"}),
+    EXPECT_THAT(openingsAndErrorsOfRun({"load=dynlib-a", "call=answer_a"}),
                 ElementsAre(openedLine("dynlib-a"), "load=dynlib-a: 1", "call=answer_a: 97"));
 }
 
 TEST(DynLibsLoader, TellsThatOneLibraryCannotBeOpened)
 {
-    EXPECT_THAT(toldByRun({"load=dynlib-none"}),
+    EXPECT_THAT(openingsAndErrorsOfRun({"load=dynlib-none"}),
                 ElementsAre(cannotFindLine("dynlib-none"), "load=dynlib-none: 0"));
 }
 
@@ -132,14 +126,14 @@ TEST(DynLibsLoader, TellsWhatItLoads)
 
 TEST(DynLibsLoader, OpensAVectorInItsOrder)
 {
-    EXPECT_THAT(toldByRun({"vector=dynlib-b,dynlib-c,dynlib-a"}),
+    EXPECT_THAT(openingsAndErrorsOfRun({"vector=dynlib-b,dynlib-c,dynlib-a"}),
                 ElementsAre(openedLine("dynlib-b"), openedLine("dynlib-c"), openedLine("dynlib-a"),
                             "vector=dynlib-b,dynlib-c,dynlib-a: 1"));
 }
 
 TEST(DynLibsLoader, OpensTheRestOfAVectorAfterAFailure)
 {
-    EXPECT_THAT(toldByRun({"vector=dynlib-none,dynlib-a,dynlib-nil,dynlib-b"}),
+    EXPECT_THAT(openingsAndErrorsOfRun({"vector=dynlib-none,dynlib-a,dynlib-nil,dynlib-b"}),
                 ElementsAre(cannotFindLine("dynlib-none"), openedLine("dynlib-a"),
                             cannotFindLine("dynlib-nil"), openedLine("dynlib-b"),
                             "vector=dynlib-none,dynlib-a,dynlib-nil,dynlib-b: 0"));
@@ -199,17 +193,17 @@ TEST(DynLibsLoader, AListOfAnotherTypeIsNone)
 
 TEST(DynLibsLoader, AListOpensItsLibrariesInTheirOrder)
 {
-    EXPECT_THAT(toldByRun({"list=dynlib-a, dynlib-b,,dynlib-c"}),
+    EXPECT_THAT(openingsAndErrorsOfRun({"list=dynlib-a, dynlib-b,,dynlib-c"}),
                 ElementsAre(openedLine("dynlib-a"), openedLine("dynlib-b"), openedLine("dynlib-c"),
                             "list=dynlib-a, dynlib-b,,dynlib-c: 1"));
 }
 
 TEST(DynLibsLoader, AListOpensTheRestAfterAFailure)
 {
-    EXPECT_THAT(toldByRun({"list=dynlib-none,dynlib-b"}),
+    EXPECT_THAT(openingsAndErrorsOfRun({"list=dynlib-none,dynlib-b"}),
                 ElementsAre(cannotFindLine("dynlib-none"), openedLine("dynlib-b"),
                             "list=dynlib-none,dynlib-b: 0"));
-    EXPECT_THAT(toldByRun({"list=dynlib-b,dynlib-none"}),
+    EXPECT_THAT(openingsAndErrorsOfRun({"list=dynlib-b,dynlib-none"}),
                 ElementsAre(openedLine("dynlib-b"), cannotFindLine("dynlib-none"),
                             "list=dynlib-b,dynlib-none: 0"));
 }

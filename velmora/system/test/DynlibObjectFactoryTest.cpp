@@ -1,14 +1,13 @@
 #include "velmora/system/DynlibObjectFactory.h"
 
 #include "tests/support/CapturedLog.h"
-#include "tests/support/HelperProcess.h"
+#include "tests/support/OpenedLibraries.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
 #include <algorithm>
 #include <filesystem>
-#include <sstream>
 #include <string>
 #include <type_traits>
 #include <vector>
@@ -44,21 +43,11 @@ std::string cannotFindText(const std::string& in_strName)
            in_strName + "\"";
 }
 
-/// What the program told and logged, but for the empty lines that end some texts.
-std::vector<std::string> toldByRun(const std::vector<std::string>& in_arguments)
+/// What a run wrote and logged.
+std::vector<std::string> linesOfRun(const std::vector<std::string>& in_arguments)
 {
-    const std::string strPath = std::filesystem::path(VELMORA_HELPER_DYNLIB_A).parent_path();
-    const HelperResult result =
-        runHelper(VELMORA_HELPER_DYNLIB_OPENS, in_arguments, {{"LD_LIBRARY_PATH", strPath}});
-    EXPECT_EQ(0, result.iExitCode);
-    EXPECT_EQ(0, result.iSignal);
-    EXPECT_EQ("", result.strErrors);
-    std::vector<std::string> lines;
-    std::istringstream text(result.strOutput);
-    for (std::string line; std::getline(text, line);)
-        if (!line.empty())
-            lines.push_back(line);
-    return lines;
+    return linesOfOpeningProgram(VELMORA_HELPER_DYNLIB_OPENS, VELMORA_HELPER_DYNLIB_A,
+                                 in_arguments);
 }
 
 std::vector<std::string> linesThatBegin(const std::vector<std::string>& in_lines,
@@ -178,7 +167,7 @@ TEST(DynlibObjectFactory, OpensTheSameLibraryTwiceWithTwoObjects)
 TEST(DynlibObjectFactory, OpensALibraryThatCouldNotBeOpenedBefore)
 {
     const std::vector<std::string> lines =
-        toldByRun({"open=dynlib-needs-a", "open=dynlib-a", "open=dynlib-needs-a"});
+        linesOfRun({"open=dynlib-needs-a", "open=dynlib-a", "open=dynlib-needs-a"});
     EXPECT_THAT(
         linesThatBegin(lines, {"open="}),
         ElementsAre("open=dynlib-needs-a: 0", "open=dynlib-a: 1", "open=dynlib-needs-a: 1"));
@@ -186,13 +175,13 @@ TEST(DynlibObjectFactory, OpensALibraryThatCouldNotBeOpenedBefore)
 
 TEST(DynlibObjectFactory, ResolvesAllAtOnceForAllAndForEver)
 {
-    EXPECT_THAT(toldByRun({"open=dynlib-a"}),
+    EXPECT_THAT(linesOfRun({"open=dynlib-a"}),
                 Contains("opened libdynlib-a.so NOW GLOBAL NODELETE"));
 }
 
 TEST(DynlibObjectFactory, AnUnresolvedSymbolReadsAsAFileThatIsNotFound)
 {
-    EXPECT_THAT(linesThatBegin(toldByRun({"open=dynlib-needs-a", "call=answerThroughA"}),
+    EXPECT_THAT(linesThatBegin(linesOfRun({"open=dynlib-needs-a", "call=answerThroughA"}),
                                {"ERROR ", "open=", "opened ", "call="}),
                 ElementsAre("ERROR keswardin.infra.DynlibObjectFactory: " +
                                 cannotFindText("dynlib-needs-a"),
@@ -202,14 +191,14 @@ TEST(DynlibObjectFactory, AnUnresolvedSymbolReadsAsAFileThatIsNotFound)
 TEST(DynlibObjectFactory, ALibrarySeesTheSymbolsOfThoseOpenedBefore)
 {
     EXPECT_THAT(
-        linesThatBegin(toldByRun({"open=dynlib-a", "open=dynlib-needs-a", "call=answerThroughA"}),
+        linesThatBegin(linesOfRun({"open=dynlib-a", "open=dynlib-needs-a", "call=answerThroughA"}),
                        {"ERROR ", "open=", "call="}),
         ElementsAre("open=dynlib-a: 1", "open=dynlib-needs-a: 1", "call=answerThroughA: 97"));
 }
 
 TEST(DynlibObjectFactory, TheConstructorsOfALibraryLogBeforeItIsOpen)
 {
-    EXPECT_THAT(linesThatBegin(toldByRun({"open=dynlib-a"}), {"INFO ", "opened ", "open="}),
+    EXPECT_THAT(linesThatBegin(linesOfRun({"open=dynlib-a"}), {"INFO ", "opened ", "open="}),
                 ElementsAre("INFO keswardin.test.a: constructor of a",
                             "opened libdynlib-a.so NOW GLOBAL NODELETE", "open=dynlib-a: 1",
                             "INFO keswardin.test.a: exit entry of a"));
@@ -218,8 +207,8 @@ TEST(DynlibObjectFactory, TheConstructorsOfALibraryLogBeforeItIsOpen)
 TEST(DynlibObjectFactory, TheEndOfTheFactoryDoesNotCloseTheLibrary)
 {
     // This library does not ask ACE to put its closing off.
-    EXPECT_THAT(linesThatBegin(toldByRun({"open=dynlib-a", "open=dynlib-needs-a", "drop",
-                                          "call=answerThroughA"}),
+    EXPECT_THAT(linesThatBegin(linesOfRun({"open=dynlib-a", "open=dynlib-needs-a", "drop",
+                                           "call=answerThroughA"}),
                                {"drop", "call=", "closed libdynlib-needs-a",
                                 "TRACE keswardin.infra.DynlibObjectFactory: entering "
                                 "DynlibObjectFactoryNoT::DLLPtr dtor"}),
@@ -233,15 +222,15 @@ TEST(DynlibObjectFactory, TheEndOfTheFactoryDoesNotCloseTheLibrary)
 
 TEST(DynlibObjectFactory, ALibraryStaysMappedWhenItIsClosed)
 {
-    EXPECT_THAT(linesThatBegin(toldByRun({"open=dynlib-a", "at-exit", "open=dynlib-needs-a",
-                                          "keep=answerThroughA", "drop"}),
+    EXPECT_THAT(linesThatBegin(linesOfRun({"open=dynlib-a", "at-exit", "open=dynlib-needs-a",
+                                           "keep=answerThroughA", "drop"}),
                                {"closed libdynlib-needs-a", "at exit"}),
                 ElementsAre("closed libdynlib-needs-a.so", "at exit: 97"));
 }
 
 TEST(DynlibObjectFactory, TheEntriesOfALibraryGoBeforeTheOneThatLetsItGo)
 {
-    EXPECT_THAT(linesThatBegin(toldByRun({"open=dynlib-a", "open=dynlib-b"}),
+    EXPECT_THAT(linesThatBegin(linesOfRun({"open=dynlib-a", "open=dynlib-b"}),
                                {"INFO ", "TRACE keswardin.infra.DynlibObjectFactory: exiting "
                                          "DynlibObjectFactoryNoT::DLLPtr dtor"}),
                 ElementsAre("INFO keswardin.test.a: constructor of a",
@@ -256,7 +245,7 @@ TEST(DynlibObjectFactory, TheEntriesOfALibraryGoBeforeTheOneThatLetsItGo)
 
 TEST(DynlibObjectFactory, AFailedOpenLeavesAnEntryOnTheExitList)
 {
-    EXPECT_THAT(linesThatBegin(toldByRun({"open=dynlib-none", "drop"}),
+    EXPECT_THAT(linesThatBegin(linesOfRun({"open=dynlib-none", "drop"}),
                                {"drop", "TRACE keswardin.infra.DynlibObjectFactory: entering "
                                         "DynlibObjectFactoryNoT::DLLPtr dtor"}),
                 ElementsAre("drop: 0", "TRACE keswardin.infra.DynlibObjectFactory: entering "
@@ -266,7 +255,7 @@ TEST(DynlibObjectFactory, AFailedOpenLeavesAnEntryOnTheExitList)
 TEST(DynlibObjectFactory, WhatIsOpenedTwiceHasTwoEntriesOnTheExitList)
 {
     const std::vector<std::string> lines =
-        toldByRun({"open=dynlib-a", "open=dynlib-a", "call=answer_a"});
+        linesOfRun({"open=dynlib-a", "open=dynlib-a", "call=answer_a"});
     EXPECT_THAT(linesThatBegin(lines, {"opened ", "open=", "call="}),
                 ElementsAre("opened libdynlib-a.so NOW GLOBAL NODELETE", "open=dynlib-a: 1",
                             "open=dynlib-a: 1", "call=answer_a: 97"));
@@ -277,7 +266,7 @@ TEST(DynlibObjectFactory, WhatIsOpenedTwiceHasTwoEntriesOnTheExitList)
 
 TEST(DynlibObjectFactory, WhileTheExitListRunsAnOpenLeavesNoEntry)
 {
-    EXPECT_THAT(linesThatBegin(toldByRun({"at-exit-load=dynlib-none"}),
+    EXPECT_THAT(linesThatBegin(linesOfRun({"at-exit-load=dynlib-none"}),
                                {"TRACE keswardin.infra.DynlibObjectFactory: exiting", "at exit"}),
                 ElementsAre("TRACE keswardin.infra.DynlibObjectFactory: exiting "
                             "DynlibObjectFactoryNoT::DLLPtr ctor",
