@@ -4,19 +4,14 @@
 
 #include "tests/support/CallLogging.h"
 #include "tests/support/CapturedLog.h"
+#include "tests/support/DescriptorLimit.h"
 #include "tests/support/HelperProcess.h"
+#include "tests/support/SmallDisk.h"
 #include "tests/support/TemporaryDirectory.h"
 
-#include <fcntl.h>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
-#include <sched.h>
-#include <sys/mount.h>
-#include <sys/resource.h>
-#include <unistd.h>
 
-#include <cerrno>
-#include <cstring>
 #include <filesystem>
 #include <string>
 #include <vector>
@@ -33,61 +28,6 @@ using testing::IsEmpty;
 using testing::SizeIs;
 
 constexpr const char* s_szName = "test.call";
-
-/// A file system of 64 KiB in memory, which only this process sees.
-class SmallDisk
-{
-  public:
-    SmallDisk()
-    {
-        m_bMounted = unshare(CLONE_NEWNS) == 0 &&
-                     mount("none", "/", nullptr, MS_REC | MS_PRIVATE, nullptr) == 0 &&
-                     mount("tmpfs", path().c_str(), "tmpfs", 0, "size=64k,mode=755") == 0;
-        m_iError = errno;
-    }
-    ~SmallDisk()
-    {
-        if (m_bMounted)
-            umount2(path().c_str(), MNT_DETACH);
-    }
-    SmallDisk(const SmallDisk&) = delete;
-    SmallDisk& operator=(const SmallDisk&) = delete;
-
-    [[nodiscard]] bool isMounted() const { return m_bMounted; }
-    [[nodiscard]] std::string whyNot() const { return std::strerror(m_iError); }
-
-    [[nodiscard]] std::string path() const { return m_directory.path().string(); }
-    [[nodiscard]] std::string read(const std::string& in_strName) const
-    {
-        return m_directory.read(in_strName);
-    }
-
-    /// Takes what is left of it.
-    void fill() const
-    {
-        const int iFile =
-            ::open((path() + "/ballast").c_str(), O_CREAT | O_WRONLY | O_CLOEXEC, 0600);
-        const std::string strPage(4096, 'x');
-        while (::write(iFile, strPage.data(), strPage.size()) > 0)
-            continue;
-        ::close(iFile);
-    }
-    void makeRoom() const { std::filesystem::remove(path() + "/ballast"); }
-
-    void makeReadOnly() const
-    {
-        ASSERT_EQ(0, mount("none", path().c_str(), nullptr, MS_REMOUNT | MS_RDONLY, nullptr));
-    }
-
-  private:
-    TemporaryDirectory m_directory;
-    bool m_bMounted = false;
-    int m_iError = 0;
-};
-
-#define VELMORA_NEEDS_DISK(disk) \
-    if (!(disk).isMounted())     \
-    GTEST_SKIP() << "a small disk cannot be mounted: " << (disk).whyNot()
 
 /// Calls with files in a directory of their own, and one call that is well all the time.
 class CallFailures : public testing::Test
@@ -125,6 +65,7 @@ class CallFailures : public testing::Test
     }
 
     TemporaryDirectory m_directory;
+    TemporaryDirectory m_mountPoint;
     CapturedLog m_log{INFO_LOG_LEVEL};
     CallLogger m_well;
     int m_iWellLines = 0;
@@ -134,7 +75,7 @@ class CallFailures : public testing::Test
 
 TEST_F(CallFailures, AFullDiskIsToldOfOnceAndTheFileGoesOnWhenThereIsRoom)
 {
-    const SmallDisk disk;
+    const SmallDisk disk(m_mountPoint.path());
     VELMORA_NEEDS_DISK(disk);
     useDirectory(disk.path());
     CallLogger logger(s_szName);
@@ -160,17 +101,18 @@ TEST_F(CallFailures, AFullDiskIsToldOfOnceAndTheFileGoesOnWhenThereIsRoom)
 
     EXPECT_EQ("log4cplus:ERROR Unable to write file: " + disk.path() + "/full\n",
               testing::internal::GetCapturedStderr());
-    EXPECT_THAT(disk.read("full"), testing::StartsWith("INFO keswardin.infra.CallLogger.Appender: "
-                                                       "Call start : "));
-    EXPECT_THAT(disk.read("full"), HasSubstr("again\n"));
-    EXPECT_THAT(disk.read("full"), HasSubstr("and again\n"));
-    EXPECT_THAT(disk.read("full"), HasSubstr("Call end : "));
+    EXPECT_THAT(m_mountPoint.read("full"),
+                testing::StartsWith("INFO keswardin.infra.CallLogger.Appender: "
+                                    "Call start : "));
+    EXPECT_THAT(m_mountPoint.read("full"), HasSubstr("again\n"));
+    EXPECT_THAT(m_mountPoint.read("full"), HasSubstr("and again\n"));
+    EXPECT_THAT(m_mountPoint.read("full"), HasSubstr("Call end : "));
     expectOthersWell(13);
 }
 
 TEST_F(CallFailures, ADiskThatIsFullForTheLastLineIsToldOf)
 {
-    const SmallDisk disk;
+    const SmallDisk disk(m_mountPoint.path());
     VELMORA_NEEDS_DISK(disk);
     useDirectory(disk.path(), "log4cplus.appender.CALL_LOG_APPENDER.ImmediateFlush=false\n");
     CallLogger logger(s_szName);
@@ -214,22 +156,16 @@ TEST_F(CallFailures, WithoutADescriptorACallHasNoFileUntilThereIsOne)
 #endif
     useDirectory(m_directory.path().string());
     testing::internal::CaptureStderr();
-    rlimit before = {};
-    ASSERT_EQ(0, getrlimit(RLIMIT_NOFILE, &before));
-    const int iNext = dup(0);
-    ::close(iNext);
-    rlimit none = before;
-    none.rlim_cur = static_cast<rlim_t>(iNext);
-    ASSERT_EQ(0, setrlimit(RLIMIT_NOFILE, &none));
-
     CallLogger logger(s_szName);
-    logger.callStart("late");
-    for (int iLine = 0; iLine < 5; ++iLine)
     {
-        VELMORA_LOG(logger, INFO_LOG_LEVEL, "without");
-        logWell();
+        const DescriptorLimit limit = DescriptorLimit::noneLeft();
+        logger.callStart("late");
+        for (int iLine = 0; iLine < 5; ++iLine)
+        {
+            VELMORA_LOG(logger, INFO_LOG_LEVEL, "without");
+            logWell();
+        }
     }
-    ASSERT_EQ(0, setrlimit(RLIMIT_NOFILE, &before));
     VELMORA_LOG(logger, INFO_LOG_LEVEL, "with");
     logger.callEnd();
 
@@ -242,10 +178,10 @@ TEST_F(CallFailures, WithoutADescriptorACallHasNoFileUntilThereIsOne)
 
 TEST_F(CallFailures, OnAReadOnlyFileSystemEachCallIsToldOfOnce)
 {
-    const SmallDisk disk;
+    const SmallDisk disk(m_mountPoint.path());
     VELMORA_NEEDS_DISK(disk);
     useDirectory(disk.path());
-    disk.makeReadOnly();
+    ASSERT_TRUE(disk.makeReadOnly());
     testing::internal::CaptureStderr();
 
     for (const char* const szId : {"first", "second"})
@@ -265,10 +201,10 @@ TEST_F(CallFailures, OnAReadOnlyFileSystemEachCallIsToldOfOnce)
 
 TEST_F(CallFailures, OnAReadOnlyFileSystemNoDirectoryIsMadeAndEachCallIsToldOfOnce)
 {
-    const SmallDisk disk;
+    const SmallDisk disk(m_mountPoint.path());
     VELMORA_NEEDS_DISK(disk);
     useDirectory(disk.path(), "keswardin.infra.CallLogger.dateTimeDirectory=true\n");
-    disk.makeReadOnly();
+    ASSERT_TRUE(disk.makeReadOnly());
 
     CallLogger logger(s_szName);
     logger.callStart("first");

@@ -1,12 +1,10 @@
 #include "examples/gateway/RtpSocket.h"
 
+#include "tests/support/DescriptorLimit.h"
 #include "tests/support/UdpServer.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
-
-#include <sys/resource.h>
-#include <unistd.h>
 
 #include <exception>
 #include <optional>
@@ -115,16 +113,12 @@ TEST(RtpSocket, WithoutADescriptorThatIsToldAndCostsNoPort)
 {
     RtpPorts ports({20000, 20001});
     const std::string strAddress = addressOfThisProcess();
-    rlimit before{};
-    ASSERT_EQ(0, getrlimit(RLIMIT_NOFILE, &before));
-    const int iNext = dup(0);
-    close(iNext);
-    rlimit none = before;
-    none.rlim_cur = static_cast<rlim_t>(iNext);
-    ASSERT_EQ(0, setrlimit(RLIMIT_NOFILE, &none));
-    // A sanitizer that looks at the exception needs descriptors itself.
-    const std::exception_ptr pError = tryToOpen(strAddress, ports);
-    ASSERT_EQ(0, setrlimit(RLIMIT_NOFILE, &before));
+    std::exception_ptr pError;
+    {
+        const DescriptorLimit limit = DescriptorLimit::noneLeft();
+        // A sanitizer that looks at the exception needs descriptors itself.
+        pError = tryToOpen(strAddress, ports);
+    }
     EXPECT_EQ("no RTP at " + strAddress + " : Too many open files", textOf(pError));
     EXPECT_EQ("", errorOf(strAddress, ports));
 }

@@ -1,6 +1,7 @@
 #include "velmora/system/OS.h"
 
 #include "tests/support/CapturedLog.h"
+#include "tests/support/DescriptorLimit.h"
 #include "tests/support/TemporaryDirectory.h"
 #include "velmora/memory/test/CallbackAppender.h"
 #include "velmora/system/test/SyscallFilter.h"
@@ -179,27 +180,6 @@ class Unlimited
     ~Unlimited() { s_bUnlimited = false; }
     Unlimited(const Unlimited&) = delete;
     Unlimited& operator=(const Unlimited&) = delete;
-};
-
-/// A limit on this process's descriptors.
-class DescriptorLimit
-{
-  public:
-    explicit DescriptorLimit(rlim_t in_uiLimit)
-    {
-        getrlimit(RLIMIT_NOFILE, &m_former);
-        const rlimit limit{in_uiLimit, std::max(in_uiLimit, m_former.rlim_max)};
-        m_bSet = setrlimit(RLIMIT_NOFILE, &limit) == 0;
-    }
-    ~DescriptorLimit() { setrlimit(RLIMIT_NOFILE, &m_former); }
-    DescriptorLimit(const DescriptorLimit&) = delete;
-    DescriptorLimit& operator=(const DescriptorLimit&) = delete;
-
-    [[nodiscard]] bool isSet() const { return m_bSet; }
-
-  private:
-    rlimit m_former{};
-    bool m_bSet;
 };
 
 /// Another file in the place of a descriptor.

@@ -1,6 +1,7 @@
 #include "velmora/vfs/Directory.h"
 
 #include "tests/support/CapturedLog.h"
+#include "tests/support/SmallDisk.h"
 #include "tests/support/TemporaryDirectory.h"
 #include "velmora/system/test/SyscallFilter.h"
 #include "velmora/vfs/test/Surroundings.h"
@@ -321,8 +322,8 @@ TEST_F(DirectoryMaking, OnAFileSystemThatIsReadOnlyOnlyWhatIsThereIsThere)
         for (const char* const szPath : {"m", "m/there", "m/new", "m/there/new", "m/new/new"})
             errors.push_back(errorOf(szPath, s_bRecursive));
     };
-    if (!doWithFileSystem(
-            path("m"), "size=64k", MS_RDONLY, [] { fs::create_directory("m/there"); }, work))
+    if (!doWithReadOnlyDisk(
+            path("m"), [] { fs::create_directory("m/there"); }, work))
         GTEST_SKIP() << s_szNoMount;
     EXPECT_THAT(errors, ElementsAre(0, 0, EROFS, EROFS, EROFS));
     EXPECT_THAT(m_log.lines(), IsEmpty());
@@ -337,8 +338,8 @@ TEST_F(DirectoryMaking, OnAFullDiskWhatIsThereIsThere)
         for (const char* const szPath : {"m/there", "m/new", "m/there/new/new"})
             errors.push_back(errorOf(szPath, s_bRecursive));
     };
-    if (!doWithFileSystem(
-            path("m"), "nr_inodes=2", 0, [] { fs::create_directory("m/there"); }, work))
+    if (!doWithDisk(
+            path("m"), "nr_inodes=2", [] { fs::create_directory("m/there"); }, work))
         GTEST_SKIP() << s_szNoMount;
     EXPECT_THAT(errors, ElementsAre(0, ENOSPC, ENOSPC));
     EXPECT_THAT(m_log.lines(), IsEmpty());

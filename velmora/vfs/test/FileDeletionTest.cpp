@@ -1,6 +1,8 @@
 #include "velmora/vfs/File.h"
 
 #include "tests/support/CapturedLog.h"
+#include "tests/support/DescriptorLimit.h"
+#include "tests/support/SmallDisk.h"
 #include "tests/support/TemporaryDirectory.h"
 #include "velmora/system/test/SyscallFilter.h"
 #include "velmora/vfs/test/Surroundings.h"
@@ -10,7 +12,6 @@
 
 #include <dlfcn.h>
 #include <fcntl.h>
-#include <sys/resource.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -536,8 +537,8 @@ TEST_F(FileDeletion, OnAFileSystemThatIsReadOnlyNothingIsDeleted)
     fs::create_directory("m");
     bool bRemoved = true;
     const auto work = [&] { bRemoved = remove("m/d", s_recursivelyWithForce); };
-    if (!doWithFileSystem(
-            path("m"), "size=64k", MS_RDONLY, [] { makeFile("m/d/f"); }, work))
+    if (!doWithReadOnlyDisk(
+            path("m"), [] { makeFile("m/d/f"); }, work))
         GTEST_SKIP() << s_szNoMount;
     EXPECT_FALSE(bRemoved);
     EXPECT_THAT(m_log.lines(),
@@ -547,19 +548,6 @@ TEST_F(FileDeletion, OnAFileSystemThatIsReadOnlyNothingIsDeleted)
 
 namespace
 {
-
-/// Does work while the process cannot have more descriptors than some. What is to be done then must
-/// have been done before: a sanitizer takes descriptors when it meets a class for the first time.
-void doWithDescriptors(rlim_t in_uiNumber, const std::function<void()>& in_work)
-{
-    rlimit before{};
-    getrlimit(RLIMIT_NOFILE, &before);
-    rlimit limit = before;
-    limit.rlim_cur = in_uiNumber;
-    ASSERT_EQ(0, setrlimit(RLIMIT_NOFILE, &limit));
-    in_work();
-    setrlimit(RLIMIT_NOFILE, &before);
-}
 
 /// Makes directories "a" in one another, from the working directory on, however long their path is.
 void makeDeep(int in_iLevels)
@@ -584,7 +572,10 @@ TEST_F(FileDeletion, WithoutADescriptorADirectoryCannotBeOpened)
     m_log.clear();
     makeFile("d/f");
     bool bRemoved = true;
-    doWithDescriptors(0, [&] { bRemoved = remove("d", s_recursively); });
+    {
+        const DescriptorLimit none(0);
+        bRemoved = remove("d", s_recursively);
+    }
     EXPECT_FALSE(bRemoved);
     EXPECT_TRUE(isThere("d/f"));
     EXPECT_THAT(m_log.lines(), ElementsAre(unlinkFailed("d"), isDirectory("d"), cannotOpen("d"),
@@ -600,7 +591,10 @@ TEST_F(FileDeletion, WithoutADescriptorNoModeIsSet)
     makeFile("d/f");
     setMode("d", 0555);
     bool bRemoved = true;
-    doWithDescriptors(0, [&] { bRemoved = remove("d", s_recursivelyWithForce); });
+    {
+        const DescriptorLimit none(0);
+        bRemoved = remove("d", s_recursivelyWithForce);
+    }
     EXPECT_FALSE(bRemoved);
     EXPECT_EQ(0555U, modeOf("d"));
     EXPECT_THAT(m_log.lines(), ElementsAre(unlinkFailed("d"), willSetMode("d"), cannotSetMode("d"),
@@ -610,8 +604,10 @@ TEST_F(FileDeletion, WithoutADescriptorNoModeIsSet)
 TEST_F(FileDeletion, ATreeThatIsDeeperThanThereAreDescriptorsStays)
 {
     makeDeep(100);
-    const auto work = [&] { EXPECT_FALSE(remove("a", s_recursively)); };
-    doWithDescriptors(64, work);
+    {
+        const DescriptorLimit limit(64);
+        EXPECT_FALSE(remove("a", s_recursively));
+    }
     const LogLine last = m_log.lines().back();
     EXPECT_EQ(ERROR_LOG_LEVEL, last.level);
     EXPECT_THAT(last.strText, StartsWith("cannot open directory a/a/a"));
@@ -623,12 +619,13 @@ TEST_F(FileDeletion, ATreeThatIsDeeperThanThereAreDescriptorsStays)
 TEST_F(FileDeletion, ATreeWithAPathThatIsTooLongStays)
 {
     constexpr int iLevels = PATH_MAX / 2 + 20;
-    rlimit limit{};
-    getrlimit(RLIMIT_NOFILE, &limit);
-    if (limit.rlim_max < iLevels)
+    if (!DescriptorLimit(iLevels).isSet())
         GTEST_SKIP() << "this process may not have enough descriptors";
     makeDeep(iLevels);
-    doWithDescriptors(iLevels, [&] { EXPECT_FALSE(remove("a", s_recursively)); });
+    {
+        const DescriptorLimit limit(iLevels);
+        EXPECT_FALSE(remove("a", s_recursively));
+    }
     EXPECT_TRUE(isThere("a"));
     std::string strTooLong = "a";
     while (strTooLong.size() < PATH_MAX)

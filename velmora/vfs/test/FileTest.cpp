@@ -1,7 +1,9 @@
 #include "velmora/vfs/File.h"
 
 #include "tests/support/CapturedLog.h"
+#include "tests/support/DescriptorLimit.h"
 #include "tests/support/Locales.h"
+#include "tests/support/SmallDisk.h"
 #include "tests/support/TemporaryDirectory.h"
 #include "velmora/system/test/SyscallFilter.h"
 #include "velmora/vfs/test/Surroundings.h"
@@ -10,7 +12,6 @@
 #include <gtest/gtest.h>
 
 #include <fcntl.h>
-#include <sys/resource.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -681,13 +682,13 @@ TEST_F(FileRenaming, OldCopiesAreNotLookedForWithoutADescriptor)
     EXPECT_EQ(0, rotate("d/before", 1));
     fs::remove_all("d");
     makeFile("report.log");
-    rlimit before{};
-    getrlimit(RLIMIT_NOFILE, &before);
-    const rlimit none{0, before.rlim_max};
-    ASSERT_EQ(0, setrlimit(RLIMIT_NOFILE, &none));
-    const int iResult = rotate("report.log", 1);
-    const int iResultWithoutSearch = rotate("report.log");
-    setrlimit(RLIMIT_NOFILE, &before);
+    int iResult = -1;
+    int iResultWithoutSearch = -1;
+    {
+        const DescriptorLimit none(0);
+        iResult = rotate("report.log", 1);
+        iResultWithoutSearch = rotate("report.log");
+    }
     EXPECT_EQ(1, iResult);
     EXPECT_EQ(0, iResultWithoutSearch);
     EXPECT_THAT(namesIn("."), ElementsAre(s_strNew));
@@ -706,8 +707,8 @@ TEST_F(FileRenaming, ARenamingThatFailsGivesZeroWithAnError)
         iOnReadOnly = rotate("m/report.log", 1);
         EXPECT_TRUE(fs::exists("m/report.log"));
     };
-    if (!doWithFileSystem(
-            path("m"), "size=64k", MS_RDONLY,
+    if (!doWithReadOnlyDisk(
+            path("m"),
             []
             {
                 makeFile("m/report.log");

@@ -1,7 +1,5 @@
 #pragma once
 
-#include <sched.h>
-#include <sys/mount.h>
 #include <sys/syscall.h>
 #include <unistd.h>
 
@@ -9,14 +7,12 @@
 #include <filesystem>
 #include <functional>
 #include <iterator>
-#include <string>
 #include <thread>
 
 namespace Velmora::Test
 {
 
 inline constexpr const char* s_szNoOtherUser = "only root can become somebody else";
-inline constexpr const char* s_szNoMount = "this process may not mount a file system";
 
 /// The number of descriptors that are open in this process.
 inline std::size_t countDescriptors()
@@ -43,32 +39,6 @@ inline bool doAsNobody(const std::function<void()>& in_work)
         })
         .join();
     return bIsNobody;
-}
-
-/// Does work on a thread of its own that sees a small new file system in memory on a directory; it
-/// goes with the thread. `in_fill` puts into it what is there before it gets the given flags. Gives
-/// false, with the work not done, where that is not to be had.
-inline bool doWithFileSystem(const std::string& in_strPath, const char* in_szOptions,
-                             unsigned long in_ulFlags, const std::function<void()>& in_fill,
-                             const std::function<void()>& in_work)
-{
-    bool bIsMounted = false;
-    std::thread(
-        [&]
-        {
-            bIsMounted = unshare(CLONE_NEWNS) == 0 &&
-                         mount(nullptr, "/", nullptr, MS_REC | MS_PRIVATE, nullptr) == 0 &&
-                         mount("tmpfs", in_strPath.c_str(), "tmpfs", 0, in_szOptions) == 0;
-            if (!bIsMounted)
-                return;
-            in_fill();
-            bIsMounted = in_ulFlags == 0 || mount(nullptr, in_strPath.c_str(), nullptr,
-                                                  MS_REMOUNT | in_ulFlags, in_szOptions) == 0;
-            if (bIsMounted)
-                in_work();
-        })
-        .join();
-    return bIsMounted;
 }
 
 } // namespace Velmora::Test
