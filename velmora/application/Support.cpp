@@ -1,8 +1,12 @@
 #include "velmora/application/Support.h"
 
+#include "velmora/logging/LibraryLoggers.h"
+
+VELMORA_LIBRARY_FILE_SCOPE_LOGGER(Support)
+
 namespace Velmora
 {
 
-Logger Support::getLogger() { return Logger("keswardin.support"); }
+const Logger& Support::getLogger() { return *fileScopeLogger(); }
 
 } // namespace Velmora

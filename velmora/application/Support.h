@@ -1,10 +1,11 @@
 #pragma once
 
 #include "velmora/Export.h"
-#include "velmora/logging/Logger.h"
 
 namespace Velmora
 {
+
+class Logger;
 
 /// For what the people who support an installation want to know of it.
 ///
@@ -13,7 +14,7 @@ class VELMORA_API Support
 {
   public:
     /// The logger "keswardin.support".
-    [[nodiscard]] static Logger getLogger();
+    [[nodiscard]] static const Logger& getLogger();
 };
 
 } // namespace Velmora

@@ -48,6 +48,7 @@
     entry(DynlibObjectFactory, "keswardin.infra.DynlibObjectFactory")     \
     entry(DynLibsLoader, "keswardin.infra.DynLibsLoader")                 \
     entry(GlobalConfig, "keswardin.infra.GlobalConfig")                   \
+    entry(Support, "keswardin.support")                                   \
     entry(Application, "keswardin.infra.Application")
 // clang-format on
 

@@ -17,4 +17,11 @@ TEST(Support, LogsUnderItsOwnName)
     EXPECT_THAT(log.lines(), testing::ElementsAre(infoLine("keswardin.support", "version 2")));
 }
 
+TEST(Support, TheLoggerIsThatOfItsSourceFile)
+{
+    const Logger& logger = Support::getLogger();
+    EXPECT_NE(nullptr, dynamic_cast<const AceCleanupLogger*>(&logger));
+    EXPECT_EQ(&logger, &Support::getLogger());
+}
+
 } // namespace Velmora::Test
