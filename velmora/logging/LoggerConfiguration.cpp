@@ -37,14 +37,15 @@ class Configurator : public log4cplus::PropertyConfigurator
         properties.removeProperty("threadPoolSize");
     }
 
-    /// Whether the root logger will get a level. Without a line for it, it has that of a reset.
+    /// Whether the root logger will have a level. Without a line for it, and with an empty one, it
+    /// keeps that of a reset.
     [[nodiscard]] bool hasLevelOfRoot() const
     {
-        if (!properties.exists("rootLogger"))
-            return true;
         std::string strLevel = properties.getProperty("rootLogger");
-        strLevel.erase(std::min(strLevel.find(','), strLevel.size()));
         std::erase(strLevel, ' ');
+        if (strLevel.empty())
+            return true;
+        strLevel.erase(std::min(strLevel.find(','), strLevel.size()));
         return log4cplus::getLogLevelManager().fromString(strLevel) != NOT_SET_LOG_LEVEL;
     }
 
@@ -143,7 +144,8 @@ bool Logger::configure(const ParameterTrie& in_trie, std::ostream& out_errors)
         if (!bOK)
             putDefaultIntoForce(hierarchy);
     }
-    configureACE_Trace();
+    if (bOK)
+        configureACE_Trace();
     const Logger logger("keswardin.infra.Logger");
     for (const std::string& strName : madeSynchronous)
         VELMORA_LOG(logger, WARN_LOG_LEVEL,

@@ -242,12 +242,27 @@ TEST_F(LoggerConfiguration, ALevelOfTheRootThatIsNotKnownPutsTheDefaultIntoForce
 
 TEST_F(LoggerConfiguration, AnInheritedOrAnEmptyLevelOfTheRootIsInvalid)
 {
+    for (const std::string strRoot : {"INHERITED, x", ",", ", x"})
+    {
+        testing::internal::CaptureStderr();
+        EXPECT_FALSE(configure("log4cplus.rootLogger=" + strRoot + "\n"));
+        testing::internal::GetCapturedStderr();
+        EXPECT_EQ("log4cplus.rootLogger=" + strRoot +
+                      " : Invalid logger configuration. Invalid rootLogger log level.",
+                  m_strErrors);
+        expectDefaultInForce();
+    }
+}
+
+TEST_F(LoggerConfiguration, ARootWithoutAnyTextKeepsItsLevelAndHasNoAppenders)
+{
     testing::internal::CaptureStderr();
-    EXPECT_FALSE(configure("log4cplus.rootLogger=INHERITED, x\n"));
-    EXPECT_THAT(m_strErrors, HasSubstr("Invalid rootLogger log level."));
-    EXPECT_FALSE(configure("log4cplus.rootLogger=\n"));
-    EXPECT_THAT(m_strErrors, HasSubstr("Invalid rootLogger log level."));
-    testing::internal::GetCapturedStderr();
+    EXPECT_FALSE(configure("log4cplus.rootLogger=\nlog4cplus.logger.a=WARN\n"));
+    EXPECT_THAT(testing::internal::GetCapturedStderr(), HasSubstr("Invalid config string"));
+    EXPECT_EQ("log4cplus.rootLogger= : Invalid logger configuration. "
+              "rootLogger has no valid appenders.\n"
+              "log4cplus.rootLogger=\nlog4cplus.logger.a=WARN",
+              m_strErrors);
     expectDefaultInForce();
 }
 
@@ -408,9 +423,24 @@ TEST_F(LoggerConfiguration, TheLevelOfAcesLoggerSwitchesItsTrace)
     EXPECT_TRUE(ACE_Trace::is_tracing());
     EXPECT_TRUE(configure(fileConfiguration()));
     EXPECT_FALSE(ACE_Trace::is_tracing());
-    EXPECT_TRUE(configure(fileConfiguration("log4cplus.logger.keswardin.ace=TRACE\n")));
-    EXPECT_FALSE(configure("log4cplus.rootLogger=INFO\n"));
-    EXPECT_FALSE(ACE_Trace::is_tracing()) << "the default is DEBUG";
+}
+
+TEST_F(LoggerConfiguration, AFailedConfigurationLeavesTheTraceOfAceAsItWas)
+{
+    testing::internal::CaptureStderr();
+    const std::string strTracing = fileConfiguration("log4cplus.logger.keswardin.ace=TRACE\n");
+    for (const std::string strFailing :
+         {"keswardin.x=1\n", "log4cplus.rootLogger=INFO\n", "log4cplus.rootLogger=LOUD\n",
+          "log4cplus.rootLogger=\nlog4cplus.logger.keswardin.ace=TRACE\n"})
+    {
+        ASSERT_TRUE(configure(strTracing));
+        EXPECT_FALSE(configure(strFailing));
+        EXPECT_TRUE(ACE_Trace::is_tracing()) << strFailing;
+        ACE_Trace::stop_tracing();
+        EXPECT_FALSE(configure(strFailing));
+        EXPECT_FALSE(ACE_Trace::is_tracing()) << strFailing;
+    }
+    testing::internal::GetCapturedStderr();
 }
 
 TEST_F(LoggerConfiguration, ALineWaitsForTheAppendersThatAreBeingMade)
