@@ -146,6 +146,24 @@ TEST(Lifetime, TheExitListIsTheSameWhenASecondThreadCallsExit)
     expectDocumentedExitList(VELMORA_HELPER_LIFETIME_EXIT_LIST, {"thread"});
 }
 
+TEST(Lifetime, TheConfigurationGoesBeforeTheSingletonsAndTheseBeforeWhatTheyAreMadeWith)
+{
+    const std::vector<std::string> order{"Service::Singleton",
+                                         "GlobalConfig",
+                                         "BuildInfo::Singleton",
+                                         "CallDataRegistryImpl::Singleton",
+                                         "CallAppenderFactory::Singleton",
+                                         "Velmora::SingletonRegistryImpl",
+                                         "Velmora::AceCleanupAccountMemAllocator",
+                                         "keswardin.infra.CallData",
+                                         "ACEBackend"};
+    std::vector<std::string> entries =
+        linesOf(runHelper(VELMORA_HELPER_LIFETIME_EXIT_LIST).strOutput);
+    std::erase_if(entries, [&order](const std::string& in_strEntry)
+                  { return std::find(order.begin(), order.end(), in_strEntry) == order.end(); });
+    EXPECT_EQ(order, entries);
+}
+
 TEST(Lifetime, TwoImagesWithTheSameSingletonShareOneObject)
 {
     const HelperResult result =

@@ -118,11 +118,11 @@ bool bringUpInOrder()
     StaticMemAllocator::initializeClass();
     StaticAccountMemAllocator::initializeClass();
     SingletonRegistry::getInstance();
+    CallAppenderFactory::getInstance();
+    CallDataRegistryImpl::getInstance();
     BuildInfo::getInstance();
     ParameterInfoDB::getInstance();
     GlobalConfig::getInstance();
-    CallAppenderFactory::getInstance();
-    CallDataRegistryImpl::getInstance();
     static constinit CallLoggingOfProcess s_callLogging;
     GlobalConfigSeam::setCallLogging(&s_callLogging);
     RegistrationSingleton::cleanUpAtExit();

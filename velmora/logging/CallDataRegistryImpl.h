@@ -26,7 +26,7 @@ class CallDataRegistryPeer;
 /// A file is opened under the reference mutex, so that opening one delays the begin and the end of
 /// other calls; it is closed under both. The lines of a call whose file is open take neither.
 ///
-/// Ownership: the exit list's, which deletes it before the configuration of the process. Calls that
+/// Ownership: the exit list's, which deletes it after the configuration of the process. Calls that
 /// are still active then are ended.
 /// Thread-safety: as `CallDataRegistry`.
 class VELMORA_API CallDataRegistryImpl : public CallDataRegistry
