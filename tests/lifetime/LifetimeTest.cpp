@@ -7,6 +7,7 @@
 
 #include <algorithm>
 #include <chrono>
+#include <csignal>
 #include <fstream>
 #include <set>
 #include <sstream>
@@ -100,6 +101,20 @@ void expectDocumentedExitList(const std::string& in_strProgram,
     EXPECT_EQ(0, result.iExitCode);
     EXPECT_EQ("", result.strErrors);
     EXPECT_EQ(expected, linesOf(result.strOutput));
+}
+
+/// The program fails an assertion at that stage of its life, with the parameter set that makes it
+/// abort. Its standard output is a pipe, of which nothing is to be lost.
+void expectAbort(const std::string& in_strStage, const std::string& in_strStateThen)
+{
+    const HelperResult result = runHelper(VELMORA_HELPER_LIFETIME_ABORTS, {in_strStage});
+    EXPECT_EQ(SIGABRT, result.iSignal);
+    EXPECT_FALSE(result.bTimedOut);
+    EXPECT_EQ("", result.strErrors);
+    EXPECT_THAT(linesOf(result.strOutput),
+                ElementsAre("a line of C", in_strStateThen,
+                            StartsWith("FATAL - Assertion failed (false) file=tests/lifetime/"),
+                            "FATAL - aborting"));
 }
 
 } // namespace
@@ -232,6 +247,27 @@ TEST(Lifetime, AssertionsAfterTheExitListGoOutAtError)
                     StartsWith("ERROR - Assertion failed (false) file="),
                     StartsWith("ERROR - Assertion failed (Fallible object used in invalid state) "
                                "file=")));
+}
+
+TEST(Lifetime, AnAssertionAbortsAfterTheExitListHasDeletedTheFirstLogger)
+{
+    expectAbort("exit-list", "exit list: loggers deleted 1, configuration 1");
+}
+
+TEST(Lifetime, AnAssertionAbortsAfterTheExitListAndTheConfiguration)
+{
+    expectAbort("after-list", "after the exit list: loggers deleted 1, configuration 0");
+}
+
+TEST(Lifetime, AnAssertionAbortsWhileAnotherThreadLoadsTheConfiguration)
+{
+    expectAbort("during-load", "during a load: loggers deleted 0, configuration 1");
+}
+
+TEST(Lifetime, AnAbortWritesOutWhatStandardOutputHoldsBack)
+{
+    expectAbort("main", "main: loggers deleted 0, configuration 1");
+    expectAbort("main-unsynchronised", "main: loggers deleted 0, configuration 1");
 }
 
 TEST(Lifetime, AProgramEndsAtLoadWithExitCode1WhereTheLogOfACECannotBeOpened)

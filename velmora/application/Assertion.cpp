@@ -18,6 +18,7 @@ namespace
 
 std::atomic<AssertionSeam::UnitTestRecord*> s_pUnitTestRecord{nullptr};
 std::atomic<AssertionSeam::BoolParameters*> s_pBoolParameters{nullptr};
+std::atomic<bool> s_bAbortOnAssert{false};
 
 /// True while this thread asks the unit test record or the configuration on behalf of an
 /// assertion, so that an assertion that these raise themselves does not ask them again.
@@ -53,8 +54,10 @@ bool isAbortAskedFor()
 {
     AssertionSeam::BoolParameters* const pParameters = AssertionSeam::getBoolParameters();
     bool bAbort = false;
-    return pParameters != nullptr &&
-           pParameters->getBoolParameter(s_szINFRA_ABORTONASSERT_PARAM, bAbort) && bAbort;
+    if (pParameters != nullptr &&
+        pParameters->getBoolParameter(s_szINFRA_ABORTONASSERT_PARAM, bAbort))
+        return bAbort;
+    return AssertionSeam::isAbortOnAssertPublished();
 }
 
 void logFailure(const Logger* in_pLogger, LogLevel in_level, const std::string& in_strText,
@@ -92,6 +95,16 @@ AssertionSeam::BoolParameters* AssertionSeam::getBoolParameters()
     return s_pBoolParameters.load(std::memory_order_acquire);
 }
 
+void AssertionSeam::publishAbortOnAssert(bool in_bAbort)
+{
+    s_bAbortOnAssert.store(in_bAbort, std::memory_order_release);
+}
+
+bool AssertionSeam::isAbortOnAssertPublished()
+{
+    return s_bAbortOnAssert.load(std::memory_order_acquire);
+}
+
 void Assertion::assert_i(bool in_bCondition, const char* in_szExpression, const Logger* in_pLogger,
                          const char* in_szFile, int in_iLine)
 {
@@ -99,11 +112,11 @@ void Assertion::assert_i(bool in_bCondition, const char* in_szExpression, const 
         return;
 
     const std::string text = longMessage(in_szExpression, in_szFile, in_iLine);
-    bool bAbort = false;
+    bool bAbort = AssertionSeam::isAbortOnAssertPublished();
 
     // The test record comes first, so that a test run counts the failure even if the process then
     // aborts; the parameter comes before the line, since it decides the line's level.
-    if (!s_bAskingSeam && !AceCleanupLogger::hasExitListDeletedLoggers())
+    if (!s_bAskingSeam)
     {
         const AskingSeamScope asking;
         tellUnitTest(in_szExpression, in_szFile, in_iLine);

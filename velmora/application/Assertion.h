@@ -7,7 +7,9 @@ namespace Velmora
 
 class Logger;
 
-/// The parameter that makes a failed assertion end the process: a bool, read at each failure.
+/// The parameter that makes a failed assertion end the process: a bool, read at each failure. While
+/// another thread changes the configuration, and once the exit list has destroyed it, the value
+/// counts that the last finished change left.
 inline constexpr const char* s_szINFRA_ABORTONASSERT_PARAM = "keswardin.infra.abortOnAssert";
 
 /// The reaction to a broken condition in the program. A failed assertion logs one line at ERROR

@@ -37,7 +37,8 @@ class VELMORA_API AssertionSeam
     {
       public:
         /// True when the parameter is defined as a bool, with its value in `out_bValue`. Never
-        /// brings a configuration into being and never waits for another thread's write.
+        /// brings a configuration into being and never waits for another thread's write: it gives
+        /// false then.
         virtual bool getBoolParameter(const char* in_szName, bool& out_bValue) = 0;
 
         /// Sets the parameter at run time; false when that is refused.
@@ -52,6 +53,12 @@ class VELMORA_API AssertionSeam
 
     static void setBoolParameters(BoolParameters* in_pParameters);
     static BoolParameters* getBoolParameters();
+
+    /// What `keswardin.infra.abortOnAssert` read after the last finished change of the
+    /// configuration. An assertion goes by it where it cannot read the parameter itself: while
+    /// another thread changes the configuration, and once that has been destroyed. False at first.
+    static void publishAbortOnAssert(bool in_bAbort);
+    static bool isAbortOnAssertPublished();
 };
 
 } // namespace Velmora

@@ -4,19 +4,26 @@
 #include "velmora/logging/LogMacros.h"
 
 #include <log4cplus/logger.h>
+#include <log4cplus/streams.h>
 
+#include <cstdio>
 #include <cstdlib>
+#include <ostream>
 
 VELMORA_LIBRARY_FILE_SCOPE_LOGGER(Debug)
 
 namespace Velmora
 {
 
-void abort()
+void abort() noexcept
 {
+    // By its name, as the exit list may have deleted the file's logger.
     if (Logger::configurationOK())
-        VELMORA_FILE_LOG_FATAL("aborting");
+        VELMORA_LOG(Logger(fileScopeLoggerName()), FATAL_LOG_LEVEL, "aborting");
     log4cplus::Logger::shutdown();
+    // An appender of the console leaves its lines to the streams, which the system's abort drops.
+    std::fflush(stdout);
+    log4cplus::tcout.flush();
     std::abort();
 }
 

@@ -5,10 +5,11 @@
 namespace Velmora
 {
 
-/// Logs "aborting" at FATAL if logging is configured, closes all appenders so that nothing that
-/// they buffer is lost, and ends the process with SIGABRT.
+/// Logs "aborting" at FATAL if logging is configured, closes all appenders and flushes standard
+/// output, so that nothing that they buffer is lost, and ends the process with SIGABRT. Works until
+/// static destructors have ended logging, also once the exit list has run.
 ///
 /// Thread-safety: may be called on any thread.
-[[noreturn]] VELMORA_API void abort();
+[[noreturn]] VELMORA_API void abort() noexcept;
 
 } // namespace Velmora

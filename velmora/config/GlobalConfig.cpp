@@ -54,6 +54,7 @@ GivenHandles& givenHandles()
     static GivenHandles* const s_pHandles = []
     {
         auto* const pConfig = new GlobalConfigImpl;
+        pConfig->publishToAssertions();
         auto* const pHandles = new GivenHandles;
         const TSHandle<RWGlobalConfig>& hOnExitList = *new AceCleanupGlobalConfigHandle(pConfig);
         pHandles->rwGlobalConfig = hOnExitList;

@@ -1,6 +1,7 @@
 #include "velmora/config/GlobalConfigImpl.h"
 
 #include "velmora/application/Assertion.h"
+#include "velmora/application/AssertionSeam.h"
 #include "velmora/config/GlobalConfigSeam.h"
 #include "velmora/config/ParameterInfoDB.h"
 #include "velmora/logging/LibraryLoggers.h"
@@ -17,6 +18,7 @@
 
 #include <cstring>
 #include <locale>
+#include <new>
 #include <sstream>
 
 VELMORA_LIBRARY_FILE_SCOPE_LOGGER(GlobalConfig)
@@ -55,21 +57,23 @@ void logReason(const char* in_szWhat, const std::string& in_strPath, const Input
 
 } // namespace
 
-/// The lock for writing, with the thread that holds it.
+/// The lock for writing, with the thread that holds it. What assertions go by is published while it
+/// is still held, so that it is never older than what others can read.
 class GlobalConfigImpl::WriteLock
 {
   public:
     explicit WriteLock(GlobalConfigImpl& inout_config)
-        : m_guard(inout_config.m_mutex), m_writer(inout_config.m_writer)
+        : m_guard(inout_config.m_mutex), m_config(inout_config)
     {
         if (m_guard.locked() != 0)
-            m_writer.store(std::this_thread::get_id(), std::memory_order_relaxed);
+            m_config.m_writer.store(std::this_thread::get_id(), std::memory_order_relaxed);
     }
 
     ~WriteLock()
     {
+        m_config.publishAbortOnAssert();
         if (m_guard.locked() != 0)
-            m_writer.store(std::thread::id(), std::memory_order_relaxed);
+            m_config.m_writer.store(std::thread::id(), std::memory_order_relaxed);
     }
 
     WriteLock(const WriteLock&) = delete;
@@ -77,7 +81,7 @@ class GlobalConfigImpl::WriteLock
 
   private:
     ACE_Write_Guard<ACE_RW_Thread_Mutex> m_guard;
-    std::atomic<std::thread::id>& m_writer;
+    GlobalConfigImpl& m_config;
 };
 
 GlobalConfigImpl::GlobalConfigImpl() = default;
@@ -96,6 +100,22 @@ bool GlobalConfigImpl::tryGetBoolParameter(const char* in_szParamName, bool& out
         return m_trie.getBoolParameter(in_szParamName, out_bValue);
     const ReadLock lock(m_mutex, false);
     return lock.locked() != 0 && m_trie.getBoolParameter(in_szParamName, out_bValue);
+}
+
+void GlobalConfigImpl::publishToAssertions() { m_bPublishes = true; }
+
+void GlobalConfigImpl::publishAbortOnAssert() const noexcept
+try
+{
+    if (!m_bPublishes)
+        return;
+    bool bAbort = false;
+    m_trie.getBoolParameter(s_szINFRA_ABORTONASSERT_PARAM, bAbort);
+    AssertionSeam::publishAbortOnAssert(bAbort);
+}
+catch (const std::bad_alloc&)
+{
+    // What was published before holds on.
 }
 
 bool GlobalConfigImpl::setParameter(const char* in_szParamName, const ParameterValue& in_value)

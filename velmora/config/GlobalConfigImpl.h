@@ -60,6 +60,10 @@ class VELMORA_API GlobalConfigImpl final : public RWGlobalConfig,
     /// `getBoolParameter` for a failed assertion: false, too, while another thread writes.
     bool tryGetBoolParameter(const char* in_szParamName, bool& out_bValue) const;
 
+    /// From now on, each change that is finished publishes for assertions whether they abort, for
+    /// when they cannot read it. For the configuration of the process, before other threads use it.
+    void publishToAssertions();
+
   private:
     class WriteLock;
 
@@ -70,6 +74,9 @@ class VELMORA_API GlobalConfigImpl final : public RWGlobalConfig,
     bool configureLoggerFromPropsFile(const std::string& in_strPath,
                                       std::ostream& out_errors) const;
 
+    void publishAbortOnAssert() const noexcept;
+
+    bool m_bPublishes = false;
     bool m_bWriteProtected = false;
     bool m_bRunTime = false;
     ParameterTrie m_trie;

@@ -868,17 +868,77 @@ TEST_F(AssertionDeathTest, IsLoggedUnderItsNameOnceTheExitListHasDeletedTheLogge
                     "keswardin.infra.Assertion|ERROR|Assertion failed (y) file=velmora/"));
 }
 
-TEST_F(AssertionDeathTest, AsksTheSeamNoMoreOnceTheExitListHasDeletedTheLoggers)
+TEST_F(AssertionDeathTest, AsksTheSeamAlsoOnceTheExitListHasDeletedTheLoggers)
 {
     EXPECT_EXIT(
         {
             m_fileLog.attachToRootForTheExit();
-            const SeamScope seam(&m_record, &m_parameters);
             ACE_Object_Manager::instance()->fini();
+            const SeamScope seam(&m_record, &m_parameters);
             Assertion(false, "x", nullptr, -1);
-            _exit(m_record.m_iTimesAsked + static_cast<int>(m_parameters.m_namesRead.size()));
         },
-        ExitedWithCode(0), "^$");
+        KilledBySignal(SIGABRT), "^$");
+
+    EXPECT_EQ(m_fileLog.read(), "keswardin.infra.Assertion|FATAL|Assertion failed (x)\n"
+                                "keswardin.infra.Debug|FATAL|aborting\n");
+}
+
+// What the configuration has published, for when it cannot be asked.
+
+TEST_F(AssertionDeathTest, PublishedParameterCountsWhereTheParameterCannotBeRead)
+{
+    EXPECT_EXIT(
+        {
+            m_fileLog.attachToRoot();
+            m_parameters.m_bDefined = false;
+            const SeamScope seam(nullptr, &m_parameters);
+            AssertionSeam::publishAbortOnAssert(true);
+            Assertion(false, "x", nullptr, -1);
+        },
+        KilledBySignal(SIGABRT), "^$");
+
+    EXPECT_THAT(m_fileLog.read(), testing::StartsWith("keswardin.infra.Assertion|FATAL|"));
+}
+
+TEST_F(AssertionDeathTest, PublishedParameterCountsWhereThereIsNoConfigurationAnyMore)
+{
+    EXPECT_EXIT(
+        {
+            m_fileLog.attachToRoot();
+            const SeamScope seam(nullptr, nullptr);
+            AssertionSeam::publishAbortOnAssert(true);
+            Assertion(false, "x", nullptr, -1);
+        },
+        KilledBySignal(SIGABRT), "^$");
+
+    EXPECT_THAT(m_fileLog.read(), testing::StartsWith("keswardin.infra.Assertion|FATAL|"));
+}
+
+TEST_F(AssertionDeathTest, PublishedParameterCountsForAnAssertionWithinTheReadingOfIt)
+{
+    m_parameters.m_whenRead = [] { Assertion(false, "inner", nullptr, -1); };
+    EXPECT_EXIT(
+        {
+            m_fileLog.attachToRoot();
+            const SeamScope seam(nullptr, &m_parameters);
+            AssertionSeam::publishAbortOnAssert(true);
+            Assertion(false, "outer", nullptr, -1);
+        },
+        KilledBySignal(SIGABRT), "^$");
+
+    EXPECT_EQ(m_fileLog.read(), "keswardin.infra.Assertion|FATAL|Assertion failed (inner)\n"
+                                "keswardin.infra.Debug|FATAL|aborting\n");
+}
+
+TEST_F(AssertionWithParameters, PublishedParameterDoesNotCountWhereItCanBeRead)
+{
+    m_parameters.setBoolParameter(s_szParameter, false);
+    AssertionSeam::publishAbortOnAssert(true);
+
+    Assertion(false, "x", nullptr, -1);
+
+    EXPECT_THAT(m_log.lines(), ElementsAre(errorLine(s_szAssertionLogger, "Assertion failed (x)")));
+    AssertionSeam::publishAbortOnAssert(false);
 }
 
 TEST(AssertionSeam, GivesWhatIsInItsPlaces)

@@ -6,12 +6,14 @@
 
 #include "tests/support/CapturedAssertions.h"
 #include "tests/support/CapturedLog.h"
+#include "tests/support/TemporaryDirectory.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
 #include <algorithm>
 #include <atomic>
+#include <fstream>
 #include <functional>
 #include <istream>
 #include <latch>
@@ -33,13 +35,16 @@ using testing::ElementsAre;
 constexpr const char* s_szTimeout = "keswardin.exitTimeoutSec";
 constexpr const char* s_szAbort = "keswardin.infra.abortOnAssert";
 
-/// A text that does something when it is read, which is when the configuration is locked.
+/// A text that does something when it is read, which is when the configuration is locked; what is
+/// to be read before that has been read then.
 class ActingText : private std::streambuf
 {
   public:
-    ActingText(std::string in_strText, std::function<void()> in_act)
-        : m_strText(std::move(in_strText)), m_act(std::move(in_act))
+    ActingText(std::string in_strText, std::function<void()> in_act, std::string in_strBefore = "")
+        : m_strBefore(std::move(in_strBefore)), m_strText(std::move(in_strText)),
+          m_act(std::move(in_act))
     {
+        setg(m_strBefore.data(), m_strBefore.data(), m_strBefore.data() + m_strBefore.size());
     }
 
     bool loadInto(GlobalConfig& inout_config)
@@ -59,6 +64,7 @@ class ActingText : private std::streambuf
         return traits_type::to_int_type(m_strText.front());
     }
 
+    std::string m_strBefore;
     std::string m_strText;
     std::function<void()> m_act;
     bool m_bRead = false;
@@ -256,6 +262,70 @@ TEST(GlobalConfigLock, AnAssertionDoesNotWaitForAnotherThreadsLoad)
     asserted.count_down();
     loader.join();
     EXPECT_THAT(failedAssertions(log), testing::SizeIs(1));
+}
+
+TEST(GlobalConfigLock, EachFinishedChangePublishesForAssertionsThatCannotRead)
+{
+    const CapturedLog log;
+    const TSHandle<RWGlobalConfig>& hConfig = RWGlobalConfig::getInstance();
+    const TemporaryDirectory directory;
+    EXPECT_FALSE(AssertionSeam::isAbortOnAssertPublished());
+
+    EXPECT_TRUE(hConfig->setBoolParameter(s_szAbort, true));
+    EXPECT_TRUE(AssertionSeam::isAbortOnAssertPublished());
+
+    std::istringstream text("keswardin.infra.abortOnAssert=false\n");
+    EXPECT_TRUE(hConfig->load(text));
+    EXPECT_FALSE(AssertionSeam::isAbortOnAssertPublished());
+
+    std::ofstream(directory.file("abort.cfg")) << "keswardin.infra.abortOnAssert=true\n";
+    EXPECT_TRUE(hConfig->load(directory.file("abort.cfg").c_str()));
+    EXPECT_TRUE(AssertionSeam::isAbortOnAssertPublished());
+
+    std::ofstream(directory.file("goOn.cfg")) << "keswardin.infra.abortOnAssert=false\n";
+    EXPECT_TRUE(hConfig->load(std::vector<std::string>{directory.file("goOn.cfg")}));
+    EXPECT_FALSE(AssertionSeam::isAbortOnAssertPublished());
+
+    AssertionSeam::publishAbortOnAssert(true);
+    EXPECT_TRUE(hConfig->addDefaults(true));
+    EXPECT_FALSE(AssertionSeam::isAbortOnAssertPublished()) << "has no default, keeps its value";
+}
+
+TEST(GlobalConfigLock, AFailedLoadPublishesWhatItHasRead)
+{
+    const CapturedLog log;
+    std::istringstream text("keswardin.infra.abortOnAssert=true\nno parameter\n");
+    EXPECT_FALSE(GlobalConfig::getInstance()->load(text));
+    EXPECT_TRUE(AssertionSeam::isAbortOnAssertPublished());
+    EXPECT_TRUE(Assertion::setAbortOnAssert(false));
+}
+
+TEST(GlobalConfigLock, ALoadPublishesNothingBeforeItIsFinished)
+{
+    const CapturedLog log;
+    bool bReadByLoader = false;
+    bool bPublished = true;
+    ActingText text(
+        "keswardin.exitTimeoutSec=6\n",
+        [&]
+        {
+            AssertionSeam::getBoolParameters()->getBoolParameter(s_szAbort, bReadByLoader);
+            bPublished = AssertionSeam::isAbortOnAssertPublished();
+        },
+        "keswardin.infra.abortOnAssert=true\n");
+    EXPECT_TRUE(text.loadInto(*GlobalConfig::getInstance()));
+    EXPECT_TRUE(bReadByLoader) << "the loading thread reads on without the lock";
+    EXPECT_FALSE(bPublished);
+    EXPECT_TRUE(AssertionSeam::isAbortOnAssertPublished());
+    EXPECT_TRUE(Assertion::setAbortOnAssert(false));
+}
+
+TEST(GlobalConfigLock, AConfigurationThatIsNotTheProcesssPublishesNothing)
+{
+    const CapturedLog log;
+    GlobalConfigImpl config;
+    config.setBoolParameter(s_szAbort, true);
+    EXPECT_FALSE(AssertionSeam::isAbortOnAssertPublished());
 }
 
 TEST(GlobalConfigLock, OthersReadWhileLoggingIsConfigured)
