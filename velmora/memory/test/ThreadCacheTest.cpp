@@ -6,6 +6,8 @@
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
+#include <sys/wait.h>
+#include <unistd.h>
 
 #include <algorithm>
 #include <array>
@@ -109,6 +111,29 @@ LogLine statsLine(const ChunkAllocatorNoT::Stats& in_stats)
 {
     return debugLine(s_szLogger,
                      "Allocation stats for 8 bytes ChunkAllocator\n" + statsText(in_stats));
+}
+
+/// An allocator of two classes whose threads can be made to go without caches, so that it hands out
+/// what its classes have.
+class ClosableAllocator : public MemAllocator<ACE_Thread_Mutex, 2>
+{
+  public:
+    using MemAllocator<ACE_Thread_Mutex, 2>::MemAllocator;
+    using MemAllocatorNoT::closeCaches;
+};
+
+/// Forks, and says whether a function is true in the child.
+bool isTrueInChild(const std::function<bool()>& in_function)
+{
+    const pid_t pid = fork();
+    if (pid == 0)
+    {
+        alarm(20);
+        _exit(in_function() ? 0 : 1);
+    }
+    int iStatus = -1;
+    waitpid(pid, &iStatus, 0);
+    return iStatus == 0;
 }
 
 /// What all threads of a test hold at one moment, to see that nothing is handed out twice.
@@ -612,6 +637,133 @@ TEST(ThreadCache, AllocatorsComeAndGoWhileThreadsUseOthers)
     for (std::size_t uiClass = 0; uiClass < 32; ++uiClass)
         EXPECT_EQ(allocator.getStats(uiClass).uiNumChunkAlloc,
                   allocator.getStats(uiClass).uiNumChunkDealloc);
+}
+
+// Over a fork.
+
+TEST(ThreadCache, InAChildTheChunksOfOtherThreadsStayUnused)
+{
+    constexpr std::size_t s_uiCount = 700;
+    ClosableAllocator allocator(logger(), false);
+    std::set<void*> kept;
+    // More than a magazine of each class, so that there is a spare one; none goes to the class.
+    const auto useBothClasses = [&]
+    {
+        for (const std::size_t uiSize : {8U, 16U})
+        {
+            std::vector<void*> chunks(s_uiCount);
+            for (void*& pMemory : chunks)
+                pMemory = allocator.allocate(uiSize, s_szAccount);
+            for (void* const pMemory : chunks)
+                allocator.deallocate(pMemory, uiSize, s_szAccount);
+            kept.insert(chunks.begin(), chunks.end());
+        }
+    };
+    const ThreadThatStays older(useBothClasses);
+    void* const pOwn = allocator.allocate(8, s_szAccount);
+    const ThreadThatStays younger(useBothClasses);
+
+    EXPECT_TRUE(isTrueInChild(
+        [&]
+        {
+            allocator.deallocate(pOwn, 8, s_szAccount);
+            allocator.closeCaches();
+            bool bUnused = kept.size() == 4 * s_uiCount;
+            for (const std::size_t uiSize : {8U, 16U})
+                for (std::size_t uiChunk = 0; uiChunk < 3 * s_uiCount; ++uiChunk)
+                    bUnused = !kept.contains(allocator.allocate(uiSize, s_szAccount)) && bUnused;
+            return bUnused;
+        }));
+}
+
+TEST(ThreadCache, InAChildTheForkingThreadGoesOnWithItsChunks)
+{
+    SmallAllocator allocator(logger(), false);
+    const ThreadThatStays older([&] { deallocateAll(allocator, allocateMany(allocator, 10)); });
+    std::vector<void*> chunks = allocateMany(allocator, 5);
+    const ThreadThatStays younger([&] { deallocateAll(allocator, allocateMany(allocator, 10)); });
+    deallocateAll(allocator, chunks);
+    std::reverse(chunks.begin(), chunks.end());
+
+    EXPECT_TRUE(isTrueInChild([&] { return allocateMany(allocator, 5) == chunks; }));
+}
+
+TEST(ThreadCache, InAChildWhatOtherThreadsCountedCounts)
+{
+    SmallAllocator allocator(logger(), false);
+    const ThreadThatStays thread(
+        [&]
+        {
+            std::vector<void*> chunks = allocateMany(allocator, 100);
+            chunks.resize(70);
+            deallocateAll(allocator, chunks);
+        });
+    allocateMany(allocator, 1);
+
+    EXPECT_TRUE(isTrueInChild(
+        [&] {
+            return statsText(allocator.getStats(0)) == statsText({2, 101, 70});
+        }));
+}
+
+TEST(ThreadCache, InAChildTheForkingThreadNeedsNoCachesOfItsOwn)
+{
+    std::optional<SmallAllocator> allocator(std::in_place, logger(), false);
+    std::optional<SmallAllocator> unused(std::in_place, logger(), false);
+    const ThreadThatStays thread([&] { deallocateAll(*allocator, allocateMany(*allocator, 10)); });
+    bool bWell = false;
+    onAnotherThread(
+        [&]
+        {
+            bWell = isTrueInChild(
+                [&]
+                {
+                    unused.reset();
+                    const std::vector<void*> chunks = allocateMany(*allocator, 10);
+                    deallocateAll(*allocator, chunks);
+                    allocator.reset();
+                    return true;
+                });
+        });
+    EXPECT_TRUE(bWell);
+}
+
+/// What a child does with a thread that is put where one of its parent was.
+bool usesAThreadOfItsOwn(SmallAllocator& out_allocator)
+{
+    const ThreadThatStays thread(
+        [&] { deallocateAll(out_allocator, allocateMany(out_allocator, 10)); });
+    // Goes through the tables of all threads.
+    std::optional<SmallAllocator> shortLived(std::in_place, logger(), false);
+    deallocateAll(*shortLived, allocateMany(*shortLived, 10));
+    shortLived.reset();
+    return true;
+}
+
+TEST(ThreadCache, InAChildANewThreadTakesThePlaceOfAnOlderOneThatIsNotThere)
+{
+#ifdef __SANITIZE_THREAD__
+    GTEST_SKIP() << "the sanitizer ends a child that begins a thread";
+#endif
+    SmallAllocator allocator(logger(), false);
+    const ThreadThatStays older([&] { deallocateAll(allocator, allocateMany(allocator, 10)); });
+    onAnotherThread(
+        [&]
+        {
+            deallocateAll(allocator, allocateMany(allocator, 10));
+            EXPECT_TRUE(isTrueInChild([&] { return usesAThreadOfItsOwn(allocator); }));
+        });
+}
+
+TEST(ThreadCache, InAChildANewThreadTakesThePlaceOfAYoungerOneThatIsNotThere)
+{
+#ifdef __SANITIZE_THREAD__
+    GTEST_SKIP() << "the sanitizer ends a child that begins a thread";
+#endif
+    SmallAllocator allocator(logger(), false);
+    deallocateAll(allocator, allocateMany(allocator, 10));
+    const ThreadThatStays younger([&] { deallocateAll(allocator, allocateMany(allocator, 10)); });
+    EXPECT_TRUE(isTrueInChild([&] { return usesAThreadOfItsOwn(allocator); }));
 }
 
 } // namespace Velmora::Test
