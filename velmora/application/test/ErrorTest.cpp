@@ -279,7 +279,7 @@ TEST(ErrorStringImpl, FailedCopyingOfTheTextLeavesTheErrorThatIsAssignedToAsItWa
     EXPECT_EQ(textOf(error), "line 7: no value");
 }
 
-#ifndef VELMORA_TEST_HAS_SANITIZER
+#if !VELMORA_ADDRESS_SANITIZER && !VELMORA_THREAD_SANITIZER
 
 TEST(ErrorStringImpl, CloneThatFindsNoMemoryForItselfFails)
 {

@@ -207,7 +207,7 @@ TEST(ParameterValueMemory, AVectorReleasesItsFormerStrings)
         });
 }
 
-#ifndef VELMORA_TEST_HAS_SANITIZER
+#if !VELMORA_ADDRESS_SANITIZER && !VELMORA_THREAD_SANITIZER
 
 namespace
 {

@@ -354,7 +354,7 @@ TEST(CallDataHandle, AssigningOfTheSameCallKeepsItsCount)
     EXPECT_EQ(2U, Peer::refCount("abc"));
 }
 
-#ifndef VELMORA_TEST_HAS_SANITIZER
+#if !VELMORA_ADDRESS_SANITIZER && !VELMORA_THREAD_SANITIZER
 
 TEST(CallDataHandle, AssigningLeavesItOnItsCallWhenThereIsNoMemoryForTheId)
 {

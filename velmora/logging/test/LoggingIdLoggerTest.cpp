@@ -919,7 +919,7 @@ TEST(LoggingIdLogger, AssignmentToItselfChangesNothing)
     EXPECT_EQ(prefixOf(logger), "leg=1 call-id=abc ");
 }
 
-#ifndef VELMORA_TEST_HAS_SANITIZER
+#if !VELMORA_ADDRESS_SANITIZER && !VELMORA_THREAD_SANITIZER
 
 TEST(LoggingIdLogger, AssignmentLeavesItAsItWasWhereverTheMemoryEnds)
 {

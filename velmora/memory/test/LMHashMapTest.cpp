@@ -306,7 +306,7 @@ TEST(LMHashMap, AFailedFirstInsertionMakesNoTable)
         });
 }
 
-#ifndef VELMORA_TEST_HAS_SANITIZER
+#if !VELMORA_ADDRESS_SANITIZER && !VELMORA_THREAD_SANITIZER
 
 TEST(LMHashMap, AnInsertionThatFindsNoMemoryLosesNoEntry)
 {

@@ -440,7 +440,7 @@ TEST(MemAllocator, GivesNullWhenMallocHasNoMemory)
 #endif
 }
 
-#ifndef VELMORA_TEST_HAS_SANITIZER
+#if !VELMORA_ADDRESS_SANITIZER && !VELMORA_THREAD_SANITIZER
 
 TEST(ChunkAllocator, GivesNullWhenThereIsNoMemoryForABlock)
 {
