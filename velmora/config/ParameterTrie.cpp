@@ -402,13 +402,16 @@ bool ParameterTrie::readLines(Reading& inout_reading, std::istream& inout_stream
                               std::vector<std::string>* inout_pUnresolved,
                               const ParameterTrie* in_pOther)
 {
+    // A line without a tag stays as it is, so the search for one is for the trace only.
+    const Logger* const pLogger = ::liveFileScopeLogger();
+    const bool bTraced = pLogger != nullptr && pLogger->isEnabledFor(TRACE_LOG_LEVEL);
     std::string strLine;
     std::string strSubstituted;
     for (unsigned long uiLine = 1; std::getline(inout_stream, strLine, in_cDelimiter); ++uiLine)
     {
         if (isBlankOrComment(strLine))
             continue;
-        if (in_bSubstitute)
+        if (in_bSubstitute && (bTraced || strLine.find('$') != std::string::npos))
         {
             const bool bResolved = substituteVars(strLine, strSubstituted, in_pOther);
             if (!bResolved && inout_pUnresolved == nullptr)
