@@ -548,6 +548,13 @@ TEST(CallDataRegistry, TheTableKeepsItsSizeForTheNextPeakWhenCallsEnd)
     EXPECT_EQ(0, calls.takeRehashes());
 }
 
+TEST(CallDataRegistry, TheTableIsSparseSoThatALookUpMeetsFewOtherCalls)
+{
+    Calls calls;
+    calls.beginUntil(1000);
+    EXPECT_GE(Peer::bucketCount(), 4000U);
+}
+
 // Memory and threads.
 
 TEST(CallDataRegistry, ACallIsChargedToItsAccountAndGivesItBack)
