@@ -199,7 +199,9 @@ TEST_F(Application, ShowsTheUsageAfterAWorkingDirectoryThatDoesNotExist)
 {
     const std::string strNowhere = m_directory.file("nowhere");
     expectUsageAfterError({}, {"--setcwd", strNowhere},
-                          "failed to set current working directory to " + strNowhere);
+                          "failed to set current working directory to " + strNowhere +
+                              "\nERROR - cannot change to directory " + strNowhere +
+                              ": No such file or directory");
 }
 
 TEST_F(Application, StaysInItsDirectoryWhereTheOtherDoesNotExist)
@@ -211,7 +213,9 @@ TEST_F(Application, StaysInItsDirectoryWhereTheOtherDoesNotExist)
 TEST_F(Application, ShowsTheUsageAfterAVariableThatIsRefused)
 {
     expectUsageAfterError({"refuse-putenv"}, {"--putenv", "REFUSED=1"},
-                          "failed to set environment variable REFUSED=1");
+                          "failed to set environment variable REFUSED=1\n"
+                          "ERROR - cannot put REFUSED=1 into the environment: Cannot allocate "
+                          "memory");
 }
 
 TEST_F(Application, SetsNoVariableAfterOneThatIsRefused)
@@ -359,13 +363,15 @@ TEST_F(Application, DoesNotStartWithoutALibraryThatItIsToLoad)
         {}, configuration(s_strLogging + "keswardin.startup.loadDynLibList=not-there,neither\n"));
     EXPECT_EQ(1, result.iExitCode);
     const Texts lines = told(result);
-    ASSERT_EQ(4U, lines.size());
+    ASSERT_EQ(6U, lines.size());
     EXPECT_EQ("configured ERROR keswardin.infra.DynlibObjectFactory: Cannot find file "
               "\"libnot-there.so\" (using the LD_LIBRARY_PATH environment variable) needed to "
               "create gateway interface \"not-there\"",
               lines[1]);
-    EXPECT_THAT(lines[2], HasSubstr("\"libneither.so\""));
-    EXPECT_EQ("initialize: 0", lines[3]);
+    EXPECT_THAT(lines[2], HasSubstr("cannot load not-there: "));
+    EXPECT_THAT(lines[3], HasSubstr("\"libneither.so\""));
+    EXPECT_THAT(lines[4], HasSubstr("cannot load neither: "));
+    EXPECT_EQ("initialize: 0", lines[5]);
 }
 
 TEST_F(Application, StartsWithAnUnknownParameterAndWarnsOfIt)

@@ -18,7 +18,9 @@
 
 #include <unistd.h>
 
+#include <cerrno>
 #include <cstdlib>
+#include <cstring>
 #include <deque>
 #include <locale>
 #include <sstream>
@@ -197,7 +199,10 @@ bool ApplicationImpl::changeDirectory(const std::string& in_strDirectory) const
 {
     if (chdir(in_strDirectory.c_str()) != 0)
     {
+        const int iError = errno;
         VELMORA_LOG_ERROR("failed to set current working directory to " << in_strDirectory);
+        VELMORA_LOG_ERROR("cannot change to directory " << in_strDirectory << ": "
+                                                        << std::strerror(iError));
         return false;
     }
     VELMORA_LOG_DEBUG("Set current working directory to " << in_strDirectory << " according to "
@@ -211,7 +216,10 @@ bool ApplicationImpl::setEnvironment(const std::vector<std::string>& in_variable
     {
         if (putenv(keepForEver(strVariable)) != 0)
         {
+            const int iError = errno;
             VELMORA_LOG_ERROR("failed to set environment variable " << strVariable);
+            VELMORA_LOG_ERROR("cannot put " << strVariable
+                                            << " into the environment: " << std::strerror(iError));
             return false;
         }
         VELMORA_LOG_DEBUG("Set environment variable " << strVariable);

@@ -9,7 +9,9 @@
 #include <sys/resource.h>
 #include <unistd.h>
 
+#include <cerrno>
 #include <cstdlib>
+#include <cstring>
 #include <memory>
 #include <string>
 
@@ -27,10 +29,11 @@ bool isTrue(const ROConfiguration& in_configuration, const char* in_szParamName)
     return in_configuration.getBoolParameter(in_szParamName, bValue) && bValue;
 }
 
-bool removeCoreLimit()
+/// Gives 0, or the reason why not.
+int removeCoreLimit()
 {
     const rlimit unlimited{RLIM_INFINITY, RLIM_INFINITY};
-    return setrlimit(RLIMIT_CORE, &unlimited) == 0;
+    return setrlimit(RLIMIT_CORE, &unlimited) == 0 ? 0 : errno;
 }
 
 void logCurrentDirectory()
@@ -41,16 +44,25 @@ void logCurrentDirectory()
     };
     // Null where the directory has been removed, for one.
     const std::unique_ptr<char, Free> szDirectory(get_current_dir_name());
+    const int iError = errno;
     VELMORA_FILE_LOG_INFO("Current directory for core dumps is: "
                           << (szDirectory == nullptr ? "" : szDirectory.get()));
+    if (szDirectory == nullptr)
+        VELMORA_FILE_LOG_INFO("cannot name the working directory: " << std::strerror(iError));
 }
 
 void moveToCoreDirectory(const std::string& in_strPath)
 {
     if (chdir(in_strPath.c_str()) == 0)
+    {
         VELMORA_FILE_LOG_INFO("CORE directory is " << in_strPath);
-    else
-        logCurrentDirectory();
+        return;
+    }
+    const int iError = errno;
+    logCurrentDirectory();
+    if (!in_strPath.empty())
+        VELMORA_FILE_LOG_INFO("cannot change to directory " << in_strPath << ": "
+                                                            << std::strerror(iError));
 }
 
 } // namespace
@@ -66,11 +78,13 @@ bool configureCrashHandling(const ROConfiguration& in_configuration)
         return true;
     std::string strPath;
     in_configuration.getStringParameter(s_szINFRA_COREDUMP_WRITEONCRASH_PATH_PARAM, strPath);
-    if (!removeCoreLimit())
+    if (const int iError = removeCoreLimit(); iError != 0)
     {
         VELMORA_FILE_LOG_WARN("Failed to configure crash handling : setrlimit failed Set "
                               << s_szINFRA_COREDUMP_WRITEONCRASH_PARAM
                               << " parameter to false to disable this warning.");
+        VELMORA_FILE_LOG_WARN("cannot set the limit of core files to infinity: "
+                              << std::strerror(iError) << "; raise the hard limit of the process");
         return true;
     }
     VELMORA_FILE_LOG_INFO("RLIMIT_CORE set to infinity");

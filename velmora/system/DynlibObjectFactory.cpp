@@ -6,14 +6,30 @@
 #include <ace/Cleanup.h>
 #include <ace/Object_Manager.h>
 
+#include <boost/algorithm/string/replace.hpp>
+
 #include <dlfcn.h>
 
+#include <string>
 #include <utility>
 
 VELMORA_LIBRARY_FILE_SCOPE_LOGGER(DynlibObjectFactory)
 
 namespace Velmora
 {
+
+namespace
+{
+
+/// What each of the names brought that were tried, one on a line.
+std::string inOneLine(std::string in_strErrors)
+{
+    while (in_strErrors.ends_with('\n'))
+        in_strErrors.pop_back();
+    return boost::replace_all_copy(in_strErrors, "\n", "; ");
+}
+
+} // namespace
 
 DynlibObjectFactoryNoT::DynlibObjectFactoryNoT() = default;
 
@@ -66,6 +82,8 @@ bool DynlibObjectFactoryNoT::openDynlib(const char* in_szDynLibBasename)
                                << ".so\" (using the LD_LIBRARY_PATH environment variable) needed "
                                   "to create gateway interface \""
                                << in_szDynLibBasename << "\"");
+        VELMORA_FILE_LOG_ERROR("cannot load " << in_szDynLibBasename << ": "
+                                              << inOneLine(m_hDLL->error()));
         return false;
     }
     return true;

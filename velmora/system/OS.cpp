@@ -62,6 +62,9 @@ bool listAdapters(int in_iSocket, Adapters& out_adapters, std::size_t& out_uiCou
     list.ifc_len = sizeof(Adapters);
     list.ifc_req = out_adapters.data();
     const int iorc = ioctl(in_iSocket, SIOCGIFCONF, &list);
+    // Before the assertion, which may end the process.
+    if (iorc == -1)
+        VELMORA_FILE_LOG_ERROR("cannot list the network adapters: " << std::strerror(errno));
     VELMORA_FILE_ASSERT(iorc != -1);
     if (iorc == -1)
         return false;
@@ -85,7 +88,10 @@ void addAddressOf(int in_iSocket, ifreq& in_adapter, StringVector& out_addresses
     const std::string strName(in_adapter.ifr_name, strnlen(in_adapter.ifr_name, IFNAMSIZ));
     if (ioctl(in_iSocket, SIOCGIFFLAGS, &in_adapter) == -1)
     {
+        const int iError = errno;
         VELMORA_FILE_LOG_WARN("Could not get flags of network adapter " << strName);
+        VELMORA_FILE_LOG_WARN("cannot read the flags of " << strName << ": "
+                                                          << std::strerror(iError));
         return;
     }
     if ((in_adapter.ifr_flags & IFF_LOOPBACK) != 0)
@@ -95,7 +101,10 @@ void addAddressOf(int in_iSocket, ifreq& in_adapter, StringVector& out_addresses
     }
     if (ioctl(in_iSocket, SIOCGIFHWADDR, &in_adapter) == -1)
     {
+        const int iError = errno;
         VELMORA_FILE_LOG_DEBUG("Could not get MAC address of network adapter " << strName);
+        VELMORA_FILE_LOG_DEBUG("cannot read the MAC address of " << strName << ": "
+                                                                 << std::strerror(iError));
         return;
     }
     std::string strAddress;
@@ -117,8 +126,11 @@ bool waitForEnd(pid_t in_pid, const std::string& in_strCommand, int& out_iStatus
         VELMORA_FILE_LOG_DEBUG("done waiting, res=" << res << " for cmd: " << in_strCommand);
         if (res != -1)
             return true;
-        if (iError != EINTR)
-            return false;
+        if (iError == EINTR)
+            continue;
+        VELMORA_FILE_LOG_DEBUG("cannot wait for pid " << in_pid << " for cmd: " << in_strCommand
+                                                      << ": " << std::strerror(iError));
+        return false;
     }
 }
 
@@ -128,7 +140,10 @@ int runInShell(const std::string& in_strCommand)
     const pid_t pid = startShell(in_strCommand.c_str());
     if (pid == -1)
     {
+        const int iError = errno;
         VELMORA_FILE_LOG_ERROR("Fork failed for command " << in_strCommand);
+        VELMORA_FILE_LOG_ERROR("cannot start a process for " << in_strCommand << ": "
+                                                             << std::strerror(iError));
         return -1;
     }
     int iStatus = 0;
@@ -226,6 +241,8 @@ bool OS::GetNetworkAdaptersPhysicalAddresses(StringVector& out_addresses)
     out_addresses.clear();
     const Socket owner;
     const int sock = owner.get();
+    if (sock == -1)
+        VELMORA_FILE_LOG_ERROR("cannot open a socket: " << std::strerror(errno));
     VELMORA_FILE_ASSERT(sock != -1);
     Adapters adapters{};
     std::size_t uiCount = 0;

@@ -34,6 +34,9 @@ const std::string s_strPath = "string=keswardin.infra.coreDump.writeOnCrash.path
 const std::string s_strLimitWarning =
     "WARN keswardin.infra.crash: Failed to configure crash handling : setrlimit failed Set "
     "keswardin.infra.coreDump.writeOnCrash parameter to false to disable this warning.";
+const std::string s_strLimitReason =
+    "WARN keswardin.infra.crash: cannot set the limit of core files to infinity: Operation not "
+    "permitted; raise the hard limit of the process";
 
 /// What the program tells and logs, but for what it traces.
 std::vector<std::string> told(const HelperResult& in_result)
@@ -169,8 +172,8 @@ TEST(Crash, ALimitThatCannotBeRaisedIsAWarningAndTheDirectoryStays)
                                            s_strPath + other.path().string(), "configure", "tell"});
     if (result.iExitCode == 4)
         GTEST_SKIP() << "calls of the kernel cannot be made to fail here";
-    EXPECT_THAT(told(result), ElementsAre(s_strLimitWarning, "configure: 1", "directory: /",
-                                          "soft limit: 0", testing::_));
+    EXPECT_THAT(told(result), ElementsAre(s_strLimitWarning, s_strLimitReason, "configure: 1",
+                                          "directory: /", "soft limit: 0", testing::_));
 }
 
 TEST_F(CrashLimits, AreRemovedAndTheProcessMovesToThePath)
@@ -192,8 +195,9 @@ TEST(Crash, TheLimitThatOthersMayBeRaisedToIsRaisedTooWhereThatIsAllowed)
         EXPECT_THAT(lines,
                     AllOf(Contains("soft limit: unlimited"), Contains("hard limit: unlimited")));
     else
-        EXPECT_THAT(lines, ElementsAre("lowered for good: 1", s_strLimitWarning, "configure: 1",
-                                       "directory: /", "soft limit: 1000", "hard limit: 1000"));
+        EXPECT_THAT(lines, ElementsAre("lowered for good: 1", s_strLimitWarning, s_strLimitReason,
+                                       "configure: 1", "directory: /", "soft limit: 1000",
+                                       "hard limit: 1000"));
 }
 
 TEST_F(CrashLimits, ARelativePathIsLoggedAsItIs)
@@ -222,6 +226,8 @@ TEST_F(CrashLimits, WithAPathThatDoesNotExistTheProcessStaysAndIsNotWarned)
                    "configure", "tell"}),
         ElementsAre("INFO keswardin.infra.crash: RLIMIT_CORE set to infinity",
                     "INFO keswardin.infra.crash: Current directory for core dumps is: " + start(),
+                    "INFO keswardin.infra.crash: cannot change to directory " + other() +
+                        "/none: No such file or directory",
                     "configure: 1", "directory: " + start(), "soft limit: unlimited",
                     "hard limit: unlimited"));
 }
@@ -234,6 +240,8 @@ TEST_F(CrashLimits, APathThatIsNoDirectoryIsAsOneThatDoesNotExist)
             {"cd=" + start(), s_strWriteOnCrash, s_strPath + m_other.file("file"), "configure"}),
         ElementsAre("INFO keswardin.infra.crash: RLIMIT_CORE set to infinity",
                     "INFO keswardin.infra.crash: Current directory for core dumps is: " + start(),
+                    "INFO keswardin.infra.crash: cannot change to directory " +
+                        m_other.file("file") + ": Not a directory",
                     "configure: 1"));
 }
 
@@ -254,6 +262,8 @@ TEST_F(CrashLimits, ACurrentDirectoryThatHasGoneHasNoName)
     EXPECT_THAT(toldByRun({"cd=" + strGone, "leave", s_strWriteOnCrash, "configure"}),
                 ElementsAre("INFO keswardin.infra.crash: RLIMIT_CORE set to infinity",
                             "INFO keswardin.infra.crash: Current directory for core dumps is: ",
+                            "INFO keswardin.infra.crash: cannot name the working directory: No "
+                            "such file or directory",
                             "configure: 1"));
 }
 

@@ -56,6 +56,14 @@ std::string cannotFindLine(const std::string& in_strName)
            in_strName + "\"";
 }
 
+std::string reasonLine(const std::string& in_strName)
+{
+    const std::string strNone = ": cannot open shared object file: No such file or directory";
+    return "ERROR keswardin.infra.DynlibObjectFactory: cannot load " + in_strName + ": " +
+           in_strName + strNone + "; " + in_strName + ".so" + strNone + "; lib" + in_strName +
+           ".so" + strNone;
+}
+
 class ThrowingConfiguration : public ROConfiguration
 {
   public:
@@ -110,7 +118,8 @@ TEST(DynLibsLoader, OpensOneLibraryThatStays)
 TEST(DynLibsLoader, TellsThatOneLibraryCannotBeOpened)
 {
     EXPECT_THAT(openingsAndErrorsOfRun({"load=dynlib-none"}),
-                ElementsAre(cannotFindLine("dynlib-none"), "load=dynlib-none: 0"));
+                ElementsAre(cannotFindLine("dynlib-none"), reasonLine("dynlib-none"),
+                            "load=dynlib-none: 0"));
 }
 
 TEST(DynLibsLoader, TellsWhatItLoads)
@@ -134,8 +143,9 @@ TEST(DynLibsLoader, OpensAVectorInItsOrder)
 TEST(DynLibsLoader, OpensTheRestOfAVectorAfterAFailure)
 {
     EXPECT_THAT(openingsAndErrorsOfRun({"vector=dynlib-none,dynlib-a,dynlib-nil,dynlib-b"}),
-                ElementsAre(cannotFindLine("dynlib-none"), openedLine("dynlib-a"),
-                            cannotFindLine("dynlib-nil"), openedLine("dynlib-b"),
+                ElementsAre(cannotFindLine("dynlib-none"), reasonLine("dynlib-none"),
+                            openedLine("dynlib-a"), cannotFindLine("dynlib-nil"),
+                            reasonLine("dynlib-nil"), openedLine("dynlib-b"),
                             "vector=dynlib-none,dynlib-a,dynlib-nil,dynlib-b: 0"));
 }
 
@@ -201,11 +211,11 @@ TEST(DynLibsLoader, AListOpensItsLibrariesInTheirOrder)
 TEST(DynLibsLoader, AListOpensTheRestAfterAFailure)
 {
     EXPECT_THAT(openingsAndErrorsOfRun({"list=dynlib-none,dynlib-b"}),
-                ElementsAre(cannotFindLine("dynlib-none"), openedLine("dynlib-b"),
-                            "list=dynlib-none,dynlib-b: 0"));
+                ElementsAre(cannotFindLine("dynlib-none"), reasonLine("dynlib-none"),
+                            openedLine("dynlib-b"), "list=dynlib-none,dynlib-b: 0"));
     EXPECT_THAT(openingsAndErrorsOfRun({"list=dynlib-b,dynlib-none"}),
                 ElementsAre(openedLine("dynlib-b"), cannotFindLine("dynlib-none"),
-                            "list=dynlib-b,dynlib-none: 0"));
+                            reasonLine("dynlib-none"), "list=dynlib-b,dynlib-none: 0"));
 }
 
 TEST(DynLibsLoader, AListIsSeparatedByCommasAndBlanks)

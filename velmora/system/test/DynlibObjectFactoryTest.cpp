@@ -18,9 +18,12 @@ namespace Velmora::Test
 namespace
 {
 
+using testing::AllOf;
 using testing::Contains;
 using testing::ElementsAre;
+using testing::HasSubstr;
 using testing::Not;
+using testing::StartsWith;
 
 constexpr const char* s_szLogger = "keswardin.infra.DynlibObjectFactory";
 
@@ -41,6 +44,14 @@ std::string cannotFindText(const std::string& in_strName)
            ".so\" (using the LD_LIBRARY_PATH environment variable) needed to create gateway "
            "interface \"" +
            in_strName + "\"";
+}
+
+/// Why a file is not found by any of its names.
+std::string reasonText(const std::string& in_strName)
+{
+    const std::string strNone = ": cannot open shared object file: No such file or directory";
+    return "cannot load " + in_strName + ": " + in_strName + strNone + "; " + in_strName + ".so" +
+           strNone + "; lib" + in_strName + ".so" + strNone;
 }
 
 /// What a run wrote and logged.
@@ -104,7 +115,8 @@ TEST(DynlibObjectFactory, TellsThatAFileIsNotFound)
                 ElementsAre(debugLine(s_szLogger, "DynlibObjectFactoryNoT::openDynlib : "
                                                   "in_szDynLibBasename=dynlib-none"),
                             debugLine(s_szLogger, openingText("dynlib-none")),
-                            errorLine(s_szLogger, cannotFindText("dynlib-none"))));
+                            errorLine(s_szLogger, cannotFindText("dynlib-none")),
+                            errorLine(s_szLogger, reasonText("dynlib-none"))));
 }
 
 TEST(DynlibObjectFactory, TracesItsScopesInTheirOrder)
@@ -123,6 +135,7 @@ TEST(DynlibObjectFactory, TracesItsScopesInTheirOrder)
                             traceLine(s_szLogger, "exiting " + strCtor),
                             debugLine(s_szLogger, openingText("dynlib-none")),
                             errorLine(s_szLogger, cannotFindText("dynlib-none")),
+                            errorLine(s_szLogger, reasonText("dynlib-none")),
                             traceLine(s_szLogger, "exiting " + strOpen),
                             traceLine(s_szLogger, "entering ~DynlibObjectFactoryNoT"),
                             traceLine(s_szLogger, "exiting ~DynlibObjectFactoryNoT")));
@@ -179,12 +192,15 @@ TEST(DynlibObjectFactory, ResolvesAllAtOnceForAllAndForEver)
                 Contains("opened libdynlib-a.so NOW GLOBAL NODELETE"));
 }
 
-TEST(DynlibObjectFactory, AnUnresolvedSymbolReadsAsAFileThatIsNotFound)
+TEST(DynlibObjectFactory, AnUnresolvedSymbolReadsAsAFileThatIsNotFoundButForTheReason)
 {
     EXPECT_THAT(linesThatBegin(linesOfRun({"open=dynlib-needs-a", "call=answerThroughA"}),
                                {"ERROR ", "open=", "opened ", "call="}),
                 ElementsAre("ERROR keswardin.infra.DynlibObjectFactory: " +
                                 cannotFindText("dynlib-needs-a"),
+                            AllOf(StartsWith("ERROR keswardin.infra.DynlibObjectFactory: cannot "
+                                             "load dynlib-needs-a: "),
+                                  HasSubstr("libdynlib-needs-a.so: undefined symbol: ")),
                             "open=dynlib-needs-a: 0", "call=answerThroughA: -1"));
 }
 

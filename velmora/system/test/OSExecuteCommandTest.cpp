@@ -430,6 +430,8 @@ TEST(OSExecuteCommand, LogsWhenThereIsNoChild)
     EXPECT_EQ(-1, iResult);
     EXPECT_THAT(log.lines(),
                 ElementsAre(errorLine(s_szLogger, "Fork failed for command exit 3"),
+                            errorLine(s_szLogger, "cannot start a process for exit 3: "
+                                                  "Resource temporarily unavailable"),
                             debugLine(s_szLogger, "velmora_system returned -1 for cmd: exit 3")));
     EXPECT_EQ(SIG_IGN, Disposition::of(SIGCHLD).sa_handler);
 }
@@ -602,6 +604,8 @@ TEST(OSExecuteCommand, GivesMinusOneForAChildThatWasReapedElsewhere)
         log.lines(),
         ElementsAre(debugLine(s_szLogger, strBegin + std::to_string(lReaped) + " for cmd: exit 3"),
                     debugLine(s_szLogger, "done waiting, res=-1 for cmd: exit 3"),
+                    debugLine(s_szLogger, "cannot wait for pid " + std::to_string(lReaped) +
+                                              " for cmd: exit 3: No child processes"),
                     debugLine(s_szLogger, "velmora_system returned -1 for cmd: exit 3")));
 }
 
