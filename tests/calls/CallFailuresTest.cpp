@@ -99,7 +99,9 @@ TEST_F(CallFailures, AFullDiskIsToldOfOnceAndTheFileGoesOnWhenThereIsRoom)
     VELMORA_LOG(logger, INFO_LOG_LEVEL, "and again");
     logger.callEnd();
 
-    EXPECT_EQ("log4cplus:ERROR Unable to write file: " + disk.path() + "/full\n",
+    EXPECT_EQ("log4cplus:ERROR Unable to write file: " + disk.path() +
+                  "/full\nlog4cplus:ERROR cannot write " + disk.path() +
+                  "/full: No space left on device\n",
               testing::internal::GetCapturedStderr());
     EXPECT_THAT(m_mountPoint.read("full"),
                 testing::StartsWith("INFO keswardin.infra.CallLogger.Appender: "
@@ -123,7 +125,9 @@ TEST_F(CallFailures, ADiskThatIsFullForTheLastLineIsToldOf)
 
     logger.callEnd();
 
-    EXPECT_EQ("log4cplus:ERROR Unable to write file: " + disk.path() + "/full\n",
+    EXPECT_EQ("log4cplus:ERROR Unable to write file: " + disk.path() +
+                  "/full\nlog4cplus:ERROR cannot write " + disk.path() +
+                  "/full: No space left on device\n",
               testing::internal::GetCapturedStderr());
     expectOthersWell(1);
 }
@@ -169,7 +173,9 @@ TEST_F(CallFailures, WithoutADescriptorACallHasNoFileUntilThereIsOne)
     VELMORA_LOG(logger, INFO_LOG_LEVEL, "with");
     logger.callEnd();
 
-    EXPECT_EQ("log4cplus:ERROR Unable to open file: " + m_directory.file("late") + "\n",
+    EXPECT_EQ("log4cplus:ERROR Unable to open file: " + m_directory.file("late") +
+                  "\nlog4cplus:ERROR cannot open " + m_directory.file("late") +
+                  ": Too many open files\n",
               testing::internal::GetCapturedStderr());
     EXPECT_THAT(linesOf(m_directory.read("late")),
                 ElementsAre("INFO test.call: with", HasSubstr("Call end : ")));
@@ -193,9 +199,13 @@ TEST_F(CallFailures, OnAReadOnlyFileSystemEachCallIsToldOfOnce)
         logWell();
     }
 
-    EXPECT_THAT(linesOf(testing::internal::GetCapturedStderr()),
-                ElementsAre("log4cplus:ERROR Unable to open file: " + disk.path() + "/first",
-                            "log4cplus:ERROR Unable to open file: " + disk.path() + "/second"));
+    EXPECT_THAT(
+        linesOf(testing::internal::GetCapturedStderr()),
+        ElementsAre("log4cplus:ERROR Unable to open file: " + disk.path() + "/first",
+                    "log4cplus:ERROR cannot open " + disk.path() + "/first: Read-only file system",
+                    "log4cplus:ERROR Unable to open file: " + disk.path() + "/second",
+                    "log4cplus:ERROR cannot open " + disk.path() +
+                        "/second: Read-only file system"));
     expectOthersWell(6);
 }
 

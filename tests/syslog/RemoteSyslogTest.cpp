@@ -165,8 +165,10 @@ TEST(RemoteSyslog, APortThatNobodyListensOnHoldsNobodyUp)
 TEST(RemoteSyslog, AHostThatDoesNotResolveHoldsNobodyUpAndIsToldOnce)
 {
     for (const std::string strHost : {"no-such-host.invalid", "no such host", "256.1.1.1"})
-        EXPECT_EQ("log4cplus:ERROR gethostbyname failed\n", errorsOfLogging(strHost, "514"))
-            << strHost;
+        EXPECT_THAT(
+            linesOf(errorsOfLogging(strHost, "514")),
+            ElementsAre("log4cplus:ERROR gethostbyname failed",
+                        testing::StartsWith("log4cplus:ERROR cannot look up " + strHost + ": ")));
 }
 
 TEST(RemoteSyslog, AnAddressThatMayNotBeSentToHoldsNobodyUp)

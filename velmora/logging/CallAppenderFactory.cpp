@@ -117,7 +117,10 @@ bool CallAppenderFactory::haveDirectory() const
         VELMORA_LOG_INFO("Call Logger configuration. Creating output directory " << m_strDirectory);
         if (!Directory::make(m_strDirectory.c_str(), s_uiDirectoryMode, true))
         {
+            const int iMakeError = errno;
             VELMORA_LOG_ERROR("failed to create call logging output directory " << m_strDirectory);
+            VELMORA_LOG_ERROR("cannot make directory " << m_strDirectory << ": "
+                                                       << std::strerror(iMakeError));
             return false;
         }
         if (stat(m_strDirectory.c_str(), &status) != 0)

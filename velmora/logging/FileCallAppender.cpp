@@ -9,6 +9,8 @@
 
 #include <array>
 #include <atomic>
+#include <cerrno>
+#include <cstring>
 #include <ctime>
 #include <memory>
 #include <typeinfo>
@@ -58,21 +60,37 @@ const LoggingIdEvent* asLoggingIdEvent(const log4cplus::spi::InternalLoggingEven
     return pEvent;
 }
 
-/// Tells of the first failure. log4cplus's own handler tells of each that follows a success.
+/// Logs the system's reason why a file cannot be used, if there is one.
+void logReason(const char* in_szWhat, const std::string& in_strFile, int in_iError)
+{
+    if (in_iError != 0)
+        log4cplus::helpers::getLogLog().error(in_szWhat + in_strFile + ": " +
+                                              std::strerror(in_iError));
+}
+
+/// Tells of the first failure, with the reason that `errno` holds. log4cplus's own handler tells of
+/// each that follows a success.
 class OncePerCallErrorHandler : public log4cplus::ErrorHandler
 {
   public:
-    explicit OncePerCallErrorHandler(bool in_bTold) : m_bTold(in_bTold) {}
+    OncePerCallErrorHandler(const std::string& in_strFile, bool in_bTold)
+        : m_strFile(in_strFile), m_bTold(in_bTold)
+    {
+    }
 
     void error(const log4cplus::tstring& in_strError) override
     {
-        if (!m_bTold)
-            log4cplus::helpers::getLogLog().error(in_strError);
+        if (m_bTold)
+            return;
         m_bTold = true;
+        const int iError = errno;
+        log4cplus::helpers::getLogLog().error(in_strError);
+        logReason("cannot write ", m_strFile, iError);
     }
     void reset() override {}
 
   private:
+    std::string m_strFile;
     bool m_bTold;
 };
 
@@ -86,8 +104,11 @@ FileCallAppender::FileCallAppender(const log4cplus::helpers::Properties& in_prop
                                    std::ios_base::openmode in_mode)
     : log4cplus::FileAppender(in_properties, in_mode)
 {
+    const int iError = errno;
     const bool bOpen = out.good();
-    setErrorHandler(std::make_unique<OncePerCallErrorHandler>(!bOpen));
+    if (!bOpen)
+        logReason("cannot open ", filename, iError);
+    setErrorHandler(std::make_unique<OncePerCallErrorHandler>(filename, !bOpen));
     if (bOpen)
         appendTime("Call start : %c");
 }
@@ -96,6 +117,7 @@ FileCallAppender::~FileCallAppender()
 {
     VELMORA_FILE_LOG_DEBUG("FileCallLogger : call end. Appender dtor, file about to be closed");
     appendTime("Call end : %c");
+    errno = 0;
     destructorImpl();
     // Of what was buffered.
     if (!out.good())
@@ -118,6 +140,7 @@ void FileCallAppender::appendTime(const char* in_szFormat)
 
 void FileCallAppender::write(const log4cplus::spi::InternalLoggingEvent& in_event)
 {
+    errno = 0;
     log4cplus::FileAppender::append(in_event);
     // log4cplus finds out with the next line only, and not where it can open the file again.
     if (!out.good()) [[unlikely]]

@@ -5,6 +5,7 @@
 #include "velmora/logging/Syslog.h"
 #include "velmora/logging/SyslogHosts.h"
 
+#include <log4cplus/helpers/loglog.h>
 #include <log4cplus/helpers/property.h>
 #include <log4cplus/spi/loggingevent.h>
 #include <log4cplus/thread/syncprims.h>
@@ -14,13 +15,13 @@
 #include <unistd.h>
 
 #include <array>
+#include <cerrno>
 #include <charconv>
 #include <cstddef>
 #include <cstdint>
 #include <cstring>
 #include <ios>
 #include <locale>
-#include <optional>
 
 VELMORA_LIBRARY_FILE_SCOPE_LOGGER(RemoteSyslogAppender)
 
@@ -151,10 +152,13 @@ bool RemoteSyslogAppender::open() { return lookUpHost() && openSocket(); }
 bool RemoteSyslogAppender::lookUpHost()
 {
     // Not under the lock: a name server may take long to answer, and lines are not to wait for it.
-    const std::optional<SyslogHosts::Address> address = SyslogHosts::addressOf(m_strHostName);
+    const SyslogHosts::Answer address = SyslogHosts::addressOf(m_strHostName);
     if (!address)
     {
         errorHandler->error("gethostbyname failed");
+        // The handler of log4cplus passes one line on and drops those that follow.
+        log4cplus::helpers::getLogLog().error("cannot look up " + m_strHostName + ": " +
+                                              address.strReason);
         return false;
     }
     const log4cplus::thread::MutexGuard guard(access_mutex);
@@ -169,7 +173,10 @@ bool RemoteSyslogAppender::openSocket()
     m_iSocket = socket(AF_INET, SOCK_DGRAM | SOCK_CLOEXEC, 0);
     if (m_iSocket == -1)
     {
+        const int iError = errno;
         errorHandler->error("socket() failed");
+        log4cplus::helpers::getLogLog().error("cannot open a socket for " + m_strHostName + ": " +
+                                              std::strerror(iError));
         return false;
     }
     closed = false;

@@ -40,7 +40,7 @@ SyslogHosts::SyslogHosts(const log4cplus::helpers::Properties& in_configuration)
 
 SyslogHosts::~SyslogHosts() { s_pNewest = m_pEarlier; }
 
-std::optional<SyslogHosts::Address> SyslogHosts::addressOf(const std::string& in_strHostName)
+SyslogHosts::Answer SyslogHosts::addressOf(const std::string& in_strHostName)
 {
     for (const SyslogHosts* pHosts = s_pNewest; pHosts != nullptr; pHosts = pHosts->m_pEarlier)
         if (const auto found = pHosts->m_addresses.find(in_strHostName);
@@ -49,7 +49,7 @@ std::optional<SyslogHosts::Address> SyslogHosts::addressOf(const std::string& in
     return lookUp(in_strHostName);
 }
 
-std::optional<SyslogHosts::Address> SyslogHosts::lookUp(const std::string& in_strHostName)
+SyslogHosts::Answer SyslogHosts::lookUp(const std::string& in_strHostName)
 {
     // `gethostbyname` with memory of its own, so that threads may call it at a time.
     std::vector<char> memory(1024);
@@ -59,11 +59,13 @@ std::optional<SyslogHosts::Address> SyslogHosts::lookUp(const std::string& in_st
     while (gethostbyname_r(in_strHostName.c_str(), &host, memory.data(), memory.size(), &pFound,
                            &iError) == ERANGE)
         memory.resize(memory.size() * 2);
-    if (pFound == nullptr || pFound->h_addrtype != AF_INET || pFound->h_addr_list[0] == nullptr)
-        return std::nullopt;
+    if (pFound == nullptr)
+        return {std::nullopt, iError == NETDB_INTERNAL ? std::strerror(errno) : hstrerror(iError)};
+    if (pFound->h_addrtype != AF_INET || pFound->h_addr_list[0] == nullptr)
+        return {std::nullopt, hstrerror(NO_ADDRESS)};
     Address address = 0;
     std::memcpy(&address, pFound->h_addr_list[0], sizeof address);
-    return address;
+    return {address};
 }
 
 } // namespace Velmora

@@ -38,16 +38,22 @@ class VELMORA_API SyslogHosts
     SyslogHosts(const SyslogHosts&) = delete;
     SyslogHosts& operator=(const SyslogHosts&) = delete;
 
+    /// What a look-up gave: an address, or else the reason why there is none.
+    struct Answer : std::optional<Address>
+    {
+        std::string strReason{};
+    };
+
     /// The first address of a host: what an object of this thread has looked up, or else what the
     /// name service gives now.
     /// Thread-safety: may be called on any thread.
     /// Failure: empty when the name is not found.
-    [[nodiscard]] static std::optional<Address> addressOf(const std::string& in_strHostName);
+    [[nodiscard]] static Answer addressOf(const std::string& in_strHostName);
 
   private:
-    [[nodiscard]] static std::optional<Address> lookUp(const std::string& in_strHostName);
+    [[nodiscard]] static Answer lookUp(const std::string& in_strHostName);
 
-    std::map<std::string, std::optional<Address>> m_addresses;
+    std::map<std::string, Answer> m_addresses;
     const SyslogHosts* m_pEarlier;
 };
 

@@ -203,7 +203,10 @@ TEST_F(CallAppenders, ADirectoryThatCannotBeMadeIsAnError)
         m_log.linesOf(s_szLogger),
         Contains(debugLine(s_szLogger, "Call Logger configuration. Failed to stat directory " +
                                            strCalls + " : Not a directory")));
-    EXPECT_EQ(errorLine(s_szLogger, "failed to create call logging output directory " + strCalls),
+    EXPECT_THAT(m_log.linesOf(s_szLogger),
+                Contains(errorLine(s_szLogger,
+                                   "failed to create call logging output directory " + strCalls)));
+    EXPECT_EQ(errorLine(s_szLogger, "cannot make directory " + strCalls + ": File exists"),
               m_log.linesOf(s_szLogger).back());
     EXPECT_FALSE(m_factory.newAppender("abc"));
 }
@@ -534,7 +537,8 @@ TEST_F(CallAppenders, AFileThatCannotBeOpenedIsReportedByLog4cplusAndTheAppender
 
     EXPECT_TRUE(pAppender);
     pAppender = log4cplus::SharedAppenderPtr();
-    EXPECT_EQ("log4cplus:ERROR Unable to open file: " + calls() + "/abc\n",
+    EXPECT_EQ("log4cplus:ERROR Unable to open file: " + calls() +
+                  "/abc\nlog4cplus:ERROR cannot open " + calls() + "/abc: Is a directory\n",
               testing::internal::GetCapturedStderr());
     EXPECT_THAT(linesFrom(INFO_LOG_LEVEL), IsEmpty());
 }

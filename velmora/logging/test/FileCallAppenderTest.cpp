@@ -202,7 +202,9 @@ TEST_F(CallFile, ThatCannotBeOpenedIsReportedOnceAndHasNoLineUntilItCan)
     open();
     m_pAppender->doAppend(*eventWith({}));
     m_pAppender->doAppend(*eventWith({}));
-    EXPECT_EQ("log4cplus:ERROR Unable to open file: " + m_directory.file("call") + "\n",
+    EXPECT_EQ("log4cplus:ERROR Unable to open file: " + m_directory.file("call") +
+                  "\nlog4cplus:ERROR cannot open " + m_directory.file("call") +
+                  ": Is a directory\n",
               testing::internal::GetCapturedStderr());
     std::filesystem::remove(m_directory.file("call"));
     m_pAppender->doAppend(*eventWith({"call-id=abc"}, "at last"));
@@ -218,7 +220,9 @@ TEST_F(CallFile, ThatCannotBeOpenedAndHasNoLinesEndsQuietly)
     open();
     close();
 
-    EXPECT_EQ("log4cplus:ERROR Unable to open file: " + m_directory.file("call") + "\n",
+    EXPECT_EQ("log4cplus:ERROR Unable to open file: " + m_directory.file("call") +
+                  "\nlog4cplus:ERROR cannot open " + m_directory.file("call") +
+                  ": Is a directory\n",
               testing::internal::GetCapturedStderr());
 }
 

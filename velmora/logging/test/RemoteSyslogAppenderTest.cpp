@@ -314,8 +314,11 @@ TEST_F(RemoteSyslog, ANameThatIsNotFoundIsToldTwice)
 {
     g_nameService.emplace();
 
+    testing::internal::CaptureStderr();
     EXPECT_THAT(errorsOf(with(properties(), "Hostname", "nobody")),
                 ElementsAre("gethostbyname failed", "failed to open RemoteSyslogAppender"));
+    EXPECT_EQ("log4cplus:ERROR cannot look up nobody: Unknown host\n",
+              testing::internal::GetCapturedStderr());
     EXPECT_THAT(g_nameService->asked, ElementsAre("nobody"));
 }
 
@@ -332,16 +335,22 @@ TEST_F(RemoteSyslog, AnAddressOfAnotherFamilyIsNoAddress)
     g_nameService->addresses = {"127.0.0.1"};
     g_nameService->iAddressType = AF_INET6;
 
+    testing::internal::CaptureStderr();
     EXPECT_THAT(errorsOf(with(properties(), "Hostname", "host6")),
                 ElementsAre("gethostbyname failed", "failed to open RemoteSyslogAppender"));
+    EXPECT_EQ("log4cplus:ERROR cannot look up host6: No address associated with name\n",
+              testing::internal::GetCapturedStderr());
 }
 
 TEST_F(RemoteSyslog, ASocketThatCannotBeMadeIsToldTwice)
 {
     g_bNoSockets = true;
 
+    testing::internal::CaptureStderr();
     EXPECT_THAT(errorsOf(properties()),
                 ElementsAre("socket() failed", "failed to open RemoteSyslogAppender"));
+    EXPECT_EQ("log4cplus:ERROR cannot open a socket for 127.0.0.1: Too many open files\n",
+              testing::internal::GetCapturedStderr());
 }
 
 TEST_F(RemoteSyslog, TheFirstAddressOfTheNameIsTaken)
