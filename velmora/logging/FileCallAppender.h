@@ -16,11 +16,10 @@ namespace Velmora
 /// with the time, whatever levels and filters say; between them the call's lines without the call
 /// id, which all of them would have.
 ///
-/// Failure: what goes wrong is reported by log4cplus on standard error, once in the life of the
-/// object. Lines that cannot be written are lost; after a while the file is opened again for those
-/// that come.
-/// Ownership: counted by `SharedAppenderPtr`.
-/// Thread-safety: lines may come on any thread, on which they are written.
+/// Failure: what goes wrong is reported by log4cplus on standard error, with the system's reason,
+/// once in the life of the object. Lines that cannot be written are lost; after a while the file is
+/// opened again for those that come. Ownership: counted by `SharedAppenderPtr`. Thread-safety:
+/// lines may come on any thread, on which they are written.
 class VELMORA_API FileCallAppender : public log4cplus::FileAppender,
                                      public InAccount<"FileCallAppender">
 {

@@ -37,7 +37,8 @@ namespace Velmora
 /// Thread-safety: as log4cplus's appenders: lines may be logged and the appender closed on any
 /// thread. `open` may be called while others log, but by one thread at a time.
 /// Failure: what is wrong with the properties, the name or the socket goes to the error handler;
-/// log4cplus's own writes the first of its texts to standard error. A line whose level has no
+/// log4cplus's own writes the first of its texts to standard error. Why a name is not found or a
+/// socket not to be had follows there. A line whose level has no
 /// severity fails the assertion of `Fallible` and is sent with the severity 0.
 class VELMORA_API RemoteSyslogAppender : public log4cplus::Appender
 {
