@@ -80,8 +80,6 @@ class ThreadCaches::TableOfThread
     TableOfThread(const TableOfThread&) = delete;
     TableOfThread& operator=(const TableOfThread&) = delete;
 
-    void makeSureItIs() const {}
-
   private:
     void unlinkFrom(Shared& out_shared)
     {
@@ -104,7 +102,6 @@ ThreadCache* ThreadCaches::make(MemAllocatorNoT& in_owner, std::size_t in_uiNumC
     if (in_owner.getCacheSlot() == s_uiNoSlot || s_bThreadIsEnding)
         return nullptr;
     static thread_local TableOfThread s_table;
-    s_table.makeSureItIs();
 
     ThreadCache* pCache = nullptr;
     try
