@@ -302,7 +302,6 @@ Magazine* MemAllocator<Mutex, NumClasses>::findOrMakeMagazine(std::size_t in_uiC
         pCache = ThreadCaches::make(*this, NumClasses);
     if (pCache == nullptr)
         return nullptr;
-    (*pCache)[in_uiClass].openOnce();
     return &(*pCache)[in_uiClass];
 }
 

@@ -29,7 +29,7 @@ struct FreeChunk
 /// that it returned is the first that it gets.
 ///
 /// Two counts tell both what was done and how many chunks are loaded: the difference of the two,
-/// against what it was when a batch moved last.
+/// against what it was when a batch moved last. Until the first has moved, it is empty and full.
 ///
 /// Thread-safety: belongs to its thread; the counts may be read on any thread.
 class alignas(64) Magazine
@@ -38,14 +38,6 @@ class alignas(64) Magazine
     /// The most chunks in a magazine. Large enough that the lock of a class is rarely taken and
     /// that a thread mostly gets back the chunks which it has in its processor's cache.
     static constexpr std::uint64_t s_uiCapacity = 512;
-
-    /// Makes the magazine ready for use, unless it is. Until then it is empty and full.
-    void openOnce()
-    {
-        if (!m_bOpen)
-            m_uiFullAt = s_uiCapacity;
-        m_bOpen = true;
-    }
 
     [[nodiscard]] bool isEmpty() const { return m_pLoaded == nullptr; }
     [[nodiscard]] bool isFull() const { return balance() == m_uiFullAt; }
@@ -145,7 +137,6 @@ class alignas(64) Magazine
     std::atomic<std::uint64_t> m_uiPut{0};
     /// The balance at which the magazine is full.
     std::uint64_t m_uiFullAt = 0;
-    bool m_bOpen = false;
     /// The bottom of the loaded chunks, valid while there are any.
     FreeChunk* m_pLoadedLast = nullptr;
     /// A full magazine below the loaded chunks, or null.
