@@ -261,12 +261,12 @@ TEST(MemoryAtExit, AnAppenderThatAllocatesAccountedMemoryTakesTheReport)
 TEST(MemoryAtExit, StaticDestructorsAllocateAndReleaseAfterTheExitList)
 {
     for (const Environment& environment : {Environment(), s_accounting})
-        EXPECT_THAT(linesOfRun(VELMORA_HELPER_MEMORY_AFTER_EXIT_LIST, {}, environment),
-                    ElementsAre("allocators 1 1, account 1, among all accounts 1 0",
-                                "allocators 0 0, account 0, among all accounts 0 0",
-                                "new memory is intact",
-                                "allocators 0 0, account 0, among all accounts 0 0",
-                                "for no bytes 0 0 0", "end"));
+        EXPECT_THAT(
+            linesOfRun(VELMORA_HELPER_MEMORY_AFTER_EXIT_LIST, {}, environment),
+            ElementsAre(
+                "allocators 1 1, account 1, among all accounts 1 0", "inline way empty 1, full 1",
+                "allocators 0 0, account 0, among all accounts 0 0", "new memory is intact",
+                "allocators 0 0, account 0, among all accounts 0 0", "for no bytes 0 0 0", "end"));
 }
 
 TEST(MemoryAtExit, DetachedThreadsThatHaveAllocatedMaySleepOn)

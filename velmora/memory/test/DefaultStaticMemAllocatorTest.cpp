@@ -24,6 +24,14 @@ using testing::IsEmpty;
 
 constexpr const char* s_szLogger = "keswardin.infra.MemAllocator";
 
+/// Whether the calling thread has a free chunk of 8 bytes that the inline way finds.
+bool hasChunkAtHand()
+{
+    DefaultStaticMemAllocator::deallocate(DefaultStaticMemAllocator::allocate(8, "test"), 8,
+                                          "test");
+    return !ThreadCaches::defaultMagazine(0).isEmpty();
+}
+
 MemAccountInfo accountOf(const char* in_szName)
 {
     MemAccountInfo result;
@@ -171,6 +179,29 @@ TEST(DefaultStaticMemAllocator, GivesNullForASizeOfZero)
 TEST(DefaultStaticMemAllocator, InitializesTheAllocatorInUse)
 {
     EXPECT_TRUE(DefaultStaticMemAllocator::initializeClass());
+}
+
+TEST(DefaultStaticMemAllocator, AThreadFindsItsChunksTheInlineWayFromItsFirstUseOn)
+{
+    std::thread(
+        []
+        {
+            EXPECT_TRUE(ThreadCaches::defaultMagazine(0).isEmpty());
+            EXPECT_TRUE(ThreadCaches::defaultMagazine(0).isFull());
+            EXPECT_TRUE(hasChunkAtHand());
+        })
+        .join();
+}
+
+TEST(DefaultStaticMemAllocator, TheInlineWayOutlivesOtherAllocators)
+{
+    EXPECT_TRUE(hasChunkAtHand());
+    {
+        MemAllocator<ACE_Thread_Mutex, 32> other(Logger(s_szLogger), false);
+        other.deallocate(other.allocate(8, "test"), 8, "test");
+    }
+    EXPECT_FALSE(ThreadCaches::defaultMagazine(0).isEmpty());
+    std::thread([] { EXPECT_TRUE(hasChunkAtHand()); }).join();
 }
 
 } // namespace Velmora::Test

@@ -826,6 +826,7 @@ TEST(MemAllocator, ReleasingToANullElementTripsAnAssertionAndLeavesTheMemoryAlon
                 ElementsAre(failedAssertion("*chunkAllocIter != 0", "MemAllocatorT", s_szLogger)));
     EXPECT_EQ(1U, log.lines().size());
     EXPECT_EQ(0, std::memcmp(&chunk, ForeignChunk{}.bytes, sizeof(chunk)));
+    EXPECT_EQ(nullptr, allocator.allocate(24, s_szAccount)) << "the memory is not handed out";
 }
 
 TEST(MemAllocator, DestroysOnlyTheElementsThatAreThere)

@@ -353,8 +353,10 @@ TEST_F(NoSizeMemAllocatorCheck, ReleasingABlockWithABrokenSizeLeavesItAlone)
 
 TEST_F(NoSizeMemAllocatorCheck, AnAugmentedSizeOfTheHeaderAloneIsInOrder)
 {
+    const std::uint64_t uiBefore = statsFor(16).uiNumChunkDealloc;
     void* const pMemory = NoSizeMemAllocator::allocate(0, s_szAccount);
     NoSizeMemAllocator::deallocate(pMemory, s_szAccount);
+    EXPECT_EQ(uiBefore + 1, statsFor(16).uiNumChunkDealloc);
     EXPECT_THAT(m_log.lines(), IsEmpty());
 }
 

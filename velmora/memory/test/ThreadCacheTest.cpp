@@ -113,12 +113,13 @@ LogLine statsLine(const ChunkAllocatorNoT::Stats& in_stats)
                      "Allocation stats for 8 bytes ChunkAllocator\n" + statsText(in_stats));
 }
 
-/// An allocator of two classes whose threads can be made to go without caches, so that it hands out
-/// what its classes have.
-class ClosableAllocator : public MemAllocator<ACE_Thread_Mutex, 2>
+/// An allocator whose threads can be made to go without caches, so that it hands out what its
+/// classes have.
+template <class Mutex, unsigned long NumClasses>
+class ClosableAllocator : public MemAllocator<Mutex, NumClasses>
 {
   public:
-    using MemAllocator<ACE_Thread_Mutex, 2>::MemAllocator;
+    using MemAllocator<Mutex, NumClasses>::MemAllocator;
     using MemAllocatorNoT::closeCaches;
 };
 
@@ -297,6 +298,37 @@ struct AllocatesWhenItDies
     SmallAllocator* pAllocator = nullptr;
     void* pHeld = nullptr;
 };
+
+/// Runs a function on a thread that has already given its caches back.
+void onAnEndingThread(const std::function<void()>& in_function)
+{
+    struct RunsWhenItDies
+    {
+        ~RunsWhenItDies()
+        {
+            if (function)
+                function();
+        }
+        std::function<void()> function;
+    };
+    SmallAllocator allocator(logger(), false);
+    onAnotherThread(
+        [&]
+        {
+            // Constructed before the first allocation of the thread, so it dies after the caches.
+            thread_local RunsWhenItDies s_diesLate;
+            s_diesLate.function = in_function;
+            deallocateAll(allocator, allocateMany(allocator, 1));
+        });
+}
+
+std::size_t countTaken(Magazine& out_magazine)
+{
+    std::size_t uiCount = 0;
+    for (; !out_magazine.isEmpty(); ++uiCount)
+        static_cast<void>(out_magazine.take());
+    return uiCount;
+}
 
 } // namespace
 
@@ -547,6 +579,111 @@ TEST(ThreadCache, ThreadLocalObjectsThatDieBeforeTheCachesAllocateAndRelease)
     EXPECT_THAT(log.lines(), ElementsAre(statsLine({1, 2, 2})));
 }
 
+TEST(ThreadCache, AThreadThatIsEndingUsesTheFullMagazinesOfOthers)
+{
+    SmallAllocator allocator(logger(), false);
+    deallocateAll(allocator, allocateMany(allocator, 2048));
+    ASSERT_EQ(16U, allocator.getStats(0).uiNumMalloc);
+    onAnEndingThread([&] { allocateMany(allocator, 1024); });
+    EXPECT_EQ(16U, allocator.getStats(0).uiNumMalloc);
+}
+
+TEST(ThreadCache, AThreadThatIsEndingGetsTheChunkThatItReturnedLast)
+{
+    SmallAllocator allocator(logger(), false);
+    std::vector<void*> chunks = allocateMany(allocator, 2049);
+    void* const pHeld = chunks.back();
+    chunks.pop_back();
+    deallocateAll(allocator, chunks);
+    void* pGot = nullptr;
+    onAnEndingThread(
+        [&]
+        {
+            allocator.deallocate(pHeld, 8, s_szAccount);
+            pGot = allocator.allocate(8, s_szAccount);
+        });
+    EXPECT_EQ(pHeld, pGot);
+}
+
+TEST(ThreadCache, AMagazineIsFilledWithNoMoreChunksThanItHolds)
+{
+    ChunkAllocator<ACE_Thread_Mutex, 8> sizeClass(logger(), 1, false);
+    std::vector<void*> chunks(600);
+    for (void*& pMemory : chunks)
+        pMemory = sizeClass.allocate();
+    for (void* const pMemory : chunks)
+        sizeClass.deallocate(pMemory);
+    Magazine magazine;
+    sizeClass.fill(magazine);
+    EXPECT_TRUE(magazine.isFull());
+    EXPECT_EQ(Magazine::s_uiCapacity, countTaken(magazine));
+}
+
+TEST(ThreadCache, AMagazineHasRoomForWhatItWasNotFilledWith)
+{
+    ChunkAllocator<ACE_Thread_Mutex, 8> sizeClass(logger(), 1, false);
+    Magazine magazine;
+    sizeClass.fill(magazine);
+    std::vector<FreeChunk> more(Magazine::s_uiCapacity - 128);
+    for (FreeChunk& chunk : more)
+    {
+        ASSERT_FALSE(magazine.isFull());
+        magazine.put(magazine.take());
+        magazine.put(&chunk);
+    }
+    EXPECT_TRUE(magazine.isFull());
+    EXPECT_EQ(Magazine::s_uiCapacity, countTaken(magazine));
+}
+
+TEST(ThreadCache, AMagazineThatHasGivenItsChunksAwayHasRoomForAllOfThemAgain)
+{
+    std::vector<FreeChunk> chunks(2 * Magazine::s_uiCapacity);
+    Magazine magazine;
+    magazine.makeLoadedSpare();
+    const auto fill = [&magazine](FreeChunk* in_pFirst)
+    {
+        for (FreeChunk* pChunk = in_pFirst; pChunk != in_pFirst + Magazine::s_uiCapacity; ++pChunk)
+        {
+            ASSERT_FALSE(magazine.isFull());
+            magazine.put(pChunk);
+        }
+        EXPECT_TRUE(magazine.isFull());
+    };
+    fill(chunks.data());
+    magazine.makeLoadedSpare();
+    fill(chunks.data() + Magazine::s_uiCapacity);
+    static_cast<void>(magazine.removeLoaded());
+    EXPECT_TRUE(magazine.isEmpty());
+    fill(chunks.data() + Magazine::s_uiCapacity);
+}
+
+TEST(ThreadCache, SixtyFourAllocatorsHaveCachesAtATime)
+{
+    std::deque<CountedAllocator> allocators;
+    std::size_t uiWithCaches = 0;
+    for (std::size_t uiAllocator = 0; uiAllocator < ThreadCaches::s_uiNumSlots + 10; ++uiAllocator)
+    {
+        CountedAllocator& allocator = allocators.emplace_back(logger(), false);
+        deallocateAll(allocator, allocateMany(allocator, 1));
+        const unsigned uiLocksBefore = CountingMutex::numAcquired();
+        deallocateAll(allocator, allocateMany(allocator, 1));
+        uiWithCaches += uiLocksBefore == CountingMutex::numAcquired() ? 1 : 0;
+    }
+    // The library has two of its own.
+    EXPECT_EQ(62U, uiWithCaches);
+}
+
+TEST(ThreadCache, WithoutItsCachesAnAllocatorTakesTheLockOfTheClassForEachOperation)
+{
+    ClosableAllocator<CountingMutex, 1> allocator(logger(), false);
+    deallocateAll(allocator, allocateMany(allocator, 100));
+    allocator.closeCaches();
+    const unsigned uiLocksBefore = CountingMutex::numAcquired();
+    deallocateAll(allocator, allocateMany(allocator, 100));
+    EXPECT_EQ(200U, CountingMutex::numAcquired() - uiLocksBefore);
+    EXPECT_EQ(statsText({1, 200, 200}), statsText(allocator.getStats(0)));
+}
+
 TEST(ThreadCache, AProducerAndAConsumerNeedFewBlocksAndFewLocks)
 {
     constexpr int s_iMessages = 100000;
@@ -644,7 +781,7 @@ TEST(ThreadCache, AllocatorsComeAndGoWhileThreadsUseOthers)
 TEST(ThreadCache, InAChildTheChunksOfOtherThreadsStayUnused)
 {
     constexpr std::size_t s_uiCount = 700;
-    ClosableAllocator allocator(logger(), false);
+    ClosableAllocator<ACE_Thread_Mutex, 2> allocator(logger(), false);
     std::set<void*> kept;
     // More than a magazine of each class, so that there is a spare one; none goes to the class.
     const auto useBothClasses = [&]
