@@ -423,6 +423,8 @@ TEST_F(CallAppenders, InADirectoryByTheTimeAFileStandsFourLevelsDeeper)
     std::string strAfter;
     DateTimeDirectory::formName(strAfter);
     EXPECT_THAT(files(), ElementsAre(testing::AnyOf(strBefore + "/abc", strAfter + "/abc")));
+    EXPECT_THAT(m_log.lines().front().strText,
+                testing::EndsWith(" : " + calls() + "/" + files().front()));
 }
 
 TEST_F(CallAppenders, AnIdFromTheNetworkCannotLeaveTheDirectory)
@@ -448,6 +450,8 @@ TEST_F(CallAppenders, AVeryLongIdHasItsFileInDirectoriesOfItsOwn)
 
     ASSERT_THAT(files(), SizeIs(1));
     EXPECT_EQ(strId, CallFileName("", "").callIdOf(files().front()));
+    EXPECT_THAT(m_log.lines().front().strText,
+                testing::EndsWith(" : " + calls() + "/" + files().front()));
 }
 
 TEST_F(CallAppenders, AnIdThatNoPathCanHoldHasNoFile)
@@ -565,6 +569,21 @@ TEST_F(CallAppenders, TheLevelOfTheLoggerIsThatOfTheMomentAndItsOperationsAreTra
                                     "exiting CallAppenderFactory::configure",
                                     "entering CallAppenderFactory::newAppender",
                                     "exiting CallAppenderFactory::newAppender"));
+}
+
+TEST_F(CallAppenders, ANewAppenderLooksAtTheLevelAnewToo)
+{
+    log4cplus::Logger::getRoot().setLogLevel(WARN_LOG_LEVEL);
+    EXPECT_TRUE(configure());
+    log4cplus::Logger::getRoot().setLogLevel(DEBUG_LOG_LEVEL);
+
+    const log4cplus::SharedAppenderPtr pAppender = m_factory.newAppender("abc");
+
+    EXPECT_THAT(m_log.linesOf(s_szLogger),
+                ElementsAre(debugLine(s_szLogger, "Filename for new call is : " + calls() +
+                                                      "/abc and log4cplus property for new call "
+                                                      "is : " +
+                                                      calls() + "/abc")));
 }
 
 } // namespace Velmora::Test
