@@ -12,6 +12,8 @@
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
+#include <sys/wait.h>
+#include <unistd.h>
 
 #include <atomic>
 #include <cstddef>
@@ -55,6 +57,23 @@ class CallDataRegistryPeer
     static std::size_t bucketCount()
     {
         return CallDataRegistryImpl::getInstance()->m_callDataHash.bucket_count();
+    }
+    static bool isTableLocked()
+    {
+        return isLocked(CallDataRegistryImpl::getInstance()->m_tableMutex);
+    }
+    static bool areReferencesLocked()
+    {
+        return isLocked(CallDataRegistryImpl::getInstance()->m_refCountMutex);
+    }
+
+  private:
+    static bool isLocked(ACE_Thread_Mutex& out_mutex)
+    {
+        if (out_mutex.tryacquire() != 0)
+            return true;
+        out_mutex.release();
+        return false;
     }
 };
 
@@ -623,6 +642,40 @@ TEST(CallDataRegistry, IsConfiguredWhileCallsAskForTheirAppenders)
     thread.join();
 
     EXPECT_THAT(log.lines(), IsEmpty());
+}
+
+TEST(CallDataRegistry, StandsStillOverAFork)
+{
+    CallDataRegistryImpl::beforeFork();
+    EXPECT_TRUE(Peer::isTableLocked());
+    EXPECT_TRUE(Peer::areReferencesLocked());
+
+    CallDataRegistryImpl::afterForkInParent();
+
+    EXPECT_FALSE(Peer::isTableLocked());
+    EXPECT_FALSE(Peer::areReferencesLocked());
+}
+
+TEST(CallDataRegistry, AChildMakesNoFileForACallOfItsParentThatHasNoneYet)
+{
+    const TemporaryDirectory directory;
+    const CapturedLog log(WARN_LOG_LEVEL);
+    ASSERT_TRUE(configureCalls(directory.path().string()));
+    const Handle hCall = call();
+
+    const pid_t pid = fork();
+    if (pid == 0)
+    {
+        alarm(20);
+        _exit(hCall->getAppender() ? 1 : 0);
+    }
+    int iStatus = -1;
+    waitpid(pid, &iStatus, 0);
+
+    EXPECT_EQ(0, iStatus);
+    EXPECT_TRUE(std::filesystem::is_empty(directory.path()));
+    EXPECT_TRUE(hCall->getAppender());
+    EXPECT_FALSE(std::filesystem::is_empty(directory.path()));
 }
 
 } // namespace Velmora::Test
