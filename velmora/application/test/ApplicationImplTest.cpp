@@ -8,6 +8,7 @@
 #include "tests/support/CapturedAssertions.h"
 #include "tests/support/CapturedLog.h"
 #include "tests/support/Locales.h"
+#include "tests/support/TemporaryDirectory.h"
 
 #include <boost/program_options.hpp>
 #include <gmock/gmock.h>
@@ -19,6 +20,7 @@
 #include <unistd.h>
 
 #include <filesystem>
+#include <fstream>
 #include <functional>
 #include <initializer_list>
 #include <sstream>
@@ -517,6 +519,20 @@ TEST(ApplicationImpl, AnUnknownRunModeIsFoundWithoutASource)
     EXPECT_THAT(
         linesWithout(log.linesOf(s_szLogger), TRACE_LOG_LEVEL),
         ElementsAre(errorLine(s_szLogger, "invalid run mode in Global Configuration : test")));
+}
+
+TEST(ApplicationImpl, TracesThatItConfiguresTheLoggerFromASource)
+{
+    const TemporaryDirectory directory;
+    const std::string strSource = directory.file("gateway.cfg");
+    std::ofstream(strSource) << "keswardin.exitTimeoutSec=7\n";
+    const CapturedLog log(TRACE_LOG_LEVEL);
+    Program program;
+    EXPECT_FALSE(program.start({"--global-config", strSource.c_str()}))
+        << "it says nothing of logs";
+    EXPECT_THAT(
+        log.linesOf(s_szLogger),
+        testing::Contains(traceLine(s_szLogger, "Configuring the Logger from the Global Config")));
 }
 
 TEST(ApplicationImpl, LeavesTheConfigurationOpen)

@@ -34,6 +34,7 @@
 #include <functional>
 #include <future>
 #include <iomanip>
+#include <locale>
 #include <memory>
 #include <optional>
 #include <stdexcept>
@@ -695,6 +696,27 @@ TEST_F(RemoteSyslog, AShortLineAfterAHugeOneIsWhole)
     g_destinations->clear();
     appender.doAppend(eventOf(INFO_LOG_LEVEL, "text"));
     EXPECT_THAT(*g_destinations, SizeIs(1));
+}
+
+TEST_F(RemoteSyslog, NumbersStandAsTheyAreWhateverTheLocaleOfTheProgram)
+{
+    class GroupsOfThree : public std::numpunct<char>
+    {
+        char do_thousands_sep() const override { return '.'; }
+        std::string do_grouping() const override { return "\3"; }
+    };
+    RemoteSyslogAppender appender(properties());
+    appender.setLayout(
+        std::make_unique<FunctionLayout>([](std::ostream& out_stream, const std::string& in_strText)
+                                         { out_stream << in_strText.size() << ' ' << 1234567; }));
+    const std::locale before =
+        std::locale::global(std::locale(std::locale::classic(), new GroupsOfThree));
+
+    // A thread makes what it formats with on its first line.
+    std::thread([&] { appender.doAppend(eventOf(INFO_LOG_LEVEL, "text")); }).join();
+
+    std::locale::global(before);
+    EXPECT_EQ("<13>4 1234567", m_server.receive());
 }
 
 // Long texts. With facility 1, a FATAL line has the header "<3>".
