@@ -94,11 +94,12 @@ class OncePerCallErrorHandler : public log4cplus::ErrorHandler
     bool m_bTold;
 };
 
+const std::string* const s_pLoggerName = new std::string("keswardin.infra.CallLogger.Appender");
+
 } // namespace
 
 // Not destroyed: files are closed until the end of the exit list.
-const std::string& FileCallAppender::s_strLoggerName =
-    *new std::string("keswardin.infra.CallLogger.Appender");
+const std::string& FileCallAppender::s_strLoggerName = *s_pLoggerName;
 
 FileCallAppender::FileCallAppender(const log4cplus::helpers::Properties& in_properties,
                                    std::ios_base::openmode in_mode)

@@ -232,9 +232,11 @@ class VELMORA_API ThreadCaches
 
     static constinit Table s_noEntries;
     static constinit Magazine s_noMagazines[];
-    [[gnu::tls_model("initial-exec")]] static constinit thread_local Table* s_pTable;
-    [[gnu::tls_model("initial-exec")]] static constinit thread_local std::atomic<Magazine*>
-        s_pDefaultMagazines;
+    [[gnu::tls_model(
+        "initial-exec")]] VELMORA_API_THREAD_LOCAL static constinit thread_local Table* s_pTable;
+    [[gnu::tls_model("initial-exec")]] VELMORA_API_THREAD_LOCAL static constinit thread_local std::
+        atomic<Magazine*>
+            s_pDefaultMagazines;
 };
 
 } // namespace Velmora
