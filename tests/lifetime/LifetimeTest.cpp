@@ -8,6 +8,7 @@
 #include <algorithm>
 #include <chrono>
 #include <csignal>
+#include <filesystem>
 #include <fstream>
 #include <set>
 #include <sstream>
@@ -103,6 +104,41 @@ void expectDocumentedExitList(const std::string& in_strProgram,
     EXPECT_EQ(expected, linesOf(result.strOutput));
 }
 
+/// The program opens two copies of the library and ends well.
+void expectSharing(const std::string& in_strProgram, const std::string& in_strFirst,
+                   const std::string& in_strSecond, const std::string& in_strDirectory = "")
+{
+    // What a program opens while it runs ends before its statics.
+    const bool bLinked = in_strFirst.empty();
+    const HelperResult result =
+        runHelper(in_strProgram, {in_strFirst, in_strSecond, in_strDirectory});
+    EXPECT_EQ(0, result.iExitCode);
+    EXPECT_EQ(0, result.iSignal);
+    EXPECT_FALSE(result.bTimedOut);
+    EXPECT_EQ("", result.strErrors);
+    std::vector<std::string> lines = linesWith(result.strOutput, ": ");
+    std::erase_if(lines, [](const std::string& in_strLine)
+                  { return in_strLine.find(" - ") != std::string::npos; });
+    EXPECT_THAT(lines, ElementsAre("copies of the code: two 1", "build information: one 1",
+                                   "registry of singletons: one 1", "registry of calls: one 1",
+                                   "bridge of ACE's log: one 1", "log: as it was 1, ACE's 1",
+                                   "memory: its own 1", "child: status 0",
+                                   bLinked ? "end: static destructor" : "end: exit list",
+                                   bLinked ? "end: exit list" : "end: static destructor"));
+}
+
+/// The same with modules that use the copies: the calls that they leave end with the exit list.
+void expectSharingOfUsers(const std::string& in_strFirst, const std::string& in_strSecond)
+{
+    const TemporaryDirectory directory;
+    expectSharing(VELMORA_HELPER_LIFETIME_COPIES, in_strFirst, in_strSecond,
+                  directory.file("calls"));
+    for (const std::string strCall : {"first", "second"})
+        EXPECT_THAT(linesOf(directory.read("calls/" + strCall)),
+                    ElementsAre(StartsWith("INFO - Call start : "), "WARN - in a call",
+                                StartsWith("INFO - Call end : ")));
+}
+
 /// The program fails an assertion at that stage of its life, with the parameter set that makes it
 /// abort. Its standard output is a pipe, of which nothing is to be lost.
 void expectAbort(const std::string& in_strStage, const std::string& in_strStateThen)
@@ -189,6 +225,36 @@ TEST(Lifetime, TwoImagesWithTheSameSingletonShareOneObject)
     EXPECT_THAT(linesWith(result.strOutput, "twin"),
                 ElementsAre("WARN - twin made", "WARN - twin made", "WARN - twin deleted",
                             "WARN - twins are one: 1", "WARN - twin deleted"));
+}
+
+TEST(Lifetime, TwoCopiesOfTheLibraryShareWhatThereIsOneOfInAProcess)
+{
+    expectSharingOfUsers(VELMORA_HELPER_LIFETIME_USER_OF_FIRST_COPY,
+                         VELMORA_HELPER_LIFETIME_USER_OF_SECOND_COPY);
+}
+
+TEST(Lifetime, TwoCopiesOfTheLibraryShareTheSameInTheOtherOrder)
+{
+    expectSharingOfUsers(VELMORA_HELPER_LIFETIME_USER_OF_SECOND_COPY,
+                         VELMORA_HELPER_LIFETIME_USER_OF_FIRST_COPY);
+}
+
+TEST(Lifetime, ACopyOfTheFileOfTheLibraryShares)
+{
+    const TemporaryDirectory directory;
+    const std::string strCopy = directory.file("libcopied.so");
+    std::filesystem::copy_file(VELMORA_HELPER_KESWARDIN_INFRA, strCopy);
+    expectSharing(VELMORA_HELPER_LIFETIME_COPIES, VELMORA_HELPER_KESWARDIN_INFRA, strCopy);
+    expectSharing(VELMORA_HELPER_LIFETIME_COPIES, strCopy, VELMORA_HELPER_KESWARDIN_INFRA);
+}
+
+TEST(Lifetime, ACopySharesWithTheLibraryThatTheProgramIsLinkedWith)
+{
+    const TemporaryDirectory directory;
+    const std::string strCopy = directory.file("libcopied.so");
+    std::filesystem::copy_file(VELMORA_HELPER_KESWARDIN_INFRA, strCopy);
+    expectSharing(VELMORA_HELPER_LIFETIME_COPIES_LINKED, "", strCopy);
+    expectSharing(VELMORA_HELPER_LIFETIME_COPIES_LINKED, "", VELMORA_HELPER_LIFETIME_SECOND_COPY);
 }
 
 TEST(Lifetime, AProgramLogsFromStaticConstructorsToTheExitListWithOneTask)

@@ -11,6 +11,7 @@
 #include "velmora/logging/CallDataRegistryImpl.h"
 #include "velmora/logging/LibraryLoggers.h"
 #include "velmora/logging/Log4cplusAccess.h"
+#include "velmora/logging/OncePerProcess.h"
 #include "velmora/logging/RemoteSyslogAppender.h"
 #include "velmora/memory/ForkGate.h"
 #include "velmora/memory/StaticAccountMemAllocator.h"
@@ -32,18 +33,25 @@ namespace
 /// Closes the ACE object manager when the library's static destructors run, unless somebody has
 /// done so before. ACE itself would run the exit list in its own static destructor, which is after
 /// that of log4cplus for one order of linking, and never when another thread than the main one
-/// exits.
+/// exits. Of several copies of the library, the first closes, which is destroyed last: those that
+/// were opened later would run the list before the program's static destructors.
 class ExitListCloser
 {
   public:
+    ExitListCloser() { m_place.fill(this); }
     ~ExitListCloser()
     {
         s_bHasRun = true;
-        if (ACE_Object_Manager::shutting_down() == 0)
+        if (m_place.get() == this && ACE_Object_Manager::shutting_down() == 0)
             ACE_Object_Manager::instance()->fini();
     }
+    ExitListCloser(const ExitListCloser&) = delete;
+    ExitListCloser& operator=(const ExitListCloser&) = delete;
 
     static inline bool s_bHasRun = false;
+
+  private:
+    OncePerProcess<ExitListCloser> m_place{"ExitListCloser"};
 };
 
 /// What the configuration of the process sets up for calls.
@@ -128,7 +136,7 @@ bool bringUpInOrder()
     RegistrationSingleton::cleanUpAtExit();
     ForkHandlers::install();
     // Last, so that its destructor runs before those of the statics made above.
-    static const ExitListCloser s_closer;
+    static ExitListCloser s_closer;
     return true;
 }
 

@@ -2,6 +2,7 @@
 
 #include "velmora/application/Lifetime.h"
 #include "velmora/application/SingletonRegistryImpl.h"
+#include "velmora/logging/OncePerProcess.h"
 
 #include <ace/Singleton.h>
 
@@ -20,7 +21,10 @@ SingletonRegistry::~SingletonRegistry() = default;
 
 SingletonRegistry* SingletonRegistry::getInstance()
 {
-    return ACE_Singleton<SingletonRegistryImpl, ACE_Thread_Mutex>::instance();
+    OncePerProcess<SingletonRegistry>& place = SingletonRegistryImpl::placeInProcess();
+    if (SingletonRegistry* const pRegistry = place.get())
+        return pRegistry;
+    return place.fill(ACE_Singleton<SingletonRegistryImpl, ACE_Thread_Mutex>::instance());
 }
 
 } // namespace Velmora

@@ -39,7 +39,8 @@ class VELMORA_API SingletonRegistry : public virtual Object
     virtual Object* insertObject(const char* in_szName, Object* in_pObject,
                                  bool in_bDeleteAtExit) = 0;
 
-    /// The one of this process. It is on the exit list itself, older than all singletons.
+    /// The one of this process, also where the process has several copies of the library: that of
+    /// the first. It is on the exit list itself, older than all singletons.
     static SingletonRegistry* getInstance();
 };
 

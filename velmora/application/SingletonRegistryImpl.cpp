@@ -1,6 +1,7 @@
 #include "velmora/application/SingletonRegistryImpl.h"
 
 #include "velmora/application/Assertion.h"
+#include "velmora/logging/OncePerProcess.h"
 
 #include <ace/Guard_T.h>
 #include <ace/Object_Manager.h>
@@ -21,7 +22,13 @@ bool isName(const char* in_szName)
 
 SingletonRegistryImpl::SingletonRegistryImpl() = default;
 
-SingletonRegistryImpl::~SingletonRegistryImpl() = default;
+SingletonRegistryImpl::~SingletonRegistryImpl() { placeInProcess().clear(this); }
+
+OncePerProcess<SingletonRegistry>& SingletonRegistryImpl::placeInProcess()
+{
+    static OncePerProcess<SingletonRegistry> s_place("SingletonRegistry");
+    return s_place;
+}
 
 void* SingletonRegistryImpl::find(const char* in_szName) const
 {

@@ -10,6 +10,9 @@
 namespace Velmora
 {
 
+template <class T>
+class OncePerProcess;
+
 /// The table itself.
 ///
 /// Ownership: `SingletonRegistry::getInstance` holds the one of the process. The objects belong to
@@ -29,6 +32,9 @@ class VELMORA_API SingletonRegistryImpl : public SingletonRegistry
 
     /// Deletes an `Object`, if there is one; the second argument is not used.
     static void cleanupObject(void* in_pObject, void* in_pParam);
+
+    /// Where all copies of the library find the one of the process.
+    static OncePerProcess<SingletonRegistry>& placeInProcess();
 
   private:
     mutable ACE_Thread_Mutex m_mutex;

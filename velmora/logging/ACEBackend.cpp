@@ -2,13 +2,13 @@
 
 #include "velmora/logging/Log4cplusAccess.h"
 #include "velmora/logging/Log4cplusBackend.h"
+#include "velmora/logging/OncePerProcess.h"
 
 #include <ace/Log_Msg.h>
 #include <ace/Object_Manager.h>
 #include <log4cplus/configurator.h>
 #include <log4cplus/logger.h>
 
-#include <atomic>
 #include <cstdlib>
 
 namespace Velmora
@@ -17,7 +17,11 @@ namespace Velmora
 namespace
 {
 
-std::atomic<ACEBackend*> s_pBackend{nullptr};
+OncePerProcess<ACEBackend>& backendOfProcess()
+{
+    static OncePerProcess<ACEBackend> s_place("ACEBackend");
+    return s_place;
+}
 
 void takeOverLogOfACE(Log4cplusBackend& in_backend)
 {
@@ -50,14 +54,16 @@ ACEBackend::~ACEBackend()
 {
     ACE_Log_Msg::instance()->clr_flags(ACE_Log_Msg::CUSTOM);
     ACE_Log_Msg::msg_backend(nullptr);
-    s_pBackend.store(nullptr, std::memory_order_relaxed);
+    backendOfProcess().clear(this);
 }
 
 ACEBackend* getACEBackend()
 {
-    static const bool s_bMade = (s_pBackend.store(new ACEBackend, std::memory_order_relaxed), true);
+    // Another copy of the library may have made it, and logging may have been configured since.
+    static const bool s_bMade =
+        backendOfProcess().get() != nullptr || backendOfProcess().fill(new ACEBackend) != nullptr;
     static_cast<void>(s_bMade);
-    return s_pBackend.load(std::memory_order_relaxed);
+    return backendOfProcess().get();
 }
 
 } // namespace Velmora

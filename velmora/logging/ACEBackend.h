@@ -29,7 +29,8 @@ class VELMORA_API ACEBackend : public ACE_Cleanup
     std::unique_ptr<Log4cplusBackend> m_pLog4cplusBackend;
 };
 
-/// The one of this process, made on the first call. Null once the exit list has run.
+/// The one of this process, made on the first call in its first copy of the library. Null once the
+/// exit list has run.
 /// Thread-safety: may be called on any thread.
 VELMORA_API ACEBackend* getACEBackend();
 

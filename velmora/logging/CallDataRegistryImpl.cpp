@@ -4,6 +4,7 @@
 #include "velmora/application/Singleton.h"
 #include "velmora/logging/LibraryLoggers.h"
 #include "velmora/logging/LogMacros.h"
+#include "velmora/logging/OncePerProcess.h"
 
 #include <ace/Guard_T.h>
 
@@ -49,30 +50,25 @@ constexpr const char* s_szGetCallData = "CallDataRegistryImpl::getCallData";
 constexpr const char* s_szIncrementRefCount = "CallDataRegistryImpl::::incrementRefCount";
 constexpr const char* s_szDecrementRefCount = "CallDataRegistryImpl::decrementRefCount";
 
+OncePerProcess<CallDataRegistryImpl>& aliveInProcess()
+{
+    static OncePerProcess<CallDataRegistryImpl> s_place("CallDataRegistryImpl");
+    return s_place;
+}
+
 [[maybe_unused]] const CallDataRegistryImpl* const __force_init_singleton__CallDataRegistryImpl =
     (bringUpLibrary(), CallDataRegistryImpl::getInstance());
 
 } // namespace
 
-constinit std::atomic<CallDataRegistryImpl*> CallDataRegistryImpl::s_pAlive{nullptr};
-
 CallDataRegistryImpl* CallDataRegistryImpl::getInstance()
 {
-    static CallDataRegistryImpl* const pSingleton =
-        alive(registerSingleton("CallDataRegistryImpl::Singleton", new CallDataRegistryImpl));
+    static CallDataRegistryImpl* const pSingleton = aliveInProcess().fill(
+        registerSingleton("CallDataRegistryImpl::Singleton", new CallDataRegistryImpl));
     return pSingleton;
 }
 
-CallDataRegistryImpl* CallDataRegistryImpl::ifAlive()
-{
-    return s_pAlive.load(std::memory_order_acquire);
-}
-
-CallDataRegistryImpl* CallDataRegistryImpl::alive(CallDataRegistryImpl* in_pSingleton)
-{
-    s_pAlive.store(in_pSingleton, std::memory_order_release);
-    return in_pSingleton;
-}
+CallDataRegistryImpl* CallDataRegistryImpl::ifAlive() { return aliveInProcess().get(); }
 
 CallDataRegistryImpl::CallDataRegistryImpl()
     : m_tableMutex(nullptr, AdaptiveMutexAttributes().get()),
@@ -81,11 +77,7 @@ CallDataRegistryImpl::CallDataRegistryImpl()
     m_callDataHash.max_load_factor(s_fMaxCallsOfBucket);
 }
 
-CallDataRegistryImpl::~CallDataRegistryImpl()
-{
-    CallDataRegistryImpl* pThis = this;
-    s_pAlive.compare_exchange_strong(pThis, nullptr);
-}
+CallDataRegistryImpl::~CallDataRegistryImpl() { aliveInProcess().clear(this); }
 
 bool CallDataRegistryImpl::configure(const ParameterTrie& in_trie)
 {
@@ -193,20 +185,27 @@ void CallDataRegistryImpl::endCall(const CallDataHash::iterator& in_entry)
 
 void CallDataRegistryImpl::beforeFork()
 {
-    if (CallDataRegistryImpl* const pRegistry = ifAlive())
-    {
-        pRegistry->m_tableMutex.acquire();
-        pRegistry->m_refCountMutex.acquire();
-    }
+    CallDataRegistryImpl* const pRegistry = ifAlive();
+    if (pRegistry == nullptr || pRegistry->isForking())
+        return;
+    pRegistry->m_tableMutex.acquire();
+    pRegistry->m_refCountMutex.acquire();
+    pRegistry->m_forkingThread.store(std::this_thread::get_id(), std::memory_order_relaxed);
+}
+
+bool CallDataRegistryImpl::isForking() const
+{
+    return m_forkingThread.load(std::memory_order_relaxed) == std::this_thread::get_id();
 }
 
 void CallDataRegistryImpl::afterForkInParent()
 {
-    if (CallDataRegistryImpl* const pRegistry = ifAlive())
-    {
-        pRegistry->m_refCountMutex.release();
-        pRegistry->m_tableMutex.release();
-    }
+    CallDataRegistryImpl* const pRegistry = ifAlive();
+    if (pRegistry == nullptr || !pRegistry->isForking())
+        return;
+    pRegistry->m_forkingThread.store(std::thread::id(), std::memory_order_relaxed);
+    pRegistry->m_refCountMutex.release();
+    pRegistry->m_tableMutex.release();
 }
 
 void CallDataRegistryImpl::afterForkInChild()

@@ -10,6 +10,7 @@
 #include <cstddef>
 #include <memory>
 #include <string>
+#include <thread>
 #include <unordered_map>
 
 namespace Velmora
@@ -25,6 +26,9 @@ class CallDataRegistryPeer;
 ///
 /// A file is opened under the reference mutex, so that opening one delays the begin and the end of
 /// other calls; it is closed under both. The lines of a call whose file is open take neither.
+///
+/// One object serves all copies of the library in the process. Its calls are made by the copy that
+/// it belongs to.
 ///
 /// Ownership: the exit list's, which deletes it after the configuration of the process. Calls that
 /// are still active then are ended.
@@ -68,9 +72,8 @@ class VELMORA_API CallDataRegistryImpl : public CallDataRegistry
     void endCall(const CallDataHash::iterator& in_entry);
     bool isFound(const CallDataHash::iterator& in_entry) const;
 
-    static CallDataRegistryImpl* alive(CallDataRegistryImpl* in_pSingleton);
-
-    static std::atomic<CallDataRegistryImpl*> s_pAlive;
+    /// Whether this thread holds both mutexes over a fork.
+    [[nodiscard]] bool isForking() const;
 
     /// The active calls. It grows by itself. Guarded by `m_tableMutex`, as the next one.
     CallDataHash m_callDataHash;
@@ -86,6 +89,10 @@ class VELMORA_API CallDataRegistryImpl : public CallDataRegistry
 
     /// The highest size of the table so far. Guarded by `m_tableMutex`.
     std::size_t m_uiMaxNumCall = 0;
+
+    /// The thread that holds both mutexes over a fork. Each copy of the library in the process has
+    /// fork handlers, and the first to come locks.
+    std::atomic<std::thread::id> m_forkingThread{};
 
     /// Configured under both mutexes, asked under `m_refCountMutex`.
     CallAppenderFactory m_callAppenderFactory;
@@ -119,7 +126,9 @@ class CallDataRegistry::CallDataImpl : public CallData,
     friend class CallDataRegistryImpl;
     friend class Test::CallDataRegistryPeer;
 
-    void makeAppender();
+    /// Virtual, as the appender's code and memory must be of the same copy of the library as the
+    /// call's: other copies may be gone when the exit list ends the call.
+    virtual void makeAppender();
     void leaveAppenderToParent();
 
     /// The key in the registry's table, which stays where it is as long as the entry.

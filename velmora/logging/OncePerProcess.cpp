@@ -1,0 +1,48 @@
+#include "velmora/logging/OncePerProcess.h"
+
+#include <log4cplus/helpers/property.h>
+#include <log4cplus/spi/factory.h>
+
+#include <locale>
+#include <memory>
+#include <string>
+
+namespace Velmora
+{
+
+namespace
+{
+
+/// Carries a place through log4cplus's registry of factories.
+///
+/// A static variable cannot be the place. Whether two copies of the library share one depends on
+/// the compiler (g++ makes a template's static unique in the process, clang does not), on its
+/// visibility, and on how each copy was opened. But all copies log through one log4cplus, which
+/// keeps the first factory of a name and gives it to everybody. It is there before the library's
+/// first constructor runs and until its last destructor has.
+class PlaceFactory final : public log4cplus::spi::LocalFactoryBase<log4cplus::spi::LocaleFactory>
+{
+  public:
+    explicit PlaceFactory(const std::string& in_strName) : LocalFactoryBase(in_strName.c_str()) {}
+
+    std::locale createObject(const log4cplus::helpers::Properties&) override
+    {
+        return std::locale::classic();
+    }
+
+    /// Outlives the factory, which dies with log4cplus.
+    std::atomic<void*>& m_place = *new std::atomic<void*>(nullptr);
+};
+
+} // namespace
+
+std::atomic<void*>& OncePerProcessNoT::placeNamed(const char* in_szName)
+{
+    const std::string strName = std::string("velmora::") + in_szName + " " VELMORA_VERSION;
+    log4cplus::spi::LocaleFactoryRegistry& registry = log4cplus::spi::getLocaleFactoryRegistry();
+    if (!registry.exists(strName))
+        registry.put(std::make_unique<PlaceFactory>(strName));
+    return static_cast<PlaceFactory*>(registry.get(strName))->m_place;
+}
+
+} // namespace Velmora
