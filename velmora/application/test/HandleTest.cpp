@@ -360,4 +360,75 @@ TEST(CountedObjPtr, DeletesByTheClassThatItIsGiven)
     EXPECT_EQ(0, Leg::s_iLiving);
 }
 
+namespace
+{
+
+/// A count that fails the test when it is looked at or changed without its lock.
+class GuardedCount
+{
+  public:
+    class Number
+    {
+      public:
+        Number& operator++()
+        {
+            expectLocked();
+            ++m_uiNumber;
+            return *this;
+        }
+        Number& operator--()
+        {
+            expectLocked();
+            --m_uiNumber;
+            return *this;
+        }
+        bool operator==(unsigned in_uiNumber) const
+        {
+            expectLocked();
+            return m_uiNumber == in_uiNumber;
+        }
+
+      private:
+        unsigned m_uiNumber = 1;
+    };
+
+    void acquireLock()
+    {
+        EXPECT_FALSE(s_bLocked);
+        s_bLocked = true;
+        ++s_iLocks;
+    }
+    void releaseLock()
+    {
+        expectLocked();
+        s_bLocked = false;
+    }
+    static void expectLocked() { EXPECT_TRUE(s_bLocked); }
+
+    static inline bool s_bLocked = false;
+    static inline int s_iLocks = 0;
+    Number m_uiCount;
+};
+
+class DiesUnderTheLock : public virtual Object
+{
+  public:
+    ~DiesUnderTheLock() override { GuardedCount::expectLocked(); }
+};
+
+} // namespace
+
+TEST(Handle, TakesTheLockOfTheCountOnceForEachCopyAndEachRelease)
+{
+    {
+        const Handle<DiesUnderTheLock, GuardedCount> hFirst(new DiesUnderTheLock);
+        EXPECT_EQ(0, GuardedCount::s_iLocks);
+        const Handle<DiesUnderTheLock, GuardedCount> hCopy(hFirst);
+        EXPECT_EQ(1, GuardedCount::s_iLocks);
+        EXPECT_FALSE(GuardedCount::s_bLocked);
+    }
+    EXPECT_EQ(3, GuardedCount::s_iLocks);
+    EXPECT_FALSE(GuardedCount::s_bLocked);
+}
+
 } // namespace Velmora::Test
