@@ -705,18 +705,17 @@ TEST_F(RemoteSyslog, NumbersStandAsTheyAreWhateverTheLocaleOfTheProgram)
         char do_thousands_sep() const override { return '.'; }
         std::string do_grouping() const override { return "\3"; }
     };
+    const std::locale before =
+        std::locale::global(std::locale(std::locale::classic(), new GroupsOfThree));
     RemoteSyslogAppender appender(properties());
     appender.setLayout(
         std::make_unique<FunctionLayout>([](std::ostream& out_stream, const std::string& in_strText)
-                                         { out_stream << in_strText.size() << ' ' << 1234567; }));
-    const std::locale before =
-        std::locale::global(std::locale(std::locale::classic(), new GroupsOfThree));
+                                         { out_stream << in_strText << 1234567; }));
 
-    // A thread makes what it formats with on its first line.
-    std::thread([&] { appender.doAppend(eventOf(INFO_LOG_LEVEL, "text")); }).join();
+    appender.doAppend(eventOf(INFO_LOG_LEVEL, "text "));
 
     std::locale::global(before);
-    EXPECT_EQ("<13>4 1234567", m_server.receive());
+    EXPECT_EQ("<13>text 1234567", m_server.receive());
 }
 
 // Long texts. With facility 1, a FATAL line has the header "<3>".
