@@ -106,6 +106,7 @@ double secondsOf(const timeval& in_time)
 double timeOf(std::vector<std::string> in_arguments)
 {
     std::vector<char*> argv;
+    argv.reserve(in_arguments.size() + 1);
     for (std::string& strArgument : in_arguments)
         argv.push_back(strArgument.data());
     argv.push_back(nullptr);

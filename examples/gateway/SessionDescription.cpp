@@ -1,6 +1,5 @@
 #include "SessionDescription.h"
 
-#include <boost/algorithm/string/classification.hpp>
 #include <boost/algorithm/string/predicate.hpp>
 #include <boost/algorithm/string/split.hpp>
 
@@ -59,10 +58,12 @@ bool isTelephoneEvent(const RtpEncoding& in_encoding)
     return boost::iequals(in_encoding.strName, s_szTelephoneEvent);
 }
 
-std::vector<std::string> partsOf(std::string_view in_strText, const char* in_szSeparators)
+std::vector<std::string> partsOf(std::string_view in_strText, std::string_view in_strSeparators)
 {
     std::vector<std::string> parts;
-    boost::split(parts, in_strText, boost::is_any_of(in_szSeparators), boost::token_compress_on);
+    const auto isSeparator = [in_strSeparators](char in_c)
+    { return in_strSeparators.find(in_c) != std::string_view::npos; };
+    boost::split(parts, in_strText, isSeparator, boost::token_compress_on);
     return parts;
 }
 

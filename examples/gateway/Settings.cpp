@@ -1,6 +1,5 @@
 #include "Settings.h"
 
-#include <boost/algorithm/string/classification.hpp>
 #include <boost/algorithm/string/split.hpp>
 #include <boost/algorithm/string/trim.hpp>
 
@@ -34,7 +33,7 @@ std::chrono::milliseconds duration(const ROConfiguration& in_config, const char*
 std::vector<std::string> list(const std::string& in_strName, const std::string& in_strValue)
 {
     std::vector<std::string> parts;
-    boost::split(parts, in_strValue, boost::is_any_of(","));
+    boost::split(parts, in_strValue, [](char in_c) { return in_c == ','; });
     for (std::string& strPart : parts)
     {
         boost::trim(strPart);

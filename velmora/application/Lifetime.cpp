@@ -54,7 +54,8 @@ class ExitListCloser
     OncePerProcess<ExitListCloser> m_place{"ExitListCloser"};
 };
 
-/// What the configuration of the process sets up for calls.
+/// What the configuration of the process sets up for calls. Static, so without a destructor to run.
+// NOLINTNEXTLINE(cppcoreguidelines-virtual-class-destructor)
 class CallLoggingOfProcess final : public GlobalConfigSeam::CallLogging
 {
   public:
