@@ -68,7 +68,7 @@ void logReason(const char* in_szWhat, const std::string& in_strFile, int in_iErr
                                               std::strerror(in_iError));
 }
 
-/// Tells of the first failure, with the reason that `errno` holds. log4cplus's own handler tells of
+/// Reports the first failure, with the reason that `errno` holds. log4cplus's own handler reports
 /// each that follows a success.
 class OncePerCallErrorHandler : public log4cplus::ErrorHandler
 {

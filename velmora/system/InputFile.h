@@ -8,7 +8,7 @@ namespace Velmora
 {
 
 /// A file that is read as a stream and keeps the system's reason where it could not be opened or
-/// read, which the state of a stream does not tell.
+/// read: the state of a stream has none.
 ///
 /// Thread-safety: none.
 /// Failure: sets the stream's failbit where the file cannot be opened, its badbit where it cannot

@@ -39,8 +39,8 @@ bool isDirectoryInTheWay(const char* in_szPath, int in_iError)
     struct stat status = {};
     if (stat(in_szPath, &status) == 0)
         return S_ISDIR(status.st_mode) || failWith(in_iError);
-    // What is refused was so for its own reason; what is in the way, and cannot be looked at, is
-    // told better by this look.
+    // A refusal has its own reason. Of what is in the way and cannot be looked at, the reason of
+    // this look says more.
     const int iError = in_iError == EEXIST ? errno : in_iError;
     VELMORA_FILE_LOG_ERROR(in_szPath << " " << std::strerror(iError));
     return failWith(iError);

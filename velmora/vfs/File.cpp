@@ -36,7 +36,7 @@ constexpr const char* s_szDelete = "File::deleteFileDir";
 /// Whether a path that cannot be looked at leads nowhere, which is no trouble.
 bool isNothingThere(int in_iError) { return in_iError == ENOENT || in_iError == ENOTDIR; }
 
-/// Logs why something could not be done, which the lines for it do not tell.
+/// Logs why something could not be done, behind the line that says that it was not.
 void logReason(const std::string& in_strWhat, int in_iError)
 {
     VELMORA_FILE_LOG_ERROR("cannot " << in_strWhat << ": " << std::strerror(in_iError));
@@ -52,7 +52,7 @@ void logUnseen(const std::string& in_strPath, int in_iError)
 /// A directory whose items are read.
 ///
 /// Failure: `isOpen` is false, with the reason in `errno`. Items end early where the rest cannot be
-/// read; `error` tells.
+/// read; `error` says why.
 class ItemReader
 {
   public:

@@ -122,7 +122,7 @@ LogLine unknownError(const std::string& in_strPath)
 {
     return errorLine(s_szLogger, "File::deleteFileDir : " + in_strPath + " unknown error");
 }
-/// The line behind those that tell no reason.
+/// The line behind those without a reason.
 LogLine reason(const std::string& in_strWhat, int in_iError)
 {
     return errorLine(s_szLogger, "cannot " + in_strWhat + ": " + std::strerror(in_iError));

@@ -175,7 +175,7 @@ int rotateTo(const std::string& in_strTarget, unsigned int in_uiMaxKept = 0)
     return File::renameWithTimestamp("report.log", in_uiMaxKept, in_strTarget.c_str());
 }
 
-/// The line behind those that tell no reason.
+/// The line behind those without a reason.
 LogLine reason(const std::string& in_strWhat, int in_iError)
 {
     return errorLine(s_szLogger, "cannot " + in_strWhat + ": " + std::strerror(in_iError));
