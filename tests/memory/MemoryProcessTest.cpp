@@ -17,9 +17,7 @@ namespace Velmora::Test
 namespace
 {
 
-using testing::Contains;
 using testing::ElementsAre;
-using testing::ElementsAreArray;
 using testing::MatchesRegex;
 
 using Environment = std::vector<std::pair<std::string, std::string>>;

@@ -51,6 +51,7 @@ class Fragile
         ++s_iLive;
     }
     Fragile(const Fragile& in_fragile) : Fragile(in_fragile.m_iValue) {}
+    // NOLINTNEXTLINE(bugprone-exception-escape): throws only where it is not declared not to.
     Fragile(Fragile&& in_fragile) noexcept(moves == Moves::SAFELY) : m_iValue(in_fragile.m_iValue)
     {
         if constexpr (moves == Moves::AS_COPIES)

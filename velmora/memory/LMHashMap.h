@@ -42,6 +42,7 @@ class VELMORA_API LMHashMap
     /// Takes over the table and leaves the other map without.
     LMHashMap(LMHashMap&& in_map) noexcept { swap(in_map); }
 
+    // NOLINTNEXTLINE(bugprone-unhandled-self-assignment): what is destroyed is the copy's.
     LMHashMap& operator=(const LMHashMap& in_map)
     {
         LMHashMap copy(in_map);

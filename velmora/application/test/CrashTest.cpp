@@ -88,7 +88,7 @@ bool kernelWritesCores()
     const TemporaryDirectory directory;
     runHelper(VELMORA_HELPER_CRASH_PREPARES,
               {"unlimited", "cd=" + directory.path().string(), "abort"});
-    return coreIn(directory.path()) != "";
+    return !coreIn(directory.path()).empty();
 }
 
 class CrashLimits : public testing::Test

@@ -29,7 +29,6 @@ namespace Velmora::Test
 namespace
 {
 
-using testing::Contains;
 using testing::ElementsAre;
 
 constexpr const char* s_szTimeout = "keswardin.exitTimeoutSec";

@@ -62,7 +62,6 @@ using testing::Contains;
 using testing::ElementsAre;
 using testing::HasSubstr;
 using testing::IsEmpty;
-using testing::Not;
 using Urls = std::vector<std::string>;
 
 constexpr std::ios::iostate s_allStates = std::ios::badbit | std::ios::failbit | std::ios::eofbit;

@@ -25,7 +25,6 @@ namespace
 using testing::Contains;
 using testing::ElementsAre;
 using testing::IsEmpty;
-using testing::Not;
 
 using Lines = std::vector<std::string>;
 

@@ -36,7 +36,6 @@ using testing::Contains;
 using testing::ElementsAre;
 using testing::HasSubstr;
 using testing::IsEmpty;
-using testing::MatchesRegex;
 using testing::SizeIs;
 
 constexpr const char* s_szLogger = "keswardin.infra.CallAppender";

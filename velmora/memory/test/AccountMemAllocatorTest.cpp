@@ -28,7 +28,6 @@ namespace Velmora::Test
 namespace
 {
 
-using testing::Contains;
 using testing::ElementsAre;
 using testing::IsEmpty;
 using testing::SizeIs;

@@ -36,7 +36,6 @@ namespace
 
 using testing::Contains;
 using testing::ElementsAre;
-using testing::IsEmpty;
 
 constexpr const char* s_szLogger = "keswardin.infra.MemAllocator";
 constexpr const char* s_szAccount = "test";

@@ -22,7 +22,6 @@ using testing::AllOf;
 using testing::Contains;
 using testing::ElementsAre;
 using testing::HasSubstr;
-using testing::Not;
 using testing::StartsWith;
 
 constexpr const char* s_szLogger = "keswardin.infra.DynlibObjectFactory";

@@ -20,7 +20,6 @@
 using namespace Velmora;
 using namespace Velmora::Test;
 using testing::ElementsAre;
-using testing::IsEmpty;
 
 namespace
 {

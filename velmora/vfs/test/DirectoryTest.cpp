@@ -48,7 +48,6 @@ using namespace Velmora;
 using namespace Velmora::Test;
 using testing::ElementsAre;
 using testing::IsEmpty;
-using testing::SizeIs;
 
 namespace
 {

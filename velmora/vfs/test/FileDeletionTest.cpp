@@ -89,7 +89,6 @@ using testing::ElementsAre;
 using testing::EndsWith;
 using testing::IsEmpty;
 using testing::StartsWith;
-using testing::UnorderedElementsAre;
 
 namespace
 {

@@ -66,7 +66,6 @@ using namespace Velmora;
 using namespace Velmora::Test;
 using testing::Contains;
 using testing::ElementsAre;
-using testing::IsEmpty;
 using testing::SizeIs;
 
 namespace
