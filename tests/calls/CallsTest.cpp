@@ -18,7 +18,6 @@ namespace
 
 using testing::ElementsAre;
 using testing::HasSubstr;
-using testing::MatchesRegex;
 
 #if VELMORA_ADDRESS_SANITIZER || VELMORA_THREAD_SANITIZER
 constexpr int s_iRounds = 1;

@@ -25,11 +25,11 @@
 
 #include "tests/support/LogToOutput.h"
 
-#include <signal.h>
 #include <sys/resource.h>
 #include <unistd.h>
 
 #include <cerrno>
+#include <csignal>
 #include <cstdlib>
 #include <filesystem>
 #include <functional>

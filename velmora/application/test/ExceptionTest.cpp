@@ -119,6 +119,7 @@ TEST(ExceptionWithMsg, IsCaughtAsAnObject)
 class TwiceAnException : public virtual ExceptionWithMsg, public virtual std::exception
 {
   public:
+    // NOLINTNEXTLINE(bugprone-throw-keyword-missing): this is a base.
     TwiceAnException() : ExceptionWithMsg("twice") {}
 };
 

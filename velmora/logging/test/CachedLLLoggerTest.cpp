@@ -17,7 +17,6 @@ namespace
 
 using testing::ElementsAre;
 using testing::IsEmpty;
-using testing::SizeIs;
 using Velmora::CachedLLLogger;
 using Velmora::DEBUG_LOG_LEVEL;
 using Velmora::ERROR_LOG_LEVEL;

@@ -22,7 +22,6 @@
 using namespace Velmora;
 using namespace Velmora::Test;
 using testing::ElementsAre;
-using testing::IsEmpty;
 using testing::Pair;
 
 namespace
