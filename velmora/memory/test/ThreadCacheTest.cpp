@@ -62,6 +62,13 @@ void deallocateAll(TheAllocator& out_allocator, const std::vector<void*>& in_mem
         out_allocator.deallocate(pMemory, 8, s_szAccount);
 }
 
+void allocateAHundredAndReleaseSeventy(SmallAllocator& out_allocator)
+{
+    std::vector<void*> chunks = allocateMany(out_allocator, 100);
+    chunks.resize(70);
+    deallocateAll(out_allocator, chunks);
+}
+
 void onAnotherThread(const std::function<void()>& in_function) { std::thread(in_function).join(); }
 
 /// A thread that has run a function and then lives on, until it is told to run another and end.
@@ -394,13 +401,7 @@ TEST(ThreadCache, MemoryOfAnEndedThreadStaysAndCanBeReleasedByAnother)
 TEST(ThreadCache, StatisticsCountWhatLivingThreadsDid)
 {
     SmallAllocator allocator(logger(), false);
-    const ThreadThatStays thread(
-        [&]
-        {
-            std::vector<void*> chunks = allocateMany(allocator, 100);
-            chunks.resize(70);
-            deallocateAll(allocator, chunks);
-        });
+    const ThreadThatStays thread([&] { allocateAHundredAndReleaseSeventy(allocator); });
     EXPECT_EQ(100U, allocator.getStats(0).uiNumChunkAlloc);
     EXPECT_EQ(70U, allocator.getStats(0).uiNumChunkDealloc);
 }
@@ -827,13 +828,7 @@ TEST(ThreadCache, InAChildTheForkingThreadGoesOnWithItsChunks)
 TEST(ThreadCache, InAChildWhatOtherThreadsCountedCounts)
 {
     SmallAllocator allocator(logger(), false);
-    const ThreadThatStays thread(
-        [&]
-        {
-            std::vector<void*> chunks = allocateMany(allocator, 100);
-            chunks.resize(70);
-            deallocateAll(allocator, chunks);
-        });
+    const ThreadThatStays thread([&] { allocateAHundredAndReleaseSeventy(allocator); });
     allocateMany(allocator, 1);
 
     EXPECT_TRUE(isTrueInChild(
