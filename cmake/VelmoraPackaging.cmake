@@ -10,6 +10,12 @@ install(TARGETS keswardin-infra
   FILE_SET HEADERS DESTINATION "${CMAKE_INSTALL_INCLUDEDIR}")
 install(EXPORT keswardin-infraTargets NAMESPACE Keswardin:: DESTINATION "${package_dir}")
 
+# The component "python", which alone asks for Python and Boost.Python where a program is built.
+install(TARGETS keswardin-infra-python
+  EXPORT keswardin-infra-pythonTargets
+  FILE_SET HEADERS DESTINATION "${CMAKE_INSTALL_INCLUDEDIR}")
+install(EXPORT keswardin-infra-pythonTargets NAMESPACE Keswardin:: DESTINATION "${package_dir}")
+
 configure_package_config_file(
   "${CMAKE_CURRENT_LIST_DIR}/keswardin-infraConfig.cmake.in"
   "${PROJECT_BINARY_DIR}/keswardin-infraConfig.cmake"
@@ -26,7 +32,8 @@ install(FILES
 # The file finds its prefix from its own place, so that an installation can be put anywhere and moved.
 set(pc_dir "${CMAKE_INSTALL_LIBDIR}/pkgconfig")
 file(RELATIVE_PATH pc_to_prefix "/${pc_dir}" /)
-configure_file("${CMAKE_CURRENT_LIST_DIR}/keswardin-infra.pc.in"
-  "${PROJECT_BINARY_DIR}/keswardin-infra.pc" @ONLY)
-install(FILES "${PROJECT_BINARY_DIR}/keswardin-infra.pc"
+foreach(pc IN ITEMS keswardin-infra keswardin-infra-python)
+  configure_file("${CMAKE_CURRENT_LIST_DIR}/${pc}.pc.in" "${PROJECT_BINARY_DIR}/${pc}.pc" @ONLY)
+endforeach()
+install(FILES "${PROJECT_BINARY_DIR}/keswardin-infra.pc" "${PROJECT_BINARY_DIR}/keswardin-infra-python.pc"
   DESTINATION "${pc_dir}")

@@ -4,17 +4,23 @@
 #
 #   velmora_room(
 #     HEADERS Foo.h            what is installed
+#     PYTHON_HEADERS Bar.h     what is installed and needs the headers of Boost.Python
 #     SOURCES Foo.cpp Bar.h    what is not
 #     TESTS FooTest.cpp)       in test/, one program a file; further files of it follow, as in A.cpp+B.cpp
 #
 # What a test starts or looks at is named in the global property VELMORA_TEST_HELPERS_<room>.<FooTest>.
 function(velmora_room)
-  cmake_parse_arguments(PARSE_ARGV 0 ARG "" "" "HEADERS;SOURCES;TESTS")
+  cmake_parse_arguments(PARSE_ARGV 0 ARG "" "" "HEADERS;PYTHON_HEADERS;SOURCES;TESTS")
   cmake_path(GET CMAKE_CURRENT_SOURCE_DIR FILENAME room)
   list(TRANSFORM ARG_HEADERS PREPEND "${CMAKE_CURRENT_SOURCE_DIR}/")
+  list(TRANSFORM ARG_PYTHON_HEADERS PREPEND "${CMAKE_CURRENT_SOURCE_DIR}/")
   target_sources(keswardin-infra
     PRIVATE ${ARG_SOURCES}
     PUBLIC FILE_SET HEADERS BASE_DIRS "${PROJECT_SOURCE_DIR}" FILES ${ARG_HEADERS})
+  if(ARG_PYTHON_HEADERS)
+    target_sources(keswardin-infra-python INTERFACE
+      FILE_SET HEADERS BASE_DIRS "${PROJECT_SOURCE_DIR}" FILES ${ARG_PYTHON_HEADERS})
+  endif()
   foreach(test IN LISTS ARG_TESTS)
     string(REPLACE "+" "|${CMAKE_CURRENT_SOURCE_DIR}/test/" test "${test}")
     set_property(GLOBAL APPEND PROPERTY VELMORA_ROOM_TESTS "${room}|${CMAKE_CURRENT_SOURCE_DIR}/test/${test}")

@@ -1,0 +1,19 @@
+#pragma once
+
+// Names of Boost.Python for headers that programs include which do not script: such a header is
+// compiled without Python's headers. A source that does more than pass these on includes
+// <boost/python.hpp>.
+
+namespace boost::python
+{
+
+namespace api
+{
+class object;
+}
+using api::object;
+
+class list;
+class str;
+
+} // namespace boost::python
