@@ -17,6 +17,7 @@
 #include "velmora/memory/StaticAccountMemAllocator.h"
 #include "velmora/memory/StaticMemAllocator.h"
 #include "velmora/memory/ThreadCache.h"
+#include "velmora/python/PythonEmbeddedInterpreter.h"
 
 #include <ace/Object_Manager.h>
 
@@ -129,6 +130,7 @@ bool bringUpInOrder()
     SingletonRegistry::getInstance();
     CallAppenderFactory::getInstance();
     CallDataRegistryImpl::getInstance();
+    Python::EmbeddedInterpreter::getInstance();
     BuildInfo::getInstance();
     ParameterInfoDB::getInstance();
     GlobalConfig::getInstance();

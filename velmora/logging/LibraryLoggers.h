@@ -47,6 +47,7 @@
     entry(StackTrace, "keswardin.infra.StackTrace")                       \
     entry(DynlibObjectFactory, "keswardin.infra.DynlibObjectFactory")     \
     entry(DynLibsLoader, "keswardin.infra.DynLibsLoader")                 \
+    entry(EmbeddedInterpreter, "keswardin.python.EmbeddedInterpreter")    \
     entry(GlobalConfig, "keswardin.infra.GlobalConfig")                   \
     entry(Support, "keswardin.support")                                   \
     entry(Application, "keswardin.infra.Application")

@@ -1,0 +1,155 @@
+#include "velmora/python/ExceptionHook.h"
+
+#include "velmora/logging/LibraryLoggers.h"
+#include "velmora/logging/LogMacros.h"
+#include "velmora/python/InterpreterLock.h"
+#include "velmora/python/PyRef.h"
+
+#include <algorithm>
+#include <string>
+
+VELMORA_LIBRARY_FILE_SCOPE_LOGGER_OF(EmbeddedInterpreter)
+
+namespace Velmora::Python
+{
+
+namespace
+{
+
+// The traceback is formatted by a module that `install` has imported, so that it is found whatever
+// has become of sys.path.
+constexpr const char* s_szScript =
+    "def velmora_excepthook(type, value, tb):\n"
+    "    import traceback\n"
+    "    tb = traceback.format_exception(type, value, tb)\n"
+    "    __velmora_native_excepthook__(\"\".join(tb).rstrip('\\n'))\n"
+    "import sys\n"
+    "sys.excepthook = velmora_excepthook\n"
+    "del sys\n"
+    "del velmora_excepthook\n";
+
+/// An exception as a handler of it gets it. All three may be null.
+struct Exception
+{
+    PyRef pType;
+    PyRef pValue;
+    PyRef pTraceback;
+};
+
+Exception takePendingError()
+{
+    PyObject* pType = nullptr;
+    PyObject* pValue = nullptr;
+    PyObject* pTraceback = nullptr;
+    PyErr_Fetch(&pType, &pValue, &pTraceback);
+    PyErr_NormalizeException(&pType, &pValue, &pTraceback);
+    if (pValue != nullptr && pTraceback != nullptr)
+        PyException_SetTraceback(pValue, pTraceback);
+    return {PyRef(pType), PyRef(pValue), PyRef(pTraceback)};
+}
+
+PyObject* orNone(const PyRef& in_pObject)
+{
+    return in_pObject == nullptr ? Py_None : in_pObject.get();
+}
+
+/// The text as bytes that a line of the log can hold. What UTF-8 cannot hold becomes "?".
+std::string toText(PyObject* in_pString)
+{
+    const PyRef pBytes(PyUnicode_AsEncodedString(in_pString, "utf-8", "replace"));
+    if (pBytes == nullptr)
+    {
+        PyErr_Clear();
+        return "(no text)";
+    }
+    std::string strText(PyBytes_AS_STRING(pBytes.get()),
+                        static_cast<std::size_t>(PyBytes_GET_SIZE(pBytes.get())));
+    std::replace(strText.begin(), strText.end(), '\0', '?');
+    return strText;
+}
+
+/// As the module traceback has it.
+PyRef format(const Exception& in_exception)
+{
+    const PyRef pModule(PyImport_ImportModule("traceback"));
+    if (pModule == nullptr)
+        return nullptr;
+    const PyRef pLines(PyObject_CallMethod(pModule.get(), "format_exception", "OOO",
+                                           orNone(in_exception.pType), orNone(in_exception.pValue),
+                                           orNone(in_exception.pTraceback)));
+    const PyRef pEmpty(PyUnicode_FromString(""));
+    if (pLines == nullptr || pEmpty == nullptr)
+        return nullptr;
+    const PyRef pText(PyUnicode_Join(pEmpty.get(), pLines.get()));
+    return pText == nullptr ? nullptr
+                            : PyRef(PyObject_CallMethod(pText.get(), "rstrip", "s", "\n"));
+}
+
+/// The type and the value alone, for when there is not even a traceback to be had.
+std::string formatShortly(const Exception& in_exception)
+{
+    PyErr_Clear();
+    std::string strText = PyExceptionClass_Check(in_exception.pType.get())
+                              ? PyExceptionClass_Name(in_exception.pType.get())
+                              : "exception";
+    const PyRef pValue(PyObject_Str(orNone(in_exception.pValue)));
+    if (pValue != nullptr)
+        return strText + ": " + toText(pValue.get());
+    PyErr_Clear();
+    return strText;
+}
+
+void log(const std::string& in_strText)
+{
+    const InterpreterUnlock unlock;
+    VELMORA_FILE_LOG_ERROR("Embedded Python Interpreter Exception :\n" << in_strText);
+}
+
+void log(const Exception& in_exception)
+{
+    const PyRef pText = format(in_exception);
+    log(pText == nullptr ? formatShortly(in_exception) : toText(pText.get()));
+}
+
+} // namespace
+
+void ExceptionHook::excepthook(const boost::python::str& in_text) { log(toText(in_text.ptr())); }
+
+bool ExceptionHook::install(boost::python::object& inout_namespace)
+try
+{
+    boost::python::import("traceback");
+    inout_namespace["__velmora_native_excepthook__"] =
+        boost::python::make_function(&ExceptionHook::excepthook);
+    PyCompilerFlags flags = _PyCompilerFlags_INIT;
+    const PyRef pResult(PyRun_StringFlags(s_szScript, Py_file_input, inout_namespace.ptr(),
+                                          inout_namespace.ptr(), &flags));
+    return pResult != nullptr;
+}
+catch (const boost::python::error_already_set&)
+{
+    return false;
+}
+
+void ExceptionHook::reportPendingError()
+{
+    const Exception exception = takePendingError();
+    if (exception.pType == nullptr)
+        return;
+    // Borrowed, and the calls below may replace it.
+    PyObject* const pFound = PySys_GetObject("excepthook");
+    if (pFound == nullptr || pFound == PySys_GetObject("__excepthook__"))
+        return log(exception);
+    Py_INCREF(pFound);
+    const PyRef pHook(pFound);
+    const PyRef pResult(PyObject_CallFunctionObjArgs(pHook.get(), exception.pType.get(),
+                                                     orNone(exception.pValue),
+                                                     orNone(exception.pTraceback), nullptr));
+    if (pResult != nullptr)
+        return;
+    const Exception ofHook = takePendingError();
+    log(exception);
+    log(ofHook);
+}
+
+} // namespace Velmora::Python

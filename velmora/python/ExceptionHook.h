@@ -1,0 +1,28 @@
+#pragma once
+
+#include "velmora/python/BoostPython.h"
+
+namespace Velmora::Python
+{
+
+/// What becomes of a Python exception that nobody catches: it is logged at ERROR with its
+/// traceback. The interpreter lock is given up for the logging, as an appender may wait for others.
+///
+/// Thread-safety: any thread that holds the interpreter lock.
+class ExceptionHook
+{
+  public:
+    /// Makes the hook `sys.excepthook`, through a script that runs in that namespace.
+    /// Failure: false, with a pending Python error.
+    static bool install(boost::python::object& inout_namespace);
+
+    /// Hands the pending error to `sys.excepthook` and clears it; see
+    /// `EmbeddedInterpreter::logLastPyException`.
+    static void reportPendingError();
+
+  private:
+    /// What the script calls, with the text of the exception.
+    static void excepthook(const boost::python::str& in_text);
+};
+
+} // namespace Velmora::Python

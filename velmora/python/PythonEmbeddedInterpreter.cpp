@@ -1,0 +1,379 @@
+#include "velmora/python/PythonEmbeddedInterpreter.h"
+
+#include "velmora/application/Assertion.h"
+#include "velmora/application/Singleton.h"
+#include "velmora/config/Configuration.h"
+#include "velmora/logging/LibraryLoggers.h"
+#include "velmora/logging/LogMacros.h"
+#include "velmora/python/BoostPython.h"
+#include "velmora/python/ExceptionHook.h"
+#include "velmora/python/InterpreterGate.h"
+#include "velmora/python/InterpreterLock.h"
+#include "velmora/python/PyRef.h"
+
+#include <ace/Guard_T.h>
+#include <ace/Object_Manager.h>
+#include <ace/Recursive_Thread_Mutex.h>
+#include <dlfcn.h>
+
+#include <cstdlib>
+#include <optional>
+#include <string_view>
+
+VELMORA_LIBRARY_FILE_SCOPE_LOGGER(EmbeddedInterpreter)
+
+namespace Velmora::Python
+{
+
+namespace
+{
+
+constexpr const char* s_szSingleton = "EmbeddedInterpreter::Singleton";
+
+/// A trace scope whose lines are logged without the interpreter lock, also where the caller holds
+/// it.
+class UnlockedTraceScope
+{
+  public:
+    explicit UnlockedTraceScope(const char* in_szName)
+    {
+        const AceCleanupLogger* const pLogger = ::liveFileScopeLogger();
+        if (pLogger == nullptr || !pLogger->isEnabledFor(TRACE_LOG_LEVEL)) [[likely]]
+            return;
+        const InterpreterUnlock unlock;
+        m_scope.emplace(pLogger, in_szName);
+    }
+    ~UnlockedTraceScope()
+    {
+        if (!m_scope.has_value()) [[likely]]
+            return;
+        const InterpreterUnlock unlock;
+        m_scope.reset();
+    }
+    UnlockedTraceScope(const UnlockedTraceScope&) = delete;
+    UnlockedTraceScope& operator=(const UnlockedTraceScope&) = delete;
+
+  private:
+    std::optional<TraceScope> m_scope;
+};
+
+[[maybe_unused]] const EmbeddedInterpreter* const __force_init_singleton__EmbeddedInterpreter =
+    (bringUpLibrary(), &EmbeddedInterpreter::getInstance());
+
+/// Frees what Python was to start with.
+class Config
+{
+  public:
+    Config() { PyConfig_InitPythonConfig(&m_config); }
+    ~Config() { PyConfig_Clear(&m_config); }
+    Config(const Config&) = delete;
+    Config& operator=(const Config&) = delete;
+
+    PyConfig* operator->() { return &m_config; }
+    PyConfig* get() { return &m_config; }
+
+  private:
+    PyConfig m_config;
+};
+
+bool isStarted(const PyStatus& in_status)
+{
+    if (PyStatus_Exception(in_status) == 0)
+        return true;
+    const std::string strFunction =
+        in_status.func == nullptr ? "" : std::string(in_status.func) + ": ";
+    VELMORA_FILE_LOG_ERROR("Failed to start Python : "
+                           << strFunction
+                           << (in_status.err_msg == nullptr ? "no reason given" : in_status.err_msg)
+                           << " ; PYTHONHOME is \"" << std::getenv("PYTHONHOME")
+                           << "\", PYTHONPATH is \"" << std::getenv("PYTHONPATH") << '"');
+    return false;
+}
+
+/// Starts Python with the environment as it is. The process keeps its locale, its standard streams
+/// and its signal handlers.
+bool startInterpreter()
+{
+    PyPreConfig preConfig;
+    PyPreConfig_InitPythonConfig(&preConfig);
+    preConfig.parse_argv = 0;
+    preConfig.configure_locale = 0;
+    preConfig.coerce_c_locale = 0;
+    preConfig.utf8_mode = 1;
+    if (!isStarted(Py_PreInitialize(&preConfig)))
+        return false;
+    Config config;
+    config->parse_argv = 0;
+    config->configure_c_stdio = 0;
+    config->install_signal_handlers = 0;
+    return isStarted(Py_InitializeFromConfig(config.get()));
+}
+
+/// A library that was opened with RTLD_LOCAL keeps the symbols of Python to itself, which the
+/// extension modules of Python's own library need.
+void makePythonGlobal()
+{
+    Dl_info info;
+    if (dladdr(reinterpret_cast<void*>(&Py_IsInitialized), &info) != 0)
+        dlopen(info.dli_fname, RTLD_LAZY | RTLD_NOLOAD | RTLD_GLOBAL);
+}
+
+#pragma GCC diagnostic push
+#pragma GCC diagnostic ignored "-Wdeprecated-declarations"
+void setEmptyArguments()
+{
+    wchar_t szEmpty[] = L"";
+    wchar_t* arguments[] = {szEmpty};
+    PySys_SetArgv(1, arguments);
+}
+#pragma GCC diagnostic pop
+
+PyRef pathFrom(std::string_view in_strPath)
+{
+    PyRef pPath(PyUnicode_DecodeFSDefaultAndSize(in_strPath.data(),
+                                                 static_cast<Py_ssize_t>(in_strPath.size())));
+    if (pPath == nullptr)
+        boost::python::throw_error_already_set();
+    return pPath;
+}
+
+boost::python::object pathObject(std::string_view in_strPath)
+{
+    return boost::python::object(boost::python::handle<>(pathFrom(in_strPath).release()));
+}
+
+} // namespace
+
+void EmbeddedInterpreter::NamespaceDeleter::operator()(boost::python::object* in_pNamespace) const
+{
+    ::operator delete(in_pNamespace);
+}
+
+EmbeddedInterpreter& EmbeddedInterpreter::getInstance()
+{
+    static EmbeddedInterpreter* const pSingleton = []
+    {
+        void* const pFound = SingletonRegistry::getInstance()->find(s_szSingleton);
+        return pFound == nullptr ? registerSingleton(s_szSingleton, new EmbeddedInterpreter)
+                                 : static_cast<EmbeddedInterpreter*>(pFound);
+    }();
+    return *pSingleton;
+}
+
+EmbeddedInterpreter::EmbeddedInterpreter()
+{
+    const UnlockedTraceScope traceScope("EmbeddedInterpreter ctor");
+}
+
+EmbeddedInterpreter::~EmbeddedInterpreter()
+{
+    const UnlockedTraceScope traceScope("EmbeddedInterpreter dtor");
+    if (!m_bInitialized || !m_bStartedPython || Py_IsInitialized() == 0)
+        return;
+    PyGILState_Ensure();
+    *m_pMainNamespace = boost::python::object();
+    Py_FinalizeEx();
+}
+
+bool EmbeddedInterpreter::sGetBootstrapSysPath(std::vector<std::string>& out_path)
+{
+    const UnlockedTraceScope traceScope("EmbeddedInterpreter::getBootstrapSysPath");
+    const char* const szRoot = std::getenv("VELMORA");
+    if (szRoot == nullptr)
+    {
+        const InterpreterUnlock unlock;
+        VELMORA_FILE_LOG_ERROR("The VELMORA environment variable must be defined to determine the "
+                               "Python sys.path");
+        return false;
+    }
+    const std::string strRoot = szRoot;
+    const char* const szSubDirectory = std::getenv("VELMORA_OUTDIR_STRING");
+    out_path.push_back(strRoot + "/lib" +
+                       (szSubDirectory == nullptr ? "" : std::string("/") + szSubDirectory));
+    out_path.push_back(strRoot + "/data/Python-2.5/Lib");
+    out_path.push_back(strRoot + "/Python-2.5/Lib");
+    return true;
+}
+
+bool EmbeddedInterpreter::initialize()
+{
+    if (m_bInitialized)
+        return true;
+    const InterpreterUnlock unlock;
+    ACE_Recursive_Thread_Mutex* pMutex = nullptr;
+    const bool bGotLock = ACE_Object_Manager::get_singleton_lock(pMutex) == 0;
+    VELMORA_FILE_ASSERT_TEXT(bGotLock, "ACE_Object_Manager::get_singleton_lock(pMutex) == 0");
+    if (!bGotLock)
+        return false;
+    VELMORA_FILE_ASSERT_TEXT(pMutex != nullptr, "pMutex != 0");
+    if (pMutex == nullptr)
+        return false;
+    const ACE_Guard<ACE_Recursive_Thread_Mutex> guard(*pMutex);
+    if (m_bInitialized)
+        return true;
+    const bool bRuns = Py_IsInitialized() != 0;
+    if (!bRuns && !startPython())
+        return false;
+    m_bStartedPython = m_bStartedPython || !bRuns;
+    m_bInitialized = enterMainNamespace();
+    return m_bInitialized;
+}
+
+bool EmbeddedInterpreter::startPython()
+{
+    setenv("PYTHONHOME", ".", 0);
+    std::vector<std::string> bootstrapPath;
+    if (!sGetBootstrapSysPath(bootstrapPath))
+        return false;
+    std::string strPath;
+    for (const std::string& strDirectory : bootstrapPath)
+        strPath += strDirectory + ':';
+    setenv("PYTHONPATH", strPath.c_str(), 1);
+    makePythonGlobal();
+    if (!startInterpreter())
+        return false;
+    PyEval_SaveThread();
+    return true;
+}
+
+bool EmbeddedInterpreter::enterMainNamespace()
+{
+    const InterpreterLock lock;
+    if (!lock)
+        return false;
+    try
+    {
+        m_pMainNamespace = decltype(m_pMainNamespace)(
+            new boost::python::object(boost::python::import("__main__").attr("__dict__")));
+    }
+    catch (const boost::python::error_already_set&)
+    {
+        logLastPyException();
+        return false;
+    }
+    if (m_bStartedPython)
+    {
+        replaceExceptionHook();
+        setEmptyArguments();
+    }
+    return true;
+}
+
+bool EmbeddedInterpreter::replaceExceptionHook()
+{
+    const InterpreterLock lock;
+    if (!lock)
+        return false;
+    if (!ExceptionHook::install(*m_pMainNamespace))
+    {
+        logLastPyException();
+        const InterpreterUnlock unlock;
+        VELMORA_FILE_LOG_ERROR("Failed to install the velmora excepthook in the Python embedded "
+                               "interpreter");
+    }
+    return true;
+}
+
+void EmbeddedInterpreter::logLastPyException()
+{
+    const UnlockedTraceScope traceScope("EmbeddedInterpreter::logLastPyException");
+    const InterpreterLock lock;
+    if (lock)
+        ExceptionHook::reportPendingError();
+}
+
+bool EmbeddedInterpreter::configure(const ROConfiguration& in_config)
+{
+    const UnlockedTraceScope traceScope("EmbeddedInterpreter::configure");
+    if (!initialize())
+        return false;
+    // What locks the configuration may wait for the interpreter lock.
+    std::string strPath;
+    bool bChecker = false;
+    bool bPathDefined = false;
+    {
+        const InterpreterUnlock unlock;
+        bPathDefined = in_config.getStringParameter(s_szPYTHON_SYS_PATH_PARAM, strPath);
+        if (!bPathDefined)
+            VELMORA_FILE_LOG_DEBUG("The parameter " << s_szPYTHON_SYS_PATH_PARAM
+                                                    << " is not defined.");
+        bChecker = in_config.getBoolParameter(s_szPYTHON_USECHECKER_PARAM, bChecker) && bChecker;
+    }
+    const InterpreterLock lock;
+    if (!lock)
+        return false;
+    if (bPathDefined)
+    {
+        resetSysPath();
+        boost::python::list path = getSysPath();
+        for (std::size_t uiStart = 0, uiEnd = 0; uiEnd != std::string::npos; uiStart = uiEnd + 1)
+        {
+            uiEnd = strPath.find(',', uiStart);
+            path.append(pathObject(std::string_view(strPath).substr(
+                uiStart, uiEnd == std::string::npos ? uiEnd : uiEnd - uiStart)));
+        }
+    }
+    if (bChecker)
+    {
+        {
+            const InterpreterUnlock unlock;
+            VELMORA_FILE_LOG_INFO("Embedded Python interpreter using the pychecker module.");
+        }
+        boost::python::import("pychecker.checker");
+    }
+    return true;
+}
+
+void EmbeddedInterpreter::initializeThread()
+{
+    if (!m_bInitialized)
+        initialize();
+    const InterpreterLock lock;
+}
+
+boost::python::object EmbeddedInterpreter::getMainNamespaceInstance()
+{
+    const UnlockedTraceScope traceScope("EmbeddedInterpreter::getMainNamespace");
+    const bool bInitialized = m_bInitialized;
+    VELMORA_FILE_ASSERT_TEXT(bInitialized, "m_bInitialized");
+    return bInitialized ? *m_pMainNamespace : boost::python::object();
+}
+
+boost::python::list EmbeddedInterpreter::getSysPath()
+{
+    const UnlockedTraceScope traceScope("EmbeddedInterpreter::getSysPath");
+    return boost::python::extract<boost::python::list>(boost::python::import("sys").attr("path"));
+}
+
+void EmbeddedInterpreter::resetSysPath()
+{
+    const UnlockedTraceScope traceScope("EmbeddedInterpreter::resetSysPath");
+    const InterpreterLock lock;
+    if (!lock)
+        return;
+    boost::python::list path = getSysPath();
+    while (boost::python::len(path) > 0)
+        path.pop();
+}
+
+bool EmbeddedInterpreter::appendToSysPath(const char* in_szPath)
+{
+    const UnlockedTraceScope traceScope("EmbeddedInterpreter::appendToSysPath");
+    const InterpreterLock lock;
+    if (!lock)
+        return false;
+    getSysPath().append(pathObject(in_szPath));
+    return true;
+}
+
+bool EmbeddedInterpreter::prependToSysPath(const char* in_szPath)
+{
+    const UnlockedTraceScope traceScope("EmbeddedInterpreter::prependToSysPath");
+    const InterpreterLock lock;
+    if (!lock)
+        return false;
+    getSysPath().insert(0, pathObject(in_szPath));
+    return true;
+}
+
+} // namespace Velmora::Python
