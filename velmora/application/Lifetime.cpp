@@ -17,6 +17,7 @@
 #include "velmora/memory/StaticAccountMemAllocator.h"
 #include "velmora/memory/StaticMemAllocator.h"
 #include "velmora/memory/ThreadCache.h"
+#include "velmora/python/InterpreterFork.h"
 #include "velmora/python/PythonEmbeddedInterpreter.h"
 
 #include <ace/Object_Manager.h>
@@ -72,11 +73,23 @@ class CallLoggingOfProcess final : public GlobalConfigSeam::CallLogging
 class ForkHandlers
 {
   public:
-    static void install() { pthread_atfork(&prepare, &parent, &child); }
+    static void install()
+    {
+        Python::InterpreterFork::setLocks(
+            {&holdBeforePython, &releaseBeforePython, &releaseBeforePythonInChild});
+        pthread_atfork(&prepare, &parent, &child);
+    }
 
   private:
+    // The locks of the library under which a thread may wait for Python's interpreter lock. The
+    // thread that forks does not hold the interpreter lock when it takes them.
+    static void holdBeforePython() {}
+    static void releaseBeforePython() {}
+    static void releaseBeforePythonInChild() {}
+
     static void prepare()
     {
+        Python::InterpreterFork::prepare();
         // The registry of calls logs, and appenders may allocate.
         CallDataRegistryImpl::beforeFork();
         if (!ExitListCloser::s_bHasRun)
@@ -91,6 +104,7 @@ class ForkHandlers
         // Cleared while the hierarchy is still locked: the next thread to fork sets it right after.
         delete std::exchange(s_pLocker, nullptr);
         CallDataRegistryImpl::afterForkInParent();
+        Python::InterpreterFork::parent();
     }
 
     static void child()
@@ -98,12 +112,14 @@ class ForkHandlers
         ForkGate::open();
         ThreadCaches::forgetOtherThreads();
         CallDataRegistryImpl::afterForkInChild();
-        if (s_pLocker == nullptr)
-            return;
-        // Its unlocking fails here, which is what the renewal is for.
-        delete s_pLocker;
-        s_pLocker = nullptr;
-        Log4cplusAccess::renewHierarchyAfterFork(log4cplus::Logger::getDefaultHierarchy());
+        if (s_pLocker != nullptr)
+        {
+            // Its unlocking fails here, which is what the renewal is for.
+            delete s_pLocker;
+            s_pLocker = nullptr;
+            Log4cplusAccess::renewHierarchyAfterFork(log4cplus::Logger::getDefaultHierarchy());
+        }
+        Python::InterpreterFork::child();
     }
 
     /// Guarded by what it locks.

@@ -53,21 +53,6 @@ PyObject* orNone(const PyRef& in_pObject)
     return in_pObject == nullptr ? Py_None : in_pObject.get();
 }
 
-/// The text as bytes that a line of the log can hold. What UTF-8 cannot hold becomes "?".
-std::string toText(PyObject* in_pString)
-{
-    const PyRef pBytes(PyUnicode_AsEncodedString(in_pString, "utf-8", "replace"));
-    if (pBytes == nullptr)
-    {
-        PyErr_Clear();
-        return "(no text)";
-    }
-    std::string strText(PyBytes_AS_STRING(pBytes.get()),
-                        static_cast<std::size_t>(PyBytes_GET_SIZE(pBytes.get())));
-    std::replace(strText.begin(), strText.end(), '\0', '?');
-    return strText;
-}
-
 /// As the module traceback has it.
 PyRef format(const Exception& in_exception)
 {
@@ -94,7 +79,7 @@ std::string formatShortly(const Exception& in_exception)
                               : "exception";
     const PyRef pValue(PyObject_Str(orNone(in_exception.pValue)));
     if (pValue != nullptr)
-        return strText + ": " + toText(pValue.get());
+        return strText + ": " + ExceptionHook::toText(pValue.get());
     PyErr_Clear();
     return strText;
 }
@@ -108,10 +93,24 @@ void log(const std::string& in_strText)
 void log(const Exception& in_exception)
 {
     const PyRef pText = format(in_exception);
-    log(pText == nullptr ? formatShortly(in_exception) : toText(pText.get()));
+    log(pText == nullptr ? formatShortly(in_exception) : ExceptionHook::toText(pText.get()));
 }
 
 } // namespace
+
+std::string ExceptionHook::toText(PyObject* in_pString)
+{
+    const PyRef pBytes(PyUnicode_AsEncodedString(in_pString, "utf-8", "replace"));
+    if (pBytes == nullptr)
+    {
+        PyErr_Clear();
+        return "(no text)";
+    }
+    std::string strText(PyBytes_AS_STRING(pBytes.get()),
+                        static_cast<std::size_t>(PyBytes_GET_SIZE(pBytes.get())));
+    std::replace(strText.begin(), strText.end(), '\0', '?');
+    return strText;
+}
 
 void ExceptionHook::excepthook(const boost::python::str& in_text) { log(toText(in_text.ptr())); }
 

@@ -2,6 +2,8 @@
 
 #include "velmora/python/BoostPython.h"
 
+#include <string>
+
 namespace Velmora::Python
 {
 
@@ -19,6 +21,9 @@ class ExceptionHook
     /// Hands the pending error to `sys.excepthook` and clears it; see
     /// `EmbeddedInterpreter::logLastPyException`.
     static void reportPendingError();
+
+    /// A string of Python's as a line of the log can hold it. What UTF-8 cannot hold becomes "?".
+    static std::string toText(PyObject* in_pString);
 
   private:
     /// What the script calls, with the text of the exception.

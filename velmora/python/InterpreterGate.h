@@ -1,9 +1,15 @@
 #pragma once
 
+#include <pthread.h>
+
 #include <atomic>
+
+struct _ts;
 
 namespace Velmora::Python
 {
+
+struct ThreadInPython;
 
 /// Counts the threads that are inside Python, and keeps others out once Python ends. There is one
 /// in the process, also when the process has several copies of the library.
@@ -33,8 +39,15 @@ class InterpreterGate
     /// Failure: false when it may not.
     [[nodiscard]] bool goIn()
     {
-        m_uiInside.fetch_add(1);
-        return m_state.load() == State::open || goInLate();
+        // Those that are refused are not counted, not even for a moment.
+        if (m_state.load() == State::open) [[likely]]
+        {
+            goInUnasked();
+            if (m_state.load() == State::open) [[likely]]
+                return true;
+            goOut();
+        }
+        return goInLate();
     }
 
     /// A thread goes in that is inside by other means.
@@ -46,14 +59,40 @@ class InterpreterGate
     void setState(State in_state) { m_state.store(in_state); }
 
     [[nodiscard]] unsigned int countInside() const { return m_uiInside.load(); }
-    void setCountInside(unsigned int in_uiCount) { m_uiInside.store(in_uiCount); }
+
+    /// In the child of a fork, which has only this thread.
+    void keepOnlyThisThread(const ThreadInPython& in_thread);
+
+    /// Whether this thread is in a fork that Python does itself.
+    void markForkOfPython(bool in_bForks);
+    [[nodiscard]] bool isForkOfPython() const;
+
+    /// Whether Python is being started.
+    void setStarting(bool in_bStarting) { m_bStarting.store(in_bStarting); }
+    [[nodiscard]] bool isStarting() const { return m_bStarting.load(); }
+
+    /// The state that the thread which started Python left with it: it lives as long as Python, and
+    /// belongs to nobody who is inside. Under the interpreter lock.
+    void setStartState(_ts* in_pState) { m_pStartState = in_pState; }
+    [[nodiscard]] const _ts* startState() const { return m_pStartState; }
+
+    /// Logs, once, that Python cannot be used in the child of a fork.
+    void reportFork();
 
   private:
+    InterpreterGate();
+
     bool goInLate();
 
     std::atomic<unsigned int> m_uiInside{0};
     std::atomic<State> m_state{State::open};
+    std::atomic<bool> m_bStarting{false};
     std::atomic<bool> m_bForkReported{false};
+    _ts* m_pStartState = nullptr;
+
+    /// Set for a thread that is in `os.fork`. Not a variable of the thread, as each copy of the
+    /// library would have its own.
+    pthread_key_t m_forkKey{};
 };
 
 /// What this thread does inside Python.

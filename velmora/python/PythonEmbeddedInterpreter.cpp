@@ -7,6 +7,8 @@
 #include "velmora/logging/LogMacros.h"
 #include "velmora/python/BoostPython.h"
 #include "velmora/python/ExceptionHook.h"
+#include "velmora/python/InterpreterEnd.h"
+#include "velmora/python/InterpreterFork.h"
 #include "velmora/python/InterpreterGate.h"
 #include "velmora/python/InterpreterLock.h"
 #include "velmora/python/PyRef.h"
@@ -168,9 +170,9 @@ EmbeddedInterpreter::EmbeddedInterpreter()
 EmbeddedInterpreter::~EmbeddedInterpreter()
 {
     const UnlockedTraceScope traceScope("EmbeddedInterpreter dtor");
-    if (!m_bInitialized || !m_bStartedPython || Py_IsInitialized() == 0)
+    if (!m_bInitialized || !m_bStartedPython || Py_IsInitialized() == 0 ||
+        !InterpreterEnd::prepare())
         return;
-    PyGILState_Ensure();
     *m_pMainNamespace = boost::python::object();
     Py_FinalizeEx();
 }
@@ -199,6 +201,13 @@ bool EmbeddedInterpreter::initialize()
 {
     if (m_bInitialized)
         return true;
+    InterpreterGate& gate = InterpreterGate::ofProcess();
+    if (gate.state() == InterpreterGate::State::forked)
+    {
+        // The thread that was starting Python, with the lock below, is not here.
+        gate.reportFork();
+        return false;
+    }
     const InterpreterUnlock unlock;
     ACE_Recursive_Thread_Mutex* pMutex = nullptr;
     const bool bGotLock = ACE_Object_Manager::get_singleton_lock(pMutex) == 0;
@@ -211,10 +220,14 @@ bool EmbeddedInterpreter::initialize()
     const ACE_Guard<ACE_Recursive_Thread_Mutex> guard(*pMutex);
     if (m_bInitialized)
         return true;
-    const bool bRuns = Py_IsInitialized() != 0;
-    if (!bRuns && !startPython())
-        return false;
-    m_bStartedPython = m_bStartedPython || !bRuns;
+    if (Py_IsInitialized() == 0)
+    {
+        gate.setStarting(true);
+        m_bStartedPython = startPython();
+        gate.setStarting(false);
+        if (!m_bStartedPython)
+            return false;
+    }
     m_bInitialized = enterMainNamespace();
     return m_bInitialized;
 }
@@ -232,6 +245,7 @@ bool EmbeddedInterpreter::startPython()
     makePythonGlobal();
     if (!startInterpreter())
         return false;
+    InterpreterGate::ofProcess().setStartState(PyThreadState_Get());
     PyEval_SaveThread();
     return true;
 }
@@ -247,6 +261,11 @@ bool EmbeddedInterpreter::enterMainNamespace()
             new boost::python::object(boost::python::import("__main__").attr("__dict__")));
     }
     catch (const boost::python::error_already_set&)
+    {
+        logLastPyException();
+        return false;
+    }
+    if (!InterpreterEnd::watchEndOfPython() || !InterpreterFork::watchForksOfPython())
     {
         logLastPyException();
         return false;

@@ -1,0 +1,298 @@
+#include "velmora/python/InterpreterEnd.h"
+
+#include "velmora/logging/LibraryLoggers.h"
+#include "velmora/logging/LogMacros.h"
+#include "velmora/python/ExceptionHook.h"
+#include "velmora/python/InterpreterGate.h"
+#include "velmora/python/InterpreterLock.h"
+#include "velmora/python/PyRef.h"
+
+#include <atomic>
+#include <chrono>
+#include <string>
+#include <system_error>
+#include <thread>
+
+VELMORA_LIBRARY_FILE_SCOPE_LOGGER_OF(EmbeddedInterpreter)
+
+namespace Velmora::Python
+{
+
+namespace
+{
+
+using Clock = std::chrono::steady_clock;
+
+constexpr std::chrono::seconds s_limit(1);
+constexpr std::chrono::milliseconds s_pause(1);
+
+// What threading._shutdown does when Python ends, but for no longer than `limit` seconds. Its main
+// thread, which is the one that imported it first, becomes the one that ends; threading then takes
+// its own part as done. Gives the names of the threads that are left, and whether the thread that
+// ends is one of threading's.
+constexpr const char* s_szScript = R"(
+def end_threads(limit):
+    import sys
+    threading = sys.modules.get("threading")
+    if threading is None:
+        return [], False
+    import time
+    from _thread import get_ident
+    end = time.monotonic() + limit
+    own = get_ident()
+    main = threading._main_thread
+    current = threading._active.get(own)
+    of_script = current not in (None, main) and not isinstance(current, threading._DummyThread)
+    if of_script:
+        threading._shutdown_locks.discard(current._tstate_lock)
+    if threading._active.get(main._ident) is main:
+        del threading._active[main._ident]
+    main._ident = own
+    threading._active[own] = main
+    threading._SHUTTING_DOWN = True
+
+    join = threading.Thread.join
+    def join_within_limit(self, timeout=None):
+        if get_ident() == own:
+            left = max(end - time.monotonic(), 0)
+            timeout = left if timeout is None else min(timeout, left)
+        join(self, timeout)
+    threading.Thread.join = join_within_limit
+    try:
+        if main._tstate_lock is not None:
+            if main._tstate_lock.locked():
+                main._tstate_lock.release()
+            main._stop()
+        while threading._threading_atexits:
+            try:
+                threading._threading_atexits.pop()()
+            except BaseException:
+                sys.excepthook(*sys.exc_info())
+        while True:
+            left = [thread for thread in list(threading._limbo) + list(threading._active.values())
+                    if thread not in (main, current) and not thread.daemon
+                    and not thread._is_stopped]
+            if not left or time.monotonic() >= end:
+                return [thread.name for thread in left], of_script
+            if left[0].is_alive():
+                left[0].join()
+            else:
+                time.sleep(0.001)
+    finally:
+        threading.Thread.join = join
+)";
+
+bool isNobodyInside(const InterpreterGate& in_gate)
+{
+    // This thread is.
+    return in_gate.countInside() <= 1;
+}
+
+/// Whether a thread took the interpreter lock that waits for it by asking whoever holds it to give
+/// it up. Python cannot be asked to wait for a limited time.
+class Probe
+{
+  public:
+    void start()
+    try
+    {
+        if (!m_bStarted)
+            std::thread(&Probe::run).detach();
+        m_bStarted = true;
+    }
+    catch (const std::system_error&)
+    {
+        // Without the thread, a lock that is always held is taken to be held for ever.
+    }
+
+    static bool hasTakenLock() { return s_bTaken; }
+
+  private:
+    static void run()
+    {
+        PyGILState_Release(PyGILState_Ensure());
+        s_bTaken = true;
+    }
+
+    static inline std::atomic<bool> s_bTaken{false};
+
+    bool m_bStarted = false;
+};
+
+/// Takes the interpreter lock for good. A thread that computes gives it up when asked to, but one
+/// that waits for something else with the lock held does not.
+bool takeLock(Clock::time_point in_end)
+{
+    Probe probe;
+    for (int iTry = 0; _PyThreadState_UncheckedGet() != nullptr && !Probe::hasTakenLock(); ++iTry)
+    {
+        if (Clock::now() >= in_end)
+            return false;
+        constexpr int iProbeAfter = 20;
+        if (iTry == iProbeAfter)
+            probe.start();
+        std::this_thread::sleep_for(s_pause);
+    }
+    PyGILState_Ensure();
+    return true;
+}
+
+struct ThreadsOfScripts
+{
+    std::string strNames{};
+    bool bEndingIsOne = false;
+};
+
+/// Ends what can be ended of threading. The caller holds the interpreter lock.
+ThreadsOfScripts endThreadsOfScripts(Clock::time_point in_end)
+{
+    ThreadsOfScripts result;
+    const double dLimit = std::chrono::duration<double>(in_end - Clock::now()).count();
+    const PyRef pNamespace(PyDict_New());
+    PyRef pDone;
+    PyRef pResult;
+    if (pNamespace != nullptr)
+        pDone.reset(PyRun_String(s_szScript, Py_file_input, pNamespace.get(), pNamespace.get()));
+    if (pDone != nullptr)
+        pResult.reset(PyObject_CallFunction(PyDict_GetItemString(pNamespace.get(), "end_threads"),
+                                            "d", dLimit));
+    PyObject* pNames = nullptr;
+    int iOfScript = 0;
+    if (pResult == nullptr || PyArg_ParseTuple(pResult.get(), "Op", &pNames, &iOfScript) == 0)
+    {
+        ExceptionHook::reportPendingError();
+        result.strNames = "unknown";
+        return result;
+    }
+    result.bEndingIsOne = iOfScript != 0;
+    const PyRef pSeparator(PyUnicode_FromString(", "));
+    const PyRef pText(PyUnicode_Join(pSeparator.get(), pNames));
+    result.strNames = pText == nullptr ? "unknown" : ExceptionHook::toText(pText.get());
+    PyErr_Clear();
+    return result;
+}
+
+/// How many threads Python's own module _thread has started and that still run.
+long countThreadsOfScripts()
+{
+    const PyRef pModule(PyImport_ImportModule("_thread"));
+    const PyRef pCount(pModule == nullptr ? nullptr
+                                          : PyObject_CallMethod(pModule.get(), "_count", nullptr));
+    const long iCount = pCount == nullptr ? 0 : PyLong_AsLong(pCount.get());
+    PyErr_Clear();
+    return iCount;
+}
+
+/// How many native threads have a state of Python's without the library's doing.
+long countStatesOfOthers(const InterpreterGate& in_gate, bool in_bEndingIsOfScript)
+{
+    const PyThreadState* const pOwn = PyThreadState_Get();
+    long iCount = in_bEndingIsOfScript ? 1 : 0;
+    for (PyThreadState* pState = PyInterpreterState_ThreadHead(PyInterpreterState_Get());
+         pState != nullptr; pState = PyThreadState_Next(pState))
+    {
+        const bool bIdle = pState == in_gate.startState() && pState->gilstate_counter <= 1;
+        iCount += pState == pOwn || bIdle ? 0 : 1;
+    }
+    return iCount - countThreadsOfScripts();
+}
+
+/// Waits until no native thread is inside. The caller holds the interpreter lock, which is given up
+/// for the waiting.
+bool waitForNativeThreads(const InterpreterGate& in_gate, bool in_bEndingIsOfScript,
+                          Clock::time_point in_end)
+{
+    while (!isNobodyInside(in_gate) || countStatesOfOthers(in_gate, in_bEndingIsOfScript) > 0)
+    {
+        if (Clock::now() >= in_end)
+            return false;
+        PyThreadState* const pState = PyEval_SaveThread();
+        std::this_thread::sleep_for(s_pause);
+        PyEval_RestoreThread(pState);
+    }
+    return true;
+}
+
+/// Lets nobody in any more, and makes this thread one of those that are inside, for good.
+void closeGate(InterpreterGate& in_gate)
+{
+    ThreadInPython& thread = ThreadInPython::ofThisThread();
+    if (thread.uiDepth++ == 0)
+        in_gate.goInUnasked();
+    thread.bEnds = true;
+    in_gate.setState(InterpreterGate::State::closing);
+}
+
+/// This thread goes on as any other.
+bool leaveAsItIs(InterpreterGate& in_gate, const std::string& in_strReason)
+{
+    ThreadInPython::ofThisThread() = ThreadInPython();
+    in_gate.goOut();
+    VELMORA_FILE_LOG_WARN("Python is left as it is at the end of the process, and functions of "
+                          "scripts registered with atexit do not run : after 1 s "
+                          << in_strReason << " ; end such threads first");
+    return false;
+}
+
+PyObject* beforeEndOfPython(PyObject*, PyObject*)
+{
+    InterpreterGate& gate = InterpreterGate::ofProcess();
+    if (gate.state() == InterpreterGate::State::open)
+    {
+        closeGate(gate);
+        constexpr bool bEndingIsOfScript = false;
+        if (!waitForNativeThreads(gate, bEndingIsOfScript, Clock::now() + s_limit))
+        {
+            const InterpreterUnlock unlock;
+            VELMORA_FILE_LOG_WARN("Python ends while native threads are inside : those that go on "
+                                  "in it end the process ; end them first");
+        }
+        gate.setState(InterpreterGate::State::closed);
+    }
+    Py_RETURN_NONE;
+}
+
+} // namespace
+
+bool InterpreterEnd::prepare()
+{
+    InterpreterGate& gate = InterpreterGate::ofProcess();
+    if (gate.state() == InterpreterGate::State::forked)
+        return false;
+    const Clock::time_point end = Clock::now() + s_limit;
+    closeGate(gate);
+    if (InterpreterLock::isHeld())
+        PyEval_SaveThread();
+    while (!isNobodyInside(gate))
+    {
+        if (Clock::now() >= end)
+            return leaveAsItIs(gate, std::to_string(gate.countInside() - 1) +
+                                         " native thread(s) are inside Python");
+        std::this_thread::sleep_for(s_pause);
+    }
+    if (!takeLock(end))
+        return leaveAsItIs(gate, "a thread still holds the interpreter lock");
+    const ThreadsOfScripts left = endThreadsOfScripts(end);
+    const bool bNativeLeft = !waitForNativeThreads(gate, left.bEndingIsOne, end);
+    if (left.strNames.empty() && !bNativeLeft)
+    {
+        gate.setState(InterpreterGate::State::closed);
+        return true;
+    }
+    PyEval_SaveThread();
+    return leaveAsItIs(gate, bNativeLeft ? "native threads are inside Python"
+                                         : "threads of scripts still run : " + left.strNames);
+}
+
+bool InterpreterEnd::watchEndOfPython()
+{
+    static PyMethodDef s_function = {"velmora_before_end", &beforeEndOfPython, METH_NOARGS,
+                                     nullptr};
+    const PyRef pFunction(PyCFunction_New(&s_function, nullptr));
+    const PyRef pModule(PyImport_ImportModule("atexit"));
+    if (pFunction == nullptr || pModule == nullptr)
+        return false;
+    return PyRef(PyObject_CallMethod(pModule.get(), "register", "O", pFunction.get())) != nullptr;
+}
+
+} // namespace Velmora::Python
