@@ -23,13 +23,13 @@ void holdLocks()
 PyObject* before(PyObject*, PyObject*)
 {
     holdLocks();
-    InterpreterGate::ofProcess().markForkOfPython(true);
+    InterpreterGate::ofProcess().beginForkOfPython();
     Py_RETURN_NONE;
 }
 
 PyObject* afterInParent(PyObject*, PyObject*)
 {
-    InterpreterGate::ofProcess().markForkOfPython(false);
+    InterpreterGate::ofProcess().endForkOfPython();
     s_locks.pRelease();
     Py_RETURN_NONE;
 }
@@ -37,7 +37,7 @@ PyObject* afterInParent(PyObject*, PyObject*)
 PyObject* afterInChild(PyObject*, PyObject*)
 {
     InterpreterGate& gate = InterpreterGate::ofProcess();
-    gate.markForkOfPython(false);
+    gate.endForkOfPython();
     // Python has deleted the states of all other threads.
     if (gate.startState() != PyThreadState_Get())
         gate.setStartState(nullptr);

@@ -5,10 +5,20 @@
 #include "velmora/logging/OncePerProcess.h"
 #include "velmora/python/InterpreterLock.h"
 
+#include <chrono>
+#include <thread>
+
 VELMORA_LIBRARY_FILE_SCOPE_LOGGER_OF(EmbeddedInterpreter)
 
 namespace Velmora::Python
 {
+
+namespace
+{
+
+constexpr std::chrono::microseconds s_pause(100);
+
+} // namespace
 
 constinit thread_local ThreadInPython ThreadInPython::s_ofThisThread;
 
@@ -33,11 +43,32 @@ void InterpreterGate::keepOnlyThisThread(const ThreadInPython& in_thread)
     if (!in_thread.bEnds && m_state.load() != State::forked)
         m_state.store(State::open);
     m_uiInside.store(in_thread.uiDepth > 0 ? 1 : 0);
+    m_uiSettled.store(m_uiInside.load());
 }
 
-void InterpreterGate::markForkOfPython(bool in_bForks)
+void InterpreterGate::beginForkOfPython()
 {
-    pthread_setspecific(m_forkKey, in_bForks ? this : nullptr);
+    pthread_setspecific(m_forkKey, this);
+    bool bForking = false;
+    while (true)
+    {
+        State found = State::open;
+        bForking = bForking || m_state.compare_exchange_strong(found, State::forking);
+        // Once Python ends, nobody begins in any case.
+        if (!bForking && found != State::forking)
+            return;
+        if (bForking && (state() != State::forking || m_uiInside.load() == m_uiSettled.load()))
+            return;
+        const InterpreterUnlock unlock;
+        std::this_thread::sleep_for(s_pause);
+    }
+}
+
+void InterpreterGate::endForkOfPython()
+{
+    State expected = State::forking;
+    m_state.compare_exchange_strong(expected, State::open);
+    pthread_setspecific(m_forkKey, nullptr);
 }
 
 bool InterpreterGate::isForkOfPython() const { return pthread_getspecific(m_forkKey) != nullptr; }
@@ -52,13 +83,27 @@ void InterpreterGate::reportFork()
 
 bool InterpreterGate::goInLate()
 {
-    if (state() == State::closing && InterpreterLock::isHeld())
+    // A thread that holds the interpreter lock needs no new state, and whoever forks waits for it.
+    const bool bHolds = InterpreterLock::isHeld();
+    while (!bHolds && state() == State::forking)
+        std::this_thread::sleep_for(s_pause);
+    switch (state())
     {
+    case State::open:
+        return goIn();
+    case State::forking:
         goInUnasked();
         return true;
-    }
-    if (state() == State::forked)
+    case State::closing:
+        if (bHolds)
+            goInUnasked();
+        return bHolds;
+    case State::closed:
+        return false;
+    case State::forked:
         reportFork();
+        return false;
+    }
     return false;
 }
 

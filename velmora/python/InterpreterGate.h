@@ -24,6 +24,8 @@ class InterpreterGate
     enum class State
     {
         open,
+        /// A thread forks through Python. Those that would need a new state of Python wait.
+        forking,
         /// The end waits for the threads that are inside. Those that hold the interpreter lock may
         /// enter once more.
         closing,
@@ -53,6 +55,25 @@ class InterpreterGate
     /// A thread goes in that is inside by other means.
     void goInUnasked() { m_uiInside.fetch_add(1); }
 
+    /// A thread that went in has a state of Python; is about to give it back. Under the interpreter
+    /// lock.
+    void settle()
+    {
+        m_uiSettled.store(m_uiSettled.load(std::memory_order_relaxed) + 1,
+                          std::memory_order_relaxed);
+    }
+    void unsettle()
+    {
+        m_uiSettled.store(m_uiSettled.load(std::memory_order_relaxed) - 1,
+                          std::memory_order_relaxed);
+    }
+
+    /// Before Python forks: waits until nobody is in the course of making a state, whose lock the
+    /// child would find taken for ever, and lets nobody begin. The caller holds the interpreter
+    /// lock, which is given up for the waiting.
+    void beginForkOfPython();
+    void endForkOfPython();
+
     void goOut() { m_uiInside.fetch_sub(1); }
 
     [[nodiscard]] State state() const { return m_state.load(); }
@@ -64,7 +85,6 @@ class InterpreterGate
     void keepOnlyThisThread(const ThreadInPython& in_thread);
 
     /// Whether this thread is in a fork that Python does itself.
-    void markForkOfPython(bool in_bForks);
     [[nodiscard]] bool isForkOfPython() const;
 
     /// Whether Python is being started.
@@ -85,6 +105,8 @@ class InterpreterGate
     bool goInLate();
 
     std::atomic<unsigned int> m_uiInside{0};
+    /// How many of them have a state of Python. Written under the interpreter lock.
+    std::atomic<unsigned int> m_uiSettled{0};
     std::atomic<State> m_state{State::open};
     std::atomic<bool> m_bStarting{false};
     std::atomic<bool> m_bForkReported{false};

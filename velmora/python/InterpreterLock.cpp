@@ -11,10 +11,18 @@ bool InterpreterLock::enter(int& out_iState)
     if (Py_IsInitialized() == 0)
         return false;
     unsigned int& uiDepth = ThreadInPython::ofThisThread().uiDepth;
-    if (uiDepth == 0 && !InterpreterGate::ofProcess().goIn())
+    if (uiDepth > 0)
+    {
+        ++uiDepth;
+        out_iState = PyGILState_Ensure();
+        return true;
+    }
+    InterpreterGate& gate = InterpreterGate::ofProcess();
+    if (!gate.goIn())
         return false;
-    ++uiDepth;
+    uiDepth = 1;
     out_iState = PyGILState_Ensure();
+    gate.settle();
     return true;
 }
 
@@ -24,8 +32,13 @@ void InterpreterLock::leave(int in_iState)
     // What stood before the fork is not there any more.
     if (gate.state() == InterpreterGate::State::forked) [[unlikely]]
         return;
+    unsigned int& uiDepth = ThreadInPython::ofThisThread().uiDepth;
+    const bool bOutermost = uiDepth == 1;
+    if (bOutermost)
+        gate.unsettle();
     PyGILState_Release(static_cast<PyGILState_STATE>(in_iState));
-    if (--ThreadInPython::ofThisThread().uiDepth == 0)
+    --uiDepth;
+    if (bOutermost)
         gate.goOut();
 }
 
@@ -47,7 +60,10 @@ InterpreterUnlock::InterpreterUnlock() : m_pThreadState(nullptr)
         (state == InterpreterGate::State::closed && !thread.bEnds))
         return;
     if (thread.uiDepth++ == 0)
+    {
         gate.goInUnasked();
+        gate.settle();
+    }
     m_pThreadState = PyEval_SaveThread();
 }
 
@@ -57,8 +73,10 @@ InterpreterUnlock::~InterpreterUnlock()
     if (m_pThreadState == nullptr || gate.state() == InterpreterGate::State::forked)
         return;
     PyEval_RestoreThread(static_cast<PyThreadState*>(m_pThreadState));
-    if (--ThreadInPython::ofThisThread().uiDepth == 0)
-        gate.goOut();
+    if (--ThreadInPython::ofThisThread().uiDepth > 0)
+        return;
+    gate.unsettle();
+    gate.goOut();
 }
 
 } // namespace Velmora::Python
