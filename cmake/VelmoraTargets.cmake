@@ -6,11 +6,12 @@
 #     HEADERS Foo.h            what is installed
 #     PYTHON_HEADERS Bar.h     what is installed and needs the headers of Boost.Python
 #     SOURCES Foo.cpp Bar.h    what is not
-#     TESTS FooTest.cpp)       in test/, one program a file; further files of it follow, as in A.cpp+B.cpp
+#     TESTS FooTest.cpp        in test/, one program a file; further files of it follow, as in A.cpp+B.cpp
+#     TEST_LIBRARIES ...)      what these tests link with besides
 #
 # What a test starts or looks at is named in the global property VELMORA_TEST_HELPERS_<room>.<FooTest>.
 function(velmora_room)
-  cmake_parse_arguments(PARSE_ARGV 0 ARG "" "" "HEADERS;PYTHON_HEADERS;SOURCES;TESTS")
+  cmake_parse_arguments(PARSE_ARGV 0 ARG "" "" "HEADERS;PYTHON_HEADERS;SOURCES;TESTS;TEST_LIBRARIES")
   cmake_path(GET CMAKE_CURRENT_SOURCE_DIR FILENAME room)
   list(TRANSFORM ARG_HEADERS PREPEND "${CMAKE_CURRENT_SOURCE_DIR}/")
   list(TRANSFORM ARG_PYTHON_HEADERS PREPEND "${CMAKE_CURRENT_SOURCE_DIR}/")
@@ -21,6 +22,7 @@ function(velmora_room)
     target_sources(keswardin-infra-python INTERFACE
       FILE_SET HEADERS BASE_DIRS "${PROJECT_SOURCE_DIR}" FILES ${ARG_PYTHON_HEADERS})
   endif()
+  set_property(GLOBAL PROPERTY VELMORA_TEST_LIBRARIES_${room} "${ARG_TEST_LIBRARIES}")
   foreach(test IN LISTS ARG_TESTS)
     string(REPLACE "+" "|${CMAKE_CURRENT_SOURCE_DIR}/test/" test "${test}")
     set_property(GLOBAL APPEND PROPERTY VELMORA_ROOM_TESTS "${room}|${CMAKE_CURRENT_SOURCE_DIR}/test/${test}")
@@ -39,6 +41,10 @@ function(velmora_register_tests target prefix)
   if(VELMORA_SANITIZERS STREQUAL "thread")
     string(APPEND environment ";TSAN_OPTIONS=set:atexit_sleep_ms=0"
       " suppressions=${PROJECT_SOURCE_DIR}/tests/support/thread-sanitizer.supp")
+  endif()
+  if(VELMORA_SANITIZERS MATCHES "address")
+    string(APPEND environment ";LSAN_OPTIONS=set:"
+      "suppressions=${PROJECT_SOURCE_DIR}/tests/support/leak-sanitizer.supp:print_suppressions=0")
   endif()
   # The names are known when ctest starts, and the command above takes no property that is a list.
   set(script "${CMAKE_CURRENT_BINARY_DIR}/${target}-environment.cmake")
@@ -74,7 +80,8 @@ function(velmora_add_room_tests)
     list(GET entry 0 file)
     cmake_path(GET file STEM name)
     get_property(helpers GLOBAL PROPERTY VELMORA_TEST_HELPERS_${room}.${name})
-    velmora_add_test(NAME ${room}.${name} SOURCES ${entry} HELPERS ${helpers})
+    get_property(libraries GLOBAL PROPERTY VELMORA_TEST_LIBRARIES_${room})
+    velmora_add_test(NAME ${room}.${name} SOURCES ${entry} LIBRARIES ${libraries} HELPERS ${helpers})
   endforeach()
 endfunction()
 

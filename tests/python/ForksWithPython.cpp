@@ -1,0 +1,231 @@
+// Starts Python and forks in the way that the argument names. The child uses Python and ends
+// through exit(); what happens there goes to standard output.
+//
+// forkswithpython <fork>
+
+#include "tests/support/LogToOutput.h"
+#include "velmora/python/BoostPython.h"
+#include "velmora/python/InterpreterLock.h"
+#include "velmora/python/PythonEmbeddedInterpreter.h"
+
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <atomic>
+#include <cstdio>
+#include <cstdlib>
+#include <map>
+#include <string>
+#include <string_view>
+#include <thread>
+
+using Velmora::Python::EmbeddedInterpreter;
+using Velmora::Python::InterpreterLock;
+using Velmora::Python::InterpreterUnlock;
+
+namespace
+{
+
+void say(const std::string& in_strText)
+{
+    std::printf("%s\n", in_strText.c_str());
+    std::fflush(stdout);
+}
+
+/// Whether Python could be entered.
+bool run(const std::string& in_strScript)
+{
+    const InterpreterLock lock;
+    if (!lock)
+        return false;
+    EmbeddedInterpreter& interpreter = EmbeddedInterpreter::getInstance();
+    try
+    {
+        const boost::python::object globals = interpreter.getMainNamespaceInstance();
+        boost::python::exec(in_strScript.c_str(), globals, globals);
+    }
+    catch (const boost::python::error_already_set&)
+    {
+        interpreter.logLastPyException();
+    }
+    return true;
+}
+
+/// The child's life, up to its end.
+void liveInChild()
+{
+    alarm(20);
+    say(run("print('script in child', flush=True)") ? "child entered" : "child did not enter");
+    say(run("pass") ? "child entered again" : "child did not enter again");
+    say(EmbeddedInterpreter::getInstance().initialize() ? "child is initialized"
+                                                        : "child is not initialized");
+    std::exit(0);
+}
+
+void endChild()
+{
+    alarm(20);
+    {
+        const InterpreterLock lock;
+    }
+    std::exit(0);
+}
+
+void waitForChild(pid_t in_pid)
+{
+    int iStatus = -1;
+    waitpid(in_pid, &iStatus, 0);
+    say("child ended with status " + std::to_string(iStatus));
+}
+
+/// A fork that Python does not know of.
+void forkNatively()
+{
+    const pid_t pid = fork();
+    if (pid == 0)
+        liveInChild();
+    waitForChild(pid);
+}
+
+std::atomic<bool> s_bStop{false};
+
+void useObjects()
+{
+    while (!s_bStop)
+    {
+        const InterpreterLock lock;
+        const boost::python::list list;
+    }
+}
+
+const char* const s_szForkInScript = "import os, threading\n"
+                                     "pid = os.fork()\n"
+                                     "if pid == 0:\n"
+                                     "    live_in_child()\n"
+                                     "wait_for_child(pid)\n";
+
+const std::map<std::string_view, void (*)()> s_forks{
+    {"native", &forkNatively},
+    {"native-in-pair",
+     []
+     {
+         const InterpreterLock lock;
+         forkNatively();
+     }},
+    {"native-in-script", [] { run("fork_natively()"); }},
+    {"native-without-lock",
+     []
+     {
+         const InterpreterLock lock;
+         const InterpreterUnlock unlock;
+         forkNatively();
+     }},
+    // What was begun before the fork ends in the child.
+    {"native-leaves-pair",
+     []
+     {
+         pid_t pid = -1;
+         {
+             const InterpreterLock lock;
+             const InterpreterLock inner;
+             pid = fork();
+         }
+         if (pid == 0)
+             liveInChild();
+         waitForChild(pid);
+     }},
+    {"native-takes-lock-back",
+     []
+     {
+         pid_t pid = -1;
+         {
+             const InterpreterLock lock;
+             const InterpreterUnlock unlock;
+             pid = fork();
+         }
+         if (pid == 0)
+             liveInChild();
+         waitForChild(pid);
+     }},
+    {"python", [] { run(s_szForkInScript); }},
+    {"python-on-worker", [] { std::thread([] { run(s_szForkInScript); }).join(); }},
+    {"python-in-thread-of-script",
+     []
+     {
+         run(std::string("def work():\n"
+                         "    global os, pid\n"
+                         "    import os\n"
+                         "    pid = os.fork()\n"
+                         "    if pid == 0:\n"
+                         "        live_in_child()\n"
+                         "    wait_for_child(pid)\n"
+                         "import threading\n"
+                         "thread = threading.Thread(target=work)\n"
+                         "thread.start()\n"
+                         "thread.join()\n"));
+     }},
+    // The last is a fork that Python does without saying so; its child starts another program.
+    {"subprocess",
+     []
+     {
+         run("import subprocess\n"
+             "def output(**options):\n"
+             "    command = subprocess.run(['/bin/echo', 'command'], capture_output=True, "
+             "**options)\n"
+             "    print(command.stdout.decode().strip(), flush=True)\n"
+             "output()\n"
+             "output(preexec_fn=lambda: None)\n"
+             "output(close_fds=False, start_new_session=True)\n"
+             "print('script goes on', flush=True)\n");
+     }},
+    // Children are made all the while other threads are in Python.
+    {"many",
+     []
+     {
+         std::thread first(&useObjects);
+         std::thread second(&useObjects);
+         run("import os\n"
+             "for child in range(20):\n"
+             "    pid = os.fork()\n"
+             "    if pid == 0:\n"
+             "        end_child()\n"
+             "    if os.waitpid(pid, 0)[1] != 0:\n"
+             "        print('a child failed')\n");
+         for (int iChild = 0; iChild < 20; ++iChild)
+         {
+             const pid_t pid = fork();
+             if (pid == 0)
+                 endChild();
+             int iStatus = -1;
+             waitpid(pid, &iStatus, 0);
+             if (iStatus != 0)
+                 say("a child failed");
+         }
+         s_bStop = true;
+         first.join();
+         second.join();
+         say("all children have ended");
+     }},
+};
+
+} // namespace
+
+int main(int argc, char** argv)
+{
+    if (argc != 2)
+        return 2;
+    Velmora::Test::logToOutput({});
+    EmbeddedInterpreter& interpreter = EmbeddedInterpreter::getInstance();
+    if (!interpreter.initialize())
+        return 3;
+    {
+        const InterpreterLock lock;
+        boost::python::object globals = interpreter.getMainNamespaceInstance();
+        globals["live_in_child"] = boost::python::make_function(&liveInChild);
+        globals["end_child"] = boost::python::make_function(&endChild);
+        globals["wait_for_child"] = boost::python::make_function(&waitForChild);
+        globals["fork_natively"] = boost::python::make_function(&forkNatively);
+    }
+    s_forks.at(argv[1])();
+    return 0;
+}

@@ -1,0 +1,186 @@
+#include "tests/support/HelperProcess.h"
+#include "tests/support/VelmoraTree.h"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <chrono>
+#include <string>
+#include <vector>
+
+namespace Velmora::Test
+{
+
+namespace
+{
+
+using testing::ElementsAreArray;
+
+using Lines = std::vector<std::string>;
+
+/// The end takes a second at most, but a machine may be busy.
+constexpr std::chrono::seconds s_limit(40);
+
+/// Runs a helper, which must end well and write nothing on standard error, and gives its output.
+Lines outputOf(const std::string& in_strProgram, const std::vector<std::string>& in_arguments)
+{
+    const VelmoraTree tree;
+    const HelperResult result = runHelper(in_strProgram, in_arguments, tree.environment(), s_limit);
+    EXPECT_EQ(0, result.iExitCode);
+    EXPECT_EQ(0, result.iSignal);
+    EXPECT_FALSE(result.bTimedOut);
+    EXPECT_EQ("", result.strErrors);
+    return linesOf(result.strOutput);
+}
+
+std::string leftAsItIs(const std::string& in_strReason)
+{
+    return "WARN keswardin.python.EmbeddedInterpreter: Python is left as it is at the end of the "
+           "process, and functions of scripts registered with atexit do not run : after 1 s " +
+           in_strReason + " ; end such threads first";
+}
+
+struct Case
+{
+    std::string strName;
+    std::vector<std::string> arguments;
+    Lines output;
+};
+
+std::string nameOf(const testing::TestParamInfo<Case>& in_info) { return in_info.param.strName; }
+
+class EndOfProcess : public testing::TestWithParam<Case>
+{
+};
+
+TEST_P(EndOfProcess, DoesNotHangOrDie)
+{
+    EXPECT_THAT(outputOf(VELMORA_HELPER_PYTHON_ENDSWITHPYTHON, GetParam().arguments),
+                ElementsAreArray(GetParam().output));
+}
+
+const Lines s_ended{"atexit"};
+const Lines s_nativeInside{leftAsItIs("1 native thread(s) are inside Python")};
+
+INSTANTIATE_TEST_SUITE_P(
+    Python, EndOfProcess,
+    testing::Values(
+        Case{"FromMain", {"returns", "atexit"}, s_ended},
+        Case{"FromMainThatImportedThreading", {"returns", "threading-here", "atexit"}, s_ended},
+        Case{"FromMainAfterAWorkerImportedThreading",
+             {"returns", "threading-there", "atexit"},
+             s_ended},
+        Case{"OnAWorker", {"exits-on-worker", "atexit"}, s_ended},
+        Case{"OnAWorkerAfterMainImportedThreading",
+             {"exits-on-worker", "threading-here", "atexit"},
+             s_ended},
+        Case{"OnAWorkerAfterAnotherImportedThreading",
+             {"exits-on-worker", "threading-there", "atexit"},
+             s_ended},
+        Case{"InsidePython", {"exits-in-pair", "threading-here", "atexit"}, s_ended},
+        Case{"InAScript", {"exits-in-script", "threading-there", "atexit"}, s_ended},
+        Case{"InAScriptOnAWorker",
+             {"exits-in-script-on-worker", "threading-here", "atexit"},
+             s_ended},
+        Case{"InAThreadOfAScript", {"exits-in-thread-of-script", "atexit"}, s_ended},
+        Case{
+            "InAnUnnamedThreadOfAScript", {"exits-in-unnamed-thread-of-script", "atexit"}, s_ended},
+        Case{"AtASignal", {"sigterm", "atexit"}, s_ended},
+        Case{"AtASignalWhileAScriptRunsForEver", {"sigterm-in-script", "atexit"}, s_nativeInside},
+        Case{"AtASignalWhileAScriptRuns", {"sigterm-in-short-script", "atexit"}, s_ended},
+        Case{"WhileNativeThreadsUseObjects", {"returns", "objects", "atexit"}, s_ended},
+        Case{"OnAWorkerWhileNativeThreadsUseObjects",
+             {"exits-on-worker", "threading-there", "objects", "atexit"},
+             s_ended},
+        Case{"AtASignalWhileNativeThreadsUseObjects",
+             {"sigterm-in-short-script", "objects", "atexit"},
+             s_ended},
+        Case{"WhileANativeThreadHoldsTheLockForEver",
+             {"returns", "atexit", "holds-lock"},
+             s_nativeInside},
+        Case{
+            "WhileANativeThreadHoldsTheLock", {"returns", "atexit", "holds-lock-shortly"}, s_ended},
+        Case{"WhileANativeThreadHoldsTheLockByItself",
+             {"returns", "atexit", "holds-lock-by-itself"},
+             {leftAsItIs("a thread still holds the interpreter lock")}},
+        Case{"WhileANativeThreadHasAStateByItself",
+             {"returns", "atexit", "has-state-by-itself"},
+             {leftAsItIs("native threads are inside Python")}},
+        Case{"WhileANativeThreadGivesItsStateBack",
+             {"returns", "atexit", "has-state-by-itself-shortly"},
+             s_ended},
+        Case{"WhileANativeThreadRunsAScriptForEver",
+             {"returns", "atexit", "runs-script-for-ever"},
+             s_nativeInside},
+        Case{"WhileANativeThreadRunsAScript",
+             {"returns", "atexit", "runs-script-shortly"},
+             {"script has ended", "atexit"}},
+        Case{"WhileANativeThreadHasGivenTheLockUp",
+             {"returns", "atexit", "gave-lock-up"},
+             s_nativeInside},
+        Case{"WhileAThreadOfAScriptSleepsForEver",
+             {"returns", "atexit", "thread-sleeps"},
+             {leftAsItIs("threads of scripts still run : sleeper")}},
+        Case{"OnAWorkerWhileAThreadOfAScriptComputesForEver",
+             {"exits-on-worker", "atexit", "thread-spins"},
+             {leftAsItIs("threads of scripts still run : spinner")}},
+        Case{"WhileADaemonSleeps", {"returns", "atexit", "daemon-sleeps"}, s_ended},
+        Case{"WhileADaemonComputes", {"returns", "atexit", "daemon-spins"}, s_ended},
+        Case{"OnAWorkerWhileADaemonComputes",
+             {"exits-on-worker", "atexit", "daemon-spins"},
+             s_ended},
+        Case{
+            "WhileAnUnnamedThreadComputes", {"returns", "atexit", "unnamed-thread-spins"}, s_ended},
+        Case{"WaitsForAThreadOfAScript",
+             {"returns", "atexit", "thread-ends-soon"},
+             {"thread has ended", "atexit"}},
+        Case{"LetsAThreadSeeTheEndOfTheMainThread",
+             {"exits-on-worker", "atexit", "thread-waits-for-main-thread"},
+             {"main thread has ended", "atexit"}},
+        Case{"EndsAPoolThatIsIdle", {"returns", "atexit", "pool-idles"}, s_ended},
+        Case{"DoesNotWaitForAPoolForEver",
+             {"returns", "atexit", "pool-works-for-ever"},
+             {leftAsItIs("threads of scripts still run : pool_0")}}),
+    nameOf);
+
+const std::string s_strClosed =
+    "ERROR keswardin.python.EmbeddedInterpreter: Python cannot be used in this process : it was "
+    "forked from a process in which Python runs ; fork with Python's os.fork, or start a program "
+    "of its own";
+const Lines s_childOutside{s_strClosed, "child did not enter", "child did not enter again",
+                           "child is initialized", "child ended with status 0"};
+const Lines s_childInside{"script in child", "child entered", "child entered again",
+                          "child is initialized", "child ended with status 0"};
+
+class ChildOfFork : public testing::TestWithParam<Case>
+{
+};
+
+TEST_P(ChildOfFork, DoesNotHangOrDie)
+{
+    EXPECT_THAT(outputOf(VELMORA_HELPER_PYTHON_FORKSWITHPYTHON, GetParam().arguments),
+                ElementsAreArray(GetParam().output));
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    Python, ChildOfFork,
+    testing::Values(Case{"StaysOutside", {"native"}, s_childOutside},
+                    Case{"StaysOutsideInAPair", {"native-in-pair"}, s_childOutside},
+                    Case{"StaysOutsideInAScript", {"native-in-script"}, s_childOutside},
+                    Case{"StaysOutsideWithTheLockGivenUp", {"native-without-lock"}, s_childOutside},
+                    Case{"LeavesThePairsOfItsParent", {"native-leaves-pair"}, s_childOutside},
+                    Case{"TakesNoLockBack", {"native-takes-lock-back"}, s_childOutside},
+                    Case{"GoesOnAfterPythonsFork", {"python"}, s_childInside},
+                    Case{"GoesOnAfterPythonsForkOnAWorker", {"python-on-worker"}, s_childInside},
+                    Case{"GoesOnAfterPythonsForkInAThreadOfAScript",
+                         {"python-in-thread-of-script"},
+                         s_childInside},
+                    Case{"StartsAnotherProgram",
+                         {"subprocess"},
+                         {"command", "command", "command", "script goes on"}},
+                    Case{"IsMadeWhileOthersAreInPython", {"many"}, {"all children have ended"}}),
+    nameOf);
+
+} // namespace
+
+} // namespace Velmora::Test
