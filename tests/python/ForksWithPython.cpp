@@ -195,7 +195,7 @@ const std::map<std::string_view, void (*)()> s_forks{
          {
              const pid_t pid = fork();
              if (pid == 0)
-                 endChild();
+                 std::exit(0);
              int iStatus = -1;
              waitpid(pid, &iStatus, 0);
              if (iStatus != 0)

@@ -17,6 +17,8 @@
 #include <ace/Object_Manager.h>
 #include <ace/Recursive_Thread_Mutex.h>
 #include <dlfcn.h>
+#include <sys/stat.h>
+#include <unistd.h>
 
 #include <cstdlib>
 #include <optional>
@@ -62,6 +64,36 @@ class UnlockedTraceScope
 [[maybe_unused]] const EmbeddedInterpreter* const __force_init_singleton__EmbeddedInterpreter =
     (bringUpLibrary(), &EmbeddedInterpreter::getInstance());
 
+/// Whether anybody but root and the user of this process may put files into a directory.
+bool isWritableByOthers(const std::string& in_strDirectory)
+{
+    struct stat status
+    {
+    };
+    if (stat(in_strDirectory.c_str(), &status) != 0)
+        return false;
+    return (status.st_uid != 0 && status.st_uid != geteuid()) ||
+           ((status.st_mode & S_IWGRP) != 0 && status.st_gid != 0) ||
+           (status.st_mode & S_IWOTH) != 0;
+}
+
+/// Python takes modules from the working directory as well, whatever PYTHONHOME is.
+void warnOfWritableDirectories(std::vector<std::string> in_directories)
+{
+    in_directories.emplace_back(".");
+    std::string strNames;
+    for (const std::string& strDirectory : in_directories)
+        if (isWritableByOthers(strDirectory))
+            strNames += (strNames.empty() ? "\"" : ", \"") + strDirectory + '"';
+    if (!strNames.empty())
+        VELMORA_FILE_LOG_WARN("Python takes modules from directories that others than root and the "
+                              "user of this process may write to : "
+                              << strNames
+                              << " ; change their permissions, or start the process in another "
+                                 "directory and set PYTHONHOME and "
+                              << s_szPYTHON_SYS_PATH_PARAM);
+}
+
 /// Frees what Python was to start with.
 class Config
 {
@@ -96,6 +128,15 @@ bool isStarted(const PyStatus& in_status)
 /// and its signal handlers.
 bool startInterpreter()
 {
+    // Guarded by the lock of the ACE object manager.
+    static bool s_bStartedHalfWay = false;
+    if (s_bStartedHalfWay)
+    {
+        VELMORA_FILE_LOG_ERROR(
+            "Failed to start Python : it cannot be started in a process in which "
+            "its start has failed before ; restart the process");
+        return false;
+    }
     PyPreConfig preConfig;
     PyPreConfig_InitPythonConfig(&preConfig);
     preConfig.parse_argv = 0;
@@ -108,7 +149,10 @@ bool startInterpreter()
     config->parse_argv = 0;
     config->configure_c_stdio = 0;
     config->install_signal_handlers = 0;
-    return isStarted(Py_InitializeFromConfig(config.get()));
+    if (isStarted(Py_InitializeFromConfig(config.get())))
+        return true;
+    s_bStartedHalfWay = _PyThreadState_UncheckedGet() != nullptr;
+    return false;
 }
 
 /// A library that was opened with RTLD_LOCAL keeps the symbols of Python to itself, which the
@@ -243,6 +287,7 @@ bool EmbeddedInterpreter::startPython()
         strPath += strDirectory + ':';
     setenv("PYTHONPATH", strPath.c_str(), 1);
     makePythonGlobal();
+    warnOfWritableDirectories(bootstrapPath);
     if (!startInterpreter())
         return false;
     InterpreterGate::ofProcess().setStartState(PyThreadState_Get());

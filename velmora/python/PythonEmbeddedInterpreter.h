@@ -86,7 +86,8 @@ class VELMORA_API EmbeddedInterpreter : public MaxCountClass<EmbeddedInterpreter
     /// Needs the ACE object manager, whose lock it holds until it is done. May be called with the
     /// interpreter lock held, which it then gives up for a while.
     /// Failure: false, with an ERROR: `VELMORA` is not set, or Python cannot start, with what
-    /// Python says about it. It may be called again.
+    /// Python says about it. It may be called again; but where Python failed after it had come up
+    /// half-way, as without its standard library, only a new process can start it.
     bool initialize();
 
     /// Initializes, then sets `sys.path` and imports the checker, as the two parameters say. They
