@@ -181,6 +181,126 @@ INSTANTIATE_TEST_SUITE_P(
                     Case{"IsMadeWhileOthersAreInPython", {"many"}, {"all children have ended"}}),
     nameOf);
 
+class ObjectManagerWithoutLock : public testing::TestWithParam<Case>
+{
+};
+
+TEST_P(ObjectManagerWithoutLock, KeepsPythonFromStarting)
+{
+    const Lines lines = outputOf(VELMORA_HELPER_PYTHON_LOSESLOCK, GetParam().arguments);
+    ASSERT_EQ(2u, lines.size());
+    EXPECT_THAT(lines[0], testing::StartsWith(GetParam().output[0]));
+    EXPECT_EQ("initialized: 0", lines[1]);
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    Python, ObjectManagerWithoutLock,
+    testing::Values(
+        Case{"WhenItFails",
+             {"fails"},
+             {"ERROR keswardin.python.EmbeddedInterpreter: Assertion failed "
+              "(ACE_Object_Manager::get_singleton_lock(pMutex) == 0) file="}},
+        Case{"WhenItGivesNone",
+             {"none"},
+             {"ERROR keswardin.python.EmbeddedInterpreter: Assertion failed (pMutex != 0) file="}}),
+    nameOf);
+
+/// The extension modules of the standard library need Python's symbols.
+TEST(LibraryOpenedLocally, LetsExtensionModulesFindPython)
+{
+    EXPECT_THAT(outputOf(VELMORA_HELPER_PYTHON_PLUGINHOST, {VELMORA_HELPER_PYTHON_PLUGIN}),
+                testing::ElementsAre("imported"));
+}
+
+/// Runs a script in Debian's own interpreter, with the module of the tests and without `VELMORA`.
+HelperResult runInPython(const std::string& in_strScript)
+{
+    const std::string strModule = VELMORA_HELPER_PYTHON_EXTENSION;
+    HelperResult result =
+        runHelper("/usr/bin/python3", {"-c", "import extension\n" + in_strScript},
+                  {{"PYTHONPATH", strModule.substr(0, strModule.rfind('/'))}}, s_limit);
+    EXPECT_FALSE(result.bTimedOut);
+    EXPECT_EQ(0, result.iSignal);
+    return result;
+}
+
+TEST(OrdinaryPython, IsUsedAsItIs)
+{
+    const HelperResult result =
+        runInPython("import os, sys\n"
+                    "before = dict(os.environ), sys.excepthook, list(sys.argv), list(sys.path)\n"
+                    "print(extension.initialize(), extension.initialize())\n"
+                    "print(before == (dict(os.environ), sys.excepthook, sys.argv, sys.path))\n"
+                    "print(os.popen('echo $PYTHONHOME').read() == '\\n')\n"
+                    "print('__velmora_native_excepthook__' in globals())\n"
+                    "print(extension.is_main_namespace(globals()))\n");
+    EXPECT_EQ(0, result.iExitCode);
+    EXPECT_THAT(linesOf(result.strOutput),
+                testing::ElementsAre("True True", "True", "True", "False", "True"));
+    EXPECT_EQ("", result.strErrors);
+}
+
+TEST(OrdinaryPython, EndsWithItsOwnExitCode)
+{
+    const HelperResult result =
+        runInPython("import atexit, sys, threading\nextension.initialize()\n"
+                    "atexit.register(print, 'atexit')\nsys.exit(7)");
+    EXPECT_EQ(7, result.iExitCode);
+    EXPECT_EQ("atexit\n", result.strOutput);
+    EXPECT_EQ("", result.strErrors);
+}
+
+TEST(OrdinaryPython, EndsWhileNativeThreadsUseObjects)
+{
+    const HelperResult result =
+        runInPython("import sys, time\nextension.initialize()\n"
+                    "extension.use_objects_for_ever()\ntime.sleep(0.05)\nsys.exit(7)");
+    EXPECT_EQ(7, result.iExitCode);
+    EXPECT_EQ("", result.strOutput);
+    EXPECT_EQ("", result.strErrors);
+}
+
+TEST(OrdinaryPython, WarnsOfNativeThreadsThatStayInside)
+{
+    const HelperResult result = runInPython("import time\nextension.initialize()\n"
+                                            "extension.hold_for_ever()\ntime.sleep(0.1)\n");
+    EXPECT_EQ(0, result.iExitCode);
+    EXPECT_EQ("WARN keswardin.python.EmbeddedInterpreter: Python ends while native threads are "
+              "inside : those that go on in it end the process ; end them first\n",
+              result.strOutput);
+}
+
+TEST(OrdinaryPython, IsNotEndedByAnExitOnAWorker)
+{
+    const HelperResult result =
+        runInPython("import atexit, time\nextension.initialize()\n"
+                    "atexit.register(print, 'atexit')\nextension.exit_on_worker()\n"
+                    "while True: time.sleep(1)");
+    EXPECT_EQ(0, result.iExitCode);
+    EXPECT_EQ("", result.strOutput);
+    EXPECT_EQ("", result.strErrors);
+}
+
+TEST(OrdinaryPython, HasTheErrorsOfTheLibraryLogged)
+{
+    const HelperResult result = runInPython("extension.fail()");
+    EXPECT_EQ(0, result.iExitCode);
+    EXPECT_EQ("ERROR keswardin.python.EmbeddedInterpreter: Embedded Python Interpreter Exception :"
+              "\nValueError: text\n",
+              result.strOutput);
+    EXPECT_EQ("", result.strErrors);
+}
+
+TEST(OrdinaryPython, IsUsableInTheChildOfItsFork)
+{
+    const HelperResult result =
+        runInPython("import os\nextension.initialize()\npid = os.fork()\n"
+                    "if pid == 0:\n    print(extension.is_main_namespace(globals()), flush=True)\n"
+                    "else:\n    print(os.waitpid(pid, 0)[1])\n");
+    EXPECT_EQ("True\n0\n", result.strOutput);
+    EXPECT_EQ("", result.strErrors);
+}
+
 } // namespace
 
 } // namespace Velmora::Test
