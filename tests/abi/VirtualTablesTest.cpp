@@ -24,6 +24,7 @@
 #include "velmora/logging/LoggingIdEvent.h"
 #include "velmora/logging/RemoteSyslogAppender.h"
 #include "velmora/memory/AceCleanupMemAllocator.h"
+#include "velmora/python/PythonEmbeddedInterpreter.h"
 
 #include <cxxabi.h>
 #include <dlfcn.h>
@@ -491,6 +492,12 @@ TEST(VirtualTables, OfErrorsHaveWriteBeforeClone)
 TEST(VirtualTables, OfAceCleanupNoTReplacesCleanup)
 {
     expectTable<ACE_Cleanup>(*new OnExitList, onExitList("Test::OnExitList", "AceCleanupNoT"));
+}
+
+TEST(VirtualTables, OfEmbeddedInterpreterHasTheDestructorAlone)
+{
+    expectTable(Python::EmbeddedInterpreter::getInstance(),
+                destructorOf("Python::EmbeddedInterpreter"));
 }
 
 TEST(VirtualTables, OfSingletonRegistryHasTheOperationsOnAnyPointerBeforeThoseOnObjects)
