@@ -48,6 +48,7 @@
     entry(DynlibObjectFactory, "keswardin.infra.DynlibObjectFactory")     \
     entry(DynLibsLoader, "keswardin.infra.DynLibsLoader")                 \
     entry(EmbeddedInterpreter, "keswardin.python.EmbeddedInterpreter")    \
+    entry(PyClassName, "keswardin.infra.PyClassName")                     \
     entry(GlobalConfig, "keswardin.infra.GlobalConfig")                   \
     entry(Support, "keswardin.support")                                   \
     entry(Application, "keswardin.infra.Application")

@@ -1,0 +1,44 @@
+#include "velmora/python/PyOutputStreamableImpl.h"
+
+#include "velmora/python/BoostPython.h"
+#include "velmora/python/ExportedClass.h"
+#include "velmora/python/InterpreterLock.h"
+
+#include <sstream>
+#include <string>
+
+namespace Velmora
+{
+
+namespace
+{
+
+std::string textOf(const OutputStreamable& in_object)
+{
+    const Python::InterpreterUnlock unlock;
+    std::ostringstream stream;
+    in_object.write(stream);
+    return std::move(stream).str();
+}
+
+} // namespace
+
+PyOutputStreamableImpl::~PyOutputStreamableImpl() = default;
+
+const boost::python::str PyOutputStreamableImpl::toPyString() const
+{
+    const std::string strText = textOf(*this);
+    return boost::python::str(boost::python::handle<>(
+        PyUnicode_DecodeUTF8(strText.data(), static_cast<Py_ssize_t>(strText.size()), "replace")));
+}
+
+void PyOutputStreamableImpl::exportToPython()
+{
+    using boost::python::class_;
+    static constexpr const char* s_szName = "OutputStreamableImpl";
+    if (!Python::addExportedClass<PyOutputStreamableImpl>(s_szName))
+        class_<PyOutputStreamableImpl, boost::noncopyable>(s_szName, boost::python::no_init)
+            .def("__str__", &PyOutputStreamableImpl::toPyString);
+}
+
+} // namespace Velmora
