@@ -7,11 +7,11 @@
 #     PYTHON_HEADERS Bar.h     what is installed and needs the headers of Boost.Python
 #     SOURCES Foo.cpp Bar.h    what is not
 #     TESTS FooTest.cpp        in test/, one program a file; further files of it follow, as in A.cpp+B.cpp
-#     TEST_LIBRARIES ...)      what these tests link with besides
+#     PYTHON_TESTS BarTest.cpp) the same with the headers of Boost.Python
 #
 # What a test starts or looks at is named in the global property VELMORA_TEST_HELPERS_<room>.<FooTest>.
 function(velmora_room)
-  cmake_parse_arguments(PARSE_ARGV 0 ARG "" "" "HEADERS;PYTHON_HEADERS;SOURCES;TESTS;TEST_LIBRARIES")
+  cmake_parse_arguments(PARSE_ARGV 0 ARG "" "" "HEADERS;PYTHON_HEADERS;SOURCES;TESTS;PYTHON_TESTS")
   cmake_path(GET CMAKE_CURRENT_SOURCE_DIR FILENAME room)
   list(TRANSFORM ARG_HEADERS PREPEND "${CMAKE_CURRENT_SOURCE_DIR}/")
   list(TRANSFORM ARG_PYTHON_HEADERS PREPEND "${CMAKE_CURRENT_SOURCE_DIR}/")
@@ -22,10 +22,11 @@ function(velmora_room)
     target_sources(keswardin-infra-python INTERFACE
       FILE_SET HEADERS BASE_DIRS "${PROJECT_SOURCE_DIR}" FILES ${ARG_PYTHON_HEADERS})
   endif()
-  set_property(GLOBAL PROPERTY VELMORA_TEST_LIBRARIES_${room} "${ARG_TEST_LIBRARIES}")
-  foreach(test IN LISTS ARG_TESTS)
-    string(REPLACE "+" "|${CMAKE_CURRENT_SOURCE_DIR}/test/" test "${test}")
-    set_property(GLOBAL APPEND PROPERTY VELMORA_ROOM_TESTS "${room}|${CMAKE_CURRENT_SOURCE_DIR}/test/${test}")
+  foreach(kind TESTS PYTHON_TESTS)
+    foreach(test IN LISTS ARG_${kind})
+      string(REPLACE "+" "|${CMAKE_CURRENT_SOURCE_DIR}/test/" test "${test}")
+      set_property(GLOBAL APPEND PROPERTY VELMORA_ROOM_${kind} "${room}|${CMAKE_CURRENT_SOURCE_DIR}/test/${test}")
+    endforeach()
   endforeach()
 endfunction()
 
@@ -73,15 +74,18 @@ endfunction()
 
 # Makes the tests that the rooms named; called once the library and the test support stand.
 function(velmora_add_room_tests)
-  get_property(tests GLOBAL PROPERTY VELMORA_ROOM_TESTS)
-  foreach(entry IN LISTS tests)
-    string(REPLACE "|" ";" entry "${entry}")
-    list(POP_FRONT entry room)
-    list(GET entry 0 file)
-    cmake_path(GET file STEM name)
-    get_property(helpers GLOBAL PROPERTY VELMORA_TEST_HELPERS_${room}.${name})
-    get_property(libraries GLOBAL PROPERTY VELMORA_TEST_LIBRARIES_${room})
-    velmora_add_test(NAME ${room}.${name} SOURCES ${entry} LIBRARIES ${libraries} HELPERS ${helpers})
+  set(libraries_of_PYTHON_TESTS Keswardin::infra-python)
+  foreach(kind TESTS PYTHON_TESTS)
+    get_property(tests GLOBAL PROPERTY VELMORA_ROOM_${kind})
+    foreach(entry IN LISTS tests)
+      string(REPLACE "|" ";" entry "${entry}")
+      list(POP_FRONT entry room)
+      list(GET entry 0 file)
+      cmake_path(GET file STEM name)
+      get_property(helpers GLOBAL PROPERTY VELMORA_TEST_HELPERS_${room}.${name})
+      velmora_add_test(NAME ${room}.${name} SOURCES ${entry}
+        LIBRARIES ${libraries_of_${kind}} HELPERS ${helpers})
+    endforeach()
   endforeach()
 endfunction()
 
