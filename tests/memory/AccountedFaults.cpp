@@ -1,11 +1,11 @@
 // Releases memory wrongly in a process whose memory is accounted, with an appender that itself
 // allocates and releases accounted memory on each line. Writes the lines to standard output.
 
+#include "tests/support/CallbackAppender.h"
 #include "velmora/logging/Logger.h"
 #include "velmora/memory/DefaultStaticMemAllocator.h"
 #include "velmora/memory/NoSizeMemAllocator.h"
 #include "velmora/memory/StaticAccountMemAllocator.h"
-#include "velmora/memory/test/CallbackAppender.h"
 
 #include <log4cplus/hierarchy.h>
 

@@ -5,11 +5,11 @@
 // With "nothing", only what the library itself has used is reported.
 // With "appender", the report goes through an appender that itself allocates and releases.
 
+#include "tests/support/CallbackAppender.h"
 #include "velmora/logging/Logger.h"
 #include "velmora/memory/DefaultStaticMemAllocator.h"
 #include "velmora/memory/StaticAccountMemAllocator.h"
 #include "velmora/memory/StaticMemAllocator.h"
-#include "velmora/memory/test/CallbackAppender.h"
 
 #include <log4cplus/hierarchy.h>
 

@@ -1,10 +1,10 @@
 #include "velmora/memory/AccountMemAllocator.h"
 
+#include "tests/support/CallbackAppender.h"
 #include "tests/support/CapturedAssertions.h"
 #include "tests/support/CapturedLog.h"
 #include "velmora/Sanitizers.h"
 #include "velmora/memory/AceCleanupMemAllocator.h"
-#include "velmora/memory/test/CallbackAppender.h"
 #include "velmora/memory/test/MallocWatch.h"
 
 #include <gmock/gmock.h>

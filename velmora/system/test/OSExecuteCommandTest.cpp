@@ -1,9 +1,9 @@
 #include "velmora/system/OS.h"
 
+#include "tests/support/CallbackAppender.h"
 #include "tests/support/CapturedLog.h"
 #include "tests/support/DescriptorLimit.h"
 #include "tests/support/TemporaryDirectory.h"
-#include "velmora/memory/test/CallbackAppender.h"
 #include "velmora/system/test/SyscallFilter.h"
 
 #include <gmock/gmock.h>
