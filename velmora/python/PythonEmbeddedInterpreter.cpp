@@ -12,6 +12,7 @@
 #include "velmora/python/InterpreterGate.h"
 #include "velmora/python/InterpreterLock.h"
 #include "velmora/python/PyRef.h"
+#include "velmora/python/UnlockedTraceScope.h"
 
 #include <ace/Guard_T.h>
 #include <ace/Object_Manager.h>
@@ -21,7 +22,6 @@
 #include <unistd.h>
 
 #include <cstdlib>
-#include <optional>
 #include <string_view>
 
 VELMORA_LIBRARY_FILE_SCOPE_LOGGER(EmbeddedInterpreter)
@@ -33,33 +33,6 @@ namespace
 {
 
 constexpr const char* s_szSingleton = "EmbeddedInterpreter::Singleton";
-
-/// A trace scope whose lines are logged without the interpreter lock, also where the caller holds
-/// it.
-class UnlockedTraceScope
-{
-  public:
-    explicit UnlockedTraceScope(const char* in_szName)
-    {
-        const AceCleanupLogger* const pLogger = ::liveFileScopeLogger();
-        if (pLogger == nullptr || !pLogger->isEnabledFor(TRACE_LOG_LEVEL)) [[likely]]
-            return;
-        const InterpreterUnlock unlock;
-        m_scope.emplace(pLogger, in_szName);
-    }
-    ~UnlockedTraceScope()
-    {
-        if (!m_scope.has_value()) [[likely]]
-            return;
-        const InterpreterUnlock unlock;
-        m_scope.reset();
-    }
-    UnlockedTraceScope(const UnlockedTraceScope&) = delete;
-    UnlockedTraceScope& operator=(const UnlockedTraceScope&) = delete;
-
-  private:
-    std::optional<TraceScope> m_scope;
-};
 
 [[maybe_unused]] const EmbeddedInterpreter* const __force_init_singleton__EmbeddedInterpreter =
     (bringUpLibrary(), &EmbeddedInterpreter::getInstance());
@@ -208,12 +181,12 @@ EmbeddedInterpreter& EmbeddedInterpreter::getInstance()
 
 EmbeddedInterpreter::EmbeddedInterpreter()
 {
-    const UnlockedTraceScope traceScope("EmbeddedInterpreter ctor");
+    VELMORA_UNLOCKED_TRACE_SCOPE(EmbeddedInterpreter ctor);
 }
 
 EmbeddedInterpreter::~EmbeddedInterpreter()
 {
-    const UnlockedTraceScope traceScope("EmbeddedInterpreter dtor");
+    VELMORA_UNLOCKED_TRACE_SCOPE(EmbeddedInterpreter dtor);
     if (!m_bInitialized || !m_bStartedPython || Py_IsInitialized() == 0 ||
         !InterpreterEnd::prepare())
         return;
@@ -223,7 +196,7 @@ EmbeddedInterpreter::~EmbeddedInterpreter()
 
 bool EmbeddedInterpreter::sGetBootstrapSysPath(std::vector<std::string>& out_path)
 {
-    const UnlockedTraceScope traceScope("EmbeddedInterpreter::getBootstrapSysPath");
+    VELMORA_UNLOCKED_TRACE_SCOPE(EmbeddedInterpreter::getBootstrapSysPath);
     const char* const szRoot = std::getenv("VELMORA");
     if (szRoot == nullptr)
     {
@@ -340,7 +313,7 @@ bool EmbeddedInterpreter::replaceExceptionHook()
 
 void EmbeddedInterpreter::logLastPyException()
 {
-    const UnlockedTraceScope traceScope("EmbeddedInterpreter::logLastPyException");
+    VELMORA_UNLOCKED_TRACE_SCOPE(EmbeddedInterpreter::logLastPyException);
     const InterpreterLock lock;
     if (lock)
         ExceptionHook::reportPendingError();
@@ -348,7 +321,7 @@ void EmbeddedInterpreter::logLastPyException()
 
 bool EmbeddedInterpreter::configure(const ROConfiguration& in_config)
 {
-    const UnlockedTraceScope traceScope("EmbeddedInterpreter::configure");
+    VELMORA_UNLOCKED_TRACE_SCOPE(EmbeddedInterpreter::configure);
     if (!initialize())
         return false;
     // What locks the configuration may wait for the interpreter lock.
@@ -397,7 +370,7 @@ void EmbeddedInterpreter::initializeThread()
 
 boost::python::object EmbeddedInterpreter::getMainNamespaceInstance()
 {
-    const UnlockedTraceScope traceScope("EmbeddedInterpreter::getMainNamespace");
+    VELMORA_UNLOCKED_TRACE_SCOPE(EmbeddedInterpreter::getMainNamespace);
     const bool bInitialized = m_bInitialized;
     VELMORA_FILE_ASSERT_TEXT(bInitialized, "m_bInitialized");
     return bInitialized ? *m_pMainNamespace : boost::python::object();
@@ -405,13 +378,13 @@ boost::python::object EmbeddedInterpreter::getMainNamespaceInstance()
 
 boost::python::list EmbeddedInterpreter::getSysPath()
 {
-    const UnlockedTraceScope traceScope("EmbeddedInterpreter::getSysPath");
+    VELMORA_UNLOCKED_TRACE_SCOPE(EmbeddedInterpreter::getSysPath);
     return boost::python::extract<boost::python::list>(boost::python::import("sys").attr("path"));
 }
 
 void EmbeddedInterpreter::resetSysPath()
 {
-    const UnlockedTraceScope traceScope("EmbeddedInterpreter::resetSysPath");
+    VELMORA_UNLOCKED_TRACE_SCOPE(EmbeddedInterpreter::resetSysPath);
     const InterpreterLock lock;
     if (!lock)
         return;
@@ -422,7 +395,7 @@ void EmbeddedInterpreter::resetSysPath()
 
 bool EmbeddedInterpreter::appendToSysPath(const char* in_szPath)
 {
-    const UnlockedTraceScope traceScope("EmbeddedInterpreter::appendToSysPath");
+    VELMORA_UNLOCKED_TRACE_SCOPE(EmbeddedInterpreter::appendToSysPath);
     const InterpreterLock lock;
     if (!lock)
         return false;
@@ -432,7 +405,7 @@ bool EmbeddedInterpreter::appendToSysPath(const char* in_szPath)
 
 bool EmbeddedInterpreter::prependToSysPath(const char* in_szPath)
 {
-    const UnlockedTraceScope traceScope("EmbeddedInterpreter::prependToSysPath");
+    VELMORA_UNLOCKED_TRACE_SCOPE(EmbeddedInterpreter::prependToSysPath);
     const InterpreterLock lock;
     if (!lock)
         return false;
