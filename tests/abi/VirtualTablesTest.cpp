@@ -24,6 +24,8 @@
 #include "velmora/logging/LoggingIdEvent.h"
 #include "velmora/logging/RemoteSyslogAppender.h"
 #include "velmora/memory/AceCleanupMemAllocator.h"
+#include "velmora/python/PyClassName.h"
+#include "velmora/python/PyOutputStreamableImpl.h"
 #include "velmora/python/PythonEmbeddedInterpreter.h"
 
 #include <cxxabi.h>
@@ -62,6 +64,16 @@ class VELMORA_API Program : public ApplicationImpl
 Program::Program() : ApplicationImpl("VirtualTablesTest") {}
 Program::~Program() = default;
 void Program::run() {}
+
+class VELMORA_API Note : public PyOutputStreamableImpl
+{
+  public:
+    ~Note() override;
+    std::ostream& write(std::ostream& out_stream) const override;
+};
+
+Note::~Note() = default;
+std::ostream& Note::write(std::ostream& out_stream) const { return out_stream; }
 
 class VELMORA_API OnExitList : public AceCleanupNoT
 {
@@ -432,6 +444,22 @@ TEST(VirtualTables, OfAllocatorsOnTheExitListAreThatOfACECleanup)
     expectTable<ACE_Cleanup>(Allocator(Logger("test"), false), onExitList("Test::Allocator"));
     expectTable<ACE_Cleanup>(AceCleanupAccountMemAllocator(Logger("test"), false),
                              onExitList("AceCleanupAccountMemAllocator"));
+}
+
+TEST(VirtualTables, OfPyClassNameHasTheDestructor)
+{
+    EXPECT_TRUE(std::has_virtual_destructor_v<PyClassName>);
+    expectTable(PyClassName("a.B"), destructorOf("PyClassName"));
+}
+
+TEST(VirtualTables, OfPyOutputStreamableImplIsThatOfOutputStreamable)
+{
+    const Functions operations =
+        destructorOf("Test::Note") + Functions{"Test::Note::write(std::ostream&) const"};
+    const Note note;
+    EXPECT_EQ(slotOf(&PyOutputStreamableImpl::write), 2U);
+    expectTable<OutputStreamable>(note, operations);
+    expectTable<PyOutputStreamableImpl>(note, operations);
 }
 
 TEST(VirtualTables, OfApplicationImplGoesOnWhereApplicationEnds)
