@@ -1,5 +1,6 @@
 #include "velmora/application/Lifetime.h"
 
+#include "velmora/alarm/AlarmRegistryImpl.h"
 #include "velmora/application/BuildInfo.h"
 #include "velmora/application/RegistrationSingleton.h"
 #include "velmora/application/SingletonRegistry.h"
@@ -147,6 +148,7 @@ bool bringUpInOrder()
     CallAppenderFactory::getInstance();
     CallDataRegistryImpl::getInstance();
     Python::EmbeddedInterpreter::getInstance();
+    AlarmRegistryImpl::getInstance();
     BuildInfo::getInstance();
     ParameterInfoDB::getInstance();
     GlobalConfig::getInstance();

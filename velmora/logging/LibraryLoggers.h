@@ -49,6 +49,10 @@
     entry(DynLibsLoader, "keswardin.infra.DynLibsLoader")                 \
     entry(EmbeddedInterpreter, "keswardin.python.EmbeddedInterpreter")    \
     entry(PyClassName, "keswardin.infra.PyClassName")                     \
+    entry(AdminAlarm, "admin.alarm")                                      \
+    entry(Alarm, "keswardin.infra.Alarm")                                 \
+    entry(AlarmImpl, "keswardin.infra.AlarmImpl")                         \
+    entry(AlarmRegistry, "keswardin.infra.AlarmRegistry")                 \
     entry(GlobalConfig, "keswardin.infra.GlobalConfig")                   \
     entry(Support, "keswardin.support")                                   \
     entry(Application, "keswardin.infra.Application")

@@ -1,0 +1,191 @@
+#include "velmora/alarm/AlarmRegistryImpl.h"
+
+#include "velmora/alarm/MutexedAlarm.h"
+#include "velmora/application/Assertion.h"
+#include "velmora/application/Singleton.h"
+#include "velmora/logging/LibraryLoggers.h"
+#include "velmora/logging/LogMacros.h"
+#include "velmora/logging/OncePerProcess.h"
+#include "velmora/memory/DefaultStaticMemAllocator.h"
+
+#include <algorithm>
+#include <cstddef>
+#include <new>
+#include <utility>
+
+VELMORA_LIBRARY_FILE_SCOPE_LOGGER_OF(AlarmRegistry)
+
+namespace Velmora
+{
+
+namespace
+{
+
+constexpr const char* s_szAddAlarm = "AlarmRegistryImpl::addAlarm";
+
+constexpr std::size_t s_uiNumBuckets = 100;
+
+OncePerProcess<AlarmRegistryImpl>& aliveInProcess()
+{
+    static OncePerProcess<AlarmRegistryImpl> s_place("AlarmRegistryImpl");
+    return s_place;
+}
+
+[[maybe_unused]] const AlarmRegistryImpl* const __force_init_singleton__AlarmRegistryImpl =
+    (bringUpLibrary(), AlarmRegistryImpl::getInstance());
+
+} // namespace
+
+AlarmRegistryImpl* AlarmRegistryImpl::getInstance()
+{
+    static AlarmRegistryImpl* const pSingleton = aliveInProcess().fill(
+        registerSingleton("AlarmRegistryImpl::Singleton", new AlarmRegistryImpl));
+    return pSingleton;
+}
+
+AlarmRegistryImpl* AlarmRegistryImpl::ifAlive() { return aliveInProcess().get(); }
+
+AlarmRegistryImpl::AlarmRegistryImpl() : m_alarmHash(s_uiNumBuckets) {}
+
+AlarmRegistryImpl::~AlarmRegistryImpl()
+{
+    aliveInProcess().clear(this);
+    AlarmRegistryImpl::clear();
+}
+
+bool AlarmRegistryImpl::acquire() const
+{
+    if (m_mutex.acquire() == -1) [[unlikely]]
+        return false;
+    ++m_uiLocks;
+    return true;
+}
+
+void AlarmRegistryImpl::release() const
+{
+    --m_uiLocks;
+    m_mutex.release();
+}
+
+LimitedObjPtr<Alarm> AlarmRegistryImpl::addAlarm(Alarm* in_pAlarm, bool in_bAllowDuplicate)
+{
+    const TraceScope traceScope(::liveFileScopeLogger(), s_szAddAlarm);
+    if (in_pAlarm == nullptr)
+        return nullptr;
+    // An alarm that is refused dies here, without the mutex, and so do its messages go to the log.
+    MutexedAlarmPtr pNew(new MutexedAlarm(*this, MutexedAlarm::AlarmPtr(in_pAlarm)));
+    LogText id;
+    in_pAlarm->writeAlarmId(id.stream());
+    const LimitedObjPtr<Alarm> pRegistered = insertOrFind(id.text(), pNew);
+    if (pNew == nullptr)
+        return pRegistered;
+    if (!in_bAllowDuplicate)
+    {
+        VELMORA_FILE_ASSERT_TEXT(false, "! \"alarm is not unique\"");
+        return nullptr;
+    }
+    VELMORA_FILE_LOG_DEBUG(s_szAddAlarm << " : Alarm is not unique : " << id.text());
+    return pRegistered;
+}
+
+LimitedObjPtr<Alarm> AlarmRegistryImpl::insertOrFind(const std::string& in_strId,
+                                                     MutexedAlarmPtr& inout_pNew)
+{
+    const Lock lock(*this);
+    AlarmHash::const_iterator found = m_alarmHash.find(in_strId);
+    if (found == m_alarmHash.end())
+    {
+        m_alarmHash.emplace(in_strId, std::move(inout_pNew));
+        found = m_alarmHash.find(in_strId);
+        VELMORA_FILE_ASSERT(found != m_alarmHash.end());
+    }
+    return LimitedObjPtr<Alarm>(found->second);
+}
+
+LimitedObjPtr<Alarm> AlarmRegistryImpl::getAlarm(const std::string& in_strId) const
+{
+    const Lock lock(*this);
+    const AlarmHash::const_iterator found = m_alarmHash.find(in_strId);
+    if (found == m_alarmHash.end())
+        return nullptr;
+    return LimitedObjPtr<Alarm>(found->second);
+}
+
+void AlarmRegistryImpl::getAllAlarms(std::vector<LimitedObjPtr<Alarm>>& out_alarms) const
+{
+    const Lock lock(*this);
+    out_alarms.reserve(out_alarms.size() + m_alarmHash.size());
+    for (const AlarmHash::value_type& entry : m_alarmHash)
+        out_alarms.emplace_back(entry.second);
+}
+
+void AlarmRegistryImpl::addObserver(LimitedObjPtr<Observer> in_pObserver)
+{
+    if (in_pObserver.isNull())
+        return;
+    const Lock lock(*this);
+    m_observers.push_back(in_pObserver);
+}
+
+void AlarmRegistryImpl::removeObserver(LimitedObjPtr<Observer> in_pObserver)
+{
+    const Lock lock(*this);
+    const auto found = std::find(m_observers.begin(), m_observers.end(), in_pObserver);
+    if (found != m_observers.end())
+        m_observers.erase(found);
+}
+
+void AlarmRegistryImpl::clear()
+{
+    // The alarms die without the lock, and when the table is whole: their destructors are foreign,
+    // may take any lock and use the registry.
+    AlarmHash alarmHash(s_uiNumBuckets);
+    const Lock lock(*this);
+    alarmHash.swap(m_alarmHash);
+}
+
+void AlarmRegistryImpl::notifyObservers(const Alarm& in_alarm) const
+{
+    // By index, as an observer that breaks the rule and adds one would leave an iterator nowhere.
+    for (std::size_t uiIndex = 0; uiIndex < m_observers.size(); ++uiIndex)
+        m_observers[uiIndex]->newAlarmState(in_alarm);
+}
+
+void AlarmRegistryImpl::beforeFork()
+{
+    AlarmRegistryImpl* const pRegistry = ifAlive();
+    if (pRegistry == nullptr || pRegistry->isForking())
+        return;
+    if (pRegistry->acquire())
+        pRegistry->m_forkingThread.store(std::this_thread::get_id(), std::memory_order_relaxed);
+}
+
+bool AlarmRegistryImpl::isForking() const
+{
+    return m_forkingThread.load(std::memory_order_relaxed) == std::this_thread::get_id();
+}
+
+void AlarmRegistryImpl::afterForkInParent()
+{
+    AlarmRegistryImpl* const pRegistry = ifAlive();
+    if (pRegistry == nullptr || !pRegistry->isForking())
+        return;
+    pRegistry->m_forkingThread.store(std::thread::id(), std::memory_order_relaxed);
+    pRegistry->release();
+}
+
+void AlarmRegistryImpl::afterForkInChild()
+{
+    AlarmRegistryImpl* const pRegistry = ifAlive();
+    if (pRegistry == nullptr || !pRegistry->isForking())
+        return;
+    pRegistry->m_forkingThread.store(std::thread::id(), std::memory_order_relaxed);
+    // The mutex belongs to a thread number that the child does not have. What the thread held
+    // before the fork, in an observer, it goes on to hold.
+    const unsigned int uiLocks = std::exchange(pRegistry->m_uiLocks, 0) - 1;
+    new (&pRegistry->m_mutex) ACE_Recursive_Thread_Mutex;
+    for (unsigned int uiLock = 0; uiLock < uiLocks; ++uiLock)
+        pRegistry->acquire();
+}
+
+} // namespace Velmora

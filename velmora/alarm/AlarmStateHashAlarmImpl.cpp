@@ -1,0 +1,48 @@
+#include "velmora/alarm/AlarmStateHashAlarmImpl.h"
+
+#include "velmora/application/Assertion.h"
+#include "velmora/logging/LibraryLoggers.h"
+#include "velmora/logging/LogText.h"
+
+VELMORA_LIBRARY_FILE_SCOPE_LOGGER_OF(AlarmImpl)
+
+namespace Velmora
+{
+
+AlarmStateHashAlarmImpl::AlarmStateHashAlarmImpl(Severity in_severity) : AlarmImpl(in_severity) {}
+
+AlarmStateHashAlarmImpl::~AlarmStateHashAlarmImpl() { m_alarmStateHash.destroy(); }
+
+void AlarmStateHashAlarmImpl::addAlarm(Alarm& inout_alarm)
+{
+    LogText id;
+    inout_alarm.writeAlarmId(id.stream());
+    const bool bInserted = m_alarmStateHash.insert(id.text(), inout_alarm.getState()).second;
+    VELMORA_FILE_ASSERT_TEXT(bInserted, "insertResult.second");
+    if (!bInserted)
+        return;
+    inout_alarm.addObserver(this);
+    onNewAlarmState();
+}
+
+void AlarmStateHashAlarmImpl::newAlarmState(const Alarm& in_alarm, State in_state)
+{
+    LogText id;
+    in_alarm.writeAlarmId(id.stream());
+    const AlarmStateHash::iterator found = m_alarmStateHash.find(id.text());
+    VELMORA_FILE_ASSERT(found != m_alarmStateHash.end());
+    if (found == m_alarmStateHash.end() || found->second == in_state)
+        return;
+    found->second = in_state;
+    onNewAlarmState();
+}
+
+bool AlarmStateHashAlarmImpl::isAnyAlarmOn() const
+{
+    for (const AlarmStateHash::value_type& entry : m_alarmStateHash)
+        if (entry.second == ALARM_ON)
+            return true;
+    return false;
+}
+
+} // namespace Velmora

@@ -1,0 +1,36 @@
+#include "velmora/alarm/MaskableAlarmImpl.h"
+
+#include "velmora/application/Assertion.h"
+#include "velmora/logging/LibraryLoggers.h"
+
+VELMORA_LIBRARY_FILE_SCOPE_LOGGER_OF(AlarmImpl)
+
+namespace Velmora
+{
+
+MaskableAlarmImpl::MaskableAlarmImpl(Severity in_severity) : AlarmStateHashAlarmImpl(in_severity) {}
+
+MaskableAlarmImpl::~MaskableAlarmImpl() = default;
+
+void MaskableAlarmImpl::onNewAlarmState()
+{
+    const bool bAnyAlarmOn = isAnyAlarmOn();
+    if (bAnyAlarmOn == m_bAnyAlarmOn)
+        return;
+    m_bAnyAlarmOn = bAnyAlarmOn;
+    if (m_ownState == ALARM_ON)
+        AlarmImpl::setState(bAnyAlarmOn ? ALARM_OFF : ALARM_ON);
+}
+
+void MaskableAlarmImpl::setState(State in_state)
+{
+    if (in_state == m_ownState)
+        return;
+    m_ownState = in_state;
+    if (m_bAnyAlarmOn)
+        VELMORA_FILE_ASSERT(getState() == ALARM_OFF);
+    else
+        AlarmImpl::setState(in_state);
+}
+
+} // namespace Velmora

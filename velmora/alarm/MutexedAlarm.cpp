@@ -1,0 +1,64 @@
+#include "velmora/alarm/MutexedAlarm.h"
+
+#include "velmora/alarm/AlarmRegistryImpl.h"
+
+#include <utility>
+
+namespace Velmora
+{
+
+using Lock = AlarmRegistryImpl::Lock;
+
+MutexedAlarm::MutexedAlarm(AlarmRegistryImpl& in_registry, AlarmPtr in_pAlarm)
+    : m_registry(in_registry), m_pAlarm(std::move(in_pAlarm))
+{
+}
+
+MutexedAlarm::~MutexedAlarm() = default;
+
+std::ostream& MutexedAlarm::writeAlarmId(std::ostream& out_stream) const
+{
+    const Lock lock(m_registry);
+    return m_pAlarm->writeAlarmId(out_stream);
+}
+
+std::ostream& MutexedAlarm::writeDescription(std::ostream& out_stream) const
+{
+    const Lock lock(m_registry);
+    return m_pAlarm->writeDescription(out_stream);
+}
+
+std::ostream& MutexedAlarm::write(std::ostream& out_stream) const
+{
+    const Lock lock(m_registry);
+    return m_pAlarm->write(out_stream);
+}
+
+Alarm::State MutexedAlarm::getState() const
+{
+    const Lock lock(m_registry);
+    return m_pAlarm->getState();
+}
+
+void MutexedAlarm::setState(State in_state)
+{
+    const Lock lock(m_registry);
+    if (m_pAlarm->getState() == in_state)
+        return;
+    m_pAlarm->setState(in_state);
+    m_registry.notifyObservers(*m_pAlarm);
+}
+
+void MutexedAlarm::addObserver(LimitedObjPtr<Observer> in_pObserver)
+{
+    const Lock lock(m_registry);
+    m_pAlarm->addObserver(in_pObserver);
+}
+
+void MutexedAlarm::removeObserver(LimitedObjPtr<Observer> in_pObserver)
+{
+    const Lock lock(m_registry);
+    m_pAlarm->removeObserver(in_pObserver);
+}
+
+} // namespace Velmora

@@ -1,0 +1,23 @@
+#pragma once
+
+#include "velmora/alarm/Alarm.h"
+
+namespace Velmora
+{
+
+/// An alarm of the system as a whole. Its id begins with "system".
+///
+/// Thread-safety: none, see `Alarm`; the static operations may be called on any thread.
+class VELMORA_API SystemAlarm : public virtual Alarm
+{
+  public:
+    SystemAlarm() = default;
+    ~SystemAlarm() override;
+
+    std::ostream& writeAlarmId(std::ostream& out_stream) const override;
+
+    /// Writes "system" and returns the stream.
+    static std::ostream& sWriteAlarmId(std::ostream& out_stream);
+};
+
+} // namespace Velmora

@@ -1,0 +1,36 @@
+#include "velmora/alarm/SystemConfigurationErrorAlarm.h"
+
+#include <ostream>
+
+namespace Velmora
+{
+
+SystemConfigurationErrorAlarm::SystemConfigurationErrorAlarm(Severity in_severity)
+{
+    // The most derived class has constructed the shared base.
+    storeSeverity(in_severity);
+}
+
+SystemConfigurationErrorAlarm::~SystemConfigurationErrorAlarm() = default;
+
+std::ostream& SystemConfigurationErrorAlarm::writeAlarmId(std::ostream& out_stream) const
+{
+    return sWriteAlarmId(out_stream);
+}
+
+std::ostream& SystemConfigurationErrorAlarm::writeDescription(std::ostream& out_stream) const
+{
+    return out_stream << sGetDescription();
+}
+
+std::ostream& SystemConfigurationErrorAlarm::sWriteAlarmId(std::ostream& out_stream)
+{
+    return SystemAlarm::sWriteAlarmId(out_stream) << ".configuration.error";
+}
+
+const char* SystemConfigurationErrorAlarm::sGetDescription()
+{
+    return "The system configuration contains errors.";
+}
+
+} // namespace Velmora
