@@ -60,6 +60,9 @@ const std::string s_strReverted =
     "ERROR - failed to configure the logger from the Global Configuration. Reverted to a default "
     "logger configuration";
 
+/// What a configuration that cannot be used turns on, as the default logging shows it.
+const std::string s_strAlarm = "ERROR - Alarm [system.configuration.error] : ALARM_ON";
+
 /// Runs the program with what makes it differ, and a command line. It writes nothing else on
 /// standard error.
 HelperResult start(const Texts& in_deeds, const Texts& in_arguments,
@@ -238,7 +241,7 @@ TEST_F(Application, DoesNotStartWithAConfigurationThatIsNotThere)
                             "open " +
                                 strNowhere + " for reading",
                             "ERROR - cannot open " + strNowhere + ": No such file or directory",
-                            "ERROR - failed to initialize the Global Configuration",
+                            "ERROR - failed to initialize the Global Configuration", s_strAlarm,
                             "initialize: 0"));
 }
 
@@ -250,7 +253,7 @@ TEST_F(Application, DoesNotStartWithALineThatIsOpen)
     EXPECT_THAT(told(result),
                 ElementsAre("ERROR - Unable to complete the configuration. Unknown parameters: "
                             "[keswardin.sip.userAgentName=${nobody.knows}]",
-                            "ERROR - failed to initialize the Global Configuration",
+                            "ERROR - failed to initialize the Global Configuration", s_strAlarm,
                             "initialize: 0"));
 }
 
@@ -277,7 +280,7 @@ TEST_F(Application, DoesNotStartInAnUnknownRunMode)
         start({"levels"}, configuration(s_strLogging + "keswardin.run.mode=test\n"));
     EXPECT_EQ(1, result.iExitCode);
     EXPECT_THAT(told(result), ElementsAre("ERROR - invalid run mode in Global Configuration : test",
-                                          "initialize: 0", "levels: 10000 30000"));
+                                          s_strAlarm, "initialize: 0", "levels: 10000 30000"));
 }
 
 TEST_F(Application, AcceptsCapitalLettersInTheRunMode)
@@ -295,17 +298,19 @@ TEST_F(Application, GoesBackToTheDefaultLoggerWithoutALoggingSection)
     const HelperResult result = start({"levels"}, configuration("keswardin.configTimeoutSec=5\n"));
     EXPECT_EQ(1, result.iExitCode);
     const std::string strCause = "failed to configure Logger, no log4cplus section could be found";
-    EXPECT_THAT(told(result), ElementsAre("ERROR - " + strCause, "ERROR - " + strCause,
-                                          s_strReverted, "initialize: 0", "levels: 10000 30000"));
+    EXPECT_THAT(told(result),
+                ElementsAre("ERROR - " + strCause, "ERROR - " + strCause, s_strReverted, s_strAlarm,
+                            "initialize: 0", "levels: 10000 30000"));
 }
 
 TEST_F(Application, GoesBackToTheDefaultLoggerFromALoggingSectionThatCannotBeUsed)
 {
     const HelperResult result = start({"levels"}, configuration(s_strLoud), s_strErrorsOfLoud);
     EXPECT_EQ(1, result.iExitCode);
-    EXPECT_THAT(told(result), ElementsAre("ERROR - log4cplus.rootLogger=LOUD, OUT : Invalid logger "
-                                          "configuration. Invalid rootLogger log level.",
-                                          s_strReverted, "initialize: 0", "levels: 10000 30000"));
+    EXPECT_THAT(told(result),
+                ElementsAre("ERROR - log4cplus.rootLogger=LOUD, OUT : Invalid logger "
+                            "configuration. Invalid rootLogger log level.",
+                            s_strReverted, s_strAlarm, "initialize: 0", "levels: 10000 30000"));
 }
 
 TEST_F(Application, DoesNotFallBackFromALoggingFileThatIsNotThere)
@@ -319,7 +324,7 @@ TEST_F(Application, DoesNotFallBackFromALoggingFileThatIsNotThere)
                 ElementsAre("ERROR - cannot open " + strNowhere + ": No such file or directory",
                             "ERROR - failed to configure logger from file " + strNowhere +
                                 ". Unable to open for reading",
-                            s_strReverted, "initialize: 0"));
+                            s_strReverted, s_strAlarm, "initialize: 0"));
 }
 
 TEST_F(Application, AssertsThatItCanGoBackToTheDefaultLogger)
@@ -329,11 +334,12 @@ TEST_F(Application, AssertsThatItCanGoBackToTheDefaultLogger)
     EXPECT_EQ(1, result.iExitCode);
     // What follows is of a logging that nobody has told to leave out DEBUG.
     const Texts lines = told(result);
-    ASSERT_LE(2U, lines.size());
+    ASSERT_LE(3U, lines.size());
     EXPECT_THAT(lines[0],
                 MatchesRegex("ERROR - Assertion failed \\(configureLoggerDefault\\(\\)\\) "
                              "file=velmora/application/ApplicationImpl.cpp line=[0-9]+"));
-    EXPECT_EQ("initialize: 0", lines[1]);
+    EXPECT_EQ(s_strAlarm, lines[1]);
+    EXPECT_EQ("initialize: 0", lines[2]);
     EXPECT_THAT(result.strOutput, Not(HasSubstr(s_strReverted)));
 }
 
@@ -354,6 +360,7 @@ TEST_F(Application, DoesNotStartWithADeprecatedParameter)
                     "keswardin.sip.transport is deprecated. Use parameter sip.userAgent.IPAddress",
                     "configured ERROR keswardin.test.Program: the Global Configuration contains "
                     "deprecated parameters. Please update your configuration",
+                    "configured ERROR admin.alarm: Alarm [system.configuration.error] : ALARM_ON",
                     "initialize: 0"));
 }
 
@@ -363,7 +370,7 @@ TEST_F(Application, DoesNotStartWithoutALibraryThatItIsToLoad)
         {}, configuration(s_strLogging + "keswardin.startup.loadDynLibList=not-there,neither\n"));
     EXPECT_EQ(1, result.iExitCode);
     const Texts lines = told(result);
-    ASSERT_EQ(6U, lines.size());
+    ASSERT_EQ(7U, lines.size());
     EXPECT_EQ("configured ERROR keswardin.infra.DynlibObjectFactory: Cannot find file "
               "\"libnot-there.so\" (using the LD_LIBRARY_PATH environment variable) needed to "
               "create gateway interface \"not-there\"",
@@ -371,7 +378,9 @@ TEST_F(Application, DoesNotStartWithoutALibraryThatItIsToLoad)
     EXPECT_THAT(lines[2], HasSubstr("cannot load not-there: "));
     EXPECT_THAT(lines[3], HasSubstr("\"libneither.so\""));
     EXPECT_THAT(lines[4], HasSubstr("cannot load neither: "));
-    EXPECT_EQ("initialize: 0", lines[5]);
+    EXPECT_EQ("configured ERROR admin.alarm: Alarm [system.configuration.error] : ALARM_ON",
+              lines[5]);
+    EXPECT_EQ("initialize: 0", lines[6]);
 }
 
 TEST_F(Application, StartsWithAnUnknownParameterAndWarnsOfIt)
@@ -403,7 +412,57 @@ TEST_F(Application, DoesNotStartWhereTheProgramItselfCannotBeConfigured)
 {
     const HelperResult result = start({"refuse-configure"}, {});
     EXPECT_EQ(1, result.iExitCode);
-    EXPECT_THAT(told(result), ElementsAre("initialize: 0"));
+    EXPECT_THAT(told(result), ElementsAre(s_strAlarm, "initialize: 0"));
+}
+
+// The alarm of a configuration that cannot be used
+
+TEST_F(Application, HasItsAlarmOffWhenItHasStarted)
+{
+    EXPECT_THAT(told(start({"alarm"}, {})),
+                ElementsAre("initialize: 1", "alarm: ALARM_OFF", "run"));
+}
+
+TEST_F(Application, HasItsAlarmOnWhenItsConfigurationCannotBeLoaded)
+{
+    EXPECT_THAT(told(start({"alarm"}, {"--global-config", m_directory.file("nowhere.cfg")})),
+                Contains("alarm: ALARM_ON"));
+}
+
+TEST_F(Application, HasItsAlarmOffAfterAnUnknownOption)
+{
+    EXPECT_THAT(told(start({"alarm"}, {"--colour"})), Contains("alarm: ALARM_OFF"));
+}
+
+TEST_F(Application, HasItsAlarmOffAfterAWorkingDirectoryThatDoesNotExist)
+{
+    EXPECT_THAT(told(start({"alarm"}, {"--setcwd", m_directory.file("nowhere")})),
+                Contains("alarm: ALARM_OFF"));
+}
+
+TEST_F(Application, HasItsAlarmOffAfterAVariableThatIsRefused)
+{
+    EXPECT_THAT(told(start({"alarm", "refuse-putenv"}, {"--putenv", "REFUSED=1"})),
+                Contains("alarm: ALARM_OFF"));
+}
+
+TEST_F(Application, HasItsAlarmOffWithoutADefaultLogger)
+{
+    EXPECT_THAT(told(start({"alarm", "refuse-logger"}, {})), Contains("alarm: ALARM_OFF"));
+}
+
+TEST_F(Application, DoesNotStartWithoutItsAlarm)
+{
+    const HelperResult result = start({"other-alarm"}, {});
+    EXPECT_EQ(1, result.iExitCode);
+    EXPECT_THAT(
+        told(result),
+        ElementsAre(MatchesRegex("ERROR - Assertion failed \\(! \"alarm is not unique\"\\) "
+                                 "file=velmora/alarm/AlarmRegistryImpl.cpp line=[0-9]+"),
+                    MatchesRegex("ERROR - Assertion failed "
+                                 "\\(! m_pSysConfigErrorAlarm.isNull\\(\\)\\) "
+                                 "file=velmora/application/ApplicationImpl.cpp line=[0-9]+"),
+                    "initialize: 0"));
 }
 
 // Without a configuration

@@ -8,13 +8,16 @@
 //   refuse-putenv      the system refuses variables whose name begins with "REFUSED"
 //   refuse-detector    the leak detector cannot be configured; exits with 4 if that cannot be done
 //   abort-on-assert    a failed assertion ends the process
+//   other-alarm        an alarm with the id of the program's own is registered before it
 //   no-arguments       the command line is empty, without even the program's name
 //   param=NAME, env=NAME, env-at-exit=NAME   tells a parameter, a variable
-//   timeouts, directory, levels   tells them
+//   timeouts, directory, levels, alarm   tells them
 //   handle-help        its run begins with processHelpParamInfoOptions
 //
 // It tells how each "initialize" and its "run" went, and exits with 1 if the last one gave false.
 
+#include "velmora/alarm/AlarmRegistry.h"
+#include "velmora/alarm/SystemConfigurationErrorAlarm.h"
 #include "velmora/application/ApplicationImpl.h"
 #include "velmora/config/Parameter.h"
 #include "velmora/config/RWGlobalConfig.h"
@@ -121,6 +124,11 @@ class Program : public ApplicationImpl
         if (does("levels"))
             std::cout << "levels: " << log4cplus::Logger::getRoot().getLogLevel() << ' '
                       << Logger().getLogLevel() << std::endl;
+        if (does("alarm"))
+            std::cout
+                << "alarm: "
+                << AlarmRegistry::getInstance().getAlarm("system.configuration.error")->getState()
+                << std::endl;
         for (const std::string& strDeed : s_deeds)
         {
             if (strDeed.starts_with("env="))
@@ -200,6 +208,8 @@ void prepare()
         prctl(PR_SET_DUMPABLE, 0);
         RWGlobalConfig::getInstance()->setBoolParameter("keswardin.infra.abortOnAssert", true);
     }
+    if (does("other-alarm"))
+        AlarmRegistry::getInstance().addAlarm(new SystemConfigurationErrorAlarm, false);
     for (const std::string& strDeed : s_deeds)
         if (strDeed.starts_with("env-at-exit="))
             s_tellsAtExit.m_names.push_back(strDeed.substr(12));

@@ -1,5 +1,7 @@
 #include "velmora/application/ApplicationImpl.h"
 
+#include "velmora/alarm/AlarmRegistry.h"
+#include "velmora/alarm/SystemConfigurationErrorAlarm.h"
 #include "velmora/application/Assertion.h"
 #include "velmora/application/BuildInfo.h"
 #include "velmora/application/Crash.h"
@@ -87,7 +89,9 @@ Application::~Application() = default;
 ApplicationImpl::ApplicationImpl(const Logger& in_logger, const char*)
     : ObjectWithLogger<LoggingIdLogger>(in_logger),
       m_allowedOptions("Allowed options", s_uiLineWidth),
-      m_hiddenOptions("Hidden options", s_uiLineWidth)
+      m_hiddenOptions("Hidden options", s_uiLineWidth),
+      m_pSysConfigErrorAlarm(AlarmRegistry::getInstance().addAlarm(
+          new SystemConfigurationErrorAlarm(Alarm::ERROR_SEVERITY), false))
 {
     Logger().setLogLevel(WARN_LOG_LEVEL);
     configureDefaultCrashHandling();
@@ -127,6 +131,9 @@ bool ApplicationImpl::initialize(int in_argc, char** in_argv)
 {
     VELMORA_TRACE_SCOPE(ApplicationImpl::initialize);
     const std::chrono::steady_clock::time_point start = std::chrono::steady_clock::now();
+    VELMORA_ASSERT_TEXT(!m_pSysConfigErrorAlarm.isNull(), "! m_pSysConfigErrorAlarm.isNull()");
+    if (m_pSysConfigErrorAlarm.isNull())
+        return false;
     forgetCommandLine();
     const bool bCanLog = configureLoggerDefault(in_argc, in_argv);
     VELMORA_ASSERT_TEXT(bCanLog, "configureLoggerDefault(in_argc, in_argv)");
@@ -142,7 +149,10 @@ bool ApplicationImpl::initialize(int in_argc, char** in_argv)
         return false;
     }
     if (!configure(*getConfig()))
+    {
+        m_pSysConfigErrorAlarm->set();
         return false;
+    }
     logEndOfStart(start);
     return true;
 }

@@ -2,6 +2,7 @@
 
 #include "velmora/Export.h"
 #include "velmora/application/Application.h"
+#include "velmora/application/LimitedObjPtr.h"
 #include "velmora/config/Configuration.h"
 #include "velmora/logging/LogMacros.h" // For the members of derived classes, which have a logger.
 #include "velmora/logging/LoggingIdLogger.h"
@@ -22,6 +23,7 @@
 namespace Velmora
 {
 
+class Alarm;
 enum class RunMode;
 
 /// The frame that all programs of the family start in. A program derives from it, says in `run`
@@ -64,6 +66,11 @@ enum class RunMode;
 ///
 /// Logs through the logger that it is given.
 ///
+/// Its alarm of a bad configuration, "system.configuration.error", stands in the `AlarmRegistry`.
+/// It goes on, at 40000, when `configure` fails, and not for a bad command line. There can be one
+/// application in a process: a second one does not get its alarm in, and cannot be initialized. The
+/// registry must not be cleared before `initialize` has returned.
+///
 /// Failure: `initialize` gives false and says why in the log; it never ends the process. It catches
 /// what the reading of the command line throws, and nothing else.
 /// Thread-safety: the main thread's, before the program starts others. `getConfig` may be called on
@@ -72,8 +79,8 @@ class VELMORA_API ApplicationImpl : public virtual Application,
                                     public ObjectWithLogger<LoggingIdLogger>
 {
   public:
-    /// Sets the level of the logger "keswardin" to WARN and prepares for core dumps. The text is
-    /// not used.
+    /// Registers the alarm, sets the level of the logger "keswardin" to WARN and prepares for core
+    /// dumps. The text is not used.
     ApplicationImpl(const Logger& in_logger, const char* in_szName);
 
     /// The same with the logger "keswardin.infra.Application".
@@ -188,6 +195,8 @@ class VELMORA_API ApplicationImpl : public virtual Application,
     std::vector<std::string> m_paramInfoRegexes;
     bool m_bBuildInfo = false;
     ACE_Profile_Timer m_profileTimer;
+    /// Null if it was refused.
+    LimitedObjPtr<Alarm> m_pSysConfigErrorAlarm;
 };
 
 } // namespace Velmora
