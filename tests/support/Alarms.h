@@ -1,0 +1,103 @@
+#pragma once
+
+#include "velmora/alarm/AlarmImpl.h"
+#include "velmora/alarm/AlarmRegistry.h"
+
+#include <gtest/gtest.h>
+
+#include <functional>
+#include <ostream>
+#include <sstream>
+#include <string>
+#include <utility>
+#include <vector>
+
+namespace Velmora::Test
+{
+
+/// An alarm with a given id, which behaves like a `Base`.
+template <class Base = AlarmImpl>
+class NamedAlarm : public Base
+{
+  public:
+    template <class... Args>
+    explicit NamedAlarm(std::string in_strId, Args... in_args)
+        : Base(in_args...), m_strId(std::move(in_strId))
+    {
+    }
+    ~NamedAlarm() override
+    {
+        if (m_onDestruction)
+            m_onDestruction();
+    }
+
+    std::ostream& writeAlarmId(std::ostream& out_stream) const override
+    {
+        return out_stream << m_strId;
+    }
+    std::ostream& writeDescription(std::ostream& out_stream) const override
+    {
+        return out_stream << "description of " << m_strId;
+    }
+
+    std::function<void()> m_onDestruction;
+
+  private:
+    std::string m_strId;
+};
+
+/// What observers of alarms and of the registry hear, as texts and in order.
+class AlarmChanges
+{
+  public:
+    /// Calls a function with each change, which is noted as the name and the alarm's text form.
+    class OfAlarm : public Alarm::Observer
+    {
+      public:
+        OfAlarm(AlarmChanges& out_changes, std::string in_strName)
+            : m_changes(out_changes), m_strName(std::move(in_strName))
+        {
+        }
+        void newAlarmState(const Alarm& in_alarm, Alarm::State in_state) override
+        {
+            EXPECT_EQ(in_alarm.getState(), in_state);
+            m_changes.note(m_strName, in_alarm);
+        }
+
+      private:
+        AlarmChanges& m_changes;
+        std::string m_strName;
+    };
+
+    class OfRegistry : public AlarmRegistry::Observer
+    {
+      public:
+        OfRegistry(AlarmChanges& out_changes, std::string in_strName)
+            : m_changes(out_changes), m_strName(std::move(in_strName))
+        {
+        }
+        void newAlarmState(const Alarm& in_alarm) override { m_changes.note(m_strName, in_alarm); }
+
+      private:
+        AlarmChanges& m_changes;
+        std::string m_strName;
+    };
+
+    void note(const std::string& in_strName, const Alarm& in_alarm)
+    {
+        std::ostringstream text;
+        text << in_strName << ": " << in_alarm;
+        m_texts.push_back(text.str());
+        if (m_onChange)
+            m_onChange();
+    }
+
+    [[nodiscard]] std::vector<std::string> take() { return std::exchange(m_texts, {}); }
+
+    std::function<void()> m_onChange;
+
+  private:
+    std::vector<std::string> m_texts;
+};
+
+} // namespace Velmora::Test
