@@ -1,4 +1,11 @@
 #include "tests/support/TemporaryDirectory.h"
+#include "velmora/alarm/AggregateSystemOverloadAlarm.h"
+#include "velmora/alarm/AlarmRegistryImpl.h"
+#include "velmora/alarm/CountedStateAlarmImpl.h"
+#include "velmora/alarm/MaskableAlarmImpl.h"
+#include "velmora/alarm/SystemConfigurationErrorAlarm.h"
+#include "velmora/alarm/SystemOutOfServiceAlarm.h"
+#include "velmora/alarm/SystemOverloadAlarmImpl.h"
 #include "velmora/application/AceCleanupNoT.h"
 #include "velmora/application/ApplicationImpl.h"
 #include "velmora/application/BuildInfo.h"
@@ -83,6 +90,67 @@ class VELMORA_API OnExitList : public AceCleanupNoT
 
 OnExitList::~OnExitList() = default;
 
+/// An alarm that is as its base class, but for its name.
+template <class Base>
+class VELMORA_API Named : public Base
+{
+  public:
+    ~Named() override;
+    std::ostream& writeAlarmId(std::ostream& out_stream) const override;
+    std::ostream& writeDescription(std::ostream& out_stream) const override;
+};
+
+template <class Base>
+Named<Base>::~Named() = default;
+
+template <class Base>
+std::ostream& Named<Base>::writeAlarmId(std::ostream& out_stream) const
+{
+    return out_stream;
+}
+
+template <class Base>
+std::ostream& Named<Base>::writeDescription(std::ostream& out_stream) const
+{
+    return out_stream;
+}
+
+template class Named<AlarmImpl>;
+template class Named<CountedStateAlarmImpl>;
+template class Named<AlarmStateHashAlarmImpl>;
+template class Named<MaskableAlarmImpl>;
+template class Named<AggregateAlarmImpl>;
+
+class VELMORA_API Watcher : public Named<AlarmStateHashAlarmImpl>
+{
+  public:
+    ~Watcher() override;
+    void onNewAlarmState() override;
+};
+
+Watcher::~Watcher() = default;
+void Watcher::onNewAlarmState() {}
+
+class VELMORA_API AlarmObserver : public Alarm::Observer
+{
+  public:
+    ~AlarmObserver() override;
+    void newAlarmState(const Alarm& in_alarm, Alarm::State in_state) override;
+};
+
+AlarmObserver::~AlarmObserver() = default;
+void AlarmObserver::newAlarmState(const Alarm&, Alarm::State) {}
+
+class VELMORA_API RegistryObserver : public AlarmRegistry::Observer
+{
+  public:
+    ~RegistryObserver() override;
+    void newAlarmState(const Alarm& in_alarm) override;
+};
+
+RegistryObserver::~RegistryObserver() = default;
+void RegistryObserver::newAlarmState(const Alarm&) {}
+
 class VELMORA_API Allocator : public AceCleanupMemAllocator<ACE_Thread_Mutex, 32>
 {
   public:
@@ -166,7 +234,7 @@ Functions operator+(Functions in_first, const Functions& in_second)
 Functions destructorOf(const std::string& in_strClass)
 {
     const std::string strName = in_strClass.substr(in_strClass.rfind(':') + 1);
-    return Functions(2, in_strClass + "::~" + strName + "()");
+    return Functions(2, in_strClass + "::~" + strName.substr(0, strName.find('<')) + "()");
 }
 
 /// A store of a class that overrides nothing but the two operations that are pure.
@@ -252,6 +320,39 @@ Functions onExitList(const std::string& in_strClass,
                      const std::string& in_strCleanup = "ACE_Cleanup")
 {
     return destructorOf(in_strClass) + Functions{in_strCleanup + "::cleanup(void*)"};
+}
+
+/// What replaces the operations of an alarm, by class.
+struct AlarmOverrides
+{
+    std::string strClass;
+    std::string strId = strClass;
+    std::string strSetState = "AlarmImpl";
+};
+
+/// The operations of an alarm in their order.
+Functions alarm(const AlarmOverrides& in_overrides)
+{
+    return destructorOf(in_overrides.strClass) +
+           Functions{"Alarm::reset()",
+                     "AlarmImpl::getSeverity() const",
+                     "Alarm::getAlarmId(std::string&) const",
+                     in_overrides.strId + "::writeAlarmId(std::ostream&) const",
+                     in_overrides.strId + "::writeDescription(std::ostream&) const",
+                     "Alarm::write(std::ostream&) const",
+                     "AlarmImpl::getState() const",
+                     in_overrides.strSetState + "::setState(Alarm::State)",
+                     "Alarm::set()",
+                     "AlarmImpl::addObserver(LimitedObjPtr<Alarm::Observer>)",
+                     "AlarmImpl::removeObserver(LimitedObjPtr<Alarm::Observer>)"};
+}
+
+/// The operations of an alarm that watches others, behind those of an observer.
+Functions watcher(const std::string& in_strClass, const std::string& in_strOverrides)
+{
+    return destructorOf(in_strClass) +
+           Functions{"AlarmStateHashAlarmImpl::newAlarmState(Alarm const&, Alarm::State)",
+                     in_strOverrides + "::onNewAlarmState()"};
 }
 
 /// Properties of an appender that writes to a file of the test.
@@ -544,6 +645,83 @@ TEST(VirtualTables, OfStackTraceHasPrintBeforeLog)
     expectTable(StackTrace(),
                 destructorOf("StackTrace") +
                     Functions{"StackTrace::print() const", "StackTrace::log(LogLevel) const"});
+}
+
+TEST(VirtualTables, OfAlarmsHaveTheOperationsOfAlarmInTheirOrder)
+{
+    // As a program sees each of them: through the interface.
+    const auto expectAlarm = [](const Alarm& in_alarm, const AlarmOverrides& in_overrides)
+    { expectTable(in_alarm, alarm(in_overrides)); };
+    expectAlarm(Named<AlarmImpl>(), {"Test::Named<AlarmImpl>"});
+    expectAlarm(Named<CountedStateAlarmImpl>(),
+                {"Test::Named<CountedStateAlarmImpl>", "Test::Named<CountedStateAlarmImpl>",
+                 "CountedStateAlarmImpl"});
+    expectAlarm(Watcher(), {"Test::Watcher", "Test::Named<AlarmStateHashAlarmImpl>"});
+    expectAlarm(
+        Named<MaskableAlarmImpl>(),
+        {"Test::Named<MaskableAlarmImpl>", "Test::Named<MaskableAlarmImpl>", "MaskableAlarmImpl"});
+    expectAlarm(Named<AggregateAlarmImpl>(),
+                {"Test::Named<AggregateAlarmImpl>", "Test::Named<AggregateAlarmImpl>",
+                 "AggregateAlarmImpl"});
+    expectAlarm(SystemOutOfServiceAlarm(),
+                {"SystemOutOfServiceAlarm", "SystemOutOfServiceAlarm", "SystemOutOfServiceAlarm"});
+    expectAlarm(SystemConfigurationErrorAlarm(), {"SystemConfigurationErrorAlarm"});
+    expectAlarm(SystemOverloadAlarmImpl(),
+                {"SystemOverloadAlarmImpl", "SystemOverloadAlarm", "SystemOverloadAlarmImpl"});
+    expectAlarm(AggregateSystemOverloadAlarm(),
+                {"AggregateSystemOverloadAlarm", "SystemOverloadAlarm", "AggregateAlarmImpl"});
+}
+
+TEST(VirtualTables, OfAlarmImplAndSystemAlarmsBeginLikeThatOfAlarm)
+{
+    const Named<AlarmImpl> plain;
+    expectTable<AlarmImpl>(plain, alarm({"Test::Named<AlarmImpl>"}));
+    const SystemConfigurationErrorAlarm error;
+    expectTable<SystemAlarm>(error, alarm({"SystemConfigurationErrorAlarm"}));
+    const SystemOverloadAlarmImpl overload;
+    expectTable<SystemOverloadAlarm>(
+        overload,
+        alarm({"SystemOverloadAlarmImpl", "SystemOverloadAlarm", "SystemOverloadAlarmImpl"}));
+}
+
+TEST(VirtualTables, OfAlarmsThatWatchOthersHaveOnNewAlarmStateBehindThoseOfAnObserver)
+{
+    expectTable<AlarmStateHashAlarmImpl>(Watcher(), watcher("Test::Watcher", "Test::Watcher"));
+    expectTable<MaskableAlarmImpl>(Named<MaskableAlarmImpl>(),
+                                   watcher("Test::Named<MaskableAlarmImpl>", "MaskableAlarmImpl") +
+                                       Functions{"MaskableAlarmImpl::setState(Alarm::State)"});
+    expectTable<AggregateAlarmImpl>(
+        Named<AggregateAlarmImpl>(),
+        watcher("Test::Named<AggregateAlarmImpl>", "AggregateAlarmImpl") +
+            Functions{"AggregateAlarmImpl::setState(Alarm::State)"});
+    expectTable<Alarm::Observer>(
+        AggregateSystemOverloadAlarm(),
+        Functions(watcher("AggregateSystemOverloadAlarm", "AggregateAlarmImpl")));
+}
+
+TEST(VirtualTables, OfObserversOfAlarmsHaveTheirOneOperation)
+{
+    expectTable<Alarm::Observer>(
+        AlarmObserver(),
+        destructorOf("Test::AlarmObserver") +
+            Functions{"Test::AlarmObserver::newAlarmState(Alarm const&, Alarm::State)"});
+    expectTable<AlarmRegistry::Observer>(
+        RegistryObserver(), destructorOf("Test::RegistryObserver") +
+                                Functions{"Test::RegistryObserver::newAlarmState(Alarm const&)"});
+}
+
+TEST(VirtualTables, OfAlarmRegistryHasClearLast)
+{
+    const std::string strClass = "AlarmRegistryImpl";
+    const std::string strObserver = "(LimitedObjPtr<AlarmRegistry::Observer>)";
+    expectTable(AlarmRegistry::getInstance(),
+                destructorOf(strClass) +
+                    Functions{strClass + "::addAlarm(Alarm*, bool)",
+                              strClass + "::getAlarm(std::string const&) const",
+                              strClass + "::getAllAlarms(std::vector<LimitedObjPtr<Alarm>,"
+                                         " std::allocator<LimitedObjPtr<Alarm> > >&) const",
+                              strClass + "::addObserver" + strObserver,
+                              strClass + "::removeObserver" + strObserver, strClass + "::clear()"});
 }
 
 TEST(VirtualTables, AreNotInClassesThatAreKeptByValueOrHaveNoVirtualOperation)

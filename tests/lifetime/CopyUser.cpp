@@ -1,6 +1,8 @@
 // A module that uses the library which it is linked with. Two modules are made of this one file,
 // each with a copy of the library of its own.
 
+#include "velmora/alarm/AggregateAlarmImpl.h"
+#include "velmora/alarm/AlarmRegistry.h"
 #include "velmora/config/ParameterTrie.h"
 #include "velmora/logging/CallDataRegistry.h"
 #include "velmora/logging/CallLogger.h"
@@ -8,6 +10,9 @@
 #include "velmora/memory/DefaultStaticMemAllocator.h"
 
 #include <log4cplus/nullappender.h>
+
+#include <ostream>
+#include <vector>
 
 VELMORA_FILE_SCOPE_LOGGER("keswardin.test.CopyUser")
 
@@ -30,15 +35,45 @@ void wantFilesOfCallsIn(const char* in_szDirectory)
     Velmora::Logger(s_szCallLogger).addAppender(pMark);
 }
 
+/// An alarm that has memory of this copy of the library.
+class CopyAlarm : public Velmora::AggregateAlarmImpl
+{
+  public:
+    explicit CopyAlarm(const char* in_szId) : m_szId(in_szId) {}
+    std::ostream& writeAlarmId(std::ostream& out_stream) const override
+    {
+        return out_stream << m_szId;
+    }
+    std::ostream& writeDescription(std::ostream& out_stream) const override { return out_stream; }
+
+  private:
+    const char* m_szId;
+};
+
+/// Leaves two alarms in the registry, which has those of the other copy too.
+void haveAlarms(const char* in_szId)
+{
+    Velmora::AlarmRegistry& registry = Velmora::AlarmRegistry::getInstance();
+    auto* const pWatching = new CopyAlarm(in_szId);
+    auto* const pWatched = new CopyAlarm("watched");
+    pWatching->addAlarm(*pWatched);
+    registry.addAlarm(pWatching, false)->set();
+    registry.addAlarm(pWatched, true);
+    std::vector<Velmora::LimitedObjPtr<Velmora::Alarm>> alarms;
+    registry.getAllAlarms(alarms);
+    VELMORA_FILE_LOG_WARN("alarms: " << alarms.size());
+}
+
 } // namespace
 
-/// Logs, allocates, and leaves a call with a file open.
+/// Logs, allocates, and leaves alarms, and a call with a file open.
 extern "C" [[gnu::visibility("default")]] void useLibrary(const char* in_szDirectory,
                                                           const char* in_szCallId)
 {
     VELMORA_FILE_LOG_WARN("used");
     void* const pMemory = Velmora::DefaultStaticMemAllocator::allocate(40, "test");
     Velmora::DefaultStaticMemAllocator::deallocate(pMemory, 40, "test");
+    haveAlarms(in_szCallId);
     wantFilesOfCallsIn(in_szDirectory);
     s_phCall = new Velmora::CallDataRegistry::CallDataHandle(
         Velmora::CallDataRegistry::getInstance()->getCallData(in_szCallId));

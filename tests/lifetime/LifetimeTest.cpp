@@ -119,12 +119,13 @@ void expectSharing(const std::string& in_strProgram, const std::string& in_strFi
     std::vector<std::string> lines = linesWith(result.strOutput, ": ");
     std::erase_if(lines, [](const std::string& in_strLine)
                   { return in_strLine.find(" - ") != std::string::npos; });
-    EXPECT_THAT(lines, ElementsAre("copies of the code: two 1", "build information: one 1",
-                                   "registry of singletons: one 1", "registry of calls: one 1",
-                                   "bridge of ACE's log: one 1", "log: as it was 1, ACE's 1",
-                                   "memory: its own 1", "child: status 0",
-                                   bLinked ? "end: static destructor" : "end: exit list",
-                                   bLinked ? "end: exit list" : "end: static destructor"));
+    EXPECT_THAT(lines,
+                ElementsAre("copies of the code: two 1", "build information: one 1",
+                            "registry of singletons: one 1", "registry of calls: one 1",
+                            "registry of alarms: one 1", "bridge of ACE's log: one 1",
+                            "log: as it was 1, ACE's 1", "memory: its own 1", "child: status 0",
+                            bLinked ? "end: static destructor" : "end: exit list",
+                            bLinked ? "end: exit list" : "end: static destructor"));
 }
 
 /// The same with modules that use the copies: the calls that they leave end with the exit list.
@@ -202,10 +203,15 @@ TEST(Lifetime, TheConfigurationGoesBeforeTheSingletonsAndTheseBeforeWhatTheyAreM
     const std::vector<std::string> order{"Service::Singleton",
                                          "GlobalConfig",
                                          "BuildInfo::Singleton",
+                                         "AlarmRegistryImpl::Singleton",
                                          "CallDataRegistryImpl::Singleton",
                                          "CallAppenderFactory::Singleton",
                                          "Velmora::SingletonRegistryImpl",
                                          "Velmora::AceCleanupAccountMemAllocator",
+                                         "keswardin.infra.AlarmRegistry",
+                                         "keswardin.infra.AlarmImpl",
+                                         "keswardin.infra.Alarm",
+                                         "admin.alarm",
                                          "keswardin.infra.CallData",
                                          "ACEBackend"};
     std::vector<std::string> entries =

@@ -3,6 +3,7 @@
 #include "velmora/application/Assertion.h"
 #include "velmora/logging/LibraryLoggers.h"
 #include "velmora/logging/LogText.h"
+#include "velmora/memory/StaticAccountMemAllocator.h"
 
 VELMORA_LIBRARY_FILE_SCOPE_LOGGER_OF(AlarmImpl)
 
@@ -11,7 +12,12 @@ namespace Velmora
 
 AlarmStateHashAlarmImpl::AlarmStateHashAlarmImpl(Severity in_severity) : AlarmImpl(in_severity) {}
 
-AlarmStateHashAlarmImpl::~AlarmStateHashAlarmImpl() { m_alarmStateHash.destroy(); }
+AlarmStateHashAlarmImpl::~AlarmStateHashAlarmImpl()
+{
+    // Once the exit list has destroyed the allocators, the states have gone with them.
+    if (StaticAccountMemAllocator::getAllocator() != nullptr)
+        m_alarmStateHash.destroy();
+}
 
 void AlarmStateHashAlarmImpl::addAlarm(Alarm& inout_alarm)
 {

@@ -20,8 +20,8 @@ namespace Velmora
 /// Logs on "keswardin.infra.AlarmImpl".
 ///
 /// Thread-safety: none, see `Alarm`. A watched alarm changes this one on its own thread.
-/// Ownership: the states are charged to the account "InternalHashMap". The object must be gone
-/// before the exit list runs, or be destroyed by it; the registry's are.
+/// Ownership: the states are charged to the account "InternalHashMap". They go with the allocators,
+/// on the exit list; an object that is still there then may be destroyed, and no more.
 class VELMORA_API AlarmStateHashAlarmImpl : public virtual AlarmImpl, public Alarm::Observer
 {
   public:
