@@ -69,29 +69,26 @@ class CallLoggingOfProcess final : public GlobalConfigSeam::CallLogging
     }
 };
 
-/// Lets a child of `fork` log, allocate and exit although threads that did so in the parent do not
-/// exist in it: the forking thread holds all locks of logging and allocation over the fork.
+/// Lets a child of `fork` use alarms, log, allocate and exit although threads that did so in the
+/// parent do not exist in it: the forking thread holds all locks of these over the fork.
 class ForkHandlers
 {
   public:
     static void install()
     {
-        Python::InterpreterFork::setLocks(
-            {&holdBeforePython, &releaseBeforePython, &releaseBeforePythonInChild});
+        // Observers of alarms may enter Python, so its lock is held for none of these.
+        Python::InterpreterFork::setLocks({&AlarmRegistryImpl::beforeFork,
+                                           &AlarmRegistryImpl::afterForkInParent,
+                                           &AlarmRegistryImpl::afterForkInChild});
         pthread_atfork(&prepare, &parent, &child);
     }
 
   private:
-    // The locks of the library under which a thread may wait for Python's interpreter lock. The
-    // thread that forks does not hold the interpreter lock when it takes them.
-    static void holdBeforePython() {}
-    static void releaseBeforePython() {}
-    static void releaseBeforePythonInChild() {}
-
     static void prepare()
     {
+        // The alarms come first: they log, and their observers do anything. The registry of calls
+        // logs, and appenders may allocate.
         Python::InterpreterFork::prepare();
-        // The registry of calls logs, and appenders may allocate.
         CallDataRegistryImpl::beforeFork();
         if (!ExitListCloser::s_bHasRun)
             s_pLocker =
@@ -120,6 +117,7 @@ class ForkHandlers
             s_pLocker = nullptr;
             Log4cplusAccess::renewHierarchyAfterFork(log4cplus::Logger::getDefaultHierarchy());
         }
+        // Last, as an observer that forks goes on to hold what comes before all others.
         Python::InterpreterFork::child();
     }
 

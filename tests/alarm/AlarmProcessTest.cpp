@@ -1,0 +1,84 @@
+#include "tests/support/HelperProcess.h"
+#include "velmora/Sanitizers.h"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <chrono>
+#include <string>
+
+namespace Velmora::Test
+{
+
+namespace
+{
+
+using testing::ElementsAre;
+using testing::MatchesRegex;
+
+/// Forking is slow under a sanitizer.
+constexpr std::chrono::seconds s_forksLimit(200);
+
+void expectEndsWell(const HelperResult& in_result)
+{
+    EXPECT_EQ("", in_result.strErrors);
+    EXPECT_EQ(0, in_result.iExitCode);
+    EXPECT_EQ(0, in_result.iSignal);
+    EXPECT_FALSE(in_result.bTimedOut);
+}
+
+} // namespace
+
+TEST(AlarmProcess, AChildOfAForkUsesTheRegistryWhateverOtherThreadsDidWithIt)
+{
+#if VELMORA_THREAD_SANITIZER
+    constexpr const char* szForks = "50";
+#else
+    constexpr const char* szForks = "300";
+#endif
+    const HelperResult result = runHelper(VELMORA_HELPER_ALARM_FORKS, {szForks}, {}, s_forksLimit);
+    expectEndsWell(result);
+    EXPECT_EQ("last child ended with status 0, each observed: 1\n", result.strOutput);
+}
+
+TEST(AlarmProcess, AnObserverMayForkAndGoOnInTheChild)
+{
+    const HelperResult result = runHelper(VELMORA_HELPER_ALARM_FORKS_IN_OBSERVER);
+    expectEndsWell(result);
+    EXPECT_THAT(linesOf(result.strOutput),
+                ElementsAre("child: other alarm was on 1, is on 0", "child ended with status 0",
+                            "parent: other alarm was on 1, is on 0"));
+}
+
+TEST(AlarmProcess, AnAlarmThatIsLeftLogsWhenTheProgramEnds)
+{
+    const HelperResult result = runHelper(VELMORA_HELPER_ALARM_LEAVES);
+    expectEndsWell(result);
+    EXPECT_THAT(linesOf(result.strOutput),
+                ElementsAre("ERROR - Alarm [leaving] : ALARM_ON",
+                            "WARN - Alarm [source] : ALARM_ON",
+                            "ERROR - Alarm [system.overload] : ALARM_ON",
+                            // The program's static objects go first.
+                            "aggregate is there: 1", "WARN - Alarm [source] : ALARM_ON",
+                            "ERROR - Alarm [system.overload] : ALARM_ON", "state: ALARM_ON",
+                            "WARN - destructor of Alarm [leaving] : ALARM_ON",
+                            "ERROR - Alarm [leaving] : ALARM_ON", "alarms left: 0"));
+}
+
+TEST(AlarmProcess, ASourceOfOverloadOutlivesTheExitList)
+{
+    const HelperResult result = runHelper(VELMORA_HELPER_ALARM_LEAVES, {"close"});
+    expectEndsWell(result);
+    EXPECT_THAT(
+        linesOf(result.strOutput),
+        ElementsAre("ERROR - Alarm [leaving] : ALARM_ON", "WARN - Alarm [source] : ALARM_ON",
+                    "ERROR - Alarm [system.overload] : ALARM_ON",
+                    "WARN - destructor of Alarm [leaving] : ALARM_ON",
+                    "ERROR - Alarm [leaving] : ALARM_ON", "alarms left: 0", "aggregate is there: 0",
+                    MatchesRegex("ERROR - Assertion failed "
+                                 "\\(AggregateSystemOverloadAlarm::sIsThere\\(\\)\\) "
+                                 "file=velmora/alarm/SystemOverloadAlarmImpl.cpp line=[0-9]+"),
+                    "state: ALARM_ON"));
+}
+
+} // namespace Velmora::Test

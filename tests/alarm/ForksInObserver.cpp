@@ -1,0 +1,90 @@
+// Forks in an observer of an alarm, with the registry's mutex held twice. The child goes on in the
+// observer, changes another alarm, leaves the observer, and lets another thread use the registry;
+// the parent does the same. Both end through exit(); the child's output comes first.
+
+#include "tests/alarm/ProcessAlarm.h"
+
+#include "velmora/alarm/AlarmRegistry.h"
+
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <cstdio>
+#include <cstdlib>
+#include <thread>
+
+using namespace Velmora;
+
+namespace
+{
+
+const char* s_szProcess = "parent";
+
+AlarmRegistry& registry() { return AlarmRegistry::getInstance(); }
+
+class Forking : public Alarm::Observer
+{
+  public:
+    void newAlarmState(const Alarm&, Alarm::State in_state) override
+    {
+        if (in_state != Alarm::ALARM_ON)
+            return;
+        const pid_t pid = fork();
+        if (pid == 0)
+        {
+            alarm(20);
+            s_szProcess = "child";
+        }
+        else
+        {
+            int iStatus = 0;
+            waitpid(pid, &iStatus, 0);
+            std::printf("child ended with status %d\n", iStatus);
+        }
+        registry().setAlarm("other");
+    }
+};
+
+/// Changes the alarm on for the alarm that forks, so that the mutex is held twice there.
+class Relay : public AlarmRegistry::Observer
+{
+  public:
+    void newAlarmState(const Alarm& in_alarm) override
+    {
+        std::string strId;
+        in_alarm.getAlarmId(strId);
+        if (strId == "first" && in_alarm.getState() == Alarm::ALARM_ON)
+            registry().setAlarm("forking");
+    }
+};
+
+void useOnAnotherThread()
+{
+    std::thread(
+        []
+        {
+            const bool bOther = registry().getAlarm("other")->getState() == Alarm::ALARM_ON;
+            registry().resetAlarm("other");
+            std::printf("%s: other alarm was on %d, is on %d\n", s_szProcess, bOther ? 1 : 0,
+                        registry().getAlarm("other")->getState() == Alarm::ALARM_ON ? 1 : 0);
+        })
+        .join();
+}
+
+} // namespace
+
+int main()
+{
+    log4cplus::Logger::getRoot().setLogLevel(log4cplus::OFF_LOG_LEVEL);
+    Forking forking;
+    Relay relay;
+    for (const char* const szId : {"first", "forking", "other"})
+        registry().addAlarm(new ProcessAlarm(szId), false);
+    registry().getAlarm("forking")->addObserver(&forking);
+    registry().addObserver(&relay);
+    registry().setAlarm("first");
+    useOnAnotherThread();
+    registry().removeObserver(&relay);
+    registry().clear();
+    std::exit(0);
+}

@@ -1,0 +1,23 @@
+#pragma once
+
+#include "velmora/alarm/AlarmImpl.h"
+
+#include <ostream>
+#include <string>
+#include <utility>
+
+/// An alarm with a given id.
+class ProcessAlarm : public Velmora::AlarmImpl
+{
+  public:
+    explicit ProcessAlarm(std::string in_strId) : m_strId(std::move(in_strId)) {}
+
+    std::ostream& writeAlarmId(std::ostream& out_stream) const override
+    {
+        return out_stream << m_strId;
+    }
+    std::ostream& writeDescription(std::ostream& out_stream) const override { return out_stream; }
+
+  private:
+    std::string m_strId;
+};
