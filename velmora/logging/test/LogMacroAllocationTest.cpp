@@ -4,52 +4,15 @@
 #include "velmora/logging/CachedLLLogger.h"
 #include "velmora/logging/LoggingIdLogger.h"
 
+#include "tests/support/CountedAllocations.h"
+
 #include <gtest/gtest.h>
 #include <log4cplus/hierarchy.h>
 #include <log4cplus/nullappender.h>
 
-#include <cstdlib>
 #include <iomanip>
-#include <new>
 #include <string>
 #include <thread>
-
-namespace
-{
-
-/// How often this thread has called `operator new`.
-thread_local int s_iAllocations = 0;
-
-} // namespace
-
-// Not inlined, since the compiler would then take `malloc` and `delete` for a mismatch.
-
-[[gnu::noinline]] void* operator new(std::size_t in_uiSize)
-{
-    ++s_iAllocations;
-    void* const pMemory = std::malloc(in_uiSize);
-    if (pMemory == nullptr)
-        throw std::bad_alloc();
-    return pMemory;
-}
-
-[[gnu::noinline]] void* operator new(std::size_t in_uiSize, const std::nothrow_t&) noexcept
-{
-    ++s_iAllocations;
-    return std::malloc(in_uiSize);
-}
-
-[[gnu::noinline]] void operator delete(void* in_pMemory) noexcept { std::free(in_pMemory); }
-
-[[gnu::noinline]] void operator delete(void* in_pMemory, std::size_t) noexcept
-{
-    std::free(in_pMemory);
-}
-
-[[gnu::noinline]] void operator delete(void* in_pMemory, const std::nothrow_t&) noexcept
-{
-    std::free(in_pMemory);
-}
 
 VELMORA_FILE_SCOPE_LOGGER("test.a.logger.with.a.name.that.no.short.string.holds")
 
@@ -62,17 +25,8 @@ using Velmora::FATAL_LOG_LEVEL;
 using Velmora::INFO_LOG_LEVEL;
 using Velmora::Logger;
 using Velmora::LoggingIdLogger;
-
-/// The number of allocations of the second and all further calls of a function, once it has run.
-template <class Function>
-int allocationsOfLaterCalls(Function in_function)
-{
-    in_function();
-    const int iBefore = s_iAllocations;
-    for (int iCall = 0; iCall < 10; ++iCall)
-        in_function();
-    return s_iAllocations - iBefore;
-}
+using Velmora::Test::allocationsOfLaterCalls;
+using Velmora::Test::s_iAllocations;
 
 /// The log goes nowhere, through an appender that does not allocate.
 class LogMacroAllocation : public testing::Test

@@ -1,0 +1,55 @@
+#pragma once
+
+// Counts the allocations of a thread: a program whose test includes this, in one source, has its
+// own `operator new`.
+
+#include <cstdlib>
+#include <new>
+
+namespace Velmora::Test
+{
+
+/// How often this thread has called `operator new`.
+inline thread_local int s_iAllocations = 0;
+
+/// The number of allocations of the second and all further calls of a function, once it has run.
+template <class Function>
+int allocationsOfLaterCalls(Function in_function)
+{
+    in_function();
+    const int iBefore = s_iAllocations;
+    for (int iCall = 0; iCall < 10; ++iCall)
+        in_function();
+    return s_iAllocations - iBefore;
+}
+
+} // namespace Velmora::Test
+
+// Not inlined, since the compiler would then take `malloc` and `delete` for a mismatch.
+
+[[gnu::noinline]] void* operator new(std::size_t in_uiSize)
+{
+    ++Velmora::Test::s_iAllocations;
+    void* const pMemory = std::malloc(in_uiSize);
+    if (pMemory == nullptr)
+        throw std::bad_alloc();
+    return pMemory;
+}
+
+[[gnu::noinline]] void* operator new(std::size_t in_uiSize, const std::nothrow_t&) noexcept
+{
+    ++Velmora::Test::s_iAllocations;
+    return std::malloc(in_uiSize);
+}
+
+[[gnu::noinline]] void operator delete(void* in_pMemory) noexcept { std::free(in_pMemory); }
+
+[[gnu::noinline]] void operator delete(void* in_pMemory, std::size_t) noexcept
+{
+    std::free(in_pMemory);
+}
+
+[[gnu::noinline]] void operator delete(void* in_pMemory, const std::nothrow_t&) noexcept
+{
+    std::free(in_pMemory);
+}
