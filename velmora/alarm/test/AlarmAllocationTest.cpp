@@ -1,0 +1,95 @@
+#include "velmora/alarm/AggregateAlarmImpl.h"
+#include "velmora/alarm/AlarmRegistry.h"
+
+#include "tests/support/Alarms.h"
+#include "tests/support/CountedAllocations.h"
+
+#include <gtest/gtest.h>
+#include <log4cplus/hierarchy.h>
+#include <log4cplus/nullappender.h>
+
+#include <string>
+
+namespace Velmora::Test
+{
+
+namespace
+{
+
+// Longer than any string that needs no memory of its own.
+constexpr const char* s_szLongId = "an.alarm.with.an.id.that.no.short.string.holds";
+
+/// Hears of changes and does nothing.
+class Deaf : public Alarm::Observer, public AlarmRegistry::Observer
+{
+  public:
+    void newAlarmState(const Alarm&, Alarm::State) override { ++m_iChanges; }
+    void newAlarmState(const Alarm&) override { ++m_iChanges; }
+
+    int m_iChanges = 0;
+};
+
+/// The log goes nowhere, through an appender that does not allocate.
+class AlarmAllocation : public testing::Test
+{
+  protected:
+    AlarmAllocation()
+    {
+        log4cplus::Logger::getDefaultHierarchy().resetConfiguration();
+        log4cplus::Logger::getRoot().setLogLevel(DEBUG_LOG_LEVEL);
+        log4cplus::Logger::getRoot().addAppender(
+            log4cplus::SharedAppenderPtr(new log4cplus::NullAppender));
+    }
+    ~AlarmAllocation() override
+    {
+        AlarmRegistry::getInstance().removeObserver(&m_observer);
+        log4cplus::Logger::getDefaultHierarchy().resetConfiguration();
+    }
+
+    Deaf m_observer;
+};
+
+} // namespace
+
+TEST_F(AlarmAllocation, OnAndOffThroughAHandleAllocatesNothing)
+{
+    const LimitedObjPtr<Alarm> pHandle =
+        AlarmRegistry::getInstance().addAlarm(new NamedAlarm(s_szLongId), false);
+    pHandle->addObserver(&m_observer);
+    AlarmRegistry::getInstance().addObserver(&m_observer);
+    EXPECT_EQ(0, allocationsOfLaterCalls(
+                     [&pHandle]
+                     {
+                         pHandle->set();
+                         pHandle->reset();
+                     }));
+    EXPECT_LT(0, m_observer.m_iChanges);
+}
+
+TEST_F(AlarmAllocation, AChangeThatAnAggregateWatchesAllocatesNothing)
+{
+    NamedAlarm<AggregateAlarmImpl> aggregate("aggregate");
+    NamedAlarm alarm(s_szLongId);
+    aggregate.addAlarm(alarm);
+    EXPECT_EQ(0, allocationsOfLaterCalls(
+                     [&alarm]
+                     {
+                         alarm.set();
+                         alarm.reset();
+                     }));
+}
+
+TEST_F(AlarmAllocation, ALookUpAllocatesNothing)
+{
+    AlarmRegistry& registry = AlarmRegistry::getInstance();
+    registry.addAlarm(new NamedAlarm(s_szLongId), false);
+    const std::string strId = s_szLongId;
+    EXPECT_EQ(0, allocationsOfLaterCalls(
+                     [&]
+                     {
+                         EXPECT_TRUE(registry.setAlarm(strId));
+                         EXPECT_TRUE(registry.resetAlarm(strId));
+                     }));
+}
+
+} // namespace Velmora::Test
