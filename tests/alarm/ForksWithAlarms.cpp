@@ -5,6 +5,7 @@
 
 #include "tests/alarm/ProcessAlarm.h"
 
+#include "velmora/Sanitizers.h"
 #include "velmora/alarm/AlarmRegistry.h"
 
 #include <log4cplus/hierarchy.h>
@@ -49,7 +50,12 @@ void useRegistryInChild(const std::vector<LimitedObjPtr<Alarm>>& in_alarms)
     for (const LimitedObjPtr<Alarm>& pAlarm : in_alarms)
         change(*pAlarm);
     registry.addAlarm(new ProcessAlarm("of the child"), false)->set();
+#if VELMORA_THREAD_SANITIZER
+    // It knows no threads of a child whose parent has several.
+    registry.resetAlarm("of the child");
+#else
     std::thread([&registry] { registry.resetAlarm("of the child"); }).join();
+#endif
     if (registry.getAlarm("of the child")->getState() != Alarm::ALARM_OFF)
         std::_Exit(3);
 }

@@ -180,9 +180,11 @@ void AlarmRegistryImpl::afterForkInChild()
     if (pRegistry == nullptr || !pRegistry->isForking())
         return;
     pRegistry->m_forkingThread.store(std::thread::id(), std::memory_order_relaxed);
-    // The mutex belongs to a thread number that the child does not have. What the thread held
-    // before the fork, in an observer, it goes on to hold.
-    const unsigned int uiLocks = std::exchange(pRegistry->m_uiLocks, 0) - 1;
+    // Unlocking fails here, as the mutex belongs to a thread number that the child does not have:
+    // so it is made anew. What the thread held before the fork, in an observer, it goes on to hold.
+    const unsigned int uiLocks = pRegistry->m_uiLocks - 1;
+    while (pRegistry->m_uiLocks != 0)
+        pRegistry->release();
     new (&pRegistry->m_mutex) ACE_Recursive_Thread_Mutex;
     for (unsigned int uiLock = 0; uiLock < uiLocks; ++uiLock)
         pRegistry->acquire();
