@@ -46,7 +46,11 @@ TEST(AlarmProcess, AnObserverMayForkAndGoOnInTheChild)
     const HelperResult result = runHelper(VELMORA_HELPER_ALARM_FORKS_IN_OBSERVER);
     expectEndsWell(result);
     EXPECT_THAT(linesOf(result.strOutput),
-                ElementsAre("child: other alarm was on 1, is on 0", "child ended with status 0",
+                ElementsAre("child: mutex in the observer is free 0",
+                            "child: mutex between is free 0", "child: mutex behind is free 1",
+                            "child: other alarm was on 1, is on 0", "child ended with status 0",
+                            "parent: mutex in the observer is free 0",
+                            "parent: mutex between is free 0", "parent: mutex behind is free 1",
                             "parent: other alarm was on 1, is on 0"));
 }
 

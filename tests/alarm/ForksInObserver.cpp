@@ -4,7 +4,7 @@
 
 #include "tests/alarm/ProcessAlarm.h"
 
-#include "velmora/alarm/AlarmRegistry.h"
+#include "velmora/alarm/AlarmRegistryImpl.h"
 
 #include <sys/wait.h>
 #include <unistd.h>
@@ -15,12 +15,37 @@
 
 using namespace Velmora;
 
+class Velmora::Test::AlarmRegistryPeer
+{
+  public:
+    /// Whether no thread holds the mutex, so that this one could have it.
+    static bool isFree()
+    {
+        ACE_Recursive_Thread_Mutex& mutex = AlarmRegistryImpl::getInstance()->m_mutex;
+        const bool bFree = mutex.tryacquire() == 0;
+        if (bFree)
+            mutex.release();
+        return bFree;
+    }
+};
+
 namespace
 {
 
 const char* s_szProcess = "parent";
 
 AlarmRegistry& registry() { return AlarmRegistry::getInstance(); }
+
+void lookAtMutexOnAnotherThread(const char* in_szWhere)
+{
+    std::thread(
+        [in_szWhere]
+        {
+            std::printf("%s: mutex %s is free %d\n", s_szProcess, in_szWhere,
+                        Test::AlarmRegistryPeer::isFree() ? 1 : 0);
+        })
+        .join();
+}
 
 class Forking : public Alarm::Observer
 {
@@ -42,6 +67,7 @@ class Forking : public Alarm::Observer
             std::printf("child ended with status %d\n", iStatus);
         }
         registry().setAlarm("other");
+        lookAtMutexOnAnotherThread("in the observer");
     }
 };
 
@@ -54,7 +80,10 @@ class Relay : public AlarmRegistry::Observer
         std::string strId;
         in_alarm.getAlarmId(strId);
         if (strId == "first" && in_alarm.getState() == Alarm::ALARM_ON)
+        {
             registry().setAlarm("forking");
+            lookAtMutexOnAnotherThread("between");
+        }
     }
 };
 
@@ -83,6 +112,7 @@ int main()
     registry().getAlarm("forking")->addObserver(&forking);
     registry().addObserver(&relay);
     registry().setAlarm("first");
+    lookAtMutexOnAnotherThread("behind");
     useOnAnotherThread();
     registry().removeObserver(&relay);
     registry().clear();

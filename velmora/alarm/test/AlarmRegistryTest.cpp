@@ -294,10 +294,10 @@ TEST(AlarmRegistry, WorksWithoutItsMutex)
 #endif
     AlarmRegistryPeer::breakMutex();
     AlarmChanges changes;
+    changes.m_onChange = [] { EXPECT_EQ(0U, AlarmRegistryPeer::numLocks()); };
     AlarmChanges::OfRegistry observer(changes, "registry");
     registry().addObserver(&observer);
     const LimitedObjPtr<Alarm> pHandle = registry().addAlarm(new NamedAlarm("a"), false);
-    EXPECT_EQ(0U, AlarmRegistryPeer::numLocks());
     EXPECT_TRUE(registry().setAlarm("a"));
     EXPECT_EQ(Alarm::ALARM_ON, pHandle->getState());
     EXPECT_THAT(changes.take(), ElementsAre("registry: Alarm [a] : ALARM_ON"));

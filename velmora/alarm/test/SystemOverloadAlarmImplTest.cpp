@@ -9,7 +9,9 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <chrono>
 #include <latch>
+#include <string>
 #include <thread>
 #include <vector>
 
@@ -203,6 +205,32 @@ TEST(SystemOverloadAlarmImpl, SourcesOfTheRegistryGoWithTheAlarmOfTheSystem)
         AlarmRegistry::getInstance().addAlarm(new Source(szId), false)->set();
     AlarmRegistry::getInstance().clear();
     EXPECT_THAT(failedAssertions(log), IsEmpty());
+}
+
+TEST(AggregateSystemOverloadAlarm, IsAskedForUnderTheMutexWhileAnotherThreadAsks)
+{
+    AlarmChanges changes;
+    AlarmChanges::OfAlarm observer(changes, "observer");
+    std::thread other;
+    changes.m_onChange = [&other]
+    {
+        std::latch started(1);
+        other = std::thread(
+            [&started]
+            {
+                started.count_down();
+                AggregateSystemOverloadAlarm::sGetRegistryInstance();
+            });
+        started.wait();
+        // So that it most likely waits for the mutex, which this thread has.
+        std::this_thread::sleep_for(std::chrono::milliseconds(50));
+        EXPECT_NE(nullptr, AggregateSystemOverloadAlarm::sGetRegistryInstance());
+    };
+    const LimitedObjPtr<Alarm> pHandle =
+        AlarmRegistry::getInstance().addAlarm(new NamedAlarm("a"), false);
+    pHandle->addObserver(&observer);
+    pHandle->set();
+    other.join();
 }
 
 TEST(SystemOverloadAlarmImpl, SourcesOfManyThreadsJoinOneAlarmOfTheSystem)
