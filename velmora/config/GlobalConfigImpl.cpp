@@ -84,6 +84,46 @@ class GlobalConfigImpl::WriteLock
     GlobalConfigImpl& m_config;
 };
 
+/// A URL of a configuration, taken apart. Of a database it has what that gave, which is fetched
+/// before the lock is taken.
+class GlobalConfigImpl::Source
+{
+  public:
+    explicit Source(const std::string& in_strUrl) : strUrl(in_strUrl), strPath(in_strUrl)
+    {
+        Regexx rxx("^(\\w+)://[\\w\\.-]*/(.+)");
+        if (rxx.exec(in_strUrl) == 0)
+            return;
+        VELMORA_FILE_ASSERT(rxx.match[0].atom.size() == 2);
+        strScheme = rxx.match[0].atom[0];
+        strPath = rxx.match[0].atom[1];
+        if (isDatabase())
+            fetch();
+    }
+
+    [[nodiscard]] bool isDatabase() const
+    {
+        return !strScheme.empty() && strcasecmp(strScheme.c_str(), "file") != 0;
+    }
+
+    const std::string strUrl;
+    /// Empty for a plain path.
+    std::string strScheme;
+    std::string strPath;
+    std::optional<GlobalConfigSeam::DatabaseSource::Parameters> parameters;
+
+  private:
+    void fetch()
+    {
+        GlobalConfigSeam::DatabaseSource* const pSource = GlobalConfigSeam::getDatabaseSource();
+        if (pSource != nullptr)
+            parameters = pSource->fetch(strUrl);
+        else
+            VELMORA_FILE_LOG_ERROR("failed to initialize global config from "
+                                   << strUrl << " : no database source");
+    }
+};
+
 GlobalConfigImpl::GlobalConfigImpl() = default;
 
 GlobalConfigImpl::~GlobalConfigImpl() = default;
@@ -178,28 +218,26 @@ bool GlobalConfigImpl::load(const std::vector<std::string>& in_urls)
                                "config URLs vector is empty");
         return false;
     }
+    std::vector<Source> sources;
+    for (const std::string& strUrl : in_urls)
+        sources.emplace_back(strUrl);
     const WriteLock lock(*this);
     std::vector<std::string> unresolved;
     bool bOK = true;
-    for (const std::string& strUrl : in_urls)
-        bOK = loadUrlNoMutex(strUrl, unresolved) && bOK;
+    for (const Source& source : sources)
+        bOK = loadUrlNoMutex(source, unresolved) && bOK;
     isUnresolvedVectorEmpty(unresolved, bOK);
     return bOK;
 }
 
-bool GlobalConfigImpl::loadUrlNoMutex(const std::string& in_strUrl,
+bool GlobalConfigImpl::loadUrlNoMutex(const Source& in_source,
                                       std::vector<std::string>& inout_unresolved)
 {
-    VELMORA_FILE_LOG_DEBUG("GlobalConfigImpl::load : Config URL: " << in_strUrl);
-    Regexx rxx("^(\\w+)://[\\w\\.-]*/(.+)");
-    if (rxx.exec(in_strUrl) == 0)
-        return loadFileNoMutex(in_strUrl, inout_unresolved);
-    VELMORA_FILE_ASSERT(rxx.match[0].atom.size() == 2);
-    const std::string& strScheme = rxx.match[0].atom[0];
-    VELMORA_FILE_LOG_DEBUG("Config URL prefix: " << strScheme);
-    if (strcasecmp(strScheme.c_str(), "file") == 0)
-        return loadFileNoMutex(rxx.match[0].atom[1], inout_unresolved);
-    return loadDBURLNoMutex(in_strUrl, inout_unresolved);
+    VELMORA_FILE_LOG_DEBUG("GlobalConfigImpl::load : Config URL: " << in_source.strUrl);
+    if (!in_source.strScheme.empty())
+        VELMORA_FILE_LOG_DEBUG("Config URL prefix: " << in_source.strScheme);
+    return in_source.isDatabase() ? loadDBURLNoMutex(in_source, inout_unresolved)
+                                  : loadFileNoMutex(in_source.strPath, inout_unresolved);
 }
 
 bool GlobalConfigImpl::loadFileNoMutex(const std::string& in_strPath,
@@ -221,19 +259,23 @@ bool GlobalConfigImpl::loadFileNoMutex(const std::string& in_strPath,
     return false;
 }
 
-bool GlobalConfigImpl::loadDBURLNoMutex(const std::string& in_strUrl,
+bool GlobalConfigImpl::loadDBURLNoMutex(const Source& in_source,
                                         std::vector<std::string>& inout_unresolved)
 {
-    GlobalConfigSeam::DatabaseSource* const pSource = GlobalConfigSeam::getDatabaseSource();
-    if (pSource == nullptr)
-    {
-        VELMORA_FILE_LOG_ERROR("failed to initialize global config from "
-                               << in_strUrl << " : no database source");
+    if (!in_source.parameters)
         return false;
-    }
     std::stringstream text;
     text.imbue(std::locale::classic());
-    return pSource->writeParameters(in_strUrl, text) && loadNoMutex(text, inout_unresolved);
+    for (const auto& [strName, strValue] : *in_source.parameters)
+    {
+        VELMORA_FILE_LOG_DEBUG("Obtained param \"" << strName << "\" value: \"" << strValue
+                                                   << "\" from database");
+        text << strName << '=' << strValue << '\n';
+    }
+    if (loadNoMutex(text, inout_unresolved))
+        return true;
+    VELMORA_FILE_LOG_ERROR("failed to initialize global config from " << in_source.strUrl);
+    return false;
 }
 
 bool GlobalConfigImpl::loadNoMutex(std::istream& inout_stream,

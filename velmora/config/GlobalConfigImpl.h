@@ -65,12 +65,13 @@ class VELMORA_API GlobalConfigImpl final : public RWGlobalConfig,
     void publishToAssertions();
 
   private:
+    class Source;
     class WriteLock;
 
     bool loadNoMutex(std::istream& inout_stream, std::vector<std::string>& inout_unresolved);
     bool loadFileNoMutex(const std::string& in_strPath, std::vector<std::string>& inout_unresolved);
-    bool loadUrlNoMutex(const std::string& in_strUrl, std::vector<std::string>& inout_unresolved);
-    bool loadDBURLNoMutex(const std::string& in_strUrl, std::vector<std::string>& inout_unresolved);
+    bool loadUrlNoMutex(const Source& in_source, std::vector<std::string>& inout_unresolved);
+    bool loadDBURLNoMutex(const Source& in_source, std::vector<std::string>& inout_unresolved);
     bool configureLoggerFromPropsFile(const std::string& in_strPath,
                                       std::ostream& out_errors) const;
 

@@ -2,8 +2,10 @@
 
 #include "velmora/Export.h"
 
-#include <iosfwd>
+#include <optional>
 #include <string>
+#include <utility>
+#include <vector>
 
 namespace Velmora
 {
@@ -23,10 +25,13 @@ class VELMORA_API GlobalConfigSeam
     class VELMORA_API DatabaseSource
     {
       public:
-        /// Writes a line "name=value" for each parameter. Called with the configuration locked: it
-        /// must not use it.
-        /// Failure: false; what is wrong has been reported.
-        virtual bool writeParameters(const std::string& in_strUrl, std::ostream& out_stream) = 0;
+        /// Names with values, in their order.
+        using Parameters = std::vector<std::pair<std::string, std::string>>;
+
+        /// Fetches the parameters that a URL names. Called with the configuration unlocked, so that
+        /// the source may read parameters and nobody waits for a database.
+        /// Failure: nothing; what is wrong has been reported.
+        virtual std::optional<Parameters> fetch(const std::string& in_strUrl) = 0;
 
       protected:
         ~DatabaseSource() = default;

@@ -361,10 +361,12 @@ TEST(GlobalConfigLock, ADatabaseSourceThatReadsTheConfigurationReturns)
         ~Reading() { GlobalConfigSeam::setDatabaseSource(nullptr); }
         Reading(const Reading&) = delete;
         Reading& operator=(const Reading&) = delete;
-        bool writeParameters(const std::string&, std::ostream& out_stream) override
+        std::optional<Parameters> fetch(const std::string&) override
         {
-            out_stream << "keswardin.killTimeoutSec=" << timeoutOf(m_config) << "\n";
-            return true;
+            // On another thread, which the lock of the configuration would keep out.
+            int iTimeout = 0;
+            std::thread([&] { iTimeout = timeoutOf(m_config); }).join();
+            return {{{"keswardin.killTimeoutSec", std::to_string(iTimeout)}}};
         }
 
       private:

@@ -142,12 +142,14 @@ class CurrentDirectory
     std::filesystem::path m_before = std::filesystem::current_path();
 };
 
+using Parameters = GlobalConfigSeam::DatabaseSource::Parameters;
+
 /// A database source that knows one answer and stays in its place for a scope.
 class OneDatabase final : public GlobalConfigSeam::DatabaseSource
 {
   public:
-    OneDatabase(std::string in_strText, bool in_bOK)
-        : m_strText(std::move(in_strText)), m_bOK(in_bOK)
+    explicit OneDatabase(std::optional<Parameters> in_parameters)
+        : m_parameters(std::move(in_parameters))
     {
         GlobalConfigSeam::setDatabaseSource(this);
     }
@@ -155,18 +157,16 @@ class OneDatabase final : public GlobalConfigSeam::DatabaseSource
     OneDatabase(const OneDatabase&) = delete;
     OneDatabase& operator=(const OneDatabase&) = delete;
 
-    bool writeParameters(const std::string& in_strUrl, std::ostream& out_stream) override
+    std::optional<Parameters> fetch(const std::string& in_strUrl) override
     {
         m_asked.push_back(in_strUrl);
-        out_stream << m_strText;
-        return m_bOK;
+        return m_parameters;
     }
 
     [[nodiscard]] const Urls& asked() const { return m_asked; }
 
   private:
-    std::string m_strText;
-    bool m_bOK;
+    std::optional<Parameters> m_parameters;
     Urls m_asked;
 };
 
@@ -479,7 +479,7 @@ TEST_F(GlobalConfigTest, ASchemeWithoutTwoSlashesIsPartOfAPath)
 
 TEST_F(GlobalConfigTest, AnyOtherSchemeGoesToTheDatabaseSourceAsAWhole)
 {
-    const OneDatabase database("keswardin.exitTimeoutSec=11\n", true);
+    const OneDatabase database(Parameters{{"keswardin.exitTimeoutSec", "11"}});
     EXPECT_TRUE(m_config.load(Urls{"db://x/y", "mysql://server.example/sets?a=b"}));
     EXPECT_THAT(database.asked(), ElementsAre("db://x/y", "mysql://server.example/sets?a=b"));
     EXPECT_EQ(11, intOf(m_config, "keswardin.exitTimeoutSec"));
@@ -487,7 +487,8 @@ TEST_F(GlobalConfigTest, AnyOtherSchemeGoesToTheDatabaseSourceAsAWhole)
 
 TEST_F(GlobalConfigTest, WhatADatabaseGivesGoesThroughTheParserOfFiles)
 {
-    const OneDatabase database("log4cplus.a=${log4cplus.b}\nkeswardin.nowhere=1\n", true);
+    const OneDatabase database(
+        Parameters{{"log4cplus.a", "${log4cplus.b}"}, {"keswardin.nowhere", "1"}});
     EXPECT_TRUE(m_config.load(Urls{"db://x/y", write("b.cfg", "log4cplus.b=from the file\n")}));
     EXPECT_EQ("from the file", stringOf(m_config, "log4cplus.a"));
     EXPECT_THAT(
@@ -499,26 +500,69 @@ TEST_F(GlobalConfigTest, WhatADatabaseGivesGoesThroughTheParserOfFiles)
 
 TEST_F(GlobalConfigTest, TheNumbersOfADatabaseAreReadInEachLocale)
 {
-    class NumberDatabase final : public GlobalConfigSeam::DatabaseSource
-    {
-      public:
-        bool writeParameters(const std::string&, std::ostream& out_stream) override
-        {
-            out_stream << "keswardin.exitTimeoutSec=" << 1234567 << '\n';
-            return true;
-        }
-    };
-    NumberDatabase database;
-    GlobalConfigSeam::setDatabaseSource(&database);
+    const OneDatabase database(Parameters{{"keswardin.exitTimeoutSec", "1234567"}});
     const GlobalLocale locale;
     EXPECT_TRUE(m_config.load(Urls{"db://host/set"}));
-    GlobalConfigSeam::setDatabaseSource(nullptr);
     EXPECT_EQ(1234567, intOf(m_config, "keswardin.exitTimeoutSec"));
+}
+
+TEST_F(GlobalConfigTest, WhatADatabaseGivesIsLoggedAtItsPlaceAmongTheSources)
+{
+    const OneDatabase database(Parameters{{"keswardin.exitTimeoutSec", "11"}});
+    const std::string strFile = write("a.cfg", "keswardin.killTimeoutSec=2\n");
+    EXPECT_TRUE(m_config.load(Urls{strFile, "db://x/y"}));
+    EXPECT_THAT(m_log.linesOf(s_szLogger),
+                ElementsAre(debug("GlobalConfigImpl::load : Config URL: " + strFile),
+                            debug("Loading Global Config from " + strFile),
+                            debug("Loading Global Config from istream"),
+                            debug("GlobalConfigImpl::load : Config URL: db://x/y"),
+                            debug("Config URL prefix: db"),
+                            debug("Obtained param \"keswardin.exitTimeoutSec\" value: \"11\" "
+                                  "from database"),
+                            debug("Loading Global Config from istream")));
+}
+
+TEST_F(GlobalConfigTest, AllDatabasesAreAskedInTheirOrderBeforeTheFirstFileIsRead)
+{
+    class Looking final : public GlobalConfigSeam::DatabaseSource
+    {
+      public:
+        explicit Looking(const GlobalConfig& in_config) : m_config(in_config)
+        {
+            GlobalConfigSeam::setDatabaseSource(this);
+        }
+        ~Looking() { GlobalConfigSeam::setDatabaseSource(nullptr); }
+        Looking(const Looking&) = delete;
+        Looking& operator=(const Looking&) = delete;
+        std::optional<Parameters> fetch(const std::string& in_strUrl) override
+        {
+            m_seen.push_back(in_strUrl + (m_config.parameterDefined("keswardin.killTimeoutSec")
+                                              ? " after the file"
+                                              : " before the file"));
+            return Parameters();
+        }
+        Urls m_seen;
+
+      private:
+        const GlobalConfig& m_config;
+    };
+    const Looking source(m_config);
+    EXPECT_TRUE(m_config.load(
+        Urls{write("a.cfg", "keswardin.killTimeoutSec=2\n"), "db://x/first", "db://x/second"}));
+    EXPECT_THAT(source.m_seen,
+                ElementsAre("db://x/first before the file", "db://x/second before the file"));
+}
+
+TEST_F(GlobalConfigTest, ALineOfADatabaseThatCannotBeParsedIsReportedWithTheUrl)
+{
+    const OneDatabase database(Parameters{{"keswardin.exitTimeoutSec", "11\nnonsense"}});
+    EXPECT_FALSE(m_config.load(Urls{"db://x/y"}));
+    EXPECT_THAT(m_log.lines(), Contains(error("failed to initialize global config from db://x/y")));
 }
 
 TEST_F(GlobalConfigTest, ADatabaseThatFailsDoesNotKeepTheNextSourceFromBeingRead)
 {
-    const OneDatabase database("keswardin.exitTimeoutSec=11\n", false);
+    const OneDatabase database(std::nullopt);
     EXPECT_FALSE(m_config.load(Urls{"db://x/y", write("b.cfg", "keswardin.killTimeoutSec=2\n")}));
     EXPECT_FALSE(m_config.parameterDefined("keswardin.exitTimeoutSec"));
     EXPECT_EQ(2, intOf(m_config, "keswardin.killTimeoutSec"));
