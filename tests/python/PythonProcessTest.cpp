@@ -1,10 +1,12 @@
 #include "tests/support/HelperProcess.h"
 #include "tests/support/VelmoraTree.h"
+#include "velmora/Sanitizers.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
 #include <chrono>
+#include <set>
 #include <string>
 #include <vector>
 
@@ -158,6 +160,8 @@ class ChildOfFork : public testing::TestWithParam<Case>
 
 TEST_P(ChildOfFork, DoesNotHangOrDie)
 {
+    if (VELMORA_ADDRESS_SANITIZER != 0 && GetParam().arguments[0] == "many")
+        GTEST_SKIP() << "malloc of AddressSanitizer does not survive a fork beside other threads";
     EXPECT_THAT(outputOf(VELMORA_HELPER_PYTHON_FORKSWITHPYTHON, GetParam().arguments),
                 ElementsAreArray(GetParam().output));
 }
@@ -205,12 +209,41 @@ INSTANTIATE_TEST_SUITE_P(
              {"ERROR keswardin.python.EmbeddedInterpreter: Assertion failed (pMutex != 0) file="}}),
     nameOf);
 
+/// The symbols of Python that the library has used, as the dynamic linker lists them: those of
+/// data when it is loaded, those of functions when they are called.
+TEST(ProcessThatNeverStartsPython, CallsNothingOfItButTheQuestionWhetherItRuns)
+{
+    const HelperResult result = runHelper(VELMORA_HELPER_PYTHON_LOSESLOCK, {"fails"},
+                                          {{"LD_DEBUG", "bindings"}, {"LD_BIND_NOW", ""}});
+    EXPECT_EQ(0, result.iExitCode);
+    std::set<std::string> symbols;
+    for (const std::string& strLine : linesOf(result.strErrors))
+        if (strLine.find("libkeswardin-infra.so.0 [0] to") != std::string::npos &&
+            strLine.find("libpython3") != std::string::npos)
+        {
+            const std::size_t uiStart = strLine.find('`') + 1;
+            symbols.insert(strLine.substr(uiStart, strLine.find('\'', uiStart) - uiStart));
+        }
+    EXPECT_THAT(symbols, testing::ElementsAre("PyList_Type", "PyUnicode_Type", "Py_IsInitialized",
+                                              "_Py_NoneStruct"));
+}
+
 /// The extension modules of the standard library need Python's symbols.
 TEST(LibraryOpenedLocally, LetsExtensionModulesFindPython)
 {
     EXPECT_THAT(outputOf(VELMORA_HELPER_PYTHON_PLUGINHOST, {VELMORA_HELPER_PYTHON_PLUGIN}),
                 testing::ElementsAre("imported"));
 }
+
+class OrdinaryPython : public testing::Test
+{
+  protected:
+    void SetUp() override
+    {
+        if (VELMORA_ADDRESS_SANITIZER != 0 || VELMORA_THREAD_SANITIZER != 0)
+            GTEST_SKIP() << "Debian's interpreter is not linked with the run-time of a sanitizer";
+    }
+};
 
 /// Runs a script in Debian's own interpreter, with the module of the tests and without `VELMORA`.
 HelperResult runInPython(const std::string& in_strScript)
@@ -224,7 +257,7 @@ HelperResult runInPython(const std::string& in_strScript)
     return result;
 }
 
-TEST(OrdinaryPython, IsUsedAsItIs)
+TEST_F(OrdinaryPython, IsUsedAsItIs)
 {
     const HelperResult result =
         runInPython("import os, sys\n"
@@ -240,7 +273,7 @@ TEST(OrdinaryPython, IsUsedAsItIs)
     EXPECT_EQ("", result.strErrors);
 }
 
-TEST(OrdinaryPython, EndsWithItsOwnExitCode)
+TEST_F(OrdinaryPython, EndsWithItsOwnExitCode)
 {
     const HelperResult result =
         runInPython("import atexit, sys, threading\nextension.initialize()\n"
@@ -250,7 +283,7 @@ TEST(OrdinaryPython, EndsWithItsOwnExitCode)
     EXPECT_EQ("", result.strErrors);
 }
 
-TEST(OrdinaryPython, EndsWhileNativeThreadsUseObjects)
+TEST_F(OrdinaryPython, EndsWhileNativeThreadsUseObjects)
 {
     const HelperResult result =
         runInPython("import sys, time\nextension.initialize()\n"
@@ -260,7 +293,7 @@ TEST(OrdinaryPython, EndsWhileNativeThreadsUseObjects)
     EXPECT_EQ("", result.strErrors);
 }
 
-TEST(OrdinaryPython, WarnsOfNativeThreadsThatStayInside)
+TEST_F(OrdinaryPython, WarnsOfNativeThreadsThatStayInside)
 {
     const HelperResult result = runInPython("import time\nextension.initialize()\n"
                                             "extension.hold_for_ever()\ntime.sleep(0.1)\n");
@@ -270,7 +303,7 @@ TEST(OrdinaryPython, WarnsOfNativeThreadsThatStayInside)
               result.strOutput);
 }
 
-TEST(OrdinaryPython, IsNotEndedByAnExitOnAWorker)
+TEST_F(OrdinaryPython, IsNotEndedByAnExitOnAWorker)
 {
     const HelperResult result =
         runInPython("import atexit, time\nextension.initialize()\n"
@@ -281,7 +314,7 @@ TEST(OrdinaryPython, IsNotEndedByAnExitOnAWorker)
     EXPECT_EQ("", result.strErrors);
 }
 
-TEST(OrdinaryPython, HasTheErrorsOfTheLibraryLogged)
+TEST_F(OrdinaryPython, HasTheErrorsOfTheLibraryLogged)
 {
     const HelperResult result = runInPython("extension.fail()");
     EXPECT_EQ(0, result.iExitCode);
@@ -291,7 +324,7 @@ TEST(OrdinaryPython, HasTheErrorsOfTheLibraryLogged)
     EXPECT_EQ("", result.strErrors);
 }
 
-TEST(OrdinaryPython, IsUsableInTheChildOfItsFork)
+TEST_F(OrdinaryPython, IsUsableInTheChildOfItsFork)
 {
     const HelperResult result =
         runInPython("import os\nextension.initialize()\npid = os.fork()\n"

@@ -120,9 +120,8 @@ try
     boost::python::import("traceback");
     inout_namespace["__velmora_native_excepthook__"] =
         boost::python::make_function(&ExceptionHook::excepthook);
-    PyCompilerFlags flags = _PyCompilerFlags_INIT;
     const PyRef pResult(PyRun_StringFlags(s_szScript, Py_file_input, inout_namespace.ptr(),
-                                          inout_namespace.ptr(), &flags));
+                                          inout_namespace.ptr(), nullptr));
     return pResult != nullptr;
 }
 catch (const boost::python::error_already_set&)

@@ -28,11 +28,11 @@ InterpreterGate& InterpreterGate::ofProcess()
 {
     static InterpreterGate* const s_pGate = []
     {
-        OncePerProcess<InterpreterGate> place("Python::InterpreterGate");
-        if (InterpreterGate* const pFound = place.get())
+        static OncePerProcess<InterpreterGate> s_place("Python::InterpreterGate");
+        if (InterpreterGate* const pFound = s_place.get())
             return pFound;
         static InterpreterGate s_gate;
-        return place.fill(&s_gate);
+        return s_place.fill(&s_gate);
     }();
     return *s_pGate;
 }
