@@ -1,6 +1,9 @@
-// What it costs to start a program of the family with a configuration, the loading of the program
-// and its end included: the time of the processor that its process takes, in the program and in the
-// system. Beside it, a program that does nothing but link the library.
+// What it costs to start a program of the family, with a configuration and without, the loading of
+// the program and its end included: the time of the processor that its process takes, in the
+// program and in the system. Beside it, a program that does nothing but link the library, and what
+// the libraries of Python alone add to one that does nothing.
+//
+// And what it costs to start Python, once in a process, without the rest of that process.
 
 #include "velmora/config/ParameterInfoDB.h"
 
@@ -13,7 +16,9 @@
 #include <unistd.h>
 
 #include <cstddef>
+#include <cstdio>
 #include <cstdlib>
+#include <filesystem>
 #include <fstream>
 #include <sstream>
 #include <string>
@@ -143,10 +148,84 @@ void initializeOurs(benchmark::State& out_state)
     runAll(out_state, {VELMORA_BENCH_MINIMAL, "--global-config", configuration.path()});
 }
 
-void initializeLinked(benchmark::State& out_state) { runAll(out_state, {VELMORA_BENCH_LINKS}); }
+void runProgram(benchmark::State& out_state, const char* in_szProgram)
+{
+    runAll(out_state, {in_szProgram});
+}
+
+/// An installation in which Python finds its own modules, and the environment that leads there.
+class Installation
+{
+  public:
+    Installation()
+    {
+        if (mkdtemp(m_strPath.data()) == nullptr)
+            std::abort();
+        const std::filesystem::path path = m_strPath;
+        const std::filesystem::path library = VELMORA_BENCH_PYTHON_LIBRARY;
+        std::filesystem::create_directories(path / "lib");
+        std::filesystem::create_directories(path / "data/Python-2.5");
+        std::filesystem::create_directories(path / "Python-2.5");
+        std::filesystem::create_directory_symlink(library, path / "data/Python-2.5/Lib");
+        std::filesystem::create_directory_symlink(library / "lib-dynload", path / "Python-2.5/Lib");
+        setenv("VELMORA", m_strPath.c_str(), 1);
+        // As the library sets them, for the program that starts Python without it.
+        setenv("PYTHONHOME", ".", 1);
+        setenv("PYTHONPATH",
+               (m_strPath + "/lib:" + m_strPath + "/data/Python-2.5/Lib:" + m_strPath +
+                "/Python-2.5/Lib:")
+                   .c_str(),
+               1);
+    }
+    ~Installation() { std::filesystem::remove_all(m_strPath); }
+    Installation(const Installation&) = delete;
+    Installation& operator=(const Installation&) = delete;
+
+  private:
+    std::string m_strPath = "/tmp/initialize-bench-XXXXXX";
+};
+
+/// What the program prints of the time that it took, in seconds; negative if it failed.
+double startOfPython(const std::string& in_strHow)
+{
+    FILE* const pOutput = popen((VELMORA_BENCH_STARTS_PYTHON " " + in_strHow).c_str(), "r");
+    long long iNanoseconds = 0;
+    if (pOutput == nullptr || std::fscanf(pOutput, "%lld", &iNanoseconds) != 1)
+        iNanoseconds = -1;
+    // What follows is the log.
+    while (pOutput != nullptr && std::fgetc(pOutput) != EOF)
+        continue;
+    const bool bFailed = pOutput == nullptr || pclose(pOutput) != 0 || iNanoseconds < 0;
+    return bFailed ? -1 : static_cast<double>(iNanoseconds) / 1e9;
+}
+
+void startPython(benchmark::State& out_state, const char* in_szHow)
+{
+    const Installation installation;
+    for ([[maybe_unused]] auto _ : out_state)
+    {
+        const double fTime = startOfPython(in_szHow);
+        if (fTime < 0)
+        {
+            out_state.SkipWithError("the program failed");
+            break;
+        }
+        out_state.SetIterationTime(fTime);
+    }
+}
 
 BENCHMARK(initializeOurs)->Name("initialize/ours")->UseManualTime();
-BENCHMARK(initializeLinked)->Name("initialize/linked")->UseManualTime();
+BENCHMARK_CAPTURE(runProgram, , VELMORA_BENCH_LINKS)->Name("initialize/linked")->UseManualTime();
+BENCHMARK_CAPTURE(runProgram, , VELMORA_BENCH_MINIMAL)->Name("startMinimal/ours")->UseManualTime();
+BENCHMARK_CAPTURE(runProgram, , VELMORA_BENCH_LINKS)->Name("startMinimal/linked")->UseManualTime();
+BENCHMARK_CAPTURE(runProgram, , VELMORA_BENCH_LINKS_PYTHON)
+    ->Name("loadPython/ours")
+    ->UseManualTime();
+BENCHMARK_CAPTURE(runProgram, , VELMORA_BENCH_LINKS_NOTHING)
+    ->Name("loadPython/neither")
+    ->UseManualTime();
+BENCHMARK_CAPTURE(startPython, , "ours")->Name("startPython/ours")->UseManualTime();
+BENCHMARK_CAPTURE(startPython, , "bare")->Name("startPython/bare")->UseManualTime();
 
 } // namespace
 

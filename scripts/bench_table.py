@@ -64,6 +64,12 @@ NAMED_WORKS = [
     ("alarmLookUp", "`getAlarm` among 10,000 alarms", "std", 1.5),
     ("initialize", "start and end of `examples/minimal` with 300 lines of configuration",
      None, 30e6),
+    ("startMinimal", "the same without a configuration", None, None),
+    ("loadPython", "start and end of a program that links libpython and Boost.Python alone",
+     None, None),
+    ("startPython", "first `initialize()` of the interpreter", "bare", 1.1),
+    ("pythonHandle", "copy and drop of a `TSPyObjPtr`, one thread", "pybind11", 1.05),
+    ("pythonHandleBoth", "copy and drop of a `TSPyObjPtr`, two threads", "pybind11", 1.05),
     ("closestName", "closest known name to one with a wrong letter", "two rows", 0.2),
 ]
 

@@ -1,0 +1,3 @@
+// Does nothing, with whatever libraries it is linked to.
+
+int main() {}
