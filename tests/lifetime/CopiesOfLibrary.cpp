@@ -2,7 +2,7 @@
 // copiesoflibrary <file or module with it> <the same> <directory for files of calls>
 // An empty name stands for the copy that the program itself is linked with.
 
-#include "velmora/alarm/AlarmRegistry.h"
+#include "velmora/alarm/AlarmRegistryImpl.h"
 #include "velmora/application/BuildInfo.h"
 #include "velmora/application/SingletonRegistry.h"
 #include "velmora/logging/ACEBackend.h"
@@ -76,7 +76,7 @@ class Copy
 constexpr const char* s_szBuildInfo = "_ZN7Velmora9BuildInfo11getInstanceEv";
 constexpr const char* s_szRegistry = "_ZN7Velmora17SingletonRegistry11getInstanceEv";
 constexpr const char* s_szCalls = "_ZN7Velmora16CallDataRegistry11getInstanceEv";
-constexpr const char* s_szAlarms = "_ZN7Velmora13AlarmRegistry11getInstanceEv";
+constexpr const char* s_szAlarms = "_ZN7Velmora17AlarmRegistryImpl11getInstanceEv";
 constexpr const char* s_szBridge = "_ZN7Velmora13getACEBackendEv";
 
 template <class T>
@@ -149,7 +149,7 @@ int main(int argc, char** argv)
     tell<Velmora::BuildInfo>("build information", first, second, s_szBuildInfo);
     tell<Velmora::SingletonRegistry>("registry of singletons", first, second, s_szRegistry);
     tell<Velmora::CallDataRegistry>("registry of calls", first, second, s_szCalls);
-    tell<Velmora::AlarmRegistry>("registry of alarms", first, second, s_szAlarms);
+    tell<Velmora::AlarmRegistryImpl>("registry of alarms", first, second, s_szAlarms);
     tell<Velmora::ACEBackend>("bridge of ACE's log", first, second, s_szBridge);
     std::cout << "log: as it was " << (root.getLogLevel() == log4cplus::WARN_LOG_LEVEL)
               << ", ACE's " << (ACE_Log_Msg::msg_backend() == pBackend) << std::endl;
