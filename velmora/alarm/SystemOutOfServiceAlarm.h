@@ -6,8 +6,8 @@
 namespace Velmora
 {
 
-/// "system.out-of-service": the program is stopped, starting or stopping. Its changes are told to
-/// its observers and not logged. A derived class chooses the severity, which it passes to
+/// "system.out-of-service": the program is stopped, starting or stopping. It notifies
+/// its observers and logs nothing. A derived class chooses the severity, which it passes to
 /// `AlarmImpl`.
 ///
 /// Thread-safety: none, see `Alarm`; the static operation may be called on any thread.

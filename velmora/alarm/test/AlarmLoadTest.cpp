@@ -121,7 +121,7 @@ class AlarmLoad : public testing::Test
 
 } // namespace
 
-TEST_F(AlarmLoad, NoChangeIsLostOrToldTwiceOnThreadsWithAlarmsOfTheirOwn)
+TEST_F(AlarmLoad, NoChangeIsLostOrReportedTwiceOnThreadsWithAlarmsOfTheirOwn)
 {
     workWhileAllAreListed(
         [this](std::size_t in_uiThread)
@@ -137,7 +137,7 @@ TEST_F(AlarmLoad, NoChangeIsLostOrToldTwiceOnThreadsWithAlarmsOfTheirOwn)
     EXPECT_EQ(s_iRequests, m_ofAll.m_iChanges);
 }
 
-TEST_F(AlarmLoad, NoChangeIsLostOrToldTwiceOnThreadsThatShareAlarms)
+TEST_F(AlarmLoad, NoChangeIsLostOrReportedTwiceOnThreadsThatShareAlarms)
 {
     workWhileAllAreListed(
         [this](std::size_t)
@@ -152,7 +152,8 @@ TEST_F(AlarmLoad, NoChangeIsLostOrToldTwiceOnThreadsThatShareAlarms)
         });
     for (const LimitedObjPtr<Alarm>& pHandle : m_handles)
         EXPECT_EQ(Alarm::ALARM_OFF, pHandle->getState());
-    // Requests for the state that an alarm has are dropped, and every change is told to both.
+    // Requests for the state that an alarm has are dropped, and both observers hear of every
+    // change.
     EXPECT_EQ(m_ofAll.m_iChanges, changes());
     EXPECT_LE(2 * s_iRounds, changes());
 }
