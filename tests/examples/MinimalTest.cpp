@@ -102,7 +102,8 @@ TEST_F(Minimal, FailsWithAConfigurationThatIsNotThere)
                 testing::ElementsAre("ERROR - failed to initialize Global Config : unable to open "
                                      "nowhere.cfg for reading",
                                      "ERROR - cannot open nowhere.cfg: No such file or directory",
-                                     "ERROR - failed to initialize the Global Configuration"));
+                                     "ERROR - failed to initialize the Global Configuration",
+                                     "ERROR - Alarm [system.configuration.error] : ALARM_ON"));
 }
 
 } // namespace Velmora::Test

@@ -142,7 +142,7 @@ std::vector<std::string> withoutAccountsOfLibrary(std::vector<std::string> in_li
                   {
                       for (const char* const szAccount :
                            {"ParamDefs", "ParameterValue", "Trie", "InternalHashMap", "LMVector<T>",
-                            "GlobalConfigImpl", "TSReferenceCount"})
+                            "GlobalConfigImpl", "TSReferenceCount", "EmbeddedInterpreter"})
                           if (in_strLine.starts_with(std::string("Memory Account ") + szAccount))
                               return true;
                       return false;
