@@ -213,6 +213,17 @@ bool waitForNativeThreads(const InterpreterGate& in_gate, bool in_bEndingIsOfScr
     return true;
 }
 
+/// Lets nobody come back either, once those who are inside have left. The caller holds the
+/// interpreter lock.
+bool closeForGood(InterpreterGate& inout_gate, bool in_bEndingIsOfScript, Clock::time_point in_end)
+{
+    if (!waitForNativeThreads(inout_gate, in_bEndingIsOfScript, in_end))
+        return false;
+    inout_gate.setState(InterpreterGate::State::closed);
+    // Some may have come back just before. What they do inside takes no longer than before.
+    return waitForNativeThreads(inout_gate, in_bEndingIsOfScript, Clock::now() + s_limit);
+}
+
 /// Lets nobody in any more, and makes this thread one of those that are inside, for good.
 void closeGate(InterpreterGate& in_gate)
 {
@@ -241,7 +252,7 @@ PyObject* beforeEndOfPython(PyObject*, PyObject*)
     {
         closeGate(gate);
         constexpr bool bEndingIsOfScript = false;
-        if (!waitForNativeThreads(gate, bEndingIsOfScript, Clock::now() + s_limit))
+        if (!closeForGood(gate, bEndingIsOfScript, Clock::now() + s_limit))
         {
             const InterpreterUnlock unlock;
             VELMORA_FILE_LOG_WARN("Python ends while native threads are inside : those that go on "
@@ -273,12 +284,11 @@ bool InterpreterEnd::prepare()
     if (!takeLock(end))
         return leaveAsItIs(gate, "a thread still holds the interpreter lock");
     const ThreadsOfScripts left = endThreadsOfScripts(end);
-    const bool bNativeLeft = !waitForNativeThreads(gate, left.bEndingIsOne, end);
+    const bool bNativeLeft = left.strNames.empty()
+                                 ? !closeForGood(gate, left.bEndingIsOne, end)
+                                 : !waitForNativeThreads(gate, left.bEndingIsOne, end);
     if (left.strNames.empty() && !bNativeLeft)
-    {
-        gate.setState(InterpreterGate::State::closed);
         return true;
-    }
     PyEval_SaveThread();
     return leaveAsItIs(gate, bNativeLeft ? "native threads are inside Python"
                                          : "threads of scripts still run : " + left.strNames);

@@ -44,6 +44,17 @@ void InterpreterGate::keepOnlyThisThread(const ThreadInPython& in_thread)
         m_state.store(State::open);
     m_uiInside.store(in_thread.uiDepth > 0 ? 1 : 0);
     m_uiSettled.store(m_uiInside.load());
+    m_uiAway.store(in_thread.isAway() ? 1 : 0);
+}
+
+bool InterpreterGate::comeBack(const ThreadInPython& in_thread)
+{
+    // As in `goIn`: the end closes the gate before it counts.
+    m_uiAway.fetch_sub(1);
+    if (state() != State::closed || in_thread.bEnds)
+        return true;
+    goAway();
+    return false;
 }
 
 void InterpreterGate::beginForkOfPython()

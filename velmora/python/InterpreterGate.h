@@ -79,7 +79,16 @@ class InterpreterGate
     [[nodiscard]] State state() const { return m_state.load(); }
     void setState(State in_state) { m_state.store(in_state); }
 
-    [[nodiscard]] unsigned int countInside() const { return m_uiInside.load(); }
+    /// A thread of a script that is inside goes on without the interpreter lock, in a function that
+    /// the script called; the end of Python need not wait for it.
+    void goAway() { m_uiAway.fetch_add(1); }
+
+    /// It would go on in Python, for which it needs the interpreter lock.
+    /// Failure: false when it may not, as Python ends; it is still away then.
+    [[nodiscard]] bool comeBack(const ThreadInPython& in_thread);
+
+    /// How many threads the end of Python has to wait for.
+    [[nodiscard]] unsigned int countInside() const { return m_uiInside.load() - m_uiAway.load(); }
 
     /// In the child of a fork, which has only this thread.
     void keepOnlyThisThread(const ThreadInPython& in_thread);
@@ -105,6 +114,8 @@ class InterpreterGate
     bool goInLate();
 
     std::atomic<unsigned int> m_uiInside{0};
+    /// How many of them are away.
+    std::atomic<unsigned int> m_uiAway{0};
     /// How many of them have a state of Python. Written under the interpreter lock.
     std::atomic<unsigned int> m_uiSettled{0};
     std::atomic<State> m_state{State::open};
@@ -122,8 +133,13 @@ struct ThreadInPython
 {
     /// How many scopes of the thread need Python to live.
     unsigned int uiDepth = 0;
+    /// The outermost of them is one without the interpreter lock, so the thread is a script's.
+    bool bOfScript = false;
     /// It ends Python.
     bool bEnds = false;
+
+    /// Whether it goes on without the interpreter lock now.
+    [[nodiscard]] bool isAway() const { return bOfScript && uiDepth == 1; }
 
     static ThreadInPython& ofThisThread() { return s_ofThisThread; }
 

@@ -3,24 +3,39 @@
 #include "velmora/python/BoostPython.h"
 #include "velmora/python/InterpreterGate.h"
 
+#include <unistd.h>
+
 namespace Velmora::Python
 {
+
+namespace
+{
+
+[[noreturn]] void waitForEndOfProcess()
+{
+    while (true)
+        pause();
+}
+
+} // namespace
 
 bool InterpreterLock::enter(int& out_iState)
 {
     if (Py_IsInitialized() == 0)
         return false;
-    unsigned int& uiDepth = ThreadInPython::ofThisThread().uiDepth;
-    if (uiDepth > 0)
+    ThreadInPython& thread = ThreadInPython::ofThisThread();
+    if (thread.uiDepth > 0)
     {
-        ++uiDepth;
+        if (thread.isAway() && !InterpreterGate::ofProcess().comeBack(thread))
+            return false;
+        ++thread.uiDepth;
         out_iState = PyGILState_Ensure();
         return true;
     }
     InterpreterGate& gate = InterpreterGate::ofProcess();
     if (!gate.goIn())
         return false;
-    uiDepth = 1;
+    thread.uiDepth = 1;
     out_iState = PyGILState_Ensure();
     gate.settle();
     return true;
@@ -32,14 +47,16 @@ void InterpreterLock::leave(int in_iState)
     // What stood before the fork is not there any more.
     if (gate.state() == InterpreterGate::State::forked) [[unlikely]]
         return;
-    unsigned int& uiDepth = ThreadInPython::ofThisThread().uiDepth;
-    const bool bOutermost = uiDepth == 1;
+    ThreadInPython& thread = ThreadInPython::ofThisThread();
+    const bool bOutermost = thread.uiDepth == 1;
     if (bOutermost)
         gate.unsettle();
     PyGILState_Release(static_cast<PyGILState_STATE>(in_iState));
-    --uiDepth;
+    --thread.uiDepth;
     if (bOutermost)
         gate.goOut();
+    else if (thread.isAway())
+        gate.goAway();
 }
 
 bool InterpreterLock::isHeld()
@@ -54,16 +71,19 @@ InterpreterUnlock::InterpreterUnlock() : m_pThreadState(nullptr)
         return;
     InterpreterGate& gate = InterpreterGate::ofProcess();
     ThreadInPython& thread = ThreadInPython::ofThisThread();
-    // Python would end a thread that comes back then.
+    // It could not come back then.
     const InterpreterGate::State state = gate.state();
     if (state == InterpreterGate::State::forked ||
         (state == InterpreterGate::State::closed && !thread.bEnds))
         return;
-    if (thread.uiDepth++ == 0)
+    if (thread.uiDepth == 0)
     {
+        thread.bOfScript = true;
         gate.goInUnasked();
         gate.settle();
+        gate.goAway();
     }
+    ++thread.uiDepth;
     m_pThreadState = PyEval_SaveThread();
 }
 
@@ -72,9 +92,14 @@ InterpreterUnlock::~InterpreterUnlock()
     InterpreterGate& gate = InterpreterGate::ofProcess();
     if (m_pThreadState == nullptr || gate.state() == InterpreterGate::State::forked)
         return;
+    ThreadInPython& thread = ThreadInPython::ofThisThread();
+    // Python would end the thread by unwinding it.
+    if (thread.isAway() && !gate.comeBack(thread))
+        waitForEndOfProcess();
     PyEval_RestoreThread(static_cast<PyThreadState*>(m_pThreadState));
-    if (--ThreadInPython::ofThisThread().uiDepth > 0)
+    if (--thread.uiDepth > 0)
         return;
+    thread.bOfScript = false;
     gate.unsettle();
     gate.goOut();
 }
