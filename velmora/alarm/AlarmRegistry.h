@@ -4,6 +4,7 @@
 #include "velmora/alarm/Alarm.h"
 #include "velmora/application/LimitedObjPtr.h"
 #include "velmora/application/Object.h"
+#include "velmora/python/PythonForward.h"
 
 #include <string>
 #include <vector>
@@ -76,6 +77,17 @@ class VELMORA_API AlarmRegistry : public virtual Object
     /// Failure: false, and a failed assertion, if there is none.
     bool setAlarm(const std::string& in_strId);
     bool resetAlarm(const std::string& in_strId);
+
+    /// Takes in the alarm that a Python object owns, and keeps the object alive. None gives null,
+    /// and so does an object that is no alarm, with the error in the log. May be called with the
+    /// interpreter lock held, as the binding does, which it gives up for a while; the argument
+    /// needs it.
+    Alarm* pyAddAlarm(boost::python::object in_object);
+
+    /// Adds the class "AlarmRegistry" to the current scope of Boost.Python, for the initialiser of
+    /// an extension module, which registers a class for `Alarm` itself. The caller holds the
+    /// interpreter lock.
+    static void exportToPython();
 
     /// The one registry of the process, there from the library's load on. Must not be called once
     /// the exit list has deleted it.

@@ -7,6 +7,7 @@
 #include "velmora/logging/LogMacros.h"
 #include "velmora/logging/OncePerProcess.h"
 #include "velmora/memory/DefaultStaticMemAllocator.h"
+#include "velmora/python/PythonEmbeddedInterpreter.h"
 
 #include <algorithm>
 #include <cstddef>
@@ -45,7 +46,11 @@ AlarmRegistryImpl* AlarmRegistryImpl::getInstance()
 
 AlarmRegistryImpl* AlarmRegistryImpl::ifAlive() { return aliveInProcess().get(); }
 
-AlarmRegistryImpl::AlarmRegistryImpl() : m_alarmHash(s_uiNumBuckets) {}
+AlarmRegistryImpl::AlarmRegistryImpl() : m_alarmHash(s_uiNumBuckets)
+{
+    // Older, so it goes after the alarms that Python owns.
+    Python::EmbeddedInterpreter::getInstance();
+}
 
 AlarmRegistryImpl::~AlarmRegistryImpl()
 {

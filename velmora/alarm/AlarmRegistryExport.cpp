@@ -1,0 +1,73 @@
+#include "velmora/alarm/AlarmRegistry.h"
+#include "velmora/alarm/PyRedirectAlarm.h"
+#include "velmora/python/ExportedClass.h"
+#include "velmora/python/InterpreterLock.h"
+#include "velmora/python/PythonEmbeddedInterpreter.h"
+#include "velmora/python/TSPyObjPtr.h"
+
+namespace Velmora
+{
+
+namespace
+{
+
+namespace python = boost::python;
+
+/// Null for None and, with the error in the log, for what is no alarm.
+Alarm* alarmOf(const TSPyObjPtr& in_pObject)
+{
+    const Python::InterpreterLock lock;
+    if (!lock)
+        return nullptr;
+    try
+    {
+        return python::extract<Alarm*>(in_pObject);
+    }
+    catch (const python::error_already_set&)
+    {
+        Python::EmbeddedInterpreter::getInstance().logLastPyException();
+        return nullptr;
+    }
+}
+
+// What Python calls. Each takes the registry's mutex, so each gives up the interpreter lock, for
+// which a thread may wait that has the mutex.
+
+bool setAlarmUnlocked(AlarmRegistry& inout_registry, const std::string& in_strId)
+{
+    const Python::InterpreterUnlock unlock;
+    return inout_registry.setAlarm(in_strId);
+}
+
+void clearUnlocked(AlarmRegistry& inout_registry)
+{
+    const Python::InterpreterUnlock unlock;
+    inout_registry.clear();
+}
+
+} // namespace
+
+Alarm* AlarmRegistry::pyAddAlarm(boost::python::object in_object)
+{
+    const TSPyObjPtr pObject(in_object);
+    const Python::InterpreterUnlock unlock;
+    Alarm* const pAlarm = alarmOf(pObject);
+    return pAlarm == nullptr ? nullptr
+                             : addAlarm(new PyRedirectAlarm(pObject, pAlarm), false).get();
+}
+
+void AlarmRegistry::exportToPython()
+{
+    static constexpr const char* s_szName = "AlarmRegistry";
+    using Existing = python::return_value_policy<python::reference_existing_object>;
+    if (Python::addExportedClass<AlarmRegistry>(s_szName))
+        return;
+    python::class_<AlarmRegistry, boost::noncopyable>(s_szName, python::no_init)
+        .def("getInstance", &AlarmRegistry::getInstance, Existing())
+        .staticmethod("getInstance")
+        .def("addAlarm", &AlarmRegistry::pyAddAlarm, Existing())
+        .def("setAlarm", &setAlarmUnlocked)
+        .def("clear", &clearUnlocked);
+}
+
+} // namespace Velmora

@@ -1,0 +1,34 @@
+#pragma once
+
+#include "velmora/alarm/Alarm.h"
+#include "velmora/memory/InAccount.h"
+#include "velmora/python/TSPyObjPtr.h"
+
+namespace Velmora
+{
+
+/// Stands in the registry for an alarm that a Python object owns, and keeps the object alive.
+///
+/// Thread-safety: none; passes everything on, without a lock and without that of the interpreter.
+/// Ownership: the registry's. The Python object owns the alarm.
+class PyRedirectAlarm : public virtual Alarm, public InAccount<"PyRedirectAlarm">
+{
+  public:
+    /// The alarm is that of the object.
+    PyRedirectAlarm(const TSPyObjPtr& in_pObject, Alarm* in_pAlarm);
+    ~PyRedirectAlarm() override;
+
+    std::ostream& writeAlarmId(std::ostream& out_stream) const override;
+    std::ostream& writeDescription(std::ostream& out_stream) const override;
+    std::ostream& write(std::ostream& out_stream) const override;
+    [[nodiscard]] State getState() const override;
+    void setState(State in_state) override;
+    void addObserver(LimitedObjPtr<Observer> in_pObserver) override;
+    void removeObserver(LimitedObjPtr<Observer> in_pObserver) override;
+
+  private:
+    TSPyObjPtr m_pObject;
+    Alarm* m_pAlarm;
+};
+
+} // namespace Velmora
