@@ -9,9 +9,9 @@
 namespace Velmora::Test
 {
 
-/// An installation that `VELMORA` can lead to, in a temporary directory: `data/Python-2.5/Lib` is
-/// Debian's standard library of Python, `Python-2.5/Lib` its extension modules, and `lib` holds
-/// Debian's packages, with space for those of a test and for our own.
+/// An installation that `VELMORA` can lead to, in a temporary directory, as `scripts/python-tree`
+/// makes it: with Debian's standard library and packages of Python, our package as it was built,
+/// and modules of a test's own.
 class VelmoraTree
 {
   public:
@@ -26,11 +26,11 @@ class VelmoraTree
         return {{"VELMORA", root()}};
     }
 
-    /// Writes a module into `lib`, such as "Model.py".
-    void addModule(const std::string& in_strFile, const std::string& in_strText) const;
+    /// Sets `VELMORA` for this process.
+    void use() const;
 
-    /// Makes `lib/velmora` a link to the directory of a package.
-    void linkPackage(const std::string& in_strDirectory) const;
+    /// Writes a module into `lib`, such as "velmora/infra/Model.py".
+    void addModule(const std::string& in_strFile, const std::string& in_strText) const;
 
   private:
     TemporaryDirectory m_directory;

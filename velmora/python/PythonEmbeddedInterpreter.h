@@ -90,6 +90,9 @@ class VELMORA_API EmbeddedInterpreter : public MaxCountClass<EmbeddedInterpreter
     /// half-way, as without its standard library, only a new process can start it.
     bool initialize();
 
+    /// Whether Python runs because `initialize()` has started it, not in a program of its own.
+    [[nodiscard]] bool hasStartedPython() const { return m_bInitialized && m_bStartedPython; }
+
     /// Initializes, then sets `sys.path` and imports the checker, as the two parameters say. They
     /// are read before the interpreter lock is taken.
     /// Failure: false when `initialize` fails or Python may not be entered.

@@ -2,7 +2,7 @@
 
 #include "tests/support/CallbackAppender.h"
 #include "tests/support/CapturedLog.h"
-#include "velmora/python/test/StartedPython.h"
+#include "tests/support/StartedPython.h"
 
 #include <algorithm>
 #include <cstddef>

@@ -1,9 +1,9 @@
 #include "velmora/python/PyClassName.h"
 
 #include "tests/support/CapturedLog.h"
+#include "tests/support/StartedPython.h"
 #include "velmora/python/TSPyObjPtr.h"
 #include "velmora/python/test/LogsWhileAnotherEntersPython.h"
-#include "velmora/python/test/StartedPython.h"
 
 #include <gtest/gtest.h>
 

@@ -1,7 +1,7 @@
 #include "velmora/python/PyOutputStreamableImpl.h"
 
+#include "tests/support/StartedPython.h"
 #include "velmora/python/TSPyObjPtr.h"
-#include "velmora/python/test/StartedPython.h"
 
 #include <gtest/gtest.h>
 

@@ -1,7 +1,7 @@
 #include "velmora/python/TSPyObjPtr.h"
 #include "tests/support/CapturedAssertions.h"
+#include "tests/support/StartedPython.h"
 #include "velmora/Sanitizers.h"
-#include "velmora/python/test/StartedPython.h"
 
 #include <ace/Object_Manager.h>
 

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "tests/support/TemporaryDirectory.h"
+#include "tests/support/VelmoraTree.h"
 #include "velmora/python/BoostPython.h"
 #include "velmora/python/InterpreterLock.h"
 #include "velmora/python/PythonEmbeddedInterpreter.h"
@@ -8,9 +8,6 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
-#include <cstdlib>
-#include <filesystem>
-#include <fstream>
 #include <string>
 #include <thread>
 #include <utility>
@@ -24,9 +21,7 @@ class StartedPython
   public:
     StartedPython()
     {
-        setenv("VELMORA", m_directory.path().c_str(), 1);
-        setenv("PYTHONHOME", "/usr", 1);
-        std::filesystem::create_directory(m_directory.path() / "lib");
+        m_tree.use();
         EXPECT_TRUE(Python::EmbeddedInterpreter::getInstance().initialize());
     }
 
@@ -35,15 +30,13 @@ class StartedPython
     {
         std::string strPath = in_strDottedName;
         std::replace(strPath.begin(), strPath.end(), '.', '/');
-        const std::filesystem::path path = m_directory.path() / "lib" / (strPath + ".py");
-        std::filesystem::create_directories(path.parent_path());
-        std::ofstream(path) << in_strText;
+        m_tree.addModule(strPath + ".py", in_strText);
         const Python::InterpreterLock lock;
         boost::python::import("importlib").attr("invalidate_caches")();
     }
 
   private:
-    TemporaryDirectory m_directory;
+    VelmoraTree m_tree;
 };
 
 /// Runs a script in the module "__main__"; what it raises is a failure of the test.

@@ -1,0 +1,194 @@
+#include "velmora/python/module/ScriptAlarm.h"
+
+#include "velmora/alarm/AlarmRegistryImpl.h"
+#include "velmora/python/InterpreterLock.h"
+#include "velmora/python/PythonEmbeddedInterpreter.h"
+
+#include <cstdlib>
+#include <ostream>
+#include <sstream>
+
+namespace Velmora
+{
+
+namespace python = boost::python;
+
+namespace
+{
+
+/// What an operation that a script calls holds: the registry's lock, under which observers run, and
+/// not that of Python, for which a thread may wait that holds the registry's.
+class OutsidePython
+{
+    const Python::InterpreterUnlock m_unlock;
+    const AlarmRegistryImpl::Lock m_lock{*AlarmRegistryImpl::getInstance()};
+};
+
+[[noreturn]] void raiseNotDefined(PyObject* in_pSelf, const char* in_szMethod)
+{
+    PyErr_Format(PyExc_NotImplementedError, "%s does not define %s", Py_TYPE(in_pSelf)->tp_name,
+                 in_szMethod);
+    python::throw_error_already_set();
+    std::abort();
+}
+
+bool isScripts(const Alarm& in_alarm)
+{
+    return dynamic_cast<const ScriptAlarm*>(&in_alarm) != nullptr;
+}
+
+// What the class "Alarm" has for scripts. Of an alarm that a script defines, these are what it does
+// not define; of any other, they are the alarm's own.
+
+std::string getAlarmId(const python::object& in_self)
+{
+    const Alarm& alarm = python::extract<const Alarm&>(in_self);
+    if (isScripts(alarm))
+        raiseNotDefined(in_self.ptr(), "getAlarmId");
+    const OutsidePython outside;
+    std::string strId;
+    alarm.getAlarmId(strId);
+    return strId;
+}
+
+std::string getDescription(const python::object& in_self)
+{
+    const Alarm& alarm = python::extract<const Alarm&>(in_self);
+    if (isScripts(alarm))
+        raiseNotDefined(in_self.ptr(), "getDescription");
+    const OutsidePython outside;
+    std::ostringstream text;
+    alarm.writeDescription(text);
+    return text.str();
+}
+
+std::string toString(const Alarm& in_alarm)
+{
+    const OutsidePython outside;
+    std::ostringstream text;
+    text << in_alarm;
+    return text.str();
+}
+
+int getSeverity(const Alarm& in_alarm) { return static_cast<int>(in_alarm.getSeverity()); }
+
+Alarm::State getState(const Alarm& in_alarm)
+{
+    const OutsidePython outside;
+    const auto* const pScripts = dynamic_cast<const ScriptAlarm*>(&in_alarm);
+    return pScripts == nullptr ? in_alarm.getState() : pScripts->AlarmImpl::getState();
+}
+
+void setState(Alarm& inout_alarm, Alarm::State in_state)
+{
+    const OutsidePython outside;
+    if (auto* const pScripts = dynamic_cast<ScriptAlarm*>(&inout_alarm))
+        pScripts->AlarmImpl::setState(in_state);
+    else
+        inout_alarm.setState(in_state);
+}
+
+void set(Alarm& inout_alarm)
+{
+    const OutsidePython outside;
+    inout_alarm.set();
+}
+
+bool reset(Alarm& inout_alarm)
+{
+    const OutsidePython outside;
+    return inout_alarm.reset();
+}
+
+} // namespace
+
+ScriptAlarm::ScriptAlarm(int in_iSeverity) : AlarmImpl(static_cast<Severity>(in_iSeverity)) {}
+
+ScriptAlarm::~ScriptAlarm() = default;
+
+template <class Use, class... Arguments>
+ScriptAlarm::Outcome ScriptAlarm::askScript(const char* in_szMethod, Need in_need,
+                                            const Use& in_use,
+                                            const Arguments&... in_arguments) const
+{
+    const Python::InterpreterLock lock;
+    if (!lock)
+        return Outcome::NOT_ENTERED;
+    try
+    {
+        const python::override method = get_override(in_szMethod);
+        if (!method)
+        {
+            if (in_need == Need::OPTIONAL)
+                return Outcome::NOT_DEFINED;
+            raiseNotDefined(python::detail::wrapper_base_::get_owner(*this), in_szMethod);
+        }
+        in_use(python::call<python::object>(method.ptr(), in_arguments...));
+        return Outcome::GIVEN;
+    }
+    catch (const python::error_already_set&)
+    {
+        Python::EmbeddedInterpreter::getInstance().logLastPyException();
+        return Outcome::FAILED;
+    }
+}
+
+std::ostream& ScriptAlarm::writeText(Text& inout_text, std::ostream& out_stream) const
+{
+    std::string strText;
+    const Outcome outcome = askScript(inout_text.szMethod, Need::REQUIRED,
+                                      [&](const python::object& in_result)
+                                      { strText = python::extract<std::string>(in_result)(); });
+    {
+        const std::lock_guard guard(m_mutex);
+        if (outcome == Outcome::GIVEN)
+            inout_text.strLast = strText;
+        else
+            strText = inout_text.strLast;
+    }
+    return out_stream << strText;
+}
+
+std::ostream& ScriptAlarm::writeAlarmId(std::ostream& out_stream) const
+{
+    return writeText(m_alarmId, out_stream);
+}
+
+std::ostream& ScriptAlarm::writeDescription(std::ostream& out_stream) const
+{
+    return writeText(m_description, out_stream);
+}
+
+Alarm::State ScriptAlarm::getState() const
+{
+    State state = AlarmImpl::getState();
+    askScript("getState", Need::OPTIONAL,
+              [&](const python::object& in_result)
+              { state = static_cast<State>(python::extract<int>(in_result)()); });
+    return state;
+}
+
+void ScriptAlarm::setState(State in_state)
+{
+    const Outcome outcome = askScript(
+        "setState", Need::OPTIONAL, [](const python::object&) {}, in_state);
+    if (outcome == Outcome::NOT_DEFINED || outcome == Outcome::NOT_ENTERED)
+        AlarmImpl::setState(in_state);
+}
+
+void ScriptAlarm::exportToPython()
+{
+    python::enum_<State>("AlarmState").value("ALARM_OFF", ALARM_OFF).value("ALARM_ON", ALARM_ON);
+    python::class_<ScriptAlarm, boost::noncopyable>(
+        "Alarm", python::init<int>((python::arg("severity") = 40000)))
+        .def("getAlarmId", &Velmora::getAlarmId)
+        .def("getDescription", &Velmora::getDescription)
+        .def("getSeverity", &Velmora::getSeverity)
+        .def("getState", &Velmora::getState)
+        .def("setState", &Velmora::setState, python::arg("state"))
+        .def("set", &Velmora::set)
+        .def("reset", &Velmora::reset)
+        .def("__str__", &toString);
+}
+
+} // namespace Velmora

@@ -1,0 +1,43 @@
+from typing import ClassVar, Dict, Optional
+
+class AlarmState(int):
+    names: ClassVar[Dict[str, AlarmState]]
+    values: ClassVar[Dict[int, AlarmState]]
+    ALARM_OFF: ClassVar[AlarmState]
+    ALARM_ON: ClassVar[AlarmState]
+
+class OutputStreamableImpl:
+    def __str__(self) -> str: ...
+
+class Alarm:
+    """An alarm. A class that derives from it defines getAlarmId and getDescription, and may define getState and setState."""
+
+    __instance_size__: ClassVar[int]
+    def __init__(self, severity: int = ...) -> None:
+        """The severity is the level of the line that says that the alarm is on: 40000 for ERROR, 30000 for WARN."""
+    def getAlarmId(self) -> str: ...
+    def getDescription(self) -> str: ...
+    def getSeverity(self) -> int: ...
+    def getState(self) -> AlarmState: ...
+    def setState(self, state: AlarmState) -> None: ...
+    def set(self) -> None: ...
+    def reset(self) -> bool: ...
+    def __str__(self) -> str: ...
+
+class AlarmRegistry:
+    """All alarms of the process by their ids."""
+
+    @staticmethod
+    def getInstance() -> AlarmRegistry: ...
+    def addAlarm(self, alarm: Optional[Alarm]) -> Optional[Alarm]:
+        """Returns the alarm's handle; None if there is an alarm with that id."""
+    def setAlarm(self, alarm_id: str) -> bool:
+        """Returns False if there is no alarm with that id."""
+    def clear(self) -> None:
+        """Handles that were given before must not be used any more."""
+
+class PyClassName:
+    __instance_size__: ClassVar[int]
+    def __init__(self, name: str) -> None: ...
+    def getClassName(self) -> str: ...
+    def getModulesAsString(self) -> str: ...
