@@ -18,6 +18,7 @@
 #include "velmora/memory/StaticAccountMemAllocator.h"
 #include "velmora/memory/StaticMemAllocator.h"
 #include "velmora/memory/ThreadCache.h"
+#include "velmora/python/ConfigPropertiesModel.h"
 #include "velmora/python/InterpreterFork.h"
 #include "velmora/python/PythonEmbeddedInterpreter.h"
 
@@ -152,6 +153,8 @@ bool bringUpInOrder()
     GlobalConfig::getInstance();
     static constinit CallLoggingOfProcess s_callLogging;
     GlobalConfigSeam::setCallLogging(&s_callLogging);
+    static constinit Python::ConfigPropertiesModel s_configPropertiesModel;
+    GlobalConfigSeam::setDatabaseSource(&s_configPropertiesModel);
     RegistrationSingleton::cleanUpAtExit();
     ForkHandlers::install();
     // Last, so that its destructor runs before those of the statics made above.

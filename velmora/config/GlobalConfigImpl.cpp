@@ -118,9 +118,10 @@ class GlobalConfigImpl::Source
         GlobalConfigSeam::DatabaseSource* const pSource = GlobalConfigSeam::getDatabaseSource();
         if (pSource != nullptr)
             parameters = pSource->fetch(strUrl);
-        else
+        if (!parameters)
             VELMORA_FILE_LOG_ERROR("failed to initialize global config from "
-                                   << strUrl << " : no database source");
+                                   << strUrl
+                                   << (pSource == nullptr ? " : no database source" : ""));
     }
 };
 

@@ -570,7 +570,7 @@ TEST_F(GlobalConfigTest, ADatabaseThatFailsDoesNotKeepTheNextSourceFromBeingRead
 
 TEST_F(GlobalConfigTest, WithoutADatabaseSourceItsUrlsFailAndTheNextSourceIsRead)
 {
-    ASSERT_EQ(nullptr, GlobalConfigSeam::getDatabaseSource());
+    GlobalConfigSeam::setDatabaseSource(nullptr);
     EXPECT_FALSE(m_config.load(Urls{"db://x/y", write("b.cfg", "keswardin.killTimeoutSec=2\n")}));
     EXPECT_EQ(2, intOf(m_config, "keswardin.killTimeoutSec"));
     EXPECT_THAT(m_log.lines(),

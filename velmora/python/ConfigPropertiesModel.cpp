@@ -1,0 +1,85 @@
+#include "velmora/python/ConfigPropertiesModel.h"
+
+#include "velmora/application/Assertion.h"
+#include "velmora/logging/LibraryLoggers.h"
+#include "velmora/logging/LogMacros.h"
+#include "velmora/python/BoostPython.h"
+#include "velmora/python/InterpreterLock.h"
+#include "velmora/python/PythonEmbeddedInterpreter.h"
+
+VELMORA_LIBRARY_FILE_SCOPE_LOGGER_OF(GlobalConfig)
+
+namespace Velmora::Python
+{
+
+namespace python = boost::python;
+
+namespace
+{
+
+/// Throws `error_already_set` when the element is no tuple of two strings.
+std::pair<std::string, std::string> nameWithValue(const python::object& in_pyNameValue)
+{
+    if (PyTuple_Check(in_pyNameValue.ptr()) == 0)
+    {
+        PyErr_Format(PyExc_TypeError, "expected a tuple of a name and a value, got %R",
+                     in_pyNameValue.ptr());
+        python::throw_error_already_set();
+    }
+    const char* szParamName = nullptr;
+    const char* szParamValue = nullptr;
+    const bool bPair =
+        PyArg_ParseTuple(in_pyNameValue.ptr(), "ss", &szParamName, &szParamValue) != 0;
+    if (!bPair)
+    {
+        {
+            // An appender may wait for others.
+            const InterpreterUnlock unlock;
+            VELMORA_FILE_ASSERT_TEXT(
+                bPair, "PyArg_ParseTuple(pyNameValue.ptr(), \"ss\", &szParamName, &szParamValue)");
+        }
+        python::throw_error_already_set();
+    }
+    return {szParamName, szParamValue};
+}
+
+GlobalConfigSeam::DatabaseSource::Parameters askModel(const std::string& in_strUrl)
+{
+    const python::object model = python::import("velmora.infra.ConfigPropertiesModel");
+    const python::list result(
+        model.attr("getPropertyNameValuesForGivenSetsAndHostnames")(in_strUrl));
+    GlobalConfigSeam::DatabaseSource::Parameters parameters;
+    for (python::ssize_t iIndex = 0; iIndex < python::len(result); ++iIndex)
+        parameters.push_back(nameWithValue(result[iIndex]));
+    return parameters;
+}
+
+} // namespace
+
+std::optional<GlobalConfigSeam::DatabaseSource::Parameters>
+ConfigPropertiesModel::fetch(const std::string& in_strUrl)
+{
+    EmbeddedInterpreter& interpreter = EmbeddedInterpreter::getInstance();
+    const bool bStarted = interpreter.initialize();
+    VELMORA_FILE_ASSERT_TEXT(bStarted, "Python::EmbeddedInterpreter::getInstance(). initialize()");
+    if (!bStarted)
+        return std::nullopt;
+    const InterpreterLock lock;
+    if (!lock)
+    {
+        VELMORA_FILE_LOG_ERROR("cannot ask the database for "
+                               << in_strUrl << ": Python ends, or the process was forked");
+        return std::nullopt;
+    }
+    try
+    {
+        return askModel(in_strUrl);
+    }
+    catch (const python::error_already_set&)
+    {
+        interpreter.logLastPyException();
+        return std::nullopt;
+    }
+}
+
+} // namespace Velmora::Python
