@@ -3,7 +3,9 @@
 // Boost.Python and Python's own header, for the sources that must have them. Included in place of
 // <boost/python.hpp>, which would
 // - note that it uses deprecated headers of Boost's own, and placeholders in the global namespace;
-// - give each source a static object with a destructor, which runs when Python has ended.
+// - give each source a static object with a destructor, the `_` of slices, which counts None without
+//   the interpreter lock when the process ends. A source that writes slices with it includes
+//   <boost/python.hpp> before this.
 
 #ifndef BOOST_BIND_GLOBAL_PLACEHOLDERS
 #define BOOST_BIND_GLOBAL_PLACEHOLDERS
