@@ -19,9 +19,9 @@ namespace Velmora
 ///
 /// Ownership: the Python object's, which the registry keeps alive.
 /// Thread-safety: that of `AlarmImpl`. The Python operations hold the registry's lock, as its
-/// handle for this alarm does, so a script and native code may use one alarm concurrently. Failure:
-/// an exception in the script is logged with its traceback. The id and the description are then
-/// those that were written last, "???" if there were none, and the state is the one before.
+/// handle for this alarm does, so a script and native code may use one alarm concurrently.
+/// Failure: an exception in the script is logged with its traceback. The id and the description are
+/// then those that were written last, "???" if there were none, and the state is the one before.
 class ScriptAlarm : public virtual AlarmImpl, public boost::python::wrapper<Alarm>
 {
   public:
