@@ -37,6 +37,32 @@ constexpr const char* s_szSingleton = "EmbeddedInterpreter::Singleton";
 [[maybe_unused]] const EmbeddedInterpreter* const __force_init_singleton__EmbeddedInterpreter =
     (bringUpLibrary(), &EmbeddedInterpreter::getInstance());
 
+constexpr const char* s_szNoRoot =
+    "The VELMORA environment variable must be defined to determine the Python sys.path";
+
+/// Lines about the start, which are logged once the lock under which Python starts is free: an
+/// appender may need that lock.
+class StartLog
+{
+  public:
+    StartLog() = default;
+    ~StartLog()
+    {
+        for (const auto& [level, strText] : m_lines)
+            VELMORA_FILE_LOG(level, strText);
+    }
+    StartLog(const StartLog&) = delete;
+    StartLog& operator=(const StartLog&) = delete;
+
+    void add(LogLevel in_level, std::string in_strText)
+    {
+        m_lines.emplace_back(in_level, std::move(in_strText));
+    }
+
+  private:
+    std::vector<std::pair<LogLevel, std::string>> m_lines;
+};
+
 /// Whether anybody but root and the user of this process may put files into a directory.
 bool isWritableByOthers(const std::string& in_strDirectory)
 {
@@ -51,7 +77,7 @@ bool isWritableByOthers(const std::string& in_strDirectory)
 }
 
 /// Python takes modules from the working directory as well, whatever PYTHONHOME is.
-void warnOfWritableDirectories(std::vector<std::string> in_directories)
+void warnOfWritableDirectories(StartLog& out_log, std::vector<std::string> in_directories)
 {
     in_directories.emplace_back(".");
     std::string strNames;
@@ -59,12 +85,28 @@ void warnOfWritableDirectories(std::vector<std::string> in_directories)
         if (isWritableByOthers(strDirectory))
             strNames += (strNames.empty() ? "\"" : ", \"") + strDirectory + '"';
     if (!strNames.empty())
-        VELMORA_FILE_LOG_WARN("Python takes modules from directories that others than root and the "
-                              "user of this process may write to : "
-                              << strNames
-                              << " ; change their permissions, or start the process in another "
-                                 "directory and set PYTHONHOME and "
-                              << s_szPYTHON_SYS_PATH_PARAM);
+        out_log.add(WARN_LOG_LEVEL,
+                    "Python takes modules from directories that others than root and the user of "
+                    "this process may write to : " +
+                        strNames +
+                        " ; change their permissions, or start the process in another directory "
+                        "and set PYTHONHOME and " +
+                        s_szPYTHON_SYS_PATH_PARAM);
+}
+
+/// What the environment says; false if it says nothing.
+bool appendBootstrapPath(std::vector<std::string>& out_path)
+{
+    const char* const szRoot = std::getenv("VELMORA");
+    if (szRoot == nullptr)
+        return false;
+    const std::string strRoot = szRoot;
+    const char* const szSubDirectory = std::getenv("VELMORA_OUTDIR_STRING");
+    out_path.push_back(strRoot + "/lib" +
+                       (szSubDirectory == nullptr ? "" : std::string("/") + szSubDirectory));
+    out_path.push_back(strRoot + "/data/Python-2.5/Lib");
+    out_path.push_back(strRoot + "/Python-2.5/Lib");
+    return true;
 }
 
 /// Frees what Python was to start with.
@@ -83,31 +125,34 @@ class Config
     PyConfig m_config;
 };
 
-bool isStarted(const PyStatus& in_status)
+bool isStarted(StartLog& out_log, const PyStatus& in_status)
 {
     if (PyStatus_Exception(in_status) == 0)
         return true;
-    const std::string strFunction =
-        in_status.func == nullptr ? "" : std::string(in_status.func) + ": ";
-    VELMORA_FILE_LOG_ERROR("Failed to start Python : "
-                           << strFunction
-                           << (in_status.err_msg == nullptr ? "no reason given" : in_status.err_msg)
-                           << " ; PYTHONHOME is \"" << std::getenv("PYTHONHOME")
-                           << "\", PYTHONPATH is \"" << std::getenv("PYTHONPATH") << '"');
+    std::string strText = "Failed to start Python : ";
+    if (in_status.func != nullptr)
+        strText.append(in_status.func).append(": ");
+    strText.append(in_status.err_msg == nullptr ? "no reason given" : in_status.err_msg)
+        .append(" ; PYTHONHOME is \"")
+        .append(std::getenv("PYTHONHOME"))
+        .append("\", PYTHONPATH is \"")
+        .append(std::getenv("PYTHONPATH"))
+        .append("\"");
+    out_log.add(ERROR_LOG_LEVEL, std::move(strText));
     return false;
 }
 
 /// Starts Python with the environment as it is. The process keeps its locale, its standard streams
 /// and its signal handlers.
-bool startInterpreter()
+bool startInterpreter(StartLog& out_log)
 {
     // Guarded by the lock of the ACE object manager.
     static bool s_bStartedHalfWay = false;
     if (s_bStartedHalfWay)
     {
-        VELMORA_FILE_LOG_ERROR(
-            "Failed to start Python : it cannot be started in a process in which "
-            "its start has failed before ; restart the process");
+        out_log.add(ERROR_LOG_LEVEL,
+                    "Failed to start Python : it cannot be started in a process in which its start "
+                    "has failed before ; restart the process");
         return false;
     }
     PyPreConfig preConfig;
@@ -116,13 +161,13 @@ bool startInterpreter()
     preConfig.configure_locale = 0;
     preConfig.coerce_c_locale = 0;
     preConfig.utf8_mode = 1;
-    if (!isStarted(Py_PreInitialize(&preConfig)))
+    if (!isStarted(out_log, Py_PreInitialize(&preConfig)))
         return false;
     Config config;
     config->parse_argv = 0;
     config->configure_c_stdio = 0;
     config->install_signal_handlers = 0;
-    if (isStarted(Py_InitializeFromConfig(config.get())))
+    if (isStarted(out_log, Py_InitializeFromConfig(config.get())))
         return true;
     s_bStartedHalfWay = _PyThreadState_UncheckedGet() != nullptr;
     return false;
@@ -135,6 +180,29 @@ void makePythonGlobal()
     Dl_info info;
     if (dladdr(reinterpret_cast<void*>(&Py_IsInitialized), &info) != 0)
         dlopen(info.dli_fname, RTLD_LAZY | RTLD_NOLOAD | RTLD_GLOBAL);
+}
+
+/// False, with nothing started, if Python cannot start.
+bool startPython(StartLog& out_log)
+{
+    setenv("PYTHONHOME", ".", 0);
+    std::vector<std::string> bootstrapPath;
+    if (!appendBootstrapPath(bootstrapPath))
+    {
+        out_log.add(ERROR_LOG_LEVEL, s_szNoRoot);
+        return false;
+    }
+    std::string strPath;
+    for (const std::string& strDirectory : bootstrapPath)
+        strPath += strDirectory + ':';
+    setenv("PYTHONPATH", strPath.c_str(), 1);
+    makePythonGlobal();
+    warnOfWritableDirectories(out_log, bootstrapPath);
+    if (!startInterpreter(out_log))
+        return false;
+    InterpreterGate::ofProcess().setStartState(PyThreadState_Get());
+    PyEval_SaveThread();
+    return true;
 }
 
 #pragma GCC diagnostic push
@@ -197,21 +265,11 @@ EmbeddedInterpreter::~EmbeddedInterpreter()
 bool EmbeddedInterpreter::sGetBootstrapSysPath(std::vector<std::string>& out_path)
 {
     VELMORA_UNLOCKED_TRACE_SCOPE(EmbeddedInterpreter::getBootstrapSysPath);
-    const char* const szRoot = std::getenv("VELMORA");
-    if (szRoot == nullptr)
-    {
-        const InterpreterUnlock unlock;
-        VELMORA_FILE_LOG_ERROR("The VELMORA environment variable must be defined to determine the "
-                               "Python sys.path");
-        return false;
-    }
-    const std::string strRoot = szRoot;
-    const char* const szSubDirectory = std::getenv("VELMORA_OUTDIR_STRING");
-    out_path.push_back(strRoot + "/lib" +
-                       (szSubDirectory == nullptr ? "" : std::string("/") + szSubDirectory));
-    out_path.push_back(strRoot + "/data/Python-2.5/Lib");
-    out_path.push_back(strRoot + "/Python-2.5/Lib");
-    return true;
+    if (appendBootstrapPath(out_path))
+        return true;
+    const InterpreterUnlock unlock;
+    VELMORA_FILE_LOG_ERROR(s_szNoRoot);
+    return false;
 }
 
 bool EmbeddedInterpreter::initialize()
@@ -234,38 +292,20 @@ bool EmbeddedInterpreter::initialize()
     VELMORA_FILE_ASSERT_TEXT(pMutex != nullptr, "pMutex != 0");
     if (pMutex == nullptr)
         return false;
+    StartLog log;
     const ACE_Guard<ACE_Recursive_Thread_Mutex> guard(*pMutex);
     if (m_bInitialized)
         return true;
     if (Py_IsInitialized() == 0)
     {
         gate.setStarting(true);
-        m_bStartedPython = startPython();
+        m_bStartedPython = startPython(log);
         gate.setStarting(false);
         if (!m_bStartedPython)
             return false;
     }
     m_bInitialized = enterMainNamespace();
     return m_bInitialized;
-}
-
-bool EmbeddedInterpreter::startPython()
-{
-    setenv("PYTHONHOME", ".", 0);
-    std::vector<std::string> bootstrapPath;
-    if (!sGetBootstrapSysPath(bootstrapPath))
-        return false;
-    std::string strPath;
-    for (const std::string& strDirectory : bootstrapPath)
-        strPath += strDirectory + ':';
-    setenv("PYTHONPATH", strPath.c_str(), 1);
-    makePythonGlobal();
-    warnOfWritableDirectories(bootstrapPath);
-    if (!startInterpreter())
-        return false;
-    InterpreterGate::ofProcess().setStartState(PyThreadState_Get());
-    PyEval_SaveThread();
-    return true;
 }
 
 bool EmbeddedInterpreter::enterMainNamespace()

@@ -140,7 +140,6 @@ class VELMORA_API EmbeddedInterpreter : public MaxCountClass<EmbeddedInterpreter
         void operator()(boost::python::object* in_pNamespace) const;
     };
 
-    bool startPython();
     bool enterMainNamespace();
 
     /// Set once, before `m_bInitialized`.
