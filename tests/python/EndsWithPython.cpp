@@ -256,6 +256,12 @@ const std::map<std::string_view, void (*)()> s_busy{
              "pool.submit(work)");
          s_ready.acquire();
      }},
+    {"object",
+     []
+     {
+         run("import os\nclass Last:\n    def __del__(self): os.write(1, b'finalised\\n')\n"
+             "    def method(self): return last\nlast = Last()");
+     }},
     {"atexit", [] { run("import atexit\natexit.register(print, 'atexit', flush=True)"); }},
 };
 

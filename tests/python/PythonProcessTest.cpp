@@ -74,6 +74,7 @@ INSTANTIATE_TEST_SUITE_P(
     Python, EndOfProcess,
     testing::Values(
         Case{"FromMain", {"returns", "atexit"}, s_ended},
+        Case{"FromMainAfterObjectsOfScripts", {"returns", "object"}, {"finalised"}},
         Case{"FromMainThatImportedThreading", {"returns", "threading-here", "atexit"}, s_ended},
         Case{"FromMainAfterAWorkerImportedThreading",
              {"returns", "threading-there", "atexit"},

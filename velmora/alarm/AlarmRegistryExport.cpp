@@ -21,13 +21,18 @@ Alarm* alarmOf(const TSPyObjPtr& in_pObject)
         return nullptr;
     try
     {
-        return python::extract<Alarm*>(in_pObject);
+        const python::extract<Alarm*> alarm(in_pObject);
+        if (alarm.check())
+            return alarm();
+        PyErr_Format(PyExc_TypeError, "expected an alarm, got an object of type %s",
+                     Py_TYPE(in_pObject.ptr())->tp_name);
     }
     catch (const python::error_already_set&)
     {
-        Python::EmbeddedInterpreter::getInstance().logLastPyException();
-        return nullptr;
+        // A conversion that raises is reported like one that there is not.
     }
+    Python::EmbeddedInterpreter::getInstance().logLastPyException();
+    return nullptr;
 }
 
 // What Python calls. Each takes the registry's mutex, so each gives up the interpreter lock, for

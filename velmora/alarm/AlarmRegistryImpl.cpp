@@ -77,8 +77,8 @@ LimitedObjPtr<Alarm> AlarmRegistryImpl::addAlarm(Alarm* in_pAlarm, bool in_bAllo
     const TraceScope traceScope(::liveFileScopeLogger(), s_szAddAlarm);
     if (in_pAlarm == nullptr)
         return nullptr;
-    // An alarm that is refused dies at the end of this function, without the mutex, after its message
-    // has been logged.
+    // An alarm that is refused dies at the end of this function, without the mutex, after its
+    // message has been logged.
     MutexedAlarmPtr pNew(new MutexedAlarm(*this, MutexedAlarm::AlarmPtr(in_pAlarm)));
     LogText id;
     in_pAlarm->writeAlarmId(id.stream());

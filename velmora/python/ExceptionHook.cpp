@@ -18,6 +18,7 @@ namespace
 
 // The traceback is formatted by a module that `install` has imported, so that it is found whatever
 // has become of sys.path.
+constexpr const char* s_szHookName = "velmora_excepthook";
 constexpr const char* s_szScript =
     "def velmora_excepthook(type, value, tb):\n"
     "    import traceback\n"
@@ -127,6 +128,17 @@ try
 catch (const boost::python::error_already_set&)
 {
     return false;
+}
+
+void ExceptionHook::uninstall()
+{
+    PyObject* const pFound = PySys_GetObject("excepthook");
+    if (pFound == nullptr || PyFunction_Check(pFound) == 0)
+        return;
+    const PyRef pName(PyObject_GetAttrString(pFound, "__name__"));
+    if (pName != nullptr && PyUnicode_CompareWithASCIIString(pName.get(), s_szHookName) == 0)
+        PySys_SetObject("excepthook", PySys_GetObject("__excepthook__"));
+    PyErr_Clear();
 }
 
 void ExceptionHook::reportPendingError()

@@ -18,6 +18,10 @@ class ExceptionHook
     /// Failure: false, with a pending Python error.
     static bool install(boost::python::object& inout_namespace);
 
+    /// Makes Python's own hook `sys.excepthook` again, if it is the one of `install`: that keeps
+    /// the namespace alive, and with it all that scripts have made there.
+    static void uninstall();
+
     /// Hands the pending error to `sys.excepthook` and clears it; see
     /// `EmbeddedInterpreter::logLastPyException`.
     static void reportPendingError();

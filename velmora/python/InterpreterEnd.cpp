@@ -245,11 +245,14 @@ bool leaveAsItIs(InterpreterGate& in_gate, const std::string& in_strReason)
     return false;
 }
 
+void (*s_pLetGo)() = nullptr;
+
 PyObject* beforeEndOfPython(PyObject*, PyObject*)
 {
     InterpreterGate& gate = InterpreterGate::ofProcess();
     if (gate.state() == InterpreterGate::State::open)
     {
+        s_pLetGo();
         closeGate(gate);
         constexpr bool bEndingIsOfScript = false;
         if (!closeForGood(gate, bEndingIsOfScript, Clock::now() + s_limit))
@@ -294,8 +297,9 @@ bool InterpreterEnd::prepare()
                                          : "threads of scripts still run : " + left.strNames);
 }
 
-bool InterpreterEnd::watchEndOfPython()
+bool InterpreterEnd::watchEndOfPython(void (*in_pLetGo)())
 {
+    s_pLetGo = in_pLetGo;
     static PyMethodDef s_function = {"velmora_before_end", &beforeEndOfPython, METH_NOARGS,
                                      nullptr};
     const PyRef pFunction(PyCFunction_New(&s_function, nullptr));

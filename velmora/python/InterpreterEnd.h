@@ -21,10 +21,10 @@ class InterpreterEnd
     /// of a fork that Python did not do.
     [[nodiscard]] static bool prepare();
 
-    /// Has Python, whoever has started it, wait for native threads before it ends. The caller holds
-    /// the interpreter lock.
+    /// Has a Python that somebody else ends call a function, and wait for native threads, before it
+    /// ends. The caller holds the interpreter lock, as the function's will.
     /// Failure: false, with a pending Python error.
-    [[nodiscard]] static bool watchEndOfPython();
+    [[nodiscard]] static bool watchEndOfPython(void (*in_pLetGo)());
 };
 
 } // namespace Velmora::Python

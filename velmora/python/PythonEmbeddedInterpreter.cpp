@@ -258,8 +258,14 @@ EmbeddedInterpreter::~EmbeddedInterpreter()
     if (!m_bInitialized || !m_bStartedPython || Py_IsInitialized() == 0 ||
         !InterpreterEnd::prepare())
         return;
-    *m_pMainNamespace = boost::python::object();
+    letGoOfPython();
     Py_FinalizeEx();
+}
+
+void EmbeddedInterpreter::letGoOfPython()
+{
+    *getInstance().m_pMainNamespace = boost::python::object();
+    ExceptionHook::uninstall();
 }
 
 bool EmbeddedInterpreter::sGetBootstrapSysPath(std::vector<std::string>& out_path)
@@ -323,7 +329,8 @@ bool EmbeddedInterpreter::enterMainNamespace()
         logLastPyException();
         return false;
     }
-    if (!InterpreterEnd::watchEndOfPython() || !InterpreterFork::watchForksOfPython())
+    if (!InterpreterEnd::watchEndOfPython(&EmbeddedInterpreter::letGoOfPython) ||
+        !InterpreterFork::watchForksOfPython())
     {
         logLastPyException();
         return false;

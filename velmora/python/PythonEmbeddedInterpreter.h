@@ -142,6 +142,9 @@ class VELMORA_API EmbeddedInterpreter : public MaxCountClass<EmbeddedInterpreter
 
     bool enterMainNamespace();
 
+    /// Drops what keeps objects of scripts alive, before Python ends, under the interpreter lock.
+    static void letGoOfPython();
+
     /// Set once, before `m_bInitialized`.
     CountedBuiltInPtr<boost::python::object, ReferenceCount, NamespaceDeleter> m_pMainNamespace;
 

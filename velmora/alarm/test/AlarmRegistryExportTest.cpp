@@ -210,8 +210,7 @@ TEST_F(AlarmsOfScripts, AreNotWhatIsNoAlarm)
                 ElementsAre(errorLine(
                     s_szPythonLogger,
                     "Embedded Python Interpreter Exception :\n"
-                    "TypeError: No registered converter was able to extract a C++ pointer to type "
-                    "Velmora::Alarm from this Python object of type int")));
+                    "TypeError: expected an alarm, got an object of type int")));
 }
 
 TEST_F(AlarmsOfScripts, KeepTheirLastIdWhenTheScriptFails)

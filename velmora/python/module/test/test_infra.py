@@ -258,6 +258,16 @@ print("VELMORA" in os.environ)
         self.assertEqual("True\nFalse\n", result.stdout)
         self.assertEqual(0, result.returncode)
 
+    def test_what_a_script_has_made_is_finalised(self) -> None:
+        result = run("""
+            import velmora.infra, os
+            class Last:
+                def __del__(self): os.write(1, b"finalised")
+                def method(self): return last
+            last = Last()
+            """)
+        self.assertEqual(("finalised", ""), (result.stdout, result.stderr))
+
     def test_the_exit_status_of_a_script_is_its_own(self) -> None:
         result = run(DEFINES_TRUNK + """
 import sys
