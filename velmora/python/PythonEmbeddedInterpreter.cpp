@@ -233,7 +233,9 @@ boost::python::object pathObject(std::string_view in_strPath)
 
 void EmbeddedInterpreter::NamespaceDeleter::operator()(boost::python::object* in_pNamespace) const
 {
-    ::operator delete(in_pNamespace);
+    // A thread that could not be waited for may still use it.
+    if (Py_IsInitialized() == 0)
+        ::operator delete(in_pNamespace);
 }
 
 EmbeddedInterpreter& EmbeddedInterpreter::getInstance()
