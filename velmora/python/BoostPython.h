@@ -3,7 +3,8 @@
 // Boost.Python and Python's own header, for the sources that must have them. Included in place of
 // <boost/python.hpp>, which would
 // - note that it uses deprecated headers of Boost's own, and placeholders in the global namespace;
-// - give each source a static object with a destructor, the `_` of slices, which counts None without
+// - give each source a static object with a destructor, the `_` of slices, which counts None
+// without
 //   the interpreter lock when the process ends. A source that writes slices with it includes
 //   <boost/python.hpp> before this.
 

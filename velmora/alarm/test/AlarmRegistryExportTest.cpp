@@ -207,10 +207,9 @@ TEST_F(AlarmsOfScripts, AreNotWhatIsNoAlarm)
     const CapturedLog log;
     EXPECT_TRUE(add("5").isNull());
     EXPECT_THAT(log.linesOf(s_szPythonLogger),
-                ElementsAre(errorLine(
-                    s_szPythonLogger,
-                    "Embedded Python Interpreter Exception :\n"
-                    "TypeError: expected an alarm, got an object of type int")));
+                ElementsAre(errorLine(s_szPythonLogger,
+                                      "Embedded Python Interpreter Exception :\n"
+                                      "TypeError: expected an alarm, got an object of type int")));
 }
 
 TEST_F(AlarmsOfScripts, KeepTheirLastIdWhenTheScriptFails)
