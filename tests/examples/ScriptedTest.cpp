@@ -128,11 +128,13 @@ TEST_F(ScriptedTest, ARuleThatBlocksForASecondLeavesTheProgramRunning)
     m_tree.addModule("house.py", "import time\n"
                                  "class Rules:\n"
                                  "    def onActiveCalls(self, calls):\n"
-                                 "        if calls == 1: time.sleep(1)\n"
+                                 "        if calls == 1:\n"
+                                 "            print('rule begins', flush=True)\n"
+                                 "            time.sleep(1)\n"
                                  "        else: print('rule saw', calls, flush=True)\n");
     use("house.Rules");
     start();
-    give(1, "1 active calls\n");
+    give(1, "rule begins\n");
     give(2, "2 active calls\n");
     give(3, "3 active calls\n");
     EXPECT_THAT(log(), Not(HasSubstr("took")));

@@ -39,7 +39,8 @@ void leave(int in_iCode) { std::exit(in_iCode); }
         pause();
 }
 
-/// Runs a script in the main namespace, in a pair of its own.
+/// Runs a script in the main namespace, in a pair of its own. A thread that never returns from it
+/// must not have used what the exit list deletes, so the namespace is not that of the library.
 void run(const std::string& in_strScript)
 {
     const InterpreterLock lock;
@@ -48,7 +49,7 @@ void run(const std::string& in_strScript)
     EmbeddedInterpreter& interpreter = EmbeddedInterpreter::getInstance();
     try
     {
-        const boost::python::object globals = interpreter.getMainNamespaceInstance();
+        const boost::python::object globals = boost::python::import("__main__").attr("__dict__");
         boost::python::exec(in_strScript.c_str(), globals, globals);
     }
     catch (const boost::python::error_already_set&)

@@ -55,6 +55,7 @@ void AlarmImpl::logAndNotify()
 void AlarmImpl::notifyObservers()
 {
     // By index, as an observer that breaks the rule and adds one would leave an iterator nowhere.
+    // NOLINTNEXTLINE(modernize-loop-convert)
     for (std::size_t uiIndex = 0; uiIndex < m_observers.size(); ++uiIndex)
         if (const LimitedObjPtr<Observer> pObserver = m_observers[uiIndex])
             pObserver->newAlarmState(*this, m_state);

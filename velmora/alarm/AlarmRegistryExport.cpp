@@ -52,6 +52,7 @@ void clearUnlocked(AlarmRegistry& inout_registry)
 
 } // namespace
 
+// NOLINTNEXTLINE(performance-unnecessary-value-param): the binding gives it away.
 Alarm* AlarmRegistry::pyAddAlarm(boost::python::object in_object)
 {
     const TSPyObjPtr pObject(in_object);

@@ -153,6 +153,7 @@ void AlarmRegistryImpl::clear()
 void AlarmRegistryImpl::notifyObservers(const Alarm& in_alarm) const
 {
     // By index, as an observer that breaks the rule and adds one would leave an iterator nowhere.
+    // NOLINTNEXTLINE(modernize-loop-convert)
     for (std::size_t uiIndex = 0; uiIndex < m_observers.size(); ++uiIndex)
         m_observers[uiIndex]->newAlarmState(in_alarm);
 }

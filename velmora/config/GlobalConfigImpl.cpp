@@ -220,6 +220,7 @@ bool GlobalConfigImpl::load(const std::vector<std::string>& in_urls)
         return false;
     }
     std::vector<Source> sources;
+    sources.reserve(in_urls.size());
     for (const std::string& strUrl : in_urls)
         sources.emplace_back(strUrl);
     const WriteLock lock(*this);

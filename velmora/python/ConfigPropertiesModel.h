@@ -14,6 +14,8 @@ namespace Velmora::Python
 ///
 /// Failure: a start that fails and a tuple that is none of two strings are failed assertions, with
 /// the reason in a line of their own. An exception of the module is an ERROR with its traceback.
+// Static, so without a destructor to run.
+// NOLINTNEXTLINE(cppcoreguidelines-virtual-class-destructor)
 class ConfigPropertiesModel final : public GlobalConfigSeam::DatabaseSource
 {
   public:

@@ -69,6 +69,8 @@ TSPyObjPtr::TSPyObjPtr(const object& in_object)
     giveUpLock();
 }
 
+// g++ asks for the base that is not copied.
+// NOLINTNEXTLINE(readability-redundant-member-init)
 TSPyObjPtr::TSPyObjPtr(const TSPyObjPtr& in_other)
     : TSPyObjPtrBase(), object(newReference(isLockHeld(), in_other.ptr()))
 {

@@ -32,33 +32,31 @@ class OutsidePython
     std::abort();
 }
 
-bool isScripts(const Alarm& in_alarm)
+/// A script has to define that method of its alarms.
+void failIfOfScript(const Alarm& in_alarm, const char* in_szMethod)
 {
-    return dynamic_cast<const ScriptAlarm*>(&in_alarm) != nullptr;
+    if (const auto* const pScripts = dynamic_cast<const ScriptAlarm*>(&in_alarm))
+        raiseNotDefined(python::detail::wrapper_base_::get_owner(*pScripts), in_szMethod);
 }
 
 // What the class "Alarm" has for scripts. Of an alarm that a script defines, these are what it does
 // not define; of any other, they are the alarm's own.
 
-std::string getAlarmId(const python::object& in_self)
+std::string getAlarmId(const Alarm& in_alarm)
 {
-    const Alarm& alarm = python::extract<const Alarm&>(in_self);
-    if (isScripts(alarm))
-        raiseNotDefined(in_self.ptr(), "getAlarmId");
+    failIfOfScript(in_alarm, "getAlarmId");
     const OutsidePython outside;
     std::string strId;
-    alarm.getAlarmId(strId);
+    in_alarm.getAlarmId(strId);
     return strId;
 }
 
-std::string getDescription(const python::object& in_self)
+std::string getDescription(const Alarm& in_alarm)
 {
-    const Alarm& alarm = python::extract<const Alarm&>(in_self);
-    if (isScripts(alarm))
-        raiseNotDefined(in_self.ptr(), "getDescription");
+    failIfOfScript(in_alarm, "getDescription");
     const OutsidePython outside;
     std::ostringstream text;
-    alarm.writeDescription(text);
+    in_alarm.writeDescription(text);
     return text.str();
 }
 
