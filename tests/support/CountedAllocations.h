@@ -25,7 +25,9 @@ int allocationsOfLaterCalls(Function in_function)
 
 } // namespace Velmora::Test
 
-// Not inlined, since the compiler would then take `malloc` and `delete` for a mismatch.
+// A program has one source that includes this. Not inlined, since the compiler would then take
+// `malloc` and `delete` for a mismatch.
+// NOLINTBEGIN(misc-definitions-in-headers)
 
 [[gnu::noinline]] void* operator new(std::size_t in_uiSize)
 {
@@ -53,3 +55,5 @@ int allocationsOfLaterCalls(Function in_function)
 {
     std::free(in_pMemory);
 }
+
+// NOLINTEND(misc-definitions-in-headers)

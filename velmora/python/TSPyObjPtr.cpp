@@ -69,9 +69,9 @@ TSPyObjPtr::TSPyObjPtr(const object& in_object)
     giveUpLock();
 }
 
-// g++ asks for the base that is not copied.
-// NOLINTNEXTLINE(readability-redundant-member-init)
 TSPyObjPtr::TSPyObjPtr(const TSPyObjPtr& in_other)
+    // g++ asks for the base that is not copied.
+    // NOLINTNEXTLINE(readability-redundant-member-init)
     : TSPyObjPtrBase(), object(newReference(isLockHeld(), in_other.ptr()))
 {
     giveUpLock();

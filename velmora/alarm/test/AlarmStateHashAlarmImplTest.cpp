@@ -17,7 +17,6 @@ namespace
 {
 
 using testing::ElementsAre;
-using testing::IsEmpty;
 
 /// Counts how often it hears of a change.
 class Watcher : public NamedAlarm<AlarmStateHashAlarmImpl>
