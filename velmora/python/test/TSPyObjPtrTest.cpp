@@ -459,7 +459,9 @@ TEST(TSPyObjPtr, StaysRightWhenItWasMadeBeforePythonStarted)
     pAssigned = pHandle;
     EXPECT_EQ(countOfNone(), iCount);
     EXPECT_EQ(pAssigned.ptr(), counted.get());
-    locked([&] { return static_cast<object&>(pAssignedByItsBase) = pHandle; });
+    locked(
+        [&]
+        { return static_cast<object&>(pAssignedByItsBase) = static_cast<const object&>(pHandle); });
     EXPECT_EQ(pAssignedByItsBase.ptr(), counted.get());
     pAssignedByItsBase.setToNull();
     EXPECT_EQ(countOfNone(), iCount + 1);
