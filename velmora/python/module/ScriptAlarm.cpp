@@ -40,9 +40,10 @@ void failIfOfScript(const Alarm& in_alarm, const char* in_szMethod)
 }
 
 // What the class "Alarm" has for scripts. Of an alarm that a script defines, these are what it does
-// not define; of any other, they are the alarm's own.
+// not define; of any other, they are the alarm's own. None takes a const reference, for which
+// Boost.Python would look for conversions that make an alarm.
 
-std::string getAlarmId(const Alarm& in_alarm)
+std::string getAlarmId(Alarm& in_alarm)
 {
     failIfOfScript(in_alarm, "getAlarmId");
     const OutsidePython outside;
@@ -51,7 +52,7 @@ std::string getAlarmId(const Alarm& in_alarm)
     return strId;
 }
 
-std::string getDescription(const Alarm& in_alarm)
+std::string getDescription(Alarm& in_alarm)
 {
     failIfOfScript(in_alarm, "getDescription");
     const OutsidePython outside;
@@ -60,7 +61,7 @@ std::string getDescription(const Alarm& in_alarm)
     return text.str();
 }
 
-std::string toString(const Alarm& in_alarm)
+std::string toString(Alarm& in_alarm)
 {
     const OutsidePython outside;
     std::ostringstream text;
@@ -68,9 +69,9 @@ std::string toString(const Alarm& in_alarm)
     return text.str();
 }
 
-int getSeverity(const Alarm& in_alarm) { return static_cast<int>(in_alarm.getSeverity()); }
+int getSeverity(Alarm& in_alarm) { return static_cast<int>(in_alarm.getSeverity()); }
 
-Alarm::State getState(const Alarm& in_alarm)
+Alarm::State getState(Alarm& in_alarm)
 {
     const OutsidePython outside;
     const auto* const pScripts = dynamic_cast<const ScriptAlarm*>(&in_alarm);
