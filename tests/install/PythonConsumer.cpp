@@ -6,7 +6,6 @@
 #include "velmora/python/TSPyObjPtr.h"
 
 #include <iostream>
-#include <string>
 
 int main()
 {
@@ -15,7 +14,6 @@ int main()
     const Velmora::TSPyObjPtr counter =
         Velmora::PyClassName("collections.Counter").getNewInstance();
     const Velmora::Python::InterpreterLock lock;
-    counter.attr("update")("call");
-    const std::string strText = boost::python::extract<std::string>(boost::python::str(counter));
-    std::cout << strText << '\n';
+    counter.attr("update")(boost::python::make_tuple("call", "call"));
+    std::cout << "calls: " << boost::python::extract<int>(counter["call"])() << '\n';
 }
