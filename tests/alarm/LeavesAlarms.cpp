@@ -21,7 +21,7 @@ using namespace Velmora;
 namespace
 {
 
-/// Tells that it goes, through a logger of its own and through that of the alarms.
+/// Logs that it goes, through a logger of its own and through that of the alarms.
 class Leaving : public ProcessAlarm
 {
   public:

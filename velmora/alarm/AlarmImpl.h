@@ -41,7 +41,7 @@ class VELMORA_API AlarmImpl : public virtual Alarm
     /// Calls all observers with the current state.
     void notifyObservers();
 
-    /// Stores the state and tells whether it is another one than before.
+    /// Stores the state. True if it is another one than before.
     bool storeState(State in_state)
     {
         if (in_state == m_state) [[likely]]

@@ -13,8 +13,8 @@ namespace Velmora
 {
 
 /// All alarms of the process by their ids, and the way to use one on several threads: a handle that
-/// the registry gives does each operation of the alarm under the registry's one mutex, and tells
-/// the registry's observers of each change.
+/// the registry gives does each operation of the alarm under the registry's one mutex, and calls
+/// the registry's observers at each change.
 ///
 ///     Velmora::LimitedObjPtr<Velmora::Alarm> pAlarm =
 ///         Velmora::AlarmRegistry::getInstance().addAlarm(new LicenceAlarm, false);

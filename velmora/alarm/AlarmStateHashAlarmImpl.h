@@ -8,7 +8,7 @@
 namespace Velmora
 {
 
-/// An alarm that watches others, each known by its id: keeps their last states and tells a derived
+/// An alarm that watches others, each known by its id: keeps their last states and calls a derived
 /// class when one has changed.
 ///
 /// An alarm that is watched keeps a pointer to this one for good, and this one keeps an entry for

@@ -88,8 +88,8 @@ bool isNobodyInside(const InterpreterGate& in_gate)
     return in_gate.countInside() <= 1;
 }
 
-/// Whether a thread took the interpreter lock that waits for it by asking whoever holds it to give
-/// it up. Python cannot be asked to wait for a limited time.
+/// Whether a thread took the interpreter lock that waits for it by asking the thread that holds it
+/// to give it up. Python cannot be asked to wait for a limited time.
 class Probe
 {
   public:

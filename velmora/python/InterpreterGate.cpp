@@ -94,7 +94,8 @@ void InterpreterGate::reportFork()
 
 bool InterpreterGate::goInLate()
 {
-    // A thread that holds the interpreter lock needs no new state, and whoever forks waits for it.
+    // A thread that holds the interpreter lock needs no new state, and a thread that forks waits
+    // for it.
     const bool bHolds = InterpreterLock::isHeld();
     while (!bHolds && state() == State::forking)
         std::this_thread::sleep_for(s_pause);

@@ -138,14 +138,10 @@ std::ostream& ScriptAlarm::writeText(Text& inout_text, std::ostream& out_stream)
     const Outcome outcome = askScript(inout_text.szMethod, Need::REQUIRED,
                                       [&](const python::object& in_result)
                                       { strText = python::extract<std::string>(in_result)(); });
-    {
-        const std::lock_guard guard(m_mutex);
-        if (outcome == Outcome::GIVEN)
-            inout_text.strLast = strText;
-        else
-            strText = inout_text.strLast;
-    }
-    return out_stream << strText;
+    const OutsidePython outside;
+    if (outcome == Outcome::GIVEN)
+        inout_text.strLast = strText;
+    return out_stream << inout_text.strLast;
 }
 
 std::ostream& ScriptAlarm::writeAlarmId(std::ostream& out_stream) const

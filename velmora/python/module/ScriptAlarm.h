@@ -3,7 +3,6 @@
 #include "velmora/alarm/AlarmImpl.h"
 #include "velmora/python/BoostPython.h"
 
-#include <mutex>
 #include <string>
 
 namespace Velmora
@@ -65,8 +64,7 @@ class ScriptAlarm : public virtual AlarmImpl, public boost::python::wrapper<Alar
                       const Arguments&... in_arguments) const;
     std::ostream& writeText(Text& inout_text, std::ostream& out_stream) const;
 
-    /// Guards the texts; nothing runs under it.
-    mutable std::mutex m_mutex;
+    // Guarded by the registry's mutex, which a fork holds too.
     mutable Text m_alarmId{"getAlarmId"};
     mutable Text m_description{"getDescription"};
 };
