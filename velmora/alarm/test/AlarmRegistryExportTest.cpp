@@ -48,12 +48,7 @@ class AlarmsOfScripts : public testing::Test
                   "registry = AlarmRegistry.getInstance()\n"
                   "door = Door()\n");
     }
-    ~AlarmsOfScripts() override
-    {
-        m_registry.clear();
-        runScript("for name in [name for name in globals() if not name.startswith('__')]:\n"
-                  "    del globals()[name]\n");
-    }
+    ~AlarmsOfScripts() override { m_registry.clear(); }
 
     LimitedObjPtr<Alarm> add(const std::string& in_strExpression)
     {
