@@ -10,11 +10,11 @@
 //   abort-on-assert    a failed assertion ends the process
 //   other-alarm        an alarm with the id of the program's own is registered before it
 //   no-arguments       the command line is empty, without even the program's name
-//   param=NAME, env=NAME, env-at-exit=NAME   tells a parameter, a variable
-//   timeouts, directory, levels, alarm   tells them
+//   param=NAME, env=NAME, env-at-exit=NAME   prints a parameter, a variable
+//   timeouts, directory, levels, alarm   prints them
 //   handle-help        its run begins with processHelpParamInfoOptions
 //
-// It tells how each "initialize" and its "run" went, and exits with 1 if the last one gave false.
+// It prints how each "initialize" and its "run" went, and exits with 1 if the last one gave false.
 
 #include "velmora/alarm/AlarmRegistry.h"
 #include "velmora/alarm/SystemConfigurationErrorAlarm.h"
