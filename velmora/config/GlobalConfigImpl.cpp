@@ -3,7 +3,9 @@
 #include "velmora/application/Assertion.h"
 #include "velmora/application/AssertionSeam.h"
 #include "velmora/config/GlobalConfigSeam.h"
+#include "velmora/config/ParameterBounds.h"
 #include "velmora/config/ParameterInfoDB.h"
+#include "velmora/config/RegisteredParameters.h"
 #include "velmora/logging/LibraryLoggers.h"
 #include "velmora/logging/LogMacros.h"
 #include "velmora/system/DottedName.h"
@@ -45,6 +47,13 @@ void isUnresolvedVectorEmpty(const std::vector<std::string>& in_unresolved, bool
         strLines += " [" + strLine + "]";
     VELMORA_FILE_LOG_ERROR("Unable to complete the configuration. Unknown parameters:" << strLines);
     out_bOK = false;
+}
+
+/// From the first use of the table on, it stays as it is.
+void endRegistration()
+{
+    if (RegisteredParameters* const pRegistered = RegisteredParameters::ifAlive())
+        pRegistered->close();
 }
 
 /// Logs the system's reason, if there is one.
@@ -176,6 +185,14 @@ bool GlobalConfigImpl::setParameter(const char* in_szParamName, const ParameterV
                                << in_szParamName);
         return false;
     }
+    ParameterBounds bounds;
+    if (ParameterInfoDB::retrieveBounds(in_szParamName, bounds) && !bounds.contain(in_value))
+    {
+        VELMORA_FILE_LOG_ERROR("failed to set a Global Configuration parameter because the "
+                               "following value is out of bounds : "
+                               << in_szParamName << " = " << in_value << ", should be " << bounds);
+        return false;
+    }
     const WriteLock lock(*this);
     // Only told: it is the run-time flag that guards.
     if (m_bWriteProtected)
@@ -194,6 +211,7 @@ bool GlobalConfigImpl::setParameter(const char* in_szParamName, const ParameterV
 
 bool GlobalConfigImpl::load(std::istream& inout_stream)
 {
+    endRegistration();
     const WriteLock lock(*this);
     std::vector<std::string> unresolved;
     bool bOK = loadNoMutex(inout_stream, unresolved);
@@ -203,6 +221,7 @@ bool GlobalConfigImpl::load(std::istream& inout_stream)
 
 bool GlobalConfigImpl::load(const char* in_szPath)
 {
+    endRegistration();
     const WriteLock lock(*this);
     std::vector<std::string> unresolved;
     bool bOK = loadFileNoMutex(in_szPath, unresolved);
@@ -219,6 +238,7 @@ bool GlobalConfigImpl::load(const std::vector<std::string>& in_urls)
                                "config URLs vector is empty");
         return false;
     }
+    endRegistration();
     std::vector<Source> sources;
     sources.reserve(in_urls.size());
     for (const std::string& strUrl : in_urls)
@@ -336,6 +356,7 @@ bool GlobalConfigImpl::initialize(int in_argc, char** in_argv, const char* in_sz
 
 bool GlobalConfigImpl::addDefaults(bool in_bIncludeDeprecated)
 {
+    endRegistration();
     const WriteLock lock(*this);
     if (m_bWriteProtected)
     {

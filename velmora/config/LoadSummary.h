@@ -14,6 +14,8 @@ struct LoadSummary
     std::size_t m_uiWrongTypes = 0;
     /// Values that were replaced by those of a later line.
     std::size_t m_uiRedefinitions = 0;
+    /// Lines that were skipped because their values are out of bounds.
+    std::size_t m_uiOutOfBounds = 0;
 };
 
 } // namespace Velmora

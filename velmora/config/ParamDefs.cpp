@@ -4,6 +4,7 @@
 #include "velmora/config/Configuration.h"
 #include "velmora/config/ParamDefsCheck.h"
 #include "velmora/config/ParamDefsTable.h"
+#include "velmora/config/ProgramParameter.h"
 #include "velmora/logging/LibraryLoggers.h"
 #include "velmora/logging/LogMacros.h"
 #include "velmora/system/BoostRegex.h"
@@ -15,6 +16,7 @@
 #include <limits>
 #include <sstream>
 #include <string_view>
+#include <utility>
 
 VELMORA_LIBRARY_FILE_SCOPE_LOGGER(ParameterInfo)
 
@@ -44,6 +46,16 @@ void convertToString(ParameterValue& inout_value)
     inout_value = text.str().c_str();
 }
 
+ParameterBounds readBounds(const ProgramParameter& in_row)
+{
+    ParameterBounds bounds;
+    if (in_row.szLowest != nullptr)
+        bounds.m_lowest.initFromText(in_row.szLowest, ParameterValue::UNDEF_TYPE, true);
+    if (in_row.szHighest != nullptr)
+        bounds.m_highest.initFromText(in_row.szHighest, ParameterValue::UNDEF_TYPE, true);
+    return bounds;
+}
+
 } // namespace
 
 ParamDefs::ParamDefs() : ParamDefs(s_paramDefsTable) {}
@@ -57,14 +69,27 @@ ParamDefs::ParamDefs(std::span<const ParameterRow> in_rows)
     indexDefinitions();
 }
 
+ParamDefs::ParamDefs(std::span<const ProgramParameter> in_rows)
+{
+    for (const ProgramParameter& row : in_rows)
+    {
+        const ParameterInfo* const pInfo = addParameter(
+            row.szName, row.type, row.szDefault, row.bRunTimeSettable, false, row.szDescription);
+        if (ParameterBounds bounds = readBounds(row); bounds.defined())
+            m_bounds.emplace(pInfo, std::move(bounds));
+    }
+    listDefinitions();
+    indexDefinitions();
+}
+
 ParamDefs::~ParamDefs() = default;
 
-void ParamDefs::addParameter(const char* in_szName, ParameterValue::Type in_type,
-                             const char* in_szDefault, bool in_bRunTimeSettable,
-                             bool in_bDeprecated, const char* in_szDescription)
+const ParameterInfo* ParamDefs::addParameter(const char* in_szName, ParameterValue::Type in_type,
+                                             const char* in_szDefault, bool in_bRunTimeSettable,
+                                             bool in_bDeprecated, const char* in_szDescription)
 {
     if (in_type == ParameterValue::UNDEF_TYPE)
-        return;
+        return nullptr;
     std::vector<std::string> components;
     dottedStringToVector(in_szName, components);
 
@@ -84,9 +109,10 @@ void ParamDefs::addParameter(const char* in_szName, ParameterValue::Type in_type
     const auto insertionResult = fastInsert(components.begin(), components.end(), ParameterInfo());
     VELMORA_FILE_ASSERT_TEXT(insertionResult.first != nullptr, "insertionResult.first != 0");
     if (insertionResult.first == nullptr)
-        return;
+        return nullptr;
     VELMORA_FILE_ASSERT(insertionResult.first->data().m_type == ParameterValue::UNDEF_TYPE);
     insertionResult.first->data() = paramInfo;
+    return &insertionResult.first->data();
 }
 
 void ParamDefs::listDefinitions()
@@ -97,7 +123,9 @@ void ParamDefs::listDefinitions()
         const ParameterInfo& info = pNode->data();
         if (info.m_type == ParameterValue::UNDEF_TYPE)
             continue;
-        m_definitions.push_back({{}, &info});
+        const auto bounds = m_bounds.find(&info);
+        m_definitions.push_back(
+            {{}, {&info, bounds != m_bounds.end() ? &bounds->second : nullptr}});
         vectorToDottedString(iter.key(), m_definitions.back().strName);
     }
 }
@@ -106,20 +134,30 @@ void ParamDefs::indexDefinitions()
 {
     m_index.reserve(m_definitions.size());
     for (const Definition& definition : m_definitions)
-        m_index.emplace(definition.strName, definition.pInfo);
+        m_index.emplace(definition.strName, definition.known);
 }
 
-const ParameterInfo* ParamDefs::find(const char* in_szName) const
+template <class Function>
+void ParamDefs::forEachDefinition(Function in_function) const
+{
+    for (const ParamDefs* pTable = this; pTable != nullptr; pTable = pTable->next())
+        for (const Definition& definition : pTable->m_definitions)
+            in_function(definition);
+}
+
+ParamDefs::Known ParamDefs::find(const char* in_szName) const
 {
     // One hash of the whole name takes half the time of a walk down the tree.
     std::string_view name(in_szName);
     if (name.empty())
-        return nullptr;
+        return {};
     // It ends the last component and begins no further one.
     if (name.back() == '.')
         name.remove_suffix(1);
-    const auto found = m_index.find(name);
-    return found != m_index.end() ? found->second : nullptr;
+    for (const ParamDefs* pTable = this; pTable != nullptr; pTable = pTable->next())
+        if (const auto found = pTable->m_index.find(name); found != pTable->m_index.end())
+            return found->second;
+    return {};
 }
 
 const std::string& ParamDefs::findClosestName(const char* in_szName) const
@@ -130,37 +168,38 @@ const std::string& ParamDefs::findClosestName(const char* in_szName) const
     LevinsteinDistanceScan scan(name);
     const std::string* pClosest = &s_strNone;
     unsigned long uiSmallest = std::numeric_limits<unsigned long>::max();
-    for (const Definition& definition : m_definitions)
-    {
-        // The difference of the lengths is the least that the distance can be.
-        const std::size_t uiLength = definition.strName.size();
-        if (std::max(name.size(), uiLength) - std::min(name.size(), uiLength) >= uiSmallest)
-            continue;
-        const unsigned long uiDistance = scan.distance(definition.strName);
-        if (uiDistance >= uiSmallest)
-            continue;
-        uiSmallest = uiDistance;
-        pClosest = &definition.strName;
-    }
+    forEachDefinition(
+        [&](const Definition& in_definition)
+        {
+            // The difference of the lengths is the least that the distance can be.
+            const std::size_t uiLength = in_definition.strName.size();
+            if (std::max(name.size(), uiLength) - std::min(name.size(), uiLength) >= uiSmallest)
+                return;
+            const unsigned long uiDistance = scan.distance(in_definition.strName);
+            if (uiDistance >= uiSmallest)
+                return;
+            uiSmallest = uiDistance;
+            pClosest = &in_definition.strName;
+        });
     return *pClosest;
 }
 
 bool ParamDefs::retrieve(const char* in_szName, ParameterInfo& out_info) const
 {
-    const ParameterInfo* const pInfo = find(in_szName);
-    if (pInfo == nullptr)
+    const Known known = find(in_szName);
+    if (known.pInfo == nullptr)
     {
         out_info.reset();
         return false;
     }
-    out_info = *pInfo;
+    out_info = *known.pInfo;
     return true;
 }
 
 ParameterValue::Type ParamDefs::retrieveType(const char* in_szName) const
 {
-    const ParameterInfo* const pInfo = find(in_szName);
-    return pInfo != nullptr ? pInfo->m_type : ParameterValue::UNDEF_TYPE;
+    const Known known = find(in_szName);
+    return known.pInfo != nullptr ? known.pInfo->m_type : ParameterValue::UNDEF_TYPE;
 }
 
 bool ParamDefs::retrieve(const char* in_szRegex,
@@ -170,11 +209,12 @@ bool ParamDefs::retrieve(const char* in_szRegex,
     try
     {
         const BoostRegex regex(in_szRegex);
-        for (const auto& [strName, pInfo] : m_definitions)
-        {
-            if (BoostRegex::regex_search(strName, regex))
-                out_infos.emplace_back(strName, *pInfo);
-        }
+        forEachDefinition(
+            [&](const Definition& in_definition)
+            {
+                if (BoostRegex::regex_search(in_definition.strName, regex))
+                    out_infos.emplace_back(in_definition.strName, *in_definition.known.pInfo);
+            });
         return true;
     }
     catch (const std::exception& exception)
@@ -187,47 +227,55 @@ bool ParamDefs::retrieve(const char* in_szRegex,
 void ParamDefs::addDefaultsToConfig(Configuration& inout_configuration,
                                     bool in_bIncludeDeprecated) const
 {
-    for (const auto& [strName, pInfo] : m_definitions)
-    {
-        if (pInfo->m_bDeprecated && !in_bIncludeDeprecated)
-            continue;
-        ParameterValue value;
-        inout_configuration.getParameter(strName.c_str(), value);
-        if (!value.defined())
+    forEachDefinition(
+        [&](const Definition& in_definition)
         {
-            if (pInfo->m_defaultValue.defined())
-                inout_configuration.setParameter(strName.c_str(), pInfo->m_defaultValue);
-        }
-        else if (value.getType() != pInfo->m_type)
-            VELMORA_FILE_LOG_WARN("ParamDefs::addDefaultsToConfig"
-                                  << " : parameter " << strName << " with value " << value
-                                  << " should be of type "
-                                  << ParameterValue::getTypeAsString(pInfo->m_type) << ", not "
-                                  << ParameterValue::getTypeAsString(value.getType()));
-    }
+            const auto& [strName, known] = in_definition;
+            if (known.pInfo->m_bDeprecated && !in_bIncludeDeprecated)
+                return;
+            ParameterValue value;
+            inout_configuration.getParameter(strName.c_str(), value);
+            if (!value.defined())
+            {
+                if (known.pInfo->m_defaultValue.defined())
+                    inout_configuration.setParameter(strName.c_str(), known.pInfo->m_defaultValue);
+            }
+            else if (value.getType() != known.pInfo->m_type)
+                VELMORA_FILE_LOG_WARN(
+                    "ParamDefs::addDefaultsToConfig"
+                    << " : parameter " << strName << " with value " << value
+                    << " should be of type " << ParameterValue::getTypeAsString(known.pInfo->m_type)
+                    << ", not " << ParameterValue::getTypeAsString(value.getType()));
+            else if (!known.allows(value))
+                VELMORA_FILE_LOG_WARN("ParamDefs::addDefaultsToConfig"
+                                      << " : parameter " << strName << " with value " << value
+                                      << " should be " << *known.pBounds);
+        });
 }
 
 bool ParamDefs::warnOnDeprecated(const ROConfiguration& in_configuration) const
 {
     bool bFound = false;
-    for (const auto& [strName, pInfo] : m_definitions)
-    {
-        if (!pInfo->m_bDeprecated)
-            continue;
-        ParameterValue value;
-        in_configuration.getParameter(strName.c_str(), value);
-        if (!value.defined())
-            continue;
-        bFound = true;
-        VELMORA_FILE_LOG_WARN("Parameter " << strName << " is deprecated. "
-                                           << pInfo->m_strDescription);
-    }
+    forEachDefinition(
+        [&](const Definition& in_definition)
+        {
+            const auto& [strName, known] = in_definition;
+            if (!known.pInfo->m_bDeprecated)
+                return;
+            ParameterValue value;
+            in_configuration.getParameter(strName.c_str(), value);
+            if (!value.defined())
+                return;
+            bFound = true;
+            VELMORA_FILE_LOG_WARN("Parameter " << strName << " is deprecated. "
+                                               << known.pInfo->m_strDescription);
+        });
     return bFound;
 }
 
 bool ParamDefs::validateParamName(const char* in_szName, std::string& out_strName) const
 {
-    if (find(in_szName) != nullptr)
+    if (find(in_szName).pInfo != nullptr)
     {
         out_strName = in_szName;
         return true;
@@ -238,16 +286,22 @@ bool ParamDefs::validateParamName(const char* in_szName, std::string& out_strNam
 
 bool ParamDefs::validateParamValue(const char* in_szName, ParameterValue& inout_value) const
 {
-    const ParameterInfo* const pInfo = find(in_szName);
-    if (pInfo == nullptr || inout_value.getType() == pInfo->m_type)
+    const Known known = find(in_szName);
+    if (known.pInfo == nullptr)
         return true;
-    if (inout_value.getType() == ParameterValue::INT_TYPE &&
-        pInfo->m_type == ParameterValue::FLOAT_TYPE)
+    const ParameterValue::Type type = known.pInfo->m_type;
+    if (inout_value.getType() == type)
+        return isWithinBounds(in_szName, known, inout_value);
+    if (inout_value.getType() == ParameterValue::INT_TYPE && type == ParameterValue::FLOAT_TYPE)
     {
-        inout_value = static_cast<float>(static_cast<int>(inout_value));
+        ParameterValue converted;
+        converted = static_cast<float>(static_cast<int>(inout_value));
+        if (!isWithinBounds(in_szName, known, converted))
+            return false;
+        inout_value = converted;
         return true;
     }
-    if (pInfo->m_type == ParameterValue::STRING_TYPE)
+    if (type == ParameterValue::STRING_TYPE)
     {
         convertToString(inout_value);
         return true;
@@ -255,7 +309,17 @@ bool ParamDefs::validateParamValue(const char* in_szName, ParameterValue& inout_
     VELMORA_FILE_LOG_WARN("Parameter " << in_szName << " has type "
                                        << ParameterValue::getTypeAsString(inout_value.getType())
                                        << " but should be "
-                                       << ParameterValue::getTypeAsString(pInfo->m_type));
+                                       << ParameterValue::getTypeAsString(type));
+    return false;
+}
+
+bool ParamDefs::isWithinBounds(const char* in_szName, const Known& in_known,
+                               const ParameterValue& in_value)
+{
+    if (in_known.allows(in_value))
+        return true;
+    VELMORA_FILE_LOG_WARN("Parameter " << in_szName << " has value " << in_value
+                                       << " but should be " << *in_known.pBounds);
     return false;
 }
 

@@ -2,10 +2,15 @@
 
 #include "velmora/application/Lifetime.h"
 #include "velmora/config/ParamDefs.h"
+#include "velmora/config/RegisteredParameters.h"
+#include "velmora/logging/LibraryLoggers.h"
+#include "velmora/logging/LogMacros.h"
 
 #include <ace/Object_Manager.h>
 
 #include <atomic>
+
+VELMORA_LIBRARY_FILE_SCOPE_LOGGER_OF(ParameterInfo)
 
 namespace Velmora
 {
@@ -21,10 +26,15 @@ class ParamDefsOfProcess final : public ParamDefs
   public:
     ParamDefsOfProcess()
     {
+        RegisteredParameters::ifAlive()->follow(*this);
         ACE_Object_Manager::at_exit(static_cast<ACE_Cleanup*>(this), nullptr, "ParamDefs");
     }
 
     ~ParamDefsOfProcess() override { s_pInstance.store(nullptr, std::memory_order_release); }
+
+  private:
+    /// Used if this copy of the library is the first one in the process.
+    RegisteredParameters m_registered;
 };
 
 /// Never destroyed: it is for what runs after the exit list.
@@ -65,6 +75,27 @@ const ParameterInfoDB& ParameterInfoDB::getInstance()
         [[likely]]
         return *pInstance;
     return makeInstance();
+}
+
+bool ParameterInfoDB::registerParameters(std::span<const ProgramParameter> in_parameters)
+{
+    RegisteredParameters* const pRegistered = RegisteredParameters::ifAlive();
+    if (pRegistered == nullptr)
+        return false;
+    std::vector<std::string> errors;
+    pRegistered->add(in_parameters, errors);
+    for (const std::string& strError : errors)
+        VELMORA_FILE_LOG_ERROR(strError);
+    return errors.empty();
+}
+
+bool ParameterInfoDB::retrieveBounds(const char* in_szName, ParameterBounds& out_bounds)
+{
+    const RegisteredParameters* const pRegistered = RegisteredParameters::ifAlive();
+    if (pRegistered != nullptr)
+        return pRegistered->retrieveBounds(in_szName, out_bounds);
+    out_bounds = ParameterBounds();
+    return false;
 }
 
 } // namespace Velmora

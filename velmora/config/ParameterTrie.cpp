@@ -2,6 +2,7 @@
 
 #include "velmora/application/Assertion.h"
 #include "velmora/config/LoadSummary.h"
+#include "velmora/config/ParameterBounds.h"
 #include "velmora/config/ParameterInfoDB.h"
 #include "velmora/logging/LibraryLoggers.h"
 #include "velmora/logging/LogMacros.h"
@@ -207,6 +208,8 @@ struct ParameterTrie::Tag
 struct ParameterTrie::Reading
 {
     const ParameterInfoDB* m_pDB;
+    /// Whether that is the table of the process, which has bounds of parameters.
+    bool m_bHasBounds;
     LoadSummary& m_summary;
     Parameter m_parameter{};
     /// The last name up to and with its last dot, and the node of that: the next name is often
@@ -378,7 +381,8 @@ std::istream& ParameterTrie::read(std::istream& inout_stream, const ParameterInf
                                   const ParameterTrie* in_pOther, LoadSummary* inout_pSummary)
 {
     LoadSummary summaryOfNobody;
-    Reading reading{in_pDB, inout_pSummary != nullptr ? *inout_pSummary : summaryOfNobody};
+    Reading reading{in_pDB, in_pDB == &ParameterInfoDB::getInstance(),
+                    inout_pSummary != nullptr ? *inout_pSummary : summaryOfNobody};
     // The line behind the last one fails, which must not keep the lines that wait from being tried.
     QuietStream quiet(inout_stream);
     if (!readLines(reading, inout_stream, in_cDelimiter, in_bSubstitute, inout_pUnresolved,
@@ -546,6 +550,8 @@ bool ParameterTrie::addToTrie(Reading& inout_reading, const std::string& in_strL
         return false;
     if (pDB != nullptr && result != INIT_OK)
         warnOfMisfit(parameter, result, inout_reading.m_summary);
+    else if (inout_reading.m_bHasBounds && !isWithinBounds(parameter, inout_reading.m_summary))
+        return true;
     VELMORA_FILE_ASSERT(parameter.getValue().defined());
     store(inout_reading);
     return true;
@@ -584,6 +590,19 @@ void ParameterTrie::warnOfMisfit(const Parameter& in_parameter, ParameterInitRes
     }
     else
         VELMORA_FILE_ASSERT_TEXT(false, "0");
+}
+
+bool ParameterTrie::isWithinBounds(const Parameter& in_parameter, LoadSummary& inout_summary)
+{
+    ParameterBounds bounds;
+    if (!ParameterInfoDB::retrieveBounds(in_parameter.getName().c_str(), bounds) ||
+        bounds.contain(in_parameter.getValue()))
+        return true;
+    ++inout_summary.m_uiOutOfBounds;
+    VELMORA_FILE_LOG_WARN("Parameter " << in_parameter.getName() << " with value "
+                                       << in_parameter.getValue() << " is out of bounds. Should be "
+                                       << bounds << ". The line is skipped");
+    return false;
 }
 
 void ParameterTrie::store(Reading& inout_reading)

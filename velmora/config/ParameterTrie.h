@@ -68,7 +68,9 @@ class VELMORA_API ParameterTrie : public Trie<std::string, ParameterValue, LMHas
     std::ostream& writeImpl(std::ostream& out_stream, char in_cSeparator) const;
 
     /// Reads a text up to its end. With `in_pDB`, values get the types of that table, and names and
-    /// types that do not fit draw a warning each; the parameter is stored all the same. With
+    /// types that do not fit draw a warning each; the parameter is stored all the same. With the
+    /// table of the process, a value out of the bounds that a program has registered draws a
+    /// warning and is not stored: what the parameter was before, it stays. With
     /// `in_bSubstitute`, tags are replaced, `in_pOther` being asked after this trie.
     ///
     /// `inout_pUnresolved` takes the lines with tags that cannot be replaced yet. At the end of the
@@ -136,6 +138,7 @@ class VELMORA_API ParameterTrie : public Trie<std::string, ParameterValue, LMHas
     bool addToTrie(Reading& inout_reading, const std::string& in_strLine);
     static void warnOfMisfit(const Parameter& in_parameter, ParameterInitResult in_result,
                              LoadSummary& inout_summary);
+    static bool isWithinBounds(const Parameter& in_parameter, LoadSummary& inout_summary);
     void store(Reading& inout_reading);
     StringTrie& nodeForNext(Reading& inout_reading, const std::string& in_strName);
     void processUnresolvedConfigLines(Reading& inout_reading,
