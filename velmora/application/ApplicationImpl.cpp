@@ -9,6 +9,7 @@
 #include "velmora/application/VersionControl.h"
 #include "velmora/config/GlobalConfig.h"
 #include "velmora/config/LoadSummary.h"
+#include "velmora/config/ParameterBounds.h"
 #include "velmora/config/ParameterInfoDB.h"
 #include "velmora/config/RunMode.h"
 #include "velmora/logging/LibraryLoggers.h"
@@ -78,7 +79,12 @@ std::string paramInfoText(const std::string& in_strRegex)
     }
     text << "Parameter information for regexp " << in_strRegex << " : ";
     for (const ParameterInfoWithName& info : infos)
+    {
         info.write(text << "\nname=" << info.m_strName << ' ');
+        ParameterBounds bounds;
+        if (ParameterInfoDB::retrieveBounds(info.m_strName.c_str(), bounds))
+            text << " bounds=\"" << bounds << '"';
+    }
     return text.str();
 }
 
@@ -342,10 +348,13 @@ void ApplicationImpl::logEndOfStart(std::chrono::steady_clock::time_point in_sta
     std::string strSources;
     for (const std::string& strSource : m_sources)
         strSources += " [" + strSource + "]";
+    std::string strOutOfBounds;
+    if (summary.m_uiOutOfBounds != 0)
+        strOutOfBounds = ", out of bounds = " + std::to_string(summary.m_uiOutOfBounds);
     VELMORA_LOG_INFO("Start-up complete : sources ="
                      << (strSources.empty() ? " none" : strSources) << ", parameters = "
                      << summary.m_uiParameters << ", unknown names = " << summary.m_uiUnknownNames
-                     << ", wrong types = " << summary.m_uiWrongTypes
+                     << ", wrong types = " << summary.m_uiWrongTypes << strOutOfBounds
                      << ", redefinitions = " << summary.m_uiRedefinitions << ", time = "
                      << std::chrono::duration_cast<milliseconds>(duration).count() << " ms");
 }
