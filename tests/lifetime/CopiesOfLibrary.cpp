@@ -64,6 +64,13 @@ class Copy
             pFunction(in_szDirectory, in_szCallId);
     }
 
+    /// Logs the parameters that have been registered, where the copy came with a module.
+    void tellParameters() const
+    {
+        if (auto* const pFunction = reinterpret_cast<void (*)()>(addressOf("tellParameters")))
+            pFunction();
+    }
+
     [[nodiscard]] void* addressOf(const char* in_szFunction) const
     {
         return dlsym(m_pHandle, in_szFunction);
@@ -159,5 +166,7 @@ int main(int argc, char** argv)
     ACE_Object_Manager::at_exit(new OnExitList);
     const int iStatus = statusOfChildThatExits();
     std::cout << "child: status " << iStatus << std::endl;
+    first.tellParameters();
+    second.tellParameters();
     return 0;
 }

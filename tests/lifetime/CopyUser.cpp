@@ -3,7 +3,10 @@
 
 #include "velmora/alarm/AggregateAlarmImpl.h"
 #include "velmora/alarm/AlarmRegistry.h"
+#include "velmora/config/GlobalConfig.h"
+#include "velmora/config/ParameterInfoDB.h"
 #include "velmora/config/ParameterTrie.h"
+#include "velmora/config/ProgramParameter.h"
 #include "velmora/logging/CallDataRegistry.h"
 #include "velmora/logging/CallLogger.h"
 #include "velmora/logging/LogMacros.h"
@@ -12,6 +15,7 @@
 #include <log4cplus/nullappender.h>
 
 #include <ostream>
+#include <string>
 #include <vector>
 
 VELMORA_FILE_SCOPE_LOGGER("keswardin.test.CopyUser")
@@ -64,9 +68,18 @@ void haveAlarms(const char* in_szId)
     VELMORA_FILE_LOG_WARN("alarms: " << alarms.size());
 }
 
+bool registerParameter(const std::string& in_strName)
+{
+    const std::vector<Velmora::ProgramParameter> parameters{
+        {.szName = in_strName.c_str(),
+         .type = Velmora::ParameterValue::STRING_TYPE,
+         .szDefault = "a default that is longer than what a text holds in place"}};
+    return Velmora::ParameterInfoDB::registerParameters(parameters);
+}
+
 } // namespace
 
-/// Logs, allocates, and leaves alarms, and a call with a file open.
+/// Logs, allocates, registers a parameter, and leaves alarms, and a call with a file open.
 extern "C" [[gnu::visibility("default")]] void useLibrary(const char* in_szDirectory,
                                                           const char* in_szCallId)
 {
@@ -74,6 +87,7 @@ extern "C" [[gnu::visibility("default")]] void useLibrary(const char* in_szDirec
     void* const pMemory = Velmora::DefaultStaticMemAllocator::allocate(40, "test");
     Velmora::DefaultStaticMemAllocator::deallocate(pMemory, 40, "test");
     haveAlarms(in_szCallId);
+    registerParameter(std::string("copy.") + in_szCallId);
     wantFilesOfCallsIn(in_szDirectory);
     s_phCall = new Velmora::CallDataRegistry::CallDataHandle(
         Velmora::CallDataRegistry::getInstance()->getCallData(in_szCallId));
@@ -81,4 +95,25 @@ extern "C" [[gnu::visibility("default")]] void useLibrary(const char* in_szDirec
     logger.callStart(in_szCallId);
     VELMORA_LOG(logger, Velmora::WARN_LOG_LEVEL, "in a call");
     logger.callStart("ending");
+}
+
+/// Logs the parameters that have been registered, as far as this copy gives them their defaults,
+/// and whether more can be.
+extern "C" [[gnu::visibility("default")]] void tellParameters()
+{
+    const Velmora::ParameterInfoDB& table = Velmora::ParameterInfoDB::getInstance();
+    Velmora::GlobalConfig::getInstance()->addDefaults(false);
+    std::vector<Velmora::ParameterInfoWithName> infos;
+    table.retrieve("^copy", infos);
+    // What the list held before came from the other copy's rows too.
+    table.retrieve("^copy", infos);
+    std::string strNames;
+    for (const Velmora::ParameterInfoWithName& info : infos)
+    {
+        std::string strValue;
+        Velmora::GlobalConfig::getInstance()->getStringParameter(info.m_strName.c_str(), strValue);
+        strNames += ' ' + info.m_strName + (strValue.empty() ? " without" : "");
+    }
+    const bool bMore = registerParameter("copy.late");
+    VELMORA_FILE_LOG_WARN("parameters:" << strNames << ", more " << bMore);
 }

@@ -104,9 +104,9 @@ void expectDocumentedExitList(const std::string& in_strProgram,
     EXPECT_EQ(expected, linesOf(result.strOutput));
 }
 
-/// The program opens two copies of the library and ends well.
-void expectSharing(const std::string& in_strProgram, const std::string& in_strFirst,
-                   const std::string& in_strSecond, const std::string& in_strDirectory = "")
+/// The program opens two copies of the library and ends well. Gives its output.
+std::string expectSharing(const std::string& in_strProgram, const std::string& in_strFirst,
+                          const std::string& in_strSecond, const std::string& in_strDirectory = "")
 {
     // What a program opens while it runs ends before its statics.
     const bool bLinked = in_strFirst.empty();
@@ -126,14 +126,23 @@ void expectSharing(const std::string& in_strProgram, const std::string& in_strFi
                             "log: as it was 1, ACE's 1", "memory: its own 1", "child: status 0",
                             bLinked ? "end: static destructor" : "end: exit list",
                             bLinked ? "end: exit list" : "end: static destructor"));
+    return result.strOutput;
 }
 
 /// The same with modules that use the copies: the calls that they leave end with the exit list.
 void expectSharingOfUsers(const std::string& in_strFirst, const std::string& in_strSecond)
 {
     const TemporaryDirectory directory;
-    expectSharing(VELMORA_HELPER_LIFETIME_COPIES, in_strFirst, in_strSecond,
-                  directory.file("calls"));
+    const std::string strOutput = expectSharing(VELMORA_HELPER_LIFETIME_COPIES, in_strFirst,
+                                                in_strSecond, directory.file("calls"));
+    // Both copies have what was registered through either, and a list that is closed for one is so
+    // for the other.
+    const std::string strParameters = "WARN - parameters: copy.first copy.second, more 0";
+    EXPECT_THAT(linesWith(strOutput, "WARN - parameters:"),
+                ElementsAre(strParameters, strParameters));
+    EXPECT_EQ(2U, linesWith(strOutput, "cannot register parameter copy.late: a configuration has "
+                                       "been read already")
+                      .size());
     for (const std::string strCall : {"first", "second"})
         EXPECT_THAT(linesOf(directory.read("calls/" + strCall)),
                     ElementsAre(StartsWith("INFO - Call start : "), "WARN - in a call",
