@@ -402,6 +402,9 @@ TEST(Lifetime, TheTableOfParametersIsEmptyAfterTheExitList)
     EXPECT_THAT(linesWith(result.strOutput, ": known "),
                 ElementsAre("static constructor: " + strWhole, "main: " + strWhole,
                             "after the exit list: " + strEmpty, "once more: " + strEmpty));
+    EXPECT_THAT(linesWith(result.strOutput, ": registers "),
+                ElementsAre("main: registers 1, has bounds 1",
+                            "after the exit list: registers 0, has bounds 0"));
 }
 
 TEST(Lifetime, TheTableOfParametersGivesItsMemoryBackBeforeTheAllocatorsReport)

@@ -1,8 +1,10 @@
 // Uses the table of known parameters in main, and in a static destructor after it has closed the
 // ACE object manager itself. Writes what it finds to standard output.
 
+#include "velmora/config/ParameterBounds.h"
 #include "velmora/config/ParameterHashMap.h"
 #include "velmora/config/ParameterInfoDB.h"
+#include "velmora/config/ProgramParameter.h"
 #include "velmora/logging/Logger.h"
 
 #include <ace/Object_Manager.h>
@@ -38,6 +40,16 @@ void tellTable(const char* in_szWhen)
               << std::endl;
 }
 
+void tellRegistration(const char* in_szWhen, const char* in_szName)
+{
+    const ProgramParameter parameters[] = {
+        {.szName = in_szName, .type = ParameterValue::INT_TYPE, .szLowest = "1"}};
+    const bool bRegistered = ParameterInfoDB::registerParameters(parameters);
+    ParameterBounds bounds;
+    std::cout << in_szWhen << ": registers " << bRegistered << ", has bounds "
+              << ParameterInfoDB::retrieveBounds(in_szName, bounds) << std::endl;
+}
+
 struct InStatics
 {
     InStatics() { tellTable("static constructor"); }
@@ -45,6 +57,7 @@ struct InStatics
     {
         tellTable("after the exit list");
         tellTable("once more");
+        tellRegistration("after the exit list", "after.exit");
     }
 } s_inStatics;
 
@@ -54,5 +67,6 @@ int main()
 {
     Logger().setLogLevel(FATAL_LOG_LEVEL);
     tellTable("main");
+    tellRegistration("main", "in.main");
     return ACE_Object_Manager::instance()->fini();
 }
