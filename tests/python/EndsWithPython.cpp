@@ -33,6 +33,12 @@ void ready() { s_ready.release(); }
 
 void leave(int in_iCode) { std::exit(in_iCode); }
 
+void leaveWithoutLock(int in_iCode)
+{
+    const Velmora::Python::InterpreterUnlock unlock;
+    std::exit(in_iCode);
+}
+
 [[noreturn]] void pauseForEver()
 {
     while (true)
@@ -309,6 +315,13 @@ const std::map<std::string_view, void (*)()> s_ends{
          run("import threading\nthreading.Thread(target=leave, args=(0,)).start()");
          pauseForEver();
      }},
+    {"exits-in-thread-of-script-without-lock",
+     []
+     {
+         run("import threading\n"
+             "threading.Thread(target=leave_without_lock, args=(0,)).start()");
+         pauseForEver();
+     }},
     {"exits-in-unnamed-thread-of-script",
      []
      {
@@ -356,6 +369,7 @@ int main(int argc, char** argv)
         boost::python::object globals = interpreter.getMainNamespaceInstance();
         globals["ready"] = boost::python::make_function(&ready);
         globals["leave"] = boost::python::make_function(&leave);
+        globals["leave_without_lock"] = boost::python::make_function(&leaveWithoutLock);
     }
     for (int iArgument = 2; iArgument < argc; ++iArgument)
         s_busy.at(argv[iArgument])();

@@ -92,6 +92,12 @@ INSTANTIATE_TEST_SUITE_P(
              {"exits-in-script-on-worker", "threading-here", "atexit"},
              s_ended},
         Case{"InAThreadOfAScript", {"exits-in-thread-of-script", "atexit"}, s_ended},
+        Case{"InAThreadOfAScriptWithTheLockGivenUp",
+             {"exits-in-thread-of-script-without-lock", "atexit"},
+             s_ended},
+        Case{"InAThreadOfAScriptWhileANativeThreadHasGivenTheLockUp",
+             {"exits-in-thread-of-script-without-lock", "atexit", "gave-lock-up"},
+             s_nativeInside},
         Case{
             "InAnUnnamedThreadOfAScript", {"exits-in-unnamed-thread-of-script", "atexit"}, s_ended},
         Case{"AtASignal", {"sigterm", "atexit"}, s_ended},

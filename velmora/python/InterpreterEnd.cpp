@@ -228,8 +228,9 @@ bool closeForGood(InterpreterGate& inout_gate, bool in_bEndingIsOfScript, Clock:
 void closeGate(InterpreterGate& in_gate)
 {
     ThreadInPython& thread = ThreadInPython::ofThisThread();
-    if (thread.uiDepth++ == 0)
+    if (!thread.isInside())
         in_gate.goInUnasked();
+    ++thread.uiDepth;
     thread.bEnds = true;
     in_gate.setState(InterpreterGate::State::closing);
 }

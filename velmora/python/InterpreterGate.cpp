@@ -42,18 +42,42 @@ void InterpreterGate::keepOnlyThisThread(const ThreadInPython& in_thread)
     // An end that another thread had begun is not this process's.
     if (!in_thread.bEnds && m_state.load() != State::forked)
         m_state.store(State::open);
-    m_uiInside.store(in_thread.uiDepth > 0 ? 1 : 0);
-    m_uiSettled.store(m_uiInside.load());
-    m_uiAway.store(in_thread.isAway() ? 1 : 0);
+    for (Counts& counts : m_counts)
+    {
+        counts.uiInside.store(0);
+        counts.uiSettled.store(0);
+    }
+    if (in_thread.isInside())
+    {
+        goInUnasked();
+        settle();
+    }
+}
+
+unsigned int InterpreterGate::countInside() const
+{
+    unsigned int uiSum = 0;
+    for (const Counts& counts : m_counts)
+        uiSum += counts.uiInside.load();
+    return uiSum;
+}
+
+/// Under the interpreter lock.
+unsigned int InterpreterGate::countSettled() const
+{
+    unsigned int uiSum = 0;
+    for (const Counts& counts : m_counts)
+        uiSum += counts.uiSettled.load();
+    return uiSum;
 }
 
 bool InterpreterGate::comeBack(const ThreadInPython& in_thread)
 {
     // As in `goIn`: the end closes the gate before it counts.
-    m_uiAway.fetch_sub(1);
+    goInUnasked();
     if (state() != State::closed || in_thread.bEnds)
         return true;
-    goAway();
+    goOut();
     return false;
 }
 
@@ -68,7 +92,7 @@ void InterpreterGate::beginForkOfPython()
         // Once Python ends, nobody begins in any case.
         if (!bForking && found != State::forking)
             return;
-        if (bForking && (state() != State::forking || m_uiInside.load() == m_uiSettled.load()))
+        if (bForking && (state() != State::forking || countInside() == countSettled()))
             return;
         const InterpreterUnlock unlock;
         std::this_thread::sleep_for(s_pause);

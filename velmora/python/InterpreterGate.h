@@ -2,6 +2,7 @@
 
 #include <pthread.h>
 
+#include <array>
 #include <atomic>
 
 struct _ts;
@@ -16,6 +17,9 @@ struct ThreadInPython;
 ///
 /// A thread counts itself before it looks whether the gate is open; the end closes the gate before
 /// it looks at the count. So either the end sees the thread or the thread sees the end.
+///
+/// Each thread counts in one of several places, so that threads which enter and leave Python
+/// concurrently do not write to the same memory. The number of those inside is the sum.
 ///
 /// Thread-safety: all operations may be called on any thread.
 class InterpreterGate
@@ -53,20 +57,12 @@ class InterpreterGate
     }
 
     /// A thread goes in that is inside by other means.
-    void goInUnasked() { m_uiInside.fetch_add(1); }
+    void goInUnasked() { countsOfThisThread().uiInside.fetch_add(1); }
 
     /// A thread that went in has a state of Python; is about to give it back. Under the interpreter
     /// lock.
-    void settle()
-    {
-        m_uiSettled.store(m_uiSettled.load(std::memory_order_relaxed) + 1,
-                          std::memory_order_relaxed);
-    }
-    void unsettle()
-    {
-        m_uiSettled.store(m_uiSettled.load(std::memory_order_relaxed) - 1,
-                          std::memory_order_relaxed);
-    }
+    void settle() { addSettled(1); }
+    void unsettle() { addSettled(-1U); }
 
     /// Before Python forks: waits until nobody is in the course of making a state, whose lock the
     /// child would find taken for ever, and lets nobody begin. The caller holds the interpreter
@@ -74,21 +70,18 @@ class InterpreterGate
     void beginForkOfPython();
     void endForkOfPython();
 
-    void goOut() { m_uiInside.fetch_sub(1); }
+    void goOut() { countsOfThisThread().uiInside.fetch_sub(1); }
 
     [[nodiscard]] State state() const { return m_state.load(); }
     void setState(State in_state) { m_state.store(in_state); }
 
-    /// A thread of a script that is inside goes on without the interpreter lock, in a function that
-    /// the script called; the end of Python need not wait for it.
-    void goAway() { m_uiAway.fetch_add(1); }
-
-    /// It would go on in Python, for which it needs the interpreter lock.
-    /// Failure: false when it may not, as Python ends; it is still away then.
+    /// A thread of a script that went out, as it goes on without the interpreter lock in a function
+    /// that the script called, would go on in Python.
+    /// Failure: false when it may not, as Python ends; it is still out then.
     [[nodiscard]] bool comeBack(const ThreadInPython& in_thread);
 
     /// How many threads the end of Python has to wait for.
-    [[nodiscard]] unsigned int countInside() const { return m_uiInside.load() - m_uiAway.load(); }
+    [[nodiscard]] unsigned int countInside() const;
 
     /// In the child of a fork, which has only this thread.
     void keepOnlyThisThread(const ThreadInPython& in_thread);
@@ -113,11 +106,31 @@ class InterpreterGate
 
     bool goInLate();
 
-    std::atomic<unsigned int> m_uiInside{0};
-    /// How many of them are away.
-    std::atomic<unsigned int> m_uiAway{0};
-    /// How many of them have a state of Python. Written under the interpreter lock.
-    std::atomic<unsigned int> m_uiSettled{0};
+    static constexpr std::size_t s_uiCacheLine = 64;
+
+    /// Those of some of the threads. A thread may leave by another place than it came in by: a
+    /// difference wraps around, and the sum is right.
+    struct alignas(s_uiCacheLine) Counts
+    {
+        std::atomic<unsigned int> uiInside{0};
+        /// How many of them have a state of Python. Written under the interpreter lock.
+        std::atomic<unsigned int> uiSettled{0};
+    };
+
+    Counts& countsOfThisThread();
+
+    void addSettled(unsigned int in_uiDifference)
+    {
+        std::atomic<unsigned int>& uiSettled = countsOfThisThread().uiSettled;
+        uiSettled.store(uiSettled.load(std::memory_order_relaxed) + in_uiDifference,
+                        std::memory_order_relaxed);
+    }
+
+    [[nodiscard]] unsigned int countSettled() const;
+
+    static constexpr std::size_t s_uiPlaces = 16;
+    std::array<Counts, s_uiPlaces> m_counts{};
+    std::atomic<unsigned int> m_uiThreads{0};
     std::atomic<State> m_state{State::open};
     std::atomic<bool> m_bStarting{false};
     std::atomic<bool> m_bForkReported{false};
@@ -137,14 +150,30 @@ struct ThreadInPython
     bool bOfScript = false;
     /// It ends Python.
     bool bEnds = false;
+    /// Where it counts in the gate, from 1 on; 0 before it has a place.
+    unsigned int uiPlace = 0;
 
     /// Whether it goes on without the interpreter lock now.
     [[nodiscard]] bool isAway() const { return bOfScript && uiDepth == 1; }
+
+    /// Whether the gate counts it.
+    [[nodiscard]] bool isInside() const { return uiDepth > 0 && !isAway(); }
+
+    /// Whether it leaves Python with the scope that ends next.
+    [[nodiscard]] bool isAboutToGo() const { return uiDepth == (bOfScript ? 2U : 1U); }
 
     static ThreadInPython& ofThisThread() { return s_ofThisThread; }
 
   private:
     [[gnu::tls_model("initial-exec")]] static thread_local ThreadInPython s_ofThisThread;
 };
+
+inline InterpreterGate::Counts& InterpreterGate::countsOfThisThread()
+{
+    unsigned int& uiPlace = ThreadInPython::ofThisThread().uiPlace;
+    if (uiPlace == 0) [[unlikely]]
+        uiPlace = m_uiThreads.fetch_add(1) % s_uiPlaces + 1;
+    return m_counts[uiPlace - 1];
+}
 
 } // namespace Velmora::Python

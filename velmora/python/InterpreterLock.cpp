@@ -24,20 +24,14 @@ bool InterpreterLock::enter(int& out_iState)
     if (Py_IsInitialized() == 0)
         return false;
     ThreadInPython& thread = ThreadInPython::ofThisThread();
-    if (thread.uiDepth > 0)
-    {
-        if (thread.isAway() && !InterpreterGate::ofProcess().comeBack(thread))
-            return false;
-        ++thread.uiDepth;
-        out_iState = PyGILState_Ensure();
-        return true;
-    }
     InterpreterGate& gate = InterpreterGate::ofProcess();
-    if (!gate.goIn())
+    const bool bComes = !thread.isInside();
+    if (bComes && !(thread.uiDepth == 0 ? gate.goIn() : gate.comeBack(thread)))
         return false;
-    thread.uiDepth = 1;
+    ++thread.uiDepth;
     out_iState = PyGILState_Ensure();
-    gate.settle();
+    if (bComes)
+        gate.settle();
     return true;
 }
 
@@ -48,15 +42,13 @@ void InterpreterLock::leave(int in_iState)
     if (gate.state() == InterpreterGate::State::forked) [[unlikely]]
         return;
     ThreadInPython& thread = ThreadInPython::ofThisThread();
-    const bool bOutermost = thread.uiDepth == 1;
-    if (bOutermost)
+    const bool bGoes = thread.isAboutToGo();
+    if (bGoes)
         gate.unsettle();
     PyGILState_Release(static_cast<PyGILState_STATE>(in_iState));
     --thread.uiDepth;
-    if (bOutermost)
+    if (bGoes)
         gate.goOut();
-    else if (thread.isAway())
-        gate.goAway();
 }
 
 bool InterpreterLock::isHeld()
@@ -77,12 +69,7 @@ InterpreterUnlock::InterpreterUnlock() : m_pThreadState(nullptr)
         (state == InterpreterGate::State::closed && !thread.bEnds))
         return;
     if (thread.uiDepth == 0)
-    {
         thread.bOfScript = true;
-        gate.goInUnasked();
-        gate.settle();
-        gate.goAway();
-    }
     ++thread.uiDepth;
     m_pThreadState = PyEval_SaveThread();
 }
@@ -100,7 +87,6 @@ InterpreterUnlock::~InterpreterUnlock()
     if (--thread.uiDepth > 0)
         return;
     thread.bOfScript = false;
-    gate.unsettle();
     gate.goOut();
 }
 
