@@ -80,14 +80,19 @@ TSPyObjPtr::TSPyObjPtr(const TSPyObjPtr& in_other)
 TSPyObjPtr::~TSPyObjPtr()
 {
     int iState = 0;
-    if (Python::InterpreterLock::enter(iState))
+    const bool bEntered = Python::InterpreterLock::enter(iState);
+    // All threads that drop handles would write to the count of None, so it is left alone.
+    if (bEntered && m_iLockState == s_iCounted)
     {
-        exchange(Py_None);
-        // Held until the base has dropped None, which is counted like any other object.
-        m_iLockState = iState;
+        m_iLockState = s_iNoneUncounted;
+        Py_DECREF(std::exchange(pointerOf(*this), Py_None));
     }
-    else
+    // Else the finaliser of the old object has assigned this handle.
+    if (!bEntered || m_iLockState == s_iNoneUncounted)
         pointerOf(*this) = objectOfThread();
+    // Held until the base has dropped what it refers to.
+    if (bEntered)
+        m_iLockState = iState;
 }
 
 TSPyObjPtr& TSPyObjPtr::operator=(const object& in_object)
