@@ -181,7 +181,7 @@ TEST(AlarmImpl, TakesANullObserverAndDoesNotCallIt)
     EXPECT_EQ(1U, changes.take().size());
 }
 
-TEST(AlarmImpl, TellsNobodyWhenItGoes)
+TEST(AlarmImpl, NotifiesNobodyWhenItGoes)
 {
     const CapturedLog log;
     AlarmChanges changes;

@@ -63,7 +63,7 @@ TEST(CountedStateAlarmImpl, TakesAStateThatIsNoneForARequestForOff)
     EXPECT_THAT(failedAssertions(log), IsEmpty());
 }
 
-TEST(CountedStateAlarmImpl, TellsItsObserversOfChangesOnly)
+TEST(CountedStateAlarmImpl, NotifiesItsObserversOfChangesOnly)
 {
     AlarmChanges changes;
     AlarmChanges::OfAlarm observer(changes, "observer");

@@ -110,7 +110,7 @@ TEST(SystemOutOfServiceAlarm, SaysWhatItIs)
     EXPECT_STREQ(s_szOutOfService, SystemOutOfServiceAlarm::sGetDescription());
 }
 
-TEST(SystemOutOfServiceAlarm, TellsItsObserversOfChangesAndLogsNothing)
+TEST(SystemOutOfServiceAlarm, NotifiesItsObserversOfChangesAndLogsNothing)
 {
     const CapturedLog log;
     AlarmChanges changes;
