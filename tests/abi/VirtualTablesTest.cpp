@@ -34,6 +34,7 @@
 #include "velmora/python/PyClassName.h"
 #include "velmora/python/PyOutputStreamableImpl.h"
 #include "velmora/python/PythonEmbeddedInterpreter.h"
+#include "velmora/vfs/DiskFileSystem.h"
 
 #include <cxxabi.h>
 #include <dlfcn.h>
@@ -581,6 +582,47 @@ TEST(VirtualTables, OfApplicationImplGoesOnWhereApplicationEnds)
                                          "ApplicationImpl::processCmdlineVarsMap("
                                          "boost::program_options::variables_map const&)",
                                          "ApplicationImpl::configure(ROConfiguration const&)"});
+}
+
+TEST(VirtualTables, OfVirtualFileSystemsOpenBeforeTheyLook)
+{
+    const Functions functions =
+        destructorOf("DiskFileSystem") +
+        Functions{"DiskFileSystem::open(char const*, int)",
+                  "DiskFileSystem::open(char const*, int, unsigned int)",
+                  "DiskFileSystem::opendir(char const*)", "DiskFileSystem::exists(char const*)"};
+    const DiskFileSystem fileSystem;
+    expectTable<VirtualFileSystem>(fileSystem, functions);
+    expectTable(fileSystem, functions);
+}
+
+TEST(VirtualTables, OfFilesAndDirectoriesGoOnWhereThatOfAnEntryEnds)
+{
+    const auto entry = [](const std::string& in_strClass)
+    {
+        return destructorOf(in_strClass) + Functions{"DiskFileSystem::Entry::getPath() const",
+                                                     in_strClass + "::isFile() const",
+                                                     in_strClass + "::isDirectory() const"};
+    };
+    const DiskFileSystem fileSystem;
+    const DiskFileSystem::File file(fileSystem);
+    expectTable<VirtualFileSystem::Entry>(file, entry("DiskFileSystem::File"));
+    expectTable<VirtualFileSystem::File>(
+        file, entry("DiskFileSystem::File") +
+                  Functions{"DiskFileSystem::File::open(char const*, int)",
+                            "DiskFileSystem::File::open(char const*, int, unsigned int)",
+                            "DiskFileSystem::File::close()",
+                            "DiskFileSystem::File::write(void const*, unsigned long)",
+                            "DiskFileSystem::File::read(void*, unsigned long)",
+                            "DiskFileSystem::File::lseek(long, int)"});
+    const DiskFileSystem::Directory directory(fileSystem);
+    expectTable<VirtualFileSystem::Directory>(
+        directory,
+        entry("DiskFileSystem::Directory") +
+            Functions{"DiskFileSystem::Directory::open(char const*)",
+                      "DiskFileSystem::Directory::close()", "DiskFileSystem::Directory::read()",
+                      "DiskFileSystem::Directory::rewind()",
+                      "DiskFileSystem::Directory::seek(long)"});
 }
 
 TEST(VirtualTables, OfRootClassesHaveTheirOperationBehindTheDestructor)

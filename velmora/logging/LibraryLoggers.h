@@ -33,6 +33,7 @@
     entry(DateTimeDirectory, "keswardin.infra.DateTimeDirectory")         \
     entry(Directory, "keswardin.infra.Directory")                         \
     entry(File, "keswardin.infra.File")                                   \
+    entry(DiskFileSystem, "keswardin.infra.DiskFileSystem")               \
     entry(ParameterTrie, "keswardin.infra.ParameterTrie")                 \
     entry(LoggingIdEvent, "keswardin.infra.LoggingIdEvent")               \
     entry(LoggingIdLogger, "keswardin.infra.LoggingIdLogger")             \
