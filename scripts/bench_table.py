@@ -44,6 +44,8 @@ NAMED_WORKS = [
     ("dottedName", "`dottedStringToVectorNoResize`, 6 parts, warm", "memchr", 2.0),
     ("executeCommand", "`executeCommand` of `true`", "posix_spawn", 1.1),
     ("directoryMake", "`Directory::make` of a directory that is there", "stat", 1.1),
+    ("vfsSmallFile", "file opened, 1 KiB read, closed through `VirtualFileSystem`", "calls", 1.3),
+    ("vfsWalk", "walk of 10,000 entries through `VirtualFileSystem`", "calls", 1.3),
     ("lookUp", "look-up of each known parameter by name", "Poco", 1.0),
     ("readLines", "10,000 lines of a configuration read, typed and checked", "log4cplus", 1 / 1.2),
     ("readTagged", "the same with a tag in every tenth line", "untagged", 2.0),
