@@ -35,6 +35,7 @@
 #include "velmora/python/PyOutputStreamableImpl.h"
 #include "velmora/python/PythonEmbeddedInterpreter.h"
 #include "velmora/vfs/DiskFileSystem.h"
+#include "velmora/vfs/VirtualFileSystemTestApplication.h"
 
 #include <cxxabi.h>
 #include <dlfcn.h>
@@ -623,6 +624,26 @@ TEST(VirtualTables, OfFilesAndDirectoriesGoOnWhereThatOfAnEntryEnds)
                       "DiskFileSystem::Directory::close()", "DiskFileSystem::Directory::read()",
                       "DiskFileSystem::Directory::rewind()",
                       "DiskFileSystem::Directory::seek(long)"});
+}
+
+TEST(VirtualTables, OfVirtualFileSystemTestApplicationGoesOnWhereApplicationImplEnds)
+{
+    const std::string strClass = "VirtualFileSystemTestApplication";
+    expectTable(VirtualFileSystemTestApplication("test"),
+                destructorOf(strClass) +
+                    Functions{"ApplicationImpl::getConfig() const",
+                              "ApplicationImpl::initialize(int, char**)", strClass + "::run()",
+                              "ApplicationImpl::getAppLogger() const",
+                              strClass + "::writeUsage(std::ostream&) const",
+                              "ApplicationImpl::initializeGlobalConfigAndLogger("
+                              "std::vector<std::string> const&)",
+                              "ApplicationImpl::configureLoggerDefault(int, char**)",
+                              "ApplicationImpl::configureLoggerDefault()",
+                              "ApplicationImpl::processCmdLineArgs(int, char**)",
+                              strClass + "::processCmdlineVarsMap("
+                                         "boost::program_options::variables_map const&)",
+                              "ApplicationImpl::configure(ROConfiguration const&)",
+                              strClass + "::runMultiThreadsTest()"});
 }
 
 TEST(VirtualTables, OfRootClassesHaveTheirOperationBehindTheDestructor)

@@ -418,6 +418,11 @@ void ApplicationImpl::logProfileStats()
 
 po::options_description& ApplicationImpl::getAllowedOptions() { return m_allowedOptions; }
 
+const po::options_description& ApplicationImpl::getAllowedOptions() const
+{
+    return m_allowedOptions;
+}
+
 po::options_description& ApplicationImpl::getHiddenOptions() { return m_hiddenOptions; }
 
 po::positional_options_description& ApplicationImpl::getPositionalOptions()

@@ -126,6 +126,7 @@ class VELMORA_API ApplicationImpl : public virtual Application,
     /// The options that the usage shows, and those that it does not: for constructors of derived
     /// classes to add to.
     [[nodiscard]] boost::program_options::options_description& getAllowedOptions();
+    [[nodiscard]] const boost::program_options::options_description& getAllowedOptions() const;
     [[nodiscard]] boost::program_options::options_description& getHiddenOptions();
     [[nodiscard]] boost::program_options::positional_options_description& getPositionalOptions();
 

@@ -1,0 +1,137 @@
+// A tree of some size, walked by several threads at once through the interface of file systems. By
+// hand with another size: WALK_ENTRIES=100000 WALK_DEPTH=200 vfs-FileSystemWalkTest.
+
+#include "velmora/vfs/DiskFileSystem.h"
+
+#include "tests/support/AccountingProcess.h"
+#include "tests/support/DescriptorLimit.h"
+#include "tests/support/HelperProcess.h"
+#include "tests/support/TemporaryDirectory.h"
+#include "velmora/vfs/test/Surroundings.h"
+
+#include <gtest/gtest.h>
+
+#include <sys/stat.h>
+
+#include <algorithm>
+#include <cstddef>
+#include <cstdlib>
+#include <filesystem>
+#include <fstream>
+#include <string>
+#include <thread>
+#include <vector>
+
+namespace fs = std::filesystem;
+using namespace Velmora;
+using namespace Velmora::Test;
+
+namespace
+{
+
+constexpr std::size_t s_uiThreads = 4;
+
+/// Lines such as "f /tmp/x/a" for all that is not a directory, and "d /tmp/x/b", in their order.
+using Lines = std::vector<std::string>;
+
+std::size_t sizeOf(const char* in_szVariable, std::size_t in_uiDefault)
+{
+    const char* const szValue = std::getenv(in_szVariable);
+    return szValue == nullptr ? in_uiDefault : std::stoul(szValue);
+}
+
+/// Makes a chain of directories inside each other, and directories with a hundred entries each:
+/// files, a FIFO, a link to a file and one to a directory.
+void makeTree(const fs::path& in_root, std::size_t in_uiEntries, std::size_t in_uiDepth)
+{
+    constexpr std::size_t uiEach = 100;
+    fs::path deepest = in_root;
+    for (std::size_t uiLevel = 0; uiLevel < in_uiDepth; ++uiLevel)
+        deepest /= "deep";
+    fs::create_directories(deepest);
+    fs::create_directory(in_root / "empty");
+    for (std::size_t uiDirectory = 0; uiDirectory < in_uiEntries / uiEach; ++uiDirectory)
+    {
+        const fs::path directory = in_root / std::to_string(uiDirectory);
+        fs::create_directory(directory);
+        for (std::size_t uiFile = 0; uiFile < uiEach - 4; ++uiFile)
+            std::ofstream(directory / (std::to_string(uiFile) + ".wav"));
+        ASSERT_EQ(0, mkfifo((directory / "fifo").c_str(), 0644));
+        fs::create_symlink("0.wav", directory / "file");
+        fs::create_symlink("../empty", directory / "directory");
+    }
+}
+
+void walk(VirtualFileSystem::Directory& inout_directory, Lines& out_lines)
+{
+    while (const VirtualFileSystem::EntryHandle hEntry = inout_directory.read())
+    {
+        out_lines.push_back(std::string(hEntry->isDirectory() ? "d " : "f ") + hEntry->getPath());
+        if (hEntry->isDirectory())
+            walk(dynamic_cast<VirtualFileSystem::Directory&>(*hEntry), out_lines);
+    }
+}
+
+/// The walks of all threads at once.
+std::vector<Lines> walkOnThreads(const std::string& in_strRoot)
+{
+    const TSHandle<VirtualFileSystem> hFileSystem(new DiskFileSystem);
+    std::vector<Lines> linesOfThreads(s_uiThreads);
+    std::vector<std::thread> threads;
+    for (Lines& lines : linesOfThreads)
+        threads.emplace_back(
+            [hFileSystem, &in_strRoot, &lines]
+            {
+                walk(*hFileSystem->opendir(in_strRoot.c_str()), lines);
+                std::sort(lines.begin(), lines.end());
+            });
+    for (std::thread& thread : threads)
+        thread.join();
+    return linesOfThreads;
+}
+
+/// What another program finds.
+Lines found(const std::string& in_strRoot)
+{
+    const HelperResult result =
+        runHelper("/usr/bin/find", {"-L", in_strRoot, "-mindepth", "1", "(", "-type", "d",
+                                    "-printf", "d %p\\n", "-o", "-printf", "f %p\\n", ")"});
+    EXPECT_EQ(0, result.iExitCode);
+    Lines lines = linesOf(result.strOutput);
+    std::sort(lines.begin(), lines.end());
+    return lines;
+}
+
+} // namespace
+
+TEST(FileSystemWalk, OfSeveralThreadsFindsWhatThereIsAndLeavesNothing)
+{
+    inAccountingProcess(
+        []
+        {
+            const std::size_t uiDepth = sizeOf("WALK_DEPTH", 50);
+            const TemporaryDirectory directory;
+            const std::string strRoot = directory.path();
+            makeTree(strRoot, sizeOf("WALK_ENTRIES", 2000), uiDepth);
+            const Lines expected = found(strRoot);
+            ASSERT_GT(expected.size(), uiDepth);
+
+            const std::size_t uiBefore = countDescriptors();
+            {
+                constexpr std::size_t uiOthers = 100;
+                const DescriptorLimit limit(s_uiThreads * (uiDepth + 2) + uiOthers);
+                ASSERT_TRUE(limit.isSet());
+                for (const Lines& lines : walkOnThreads(strRoot))
+                    EXPECT_TRUE(expected == lines) << lines.size() << " of " << expected.size();
+            }
+            EXPECT_EQ(uiBefore, countDescriptors());
+            for (const char* const szAccount :
+                 {"DiskFileSystem", "\"DiskFileSystem::Entry\"", "\"DiskFileSystem::File\"",
+                  "\"DiskFileSystem::Directory\"", "TSReferenceCount"})
+            {
+                EXPECT_EQ(0, bytesHeld(szAccount)) << szAccount;
+            }
+            EXPECT_GE(mostBytesHeld("\"DiskFileSystem::Directory\""),
+                      static_cast<int>(uiDepth * sizeof(DiskFileSystem::Directory)));
+        });
+}
