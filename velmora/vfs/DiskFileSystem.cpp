@@ -23,12 +23,12 @@ namespace Velmora
 namespace
 {
 
-/// How what may be anything is opened to be read: without waiting for it, without becoming its
-/// session, and not for commands that the process starts.
+/// How what may be anything is opened to be read: without waiting for a FIFO's other end or a
+/// device, without making a terminal that of the process, and not for commands that it starts.
 constexpr int s_iWithoutWait = O_RDONLY | O_NONBLOCK | O_NOCTTY | O_CLOEXEC;
 
-/// Of the failures in a scope, the first counts. What is released and logged at its end must
-/// not change the reason.
+/// Sets `errno` at the end of a scope: to what it is assigned, or else to what it was before. What
+/// is released and logged there does not change it.
 using KeptErrno = ACE_Errno_Guard;
 
 bool isItselfOrParent(std::string_view in_name) { return in_name == "." || in_name == ".."; }
@@ -38,7 +38,8 @@ bool isItselfOrParent(std::string_view in_name) { return in_name == "." || in_na
 // DiskFileSystem
 
 DiskFileSystem::DiskFileSystem()
-    : ObjectWithLogger(std::string(fileScopeLoggerName())), m_pRoot(std::make_shared<Root>(this))
+    : ObjectWithLogger(std::string(fileScopeLoggerName())),
+      m_pAnchor(std::make_shared<Anchor>(this))
 {
     VELMORA_TRACE_SCOPE(DiskFileSystem ctor);
 }
@@ -46,8 +47,8 @@ DiskFileSystem::DiskFileSystem()
 DiskFileSystem::~DiskFileSystem()
 {
     VELMORA_TRACE_SCOPE(DiskFileSystem dtor);
-    VELMORA_ASSERT_TEXT(m_pRoot.use_count() == 1, "m_uiNbOfEntriesOpen == 0");
-    m_pRoot->pFileSystem = nullptr;
+    VELMORA_ASSERT_TEXT(m_pAnchor.use_count() == 1, "m_uiNbOfEntriesOpen == 0");
+    m_pAnchor->pFileSystem = nullptr;
 }
 
 VirtualFileSystem::FileHandle DiskFileSystem::open(const char* in_szPath, int in_iFlags)
@@ -122,7 +123,8 @@ const char* DiskFileSystem::getRealPath(const char* in_szPath) const
 
 // DiskFileSystem::Entry
 
-DiskFileSystem::Entry::Entry(const DiskFileSystem& in_fileSystem) : m_pRoot(in_fileSystem.m_pRoot)
+DiskFileSystem::Entry::Entry(const DiskFileSystem& in_fileSystem)
+    : m_pAnchor(in_fileSystem.m_pAnchor)
 {
 }
 

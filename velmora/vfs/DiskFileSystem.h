@@ -79,16 +79,16 @@ class VELMORA_API DiskFileSystem : public VirtualFileSystem,
     const char* getRealPath(const char* in_szPath) const;
 
   private:
-    /// The way from entries to their file system. The file system holds it, and each entry does, so
-    /// its uses tell how many entries there are, and an entry that is left finds nothing there.
-    struct Root
+    /// The way from entries to their file system, which outlives it: null once it has gone. Shared
+    /// by the file system and each entry, so that its uses count the entries, on any threads.
+    struct Anchor
     {
-        explicit Root(const DiskFileSystem* in_pFileSystem) : pFileSystem(in_pFileSystem) {}
+        explicit Anchor(const DiskFileSystem* in_pFileSystem) : pFileSystem(in_pFileSystem) {}
         std::atomic<const DiskFileSystem*> pFileSystem;
     };
 
     std::string m_strWorkingDirectory;
-    std::shared_ptr<Root> m_pRoot;
+    std::shared_ptr<Anchor> m_pAnchor;
     mutable std::string m_strRealPath;
 };
 
@@ -105,7 +105,7 @@ class VELMORA_API DiskFileSystem::Entry : public virtual VirtualFileSystem::Entr
     explicit Entry(const DiskFileSystem& in_fileSystem);
 
     /// Null once it has gone.
-    [[nodiscard]] const DiskFileSystem* getFileSystem() const { return m_pRoot->pFileSystem; }
+    [[nodiscard]] const DiskFileSystem* getFileSystem() const { return m_pAnchor->pFileSystem; }
 
     /// False, with the reason in `errno`, for a null path and once the file system has gone.
     [[nodiscard]] bool canOpen(const char* in_szPath) const;
@@ -116,7 +116,7 @@ class VELMORA_API DiskFileSystem::Entry : public virtual VirtualFileSystem::Entr
     void setPath(std::string in_strPath) { m_strPath.swap(in_strPath); }
 
   private:
-    std::shared_ptr<const Root> m_pRoot;
+    std::shared_ptr<const Anchor> m_pAnchor;
     std::string m_strPath;
 };
 
