@@ -203,6 +203,14 @@ TEST_F(DiskFiles, OpensByARealPathThatIsRelative)
     EXPECT_STREQ("a", hFile->getPath());
 }
 
+TEST_F(DiskFiles, TheRealPathOfARelativeRealPathIsTheTextOfBothAgain)
+{
+    fs::create_directory(path("b"));
+    fs::current_path(root());
+    ASSERT_TRUE(m_fileSystem.setWorkingDirectory("b"));
+    EXPECT_STREQ("b/b/a", m_fileSystem.getRealPath(m_fileSystem.getRealPath("a")));
+}
+
 TEST_F(DiskFiles, EachFileSystemHasAWorkingDirectoryOfItsOwn)
 {
     DiskFileSystem other;
