@@ -371,6 +371,7 @@ TEST_F(DiskFiles, WithoutDescriptorsNothingIsOpened)
     makeFile(path("a"));
     const std::string strFile = path("a");
     const std::string strDirectory = root();
+    EXPECT_TRUE(m_fileSystem.exists(strFile.c_str()));
     const std::size_t uiBefore = countDescriptors();
     {
         const DescriptorLimit limit = DescriptorLimit::noneLeft();
@@ -789,9 +790,14 @@ TEST_F(DiskFiles, ADirectoryThatCannotBeReadGivesNull)
 
 TEST_F(DiskFiles, WithoutDescriptorsAnEntryIsNullAndLogged)
 {
-    makeFile(path("a"));
+    fs::create_symlink("nowhere", path("a"));
     const DirectoryHandle hDirectory = m_fileSystem.opendir(root().c_str());
     ASSERT_FALSE(hDirectory.isNull());
+    EXPECT_TRUE(hDirectory->read().isNull());
+    fs::remove(path("a"));
+    makeFile(path("a"));
+    hDirectory->rewind();
+    m_log.clear();
     const std::size_t uiBefore = countDescriptors();
     {
         const DescriptorLimit limit = DescriptorLimit::noneLeft();
