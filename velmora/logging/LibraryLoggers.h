@@ -54,6 +54,7 @@
     entry(Alarm, "keswardin.infra.Alarm")                                 \
     entry(AlarmImpl, "keswardin.infra.AlarmImpl")                         \
     entry(AlarmRegistry, "keswardin.infra.AlarmRegistry")                 \
+    entry(VfsFileBuf, "keswardin.VfsFileBuf")                             \
     entry(GlobalConfig, "keswardin.infra.GlobalConfig")                   \
     entry(Support, "keswardin.support")                                   \
     entry(Application, "keswardin.infra.Application")
