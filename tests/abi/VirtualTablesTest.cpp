@@ -36,6 +36,7 @@
 #include "velmora/python/PythonEmbeddedInterpreter.h"
 #include "velmora/vfs/DiskFileSystem.h"
 #include "velmora/vfs/VirtualFileSystemTestApplication.h"
+#include "velmora/vfs/VfsStream.h"
 
 #include <cxxabi.h>
 #include <dlfcn.h>
@@ -692,6 +693,23 @@ TEST(VirtualTables, OfEmbeddedInterpreterHasTheDestructorAlone)
                 destructorOf("Python::EmbeddedInterpreter"));
 }
 
+TEST(VirtualTables, OfVfsFileBufIsThatOfAStandardStreamBuffer)
+{
+    const std::string strClass = "VfsFileBuf<char, std::char_traits<char> >";
+    const VfsFileBuf<char> buffer(TSHandle<VirtualFileSystem>(new DiskFileSystem));
+    expectTable<std::streambuf>(
+        buffer,
+        Functions(2, strClass + "::~VfsFileBuf()") +
+            Functions{strClass + "::imbue(std::locale const&)", strClass + "::setbuf(char*, long)",
+                      strClass + "::seekoff(long, std::_Ios_Seekdir, std::_Ios_Openmode)",
+                      strClass + "::seekpos(std::fpos<__mbstate_t>, std::_Ios_Openmode)",
+                      strClass + "::sync()", strClass + "::showmanyc()",
+                      strClass + "::xsgetn(char*, long)", strClass + "::underflow()",
+                      "std::basic_streambuf<char, std::char_traits<char> >::uflow()",
+                      strClass + "::pbackfail(int)", strClass + "::xsputn(char const*, long)",
+                      strClass + "::overflow(int)"});
+}
+
 TEST(VirtualTables, OfSingletonRegistryHasTheOperationsOnAnyPointerBeforeThoseOnObjects)
 {
     expectTable(*SingletonRegistry::getInstance(),
@@ -796,6 +814,7 @@ TEST(VirtualTables, AreNotInClassesThatAreKeptByValueOrHaveNoVirtualOperation)
     EXPECT_FALSE(std::is_polymorphic_v<MemAllocatorNoT>);
     EXPECT_FALSE(std::is_polymorphic_v<BuildInfo>);
     EXPECT_FALSE(std::is_polymorphic_v<CallDataRegistry::CallDataHandle>);
+    EXPECT_FALSE(std::is_polymorphic_v<VfsFileBufImpl>);
 }
 
 } // namespace Velmora::Test

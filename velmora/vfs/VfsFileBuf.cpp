@@ -49,7 +49,7 @@ VfsFileBuf<CharT, Traits>::~VfsFileBuf()
     {
         close();
     }
-    catch (...) // NOLINT(bugprone-empty-catch): nobody is left who could be told.
+    catch (...) // NOLINT(bugprone-empty-catch): nobody is left to report it to.
     {
     }
 }
@@ -339,53 +339,49 @@ bool VfsFileBuf<CharT, Traits>::fillConverted()
 {
     Attempt attempt(*this);
     char* const pBuffer = m_pExtBuffer.get();
-    char* const pBufferEnd = pBuffer + m_uiExtBufferSize;
 
     // Bytes that are there come first: what they give is had without waiting for more.
-    long iNumBytes = m_pExtEnd - m_pExtNext;
-    if (iNumBytes != 0)
-        std::memmove(pBuffer, m_pExtNext, static_cast<std::size_t>(iNumBytes));
-    else
+    for (bool bReads = m_pExtNext == m_pExtEnd;; bReads = true)
     {
-        iNumBytes = m_impl._M_read(pBuffer, static_cast<long>(m_uiExtBufferSize));
-        if (iNumBytes < 0)
-            return false;
-        if (iNumBytes == 0)
+        const auto uiLeft = static_cast<std::size_t>(m_pExtEnd - m_pExtNext);
+        if (uiLeft != 0)
+            std::memmove(pBuffer, m_pExtNext, uiLeft);
+        long iNumRead = 0;
+        if (bReads && uiLeft != m_uiExtBufferSize)
+            iNumRead =
+                m_impl._M_read(pBuffer + uiLeft, static_cast<long>(m_uiExtBufferSize - uiLeft));
+        if (bReads && uiLeft == 0 && iNumRead == 0)
         {
             attempt.done();
             return false;
         }
-    }
-    m_pExtNext = pBuffer;
-    m_pExtEnd = pBuffer + iNumBytes;
-    m_savedState = m_state;
-    this->setg(m_pIntBuffer, m_pIntBuffer, m_pIntBuffer);
-
-    std::codecvt_base::result result{};
-    while (!convertStretch(result))
-    {
-        if (result == std::codecvt_base::error || m_pExtEnd == pBufferEnd)
-            return seekBackOverBytes();
-        const long iNumRead = m_impl._M_read(m_pExtEnd, pBufferEnd - m_pExtEnd);
+        m_pExtNext = pBuffer;
+        m_pExtEnd = pBuffer + uiLeft + std::max(iNumRead, 0L);
+        m_savedState = m_state;
+        this->setg(m_pIntBuffer, m_pIntBuffer, m_pIntBuffer);
         // The end of the file in the midst of a character is a failure, too.
-        if (iNumRead <= 0)
+        if (bReads && iNumRead <= 0)
             return seekBackOverBytes();
-        m_pExtEnd += iNumRead;
+
+        const std::codecvt_base::result result = convertStretch();
+        if (this->gptr() != this->egptr())
+            return attempt.done();
+        if (result == std::codecvt_base::error)
+            return seekBackOverBytes();
     }
-    return attempt.done();
 }
 
-/// Converts the bytes that are there into the get area. Gives whether characters came of it.
+/// Converts the bytes that are there into the get area.
 template <class CharT, class Traits>
-bool VfsFileBuf<CharT, Traits>::convertStretch(std::codecvt_base::result& out_result)
+std::codecvt_base::result VfsFileBuf<CharT, Traits>::convertStretch()
 {
     const char* pNext = m_pExtNext;
     CharT* pTo = m_pIntBuffer;
-    out_result =
+    const std::codecvt_base::result result =
         convertIn(m_state, m_pExtNext, m_pExtEnd, pNext, m_pIntBuffer, m_pIntBufferEnd, pTo);
     m_pExtNext = pNext;
     this->setg(m_pIntBuffer, m_pIntBuffer, pTo);
-    return pTo != m_pIntBuffer;
+    return result;
 }
 
 /// Has the file stand at the first byte that cannot be converted. Gives false, as it is a failure.
@@ -533,8 +529,13 @@ typename VfsFileBuf<CharT, Traits>::int_type VfsFileBuf<CharT, Traits>::stepBack
     const std::streamoff iUnread = unreadBytes(state);
     if (!m_bConstantWidth || iUnread < 0)
         return Traits::eof();
-    const pos_type position = goTo(-m_iWidth - iUnread, VfsFileBufImpl::cur, state);
-    return position == pos_type(off_type(-1)) ? Traits::eof() : underflow();
+    if (goTo(-m_iWidth - iUnread, VfsFileBufImpl::cur, state) == pos_type(off_type(-1)))
+        return Traits::eof();
+    const int_type character = underflow();
+    // Behind the end of the file there is none.
+    if (Traits::eq_int_type(character, Traits::eof()) && !m_bErrorMode)
+        goTo(m_iWidth, VfsFileBufImpl::cur, state);
+    return character;
 }
 
 // Output

@@ -129,7 +129,7 @@ class VELMORA_API VfsFileBuf : public std::basic_streambuf<CharT, Traits>
 
     bool fill();
     bool fillConverted();
-    bool convertStretch(std::codecvt_base::result& out_result);
+    std::codecvt_base::result convertStretch();
     std::codecvt_base::result convertIn(State& inout_state, const char* in_pFrom,
                                         const char* in_pEnd, const char*& out_pNext, CharT* out_pTo,
                                         CharT* in_pToEnd, CharT*& out_pToNext) const;

@@ -61,7 +61,7 @@ class VELMORA_API basic_vfsistream : public std::basic_istream<CharT, Traits>
     void close();
 
   private:
-    // As standard streams, it gives the buffer to whoever may read the stream.
+    // As standard streams, it gives the buffer to all who may read the stream.
     mutable VfsFileBuf<CharT, Traits> m_buffer;
 };
 
