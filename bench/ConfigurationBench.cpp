@@ -1,7 +1,9 @@
 // What reading a configuration text costs, beside log4cplus's Properties, Poco's
 // PropertyFileConfiguration and Boost's reader of ini files; and what one integer of the global
-// configuration costs, beside Poco's MapConfiguration and abseil's hash map behind the same lock.
+// configuration costs, beside Poco's MapConfiguration and abseil's hash map behind the same lock;
+// and what one costs that a ConfigCache remembers, beside a trie behind a lock of that kind.
 
+#include "velmora/config/ConfigCache.h"
 #include "velmora/config/GlobalConfig.h"
 #include "velmora/config/ParamDefs.h"
 #include "velmora/config/ParameterInfoDB.h"
@@ -265,6 +267,42 @@ void getIntAbseil(benchmark::State& out_state)
                    });
 }
 
+/// The configuration of the process with nothing but a trie and the lock.
+class LockedTrie : public ROConfiguration
+{
+  public:
+    LockedTrie() { ParameterInfoDB::getInstance().addDefaultsToConfig(m_trie, false); }
+
+    void getParameter(const char* in_szParamName, ParameterValue& out_value) const override
+    {
+        const ACE_Read_Guard<ACE_RW_Thread_Mutex> lock(m_mutex);
+        m_trie.getParameter(in_szParamName, out_value);
+    }
+
+  private:
+    mutable ACE_RW_Thread_Mutex m_mutex;
+    ParameterTrie m_trie;
+};
+
+void getIntFrom(benchmark::State& out_state, const ROConfiguration& in_config)
+{
+    lookUpIntegers(out_state, [&in_config](const std::string& in_strName, int& out_iValue)
+                   { return in_config.getIntParameter(in_strName.c_str(), out_iValue); });
+}
+
+void cachedIntOurs(benchmark::State& out_state)
+{
+    silence();
+    ConfigCache cache;
+    cache.setConfiguration(TSHandle<ROConfiguration>(new LockedTrie));
+    for (const std::string& strName : namesOfIntegers())
+        if (!cache.parameterDefined(strName.c_str()))
+            out_state.SkipWithError("unknown name");
+    getIntFrom(out_state, cache);
+}
+
+void cachedIntLockedTrie(benchmark::State& out_state) { getIntFrom(out_state, LockedTrie()); }
+
 BENCHMARK_CAPTURE(readPlain, , knownLines())->Name("readLines/ours");
 BENCHMARK_CAPTURE(readLog4cplus, , knownLines())->Name("readLines/log4cplus");
 BENCHMARK_CAPTURE(readPoco, , knownLines())->Name("readLines/Poco");
@@ -280,6 +318,8 @@ BENCHMARK(getIntAbseil)->Name("getInt/abseil");
 BENCHMARK(getIntOurs)->Name("getIntBoth/ours")->Threads(2);
 BENCHMARK(getIntPoco)->Name("getIntBoth/Poco")->Threads(2);
 BENCHMARK(getIntAbseil)->Name("getIntBoth/abseil")->Threads(2);
+BENCHMARK(cachedIntOurs)->Name("cachedInt/ours");
+BENCHMARK(cachedIntLockedTrie)->Name("cachedInt/lockedTrie");
 
 } // namespace
 

@@ -52,6 +52,7 @@ NAMED_WORKS = [
     ("readDifferent", "10,000 lines with as many names, against a table of them, read", None, None),
     ("getInt", "integer of the global configuration, one thread", "Poco", 1.0),
     ("getIntBoth", "integer of the global configuration, two threads", "Poco", 1.0),
+    ("cachedInt", "integer that a `ConfigCache` remembers", "lockedTrie", 0.9),
     ("remoteSyslog", "line of 100 bytes to a remote syslog on the loopback", "sendto", 1.1),
     ("vfsWriteSmall", "1 MiB written in pieces of 100 bytes through a stream", "filebuf", 1.05),
     ("vfsReadSmall", "the same read", "filebuf", 1.05),

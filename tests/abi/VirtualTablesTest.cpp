@@ -14,6 +14,7 @@
 #include "velmora/application/SingletonRegistry.h"
 #include "velmora/application/StackTrace.h"
 #include "velmora/config/AceCleanupGlobalConfigHandle.h"
+#include "velmora/config/ConfigCache.h"
 #include "velmora/config/GlobalConfigImpl.h"
 #include "velmora/config/InvalidParamValueTypeException.h"
 #include "velmora/config/ParamDefs.h"
@@ -325,6 +326,30 @@ Functions onExitList(const std::string& in_strClass,
     return destructorOf(in_strClass) + Functions{in_strCleanup + "::cleanup(void*)"};
 }
 
+/// The operations of an application.
+Functions application(const std::string& in_strClass)
+{
+    return destructorOf(in_strClass) + Functions{"ApplicationImpl::getConfig() const",
+                                                 "ApplicationImpl::initialize(int, char**)",
+                                                 in_strClass + "::run()",
+                                                 "ApplicationImpl::getAppLogger() const"};
+}
+
+/// Those of the frame, which go on from there.
+Functions frame(const std::string& in_strClass, const std::string& in_strLogging)
+{
+    return application(in_strClass) +
+           Functions{"ApplicationImpl::writeUsage(std::ostream&) const",
+                     "ApplicationImpl::initializeGlobalConfigAndLogger("
+                     "std::vector<std::string> const&)",
+                     "ApplicationImpl::configureLoggerDefault(int, char**)",
+                     in_strLogging + "::configureLoggerDefault()",
+                     "ApplicationImpl::processCmdLineArgs(int, char**)",
+                     "ApplicationImpl::processCmdlineVarsMap("
+                     "boost::program_options::variables_map const&)",
+                     "ApplicationImpl::configure(ROConfiguration const&)"};
+}
+
 /// What replaces the operations of an alarm, by class.
 struct AlarmOverrides
 {
@@ -452,6 +477,12 @@ TEST(VirtualTables, OfAceCleanupGlobalConfigHandleIsThatOfACECleanup)
                              onExitList("AceCleanupGlobalConfigHandle"));
 }
 
+TEST(VirtualTables, OfConfigCacheIsThatOfAConfigurationThatIsRead)
+{
+    expectTable(ConfigCache(), readStore("ConfigCache"));
+    expectTable<ROConfiguration>(ConfigCache(), readStore("ConfigCache"));
+}
+
 TEST(VirtualTables, OfResettableHasReset)
 {
     EXPECT_EQ(slotOf(&Resettable::reset), 2U);
@@ -568,22 +599,9 @@ TEST(VirtualTables, OfPyOutputStreamableImplIsThatOfOutputStreamable)
 
 TEST(VirtualTables, OfApplicationImplGoesOnWhereApplicationEnds)
 {
-    const Functions application =
-        destructorOf("Test::Program") +
-        Functions{"ApplicationImpl::getConfig() const", "ApplicationImpl::initialize(int, char**)",
-                  "Test::Program::run()", "ApplicationImpl::getAppLogger() const"};
     const Program program;
-    expectTable<Application>(program, application);
-    expectTable<ApplicationImpl>(
-        program, application + Functions{"ApplicationImpl::writeUsage(std::ostream&) const",
-                                         "ApplicationImpl::initializeGlobalConfigAndLogger("
-                                         "std::vector<std::string> const&)",
-                                         "ApplicationImpl::configureLoggerDefault(int, char**)",
-                                         "ApplicationImpl::configureLoggerDefault()",
-                                         "ApplicationImpl::processCmdLineArgs(int, char**)",
-                                         "ApplicationImpl::processCmdlineVarsMap("
-                                         "boost::program_options::variables_map const&)",
-                                         "ApplicationImpl::configure(ROConfiguration const&)"});
+    expectTable<Application>(program, application("Test::Program"));
+    expectTable<ApplicationImpl>(program, frame("Test::Program", "ApplicationImpl"));
 }
 
 TEST(VirtualTables, OfVirtualFileSystemsOpenBeforeTheyLook)

@@ -246,28 +246,15 @@ bool ParameterTrie::setParameter(const char* in_szParamName, const ParameterValu
 
 const ParameterTrie::StringTrie* ParameterTrie::nodeOf(std::string_view in_name) const
 {
-    const StringTrie* pNode = this;
-    while (!in_name.empty())
-    {
-        const std::size_t uiDot = in_name.find('.');
-        const const_child_iterator edge = pNode->findChild(in_name.substr(0, uiDot));
-        if (edge == pNode->endChild())
-            return nullptr;
-        pNode = edge.data();
-        in_name.remove_prefix(uiDot == std::string_view::npos ? in_name.size() : uiDot + 1);
-    }
-    return pNode;
+    const DottedComponents components(in_name);
+    return fastFind(components.begin(), components.end());
 }
 
 ParameterTrie::StringTrie& ParameterTrie::nodeFor(std::string_view in_name)
 {
     StringTrie* pNode = this;
-    while (!in_name.empty())
-    {
-        const std::size_t uiDot = in_name.find('.');
-        pNode = &childFor(*pNode, in_name.substr(0, uiDot));
-        in_name.remove_prefix(uiDot == std::string_view::npos ? in_name.size() : uiDot + 1);
-    }
+    for (const std::string_view component : DottedComponents(in_name))
+        pNode = &childFor(*pNode, component);
     return *pNode;
 }
 

@@ -37,6 +37,7 @@
     entry(ParameterTrie, "keswardin.infra.ParameterTrie")                 \
     entry(LoggingIdEvent, "keswardin.infra.LoggingIdEvent")               \
     entry(LoggingIdLogger, "keswardin.infra.LoggingIdLogger")             \
+    entry(ConfigCache, "keswardin.infra.ConfigCache")                     \
     entry(CallAppender, "keswardin.infra.CallAppender")                   \
     entry(CallData, "keswardin.infra.CallData")                           \
     entry(CallLogger, "keswardin.infra.CallLogger")                       \

@@ -2,7 +2,9 @@
 
 #include "velmora/Export.h"
 
+#include <cstddef>
 #include <string>
+#include <string_view>
 #include <vector>
 
 namespace Velmora
@@ -30,5 +32,46 @@ VELMORA_API void dottedStringToVector(const char* in_szName,
 /// Joins components with a '.' between them. The output must not be one of them.
 VELMORA_API void vectorToDottedString(const std::vector<std::string>& in_components,
                                       std::string& out_strName);
+
+/// The components of a name, as parts of the name itself, for code that only walks along them:
+///
+///     for (const std::string_view component : DottedComponents("a.b"))
+///
+/// Ownership: the name must outlive it, and its iterators.
+class DottedComponents
+{
+  public:
+    class Iterator
+    {
+      public:
+        Iterator(std::string_view in_name, std::size_t in_uiBegin)
+            : m_name(in_name), m_uiBegin(in_uiBegin), m_uiEnd(in_name.find('.', in_uiBegin))
+        {
+        }
+        std::string_view operator*() const { return m_name.substr(m_uiBegin, m_uiEnd - m_uiBegin); }
+        Iterator& operator++()
+        {
+            m_uiBegin = m_uiEnd == std::string_view::npos ? m_name.size() : m_uiEnd + 1;
+            m_uiEnd = m_name.find('.', m_uiBegin);
+            return *this;
+        }
+        /// Compares iterators of one name.
+        bool operator==(const Iterator& in_other) const { return m_uiBegin == in_other.m_uiBegin; }
+
+      private:
+        std::string_view m_name;
+        std::size_t m_uiBegin;
+        /// Where the dot is that ends the component; no place for the last one.
+        std::size_t m_uiEnd;
+    };
+
+    explicit DottedComponents(std::string_view in_name) : m_name(in_name) {}
+
+    [[nodiscard]] Iterator begin() const { return {m_name, 0}; }
+    [[nodiscard]] Iterator end() const { return {m_name, m_name.size()}; }
+
+  private:
+    std::string_view m_name;
+};
 
 } // namespace Velmora

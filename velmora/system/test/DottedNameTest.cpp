@@ -22,6 +22,10 @@ std::vector<std::string> componentsOf(const char* in_szName)
 {
     std::vector<std::string> components;
     dottedStringToVector(in_szName, components);
+    std::vector<std::string> walked;
+    for (const std::string_view component : DottedComponents(in_szName))
+        walked.emplace_back(component);
+    EXPECT_EQ(components, walked) << in_szName;
     return components;
 }
 
