@@ -11,6 +11,7 @@
 #include "velmora/application/BuildInfo.h"
 #include "velmora/application/Error.h"
 #include "velmora/application/Exception.h"
+#include "velmora/application/ProductApplicationImpl.h"
 #include "velmora/application/SingletonRegistry.h"
 #include "velmora/application/StackTrace.h"
 #include "velmora/config/AceCleanupGlobalConfigHandle.h"
@@ -36,8 +37,8 @@
 #include "velmora/python/PyOutputStreamableImpl.h"
 #include "velmora/python/PythonEmbeddedInterpreter.h"
 #include "velmora/vfs/DiskFileSystem.h"
-#include "velmora/vfs/VirtualFileSystemTestApplication.h"
 #include "velmora/vfs/VfsStream.h"
+#include "velmora/vfs/VirtualFileSystemTestApplication.h"
 
 #include <cxxabi.h>
 #include <dlfcn.h>
@@ -75,6 +76,18 @@ class VELMORA_API Program : public ApplicationImpl
 Program::Program() : ApplicationImpl("VirtualTablesTest") {}
 Program::~Program() = default;
 void Program::run() {}
+
+class VELMORA_API Product : public ProductApplicationImpl
+{
+  public:
+    Product();
+    ~Product() override;
+    void run() override;
+};
+
+Product::Product() : ProductApplicationImpl("VirtualTablesTest") {}
+Product::~Product() = default;
+void Product::run() {}
 
 class VELMORA_API Note : public PyOutputStreamableImpl
 {
@@ -663,6 +676,25 @@ TEST(VirtualTables, OfVirtualFileSystemTestApplicationGoesOnWhereApplicationImpl
                                          "boost::program_options::variables_map const&)",
                               "ApplicationImpl::configure(ROConfiguration const&)",
                               strClass + "::runMultiThreadsTest()"});
+}
+
+TEST(VirtualTables, OfProductApplicationGoesOnWhereApplicationEnds)
+{
+    const std::string strClass = "ProductApplicationImpl";
+    const Functions productApplication =
+        application("Test::Product") +
+        Functions{strClass + "::getProductName() const",
+                  strClass + "::getProductMajorVersion() const",
+                  strClass + "::getProductMinorVersion() const",
+                  strClass + "::setProductNameWithBrand(char const*)",
+                  strClass + "::setDottedRevision(char const*)"};
+    const Product product;
+    EXPECT_EQ(slotOf(&ProductApplication::getProductName), 6U);
+    EXPECT_EQ(slotOf(&ProductApplication::setDottedRevision), 10U);
+    expectTable<Application>(product, application("Test::Product"));
+    expectTable<ProductApplication>(product, productApplication);
+    expectTable<ProductApplicationImpl>(product, productApplication);
+    expectTable<ApplicationImpl>(product, frame("Test::Product", "ApplicationImpl"));
 }
 
 TEST(VirtualTables, OfRootClassesHaveTheirOperationBehindTheDestructor)

@@ -1,0 +1,72 @@
+#pragma once
+
+#include "velmora/Export.h"
+#include "velmora/application/ApplicationImpl.h"
+#include "velmora/application/DottedRevision.h"
+#include "velmora/application/ProductApplication.h"
+
+#include <string>
+#include <string_view>
+
+namespace Velmora
+{
+
+/// The frame of a program that is shipped as a product. Its constructor says which, and `run` logs
+/// what the command line asks for:
+///
+///     class Gateway : public Velmora::ProductApplicationImpl
+///     {
+///       public:
+///         Gateway() : ProductApplicationImpl("Gateway") { setDottedRevision("2.1.7"); }
+///         void run() override
+///         {
+///             outputProductName();
+///             outputVersion();
+///             ...
+///
+/// The command line knows two more options, neither of which ends the program:
+///
+/// | Option | What it does |
+/// |---|---|
+/// | `--product-name` | has `outputProductName` log the name |
+/// | `--version` | has `outputVersion` log the version |
+///
+/// Logs through "keswardin.infra.Application".
+///
+/// Thread-safety, failure: as `ProductApplication` and `ApplicationImpl`.
+class VELMORA_API ProductApplicationImpl : public ProductApplication, public ApplicationImpl
+{
+  public:
+    /// The product's own name, as for `setProductNameWithBrand`. There is no version yet.
+    explicit ProductApplicationImpl(const char* in_szProductName);
+    ~ProductApplicationImpl() override;
+
+    [[nodiscard]] const char* getProductName() const override;
+    [[nodiscard]] unsigned long getProductMajorVersion() const override;
+    [[nodiscard]] unsigned long getProductMinorVersion() const override;
+
+    /// The name becomes "Keswardin Tarnel Gateway" for the product Gateway, and ends in
+    /// "???Application???" for null. The edition, Tarnel, is a setting of the library's build.
+    void setProductNameWithBrand(const char* in_szProductName) override;
+
+    bool setDottedRevision(const char* in_szRevision) override;
+
+    /// Logs "Product version : " and the version, or "Product name : " and the name, whatever the
+    /// level, if the command line asks for it. To be called after `initialize`.
+    void outputVersion() const;
+    void outputProductName() const;
+
+  protected:
+    /// The words in their order with a blank between them, the first two with a capital letter. An
+    /// empty word of the edition leaves no blank behind.
+    static std::string makeProductName(std::string_view in_strBrand, std::string_view in_strEdition,
+                                       const char* in_szProductName);
+
+  private:
+    std::string m_strProductName;
+    DottedRevision m_revision;
+    bool m_bProductName = false;
+    bool m_bVersion = false;
+};
+
+} // namespace Velmora
