@@ -14,6 +14,7 @@
 #include "velmora/application/ProductApplicationImpl.h"
 #include "velmora/application/SingletonRegistry.h"
 #include "velmora/application/StackTrace.h"
+#include "velmora/application/UnitTest.h"
 #include "velmora/config/AceCleanupGlobalConfigHandle.h"
 #include "velmora/config/ConfigCache.h"
 #include "velmora/config/GlobalConfigImpl.h"
@@ -88,6 +89,18 @@ class VELMORA_API Product : public ProductApplicationImpl
 Product::Product() : ProductApplicationImpl("VirtualTablesTest") {}
 Product::~Product() = default;
 void Product::run() {}
+
+class VELMORA_API TestProgram : public UnitTestApplication
+{
+  public:
+    TestProgram();
+    ~TestProgram() override;
+    void run() override;
+};
+
+TestProgram::TestProgram() : UnitTestApplication(Logger("test"), "VirtualTablesTest") {}
+TestProgram::~TestProgram() = default;
+void TestProgram::run() {}
 
 class VELMORA_API Note : public PyOutputStreamableImpl
 {
@@ -695,6 +708,30 @@ TEST(VirtualTables, OfProductApplicationGoesOnWhereApplicationEnds)
     expectTable<ProductApplication>(product, productApplication);
     expectTable<ProductApplicationImpl>(product, productApplication);
     expectTable<ApplicationImpl>(product, frame("Test::Product", "ApplicationImpl"));
+}
+
+TEST(VirtualTables, OfUnitTestApplicationReplacesTheDefaultLogging)
+{
+    expectTable<UnitTestApplication>(TestProgram(),
+                                     frame("Test::TestProgram", "UnitTestApplication"));
+}
+
+TEST(VirtualTables, OfUnitTestSingletonIsThatOfAnObserverOfTheRegistry)
+{
+    const Functions operations = destructorOf("UnitTestSingleton") +
+                                 Functions{"UnitTestSingleton::newAlarmState(Alarm const&)"};
+    expectTable(*UnitTestSingleton::getInstance(), operations);
+    expectTable<AlarmRegistry::Observer>(*UnitTestSingleton::getInstance(), operations);
+}
+
+TEST(VirtualTables, OfUnitTestExceptionIsThatOfOutputStreamable)
+{
+    const std::string strClass = "UnitTestSingleton::UnitTestException";
+    const Functions operations =
+        destructorOf(strClass) + Functions{strClass + "::write(std::ostream&) const"};
+    const UnitTestSingleton::UnitTestException exception;
+    expectTable(exception, operations);
+    expectTable<OutputStreamable>(exception, operations);
 }
 
 TEST(VirtualTables, OfRootClassesHaveTheirOperationBehindTheDestructor)

@@ -6,11 +6,12 @@
 #include <string>
 #include <utility>
 
-/// An alarm with a given id.
-class ProcessAlarm : public Velmora::AlarmImpl
+/// An alarm with a given id, which behaves like a `Base`.
+template <class Base>
+class ProcessAlarmOf : public Base
 {
   public:
-    explicit ProcessAlarm(std::string in_strId) : m_strId(std::move(in_strId)) {}
+    explicit ProcessAlarmOf(std::string in_strId) : m_strId(std::move(in_strId)) {}
 
     std::ostream& writeAlarmId(std::ostream& out_stream) const override
     {
@@ -21,3 +22,5 @@ class ProcessAlarm : public Velmora::AlarmImpl
   private:
     std::string m_strId;
 };
+
+using ProcessAlarm = ProcessAlarmOf<Velmora::AlarmImpl>;

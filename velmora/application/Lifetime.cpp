@@ -4,6 +4,7 @@
 #include "velmora/application/BuildInfo.h"
 #include "velmora/application/RegistrationSingleton.h"
 #include "velmora/application/SingletonRegistry.h"
+#include "velmora/application/UnitTest.h"
 #include "velmora/config/GlobalConfig.h"
 #include "velmora/config/GlobalConfigSeam.h"
 #include "velmora/config/ParameterInfoDB.h"
@@ -94,12 +95,14 @@ class ForkHandlers
         if (!ExitListCloser::s_bHasRun)
             s_pLocker =
                 new Log4cplusAccess::WholeHierarchyLocker(log4cplus::Logger::getDefaultHierarchy());
+        UnitTestSingleton::beforeFork();
         ForkGate::close();
     }
 
     static void parent()
     {
         ForkGate::open();
+        UnitTestSingleton::afterFork();
         // Cleared while the hierarchy is still locked: the next thread to fork sets it right after.
         delete std::exchange(s_pLocker, nullptr);
         CallDataRegistryImpl::afterForkInParent();
@@ -110,6 +113,7 @@ class ForkHandlers
     {
         ForkGate::open();
         ThreadCaches::forgetOtherThreads();
+        UnitTestSingleton::afterFork();
         CallDataRegistryImpl::afterForkInChild();
         if (s_pLocker != nullptr)
         {

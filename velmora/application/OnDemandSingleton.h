@@ -35,7 +35,7 @@ class VELMORA_API OnDemandSingletonNoT
 /// Failure: what should not be is an assertion on `keswardin.infra.OnDemandSingleton`; the result
 /// is the registered object all the same.
 template <class T>
-class OnDemandSingleton : public OnDemandSingletonNoT
+class VELMORA_API OnDemandSingleton : public OnDemandSingletonNoT
 {
   public:
     static T* getInstance()
@@ -49,6 +49,7 @@ class OnDemandSingleton : public OnDemandSingletonNoT
         T* const pFound = findOrMake();
         assertThat(pFound != nullptr, "pFound != 0", __LINE__);
         // Whatever stood there before is deleted by its slot.
+        // NOLINTNEXTLINE(clang-analyzer-cplusplus.NewDeleteLeaks): the slot has the new one.
         delete threadSlot().ts_object(new T*(pFound));
         return pFound;
     }

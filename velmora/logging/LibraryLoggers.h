@@ -58,7 +58,8 @@
     entry(VfsFileBuf, "keswardin.VfsFileBuf")                             \
     entry(GlobalConfig, "keswardin.infra.GlobalConfig")                   \
     entry(Support, "keswardin.support")                                   \
-    entry(Application, "keswardin.infra.Application")
+    entry(Application, "keswardin.infra.Application")                     \
+    entry(UnitTest, "keswardin.infra.UnitTest")
 // clang-format on
 
 namespace Velmora::LibraryLoggers
