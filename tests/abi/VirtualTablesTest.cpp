@@ -707,7 +707,6 @@ TEST(VirtualTables, OfProductApplicationGoesOnWhereApplicationEnds)
     expectTable<Application>(product, application("Test::Product"));
     expectTable<ProductApplication>(product, productApplication);
     expectTable<ProductApplicationImpl>(product, productApplication);
-    expectTable<ApplicationImpl>(product, frame("Test::Product", "ApplicationImpl"));
 }
 
 TEST(VirtualTables, OfUnitTestApplicationReplacesTheDefaultLogging)
