@@ -13,6 +13,7 @@
 
 #ifndef VELMORA_BENCH_MALLOC
 #include "velmora/memory/DefaultStaticMemAllocator.h"
+#include "velmora/memory/StaticPerThreadMemAllocator.h"
 #endif
 
 // The same work on the library's allocator and, with VELMORA_BENCH_MALLOC, on malloc and free,
@@ -91,6 +92,25 @@ void batches(benchmark::State& out_state)
     }
 }
 
+#ifndef VELMORA_BENCH_MALLOC
+
+constexpr std::size_t s_uiObjectSize = 24;
+
+/// Takes a chunk of an object and gives it back, by a front end of static functions.
+template <class FrontEnd>
+void objects(benchmark::State& out_state)
+{
+    while (out_state.KeepRunningBatch(s_uiBatch))
+        for (std::size_t uiIndex = 0; uiIndex < s_uiBatch; ++uiIndex)
+        {
+            void* pMemory = FrontEnd::allocate(s_uiObjectSize, "Bench");
+            benchmark::DoNotOptimize(pMemory);
+            FrontEnd::deallocate(pMemory, s_uiObjectSize, "Bench");
+        }
+}
+
+#endif
+
 /// The memory of this process that is in use, in bytes.
 std::size_t residentBytes()
 {
@@ -140,6 +160,16 @@ void overSizesAndThreads(benchmark::internal::Benchmark* out_pBenchmark)
 
 BENCHMARK(pairs)->Apply(overSizesAndThreads);
 BENCHMARK(batches)->Apply(overSizesAndThreads);
+#ifndef VELMORA_BENCH_MALLOC
+BENCHMARK(objects<Velmora::StaticPerThreadMemAllocator>)
+    ->Name("perThread/ours")
+    ->Threads(2)
+    ->UseRealTime();
+BENCHMARK(objects<Velmora::DefaultStaticMemAllocator>)
+    ->Name("perThread/default")
+    ->Threads(2)
+    ->UseRealTime();
+#endif
 BENCHMARK(footprint)->Arg(24)->Iterations(1);
 
 int main(int argc, char** argv)

@@ -69,6 +69,8 @@ NAMED_WORKS = [
     ("alarmSameState", "`setState` to the state that an `AlarmImpl` has", "comparison", 1.5),
     ("alarmOnOff", "alarm on and off through its handle, null appender", "linesAndLocks", 1.3),
     ("alarmLookUp", "`getAlarm` among 10,000 alarms", "std", 1.5),
+    ("perThread", "24 bytes of `StaticPerThreadMemAllocator` taken and released, two threads",
+     "default", 1.5),
     ("initialize", "start and end of `examples/minimal` with 300 lines of configuration",
      None, 30e6),
     ("startMinimal", "the same without a configuration", None, None),

@@ -34,6 +34,8 @@
 #include "velmora/logging/LoggingIdEvent.h"
 #include "velmora/logging/RemoteSyslogAppender.h"
 #include "velmora/memory/AceCleanupMemAllocator.h"
+#include "velmora/memory/ObjectAllocator.h"
+#include "velmora/memory/StaticPerThreadMemAllocator.h"
 #include "velmora/python/PyClassName.h"
 #include "velmora/python/PyOutputStreamableImpl.h"
 #include "velmora/python/PythonEmbeddedInterpreter.h"
@@ -101,6 +103,16 @@ class VELMORA_API TestProgram : public UnitTestApplication
 TestProgram::TestProgram() : UnitTestApplication(Logger("test"), "VirtualTablesTest") {}
 TestProgram::~TestProgram() = default;
 void TestProgram::run() {}
+
+class VELMORA_API ObjectAllocator : public ObjectAllocatorBase
+{
+  public:
+    ~ObjectAllocator() override;
+    void* allocate(std::size_t in_uiSize, const char* in_szAccountName) override;
+};
+
+ObjectAllocator::~ObjectAllocator() = default;
+void* ObjectAllocator::allocate(std::size_t, const char*) { return nullptr; }
 
 class VELMORA_API Note : public PyOutputStreamableImpl
 {
@@ -605,6 +617,17 @@ TEST(VirtualTables, OfAllocatorsOnTheExitListAreThatOfACECleanup)
     expectTable<ACE_Cleanup>(Allocator(Logger("test"), false), onExitList("Test::Allocator"));
     expectTable<ACE_Cleanup>(AceCleanupAccountMemAllocator(Logger("test"), false),
                              onExitList("AceCleanupAccountMemAllocator"));
+    expectTable(*StaticPerThreadMemAllocatorImpl::getInstance(),
+                onExitList("StaticPerThreadMemAllocatorImpl", "AceCleanupNoT"));
+}
+
+TEST(VirtualTables, OfObjectAllocatorBaseHasItsAllocationBehindTheDestructor)
+{
+    const ObjectAllocator allocator;
+    EXPECT_EQ(slotOf(&ObjectAllocatorBase::allocate), 2U);
+    expectTable<ObjectAllocatorBase>(
+        allocator, destructorOf("Test::ObjectAllocator") +
+                       Functions{"Test::ObjectAllocator::allocate(unsigned long, char const*)"});
 }
 
 TEST(VirtualTables, OfPyClassNameHasTheDestructor)
@@ -899,6 +922,8 @@ TEST(VirtualTables, AreNotInClassesThatAreKeptByValueOrHaveNoVirtualOperation)
     EXPECT_FALSE(std::is_polymorphic_v<ObjectWithLogger<Logger>>);
     EXPECT_FALSE(std::is_polymorphic_v<MemAllocatorNoT>);
     EXPECT_FALSE(std::is_polymorphic_v<BuildInfo>);
+    EXPECT_FALSE(
+        (std::is_polymorphic_v<PerThreadMemAllocator<MemAllocator<ACE_Thread_Mutex, 32>>>));
     EXPECT_FALSE(std::is_polymorphic_v<CallDataRegistry::CallDataHandle>);
     EXPECT_FALSE(std::is_polymorphic_v<VfsFileBufImpl>);
 }

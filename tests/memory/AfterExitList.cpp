@@ -6,11 +6,13 @@
 #include "velmora/memory/NoSizeMemAllocator.h"
 #include "velmora/memory/StaticAccountMemAllocator.h"
 #include "velmora/memory/StaticMemAllocator.h"
+#include "velmora/memory/StaticPerThreadMemAllocator.h"
 
 #include <ace/Object_Manager.h>
 
 #include <cstring>
 #include <iostream>
+#include <latch>
 #include <string>
 #include <thread>
 #include <vector>
@@ -40,6 +42,8 @@ class Blocks
             m_accounted.push_back(
                 filled(StaticAccountMemAllocator::allocate(uiSize, s_szAccount), uiSize));
             m_noSize.push_back(filled(NoSizeMemAllocator::allocate(uiSize, s_szAccount), uiSize));
+            m_perThread.push_back(
+                filled(StaticPerThreadMemAllocator::allocate(uiSize, s_szAccount), uiSize));
         }
     }
 
@@ -51,7 +55,15 @@ class Blocks
             DefaultStaticMemAllocator::deallocate(m_default[uiIndex], uiSize, s_szAccount);
             StaticMemAllocator::deallocate(m_plain[uiIndex], uiSize, s_szAccount);
             StaticAccountMemAllocator::deallocate(m_accounted[uiIndex], uiSize, s_szAccount);
+            StaticPerThreadMemAllocator::deallocate(m_perThread[uiIndex], uiSize, s_szAccount);
         }
+    }
+
+    /// Once the exit list has destroyed the allocators.
+    void releaseAfterExitList()
+    {
+        releaseSized();
+        releaseUnsized(DefaultStaticMemAllocator::isAccountingMemory() ? 225 : 241);
     }
 
     /// Leaves smaller ones alone, whose headers may have gone with their allocator.
@@ -68,7 +80,7 @@ class Blocks
         return std::memset(in_pMemory, 'x', in_uiSize);
     }
 
-    std::vector<void*> m_default, m_plain, m_accounted, m_noSize;
+    std::vector<void*> m_default, m_plain, m_accounted, m_noSize, m_perThread;
 };
 
 void tellStateOfAllocators()
@@ -79,7 +91,8 @@ void tellStateOfAllocators()
     StaticAccountMemAllocator::getMemAccountInfo(hash);
     StaticAccountMemAllocator::logMemAccountingStats();
     std::cout << "allocators " << (StaticMemAllocator::getAllocator() != nullptr) << ' '
-              << (StaticAccountMemAllocator::getAllocator() != nullptr) << ", account "
+              << (StaticAccountMemAllocator::getAllocator() != nullptr) << ' '
+              << (StaticPerThreadMemAllocatorImpl::getInstance() != nullptr) << ", account "
               << StaticAccountMemAllocator::getMemAccountInfo(s_szAccount, info)
               << ", among all accounts " << hash.count(s_szAccount) << ' ' << hash.count("old")
               << '\n';
@@ -98,12 +111,12 @@ struct InStatics
     {
         tellStateOfAllocators();
         tellWhetherReleasingOldChunksTouchesNewMemory();
-        m_old.releaseSized();
-        m_old.releaseUnsized(DefaultStaticMemAllocator::isAccountingMemory() ? 225 : 241);
+        m_old.releaseAfterExitList();
         useMemory();
         std::thread(&InStatics::useMemory).join();
         StaticMemAllocator::initializeClass();
         StaticAccountMemAllocator::initializeClass();
+        StaticPerThreadMemAllocator::initializeClass();
         tellStateOfAllocators();
         tellNulls();
         std::cout << "end" << std::endl;
@@ -149,15 +162,47 @@ struct InStatics
     {
         std::cout << "for no bytes " << DefaultStaticMemAllocator::allocate(0, s_szAccount) << ' '
                   << StaticMemAllocator::allocate(0, s_szAccount) << ' '
-                  << StaticAccountMemAllocator::allocate(0, s_szAccount) << '\n';
+                  << StaticAccountMemAllocator::allocate(0, s_szAccount) << ", per thread "
+                  << (StaticPerThreadMemAllocator::allocate(0, s_szAccount) != nullptr) << '\n';
         DefaultStaticMemAllocator::deallocate(nullptr, 8, s_szAccount);
         StaticMemAllocator::deallocate(nullptr, 300, s_szAccount);
         StaticAccountMemAllocator::deallocate(nullptr, 300, s_szAccount);
         NoSizeMemAllocator::deallocate(nullptr, s_szAccount);
+        StaticPerThreadMemAllocator::deallocate(nullptr, 300, s_szAccount);
     }
 
     Blocks m_old;
     std::vector<void*> m_oldChunks = std::vector<void*>(1000);
+};
+
+/// A thread that has used the allocators when the exit list runs, and ends after it.
+class LastingThread
+{
+  public:
+    LastingThread() { m_used.wait(); }
+    ~LastingThread()
+    {
+        m_listHasRun.count_down();
+        m_thread.join();
+    }
+    LastingThread(const LastingThread&) = delete;
+    LastingThread& operator=(const LastingThread&) = delete;
+
+  private:
+    void live()
+    {
+        InStatics::useMemory();
+        Blocks old;
+        old.allocate();
+        m_used.count_down();
+        m_listHasRun.wait();
+        old.releaseAfterExitList();
+        InStatics::useMemory();
+    }
+
+    std::latch m_used{1};
+    std::latch m_listHasRun{1};
+    std::thread m_thread{&LastingThread::live, this};
 };
 
 } // namespace
@@ -165,6 +210,7 @@ struct InStatics
 int main()
 {
     Logger().setLogLevel(FATAL_LOG_LEVEL);
+    const LastingThread thread;
     static InStatics s_inStatics;
     tellStateOfAllocators();
     const int iResult = ACE_Object_Manager::instance()->fini();

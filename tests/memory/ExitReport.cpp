@@ -1,8 +1,9 @@
 // Leaves memory behind in both allocators of the process, for the report at exit.
 //
-// exitreport nothing|console|appender
+// exitreport nothing|console|appender|per-thread
 //
 // With "nothing", only what the library itself has used is reported.
+// With "per-thread", it leaves memory in one of the allocators that threads share instead.
 // With "appender", the report goes through an appender that itself allocates and releases.
 
 #include "tests/support/CallbackAppender.h"
@@ -10,6 +11,7 @@
 #include "velmora/memory/DefaultStaticMemAllocator.h"
 #include "velmora/memory/StaticAccountMemAllocator.h"
 #include "velmora/memory/StaticMemAllocator.h"
+#include "velmora/memory/StaticPerThreadMemAllocator.h"
 
 #include <log4cplus/hierarchy.h>
 
@@ -68,6 +70,15 @@ void allocateAndReleaseOnThreads()
         .join();
 }
 
+void leaveMemoryPerThread()
+{
+    static_cast<void>(StaticPerThreadMemAllocator::allocate(24, "ignored"));
+    // This one is released by a thread that has another allocator, if not the same.
+    void* const pMemory = StaticPerThreadMemAllocator::allocate(100, "ignored");
+    std::thread([pMemory] { StaticPerThreadMemAllocator::deallocate(pMemory, 100, "ignored"); })
+        .join();
+}
+
 } // namespace
 
 int main(int argc, char** argv)
@@ -80,6 +91,11 @@ int main(int argc, char** argv)
     {
         leaveMemory();
         allocateAndReleaseOnThreads();
+        return 0;
+    }
+    if (std::strcmp(argv[1], "per-thread") == 0)
+    {
+        leaveMemoryPerThread();
         return 0;
     }
     s_pOldMemory = DefaultStaticMemAllocator::allocate(16, "appender");

@@ -10,6 +10,7 @@
 #include "velmora/logging/Logger.h"
 #include "velmora/memory/DefaultStaticMemAllocator.h"
 #include "velmora/memory/NoSizeMemAllocator.h"
+#include "velmora/memory/StaticPerThreadMemAllocator.h"
 
 #include <sys/wait.h>
 #include <unistd.h>
@@ -38,6 +39,7 @@ namespace
 
 using Velmora::DefaultStaticMemAllocator;
 using Velmora::NoSizeMemAllocator;
+using Velmora::StaticPerThreadMemAllocator;
 
 constexpr std::size_t s_uiLargestInChunk = 200;
 constexpr std::size_t s_uiLargest = 400;
@@ -48,21 +50,23 @@ bool useMemory(unsigned in_uiSeed, std::size_t in_uiLargest)
 {
     std::minstd_rand random(in_uiSeed);
     std::array<std::size_t, 1000> sizes;
-    std::array<void*, 2000> blocks;
+    std::array<void*, 3000> blocks;
     for (std::size_t uiIndex = 0; uiIndex < sizes.size(); ++uiIndex)
     {
         sizes[uiIndex] = 1 + random() % (uiIndex % 8 == 0 ? in_uiLargest : 8);
-        blocks[2 * uiIndex] = DefaultStaticMemAllocator::allocate(sizes[uiIndex], "test");
-        blocks[2 * uiIndex + 1] = NoSizeMemAllocator::allocate(sizes[uiIndex], "test");
-        std::memset(blocks[2 * uiIndex], 'x', sizes[uiIndex]);
+        blocks[3 * uiIndex] = DefaultStaticMemAllocator::allocate(sizes[uiIndex], "test");
+        blocks[3 * uiIndex + 1] = NoSizeMemAllocator::allocate(sizes[uiIndex], "test");
+        blocks[3 * uiIndex + 2] = StaticPerThreadMemAllocator::allocate(sizes[uiIndex], "test");
+        std::memset(blocks[3 * uiIndex], 'x', sizes[uiIndex]);
     }
-    std::array<void*, 2000> sorted = blocks;
+    std::array<void*, 3000> sorted = blocks;
     std::sort(sorted.begin(), sorted.end());
     const bool bDistinct = std::adjacent_find(sorted.begin(), sorted.end()) == sorted.end();
     for (std::size_t uiIndex = 0; uiIndex < sizes.size(); ++uiIndex)
     {
-        DefaultStaticMemAllocator::deallocate(blocks[2 * uiIndex], sizes[uiIndex], "test");
-        NoSizeMemAllocator::deallocate(blocks[2 * uiIndex + 1], "test");
+        DefaultStaticMemAllocator::deallocate(blocks[3 * uiIndex], sizes[uiIndex], "test");
+        NoSizeMemAllocator::deallocate(blocks[3 * uiIndex + 1], "test");
+        StaticPerThreadMemAllocator::deallocate(blocks[3 * uiIndex + 2], sizes[uiIndex], "test");
     }
     return bDistinct;
 }

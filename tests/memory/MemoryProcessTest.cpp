@@ -4,6 +4,7 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <chrono>
 #include <cstdio>
 #include <map>
@@ -236,6 +237,25 @@ TEST(MemoryAtExit, TheAccountsAndThenAllChunksOfBothAllocatorsAreReported)
     EXPECT_EQ(expected, withoutBlocks(linesOfRun(VELMORA_HELPER_MEMORY_EXIT_REPORT, {"console"})));
 }
 
+TEST(MemoryAtExit, TheAllocatorsThatThreadsShareReportBeforeTheOthers)
+{
+    const std::vector<std::string> lines =
+        linesOfRun(VELMORA_HELPER_MEMORY_EXIT_REPORT, {"per-thread"});
+    const std::string strFirst = "DEBUG - Allocation stats for 8 bytes ChunkAllocator";
+    // Sixteen of them, the one with accounts, and the one without.
+    EXPECT_EQ(18, std::count(lines.begin(), lines.end(), strFirst));
+    std::vector<std::string> leaks = lines;
+    std::erase_if(leaks, [](const std::string& in_strLine)
+                  { return in_strLine.starts_with("DEBUG") || in_strLine.starts_with("Num"); });
+    EXPECT_THAT(leaks, ElementsAre("WARN - Memory leak in 40 bytes ChunkAllocator"));
+    const auto leak = std::find(lines.begin(), lines.end(), leaks.front());
+    EXPECT_GE(16, std::count(lines.begin(), leak, strFirst));
+    ASSERT_LT(4, lines.end() - leak);
+    EXPECT_EQ("DEBUG - Allocation stats for 40 bytes ChunkAllocator", leak[1]);
+    EXPECT_EQ("Num chunk alloc   = 1", leak[3]);
+    EXPECT_EQ("Num chunk dealloc = 0", leak[4]);
+}
+
 TEST(MemoryAtExit, AnAppenderThatAllocatesTakesTheReport)
 {
     EXPECT_THAT(linesOfRun(VELMORA_HELPER_MEMORY_EXIT_REPORT, {"appender"}),
@@ -259,12 +279,13 @@ TEST(MemoryAtExit, AnAppenderThatAllocatesAccountedMemoryTakesTheReport)
 TEST(MemoryAtExit, StaticDestructorsAllocateAndReleaseAfterTheExitList)
 {
     for (const Environment& environment : {Environment(), s_accounting})
-        EXPECT_THAT(
-            linesOfRun(VELMORA_HELPER_MEMORY_AFTER_EXIT_LIST, {}, environment),
-            ElementsAre(
-                "allocators 1 1, account 1, among all accounts 1 0", "inline way empty 1, full 1",
-                "allocators 0 0, account 0, among all accounts 0 0", "new memory is intact",
-                "allocators 0 0, account 0, among all accounts 0 0", "for no bytes 0 0 0", "end"));
+        EXPECT_THAT(linesOfRun(VELMORA_HELPER_MEMORY_AFTER_EXIT_LIST, {}, environment),
+                    ElementsAre("allocators 1 1 1, account 1, among all accounts 1 0",
+                                "inline way empty 1, full 1",
+                                "allocators 0 0 0, account 0, among all accounts 0 0",
+                                "new memory is intact",
+                                "allocators 0 0 0, account 0, among all accounts 0 0",
+                                "for no bytes 0 0 0, per thread 1", "end"));
 }
 
 TEST(MemoryAtExit, DetachedThreadsThatHaveAllocatedMaySleepOn)

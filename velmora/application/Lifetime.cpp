@@ -16,6 +16,7 @@
 #include "velmora/logging/OncePerProcess.h"
 #include "velmora/logging/RemoteSyslogAppender.h"
 #include "velmora/memory/ForkGate.h"
+#include "velmora/memory/PerThreadMemAllocator.h"
 #include "velmora/memory/StaticAccountMemAllocator.h"
 #include "velmora/memory/StaticMemAllocator.h"
 #include "velmora/memory/ThreadCache.h"
@@ -113,6 +114,7 @@ class ForkHandlers
     {
         ForkGate::open();
         ThreadCaches::forgetOtherThreads();
+        PerThreadMemAllocatorNoT::forgetThreadId();
         UnitTestSingleton::afterFork();
         CallDataRegistryImpl::afterForkInChild();
         if (s_pLocker != nullptr)

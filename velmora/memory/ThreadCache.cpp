@@ -40,6 +40,7 @@ constinit Magazine ThreadCaches::s_noMagazines[s_uiNumDefaultClasses];
 constinit thread_local ThreadCaches::Table* ThreadCaches::s_pTable = &ThreadCaches::s_noEntries;
 constinit thread_local std::atomic<Magazine*> ThreadCaches::s_pDefaultMagazines{
     ThreadCaches::s_noMagazines};
+constinit thread_local ThreadCaches::Preferred ThreadCaches::s_preferred{nullptr, s_noMagazines};
 
 ThreadCache::ThreadCache(MemAllocatorNoT& in_owner, std::size_t in_uiNumClasses)
     : m_owner(in_owner), m_uiNumClasses(in_uiNumClasses),
@@ -56,6 +57,7 @@ class ThreadCaches::TableOfThread
         Shared& shared = Shared::getInstance();
         const SharedGuard guard(shared.mutex);
         m_table.ppDefaultMagazines = &s_pDefaultMagazines;
+        m_table.pPreferred = &s_preferred;
         m_table.pNext = static_cast<Table*>(shared.pFirstTable);
         shared.pFirstTable = &m_table;
         s_pTable = &m_table;
@@ -66,6 +68,7 @@ class ThreadCaches::TableOfThread
         s_bThreadIsEnding = true;
         s_pTable = &s_noEntries;
         s_pDefaultMagazines.store(s_noMagazines, std::memory_order_relaxed);
+        forget(s_preferred);
         Shared& shared = Shared::getInstance();
         const SharedGuard guard(shared.mutex);
         for (const std::atomic<ThreadCache*>& entry : m_table.entries)
@@ -165,6 +168,8 @@ void ThreadCaches::releaseSlot(MemAllocatorNoT& out_owner)
         pTable->entries[uiSlot].store(nullptr, std::memory_order_relaxed);
         if (shared.pDefault == &out_owner)
             pTable->ppDefaultMagazines->store(s_noMagazines, std::memory_order_relaxed);
+        if (pTable->pPreferred->pAllocator.load(std::memory_order_relaxed) == &out_owner)
+            forget(*pTable->pPreferred);
     }
     if (shared.pDefault == &out_owner)
         shared.pDefault = nullptr;
@@ -182,6 +187,25 @@ void ThreadCaches::setDefault(const MemAllocatorNoT& in_allocator)
     Shared& shared = Shared::getInstance();
     const SharedGuard guard(shared.mutex);
     shared.pDefault = &in_allocator;
+}
+
+void ThreadCaches::prefer(MemAllocatorNoT& in_allocator)
+{
+    ThreadCache* const pCache = find(in_allocator.getCacheSlot());
+    if (pCache == nullptr ||
+        s_preferred.pAllocator.load(std::memory_order_relaxed) == &in_allocator)
+        return;
+    const SharedGuard guard(Shared::getInstance().mutex);
+    s_preferred.pAllocator.store(&in_allocator, std::memory_order_relaxed);
+    s_preferred.pMagazines.store(pCache->m_magazines.get(), std::memory_order_relaxed);
+}
+
+void ThreadCaches::preferNone() { forget(s_preferred); }
+
+void ThreadCaches::forget(Preferred& out_preferred)
+{
+    out_preferred.pAllocator.store(nullptr, std::memory_order_relaxed);
+    out_preferred.pMagazines.store(s_noMagazines, std::memory_order_relaxed);
 }
 
 void ThreadCaches::addCounts(const MemAllocatorNoT& in_allocator, std::size_t in_uiClass,

@@ -190,6 +190,22 @@ class VELMORA_API ThreadCaches
     /// Names the allocator whose magazines threads find the fastest way. It has 32 size classes.
     static void setDefault(const MemAllocatorNoT& in_allocator);
 
+    /// An allocator that one thread prefers, and its magazines there. Without one, these are always
+    /// empty and full.
+    struct Preferred
+    {
+        std::atomic<MemAllocatorNoT*> pAllocator;
+        std::atomic<Magazine*> pMagazines;
+    };
+
+    /// What the calling thread prefers: among several allocators that share the work, its own.
+    static const Preferred& preferred() { return s_preferred; }
+
+    /// Names the allocator that the calling thread prefers, unless it has no cache there. It has 32
+    /// size classes.
+    static void prefer(MemAllocatorNoT& in_allocator);
+    static void preferNone();
+
     /// The calling thread's cache of a slot; null until it has one.
     static ThreadCache* find(std::size_t in_uiSlot)
     {
@@ -221,6 +237,8 @@ class VELMORA_API ThreadCaches
         std::array<std::atomic<ThreadCache*>, s_uiNumSlots + 1> entries{};
         /// The thread's own `s_pDefaultMagazines`.
         std::atomic<Magazine*>* ppDefaultMagazines = nullptr;
+        /// The thread's own `s_preferred`.
+        Preferred* pPreferred = nullptr;
         Table* pNext = nullptr;
     };
     class TableOfThread;
@@ -229,6 +247,7 @@ class VELMORA_API ThreadCaches
     static void giveBack(ThreadCache* in_pCache);
     static void unlinkFromOwner(const ThreadCache& in_cache);
     static void abandonChunks(const Table& in_table);
+    static void forget(Preferred& out_preferred);
 
     static constinit Table s_noEntries;
     static constinit Magazine s_noMagazines[];
@@ -237,6 +256,9 @@ class VELMORA_API ThreadCaches
     [[gnu::tls_model("initial-exec")]] VELMORA_API_THREAD_LOCAL static constinit thread_local std::
         atomic<Magazine*>
             s_pDefaultMagazines;
+    [[gnu::tls_model(
+        "initial-exec")]] VELMORA_API_THREAD_LOCAL static constinit thread_local Preferred
+        s_preferred;
 };
 
 } // namespace Velmora

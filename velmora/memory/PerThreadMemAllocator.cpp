@@ -1,0 +1,31 @@
+#include "velmora/memory/PerThreadMemAllocator.h"
+
+#include "velmora/application/Assertion.h"
+
+#include <unistd.h>
+
+namespace Velmora
+{
+
+constinit thread_local unsigned int PerThreadMemAllocatorNoT::s_uiThreadId = 0;
+
+unsigned int PerThreadMemAllocatorNoT::askThreadId()
+{
+    s_uiThreadId = static_cast<unsigned int>(gettid());
+    return s_uiThreadId;
+}
+
+void PerThreadMemAllocatorNoT::forgetThreadId()
+{
+    s_uiThreadId = 0;
+    ThreadCaches::preferNone();
+}
+
+void PerThreadMemAllocatorNoT::reportBrokenHeader(const char* in_szCondition)
+{
+    const Assertion assertion(false, in_szCondition, __FILE__, __LINE__);
+}
+
+template class PerThreadMemAllocator<MemAllocator<ACE_Thread_Mutex, 32>>;
+
+} // namespace Velmora

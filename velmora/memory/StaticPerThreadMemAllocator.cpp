@@ -1,0 +1,81 @@
+#include "velmora/memory/StaticPerThreadMemAllocator.h"
+
+#include "velmora/logging/Logger.h"
+#include "velmora/memory/MemoryAfterTheEnd.h"
+
+#include <ace/Object_Manager.h>
+
+#include <algorithm>
+#include <atomic>
+#include <cstdlib>
+
+namespace Velmora
+{
+
+namespace
+{
+
+constexpr std::size_t s_uiNumAllocators = 16;
+constexpr std::size_t s_uiHeaderSize = 16;
+constexpr std::size_t s_uiLargestChunk = 256;
+
+constinit std::atomic<StaticPerThreadMemAllocatorImpl*> s_pAlive{nullptr};
+
+} // namespace
+
+StaticPerThreadMemAllocatorImpl::StaticPerThreadMemAllocatorImpl()
+    : PerThreadMemAllocator(s_uiNumAllocators, Logger(), true)
+{
+    s_pAlive.store(this, std::memory_order_release);
+}
+
+StaticPerThreadMemAllocatorImpl::~StaticPerThreadMemAllocatorImpl()
+{
+    s_pAlive.store(nullptr, std::memory_order_release);
+}
+
+StaticPerThreadMemAllocatorImpl* StaticPerThreadMemAllocatorImpl::getInstance()
+{
+    if (StaticPerThreadMemAllocatorImpl* const pAlive = s_pAlive.load(std::memory_order_acquire))
+        [[likely]]
+        return pAlive;
+    // The exit list takes nothing that is made while it runs.
+    if (ACE_Object_Manager::shutting_down() != 0)
+        return nullptr;
+    static const bool s_bMade = (new StaticPerThreadMemAllocatorImpl, true);
+    static_cast<void>(s_bMade);
+    return s_pAlive.load(std::memory_order_acquire);
+}
+
+void* StaticPerThreadMemAllocator::allocateSlowly(std::size_t in_uiSize,
+                                                  const char* in_szAccountName)
+{
+    if (Impl* const pImpl = Impl::getInstance()) [[likely]]
+    {
+        void* const pMemory = pImpl->allocate(in_uiSize, in_szAccountName);
+        ThreadCaches::prefer(pImpl->allocatorOfThread());
+        return pMemory;
+    }
+    // Also a block of no bytes is one.
+    return MemoryAfterTheEnd::allocate(std::max<std::size_t>(in_uiSize, 1));
+}
+
+void StaticPerThreadMemAllocator::deallocateSlowly(void* in_pMemory, std::size_t in_uiSize,
+                                                   const char* in_szAccountName)
+{
+    if (in_pMemory == nullptr)
+        return;
+    if (Impl* const pImpl = Impl::getInstance()) [[likely]]
+        pImpl->deallocate(in_pMemory, in_uiSize, in_szAccountName);
+    else if (in_uiSize + s_uiHeaderSize > s_uiLargestChunk &&
+             !MemoryAfterTheEnd::deallocate(in_pMemory))
+        std::free(static_cast<char*>(in_pMemory) - s_uiHeaderSize);
+}
+
+bool StaticPerThreadMemAllocator::initializeClass()
+{
+    StaticPerThreadMemAllocatorImpl::getInstance();
+    return true;
+}
+
+} // namespace Velmora
