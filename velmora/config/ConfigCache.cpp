@@ -40,14 +40,17 @@ void ConfigCache::flush()
 
 void ConfigCache::getParameter(const char* in_szParamName, ParameterValue& out_value) const
 {
-    VELMORA_TRACE_SCOPE(ConfigCache::getParameter);
+    // Found once, as that takes a walk up to the first logger that has a level.
+    const LogLevel level = getLogger().getLogLevel();
+    const TraceScope traceScope(getLogger(), "ConfigCache::getParameter", level);
     out_value = ParameterValue();
     const DottedComponents components(in_szParamName);
     const CachedValues* const pFound =
         m_cachedValues.fastFind(components.begin(), components.end());
     if (pFound != nullptr && pFound->data() != nullptr)
     {
-        VELMORA_LOG_DEBUG("ConfigCache::getParameter cache hit");
+        if (level <= DEBUG_LOG_LEVEL) [[unlikely]]
+            VELMORA_LOG_DEBUG("ConfigCache::getParameter cache hit");
         out_value = *pFound->data();
         return;
     }
