@@ -14,6 +14,7 @@
 #include "velmora/application/ProductApplicationImpl.h"
 #include "velmora/application/SingletonRegistry.h"
 #include "velmora/application/StackTrace.h"
+#include "velmora/application/StateMachine.h"
 #include "velmora/application/UnitTest.h"
 #include "velmora/config/AceCleanupGlobalConfigHandle.h"
 #include "velmora/config/ConfigCache.h"
@@ -756,6 +757,13 @@ TEST(VirtualTables, OfUnitTestExceptionIsThatOfOutputStreamable)
     expectTable<OutputStreamable>(exception, operations);
 }
 
+TEST(VirtualTables, OfStateMachineNoTHasTheNameOfTheInitialStateBehindTheDestructor)
+{
+    expectTable(StateMachineNoT(),
+                destructorOf("StateMachineNoT") +
+                    Functions{"StateMachineNoT::setInitialStateName(char const*)"});
+}
+
 TEST(VirtualTables, OfRootClassesHaveTheirOperationBehindTheDestructor)
 {
     const ErrorStringImpl error("text");
@@ -922,6 +930,7 @@ TEST(VirtualTables, AreNotInClassesThatAreKeptByValueOrHaveNoVirtualOperation)
     EXPECT_FALSE(std::is_polymorphic_v<ObjectWithLogger<Logger>>);
     EXPECT_FALSE(std::is_polymorphic_v<MemAllocatorNoT>);
     EXPECT_FALSE(std::is_polymorphic_v<BuildInfo>);
+    EXPECT_FALSE(std::is_polymorphic_v<BasicEvent>);
     EXPECT_FALSE(
         (std::is_polymorphic_v<PerThreadMemAllocator<MemAllocator<ACE_Thread_Mutex, 32>>>));
     EXPECT_FALSE(std::is_polymorphic_v<CallDataRegistry::CallDataHandle>);

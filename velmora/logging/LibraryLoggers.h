@@ -25,6 +25,7 @@
     entry(OnDemandSingleton, "keswardin.infra.OnDemandSingleton")         \
     entry(RegistrationSingleton, "keswardin.infra.RegistrationSingleton") \
     entry(LevinsteinDistance, "keswardin.infra.LevinsteinDistance")       \
+    entry(StateMachine, "keswardin.infra.StateMachine")                   \
     entry(TrieConfiguration, "keswardin.infra.TrieConfiguration")         \
     entry(ParameterInfo, "keswardin.infra.ParameterInfo")                 \
     entry(OS, "keswardin.infra.os")                                       \
