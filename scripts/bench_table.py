@@ -71,6 +71,8 @@ NAMED_WORKS = [
     ("alarmLookUp", "`getAlarm` among 10,000 alarms", "std", 1.5),
     ("perThread", "24 bytes of `StaticPerThreadMemAllocator` taken and released, two threads",
      "default", 1.5),
+    ("idleTime", "idle time of the system", "read", 1.1),
+    ("observation", "observation pushed to a monitor with a window of 10", None, None),
     ("initialize", "start and end of `examples/minimal` with 300 lines of configuration",
      None, 30e6),
     ("startMinimal", "the same without a configuration", None, None),

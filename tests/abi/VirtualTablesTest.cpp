@@ -2,6 +2,7 @@
 #include "velmora/alarm/AggregateSystemOverloadAlarm.h"
 #include "velmora/alarm/AlarmRegistryImpl.h"
 #include "velmora/alarm/CountedStateAlarmImpl.h"
+#include "velmora/alarm/LinuxProfileTimer.h"
 #include "velmora/alarm/MaskableAlarmImpl.h"
 #include "velmora/alarm/SystemConfigurationErrorAlarm.h"
 #include "velmora/alarm/SystemOutOfServiceAlarm.h"
@@ -920,6 +921,13 @@ TEST(VirtualTables, OfAlarmRegistryHasClearLast)
                                          " std::allocator<LimitedObjPtr<Alarm> > >&) const",
                               strClass + "::addObserver" + strObserver,
                               strClass + "::removeObserver" + strObserver, strClass + "::clear()"});
+}
+
+TEST(VirtualTables, OfProfileTimerHasTheIdleTimeBehindTheDestructor)
+{
+    const std::string strClass = "LinuxProfileTimer";
+    expectTable(LinuxProfileTimer(),
+                destructorOf(strClass) + Functions{strClass + "::getSystemIdleTime(double&)"});
 }
 
 TEST(VirtualTables, AreNotInClassesThatAreKeptByValueOrHaveNoVirtualOperation)

@@ -57,6 +57,9 @@
     entry(AlarmImpl, "keswardin.infra.AlarmImpl")                         \
     entry(AlarmRegistry, "keswardin.infra.AlarmRegistry")                 \
     entry(VfsFileBuf, "keswardin.VfsFileBuf")                             \
+    entry(StatisticComputer, "keswardin.infra.StatisticComputer")         \
+    entry(ProfileTimer, "keswardin.infra.ProfileTimer")                   \
+    entry(ResourceMonitor, "keswardin.infra.ResourceMonitor")             \
     entry(GlobalConfig, "keswardin.infra.GlobalConfig")                   \
     entry(Support, "keswardin.support")                                   \
     entry(Application, "keswardin.infra.Application")                     \
