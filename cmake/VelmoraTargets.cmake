@@ -31,12 +31,13 @@ function(velmora_room)
 endfunction()
 
 # Every test runs in a process of its own, with an environment free of the library's variables.
+# Further arguments are properties of the tests and their values.
 function(velmora_register_tests target prefix)
   gtest_discover_tests(${target}
     TEST_PREFIX "${prefix}."
     TEST_LIST discovered
     DISCOVERY_TIMEOUT 60
-    PROPERTIES TIMEOUT 300)
+    PROPERTIES TIMEOUT 300 ${ARGN})
 
   set(environment "VELMORA=unset:;VELMORA_MEM_ACCOUNTING=unset:;VELMORA_OUTDIR_STRING=unset:")
   if(VELMORA_SANITIZERS STREQUAL "thread")
@@ -57,11 +58,11 @@ function(velmora_register_tests target prefix)
   set_property(DIRECTORY APPEND PROPERTY TEST_INCLUDE_FILES "${script}")
 endfunction()
 
-# velmora_add_test(NAME room.FooTest SOURCES FooTest.cpp [LIBRARIES ...] [HELPERS target ...])
+# velmora_add_test(NAME room.FooTest [ALONE] SOURCES FooTest.cpp [LIBRARIES ...] [HELPERS target ...])
 # A helper is a program that the tests start; its path reaches the test as the macro
-# VELMORA_HELPER_<name with underscores>.
+# VELMORA_HELPER_<name with underscores>. With ALONE, no other test runs beside these.
 function(velmora_add_test)
-  cmake_parse_arguments(PARSE_ARGV 0 ARG "" "NAME" "SOURCES;LIBRARIES;HELPERS")
+  cmake_parse_arguments(PARSE_ARGV 0 ARG "ALONE" "NAME" "SOURCES;LIBRARIES;HELPERS")
   string(REPLACE "." "-" target "${ARG_NAME}")
   add_executable(${target} ${ARG_SOURCES})
   target_link_libraries(${target} PRIVATE velmora-test-support ${ARG_LIBRARIES})
@@ -72,7 +73,7 @@ function(velmora_add_test)
     target_compile_definitions(${target} PRIVATE "${macro}=\"$<TARGET_FILE:${helper}>\"")
     add_dependencies(${target} ${helper})
   endforeach()
-  velmora_register_tests(${target} ${ARG_NAME})
+  velmora_register_tests(${target} ${ARG_NAME} RUN_SERIAL ${ARG_ALONE})
 endfunction()
 
 # Makes the tests that the rooms named; called once the library and the test support stand.

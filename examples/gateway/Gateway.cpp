@@ -1,12 +1,17 @@
 #include "Gateway.h"
 
+#include "OwnParameters.h"
+
+#include "velmora/alarm/ProfileTimer.h"
 #include "velmora/config/RWGlobalConfig.h"
 #include "velmora/logging/CallDataRegistry.h"
 
 #include <boost/program_options/value_semantic.hpp>
 
 #include <cstring>
+#include <functional>
 #include <stdexcept>
+#include <utility>
 
 #include <sys/signalfd.h>
 #include <unistd.h>
@@ -20,6 +25,25 @@ namespace
 constexpr const char* s_szRecording = "keswardin.gw.recordCalls.enabled";
 constexpr const char* s_szAnswerAfter = "answer-after-ms";
 constexpr unsigned int s_uiDefaultAnswerAfterMs = 200;
+
+/// How busy the processors have been since the last call, in percent; nothing at the first call,
+/// and where the system does not say.
+class ProcessorUse
+{
+  public:
+    std::optional<double> operator()()
+    {
+        constexpr double dAll = 100;
+        double dIdle = 0;
+        if (!m_timer.getSystemIdleTime(dIdle) || !std::exchange(m_bStarted, true))
+            return std::nullopt;
+        return dAll - dIdle;
+    }
+
+  private:
+    ProfileTimer m_timer;
+    bool m_bStarted = false;
+};
 
 } // namespace
 
@@ -45,6 +69,7 @@ int OperatorSignals::take() const
 
 Gateway::Gateway() : ApplicationImpl(Logger("keswardin.gateway"), "gateway")
 {
+    OwnParameters::registerAll();
     namespace po = boost::program_options;
     getAllowedOptions().add_options()(
         s_szAnswerAfter, po::value<unsigned int>()->default_value(s_uiDefaultAnswerAfterMs),
@@ -58,6 +83,8 @@ bool Gateway::configure(const ROConfiguration& in_config)
     try
     {
         m_settings.emplace(in_config);
+        m_processorMonitor.emplace(m_loop, "cpu", "keswardin.system.cpu.monitor", in_config);
+        m_callMonitor.emplace(m_loop, "calls", OwnParameters::s_szCallMonitor, in_config);
         return true;
     }
     catch (const BadSetting& error)
@@ -89,10 +116,13 @@ void Gateway::run()
 void Gateway::serve()
 {
     UserAgent userAgent(
-        m_loop, *m_settings,
+        m_loop, *m_settings, *m_callMonitor,
         std::chrono::milliseconds(getVariablesMap()[s_szAnswerAfter].as<unsigned int>()));
     const ReadWatch watch(m_loop, m_signals.descriptor(),
                           [this, &userAgent] { handleSignal(userAgent); });
+    ProcessorUse processorUse;
+    m_processorMonitor->start(std::ref(processorUse));
+    m_callMonitor->start([&userAgent] { return static_cast<double>(userAgent.callsAtOnce()); });
     for (const std::string& strURL : m_settings->sipURLs)
         VELMORA_LOG_INFO("running at " << strURL);
     while (!isDone(userAgent))
@@ -100,10 +130,13 @@ void Gateway::serve()
         m_loop.step();
         userAgent.removeEndedCalls();
     }
+    m_processorMonitor->stop();
+    m_callMonitor->stop();
     userAgent.cutOffCalls();
     VELMORA_LOG_INFO("stopped : calls = "
                      << userAgent.callCount()
                      << ", at once at most = " << CallDataRegistry::getInstance()->getMaxNumCall()
+                     << ", refused = " << userAgent.refusedCalls()
                      << ", repeated requests = " << userAgent.repeatedRequests());
 }
 

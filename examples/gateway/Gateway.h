@@ -1,6 +1,7 @@
 #pragma once
 
 #include "EventLoop.h"
+#include "LoadMonitor.h"
 #include "UserAgent.h"
 
 #include "velmora/application/ApplicationImpl.h"
@@ -35,6 +36,9 @@ class OperatorSignals
 ///   that are left then are cut off. A gateway that hangs then ends by SIGALRM after
 ///   `keswardin.killTimeoutSec`;
 /// - SIGUSR1: switches the recording of calls on or off.
+///
+/// It watches how busy the processors are, which is for the operator to know, and how many calls
+/// there are: while there are too many, new ones are refused.
 class Gateway : public Velmora::ApplicationImpl
 {
   public:
@@ -58,6 +62,8 @@ class Gateway : public Velmora::ApplicationImpl
     OperatorSignals m_signals;
     EventLoop m_loop;
     std::optional<Settings> m_settings;
+    std::optional<LoadMonitor> m_processorMonitor;
+    std::optional<LoadMonitor> m_callMonitor;
     /// Set when the gateway is to stop.
     std::optional<std::chrono::steady_clock::time_point> m_deadline;
     bool m_bFailed = false;

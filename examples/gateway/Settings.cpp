@@ -1,5 +1,7 @@
 #include "Settings.h"
 
+#include "OwnParameters.h"
+
 #include <boost/algorithm/string/split.hpp>
 #include <boost/algorithm/string/trim.hpp>
 
@@ -19,14 +21,15 @@ std::string text(const ROConfiguration& in_config, const char* in_szName)
     return strValue;
 }
 
-std::chrono::milliseconds duration(const ROConfiguration& in_config, const char* in_szName)
+template <class Duration = std::chrono::milliseconds>
+Duration duration(const ROConfiguration& in_config, const char* in_szName)
 {
     int iValue = 0;
     if (!in_config.getIntParameter(in_szName, iValue))
         throw BadSetting(in_szName, "", "it is not set");
     if (iValue <= 0)
         throw BadSetting(in_szName, std::to_string(iValue), "it must be above 0");
-    return std::chrono::milliseconds(iValue);
+    return Duration(iValue);
 }
 
 /// The parts between commas, without blanks around them.
@@ -90,6 +93,7 @@ Settings::Settings(const ROConfiguration& in_config)
       transactionLifetime(duration(in_config, "keswardin.sip.lifetimeTimer")),
       ringTimeout(duration(in_config, "keswardin.gw.ringTimeoutMs")),
       disconnectingTimeout(duration(in_config, "keswardin.sip.state.Disconnecting.timeoutMs")),
+      retryAfter(duration<std::chrono::seconds>(in_config, OwnParameters::s_szRetryAfter)),
       strRtpAddress(text(in_config, "keswardin.media.rtp.IPAddress")), rtpPorts(portsOf(in_config)),
       rxStartTimeout(duration(in_config, "keswardin.media.rxStartTimeoutMs")),
       encodings(list("keswardin.rtp.encodingList", text(in_config, "keswardin.rtp.encodingList")))

@@ -38,6 +38,8 @@ struct Settings
     std::chrono::milliseconds transactionLifetime;
     std::chrono::milliseconds ringTimeout;
     std::chrono::milliseconds disconnectingTimeout;
+    /// What a caller is given to wait who is refused for overload.
+    std::chrono::seconds retryAfter;
 
     /// Where RTP is received, an IP address.
     std::string strRtpAddress;

@@ -12,6 +12,15 @@ int replyToOptions(nta_incoming_t* in_pRequest, const std::string& in_strServer)
     return 200;
 }
 
+int replyOverloaded(nta_incoming_t* in_pRequest, const std::string& in_strServer,
+                    std::chrono::seconds in_retryAfter)
+{
+    nta_incoming_treply(in_pRequest, SIP_503_SERVICE_UNAVAILABLE,
+                        SIPTAG_RETRY_AFTER_STR(std::to_string(in_retryAfter.count()).c_str()),
+                        SIPTAG_SERVER_STR(in_strServer.c_str()), TAG_END());
+    return 503;
+}
+
 int replyNotAllowed(nta_incoming_t* in_pRequest, const std::string& in_strServer)
 {
     nta_incoming_treply(in_pRequest, SIP_405_METHOD_NOT_ALLOWED,

@@ -43,9 +43,9 @@ void logOfStack(void*, const char* in_szFormat, va_list in_arguments)
 } // namespace
 
 UserAgent::UserAgent(EventLoop& in_loop, const Settings& in_settings,
-                     std::chrono::milliseconds in_answerAfter)
+                     const LoadMonitor& in_callMonitor, std::chrono::milliseconds in_answerAfter)
     : ObjectWithLogger(std::string("keswardin.gateway.UserAgent")), m_loop(in_loop),
-      m_settings(in_settings)
+      m_settings(in_settings), m_callMonitor(in_callMonitor)
 {
     su_log_redirect(nullptr, logOfStack, nullptr);
     for (const std::string& strURL : m_settings.sipURLs)
@@ -131,7 +131,19 @@ int UserAgent::handleRequest(nta_incoming_t* in_pRequest, const sip_t* in_pSip)
         return replyToOptions(in_pRequest, m_settings.strUserAgentName);
     if (method != sip_method_invite)
         return replyNotAllowed(in_pRequest, m_settings.strUserAgentName);
-    return m_bEnding ? 503 : handleInvite(in_pRequest, in_pSip);
+    if (m_bEnding)
+        return 503;
+    return m_callMonitor.isOverloaded() ? refuseForOverload(in_pRequest, in_pSip)
+                                        : handleInvite(in_pRequest, in_pSip);
+}
+
+int UserAgent::refuseForOverload(nta_incoming_t* in_pInvite, const sip_t* in_pSip)
+{
+    ++m_uiRefusedCalls;
+    // At a level that is off: there may be many of them when the gateway has least time.
+    VELMORA_LOG_DEBUG("refused for overload : call " << in_pSip->sip_call_id->i_id
+                                                     << ", calls at once = " << callsAtOnce());
+    return replyOverloaded(in_pInvite, m_settings.strUserAgentName, m_settings.retryAfter);
 }
 
 int UserAgent::handleInvite(nta_incoming_t* in_pInvite, const sip_t* in_pSip)

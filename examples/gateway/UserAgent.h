@@ -2,6 +2,7 @@
 
 #include "Call.h"
 #include "EventLoop.h"
+#include "LoadMonitor.h"
 #include "Settings.h"
 
 #include "velmora/logging/CachedLLLogger.h"
@@ -18,10 +19,11 @@
 class UserAgent : public Velmora::ObjectWithLogger<Velmora::CachedLLLogger>
 {
   public:
-    /// Receives at all addresses of the settings, which outlive it as the loop does.
+    /// Receives at all addresses of the settings, which outlive it as the loop does and the
+    /// monitor, which says when new calls are refused.
     ///
     /// Failure: throws `std::runtime_error` that says which address cannot be received at, and why.
-    UserAgent(EventLoop& in_loop, const Settings& in_settings,
+    UserAgent(EventLoop& in_loop, const Settings& in_settings, const LoadMonitor& in_callMonitor,
               std::chrono::milliseconds in_answerAfter);
     ~UserAgent();
     UserAgent(const UserAgent&) = delete;
@@ -41,6 +43,12 @@ class UserAgent : public Velmora::ObjectWithLogger<Velmora::CachedLLLogger>
     /// How many calls there have been.
     [[nodiscard]] std::uint64_t callCount() const { return m_uiCalls; }
 
+    /// How many calls there are.
+    [[nodiscard]] std::size_t callsAtOnce() const { return m_calls.size(); }
+
+    /// How many calls have been refused for overload.
+    [[nodiscard]] std::uint64_t refusedCalls() const { return m_uiRefusedCalls; }
+
     /// How many requests have come again, as their sender had no answer.
     [[nodiscard]] std::uint64_t repeatedRequests() const;
 
@@ -50,11 +58,13 @@ class UserAgent : public Velmora::ObjectWithLogger<Velmora::CachedLLLogger>
     static int requestReceived(nta_leg_magic_t* in_pUserAgent, nta_leg_t*,
                                nta_incoming_t* in_pRequest, const sip_t* in_pSip);
     int handleRequest(nta_incoming_t* in_pRequest, const sip_t* in_pSip);
+    int refuseForOverload(nta_incoming_t* in_pInvite, const sip_t* in_pSip);
     int handleInvite(nta_incoming_t* in_pInvite, const sip_t* in_pSip);
     void listen(const std::string& in_strURL);
 
     EventLoop& m_loop;
     const Settings& m_settings;
+    const LoadMonitor& m_callMonitor;
     nta_agent_t* m_pAgent = nullptr;
     nta_leg_t* m_pOutOfDialog = nullptr;
     std::unique_ptr<CallSurroundings> m_pSurroundings;
@@ -62,4 +72,5 @@ class UserAgent : public Velmora::ObjectWithLogger<Velmora::CachedLLLogger>
     Calls m_endedCalls;
     bool m_bEnding = false;
     std::uint64_t m_uiCalls = 0;
+    std::uint64_t m_uiRefusedCalls = 0;
 };

@@ -178,9 +178,10 @@ TEST_F(GatewayCalls, OfThreeHundredWithLossAndCancelsNoneIsLostAndEachHasItsLine
     expectFilesAsInLog(s_uiCalls);
     EXPECT_THAT(linesOfLog(), Contains(EndsWith("CANCEL received")).Times(100));
     EXPECT_THAT(linesOfLog(), Contains(EndsWith("200 OK sent")).Times(200));
-    EXPECT_THAT(log(), Contains(MatchesRegex("INFO keswardin.gateway - stopped : calls = 300, at "
-                                             "once at most = [0-9]+, repeated requests = "
-                                             "[1-9][0-9]*")));
+    EXPECT_THAT(log(),
+                Contains(MatchesRegex("INFO keswardin.gateway - stopped : calls = 300, at "
+                                      "once at most = [0-9]+, refused = 0, repeated requests = "
+                                      "[1-9][0-9]*")));
 }
 
 TEST_F(GatewayCalls, WithOneCallOutOfThreeLoggedExactlyAThirdHasAFile)
@@ -228,7 +229,8 @@ TEST_F(GatewayCalls, AnInviteThatComesAgainIsTheSameCallAndGetsTheSameAnswer)
     caller.expectAnswer("180 Ringing");
     EXPECT_EQ(0, stop());
     EXPECT_THAT(log(), Contains(HasSubstr("INVITE received")).Times(1));
-    EXPECT_THAT(log(), Contains(EndsWith("calls = 1, at once at most = 1, repeated requests = 1")));
+    EXPECT_THAT(log(), Contains(EndsWith(
+                           "calls = 1, at once at most = 1, refused = 0, repeated requests = 1")));
 }
 
 TEST_F(GatewayCalls, AnAnswerIsRepeatedUntilItsAckAndWithoutOneTheCallIsEnded)

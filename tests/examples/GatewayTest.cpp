@@ -50,7 +50,7 @@ TEST_F(GatewayProcess, StartsFromItsConfigurationAndStopsAtSigterm)
                     "INFO keswardin.gateway - stopping : Terminated",
                     "INFO keswardin.gateway.UserAgent - ending calls : 0",
                     "INFO keswardin.gateway - stopped : calls = 0, at once at most = 0, "
-                    "repeated requests = 0"));
+                    "refused = 0, repeated requests = 0"));
 }
 
 TEST_F(GatewayProcess, StopsAtSigintToo)

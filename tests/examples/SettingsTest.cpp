@@ -24,6 +24,7 @@ class GatewaySettings : public testing::Test
         set("keswardin.media.rtp.IPAddress", "127.0.0.1");
         set("keswardin.media.rtp.udpPortRange", "20000-29999");
         set("keswardin.rtp.encodingList", "PCMU,PCMA");
+        set("gateway.calls.retryAfterSec", 7);
         int iValue = 0;
         for (const char* const szName :
              {"keswardin.sip.TimerT1", "keswardin.sip.TimerT2", "keswardin.sip.lifetimeTimer",
@@ -73,6 +74,7 @@ TEST_F(GatewaySettings, AreThoseOfTheConfiguration)
     EXPECT_EQ(4ms, settings.ringTimeout);
     EXPECT_EQ(5ms, settings.disconnectingTimeout);
     EXPECT_EQ(6ms, settings.rxStartTimeout);
+    EXPECT_EQ(7s, settings.retryAfter);
     EXPECT_EQ("127.0.0.1", settings.strRtpAddress);
     EXPECT_EQ(20000, settings.rtpPorts.uiFirst);
     EXPECT_EQ(29999, settings.rtpPorts.uiLast);

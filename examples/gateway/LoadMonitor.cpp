@@ -1,0 +1,108 @@
+#include "LoadMonitor.h"
+
+#include "Settings.h"
+
+#include "velmora/alarm/AlarmRegistry.h"
+#include "velmora/alarm/SystemOverloadAlarmImpl.h"
+#include "velmora/logging/LogMacros.h"
+
+#include <utility>
+
+using namespace Velmora;
+
+VELMORA_FILE_SCOPE_LOGGER("keswardin.gateway.LoadMonitor")
+
+namespace
+{
+
+/// A source of overload with an id of its own.
+class ResourceOverloadAlarm : public SystemOverloadAlarmImpl
+{
+  public:
+    explicit ResourceOverloadAlarm(std::string in_strResource)
+        : m_strResource(std::move(in_strResource))
+    {
+    }
+
+    std::ostream& writeAlarmId(std::ostream& out_stream) const override
+    {
+        return SystemOverloadAlarmImpl::writeAlarmId(out_stream) << '.' << m_strResource;
+    }
+
+  private:
+    std::string m_strResource;
+};
+
+std::string text(double in_dValue)
+{
+    std::ostringstream stream;
+    stream << in_dValue;
+    return std::move(stream).str();
+}
+
+float threshold(const ROConfiguration& in_config, const std::string& in_strName)
+{
+    float fValue = 0;
+    if (!in_config.getFloatParameter(in_strName.c_str(), fValue))
+        throw BadSetting(in_strName, "", "it is not set");
+    return fValue;
+}
+
+void checkThresholds(const ROConfiguration& in_config, const std::string& in_strPrefix)
+{
+    const std::string strSet = in_strPrefix + "." + s_szRESOURCE_MONITOR_SET_ALARM_THRESHOLD_PARAM;
+    const std::string strReset =
+        in_strPrefix + "." + s_szRESOURCE_MONITOR_RESET_ALARM_THRESHOLD_PARAM;
+    const float fSet = threshold(in_config, strSet);
+    const float fReset = threshold(in_config, strReset);
+    if (!(fReset < fSet))
+        throw BadSetting(strReset, text(fReset),
+                         "it must be below " + strSet + ", which is " + text(fSet));
+}
+
+std::chrono::milliseconds period(const ROConfiguration& in_config, const std::string& in_strPrefix)
+{
+    const std::string strName = in_strPrefix + ".monitoringPeriodInMs";
+    int iValue = 0;
+    if (!in_config.getIntParameter(strName.c_str(), iValue))
+        throw BadSetting(strName, "", "it is not set");
+    if (iValue < 0)
+        throw BadSetting(strName, std::to_string(iValue),
+                         "it must be above 0, or 0 for no monitor");
+    return std::chrono::milliseconds(iValue);
+}
+
+} // namespace
+
+LoadMonitor::LoadMonitor(const EventLoop& in_loop, const char* in_szResource,
+                         const std::string& in_strPrefix, const ROConfiguration& in_config)
+    : m_strResource(in_szResource), m_period(period(in_config, in_strPrefix)), m_timer(in_loop)
+{
+    checkThresholds(in_config, in_strPrefix);
+    constexpr bool bAllowDuplicate = true;
+    m_pAlarm = AlarmRegistry::getInstance().addAlarm(new ResourceOverloadAlarm(m_strResource),
+                                                     bAllowDuplicate);
+    if (!m_monitor.configure(m_pAlarm, in_strPrefix.c_str(), in_config))
+        throw BadSetting(in_strPrefix, "", "the monitor cannot be configured ; see above");
+}
+
+void LoadMonitor::start(Observe in_observe)
+{
+    m_observe = std::move(in_observe);
+    if (m_period.count() > 0)
+        m_timer.start(m_period, [this] { observe(); });
+}
+
+void LoadMonitor::stop() { m_timer.cancel(); }
+
+bool LoadMonitor::isOverloaded() const { return m_pAlarm->getState() == Alarm::ALARM_ON; }
+
+void LoadMonitor::observe()
+{
+    m_timer.start(m_period, [this] { observe(); });
+    const std::optional<double> value = m_observe();
+    if (!value)
+        return;
+    VELMORA_FILE_LOG_DEBUG(m_strResource << " in use : " << *value);
+    m_monitor.pushObservation(*value);
+}

@@ -1,0 +1,46 @@
+#include "OwnParameters.h"
+
+#include "velmora/config/ParameterInfoDB.h"
+#include "velmora/config/ProgramParameter.h"
+
+using Velmora::ParameterInfoDB;
+using Velmora::ParameterValue;
+using Velmora::ProgramParameter;
+
+namespace
+{
+
+constexpr ProgramParameter s_parameters[] = {
+    {.szName = "gateway.calls.monitor.monitoringPeriodInMs",
+     .type = ParameterValue::INT_TYPE,
+     .szDefault = "500",
+     .szLowest = "0",
+     .szDescription = "The period in ms after which the calls at once are counted. 0 disables the "
+                      "monitor: no call is refused for overload."},
+    {.szName = "gateway.calls.monitor.setAlarmThreshold",
+     .type = ParameterValue::FLOAT_TYPE,
+     .szDefault = "4500.0",
+     .szLowest = "0.0",
+     .szDescription = "New calls are refused when the average number of calls at once is equal or "
+                      "greater to this value"},
+    {.szName = "gateway.calls.monitor.resetAlarmThreshold",
+     .type = ParameterValue::FLOAT_TYPE,
+     .szDefault = "4000.0",
+     .szLowest = "0.0",
+     .szDescription = "New calls are taken again when the average number of calls at once goes "
+                      "below this value"},
+    {.szName = "gateway.calls.monitor.averageWindowSize",
+     .type = ParameterValue::INT_TYPE,
+     .szDefault = "3",
+     .szLowest = "1",
+     .szDescription = "The number of counts required to compute the average"},
+    {.szName = OwnParameters::s_szRetryAfter,
+     .type = ParameterValue::INT_TYPE,
+     .szDefault = "5",
+     .szLowest = "1",
+     .szDescription = "After how many seconds a caller may try again who was refused for overload"},
+};
+
+} // namespace
+
+bool OwnParameters::registerAll() { return ParameterInfoDB::registerParameters(s_parameters); }

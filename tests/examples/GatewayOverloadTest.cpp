@@ -1,0 +1,212 @@
+#include "tests/examples/GatewayProcess.h"
+#include "tests/examples/SipCaller.h"
+#include "velmora/alarm/ProfileTimer.h"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <unistd.h>
+
+#include <algorithm>
+#include <string>
+#include <vector>
+
+namespace Velmora::Test
+{
+
+namespace
+{
+
+using testing::Contains;
+using testing::HasSubstr;
+using testing::Not;
+using testing::SizeIs;
+
+class GatewayOverload : public GatewayProcess
+{
+  protected:
+    /// Counts the calls at once so often that a test need not wait, and takes no more than one.
+    void takeOneCallAtOnce() const
+    {
+        configure("gateway.calls.monitor.monitoringPeriodInMs = 10");
+        configure("gateway.calls.monitor.averageWindowSize = 1");
+        configure("gateway.calls.monitor.setAlarmThreshold = 1.0");
+        configure("gateway.calls.monitor.resetAlarmThreshold = 0.5");
+    }
+};
+
+/// How busy the processors are for a second, in percent.
+double useOfProcessors()
+{
+    ProfileTimer timer;
+    double dIdle = 0;
+    EXPECT_TRUE(timer.getSystemIdleTime(dIdle));
+    sleep(1);
+    EXPECT_TRUE(timer.getSystemIdleTime(dIdle));
+    return 100 - dIdle;
+}
+
+} // namespace
+
+TEST_F(GatewayOverload, RefusesNewCallsWhileThereAreTooManyAndSaysWhenToComeAgain)
+{
+    takeOneCallAtOnce();
+    configure("gateway.calls.retryAfterSec = 7");
+    start();
+    SipCaller first(address());
+    first.invite("nobody");
+    first.expectAnswer("180 Ringing");
+    waitForLine("Alarm [system.overload.calls] : ALARM_ON");
+    SipCaller second(address());
+    second.setCallId("second@caller");
+    second.invite("nobody");
+    EXPECT_THAT(second.expectAnswer("503 Service Unavailable"), HasSubstr("\nRetry-After: 7\r\n"));
+
+    // The call that there is goes on.
+    first.send("CANCEL", "nobody");
+    first.expectAnswer("487 Request Terminated");
+    waitForLine("Alarm [system.overload.calls] : ALARM_OFF");
+    SipCaller third(address());
+    third.setCallId("third@caller");
+    third.invite("nobody");
+    third.expectAnswer("180 Ringing");
+    EXPECT_EQ(0, stop());
+    EXPECT_THAT(log(),
+                Contains(HasSubstr("stopped : calls = 2, at once at most = 1, refused = 1")));
+    EXPECT_THAT(callFiles(), SizeIs(2));
+}
+
+TEST_F(GatewayOverload, AnswersWhatIsNoNewCall)
+{
+    takeOneCallAtOnce();
+    start();
+    SipCaller first(address());
+    first.invite("nobody");
+    first.expectAnswer("180 Ringing");
+    waitForLine("Alarm [system.overload.calls] : ALARM_ON");
+    SipCaller second(address());
+    second.setCallId("second@caller");
+    second.send("OPTIONS", "nobody");
+    second.expectAnswer("200 OK");
+    EXPECT_EQ(0, stop());
+}
+
+TEST_F(GatewayOverload, TurnsTheOverloadOfTheSystemOn)
+{
+    takeOneCallAtOnce();
+    start();
+    SipCaller caller(address());
+    caller.invite("nobody");
+    caller.expectAnswer("180 Ringing");
+    waitForLine("Alarm [system.overload] : ALARM_ON");
+    EXPECT_EQ(0, stop());
+    EXPECT_THAT(log(), Contains("WARN admin.alarm - Alarm [system.overload.calls] : ALARM_ON"));
+    EXPECT_THAT(log(), Contains("ERROR admin.alarm - Alarm [system.overload] : ALARM_ON"));
+}
+
+TEST_F(GatewayOverload, OfTheProcessorsIsReportedAndRefusesNothing)
+{
+    configure("keswardin.system.cpu.monitor.monitoringPeriodInMs = 10");
+    configure("keswardin.system.cpu.monitor.setAlarmThreshold = 0.0");
+    configure("keswardin.system.cpu.monitor.resetAlarmThreshold = -1.0");
+    start();
+    waitForLine("Alarm [system.overload.cpu] : ALARM_ON");
+    SipCaller caller(address());
+    caller.invite("nobody");
+    caller.expectAnswer("180 Ringing");
+    EXPECT_EQ(0, stop());
+}
+
+TEST_F(GatewayOverload, IsNotWatchedForWithoutAPeriod)
+{
+    takeOneCallAtOnce();
+    configure("gateway.calls.monitor.monitoringPeriodInMs = 0");
+    replaceInFile(etc("logging.cfg"), "log4cplus.logger.keswardin.gateway = INFO",
+                  "log4cplus.logger.keswardin.gateway.LoadMonitor = DEBUG\n"
+                  "log4cplus.logger.keswardin.gateway = INFO");
+    start();
+    for (const char* const szCall : {"first@caller", "second@caller"})
+    {
+        SipCaller caller(address());
+        caller.setCallId(szCall);
+        caller.invite("nobody");
+        caller.expectAnswer("180 Ringing");
+    }
+    EXPECT_EQ(0, stop());
+    EXPECT_THAT(log(), Not(Contains(HasSubstr("LoadMonitor"))));
+}
+
+TEST_F(GatewayOverload, ParametersAreListedWithAllOthers)
+{
+    const HelperResult result = run(sources({"--get-param-info", "^gateway\\."}));
+    EXPECT_EQ(0, result.iExitCode);
+    for (const char* const szName :
+         {"gateway.calls.monitor.monitoringPeriodInMs", "gateway.calls.monitor.setAlarmThreshold",
+          "gateway.calls.monitor.resetAlarmThreshold", "gateway.calls.monitor.averageWindowSize",
+          "gateway.calls.retryAfterSec"})
+        EXPECT_THAT(home().read("logs/gateway.log"),
+                    HasSubstr("name=" + std::string(szName) + " type="));
+}
+
+TEST_F(GatewayOverload, AMisspeltParameterIsSuggested)
+{
+    configure("gateway.call.retryAfterSec = 7");
+    start();
+    EXPECT_EQ(0, stop());
+    EXPECT_THAT(log(), Contains("WARN keswardin.infra.GlobalConfig - Unknown parameter : "
+                                "gateway.call.retryAfterSec. Closest known parameter : "
+                                "gateway.calls.retryAfterSec"));
+}
+
+TEST_F(GatewayOverload, ThresholdsThatAreNotInOrderKeepItFromStarting)
+{
+    configure("gateway.calls.monitor.resetAlarmThreshold = 5000.0");
+    const HelperResult result = run(sources());
+    EXPECT_EQ(1, result.iExitCode);
+    EXPECT_THAT(log(), Contains("ERROR keswardin.gateway - "
+                                "gateway.calls.monitor.resetAlarmThreshold = \"5000\" : it must be "
+                                "below gateway.calls.monitor.setAlarmThreshold, which is 4500"));
+}
+
+TEST_F(GatewayOverload, OfRealProcessorsIsSeenWithinThreePeriodsAndGoes)
+{
+    configure("keswardin.system.cpu.monitor.monitoringPeriodInMs = 500");
+    configure("keswardin.system.cpu.monitor.averageWindowSize = 3");
+    configure("keswardin.system.cpu.monitor.setAlarmThreshold = 95.0");
+    configure("keswardin.system.cpu.monitor.resetAlarmThreshold = 90.0");
+    replaceInFile(etc("logging.cfg"), "log4cplus.logger.keswardin.gateway = INFO",
+                  "log4cplus.logger.keswardin.gateway.LoadMonitor = DEBUG\n"
+                  "log4cplus.logger.keswardin.gateway = INFO");
+    if (useOfProcessors() > 50)
+        GTEST_SKIP() << "the processors are busy with something else";
+    start();
+    {
+        // Twice as many as processors, which are to have nothing else to do but this.
+        BackgroundProcess stress({VELMORA_STRESS_NG, "--cpu",
+                                  std::to_string(2 * sysconf(_SC_NPROCESSORS_ONLN)), "--timeout",
+                                  "100"},
+                                 home().file("stress"));
+        waitForLine("Alarm [system.overload.cpu] : ALARM_ON");
+        stress.signal(SIGTERM);
+        stress.waitForEnd();
+    }
+    waitForLine("Alarm [system.overload.cpu] : ALARM_OFF");
+    EXPECT_EQ(0, stop());
+
+    // Observations from the first one in which the processors had nothing left.
+    const std::vector<std::string> lines = log();
+    const auto on =
+        std::find_if(lines.begin(), lines.end(),
+                     [](const std::string& in_strLine)
+                     { return in_strLine.ends_with("[system.overload.cpu] : ALARM_ON"); });
+    std::vector<double> uses;
+    for (auto line = lines.begin(); line != on; ++line)
+        if (const std::size_t uiAt = line->find("cpu in use : "); uiAt != std::string::npos)
+            uses.push_back(
+                std::stod(line->substr(uiAt + std::string_view("cpu in use : ").size())));
+    const auto first =
+        std::find_if(uses.rbegin(), uses.rend(), [](double in_dUse) { return in_dUse < 95; });
+    EXPECT_THAT((std::vector<double>(first.base(), uses.end())), SizeIs(testing::Le(3u)));
+}
+
+} // namespace Velmora::Test
