@@ -140,6 +140,22 @@ TEST(ObjectAllocator, ABlockReleasedTwiceFailsAnAssertionAndIsLeftAlone)
     EXPECT_EQ(pObject, ObjectAllocatorBase::getObjectStoreFallbackAllocator(200, s_szAccount));
 }
 
+TEST(ObjectAllocator, TheLastFreeBlockReleasedTwiceFailsAnAssertionAndIsLeftAlone)
+{
+    // A block of chunks holds four of them; once it is used up, a free one leads to no other.
+    const std::uint64_t uiBlocks = statsOf(216).uiNumMalloc;
+    while (statsOf(216).uiNumMalloc == uiBlocks)
+        static_cast<void>(ObjectAllocatorBase::getObjectStoreFallbackAllocator(200, s_szAccount));
+    void* pObject = nullptr;
+    for (int iChunk = 1; iChunk < 4; ++iChunk)
+        pObject = ObjectAllocatorBase::getObjectStoreFallbackAllocator(200, s_szAccount);
+    ObjectAllocatorBase::deallocateBlockFallbackAllocator(blockOf(pObject), 216, s_szAccount);
+    const CapturedLog log;
+    ObjectAllocatorBase::deallocateBlockFallbackAllocator(blockOf(pObject), 216, s_szAccount);
+    EXPECT_THAT(failedAssertions(log), ElementsAre(brokenBlock(s_szNoMagic)));
+    EXPECT_EQ(pObject, ObjectAllocatorBase::getObjectStoreFallbackAllocator(200, s_szAccount));
+}
+
 TEST(ObjectAllocator, TheFallbackChargesTheWholeBlockToTheAccount)
 {
     inAccountingProcess(
