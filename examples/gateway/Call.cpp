@@ -41,7 +41,8 @@ Call::Call(CallSurroundings& in_surroundings, nta_incoming_t* in_pInvite, const 
       m_onOver(std::move(in_onOver)),
       m_leg(in_surroundings.pAgent, in_pInvite, in_pSip, in_surroundings.settings.strUserAgentName,
             [this](Leg::Event in_event) { handle(in_event); }),
-      m_media(in_surroundings.loop, in_surroundings.settings, in_pSip->sip_call_id->i_id),
+      m_media(in_surroundings.loop, in_surroundings.settings, in_surroundings.parameters,
+              in_pSip->sip_call_id->i_id),
       m_answerTimer(in_surroundings.loop), m_timeout(in_surroundings.loop)
 {
     getLogger().callStart(in_pSip->sip_call_id->i_id);
@@ -56,7 +57,8 @@ Call::~Call()
 void Call::start(const sip_t* in_pSip)
 {
     VELMORA_LOG_INFO("call from " << textOf(*in_pSip->sip_from->a_url) << " to "
-                                  << textOf(*in_pSip->sip_request->rq_url));
+                                  << textOf(*in_pSip->sip_request->rq_url)
+                                  << (isToBeRecorded() ? ", to be recorded" : ""));
     const std::string strCalled = userOf(*in_pSip->sip_request->rq_url);
     if (strCalled == s_strBusy)
         return refuse(SIP_486_BUSY_HERE, "the called party is busy");
@@ -76,8 +78,16 @@ void Call::start(const sip_t* in_pSip)
     m_leg.proceed();
     if (strCalled != s_strNobody)
         m_answerTimer.start(m_surroundings.answerAfter, [this] { answer(); });
-    m_timeout.start(m_surroundings.settings.ringTimeout,
-                    [this] { refuse(SIP_480_TEMPORARILY_UNAVAILABLE, "nobody has answered"); });
+    m_timeout.start(
+        CallParameters::duration(m_surroundings.parameters, CallParameters::s_szRingTimeout),
+        [this] { refuse(SIP_480_TEMPORARILY_UNAVAILABLE, "nobody has answered"); });
+}
+
+bool Call::isToBeRecorded() const
+{
+    bool bRecorded = false;
+    return m_surroundings.parameters.getBoolParameter(CallParameters::s_szRecording, bRecorded) &&
+           bRecorded;
 }
 
 void Call::answer()
@@ -128,7 +138,8 @@ void Call::disconnect(const char* in_szReason)
     if (m_strReason.empty())
         m_strReason = in_szReason;
     m_state = State::DISCONNECTING;
-    m_timeout.start(m_surroundings.settings.disconnectingTimeout,
+    m_timeout.start(CallParameters::duration(m_surroundings.parameters,
+                                             CallParameters::s_szDisconnectingTimeout),
                     [this] { over(m_strReason + ", and the BYE has no answer"); });
     m_leg.hangUp();
 }

@@ -17,6 +17,8 @@ struct CallSurroundings
 {
     const EventLoop& loop;
     const Settings& settings;
+    /// Has the `CallParameters`.
+    const Velmora::ROConfiguration& parameters;
     nta_agent_t* pAgent;
     /// How long a called party that answers lets it ring.
     std::chrono::milliseconds answerAfter;
@@ -52,6 +54,7 @@ class Call : public Velmora::ObjectWithLogger<Velmora::CallLogger>
         OVER,
     };
 
+    [[nodiscard]] bool isToBeRecorded() const;
     void answer();
     void connected();
     void refuse(int in_iStatus, const char* in_szPhrase, const std::string& in_strReason);

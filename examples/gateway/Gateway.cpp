@@ -3,13 +3,17 @@
 #include "OwnParameters.h"
 
 #include "velmora/alarm/ProfileTimer.h"
+#include "velmora/application/BuildInfo.h"
 #include "velmora/config/RWGlobalConfig.h"
 #include "velmora/logging/CallDataRegistry.h"
+#include "velmora/logging/LogMacros.h"
 
 #include <boost/program_options/value_semantic.hpp>
+#include <boost/program_options/variables_map.hpp>
 
 #include <cstring>
 #include <functional>
+#include <iostream>
 #include <stdexcept>
 #include <utility>
 
@@ -18,11 +22,13 @@
 
 using namespace Velmora;
 using std::chrono::steady_clock;
+namespace po = boost::program_options;
+
+VELMORA_FILE_SCOPE_LOGGER("keswardin.gateway")
 
 namespace
 {
 
-constexpr const char* s_szRecording = "keswardin.gw.recordCalls.enabled";
 constexpr const char* s_szAnswerAfter = "answer-after-ms";
 constexpr unsigned int s_uiDefaultAnswerAfterMs = 200;
 
@@ -67,18 +73,36 @@ int OperatorSignals::take() const
                : 0;
 }
 
-Gateway::Gateway() : ApplicationImpl(Logger("keswardin.gateway"), "gateway")
+Gateway::Gateway() : ProductApplicationImpl("Gateway")
 {
     OwnParameters::registerAll();
-    namespace po = boost::program_options;
+    setDottedRevision(GATEWAY_VERSION);
     getAllowedOptions().add_options()(
         s_szAnswerAfter, po::value<unsigned int>()->default_value(s_uiDefaultAnswerAfterMs),
         "how long a called party lets it ring");
 }
 
+bool Gateway::processCmdlineVarsMap(const po::variables_map& in_variables)
+{
+    if (!ProductApplicationImpl::processCmdlineVarsMap(in_variables))
+        return false;
+    const auto isAsked = [&](const char* in_szSwitch)
+    { return in_variables[in_szSwitch].as<bool>() && (m_bAnswered = true); };
+    if (isAsked("product-name"))
+        std::cout << "Product name : " << getProductName() << '\n';
+    if (isAsked("version"))
+        std::cout << "Product version : " << GATEWAY_VERSION << '\n';
+    if (isAsked("build-info"))
+        BuildInfo::getInstance()->write(std::cout << "Build Info :\n") << '\n';
+    m_bFailed = !std::cout.flush();
+    return true;
+}
+
 bool Gateway::configure(const ROConfiguration& in_config)
 {
-    if (!ApplicationImpl::configure(in_config))
+    if (m_bAnswered)
+        return true;
+    if (!ProductApplicationImpl::configure(in_config))
         return false;
     try
     {
@@ -89,13 +113,15 @@ bool Gateway::configure(const ROConfiguration& in_config)
     }
     catch (const BadSetting& error)
     {
-        VELMORA_LOG_ERROR(error.what());
+        VELMORA_FILE_LOG_ERROR(error.what());
         return false;
     }
 }
 
 void Gateway::run()
 {
+    if (m_bAnswered)
+        return;
     bool bHandled = false;
     processHelpParamInfoOptions(bHandled);
     if (bHandled)
@@ -108,7 +134,7 @@ void Gateway::run()
     }
     catch (const std::runtime_error& error)
     {
-        VELMORA_LOG_ERROR(error.what());
+        VELMORA_FILE_LOG_ERROR(error.what());
         m_bFailed = true;
     }
 }
@@ -116,7 +142,7 @@ void Gateway::run()
 void Gateway::serve()
 {
     UserAgent userAgent(
-        m_loop, *m_settings, *m_callMonitor,
+        m_loop, *m_settings, getConfig(), *m_callMonitor,
         std::chrono::milliseconds(getVariablesMap()[s_szAnswerAfter].as<unsigned int>()));
     const ReadWatch watch(m_loop, m_signals.descriptor(),
                           [this, &userAgent] { handleSignal(userAgent); });
@@ -124,7 +150,7 @@ void Gateway::serve()
     m_processorMonitor->start(std::ref(processorUse));
     m_callMonitor->start([&userAgent] { return static_cast<double>(userAgent.callsAtOnce()); });
     for (const std::string& strURL : m_settings->sipURLs)
-        VELMORA_LOG_INFO("running at " << strURL);
+        VELMORA_FILE_LOG_INFO("running at " << strURL);
     while (!isDone(userAgent))
     {
         m_loop.step();
@@ -133,11 +159,11 @@ void Gateway::serve()
     m_processorMonitor->stop();
     m_callMonitor->stop();
     userAgent.cutOffCalls();
-    VELMORA_LOG_INFO("stopped : calls = "
-                     << userAgent.callCount()
-                     << ", at once at most = " << CallDataRegistry::getInstance()->getMaxNumCall()
-                     << ", refused = " << userAgent.refusedCalls()
-                     << ", repeated requests = " << userAgent.repeatedRequests());
+    VELMORA_FILE_LOG_INFO("stopped : calls = " << userAgent.callCount() << ", at once at most = "
+                                               << CallDataRegistry::getInstance()->getMaxNumCall()
+                                               << ", refused = " << userAgent.refusedCalls()
+                                               << ", repeated requests = "
+                                               << userAgent.repeatedRequests());
 }
 
 bool Gateway::isDone(const UserAgent& in_userAgent) const
@@ -150,7 +176,7 @@ void Gateway::handleSignal(UserAgent& inout_userAgent)
     const int iSignal = m_signals.take();
     if (iSignal == SIGUSR1)
         return toggleRecording();
-    VELMORA_LOG_INFO("stopping : " << sigdescr_np(iSignal));
+    VELMORA_FILE_LOG_INFO("stopping : " << sigdescr_np(iSignal));
     m_deadline = steady_clock::time_point::max();
     if (getExitTimeout() != ACE_Time_Value::max_time)
         m_deadline = steady_clock::now() + std::chrono::seconds(getExitTimeout().sec());
@@ -163,8 +189,8 @@ void Gateway::handleSignal(UserAgent& inout_userAgent)
 void Gateway::toggleRecording() const
 {
     bool bRecording = false;
-    GlobalConfig::getInstance()->getBoolParameter(s_szRecording, bRecording);
+    GlobalConfig::getInstance()->getBoolParameter(CallParameters::s_szRecording, bRecording);
     // The library tells that the configuration is protected, and sets what may change at run time.
-    if (RWGlobalConfig::getInstance()->setBoolParameter(s_szRecording, !bRecording))
-        VELMORA_LOG_INFO("recording of calls is " << (bRecording ? "off" : "on"));
+    if (RWGlobalConfig::getInstance()->setBoolParameter(CallParameters::s_szRecording, !bRecording))
+        VELMORA_FILE_LOG_INFO("recording of calls is " << (bRecording ? "off" : "on"));
 }

@@ -4,7 +4,7 @@
 #include "LoadMonitor.h"
 #include "UserAgent.h"
 
-#include "velmora/application/ApplicationImpl.h"
+#include "velmora/application/ProductApplicationImpl.h"
 
 #include <csignal>
 #include <optional>
@@ -39,17 +39,24 @@ class OperatorSignals
 ///
 /// It watches how busy the processors are, which is for the operator to know, and how many calls
 /// there are: while there are too many, new ones are refused.
-class Gateway : public Velmora::ApplicationImpl
+///
+/// `--product-name`, `--version` and `--build-info` are answered on standard output, without a
+/// configuration, and the gateway does nothing else.
+class Gateway : public Velmora::ProductApplicationImpl
 {
   public:
     Gateway();
 
-    /// Failure: when SIP cannot be received, logs an error and returns at once; `hasFailed`.
+    /// Failure: when SIP cannot be received, logs an error and returns at once, and so it does when
+    /// standard output takes no answer; `hasFailed`.
     void run() override;
 
     [[nodiscard]] bool hasFailed() const { return m_bFailed; }
 
   protected:
+    [[nodiscard]] bool
+    processCmdlineVarsMap(const boost::program_options::variables_map& in_variables) override;
+
     /// Failure: also when a setting is missing or makes no sense.
     [[nodiscard]] bool configure(const Velmora::ROConfiguration& in_config) override;
 
@@ -66,5 +73,7 @@ class Gateway : public Velmora::ApplicationImpl
     std::optional<LoadMonitor> m_callMonitor;
     /// Set when the gateway is to stop.
     std::optional<std::chrono::steady_clock::time_point> m_deadline;
+    /// The command line only asked what the gateway is.
+    bool m_bAnswered = false;
     bool m_bFailed = false;
 };

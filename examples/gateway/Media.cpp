@@ -19,9 +19,10 @@ constexpr std::byte s_version2{0x80};
 
 } // namespace
 
-Media::Media(const EventLoop& in_loop, const Settings& in_settings, const std::string& in_strCallId)
+Media::Media(const EventLoop& in_loop, const Settings& in_settings,
+             const ROConfiguration& in_parameters, const std::string& in_strCallId)
     : ObjectWithLogger(std::string("keswardin.gateway.Media")), m_loop(in_loop),
-      m_settings(in_settings), m_rxStartTimer(in_loop)
+      m_settings(in_settings), m_parameters(in_parameters), m_rxStartTimer(in_loop)
 {
     getLogger().addLoggingId("leg=1");
     getLogger().callStart(in_strCallId.c_str());
@@ -50,7 +51,9 @@ std::string Media::open(const std::string& in_strOffer, RtpPorts& inout_ports)
 void Media::expectPackets(std::function<void()> in_onSilence)
 {
     if (m_uiPackets == 0)
-        m_rxStartTimer.start(m_settings.rxStartTimeout, std::move(in_onSilence));
+        m_rxStartTimer.start(
+            CallParameters::duration(m_parameters, CallParameters::s_szRxStartTimeout),
+            std::move(in_onSilence));
 }
 
 void Media::receive()

@@ -21,7 +21,9 @@
 class Media : public Velmora::ObjectWithLogger<Velmora::CallLogger>
 {
   public:
-    Media(const EventLoop& in_loop, const Settings& in_settings, const std::string& in_strCallId);
+    /// All but the call's id outlive it. The parameters are the `CallParameters`.
+    Media(const EventLoop& in_loop, const Settings& in_settings,
+          const Velmora::ROConfiguration& in_parameters, const std::string& in_strCallId);
     ~Media();
     Media(const Media&) = delete;
     Media& operator=(const Media&) = delete;
@@ -41,6 +43,7 @@ class Media : public Velmora::ObjectWithLogger<Velmora::CallLogger>
 
     const EventLoop& m_loop;
     const Settings& m_settings;
+    const Velmora::ROConfiguration& m_parameters;
     std::optional<RtpSocket> m_socket;
     std::optional<ReadWatch> m_watch;
     Timer m_rxStartTimer;

@@ -85,17 +85,24 @@ BadSetting::BadSetting(const std::string& in_strName, const std::string& in_strV
 {
 }
 
+std::chrono::milliseconds CallParameters::duration(const ROConfiguration& in_config,
+                                                   const char* in_szName)
+{
+    return ::duration(in_config, in_szName);
+}
+
 Settings::Settings(const ROConfiguration& in_config)
     : sipURLs(sipURLsOf(in_config)),
       strUserAgentName(text(in_config, "keswardin.sip.userAgentName")),
       timerT1(duration(in_config, "keswardin.sip.TimerT1")),
       timerT2(duration(in_config, "keswardin.sip.TimerT2")),
       transactionLifetime(duration(in_config, "keswardin.sip.lifetimeTimer")),
-      ringTimeout(duration(in_config, "keswardin.gw.ringTimeoutMs")),
-      disconnectingTimeout(duration(in_config, "keswardin.sip.state.Disconnecting.timeoutMs")),
       retryAfter(duration<std::chrono::seconds>(in_config, OwnParameters::s_szRetryAfter)),
       strRtpAddress(text(in_config, "keswardin.media.rtp.IPAddress")), rtpPorts(portsOf(in_config)),
-      rxStartTimeout(duration(in_config, "keswardin.media.rxStartTimeoutMs")),
       encodings(list("keswardin.rtp.encodingList", text(in_config, "keswardin.rtp.encodingList")))
 {
+    for (const char* const szName :
+         {CallParameters::s_szRingTimeout, CallParameters::s_szDisconnectingTimeout,
+          CallParameters::s_szRxStartTimeout})
+        CallParameters::duration(in_config, szName);
 }

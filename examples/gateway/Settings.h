@@ -23,9 +23,29 @@ struct PortRange
     std::uint16_t uiLast;
 };
 
+/// The parameters that calls read when they need them.
+namespace CallParameters
+{
+
+inline constexpr const char* s_szRingTimeout = "keswardin.gw.ringTimeoutMs";
+inline constexpr const char* s_szDisconnectingTimeout =
+    "keswardin.sip.state.Disconnecting.timeoutMs";
+inline constexpr const char* s_szRxStartTimeout = "keswardin.media.rxStartTimeoutMs";
+inline constexpr const char* s_szRecording = "keswardin.gw.recordCalls.enabled";
+
+/// A time of so many milliseconds.
+///
+/// Failure: throws `BadSetting` if it is missing or not above 0, as `Settings` did before.
+std::chrono::milliseconds duration(const Velmora::ROConfiguration& in_config,
+                                   const char* in_szName);
+
+} // namespace CallParameters
+
 /// What the gateway needs of the configuration, read and checked once at its start.
 struct Settings
 {
+    /// Checks the parameters of calls too.
+    ///
     /// Failure: throws `BadSetting` for the first one that is missing or makes no sense.
     explicit Settings(const Velmora::ROConfiguration& in_config);
 
@@ -36,15 +56,12 @@ struct Settings
     std::chrono::milliseconds timerT2;
     /// For how long a transaction is repeated, or kept for repetitions of the far end.
     std::chrono::milliseconds transactionLifetime;
-    std::chrono::milliseconds ringTimeout;
-    std::chrono::milliseconds disconnectingTimeout;
     /// What a caller is given to wait who is refused for overload.
     std::chrono::seconds retryAfter;
 
     /// Where RTP is received, an IP address.
     std::string strRtpAddress;
     PortRange rtpPorts;
-    std::chrono::milliseconds rxStartTimeout;
     /// The names of the RTP encodings, the preferred one first.
     std::vector<std::string> encodings;
 };

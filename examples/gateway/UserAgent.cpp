@@ -43,10 +43,12 @@ void logOfStack(void*, const char* in_szFormat, va_list in_arguments)
 } // namespace
 
 UserAgent::UserAgent(EventLoop& in_loop, const Settings& in_settings,
-                     const LoadMonitor& in_callMonitor, std::chrono::milliseconds in_answerAfter)
+                     const TSHandle<ROConfiguration>& in_hConfig, const LoadMonitor& in_callMonitor,
+                     std::chrono::milliseconds in_answerAfter)
     : ObjectWithLogger(std::string("keswardin.gateway.UserAgent")), m_loop(in_loop),
       m_settings(in_settings), m_callMonitor(in_callMonitor)
 {
+    m_callParameters.setConfiguration(in_hConfig);
     su_log_redirect(nullptr, logOfStack, nullptr);
     for (const std::string& strURL : m_settings.sipURLs)
         listen(strURL);
@@ -57,8 +59,9 @@ UserAgent::UserAgent(EventLoop& in_loop, const Settings& in_settings,
     m_pOutOfDialog =
         nta_leg_tcreate(m_pAgent, requestReceived, reinterpret_cast<nta_leg_magic_t*>(this),
                         NTATAG_NO_DIALOG(1), TAG_END());
-    m_pSurroundings = std::make_unique<CallSurroundings>(CallSurroundings{
-        m_loop, m_settings, m_pAgent, in_answerAfter, RtpPorts(m_settings.rtpPorts)});
+    m_pSurroundings = std::make_unique<CallSurroundings>(
+        CallSurroundings{m_loop, m_settings, m_callParameters, m_pAgent, in_answerAfter,
+                         RtpPorts(m_settings.rtpPorts)});
 }
 
 UserAgent::~UserAgent()
@@ -148,6 +151,7 @@ int UserAgent::refuseForOverload(nta_incoming_t* in_pInvite, const sip_t* in_pSi
 
 int UserAgent::handleInvite(nta_incoming_t* in_pInvite, const sip_t* in_pSip)
 {
+    m_callParameters.flush();
     const auto it = m_calls.emplace(m_calls.end());
     try
     {

@@ -5,6 +5,7 @@
 #include "LoadMonitor.h"
 #include "Settings.h"
 
+#include "velmora/config/ConfigCache.h"
 #include "velmora/logging/CachedLLLogger.h"
 #include "velmora/logging/ObjectWithLogger.h"
 
@@ -23,8 +24,9 @@ class UserAgent : public Velmora::ObjectWithLogger<Velmora::CachedLLLogger>
     /// monitor, which says when new calls are refused.
     ///
     /// Failure: throws `std::runtime_error` that says which address cannot be received at, and why.
-    UserAgent(EventLoop& in_loop, const Settings& in_settings, const LoadMonitor& in_callMonitor,
-              std::chrono::milliseconds in_answerAfter);
+    UserAgent(EventLoop& in_loop, const Settings& in_settings,
+              const Velmora::TSHandle<Velmora::ROConfiguration>& in_hConfig,
+              const LoadMonitor& in_callMonitor, std::chrono::milliseconds in_answerAfter);
     ~UserAgent();
     UserAgent(const UserAgent&) = delete;
     UserAgent& operator=(const UserAgent&) = delete;
@@ -65,6 +67,9 @@ class UserAgent : public Velmora::ObjectWithLogger<Velmora::CachedLLLogger>
     EventLoop& m_loop;
     const Settings& m_settings;
     const LoadMonitor& m_callMonitor;
+    /// What calls read of the configuration. Forgets it all when a call begins, so that a change is
+    /// seen from then on.
+    Velmora::ConfigCache m_callParameters;
     nta_agent_t* m_pAgent = nullptr;
     nta_leg_t* m_pOutOfDialog = nullptr;
     std::unique_ptr<CallSurroundings> m_pSurroundings;

@@ -207,6 +207,34 @@ TEST_F(GatewayCalls, ACallThatIsGivenUpEndsWithoutAnAnswer)
     expectOver("the caller has given up");
 }
 
+TEST_F(GatewayCalls, SeeAChangeOfTheConfigurationFromTheNextOneOn)
+{
+    const auto call = [this](const char* in_szId)
+    {
+        SipCaller caller(address());
+        caller.setCallId(in_szId);
+        caller.invite("nobody");
+        caller.expectAnswer("180 Ringing");
+        caller.send("CANCEL", "nobody");
+        caller.expectAnswer("487 Request Terminated");
+    };
+    start();
+    call("first@caller");
+    signal(SIGUSR1);
+    waitForLine("recording of calls is on");
+    call("second@caller");
+    signal(SIGUSR1);
+    waitForLine("recording of calls is off");
+    call("third@caller");
+    EXPECT_EQ(0, stop());
+    std::vector<std::string> recorded;
+    for (const auto& [strName, lines] : callFiles())
+        for (const std::string& strLine : lines)
+            if (strLine.ends_with(", to be recorded"))
+                recorded.push_back(strName);
+    EXPECT_THAT(recorded, ElementsAre("second@caller.log"));
+}
+
 TEST_F(GatewayCalls, ACallerMayHangUpWhileItRings)
 {
     start();

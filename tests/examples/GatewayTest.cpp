@@ -44,8 +44,8 @@ TEST_F(GatewayProcess, StartsFromItsConfigurationAndStopsAtSigterm)
                     "INFO keswardin.infra.GlobalConfig - Logger successfully "
                     "configured from " +
                         etc("logging.cfg"),
-                    MatchesRegex("INFO keswardin\\.gateway - .*" + etc("gateway.cfg") + ".*" +
-                                 etc("site.cfg") + ".* ms.*"),
+                    MatchesRegex("INFO keswardin\\.infra\\.Application - .*" + etc("gateway.cfg") +
+                                 ".*" + etc("site.cfg") + ".* ms.*"),
                     "INFO keswardin.gateway - running at sip:" + address() + ":5060;transport=udp",
                     "INFO keswardin.gateway - stopping : Terminated",
                     "INFO keswardin.gateway.UserAgent - ending calls : 0",
@@ -88,10 +88,12 @@ TEST_F(GatewayProcess, AnOutdatedLineInItsConfigurationKeepsItFromStarting)
     EXPECT_THAT(result.strOutput, HasSubstr("Unknown parameter : "
                                             "keswardin.gw.ringTimeoutMilliseconds. Closest known "
                                             "parameter : keswardin.gw.ringTimeoutMs"));
-    EXPECT_THAT(log(), AllOf(Contains(AllOf(testing::StartsWith("WARN keswardin.infra."),
-                                            HasSubstr("keswardin.sip.userAgentPort"))),
-                             Contains("ERROR keswardin.gateway - the Global Configuration contains "
-                                      "deprecated parameters. Please update your configuration")));
+    EXPECT_THAT(
+        log(),
+        AllOf(Contains(AllOf(testing::StartsWith("WARN keswardin.infra."),
+                             HasSubstr("keswardin.sip.userAgentPort"))),
+              Contains("ERROR keswardin.infra.Application - the Global Configuration contains "
+                       "deprecated parameters. Please update your configuration")));
 }
 
 TEST_F(GatewayProcess, AnUnknownNameIsWarnedOfAndItStarts)
@@ -147,6 +149,44 @@ TEST_F(GatewayProcess, WithoutItsEnvironmentVariableItDoesNotStart)
     EXPECT_THAT(result.strOutput,
                 HasSubstr("Unable to complete the configuration. Unknown parameters: "
                           "[keswardin.Installation.Directory = ${GATEWAY_HOME}]"));
+}
+
+TEST_F(GatewayProcess, AnswersWhatItIsOnStandardOutputAndNeedsNoConfiguration)
+{
+    const std::vector<std::pair<std::string, std::string>> answers{
+        {"--product-name", "Product name : Keswardin Tarnel Gateway\n"},
+        {"--version", "Product version : " GATEWAY_VERSION "\n"},
+        {"--build-info", "Build Info :\n"
+                         "Branch branches/team/orrin/velmora-2.1-linux, Revision 17669?\n"
+                         "Tool gcc34, Version \n"
+                         "Tool g++34, Version \n"}};
+    std::string strAll;
+    for (const auto& [strOption, strAnswer] : answers)
+    {
+        const HelperResult result = run({strOption});
+        EXPECT_EQ(0, result.iExitCode);
+        EXPECT_EQ(strAnswer, result.strOutput);
+        EXPECT_EQ("", result.strErrors);
+        strAll += strAnswer;
+    }
+    const HelperResult result = run(sources({"--build-info", "--version", "--product-name"}));
+    EXPECT_EQ(0, result.iExitCode);
+    EXPECT_EQ(strAll, result.strOutput);
+    EXPECT_THAT(log(), testing::IsEmpty());
+}
+
+TEST_F(GatewayProcess, FailsWhereItsAnswerCannotBeWritten)
+{
+    const HelperResult result =
+        runHelper("/bin/sh", {"-c", VELMORA_HELPER_GATEWAY " --version > /dev/full"});
+    EXPECT_EQ(1, result.iExitCode);
+}
+
+TEST_F(GatewayProcess, DoesNotAnswerWhatACommandLineAsksThatIsWrong)
+{
+    const HelperResult result = run({"--version", "--no-such-option"});
+    EXPECT_EQ(1, result.iExitCode);
+    EXPECT_THAT(result.strOutput, testing::Not(HasSubstr("Product version")));
 }
 
 TEST_F(GatewayProcess, TellsItsOptionsAndEnds)

@@ -71,9 +71,9 @@ TEST_F(GatewaySettings, AreThoseOfTheConfiguration)
     EXPECT_EQ(1ms, settings.timerT1);
     EXPECT_EQ(2ms, settings.timerT2);
     EXPECT_EQ(3ms, settings.transactionLifetime);
-    EXPECT_EQ(4ms, settings.ringTimeout);
-    EXPECT_EQ(5ms, settings.disconnectingTimeout);
-    EXPECT_EQ(6ms, settings.rxStartTimeout);
+    EXPECT_EQ(4ms, CallParameters::duration(m_config, CallParameters::s_szRingTimeout));
+    EXPECT_EQ(5ms, CallParameters::duration(m_config, CallParameters::s_szDisconnectingTimeout));
+    EXPECT_EQ(6ms, CallParameters::duration(m_config, CallParameters::s_szRxStartTimeout));
     EXPECT_EQ(7s, settings.retryAfter);
     EXPECT_EQ("127.0.0.1", settings.strRtpAddress);
     EXPECT_EQ(20000, settings.rtpPorts.uiFirst);
@@ -101,8 +101,13 @@ TEST_F(GatewaySettings, AnAddressWithoutUdpIsToldOf)
 
 TEST_F(GatewaySettings, ATimeOfNothingIsToldOf)
 {
-    EXPECT_EQ("keswardin.sip.TimerT1 = \"0\" : it must be above 0",
-              errorWith("keswardin.sip.TimerT1", 0));
+    for (const char* const szName :
+         {"keswardin.sip.TimerT1", "keswardin.gw.ringTimeoutMs",
+          "keswardin.sip.state.Disconnecting.timeoutMs", "keswardin.media.rxStartTimeoutMs"})
+    {
+        EXPECT_EQ(std::string(szName) + " = \"0\" : it must be above 0", errorWith(szName, 0));
+        set(szName, 1);
+    }
 }
 
 TEST_F(GatewaySettings, ARangeOfPortsThatIsNoneIsToldOf)
