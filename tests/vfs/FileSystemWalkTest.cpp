@@ -1,7 +1,9 @@
-// A tree of some size, walked by several threads at once through the interface of file systems. By
-// hand with another size: WALK_ENTRIES=100000 WALK_DEPTH=200 vfs-FileSystemWalkTest.
+// A tree of some size, walked by several threads at once through the interface of file systems, and
+// read through streams over it. By hand with another size: WALK_ENTRIES=100000 WALK_DEPTH=200
+// vfs-FileSystemWalkTest.
 
 #include "velmora/vfs/DiskFileSystem.h"
+#include "velmora/vfs/VfsStream.h"
 
 #include "tests/support/AccountingProcess.h"
 #include "tests/support/DescriptorLimit.h"
@@ -14,6 +16,7 @@
 #include <sys/stat.h>
 
 #include <algorithm>
+#include <array>
 #include <cstddef>
 #include <cstdlib>
 #include <filesystem>
@@ -40,6 +43,17 @@ std::size_t sizeOf(const char* in_szVariable, std::size_t in_uiDefault)
     return szValue == nullptr ? in_uiDefault : std::stoul(szValue);
 }
 
+/// A text of another length for each number, up to some buffers of a stream.
+std::string textOf(std::size_t in_uiNumber)
+{
+    constexpr std::size_t uiLengths = 9973;
+    const std::string strNumber = std::to_string(in_uiNumber) + '\n';
+    std::string strText;
+    while (strText.size() < in_uiNumber * strNumber.size() % uiLengths)
+        strText += strNumber;
+    return strText;
+}
+
 /// Makes a chain of directories inside each other, and directories with a hundred entries each:
 /// files, a FIFO, a link to a file and one to a directory.
 void makeTree(const fs::path& in_root, std::size_t in_uiEntries, std::size_t in_uiDepth)
@@ -55,7 +69,8 @@ void makeTree(const fs::path& in_root, std::size_t in_uiEntries, std::size_t in_
         const fs::path directory = in_root / std::to_string(uiDirectory);
         fs::create_directory(directory);
         for (std::size_t uiFile = 0; uiFile < uiEach - 4; ++uiFile)
-            std::ofstream(directory / (std::to_string(uiFile) + ".wav"));
+            std::ofstream(directory / (std::to_string(uiFile) + ".wav"))
+                << textOf(uiDirectory * uiEach + uiFile);
         ASSERT_EQ(0, mkfifo((directory / "fifo").c_str(), 0644));
         fs::create_symlink("0.wav", directory / "file");
         fs::create_symlink("../empty", directory / "directory");
@@ -72,18 +87,47 @@ void walk(VirtualFileSystem::Directory& inout_directory, Lines& out_lines)
     }
 }
 
-/// The walks of all threads at once.
-std::vector<Lines> walkOnThreads(const std::string& in_strRoot)
+/// Writes the contents of all files into one, in the order of the lines. A FIFO has none.
+void copyContents(const TSHandle<VirtualFileSystem>& in_hFileSystem, const Lines& in_lines,
+                  const std::string& in_strTarget)
+{
+    constexpr long iPermission = 0600;
+    basic_vfsostream<char> target(in_hFileSystem, in_strTarget.c_str(),
+                                  std::ios_base::out | std::ios_base::trunc, iPermission);
+    std::array<char, 1000> piece{};
+    for (const std::string& strLine : in_lines)
+    {
+        if (strLine.front() == 'd' || strLine.ends_with("/fifo"))
+            continue;
+        basic_vfsistream<char> source(in_hFileSystem, strLine.c_str() + 2, std::ios_base::in);
+        EXPECT_TRUE(source.is_open()) << strLine;
+        while (source.read(piece.data(), piece.size()) || source.gcount() > 0)
+            target.write(piece.data(), source.gcount());
+        EXPECT_FALSE(source.bad());
+        source.clear();
+        source.close();
+        EXPECT_TRUE(source);
+    }
+    target.close();
+    EXPECT_TRUE(target);
+}
+
+/// The walks of all threads at once. Each writes what it reads into a file of its own in another
+/// directory.
+std::vector<Lines> walkOnThreads(const std::string& in_strRoot,
+                                 const TemporaryDirectory& out_copies)
 {
     const TSHandle<VirtualFileSystem> hFileSystem(new DiskFileSystem);
     std::vector<Lines> linesOfThreads(s_uiThreads);
     std::vector<std::thread> threads;
     for (Lines& lines : linesOfThreads)
         threads.emplace_back(
-            [hFileSystem, &in_strRoot, &lines]
+            [hFileSystem, &in_strRoot, &lines,
+             strCopy = out_copies.file(std::to_string(threads.size()))]
             {
                 walk(*hFileSystem->opendir(in_strRoot.c_str()), lines);
                 std::sort(lines.begin(), lines.end());
+                copyContents(hFileSystem, lines, strCopy);
             });
     for (std::thread& thread : threads)
         thread.join();
@@ -102,9 +146,17 @@ Lines found(const std::string& in_strRoot)
     return lines;
 }
 
+/// The first word that a command writes.
+std::string firstWordOf(const std::string& in_strCommand)
+{
+    const HelperResult result = runHelper("/bin/sh", {"-c", in_strCommand});
+    EXPECT_EQ(0, result.iExitCode) << result.strErrors;
+    return result.strOutput.substr(0, result.strOutput.find(' '));
+}
+
 } // namespace
 
-TEST(FileSystemWalk, OfSeveralThreadsFindsWhatThereIsAndLeavesNothing)
+TEST(FileSystemWalk, OfSeveralThreadsFindsAndReadsWhatThereIsAndLeavesNothing)
 {
     inAccountingProcess(
         []
@@ -112,6 +164,7 @@ TEST(FileSystemWalk, OfSeveralThreadsFindsWhatThereIsAndLeavesNothing)
             const std::size_t uiDepth = sizeOf("WALK_DEPTH", 50);
             const TemporaryDirectory directory;
             const std::string strRoot = directory.path();
+            const TemporaryDirectory copies;
             makeTree(strRoot, sizeOf("WALK_ENTRIES", 2000), uiDepth);
             const Lines expected = found(strRoot);
             ASSERT_GT(expected.size(), uiDepth);
@@ -121,9 +174,15 @@ TEST(FileSystemWalk, OfSeveralThreadsFindsWhatThereIsAndLeavesNothing)
                 constexpr std::size_t uiOthers = 100;
                 const DescriptorLimit limit(s_uiThreads * (uiDepth + 2) + uiOthers);
                 ASSERT_TRUE(limit.isSet());
-                for (const Lines& lines : walkOnThreads(strRoot))
+                for (const Lines& lines : walkOnThreads(strRoot, copies))
                     EXPECT_TRUE(expected == lines) << lines.size() << " of " << expected.size();
             }
+            const std::string strSum = firstWordOf("find -L " + strRoot +
+                                                   " -type f -print0 | LC_ALL=C sort -z | "
+                                                   "xargs -0 cat | sha256sum");
+            for (std::size_t uiThread = 0; uiThread < s_uiThreads; ++uiThread)
+                EXPECT_EQ(strSum,
+                          firstWordOf("sha256sum < " + copies.file(std::to_string(uiThread))));
             EXPECT_EQ(uiBefore, countDescriptors());
             for (const char* const szAccount :
                  {"DiskFileSystem", "\"DiskFileSystem::Entry\"", "\"DiskFileSystem::File\"",
