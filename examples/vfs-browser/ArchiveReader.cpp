@@ -183,6 +183,8 @@ class Reader
             return;
         if (m_pFailure != nullptr)
             std::rethrow_exception(m_pFailure);
+        if (archive_errno(m_pArchive.get()) == ENOMEM)
+            throw std::bad_alloc();
         if (format() == 0 && filters() == 0)
             throw BadArchive(s_szNoArchive);
         const char* const szReason = archive_error_string(m_pArchive.get());

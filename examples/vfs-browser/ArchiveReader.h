@@ -73,8 +73,9 @@ struct ArchiveContents
 ///
 /// `in_uiLimit` bounds the memory, and so the time, in bytes: all bytes that are unpacked, holes in
 /// sparse files, and 256 bytes with the name for each file, directory or link count against it. The
-/// headers of one member may take 4 MiB. What the decompressor needs for its window comes on top:
-/// it is up to 1 GiB for xz, lzma and lzip, and up to 128 MiB for zstd, as libarchive has it.
+/// headers of one member may take 4 MiB. The window of the decompressor comes on top: one of xz,
+/// lzma or lzip reserves what the archive says, up to 4 GiB, and uses as much of it as is unpacked;
+/// zstd refuses an archive that says more than 128 MiB.
 ///
 /// Failure: throws `BadArchive`, whose text begins with "cannot read the archive " and the name.
 /// Thread-safety: any number of threads may read, each from its own source.

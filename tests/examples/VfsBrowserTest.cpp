@@ -374,6 +374,21 @@ TEST_F(VfsBrowser, SaysThatThereIsNoMemory)
         result.strOutput);
 }
 
+TEST_F(VfsBrowser, SaysThatThereIsNoMemoryForADecompressor)
+{
+    if (s_bSanitized)
+        GTEST_SKIP() << "a sanitizer reserves more addresses than a limit leaves";
+    const std::string strArchive =
+        VELMORA_SOURCE_DIRECTORY "/tests/examples/archives/large-window.tar.xz";
+    // It asks for a window of 1.5 GiB.
+    EXPECT_EQ(0, runWithin(4096, {strArchive}).iExitCode);
+    const HelperResult result = runWithin(1200, {strArchive});
+    EXPECT_EQ(s_iFailed, result.iExitCode);
+    EXPECT_EQ("ERROR - cannot read the archive " + strArchive +
+                  ": no memory is left; allow less or give the program more\n",
+              result.strOutput);
+}
+
 // The disk as its peer
 
 namespace
