@@ -871,20 +871,22 @@ TEST(ArchiveLimit, RefusesASizeThatLiesBeforeItIsRead)
 
 TEST(ArchiveLimit, CountsHolesInSparseFiles)
 {
-    const auto sparse = [](const std::string& in_strSize)
+    const auto sparseFile = [](const std::string& in_strSize)
     {
-        const std::string strRecord = "GNU.sparse.major=1\n";
         std::string strRecords = "22 GNU.sparse.major=1\n22 GNU.sparse.minor=0\n";
         std::string strSize = " GNU.sparse.realsize=" + in_strSize + "\n";
         strRecords += std::to_string(strSize.size() + 2) + strSize;
         const std::string strMap = tarBlocks("1\n0\n3\n");
         return tarHeader("pax", strRecords.size(), 'x') + tarBlocks(strRecords) +
-               tarHeader("a", strMap.size() + 3) + strMap + tarBlocks("abc") +
-               std::string(1024, '\0');
+               tarHeader("a", strMap.size() + 3) + strMap + tarBlocks("abc");
     };
+    const auto sparse = [&](const std::string& in_strSize)
+    { return sparseFile(in_strSize) + std::string(1024, '\0'); };
     EXPECT_EQ(std::string("abc\0\0\0", 6), contentOf(*open(sparse("6")), "a"));
     EXPECT_EQ(s_strRefused + " at member 1 \"a\"" + s_strOverLimit,
               refusal(sparse("2000000"), s_uiMiB));
+    EXPECT_EQ(s_strRefused + " at member 2 \"a\"" + s_strOverLimit,
+              refusal(sparseFile("600000") + sparse("600000"), s_uiMiB));
     EXPECT_EQ(s_strRefused + " at member 1 \"a\"" + s_strOverLimit,
               refusal(sparse("9223372036854775807"), s_uiMiB));
 }

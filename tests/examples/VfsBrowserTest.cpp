@@ -16,10 +16,12 @@
 #include <algorithm>
 #include <filesystem>
 #include <fstream>
+#include <functional>
 #include <random>
 #include <sstream>
 #include <string>
 #include <thread>
+#include <utility>
 #include <vector>
 
 namespace fs = std::filesystem;
@@ -505,65 +507,149 @@ TEST_F(VfsBrowser, ListsAnArchiveAsTheDirectoryThatItIsOf)
 namespace
 {
 
-/// A disk that shows other threads than the main one something else, from one path on.
+/// A disk on which a path sometimes leads to another one.
 class UnsteadyDisk : public DiskFileSystem
 {
   public:
-    explicit UnsteadyDisk(std::string in_strPath) : m_strPath(std::move(in_strPath)) {}
+    using When = std::function<bool()>;
+
+    UnsteadyDisk(std::string in_strPath, std::string in_strOther, When in_when)
+        : m_strPath(std::move(in_strPath)), m_strOther(std::move(in_strOther)),
+          m_when(std::move(in_when))
+    {
+    }
 
     using DiskFileSystem::open;
 
     FileHandle open(const char* in_szPath, int in_iFlags) override
     {
-        const bool bOther = std::this_thread::get_id() != m_main && m_strPath == in_szPath;
-        return DiskFileSystem::open(bOther ? "/dev/null" : in_szPath, in_iFlags);
+        return DiskFileSystem::open(resolve(in_szPath), in_iFlags);
+    }
+    DirectoryHandle opendir(const char* in_szPath) override
+    {
+        return DiskFileSystem::opendir(resolve(in_szPath));
     }
 
   private:
-    const std::thread::id m_main = std::this_thread::get_id();
+    const char* resolve(const char* in_szPath) const
+    {
+        return m_strPath == in_szPath && m_when() ? m_strOther.c_str() : in_szPath;
+    }
+
     const std::string m_strPath;
+    const std::string m_strOther;
+    const When m_when;
 };
 
+/// The program over such a disk.
 class BrowserOfUnsteadyDisk : public Browser
 {
   public:
-    explicit BrowserOfUnsteadyDisk(std::string in_strPath) : m_strPath(std::move(in_strPath)) {}
+    BrowserOfUnsteadyDisk(const std::string& in_strPath, const std::string& in_strOther,
+                          const UnsteadyDisk::When& in_when)
+        : m_hDisk(new UnsteadyDisk(in_strPath, in_strOther, in_when))
+    {
+    }
+
+    /// The lines of a test with threads on a directory, behind the listing.
+    std::vector<LogLine> test(std::string in_strDirectory)
+    {
+        const CapturedLog log(INFO_LOG_LEVEL);
+        std::string strProgram = "vfs-browser";
+        std::string strOption = "--full-test";
+        std::vector<char*> arguments{strProgram.data(), strOption.data(), in_strDirectory.data(),
+                                     nullptr};
+        EXPECT_TRUE(initialize(3, arguments.data()));
+        run();
+        std::vector<LogLine> lines = log.linesOf(s_szLogger);
+        std::erase_if(lines,
+                      [](const LogLine& in_line)
+                      {
+                          return in_line.strText.starts_with("Start-up complete") ||
+                                 in_line.strText.starts_with("+ Directory ");
+                      });
+        return lines;
+    }
 
   protected:
     bool configureLoggerDefault() override { return true; }
-    TSHandle<VirtualFileSystem> openFileSystem() const override
-    {
-        return TSHandle<VirtualFileSystem>(new UnsteadyDisk(m_strPath));
-    }
+    TSHandle<VirtualFileSystem> openFileSystem() const override { return m_hDisk; }
 
   private:
-    const std::string m_strPath;
+    const TSHandle<VirtualFileSystem> m_hDisk;
 };
+
+/// True on all threads but the one that has made it.
+UnsteadyDisk::When onOtherThreads()
+{
+    return [main = std::this_thread::get_id()] { return std::this_thread::get_id() != main; };
+}
+
+/// The line that each thread logs.
+std::vector<LogLine> eightTimes(const std::string& in_strDifference)
+{
+    std::vector<LogLine> lines;
+    for (int iThread = 1; iThread <= 8; ++iThread)
+        lines.push_back(errorLine(s_szLogger, "thread " + std::to_string(iThread) + " of 8 saw " +
+                                                  in_strDifference));
+    return lines;
+}
+
+const std::string s_strOfContent = " (7 bytes, checksum 420c75b526b35282)";
 
 } // namespace
 
-TEST_F(VfsBrowser, FailsWhenThreadsSeeSomethingElse)
+TEST_F(VfsBrowser, FailsWhenThreadsReadSomethingElse)
 {
     makeFile("d/file", "content");
-    const std::string strFile = path("d/file");
-    BrowserOfUnsteadyDisk browser(strFile);
-    const CapturedLog log(INFO_LOG_LEVEL);
-    std::string strProgram = "vfs-browser";
-    std::string strOption = "--full-test";
-    std::string strDirectory = path("d");
-    std::vector<char*> arguments{strProgram.data(), strOption.data(), strDirectory.data(), nullptr};
-    ASSERT_TRUE(browser.initialize(3, arguments.data()));
-    browser.run();
+    BrowserOfUnsteadyDisk browser(path("d/file"), "/dev/null", onOtherThreads());
+    EXPECT_EQ(eightTimes("the file " + path("d/file") +
+                         " (0 bytes, checksum cbf29ce484222325) in place of the file " +
+                         path("d/file") + s_strOfContent),
+              browser.test(path("d")));
     EXPECT_FALSE(browser.hasPassed());
-    std::vector<LogLine> expected{
-        infoLine(s_szLogger, "+ Directory " + path("d") + "\n  + File " + strFile + "\n")};
-    for (int iThread = 1; iThread <= 8; ++iThread)
-        expected.push_back(errorLine(
-            s_szLogger, "thread " + std::to_string(iThread) + " of 8 saw the file " + strFile +
-                            " (0 bytes, checksum cbf29ce484222325) in place of the file " +
-                            strFile + " (7 bytes, checksum 420c75b526b35282)"));
-    std::vector<LogLine> lines = log.linesOf(s_szLogger);
-    std::erase_if(lines, [](const LogLine& in_line)
-                  { return in_line.strText.starts_with("Start-up complete"); });
-    EXPECT_EQ(expected, lines);
+}
+
+TEST_F(VfsBrowser, FailsWhenThreadsSeeLess)
+{
+    makeFile("d/file", "content");
+    fs::create_directory(path("empty"));
+    BrowserOfUnsteadyDisk browser(path("d"), path("empty"), onOtherThreads());
+    EXPECT_EQ(eightTimes("nothing in place of the file " + path("d/file") + s_strOfContent),
+              browser.test(path("d")));
+    EXPECT_FALSE(browser.hasPassed());
+}
+
+TEST_F(VfsBrowser, FailsWhenThreadsSeeMore)
+{
+    makeFile("more/file", "content");
+    fs::create_directory(path("d"));
+    BrowserOfUnsteadyDisk browser(path("d"), path("more"), onOtherThreads());
+    EXPECT_EQ(eightTimes("the file " + path("more/file") + s_strOfContent + " at the end"),
+              browser.test(path("d")));
+    EXPECT_FALSE(browser.hasPassed());
+}
+
+TEST_F(VfsBrowser, FailsWhenTheListingIsSomethingElse)
+{
+    makeFile("d/file", "content");
+    fs::create_directory(path("empty"));
+    // It is measured, listed, walked, and listed once more for the comparison.
+    BrowserOfUnsteadyDisk browser(path("d"), path("empty"),
+                                  [iTimes = 0]() mutable { return ++iTimes == 4; });
+    EXPECT_THAT(browser.test(path("d")),
+                ElementsAre(errorLine(s_szLogger, "the listing of " + path("d") +
+                                                      " is not what a walk sees: has it changed "
+                                                      "meanwhile?")));
+    EXPECT_FALSE(browser.hasPassed());
+}
+
+TEST_F(VfsBrowser, FailsWhenAFileCannotBeRead)
+{
+    makeFile("d/file", "content");
+    fs::create_symlink("/proc/self/mem", path("d/memory"));
+    const HelperResult result = run({"--full-test", path("d")});
+    EXPECT_EQ(s_iFailed, result.iExitCode);
+    EXPECT_THAT(result.strOutput, testing::EndsWith("\n\nERROR - cannot read the file " +
+                                                    path("d/memory") + " (Input/output error)\n"));
 }
