@@ -69,7 +69,8 @@ struct ArchiveContents
 ///
 /// What can be opened as neither a file nor a directory (devices, FIFOs, sockets) is left out, and
 /// so is what `ArchiveTree` leaves out. Of a name with a zero byte in it, what stands before that
-/// counts. Names are UTF-8 where the archive says so (pax headers), and else bytes as they stand.
+/// counts. Names are UTF-8 in normal form C where they stand in pax headers, and else bytes as they
+/// are.
 ///
 /// `in_uiLimit` bounds the memory, and so the time, in bytes: all bytes that are unpacked, holes in
 /// sparse files, and 256 bytes with the name for each file, directory or link count against it. The
