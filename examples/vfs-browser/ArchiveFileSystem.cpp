@@ -244,11 +244,11 @@ ArchiveFileSystem::Directory::openEntry(const std::string& in_strName) const
     if (!strPath.ends_with('/'))
         strPath += '/';
     strPath += in_strName;
-    DirectoryHandle hDirectory(new Directory(contents()));
-    if (hDirectory->open(strPath.c_str()) == 0)
-        return hDirectory;
-    FileHandle hFile(new File(contents()));
-    return hFile->open(strPath.c_str(), O_RDONLY) == 0 ? EntryHandle(hFile) : nullptr;
+    auto pDirectory = std::make_unique<Directory>(contents());
+    if (pDirectory->open(strPath.c_str()) == 0)
+        return EntryHandle(pDirectory.release());
+    auto pFile = std::make_unique<File>(contents());
+    return pFile->open(strPath.c_str(), O_RDONLY) == 0 ? EntryHandle(pFile.release()) : nullptr;
 }
 
 void ArchiveFileSystem::Directory::rewind() { seek(0); }

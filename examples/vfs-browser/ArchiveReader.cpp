@@ -24,8 +24,8 @@
 namespace
 {
 
-constexpr std::size_t s_uiMiB = 1024 * 1024;
-constexpr std::size_t s_uiBlock = 64 * 1024;
+constexpr std::size_t s_uiMiB = std::size_t{1024} * 1024;
+constexpr std::size_t s_uiBlock = std::size_t{64} * 1024;
 
 /// What libarchive may read before it gives something: headers of a member, which it holds in
 /// memory.

@@ -29,7 +29,7 @@ constexpr const char* s_szListingLimit = "listing-limit";
 constexpr const char* s_szPrintFileContent = "print-file-content";
 
 constexpr unsigned int s_uiDefaultListingLimit = 64;
-constexpr std::size_t s_uiMiB = 1024 * 1024;
+constexpr std::size_t s_uiMiB = std::size_t{1024} * 1024;
 constexpr std::size_t s_uiThreads = 8;
 
 using Seen = FileSystemWalk::Seen;
@@ -234,8 +234,8 @@ bool Browser::matchesListing(const Walked& in_walked)
     }
     if (listing.str() == strExpected)
         return true;
-    VELMORA_LOG_ERROR("the listing of " << m_strStart
-                                        << " is not what a walk sees: has it changed meanwhile?");
+    VELMORA_LOG_ERROR("the listing of "
+                      << m_strStart << " is not what a walk sees: did it change during the test?");
     return false;
 }
 
@@ -256,6 +256,7 @@ bool Browser::doThreadsSee(const Walked& in_walked) const
     try
     {
         std::vector<std::jthread> threads;
+        threads.reserve(s_uiThreads);
         for (std::string& strDifference : differences)
             threads.emplace_back([&strDifference, &in_walked, this, hFileSystem = m_hFileSystem]
                                  { strDifference = findDifference(*hFileSystem, in_walked); });

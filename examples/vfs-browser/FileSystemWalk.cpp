@@ -9,7 +9,7 @@
 namespace
 {
 
-constexpr std::size_t s_uiBlock = 64 * 1024;
+constexpr std::size_t s_uiBlock = std::size_t{64} * 1024;
 
 constexpr std::uint64_t s_uiChecksumOfNothing = 14695981039346656037U;
 

@@ -831,6 +831,17 @@ TEST(ArchiveReader, RefusesWhatIsCompressedTwice)
               refusal(compressed(strArchive, ARCHIVE_FILTER_XZ)));
 }
 
+TEST(ArchiveReader, RefusesASparseFileWhosePartsAreOutOfOrder)
+{
+    const std::string strRecords =
+        "22 GNU.sparse.major=1\n22 GNU.sparse.minor=0\n27 GNU.sparse.realsize=200\n";
+    const std::string strMap = tarBlocks("2\n100\n3\n0\n3\n");
+    EXPECT_EQ(s_strRefused + " at member 1 \"a\": its contents do not fit its size" + s_strDamaged,
+              refusal(tarHeader("pax", strRecords.size(), 'x') + tarBlocks(strRecords) +
+                      tarHeader("a", strMap.size() + 6) + strMap + tarBlocks("abcdef") +
+                      std::string(1024, '\0')));
+}
+
 TEST(ArchiveReader, ReadsAnArchiveWithoutMembers)
 {
     const auto pArchive = open(std::string(10240, '\0'));

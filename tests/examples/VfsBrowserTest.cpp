@@ -639,8 +639,8 @@ TEST_F(VfsBrowser, FailsWhenTheListingIsSomethingElse)
                                   [iTimes = 0]() mutable { return ++iTimes == 4; });
     EXPECT_THAT(browser.test(path("d")),
                 ElementsAre(errorLine(s_szLogger, "the listing of " + path("d") +
-                                                      " is not what a walk sees: has it changed "
-                                                      "meanwhile?")));
+                                                      " is not what a walk sees: did it change "
+                                                      "during the test?")));
     EXPECT_FALSE(browser.hasPassed());
 }
 
