@@ -32,7 +32,6 @@ namespace
 {
 
 using testing::ElementsAre;
-using testing::IsEmpty;
 
 constexpr const char* s_szLogger = "keswardin.infra.UnitTest";
 

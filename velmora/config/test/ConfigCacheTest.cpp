@@ -41,7 +41,6 @@ namespace
 {
 
 using testing::ElementsAre;
-using testing::IsEmpty;
 
 using Names = std::vector<std::string>;
 

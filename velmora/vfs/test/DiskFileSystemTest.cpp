@@ -832,7 +832,7 @@ TEST_F(DiskFiles, APositionIsOneOfTheSystem)
     DIR* const pSame = opendir(root().c_str());
     ASSERT_NE(nullptr, pSame);
     for (int iItem = 0; iItem < 3; ++iItem)
-        readdir(pSame);
+        EXPECT_NE(nullptr, readdir(pSame));
     hDirectory->seek(telldir(pSame));
     Texts names;
     while (const dirent* const pItem = readdir(pSame))
