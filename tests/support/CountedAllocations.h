@@ -4,6 +4,7 @@
 // this, in one source, has its own `operator new`.
 
 #include <cstdlib>
+#include <initializer_list>
 #include <new>
 #include <utility>
 
@@ -16,10 +17,79 @@ inline thread_local int s_iAllocations = 0;
 /// Whether this thread's next call of `operator new` finds no memory; later ones do.
 inline thread_local bool s_bNextAllocationFails = false;
 
+/// While it lives, this thread's `operator new` serves a number of requests and then finds no
+/// memory: for one request, or for all from then on. At most one lives at a time.
+class AllocationFailure
+{
+  public:
+    enum class Lasts
+    {
+        ONCE,
+        ON
+    };
+
+    AllocationFailure(int in_iServed, Lasts in_lasts)
+    {
+        s_iServed = in_iServed;
+        s_lasts = in_lasts;
+        s_bFailed = false;
+        s_bArmed = true;
+    }
+    ~AllocationFailure() { end(); }
+    AllocationFailure(const AllocationFailure&) = delete;
+    AllocationFailure& operator=(const AllocationFailure&) = delete;
+
+    /// There is memory again.
+    static void end() { s_bArmed = false; }
+
+    /// Whether a request has found none.
+    [[nodiscard]] static bool hasFailed() { return s_bFailed; }
+
+    static bool isNext()
+    {
+        if (!s_bArmed || s_iServed-- > 0)
+            return false;
+        s_bFailed = true;
+        s_bArmed = s_lasts == Lasts::ON;
+        return true;
+    }
+
+  private:
+    static inline thread_local bool s_bArmed = false;
+    static inline thread_local bool s_bFailed = false;
+    static inline thread_local int s_iServed = 0;
+    static inline thread_local Lasts s_lasts = Lasts::ONCE;
+};
+
+/// Does a work over and over: its first allocation fails, then its second and so on, until none
+/// does, and the same with all that follow failing too. `in_after` looks at what is left then.
+/// Gives how often it failed.
+template <class Work, class After>
+int failAtEachAllocation(Work in_work, After in_after,
+                         std::initializer_list<AllocationFailure::Lasts> in_kinds = {
+                             AllocationFailure::Lasts::ONCE, AllocationFailure::Lasts::ON})
+{
+    int iFailures = 0;
+    for (const AllocationFailure::Lasts lasts : in_kinds)
+        for (int iServed = 0;; ++iServed)
+        {
+            const AllocationFailure failure(iServed, lasts);
+            in_work();
+            AllocationFailure::end();
+            in_after();
+            if (!AllocationFailure::hasFailed())
+                break;
+            ++iFailures;
+        }
+    return iFailures;
+}
+
 inline void* allocate(std::size_t in_uiSize)
 {
     ++s_iAllocations;
-    return std::exchange(s_bNextAllocationFails, false) ? nullptr : std::malloc(in_uiSize);
+    return AllocationFailure::isNext() || std::exchange(s_bNextAllocationFails, false)
+               ? nullptr
+               : std::malloc(in_uiSize);
 }
 
 /// The number of allocations of the second and all further calls of a function, once it has run.
