@@ -4,6 +4,7 @@
 #include "velmora/application/Debug.h"
 #include "velmora/application/SourcePlace.h"
 #include "velmora/logging/LibraryLoggers.h"
+#include "velmora/logging/WithoutThrowing.h"
 
 #include <atomic>
 #include <string>
@@ -111,19 +112,26 @@ void Assertion::assert_i(bool in_bCondition, const char* in_szExpression, const 
     if (in_bCondition)
         return;
 
-    const std::string text = longMessage(in_szExpression, in_szFile, in_iLine);
     bool bAbort = AssertionSeam::isAbortOnAssertPublished();
+    // Assertions stand in destructors too, and what throws must not keep one from aborting.
+    const auto attempt = [](auto in_step)
+    { withoutThrowing(liveFileScopeLogger(), "exception while an assertion fails", in_step); };
 
     // The test record comes first, so that a test run counts the failure even if the process then
     // aborts; the parameter comes before the line, since it decides the line's level.
     if (!s_bAskingSeam)
     {
         const AskingSeamScope asking;
-        tellUnitTest(in_szExpression, in_szFile, in_iLine);
-        bAbort = isAbortAskedFor();
+        attempt([&] { tellUnitTest(in_szExpression, in_szFile, in_iLine); });
+        attempt([&] { bAbort = isAbortAskedFor(); });
     }
 
-    logFailure(in_pLogger, bAbort ? FATAL_LOG_LEVEL : ERROR_LOG_LEVEL, text, in_szFile, in_iLine);
+    attempt(
+        [&]
+        {
+            logFailure(in_pLogger, bAbort ? FATAL_LOG_LEVEL : ERROR_LOG_LEVEL,
+                       longMessage(in_szExpression, in_szFile, in_iLine), in_szFile, in_iLine);
+        });
     if (bAbort)
         Velmora::abort();
 }

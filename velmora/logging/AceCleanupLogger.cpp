@@ -1,5 +1,7 @@
 #include "velmora/logging/AceCleanupLogger.h"
 
+#include "velmora/logging/WithoutThrowing.h"
+
 #include <ace/Object_Manager.h>
 
 #include <mutex>
@@ -19,6 +21,13 @@ void logLife(const char* in_szEvent, const log4cplus::tstring& in_strName)
     if (logger.isEnabledFor(TRACE_LOG_LEVEL))
         logger.log4cplus::Logger::forcedLog(log4cplus::TRACE_LOG_LEVEL, in_szEvent + in_strName,
                                             __FILE__, __LINE__);
+}
+
+/// The same for the end of one.
+void logEnd(const Logger& in_logger, const char* in_szEvent)
+{
+    withoutThrowing(&in_logger, "exception while a logger ends",
+                    [&] { logLife(in_szEvent, in_logger.getName()); });
 }
 
 /// The file-scope loggers that the exit list has not deleted yet. Never destroyed, since it is
@@ -69,7 +78,7 @@ AceCleanupLogger::AceCleanupLogger(const char* in_szName) : Logger(in_szName)
 
 AceCleanupLogger::~AceCleanupLogger()
 {
-    logLife("AceCleanupLogger::~AceCleanupLogger name = ", getName());
+    logEnd(*this, "AceCleanupLogger::~AceCleanupLogger name = ");
     s_bHasDeleted.store(true, std::memory_order_relaxed);
     LivingLoggers::getInstance().remove(this);
 }
@@ -93,7 +102,7 @@ AceCleanupCachedLLLogger::AceCleanupCachedLLLogger(const char* in_szName)
 
 AceCleanupCachedLLLogger::~AceCleanupCachedLLLogger()
 {
-    logLife("AceCleanupCachedLLLogger::~AceCleanupCachedLLLogger name = ", getName());
+    logEnd(*this, "AceCleanupCachedLLLogger::~AceCleanupCachedLLLogger name = ");
 }
 
 void AceCleanupCachedLLLogger::cleanupFunc(void* in_pObject, void*)

@@ -3,6 +3,7 @@
 #include "velmora/application/Assertion.h"
 #include "velmora/logging/CallDataRegistryImpl.h"
 #include "velmora/logging/LibraryLoggers.h"
+#include "velmora/logging/WithoutThrowing.h"
 
 #include <utility>
 
@@ -79,7 +80,8 @@ void CallDataRegistry::CallDataHandle::letGo() noexcept
         return;
     m_pCallData = nullptr;
     if (CallDataRegistryImpl* const pRegistry = CallDataRegistryImpl::ifAlive())
-        pRegistry->decrementRefCount(m_strCallId.c_str());
+        withoutThrowing(::liveFileScopeLogger(), "exception while a call ends",
+                        [this, pRegistry] { pRegistry->decrementRefCount(m_strCallId.c_str()); });
 }
 
 log4cplus::Appender* CallDataRegistry::CallDataHandle::getAppenderOfCall() const

@@ -4,6 +4,7 @@
 #include "velmora/logging/CallAppenderFactory.h"
 #include "velmora/logging/LibraryLoggers.h"
 #include "velmora/logging/Log4cplusAccess.h"
+#include "velmora/logging/WithoutThrowing.h"
 
 #include <cstring>
 
@@ -23,7 +24,8 @@ CallLogger& CallLogger::operator=(const CallLogger& in_logger) = default;
 CallLogger::~CallLogger()
 {
     if (CallLogger::isInCall())
-        leaveCall();
+        withoutThrowing(::liveFileScopeLogger(), "exception while a call ends",
+                        [this] { leaveCall(); });
 }
 
 void CallLogger::callStart(const char* in_szCallId)

@@ -25,7 +25,8 @@ namespace Velmora
 ///
 /// Thread-safety: none; an object belongs to one thread of control at a time. Objects in one call
 /// may be used on several threads.
-/// Failure: a call without a file logs to everything else.
+/// Failure: a call without a file logs to everything else. What an appender throws at the lines of
+/// the end of a call goes no further; it is logged.
 class VELMORA_API CallLogger : public LoggingIdLogger
 {
   public:

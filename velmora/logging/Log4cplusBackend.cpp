@@ -2,6 +2,7 @@
 
 #include "velmora/logging/LibraryLoggers.h"
 #include "velmora/logging/LogMacros.h"
+#include "velmora/logging/WithoutThrowing.h"
 
 #include <ace/Log_Priority.h>
 #include <ace/Log_Record.h>
@@ -59,11 +60,17 @@ int Log4cplusBackend::close() { return 0; }
 ssize_t Log4cplusBackend::log(ACE_Log_Record& in_record)
 {
     const LogLevel level = levelOf(static_cast<ACE_Log_Priority>(in_record.type()));
-    // ACE may still log when the exit list has deleted the file's logger.
-    if (const Logger* const pLogger = getLiveLogger())
-        logOn(*pLogger, level, in_record.msg_data());
-    else
-        logOn(Logger(fileScopeLoggerName()), level, in_record.msg_data());
+    const Logger* const pLogger = getLiveLogger();
+    // ACE is not made for exceptions, and logs in destructors.
+    withoutThrowing(pLogger, "exception while a line of ACE is logged",
+                    [&]
+                    {
+                        // ACE may still log when the exit list has deleted the file's logger.
+                        if (pLogger != nullptr)
+                            logOn(*pLogger, level, in_record.msg_data());
+                        else
+                            logOn(Logger(fileScopeLoggerName()), level, in_record.msg_data());
+                    });
     return 0;
 }
 

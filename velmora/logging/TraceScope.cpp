@@ -1,9 +1,22 @@
 #include "velmora/logging/TraceScope.h"
 
+#include "velmora/logging/WithoutThrowing.h"
+
 #include <string>
 
 namespace Velmora
 {
+
+namespace
+{
+
+void log(const Logger& in_logger, const char* in_szEvent, const char* in_szName)
+{
+    withoutThrowing(&in_logger, "exception while a scope is traced",
+                    [&] { in_logger.forcedTrace((std::string(in_szEvent) + in_szName).c_str()); });
+}
+
+} // namespace
 
 bool TraceScope::isActiveBelow1(const Logger& in_logger, LogLevel in_logLevel)
 {
@@ -11,14 +24,8 @@ bool TraceScope::isActiveBelow1(const Logger& in_logger, LogLevel in_logLevel)
            in_logger.getChainedNumAppender() != 0;
 }
 
-void TraceScope::ctorLog() const
-{
-    m_pLogger->forcedTrace((std::string("entering ") + m_szName).c_str());
-}
+void TraceScope::ctorLog() const { log(*m_pLogger, "entering ", m_szName); }
 
-void TraceScope::dtorLog() const
-{
-    m_pLogger->forcedTrace((std::string("exiting ") + m_szName).c_str());
-}
+void TraceScope::dtorLog() const { log(*m_pLogger, "exiting ", m_szName); }
 
 } // namespace Velmora

@@ -11,6 +11,7 @@ namespace Velmora
 /// While the logger has a level of its own that is above TRACE, it costs one comparison at entry
 /// and one test of a bool at exit.
 ///
+/// Failure: an exception of an appender goes no further; it is logged, see `withoutThrowing`.
 /// Ownership: keeps pointers to the logger and to the name, which must outlive it.
 /// Thread-safety: belongs to the thread that declares it.
 class VELMORA_API TraceScope

@@ -1,6 +1,7 @@
 #include "velmora/memory/AccountMemAllocator.h"
 
 #include "velmora/logging/LogMacros.h"
+#include "velmora/logging/WithoutThrowing.h"
 
 #include <cstring>
 #include <limits>
@@ -68,7 +69,11 @@ AccountMemAllocator::AccountMemAllocator(const Logger& in_logger, bool in_bRepor
 {
 }
 
-AccountMemAllocator::~AccountMemAllocator() { logMemAccountingStats(); }
+AccountMemAllocator::~AccountMemAllocator()
+{
+    withoutThrowing(&getLogger(), "exception while an AccountMemAllocator ends",
+                    [this] { logMemAccountingStats(); });
+}
 
 void* AccountMemAllocator::allocate(std::size_t in_uiSize, const char* in_szAccountName)
 {
@@ -147,20 +152,32 @@ void AccountMemAllocator::deallocate(void* in_pMemory, std::size_t in_uiSize,
     }
 
     // An appender may allocate from here, so everything is logged after the lock is released.
+    // Memory is released in destructors, so nothing is thrown.
+    const auto attempt = [this](auto in_report)
+    { withoutThrowing(&getLogger(), "exception while memory is released", in_report); };
     if (pAccount == nullptr)
     {
-        VELMORA_LOG_ERROR("deallocating memory at "
-                          << in_pMemory
-                          << " that has an invalid memory account id : " << found.uiAccountId);
+        attempt(
+            [&]
+            {
+                VELMORA_LOG_ERROR("deallocating memory at "
+                                  << in_pMemory << " that has an invalid memory account id : "
+                                  << found.uiAccountId);
+            });
         VELMORA_ASSERT_TEXT(false, "uiMemAccountId < m_memAccountVector.size()");
         return;
     }
     VELMORA_ASSERT_TEXT(found.uiMagic == getMagicToken(), "*(pSizeT+1) == getMagicToken()");
     const char* const szOwnName = pAccount->first.getText();
     if (in_szAccountName != nullptr && std::strcmp(in_szAccountName, szOwnName) != 0)
-        VELMORA_LOG_ERROR("inconsistent account : memory at "
-                          << in_pMemory << " is from account " << szOwnName
-                          << " while the call to deallocate was passed " << in_szAccountName);
+        attempt(
+            [&]
+            {
+                VELMORA_LOG_ERROR("inconsistent account : memory at "
+                                  << in_pMemory << " is from account " << szOwnName
+                                  << " while the call to deallocate was passed "
+                                  << in_szAccountName);
+            });
     const ForkGate::Pass pass;
     credit(*pAccount, in_uiSize);
     MemAllocator::deallocate(pHeader, in_uiSize + sizeof(Header), in_szAccountName);

@@ -2,6 +2,7 @@
 
 #include "velmora/logging/LibraryLoggers.h"
 #include "velmora/logging/LogMacros.h"
+#include "velmora/logging/WithoutThrowing.h"
 
 #include <algorithm>
 #include <new>
@@ -48,10 +49,17 @@ ChunkAllocatorNoT::ChunkAllocatorNoT(const Logger& in_logger, unsigned long in_u
 ChunkAllocatorNoT::~ChunkAllocatorNoT()
 {
     VELMORA_TRACE_SCOPE(ChunkAllocatorNoT::~ChunkAllocatorNoT);
+    const auto attempt = [this](auto in_report)
+    { withoutThrowing(&getLogger(), "exception while a ChunkAllocator ends", in_report); };
     if (m_bReportLeaks)
-        reportLeaks();
-    VELMORA_LOG_DEBUG("Allocation stats for " << m_uiChunkSize << " bytes ChunkAllocator\n"
-                                              << m_stats);
+        attempt([this] { reportLeaks(); });
+    attempt(
+        [this]
+        {
+            VELMORA_LOG_DEBUG("Allocation stats for " << m_uiChunkSize
+                                                      << " bytes ChunkAllocator\n"
+                                                      << m_stats);
+        });
     while (!m_blocks.empty())
     {
         std::free(m_blocks.back());

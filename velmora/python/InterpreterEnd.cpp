@@ -2,6 +2,7 @@
 
 #include "velmora/logging/LibraryLoggers.h"
 #include "velmora/logging/LogMacros.h"
+#include "velmora/logging/WithoutThrowing.h"
 #include "velmora/python/ExceptionHook.h"
 #include "velmora/python/InterpreterGate.h"
 #include "velmora/python/InterpreterLock.h"
@@ -259,8 +260,14 @@ PyObject* beforeEndOfPython(PyObject*, PyObject*)
         if (!closeForGood(gate, bEndingIsOfScript, Clock::now() + s_limit))
         {
             const InterpreterUnlock unlock;
-            VELMORA_FILE_LOG_WARN("Python ends while native threads are inside : those that go on "
-                                  "in it end the process ; end them first");
+            // Python calls this, which is not made for exceptions.
+            withoutThrowing(::liveFileScopeLogger(), "exception while Python ends",
+                            []
+                            {
+                                VELMORA_FILE_LOG_WARN(
+                                    "Python ends while native threads are inside : those that go "
+                                    "on in it end the process ; end them first");
+                            });
         }
         gate.setState(InterpreterGate::State::closed);
     }

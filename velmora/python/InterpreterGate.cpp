@@ -2,6 +2,7 @@
 
 #include "velmora/logging/LibraryLoggers.h"
 #include "velmora/logging/LogMacros.h"
+#include "velmora/logging/WithoutThrowing.h"
 #include "velmora/logging/OncePerProcess.h"
 #include "velmora/python/InterpreterLock.h"
 
@@ -22,7 +23,7 @@ constexpr std::chrono::microseconds s_pause(100);
 
 constinit thread_local ThreadInPython ThreadInPython::s_ofThisThread;
 
-InterpreterGate::InterpreterGate() { pthread_key_create(&m_forkKey, nullptr); }
+InterpreterGate::InterpreterGate() : m_bHasForkKey(pthread_key_create(&m_forkKey, nullptr) == 0) {}
 
 InterpreterGate& InterpreterGate::ofProcess()
 {
@@ -83,7 +84,8 @@ bool InterpreterGate::comeBack(const ThreadInPython& in_thread)
 
 void InterpreterGate::beginForkOfPython()
 {
-    pthread_setspecific(m_forkKey, this);
+    if (m_bHasForkKey)
+        pthread_setspecific(m_forkKey, this);
     bool bForking = false;
     while (true)
     {
@@ -103,17 +105,28 @@ void InterpreterGate::endForkOfPython()
 {
     State expected = State::forking;
     m_state.compare_exchange_strong(expected, State::open);
-    pthread_setspecific(m_forkKey, nullptr);
+    if (m_bHasForkKey)
+        pthread_setspecific(m_forkKey, nullptr);
 }
 
-bool InterpreterGate::isForkOfPython() const { return pthread_getspecific(m_forkKey) != nullptr; }
+bool InterpreterGate::isForkOfPython() const 
+{
+    return m_bHasForkKey && pthread_getspecific(m_forkKey) != nullptr;
+}
 
 void InterpreterGate::reportFork()
 {
-    if (!m_bForkReported.exchange(true))
-        VELMORA_FILE_LOG_ERROR("Python cannot be used in this process : it was forked from a "
-                               "process in which Python runs ; fork with Python's os.fork, or "
-                               "start a program of its own");
+    if (m_bForkReported.exchange(true))
+        return;
+    // Destructors of handles come here too.
+    withoutThrowing(::liveFileScopeLogger(), "exception while a fork is reported",
+                    []
+                    {
+                        VELMORA_FILE_LOG_ERROR(
+                            "Python cannot be used in this process : it was forked from a process "
+                            "in which Python runs ; fork with Python's os.fork, or start a program "
+                            "of its own");
+                    });
 }
 
 bool InterpreterGate::goInLate()

@@ -139,6 +139,8 @@ class InterpreterGate
     /// Set for a thread that is in `os.fork`. Not a variable of the thread, as each copy of the
     /// library would have its own.
     pthread_key_t m_forkKey{};
+    /// Without a key, a fork of Python is taken for any other.
+    bool m_bHasForkKey;
 };
 
 /// What this thread does inside Python.

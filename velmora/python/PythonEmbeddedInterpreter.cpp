@@ -5,6 +5,7 @@
 #include "velmora/config/Configuration.h"
 #include "velmora/logging/LibraryLoggers.h"
 #include "velmora/logging/LogMacros.h"
+#include "velmora/logging/WithoutThrowing.h"
 #include "velmora/python/BoostPython.h"
 #include "velmora/python/ExceptionHook.h"
 #include "velmora/python/InterpreterEnd.h"
@@ -48,8 +49,9 @@ class StartLog
     StartLog() = default;
     ~StartLog()
     {
-        for (const auto& [level, strText] : m_lines)
-            VELMORA_FILE_LOG(level, strText);
+        for (const auto& line : m_lines)
+            withoutThrowing(::liveFileScopeLogger(), "exception while Python starts",
+                            [&line] { VELMORA_FILE_LOG(line.first, line.second); });
     }
     StartLog(const StartLog&) = delete;
     StartLog& operator=(const StartLog&) = delete;
@@ -257,11 +259,18 @@ EmbeddedInterpreter::EmbeddedInterpreter()
 EmbeddedInterpreter::~EmbeddedInterpreter()
 {
     VELMORA_UNLOCKED_TRACE_SCOPE(EmbeddedInterpreter dtor);
-    if (!m_bInitialized || !m_bStartedPython || Py_IsInitialized() == 0 ||
-        !InterpreterEnd::prepare())
+    if (!m_bInitialized || !m_bStartedPython || Py_IsInitialized() == 0)
         return;
-    letGoOfPython();
-    Py_FinalizeEx();
+    bool bPrepared = false;
+    if (withoutThrowing(::liveFileScopeLogger(), "exception while Python ends",
+                        [&bPrepared]
+                        {
+                            bPrepared = InterpreterEnd::prepare();
+                            if (bPrepared)
+                                letGoOfPython();
+                        }) &&
+        bPrepared)
+        Py_FinalizeEx();
 }
 
 void EmbeddedInterpreter::letGoOfPython()

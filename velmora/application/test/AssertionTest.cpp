@@ -637,7 +637,7 @@ TEST_F(AssertionInUnitTest, SeamIsAskedAgainAfterAnAssertionThatItRaised)
 TEST_F(AssertionInUnitTest, SeamIsAskedAgainAfterTheRecordThrew)
 {
     m_record.m_whenRecording = [] { throw 1; };
-    EXPECT_THROW(Assertion(false, "first", nullptr, -1), int);
+    EXPECT_NO_THROW(Assertion(false, "first", nullptr, -1));
     m_record.m_whenRecording = nullptr;
 
     Assertion(false, "second", nullptr, -1);

@@ -1,0 +1,137 @@
+#include "velmora/logging/WithoutThrowing.h"
+
+#include "velmora/logging/Log4cplusAccess.h"
+#include "velmora/logging/Logger.h"
+
+#include <log4cplus/spi/loggingevent.h>
+
+#include <cstddef>
+#include <cstdio>
+#include <exception>
+#include <functional>
+#include <string>
+#include <string_view>
+#include <utility>
+
+#include <unistd.h>
+
+namespace Velmora
+{
+
+namespace
+{
+
+/// What the uses within one another on a thread share: which text was logged last.
+struct OutermostUse
+{
+    int iDepth;
+    std::size_t uiLoggedHash;
+};
+[[gnu::tls_model("initial-exec")]] constinit thread_local OutermostUse s_use{0, 0};
+
+class UseScope
+{
+  public:
+    UseScope() { ++s_use.iDepth; }
+    ~UseScope()
+    {
+        if (--s_use.iDepth == 0)
+            s_use.uiLoggedHash = 0;
+    }
+    UseScope(const UseScope&) = delete;
+    UseScope& operator=(const UseScope&) = delete;
+
+    /// Whether the text is another one than the last. Notes it.
+    static bool isNew(const char* in_szReason)
+    {
+        // Never 0, which stands for none.
+        const std::size_t uiHash = std::hash<std::string_view>()(in_szReason) | 1;
+        return std::exchange(s_use.uiLoggedHash, uiHash) != uiHash;
+    }
+};
+
+/// Whether the appender has taken the event.
+bool append(log4cplus::Appender& inout_appender,
+            const log4cplus::spi::InternalLoggingEvent& in_event) noexcept
+try
+{
+    inout_appender.doAppend(in_event);
+    return true;
+}
+catch (...)
+{
+    return false;
+}
+
+/// Hands the line to each appender by itself. Gives whether one has taken it, or nobody wants it.
+bool logAtEachAppender(const Logger& in_logger, const char* in_szWhat, const char* in_szReason)
+{
+    if (!in_logger.isEnabledFor(ERROR_LOG_LEVEL))
+        return true;
+    const log4cplus::spi::InternalLoggingEvent event(in_logger.getName(), ERROR_LOG_LEVEL,
+                                                     std::string(in_szWhat) + " : " + in_szReason,
+                                                     __FILE__, __LINE__);
+    bool bTaken = false;
+    Log4cplusAccess::forEachInAppenderChain(
+        Log4cplusAccess::HandleMembers::implOf(in_logger),
+        [&event, &bTaken](const log4cplus::spi::LoggerImpl& in_link)
+        {
+            for (const log4cplus::SharedAppenderPtr& pAppender :
+                 const_cast<log4cplus::spi::LoggerImpl&>(in_link).getAllAppenders())
+                bTaken = append(*pAppender, event) || bTaken;
+            return true;
+        });
+    return bTaken;
+}
+
+void logOnce(const Logger* in_pLogger, const char* in_szWhat, const char* in_szReason) noexcept
+{
+    if (!UseScope::isNew(in_szReason))
+        return;
+    try
+    {
+        if (in_pLogger != nullptr && logAtEachAppender(*in_pLogger, in_szWhat, in_szReason))
+            return;
+    }
+    catch (...) // NOLINT(bugprone-empty-catch): it goes to standard error now.
+    {
+    }
+    dprintf(STDERR_FILENO, "keswardin:ERROR %s : %s\n", in_szWhat, in_szReason);
+}
+
+} // namespace
+
+void logCaughtException(const Logger* in_pLogger, const char* in_szWhat) noexcept
+{
+    const UseScope scope;
+    try
+    {
+        throw;
+    }
+    catch (const std::exception& exception)
+    {
+        logOnce(in_pLogger, in_szWhat, exception.what());
+    }
+    catch (...)
+    {
+        logOnce(in_pLogger, in_szWhat, "an exception without a text");
+    }
+}
+
+bool runWithoutThrowing(const Logger* in_pLogger, const char* in_szWhat, void (*in_pRun)(void*),
+                        void* inout_pFunction) noexcept
+{
+    const UseScope scope;
+    try
+    {
+        in_pRun(inout_pFunction);
+        return true;
+    }
+    catch (...)
+    {
+        logCaughtException(in_pLogger, in_szWhat);
+        return false;
+    }
+}
+
+} // namespace Velmora
