@@ -4,6 +4,7 @@
 #include "velmora/logging/LogMacros.h"
 #include "velmora/logging/LoggingIdEvent.h"
 #include "velmora/logging/PerThreadPool.h"
+#include "velmora/logging/WithoutThrowing.h"
 
 #include <log4cplus/helpers/loglog.h>
 
@@ -109,20 +110,71 @@ FileCallAppender::FileCallAppender(const log4cplus::helpers::Properties& in_prop
     const bool bOpen = out.good();
     if (!bOpen)
         logReason("cannot open ", filename, iError);
-    setErrorHandler(std::make_unique<OncePerCallErrorHandler>(filename, !bOpen));
+    // Without memory for either there is a file all the same. An exception from here would have
+    // log4cplus destroy what it has made, which needs memory too.
+    const auto attempt = [](auto in_step) {
+        withoutThrowing(::liveFileScopeLogger(), "exception while the file of a call begins",
+                        in_step);
+    };
+    attempt([this, bOpen]
+            { setErrorHandler(std::make_unique<OncePerCallErrorHandler>(filename, !bOpen)); });
     if (bOpen)
-        appendTime("Call start : %c");
+        attempt([this] { appendTime("Call start : %c"); });
 }
 
-FileCallAppender::~FileCallAppender()
+FileCallAppender::~FileCallAppender() { end(); }
+
+void FileCallAppender::operator delete(FileCallAppender* in_pAppender,
+                                       std::destroying_delete_t) noexcept
 {
-    VELMORA_FILE_LOG_DEBUG("FileCallLogger : call end. Appender dtor, file about to be closed");
-    appendTime("Call end : %c");
-    errno = 0;
-    destructorImpl();
-    // Of what was buffered.
-    if (!out.good())
-        tellOfWriting();
+    // The destructors of the bases are left out; what they would release is released here.
+    in_pAppender->end();
+    in_pAppender->releaseMembers();
+    InAccount::operator delete(in_pAppender, sizeof(FileCallAppender));
+}
+
+/// Writes the last line and closes the file.
+void FileCallAppender::end() noexcept
+{
+    // Each step is done, whatever the one before it has come to.
+    const auto attempt = [](auto in_step) {
+        withoutThrowing(::liveFileScopeLogger(), "exception while the file of a call ends",
+                        in_step);
+    };
+    attempt(
+        [] {
+            VELMORA_FILE_LOG_DEBUG(
+                "FileCallLogger : call end. Appender dtor, file about to be closed");
+        });
+    attempt([this] { appendTime("Call end : %c"); });
+    // Not `destructorImpl`, which composes a text before it closes.
+    attempt(
+        [this]
+        {
+            errno = 0;
+            close();
+            // Of what was buffered.
+            if (!out.good())
+                tellOfWriting();
+        });
+}
+
+/// Everything that log4cplus 2.0's `FileAppenderBase`, `Appender` and `SharedObject` own.
+void FileCallAppender::releaseMembers() noexcept
+{
+    std::destroy_at(&out);
+    std::destroy_at(&buffer);
+    std::destroy_at(&filename);
+    std::destroy_at(&localeName);
+    std::destroy_at(&lockFileName);
+    std::destroy_at(&layout);
+    std::destroy_at(&name);
+    std::destroy_at(&filter);
+    std::destroy_at(&errorHandler);
+    std::destroy_at(&lockFile);
+    std::destroy_at(&in_flight_condition);
+    std::destroy_at(&in_flight_mutex);
+    std::destroy_at(&access_mutex);
 }
 
 void FileCallAppender::appendTime(const char* in_szFormat)

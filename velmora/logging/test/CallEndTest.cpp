@@ -1,0 +1,249 @@
+#include "velmora/logging/CallDataRegistry.h"
+#include "velmora/logging/CallLogger.h"
+#include "velmora/logging/FileCallAppender.h"
+
+#include "tests/support/CallLogging.h"
+#include "tests/support/CapturedLog.h"
+#include "tests/support/CountedAllocations.h"
+#include "tests/support/HelperProcess.h"
+#include "tests/support/TemporaryDirectory.h"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+#include <log4cplus/spi/loggingevent.h>
+
+#include <fcntl.h>
+#include <unistd.h>
+
+#include <memory>
+#include <new>
+#include <stdexcept>
+#include <string>
+#include <string_view>
+#include <utility>
+#include <vector>
+
+namespace Velmora::Test
+{
+
+namespace
+{
+
+using testing::ElementsAre;
+using testing::HasSubstr;
+using testing::IsEmpty;
+
+constexpr const char* s_szLogger = "keswardin.test";
+
+/// Throws at each line that has a text, or at all.
+class Thrower : public log4cplus::Appender
+{
+  public:
+    explicit Thrower(std::string in_strText) : m_strText(std::move(in_strText)) {}
+    ~Thrower() override { destructorImpl(); }
+    void close() override { closed = true; }
+
+  protected:
+    void append(const log4cplus::spi::InternalLoggingEvent& in_event) override
+    {
+        if (in_event.getMessage().find(m_strText) != std::string::npos)
+            throw std::runtime_error("disk gone");
+    }
+
+  private:
+    std::string m_strText;
+};
+
+/// A call with a file, whose end an appender of the library's loggers spoils. It stands on the
+/// logger above theirs, before the others.
+class CallEnd : public testing::Test
+{
+  protected:
+    CallEnd()
+    {
+        makeParticipant(s_szLogger);
+        EXPECT_TRUE(configureCalls(m_directory.path()));
+        m_log.clear();
+    }
+
+    void throwAt(const std::string& in_strText)
+    {
+        log4cplus::Logger::getInstance("keswardin.infra")
+            .addAppender(log4cplus::SharedAppenderPtr(new Thrower(in_strText)));
+    }
+
+    static std::unique_ptr<CallLogger> startedCall(const std::string& in_strId = "one")
+    {
+        auto pLogger = std::make_unique<CallLogger>(s_szLogger);
+        pLogger->callStart(in_strId.c_str());
+        pLogger->forcedLog(INFO_LOG_LEVEL, "line", nullptr, -1);
+        return pLogger;
+    }
+
+    /// The lines at ERROR.
+    [[nodiscard]] std::vector<LogLine> errors() const
+    {
+        std::vector<LogLine> lines = m_log.lines();
+        std::erase_if(lines,
+                      [](const LogLine& in_line) { return in_line.level != ERROR_LOG_LEVEL; });
+        return lines;
+    }
+
+    void expectEnded() const
+    {
+        EXPECT_EQ(0U, CallDataRegistry::getInstance()->getCurrentNumCall());
+        EXPECT_THAT(
+            linesOf(m_directory.read("one")),
+            ElementsAre(HasSubstr("Call start : "), HasSubstr("line"), HasSubstr("Call end : ")));
+    }
+
+    CapturedLog m_log;
+    TemporaryDirectory m_directory;
+};
+
+constexpr const char* s_szCallEnds = "exception while a call ends : disk gone";
+
+} // namespace
+
+TEST_F(CallEnd, OutlivesAnAppenderThatThrowsInItsDestructor)
+{
+    auto pLogger = startedCall();
+    throwAt("Call end : ");
+    pLogger.reset();
+    expectEnded();
+    EXPECT_THAT(errors(), ElementsAre(errorLine("keswardin.infra.CallData", s_szCallEnds)));
+}
+
+TEST_F(CallEnd, OutlivesAnAppenderThatThrows)
+{
+    const auto pLogger = startedCall();
+    throwAt("Call end : ");
+    EXPECT_NO_THROW(pLogger->callEnd());
+    EXPECT_FALSE(pLogger->isInCall());
+    expectEnded();
+    EXPECT_THAT(errors(), ElementsAre(errorLine("keswardin.infra.CallData", s_szCallEnds)));
+}
+
+TEST_F(CallEnd, OutlivesAnAppenderThatThrowsWhileTheFileIsClosed)
+{
+    auto pLogger = startedCall();
+    throwAt("Appender dtor");
+    pLogger.reset();
+    expectEnded();
+    EXPECT_THAT(errors(),
+                ElementsAre(errorLine("keswardin.infra.CallAppender",
+                                      "exception while the file of a call ends : disk gone")));
+}
+
+TEST_F(CallEnd, LogsAnAppenderThatThrowsAtEveryLineOnce)
+{
+    auto pLogger = startedCall();
+    throwAt("");
+    pLogger.reset();
+    expectEnded();
+    EXPECT_THAT(errors(),
+                ElementsAre(errorLine("keswardin.infra.CallAppender",
+                                      "exception while the file of a call ends : disk gone")));
+}
+
+TEST_F(CallEnd, LogsAnAppenderThatThrowsWhileTheEndIsTracedOnce)
+{
+    log4cplus::Logger::getRoot().setLogLevel(TRACE_LOG_LEVEL);
+    auto pLogger = startedCall();
+    throwAt("");
+    pLogger.reset();
+    expectEnded();
+    EXPECT_THAT(errors(), ElementsAre(errorLine("keswardin.infra.CallData",
+                                                "exception while a scope is traced : disk gone")));
+}
+
+TEST_F(CallEnd, LeavesTheCallToItsOtherLoggersWhereAnAppenderThrows)
+{
+    auto pFirst = startedCall();
+    auto pSecond = startedCall();
+    log4cplus::Logger::getRoot().setLogLevel(TRACE_LOG_LEVEL);
+    throwAt("CallDataRegistryImpl::decrementRefCount");
+    pFirst.reset();
+    EXPECT_EQ(1U, CallDataRegistry::getInstance()->getCurrentNumCall());
+    pSecond.reset();
+    EXPECT_EQ(0U, CallDataRegistry::getInstance()->getCurrentNumCall());
+}
+
+TEST_F(CallEnd, LetsALaterCallHaveTheId)
+{
+    throwAt("Call end : ");
+    startedCall().reset();
+    startedCall().reset();
+    expectEnded();
+    EXPECT_EQ(1U, CallDataRegistry::getInstance()->getMaxNumCall());
+}
+
+TEST_F(CallEnd, OutlivesAnAppenderThatThrowsWhereAHandleIsGivenAnotherCall)
+{
+    CallDataRegistry::CallDataHandle hCall = CallDataRegistry::getInstance()->getCallData("one");
+    const CallDataRegistry::CallDataHandle hOther =
+        CallDataRegistry::getInstance()->getCallData("two");
+    throwAt("Call end : ");
+    EXPECT_NO_THROW(hCall = hOther);
+    EXPECT_STREQ("two", hCall->getCallId());
+    EXPECT_EQ(1U, CallDataRegistry::getInstance()->getCurrentNumCall());
+    hCall = CallDataRegistry::getInstance()->getCallData("three");
+    hCall.releaseObject();
+    EXPECT_EQ(1U, CallDataRegistry::getInstance()->getCurrentNumCall());
+}
+
+TEST_F(CallEnd, OutlivesEachAllocationThatFails)
+{
+    startedCall().reset();
+    std::unique_ptr<CallLogger> pLogger = startedCall();
+    testing::internal::CaptureStderr();
+    EXPECT_LT(0, failAtEachAllocation(
+                     [&] { pLogger.reset(); },
+                     [&]
+                     {
+                         EXPECT_EQ(0U, CallDataRegistry::getInstance()->getCurrentNumCall());
+                         pLogger = startedCall();
+                     }));
+    testing::internal::GetCapturedStderr();
+}
+
+TEST_F(CallEnd, ClosesTheFileAtEachAllocationThatFails)
+{
+    const int iDescriptor = open("/dev/null", O_RDONLY | O_CLOEXEC);
+    close(iDescriptor);
+    std::unique_ptr<CallLogger> pLogger = startedCall();
+    testing::internal::CaptureStderr();
+    failAtEachAllocation([&] { pLogger.reset(); },
+                         [&]
+                         {
+                             const int iNext = open("/dev/null", O_RDONLY | O_CLOEXEC);
+                             close(iNext);
+                             EXPECT_EQ(iDescriptor, iNext);
+                             pLogger = startedCall();
+                         });
+    pLogger.reset();
+    testing::internal::GetCapturedStderr();
+}
+
+TEST_F(CallEnd, LeavesNoMemoryWhereAnAppenderCannotBeMade)
+{
+    log4cplus::helpers::Properties properties;
+    properties.setProperty("File", m_directory.file("two"));
+    const auto make = [&properties]
+    {
+        try
+        {
+            const log4cplus::SharedAppenderPtr pAppender(
+                new FileCallAppender(properties, std::ios_base::trunc));
+            AllocationFailure::end();
+        }
+        catch (const std::bad_alloc&)
+        {
+            AllocationFailure::end();
+        }
+    };
+    // log4cplus ends the process where no memory at all is left while it makes an appender.
+    EXPECT_LT(0, failAtEachAllocation(make, [] {}, {AllocationFailure::Lasts::ONCE}));
+}
+
+} // namespace Velmora::Test
