@@ -1,7 +1,7 @@
 #include "velmora/alarm/Alarm.h"
 
+#include "velmora/alarm/AlarmId.h"
 #include "velmora/logging/LibraryLoggers.h"
-#include "velmora/logging/LogText.h"
 
 #include <ostream>
 
@@ -24,9 +24,7 @@ Alarm::Severity Alarm::getSeverity() const { return ERROR_SEVERITY; }
 
 void Alarm::getAlarmId(std::string& out_strId) const
 {
-    LogText text;
-    writeAlarmId(text.stream());
-    out_strId = text.text();
+    out_strId = AlarmId(*this).text();
 }
 
 std::ostream& Alarm::write(std::ostream& out_stream) const

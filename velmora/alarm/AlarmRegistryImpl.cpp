@@ -1,5 +1,6 @@
 #include "velmora/alarm/AlarmRegistryImpl.h"
 
+#include "velmora/alarm/AlarmId.h"
 #include "velmora/alarm/MutexedAlarm.h"
 #include "velmora/application/Assertion.h"
 #include "velmora/application/Singleton.h"
@@ -80,8 +81,7 @@ LimitedObjPtr<Alarm> AlarmRegistryImpl::addAlarm(Alarm* in_pAlarm, bool in_bAllo
     // An alarm that is refused dies at the end of this function, without the mutex, after its
     // message has been logged.
     MutexedAlarmPtr pNew(new MutexedAlarm(*this, MutexedAlarm::AlarmPtr(in_pAlarm)));
-    LogText id;
-    in_pAlarm->writeAlarmId(id.stream());
+    const AlarmId id(*in_pAlarm);
     const LimitedObjPtr<Alarm> pRegistered = insertOrFind(id.text(), pNew);
     if (pNew == nullptr)
         return pRegistered;

@@ -1,8 +1,8 @@
 #include "velmora/alarm/AlarmStateHashAlarmImpl.h"
 
+#include "velmora/alarm/AlarmId.h"
 #include "velmora/application/Assertion.h"
 #include "velmora/logging/LibraryLoggers.h"
-#include "velmora/logging/LogText.h"
 #include "velmora/memory/StaticAccountMemAllocator.h"
 
 VELMORA_LIBRARY_FILE_SCOPE_LOGGER_OF(AlarmImpl)
@@ -21,8 +21,7 @@ AlarmStateHashAlarmImpl::~AlarmStateHashAlarmImpl()
 
 void AlarmStateHashAlarmImpl::addAlarm(Alarm& inout_alarm)
 {
-    LogText id;
-    inout_alarm.writeAlarmId(id.stream());
+    const AlarmId id(inout_alarm);
     const bool bInserted = m_alarmStateHash.insert(id.text(), inout_alarm.getState()).second;
     VELMORA_FILE_ASSERT_TEXT(bInserted, "insertResult.second");
     if (!bInserted)
@@ -33,8 +32,7 @@ void AlarmStateHashAlarmImpl::addAlarm(Alarm& inout_alarm)
 
 void AlarmStateHashAlarmImpl::newAlarmState(const Alarm& in_alarm, State in_state)
 {
-    LogText id;
-    in_alarm.writeAlarmId(id.stream());
+    const AlarmId id(in_alarm);
     const AlarmStateHash::iterator found = m_alarmStateHash.find(id.text());
     VELMORA_FILE_ASSERT(found != m_alarmStateHash.end());
     if (found == m_alarmStateHash.end() || found->second == in_state)

@@ -10,11 +10,12 @@
 #include "velmora/system/BoostRegex.h"
 #include "velmora/system/DottedName.h"
 #include "velmora/system/LevinsteinDistanceScan.h"
+#include "velmora/system/WholeText.h"
 
 #include <algorithm>
 #include <exception>
 #include <limits>
-#include <sstream>
+#include <ostream>
 #include <string_view>
 #include <utility>
 
@@ -41,9 +42,8 @@ static_assert(areDescriptionsReadable(s_paramDefsTable),
 /// Replaces a value by the text that it prints as.
 void convertToString(ParameterValue& inout_value)
 {
-    std::ostringstream text;
-    text << inout_value;
-    inout_value = text.str().c_str();
+    inout_value =
+        wholeText([&inout_value](std::ostream& out_stream) { out_stream << inout_value; }).c_str();
 }
 
 ParameterBounds readBounds(const ProgramParameter& in_row)

@@ -542,6 +542,9 @@ void ParameterValueVector::initFrom(const ParameterValue& in_value)
         std::istringstream text{std::string(static_cast<const char*>(in_value))};
         text.imbue(std::locale::classic());
         text >> *this;
+        // What had no memory is no end of the list.
+        if (text.bad())
+            throw std::bad_alloc();
     }
     else if (in_value.defined())
         *this = ParameterValueVector(1, in_value); // the value may be an element of this vector

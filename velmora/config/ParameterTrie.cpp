@@ -9,6 +9,7 @@
 #include "velmora/system/DottedName.h"
 #include "velmora/system/EnvironVars.h"
 #include "velmora/system/QuietStream.h"
+#include "velmora/system/WholeText.h"
 
 #include <boost/regex.hpp>
 #include <log4cplus/helpers/property.h>
@@ -20,7 +21,6 @@
 #include <istream>
 #include <iterator>
 #include <ostream>
-#include <sstream>
 #include <stdexcept>
 
 VELMORA_LIBRARY_FILE_SCOPE_LOGGER(ParameterTrie)
@@ -61,9 +61,7 @@ ParameterTrie::StringTrie& childFor(ParameterTrie::StringTrie& inout_node,
 
 std::string textOf(const ParameterValue& in_value)
 {
-    std::ostringstream text;
-    text << in_value;
-    return text.str();
+    return wholeText([&in_value](std::ostream& out_stream) { out_stream << in_value; });
 }
 
 void reportTooLong(const std::string& in_strLine)

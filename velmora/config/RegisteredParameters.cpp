@@ -1,11 +1,12 @@
 #include "velmora/config/RegisteredParameters.h"
 
 #include "velmora/config/ParameterBounds.h"
+#include "velmora/system/WholeText.h"
 
 #include <algorithm>
 #include <iterator>
 #include <memory>
-#include <sstream>
+#include <ostream>
 #include <string_view>
 #include <utility>
 
@@ -100,11 +101,13 @@ class RegisteredParameters::Row
 
     [[nodiscard]] std::string text() const
     {
-        std::ostringstream text;
-        text << m_info;
-        if (m_bounds.defined())
-            text << ", " << m_bounds;
-        return text.str();
+        return wholeText(
+            [this](std::ostream& out_stream)
+            {
+                out_stream << m_info;
+                if (m_bounds.defined())
+                    out_stream << ", " << m_bounds;
+            });
     }
 
   private:
@@ -171,14 +174,19 @@ class RegisteredParameters::Row
 
     [[nodiscard]] std::string misfitOfBounds() const
     {
-        std::ostringstream misfit;
-        if (m_bounds.m_lowest.defined() && !m_bounds.contain(m_bounds.m_lowest))
-            misfit << "its lowest value " << m_bounds.m_lowest << " is above its highest value "
-                   << m_bounds.m_highest << "; exchange them";
-        else if (m_info.m_defaultValue.defined() && !m_bounds.contain(m_info.m_defaultValue))
-            misfit << "its default " << m_info.m_defaultValue
-                   << " is out of bounds; write one that is " << m_bounds;
-        return misfit.str();
+        // An empty text is none.
+        return wholeText(
+            [this](std::ostream& out_stream)
+            {
+                if (m_bounds.m_lowest.defined() && !m_bounds.contain(m_bounds.m_lowest))
+                    out_stream << "its lowest value " << m_bounds.m_lowest
+                               << " is above its highest value " << m_bounds.m_highest
+                               << "; exchange them";
+                else if (m_info.m_defaultValue.defined() &&
+                         !m_bounds.contain(m_info.m_defaultValue))
+                    out_stream << "its default " << m_info.m_defaultValue
+                               << " is out of bounds; write one that is " << m_bounds;
+            });
     }
 
     std::string m_strName;

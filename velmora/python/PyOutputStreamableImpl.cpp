@@ -3,8 +3,9 @@
 #include "velmora/python/BoostPython.h"
 #include "velmora/python/ExportedClass.h"
 #include "velmora/python/InterpreterLock.h"
+#include "velmora/system/WholeText.h"
 
-#include <sstream>
+#include <ostream>
 #include <string>
 
 namespace Velmora
@@ -16,9 +17,7 @@ namespace
 std::string textOf(const OutputStreamable& in_object)
 {
     const Python::InterpreterUnlock unlock;
-    std::ostringstream stream;
-    in_object.write(stream);
-    return std::move(stream).str();
+    return wholeText([&in_object](std::ostream& out_stream) { in_object.write(out_stream); });
 }
 
 } // namespace

@@ -3,10 +3,10 @@
 #include "velmora/alarm/AlarmRegistryImpl.h"
 #include "velmora/python/InterpreterLock.h"
 #include "velmora/python/PythonEmbeddedInterpreter.h"
+#include "velmora/system/WholeText.h"
 
 #include <cstdlib>
 #include <ostream>
-#include <sstream>
 
 namespace Velmora
 {
@@ -56,17 +56,14 @@ std::string getDescription(Alarm& in_alarm)
 {
     failIfOfScript(in_alarm, "getDescription");
     const OutsidePython outside;
-    std::ostringstream text;
-    in_alarm.writeDescription(text);
-    return text.str();
+    return wholeText([&in_alarm](std::ostream& out_stream)
+                     { in_alarm.writeDescription(out_stream); });
 }
 
 std::string toString(Alarm& in_alarm)
 {
     const OutsidePython outside;
-    std::ostringstream text;
-    text << in_alarm;
-    return text.str();
+    return wholeText([&in_alarm](std::ostream& out_stream) { out_stream << in_alarm; });
 }
 
 int getSeverity(Alarm& in_alarm) { return static_cast<int>(in_alarm.getSeverity()); }

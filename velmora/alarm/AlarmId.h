@@ -1,0 +1,33 @@
+#pragma once
+
+#include "velmora/alarm/Alarm.h"
+#include "velmora/logging/LogText.h"
+#include "velmora/system/WholeText.h"
+
+#include <string>
+
+namespace Velmora
+{
+
+/// The id of an alarm as a text, without an allocation in the usual case.
+///
+/// Failure: the constructor throws `std::bad_alloc` without memory for all of it, as a part of it
+/// could be the id of another alarm.
+/// Thread-safety: belongs to the thread that made it.
+class AlarmId
+{
+  public:
+    explicit AlarmId(const Alarm& in_alarm)
+    {
+        writeWhole(m_text.stream(),
+                   [&in_alarm](std::ostream& out_stream) { in_alarm.writeAlarmId(out_stream); });
+    }
+
+    /// Ownership: this object's.
+    [[nodiscard]] const std::string& text() const { return m_text.text(); }
+
+  private:
+    LogText m_text;
+};
+
+} // namespace Velmora
