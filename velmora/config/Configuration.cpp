@@ -1,11 +1,25 @@
 #include "velmora/config/Configuration.h"
 
 #include "velmora/logging/LibraryLoggers.h"
+#include "velmora/logging/WithoutThrowing.h"
 
 VELMORA_LIBRARY_FILE_SCOPE_LOGGER(Configuration)
 
 namespace Velmora
 {
+
+namespace
+{
+
+/// Whether there was memory for a copy of a text.
+template <class Copy>
+bool hasCopied(Copy in_copy)
+{
+    return withoutThrowing(::liveFileScopeLogger(), "failed to copy the text of a parameter",
+                           in_copy);
+}
+
+} // namespace
 
 ROConfiguration::~ROConfiguration() = default;
 
@@ -42,8 +56,7 @@ bool ROConfiguration::getStringParameter(const char* in_szParamName,
     getParameter(in_szParamName, value);
     if (value.getType() != ParameterValue::STRING_TYPE)
         return false;
-    out_strValue = static_cast<const char*>(value);
-    return true;
+    return hasCopied([&] { out_strValue = static_cast<const char*>(value); });
 }
 
 bool ROConfiguration::getFloatParameter(const char* in_szParamName, float& out_fValue) const
@@ -75,8 +88,7 @@ bool Configuration::setBoolParameter(const char* in_szParamName, bool in_bValue)
 bool Configuration::setStringParameter(const char* in_szParamName, const char* in_szValue)
 {
     ParameterValue value;
-    value = in_szValue;
-    return setParameter(in_szParamName, value);
+    return hasCopied([&] { value = in_szValue; }) && setParameter(in_szParamName, value);
 }
 
 bool Configuration::setFloatParameter(const char* in_szParamName, float in_fValue)

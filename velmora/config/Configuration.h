@@ -31,7 +31,7 @@ class VELMORA_API ROConfiguration : public virtual Object
 
     /// The value of a parameter of exactly this type.
     /// Failure: false, without a log line, and the output as it was. `getBoolParameter` differs: it
-    /// sets the output to false.
+    /// sets the output to false. `getStringParameter` logs an error without memory for the text.
     virtual bool getIntParameter(const char* in_szParamName, int& out_iValue) const;
     virtual bool getBoolParameter(const char* in_szParamName, bool& out_bValue) const;
     virtual bool getStringParameter(const char* in_szParamName, std::string& out_strValue) const;
@@ -40,7 +40,8 @@ class VELMORA_API ROConfiguration : public virtual Object
 
 /// The write interface of every store of parameters that can be written.
 ///
-/// Failure: false from all operations when the store refuses.
+/// Failure: false from all operations when the store refuses; also, with an error in the log, from
+/// `setStringParameter` without memory for the text.
 /// Thread-safety: as the store says.
 class VELMORA_API Configuration : public virtual ROConfiguration
 {

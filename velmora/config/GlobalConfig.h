@@ -33,8 +33,9 @@ class ParameterTrie;
 ///
 /// Ownership: counted, by the exit list's handle and those that were copied. Handles must be let go
 /// of before the exit list runs.
-/// Failure: nothing throws; a false result comes with a line in the log. What was loaded before a
-/// failure stays. A stream whose owner wants it to throw (`std::ios::exceptions`) has its state set
+/// Failure: nothing throws, not even without memory; a false result comes with a line in the log. A
+/// parameter that cannot be copied is undefined, and what `convertTo` cannot copy is empty, with a
+/// line in the log. What was loaded before a failure stays. A stream whose owner wants it to throw (`std::ios::exceptions`) has its state set
 /// without an exception.
 /// Thread-safety: all operations may be called on any thread. Readers do not keep each other
 /// waiting; a load keeps them waiting until it is done. `warnOnUnknownParameterNames` and `write`

@@ -8,6 +8,7 @@
 #include "velmora/config/RegisteredParameters.h"
 #include "velmora/logging/LibraryLoggers.h"
 #include "velmora/logging/LogMacros.h"
+#include "velmora/logging/WithoutThrowing.h"
 #include "velmora/system/DottedName.h"
 #include "velmora/system/InputFile.h"
 #include "velmora/system/QuietStream.h"
@@ -36,6 +37,18 @@ using ReadLock = ACE_Read_Guard<ACE_RW_Thread_Mutex>;
 
 constexpr const char* s_szCallLogSection = "log4cplus.appender.CALL_LOG_APPENDER";
 constexpr const char* s_szCallLogDirectory = "log4cplus.appender.CALL_LOG_APPENDER.Directory";
+
+constexpr const char* s_szLoadFails = "failed to load the Global Config";
+constexpr const char* s_szReadFails = "failed to read a Global Configuration parameter";
+constexpr const char* s_szSetFails = "failed to set a Global Configuration parameter";
+constexpr const char* s_szLoggerFails = "failed to configure the Logger";
+
+/// For an operation that gives its result whatever fails: logs the exception that is being handled.
+bool failed(const char* in_szWhat)
+{
+    logCaughtException(::liveFileScopeLogger(), in_szWhat);
+    return false;
+}
 
 /// Reports the lines that no source has completed; `out_bOK` becomes false when there are any.
 void isUnresolvedVectorEmpty(const std::vector<std::string>& in_unresolved, bool& out_bOK)
@@ -139,9 +152,15 @@ GlobalConfigImpl::GlobalConfigImpl() = default;
 GlobalConfigImpl::~GlobalConfigImpl() = default;
 
 void GlobalConfigImpl::getParameter(const char* in_szParamName, ParameterValue& out_value) const
+try
 {
     const ReadLock lock(m_mutex);
     m_trie.ParameterTrie::getParameter(in_szParamName, out_value);
+}
+catch (...)
+{
+    out_value = ParameterValue();
+    failed(s_szReadFails);
 }
 
 bool GlobalConfigImpl::tryGetBoolParameter(const char* in_szParamName, bool& out_bValue) const
@@ -169,6 +188,7 @@ catch (const std::bad_alloc&)
 }
 
 bool GlobalConfigImpl::setParameter(const char* in_szParamName, const ParameterValue& in_value)
+try
 {
     ParameterInfo info;
     if (!ParameterInfoDB::getInstance().retrieve(in_szParamName, info))
@@ -208,8 +228,13 @@ bool GlobalConfigImpl::setParameter(const char* in_szParamName, const ParameterV
     }
     return m_trie.setParameter(in_szParamName, in_value);
 }
+catch (...)
+{
+    return failed(s_szSetFails);
+}
 
 bool GlobalConfigImpl::load(std::istream& inout_stream)
+try
 {
     endRegistration();
     const WriteLock lock(*this);
@@ -218,8 +243,13 @@ bool GlobalConfigImpl::load(std::istream& inout_stream)
     isUnresolvedVectorEmpty(unresolved, bOK);
     return bOK;
 }
+catch (...)
+{
+    return failed(s_szLoadFails);
+}
 
 bool GlobalConfigImpl::load(const char* in_szPath)
+try
 {
     endRegistration();
     const WriteLock lock(*this);
@@ -228,8 +258,13 @@ bool GlobalConfigImpl::load(const char* in_szPath)
     isUnresolvedVectorEmpty(unresolved, bOK);
     return bOK;
 }
+catch (...)
+{
+    return failed(s_szLoadFails);
+}
 
 bool GlobalConfigImpl::load(const std::vector<std::string>& in_urls)
+try
 {
     VELMORA_FILE_TRACE_SCOPE(GlobalConfigImpl::load);
     if (in_urls.empty())
@@ -250,6 +285,10 @@ bool GlobalConfigImpl::load(const std::vector<std::string>& in_urls)
         bOK = loadUrlNoMutex(source, unresolved) && bOK;
     isUnresolvedVectorEmpty(unresolved, bOK);
     return bOK;
+}
+catch (...)
+{
+    return failed(s_szLoadFails);
 }
 
 bool GlobalConfigImpl::loadUrlNoMutex(const Source& in_source,
@@ -286,14 +325,15 @@ bool GlobalConfigImpl::loadDBURLNoMutex(const Source& in_source,
 {
     if (!in_source.parameters)
         return false;
-    std::stringstream text;
-    text.imbue(std::locale::classic());
+    std::string strText;
     for (const auto& [strName, strValue] : *in_source.parameters)
     {
         VELMORA_FILE_LOG_DEBUG("Obtained param \"" << strName << "\" value: \"" << strValue
                                                    << "\" from database");
-        text << strName << '=' << strValue << '\n';
+        strText.append(strName).append(1, '=').append(strValue).append(1, '\n');
     }
+    std::istringstream text(strText);
+    text.imbue(std::locale::classic());
     if (loadNoMutex(text, inout_unresolved))
         return true;
     VELMORA_FILE_LOG_ERROR("failed to initialize global config from " << in_source.strUrl);
@@ -336,11 +376,13 @@ void GlobalConfig::getConfigOptionsFromCmdline(int in_argc, char** in_argv,
     }
     catch (const std::exception& error)
     {
-        VELMORA_FILE_LOG_DEBUG(error.what());
+        withoutThrowing(::liveFileScopeLogger(), "failed to read the command line",
+                        [&error] { VELMORA_FILE_LOG_DEBUG(error.what()); });
     }
 }
 
 bool GlobalConfigImpl::initialize(int in_argc, char** in_argv, const char* in_szOptionName)
+try
 {
     std::vector<std::string> urls;
     getConfigOptionsFromCmdline(in_argc, in_argv, urls, in_szOptionName);
@@ -353,8 +395,13 @@ bool GlobalConfigImpl::initialize(int in_argc, char** in_argv, const char* in_sz
     }
     return load(urls);
 }
+catch (...)
+{
+    return failed(s_szLoadFails);
+}
 
 bool GlobalConfigImpl::addDefaults(bool in_bIncludeDeprecated)
+try
 {
     endRegistration();
     const WriteLock lock(*this);
@@ -365,6 +412,10 @@ bool GlobalConfigImpl::addDefaults(bool in_bIncludeDeprecated)
     }
     ParameterInfoDB::getInstance().addDefaultsToConfig(m_trie, in_bIncludeDeprecated);
     return true;
+}
+catch (...)
+{
+    return failed("failed to set defaults in the Global Config");
 }
 
 void GlobalConfigImpl::writeProtect()
@@ -390,12 +441,21 @@ void GlobalConfigImpl::removeObserver(LimitedObjPtr<ConfigurationObserver>)
 }
 
 std::ostream& GlobalConfigImpl::write(std::ostream& out_stream) const
+try
 {
     const QuietStream quiet(out_stream);
     return m_trie.write(out_stream);
 }
+catch (...)
+{
+    const QuietStream quiet(out_stream);
+    out_stream.setstate(std::ios_base::badbit);
+    failed("failed to write the Global Config");
+    return out_stream;
+}
 
 LoadSummary GlobalConfigImpl::getLoadSummary() const
+try
 {
     const ReadLock lock(m_mutex);
     LoadSummary summary = m_summary;
@@ -403,8 +463,14 @@ LoadSummary GlobalConfigImpl::getLoadSummary() const
         summary.m_uiParameters += iter.data().defined() ? 1 : 0;
     return summary;
 }
+catch (...)
+{
+    failed("failed to count the parameters of the Global Config");
+    return {};
+}
 
 bool GlobalConfigImpl::warnOnUnknownParameterNames() const
+try
 {
     const ParameterInfoDB& db = ParameterInfoDB::getInstance();
     bool bAllKnown = true;
@@ -424,8 +490,13 @@ bool GlobalConfigImpl::warnOnUnknownParameterNames() const
     }
     return bAllKnown;
 }
+catch (...)
+{
+    return failed("failed to look for unknown parameters of the Global Config");
+}
 
 void GlobalConfigImpl::convertTo(ParameterTrie& out_trie, const char* in_szPrefix) const
+try
 {
     const ReadLock lock(m_mutex);
     std::vector<std::string> scratch;
@@ -434,8 +505,16 @@ void GlobalConfigImpl::convertTo(ParameterTrie& out_trie, const char* in_szPrefi
     else
         out_trie = ParameterTrie();
 }
+catch (...)
+{
+    // Rather nothing than a part of it.
+    out_trie.clear();
+    out_trie.data() = ParameterValue();
+    failed("failed to copy the Global Config");
+}
 
 bool GlobalConfigImpl::configureLogger(RunMode in_runMode) const
+try
 {
     std::ostringstream errors;
     if (configureLogger(errors, in_runMode))
@@ -444,8 +523,13 @@ bool GlobalConfigImpl::configureLogger(RunMode in_runMode) const
                                                                 << ") failed : " << errors.str());
     return false;
 }
+catch (...)
+{
+    return failed(s_szLoggerFails);
+}
 
 bool GlobalConfigImpl::configureLogger(std::ostream& out_errors, RunMode in_runMode) const
+try
 {
     const QuietStream quiet(out_errors);
     const ReadLock lock(m_mutex);
@@ -468,6 +552,12 @@ bool GlobalConfigImpl::configureLogger(std::ostream& out_errors, RunMode in_runM
         return false;
     VELMORA_FILE_LOG_INFO("Logger successfully configured from Global Configuration");
     return true;
+}
+catch (...)
+{
+    const QuietStream quiet(out_errors);
+    out_errors << s_szLoggerFails;
+    return failed(s_szLoggerFails);
 }
 
 bool GlobalConfigImpl::configureLoggerFromPropsFile(const std::string& in_strPath,
@@ -499,6 +589,7 @@ bool GlobalConfigImpl::configureLoggerFromPropsFile(const std::string& in_strPat
 }
 
 bool GlobalConfigImpl::configureLogger(const ParameterTrie& in_trie, std::ostream& out_errors) const
+try
 {
     const QuietStream quiet(out_errors);
     if (!Logger::configure(in_trie, out_errors))
@@ -519,6 +610,12 @@ bool GlobalConfigImpl::configureLogger(const ParameterTrie& in_trie, std::ostrea
         return true;
     out_errors << "failed to configure the Call Logging facility";
     return false;
+}
+catch (...)
+{
+    const QuietStream quiet(out_errors);
+    out_errors << s_szLoggerFails;
+    return failed(s_szLoggerFails);
 }
 
 } // namespace Velmora
