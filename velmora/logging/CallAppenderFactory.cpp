@@ -6,6 +6,7 @@
 #include "velmora/config/Parameter.h"
 #include "velmora/config/ParameterTrie.h"
 #include "velmora/logging/CallFileName.h"
+#include "velmora/logging/FileAppenders.h"
 #include "velmora/logging/FileCallAppender.h"
 #include "velmora/logging/LogMacros.h"
 #include "velmora/vfs/DateTimeDirectory.h"
@@ -160,6 +161,7 @@ bool CallAppenderFactory::readProperties(const ParameterTrie& in_trie)
     // They would keep what an earlier call has left in the file, and lose the identifiers.
     m_properties.removeProperty("Append");
     m_properties.removeProperty("AsyncAppend");
+    FileAppenders::addDefaults(m_properties);
     return true;
 }
 

@@ -1,4 +1,5 @@
 #include "velmora/config/ParameterTrie.h"
+#include "velmora/logging/FileAppenders.h"
 #include "velmora/logging/Log4cplusAccess.h"
 #include "velmora/logging/Log4cplusBackend.h"
 #include "velmora/logging/LogMacros.h"
@@ -121,6 +122,7 @@ bool Logger::configure(const ParameterTrie& in_trie, std::ostream& out_errors)
     const ParameterTrie section = sectionOf(*found);
     log4cplus::helpers::Properties properties;
     section.convertTo(properties);
+    FileAppenders::addDefaultsToAll(properties);
     Configurator configurator(properties);
     const std::vector<std::string> madeSynchronous = configurator.makeSynchronous();
     const bool bHasLevel = configurator.hasLevelOfRoot();
@@ -151,7 +153,12 @@ bool Logger::configure(const ParameterTrie& in_trie, std::ostream& out_errors)
         VELMORA_LOG(logger, WARN_LOG_LEVEL,
                     "Appender " << strName << " is made synchronous, AsyncAppend is not supported");
     if (bOK)
+    {
+        for (const std::string& strProblem :
+             FileAppenders::rolloverProblems(configurator.getProperties(), ""))
+            VELMORA_LOG(logger, ERROR_LOG_LEVEL, strProblem);
         return true;
+    }
     out_errors << s_szRootLogger << '=' << properties.getProperty(s_szRootLogger)
                << " : Invalid logger configuration. ";
     if (!bHasLevel)
