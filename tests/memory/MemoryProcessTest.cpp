@@ -340,4 +340,29 @@ TEST(MemoryOverFork, AChildMayHaveThreadsOfItsOwnWithAccountedMemory)
     expectForksWithMalloc("30", "threads", s_accounting);
 }
 
+#if !VELMORA_ADDRESS_SANITIZER && !VELMORA_THREAD_SANITIZER
+
+// Sanitizers take more address space than a limit leaves.
+
+TEST(MemoryAtItsLimit, IsNullFromAnAllocator)
+{
+    for (const Environment& environment : {Environment(), s_accounting})
+        for (const char* const szSize : {"8", "64", "240", "1000", "100000"})
+        {
+            SCOPED_TRACE(szSize);
+            EXPECT_THAT(linesOfRun(VELMORA_HELPER_MEMORY_EXHAUSTS, {szSize}, environment),
+                        ElementsAre("null", "null", "null"));
+        }
+}
+
+TEST(MemoryAtItsLimit, IsAnExceptionFromAContainer)
+{
+    for (const Environment& environment : {Environment(), s_accounting})
+        EXPECT_THAT(linesOfRun(VELMORA_HELPER_MEMORY_EXHAUSTS, {}, environment),
+                    ElementsAre("vector : std::bad_alloc", "trie : std::bad_alloc",
+                                "value : std::bad_alloc"));
+}
+
+#endif
+
 } // namespace Velmora::Test

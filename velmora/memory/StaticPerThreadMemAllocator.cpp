@@ -8,6 +8,7 @@
 #include <algorithm>
 #include <atomic>
 #include <cstdlib>
+#include <new>
 
 namespace Velmora
 {
@@ -49,6 +50,7 @@ StaticPerThreadMemAllocatorImpl* StaticPerThreadMemAllocatorImpl::getInstance()
 
 void* StaticPerThreadMemAllocator::allocateSlowly(std::size_t in_uiSize,
                                                   const char* in_szAccountName)
+try
 {
     if (Impl* const pImpl = Impl::getInstance()) [[likely]]
     {
@@ -58,6 +60,11 @@ void* StaticPerThreadMemAllocator::allocateSlowly(std::size_t in_uiSize,
     }
     // Also a block of no bytes is one.
     return MemoryAfterTheEnd::allocate(std::max<std::size_t>(in_uiSize, 1));
+}
+catch (const std::bad_alloc&)
+{
+    // There is not even memory for the allocators.
+    return nullptr;
 }
 
 void StaticPerThreadMemAllocator::deallocateSlowly(void* in_pMemory, std::size_t in_uiSize,
