@@ -1,6 +1,7 @@
 #include "Call.h"
 
 #include "velmora/logging/LogMacros.h"
+#include "velmora/logging/WithoutThrowing.h"
 
 #include <sofia-sip/sip_status.h>
 
@@ -39,6 +40,7 @@ Call::Call(CallSurroundings& in_surroundings, nta_incoming_t* in_pInvite, const 
            std::function<void()> in_onOver)
     : ObjectWithLogger(std::string("keswardin.gateway.Call")), m_surroundings(in_surroundings),
       m_onOver(std::move(in_onOver)),
+      m_strFails(std::string("call ") + in_pSip->sip_call_id->i_id + " fails"),
       m_leg(in_surroundings.pAgent, in_pInvite, in_pSip, in_surroundings.settings.strUserAgentName,
             [this](Leg::Event in_event) { handle(in_event); }),
       m_media(in_surroundings.loop, in_surroundings.settings, in_surroundings.parameters,
@@ -51,20 +53,46 @@ Call::Call(CallSurroundings& in_surroundings, nta_incoming_t* in_pInvite, const 
 Call::~Call()
 {
     if (m_state != State::OVER)
-        VELMORA_LOG_WARN("cut off : the gateway ends");
+        withoutThrowing(&getLogger(), m_strFails.c_str(),
+                        [this] { VELMORA_LOG_WARN("cut off : the gateway ends"); });
+}
+
+/// What fails in a call ends that call and no other.
+template <class Step>
+void Call::attempt(Step in_step)
+{
+    if (withoutThrowing(&getLogger(), m_strFails.c_str(), in_step) ||
+        withoutThrowing(&getLogger(), m_strFails.c_str(), [this] { giveUp(); }))
+        return;
+    // Not even that could be done.
+    over({});
+}
+
+void Call::giveUp()
+{
+    constexpr const char* szReason = "the call has failed";
+    if (m_state == State::DISCONNECTING)
+        over(szReason);
+    else
+        endAs(SIP_500_INTERNAL_SERVER_ERROR, szReason);
 }
 
 void Call::start(const sip_t* in_pSip)
 {
-    VELMORA_LOG_INFO("call from " << textOf(*in_pSip->sip_from->a_url) << " to "
-                                  << textOf(*in_pSip->sip_request->rq_url)
+    attempt([&] { ring(*in_pSip); });
+}
+
+void Call::ring(const sip_t& in_sip)
+{
+    VELMORA_LOG_INFO("call from " << textOf(*in_sip.sip_from->a_url) << " to "
+                                  << textOf(*in_sip.sip_request->rq_url)
                                   << (isToBeRecorded() ? ", to be recorded" : ""));
-    const std::string strCalled = userOf(*in_pSip->sip_request->rq_url);
+    const std::string strCalled = userOf(*in_sip.sip_request->rq_url);
     if (strCalled == s_strBusy)
         return refuse(SIP_486_BUSY_HERE, "the called party is busy");
     try
     {
-        m_strDescription = m_media.open(payloadOf(*in_pSip), m_surroundings.rtpPorts);
+        m_strDescription = m_media.open(payloadOf(in_sip), m_surroundings.rtpPorts);
     }
     catch (const BadSessionDescription& error)
     {
@@ -77,10 +105,10 @@ void Call::start(const sip_t* in_pSip)
     }
     m_leg.proceed();
     if (strCalled != s_strNobody)
-        m_answerTimer.start(m_surroundings.answerAfter, [this] { answer(); });
+        m_answerTimer.start(m_surroundings.answerAfter, [this] { attempt([this] { answer(); }); });
     m_timeout.start(
-        CallParameters::duration(m_surroundings.parameters, CallParameters::s_szRingTimeout),
-        [this] { refuse(SIP_480_TEMPORARILY_UNAVAILABLE, "nobody has answered"); });
+        CallParameters::duration(m_surroundings.parameters, CallParameters::s_szRingTimeout), [this]
+        { attempt([this] { refuse(SIP_480_TEMPORARILY_UNAVAILABLE, "nobody has answered"); }); });
 }
 
 bool Call::isToBeRecorded() const
@@ -93,10 +121,10 @@ bool Call::isToBeRecorded() const
 void Call::answer()
 {
     m_timeout.cancel();
-    m_state = State::ANSWERED;
     VELMORA_LOG_INFO("answered after "
                      << duration_cast<milliseconds>(steady_clock::now() - m_started).count()
                      << " ms");
+    m_state = State::ANSWERED;
     m_leg.answer(m_strDescription);
 }
 
@@ -111,10 +139,16 @@ void Call::connected()
 
 void Call::end(const char* in_szReason)
 {
+    attempt([&] { endAs(SIP_503_SERVICE_UNAVAILABLE, in_szReason); });
+}
+
+/// The status is that of a call that still rings.
+void Call::endAs(int in_iStatus, const char* in_szPhrase, const char* in_szReason)
+{
     switch (m_state)
     {
     case State::RINGING:
-        return refuse(SIP_503_SERVICE_UNAVAILABLE, in_szReason);
+        return refuse(in_iStatus, in_szPhrase, in_szReason);
     case State::ANSWERED:
         // A BYE from this side has to wait for the ACK (RFC 3261, 15).
         m_strReason = in_szReason;
@@ -140,7 +174,8 @@ void Call::disconnect(const char* in_szReason)
     m_state = State::DISCONNECTING;
     m_timeout.start(CallParameters::duration(m_surroundings.parameters,
                                              CallParameters::s_szDisconnectingTimeout),
-                    [this] { over(m_strReason + ", and the BYE has no answer"); });
+                    [this]
+                    { attempt([this] { over(m_strReason + ", and the BYE has no answer"); }); });
     m_leg.hangUp();
 }
 
@@ -150,13 +185,23 @@ void Call::over(const std::string& in_strReason)
         return;
     m_answerTimer.cancel();
     m_timeout.cancel();
-    VELMORA_LOG_INFO("over after "
-                     << duration_cast<milliseconds>(steady_clock::now() - m_started).count()
-                     << " ms : " << in_strReason);
+    withoutThrowing(&getLogger(), m_strFails.c_str(),
+                    [&]
+                    {
+                        VELMORA_LOG_INFO(
+                            "over after "
+                            << duration_cast<milliseconds>(steady_clock::now() - m_started).count()
+                            << " ms : " << in_strReason);
+                    });
     m_onOver();
 }
 
 void Call::handle(Leg::Event in_event)
+{
+    attempt([this, in_event] { follow(in_event); });
+}
+
+void Call::follow(Leg::Event in_event)
 {
     switch (in_event)
     {
@@ -174,5 +219,7 @@ void Call::handle(Leg::Event in_event)
         return over("the caller has hung up");
     case Leg::Event::DISCONNECTED:
         return over(m_strReason);
+    case Leg::Event::FAILED:
+        return giveUp();
     }
 }

@@ -27,6 +27,9 @@ struct CallSurroundings
 
 /// A call that has come in, from its INVITE to its end. The called party is told by the user part
 /// of the request's address: "busy" is busy, "nobody" lets it ring for ever, all others answer.
+///
+/// Failure: once it is made, nothing of it throws. What fails in the call, for want of memory say,
+/// is logged and ends it: 500 while it rings, a BYE once it is answered.
 class Call : public Velmora::ObjectWithLogger<Velmora::CallLogger>
 {
   public:
@@ -54,16 +57,25 @@ class Call : public Velmora::ObjectWithLogger<Velmora::CallLogger>
         OVER,
     };
 
+    template <class Step>
+    void attempt(Step in_step);
+    void giveUp();
+
+    void ring(const sip_t& in_sip);
     [[nodiscard]] bool isToBeRecorded() const;
     void answer();
     void connected();
+    void endAs(int in_iStatus, const char* in_szPhrase, const char* in_szReason);
     void refuse(int in_iStatus, const char* in_szPhrase, const std::string& in_strReason);
     void disconnect(const char* in_szReason);
     void over(const std::string& in_strReason);
     void handle(Leg::Event in_event);
+    void follow(Leg::Event in_event);
 
     CallSurroundings& m_surroundings;
     std::function<void()> m_onOver;
+    /// What is logged where something fails, when there may be no memory for a text.
+    std::string m_strFails;
     Leg m_leg;
     Media m_media;
     Timer m_answerTimer;

@@ -1,14 +1,25 @@
 #include "EventLoop.h"
 
+#include "velmora/logging/FileScopeLogger.h"
+#include "velmora/logging/WithoutThrowing.h"
+
 #include <sofia-sip/su.h>
 
 #include <stdexcept>
 #include <utility>
 
+VELMORA_FILE_SCOPE_LOGGER("keswardin.gateway.EventLoop")
+
 namespace
 {
 
 constexpr su_duration_t s_longestWaitMs = 1000;
+
+/// The loop is not made for exceptions.
+void run(const std::function<void()>& in_action)
+{
+    Velmora::withoutThrowing(liveFileScopeLogger(), "an event is left undone", in_action);
+}
 
 } // namespace
 
@@ -33,6 +44,8 @@ void EventLoop::step() { su_root_step(m_pRoot, s_longestWaitMs); }
 
 Timer::Timer(const EventLoop& in_loop) : m_pTimer(su_timer_create(su_root_task(in_loop.root()), 0))
 {
+    if (m_pTimer == nullptr)
+        throw std::runtime_error("no timer can be made");
 }
 
 Timer::~Timer() { su_timer_destroy(m_pTimer); }
@@ -40,8 +53,9 @@ Timer::~Timer() { su_timer_destroy(m_pTimer); }
 void Timer::start(std::chrono::milliseconds in_delay, std::function<void()> in_action)
 {
     m_action = std::move(in_action);
-    su_timer_set_interval(m_pTimer, expired, reinterpret_cast<su_timer_arg_t*>(this),
-                          static_cast<su_duration_t>(in_delay.count()));
+    if (su_timer_set_interval(m_pTimer, expired, reinterpret_cast<su_timer_arg_t*>(this),
+                              static_cast<su_duration_t>(in_delay.count())) != 0)
+        throw std::runtime_error("a timer cannot be started");
 }
 
 void Timer::cancel()
@@ -54,15 +68,16 @@ void Timer::expired(su_root_magic_t*, su_timer_t*, su_timer_arg_t* in_pTimer)
 {
     // The action may start the timer again.
     const auto action = std::exchange(reinterpret_cast<Timer*>(in_pTimer)->m_action, nullptr);
-    action();
+    run(action);
 }
 
 ReadWatch::ReadWatch(const EventLoop& in_loop, int in_iDescriptor, std::function<void()> in_action)
     : m_pRoot(in_loop.root()), m_action(std::move(in_action))
 {
-    su_wait_create(&m_wait, in_iDescriptor, SU_WAIT_IN);
-    m_iIndex =
-        su_root_register(m_pRoot, &m_wait, readable, reinterpret_cast<su_wakeup_arg_t*>(this), 0);
+    m_iIndex = su_wait_create(&m_wait, in_iDescriptor, SU_WAIT_IN);
+    if (m_iIndex == 0)
+        m_iIndex = su_root_register(m_pRoot, &m_wait, readable,
+                                    reinterpret_cast<su_wakeup_arg_t*>(this), 0);
     if (m_iIndex < 0)
         throw std::runtime_error("a descriptor cannot be watched");
 }
@@ -71,6 +86,6 @@ ReadWatch::~ReadWatch() { su_root_deregister(m_pRoot, m_iIndex); }
 
 int ReadWatch::readable(su_root_magic_t*, su_wait_t*, su_wakeup_arg_t* in_pWatch)
 {
-    reinterpret_cast<ReadWatch*>(in_pWatch)->m_action();
+    run(reinterpret_cast<ReadWatch*>(in_pWatch)->m_action);
     return 0;
 }

@@ -31,12 +31,15 @@ class EventLoop
 class Timer
 {
   public:
+    /// Failure: throws `std::runtime_error` without memory for it.
     explicit Timer(const EventLoop& in_loop);
     ~Timer();
     Timer(const Timer&) = delete;
     Timer& operator=(const Timer&) = delete;
 
-    /// Takes the place of what it was to do before.
+    /// Takes the place of what it was to do before. What the action throws goes no further than the
+    /// log.
+    /// Failure: throws `std::runtime_error` without memory for it.
     void start(std::chrono::milliseconds in_delay, std::function<void()> in_action);
     void cancel();
 
@@ -48,6 +51,7 @@ class Timer
 };
 
 /// Does something each time that a descriptor has something to read, as long as this object lives.
+/// What the action throws goes no further than the log.
 class ReadWatch
 {
   public:

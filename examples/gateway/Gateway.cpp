@@ -7,6 +7,7 @@
 #include "velmora/config/RWGlobalConfig.h"
 #include "velmora/logging/CallDataRegistry.h"
 #include "velmora/logging/LogMacros.h"
+#include "velmora/logging/WithoutThrowing.h"
 
 #include <boost/program_options/value_semantic.hpp>
 #include <boost/program_options/variables_map.hpp>
@@ -132,10 +133,10 @@ void Gateway::run()
     {
         serve();
     }
-    catch (const std::runtime_error& error)
+    catch (const std::exception& error)
     {
-        VELMORA_FILE_LOG_ERROR(error.what());
         m_bFailed = true;
+        VELMORA_FILE_LOG_ERROR(error.what());
     }
 }
 
@@ -176,13 +177,14 @@ void Gateway::handleSignal(UserAgent& inout_userAgent)
     const int iSignal = m_signals.take();
     if (iSignal == SIGUSR1)
         return toggleRecording();
-    VELMORA_FILE_LOG_INFO("stopping : " << sigdescr_np(iSignal));
     m_deadline = steady_clock::time_point::max();
     if (getExitTimeout() != ACE_Time_Value::max_time)
         m_deadline = steady_clock::now() + std::chrono::seconds(getExitTimeout().sec());
     // The system ends a process that hangs.
     if (getKillTimeout() != ACE_Time_Value::max_time)
         alarm(static_cast<unsigned int>(getKillTimeout().sec()));
+    withoutThrowing(liveFileScopeLogger(), "a line is lost",
+                    [iSignal] { VELMORA_FILE_LOG_INFO("stopping : " << sigdescr_np(iSignal)); });
     inout_userAgent.endCalls("the gateway stops");
 }
 

@@ -3,6 +3,7 @@
 #include "SipMethods.h"
 
 #include "velmora/logging/LogMacros.h"
+#include "velmora/logging/WithoutThrowing.h"
 
 #include <sofia-sip/nta_tag.h>
 #include <sofia-sip/sip_status.h>
@@ -16,29 +17,24 @@ using namespace Velmora;
 Leg::Leg(nta_agent_t* in_pAgent, nta_incoming_t* in_pInvite, const sip_t* in_pSip,
          const std::string& in_strServer, std::function<void(Event)> in_onEvent)
     : ObjectWithLogger(std::string("keswardin.gateway.Leg")), m_pAgent(in_pAgent),
-      m_pInvite(in_pInvite),
       m_pDialog(nta_leg_tcreate(in_pAgent, requestReceived,
                                 reinterpret_cast<nta_leg_magic_t*>(this),
                                 SIPTAG_CALL_ID(in_pSip->sip_call_id), SIPTAG_FROM(in_pSip->sip_to),
                                 SIPTAG_TO(in_pSip->sip_from), TAG_END())),
-      m_strServer(in_strServer), m_onEvent(std::move(in_onEvent))
+      m_pInvite(in_pInvite), m_strServer(in_strServer),
+      m_strFails(std::string("call ") + in_pSip->sip_call_id->i_id + " fails"),
+      m_onEvent(std::move(in_onEvent))
 {
     if (m_pDialog == nullptr)
         throw std::runtime_error("no dialog");
     getLogger().addLoggingId("leg=1");
     getLogger().callStart(in_pSip->sip_call_id->i_id);
-    nta_leg_tag(m_pDialog, nta_incoming_tag(m_pInvite, nullptr));
-    nta_leg_server_route(m_pDialog, in_pSip->sip_record_route, in_pSip->sip_contact);
-    nta_incoming_bind(m_pInvite, inviteFollowed, reinterpret_cast<nta_incoming_magic_t*>(this));
+    if (nta_leg_tag(m_pDialog.get(), nta_incoming_tag(m_pInvite.get(), nullptr)) == nullptr ||
+        nta_leg_server_route(m_pDialog.get(), in_pSip->sip_record_route, in_pSip->sip_contact) < 0)
+        throw std::runtime_error("no dialog");
+    nta_incoming_bind(m_pInvite.get(), inviteFollowed,
+                      reinterpret_cast<nta_incoming_magic_t*>(this));
     VELMORA_LOG_INFO("INVITE received : CSeq = " << in_pSip->sip_cseq->cs_seq);
-}
-
-Leg::~Leg()
-{
-    if (m_pBye != nullptr)
-        nta_outgoing_destroy(m_pBye);
-    nta_incoming_destroy(m_pInvite);
-    nta_leg_destroy(m_pDialog);
 }
 
 void Leg::proceed()
@@ -54,19 +50,21 @@ void Leg::refuse(int in_iStatus, const char* in_szPhrase) { reply(in_iStatus, in
 void Leg::reply(int in_iStatus, const char* in_szPhrase, const std::string& in_strDescription)
 {
     const bool bDescription = !in_strDescription.empty();
-    nta_incoming_treply(
-        m_pInvite, in_iStatus, in_szPhrase, SIPTAG_CONTACT(nta_agent_contact(m_pAgent)),
+    const int iReplied = nta_incoming_treply(
+        m_pInvite.get(), in_iStatus, in_szPhrase, SIPTAG_CONTACT(nta_agent_contact(m_pAgent)),
         SIPTAG_SERVER_STR(m_strServer.c_str()), SIPTAG_ALLOW_STR(s_szAllowedMethods),
         TAG_IF(bDescription, SIPTAG_CONTENT_TYPE_STR("application/sdp")),
         TAG_IF(bDescription, SIPTAG_PAYLOAD_STR(in_strDescription.c_str())), TAG_END());
+    if (iReplied < 0 && nta_incoming_status(m_pInvite.get()) < in_iStatus)
+        throw std::runtime_error("an answer cannot be sent");
     VELMORA_LOG_INFO(in_iStatus << ' ' << in_szPhrase << " sent");
 }
 
 void Leg::hangUp()
 {
-    m_pBye = nta_outgoing_tcreate(
-        m_pDialog, byeAnswered, reinterpret_cast<nta_outgoing_magic_t*>(this), nullptr,
-        SIP_METHOD_BYE, nullptr, SIPTAG_USER_AGENT_STR(m_strServer.c_str()), TAG_END());
+    m_pBye.reset(nta_outgoing_tcreate(
+        m_pDialog.get(), byeAnswered, reinterpret_cast<nta_outgoing_magic_t*>(this), nullptr,
+        SIP_METHOD_BYE, nullptr, SIPTAG_USER_AGENT_STR(m_strServer.c_str()), TAG_END()));
     if (m_pBye != nullptr)
     {
         VELMORA_LOG_INFO("BYE sent");
@@ -76,10 +74,21 @@ void Leg::hangUp()
     m_onEvent(Event::DISCONNECTED);
 }
 
+/// The SIP stack is not made for exceptions, and what fails in one call is to end no other.
+template <class Function>
+void Leg::handleOrFail(Function in_function)
+{
+    if (!withoutThrowing(&getLogger(), m_strFails.c_str(), in_function))
+        m_onEvent(Event::FAILED);
+}
+
 int Leg::requestReceived(nta_leg_magic_t* in_pLeg, nta_leg_t*, nta_incoming_t* in_pRequest,
                          const sip_t* in_pSip)
 {
-    return reinterpret_cast<Leg*>(in_pLeg)->handleRequest(in_pRequest, *in_pSip);
+    Leg& leg = *reinterpret_cast<Leg*>(in_pLeg);
+    int iStatus = 500;
+    leg.handleOrFail([&] { iStatus = leg.handleRequest(in_pRequest, *in_pSip); });
+    return iStatus;
 }
 
 int Leg::handleRequest(nta_incoming_t* in_pRequest, const sip_t& in_sip)
@@ -90,7 +99,7 @@ int Leg::handleRequest(nta_incoming_t* in_pRequest, const sip_t& in_sip)
     {
     case sip_method_bye:
         // A caller may hang up before the answer (RFC 3261, 15.1.2).
-        if (nta_incoming_status(m_pInvite) < 200)
+        if (nta_incoming_status(m_pInvite.get()) < 200)
             reply(SIP_487_REQUEST_CANCELLED);
         m_onEvent(Event::HUNG_UP);
         return 200;
@@ -111,13 +120,14 @@ int Leg::handleRequest(nta_incoming_t* in_pRequest, const sip_t& in_sip)
 
 int Leg::inviteFollowed(nta_incoming_magic_t* in_pLeg, nta_incoming_t*, const sip_t* in_pSip)
 {
-    reinterpret_cast<Leg*>(in_pLeg)->handleAckOrCancel(in_pSip);
+    Leg& leg = *reinterpret_cast<Leg*>(in_pLeg);
+    leg.handleOrFail([&] { leg.handleAckOrCancel(in_pSip); });
     return 0;
 }
 
 void Leg::handleAckOrCancel(const sip_t* in_pSip)
 {
-    const int iStatus = nta_incoming_status(m_pInvite);
+    const int iStatus = nta_incoming_status(m_pInvite.get());
     if (in_pSip == nullptr)
     {
         VELMORA_LOG_WARN("no ACK of " << iStatus << " has come");
@@ -144,7 +154,11 @@ int Leg::byeAnswered(nta_outgoing_magic_t* in_pLeg, nta_outgoing_t*, const sip_t
     const int iStatus = in_pSip != nullptr ? in_pSip->sip_status->st_status : 408;
     if (iStatus < 200)
         return 0;
-    VELMORA_LOG(leg.getLogger(), INFO_LOG_LEVEL, iStatus << " received for BYE");
-    leg.m_onEvent(Event::DISCONNECTED);
+    leg.handleOrFail(
+        [&]
+        {
+            VELMORA_LOG(leg.getLogger(), INFO_LOG_LEVEL, iStatus << " received for BYE");
+            leg.m_onEvent(Event::DISCONNECTED);
+        });
     return 0;
 }

@@ -6,6 +6,7 @@
 #include <sofia-sip/nta.h>
 
 #include <functional>
+#include <memory>
 #include <string>
 
 /// The SIP side of one call that has come in: its dialog and its INVITE. Repetitions, in both
@@ -20,14 +21,14 @@ class Leg : public Velmora::ObjectWithLogger<Velmora::CallLogger>
         CANCELLED,        ///< The caller has given up; it has been told that the call is over.
         HUNG_UP,          ///< The caller has hung up.
         DISCONNECTED,     ///< The caller has answered the BYE, or nobody has.
+        FAILED,           ///< What has come could not be handled, for want of memory say.
     };
 
-    /// Takes over an INVITE within the stack's callback for it.
+    /// Takes over an INVITE within the stack's callback for it. `in_onEvent` does not throw.
     ///
     /// Failure: throws `std::runtime_error` when the dialog cannot be made of what it says.
     Leg(nta_agent_t* in_pAgent, nta_incoming_t* in_pInvite, const sip_t* in_pSip,
         const std::string& in_strServer, std::function<void(Event)> in_onEvent);
-    ~Leg();
     Leg(const Leg&) = delete;
     Leg& operator=(const Leg&) = delete;
 
@@ -50,10 +51,24 @@ class Leg : public Velmora::ObjectWithLogger<Velmora::CallLogger>
     void handleAckOrCancel(const sip_t* in_pSip);
     void reply(int in_iStatus, const char* in_szPhrase, const std::string& in_strDescription = {});
 
+    struct Destroy
+    {
+        void operator()(nta_leg_t* in_pDialog) const { nta_leg_destroy(in_pDialog); }
+        void operator()(nta_incoming_t* in_pInvite) const { nta_incoming_destroy(in_pInvite); }
+        void operator()(nta_outgoing_t* in_pBye) const { nta_outgoing_destroy(in_pBye); }
+    };
+    template <class T>
+    using Owned = std::unique_ptr<T, Destroy>;
+
+    template <class Function>
+    void handleOrFail(Function in_function);
+
     nta_agent_t* m_pAgent;
-    nta_incoming_t* m_pInvite;
-    nta_leg_t* m_pDialog;
-    nta_outgoing_t* m_pBye = nullptr;
+    Owned<nta_leg_t> m_pDialog;
+    Owned<nta_incoming_t> m_pInvite;
+    Owned<nta_outgoing_t> m_pBye;
     std::string m_strServer;
+    /// As that of `Call`.
+    std::string m_strFails;
     std::function<void(Event)> m_onEvent;
 };

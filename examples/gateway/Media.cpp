@@ -1,6 +1,7 @@
 #include "Media.h"
 
 #include "velmora/logging/LogMacros.h"
+#include "velmora/logging/WithoutThrowing.h"
 
 using namespace Velmora;
 using std::chrono::duration_cast;
@@ -31,7 +32,11 @@ Media::Media(const EventLoop& in_loop, const Settings& in_settings,
 Media::~Media()
 {
     if (m_socket)
-        VELMORA_LOG_INFO("RTP closed : packets = " << m_uiPackets << ", bytes = " << m_uiBytes);
+        withoutThrowing(&getLogger(), "the end of RTP is not logged",
+                        [this] {
+                            VELMORA_LOG_INFO("RTP closed : packets = "
+                                             << m_uiPackets << ", bytes = " << m_uiBytes);
+                        });
 }
 
 std::string Media::open(const std::string& in_strOffer, RtpPorts& inout_ports)

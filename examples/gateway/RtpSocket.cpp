@@ -2,6 +2,7 @@
 
 #include <array>
 #include <cerrno>
+#include <cstdint>
 #include <cstring>
 #include <memory>
 #include <stdexcept>
@@ -39,7 +40,7 @@ Addresses socketAddress(const std::string& in_strAddress, std::uint16_t in_uiPor
 
 } // namespace
 
-RtpPorts::RtpPorts(const PortRange& in_range)
+RtpPorts::RtpPorts(const PortRange& in_range) : m_free(std::size_t{UINT16_MAX})
 {
     for (unsigned int uiPort = (in_range.uiFirst + 1U) & ~1U; uiPort < in_range.uiLast; uiPort += 2)
         m_free.push_back(static_cast<std::uint16_t>(uiPort));
@@ -52,47 +53,46 @@ std::uint16_t RtpPorts::take()
     return uiPort;
 }
 
-RtpSocket::RtpSocket(const std::string& in_strAddress, RtpPorts& inout_ports)
-    : m_ports(inout_ports), m_strAddress(in_strAddress),
-      m_iDescriptor(socket(socketAddress(in_strAddress, 0)->ai_family,
-                           SOCK_DGRAM | SOCK_NONBLOCK | SOCK_CLOEXEC, 0))
+RtpSocket::Socket::Socket(int in_iFamily)
+    : iDescriptor(socket(in_iFamily, SOCK_DGRAM | SOCK_NONBLOCK | SOCK_CLOEXEC, 0))
 {
-    if (m_iDescriptor < 0)
+}
+
+RtpSocket::Socket::~Socket()
+{
+    if (iDescriptor >= 0)
+        close(iDescriptor);
+}
+
+RtpSocket::RtpSocket(const std::string& in_strAddress, RtpPorts& inout_ports)
+    : m_strAddress(in_strAddress), m_socket(socketAddress(in_strAddress, 0)->ai_family)
+{
+    if (m_socket.iDescriptor < 0)
         throw failed(m_strAddress, std::strerror(errno));
-    for (std::size_t uiLeft = m_ports.countFree(); uiLeft > 0; --uiLeft)
-        if (bind(m_ports.take()))
+    for (std::size_t uiLeft = inout_ports.countFree(); uiLeft > 0; --uiLeft)
+        if (bindTo(inout_ports))
             return;
-    close(m_iDescriptor);
     throw failed(m_strAddress, "no port of the range is free");
 }
 
-RtpSocket::~RtpSocket()
-{
-    close(m_iDescriptor);
-    m_ports.giveBack(m_uiPort);
-}
-
 /// A port that another program has goes to the end of the queue.
-bool RtpSocket::bind(std::uint16_t in_uiPort)
+bool RtpSocket::bindTo(RtpPorts& inout_ports)
 {
-    const Addresses pAddress = socketAddress(m_strAddress, in_uiPort);
-    if (::bind(m_iDescriptor, pAddress->ai_addr, pAddress->ai_addrlen) == 0)
-    {
-        m_uiPort = in_uiPort;
+    m_port.emplace(inout_ports);
+    const Addresses pAddress = socketAddress(m_strAddress, port());
+    if (::bind(descriptor(), pAddress->ai_addr, pAddress->ai_addrlen) == 0)
         return true;
-    }
     const int iReason = errno;
-    m_ports.giveBack(in_uiPort);
+    m_port.reset();
     if (iReason == EADDRINUSE)
         return false;
-    close(m_iDescriptor);
     throw failed(m_strAddress, std::strerror(iReason));
 }
 
 std::size_t RtpSocket::receive(std::span<std::byte> out_packet)
 {
     m_uiSenderLength = sizeof(m_sender);
-    const ssize_t iLength = recvfrom(m_iDescriptor, out_packet.data(), out_packet.size(), 0,
+    const ssize_t iLength = recvfrom(descriptor(), out_packet.data(), out_packet.size(), 0,
                                      reinterpret_cast<sockaddr*>(&m_sender), &m_uiSenderLength);
     return iLength > 0 ? static_cast<std::size_t>(iLength) : 0;
 }
@@ -100,7 +100,7 @@ std::size_t RtpSocket::receive(std::span<std::byte> out_packet)
 void RtpSocket::sendBack(std::span<const std::byte> in_packet) const
 {
     // A packet that is lost here is like one that is lost on the way.
-    sendto(m_iDescriptor, in_packet.data(), in_packet.size(), 0,
+    sendto(descriptor(), in_packet.data(), in_packet.size(), 0,
            reinterpret_cast<const sockaddr*>(&m_sender), m_uiSenderLength);
 }
 

@@ -4,9 +4,11 @@
 
 #include <cstddef>
 #include <cstdint>
-#include <deque>
+#include <optional>
 #include <span>
 #include <string>
+
+#include <boost/circular_buffer.hpp>
 
 #include <sys/socket.h>
 
@@ -20,10 +22,30 @@ class RtpPorts
 
     /// One that is free; there must be one.
     [[nodiscard]] std::uint16_t take();
+    /// Needs no memory.
     void giveBack(std::uint16_t in_uiPort) { m_free.push_back(in_uiPort); }
 
   private:
-    std::deque<std::uint16_t> m_free;
+    /// Has room for all of the range.
+    boost::circular_buffer<std::uint16_t> m_free;
+};
+
+/// A port that is taken, until the object goes.
+class TakenPort
+{
+  public:
+    explicit TakenPort(RtpPorts& inout_ports) : m_ports(inout_ports), m_uiPort(inout_ports.take())
+    {
+    }
+    ~TakenPort() { m_ports.giveBack(m_uiPort); }
+    TakenPort(const TakenPort&) = delete;
+    TakenPort& operator=(const TakenPort&) = delete;
+
+    [[nodiscard]] std::uint16_t port() const { return m_uiPort; }
+
+  private:
+    RtpPorts& m_ports;
+    std::uint16_t m_uiPort;
 };
 
 /// A UDP socket that RTP is received on, at an even port (RFC 3550).
@@ -35,12 +57,11 @@ class RtpSocket
     /// Failure: throws `std::runtime_error` that says why: no port is free, no descriptor is left,
     /// the address is none of this machine.
     RtpSocket(const std::string& in_strAddress, RtpPorts& inout_ports);
-    ~RtpSocket();
     RtpSocket(const RtpSocket&) = delete;
     RtpSocket& operator=(const RtpSocket&) = delete;
 
-    [[nodiscard]] int descriptor() const { return m_iDescriptor; }
-    [[nodiscard]] std::uint16_t port() const { return m_uiPort; }
+    [[nodiscard]] int descriptor() const { return m_socket.iDescriptor; }
+    [[nodiscard]] std::uint16_t port() const { return m_port->port(); }
 
     /// Takes a packet that has come. 0 when none has.
     [[nodiscard]] std::size_t receive(std::span<std::byte> out_packet);
@@ -52,12 +73,22 @@ class RtpSocket
     [[nodiscard]] std::string sender() const;
 
   private:
-    bool bind(std::uint16_t in_uiPort);
+    /// Closes it at its end.
+    struct Socket
+    {
+        explicit Socket(int in_iFamily);
+        ~Socket();
+        Socket(const Socket&) = delete;
+        Socket& operator=(const Socket&) = delete;
 
-    RtpPorts& m_ports;
+        const int iDescriptor;
+    };
+
+    bool bindTo(RtpPorts& inout_ports);
+
     std::string m_strAddress;
-    int m_iDescriptor = -1;
-    std::uint16_t m_uiPort = 0;
+    std::optional<TakenPort> m_port;
+    Socket m_socket;
     sockaddr_storage m_sender{};
     socklen_t m_uiSenderLength = 0;
 };

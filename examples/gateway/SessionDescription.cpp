@@ -124,6 +124,8 @@ std::vector<OfferedMedia> read(const std::string& in_strOffer)
     std::vector<OfferedMedia> medias;
     std::string strAddress;
     std::istringstream text(in_strOffer);
+    // A line that there is no memory for is not the end of the offer.
+    text.exceptions(std::ios_base::badbit);
     bool bFirst = true;
     for (std::string strLine; std::getline(text, strLine); bFirst = false)
     {
@@ -223,6 +225,8 @@ std::string describe(const Session& in_session, const std::string& in_strAddress
     const bool bIPv6 = in_strAddress.find(':') != std::string::npos;
     const std::string strAddress = (bIPv6 ? "IN IP6 " : "IN IP4 ") + in_strAddress;
     std::ostringstream text;
+    // A description is not cut short where there is no memory for it.
+    text.exceptions(std::ios_base::badbit);
     text << "v=0\r\no=- " << in_uiPort << " 1 " << strAddress << "\r\ns=-\r\nc=" << strAddress
          << "\r\nt=0 0\r\n";
     for (const MediaLine& line : in_session.lines)

@@ -3,6 +3,7 @@
 #include "SipMethods.h"
 
 #include "velmora/logging/LogMacros.h"
+#include "velmora/logging/WithoutThrowing.h"
 
 #include <sofia-sip/nta_tag.h>
 #include <sofia-sip/sip_status.h>
@@ -30,14 +31,18 @@ std::string s_strLastOfStack;
 /// What the SIP stack has to tell goes to the log too.
 void logOfStack(void*, const char* in_szFormat, va_list in_arguments)
 {
-    static const CachedLLLogger s_logger("keswardin.gateway.SipStack");
     std::array<char, 1024> text{};
     std::vsnprintf(text.data(), text.size(), in_szFormat, in_arguments);
     std::string_view strText = text.data();
     while (strText.ends_with('\n'))
         strText.remove_suffix(1);
-    s_strLastOfStack = strText;
-    VELMORA_LOG(s_logger, DEBUG_LOG_LEVEL, strText);
+    withoutThrowing(nullptr, "a line of the SIP stack is lost",
+                    [strText]
+                    {
+                        static const CachedLLLogger s_logger("keswardin.gateway.SipStack");
+                        s_strLastOfStack = strText;
+                        VELMORA_LOG(s_logger, DEBUG_LOG_LEVEL, strText);
+                    });
 }
 
 } // namespace
@@ -62,6 +67,11 @@ UserAgent::UserAgent(EventLoop& in_loop, const Settings& in_settings,
     m_pSurroundings = std::make_unique<CallSurroundings>(
         CallSurroundings{m_loop, m_settings, m_callParameters, m_pAgent, in_answerAfter,
                          RtpPorts(m_settings.rtpPorts)});
+    if (m_pOutOfDialog == nullptr)
+    {
+        nta_agent_destroy(m_pAgent);
+        throw std::runtime_error("SIP requests cannot be received : " + s_strLastOfStack);
+    }
 }
 
 UserAgent::~UserAgent()
@@ -100,7 +110,8 @@ std::uint64_t UserAgent::repeatedRequests() const
 void UserAgent::endCalls(const char* in_szReason)
 {
     m_bEnding = true;
-    VELMORA_LOG_INFO("ending calls : " << m_calls.size());
+    withoutThrowing(&getLogger(), "a line is lost",
+                    [this] { VELMORA_LOG_INFO("ending calls : " << m_calls.size()); });
     // A call that is over at once leaves the list.
     for (auto it = m_calls.begin(); it != m_calls.end();)
         (*it++)->end(in_szReason);
@@ -117,7 +128,11 @@ void UserAgent::cutOffCalls()
 int UserAgent::requestReceived(nta_leg_magic_t* in_pUserAgent, nta_leg_t*,
                                nta_incoming_t* in_pRequest, const sip_t* in_pSip)
 {
-    return reinterpret_cast<UserAgent*>(in_pUserAgent)->handleRequest(in_pRequest, in_pSip);
+    UserAgent& userAgent = *reinterpret_cast<UserAgent*>(in_pUserAgent);
+    int iStatus = 500;
+    withoutThrowing(&userAgent.getLogger(), "a request is refused",
+                    [&] { iStatus = userAgent.handleRequest(in_pRequest, in_pSip); });
+    return iStatus;
 }
 
 int UserAgent::handleRequest(nta_incoming_t* in_pRequest, const sip_t* in_pSip)
@@ -151,18 +166,20 @@ int UserAgent::refuseForOverload(nta_incoming_t* in_pInvite, const sip_t* in_pSi
 
 int UserAgent::handleInvite(nta_incoming_t* in_pInvite, const sip_t* in_pSip)
 {
-    m_callParameters.flush();
-    const auto it = m_calls.emplace(m_calls.end());
+    auto it = m_calls.end();
     try
     {
+        m_callParameters.flush();
+        it = m_calls.emplace(it);
         *it = std::make_unique<Call>(*m_pSurroundings, in_pInvite, in_pSip,
                                      [this, it]
                                      { m_endedCalls.splice(m_endedCalls.end(), m_calls, it); });
     }
-    catch (const std::runtime_error& error)
+    catch (const std::exception& error)
     {
+        if (it != m_calls.end())
+            m_calls.erase(it);
         VELMORA_LOG_ERROR("no call " << in_pSip->sip_call_id->i_id << " : " << error.what());
-        m_calls.erase(it);
         return 500;
     }
     ++m_uiCalls;

@@ -30,6 +30,12 @@ GatewayProcess::GatewayProcess() : m_strAddress(addressOfThisProcess())
     // How busy the machine is does not matter to most tests.
     configure("keswardin.system.cpu.monitor.monitoringPeriodInMs = 0");
     configure("gateway.calls.monitor.monitoringPeriodInMs = 0");
+    setEnvironment("GATEWAY_HOME", m_home.path().string());
+}
+
+void GatewayProcess::setEnvironment(const std::string& in_strName, const std::string& in_strValue)
+{
+    m_environment.emplace_back(in_strName, in_strValue);
 }
 
 std::string GatewayProcess::etc(const std::string& in_strName) const
@@ -52,8 +58,7 @@ void GatewayProcess::configure(const std::string& in_strLine) const
 
 HelperResult GatewayProcess::run(const std::vector<std::string>& in_arguments)
 {
-    return runHelper(VELMORA_HELPER_GATEWAY, in_arguments,
-                     {{"GATEWAY_HOME", m_home.path().string()}});
+    return runHelper(VELMORA_HELPER_GATEWAY, in_arguments, m_environment);
 }
 
 void GatewayProcess::start(const std::vector<std::string>& in_more) { startWith(sources(in_more)); }
@@ -62,9 +67,7 @@ void GatewayProcess::startWith(const std::vector<std::string>& in_arguments)
 {
     std::vector<std::string> command{VELMORA_HELPER_GATEWAY};
     command.insert(command.end(), in_arguments.begin(), in_arguments.end());
-    m_process.emplace(
-        command, m_home.file("output"),
-        std::vector<std::pair<std::string, std::string>>{{"GATEWAY_HOME", m_home.path().string()}});
+    m_process.emplace(command, m_home.file("output"), m_environment);
     waitForLine("running at");
 }
 

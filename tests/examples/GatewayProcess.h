@@ -9,6 +9,7 @@
 #include <map>
 #include <optional>
 #include <string>
+#include <utility>
 #include <vector>
 
 namespace Velmora::Test
@@ -29,6 +30,9 @@ class GatewayProcess : public testing::Test
 
     /// Adds a line to what differs from site to site.
     void configure(const std::string& in_strLine) const;
+
+    /// Sets a variable of its environment, before it is started.
+    void setEnvironment(const std::string& in_strName, const std::string& in_strValue);
 
     /// Runs it where it ends by itself.
     HelperResult run(const std::vector<std::string>& in_arguments);
@@ -65,6 +69,7 @@ class GatewayProcess : public testing::Test
   private:
     TemporaryDirectory m_home;
     std::string m_strAddress;
+    std::vector<std::pair<std::string, std::string>> m_environment;
     std::optional<BackgroundProcess> m_process;
 };
 

@@ -148,13 +148,42 @@ std::string SipCaller::expect(const std::string& in_strStart)
 std::string SipCaller::expectAnswer(const std::string& in_strStatus)
 {
     std::string strAnswer = expect("SIP/2.0 " + in_strStatus + "\r\n");
-    const std::string strTo = header(strAnswer, "To");
-    const bool bInvite = header(strAnswer, "CSeq").find("INVITE") != std::string::npos;
-    if (bInvite)
-        m_bRefused = in_strStatus >= "300";
-    if (bInvite && strTo.find("tag=") != std::string::npos)
-        m_strTo = strTo;
+    note(strAnswer);
     return strAnswer;
+}
+
+int SipCaller::expectFinalAnswer()
+{
+    while (true)
+    {
+        const std::string strMessage = receive();
+        if (strMessage.empty())
+            return 0;
+        if (!strMessage.starts_with("SIP/2.0 "))
+        {
+            accept(strMessage);
+            continue;
+        }
+        const int iStatus = std::stoi(strMessage.substr(8, 3));
+        const bool bOfLastRequest =
+            header(strMessage, "CSeq").find(' ' + std::to_string(m_iSequence) + ' ') !=
+            std::string::npos;
+        if (iStatus < 200 || !bOfLastRequest)
+            continue;
+        note(strMessage);
+        return iStatus;
+    }
+}
+
+/// Notes what later messages depend on.
+void SipCaller::note(const std::string& in_strAnswer)
+{
+    const std::string strTo = header(in_strAnswer, "To");
+    if (header(in_strAnswer, "CSeq").find("INVITE") == std::string::npos)
+        return;
+    m_bRefused = in_strAnswer.substr(0, 11) >= "SIP/2.0 300";
+    if (strTo.find("tag=") != std::string::npos)
+        m_strTo = strTo;
 }
 
 std::string SipCaller::expectRequest(const std::string& in_strMethod)

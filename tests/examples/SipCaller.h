@@ -43,6 +43,10 @@ class SipCaller
     /// test and gives an empty text.
     std::string expectAnswer(const std::string& in_strStatus);
 
+    /// Waits for an answer that is final, to an INVITE or another request, and accepts the requests
+    /// of the gateway. Gives its status, or fails the test and gives 0.
+    int expectFinalAnswer();
+
     /// The same for a request of the gateway.
     std::string expectRequest(const std::string& in_strMethod);
 
@@ -59,6 +63,7 @@ class SipCaller
   private:
     static constexpr std::chrono::milliseconds s_while{500};
 
+    void note(const std::string& in_strAnswer);
     int count(const std::string& in_strStart, std::chrono::milliseconds in_time);
     std::string expect(const std::string& in_strStart);
     std::string receive(int in_iMilliseconds);
