@@ -22,10 +22,7 @@ bool Alarm::reset()
 
 Alarm::Severity Alarm::getSeverity() const { return ERROR_SEVERITY; }
 
-void Alarm::getAlarmId(std::string& out_strId) const
-{
-    out_strId = AlarmId(*this).text();
-}
+void Alarm::getAlarmId(std::string& out_strId) const { out_strId = AlarmId(*this).text(); }
 
 std::ostream& Alarm::write(std::ostream& out_stream) const
 {

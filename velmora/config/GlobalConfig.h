@@ -35,11 +35,11 @@ class ParameterTrie;
 /// of before the exit list runs.
 /// Failure: nothing throws, not even without memory; a false result comes with a line in the log. A
 /// parameter that cannot be copied is undefined, and what `convertTo` cannot copy is empty, with a
-/// line in the log. What was loaded before a failure stays. A stream whose owner wants it to throw (`std::ios::exceptions`) has its state set
-/// without an exception.
-/// Thread-safety: all operations may be called on any thread. Readers do not keep each other
-/// waiting; a load keeps them waiting until it is done. `warnOnUnknownParameterNames` and `write`
-/// take no lock: they are for the time before other threads write.
+/// line in the log. What was loaded before a failure stays. A stream whose owner wants it to throw
+/// (`std::ios::exceptions`) has its state set without an exception. Thread-safety: all operations
+/// may be called on any thread. Readers do not keep each other waiting; a load keeps them waiting
+/// until it is done. `warnOnUnknownParameterNames` and `write` take no lock: they are for the time
+/// before other threads write.
 class VELMORA_API GlobalConfig : public virtual ROConfiguration, public virtual OutputStreamable
 {
   public:

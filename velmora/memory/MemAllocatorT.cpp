@@ -56,8 +56,7 @@ ChunkAllocatorNoT::~ChunkAllocatorNoT()
     attempt(
         [this]
         {
-            VELMORA_LOG_DEBUG("Allocation stats for " << m_uiChunkSize
-                                                      << " bytes ChunkAllocator\n"
+            VELMORA_LOG_DEBUG("Allocation stats for " << m_uiChunkSize << " bytes ChunkAllocator\n"
                                                       << m_stats);
         });
     while (!m_blocks.empty())

@@ -2,8 +2,8 @@
 
 #include "velmora/logging/LibraryLoggers.h"
 #include "velmora/logging/LogMacros.h"
-#include "velmora/logging/WithoutThrowing.h"
 #include "velmora/logging/OncePerProcess.h"
+#include "velmora/logging/WithoutThrowing.h"
 #include "velmora/python/InterpreterLock.h"
 
 #include <chrono>
@@ -109,7 +109,7 @@ void InterpreterGate::endForkOfPython()
         pthread_setspecific(m_forkKey, nullptr);
 }
 
-bool InterpreterGate::isForkOfPython() const 
+bool InterpreterGate::isForkOfPython() const
 {
     return m_bHasForkKey && pthread_getspecific(m_forkKey) != nullptr;
 }

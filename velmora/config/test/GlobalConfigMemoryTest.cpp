@@ -23,7 +23,6 @@ namespace Velmora::Test
 namespace
 {
 
-
 constexpr const char* s_szText = "keswardin.gw.recordCalls.directory";
 constexpr const char* s_szDefault = "./logs/recordings";
 constexpr const char* s_szNumber = "keswardin.exitTimeoutSec";
