@@ -1,0 +1,3 @@
+// What the exerciser opens as a shared library.
+
+extern "C" [[gnu::visibility("default")]] int answerOfPlugin() { return 42; }
