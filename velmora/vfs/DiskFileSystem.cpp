@@ -280,7 +280,8 @@ VirtualFileSystem::EntryHandle DiskFileSystem::Directory::read()
         strPath += '/';
     strPath += pItem->d_name;
     EntryHandle hEntry = openAsDirectory(strPath.c_str());
-    if (hEntry.isNull())
+    // A directory that cannot be opened now, as for lack of descriptors, would open as a file.
+    if (hEntry.isNull() && errno == ENOTDIR)
         hEntry = openAsFile(strPath.c_str());
     if (hEntry.isNull())
     {

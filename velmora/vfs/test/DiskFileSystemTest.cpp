@@ -788,6 +788,19 @@ TEST_F(DiskFiles, ADirectoryThatCannotBeReadGivesNull)
     EXPECT_THAT(m_log.lines(), IsEmpty());
 }
 
+TEST_F(DiskFiles, ADirectoryThatCannotBeOpenedAsOneIsNoFile)
+{
+    makeDirectory("d");
+    const DirectoryHandle hDirectory = m_fileSystem.opendir(root().c_str());
+    ASSERT_FALSE(hDirectory.isNull());
+    const bool bDone =
+        doWhileCallsFail({{SYS_openat, ENFILE, 2, O_DIRECTORY}},
+                         [&] { EXPECT_EQ(ENFILE, errorOf([&] { return !!hDirectory->read(); })); });
+    if (!bDone)
+        GTEST_SKIP() << s_szNoFilter;
+    EXPECT_THAT(m_log.lines(), ElementsAre(notSupported(path("d"))));
+}
+
 TEST_F(DiskFiles, WithoutDescriptorsAnEntryIsNullAndLogged)
 {
     fs::create_symlink("nowhere", path("a"));
