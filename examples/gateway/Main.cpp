@@ -1,10 +1,32 @@
 #include "Gateway.h"
 
-int main(int argc, char** argv)
+#include <exception>
+#include <iostream>
+
+namespace
+{
+
+int run(int argc, char** argv)
 {
     Gateway gateway;
     if (!gateway.initialize(argc, argv))
         return 1;
     gateway.run();
     return gateway.hasFailed() ? 1 : 0;
+}
+
+} // namespace
+
+int main(int argc, char** argv)
+{
+    try
+    {
+        return run(argc, argv);
+    }
+    catch (const std::exception& error)
+    {
+        // Whatever has failed, the log may be that.
+        std::cerr << "gateway: " << error.what() << '\n';
+        return 1;
+    }
 }

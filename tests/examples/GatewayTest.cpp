@@ -134,6 +134,14 @@ TEST_F(GatewayProcess, AnAddressThatIsTakenIsToldOfAndItEnds)
     EXPECT_EQ(0, stop());
 }
 
+TEST_F(GatewayProcess, WithoutDescriptorsItSaysSoAndEnds)
+{
+    const HelperResult result =
+        runHelper("/usr/bin/prlimit", {"--nofile=5", VELMORA_HELPER_GATEWAY});
+    EXPECT_EQ(1, result.iExitCode);
+    EXPECT_THAT(result.strErrors, HasSubstr("gateway: no event loop\n"));
+}
+
 TEST_F(GatewayProcess, WithoutItsEnvironmentVariableItDoesNotStart)
 {
     const HelperResult result =
