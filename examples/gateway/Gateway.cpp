@@ -12,6 +12,7 @@
 #include <boost/program_options/value_semantic.hpp>
 #include <boost/program_options/variables_map.hpp>
 
+#include <cerrno>
 #include <cstring>
 #include <functional>
 #include <iostream>
@@ -69,9 +70,11 @@ OperatorSignals::~OperatorSignals() { close(m_iDescriptor); }
 int OperatorSignals::take() const
 {
     signalfd_siginfo signal{};
-    return read(m_iDescriptor, &signal, sizeof(signal)) == sizeof(signal)
-               ? static_cast<int>(signal.ssi_signo)
-               : 0;
+    ssize_t iLength = -1;
+    do
+        iLength = read(m_iDescriptor, &signal, sizeof(signal));
+    while (iLength < 0 && errno == EINTR);
+    return iLength == sizeof(signal) ? static_cast<int>(signal.ssi_signo) : 0;
 }
 
 Gateway::Gateway() : ProductApplicationImpl("Gateway")
@@ -177,6 +180,10 @@ void Gateway::handleSignal(UserAgent& inout_userAgent)
     const int iSignal = m_signals.take();
     if (iSignal == SIGUSR1)
         return toggleRecording();
+    const int iError = errno;
+    // It stops already, and does not get more time for that.
+    if (m_deadline)
+        return;
     m_deadline = steady_clock::time_point::max();
     if (getExitTimeout() != ACE_Time_Value::max_time)
         m_deadline = steady_clock::now() + std::chrono::seconds(getExitTimeout().sec());
@@ -184,7 +191,14 @@ void Gateway::handleSignal(UserAgent& inout_userAgent)
     if (getKillTimeout() != ACE_Time_Value::max_time)
         alarm(static_cast<unsigned int>(getKillTimeout().sec()));
     withoutThrowing(liveFileScopeLogger(), "a line is lost",
-                    [iSignal] { VELMORA_FILE_LOG_INFO("stopping : " << sigdescr_np(iSignal)); });
+                    [iSignal, iError]
+                    {
+                        if (iSignal == 0)
+                            VELMORA_FILE_LOG_ERROR(
+                                "stopping : signals cannot be read: " << std::strerror(iError));
+                        else
+                            VELMORA_FILE_LOG_INFO("stopping : " << sigdescr_np(iSignal));
+                    });
     inout_userAgent.endCalls("the gateway stops");
 }
 

@@ -22,7 +22,7 @@ class OperatorSignals
     /// Can be read when one waits.
     [[nodiscard]] int descriptor() const { return m_iDescriptor; }
 
-    /// The one that waits: SIGTERM, SIGINT or SIGUSR1.
+    /// The one that waits: SIGTERM, SIGINT or SIGUSR1. 0 when it cannot be read, as `errno` says.
     [[nodiscard]] int take() const;
 
   private:
@@ -33,8 +33,8 @@ class OperatorSignals
 /// the configuration files in etc/, and runs until it is told to stop:
 ///
 /// - SIGTERM or SIGINT: ends its calls and then itself, within `keswardin.exitTimeoutSec`; calls
-///   that are left then are cut off. A gateway that hangs then ends by SIGALRM after
-///   `keswardin.killTimeoutSec`;
+///   that are left then are cut off. Another one changes nothing. A gateway that hangs then ends by
+///   SIGALRM after `keswardin.killTimeoutSec`;
 /// - SIGUSR1: switches the recording of calls on or off.
 ///
 /// It watches how busy the processors are, which is for the operator to know, and how many calls

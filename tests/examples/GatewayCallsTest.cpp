@@ -235,6 +235,21 @@ TEST_F(GatewayCalls, SeeAChangeOfTheConfigurationFromTheNextOneOn)
     EXPECT_THAT(recorded, ElementsAre("second@caller.log"));
 }
 
+TEST_F(GatewayCalls, AFurtherSigtermGivesNoMoreTime)
+{
+    start();
+    SipCaller caller(address());
+    connect(caller);
+    signal(SIGTERM);
+    const std::string strBye = caller.expectRequest("BYE");
+    signal(SIGTERM);
+    signal(SIGUSR1);
+    waitForLine("recording of calls is on");
+    caller.accept(strBye);
+    EXPECT_EQ(0, waitForEnd());
+    EXPECT_THAT(log(), Contains("INFO keswardin.gateway - stopping : Terminated").Times(1));
+}
+
 TEST_F(GatewayCalls, ACallerMayHangUpWhileItRings)
 {
     start();
