@@ -3,6 +3,10 @@
 #include "velmora/logging/LogMacros.h"
 #include "velmora/logging/WithoutThrowing.h"
 
+#include <cerrno>
+#include <cstring>
+#include <utility>
+
 using namespace Velmora;
 using std::chrono::duration_cast;
 using std::chrono::milliseconds;
@@ -64,7 +68,10 @@ void Media::expectPackets(std::function<void()> in_onSilence)
 void Media::receive()
 {
     std::array<std::byte, s_uiMaxPacket> packet;
-    const std::size_t uiLength = m_socket->receive(packet);
+    const ssize_t iLength = m_socket->receive(packet);
+    if (iLength < 0)
+        return tellOfLoss("received", errno);
+    const auto uiLength = static_cast<std::size_t>(iLength);
     if (uiLength < s_uiRtpHeader || (packet[0] & s_versionMask) != s_version2)
     {
         VELMORA_LOG_DEBUG("not an RTP packet : bytes = " << uiLength);
@@ -74,7 +81,17 @@ void Media::receive()
         tellOfFirstPacket();
     ++m_uiPackets;
     m_uiBytes += uiLength;
-    m_socket->sendBack(std::span(packet).first(uiLength));
+    if (!m_socket->sendBack(std::span(packet).first(uiLength)))
+        tellOfLoss("sent", errno);
+}
+
+void Media::tellOfLoss(const char* in_szWhat, int in_iReason)
+{
+    // A full queue loses packets as the way does, and there is one to come with the next event.
+    if (in_iReason == EAGAIN || in_iReason == EINTR || std::exchange(m_bLossTold, true))
+        return;
+    VELMORA_LOG_WARN("RTP cannot be " << in_szWhat << ": " << std::strerror(in_iReason)
+                                      << "; packets are lost");
 }
 
 void Media::tellOfFirstPacket()

@@ -40,6 +40,8 @@ class Media : public Velmora::ObjectWithLogger<Velmora::CallLogger>
   private:
     void receive();
     void tellOfFirstPacket();
+    /// Warns once a call, since the next packet follows 20 ms later.
+    void tellOfLoss(const char* in_szWhat, int in_iReason);
 
     const EventLoop& m_loop;
     const Settings& m_settings;
@@ -50,4 +52,5 @@ class Media : public Velmora::ObjectWithLogger<Velmora::CallLogger>
     std::chrono::steady_clock::time_point m_opened{};
     std::uint64_t m_uiPackets = 0;
     std::uint64_t m_uiBytes = 0;
+    bool m_bLossTold = false;
 };

@@ -89,19 +89,17 @@ bool RtpSocket::bindTo(RtpPorts& inout_ports)
     throw failed(m_strAddress, std::strerror(iReason));
 }
 
-std::size_t RtpSocket::receive(std::span<std::byte> out_packet)
+ssize_t RtpSocket::receive(std::span<std::byte> out_packet)
 {
     m_uiSenderLength = sizeof(m_sender);
-    const ssize_t iLength = recvfrom(descriptor(), out_packet.data(), out_packet.size(), 0,
-                                     reinterpret_cast<sockaddr*>(&m_sender), &m_uiSenderLength);
-    return iLength > 0 ? static_cast<std::size_t>(iLength) : 0;
+    return recvfrom(descriptor(), out_packet.data(), out_packet.size(), 0,
+                    reinterpret_cast<sockaddr*>(&m_sender), &m_uiSenderLength);
 }
 
-void RtpSocket::sendBack(std::span<const std::byte> in_packet) const
+bool RtpSocket::sendBack(std::span<const std::byte> in_packet) const
 {
-    // A packet that is lost here is like one that is lost on the way.
-    sendto(descriptor(), in_packet.data(), in_packet.size(), 0,
-           reinterpret_cast<const sockaddr*>(&m_sender), m_uiSenderLength);
+    return sendto(descriptor(), in_packet.data(), in_packet.size(), 0,
+                  reinterpret_cast<const sockaddr*>(&m_sender), m_uiSenderLength) >= 0;
 }
 
 std::string RtpSocket::sender() const

@@ -63,11 +63,11 @@ class RtpSocket
     [[nodiscard]] int descriptor() const { return m_socket.iDescriptor; }
     [[nodiscard]] std::uint16_t port() const { return m_port->port(); }
 
-    /// Takes a packet that has come. 0 when none has.
-    [[nodiscard]] std::size_t receive(std::span<std::byte> out_packet);
+    /// Takes a packet that has come; gives its length. -1 when none can be had, as `errno` says.
+    [[nodiscard]] ssize_t receive(std::span<std::byte> out_packet);
 
-    /// Sends a packet to where the last one came from.
-    void sendBack(std::span<const std::byte> in_packet) const;
+    /// Sends a packet to where the last one came from. False when it is lost here, as `errno` says.
+    [[nodiscard]] bool sendBack(std::span<const std::byte> in_packet) const;
 
     /// Where the last packet came from, as in 10.0.0.1:6000.
     [[nodiscard]] std::string sender() const;
