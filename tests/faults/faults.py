@@ -495,7 +495,9 @@ class Process:
 
     def trace(self, options: list[str], home: pathlib.Path) -> None:
         """Attaches strace, so that no call of the loader counts: what fails there is not ours to see to."""
-        while self.members() and any(state != "T" for _, state, _ in self.members()):
+        while any(state != "T" for _, state, _ in self.members()):
+            if self.popen.poll() is not None:
+                raise SystemExit(f"faults: a program does not load:\n{(home / 'stderr').read_text()}")
             time.sleep(0.002)
         with open(home / "strace", "wb") as err:
             self.tracer = subprocess.Popen(["strace", "-f", "-o", str(home / "trace"), "-s", "60", *options,
@@ -771,7 +773,8 @@ class Symbols:
                 names = subprocess.run(["c++filt", symbol], capture_output=True, text=True).stdout.split("\n")[:1]
             if not names:
                 names = [f"{pathlib.Path(file).name}+0x{offset}"]
-            self.names[file, offset] = [bare(name) for name in names]
+            # Within itself, the C library calls its functions by names of their own.
+            self.names[file, offset] = [bare(name).removeprefix("__GI_") for name in names]
         return self.names[file, offset]
 
     def of_notes(self, notes: str) -> list[tuple[str, list[str]]]:
