@@ -113,6 +113,8 @@ ONLY_ONCE = {"EINTR", "EAGAIN"}
 # Who asks for the memory that fails: the code of the library and of the program, or anybody.
 ALLOCATION = "allocation"
 OWN, ANY = "own", "any"
+# How many of them are in a sample for one of each call and error: their places are many more.
+ALLOCATIONS_FOR_A_CALL = 10
 
 # Stands in the stack of a crash for an exception that nobody catches, not even main, and that nobody must not throw.
 LEAVES_MAIN = "{leaves main}"
@@ -874,7 +876,8 @@ def in_turn(jobs: Iterable[tuple[Target, Fault]], chance: random.Random) -> list
     for group in groups.values():
         chance.shuffle(group)
         begin = chance.random()
-        keyed += [(place + begin, job) for place, job in enumerate(group)]
+        step = 1 / ALLOCATIONS_FOR_A_CALL if group[0][1].call == ALLOCATION else 1
+        keyed += [(place * step + begin, job) for place, job in enumerate(group)]
     return [job for _, job in sorted(keyed, key=lambda entry: entry[0])]
 
 
