@@ -64,6 +64,7 @@ namespace
 
 std::string s_strHome; // NOLINT(cert-err58-cpp)
 int s_iFailed = 0;
+const pid_t s_parent = getpid();
 
 template <class Function>
 void step(const char* in_szName, Function in_function)
@@ -85,6 +86,31 @@ void step(const char* in_szName, Function in_function)
     }
     s_iFailed = 1;
     std::fprintf(stderr, "FAILED %s: %s\n", in_szName, szWhy);
+    // What is thrown in a child must not make it go on as another parent.
+    if (getpid() != s_parent)
+        _exit(1);
+}
+
+/// Runs a function on a thread of its own; what it throws goes to the caller.
+template <class Function>
+void onThread(Function in_function)
+{
+    std::exception_ptr pError;
+    std::thread(
+        [&]
+        {
+            try
+            {
+                in_function();
+            }
+            catch (...)
+            {
+                pError = std::current_exception();
+            }
+        })
+        .join();
+    if (pError)
+        std::rethrow_exception(pError);
 }
 
 void lost(const char* in_szWhat) { std::printf("LOST %s\n", in_szWhat); }
@@ -164,7 +190,7 @@ void logLines(const char* in_szWhen)
 bool logOnThreads()
 {
     logLines("of the main thread");
-    std::thread([] { logLines("of another thread"); }).join();
+    onThread([] { logLines("of another thread"); });
     return true;
 }
 
@@ -275,7 +301,7 @@ bool useMemory()
     useAllocator<DefaultStaticMemAllocator>();
     useAllocator<StaticPerThreadMemAllocator>();
     useAllocator<StaticAccountMemAllocator>();
-    std::thread(useAllocator<DefaultStaticMemAllocator>).join();
+    onThread(useAllocator<DefaultStaticMemAllocator>);
     MemAccountInfoHash accounts;
     StaticAccountMemAllocator::getMemAccountInfo(accounts);
     expect(accounts["exerciser"].iBalance == 0, "the balance of an account");
@@ -527,7 +553,7 @@ int main(int argc, char** argv)
 {
     if (argc != 3)
         return 2;
-    s_strHome = argv[1];
+    step("begin", [argv] { return !(s_strHome = argv[1]).empty(); });
     step("load", load);
     step("read", readParameters);
     step("configure logging", configureLogging);

@@ -919,9 +919,11 @@ class Findings:
 
     @staticmethod
     def signature(verdict: Verdict, stacks: list[tuple[str, list[str]]]) -> tuple[str, ...]:
-        return (verdict.outcome, *[f"{what}: " + " < ".join(
-            [name for name in stack if not re.match(r"std::|__|operator|lib(c|stdc)\S*\.so", name)][:6])
-            for what, stack in stacks[:2]])
+        # What fails, of a lasting fault, is only the first of what does.
+        ends = [entry for entry in stacks if entry[0] != "failed" and entry[1] != [BEFORE_MAIN]] or stacks
+        machinery = r"std::|_|abort$|raise$|new$|operator|futex_wait|lll_|lib(c|stdc)\S*\.so"
+        return (verdict.outcome, *[f"{what}: " + " < ".join([name for name in stack if not re.match(machinery, name)][:6])
+                                   for what, stack in ends[-1:]])
 
     def describe(self, target: Target, fault: Fault, run: Run, verdict: Verdict,
                  stacks: list[tuple[str, list[str]]]) -> str:
@@ -929,7 +931,7 @@ class Findings:
         text += "".join(f"    {line}\n" for line in verdict.why[:12])
         if run.errors and verdict.outcome != LOST:
             text += "".join(f"    standard error: {line[:300]}\n" for line in run.errors.splitlines()[-4:])
-        for what, stack in stacks[:6]:
+        for what, stack in stacks[:1] + stacks[1:][-5:]:
             text += f"    {what}\n" + "".join(f"        {name}\n" for name in stack[:30])
         return text
 
