@@ -120,8 +120,9 @@ ALLOCATIONS_FOR_A_CALL = 10
 LEAVES_MAIN = "{leaves main}"
 # All that there is of the stack of a crash in a static constructor, where the unwinder cannot be loaded.
 BEFORE_MAIN = "{before main}"
-# Where a program that counts its lines (--coverage) is to write, so that it cannot.
-NO_PROFILE = "/dev/null/faults-no-profile"
+# Where a program that counts its lines (--coverage) is to write, so that it cannot, and what it calls for that.
+NO_PROFILE = {"GCOV_PREFIX": "/dev/null", "GCOV_PREFIX_STRIP": "99"}
+OF_PROFILE = re.compile(r'"/dev(/null(/[^"]*)?)?"')
 
 STATE_TEXT = 65536 - 24
 STATE_SITES = 1 << 20
@@ -129,7 +130,7 @@ STATE_SIZE = 65536 + 8 * STATE_SITES
 
 # A hang is no matter of speed: nothing runs for so long, or far more is computed than is needed.
 IDLE_SECONDS = 25.0
-CPU_SECONDS = 60.0
+CPU_SECONDS = 20.0
 WALL_SECONDS = 900.0
 TICKS = os.sysconf("SC_CLK_TCK")
 
@@ -338,7 +339,7 @@ class Caller:
     def request(self, method: str, body: str, process: Process) -> str:
         """Returns the last answer, or an empty text; gives up after a while, or when nobody is there any more."""
         message = self.message(method, body)
-        for wait in (0.5, 1.0, 2.0, 3.0):
+        for wait in (0.5, 1.0, 2.0):
             self.socket.sendto(message, (self.address, 5060))
             until = time.monotonic() + wait
             while (left := until - time.monotonic()) > 0:
@@ -497,7 +498,8 @@ class Process:
 
     def trace(self, options: list[str], home: pathlib.Path) -> None:
         """Attaches strace, so that no call of the loader counts: what fails there is not ours to see to."""
-        while any(state != "T" for _, state, _ in self.members()):
+        stat = pathlib.Path(f"/proc/{self.popen.pid}/stat")
+        while stat.read_text().rpartition(")")[2].split()[0] != "T":
             if self.popen.poll() is not None:
                 raise SystemExit(f"faults: a program does not load:\n{(home / 'stderr').read_text()}")
             time.sleep(0.002)
@@ -610,7 +612,7 @@ class Harness:
             file.truncate(STATE_SIZE)
         command, more = target.prepare(home, number)
         environment = {"PATH": os.environ.get("PATH", "/usr/bin:/bin"), "LC_ALL": "C", "TZ": "UTC",
-                       "GCOV_PREFIX": NO_PROFILE, **more}
+                       **NO_PROFILE, **more}
         own = {"FAULTS_STATE": str(state)}
         if sites:
             own["FAULTS_SITES"] = "1"
@@ -839,7 +841,7 @@ def places_of_calls(trace: str) -> dict[str, list[int]]:
         if match := TRACE_LINE.match(line):
             thread, call, rest = match.groups()
             counts[thread, call] += 1
-            if NO_PROFILE not in rest:
+            if not OF_PROFILE.search(rest):
                 places[call].add(counts[thread, call])
     return {call: sorted(numbers) for call, numbers in places.items()}
 
