@@ -12,7 +12,6 @@
 
 #include <algorithm>
 #include <cstddef>
-#include <new>
 #include <utility>
 
 VELMORA_LIBRARY_FILE_SCOPE_LOGGER_OF(AlarmRegistry)
@@ -56,21 +55,8 @@ AlarmRegistryImpl::AlarmRegistryImpl() : m_alarmHash(s_uiNumBuckets)
 AlarmRegistryImpl::~AlarmRegistryImpl()
 {
     aliveInProcess().clear(this);
-    AlarmRegistryImpl::clear();
-}
-
-bool AlarmRegistryImpl::acquire() const
-{
-    if (m_mutex.acquire() == -1) [[unlikely]]
-        return false;
-    ++m_uiLocks;
-    return true;
-}
-
-void AlarmRegistryImpl::release() const
-{
-    --m_uiLocks;
-    m_mutex.release();
+    // Without buckets, which would take memory.
+    letGoOfAlarms(AlarmHash());
 }
 
 LimitedObjPtr<Alarm> AlarmRegistryImpl::addAlarm(Alarm* in_pAlarm, bool in_bAllowDuplicate)
@@ -141,13 +127,14 @@ void AlarmRegistryImpl::removeObserver(LimitedObjPtr<Observer> in_pObserver)
         m_observers.erase(found);
 }
 
-void AlarmRegistryImpl::clear()
+void AlarmRegistryImpl::clear() { letGoOfAlarms(AlarmHash(s_uiNumBuckets)); }
+
+void AlarmRegistryImpl::letGoOfAlarms(AlarmHash in_table)
 {
-    // The alarms die without the lock, and when the table is whole: their destructors are foreign,
-    // may take any lock and use the registry.
-    AlarmHash alarmHash(s_uiNumBuckets);
+    // They die without the lock, and when the table is whole: their destructors are foreign, may
+    // take any lock and use the registry.
     const Lock lock(*this);
-    alarmHash.swap(m_alarmHash);
+    in_table.swap(m_alarmHash);
 }
 
 void AlarmRegistryImpl::notifyObservers(const Alarm& in_alarm) const
@@ -156,45 +143,6 @@ void AlarmRegistryImpl::notifyObservers(const Alarm& in_alarm) const
     // NOLINTNEXTLINE(modernize-loop-convert)
     for (std::size_t uiIndex = 0; uiIndex < m_observers.size(); ++uiIndex)
         m_observers[uiIndex]->newAlarmState(in_alarm);
-}
-
-void AlarmRegistryImpl::beforeFork()
-{
-    AlarmRegistryImpl* const pRegistry = ifAlive();
-    if (pRegistry == nullptr || pRegistry->isForking())
-        return;
-    if (pRegistry->acquire())
-        pRegistry->m_forkingThread.store(std::this_thread::get_id(), std::memory_order_relaxed);
-}
-
-bool AlarmRegistryImpl::isForking() const
-{
-    return m_forkingThread.load(std::memory_order_relaxed) == std::this_thread::get_id();
-}
-
-void AlarmRegistryImpl::afterForkInParent()
-{
-    AlarmRegistryImpl* const pRegistry = ifAlive();
-    if (pRegistry == nullptr || !pRegistry->isForking())
-        return;
-    pRegistry->m_forkingThread.store(std::thread::id(), std::memory_order_relaxed);
-    pRegistry->release();
-}
-
-void AlarmRegistryImpl::afterForkInChild()
-{
-    AlarmRegistryImpl* const pRegistry = ifAlive();
-    if (pRegistry == nullptr || !pRegistry->isForking())
-        return;
-    pRegistry->m_forkingThread.store(std::thread::id(), std::memory_order_relaxed);
-    // Unlocking fails here, as the mutex belongs to a thread number that the child does not have:
-    // so it is made anew. What the thread held before the fork, in an observer, it goes on to hold.
-    const unsigned int uiLocks = pRegistry->m_uiLocks - 1;
-    while (pRegistry->m_uiLocks != 0)
-        pRegistry->release();
-    new (&pRegistry->m_mutex) ACE_Recursive_Thread_Mutex;
-    for (unsigned int uiLock = 0; uiLock < uiLocks; ++uiLock)
-        pRegistry->acquire();
 }
 
 } // namespace Velmora

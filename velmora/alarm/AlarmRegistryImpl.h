@@ -1,13 +1,12 @@
 #pragma once
 
 #include "velmora/alarm/AlarmRegistry.h"
+#include "velmora/application/GatedGuard.h"
 #include "velmora/application/Handle.h"
 
 #include <ace/Recursive_Thread_Mutex.h>
 
-#include <atomic>
 #include <string>
-#include <thread>
 #include <unordered_map>
 #include <vector>
 
@@ -33,20 +32,10 @@ class VELMORA_API AlarmRegistryImpl : public AlarmRegistry
     class Lock
     {
       public:
-        explicit Lock(const AlarmRegistryImpl& in_registry)
-            : m_pRegistry(in_registry.acquire() ? &in_registry : nullptr)
-        {
-        }
-        ~Lock()
-        {
-            if (m_pRegistry != nullptr) [[likely]]
-                m_pRegistry->release();
-        }
-        Lock(const Lock&) = delete;
-        Lock& operator=(const Lock&) = delete;
+        explicit Lock(const AlarmRegistryImpl& in_registry) : m_guard(in_registry.m_mutex) {}
 
       private:
-        const AlarmRegistryImpl* m_pRegistry;
+        GatedGuard<ACE_Recursive_Thread_Mutex> m_guard;
     };
 
     static AlarmRegistryImpl* getInstance();
@@ -66,12 +55,6 @@ class VELMORA_API AlarmRegistryImpl : public AlarmRegistry
     /// Calls all observers. The caller has the lock.
     void notifyObservers(const Alarm& in_alarm) const;
 
-    /// For the fork handlers. The forking thread holds the mutex over the fork, so that the child
-    /// can go on with alarms that no other thread was changing.
-    static void beforeFork();
-    static void afterForkInParent();
-    static void afterForkInChild();
-
   private:
     friend class Test::AlarmRegistryPeer;
 
@@ -81,15 +64,12 @@ class VELMORA_API AlarmRegistryImpl : public AlarmRegistry
 
     AlarmRegistryImpl();
 
+    /// Goes on with another table.
+    void letGoOfAlarms(AlarmHash in_table);
+
     /// Takes the new entry over, and leaves it null, unless there is one with that id. Gives what
     /// is there now.
     LimitedObjPtr<Alarm> insertOrFind(const std::string& in_strId, MutexedAlarmPtr& inout_pNew);
-
-    bool acquire() const;
-    void release() const;
-
-    /// Whether this thread holds the mutex over a fork.
-    [[nodiscard]] bool isForking() const;
 
     /// Guards everything here, and every alarm that is reached through a handle. Recursive, as
     /// observers and appenders run under it.
@@ -98,13 +78,6 @@ class VELMORA_API AlarmRegistryImpl : public AlarmRegistry
     AlarmHash m_alarmHash;
 
     std::vector<LimitedObjPtr<Observer>> m_observers;
-
-    /// How many times the mutex is locked, which is what a child of a fork locks it anew.
-    mutable unsigned int m_uiLocks = 0;
-
-    /// The thread that holds the mutex over a fork. Each copy of the library in the process has
-    /// fork handlers, and the first to come locks.
-    std::atomic<std::thread::id> m_forkingThread{};
 };
 
 } // namespace Velmora

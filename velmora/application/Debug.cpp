@@ -1,5 +1,6 @@
 #include "velmora/application/Debug.h"
 
+#include "velmora/application/ProcessGate.h"
 #include "velmora/logging/LibraryLoggers.h"
 #include "velmora/logging/LogMacros.h"
 #include "velmora/logging/WithoutThrowing.h"
@@ -18,6 +19,7 @@ namespace Velmora
 
 void abort() noexcept
 {
+    ProcessGate::stopDeferring();
     constexpr const char* szWhat = "exception while the process aborts";
     withoutThrowing(::liveFileScopeLogger(), szWhat,
                     []

@@ -2,20 +2,22 @@
 
 #include "velmora/alarm/AlarmRegistryImpl.h"
 #include "velmora/application/BuildInfo.h"
+#include "velmora/application/ProcessGate.h"
 #include "velmora/application/RegistrationSingleton.h"
 #include "velmora/application/SingletonRegistry.h"
-#include "velmora/application/UnitTest.h"
 #include "velmora/config/GlobalConfig.h"
 #include "velmora/config/GlobalConfigSeam.h"
 #include "velmora/config/ParameterInfoDB.h"
 #include "velmora/logging/ACEBackend.h"
 #include "velmora/logging/CallAppenderFactory.h"
 #include "velmora/logging/CallDataRegistryImpl.h"
+#include "velmora/logging/ConfigurationTurn.h"
+#include "velmora/logging/LevelChange.h"
 #include "velmora/logging/LibraryLoggers.h"
+#include "velmora/logging/LineInTime.h"
 #include "velmora/logging/Log4cplusAccess.h"
 #include "velmora/logging/OncePerProcess.h"
 #include "velmora/logging/RemoteSyslogAppender.h"
-#include "velmora/memory/ForkGate.h"
 #include "velmora/memory/PerThreadMemAllocator.h"
 #include "velmora/memory/StaticAccountMemAllocator.h"
 #include "velmora/memory/StaticMemAllocator.h"
@@ -28,7 +30,11 @@
 
 #include <pthread.h>
 
-#include <utility>
+#include <chrono>
+#include <exception>
+#include <string>
+
+VELMORA_LIBRARY_FILE_SCOPE_LOGGER_OF(OS)
 
 namespace Velmora
 {
@@ -48,6 +54,7 @@ class ExitListCloser
     ~ExitListCloser()
     {
         s_bHasRun = true;
+        ProcessGate::stopWaiting();
         if (m_place.get() == this && ACE_Object_Manager::shutting_down() == 0)
             ACE_Object_Manager::instance()->fini();
     }
@@ -72,64 +79,76 @@ class CallLoggingOfProcess final : public GlobalConfigSeam::CallLogging
     }
 };
 
-/// Lets a child of `fork` use alarms, log, allocate and exit although threads that did so in the
-/// parent do not exist in it: the forking thread holds all locks of these over the fork.
+/// Lets a child of `fork` use the library and exit although threads that were inside it in the
+/// parent do not exist in the child: the thread that forks closes the gate over the fork.
 class ForkHandlers
 {
   public:
     static void install()
     {
-        // Observers of alarms may enter Python, so its lock is held for none of these.
-        Python::InterpreterFork::setLocks({&AlarmRegistryImpl::beforeFork,
-                                           &AlarmRegistryImpl::afterForkInParent,
-                                           &AlarmRegistryImpl::afterForkInChild});
+        Python::InterpreterFork::setInterpreterOfGate();
+        // Made here, as a fork may come when there is no memory.
+        s_pLocks = new Log4cplusAccess::HierarchyLocks(log4cplus::Logger::getDefaultHierarchy());
         pthread_atfork(&prepare, &parent, &child);
     }
 
   private:
+    /// How long a fork waits for threads that log through log4cplus itself.
+    static constexpr std::chrono::milliseconds s_patience{10};
+
     static void prepare()
     {
-        // The alarms come first: they log, and their observers do anything. The registry of calls
-        // logs, and appenders may allocate.
-        Python::InterpreterFork::prepare();
-        CallDataRegistryImpl::beforeFork();
+        s_bClosed = Python::InterpreterFork::prepare();
         if (!ExitListCloser::s_bHasRun)
-            s_pLocker =
-                new Log4cplusAccess::WholeHierarchyLocker(log4cplus::Logger::getDefaultHierarchy());
-        UnitTestSingleton::beforeFork();
-        ForkGate::close();
+            s_pLocks->lockWhatCanBeHad(std::chrono::steady_clock::now() + s_patience);
     }
 
     static void parent()
     {
-        ForkGate::open();
-        UnitTestSingleton::afterFork();
-        // Cleared while the hierarchy is still locked: the next thread to fork sets it right after.
-        delete std::exchange(s_pLocker, nullptr);
-        CallDataRegistryImpl::afterForkInParent();
+        s_pLocks->unlock();
+        const bool bClosed = s_bClosed;
         Python::InterpreterFork::parent();
+        if (!bClosed)
+            report();
     }
 
     static void child()
     {
-        ForkGate::open();
+        ProcessGate::openInChild();
         ThreadCaches::forgetOtherThreads();
         PerThreadMemAllocatorNoT::forgetThreadId();
-        UnitTestSingleton::afterFork();
-        CallDataRegistryImpl::afterForkInChild();
-        if (s_pLocker != nullptr)
+        ConfigurationTurn::startAnewInChild();
+        if (!ExitListCloser::s_bHasRun)
         {
-            // Its unlocking fails here, which is what the renewal is for.
-            delete s_pLocker;
-            s_pLocker = nullptr;
+            // Unlocking would fail here.
+            s_pLocks->forget();
             Log4cplusAccess::renewHierarchyAfterFork(log4cplus::Logger::getDefaultHierarchy());
         }
-        // Last, as an observer that forks goes on to hold what comes before all others.
+        CallDataRegistryImpl::afterForkInChild();
         Python::InterpreterFork::child();
     }
 
-    /// Guarded by what it locks.
-    static inline Log4cplusAccess::WholeHierarchyLocker* s_pLocker = nullptr;
+    static void report() noexcept
+    try
+    {
+        const Logger* const pLogger = ::liveFileScopeLogger();
+        if (pLogger != nullptr)
+            logInTime(*pLogger, ERROR_LOG_LEVEL,
+                      "a fork went ahead although other threads did not come out of their log "
+                      "lines, alarms or other operations within " +
+                          std::to_string(ProcessGate::s_limit.count()) +
+                          " s ; what they were about may be missing in the child. Look for an "
+                          "appender or an observer that hangs",
+                      __FILE__, __LINE__);
+    }
+    catch (const std::exception&)
+    {
+        // A fork does not throw.
+    }
+
+    /// Guarded by the turn to close the gate, as the next one.
+    static inline Log4cplusAccess::HierarchyLocks* s_pLocks = nullptr;
+    static inline bool s_bClosed = false;
 };
 
 void bringUpFileScopeLoggers()
@@ -141,6 +160,8 @@ void bringUpFileScopeLoggers()
 
 bool bringUpInOrder()
 {
+    ProcessGate::initialize();
+    LevelChange::initialize();
     getACEBackend();
     RemoteSyslogAppender::registerFactory();
     Logger::sGetConfigMutex();

@@ -1,9 +1,9 @@
 #pragma once
 
 #include "velmora/application/Assertion.h"
+#include "velmora/application/GatedGuard.h"
 #include "velmora/application/Singleton.h"
 
-#include <ace/Guard_T.h>
 #include <ace/Recursive_Thread_Mutex.h>
 #include <ace/TSS_T.h>
 
@@ -73,7 +73,7 @@ class VELMORA_API OnDemandSingleton : public OnDemandSingletonNoT
 
     static T* findOrMake()
     {
-        const ACE_Guard<ACE_Recursive_Thread_Mutex> guard(sGetMutex());
+        const GatedGuard<ACE_Recursive_Thread_Mutex> guard(sGetMutex());
         SingletonRegistry* const pRegistry = SingletonRegistry::getInstance();
         if (void* const pFound = pRegistry->find(T::s_szSingletonName))
             return static_cast<T*>(pFound);

@@ -1,6 +1,7 @@
 #pragma once
 
 #include "velmora/Export.h"
+#include "velmora/application/ProcessGate.h"
 #include "velmora/memory/InAccount.h"
 
 #include <ace/Thread_Mutex.h>
@@ -42,6 +43,7 @@ class TSReferenceCount : public InAccount<"TSReferenceCount">
 
     void acquireLock()
     {
+        ProcessGate::enter();
         m_mutex.acquire();
         m_bLocked = true;
     }
@@ -50,6 +52,7 @@ class TSReferenceCount : public InAccount<"TSReferenceCount">
     {
         m_bLocked = false;
         m_mutex.release();
+        ProcessGate::leave();
     }
 
     /// Whether a thread holds the lock; for a debugger, or for the thread that holds it.

@@ -1,10 +1,10 @@
 #include "velmora/application/RegistrationSingleton.h"
 
 #include "velmora/application/Assertion.h"
+#include "velmora/application/GatedGuard.h"
 #include "velmora/logging/LibraryLoggers.h"
 #include "velmora/logging/LogMacros.h"
 
-#include <ace/Guard_T.h>
 #include <ace/Object_Manager.h>
 
 VELMORA_LIBRARY_FILE_SCOPE_LOGGER(RegistrationSingleton)
@@ -30,7 +30,7 @@ bool RegistrationSingleton::registerInstance(const char* in_szName, TSHandle<Obj
     VELMORA_FILE_ASSERT_TEXT(in_szName != nullptr, "in_szName != 0");
     if (in_szName == nullptr)
         return false;
-    const ACE_Guard<ACE_Thread_Mutex> guard(s_mutex);
+    const GatedGuard<ACE_Thread_Mutex> guard(s_mutex);
     VELMORA_FILE_LOG_DEBUG("Registring object named " << in_szName);
     s_strScratchName = in_szName;
     s_objectHash.emplace(s_strScratchName, std::move(in_hObject));
@@ -45,7 +45,7 @@ bool RegistrationSingleton::deregister(const char* in_szName)
         return false;
     // Let go after the mutex, as the destructor of an object may come here again.
     std::vector<ObjectHash::node_type> removed;
-    const ACE_Guard<ACE_Thread_Mutex> guard(s_mutex);
+    const GatedGuard<ACE_Thread_Mutex> guard(s_mutex);
     VELMORA_FILE_LOG_DEBUG("Deregistring object named " << in_szName);
     s_strScratchName = in_szName;
     auto iter = s_objectHash.find(s_strScratchName);
@@ -62,7 +62,7 @@ std::vector<TSHandle<Object>> RegistrationSingleton::getInstances(const char* in
     VELMORA_FILE_ASSERT_TEXT(in_szName != nullptr, "in_szName != 0");
     if (in_szName == nullptr)
         return result;
-    const ACE_Guard<ACE_Thread_Mutex> guard(s_mutex);
+    const GatedGuard<ACE_Thread_Mutex> guard(s_mutex);
     VELMORA_FILE_LOG_DEBUG("Getting object named " << in_szName);
     s_strScratchName = in_szName;
     const auto [begin, end] = s_objectHash.equal_range(s_strScratchName);
@@ -84,7 +84,7 @@ void RegistrationSingleton::cleanUpAtExit()
 void RegistrationSingleton::cleanup(void*, void*)
 {
     ObjectHash removed;
-    const ACE_Guard<ACE_Thread_Mutex> guard(s_mutex);
+    const GatedGuard<ACE_Thread_Mutex> guard(s_mutex);
     removed.swap(s_objectHash);
 }
 

@@ -1,9 +1,9 @@
 #include "velmora/application/SingletonRegistryImpl.h"
 
 #include "velmora/application/Assertion.h"
+#include "velmora/application/GatedGuard.h"
 #include "velmora/logging/OncePerProcess.h"
 
-#include <ace/Guard_T.h>
 #include <ace/Object_Manager.h>
 
 namespace Velmora
@@ -34,7 +34,7 @@ void* SingletonRegistryImpl::find(const char* in_szName) const
 {
     if (!isName(in_szName))
         return nullptr;
-    const ACE_Guard<ACE_Thread_Mutex> guard(m_mutex);
+    const GatedGuard<ACE_Thread_Mutex> guard(m_mutex);
     const auto found = m_objectHash.find(in_szName);
     return found == m_objectHash.end() ? nullptr : found->second;
 }
@@ -44,7 +44,7 @@ void* SingletonRegistryImpl::insert(const char* in_szName, void* in_pObject,
 {
     if (!isName(in_szName) || in_pObject == nullptr)
         return nullptr;
-    const ACE_Guard<ACE_Thread_Mutex> guard(m_mutex);
+    const GatedGuard<ACE_Thread_Mutex> guard(m_mutex);
     const auto [entry, bNew] = m_objectHash.emplace(in_szName, in_pObject);
     if (bNew && in_pCleanup != nullptr)
         ACE_Object_Manager::at_exit(in_pObject, in_pCleanup, in_pParam, entry->first.c_str());

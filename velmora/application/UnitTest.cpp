@@ -1,12 +1,11 @@
 #include "velmora/application/UnitTest.h"
 
 #include "velmora/application/AssertionSeam.h"
+#include "velmora/application/GatedGuard.h"
 #include "velmora/application/OnDemandSingleton.h"
 #include "velmora/logging/LibraryLoggers.h"
 #include "velmora/logging/LogMacros.h"
 #include "velmora/logging/OncePerProcess.h"
-
-#include <ace/Guard_T.h>
 
 #include <algorithm>
 #include <cstddef>
@@ -24,7 +23,7 @@ namespace Velmora
 namespace
 {
 
-using Guard = ACE_Guard<ACE_Thread_Mutex>;
+using Guard = GatedGuard<ACE_Thread_Mutex>;
 
 OncePerProcess<UnitTestSingleton>& aliveInProcess()
 {
@@ -49,11 +48,6 @@ class RecordOfAssertions final : public AssertionSeam::UnitTestRecord
 };
 
 constinit RecordOfAssertions s_recordOfAssertions;
-
-/// The object if it was made by this copy of the library, whose fork handlers are to lock it.
-constinit std::atomic<UnitTestSingleton*> s_pMadeHere{nullptr};
-/// That object while the calling thread forks.
-constinit thread_local UnitTestSingleton* s_pLockedOverFork = nullptr;
 
 const char* textOrEmpty(const char* in_szText) { return in_szText != nullptr ? in_szText : ""; }
 
@@ -90,7 +84,6 @@ UnitTestSingleton* UnitTestSingleton::getInstance()
 UnitTestSingleton::UnitTestSingleton() : m_pMutex(std::make_unique<ACE_Thread_Mutex>())
 {
     aliveInProcess().fill(this);
-    s_pMadeHere = this;
 }
 
 UnitTestSingleton::~UnitTestSingleton()
@@ -98,7 +91,6 @@ UnitTestSingleton::~UnitTestSingleton()
     s_bRunningUnitTest = false;
     AssertionSeam::setUnitTestRecord(nullptr);
     aliveInProcess().clear(this);
-    s_pMadeHere = nullptr;
     if (m_bRegistered)
         AlarmRegistry::getInstance().removeObserver(this);
 }
@@ -187,19 +179,6 @@ void UnitTestSingleton::newAlarmState(const Alarm& in_alarm)
     text.imbue(std::locale::classic());
     text << "Alarm raised : " << in_alarm;
     check(false, text.str().c_str(), "", -1);
-}
-
-void UnitTestSingleton::beforeFork()
-{
-    s_pLockedOverFork = s_pMadeHere;
-    if (s_pLockedOverFork != nullptr)
-        s_pLockedOverFork->m_pMutex->acquire();
-}
-
-void UnitTestSingleton::afterFork()
-{
-    if (UnitTestSingleton* const pLocked = std::exchange(s_pLockedOverFork, nullptr))
-        pLocked->m_pMutex->release();
 }
 
 UnitTestSingleton::UnitTestException::~UnitTestException() = default;

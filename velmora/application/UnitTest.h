@@ -78,11 +78,6 @@ class VELMORA_API UnitTestSingleton : public AlarmRegistry::Observer
     /// Records a failed check if the alarm is on while a unit test runs.
     void newAlarmState(const Alarm& in_alarm) override;
 
-    /// For the fork handlers: the forking thread holds the mutex over the fork, so that the child
-    /// can record what no other thread was recording.
-    static void beforeFork();
-    static void afterFork();
-
   private:
     friend class OnDemandSingleton<UnitTestSingleton>;
 

@@ -2,6 +2,7 @@
 
 #include "velmora/application/Assertion.h"
 #include "velmora/application/AssertionSeam.h"
+#include "velmora/application/GatedGuard.h"
 #include "velmora/config/GlobalConfigSeam.h"
 #include "velmora/config/ParameterBounds.h"
 #include "velmora/config/ParameterInfoDB.h"
@@ -13,13 +14,14 @@
 #include "velmora/system/InputFile.h"
 #include "velmora/system/QuietStream.h"
 #include "velmora/system/Regexx.h"
+#include "velmora/system/SourceText.h"
 
-#include <ace/Guard_T.h>
 #include <boost/program_options.hpp>
 
 #include <strings.h>
 
 #include <cstring>
+#include <list>
 #include <locale>
 #include <new>
 #include <sstream>
@@ -33,7 +35,8 @@ namespace
 {
 
 /// A lock that cannot be had, such as by a thread that holds it for writing, is done without.
-using ReadLock = ACE_Read_Guard<ACE_RW_Thread_Mutex>;
+using ReadLock = GatedGuard<ACE_RW_Thread_Mutex, ReadLocking>;
+using TryReadLock = GatedGuard<ACE_RW_Thread_Mutex, TryReadLocking>;
 
 constexpr const char* s_szCallLogSection = "log4cplus.appender.CALL_LOG_APPENDER";
 constexpr const char* s_szCallLogDirectory = "log4cplus.appender.CALL_LOG_APPENDER.Directory";
@@ -87,14 +90,14 @@ class GlobalConfigImpl::WriteLock
     explicit WriteLock(GlobalConfigImpl& inout_config)
         : m_guard(inout_config.m_mutex), m_config(inout_config)
     {
-        if (m_guard.locked() != 0)
+        if (m_guard.isLocked())
             m_config.m_writer.store(std::this_thread::get_id(), std::memory_order_relaxed);
     }
 
     ~WriteLock()
     {
         m_config.publishAbortOnAssert();
-        if (m_guard.locked() != 0)
+        if (m_guard.isLocked())
             m_config.m_writer.store(std::thread::id(), std::memory_order_relaxed);
     }
 
@@ -102,11 +105,11 @@ class GlobalConfigImpl::WriteLock
     WriteLock& operator=(const WriteLock&) = delete;
 
   private:
-    ACE_Write_Guard<ACE_RW_Thread_Mutex> m_guard;
+    GatedGuard<ACE_RW_Thread_Mutex, WriteLocking> m_guard;
     GlobalConfigImpl& m_config;
 };
 
-/// A URL of a configuration, taken apart. Of a database it has what that gave, which is fetched
+/// A URL of a configuration, taken apart, with what the file or the database gave: both are read
 /// before the lock is taken.
 class GlobalConfigImpl::Source
 {
@@ -115,12 +118,17 @@ class GlobalConfigImpl::Source
     {
         Regexx rxx("^(\\w+)://[\\w\\.-]*/(.+)");
         if (rxx.exec(in_strUrl) == 0)
+        {
+            file.emplace(strPath);
             return;
+        }
         VELMORA_FILE_ASSERT(rxx.match[0].atom.size() == 2);
         strScheme = rxx.match[0].atom[0];
         strPath = rxx.match[0].atom[1];
         if (isDatabase())
             fetch();
+        else
+            file.emplace(strPath);
     }
 
     [[nodiscard]] bool isDatabase() const
@@ -133,6 +141,8 @@ class GlobalConfigImpl::Source
     std::string strScheme;
     std::string strPath;
     std::optional<GlobalConfigSeam::DatabaseSource::Parameters> parameters;
+    /// Of another source, the file.
+    std::optional<InputFile> file;
 
   private:
     void fetch()
@@ -167,8 +177,8 @@ bool GlobalConfigImpl::tryGetBoolParameter(const char* in_szParamName, bool& out
 {
     if (m_writer.load(std::memory_order_relaxed) == std::this_thread::get_id())
         return m_trie.getBoolParameter(in_szParamName, out_bValue);
-    const ReadLock lock(m_mutex, false);
-    return lock.locked() != 0 && m_trie.getBoolParameter(in_szParamName, out_bValue);
+    const TryReadLock lock(m_mutex);
+    return lock.isLocked() && m_trie.getBoolParameter(in_szParamName, out_bValue);
 }
 
 void GlobalConfigImpl::publishToAssertions() { m_bPublishes = true; }
@@ -237,10 +247,18 @@ bool GlobalConfigImpl::load(std::istream& inout_stream)
 try
 {
     endRegistration();
+    const QuietStream quiet(inout_stream);
+    // Read before the lock is taken: a stream is foreign code.
+    SourceText whole;
+    if (inout_stream.good())
+        whole.read(*inout_stream.rdbuf());
+    std::istream text(&whole);
+    text.setstate(inout_stream.rdstate());
     const WriteLock lock(*this);
     std::vector<std::string> unresolved;
-    bool bOK = loadNoMutex(inout_stream, unresolved);
+    bool bOK = loadNoMutex(text, unresolved);
     isUnresolvedVectorEmpty(unresolved, bOK);
+    inout_stream.setstate(text.rdstate());
     return bOK;
 }
 catch (...)
@@ -252,9 +270,10 @@ bool GlobalConfigImpl::load(const char* in_szPath)
 try
 {
     endRegistration();
+    InputFile file(in_szPath);
     const WriteLock lock(*this);
     std::vector<std::string> unresolved;
-    bool bOK = loadFileNoMutex(in_szPath, unresolved);
+    bool bOK = loadFileNoMutex(in_szPath, file, unresolved);
     isUnresolvedVectorEmpty(unresolved, bOK);
     return bOK;
 }
@@ -274,14 +293,13 @@ try
         return false;
     }
     endRegistration();
-    std::vector<Source> sources;
-    sources.reserve(in_urls.size());
+    std::list<Source> sources;
     for (const std::string& strUrl : in_urls)
         sources.emplace_back(strUrl);
     const WriteLock lock(*this);
     std::vector<std::string> unresolved;
     bool bOK = true;
-    for (const Source& source : sources)
+    for (Source& source : sources)
         bOK = loadUrlNoMutex(source, unresolved) && bOK;
     isUnresolvedVectorEmpty(unresolved, bOK);
     return bOK;
@@ -291,32 +309,32 @@ catch (...)
     return failed(s_szLoadFails);
 }
 
-bool GlobalConfigImpl::loadUrlNoMutex(const Source& in_source,
+bool GlobalConfigImpl::loadUrlNoMutex(Source& inout_source,
                                       std::vector<std::string>& inout_unresolved)
 {
-    VELMORA_FILE_LOG_DEBUG("GlobalConfigImpl::load : Config URL: " << in_source.strUrl);
-    if (!in_source.strScheme.empty())
-        VELMORA_FILE_LOG_DEBUG("Config URL prefix: " << in_source.strScheme);
-    return in_source.isDatabase() ? loadDBURLNoMutex(in_source, inout_unresolved)
-                                  : loadFileNoMutex(in_source.strPath, inout_unresolved);
+    VELMORA_FILE_LOG_DEBUG("GlobalConfigImpl::load : Config URL: " << inout_source.strUrl);
+    if (!inout_source.strScheme.empty())
+        VELMORA_FILE_LOG_DEBUG("Config URL prefix: " << inout_source.strScheme);
+    return inout_source.isDatabase()
+               ? loadDBURLNoMutex(inout_source, inout_unresolved)
+               : loadFileNoMutex(inout_source.strPath, *inout_source.file, inout_unresolved);
 }
 
-bool GlobalConfigImpl::loadFileNoMutex(const std::string& in_strPath,
+bool GlobalConfigImpl::loadFileNoMutex(const std::string& in_strPath, InputFile& inout_file,
                                        std::vector<std::string>& inout_unresolved)
 {
     VELMORA_FILE_LOG_DEBUG("Loading Global Config from " << in_strPath);
-    InputFile file(in_strPath);
-    if (!file)
+    if (!inout_file)
     {
         VELMORA_FILE_LOG_ERROR("failed to initialize Global Config : unable to open "
                                << in_strPath << " for reading");
-        logReason("open", in_strPath, file);
+        logReason("open", in_strPath, inout_file);
         return false;
     }
-    if (loadNoMutex(file, inout_unresolved))
+    if (loadNoMutex(inout_file, inout_unresolved))
         return true;
     VELMORA_FILE_LOG_ERROR("failed to initialize global config from " << in_strPath);
-    logReason("read", in_strPath, file);
+    logReason("read", in_strPath, inout_file);
     return false;
 }
 
@@ -532,7 +550,6 @@ bool GlobalConfigImpl::configureLogger(std::ostream& out_errors, RunMode in_runM
 try
 {
     const QuietStream quiet(out_errors);
-    const ReadLock lock(m_mutex);
     if (in_runMode == RunMode::undefined)
         VELMORA_FILE_LOG_INFO("Logger will be configured from the Global Configuration because the "
                               "run mode is undefined");
@@ -541,14 +558,15 @@ try
         const std::string strName =
             std::string("keswardin.infra.Logger.PropertiesFile.") + getRunModeString(in_runMode);
         std::string strPath;
-        // Takes the lock once more, which readers may.
         if (getStringParameter(strName.c_str(), strPath))
             return configureLoggerFromPropsFile(strPath, out_errors);
         VELMORA_FILE_LOG_INFO("Logger will be configured from the Global Configuration because the "
                               "following parameter is undefined : "
                               << strName);
     }
-    if (!configureLogger(m_trie, out_errors))
+    // Logging is configured from a copy, without the lock: appenders are made, which may take long
+    // and may ask the configuration.
+    if (!configureLogger(loggingSections(), out_errors))
         return false;
     VELMORA_FILE_LOG_INFO("Logger successfully configured from Global Configuration");
     return true;
@@ -558,6 +576,16 @@ catch (...)
     const QuietStream quiet(out_errors);
     out_errors << s_szLoggerFails;
     return failed(s_szLoggerFails);
+}
+
+ParameterTrie GlobalConfigImpl::loggingSections() const
+{
+    ParameterTrie sections;
+    const ReadLock lock(m_mutex);
+    for (const char* const szSection : {"log4cplus", "keswardin.infra.CallLogger"})
+        if (const auto found = m_trie.find(szSection); found != m_trie.end())
+            *sections.insert(szSection, ParameterValue()).first = *found;
+    return sections;
 }
 
 bool GlobalConfigImpl::configureLoggerFromPropsFile(const std::string& in_strPath,
@@ -573,7 +601,10 @@ bool GlobalConfigImpl::configureLoggerFromPropsFile(const std::string& in_strPat
     }
     ParameterTrie properties;
     std::vector<std::string> unresolved;
-    properties.read(file, nullptr, '\n', true, &unresolved, &m_trie);
+    {
+        const ReadLock lock(m_mutex);
+        properties.read(file, nullptr, '\n', true, &unresolved, &m_trie);
+    }
     if (file.fail())
     {
         VELMORA_FILE_LOG_ERROR("failed to configure logger from file " << in_strPath);

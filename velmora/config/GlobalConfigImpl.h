@@ -16,6 +16,8 @@
 namespace Velmora
 {
 
+class InputFile;
+
 /// The configuration of the process. Programs use `GlobalConfig` and `RWGlobalConfig`; tests make
 /// their own.
 ///
@@ -69,9 +71,12 @@ class VELMORA_API GlobalConfigImpl final : public RWGlobalConfig,
     class WriteLock;
 
     bool loadNoMutex(std::istream& inout_stream, std::vector<std::string>& inout_unresolved);
-    bool loadFileNoMutex(const std::string& in_strPath, std::vector<std::string>& inout_unresolved);
-    bool loadUrlNoMutex(const Source& in_source, std::vector<std::string>& inout_unresolved);
+    bool loadFileNoMutex(const std::string& in_strPath, InputFile& inout_file,
+                         std::vector<std::string>& inout_unresolved);
+    bool loadUrlNoMutex(Source& inout_source, std::vector<std::string>& inout_unresolved);
     bool loadDBURLNoMutex(const Source& in_source, std::vector<std::string>& inout_unresolved);
+    /// A copy of what logging is configured from.
+    [[nodiscard]] ParameterTrie loggingSections() const;
     bool configureLoggerFromPropsFile(const std::string& in_strPath,
                                       std::ostream& out_errors) const;
 

@@ -1,10 +1,10 @@
 #include "velmora/logging/AceCleanupLogger.h"
 
+#include "velmora/application/GatedGuard.h"
 #include "velmora/logging/WithoutThrowing.h"
 
 #include <ace/Object_Manager.h>
 
-#include <mutex>
 #include <unordered_set>
 
 namespace Velmora
@@ -43,24 +43,24 @@ class LivingLoggers
 
     void add(const void* in_pLogger)
     {
-        const std::lock_guard<std::mutex> guard(m_mutex);
+        const GatedGuard<ACE_Thread_Mutex> guard(m_mutex);
         m_loggers.insert(in_pLogger);
     }
 
     void remove(const void* in_pLogger)
     {
-        const std::lock_guard<std::mutex> guard(m_mutex);
+        const GatedGuard<ACE_Thread_Mutex> guard(m_mutex);
         m_loggers.erase(in_pLogger);
     }
 
     bool contains(const void* in_pLogger)
     {
-        const std::lock_guard<std::mutex> guard(m_mutex);
+        const GatedGuard<ACE_Thread_Mutex> guard(m_mutex);
         return m_loggers.count(in_pLogger) != 0;
     }
 
   private:
-    std::mutex m_mutex;
+    ACE_Thread_Mutex m_mutex;
     std::unordered_set<const void*> m_loggers;
 };
 

@@ -1,12 +1,11 @@
 #include "velmora/logging/CallDataRegistryImpl.h"
 
 #include "velmora/application/Assertion.h"
+#include "velmora/application/GatedGuard.h"
 #include "velmora/application/Singleton.h"
 #include "velmora/logging/LibraryLoggers.h"
 #include "velmora/logging/LogMacros.h"
 #include "velmora/logging/OncePerProcess.h"
-
-#include <ace/Guard_T.h>
 
 #include <exception>
 
@@ -20,10 +19,9 @@ namespace Velmora
 namespace
 {
 
-using MutexGuard = ACE_Guard<ACE_Thread_Mutex>;
+using MutexGuard = GatedGuard<CallDataRegistryImpl::Mutex>;
 
-/// Attributes of a mutex whose waiters spin before they sleep. Files are opened and closed under
-/// the mutexes here, which takes microseconds: less than to fall asleep and be woken.
+/// Attributes of a mutex whose waiters spin before they sleep.
 class AdaptiveMutexAttributes
 {
   public:
@@ -70,9 +68,9 @@ CallDataRegistryImpl* CallDataRegistryImpl::getInstance()
 
 CallDataRegistryImpl* CallDataRegistryImpl::ifAlive() { return aliveInProcess().get(); }
 
+CallDataRegistryImpl::Mutex::Mutex() : ACE_Thread_Mutex(nullptr, AdaptiveMutexAttributes().get()) {}
+
 CallDataRegistryImpl::CallDataRegistryImpl()
-    : m_tableMutex(nullptr, AdaptiveMutexAttributes().get()),
-      m_refCountMutex(nullptr, AdaptiveMutexAttributes().get())
 {
     m_callDataHash.max_load_factor(s_fMaxCallsOfBucket);
 }
@@ -183,37 +181,12 @@ void CallDataRegistryImpl::endCall(const CallDataHash::iterator& in_entry)
                                                  << m_callDataHash.size() << " active call(s))");
 }
 
-void CallDataRegistryImpl::beforeFork()
-{
-    CallDataRegistryImpl* const pRegistry = ifAlive();
-    if (pRegistry == nullptr || pRegistry->isForking())
-        return;
-    pRegistry->m_tableMutex.acquire();
-    pRegistry->m_refCountMutex.acquire();
-    pRegistry->m_forkingThread.store(std::this_thread::get_id(), std::memory_order_relaxed);
-}
-
-bool CallDataRegistryImpl::isForking() const
-{
-    return m_forkingThread.load(std::memory_order_relaxed) == std::this_thread::get_id();
-}
-
-void CallDataRegistryImpl::afterForkInParent()
-{
-    CallDataRegistryImpl* const pRegistry = ifAlive();
-    if (pRegistry == nullptr || !pRegistry->isForking())
-        return;
-    pRegistry->m_forkingThread.store(std::thread::id(), std::memory_order_relaxed);
-    pRegistry->m_refCountMutex.release();
-    pRegistry->m_tableMutex.release();
-}
-
 void CallDataRegistryImpl::afterForkInChild()
 {
     if (CallDataRegistryImpl* const pRegistry = ifAlive())
         for (const auto& entry : pRegistry->m_callDataHash)
-            entry.second->leaveAppenderToParent();
-    afterForkInParent();
+            if (entry.second)
+                entry.second->leaveAppenderToParent();
 }
 
 CallDataRegistry::CallDataImpl::CallDataImpl(const std::string& in_strCallId)

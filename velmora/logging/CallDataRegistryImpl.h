@@ -10,7 +10,6 @@
 #include <cstddef>
 #include <memory>
 #include <string>
-#include <thread>
 #include <unordered_map>
 
 namespace Velmora
@@ -48,12 +47,17 @@ class VELMORA_API CallDataRegistryImpl : public CallDataRegistry
     [[nodiscard]] std::size_t getCurrentNumCall() const override;
     [[nodiscard]] std::size_t getMaxNumCall() const override;
 
-    /// For the fork handlers. The registry stands still from before a fork on. The child has the
-    /// calls of its parent, but does not write to their files, which the parent goes on with; a
-    /// call that begins in the child has a file of its own.
-    static void beforeFork();
-    static void afterForkInParent();
+    /// For the fork handlers. The child has the calls of its parent, but does not write to their
+    /// files, which the parent goes on with; a call that begins in the child has a file of its own.
     static void afterForkInChild();
+
+    /// A mutex whose waiters spin before they sleep: files are opened and closed under the mutexes
+    /// here, which takes microseconds, less than to fall asleep and be woken.
+    class Mutex : public ACE_Thread_Mutex
+    {
+      public:
+        Mutex();
+    };
 
   private:
     friend class CallDataRegistry::CallDataHandle;
@@ -72,9 +76,6 @@ class VELMORA_API CallDataRegistryImpl : public CallDataRegistry
     void endCall(const CallDataHash::iterator& in_entry);
     bool isFound(const CallDataHash::iterator& in_entry) const;
 
-    /// Whether this thread holds both mutexes over a fork.
-    [[nodiscard]] bool isForking() const;
-
     /// The active calls. It grows by itself. Guarded by `m_tableMutex`, as the next one.
     CallDataHash m_callDataHash;
 
@@ -82,17 +83,13 @@ class VELMORA_API CallDataRegistryImpl : public CallDataRegistry
     std::string m_strScratchName;
 
     /// Guards the table, the scratch name and the maximum.
-    mutable ACE_Thread_Mutex m_tableMutex;
+    mutable Mutex m_tableMutex;
 
     /// Guards the counts of references and the making of appenders.
-    ACE_Thread_Mutex m_refCountMutex;
+    Mutex m_refCountMutex;
 
     /// The highest size of the table so far. Guarded by `m_tableMutex`.
     std::size_t m_uiMaxNumCall = 0;
-
-    /// The thread that holds both mutexes over a fork. Each copy of the library in the process has
-    /// fork handlers, and the first to come locks.
-    std::atomic<std::thread::id> m_forkingThread{};
 
     /// Configured under both mutexes, asked under `m_refCountMutex`.
     CallAppenderFactory m_callAppenderFactory;

@@ -2,6 +2,7 @@
 
 #include "velmora/application/Assertion.h"
 #include "velmora/logging/CallAppenderFactory.h"
+#include "velmora/logging/DeferredLine.h"
 #include "velmora/logging/LibraryLoggers.h"
 #include "velmora/logging/Log4cplusAccess.h"
 #include "velmora/logging/WithoutThrowing.h"
@@ -92,7 +93,7 @@ void CallLogger::callAppenders(const log4cplus::spi::InternalLoggingEvent& in_ev
 {
     LoggingIdLogger::callAppenders(in_event);
     if (log4cplus::Appender* const pAppender = getCallAppender())
-        pAppender->doAppend(in_event);
+        DeferredLine::append(*pAppender, in_event);
 }
 
 bool CallLogger::initializeClass()

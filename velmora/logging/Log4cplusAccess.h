@@ -4,22 +4,24 @@
 // that it is built with. Nothing else in the tree depends on the version.
 
 #include "velmora/Sanitizers.h"
+#include "velmora/application/ProcessGate.h"
 
 #include <log4cplus/appender.h>
+#include <log4cplus/fileappender.h>
 #include <log4cplus/hierarchy.h>
-#include <log4cplus/hierarchylocker.h>
 #include <log4cplus/spi/loggerimpl.h>
 #include <log4cplus/version.h>
 
-#include <cstddef>
-#include <new>
-
-#if VELMORA_THREAD_SANITIZER
 #include <dlfcn.h>
 #include <pthread.h>
 
+#include <chrono>
+#include <cstddef>
+#include <ctime>
+#include <map>
+#include <new>
+#include <utility>
 #include <vector>
-#endif
 
 #if LOG4CPLUS_VERSION < LOG4CPLUS_MAKE_VERSION(2, 0, 0) || \
     LOG4CPLUS_VERSION >= LOG4CPLUS_MAKE_VERSION(2, 1, 0)
@@ -53,6 +55,10 @@ class LoggerMembers : public log4cplus::spi::LoggerImpl
     {
         return in_logger.*(&LoggerMembers::appenderList);
     }
+    static ListType& appendersOf(LoggerImpl& in_logger)
+    {
+        return in_logger.*(&LoggerMembers::appenderList);
+    }
 
     LoggerMembers() = delete;
 };
@@ -67,6 +73,18 @@ class HandleMembers : public log4cplus::Logger
     }
 };
 
+/// Names the protected member of an appender that writes to a file.
+class FileAppenderMembers : public log4cplus::FileAppenderBase
+{
+  public:
+    static const log4cplus::tstring& fileOf(const FileAppenderBase& in_appender)
+    {
+        return in_appender.*(&FileAppenderMembers::filename);
+    }
+
+    FileAppenderMembers() = delete;
+};
+
 /// Gives `hashtableMutexOf`, for a member that is private: an explicit instantiation may name it.
 template <log4cplus::thread::Mutex log4cplus::Hierarchy::*Member>
 struct HierarchyMembers
@@ -79,75 +97,155 @@ struct HierarchyMembers
 template struct HierarchyMembers<&log4cplus::Hierarchy::hashtable_mutex>;
 log4cplus::thread::Mutex& hashtableMutexOf(log4cplus::Hierarchy& in_hierarchy);
 
-#if VELMORA_THREAD_SANITIZER
-/// ThreadSanitizer looks at no more than 64 locks that a thread holds, and ends the process at the
-/// next one. This holds the same locks as log4cplus's locker, in the same order, but takes those of
-/// the loggers behind its back. It sees each of them all the same whenever a list is used: they are
-/// recursive, and log4cplus takes them there once more.
-class AllLoggersLocker
+/// Gives `loggersOf`, likewise.
+template <std::map<log4cplus::tstring, log4cplus::Logger> log4cplus::Hierarchy::*Member>
+struct HierarchyLoggers
+{
+    friend std::map<log4cplus::tstring, log4cplus::Logger>&
+    loggersOf(log4cplus::Hierarchy& in_hierarchy)
+    {
+        return in_hierarchy.*Member;
+    }
+};
+template struct HierarchyLoggers<&log4cplus::Hierarchy::loggerPtrs>;
+std::map<log4cplus::tstring, log4cplus::Logger>& loggersOf(log4cplus::Hierarchy& in_hierarchy);
+
+/// Calls the function for the root and every other logger. Allocates nothing. The caller holds the
+/// hierarchy's own mutex.
+template <class Function>
+void forEachLogger(log4cplus::Hierarchy& in_hierarchy, Function in_function)
+{
+    in_function(HandleMembers::implOf(in_hierarchy.getRoot()));
+    for (const auto& [strName, logger] : loggersOf(in_hierarchy))
+        in_function(HandleMembers::implOf(logger));
+}
+
+/// A mutex of log4cplus, which it only locks without a limit.
+class TimedMutex
 {
   public:
-    explicit AllLoggersLocker(log4cplus::Hierarchy& in_hierarchy)
-        : m_guard(hashtableMutexOf(in_hierarchy)), m_loggers(in_hierarchy.getCurrentLoggers())
-    {
-        for (const log4cplus::Logger& logger : m_loggers)
-            lock(logger);
-    }
-    ~AllLoggersLocker()
-    {
-        for (auto logger = m_loggers.rbegin(); logger != m_loggers.rend(); ++logger)
-            unlock(*logger);
-    }
-    AllLoggersLocker(const AllLoggersLocker&) = delete;
-    AllLoggersLocker& operator=(const AllLoggersLocker&) = delete;
+    using Clock = std::chrono::steady_clock;
 
-  private:
-    using Operation = int (*)(pthread_mutex_t*);
-
-    static pthread_mutex_t* mutexOf(const log4cplus::Logger& in_logger)
+    explicit TimedMutex(const log4cplus::thread::Mutex& in_mutex)
+        : m_pMutex(
+              reinterpret_cast<pthread_mutex_t*>(const_cast<log4cplus::thread::Mutex*>(&in_mutex)))
     {
         static_assert(sizeof(log4cplus::thread::Mutex) == sizeof(pthread_mutex_t));
-        return reinterpret_cast<pthread_mutex_t*>(const_cast<log4cplus::thread::Mutex*>(
-            &HandleMembers::implOf(in_logger).appender_list_mutex));
     }
-    static Operation operationOfSystem(const char* in_szName)
+
+    /// Failure: false if another thread holds it until the end of the time.
+    [[nodiscard]] bool lock(Clock::time_point in_end) const
     {
-        return reinterpret_cast<Operation>(
+        const auto sinceStart = in_end.time_since_epoch();
+        const auto seconds = std::chrono::duration_cast<std::chrono::seconds>(sinceStart);
+        const std::chrono::nanoseconds rest = sinceStart - seconds;
+        const timespec end{seconds.count(), rest.count()};
+        return lockUntil(m_pMutex, end) == 0;
+    }
+    void unlock() const { unlockOfSystem(m_pMutex); }
+
+  private:
+#if VELMORA_THREAD_SANITIZER
+    // ThreadSanitizer looks at no more than 64 locks that a thread holds, and ends the process at
+    // the next one. So these are taken behind its back. It sees each of them all the same where a
+    // list is used: they are recursive, and are taken there once more.
+    template <class Operation>
+    static Operation* ofSystem(Operation*, const char* in_szName)
+    {
+        return reinterpret_cast<Operation*>(
             dlsym(dlopen("libc.so.6", RTLD_LAZY | RTLD_NOLOAD), in_szName));
     }
-    static void lock(const log4cplus::Logger& in_logger)
+    static int lockUntil(pthread_mutex_t* in_pMutex, const timespec& in_end)
     {
-        static const Operation s_pLock = operationOfSystem("pthread_mutex_lock");
-        s_pLock(mutexOf(in_logger));
+        static auto* const s_pLock = ofSystem(&pthread_mutex_clocklock, "pthread_mutex_clocklock");
+        return s_pLock(in_pMutex, CLOCK_MONOTONIC, &in_end);
     }
-    static void unlock(const log4cplus::Logger& in_logger)
+    static void unlockOfSystem(pthread_mutex_t* in_pMutex)
     {
-        static const Operation s_pUnlock = operationOfSystem("pthread_mutex_unlock");
-        s_pUnlock(mutexOf(in_logger));
+        static auto* const s_pUnlock = ofSystem(&pthread_mutex_unlock, "pthread_mutex_unlock");
+        s_pUnlock(in_pMutex);
     }
-
-    log4cplus::thread::MutexGuard m_guard;
-    std::vector<log4cplus::Logger> m_loggers;
-};
 #else
-using AllLoggersLocker = log4cplus::HierarchyLocker;
+    static int lockUntil(pthread_mutex_t* in_pMutex, const timespec& in_end)
+    {
+        return pthread_mutex_clocklock(in_pMutex, CLOCK_MONOTONIC, &in_end);
+    }
+    static void unlockOfSystem(pthread_mutex_t* in_pMutex) { pthread_mutex_unlock(in_pMutex); }
 #endif
 
-/// Keeps the appenders and levels of a hierarchy as they are for everybody else: lines that are
-/// logged meanwhile wait. log4cplus's own locker leaves the root logger out. The root comes first,
-/// since appenders that log themselves mostly stand there.
-class WholeHierarchyLocker
+    pthread_mutex_t* m_pMutex;
+};
+
+/// The locks of a hierarchy, for a thread that has closed the gate: those who log through log4cplus
+/// itself know nothing of the gate, and wait for these locks. Nobody waits for one with another
+/// held for longer than a limit.
+class HierarchyLocks
 {
   public:
-    explicit WholeHierarchyLocker(log4cplus::Hierarchy& in_hierarchy)
-        : m_rootGuard(HandleMembers::implOf(in_hierarchy.getRoot()).appender_list_mutex),
-          m_locker(in_hierarchy)
+    using Clock = TimedMutex::Clock;
+
+    explicit HierarchyLocks(log4cplus::Hierarchy& in_hierarchy) : m_hierarchy(in_hierarchy) {}
+    ~HierarchyLocks() { unlock(); }
+    HierarchyLocks(const HierarchyLocks&) = delete;
+    HierarchyLocks& operator=(const HierarchyLocks&) = delete;
+
+    /// Locks the hierarchy's own mutex and the list of each logger.
+    /// Failure: false, with none held, if one of them cannot be had until the end of the time, or
+    /// when there is no memory to note them.
+    [[nodiscard]] bool lockAll(Clock::time_point in_end)
     {
+        if (lockWhatCanBeHad(in_end))
+            return true;
+        unlock();
+        return false;
+    }
+
+    /// The same, but keeps those that could be had.
+    bool lockWhatCanBeHad(Clock::time_point in_end) noexcept
+    try
+    {
+        m_bHierarchy = TimedMutex(hashtableMutexOf(m_hierarchy)).lock(in_end);
+        if (!m_bHierarchy)
+            return false;
+        // Once more, where it is seen, but not while lists are used.
+        const log4cplus::thread::MutexGuard guard(hashtableMutexOf(m_hierarchy));
+        m_locked.reserve(loggersOf(m_hierarchy).size() + 1);
+        bool bAll = true;
+        forEachLogger(m_hierarchy,
+                      [this, in_end, &bAll](log4cplus::spi::LoggerImpl& in_logger)
+                      {
+                          if (TimedMutex(in_logger.appender_list_mutex).lock(in_end))
+                              m_locked.push_back(&in_logger);
+                          else
+                              bAll = false;
+                      });
+        return bAll;
+    }
+    catch (const std::bad_alloc&)
+    {
+        return false;
+    }
+
+    void unlock() noexcept
+    {
+        for (const log4cplus::spi::LoggerImpl* const pLogger : m_locked)
+            TimedMutex(pLogger->appender_list_mutex).unlock();
+        m_locked.clear();
+        if (std::exchange(m_bHierarchy, false))
+            TimedMutex(hashtableMutexOf(m_hierarchy)).unlock();
+    }
+
+    /// In the child of a fork: the mutexes are made anew there.
+    void forget() noexcept
+    {
+        m_locked.clear();
+        m_bHierarchy = false;
     }
 
   private:
-    log4cplus::thread::MutexGuard m_rootGuard;
-    AllLoggersLocker m_locker;
+    log4cplus::Hierarchy& m_hierarchy;
+    bool m_bHierarchy = false;
+    std::vector<log4cplus::spi::LoggerImpl*> m_locked;
 };
 
 /// Makes a recursive mutex that the forking thread holds usable in the child. Unlocking it there
@@ -157,21 +255,18 @@ inline void renewAfterFork(log4cplus::thread::Mutex& out_mutex)
     new (&out_mutex) log4cplus::thread::Mutex;
 }
 
-/// Renews, in a child of `fork`, all mutexes that logging takes. The caller has held the hierarchy
-/// locked over the fork, so that nothing that they guard was being changed.
+/// Renews, in a child of `fork`, all mutexes that logging takes.
 inline void renewHierarchyAfterFork(log4cplus::Hierarchy& in_hierarchy)
 {
     renewAfterFork(hashtableMutexOf(in_hierarchy));
-    const auto renewLogger = [](const log4cplus::Logger& in_logger)
-    {
-        log4cplus::spi::LoggerImpl& impl = HandleMembers::implOf(in_logger);
-        renewAfterFork(impl.appender_list_mutex);
-        for (const log4cplus::SharedAppenderPtr& pAppender : LoggerMembers::appendersOf(impl))
-            renewAfterFork(pAppender->access_mutex);
-    };
-    renewLogger(in_hierarchy.getRoot());
-    for (const log4cplus::Logger& logger : in_hierarchy.getCurrentLoggers())
-        renewLogger(logger);
+    forEachLogger(in_hierarchy,
+                  [](log4cplus::spi::LoggerImpl& in_logger)
+                  {
+                      renewAfterFork(in_logger.appender_list_mutex);
+                      for (const log4cplus::SharedAppenderPtr& pAppender :
+                           LoggerMembers::appendersOf(in_logger))
+                          renewAfterFork(pAppender->access_mutex);
+                  });
 }
 
 /// The level in force for a logger, NOT_SET_LOG_LEVEL if not even the root has one. log4cplus's own
@@ -203,8 +298,39 @@ void forEachInAppenderChain(const log4cplus::spi::LoggerImpl& in_logger, Functio
             return;
 }
 
-/// Whether an appender of that name is in the chain. Looks at each list under its lock, and takes
-/// no appender out of it.
+/// Holds a logger's list of appenders for a reader, if it can be had soon. A line in progress keeps
+/// it locked, perhaps for long, but does not change it: so a reader who has waited for a while goes
+/// on without. It may hold a lock that the line is waiting for. Nor does a change of the
+/// configuration meet it, as it has passed the gate.
+class ListReader
+{
+  public:
+    explicit ListReader(const log4cplus::spi::LoggerImpl& in_logger)
+        : m_mutex(in_logger.appender_list_mutex),
+          m_bLocked(m_mutex.lock(TimedMutex::Clock::now() + s_patience)),
+          m_list(LoggerMembers::appendersOf(in_logger))
+    {
+    }
+    ~ListReader()
+    {
+        if (m_bLocked)
+            m_mutex.unlock();
+    }
+    ListReader(const ListReader&) = delete;
+    ListReader& operator=(const ListReader&) = delete;
+
+    [[nodiscard]] const log4cplus::SharedAppenderPtrList& list() const { return m_list; }
+
+  private:
+    static constexpr std::chrono::milliseconds s_patience{20};
+
+    ProcessGate::Pass m_pass;
+    TimedMutex m_mutex;
+    bool m_bLocked;
+    const log4cplus::SharedAppenderPtrList& m_list;
+};
+
+/// Whether an appender of that name is in the chain. Takes no appender out of it.
 inline bool isAppenderInChain(const log4cplus::spi::LoggerImpl& in_logger,
                               const log4cplus::tstring& in_strName)
 {
@@ -212,18 +338,33 @@ inline bool isAppenderInChain(const log4cplus::spi::LoggerImpl& in_logger,
     forEachInAppenderChain(in_logger,
                            [&in_strName, &bFound](const log4cplus::spi::LoggerImpl& in_link)
                            {
-                               const log4cplus::thread::MutexGuard guard(
-                                   in_link.appender_list_mutex);
-                               for (const log4cplus::SharedAppenderPtr& pAppender :
-                                    LoggerMembers::appendersOf(in_link))
+                               const ListReader reader(in_link);
+                               for (const log4cplus::SharedAppenderPtr& pAppender : reader.list())
                                    bFound = bFound || pAppender->getName() == in_strName;
                                return !bFound;
                            });
     return bFound;
 }
 
+/// The appender of that name in the chain; null if there is none.
+inline log4cplus::SharedAppenderPtr findAppenderInChain(const log4cplus::spi::LoggerImpl& in_logger,
+                                                        const log4cplus::tstring& in_strName)
+{
+    log4cplus::SharedAppenderPtr found;
+    forEachInAppenderChain(in_logger,
+                           [&in_strName, &found](const log4cplus::spi::LoggerImpl& in_link)
+                           {
+                               const ListReader reader(in_link);
+                               for (const log4cplus::SharedAppenderPtr& pAppender : reader.list())
+                                   if (!found && pAppender->getName() == in_strName)
+                                       found = pAppender;
+                               return !found;
+                           });
+    return found;
+}
+
 /// The number of appenders in the chain, read without the lists' locks: each list is a vector, of
-/// which two words are read, so that a list which grows meanwhile is seen as not empty.
+/// which two words are read, so that a list which grows is seen as not empty.
 inline std::size_t countAppendersUnlocked(const log4cplus::spi::LoggerImpl& in_logger)
 {
     std::size_t uiCount = 0;
@@ -236,17 +377,14 @@ inline std::size_t countAppendersUnlocked(const log4cplus::spi::LoggerImpl& in_l
     return uiCount;
 }
 
-/// The number of appenders in the chain, each list under its lock. Waits for a thread that changes
-/// the configuration under a `HierarchyLocker`.
+/// The number of appenders in the chain, each list under its lock.
 inline std::size_t countAppendersLocked(const log4cplus::spi::LoggerImpl& in_logger)
 {
     std::size_t uiCount = 0;
     forEachInAppenderChain(in_logger,
                            [&uiCount](const log4cplus::spi::LoggerImpl& in_link)
                            {
-                               const log4cplus::thread::MutexGuard guard(
-                                   in_link.appender_list_mutex);
-                               uiCount += LoggerMembers::appendersOf(in_link).size();
+                               uiCount += ListReader(in_link).list().size();
                                return true;
                            });
     return uiCount;

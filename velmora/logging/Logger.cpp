@@ -1,14 +1,14 @@
 #include "velmora/logging/Logger.h"
 
 #include "velmora/application/Lifetime.h"
+#include "velmora/application/ProcessGate.h"
 #include "velmora/logging/ACEBackend.h"
+#include "velmora/logging/DeferredLine.h"
+#include "velmora/logging/LevelChange.h"
 #include "velmora/logging/Log4cplusAccess.h"
 #include "velmora/logging/PerThreadPool.h"
 
-#include <ace/Guard_T.h>
-#include <log4cplus/configurator.h>
 #include <log4cplus/hierarchy.h>
-#include <log4cplus/spi/loggingevent.h>
 
 namespace Velmora
 {
@@ -16,24 +16,17 @@ namespace Velmora
 namespace
 {
 
-/// An event that is filled anew for each line.
-class ReusedEvent : public log4cplus::spi::InternalLoggingEvent
-{
-  public:
-    void fill(const std::string& in_strLogger, int in_logLevel, const std::string& in_strMessage,
-              const char* in_szFile, int in_iLine)
-    {
-        // Given the file's name, it would make a string of it for each line.
-        setLoggingEvent(in_strLogger, in_logLevel, in_strMessage, nullptr, in_iLine);
-        if (in_szFile != nullptr)
-            file = in_szFile;
-    }
-
-    ReusedEvent* m_pNextInPool = nullptr;
-};
-
 /// A text that is longer goes into an event of its own, so that the reused ones stay small.
 constexpr std::size_t s_uiLongestReusedMessage = 16384;
+
+/// The level in force for a logger, which is its own or that of the nearest parent with one.
+int levelInForce(const log4cplus::spi::LoggerImpl& in_logger)
+{
+    if (const int iOwn = in_logger.getLogLevel(); iOwn != NOT_SET_LOG_LEVEL)
+        return iOwn;
+    return LevelChange::notMeetingOne([&in_logger]
+                                      { return Log4cplusAccess::chainedLogLevel(in_logger); });
+}
 
 [[maybe_unused]] const ACEBackend* const __force_init__ACEBackend__ =
     (bringUpLibrary(), getACEBackend());
@@ -73,22 +66,24 @@ void Logger::forcedLog(int in_logLevel, const std::string& in_strMessage, const 
                                                            in_szFile, in_iLine));
         return;
     }
-    const PerThreadPool<ReusedEvent>::Lease event;
+    const PerThreadPool<ReusableEvent>::Lease event;
     event->fill(getName(), in_logLevel, in_strMessage, in_szFile, in_iLine);
     callAppenders(*event);
 }
 
 void Logger::callAppenders(const log4cplus::spi::InternalLoggingEvent& in_event) const
 {
-    log4cplus::Logger::callAppenders(in_event);
+    DeferredLine::append(*this, in_event);
 }
 
 std::size_t Logger::getChainedNumAppender() const
 {
+    // Waits for a change of the configuration, so that a line is not lost between two of them.
+    const ProcessGate::Pass pass;
     if (const std::size_t uiCount = Log4cplusAccess::countAppendersUnlocked(*value); uiCount != 0)
         [[likely]]
         return uiCount;
-    // None, or just being replaced: then a line must wait for the new ones rather than be lost.
+    // None, or just being replaced by somebody who knows nothing of the gate.
     return Log4cplusAccess::countAppendersLocked(*value);
 }
 
@@ -101,15 +96,12 @@ bool Logger::reset() { return true; }
 
 bool Logger::isEnabledFor(LogLevel in_logLevel) const
 {
-    const int chained = Log4cplusAccess::chainedLogLevel(*value);
+    const int chained = levelInForce(*value);
     return in_logLevel >= chained && chained != NOT_SET_LOG_LEVEL &&
            !Log4cplusAccess::isDisabled(*value, in_logLevel);
 }
 
-LogLevel Logger::getChainedLogLevel() const
-{
-    return static_cast<LogLevel>(Log4cplusAccess::chainedLogLevel(*value));
-}
+LogLevel Logger::getChainedLogLevel() const { return static_cast<LogLevel>(levelInForce(*value)); }
 
 void Logger::setLogLevel(LogLevel in_logLevel)
 {
@@ -119,15 +111,7 @@ void Logger::setLogLevel(LogLevel in_logLevel)
 
 log4cplus::SharedAppenderPtr Logger::getChainedAppender(const std::string& in_strName)
 {
-    log4cplus::SharedAppenderPtr found;
-    Log4cplusAccess::forEachInAppenderChain(
-        *value,
-        [&in_strName, &found](const log4cplus::spi::LoggerImpl& in_link)
-        {
-            found = const_cast<log4cplus::spi::LoggerImpl&>(in_link).getAppender(in_strName);
-            return !found;
-        });
-    return found;
+    return Log4cplusAccess::findAppenderInChain(*value, in_strName);
 }
 
 ACE_Thread_Mutex& Logger::sGetConfigMutex()
@@ -140,22 +124,6 @@ bool Logger::configurationOK()
 {
     log4cplus::Logger root = log4cplus::Logger::getRoot();
     return root.getLogLevel() != NOT_SET_LOG_LEVEL && !root.getAllAppenders().empty();
-}
-
-bool Logger::configureDefault()
-{
-    const ACE_Guard<ACE_Thread_Mutex> guard(sGetConfigMutex());
-    log4cplus::Hierarchy& hierarchy = Logger().getHierarchy();
-    // Lines that other threads log meanwhile wait for the new appenders.
-    const Log4cplusAccess::WholeHierarchyLocker locker(hierarchy);
-    putDefaultIntoForce(hierarchy);
-    return true;
-}
-
-void Logger::putDefaultIntoForce(log4cplus::Hierarchy& out_hierarchy)
-{
-    out_hierarchy.resetConfiguration();
-    log4cplus::BasicConfigurator::doConfigure(out_hierarchy);
 }
 
 } // namespace Velmora

@@ -86,17 +86,23 @@ class VELMORA_API Logger : public log4cplus::Logger, public virtual Resettable
     static bool configurationOK();
 
     /// Puts the configuration into force that a process starts with: everything from DEBUG on to
-    /// the console. Gives true. Threads that log meanwhile lose no line.
+    /// the console. Threads that log concurrently lose no line.
+    ///
+    /// Failure: false, with an ERROR and the configuration in force as it was, if it is called from
+    /// inside a log line, an observer or another operation of the library that runs foreign code,
+    /// or if other threads do not come out of theirs within 5 s.
     static bool configureDefault();
 
     /// Puts the section "log4cplus" of a configuration into force, in log4cplus's own form, in
-    /// place of whatever is. Threads that log meanwhile lose no line. An appender with
+    /// place of whatever is. Threads that log concurrently lose no line, and wait only while the
+    /// appenders change places: these are made before, in the calling thread. An appender with
     /// `AsyncAppend` is made synchronous, with a warning.
     ///
-    /// Failure: false, and a text for whoever starts the program in `out_errors`. Without such a
-    /// section, the configuration stays as it is. A section that leaves the root logger without a
+    /// Failure: false, and a text for the person who starts the program in `out_errors`. Without
+    /// such a section, the configuration stays as it is, as it does when memory runs out, and in
+    /// the cases in which `configureDefault` fails. A section that leaves the root logger without a
     /// level or an appender puts the default configuration into force. What is wrong with an
-    /// appender is told by log4cplus, on standard error.
+    /// appender is reported by log4cplus, on standard error.
     static bool configure(const ParameterTrie& in_trie, std::ostream& out_errors);
     static bool configure(const ParameterTrie& in_trie);
 
@@ -105,8 +111,7 @@ class VELMORA_API Logger : public log4cplus::Logger, public virtual Resettable
     static void configureACE_Trace();
 
   private:
-    /// `configureDefault` for a caller that has locked the hierarchy.
-    static void putDefaultIntoForce(log4cplus::Hierarchy& out_hierarchy);
+    static bool configureInTurn(const ParameterTrie& in_trie, std::ostream& out_errors);
 };
 
 } // namespace Velmora

@@ -1,21 +1,27 @@
+#include "velmora/application/ProcessGate.h"
 #include "velmora/config/ParameterTrie.h"
+#include "velmora/logging/ConfigurationTurn.h"
 #include "velmora/logging/FileAppenders.h"
-#include "velmora/logging/Log4cplusAccess.h"
+#include "velmora/logging/LineInTime.h"
 #include "velmora/logging/Log4cplusBackend.h"
 #include "velmora/logging/LogMacros.h"
 #include "velmora/logging/Logger.h"
+#include "velmora/logging/PreparedLogging.h"
 #include "velmora/logging/RemoteSyslogAppender.h"
 #include "velmora/logging/SyslogHosts.h"
 
-#include <ace/Guard_T.h>
 #include <ace/Trace.h>
-#include <log4cplus/configurator.h>
 #include <log4cplus/helpers/property.h>
-#include <log4cplus/loglevel.h>
 
-#include <algorithm>
+#include <chrono>
+#include <memory>
+#include <new>
+#include <optional>
 #include <ostream>
 #include <sstream>
+#include <string>
+#include <string_view>
+#include <utility>
 #include <vector>
 
 namespace Velmora
@@ -26,59 +32,110 @@ namespace
 
 constexpr const char* s_szSection = "log4cplus";
 constexpr const char* s_szRootLogger = "log4cplus.rootLogger";
+constexpr const char* s_szConfigure = "failed to configure Logger, ";
+constexpr const char* s_szBusy =
+    "other threads did not come out of their log lines, alarms or another configuration within 5 s "
+    "; the configuration in force stays. Look for an appender or an observer that hangs, and "
+    "configure again";
 
-/// log4cplus's own configurator, with a look at what it is going to do.
-class Configurator : public log4cplus::PropertyConfigurator
+using Clock = std::chrono::steady_clock;
+
+Logger reportLogger() { return Logger("keswardin.infra.Logger"); }
+
+/// Logs why logging cannot be configured, and writes it for the caller. A line that an appender
+/// would configure logging from again is not followed by another.
+void refuse(const char* in_szReason, std::ostream& out_errors)
 {
-  public:
-    explicit Configurator(const log4cplus::helpers::Properties& in_properties)
-        : log4cplus::PropertyConfigurator(in_properties)
-    {
-        // It would start threads, which the library leaves none of.
-        properties.removeProperty("threadPoolSize");
-    }
+    static constinit thread_local bool s_bRefusing = false;
+    out_errors << s_szConfigure << in_szReason;
+    if (std::exchange(s_bRefusing, true))
+        return;
+    logInTime(reportLogger(), ERROR_LOG_LEVEL, std::string(s_szConfigure) + in_szReason, __FILE__,
+              __LINE__);
+    s_bRefusing = false;
+}
 
-    /// Whether the root logger will have a level. Without a line for it, and with an empty one, it
-    /// keeps that of a reset.
-    [[nodiscard]] bool hasLevelOfRoot() const
-    {
-        std::string strLevel = properties.getProperty("rootLogger");
-        std::erase(strLevel, ' ');
-        if (strLevel.empty())
-            return true;
-        strLevel.erase(std::min(strLevel.find(','), strLevel.size()));
-        return log4cplus::getLogLevelManager().fromString(strLevel) != NOT_SET_LOG_LEVEL;
-    }
+/// Whether the calling thread may configure logging: it holds nothing that others may wait for.
+bool isAllowed(std::ostream& out_errors)
+{
+    if (ProcessGate::isInside())
+        refuse("it was called from inside a log line, an observer or a destructor ; the "
+               "configuration in force stays. Configure logging when these are done",
+               out_errors);
+    else if (ConfigurationTurn::isTaken())
+        refuse("it was called while an appender is made for another configuration ; call it "
+               "afterwards",
+               out_errors);
+    else
+        return true;
+    return false;
+}
 
-    /// Makes the loggers that the configuration names. Those that come into being while all others
-    /// are locked would be locked after them, and later among them by their names.
-    void makeLoggers(log4cplus::Hierarchy& inout_hierarchy) const
-    {
-        for (const char* const szPrefix : {"logger.", "additivity."})
-            for (const std::string& strName :
-                 properties.getPropertySubset(szPrefix).propertyNames())
-                inout_hierarchy.getInstance(strName);
-    }
-
-    /// Makes appenders synchronous, since log4cplus has no threads to append on. Gives their names.
-    std::vector<std::string> makeSynchronous()
-    {
-        constexpr std::string_view begin = "appender.";
-        constexpr std::string_view end = ".AsyncAppend";
-        std::vector<std::string> names;
-        for (const std::string& strProperty : properties.propertyNames())
+/// Puts a configuration in place, or else the other, while nobody logs, and closes the appenders
+/// that were in force before when others log again. `Logger::sGetConfigMutex` is held for all that.
+/// Failure: empty if other threads do not let it.
+std::optional<PreparedLogging::Outcome> putInPlace(PreparedLogging& inout_prepared,
+                                                   PreparedLogging& inout_other)
+{
+    std::optional<PreparedLogging::Outcome> outcome;
+    std::unique_ptr<ACE_Thread_Mutex, void (*)(ACE_Thread_Mutex*)> pHeld(
+        nullptr, [](ACE_Thread_Mutex* in_pMutex) { in_pMutex->release(); });
+    const bool bDone = ProcessGate::whileClosed(
+        [&]
         {
-            bool bAsynchronous = false;
-            if (!strProperty.starts_with(begin) || !strProperty.ends_with(end) ||
-                !properties.getBool(bAsynchronous, strProperty) || !bAsynchronous)
-                continue;
-            properties.setProperty(strProperty, "false");
-            names.push_back(
-                strProperty.substr(begin.size(), strProperty.size() - begin.size() - end.size()));
-        }
-        return names;
+            if (Logger::sGetConfigMutex().tryacquire() == -1)
+                return false;
+            pHeld.reset(&Logger::sGetConfigMutex());
+            outcome = inout_prepared.putInPlace(inout_other);
+            if (outcome == PreparedLogging::Outcome::locked)
+                pHeld.reset();
+            return pHeld != nullptr;
+        });
+    if (!bDone)
+        return std::nullopt;
+    inout_prepared.closeFormer();
+    inout_other.closeFormer();
+    return outcome;
+}
+
+/// Makes appenders synchronous, since log4cplus has no threads to append on. Gives their names.
+std::vector<std::string> makeSynchronous(log4cplus::helpers::Properties& inout_properties)
+{
+    constexpr std::string_view begin = "appender.";
+    constexpr std::string_view end = ".AsyncAppend";
+    std::vector<std::string> names;
+    for (const std::string& strProperty : inout_properties.propertyNames())
+    {
+        bool bAsynchronous = false;
+        if (!strProperty.starts_with(begin) || !strProperty.ends_with(end) ||
+            !inout_properties.getBool(bAsynchronous, strProperty) || !bAsynchronous)
+            continue;
+        inout_properties.setProperty(strProperty, "false");
+        names.push_back(
+            strProperty.substr(begin.size(), strProperty.size() - begin.size() - end.size()));
     }
-};
+    return names;
+}
+
+/// Logs what an operator should know of a configuration: appenders that are not as they are
+/// configured and, if it is in force, rollovers that will fail. Where there is no memory for a
+/// line, it is lost, and what is in force stays so.
+void reportProblems(const std::vector<std::string>& in_madeSynchronous,
+                    const log4cplus::helpers::Properties* in_pInForce) noexcept
+try
+{
+    const Logger logger = reportLogger();
+    for (const std::string& strName : in_madeSynchronous)
+        VELMORA_LOG(logger, WARN_LOG_LEVEL,
+                    "Appender " << strName << " is made synchronous, AsyncAppend is not supported");
+    if (in_pInForce != nullptr)
+        for (const std::string& strProblem : FileAppenders::rolloverProblems(*in_pInForce, ""))
+            VELMORA_LOG(logger, ERROR_LOG_LEVEL, strProblem);
+}
+catch (const std::bad_alloc&)
+{
+    // The rest is lost.
+}
 
 /// The section alone, with its name.
 ParameterTrie sectionOf(const ParameterTrie::StringTrie& in_node)
@@ -99,6 +156,25 @@ void Logger::configureACE_Trace()
         ACE_Trace::stop_tracing();
 }
 
+bool Logger::configureDefault()
+try
+{
+    std::ostringstream errors;
+    if (!isAllowed(errors))
+        return false;
+    const Clock::time_point end = Clock::now() + ProcessGate::s_limit;
+    const ConfigurationTurn turn(end);
+    PreparedLogging prepared;
+    if (turn && prepared.make(end) && putInPlace(prepared, prepared))
+        return true;
+    refuse(s_szBusy, errors);
+    return false;
+}
+catch (const std::bad_alloc&)
+{
+    return false;
+}
+
 bool Logger::configure(const ParameterTrie& in_trie)
 {
     std::ostringstream errors;
@@ -107,15 +183,28 @@ bool Logger::configure(const ParameterTrie& in_trie)
 
 bool Logger::configure(const ParameterTrie& in_trie, std::ostream& out_errors)
 {
-    const ACE_Guard<ACE_Thread_Mutex> guard(sGetConfigMutex());
+    try
+    {
+        return isAllowed(out_errors) && configureInTurn(in_trie, out_errors);
+    }
+    catch (const std::bad_alloc&)
+    {
+        out_errors << s_szConfigure
+                   << "there is not enough memory ; the configuration in force stays";
+        return false;
+    }
+}
+
+bool Logger::configureInTurn(const ParameterTrie& in_trie, std::ostream& out_errors)
+{
     const ParameterTrie::const_iterator found = in_trie.find(s_szSection);
     if (found == in_trie.end())
     {
         constexpr const char* szText =
             "failed to configure Logger, no log4cplus section could be found";
-        const Logger logger("keswardin.infra.Logger");
+        const Logger logger = reportLogger();
         if (logger.isEnabledFor(WARN_LOG_LEVEL))
-            logger.log4cplus::Logger::forcedLog(ERROR_LOG_LEVEL, szText, __FILE__, __LINE__);
+            logger.Logger::forcedLog(ERROR_LOG_LEVEL, szText, __FILE__, __LINE__);
         out_errors << szText;
         return false;
     }
@@ -123,42 +212,40 @@ bool Logger::configure(const ParameterTrie& in_trie, std::ostream& out_errors)
     log4cplus::helpers::Properties properties;
     section.convertTo(properties);
     FileAppenders::addDefaultsToAll(properties);
-    Configurator configurator(properties);
-    const std::vector<std::string> madeSynchronous = configurator.makeSynchronous();
-    const bool bHasLevel = configurator.hasLevelOfRoot();
+
+    const Clock::time_point end = Clock::now() + ProcessGate::s_limit;
+    const ConfigurationTurn turn(end);
+    PreparedLogging prepared(properties);
+    PreparedLogging fallback;
+    const std::vector<std::string> madeSynchronous = makeSynchronous(prepared.properties());
+    const bool bHasLevel = prepared.hasLevelOfRoot();
     RemoteSyslogAppender::registerFactory();
 
-    bool bOK = false;
+    const std::optional<bool> isInForce = [&]() -> std::optional<bool>
     {
-        // A name server may be slow, and nobody is to wait for it but who configures.
-        const SyslogHosts hosts(configurator.getProperties());
-        log4cplus::Hierarchy& hierarchy = Logger().getHierarchy();
-        if (bHasLevel)
-            configurator.makeLoggers(hierarchy);
-        // Lines that other threads log meanwhile wait for the new appenders.
-        const Log4cplusAccess::WholeHierarchyLocker locker(hierarchy);
-        if (bHasLevel)
-        {
-            hierarchy.resetConfiguration();
-            configurator.configure();
-            bOK = configurationOK();
-        }
-        if (!bOK)
-            putDefaultIntoForce(hierarchy);
+        if (!turn || !fallback.make(end))
+            return std::nullopt;
+        // Each server's name is looked up once.
+        const SyslogHosts hosts(prepared.properties());
+        if (bHasLevel && !prepared.make(end))
+            return std::nullopt;
+        const bool bUsable = bHasLevel && prepared.hasAppenderOfRoot();
+        const auto outcome = putInPlace(bUsable ? prepared : fallback, fallback);
+        if (!outcome)
+            return std::nullopt;
+        return bUsable && outcome == PreparedLogging::Outcome::inPlace;
+    }();
+    if (!isInForce)
+    {
+        refuse(s_szBusy, out_errors);
+        return false;
     }
+    const bool bOK = *isInForce;
     if (bOK)
         configureACE_Trace();
-    const Logger logger("keswardin.infra.Logger");
-    for (const std::string& strName : madeSynchronous)
-        VELMORA_LOG(logger, WARN_LOG_LEVEL,
-                    "Appender " << strName << " is made synchronous, AsyncAppend is not supported");
+    reportProblems(madeSynchronous, bOK ? &prepared.properties() : nullptr);
     if (bOK)
-    {
-        for (const std::string& strProblem :
-             FileAppenders::rolloverProblems(configurator.getProperties(), ""))
-            VELMORA_LOG(logger, ERROR_LOG_LEVEL, strProblem);
         return true;
-    }
     out_errors << s_szRootLogger << '=' << properties.getProperty(s_szRootLogger)
                << " : Invalid logger configuration. ";
     if (!bHasLevel)

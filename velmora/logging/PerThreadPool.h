@@ -1,6 +1,7 @@
 #pragma once
 
 #include <memory>
+#include <utility>
 
 namespace Velmora
 {
@@ -24,9 +25,16 @@ class PerThreadPool
     {
       public:
         Lease() : m_pObject(take()) {}
-        ~Lease() { giveBack(m_pObject); }
+        ~Lease()
+        {
+            if (m_pObject != nullptr)
+                giveBack(m_pObject);
+        }
         Lease(const Lease&) = delete;
         Lease& operator=(const Lease&) = delete;
+
+        /// Hands the object over to the caller, who gives it back.
+        T* release() { return std::exchange(m_pObject, nullptr); }
 
         T& operator*() const { return *m_pObject; }
         T* operator->() const { return m_pObject; }

@@ -17,11 +17,9 @@ namespace Velmora
 
 /// The addresses of the syslog servers that a configuration of log4cplus names, looked up when this
 /// is made. While it lives, the remote syslog appenders that the same thread makes take their
-/// addresses from here. So a configuration can be put into force while all loggers are locked, and
-/// no line of another thread waits for a name server:
+/// addresses from here. So a server that several appenders name is looked up once:
 ///
 ///     const SyslogHosts hosts(configurator.getProperties());
-///     const Log4cplusAccess::WholeHierarchyLocker locker(hierarchy);
 ///     configurator.configure();
 ///
 /// Thread-safety: an object belongs to the thread that made it, which ends it before any that it

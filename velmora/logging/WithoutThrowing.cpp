@@ -1,5 +1,6 @@
 #include "velmora/logging/WithoutThrowing.h"
 
+#include "velmora/logging/DeferredLine.h"
 #include "velmora/logging/Log4cplusAccess.h"
 #include "velmora/logging/Logger.h"
 
@@ -55,7 +56,7 @@ bool append(log4cplus::Appender& inout_appender,
             const log4cplus::spi::InternalLoggingEvent& in_event) noexcept
 try
 {
-    inout_appender.doAppend(in_event);
+    DeferredLine::append(inout_appender, in_event);
     return true;
 }
 catch (...)
@@ -72,12 +73,14 @@ bool logAtEachAppender(const Logger& in_logger, const char* in_szWhat, const cha
                                                      std::string(in_szWhat) + " : " + in_szReason,
                                                      __FILE__, __LINE__);
     bool bTaken = false;
+    const ProcessGate::Pass pass;
     Log4cplusAccess::forEachInAppenderChain(
         Log4cplusAccess::HandleMembers::implOf(in_logger),
         [&event, &bTaken](const log4cplus::spi::LoggerImpl& in_link)
         {
-            for (const log4cplus::SharedAppenderPtr& pAppender :
-                 const_cast<log4cplus::spi::LoggerImpl&>(in_link).getAllAppenders())
+            const log4cplus::SharedAppenderPtrList appenders =
+                Log4cplusAccess::ListReader(in_link).list();
+            for (const log4cplus::SharedAppenderPtr& pAppender : appenders)
                 bTaken = append(*pAppender, event) || bTaken;
             return true;
         });

@@ -86,7 +86,7 @@ void* AccountMemAllocator::allocate(std::size_t in_uiSize, const char* in_szAcco
     if (in_uiSize > s_uiLargestSize)
         return nullptr;
 
-    const ForkGate::Pass pass;
+    const ProcessGate::Pass pass;
     Account* const pAccount =
         findOrMakeAccount({in_szAccountName, String::hashOf(in_szAccountName)});
     if (pAccount == nullptr)
@@ -104,7 +104,7 @@ void* AccountMemAllocator::allocate(std::size_t in_uiSize, const char* in_szAcco
 AccountMemAllocator::Account* AccountMemAllocator::findOrMakeAccount(const NameRef& in_name)
 try
 {
-    const ForkSafeGuard<ACE_Thread_Mutex> guard(m_mutex);
+    const GatedGuard<ACE_Thread_Mutex> guard(m_mutex);
     if (const auto found = m_idsByName.find(in_name); found != m_idsByName.end())
         return m_memAccountVector[found->second].get();
 
@@ -138,7 +138,7 @@ void AccountMemAllocator::deallocate(void* in_pMemory, std::size_t in_uiSize,
     Header found{};
     Account* pAccount = nullptr;
     {
-        const ForkSafeGuard<ACE_Thread_Mutex> guard(m_mutex);
+        const GatedGuard<ACE_Thread_Mutex> guard(m_mutex);
         found = *pHeader;
         // The list of free chunks goes through the first word of a released chunk; the second
         // tells.
@@ -178,14 +178,14 @@ void AccountMemAllocator::deallocate(void* in_pMemory, std::size_t in_uiSize,
                                   << " while the call to deallocate was passed "
                                   << in_szAccountName);
             });
-    const ForkGate::Pass pass;
+    const ProcessGate::Pass pass;
     credit(*pAccount, in_uiSize);
     MemAllocator::deallocate(pHeader, in_uiSize + sizeof(Header), in_szAccountName);
 }
 
 void AccountMemAllocator::charge(Account& out_account, std::size_t in_uiSize)
 {
-    const ForkSafeGuard<ACE_Thread_Mutex> guard(out_account.second.mutex);
+    const GatedGuard<ACE_Thread_Mutex> guard(out_account.second.mutex);
     MemAccountInfo& info = out_account.second.info;
     addToBalance(info, in_uiSize);
     if (info.iBalance > info.iMaximum)
@@ -194,13 +194,13 @@ void AccountMemAllocator::charge(Account& out_account, std::size_t in_uiSize)
 
 void AccountMemAllocator::credit(Account& out_account, std::size_t in_uiSize)
 {
-    const ForkSafeGuard<ACE_Thread_Mutex> guard(out_account.second.mutex);
+    const GatedGuard<ACE_Thread_Mutex> guard(out_account.second.mutex);
     addToBalance(out_account.second.info, std::size_t{0} - in_uiSize);
 }
 
 MemAccountInfo AccountMemAllocator::copyInfo(const Account& in_account)
 {
-    const ForkSafeGuard<ACE_Thread_Mutex> guard(in_account.second.mutex);
+    const GatedGuard<ACE_Thread_Mutex> guard(in_account.second.mutex);
     return in_account.second.info;
 }
 
@@ -210,7 +210,7 @@ bool AccountMemAllocator::getMemAccountInfo(const char* in_szAccountName,
     VELMORA_ASSERT_TEXT(in_szAccountName != nullptr, "in_szAccountName != 0");
     if (in_szAccountName == nullptr)
         return false;
-    const ForkSafeGuard<ACE_Thread_Mutex> guard(m_mutex);
+    const GatedGuard<ACE_Thread_Mutex> guard(m_mutex);
     const auto found =
         m_idsByName.find(NameRef{in_szAccountName, String::hashOf(in_szAccountName)});
     if (found == m_idsByName.end())
@@ -222,7 +222,7 @@ bool AccountMemAllocator::getMemAccountInfo(const char* in_szAccountName,
 void AccountMemAllocator::getMemAccountInfo(MemAccountInfoHash& out_hash) const
 {
     out_hash.clear();
-    const ForkSafeGuard<ACE_Thread_Mutex> guard(m_mutex);
+    const GatedGuard<ACE_Thread_Mutex> guard(m_mutex);
     for (const std::unique_ptr<Account>& pAccount : m_memAccountVector)
         out_hash.emplace(pAccount->first.getText(), copyInfo(*pAccount));
 }
@@ -231,7 +231,7 @@ void AccountMemAllocator::logMemAccountingStats() const
 {
     std::vector<MemAccountInfoWithName> accounts;
     {
-        const ForkSafeGuard<ACE_Thread_Mutex> guard(m_mutex);
+        const GatedGuard<ACE_Thread_Mutex> guard(m_mutex);
         accounts.reserve(m_memAccountVector.size());
         for (const std::unique_ptr<Account>& pAccount : m_memAccountVector)
             accounts.emplace_back(pAccount->first.getText(), copyInfo(*pAccount));

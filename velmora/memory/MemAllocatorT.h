@@ -1,9 +1,9 @@
 #pragma once
 
 #include "velmora/application/Assertion.h"
+#include "velmora/application/GatedGuard.h"
 #include "velmora/application/OutputStreamable.h"
 #include "velmora/logging/ObjectWithLogger.h"
-#include "velmora/memory/ForkGate.h"
 #include "velmora/memory/ThreadCache.h"
 
 #include <ace/Thread_Mutex.h>
@@ -112,20 +112,20 @@ class ChunkAllocator : public ChunkAllocatorNoT
     /// A chunk; null when there is no memory.
     [[nodiscard]] void* allocate()
     {
-        const ForkSafeGuard<Mutex> guard(m_mutex);
+        const GatedGuard<Mutex> guard(m_mutex);
         return popChunk();
     }
 
     void deallocate(void* in_pMemory)
     {
-        const ForkSafeGuard<Mutex> guard(m_mutex);
+        const GatedGuard<Mutex> guard(m_mutex);
         pushChunk(in_pMemory);
     }
 
     /// What was done so far, without what is counted in the caches of threads.
     [[nodiscard]] Stats getStats() const
     {
-        const ForkSafeGuard<Mutex> guard(m_mutex);
+        const GatedGuard<Mutex> guard(m_mutex);
         return stats();
     }
 
@@ -133,21 +133,21 @@ class ChunkAllocator : public ChunkAllocatorNoT
     /// memory.
     void fill(Magazine& out_magazine)
     {
-        const ForkSafeGuard<Mutex> guard(m_mutex);
+        const GatedGuard<Mutex> guard(m_mutex);
         popInto(out_magazine);
     }
 
     /// Takes over the spare chunks of a magazine.
     void takeSpare(Magazine& out_magazine)
     {
-        const ForkSafeGuard<Mutex> guard(m_mutex);
+        const GatedGuard<Mutex> guard(m_mutex);
         pushFull(out_magazine.removeSpare());
     }
 
     /// Takes over everything that is in a magazine, and counts what it counted.
     void takeAll(Magazine& out_magazine)
     {
-        const ForkSafeGuard<Mutex> guard(m_mutex);
+        const GatedGuard<Mutex> guard(m_mutex);
         pushBatch(out_magazine.removeSpare());
         pushBatch(out_magazine.removeLoaded());
         addCounts(out_magazine.getNumTaken(), out_magazine.getNumPut());

@@ -1,7 +1,10 @@
 #include "velmora/memory/MemoryAfterTheEnd.h"
 
+#include "velmora/application/GatedGuard.h"
+
+#include <ace/Thread_Mutex.h>
+
 #include <cstdlib>
-#include <mutex>
 #include <new>
 #include <unordered_set>
 
@@ -14,7 +17,7 @@ namespace
 /// Never destroyed, since it serves until the process is gone.
 struct Given
 {
-    std::mutex mutex;
+    ACE_Thread_Mutex mutex;
     std::unordered_set<void*> memory;
 
     static Given& getInstance()
@@ -32,7 +35,7 @@ void* MemoryAfterTheEnd::allocate(std::size_t in_uiSize)
     if (pMemory == nullptr)
         return nullptr;
     Given& given = Given::getInstance();
-    const std::lock_guard<std::mutex> guard(given.mutex);
+    const GatedGuard<ACE_Thread_Mutex> guard(given.mutex);
     try
     {
         given.memory.insert(pMemory);
@@ -48,7 +51,7 @@ void* MemoryAfterTheEnd::allocate(std::size_t in_uiSize)
 bool MemoryAfterTheEnd::deallocate(void* in_pMemory)
 {
     Given& given = Given::getInstance();
-    const std::lock_guard<std::mutex> guard(given.mutex);
+    const GatedGuard<ACE_Thread_Mutex> guard(given.mutex);
     if (given.memory.erase(in_pMemory) == 0)
         return false;
     std::free(in_pMemory);

@@ -2,6 +2,7 @@
 
 #include "velmora/memory/MemAllocatorT.h"
 
+#include <memory>
 #include <new>
 
 namespace Velmora
@@ -28,7 +29,7 @@ struct Shared
     }
 };
 
-using SharedGuard = ForkSafeGuard<ACE_Thread_Mutex>;
+using SharedGuard = GatedGuard<ACE_Thread_Mutex>;
 
 /// Set once the calling thread has given its caches back and is to make no new ones.
 constinit thread_local bool s_bThreadIsEnding = false;
@@ -48,7 +49,8 @@ ThreadCache::ThreadCache(MemAllocatorNoT& in_owner, std::size_t in_uiNumClasses)
 {
 }
 
-/// The table of the calling thread, which gives all caches back when the thread ends.
+/// The table of the calling thread, which gives all caches back when the thread ends. It is not in
+/// the thread's own memory, of which a library that is opened late gets little.
 class ThreadCaches::TableOfThread
 {
   public:
@@ -56,11 +58,11 @@ class ThreadCaches::TableOfThread
     {
         Shared& shared = Shared::getInstance();
         const SharedGuard guard(shared.mutex);
-        m_table.ppDefaultMagazines = &s_pDefaultMagazines;
-        m_table.pPreferred = &s_preferred;
-        m_table.pNext = static_cast<Table*>(shared.pFirstTable);
-        shared.pFirstTable = &m_table;
-        s_pTable = &m_table;
+        m_pTable->ppDefaultMagazines = &s_pDefaultMagazines;
+        m_pTable->pPreferred = &s_preferred;
+        m_pTable->pNext = static_cast<Table*>(shared.pFirstTable);
+        shared.pFirstTable = m_pTable.get();
+        s_pTable = m_pTable.get();
     }
 
     ~TableOfThread()
@@ -71,7 +73,7 @@ class ThreadCaches::TableOfThread
         forget(s_preferred);
         Shared& shared = Shared::getInstance();
         const SharedGuard guard(shared.mutex);
-        for (const std::atomic<ThreadCache*>& entry : m_table.entries)
+        for (const std::atomic<ThreadCache*>& entry : m_pTable->entries)
             if (ThreadCache* const pCache = entry.load(std::memory_order_relaxed))
             {
                 unlinkFromOwner(*pCache);
@@ -86,29 +88,28 @@ class ThreadCaches::TableOfThread
   private:
     void unlinkFrom(Shared& out_shared)
     {
-        if (out_shared.pFirstTable == &m_table)
+        if (out_shared.pFirstTable == m_pTable.get())
         {
-            out_shared.pFirstTable = m_table.pNext;
+            out_shared.pFirstTable = m_pTable->pNext;
             return;
         }
         Table* pBefore = static_cast<Table*>(out_shared.pFirstTable);
-        while (pBefore->pNext != &m_table)
+        while (pBefore->pNext != m_pTable.get())
             pBefore = pBefore->pNext;
-        pBefore->pNext = m_table.pNext;
+        pBefore->pNext = m_pTable->pNext;
     }
 
-    Table m_table;
+    std::unique_ptr<Table> m_pTable = std::make_unique<Table>();
 };
 
 ThreadCache* ThreadCaches::make(MemAllocatorNoT& in_owner, std::size_t in_uiNumClasses)
 {
     if (in_owner.getCacheSlot() == s_uiNoSlot || s_bThreadIsEnding)
         return nullptr;
-    static thread_local TableOfThread s_table;
-
     ThreadCache* pCache = nullptr;
     try
     {
+        static thread_local TableOfThread s_table;
         pCache = new ThreadCache(in_owner, in_uiNumClasses);
     }
     catch (const std::bad_alloc&)

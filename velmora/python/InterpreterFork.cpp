@@ -1,5 +1,6 @@
 #include "velmora/python/InterpreterFork.h"
 
+#include "velmora/application/ProcessGate.h"
 #include "velmora/python/InterpreterGate.h"
 #include "velmora/python/InterpreterLock.h"
 #include "velmora/python/PyRef.h"
@@ -10,19 +11,20 @@ namespace Velmora::Python
 namespace
 {
 
-constexpr void doNothing() {}
-
-constinit InterpreterFork::Locks s_locks{&doNothing, &doNothing, &doNothing};
-
-void holdLocks()
+void callWithout(void (*in_pFunction)(void*), void* in_pArgument)
 {
     const InterpreterUnlock unlock;
-    s_locks.pHold();
+    in_pFunction(in_pArgument);
 }
+
+bool isHeld() { return Py_IsInitialized() != 0 && InterpreterLock::isHeld(); }
+
+/// Whether the gate was closed for the fork that goes on. Guarded by the turn to close it.
+bool s_bClosed = false;
 
 PyObject* before(PyObject*, PyObject*)
 {
-    holdLocks();
+    s_bClosed = ProcessGate::closeForFork();
     InterpreterGate::ofProcess().beginForkOfPython();
     Py_RETURN_NONE;
 }
@@ -30,7 +32,7 @@ PyObject* before(PyObject*, PyObject*)
 PyObject* afterInParent(PyObject*, PyObject*)
 {
     InterpreterGate::ofProcess().endForkOfPython();
-    s_locks.pRelease();
+    ProcessGate::open();
     Py_RETURN_NONE;
 }
 
@@ -46,18 +48,24 @@ PyObject* afterInChild(PyObject*, PyObject*)
 
 } // namespace
 
-void InterpreterFork::setLocks(const Locks& in_locks) { s_locks = in_locks; }
+void InterpreterFork::setInterpreterOfGate()
+{
+    // Made here, as a fork may come when there is no memory.
+    InterpreterGate::ofProcess();
+    ProcessGate::setInterpreter({&isHeld, &callWithout});
+}
 
-void InterpreterFork::prepare()
+bool InterpreterFork::prepare()
 {
     if (!InterpreterGate::ofProcess().isForkOfPython())
-        holdLocks();
+        s_bClosed = ProcessGate::closeForFork();
+    return s_bClosed;
 }
 
 void InterpreterFork::parent()
 {
     if (!InterpreterGate::ofProcess().isForkOfPython())
-        s_locks.pRelease();
+        ProcessGate::open();
 }
 
 void InterpreterFork::child()
@@ -71,7 +79,6 @@ void InterpreterFork::child()
     }
     else
         gate.keepOnlyThisThread(thread);
-    s_locks.pReleaseInChild();
 }
 
 bool InterpreterFork::watchForksOfPython()

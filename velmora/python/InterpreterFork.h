@@ -6,25 +6,19 @@ namespace Velmora::Python
 /// What a fork does to Python. Python's own `os.fork` makes Python usable in the child; after any
 /// other fork Python is closed there, as another thread may have held its lock.
 ///
-/// The locks of the library that a thread may hold while it waits for the interpreter lock are
-/// taken here, since a thread that forks may hold the interpreter lock: it gives that up until it
-/// has them. Otherwise the two would wait for each other.
+/// A thread inside the library may wait for the interpreter lock, and a thread that forks may hold
+/// it: closing the gate gives it up until nobody is inside.
 ///
 /// Thread-safety: called on the thread that forks.
 class InterpreterFork
 {
   public:
-    /// Takes those locks, and lets go of them in the parent or in the child. Set once, at load.
-    struct Locks
-    {
-        void (*pHold)();
-        void (*pRelease)();
-        void (*pReleaseInChild)();
-    };
-    static void setLocks(const Locks& in_locks);
+    /// Lets the gate do without the interpreter lock. Called once, at load.
+    static void setInterpreterOfGate();
 
-    /// For the fork handlers, the first and the last of them.
-    static void prepare();
+    /// For the fork handlers. `prepare` closes the gate, unless `os.fork` has done so.
+    /// Failure: false if the fork goes ahead although threads are inside.
+    [[nodiscard]] static bool prepare();
     static void parent();
     static void child();
 

@@ -1,29 +1,47 @@
 #include "velmora/system/InputFile.h"
 
 #include <cerrno>
+#include <fstream>
 
 namespace Velmora
 {
 
+namespace
+{
+
+/// Keeps the system's reason why it cannot be read.
+class File : public std::filebuf
+{
+  public:
+    int m_iError = 0;
+
+  protected:
+    int_type underflow() override
+    try
+    {
+        return std::filebuf::underflow();
+    }
+    catch (...)
+    {
+        m_iError = errno;
+        throw;
+    }
+};
+
+} // namespace
+
 InputFile::InputFile(const std::string& in_strPath) : std::istream(nullptr)
 {
-    rdbuf(&m_buffer);
-    if (m_buffer.open(in_strPath, std::ios_base::in) != nullptr)
+    rdbuf(&m_text);
+    File file;
+    if (file.open(in_strPath, std::ios_base::in) == nullptr)
+    {
+        m_iError = errno;
+        setstate(std::ios_base::failbit);
         return;
-    m_buffer.m_iError = errno;
-    setstate(std::ios_base::failbit);
-}
-
-InputFile::Buffer::int_type InputFile::Buffer::underflow()
-try
-{
-    return std::filebuf::underflow();
-}
-catch (...)
-{
-    // The stream drops the exception and keeps its badbit.
-    m_iError = errno;
-    throw;
+    }
+    m_text.read(file);
+    m_iError = file.m_iError;
 }
 
 } // namespace Velmora

@@ -1,9 +1,12 @@
 #include "velmora/system/SigChldGuard.h"
 
+#include "velmora/application/GatedGuard.h"
+
+#include <ace/Thread_Mutex.h>
+
 #include <pthread.h>
 
 #include <csignal>
-#include <mutex>
 
 namespace Velmora
 {
@@ -19,7 +22,7 @@ class SharedState
   public:
     static void enter()
     {
-        const std::scoped_lock lock(s_mutex);
+        const GatedGuard<ACE_Thread_Mutex> guard(mutex());
         if (s_uiNumGuards++ != 0)
             return;
         struct sigaction action = {};
@@ -30,15 +33,12 @@ class SharedState
 
     static void leave()
     {
-        const std::scoped_lock lock(s_mutex);
+        const GatedGuard<ACE_Thread_Mutex> guard(mutex());
         if (--s_uiNumGuards == 0)
             restore();
     }
 
-    static void installForkHandlers()
-    {
-        pthread_atfork([] { s_mutex.lock(); }, [] { s_mutex.unlock(); }, &startAnewInChild);
-    }
+    static void installForkHandlers() { pthread_atfork(nullptr, nullptr, &startAnewInChild); }
 
   private:
     static void restore() { sigaction(SIGCHLD, &s_former, nullptr); }
@@ -49,11 +49,14 @@ class SharedState
         if (s_uiNumGuards != 0)
             restore();
         s_uiNumGuards = 0;
-        s_mutex.unlock();
     }
 
-    /// Guards what follows.
-    static inline std::mutex s_mutex;
+    /// Guards what follows. Never destroyed.
+    static ACE_Thread_Mutex& mutex()
+    {
+        static ACE_Thread_Mutex& s_mutex = *new ACE_Thread_Mutex;
+        return s_mutex;
+    }
     static inline unsigned int s_uiNumGuards = 0;
     static inline struct sigaction s_former = {};
 };

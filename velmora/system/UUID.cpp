@@ -1,7 +1,7 @@
 #include "velmora/system/UUID.h"
 
+#include "velmora/application/ProcessGate.h"
 #include "velmora/logging/LibraryLoggers.h"
-#include "velmora/memory/ForkGate.h"
 
 #include <pthread.h>
 #include <sys/time.h>
@@ -56,7 +56,7 @@ namespace
 /// A child that is forked while another thread is inside `rand` would wait for it without end.
 int randomOutsideForks()
 {
-    const ForkGate::Pass pass;
+    const ProcessGate::Pass pass;
     return std::rand(); // NOLINT(cert-msc30-c,cert-msc50-cpp,concurrency-mt-unsafe)
 }
 

@@ -644,18 +644,6 @@ TEST(CallDataRegistry, IsConfiguredWhileCallsAskForTheirAppenders)
     EXPECT_THAT(log.lines(), IsEmpty());
 }
 
-TEST(CallDataRegistry, StandsStillOverAFork)
-{
-    CallDataRegistryImpl::beforeFork();
-    EXPECT_TRUE(Peer::isTableLocked());
-    EXPECT_TRUE(Peer::areReferencesLocked());
-
-    CallDataRegistryImpl::afterForkInParent();
-
-    EXPECT_FALSE(Peer::isTableLocked());
-    EXPECT_FALSE(Peer::areReferencesLocked());
-}
-
 TEST(CallDataRegistry, AChildMakesNoFileForACallOfItsParentThatHasNoneYet)
 {
     const TemporaryDirectory directory;

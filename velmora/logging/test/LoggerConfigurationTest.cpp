@@ -1,8 +1,10 @@
+#include "velmora/application/ProcessGate.h"
 #include "velmora/config/ParameterTrie.h"
 #include "velmora/logging/LogMacros.h"
 #include "velmora/logging/Logger.h"
 #include "velmora/logging/RemoteSyslogAppender.h"
 
+#include "tests/support/CallbackAppender.h"
 #include "tests/support/CapturedLog.h"
 #include "tests/support/Tasks.h"
 #include "tests/support/TemporaryDirectory.h"
@@ -16,6 +18,7 @@
 #include <log4cplus/nullappender.h>
 #include <log4cplus/spi/factory.h>
 #include <netdb.h>
+#include <sys/wait.h>
 #include <unistd.h>
 
 #include <algorithm>
@@ -26,6 +29,7 @@
 #include <fstream>
 #include <functional>
 #include <future>
+#include <iterator>
 #include <latch>
 #include <memory>
 #include <set>
@@ -83,16 +87,6 @@ class ProbeFactory : public log4cplus::spi::AppenderFactory
   private:
     const log4cplus::tstring m_strTypeName = "Probe";
 };
-
-/// Whether a thread of this process waits for something.
-bool isAsleep(pid_t in_thread)
-{
-    std::ifstream file("/proc/self/task/" + std::to_string(in_thread) + "/stat");
-    std::string strStat;
-    std::getline(file, strStat);
-    return strStat.find(") S ") != std::string::npos;
-}
-
 /// Sends everything from INFO on to a server.
 std::string syslogConfiguration(const std::string& in_strHostName, const UdpServer& in_server)
 {
@@ -107,6 +101,36 @@ std::string syslogConfiguration(const std::string& in_strHostName, const UdpServ
            "log4cplus.appender.syslog.layout=log4cplus::PatternLayout\n"
            "log4cplus.appender.syslog.layout.ConversionPattern=%m\n";
 }
+
+/// Makes an appender that logs a line itself for each that it gets, on a logger that it makes.
+class TalkativeFactory : public log4cplus::spi::AppenderFactory
+{
+  public:
+    [[nodiscard]] const log4cplus::tstring& getTypeName() const override { return m_strTypeName; }
+
+    log4cplus::SharedAppenderPtr
+    createObject(const log4cplus::helpers::Properties& in_properties) override
+    {
+        return log4cplus::SharedAppenderPtr(new Appender(in_properties));
+    }
+
+  private:
+    class Appender : public log4cplus::Appender
+    {
+      public:
+        using log4cplus::Appender::Appender;
+        ~Appender() override { destructorImpl(); }
+        void close() override { closed = true; }
+
+      protected:
+        void append(const log4cplus::spi::InternalLoggingEvent& in_event) override
+        {
+            VELMORA_LOG(Logger("answer"), INFO_LOG_LEVEL, "to " << in_event.getMessage());
+        }
+    };
+
+    const log4cplus::tstring m_strTypeName = "Talkative";
+};
 
 class LoggerConfiguration : public testing::Test
 {
@@ -443,30 +467,16 @@ TEST_F(LoggerConfiguration, AFailedConfigurationLeavesTheTraceOfAceAsItWas)
     testing::internal::GetCapturedStderr();
 }
 
-TEST_F(LoggerConfiguration, ALineWaitsForTheAppendersThatAreBeingMade)
+TEST_F(LoggerConfiguration, ALineGoesToTheOldAppendersWhileNewOnesAreMade)
 {
     log4cplus::spi::getAppenderFactoryRegistry().put(std::make_unique<ProbeFactory>());
-    const Logger logger("a");
-    std::promise<pid_t> thread;
-    std::future<void> logged;
-    g_whileMade = [&]
-    {
-        logged = std::async(std::launch::async,
-                            [&logger, &thread]
-                            {
-                                thread.set_value(gettid());
-                                VELMORA_LOG(logger, INFO_LOG_LEVEL, "meanwhile");
-                            });
-        const pid_t logging = thread.get_future().get();
-        while (!isAsleep(logging) &&
-               logged.wait_for(std::chrono::seconds(0)) != std::future_status::ready)
-            std::this_thread::yield();
-    };
+    const CapturedLog captured;
+    g_whileMade = []
+    { std::thread([] { VELMORA_LOG(Logger("a"), INFO_LOG_LEVEL, "to the old ones"); }).join(); };
     EXPECT_TRUE(configure(fileConfiguration("log4cplus.appender.probe=Probe\n"
                                             "log4cplus.logger.b=INFO, probe\n")));
-    ASSERT_TRUE(logged.valid());
-    logged.get();
-    EXPECT_THAT(linesOfFile(), ElementsAre("INFO - meanwhile"));
+    EXPECT_THAT(captured.lines(), ElementsAre(LogLine{"a", INFO_LOG_LEVEL, "to the old ones"}));
+    EXPECT_THAT(linesOfFile(), IsEmpty());
 }
 
 TEST_F(LoggerConfiguration, ReconfiguringWhileThreadsLogLosesNoLine)
@@ -504,6 +514,229 @@ TEST_F(LoggerConfiguration, ReconfiguringWhileThreadsLogLosesNoLine)
     const std::vector<std::string> lines = linesOfFile();
     EXPECT_EQ(expected.size(), lines.size());
     EXPECT_EQ(expected, std::set<std::string>(lines.begin(), lines.end()));
+}
+
+TEST_F(LoggerConfiguration, ReconfiguringAndForkingEndWhileAnAppenderLogsItself)
+{
+    log4cplus::spi::getAppenderFactoryRegistry().put(std::make_unique<TalkativeFactory>());
+    const std::string strText =
+        fileConfiguration("log4cplus.appender.talkative=Talkative\n"
+                          "log4cplus.logger.question.of.child=INFO, talkative\n");
+    ASSERT_TRUE(configure(strText));
+    std::atomic<bool> bStop{false};
+    std::array<int, 2> counts{};
+    std::array<std::thread, 2> threads;
+    for (std::size_t uiThread = 0; uiThread < threads.size(); ++uiThread)
+        threads[uiThread] = std::thread(
+            [&, uiThread]
+            {
+                const Logger logger("question.of.child");
+                do
+                    VELMORA_LOG(logger, INFO_LOG_LEVEL, uiThread << ':' << counts[uiThread]++);
+                while (!bStop);
+            });
+    for (int iRound = 0; iRound < 100; ++iRound)
+    {
+        EXPECT_TRUE(configure(strText));
+        if (iRound % 10 != 0)
+            continue;
+        const pid_t child = fork();
+        if (child == 0)
+            _exit(0);
+        EXPECT_EQ(child, waitpid(child, nullptr, 0));
+    }
+    bStop = true;
+    for (std::thread& thread : threads)
+        thread.join();
+
+    std::multiset<std::string> expected;
+    for (std::size_t uiThread = 0; uiThread < counts.size(); ++uiThread)
+        for (int i = 0; i < counts[uiThread]; ++i)
+        {
+            const std::string strLine = std::to_string(uiThread) + ':' + std::to_string(i);
+            expected.insert("INFO - " + strLine);
+            expected.insert("INFO - to " + strLine);
+        }
+    const std::vector<std::string> lines = linesOfFile();
+    EXPECT_TRUE(expected == std::multiset<std::string>(lines.begin(), lines.end()))
+        << expected.size() << " lines expected, " << lines.size() << " found";
+}
+
+TEST_F(LoggerConfiguration, ALevelThatStaysInForceIsInForceAllTheTime)
+{
+    // The level of "a.b.c" comes from itself, from each of its parents, and from the root.
+    const std::array<std::string, 4> texts = {
+        fileConfiguration(), fileConfiguration("log4cplus.logger.a.b=INFO\n"),
+        fileConfiguration("log4cplus.logger.a=DEBUG\nlog4cplus.logger.a.b.c=INFO\n"),
+        fileConfiguration("log4cplus.logger.a=INFO\nlog4cplus.logger.a.b=INHERITED\n")};
+    ASSERT_TRUE(configure(texts[0]));
+    const Logger logger("a.b.c");
+    std::atomic<bool> bStop{false};
+    std::atomic<int> iWrong{0};
+    std::latch isLooking(1);
+    std::thread thread(
+        [&]
+        {
+            isLooking.count_down();
+            while (!bStop)
+                if (logger.isEnabledFor(DEBUG_LOG_LEVEL) || !logger.isEnabledFor(INFO_LOG_LEVEL))
+                    ++iWrong;
+        });
+    isLooking.wait();
+    for (int iRound = 0; iRound < 1000; ++iRound)
+    {
+        std::string strText = texts[static_cast<std::size_t>(iRound) % texts.size()];
+        // Behind a parent that has INFO itself, the root may have any.
+        if (iRound % 4 != 0)
+            strText.replace(strText.find("INFO, file"), 4, "DEBUG");
+        EXPECT_TRUE(configure(strText));
+    }
+    bStop = true;
+    thread.join();
+    EXPECT_EQ(0, iWrong);
+}
+
+TEST_F(LoggerConfiguration, AFileThatIsOpenWithoutAppendIsEmptyWithTheNewAppender)
+{
+    const std::string strTruncating = "log4cplus.appender.file.Append=false\n";
+    ASSERT_TRUE(configure(fileConfiguration(strTruncating)));
+    VELMORA_LOG(Logger("a"), INFO_LOG_LEVEL, "before");
+    EXPECT_TRUE(configure(fileConfiguration(strTruncating)));
+    VELMORA_LOG(Logger("a"), INFO_LOG_LEVEL, "after");
+    EXPECT_THAT(linesOfFile(), ElementsAre("INFO - after"));
+}
+
+TEST_F(LoggerConfiguration, ARollingFileIsRolledByOneAppenderAtATime)
+{
+    // Read once, as a parameter that is defined twice draws a line each time.
+    const ParameterTrie trie =
+        trieOf(fileConfiguration("log4cplus.appender.file=log4cplus::RollingFileAppender\n"
+                                 "log4cplus.appender.file.MaxFileSize=200KB\n"
+                                 "log4cplus.appender.file.MaxBackupIndex=50\n"));
+    ASSERT_TRUE(Logger::configure(trie));
+    std::atomic<bool> bStop{false};
+    int iLines = 0;
+    std::thread thread(
+        [&]
+        {
+            const Logger logger("a");
+            const std::string strLong(1000, 'x');
+            while (!bStop && iLines < 9000)
+                VELMORA_LOG(logger, INFO_LOG_LEVEL, iLines++ << strLong);
+        });
+    for (int iRound = 0; iRound < 100; ++iRound)
+        EXPECT_TRUE(Logger::configure(trie));
+    bStop = true;
+    thread.join();
+    std::size_t uiFound = linesOfFile().size();
+    for (int iBackup = 1; iBackup <= 50; ++iBackup)
+    {
+        std::ifstream file(m_directory.file("log." + std::to_string(iBackup)));
+        uiFound += static_cast<std::size_t>(std::count(std::istreambuf_iterator<char>(file),
+                                                       std::istreambuf_iterator<char>(), '\n'));
+    }
+    EXPECT_EQ(static_cast<std::size_t>(iLines), uiFound);
+}
+
+TEST_F(LoggerConfiguration, IsRefusedInsideALine)
+{
+    const CapturedLog captured;
+    std::ostringstream errors;
+    bool bConfigured = true;
+    bool bDefault = true;
+    {
+        const CallbackAppender appender(
+            [&](const std::string& in_strText)
+            {
+                if (in_strText != "configure")
+                    return;
+                bConfigured = Logger::configure(trieOf(fileConfiguration()), errors);
+                bDefault = Logger::configureDefault();
+            });
+        VELMORA_LOG(Logger("a"), INFO_LOG_LEVEL, "configure");
+    }
+    const std::string strReason =
+        "failed to configure Logger, it was called from inside a log line, an observer or a "
+        "destructor ; the configuration in force stays. Configure logging when these are done";
+    EXPECT_FALSE(bConfigured);
+    EXPECT_FALSE(bDefault);
+    EXPECT_EQ(strReason, errors.str());
+    EXPECT_THAT(captured.lines(),
+                ElementsAre(LogLine{"a", INFO_LOG_LEVEL, "configure"},
+                            LogLine{"keswardin.infra.Logger", ERROR_LOG_LEVEL, strReason},
+                            LogLine{"keswardin.infra.Logger", ERROR_LOG_LEVEL, strReason}));
+}
+
+TEST_F(LoggerConfiguration, IsRefusedWhileAnAppenderIsMadeForAnother)
+{
+    log4cplus::spi::getAppenderFactoryRegistry().put(std::make_unique<ProbeFactory>());
+    bool bDefault = true;
+    g_whileMade = [&bDefault] { bDefault = Logger::configureDefault(); };
+    const CapturedLog captured;
+    EXPECT_TRUE(configure(fileConfiguration("log4cplus.appender.probe=Probe\n"
+                                            "log4cplus.logger.b=INFO, probe\n")));
+    EXPECT_FALSE(bDefault);
+    EXPECT_THAT(
+        captured.lines(),
+        ElementsAre(LogLine{"keswardin.infra.Logger", ERROR_LOG_LEVEL,
+                            "failed to configure Logger, it was called while an appender is "
+                            "made for another configuration ; call it afterwards"}));
+}
+
+TEST_F(LoggerConfiguration, FailsWhenAThreadDoesNotComeOutOfItsLine)
+{
+    const CapturedLog captured;
+    std::promise<void> isInside;
+    std::promise<void> go;
+    std::ostringstream errors;
+    testing::internal::CaptureStderr();
+    {
+        const CallbackAppender appender(
+            [&](const std::string& in_strText)
+            {
+                if (in_strText != "stay")
+                    return;
+                isInside.set_value();
+                go.get_future().wait();
+            });
+        std::thread thread([] { VELMORA_LOG(Logger("a"), INFO_LOG_LEVEL, "stay"); });
+        isInside.get_future().wait();
+        EXPECT_FALSE(Logger::configure(trieOf(fileConfiguration()), errors));
+        go.set_value();
+        thread.join();
+    }
+    const std::string strReason =
+        "failed to configure Logger, other threads did not come out of their log lines, alarms or "
+        "another configuration within 5 s ; the configuration in force stays. Look for an appender "
+        "or an observer that hangs, and configure again";
+    EXPECT_EQ(strReason, errors.str());
+    // A line would hang as well.
+    EXPECT_EQ("log4cplus:ERROR " + strReason + "\n", testing::internal::GetCapturedStderr());
+    EXPECT_THAT(captured.lines(), ElementsAre(LogLine{"a", INFO_LOG_LEVEL, "stay"}));
+}
+
+TEST_F(LoggerConfiguration, FailsWhenAThreadDoesNotComeOutOfAnOperation)
+{
+    const CapturedLog captured;
+    std::promise<void> isInside;
+    std::promise<void> go;
+    std::thread thread(
+        [&]
+        {
+            const ProcessGate::Pass pass;
+            isInside.set_value();
+            go.get_future().wait();
+        });
+    isInside.get_future().wait();
+    EXPECT_FALSE(Logger::configureDefault());
+    go.set_value();
+    thread.join();
+    EXPECT_THAT(captured.lines(),
+                ElementsAre(LogLine{"keswardin.infra.Logger", ERROR_LOG_LEVEL,
+                                    "failed to configure Logger, other threads did not come out of "
+                                    "their log lines, alarms or another configuration within 5 s ; "
+                                    "the configuration in force stays. Look for an appender or an "
+                                    "observer that hangs, and configure again"}));
 }
 
 TEST_F(LoggerConfiguration, ThreadsThatReconfigureWaitForEachOther)

@@ -1,0 +1,87 @@
+#include "velmora/logging/DeferredLine.h"
+
+#include "velmora/logging/Logger.h"
+#include "velmora/logging/LoggingIdEvent.h"
+#include "velmora/logging/PerThreadPool.h"
+#include "velmora/logging/WithoutThrowing.h"
+
+#include <exception>
+#include <typeinfo>
+
+namespace Velmora
+{
+
+namespace
+{
+
+using log4cplus::spi::InternalLoggingEvent;
+
+constexpr const char* s_szFailure = "exception of an appender";
+
+} // namespace
+
+void DeferredLine::append(const log4cplus::Logger& in_logger, const InternalLoggingEvent& in_event)
+{
+    const ProcessGate::Pass pass;
+    if (!ProcessGate::isHolding()) [[likely]]
+        return in_logger.callAppenders(in_event);
+    PerThreadPool<DeferredLine>::Lease line;
+    line->copy(in_event);
+    line->m_logger = in_logger;
+    ProcessGate::whenFree(*line.release());
+}
+
+void DeferredLine::append(log4cplus::Appender& inout_appender, const InternalLoggingEvent& in_event)
+{
+    const ProcessGate::Pass pass;
+    if (!ProcessGate::isHolding()) [[likely]]
+        return inout_appender.doAppend(in_event);
+    PerThreadPool<DeferredLine>::Lease line;
+    line->copy(in_event);
+    line->m_pAppender = log4cplus::SharedAppenderPtr(&inout_appender);
+    ProcessGate::whenFree(*line.release());
+}
+
+void DeferredLine::copy(const InternalLoggingEvent& in_event)
+{
+    m_pEvent.reset();
+    const std::type_info& type = typeid(in_event);
+    if (type == typeid(ReusableEvent) || type == typeid(InternalLoggingEvent))
+        m_event.fill(in_event);
+    else if (const auto* const pWithIds = dynamic_cast<const LoggingIdEvent*>(&in_event))
+        m_pEvent = std::make_unique<LoggingIdEvent>(*pWithIds);
+    else
+        m_pEvent = in_event.clone();
+}
+
+void DeferredLine::reportFailure() const noexcept
+try
+{
+    const Logger logger(m_pAppender ? "keswardin" : m_logger.getName());
+    logCaughtException(&logger, s_szFailure);
+}
+catch (const std::exception&)
+{
+    logCaughtException(nullptr, s_szFailure);
+}
+
+void DeferredLine::run() noexcept
+{
+    const InternalLoggingEvent& event = m_pEvent ? *m_pEvent : m_event;
+    try
+    {
+        if (m_pAppender)
+            m_pAppender->doAppend(event);
+        else
+            m_logger.callAppenders(event);
+    }
+    catch (...)
+    {
+        reportFailure();
+    }
+    m_pAppender = log4cplus::SharedAppenderPtr();
+    m_pEvent.reset();
+    PerThreadPool<DeferredLine>::giveBack(this);
+}
+
+} // namespace Velmora

@@ -1,0 +1,18 @@
+#pragma once
+
+#include "velmora/logging/Logger.h"
+
+#include <string>
+
+namespace Velmora
+{
+
+/// Logs a line, or writes it on standard error if an appender of the logger has been busy with
+/// another line for a second: for a report that something hangs, which must not hang itself.
+///
+/// Thread-safety: may be called on any thread.
+/// Failure: does not throw. A line that cannot be logged or written is lost.
+void logInTime(const Logger& in_logger, LogLevel in_logLevel, const std::string& in_strText,
+               const char* in_szFile, int in_iLine) noexcept;
+
+} // namespace Velmora
