@@ -1,0 +1,103 @@
+// Forks again and again while four threads do everything that the library offers. Each child does
+// all that once more and ends through exit(), with its exit list.
+//
+// forks-beside-everything <log file> <directory of calls> <number of forks>
+
+#include "Operations.h"
+
+#include "velmora/logging/CallDataRegistry.h"
+
+#include "tests/support/CallLogging.h"
+
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <atomic>
+#include <cstdio>
+#include <cstdlib>
+#include <latch>
+#include <string>
+#include <thread>
+#include <vector>
+
+namespace
+{
+
+using namespace Velmora;
+using namespace Velmora::Test;
+
+constexpr int s_iThreads = 4;
+/// A child that hangs is ended by a signal.
+constexpr unsigned int s_uiSecondsOfChild = 100;
+
+bool s_bChild = false;
+
+void doEverything()
+{
+    for (const Operations::Operation& operation : Operations::all())
+        operation.work();
+}
+
+/// The number of children that did not end as they should.
+int forkOnce()
+{
+    const pid_t child = fork();
+    if (child == 0)
+    {
+        s_bChild = true;
+        alarm(s_uiSecondsOfChild);
+        doEverything();
+        std::exit(7); // NOLINT(concurrency-mt-unsafe): the child has one thread
+    }
+    int iStatus = 0;
+    waitpid(child, &iStatus, 0);
+    if (WIFEXITED(iStatus) && WEXITSTATUS(iStatus) == 7)
+        return 0;
+    std::printf("child ended with status %d\n", iStatus);
+    return 1;
+}
+
+} // namespace
+
+/// LeakSanitizer asks this. A child takes over what the stacks of its parent's threads pointed to,
+/// and not the threads, so that all of it looks leaked.
+extern "C" [[gnu::visibility("default")]] int __lsan_is_turned_off() { return s_bChild ? 1 : 0; }
+
+int main(int argc, char** argv)
+{
+    if (argc != 4)
+        return 2;
+    Operations::prepare();
+    const std::string strFile = argv[1];
+    if (!Logger::configure(trieOf("log4cplus.rootLogger=WARN, file\n"
+                                  "log4cplus.appender.file=log4cplus::FileAppender\n"
+                                  "log4cplus.appender.file.Append=true\n"
+                                  "log4cplus.appender.file.File=" +
+                                  strFile + "\n" + "log4cplus.logger.keswardin.test=WARN, " +
+                                  "CALL_LOG_APPENDER\n" + callSection(argv[2]))) ||
+        !configureCalls(argv[2]))
+        return 3;
+
+    std::atomic<bool> bStop{false};
+    std::latch warm(s_iThreads);
+    std::vector<std::thread> threads;
+    for (int iThread = 0; iThread < s_iThreads; ++iThread)
+        threads.emplace_back(
+            [&bStop, &warm]
+            {
+                doEverything();
+                warm.count_down();
+                while (!bStop)
+                    doEverything();
+            });
+    warm.wait();
+    int iFailed = 0;
+    const int iForks = std::atoi(argv[3]);
+    for (int iFork = 0; iFork < iForks && iFailed == 0; ++iFork)
+        iFailed += forkOnce();
+    bStop = true;
+    for (std::thread& thread : threads)
+        thread.join();
+    std::printf("%d of %d children failed\n", iFailed, iForks);
+    return iFailed == 0 ? 0 : 1;
+}

@@ -1,0 +1,285 @@
+// Foreign code that the library runs (an appender, an observer, an alarm, a source of
+// configuration, a destructor) does everything that the library offers, while other foreign code
+// does the same on another thread. Nobody may wait for a lock with one held that the other needs.
+
+#include "Operations.h"
+
+#include "tests/support/Alarms.h"
+#include "tests/support/CallbackAppender.h"
+
+#include <gtest/gtest.h>
+
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <array>
+#include <atomic>
+#include <chrono>
+#include <functional>
+#include <future>
+#include <iostream>
+#include <istream>
+#include <streambuf>
+#include <string>
+#include <thread>
+#include <utility>
+#include <vector>
+
+namespace Velmora::Test
+{
+
+namespace
+{
+
+constexpr int s_iRounds = 10;
+/// Of those who configure logging.
+constexpr int s_iConfigurations = 30;
+
+/// Whether the calling thread is in foreign code already: that does not begin anew.
+thread_local bool s_bForeign = false;
+
+/// What foreign code does. Each test sets it for each of its two threads.
+thread_local std::function<void()> s_foreignWork;
+
+void runForeignWork()
+{
+    if (s_bForeign || !s_foreignWork)
+        return;
+    s_bForeign = true;
+    s_foreignWork();
+    s_bForeign = false;
+}
+
+/// Has the library run foreign code, each in its own way.
+class ForeignAlarm : public NamedAlarm<>
+{
+  public:
+    ForeignAlarm() : NamedAlarm<>("foreign alarm") {}
+    [[nodiscard]] State getState() const override
+    {
+        runForeignWork();
+        return NamedAlarm<>::getState();
+    }
+};
+
+class ForeignStream : public std::streambuf
+{
+  protected:
+    int_type underflow() override
+    {
+        if (std::exchange(m_bRead, true))
+            return traits_type::eof();
+        runForeignWork();
+        m_strText = "keswardin.run.mode=production\n";
+        setg(m_strText.data(), m_strText.data(), m_strText.data() + m_strText.size());
+        return traits_type::to_int_type(m_strText.front());
+    }
+
+  private:
+    bool m_bRead = false;
+    std::string m_strText;
+};
+
+class ForeignObject : public virtual Object
+{
+  public:
+    ~ForeignObject() override { runForeignWork(); }
+};
+
+class ForeignObserver : public Alarm::Observer, public AlarmRegistry::Observer
+{
+  public:
+    void newAlarmState(const Alarm&, Alarm::State) override { runForeignWork(); }
+    void newAlarmState(const Alarm&) override { runForeignWork(); }
+};
+
+struct Place
+{
+    const char* szName;
+    /// Has the library call `runForeignWork`.
+    void (*pGo)();
+};
+
+LimitedObjPtr<Alarm> observedAlarm() { return AlarmRegistry::getInstance().getAlarm("observed"); }
+
+void toggle(LimitedObjPtr<Alarm> in_pAlarm)
+{
+    in_pAlarm->setState(Alarm::ALARM_ON);
+    in_pAlarm->setState(Alarm::ALARM_OFF);
+}
+
+constexpr std::array<Place, 6> s_places = {
+    {{"Appender", [] { VELMORA_LOG(Logger("keswardin.foreign"), WARN_LOG_LEVEL, "foreign"); }},
+     {"AppenderOfCall",
+      []
+      {
+          CallLogger logger("keswardin.foreign.call");
+          logger.callStart("foreign call");
+          VELMORA_LOG(logger, WARN_LOG_LEVEL, "foreign");
+      }},
+     {"Observer", [] { toggle(observedAlarm()); }},
+     {"Alarm", [] { toggle(AlarmRegistry::getInstance().getAlarm("foreign alarm")); }},
+     {"Source",
+      []
+      {
+          ForeignStream buffer;
+          std::istream stream(&buffer);
+          RWGlobalConfig::getInstance()->load(stream);
+      }},
+     {"Destructor", []
+      {
+          const TSHandle<Object> hFirst(new ForeignObject);
+          const TSHandle<Object> hSecond(hFirst);
+      }}}};
+
+class ForeignCode : public testing::Test
+{
+  protected:
+    ForeignCode() : m_appender([](const std::string&) { runForeignWork(); })
+    {
+        Operations::prepare();
+        AlarmRegistry& registry = AlarmRegistry::getInstance();
+        registry.addAlarm(new ForeignAlarm, false);
+        const LimitedObjPtr<Alarm> pObserved =
+            registry.addAlarm(new NamedAlarm<>("observed"), false);
+        pObserved->addObserver(LimitedObjPtr<Alarm::Observer>(&m_observer));
+    }
+
+    /// Ends the process with a message if the work is not done after a while.
+    static void watch(std::future<void>& in_done)
+    {
+        constexpr std::chrono::seconds limit(100);
+        if (in_done.wait_for(limit) == std::future_status::ready)
+            return;
+        std::cerr << "the threads wait for each other" << std::endl;
+        _exit(1);
+    }
+
+    /// Two threads go to their places again and again, and do the work there.
+    static void goConcurrently(const std::array<Place, 2>& in_places, int in_iRounds,
+                               const std::function<void()>& in_work)
+    {
+        std::promise<void> done;
+        std::future<void> isDone = done.get_future();
+        std::thread watcher([&isDone] { watch(isDone); });
+        std::array<std::thread, 2> threads;
+        std::atomic<int> iCalls{0};
+        for (std::size_t uiThread = 0; uiThread < threads.size(); ++uiThread)
+            threads[uiThread] = std::thread(
+                [&, uiThread]
+                {
+                    s_foreignWork = [&]
+                    {
+                        ++iCalls;
+                        in_work();
+                    };
+                    for (int iRound = 0; iRound < in_iRounds; ++iRound)
+                        in_places[uiThread].pGo();
+                });
+        for (std::thread& thread : threads)
+            thread.join();
+        done.set_value();
+        watcher.join();
+        EXPECT_LE(2 * in_iRounds, iCalls);
+    }
+
+  private:
+    ForeignObserver m_observer;
+    CallbackAppender m_appender;
+};
+
+/// Two places, by their numbers, the first not above the second.
+class InTwoPlaces : public ForeignCode, public testing::WithParamInterface<std::pair<int, int>>
+{
+  protected:
+    static std::array<Place, 2> places()
+    {
+        return {s_places[static_cast<std::size_t>(GetParam().first)],
+                s_places[static_cast<std::size_t>(GetParam().second)]};
+    }
+};
+
+std::vector<std::pair<int, int>> pairsOfPlaces()
+{
+    std::vector<std::pair<int, int>> pairs;
+    for (int iFirst = 0; iFirst < static_cast<int>(s_places.size()); ++iFirst)
+        for (int iSecond = iFirst; iSecond < static_cast<int>(s_places.size()); ++iSecond)
+            pairs.emplace_back(iFirst, iSecond);
+    return pairs;
+}
+
+std::string nameOf(int in_iPlace) { return s_places[static_cast<std::size_t>(in_iPlace)].szName; }
+
+class InOnePlace : public ForeignCode, public testing::WithParamInterface<Place>
+{
+};
+
+void doEverything()
+{
+    for (const Operations::Operation& operation : Operations::all())
+        operation.work();
+}
+
+void forkAndWait()
+{
+    const pid_t child = fork();
+    if (child == 0)
+    {
+        alarm(60);
+        doEverything();
+        _exit(7);
+    }
+    int iStatus = 0;
+    waitpid(child, &iStatus, 0);
+    EXPECT_TRUE(WIFEXITED(iStatus) && WEXITSTATUS(iStatus) == 7) << iStatus;
+}
+
+} // namespace
+
+TEST_P(InTwoPlaces, DoesEverythingAndEnds) { goConcurrently(places(), s_iRounds, &doEverything); }
+
+TEST_P(InTwoPlaces, ForksAndEnds) { goConcurrently(places(), 1, &forkAndWait); }
+
+TEST_P(InOnePlace, DoesEverythingWhileAnotherThreadConfiguresLogging)
+{
+    std::promise<void> done;
+    std::future<void> isDone = done.get_future();
+    std::thread watcher([&isDone] { watch(isDone); });
+    std::atomic<bool> bStop{false};
+    std::thread foreign(
+        [&bStop]
+        {
+            s_foreignWork = &doEverything;
+            while (!bStop)
+                GetParam().pGo();
+        });
+    testing::internal::CaptureStdout();
+    for (int iRound = 0; iRound < s_iConfigurations; ++iRound)
+        EXPECT_TRUE(Logger::configureDefault());
+    bStop = true;
+    foreign.join();
+    testing::internal::GetCapturedStdout();
+    done.set_value();
+    watcher.join();
+}
+
+TEST_P(InOnePlace, IsRefusedToConfigureLoggingIfItIsInside)
+{
+    const bool bOutside = std::string(GetParam().szName) == "Source";
+    bool bConfigured = !bOutside;
+    s_foreignWork = [&] { bConfigured = Logger::configureDefault(); };
+    testing::internal::CaptureStdout();
+    GetParam().pGo();
+    testing::internal::GetCapturedStdout();
+    EXPECT_EQ(bOutside, bConfigured);
+}
+
+INSTANTIATE_TEST_SUITE_P(ForeignCode, InTwoPlaces, testing::ValuesIn(pairsOfPlaces()),
+                         [](const auto& in_pair) {
+                             return nameOf(in_pair.param.first) + "And" +
+                                    nameOf(in_pair.param.second);
+                         });
+INSTANTIATE_TEST_SUITE_P(ForeignCode, InOnePlace, testing::ValuesIn(s_places),
+                         [](const auto& in_place) { return std::string(in_place.param.szName); });
+
+} // namespace Velmora::Test
