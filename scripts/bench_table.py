@@ -39,6 +39,8 @@ NAMED_WORKS = [
     ("traceScopeOff", "trace scope that is off, own level set", "comparison", 2.0),
     ("initFromText", "`initFromText`, a mix of values", "stream", 1 / 3),
     ("handleCopy", "copy and release of a `TSHandle`", "lockAndCount", 1.1),
+    ("gatePass", "pass of the gate of the process, one thread", "shared_mutex", 0.5),
+    ("gatePassBoth", "pass of the gate of the process, two threads", "shared_mutex", 0.2),
     *((f"mapLookUp{entries}", f"look-up in a map of names with {entries_text(entries)}", None, None)
       for entries in MAP_ENTRIES),
     ("dottedName", "`dottedStringToVectorNoResize`, 6 parts, warm", "memchr", 2.0),
