@@ -300,19 +300,26 @@ void PreparedLogging::closeFormer()
 {
     if (!m_bInPlace)
         return;
+    closeFormerIf([](const SharedAppenderPtr&) { return true; });
+    m_loggers.clear();
+}
+
+/// Closes the appenders in the lists that the function accepts, each once, whatever loggers have
+/// it, and takes them out.
+template <class Function>
+void PreparedLogging::closeFormerIf(Function in_function)
+{
     for (OfLogger& former : m_loggers)
         for (const SharedAppenderPtr& pInList : former.appenders)
         {
-            // Each once, whatever loggers have it.
             const SharedAppenderPtr pAppender = pInList;
-            if (!pAppender)
+            if (!pAppender || !in_function(pAppender))
                 continue;
             for (OfLogger& other : m_loggers)
                 std::replace(other.appenders.begin(), other.appenders.end(), pAppender,
                              SharedAppenderPtr());
             pAppender->close();
         }
-    m_loggers.clear();
 }
 
 Properties& PreparedLogging::properties() { return m_pConfigurator->all(); }
@@ -454,10 +461,8 @@ void PreparedLogging::makeTheRest() noexcept
     Configurator::Replacements made;
     try
     {
-        for (OfLogger& former : m_loggers)
-            for (SharedAppenderPtr& pAppender : former.appenders)
-                if (pAppender && m_pConfigurator->isInTheWay(pAppender))
-                    std::exchange(pAppender, SharedAppenderPtr())->close();
+        closeFormerIf([this](const SharedAppenderPtr& in_pAppender)
+                      { return m_pConfigurator->isInTheWay(in_pAppender); });
         made = m_pConfigurator->makeLateAppenders();
     }
     catch (const std::exception&)

@@ -88,6 +88,8 @@ class PreparedLogging
     [[nodiscard]] OfLogger wanted(const log4cplus::Logger& in_logger) const;
     void change();
     void makeTheRest() noexcept;
+    template <class Function>
+    void closeFormerIf(Function in_function);
 
     /// Where log4cplus's configurator does its work.
     log4cplus::Hierarchy& m_shadow;

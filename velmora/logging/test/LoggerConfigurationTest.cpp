@@ -14,6 +14,7 @@
 #include <dlfcn.h>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
+#include <log4cplus/fileappender.h>
 #include <log4cplus/hierarchy.h>
 #include <log4cplus/nullappender.h>
 #include <log4cplus/spi/factory.h>
@@ -130,6 +131,37 @@ class TalkativeFactory : public log4cplus::spi::AppenderFactory
     };
 
     const log4cplus::tstring m_strTypeName = "Talkative";
+};
+
+/// How often an appender of the type "CountingFile" was closed.
+int g_iCloses = 0;
+
+/// Makes an appender that writes to a file and counts its closings.
+class CountingFileFactory : public log4cplus::spi::AppenderFactory
+{
+  public:
+    [[nodiscard]] const log4cplus::tstring& getTypeName() const override { return m_strTypeName; }
+
+    log4cplus::SharedAppenderPtr
+    createObject(const log4cplus::helpers::Properties& in_properties) override
+    {
+        return log4cplus::SharedAppenderPtr(new Appender(in_properties));
+    }
+
+  private:
+    class Appender : public log4cplus::FileAppender
+    {
+      public:
+        using log4cplus::FileAppender::FileAppender;
+        ~Appender() override { destructorImpl(); }
+        void close() override
+        {
+            ++g_iCloses;
+            log4cplus::FileAppender::close();
+        }
+    };
+
+    const log4cplus::tstring m_strTypeName = "CountingFile";
 };
 
 class LoggerConfiguration : public testing::Test
@@ -604,6 +636,22 @@ TEST_F(LoggerConfiguration, AFileThatIsOpenWithoutAppendIsEmptyWithTheNewAppende
     EXPECT_TRUE(configure(fileConfiguration(strTruncating)));
     VELMORA_LOG(Logger("a"), INFO_LOG_LEVEL, "after");
     EXPECT_THAT(linesOfFile(), ElementsAre("INFO - after"));
+}
+
+TEST_F(LoggerConfiguration, AnAppenderOfTwoLoggersIsClosedOnce)
+{
+    log4cplus::spi::getAppenderFactoryRegistry().put(std::make_unique<CountingFileFactory>());
+    const std::string strCounting = "log4cplus.rootLogger=INFO, counting\n"
+                                    "log4cplus.logger.a=INFO, counting\n"
+                                    "log4cplus.appender.counting=CountingFile\n"
+                                    "log4cplus.appender.counting.File=" +
+                                    m_directory.file("log") + "\n";
+    ASSERT_TRUE(configure(strCounting));
+    g_iCloses = 0;
+    EXPECT_TRUE(configure(strCounting)) << "the new one shares the file";
+    EXPECT_EQ(1, g_iCloses);
+    EXPECT_TRUE(Logger::configureDefault());
+    EXPECT_EQ(2, g_iCloses);
 }
 
 TEST_F(LoggerConfiguration, ARollingFileIsRolledByOneAppenderAtATime)
