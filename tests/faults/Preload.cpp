@@ -145,8 +145,8 @@ void put(std::uint64_t in_uiNumber)
     put(digits.data() + uiAt);
 }
 
-/// A line "what", and one for each frame: file, offset in it, name of the function as far as the
-/// file tells it.
+/// A line "what", and one for each frame: file, offset in it, name of the function if the file
+/// has it.
 void noteStack(const char* in_szWhat)
 {
     put(in_szWhat);

@@ -1,5 +1,5 @@
-// Allocates until the limit of its address space, of each size class and beyond, and tells what the
-// allocators and the containers make of that.
+// Allocates until the limit of its address space, of each size class and beyond, and reports what
+// the allocators and the containers do then.
 
 #include "velmora/config/ParameterTrie.h"
 #include "velmora/logging/Logger.h"

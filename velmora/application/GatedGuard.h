@@ -7,7 +7,8 @@
 namespace Velmora
 {
 
-/// How a guard takes and leaves a lock.
+/// How a guard takes and leaves a lock. `acquire` returns -1, with `errno` set, if the lock cannot
+/// be had, as ACE's locks do. This one is for mutexes.
 template <class Lock>
 struct ExclusiveLocking
 {
@@ -15,6 +16,8 @@ struct ExclusiveLocking
     static void release(Lock& inout_lock) { inout_lock.release(); }
 };
 
+/// Shares a read-write lock with other readers. A thread may hold it several times.
+/// Failure: EDEADLK for the thread that holds it for writing.
 template <class Lock>
 struct ReadLocking
 {
@@ -22,6 +25,8 @@ struct ReadLocking
     static void release(Lock& inout_lock) { inout_lock.release(); }
 };
 
+/// Holds a read-write lock alone.
+/// Failure: EDEADLK for the thread that holds it already.
 template <class Lock>
 struct WriteLocking
 {
@@ -29,6 +34,7 @@ struct WriteLocking
     static void release(Lock& inout_lock) { inout_lock.release(); }
 };
 
+/// Shares a read-write lock if no thread holds it for writing at that moment. Does not wait.
 template <class Lock>
 struct TryReadLocking
 {
@@ -38,6 +44,14 @@ struct TryReadLocking
 
 /// The guard of every lock of the library: passes the gate, then holds the lock, for a scope.
 ///
+///     const GatedGuard<ACE_Thread_Mutex> guard(m_mutex);
+///
+/// A fork and a change of the logging configuration wait until the guard is gone. A line that is
+/// logged while it lives is appended afterwards. In the child of a fork, a lock that another thread
+/// held is made anew, and the forking thread goes on to hold its own.
+///
+/// Ownership: the caller's lock, which outlives the guard.
+/// Thread-safety: belongs to the thread that made it; guards of a thread end in reverse order.
 /// Failure: a lock that cannot be had is done without; `isLocked` is false.
 template <class Lock, template <class> class Locking = ExclusiveLocking>
 class GatedGuard

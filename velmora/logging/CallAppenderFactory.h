@@ -40,8 +40,8 @@ inline constexpr const char* s_szCallLogAppender = "CALL_LOG_APPENDER";
 ///
 /// All of the section becomes properties of each file, but for "Append" and "AsyncAppend": a file
 /// begins empty, and its lines are written when they are logged. "ReopenDelay" is 0 unless the
-/// section says otherwise, so that a line which cannot be written loses none that follow. How files
-/// are named is told at `CallFileName`.
+/// section says otherwise, so that a line which cannot be written loses none that follow. For
+/// file names see `CallFileName`.
 ///
 /// The factory in use belongs to the `CallDataRegistry`. The one that `getInstance` gives is never
 /// configured by the library.

@@ -14,7 +14,7 @@
 namespace Velmora::FileAppenders
 {
 
-/// Adds what is not told to the properties of one appender: "ReopenDelay" 0. log4cplus's own
+/// Adds what the properties of one appender leave out: "ReopenDelay" 0. log4cplus's own
 /// default drops the lines of the second that follows a failed write.
 VELMORA_API void addDefaults(log4cplus::helpers::Properties& inout_appender);
 
