@@ -1,5 +1,6 @@
 #pragma once
 
+#include "velmora/Sanitizers.h"
 #include "velmora/application/ProcessGate.h"
 
 #include <memory>
@@ -7,12 +8,13 @@
 namespace Velmora
 {
 
-/// How a guard takes and leaves a lock. `acquire` returns -1, with `errno` set, if the lock cannot
-/// be had, as ACE's locks do. This one is for mutexes.
+/// How a guard takes and leaves a lock. `acquire` and `tryAcquire` return -1, with `errno` set, if
+/// the lock cannot be had, as ACE's locks do. This one is for mutexes.
 template <class Lock>
 struct ExclusiveLocking
 {
     static int acquire(Lock& inout_lock) { return inout_lock.acquire(); }
+    static int tryAcquire(Lock& inout_lock) { return inout_lock.tryacquire(); }
     static void release(Lock& inout_lock) { inout_lock.release(); }
 };
 
@@ -22,6 +24,7 @@ template <class Lock>
 struct ReadLocking
 {
     static int acquire(Lock& inout_lock) { return inout_lock.acquire_read(); }
+    static int tryAcquire(Lock& inout_lock) { return inout_lock.tryacquire_read(); }
     static void release(Lock& inout_lock) { inout_lock.release(); }
 };
 
@@ -31,6 +34,7 @@ template <class Lock>
 struct WriteLocking
 {
     static int acquire(Lock& inout_lock) { return inout_lock.acquire_write(); }
+    static int tryAcquire(Lock& inout_lock) { return inout_lock.tryacquire_write(); }
     static void release(Lock& inout_lock) { inout_lock.release(); }
 };
 
@@ -38,7 +42,8 @@ struct WriteLocking
 template <class Lock>
 struct TryReadLocking
 {
-    static int acquire(Lock& inout_lock) { return inout_lock.tryacquire_read(); }
+    static int acquire(Lock& inout_lock) { return tryAcquire(inout_lock); }
+    static int tryAcquire(Lock& inout_lock) { return inout_lock.tryacquire_read(); }
     static void release(Lock& inout_lock) { inout_lock.release(); }
 };
 
@@ -46,8 +51,9 @@ struct TryReadLocking
 ///
 ///     const GatedGuard<ACE_Thread_Mutex> guard(m_mutex);
 ///
-/// A fork and a change of the logging configuration wait until the guard is gone. A line that is
-/// logged while it lives is appended afterwards. In the child of a fork, a lock that another thread
+/// A fork and a change of the logging configuration wait until the guard is gone, but a fork not
+/// while it waits for its lock as the thread's only one. A line that is logged while it lives is
+/// appended afterwards. In the child of a fork, a lock that another thread
 /// held is made anew, and the forking thread goes on to hold its own.
 ///
 /// Ownership: the caller's lock, which outlives the guard.
@@ -60,7 +66,7 @@ class GatedGuard
     explicit GatedGuard(Lock& inout_lock) : m_pLock(&inout_lock)
     {
         ProcessGate::beginHolding(m_pLock, &act);
-        if (Locking<Lock>::acquire(inout_lock) == -1) [[unlikely]]
+        if (!takeIfFree() && acquire() == -1) [[unlikely]]
         {
             m_pLock = nullptr;
             ProcessGate::endHolding();
@@ -79,6 +85,20 @@ class GatedGuard
     [[nodiscard]] bool isLocked() const { return m_pLock != nullptr; }
 
   private:
+    /// Takes the lock if nobody holds it. ThreadSanitizer learns the order of locks only from those
+    /// that are waited for.
+    bool takeIfFree()
+    {
+        return !VELMORA_THREAD_SANITIZER && Locking<Lock>::tryAcquire(*m_pLock) != -1;
+    }
+
+    [[gnu::noinline]] int acquire()
+    {
+        return ProcessGate::waitForLock(
+            ProcessGate::Awaited::noted, [this] { return Locking<Lock>::acquire(*m_pLock); },
+            [this] { Locking<Lock>::release(*m_pLock); });
+    }
+
     static void act(void* in_pLock, ProcessGate::LockAction in_action)
     {
         auto* const pLock = static_cast<Lock*>(in_pLock);

@@ -104,6 +104,8 @@ struct alignas(s_uiCacheLine) ProcessGate::Thread
 
     /// How many copies of the library the thread is inside of.
     std::atomic<unsigned int> uiInside{0};
+    /// Whether it counts as outside for forks all the same, as it waits for a lock.
+    std::atomic<bool> bWaiting{false};
     /// How many copies of the library have it for their thread.
     unsigned int uiCopies = 0;
     bool bDefersNothing = false;
@@ -146,6 +148,7 @@ void ProcessGate::Thread::runAll() noexcept
 void ProcessGate::Thread::forget() noexcept
 {
     uiInside.store(0, std::memory_order_release);
+    bWaiting.store(false, std::memory_order_relaxed);
     uiCopies = 0;
     bDefersNothing = false;
     uiHeld = 0;
@@ -173,8 +176,9 @@ class ProcessGate::Gate
     {
         opened,
         closed,
+        closedForFork,
         /// Threads that hold Python's interpreter lock pass, as the thread that forks waits for it.
-        closedButForInterpreter
+        closedForForkButForInterpreter
     };
 
     Gate();
@@ -192,35 +196,34 @@ class ProcessGate::Gate
     /// many copies of the library, and again afterwards.
     void waitOutside(Thread& inout_thread, unsigned int in_uiInside) noexcept;
 
+    /// Whether a fork is under way that the calling thread has to wait for.
+    [[nodiscard]] bool isClosedForFork() const;
+    void waitForEndOfFork() noexcept;
+
     [[nodiscard]] bool isCloser() const { return m_closer.load() == std::this_thread::get_id(); }
 
-    /// Gets the turn to close.
-    /// Failure: false if another thread has it until the end of the time.
-    [[nodiscard]] bool takeTurn(Clock::time_point in_end) noexcept;
+    /// Opens the gate, and lets others close it.
     void endTurn() noexcept
     {
         m_uiClosings = 0;
+        m_state.store(opened);
+        m_state.notify_all();
         m_closer.store(std::thread::id());
     }
 
-    /// Closes the gate, and calls the function when nobody else is inside, until it gives true. The
-    /// calling thread has the turn.
-    /// Failure: false when the time is over; the gate is open.
+    /// Gets the turn to close, closes the gate, and calls the function when nobody else is inside,
+    /// until it gives true. What the function throws comes through, with the turn taken.
+    /// Failure: false when the time is over; the gate is open, and the turn another's.
     [[nodiscard]] bool close(State in_state, Clock::time_point in_end, bool (*in_pFunction)(void*),
                              void* in_pArgument);
 
-    void open() noexcept
-    {
-        m_state.store(opened);
-        m_state.notify_all();
-    }
-
-    [[nodiscard]] bool isNobodyElseInside() const noexcept;
+    [[nodiscard]] bool isNobodyElseInside(State in_state) const noexcept;
 
     void stopWaiting() noexcept
     {
         m_bStopped.store(true);
-        open();
+        m_state.store(opened);
+        m_state.notify_all();
     }
 
     void startAnewInChild(Thread& inout_own) noexcept;
@@ -232,6 +235,10 @@ class ProcessGate::Gate
     /// Guards the lists of records that are nobody's, for some instructions at a time. Not a mutex,
     /// as it must be free in the child of a fork.
     class FreeListLock;
+
+    /// Gets the turn to close, after a pause.
+    /// Failure: false if another thread has it until the end of the time.
+    [[nodiscard]] bool takeTurn(Clock::duration in_pause, Clock::time_point in_end) noexcept;
 
     Thread& obtain() noexcept;
     /// Null if there is none.
@@ -365,7 +372,7 @@ void ProcessGate::Gate::waitOutside(Thread& inout_thread, unsigned int in_uiInsi
         const State found = state();
         if (found == opened || m_bStopped.load() || isCloser())
             return;
-        if (found == closedButForInterpreter && s_interpreter.pIsHeld())
+        if (found == closedForForkButForInterpreter && s_interpreter.pIsHeld())
             return;
         inout_thread.uiInside.store(0, std::memory_order_release);
         m_state.wait(found);
@@ -374,13 +381,29 @@ void ProcessGate::Gate::waitOutside(Thread& inout_thread, unsigned int in_uiInsi
     }
 }
 
-bool ProcessGate::Gate::takeTurn(Clock::time_point in_end) noexcept
+bool ProcessGate::Gate::isClosedForFork() const
+{
+    const State found = state();
+    return (found == closedForFork ||
+            (found == closedForForkButForInterpreter && !s_interpreter.pIsHeld())) &&
+           !m_bStopped.load() && !isCloser();
+}
+
+void ProcessGate::Gate::waitForEndOfFork() noexcept
+{
+    const State found = state();
+    if (found != opened && isClosedForFork())
+        m_state.wait(found);
+}
+
+bool ProcessGate::Gate::takeTurn(Clock::duration in_pause, Clock::time_point in_end) noexcept
 {
     // A thread that is inside counts as outside for the time, so that two that fork from inside do
     // not wait for each other. Nobody changes what it holds locked.
     Thread& own = thread();
     const unsigned int uiInside = own.uiInside.load(std::memory_order_relaxed);
     own.uiInside.store(0, std::memory_order_release);
+    std::this_thread::sleep_for(in_pause);
     bool bTaken = false;
     while (true)
     {
@@ -403,33 +426,36 @@ bool ProcessGate::Gate::close(State in_state, Clock::time_point in_end, bool (*i
                               void* in_pArgument)
 {
     std::chrono::milliseconds patience = s_firstPatience;
-    while (true)
+    Clock::duration pause{};
+    while (isCloser() || takeTurn(pause, in_end))
     {
         m_state.store(in_state);
         orderOthers();
         const Clock::time_point endOfPatience = std::min(in_end, Clock::now() + patience);
         while (true)
         {
-            if (isNobodyElseInside() && in_pFunction(in_pArgument))
+            if (isNobodyElseInside(in_state) && in_pFunction(in_pArgument))
                 return true;
             if (Clock::now() >= endOfPatience)
                 break;
             std::this_thread::sleep_for(s_pause);
         }
-        open();
+        endTurn();
         if (Clock::now() >= in_end)
-            return false;
-        // Those go on now that somebody inside may wait for.
-        std::this_thread::sleep_for(patience);
+            break;
+        // Those go on now that somebody inside may wait for, also one that forks.
+        pause = patience;
         patience = std::min(2 * patience, s_longestPatience);
     }
+    return false;
 }
 
-bool ProcessGate::Gate::isNobodyElseInside() const noexcept
+bool ProcessGate::Gate::isNobodyElseInside(State in_state) const noexcept
 {
     const Thread* const pOwn = s_ofThread.pThread;
     for (const Thread* pThread = m_pFirst.load(); pThread != nullptr; pThread = pThread->pNext)
-        if (pThread != pOwn && pThread->uiInside.load(s_orderOfLook) != 0)
+        if (pThread != pOwn && pThread->uiInside.load(s_orderOfLook) != 0 &&
+            (in_state == closed || !pThread->bWaiting.load(s_orderOfLook)))
             return false;
     return true;
 }
@@ -459,7 +485,6 @@ void ProcessGate::Gate::startAnewInChild(Thread& inout_own) noexcept
     for (Thread::Batch* pBatch = inout_own.pBatch; pBatch != nullptr; pBatch = pBatch->pOuter)
         pBatch->pRest = nullptr;
     endTurn();
-    m_state.store(opened);
     membarrier(MEMBARRIER_CMD_REGISTER_PRIVATE_EXPEDITED);
 }
 
@@ -532,9 +557,6 @@ bool ProcessGate::whileClosed(bool (*in_pFunction)(void*), void* in_pArgument)
     std::exception_ptr pThrown;
     const auto work = [&]
     {
-        const Clock::time_point end = Clock::now() + s_limit;
-        if (!theGate.takeTurn(end))
-            return;
         try
         {
             const auto inside = [&]
@@ -544,7 +566,7 @@ bool ProcessGate::whileClosed(bool (*in_pFunction)(void*), void* in_pArgument)
             };
             using Inside = decltype(inside);
             bDone = theGate.close(
-                Gate::closed, end,
+                Gate::closed, Clock::now() + s_limit,
                 [](void* in_pInside) { return (*static_cast<const Inside*>(in_pInside))(); },
                 const_cast<void*>(static_cast<const void*>(&inside)));
         }
@@ -552,8 +574,8 @@ bool ProcessGate::whileClosed(bool (*in_pFunction)(void*), void* in_pArgument)
         {
             pThrown = std::current_exception();
         }
-        theGate.open();
-        theGate.endTurn();
+        if (theGate.isCloser())
+            theGate.endTurn();
     };
     withoutInterpreter(work);
     if (pThrown)
@@ -571,11 +593,8 @@ bool ProcessGate::closeForFork() noexcept
     }
     const Clock::time_point end = Clock::now() + s_limit;
     const Gate::State state =
-        s_interpreter.pIsHeld() ? Gate::closedButForInterpreter : Gate::closed;
+        s_interpreter.pIsHeld() ? Gate::closedForForkButForInterpreter : Gate::closedForFork;
     bool bClosed = false;
-    withoutInterpreter([&] { bClosed = theGate.takeTurn(end); });
-    if (!bClosed)
-        return false;
     do
         withoutInterpreter(
             [&]
@@ -583,19 +602,15 @@ bool ProcessGate::closeForFork() noexcept
                 bClosed = theGate.close(
                     state, end, [](void*) { return true; }, nullptr);
             });
-    while (bClosed && !theGate.isNobodyElseInside());
-    if (!bClosed)
-        theGate.endTurn();
+    while (bClosed && !theGate.isNobodyElseInside(state));
     return bClosed;
 }
 
 void ProcessGate::open() noexcept
 {
     Gate& theGate = gate();
-    if (!theGate.isCloser() || --theGate.m_uiClosings != 0)
-        return;
-    theGate.open();
-    theGate.endTurn();
+    if (theGate.isCloser() && --theGate.m_uiClosings == 0)
+        theGate.endTurn();
 }
 
 void ProcessGate::openInChild() noexcept { gate().startAnewInChild(thread()); }
@@ -613,6 +628,8 @@ void ProcessGate::beginHolding(void* in_pLock, ActOnLock in_pAct) noexcept
     // Noted before it is taken: a lock that nobody holds may be made anew, too.
     if (own.uiHeld < Thread::s_uiMostHeld)
         own.held[own.uiHeld] = {in_pLock, in_pAct};
+    // A thread that waits for the lock may be seen by a fork.
+    std::atomic_signal_fence(std::memory_order_seq_cst);
     ++own.uiHeld;
 }
 
@@ -623,6 +640,28 @@ void ProcessGate::endHolding() noexcept
         own.runDeferred();
     leave();
 }
+
+bool ProcessGate::beginWaiting(Awaited in_awaited) noexcept
+{
+    Thread& own = thread();
+    if (own.uiHeld > (in_awaited == Awaited::noted ? 1U : 0U))
+        return false;
+    own.bWaiting.store(true, std::memory_order_release);
+    return true;
+}
+
+bool ProcessGate::endWaiting() noexcept
+{
+    Thread& own = thread();
+    own.bWaiting.store(false, s_orderOfPass);
+    std::atomic_signal_fence(std::memory_order_seq_cst);
+    if (!gate().isClosedForFork()) [[likely]]
+        return true;
+    own.bWaiting.store(true, std::memory_order_release);
+    return false;
+}
+
+void ProcessGate::waitForEndOfFork() noexcept { gate().waitForEndOfFork(); }
 
 bool ProcessGate::isHolding() noexcept
 {

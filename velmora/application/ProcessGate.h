@@ -67,7 +67,8 @@ class VELMORA_API ProcessGate
     }
 
     /// Closes the gate for a fork. A thread that is inside counts as outside until it gets its
-    /// turn, so that two that fork from inside do not wait for each other.
+    /// turn, so that two that fork from inside do not wait for each other. Nor does it wait for one
+    /// that waits for a lock (`waitForLock`): it may hold that lock.
     ///
     /// Closings of one thread may be nested. Those of a thread with Python's interpreter lock give
     /// it up and have it again at the end; until then, other threads that hold it may pass.
@@ -101,6 +102,37 @@ class VELMORA_API ProcessGate
     static void beginHolding(void* in_pLock, ActOnLock in_pAct) noexcept;
     /// The thread has let go of the lock that it noted last.
     static void endHolding() noexcept;
+
+    /// Which lock a thread waits for.
+    enum class Awaited
+    {
+        /// The one that it noted last.
+        noted,
+        /// One of foreign code, which it has not noted.
+        foreign
+    };
+
+    /// Waits for a lock. If the calling thread holds no other lock of the library, it counts as
+    /// outside for forks while it waits; if it gets the lock while a fork is under way, it gives
+    /// the lock back until the gate is open. It must have changed nothing by then that the child of
+    /// a fork would find half done.
+    ///
+    /// `in_acquire` waits, and gives what is returned: -1 if the lock cannot be had. `in_release`
+    /// gives the lock back.
+    template <class Acquire, class Release>
+    static int waitForLock(Awaited in_awaited, Acquire in_acquire, Release in_release)
+    {
+        const bool bOutside = beginWaiting(in_awaited);
+        while (true)
+        {
+            const int iResult = in_acquire();
+            if (!bOutside || endWaiting())
+                return iResult;
+            if (iResult != -1)
+                in_release();
+            waitForEndOfFork();
+        }
+    }
 
     /// Whether the calling thread holds a lock of the library, so that its lines wait.
     [[nodiscard]] static bool isHolding() noexcept;
@@ -152,6 +184,13 @@ class VELMORA_API ProcessGate
     static void meetThread() noexcept;
     static void endOfThread(void* in_pThread) noexcept;
     static bool whileClosed(bool (*in_pFunction)(void*), void* in_pArgument);
+
+    /// Gives whether the calling thread counts as outside for forks now.
+    static bool beginWaiting(Awaited in_awaited) noexcept;
+    /// The calling thread counts as inside again, unless it is to wait for the end of a fork: then
+    /// false.
+    static bool endWaiting() noexcept;
+    static void waitForEndOfFork() noexcept;
 
     [[gnu::visibility("hidden")]] static constinit thread_local OfThread s_ofThread;
 };

@@ -14,6 +14,8 @@
 #include <atomic>
 #include <chrono>
 #include <future>
+#include <mutex>
+#include <optional>
 #include <stdexcept>
 #include <string>
 #include <thread>
@@ -113,6 +115,40 @@ class Insider
   private:
     std::promise<void> m_inside;
     std::promise<void> m_go;
+    std::thread m_thread;
+};
+
+/// A thread that runs a function, and has had time to wait for something in it.
+class ThreadThatWaits
+{
+  public:
+    template <class Function>
+    explicit ThreadThatWaits(Function in_function)
+        : m_thread(
+              [this, in_function]
+              {
+                  m_runs.set_value();
+                  in_function();
+                  m_bDone = true;
+              })
+    {
+        m_runs.get_future().wait();
+        std::this_thread::sleep_for(std::chrono::milliseconds(20));
+    }
+    ~ThreadThatWaits() { join(); }
+    ThreadThatWaits(const ThreadThatWaits&) = delete;
+    ThreadThatWaits& operator=(const ThreadThatWaits&) = delete;
+
+    [[nodiscard]] bool isDone() const { return m_bDone; }
+    void join()
+    {
+        if (m_thread.joinable())
+            m_thread.join();
+    }
+
+  private:
+    std::promise<void> m_runs;
+    std::atomic<bool> m_bDone{false};
     std::thread m_thread;
 };
 
@@ -353,6 +389,98 @@ TEST(ProcessGate, AThreadThatIsInsideIsNotInTheChild)
                      }));
     bStop = true;
     other.join();
+}
+
+TEST(ProcessGate, AForkDoesNotWaitForAThreadThatWaitsForALockOfTheForkingThread)
+{
+    ACE_Thread_Mutex mutex;
+    std::optional<GatedGuard<ACE_Thread_Mutex>> guard(std::in_place, mutex);
+    ThreadThatWaits waits([&] { const GatedGuard<ACE_Thread_Mutex> other(mutex); });
+    EXPECT_TRUE(ProcessGate::closeForFork());
+    ProcessGate::open();
+    EXPECT_EQ(7, exitCodeOfChild(
+                     [&]
+                     {
+                         guard.reset();
+                         const GatedGuard<ACE_Thread_Mutex> again(mutex);
+                         return again.isLocked() ? 7 : 1;
+                     }));
+    EXPECT_FALSE(waits.isDone());
+    guard.reset();
+}
+
+TEST(ProcessGate, AForkDoesNotWaitForAThreadThatWaitsForALockOfForeignCode)
+{
+    std::timed_mutex mutex;
+    std::unique_lock<std::timed_mutex> lock(mutex);
+    ThreadThatWaits waits(
+        [&]
+        {
+            const ProcessGate::Pass pass;
+            ProcessGate::waitForLock(
+                ProcessGate::Awaited::foreign,
+                [&]
+                {
+                    mutex.lock();
+                    return 0;
+                },
+                [&] { mutex.unlock(); });
+            mutex.unlock();
+        });
+    const ProcessGate::Pass pass;
+    EXPECT_TRUE(ProcessGate::closeForFork());
+    EXPECT_FALSE(waits.isDone());
+    ProcessGate::open();
+    lock.unlock();
+}
+
+TEST(ProcessGate, AForkWaitsForAThreadThatWaitsForALockWhileItHoldsAnother)
+{
+    ACE_Thread_Mutex held;
+    ACE_Thread_Mutex awaited;
+    std::optional<GatedGuard<ACE_Thread_Mutex>> guard(std::in_place, awaited);
+    ThreadThatWaits waits(
+        [&]
+        {
+            const GatedGuard<ACE_Thread_Mutex> first(held);
+            const GatedGuard<ACE_Thread_Mutex> second(awaited);
+        });
+    EXPECT_FALSE(ProcessGate::closeForFork());
+    ProcessGate::open();
+    guard.reset();
+}
+
+TEST(ProcessGate, AThreadThatGetsItsLockWhileAForkIsUnderWayGivesItBackUntilTheGateIsOpen)
+{
+    ACE_Thread_Mutex mutex;
+    std::optional<GatedGuard<ACE_Thread_Mutex>> guard(std::in_place, mutex);
+    ThreadThatWaits waits([&] { const GatedGuard<ACE_Thread_Mutex> other(mutex); });
+    EXPECT_TRUE(ProcessGate::closeForFork());
+    guard.reset();
+    std::this_thread::sleep_for(std::chrono::milliseconds(20));
+    EXPECT_FALSE(waits.isDone());
+    guard.emplace(mutex);
+    EXPECT_TRUE(guard->isLocked());
+    guard.reset();
+    ProcessGate::open();
+    waits.join();
+    EXPECT_TRUE(waits.isDone());
+}
+
+TEST(ProcessGate, AThreadForksWhoseLockIsAwaitedByOneThatAThirdIsClosingTheGateFor)
+{
+    ACE_Thread_Mutex mutex;
+    std::optional<GatedGuard<ACE_Thread_Mutex>> guard(std::in_place, mutex);
+    ThreadThatWaits waits([&] { const GatedGuard<ACE_Thread_Mutex> other(mutex); });
+    std::atomic<bool> bClosed{false};
+    ThreadThatWaits closes([&] { bClosed = ProcessGate::whileClosed([] { return true; }); });
+    EXPECT_TRUE(ProcessGate::closeForFork());
+    EXPECT_FALSE(waits.isDone());
+    EXPECT_FALSE(closes.isDone());
+    ProcessGate::open();
+    guard.reset();
+    closes.join();
+    EXPECT_TRUE(bClosed);
 }
 
 TEST(ProcessGate, AForkGoesAheadAfterAWhileAndTheChildMakesTheLocksAnew)
