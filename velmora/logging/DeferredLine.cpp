@@ -1,5 +1,6 @@
 #include "velmora/logging/DeferredLine.h"
 
+#include "velmora/logging/Log4cplusAccess.h"
 #include "velmora/logging/Logger.h"
 #include "velmora/logging/LoggingIdEvent.h"
 #include "velmora/logging/PerThreadPool.h"
@@ -18,13 +19,18 @@ using log4cplus::spi::InternalLoggingEvent;
 
 constexpr const char* s_szFailure = "exception of an appender";
 
+log4cplus::spi::LoggerImpl& implOf(const log4cplus::Logger& in_logger)
+{
+    return Log4cplusAccess::HandleMembers::implOf(in_logger);
+}
+
 } // namespace
 
 void DeferredLine::append(const log4cplus::Logger& in_logger, const InternalLoggingEvent& in_event)
 {
     const ProcessGate::Pass pass;
     if (!ProcessGate::isHolding()) [[likely]]
-        return in_logger.callAppenders(in_event);
+        return Log4cplusAccess::callAppenders(implOf(in_logger), in_event);
     PerThreadPool<DeferredLine>::Lease line;
     line->copy(in_event);
     line->m_logger = in_logger;
@@ -35,7 +41,7 @@ void DeferredLine::append(log4cplus::Appender& inout_appender, const InternalLog
 {
     const ProcessGate::Pass pass;
     if (!ProcessGate::isHolding()) [[likely]]
-        return inout_appender.doAppend(in_event);
+        return Log4cplusAccess::append(inout_appender, in_event);
     PerThreadPool<DeferredLine>::Lease line;
     line->copy(in_event);
     line->m_pAppender = log4cplus::SharedAppenderPtr(&inout_appender);
@@ -71,9 +77,9 @@ void DeferredLine::run() noexcept
     try
     {
         if (m_pAppender)
-            m_pAppender->doAppend(event);
+            Log4cplusAccess::append(*m_pAppender, event);
         else
-            m_logger.callAppenders(event);
+            Log4cplusAccess::callAppenders(implOf(m_logger), event);
     }
     catch (...)
     {

@@ -142,6 +142,8 @@ class TimedMutex
         const timespec end{seconds.count(), rest.count()};
         return lockUntil(m_pMutex, end) == 0;
     }
+    /// Locks it if no other thread holds it.
+    [[nodiscard]] bool tryLock() const { return pthread_mutex_trylock(m_pMutex) == 0; }
     void unlock() const { unlockOfSystem(m_pMutex); }
 
   private:
@@ -174,6 +176,37 @@ class TimedMutex
 #endif
 
     pthread_mutex_t* m_pMutex;
+};
+
+/// Holds a mutex of log4cplus for a line, which has passed the gate. While the line waits for it,
+/// its thread counts as outside for forks: an appender that forks may hold it.
+class MutexOfLine
+{
+  public:
+    explicit MutexOfLine(const log4cplus::thread::Mutex& in_mutex) : m_mutex(in_mutex)
+    {
+        // ThreadSanitizer learns the order of locks only from those that are waited for.
+        if (VELMORA_THREAD_SANITIZER || !TimedMutex(in_mutex).tryLock()) [[unlikely]]
+            wait();
+    }
+    ~MutexOfLine() { m_mutex.unlock(); }
+    MutexOfLine(const MutexOfLine&) = delete;
+    MutexOfLine& operator=(const MutexOfLine&) = delete;
+
+  private:
+    [[gnu::noinline]] void wait()
+    {
+        ProcessGate::waitForLock(
+            ProcessGate::Awaited::foreign,
+            [this]
+            {
+                m_mutex.lock();
+                return 0;
+            },
+            [this] { m_mutex.unlock(); });
+    }
+
+    const log4cplus::thread::Mutex& m_mutex;
 };
 
 /// The locks of a hierarchy, for a thread that has closed the gate: those who log through log4cplus
@@ -296,6 +329,37 @@ void forEachInAppenderChain(const log4cplus::spi::LoggerImpl& in_logger, Functio
                                                        : nullptr)
         if (!in_function(*pLogger))
             return;
+}
+
+/// Hands an event to an appender, for a line that has passed the gate.
+inline void append(log4cplus::Appender& inout_appender,
+                   const log4cplus::spi::InternalLoggingEvent& in_event)
+{
+    const MutexOfLine mutex(inout_appender.access_mutex);
+    inout_appender.doAppend(in_event);
+}
+
+/// Hands an event to the appenders of a logger and of its parents, as `LoggerImpl::callAppenders`
+/// does, for a line that has passed the gate. Locks no list that is empty.
+inline void callAppenders(log4cplus::spi::LoggerImpl& in_logger,
+                          const log4cplus::spi::InternalLoggingEvent& in_event)
+{
+    bool bAny = false;
+    forEachInAppenderChain(in_logger,
+                           [&in_event, &bAny](const log4cplus::spi::LoggerImpl& in_link)
+                           {
+                               const auto& appenders = LoggerMembers::appendersOf(in_link);
+                               if (appenders.empty())
+                                   return true;
+                               const MutexOfLine mutex(in_link.appender_list_mutex);
+                               for (const log4cplus::SharedAppenderPtr& pAppender : appenders)
+                                   append(*pAppender, in_event);
+                               bAny = true;
+                               return true;
+                           });
+    // It says once that there is none.
+    if (!bAny) [[unlikely]]
+        in_logger.callAppenders(in_event);
 }
 
 /// Holds a logger's list of appenders for a reader, if it can be had soon. A line in progress keeps
