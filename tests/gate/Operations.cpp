@@ -2,8 +2,11 @@
 
 #include "velmora/application/Object.h"
 #include "velmora/config/ParameterTrie.h"
+#include "velmora/system/OS.h"
 
 #include "tests/support/Alarms.h"
+
+#include <ace/Log_Msg.h>
 
 namespace Velmora::Test
 {
@@ -32,6 +35,8 @@ LimitedObjPtr<Alarm> Operations::alarm()
 {
     return AlarmRegistry::getInstance().getAlarm(s_szAlarm);
 }
+
+void Operations::logThroughACE() { ACE_ERROR((LM_ERROR, "line of ACE")); }
 
 void Operations::allocate()
 {
@@ -94,6 +99,12 @@ void Operations::useSingletons()
     static_cast<void>(OnDemandSingleton<MadeOnDemand>::getInstance());
     static_cast<void>(RegistrationSingleton::getInstances(s_szShared));
     static_cast<void>(SingletonRegistry::getInstance()->find("nothing of this name"));
+}
+
+void Operations::runCommand()
+{
+    std::string strCommand = "true";
+    OS::executeCommand(strCommand);
 }
 
 } // namespace Velmora::Test

@@ -39,10 +39,11 @@ class Operations
         std::function<void()> work;
     };
 
-    static const std::array<Operation, 10>& all()
+    static const std::array<Operation, 12>& all()
     {
-        static const std::array<Operation, 10> s_all = {
+        static const std::array<Operation, 12> s_all = {
             {{"logs", &log},
+             {"logsThroughACE", &logThroughACE},
              {"allocates", &allocate},
              {"readsConfiguration", &readConfiguration},
              {"setsConfiguration", &setConfiguration},
@@ -51,6 +52,7 @@ class Operations
              {"setsAlarm", &setAlarm},
              {"sharesObject", &shareObject},
              {"usesSingletons", &useSingletons},
+             {"runsCommand", &runCommand},
              {"makesUuid", [] { static_cast<void>(UUID()); }}}};
         return s_all;
     }
@@ -62,6 +64,7 @@ class Operations
     static LimitedObjPtr<Alarm> alarm();
 
     static void log() { VELMORA_LOG(Logger("keswardin.test.Operations"), WARN_LOG_LEVEL, "line"); }
+    static void logThroughACE();
     static void allocate();
     static void readConfiguration();
     static void setConfiguration();
@@ -70,6 +73,7 @@ class Operations
     static void setAlarm();
     static void shareObject();
     static void useSingletons();
+    static void runCommand();
 };
 
 } // namespace Velmora::Test

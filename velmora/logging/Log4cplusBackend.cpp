@@ -1,9 +1,11 @@
 #include "velmora/logging/Log4cplusBackend.h"
 
+#include "velmora/application/ProcessGate.h"
 #include "velmora/logging/LibraryLoggers.h"
 #include "velmora/logging/LogMacros.h"
 #include "velmora/logging/WithoutThrowing.h"
 
+#include <ace/Log_Msg.h>
 #include <ace/Log_Priority.h>
 #include <ace/Log_Record.h>
 
@@ -45,6 +47,31 @@ void logOn(const Logger& in_logger, LogLevel in_level, const char* in_szText)
         VELMORA_LOG(in_logger, in_level, in_szText);
 }
 
+/// Does without the lock of ACE's log, under which ACE calls a backend: an appender may log through
+/// ACE while another thread's line of ACE waits for that appender. Takes it back before leaving the
+/// gate, so that a fork waits for threads that wait for it.
+class WithoutLockOfACE
+{
+  public:
+    WithoutLockOfACE()
+        : m_pLog(ACE_Log_Msg::instance()), m_bHeld(m_pLog != nullptr && m_pLog->release() != -1)
+    {
+        ProcessGate::enter();
+    }
+    ~WithoutLockOfACE()
+    {
+        if (m_bHeld)
+            m_pLog->acquire();
+        ProcessGate::leave();
+    }
+    WithoutLockOfACE(const WithoutLockOfACE&) = delete;
+    WithoutLockOfACE& operator=(const WithoutLockOfACE&) = delete;
+
+  private:
+    ACE_Log_Msg* m_pLog;
+    bool m_bHeld;
+};
+
 } // namespace
 
 Log4cplusBackend::Log4cplusBackend() = default;
@@ -59,6 +86,7 @@ int Log4cplusBackend::close() { return 0; }
 
 ssize_t Log4cplusBackend::log(ACE_Log_Record& in_record)
 {
+    const WithoutLockOfACE withoutLock;
     const LogLevel level = levelOf(static_cast<ACE_Log_Priority>(in_record.type()));
     const Logger* const pLogger = getLiveLogger();
     // ACE is not made for exceptions, and logs in destructors.

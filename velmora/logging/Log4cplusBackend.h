@@ -29,7 +29,7 @@ class VELMORA_API Log4cplusBackend : public ACE_Log_Msg_Backend
 
     /// Logs a record at the level that its priority stands for: TRACE for LM_SHUTDOWN, LM_TRACE and
     /// LM_STARTUP, DEBUG, INFO, WARN for LM_NOTICE and LM_WARNING, ERROR, and FATAL for all others.
-    /// Gives 0.
+    /// Gives 0. ACE calls it under the lock of its log, which it does without while it logs.
     ssize_t log(ACE_Log_Record& in_record) override;
 
     /// The logger "keswardin.ace", whose level also switches ACE's function trace. Must not be used

@@ -1,7 +1,9 @@
 #include "velmora/logging/Log4cplusBackend.h"
 
-#include "velmora/logging/Logger.h"
+#include "velmora/Sanitizers.h"
+#include "velmora/logging/LogMacros.h"
 
+#include "tests/support/CallbackAppender.h"
 #include "tests/support/CapturedLog.h"
 
 #include <ace/Log_Msg.h>
@@ -10,7 +12,13 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <atomic>
+#include <chrono>
+#include <future>
+#include <string>
 #include <thread>
+#include <utility>
+#include <vector>
 
 namespace Velmora::Test
 {
@@ -53,6 +61,30 @@ int levelOf(ACE_Log_Priority in_priority)
     return lines[0].level;
 }
 
+ssize_t logAsACEDoes(Log4cplusBackend& in_backend, ACE_Log_Record& in_record)
+{
+    ACE_LOG_MSG->acquire();
+    const ssize_t iResult = in_backend.log(in_record);
+    ACE_LOG_MSG->release();
+    return iResult;
+}
+
+/// Whether ACE has its lock for another thread within a second.
+bool isLockOfACEFree()
+{
+    std::promise<void> isLocked;
+    std::future<void> waits = isLocked.get_future();
+    std::thread(
+        [promise = std::move(isLocked)]() mutable
+        {
+            ACE_LOG_MSG->acquire();
+            ACE_LOG_MSG->release();
+            promise.set_value();
+        })
+        .detach();
+    return waits.wait_for(std::chrono::seconds(1)) == std::future_status::ready;
+}
+
 } // namespace
 
 TEST(Log4cplusBackend, EachPriorityHasItsLevel)
@@ -76,7 +108,7 @@ TEST(Log4cplusBackend, APriorityThatACEDoesNotHaveIsFatal)
     Log4cplusBackend backend;
     ACE_Log_Record record(static_cast<ACE_Log_Priority>(LM_MAX * 2), 0L, 0L);
     record.msg_data("unknown");
-    EXPECT_EQ(0, backend.log(record));
+    EXPECT_EQ(0, logAsACEDoes(backend, record));
     EXPECT_THAT(log.lines(), ElementsAre(fatalLine(s_szLogger, "unknown")));
 }
 
@@ -113,6 +145,55 @@ TEST(Log4cplusBackend, EveryThreadsLogComesHere)
     EXPECT_THAT(log.lines(), ElementsAre(errorLine(s_szLogger, "from a thread")));
 }
 
+TEST(Log4cplusBackend, AnAppenderDoesNotHoldTheLockOfACEsLog)
+{
+    bool bFree = false;
+    const CallbackAppender appender([&](const std::string&) { bFree = isLockOfACEFree(); });
+    ACE_ERROR((LM_ERROR, "error"));
+    EXPECT_TRUE(bFree);
+}
+
+TEST(Log4cplusBackend, ALineLeavesTheLockOfACEsLogAsItWas)
+{
+#if VELMORA_THREAD_SANITIZER
+    GTEST_SKIP() << "the sanitizer takes the release of a lock that is not held for a mistake";
+#endif
+    const CapturedLog log;
+    ACE_ERROR((LM_ERROR, "error"));
+    EXPECT_EQ(-1, ACE_LOG_MSG->release());
+    Log4cplusBackend backend;
+    ACE_Log_Record record(LM_INFO, 0L, 0L);
+    record.msg_data("record");
+    backend.log(record);
+    EXPECT_EQ(-1, ACE_LOG_MSG->release());
+    ACE_LOG_MSG->acquire();
+    ACE_ERROR((LM_ERROR, "error"));
+    EXPECT_EQ(0, ACE_LOG_MSG->release());
+    EXPECT_EQ(-1, ACE_LOG_MSG->release());
+}
+
+TEST(Log4cplusBackend, AnAppenderLogsThroughACEWhileOtherThreadsDo)
+{
+    constexpr int iLines = 1000;
+    const CallbackAppender appender(
+        [](const std::string& in_strText)
+        {
+            if (in_strText == "line")
+                ACE_ERROR((LM_ERROR, "from an appender"));
+        });
+    std::atomic<bool> bDone{false};
+    std::thread other(
+        [&bDone]
+        {
+            while (!bDone)
+                ACE_ERROR((LM_ERROR, "from a thread"));
+        });
+    for (int iLine = 0; iLine < iLines; ++iLine)
+        VELMORA_LOG(Logger("keswardin.test"), WARN_LOG_LEVEL, "line");
+    bDone = true;
+    other.join();
+}
+
 TEST(Log4cplusBackend, NothingIsWrittenToStandardErrorBesides)
 {
     const CapturedLog log;
@@ -136,7 +217,7 @@ TEST(Log4cplusBackend, LogGivesZero)
     Log4cplusBackend backend;
     ACE_Log_Record record(LM_INFO, 0L, 0L);
     record.msg_data("record");
-    EXPECT_EQ(0, backend.log(record));
+    EXPECT_EQ(0, logAsACEDoes(backend, record));
     EXPECT_THAT(log.lines(), ElementsAre(infoLine(s_szLogger, "record")));
 }
 
