@@ -3,20 +3,42 @@
 #include "velmora/Sanitizers.h"
 #include "velmora/application/ProcessGate.h"
 
+#include <ace/RW_Mutex.h>
+
+#include <pthread.h>
+
+#include <concepts>
 #include <memory>
 
 namespace Velmora
 {
 
-/// How a guard takes and leaves a lock. `acquire` and `tryAcquire` return -1, with `errno` set, if
-/// the lock cannot be had, as ACE's locks do. This one is for mutexes.
+/// How a guard takes and leaves a lock. `acquire` returns -1, with `errno` set, if the lock cannot
+/// be had, as ACE's locks do. `takeIfFree` takes it if that needs no wait, and leaves `errno`
+/// alone. This one is for mutexes, also those that know only `acquire` and `release`.
 template <class Lock>
 struct ExclusiveLocking
 {
     static int acquire(Lock& inout_lock) { return inout_lock.acquire(); }
-    static int tryAcquire(Lock& inout_lock) { return inout_lock.tryacquire(); }
+    static bool takeIfFree(Lock& inout_lock)
+    {
+        if constexpr (requires {
+                          {
+                              inout_lock.lock()
+                              } -> std::same_as<pthread_mutex_t&>;
+                      })
+            return pthread_mutex_trylock(&inout_lock.lock()) == 0;
+        else
+            return false;
+    }
     static void release(Lock& inout_lock) { inout_lock.release(); }
 };
+
+/// What a read-write lock of ACE consists of.
+inline pthread_rwlock_t* nativeLockOf(const ACE_RW_Mutex& in_lock)
+{
+    return const_cast<pthread_rwlock_t*>(&in_lock.lock());
+}
 
 /// Shares a read-write lock with other readers. A thread may hold it several times.
 /// Failure: EDEADLK for the thread that holds it for writing.
@@ -24,7 +46,10 @@ template <class Lock>
 struct ReadLocking
 {
     static int acquire(Lock& inout_lock) { return inout_lock.acquire_read(); }
-    static int tryAcquire(Lock& inout_lock) { return inout_lock.tryacquire_read(); }
+    static bool takeIfFree(Lock& inout_lock)
+    {
+        return pthread_rwlock_tryrdlock(nativeLockOf(inout_lock)) == 0;
+    }
     static void release(Lock& inout_lock) { inout_lock.release(); }
 };
 
@@ -34,7 +59,10 @@ template <class Lock>
 struct WriteLocking
 {
     static int acquire(Lock& inout_lock) { return inout_lock.acquire_write(); }
-    static int tryAcquire(Lock& inout_lock) { return inout_lock.tryacquire_write(); }
+    static bool takeIfFree(Lock& inout_lock)
+    {
+        return pthread_rwlock_trywrlock(nativeLockOf(inout_lock)) == 0;
+    }
     static void release(Lock& inout_lock) { inout_lock.release(); }
 };
 
@@ -42,8 +70,8 @@ struct WriteLocking
 template <class Lock>
 struct TryReadLocking
 {
-    static int acquire(Lock& inout_lock) { return tryAcquire(inout_lock); }
-    static int tryAcquire(Lock& inout_lock) { return inout_lock.tryacquire_read(); }
+    static int acquire(Lock& inout_lock) { return inout_lock.tryacquire_read(); }
+    static bool takeIfFree(Lock& inout_lock) { return ReadLocking<Lock>::takeIfFree(inout_lock); }
     static void release(Lock& inout_lock) { inout_lock.release(); }
 };
 
@@ -58,7 +86,8 @@ struct TryReadLocking
 ///
 /// Ownership: the caller's lock, which outlives the guard.
 /// Thread-safety: belongs to the thread that made it; guards of a thread end in reverse order.
-/// Failure: a lock that cannot be had is done without; `isLocked` is false.
+/// Failure: a lock that cannot be had is done without; `isLocked` is false. A lock that is had
+/// leaves `errno` as it was.
 template <class Lock, template <class> class Locking = ExclusiveLocking>
 class GatedGuard
 {
@@ -85,12 +114,8 @@ class GatedGuard
     [[nodiscard]] bool isLocked() const { return m_pLock != nullptr; }
 
   private:
-    /// Takes the lock if nobody holds it. ThreadSanitizer learns the order of locks only from those
-    /// that are waited for.
-    bool takeIfFree()
-    {
-        return !VELMORA_THREAD_SANITIZER && Locking<Lock>::tryAcquire(*m_pLock) != -1;
-    }
+    /// ThreadSanitizer learns the order of locks only from those that are waited for.
+    bool takeIfFree() { return !VELMORA_THREAD_SANITIZER && Locking<Lock>::takeIfFree(*m_pLock); }
 
     [[gnu::noinline]] int acquire()
     {

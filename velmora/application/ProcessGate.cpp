@@ -12,6 +12,7 @@
 #include <algorithm>
 #include <array>
 #include <atomic>
+#include <cerrno>
 #include <cstddef>
 #include <exception>
 #include <new>
@@ -67,6 +68,19 @@ void orderOthers()
     if (!membarrier(MEMBARRIER_CMD_PRIVATE_EXPEDITED))
         changeRightsOfPage();
 }
+
+/// Leaves errno as it was: passing, which happens on each allocation, is nobody's failure.
+class KeptErrno
+{
+  public:
+    KeptErrno() = default;
+    ~KeptErrno() { errno = m_iErrno; }
+    KeptErrno(const KeptErrno&) = delete;
+    KeptErrno& operator=(const KeptErrno&) = delete;
+
+  private:
+    int m_iErrno = errno;
+};
 
 void callAtOnce(void (*in_pFunction)(void*), void* in_pArgument) { in_pFunction(in_pArgument); }
 
@@ -367,6 +381,7 @@ void ProcessGate::Gate::endThread(Thread& inout_thread) noexcept
 
 void ProcessGate::Gate::waitOutside(Thread& inout_thread, unsigned int in_uiInside) noexcept
 {
+    const KeptErrno kept;
     while (true)
     {
         const State found = state();
@@ -391,6 +406,7 @@ bool ProcessGate::Gate::isClosedForFork() const
 
 void ProcessGate::Gate::waitForEndOfFork() noexcept
 {
+    const KeptErrno kept;
     const State found = state();
     if (found != opened && isClosedForFork())
         m_state.wait(found);

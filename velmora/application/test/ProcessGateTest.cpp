@@ -12,6 +12,7 @@
 
 #include <algorithm>
 #include <atomic>
+#include <cerrno>
 #include <chrono>
 #include <future>
 #include <mutex>
@@ -122,23 +123,32 @@ class Insider
 class ThreadThatWaits
 {
   public:
+    ThreadThatWaits() = default;
     template <class Function>
     explicit ThreadThatWaits(Function in_function)
-        : m_thread(
-              [this, in_function]
-              {
-                  m_runs.set_value();
-                  in_function();
-                  m_bDone = true;
-              })
     {
-        m_runs.get_future().wait();
-        std::this_thread::sleep_for(std::chrono::milliseconds(20));
+        run(in_function);
     }
     ~ThreadThatWaits() { join(); }
     ThreadThatWaits(const ThreadThatWaits&) = delete;
     ThreadThatWaits& operator=(const ThreadThatWaits&) = delete;
 
+    template <class Function>
+    void run(Function in_function)
+    {
+        join();
+        m_bDone = false;
+        m_runs = std::promise<void>();
+        m_thread = std::thread(
+            [this, in_function]
+            {
+                m_runs.set_value();
+                in_function();
+                m_bDone = true;
+            });
+        m_runs.get_future().wait();
+        std::this_thread::sleep_for(std::chrono::milliseconds(20));
+    }
     [[nodiscard]] bool isDone() const { return m_bDone; }
     void join()
     {
@@ -432,6 +442,57 @@ TEST(ProcessGate, AForkDoesNotWaitForAThreadThatWaitsForALockOfForeignCode)
     EXPECT_FALSE(waits.isDone());
     ProcessGate::open();
     lock.unlock();
+}
+
+TEST(ProcessGate, AGuardThatWaitsLeavesErrnoAsItWas)
+{
+    ACE_Thread_Mutex mutex;
+    ACE_RW_Thread_Mutex readWrite;
+    const auto takeAll = [&]
+    {
+        errno = 7;
+        const GatedGuard<ACE_Thread_Mutex> guard(mutex);
+        const GatedGuard<ACE_RW_Thread_Mutex, WriteLocking> writeGuard(readWrite);
+        return errno;
+    };
+    EXPECT_EQ(7, takeAll());
+    int iErrno = 0;
+    ThreadThatWaits waits;
+    {
+        const GatedGuard<ACE_RW_Thread_Mutex, ReadLocking> readGuard(readWrite);
+        waits.run([&] { iErrno = takeAll(); });
+    }
+    waits.join();
+    EXPECT_EQ(7, iErrno);
+    {
+        const GatedGuard<ACE_Thread_Mutex> guard(mutex);
+        waits.run([&] { iErrno = takeAll(); });
+        EXPECT_TRUE(ProcessGate::closeForFork());
+    }
+    std::this_thread::sleep_for(std::chrono::milliseconds(20));
+    ProcessGate::open();
+    waits.join();
+    EXPECT_EQ(7, iErrno);
+}
+
+TEST(ProcessGate, WaitingAtItLeavesErrnoAsItWas)
+{
+    int iErrno = 0;
+    ThreadThatWaits waits;
+    EXPECT_TRUE(ProcessGate::whileClosed(
+        [&]
+        {
+            waits.run(
+                [&iErrno]
+                {
+                    errno = 7;
+                    const ProcessGate::Pass pass;
+                    iErrno = errno;
+                });
+            return true;
+        }));
+    waits.join();
+    EXPECT_EQ(7, iErrno);
 }
 
 TEST(ProcessGate, AForkWaitsForAThreadThatWaitsForALockWhileItHoldsAnother)
