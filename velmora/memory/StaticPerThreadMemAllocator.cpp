@@ -1,5 +1,6 @@
 #include "velmora/memory/StaticPerThreadMemAllocator.h"
 
+#include "velmora/application/ProcessGate.h"
 #include "velmora/logging/Logger.h"
 #include "velmora/memory/MemoryAfterTheEnd.h"
 
@@ -43,6 +44,8 @@ StaticPerThreadMemAllocatorImpl* StaticPerThreadMemAllocatorImpl::getInstance()
     // The exit list takes nothing that is made while it runs.
     if (ACE_Object_Manager::shutting_down() != 0)
         return nullptr;
+    // A child that is forked while another thread is making it would wait for that without end.
+    const ProcessGate::Pass pass;
     static const bool s_bMade = (new StaticPerThreadMemAllocatorImpl, true);
     static_cast<void>(s_bMade);
     return s_pAlive.load(std::memory_order_acquire);
