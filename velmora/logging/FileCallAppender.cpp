@@ -1,6 +1,7 @@
 #include "velmora/logging/FileCallAppender.h"
 
 #include "velmora/logging/LibraryLoggers.h"
+#include "velmora/logging/Log4cplusAccess.h"
 #include "velmora/logging/LogMacros.h"
 #include "velmora/logging/LoggingIdEvent.h"
 #include "velmora/logging/PerThreadPool.h"
@@ -129,7 +130,7 @@ void FileCallAppender::operator delete(FileCallAppender* in_pAppender,
 {
     // The destructors of the bases are left out; what they would release is released here.
     in_pAppender->end();
-    in_pAppender->releaseMembers();
+    Log4cplusAccess::FileAppenderMembers::destroyAllOf(*in_pAppender);
     InAccount::operator delete(in_pAppender, sizeof(FileCallAppender));
 }
 
@@ -157,24 +158,6 @@ void FileCallAppender::end() noexcept
             if (!out.good())
                 tellOfWriting();
         });
-}
-
-/// Everything that log4cplus 2.0's `FileAppenderBase`, `Appender` and `SharedObject` own.
-void FileCallAppender::releaseMembers() noexcept
-{
-    std::destroy_at(&out);
-    std::destroy_at(&buffer);
-    std::destroy_at(&filename);
-    std::destroy_at(&localeName);
-    std::destroy_at(&lockFileName);
-    std::destroy_at(&layout);
-    std::destroy_at(&name);
-    std::destroy_at(&filter);
-    std::destroy_at(&errorHandler);
-    std::destroy_at(&lockFile);
-    std::destroy_at(&in_flight_condition);
-    std::destroy_at(&in_flight_mutex);
-    std::destroy_at(&access_mutex);
 }
 
 void FileCallAppender::appendTime(const char* in_szFormat)

@@ -44,7 +44,6 @@ class VELMORA_API FileCallAppender : public log4cplus::FileAppender,
 
   private:
     void end() noexcept;
-    void releaseMembers() noexcept;
     void appendTime(const char* in_szFormat);
     void write(const log4cplus::spi::InternalLoggingEvent& in_event);
     void tellOfWriting();

@@ -19,6 +19,7 @@
 #include <cstddef>
 #include <ctime>
 #include <map>
+#include <memory>
 #include <new>
 #include <utility>
 #include <vector>
@@ -73,13 +74,34 @@ class HandleMembers : public log4cplus::Logger
     }
 };
 
-/// Names the protected member of an appender that writes to a file.
+/// Names the protected members of an appender that writes to a file.
 class FileAppenderMembers : public log4cplus::FileAppenderBase
 {
   public:
     static const log4cplus::tstring& fileOf(const FileAppenderBase& in_appender)
     {
         return in_appender.*(&FileAppenderMembers::filename);
+    }
+
+    /// Destroys everything that `FileAppenderBase`, `Appender` and `SharedObject` own, in place of
+    /// their destructors.
+    static void destroyAllOf(FileAppenderBase& in_appender) noexcept
+    {
+        const auto destroy = [&in_appender](auto in_pMember)
+        { std::destroy_at(&(in_appender.*in_pMember)); };
+        destroy(&FileAppenderMembers::out);
+        destroy(&FileAppenderMembers::buffer);
+        destroy(&FileAppenderMembers::filename);
+        destroy(&FileAppenderMembers::localeName);
+        destroy(&FileAppenderMembers::lockFileName);
+        destroy(&FileAppenderMembers::layout);
+        destroy(&FileAppenderMembers::name);
+        destroy(&FileAppenderMembers::filter);
+        destroy(&FileAppenderMembers::errorHandler);
+        destroy(&FileAppenderMembers::lockFile);
+        destroy(&FileAppenderMembers::in_flight_condition);
+        destroy(&FileAppenderMembers::in_flight_mutex);
+        destroy(&FileAppenderMembers::access_mutex);
     }
 
     FileAppenderMembers() = delete;
