@@ -116,7 +116,7 @@ struct alignas(s_uiCacheLine) ProcessGate::Thread
         return std::span(held).first(std::min(uiHeld, s_uiMostHeld));
     }
 
-    /// How many copies of the library the thread is inside of.
+    /// How many passes the thread holds, in all copies of the library.
     std::atomic<unsigned int> uiInside{0};
     /// Whether it counts as outside for forks all the same, as it waits for a lock.
     std::atomic<bool> bWaiting{false};
@@ -170,17 +170,8 @@ void ProcessGate::Thread::forget() noexcept
     pBatch = nullptr;
 }
 
-/// What this copy of the library knows of the calling thread.
-struct ProcessGate::OfThread
-{
-    Thread* pThread;
-    Gate* pGate;
-    unsigned int uiDepth;
-};
-
 [[gnu::tls_model(
-    "initial-exec")]] constinit thread_local ProcessGate::OfThread ProcessGate::s_ofThread{
-    nullptr, nullptr, 0};
+    "initial-exec")]] constinit thread_local ProcessGate::Thread* ProcessGate::s_pThread = nullptr;
 
 /// The gate itself. Never destroyed.
 class ProcessGate::Gate
@@ -200,14 +191,16 @@ class ProcessGate::Gate
     static Gate& ofProcess();
 
     [[nodiscard]] State state() const { return m_state.load(s_orderOfLook); }
+    /// Whether the gate of the process is open.
+    [[nodiscard]] static bool isOpen() { return s_pState->load(s_orderOfLook) == opened; }
 
     /// The record of the calling thread, which it gets with its first pass.
     Thread& threadOfCaller() noexcept;
     /// The calling thread ends, as far as one copy of the library is concerned.
     void endThread(Thread& inout_thread) noexcept;
 
-    /// Waits until the gate is open, unless the thread may pass it closed. The thread is inside so
-    /// many copies of the library, and again afterwards.
+    /// Waits until the gate is open, unless the thread may pass it closed. The thread holds so many
+    /// passes, and again afterwards.
     void waitOutside(Thread& inout_thread, unsigned int in_uiInside) noexcept;
 
     /// Whether a fork is under way that the calling thread has to wait for.
@@ -274,7 +267,15 @@ class ProcessGate::Gate
 
     static constexpr std::size_t s_uiSpare = 64;
     std::array<Thread, s_uiSpare> m_spare;
+
+    /// Where this copy of the library looks, before it has found the gate, too.
+    static constinit std::atomic<State> s_openedAtLoad;
+    [[gnu::visibility("hidden")]] static constinit const std::atomic<State>* s_pState;
 };
+
+constinit std::atomic<ProcessGate::Gate::State> ProcessGate::Gate::s_openedAtLoad{opened};
+constinit const std::atomic<ProcessGate::Gate::State>* ProcessGate::Gate::s_pState =
+    &s_openedAtLoad;
 
 namespace
 {
@@ -320,9 +321,10 @@ ProcessGate::Gate::Gate()
 ProcessGate::Gate& ProcessGate::Gate::ofProcess()
 {
     static OncePerProcess<Gate> s_place("ProcessGate");
-    if (Gate* const pFound = s_place.get())
-        return *pFound;
-    return *s_place.fill(new Gate);
+    Gate* const pFound = s_place.get();
+    Gate& gate = pFound != nullptr ? *pFound : *s_place.fill(new Gate);
+    s_pState = &gate.m_state;
+    return gate;
 }
 
 ProcessGate::Thread& ProcessGate::Gate::threadOfCaller() noexcept
@@ -468,7 +470,7 @@ bool ProcessGate::Gate::close(State in_state, Clock::time_point in_end, bool (*i
 
 bool ProcessGate::Gate::isNobodyElseInside(State in_state) const noexcept
 {
-    const Thread* const pOwn = s_ofThread.pThread;
+    const Thread* const pOwn = s_pThread;
     for (const Thread* pThread = m_pFirst.load(); pThread != nullptr; pThread = pThread->pNext)
         if (pThread != pOwn && pThread->uiInside.load(s_orderOfLook) != 0 &&
             (in_state == closed || !pThread->bWaiting.load(s_orderOfLook)))
@@ -514,9 +516,9 @@ void ProcessGate::initialize() { gate(); }
 
 inline ProcessGate::Thread& ProcessGate::thread() noexcept
 {
-    if (s_ofThread.pThread == nullptr) [[unlikely]]
+    if (s_pThread == nullptr) [[unlikely]]
         meetThread();
-    return *s_ofThread.pThread;
+    return *s_pThread;
 }
 
 [[gnu::noinline]] void ProcessGate::meetThread() noexcept
@@ -527,37 +529,44 @@ inline ProcessGate::Thread& ProcessGate::thread() noexcept
         pthread_key_create(&key, &endOfThread);
         return key;
     }();
-    Gate& theGate = gate();
-    Thread& found = theGate.threadOfCaller();
+    Thread& found = gate().threadOfCaller();
     ++found.uiCopies;
     pthread_setspecific(s_key, &found);
-    s_ofThread.pThread = &found;
-    s_ofThread.pGate = &theGate;
+    s_pThread = &found;
 }
 
 void ProcessGate::endOfThread(void* in_pThread) noexcept
 {
-    s_ofThread = {nullptr, nullptr, 0};
+    s_pThread = nullptr;
     gate().endThread(*static_cast<Thread*>(in_pThread));
 }
 
+// Threads pass all the time: what is rare ends in a call of its own, so that the rest needs no
+// stack.
+
 void ProcessGate::enter() noexcept
 {
-    if (s_ofThread.uiDepth++ != 0)
-        return;
-    Thread& own = thread();
-    const unsigned int uiBefore = own.uiInside.load(std::memory_order_relaxed);
-    own.uiInside.store(uiBefore + 1, s_orderOfPass);
+    if (s_pThread == nullptr) [[unlikely]]
+        return enterAsNewThread();
+    std::atomic<unsigned int>& uiInside = s_pThread->uiInside;
+    const unsigned int uiBefore = uiInside.load(std::memory_order_relaxed);
+    uiInside.store(uiBefore + 1, s_orderOfPass);
     std::atomic_signal_fence(std::memory_order_seq_cst);
-    if (s_ofThread.pGate->state() != Gate::opened && uiBefore == 0) [[unlikely]]
-        s_ofThread.pGate->waitOutside(own, 1);
+    if (uiBefore == 0 && !Gate::isOpen()) [[unlikely]]
+        waitOutside();
 }
+
+[[gnu::noinline]] void ProcessGate::enterAsNewThread() noexcept
+{
+    meetThread();
+    enter();
+}
+
+[[gnu::noinline]] void ProcessGate::waitOutside() noexcept { gate().waitOutside(*s_pThread, 1); }
 
 void ProcessGate::leave() noexcept
 {
-    if (--s_ofThread.uiDepth != 0)
-        return;
-    std::atomic<unsigned int>& uiInside = thread().uiInside;
+    std::atomic<unsigned int>& uiInside = s_pThread->uiInside;
     uiInside.store(uiInside.load(std::memory_order_relaxed) - 1, std::memory_order_release);
 }
 
@@ -639,21 +648,36 @@ void ProcessGate::stopWaiting() noexcept
 
 void ProcessGate::beginHolding(void* in_pLock, ActOnLock in_pAct) noexcept
 {
-    enter();
-    Thread& own = thread();
+    if (s_pThread == nullptr) [[unlikely]]
+        return beginHoldingAsNewThread(in_pLock, in_pAct);
+    Thread& own = *s_pThread;
     // Noted before it is taken: a lock that nobody holds may be made anew, too.
     if (own.uiHeld < Thread::s_uiMostHeld)
         own.held[own.uiHeld] = {in_pLock, in_pAct};
     // A thread that waits for the lock may be seen by a fork.
     std::atomic_signal_fence(std::memory_order_seq_cst);
     ++own.uiHeld;
+    enter();
+}
+
+[[gnu::noinline]] void ProcessGate::beginHoldingAsNewThread(void* in_pLock,
+                                                            ActOnLock in_pAct) noexcept
+{
+    meetThread();
+    beginHolding(in_pLock, in_pAct);
 }
 
 void ProcessGate::endHolding() noexcept
 {
-    Thread& own = thread();
+    Thread& own = *s_pThread;
     if (--own.uiHeld == 0 && own.pFirstDeferred != nullptr) [[unlikely]]
-        own.runDeferred();
+        return runDeferredAndLeave();
+    leave();
+}
+
+[[gnu::noinline]] void ProcessGate::runDeferredAndLeave() noexcept
+{
+    s_pThread->runDeferred();
     leave();
 }
 

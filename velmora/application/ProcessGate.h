@@ -176,12 +176,15 @@ class VELMORA_API ProcessGate
   private:
     struct Thread;
     class Gate;
-    struct OfThread;
 
     static Gate& gate() noexcept;
     /// What is known of the calling thread.
     static Thread& thread() noexcept;
     static void meetThread() noexcept;
+    static void enterAsNewThread() noexcept;
+    static void beginHoldingAsNewThread(void* in_pLock, ActOnLock in_pAct) noexcept;
+    static void runDeferredAndLeave() noexcept;
+    static void waitOutside() noexcept;
     static void endOfThread(void* in_pThread) noexcept;
     static bool whileClosed(bool (*in_pFunction)(void*), void* in_pArgument);
 
@@ -192,7 +195,8 @@ class VELMORA_API ProcessGate
     static bool endWaiting() noexcept;
     static void waitForEndOfFork() noexcept;
 
-    [[gnu::visibility("hidden")]] static constinit thread_local OfThread s_ofThread;
+    /// What this copy of the library uses for the calling thread; null before the first pass.
+    [[gnu::visibility("hidden")]] static constinit thread_local Thread* s_pThread;
 };
 
 } // namespace Velmora
