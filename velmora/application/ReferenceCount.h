@@ -6,6 +6,8 @@
 
 #include <ace/Thread_Mutex.h>
 
+#include <pthread.h>
+
 #include <cstdint>
 
 namespace Velmora
@@ -44,14 +46,15 @@ class TSReferenceCount : public InAccount<"TSReferenceCount">
     void acquireLock()
     {
         ProcessGate::enter();
-        m_mutex.acquire();
+        // Not through ACE's wrappers, which take as long as all else that a copy of a handle does.
+        pthread_mutex_lock(&m_mutex.lock());
         m_bLocked = true;
     }
 
     void releaseLock()
     {
         m_bLocked = false;
-        m_mutex.release();
+        pthread_mutex_unlock(&m_mutex.lock());
         ProcessGate::leave();
     }
 
