@@ -202,16 +202,24 @@ class TimedMutex
 
 /// Holds a mutex of log4cplus for a line, which has passed the gate. While the line waits for it,
 /// its thread counts as outside for forks: an appender that forks may hold it.
+///
+/// ThreadSanitizer is shown log4cplus's own operations, and learns the order of locks only from
+/// those that are waited for.
 class MutexOfLine
 {
   public:
     explicit MutexOfLine(const log4cplus::thread::Mutex& in_mutex) : m_mutex(in_mutex)
     {
-        // ThreadSanitizer learns the order of locks only from those that are waited for.
         if (VELMORA_THREAD_SANITIZER || !TimedMutex(in_mutex).tryLock()) [[unlikely]]
             wait();
     }
-    ~MutexOfLine() { m_mutex.unlock(); }
+    ~MutexOfLine()
+    {
+        if (VELMORA_THREAD_SANITIZER)
+            m_mutex.unlock();
+        else
+            TimedMutex(m_mutex).unlock();
+    }
     MutexOfLine(const MutexOfLine&) = delete;
     MutexOfLine& operator=(const MutexOfLine&) = delete;
 
