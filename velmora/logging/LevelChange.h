@@ -19,20 +19,28 @@ class LevelChange
     LevelChange(const LevelChange&) = delete;
     LevelChange& operator=(const LevelChange&) = delete;
 
-    /// Gives what the walk gives.
+    /// Walks, and gives whether no level changed during that.
+    template <class Walk>
+    static bool meetsNone(Walk in_walk, int& out_iResult)
+    {
+        const std::atomic<unsigned int>& number = *s_pNumber;
+        const unsigned int uiBefore = number.load(std::memory_order_acquire);
+        out_iResult = in_walk();
+        // The processor does not move loads in front of loads; the compiler must not either.
+        std::atomic_signal_fence(std::memory_order_acquire);
+        return uiBefore % 2 == 0 && number.load(std::memory_order_relaxed) == uiBefore;
+    }
+
+    /// Walks until no level changes, and gives what the walk gives.
     template <class Walk>
     static int notMeetingOne(Walk in_walk)
     {
         // Some microseconds, but that the thread which changes them may have to wait for its turn.
         constexpr int iTries = 1000;
+        int iResult = 0;
         for (int iTry = 0; iTry < iTries; ++iTry)
         {
-            const unsigned int uiBefore = s_pNumber->load(std::memory_order_acquire);
-            const int iResult = in_walk();
-            // The processor does not move loads in front of loads; the compiler must not either.
-            std::atomic_signal_fence(std::memory_order_acquire);
-            if (uiBefore % 2 == 0 && s_pNumber->load(std::memory_order_relaxed) == uiBefore)
-                [[likely]]
+            if (meetsNone(in_walk, iResult))
                 return iResult;
             std::this_thread::yield();
         }

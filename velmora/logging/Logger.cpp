@@ -20,12 +20,24 @@ namespace
 constexpr std::size_t s_uiLongestReusedMessage = 16384;
 
 /// The level in force for a logger, which is its own or that of the nearest parent with one.
-int levelInForce(const log4cplus::spi::LoggerImpl& in_logger)
+[[gnu::noinline]] int levelInForce(const log4cplus::spi::LoggerImpl& in_logger)
 {
-    if (const int iOwn = in_logger.getLogLevel(); iOwn != NOT_SET_LOG_LEVEL)
-        return iOwn;
     return LevelChange::notMeetingOne([&in_logger]
                                       { return Log4cplusAccess::chainedLogLevel(in_logger); });
+}
+
+[[gnu::noinline]] bool isEnabledInHierarchy(const log4cplus::spi::LoggerImpl& in_logger,
+                                            LogLevel in_logLevel)
+{
+    return !Log4cplusAccess::isDisabled(in_logger, in_logLevel);
+}
+
+[[gnu::noinline]] bool isEnabledInWalks(const log4cplus::spi::LoggerImpl& in_logger,
+                                        LogLevel in_logLevel)
+{
+    const int chained = levelInForce(in_logger);
+    return in_logLevel >= chained && chained != NOT_SET_LOG_LEVEL &&
+           isEnabledInHierarchy(in_logger, in_logLevel);
 }
 
 [[maybe_unused]] const ACEBackend* const __force_init__ACEBackend__ =
@@ -94,11 +106,18 @@ void Logger::forcedTrace(const char* in_szText) const
 
 bool Logger::reset() { return true; }
 
+// Most lines are dropped here: what is rare ends in a call of its own, so that the rest needs no
+// stack.
 bool Logger::isEnabledFor(LogLevel in_logLevel) const
 {
-    const int chained = levelInForce(*value);
-    return in_logLevel >= chained && chained != NOT_SET_LOG_LEVEL &&
-           !Log4cplusAccess::isDisabled(*value, in_logLevel);
+    const log4cplus::spi::LoggerImpl& impl = *value;
+    int chained = NOT_SET_LOG_LEVEL;
+    if (!LevelChange::meetsNone([&impl] { return Log4cplusAccess::chainedLogLevel(impl); },
+                                chained)) [[unlikely]]
+        return isEnabledInWalks(impl, in_logLevel);
+    if (in_logLevel < chained || chained == NOT_SET_LOG_LEVEL)
+        return false;
+    return isEnabledInHierarchy(impl, in_logLevel);
 }
 
 LogLevel Logger::getChainedLogLevel() const { return static_cast<LogLevel>(levelInForce(*value)); }
