@@ -8,6 +8,7 @@
 
 #include <exception>
 #include <typeinfo>
+#include <utility>
 
 namespace Velmora
 {
@@ -32,8 +33,8 @@ void DeferredLine::append(const log4cplus::Logger& in_logger, const InternalLogg
     if (!ProcessGate::isHolding()) [[likely]]
         return Log4cplusAccess::callAppenders(implOf(in_logger), in_event);
     PerThreadPool<DeferredLine>::Lease line;
-    line->copy(in_event);
     line->m_logger = in_logger;
+    line->keep(in_event);
     ProcessGate::whenFree(*line.release());
 }
 
@@ -43,21 +44,21 @@ void DeferredLine::append(log4cplus::Appender& inout_appender, const InternalLog
     if (!ProcessGate::isHolding()) [[likely]]
         return Log4cplusAccess::append(inout_appender, in_event);
     PerThreadPool<DeferredLine>::Lease line;
-    line->copy(in_event);
+    line->keep(in_event);
     line->m_pAppender = log4cplus::SharedAppenderPtr(&inout_appender);
     ProcessGate::whenFree(*line.release());
 }
 
-void DeferredLine::copy(const InternalLoggingEvent& in_event)
+void DeferredLine::keep(const InternalLoggingEvent& in_event)
 {
-    m_pEvent.reset();
-    const std::type_info& type = typeid(in_event);
-    if (type == typeid(ReusableEvent) || type == typeid(InternalLoggingEvent))
-        m_event.fill(in_event);
-    else if (const auto* const pWithIds = dynamic_cast<const LoggingIdEvent*>(&in_event))
-        m_pEvent = std::make_unique<LoggingIdEvent>(*pWithIds);
+    if (typeid(in_event) == typeid(ReusableEvent))
+        m_pKept = static_cast<const ReusableEvent&>(in_event).keep();
+    if (m_pKept != nullptr) [[likely]]
+        return;
+    if (const auto* const pWithIds = dynamic_cast<const LoggingIdEvent*>(&in_event))
+        m_pCopy = std::make_unique<LoggingIdEvent>(*pWithIds);
     else
-        m_pEvent = in_event.clone();
+        m_pCopy = in_event.clone();
 }
 
 void DeferredLine::reportFailure() const noexcept
@@ -73,7 +74,7 @@ catch (const std::exception&)
 
 void DeferredLine::run() noexcept
 {
-    const InternalLoggingEvent& event = m_pEvent ? *m_pEvent : m_event;
+    const InternalLoggingEvent& event = m_pKept != nullptr ? *m_pKept : *m_pCopy;
     try
     {
         if (m_pAppender)
@@ -86,7 +87,9 @@ void DeferredLine::run() noexcept
         reportFailure();
     }
     m_pAppender = log4cplus::SharedAppenderPtr();
-    m_pEvent.reset();
+    if (m_pKept != nullptr)
+        std::exchange(m_pKept, nullptr)->giveBack();
+    m_pCopy.reset();
     PerThreadPool<DeferredLine>::giveBack(this);
 }
 

@@ -37,7 +37,7 @@ class DeferredLine final : public ProcessGate::Deferred
     DeferredLine* m_pNextInPool = nullptr;
 
   private:
-    void copy(const log4cplus::spi::InternalLoggingEvent& in_event);
+    void keep(const log4cplus::spi::InternalLoggingEvent& in_event);
     /// Logs the exception that is being handled.
     void reportFailure() const noexcept;
 
@@ -45,9 +45,9 @@ class DeferredLine final : public ProcessGate::Deferred
     log4cplus::Logger m_logger;
     log4cplus::SharedAppenderPtr m_pAppender;
 
-    /// One of these two is the event.
-    ReusableEvent m_event;
-    std::unique_ptr<log4cplus::spi::InternalLoggingEvent> m_pEvent;
+    /// One of these two is set: the event of the line, or a copy.
+    ReusableEvent* m_pKept = nullptr;
+    std::unique_ptr<log4cplus::spi::InternalLoggingEvent> m_pCopy;
 };
 
 } // namespace Velmora

@@ -78,9 +78,11 @@ void Logger::forcedLog(int in_logLevel, const std::string& in_strMessage, const 
                                                            in_szFile, in_iLine));
         return;
     }
-    const PerThreadPool<ReusableEvent>::Lease event;
+    PerThreadPool<ReusableEvent>::Lease event;
     event->fill(getName(), in_logLevel, in_strMessage, in_szFile, in_iLine);
     callAppenders(*event);
+    if (event->isKept()) [[unlikely]]
+        event.release();
 }
 
 void Logger::callAppenders(const log4cplus::spi::InternalLoggingEvent& in_event) const

@@ -1,8 +1,11 @@
 #pragma once
 
+#include "velmora/logging/PerThreadPool.h"
+
 #include <log4cplus/spi/loggingevent.h>
 
 #include <string>
+#include <utility>
 
 namespace Velmora
 {
@@ -20,17 +23,24 @@ class ReusableEvent : public log4cplus::spi::InternalLoggingEvent
             file = in_szFile;
     }
 
-    /// Becomes a copy of an event of the same thread.
-    void fill(const log4cplus::spi::InternalLoggingEvent& in_event)
+    /// Lets the event outlive the line that it was filled for: its keeper gives it back to
+    /// the pool of its thread. Null if somebody keeps it already.
+    ReusableEvent* keep() const
     {
-        setLoggingEvent(in_event.getLoggerName(), in_event.getLogLevel(), in_event.getMessage(),
-                        nullptr, in_event.getLine());
-        timestamp = in_event.getTimestamp();
-        file = in_event.getFile();
-        function = in_event.getFunction();
+        // The pool makes events that are not const; a line only shows them so.
+        return std::exchange(m_bKept, true) ? nullptr : const_cast<ReusableEvent*>(this);
+    }
+    [[nodiscard]] bool isKept() const { return m_bKept; }
+    void giveBack()
+    {
+        m_bKept = false;
+        PerThreadPool<ReusableEvent>::giveBack(this);
     }
 
     ReusableEvent* m_pNextInPool = nullptr;
+
+  private:
+    mutable bool m_bKept = false;
 };
 
 } // namespace Velmora
