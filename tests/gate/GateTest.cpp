@@ -230,6 +230,13 @@ void doEverything()
         operation.work();
 }
 
+void doEverythingAndMore()
+{
+    doEverything();
+    Operations::logThroughACE();
+    Operations::runCommand();
+}
+
 void forkAndWait()
 {
     const pid_t child = fork();
@@ -246,7 +253,10 @@ void forkAndWait()
 
 } // namespace
 
-TEST_P(InTwoPlaces, DoesEverythingAndEnds) { goConcurrently(places(), s_iRounds, &doEverything); }
+TEST_P(InTwoPlaces, DoesEverythingAndEnds)
+{
+    goConcurrently(places(), s_iRounds, &doEverythingAndMore);
+}
 
 TEST_P(InTwoPlaces, ForksAndEnds)
 {

@@ -39,11 +39,10 @@ class Operations
         std::function<void()> work;
     };
 
-    static const std::array<Operation, 12>& all()
+    static const std::array<Operation, 10>& all()
     {
-        static const std::array<Operation, 12> s_all = {
+        static const std::array<Operation, 10> s_all = {
             {{"logs", &log},
-             {"logsThroughACE", &logThroughACE},
              {"allocates", &allocate},
              {"readsConfiguration", &readConfiguration},
              {"setsConfiguration", &setConfiguration},
@@ -52,7 +51,6 @@ class Operations
              {"setsAlarm", &setAlarm},
              {"sharesObject", &shareObject},
              {"usesSingletons", &useSingletons},
-             {"runsCommand", &runCommand},
              {"makesUuid", [] { static_cast<void>(UUID()); }}}};
         return s_all;
     }
@@ -64,7 +62,6 @@ class Operations
     static LimitedObjPtr<Alarm> alarm();
 
     static void log() { VELMORA_LOG(Logger("keswardin.test.Operations"), WARN_LOG_LEVEL, "line"); }
-    static void logThroughACE();
     static void allocate();
     static void readConfiguration();
     static void setConfiguration();
@@ -73,6 +70,10 @@ class Operations
     static void setAlarm();
     static void shareObject();
     static void useSingletons();
+
+    /// Not among all: the child of a fork may find ACE's own lock taken.
+    static void logThroughACE();
+    /// Not among all: it takes long, and others wait for a thread that is inside.
     static void runCommand();
 };
 
