@@ -17,8 +17,9 @@ namespace Velmora
 /// (an appender, an observer, a destructor); that code must not wait for a thread which forks or
 /// configures logging.
 ///
-/// A thread inside may wait for one that is held up at the gate. So the gate stays closed for a
-/// bounded time only while it waits, is opened again, and is closed anew, until a limit is reached.
+/// A thread inside may wait for one that is held up at the gate. So while somebody is held up, the
+/// gate stays closed for a bounded time only, is opened again, and is closed anew, until a limit is
+/// reached.
 ///
 /// A pass costs a store and a load, without an atomic operation or a shared cache line that is
 /// written. The closing side makes up for that with `membarrier` (membarrier(2)).

@@ -173,10 +173,17 @@ void ProcessGate::Gate::waitOutside(Thread& inout_thread, unsigned int in_uiInsi
         if (found == closedForForkButForInterpreter && s_interpreter.pIsHeld())
             return;
         inout_thread.uiInside.store(0, std::memory_order_release);
-        m_state.wait(found);
+        waitWhile(found);
         inout_thread.uiInside.store(in_uiInside, s_orderOfPass);
         std::atomic_signal_fence(std::memory_order_seq_cst);
     }
+}
+
+void ProcessGate::Gate::waitWhile(State in_state) noexcept
+{
+    ++m_uiWaiting;
+    m_state.wait(in_state);
+    --m_uiWaiting;
 }
 
 bool ProcessGate::Gate::isClosedForFork() const
@@ -192,7 +199,7 @@ void ProcessGate::Gate::waitForEndOfFork() noexcept
     const KeptErrno kept;
     const State found = state();
     if (found != opened && isClosedForFork())
-        m_state.wait(found);
+        waitWhile(found);
 }
 
 bool ProcessGate::Gate::takeTurn(Clock::duration in_pause, Clock::time_point in_end) noexcept
@@ -203,6 +210,7 @@ bool ProcessGate::Gate::takeTurn(Clock::duration in_pause, Clock::time_point in_
     const unsigned int uiInside = own.uiInside.load(std::memory_order_relaxed);
     own.uiInside.store(0, std::memory_order_release);
     std::this_thread::sleep_for(in_pause);
+    ++m_uiWaiting;
     bool bTaken = false;
     while (true)
     {
@@ -212,6 +220,7 @@ bool ProcessGate::Gate::takeTurn(Clock::duration in_pause, Clock::time_point in_
             break;
         std::this_thread::sleep_for(s_pause);
     }
+    --m_uiWaiting;
     if (bTaken)
         m_uiClosings = 1;
     own.uiInside.store(uiInside, s_orderOfPass);
@@ -230,12 +239,13 @@ bool ProcessGate::Gate::close(State in_state, Clock::time_point in_end, bool (*i
     {
         m_state.store(in_state);
         orderOthers();
-        const Clock::time_point endOfPatience = std::min(in_end, Clock::now() + patience);
+        const Clock::time_point endOfPatience = Clock::now() + patience;
         while (true)
         {
             if (isNobodyElseInside(in_state) && in_pFunction(in_pArgument))
                 return true;
-            if (Clock::now() >= endOfPatience)
+            const Clock::time_point now = Clock::now();
+            if (now >= in_end || (now >= endOfPatience && m_uiWaiting.load() != 0))
                 break;
             std::this_thread::sleep_for(s_pause);
         }
@@ -264,6 +274,7 @@ void ProcessGate::Gate::startAnewInChild(Thread& inout_own) noexcept
     m_pFirstFree = nullptr;
     m_pFirstSpare = nullptr;
     m_freeListLock.clear();
+    m_uiWaiting.store(0);
     // Some of them know their owner by a thread number that is another one here, and are not
     // released by that: tools that follow locks are to know it all the same.
     for (const Thread::Held& held : inout_own.notedLocks())

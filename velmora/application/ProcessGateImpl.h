@@ -96,6 +96,8 @@ class ProcessGate::Gate
     /// as it must be free in the child of a fork.
     class FreeListLock;
 
+    void waitWhile(State in_state) noexcept;
+
     /// Gets the turn to close, after a pause.
     /// Failure: false if another thread has it until the end of the time.
     [[nodiscard]] bool takeTurn(Clock::duration in_pause, Clock::time_point in_end) noexcept;
@@ -106,6 +108,9 @@ class ProcessGate::Gate
     Thread* makeThread() noexcept;
 
     std::atomic<State> m_state{opened};
+    /// How many threads wait until it is open, or for their turn to close it. While there are none,
+    /// it need not be opened to let somebody go on that others wait for.
+    std::atomic<unsigned int> m_uiWaiting{0};
     std::atomic<bool> m_bStopped{false};
     std::atomic<std::thread::id> m_closer{};
 

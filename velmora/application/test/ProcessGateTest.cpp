@@ -271,6 +271,24 @@ TEST(ProcessGate, AThreadInsideMayWaitForOneThatIsHeldUpAtTheGate)
     inside.join();
 }
 
+TEST(ProcessGate, StaysClosedForAThreadThatIsNearlyAlwaysInsideWhileNobodyWaits)
+{
+    std::atomic<bool> bStop{false};
+    std::thread inside(
+        [&bStop]
+        {
+            while (!bStop)
+            {
+                const ProcessGate::Pass pass;
+                std::this_thread::sleep_for(std::chrono::milliseconds(600));
+            }
+        });
+    for (int iClosing = 0; iClosing < 3; ++iClosing)
+        EXPECT_TRUE(ProcessGate::whileClosed([] { return true; }));
+    bStop = true;
+    inside.join();
+}
+
 TEST(ProcessGate, WhoClosesItIsInside)
 {
     EXPECT_FALSE(ProcessGate::isInside());
