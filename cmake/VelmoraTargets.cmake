@@ -100,12 +100,13 @@ function(velmora_add_helper name)
   target_link_libraries(${name} PRIVATE velmora-options Keswardin::infra ${ARG_LIBRARIES})
 endfunction()
 
-# velmora_add_benchmark(name SOURCES ... [LIBRARIES ...])
+# velmora_add_benchmark(name SOURCES ... [LIBRARIES ...]): a part of the target "benchmarks".
 function(velmora_add_benchmark name)
   cmake_parse_arguments(PARSE_ARGV 1 ARG "" "" "SOURCES;LIBRARIES")
   add_executable(${name} ${ARG_SOURCES})
   target_link_libraries(${name} PRIVATE
     velmora-options Keswardin::infra benchmark::benchmark ${ARG_LIBRARIES})
+  add_dependencies(benchmarks ${name})
 endfunction()
 
 # velmora_add_fuzzer(name SOURCES ... [LIBRARIES ...]): seeds stand in fuzz/corpus/<name>/.
