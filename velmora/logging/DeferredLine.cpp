@@ -51,11 +51,9 @@ void DeferredLine::append(log4cplus::Appender& inout_appender, const InternalLog
 
 void DeferredLine::keep(const InternalLoggingEvent& in_event)
 {
-    if (typeid(in_event) == typeid(ReusableEvent))
+    if (typeid(in_event) == typeid(ReusableEvent)) [[likely]]
         m_pKept = static_cast<const ReusableEvent&>(in_event).keep();
-    if (m_pKept != nullptr) [[likely]]
-        return;
-    if (const auto* const pWithIds = dynamic_cast<const LoggingIdEvent*>(&in_event))
+    else if (const auto* const pWithIds = dynamic_cast<const LoggingIdEvent*>(&in_event))
         m_pCopy = std::make_unique<LoggingIdEvent>(*pWithIds);
     else
         m_pCopy = in_event.clone();
@@ -74,7 +72,8 @@ catch (const std::exception&)
 
 void DeferredLine::run() noexcept
 {
-    const InternalLoggingEvent& event = m_pKept != nullptr ? *m_pKept : *m_pCopy;
+    const InternalLoggingEvent& event =
+        m_pKept != nullptr ? static_cast<const InternalLoggingEvent&>(*m_pKept) : *m_pCopy;
     try
     {
         if (m_pAppender)
@@ -88,7 +87,7 @@ void DeferredLine::run() noexcept
     }
     m_pAppender = log4cplus::SharedAppenderPtr();
     if (m_pKept != nullptr)
-        std::exchange(m_pKept, nullptr)->giveBack();
+        std::exchange(m_pKept, nullptr)->letGo();
     m_pCopy.reset();
     PerThreadPool<DeferredLine>::giveBack(this);
 }

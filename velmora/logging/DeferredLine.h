@@ -46,7 +46,7 @@ class DeferredLine final : public ProcessGate::Deferred
     log4cplus::SharedAppenderPtr m_pAppender;
 
     /// One of these two is set: the event of the line, or a copy.
-    ReusableEvent* m_pKept = nullptr;
+    const ReusableEvent* m_pKept = nullptr;
     std::unique_ptr<log4cplus::spi::InternalLoggingEvent> m_pCopy;
 };
 

@@ -6,7 +6,7 @@
 #include "velmora/logging/DeferredLine.h"
 #include "velmora/logging/LevelChange.h"
 #include "velmora/logging/Log4cplusAccess.h"
-#include "velmora/logging/PerThreadPool.h"
+#include "velmora/logging/ReusableEvent.h"
 
 #include <log4cplus/hierarchy.h>
 
@@ -78,11 +78,9 @@ void Logger::forcedLog(int in_logLevel, const std::string& in_strMessage, const 
                                                            in_szFile, in_iLine));
         return;
     }
-    PerThreadPool<ReusableEvent>::Lease event;
+    const ReusableEvent::Lease event;
     event->fill(getName(), in_logLevel, in_strMessage, in_szFile, in_iLine);
     callAppenders(*event);
-    if (event->isKept()) [[unlikely]]
-        event.release();
 }
 
 void Logger::callAppenders(const log4cplus::spi::InternalLoggingEvent& in_event) const
