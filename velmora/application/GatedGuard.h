@@ -9,9 +9,14 @@
 
 #include <concepts>
 #include <memory>
+#include <utility>
 
 namespace Velmora
 {
+
+/// A mutex of ACE, whose native mutex can be had.
+template <class Lock>
+concept HasNativeMutex = std::same_as<decltype(std::declval<Lock&>().lock()), pthread_mutex_t&>;
 
 /// How a guard takes and leaves a lock. `acquire` returns -1, with `errno` set, if the lock cannot
 /// be had, as ACE's locks do. `takeIfFree` takes it if that needs no wait, and leaves `errno`
@@ -22,11 +27,7 @@ struct ExclusiveLocking
     static int acquire(Lock& inout_lock) { return inout_lock.acquire(); }
     static bool takeIfFree(Lock& inout_lock)
     {
-        if constexpr (requires {
-                          {
-                              inout_lock.lock()
-                              } -> std::same_as<pthread_mutex_t&>;
-                      })
+        if constexpr (HasNativeMutex<Lock>)
             return pthread_mutex_trylock(&inout_lock.lock()) == 0;
         else
             return false;
@@ -79,10 +80,10 @@ struct TryReadLocking
 ///
 ///     const GatedGuard<ACE_Thread_Mutex> guard(m_mutex);
 ///
-/// A fork and a change of the logging configuration wait until the guard is gone, but a fork not
-/// while it waits for its lock as the thread's only one. A line that is logged while it lives is
-/// appended afterwards. In the child of a fork, a lock that another thread
-/// held is made anew, and the forking thread goes on to hold its own.
+/// A fork and a change of the logging configuration wait until the guard is gone. A fork does not
+/// wait while the guard waits for its lock and the thread holds no other. A line that is logged
+/// while it lives is appended afterwards. In the child of a fork, a lock that another thread held
+/// is made anew, and the forking thread goes on to hold its own.
 ///
 /// Ownership: the caller's lock, which outlives the guard.
 /// Thread-safety: belongs to the thread that made it; guards of a thread end in reverse order.
