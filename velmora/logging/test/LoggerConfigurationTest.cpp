@@ -103,10 +103,13 @@ std::string syslogConfiguration(const std::string& in_strHostName, const UdpServ
            "log4cplus.appender.syslog.layout.ConversionPattern=%m\n";
 }
 
-/// Makes an appender that logs a line itself for each that it gets, on a logger that it makes.
-class TalkativeFactory : public log4cplus::spi::AppenderFactory
+/// Makes appenders of a class under the name of a type.
+template <class Appender>
+class FactoryOf : public log4cplus::spi::AppenderFactory
 {
   public:
+    explicit FactoryOf(const char* in_szTypeName) : m_strTypeName(in_szTypeName) {}
+
     [[nodiscard]] const log4cplus::tstring& getTypeName() const override { return m_strTypeName; }
 
     log4cplus::SharedAppenderPtr
@@ -115,53 +118,45 @@ class TalkativeFactory : public log4cplus::spi::AppenderFactory
         return log4cplus::SharedAppenderPtr(new Appender(in_properties));
     }
 
-  private:
-    class Appender : public log4cplus::Appender
+    static void registerAs(const char* in_szTypeName)
     {
-      public:
-        using log4cplus::Appender::Appender;
-        ~Appender() override { destructorImpl(); }
-        void close() override { closed = true; }
+        log4cplus::spi::getAppenderFactoryRegistry().put(
+            std::make_unique<FactoryOf>(in_szTypeName));
+    }
 
-      protected:
-        void append(const log4cplus::spi::InternalLoggingEvent& in_event) override
-        {
-            VELMORA_LOG(Logger("answer"), INFO_LOG_LEVEL, "to " << in_event.getMessage());
-        }
-    };
-
-    const log4cplus::tstring m_strTypeName = "Talkative";
+  private:
+    const log4cplus::tstring m_strTypeName;
 };
 
-/// How often an appender of the type "CountingFile" was closed.
-int g_iCloses = 0;
-
-/// Makes an appender that writes to a file and counts its closings.
-class CountingFileFactory : public log4cplus::spi::AppenderFactory
+/// Logs a line itself for each that it gets, on a logger that it makes.
+class Talkative : public log4cplus::Appender
 {
   public:
-    [[nodiscard]] const log4cplus::tstring& getTypeName() const override { return m_strTypeName; }
+    using log4cplus::Appender::Appender;
+    ~Talkative() override { destructorImpl(); }
+    void close() override { closed = true; }
 
-    log4cplus::SharedAppenderPtr
-    createObject(const log4cplus::helpers::Properties& in_properties) override
+  protected:
+    void append(const log4cplus::spi::InternalLoggingEvent& in_event) override
     {
-        return log4cplus::SharedAppenderPtr(new Appender(in_properties));
+        VELMORA_LOG(Logger("answer"), INFO_LOG_LEVEL, "to " << in_event.getMessage());
     }
+};
 
-  private:
-    class Appender : public log4cplus::FileAppender
+/// How often a `CountingFile` was closed.
+int g_iCloses = 0;
+
+/// Writes to a file and counts its closings.
+class CountingFile : public log4cplus::FileAppender
+{
+  public:
+    using log4cplus::FileAppender::FileAppender;
+    ~CountingFile() override { destructorImpl(); }
+    void close() override
     {
-      public:
-        using log4cplus::FileAppender::FileAppender;
-        ~Appender() override { destructorImpl(); }
-        void close() override
-        {
-            ++g_iCloses;
-            log4cplus::FileAppender::close();
-        }
-    };
-
-    const log4cplus::tstring m_strTypeName = "CountingFile";
+        ++g_iCloses;
+        log4cplus::FileAppender::close();
+    }
 };
 
 class LoggerConfiguration : public testing::Test
@@ -550,7 +545,7 @@ TEST_F(LoggerConfiguration, ReconfiguringWhileThreadsLogLosesNoLine)
 
 TEST_F(LoggerConfiguration, ReconfiguringAndForkingEndWhileAnAppenderLogsItself)
 {
-    log4cplus::spi::getAppenderFactoryRegistry().put(std::make_unique<TalkativeFactory>());
+    FactoryOf<Talkative>::registerAs("Talkative");
     const std::string strText =
         fileConfiguration("log4cplus.appender.talkative=Talkative\n"
                           "log4cplus.logger.question.of.child=INFO, talkative\n");
@@ -640,7 +635,7 @@ TEST_F(LoggerConfiguration, AFileThatIsOpenWithoutAppendIsEmptyWithTheNewAppende
 
 TEST_F(LoggerConfiguration, AnAppenderOfTwoLoggersIsClosedOnce)
 {
-    log4cplus::spi::getAppenderFactoryRegistry().put(std::make_unique<CountingFileFactory>());
+    FactoryOf<CountingFile>::registerAs("CountingFile");
     const std::string strCounting = "log4cplus.rootLogger=INFO, counting\n"
                                     "log4cplus.logger.a=INFO, counting\n"
                                     "log4cplus.appender.counting=CountingFile\n"
