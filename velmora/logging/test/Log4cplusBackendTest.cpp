@@ -175,11 +175,14 @@ TEST(Log4cplusBackend, ALineLeavesTheLockOfACEsLogAsItWas)
 TEST(Log4cplusBackend, AnAppenderLogsThroughACEWhileOtherThreadsDo)
 {
     constexpr int iLines = 1000;
+    int iFromAppender = 0;
     const CallbackAppender appender(
-        [](const std::string& in_strText)
+        [&iFromAppender](const std::string& in_strText)
         {
             if (in_strText == "line")
                 ACE_ERROR((LM_ERROR, "from an appender"));
+            if (in_strText == "from an appender")
+                ++iFromAppender;
         });
     std::atomic<bool> bDone{false};
     std::thread other(
@@ -192,6 +195,7 @@ TEST(Log4cplusBackend, AnAppenderLogsThroughACEWhileOtherThreadsDo)
         VELMORA_LOG(Logger("keswardin.test"), WARN_LOG_LEVEL, "line");
     bDone = true;
     other.join();
+    EXPECT_EQ(iLines, iFromAppender);
 }
 
 TEST(Log4cplusBackend, NothingIsWrittenToStandardErrorBesides)
