@@ -463,7 +463,10 @@ bool forkChild()
 
 bool startPython() { return Python::EmbeddedInterpreter::getInstance().initialize(); }
 
-bool useScript()
+/// Hands a script's object to a function that gives whether it did its work. An exception of the
+/// script is logged and gives the other result.
+template <class Function>
+bool withScript(Function in_function, bool in_bAfterException)
 {
     const TSPyObjPtr object = PyClassName("exerciser.Script").getNewInstance();
     if (object.is_none())
@@ -473,39 +476,40 @@ bool useScript()
         return false;
     try
     {
-        const int iSum = boost::python::extract<int>(object.attr("add")(40, 2));
-        expect(iSum == 42, "what a script computes");
-        const std::string strLine =
-            boost::python::extract<std::string>(object.attr("write")(s_strHome));
-        std::printf("the script says %s\n", strLine.c_str());
-        return true;
+        return in_function(object);
     }
     catch (const boost::python::error_already_set&)
     {
         Python::EmbeddedInterpreter::getInstance().logLastPyException();
-        return false;
+        return in_bAfterException;
     }
+}
+
+bool useScript()
+{
+    return withScript(
+        [](const TSPyObjPtr& in_object)
+        {
+            const int iSum = boost::python::extract<int>(in_object.attr("add")(40, 2));
+            expect(iSum == 42, "what a script computes");
+            const std::string strLine =
+                boost::python::extract<std::string>(in_object.attr("write")(s_strHome));
+            std::printf("the script says %s\n", strLine.c_str());
+            return true;
+        },
+        false);
 }
 
 bool raiseInScript()
 {
-    const TSPyObjPtr object = PyClassName("exerciser.Script").getNewInstance();
-    if (object.is_none())
-        return false;
-    const Python::InterpreterLock lock;
-    if (!lock)
-        return false;
-    try
-    {
-        object.attr("fail")();
-    }
-    catch (const boost::python::error_already_set&)
-    {
-        Python::EmbeddedInterpreter::getInstance().logLastPyException();
-        return true;
-    }
-    lost("the exception of a script");
-    return true;
+    return withScript(
+        [](const TSPyObjPtr& in_object)
+        {
+            in_object.attr("fail")();
+            lost("the exception of a script");
+            return true;
+        },
+        true);
 }
 
 bool useScriptAlarm()
