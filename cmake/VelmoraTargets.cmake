@@ -1,34 +1,4 @@
-# One line makes a test, a helper program, a benchmark or a fuzz target.
-
-# A room of the library is a folder of velmora/. Its CMakeLists.txt names its files:
-#
-#   velmora_room(
-#     HEADERS Foo.h            what is installed
-#     PYTHON_HEADERS Bar.h     what is installed and needs the headers of Boost.Python
-#     SOURCES Foo.cpp Bar.h    what is not
-#     TESTS FooTest.cpp        in test/, one program a file; further files of it follow, as in A.cpp+B.cpp
-#     PYTHON_TESTS BarTest.cpp) the same with the headers of Boost.Python
-#
-# What a test starts or looks at is named in the global property VELMORA_TEST_HELPERS_<room>.<FooTest>.
-function(velmora_room)
-  cmake_parse_arguments(PARSE_ARGV 0 ARG "" "" "HEADERS;PYTHON_HEADERS;SOURCES;TESTS;PYTHON_TESTS")
-  cmake_path(GET CMAKE_CURRENT_SOURCE_DIR FILENAME room)
-  list(TRANSFORM ARG_HEADERS PREPEND "${CMAKE_CURRENT_SOURCE_DIR}/")
-  list(TRANSFORM ARG_PYTHON_HEADERS PREPEND "${CMAKE_CURRENT_SOURCE_DIR}/")
-  target_sources(keswardin-infra
-    PRIVATE ${ARG_SOURCES}
-    PUBLIC FILE_SET HEADERS BASE_DIRS "${PROJECT_SOURCE_DIR}" FILES ${ARG_HEADERS})
-  if(ARG_PYTHON_HEADERS)
-    target_sources(keswardin-infra-python INTERFACE
-      FILE_SET HEADERS BASE_DIRS "${PROJECT_SOURCE_DIR}" FILES ${ARG_PYTHON_HEADERS})
-  endif()
-  foreach(kind TESTS PYTHON_TESTS)
-    foreach(test IN LISTS ARG_${kind})
-      string(REPLACE "+" "|${CMAKE_CURRENT_SOURCE_DIR}/test/" test "${test}")
-      set_property(GLOBAL APPEND PROPERTY VELMORA_ROOM_${kind} "${room}|${CMAKE_CURRENT_SOURCE_DIR}/test/${test}")
-    endforeach()
-  endforeach()
-endfunction()
+# Functions that make a test, a helper program, a benchmark or a fuzz target in one line.
 
 # Every test runs in a process of its own, with an environment free of the library's variables.
 # Further arguments are properties of the tests and their values.
@@ -59,8 +29,9 @@ function(velmora_register_tests target prefix)
 endfunction()
 
 # velmora_add_test(NAME room.FooTest [ALONE] SOURCES FooTest.cpp [LIBRARIES ...] [HELPERS target ...])
-# A helper is a program that the tests start; its path reaches the test as the macro
-# VELMORA_HELPER_<name with underscores>. With ALONE, no other test runs beside these.
+# Makes a test program of GoogleTest, and a test of ctest for each of its tests. Helpers are targets
+# that the tests start or read; the macro VELMORA_HELPER_<NAME_WITH_UNDERSCORES> is the path of one.
+# With ALONE, ctest runs no other test at the same time.
 function(velmora_add_test)
   cmake_parse_arguments(PARSE_ARGV 0 ARG "ALONE" "NAME" "SOURCES;LIBRARIES;HELPERS")
   string(REPLACE "." "-" target "${ARG_NAME}")
@@ -74,23 +45,6 @@ function(velmora_add_test)
     add_dependencies(${target} ${helper})
   endforeach()
   velmora_register_tests(${target} ${ARG_NAME} RUN_SERIAL ${ARG_ALONE})
-endfunction()
-
-# Makes the tests that the rooms named; called once the library and the test support stand.
-function(velmora_add_room_tests)
-  set(libraries_of_PYTHON_TESTS Keswardin::infra-python)
-  foreach(kind TESTS PYTHON_TESTS)
-    get_property(tests GLOBAL PROPERTY VELMORA_ROOM_${kind})
-    foreach(entry IN LISTS tests)
-      string(REPLACE "|" ";" entry "${entry}")
-      list(POP_FRONT entry room)
-      list(GET entry 0 file)
-      cmake_path(GET file STEM name)
-      get_property(helpers GLOBAL PROPERTY VELMORA_TEST_HELPERS_${room}.${name})
-      velmora_add_test(NAME ${room}.${name} SOURCES ${entry}
-        LIBRARIES ${libraries_of_${kind}} HELPERS ${helpers})
-    endforeach()
-  endforeach()
 endfunction()
 
 # velmora_add_helper(name SOURCES ... [LIBRARIES ...]): a program that a process test starts.

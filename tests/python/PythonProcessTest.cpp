@@ -238,7 +238,7 @@ TEST(ProcessThatNeverStartsPython, CallsNothingOfItButTheQuestionWhetherItRuns)
     EXPECT_EQ(0, result.iExitCode);
     std::set<std::string> symbols;
     for (const std::string& strLine : linesOf(result.strErrors))
-        if (strLine.find("libkeswardin-infra.so.0 [0] to") != std::string::npos &&
+        if (strLine.find("libkeswardin-infra.so.0.1 [0] to") != std::string::npos &&
             strLine.find("libpython3") != std::string::npos)
         {
             const std::size_t uiStart = strLine.find('`') + 1;

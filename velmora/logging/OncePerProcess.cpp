@@ -1,5 +1,7 @@
 #include "velmora/logging/OncePerProcess.h"
 
+#include "velmora/Version.h"
+
 #include <log4cplus/helpers/property.h>
 #include <log4cplus/spi/factory.h>
 
@@ -38,7 +40,9 @@ class PlaceFactory final : public log4cplus::spi::LocalFactoryBase<log4cplus::sp
 
 std::atomic<void*>& OncePerProcessNoT::placeNamed(const char* in_szName)
 {
-    const std::string strName = std::string("velmora::") + in_szName + " " VELMORA_VERSION;
+    const std::string strName = std::string("velmora::") + in_szName + " " +
+                                std::to_string(VELMORA_VERSION_MAJOR) + "." +
+                                std::to_string(VELMORA_VERSION_MINOR);
     log4cplus::spi::LocaleFactoryRegistry& registry = log4cplus::spi::getLocaleFactoryRegistry();
     if (!registry.exists(strName))
         registry.put(std::make_unique<PlaceFactory>(strName));

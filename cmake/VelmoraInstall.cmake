@@ -1,4 +1,4 @@
-# cmake --install gives the headers, the library, a CMake package and a pkg-config file.
+# What cmake --install installs: the headers, the library, CMake packages, pkg-config files, documents.
 
 include(CMakePackageConfigHelpers)
 
@@ -37,3 +37,11 @@ foreach(pc IN ITEMS keswardin-infra keswardin-infra-python)
 endforeach()
 install(FILES "${PROJECT_BINARY_DIR}/keswardin-infra.pc" "${PROJECT_BINARY_DIR}/keswardin-infra-python.pc"
   DESTINATION "${pc_dir}")
+
+# The links among these documents work where they are installed, too.
+install(FILES
+  "${PROJECT_SOURCE_DIR}/README.md"
+  "${PROJECT_SOURCE_DIR}/CHANGELOG.md"
+  "${PROJECT_SOURCE_DIR}/LICENSE"
+  DESTINATION "${CMAKE_INSTALL_DOCDIR}")
+install(DIRECTORY "${PROJECT_SOURCE_DIR}/docs" DESTINATION "${CMAKE_INSTALL_DOCDIR}" FILES_MATCHING PATTERN *.md)

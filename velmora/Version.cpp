@@ -1,0 +1,8 @@
+#include "velmora/Version.h"
+
+namespace Velmora
+{
+
+int getInfraVersion() noexcept { return VELMORA_VERSION; }
+
+} // namespace Velmora
