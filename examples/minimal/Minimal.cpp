@@ -5,9 +5,11 @@ struct Minimal : Velmora::ApplicationImpl
     Minimal() : ApplicationImpl(Velmora::Logger("keswardin.minimal"), "minimal") {}
     void run() override
     {
+        bool bHandled = false;
+        processHelpParamInfoOptions(bHandled);
         int iPort = 0;
-        getConfig()->getIntParameter("keswardin.oam.webServicePort", iPort);
-        VELMORA_LOG_INFO("serving on port " << iPort);
+        if (!bHandled && getConfig()->getIntParameter("keswardin.oam.webServicePort", iPort))
+            VELMORA_LOG_INFO("serving on port " << iPort);
     }
 };
 
