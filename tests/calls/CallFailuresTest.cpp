@@ -28,7 +28,8 @@ using testing::SizeIs;
 
 constexpr const char* s_szName = "test.call";
 
-/// Calls with files in a directory of their own, and one call that is well all the time.
+/// Provides a call whose file can always be written, to check that it loses no line while the files
+/// of other calls fail.
 class CallFailures : public testing::Test
 {
   protected:
@@ -44,19 +45,21 @@ class CallFailures : public testing::Test
 
     void logWell() { VELMORA_LOG(m_well, INFO_LOG_LEVEL, "well " << ++m_iWellLines); }
 
-    /// Sets files up that are tried again with each line.
+    /// Puts the files of later calls into a directory. With a `ReopenDelay` of 0, a file that
+    /// failed is opened again at the next line.
     static void useDirectory(const std::string& in_strDirectory, const std::string& in_strMore = "")
     {
         EXPECT_TRUE(configureCalls(
             in_strDirectory, "log4cplus.appender.CALL_LOG_APPENDER.ReopenDelay=0\n" + in_strMore));
     }
 
-    /// Neither the call that was well nor the main log has lost a line. So many lines went to the
-    /// main log from other calls.
+    /// Expects that neither the file of the healthy call nor the main log has lost a line.
+    /// `in_uiOtherLines` is the number of lines that other calls logged.
     void expectOthersWell(std::size_t in_uiOtherLines)
     {
         logWell();
         m_well.callEnd();
+        // The file also has the first and the last line, and the line that the constructor logged.
         EXPECT_THAT(linesOf(m_directory.read("well")),
                     SizeIs(static_cast<std::size_t>(m_iWellLines) + 3));
         EXPECT_THAT(m_log.linesOf(s_szName),
@@ -72,7 +75,7 @@ class CallFailures : public testing::Test
 
 } // namespace
 
-TEST_F(CallFailures, AFullDiskIsToldOfOnceAndTheFileGoesOnWhenThereIsRoom)
+TEST_F(CallFailures, AFullDiskIsReportedOnceAndTheFileGoesOnWhenThereIsRoom)
 {
     const SmallDisk disk(m_mountPoint.path());
     VELMORA_NEEDS_DISK(disk);
@@ -83,6 +86,7 @@ TEST_F(CallFailures, AFullDiskIsToldOfOnceAndTheFileGoesOnWhenThereIsRoom)
     disk.fill();
     testing::internal::CaptureStderr();
 
+    // Longer than a page of memory: a short line could still fit into the file's last page.
     const std::string strLong(8192, 'l');
     for (int iLine = 0; iLine < 5; ++iLine)
     {
@@ -111,10 +115,11 @@ TEST_F(CallFailures, AFullDiskIsToldOfOnceAndTheFileGoesOnWhenThereIsRoom)
     expectOthersWell(13);
 }
 
-TEST_F(CallFailures, ADiskThatIsFullForTheLastLineIsToldOf)
+TEST_F(CallFailures, ADiskThatIsFullForTheLastLineIsReported)
 {
     const SmallDisk disk(m_mountPoint.path());
     VELMORA_NEEDS_DISK(disk);
+    // Buffered lines reach the disk when the file is closed.
     useDirectory(disk.path(), "log4cplus.appender.CALL_LOG_APPENDER.ImmediateFlush=false\n");
     CallLogger logger(s_szName);
     logger.callStart("full");
@@ -176,12 +181,13 @@ TEST_F(CallFailures, WithoutADescriptorACallHasNoFileUntilThereIsOne)
                   "\nlog4cplus:ERROR cannot open " + m_directory.file("late") +
                   ": Too many open files\n",
               testing::internal::GetCapturedStderr());
+    // A file that is opened late lacks the line "Call start".
     EXPECT_THAT(linesOf(m_directory.read("late")),
                 ElementsAre("INFO test.call: with", HasSubstr("Call end : ")));
     expectOthersWell(6);
 }
 
-TEST_F(CallFailures, OnAReadOnlyFileSystemEachCallIsToldOfOnce)
+TEST_F(CallFailures, OnAReadOnlyFileSystemEachCallIsReportedOnce)
 {
     const SmallDisk disk(m_mountPoint.path());
     VELMORA_NEEDS_DISK(disk);
@@ -208,7 +214,7 @@ TEST_F(CallFailures, OnAReadOnlyFileSystemEachCallIsToldOfOnce)
     expectOthersWell(6);
 }
 
-TEST_F(CallFailures, OnAReadOnlyFileSystemNoDirectoryIsMadeAndEachCallIsToldOfOnce)
+TEST_F(CallFailures, OnAReadOnlyFileSystemNoDirectoryIsMadeAndEachCallIsReportedOnce)
 {
     const SmallDisk disk(m_mountPoint.path());
     VELMORA_NEEDS_DISK(disk);
@@ -221,12 +227,13 @@ TEST_F(CallFailures, OnAReadOnlyFileSystemNoDirectoryIsMadeAndEachCallIsToldOfOn
         VELMORA_LOG(logger, INFO_LOG_LEVEL, "line");
     logger.callEnd();
 
-    std::vector<std::string> told;
+    std::vector<std::string> reported;
     for (const LogLine& line : m_log.linesOf("keswardin.infra.CallAppender"))
-        told.push_back(line.strText);
-    ASSERT_THAT(told, SizeIs(1));
-    EXPECT_THAT(told.front(), testing::MatchesRegex("failed to create call logging directory " +
-                                                    disk.path() + "/.*\\. Read-only file system"));
+        reported.push_back(line.strText);
+    ASSERT_THAT(reported, SizeIs(1));
+    EXPECT_THAT(reported.front(),
+                testing::MatchesRegex("failed to create call logging directory " + disk.path() +
+                                      "/.*\\. Read-only file system"));
     EXPECT_EQ(ERROR_LOG_LEVEL, m_log.linesOf("keswardin.infra.CallAppender").front().level);
     expectOthersWell(3);
 }

@@ -19,6 +19,7 @@ namespace
 using testing::ElementsAre;
 using testing::HasSubstr;
 
+// Sanitizers make each line several times slower.
 #if VELMORA_ADDRESS_SANITIZER || VELMORA_THREAD_SANITIZER
 constexpr int s_iRounds = 1;
 constexpr int s_iLines = 20;
@@ -28,7 +29,8 @@ constexpr int s_iLines = 50;
 #endif
 constexpr int s_iCalls = 1000;
 
-/// What the program must tell after so many rounds.
+/// Expects that the program has found all lines of the given number of rounds. `in_iLines` is the
+/// number of lines that each of its two threads logs in a call.
 void expectAllLines(const HelperResult& in_result, int in_iRounds, int in_iLines,
                     const std::vector<std::string>& in_more = {})
 {
@@ -55,7 +57,7 @@ HelperResult logCalls(const TemporaryDirectory& in_directory, int in_iRounds, in
 
 } // namespace
 
-TEST(Calls, EachLineOfAThousandCallsAtATimeStandsOnceInTheMainLogAndOnceInItsCallsFile)
+TEST(Calls, EachLineOfAThousandConcurrentCallsIsOnceInTheMainLogAndOnceInItsCallsFile)
 {
     const TemporaryDirectory directory;
 
@@ -72,7 +74,7 @@ TEST(Calls, DescriptorsAndMemoryAreAsBeforeOnceCallsHaveEnded)
     EXPECT_THAT(result.strErrors, Not(HasSubstr("Memory Account FileCallAppender : balance")));
 }
 
-TEST(Calls, NoLineIsLostWhileLoggingIsConfiguredAnewAgainAndAgain)
+TEST(Calls, NoLineIsLostWhileLoggingIsConfiguredRepeatedly)
 {
     const TemporaryDirectory directory;
 

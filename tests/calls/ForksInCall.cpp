@@ -1,5 +1,5 @@
-// Forks again and again in the middle of a call while another thread begins and ends calls; each
-// child logs in the call of its parent and in one of its own, and ends through exit().
+// Forks repeatedly during a call while another thread begins and ends calls. Each child logs in the
+// call of its parent and in a call of its own, and ends through exit().
 //
 // forks-in-call <directory> <number of forks>
 
@@ -40,7 +40,7 @@ bool configure(const std::string& in_strDirectory)
             "log4cplus.appender.CALL_LOG_APPENDER.Directory="
          << in_strDirectory
          << "/calls\n"
-            // What is buffered at the fork must not be written twice.
+            // The child must not write the lines that its parent had buffered at the fork.
             "log4cplus.appender.CALL_LOG_APPENDER.ImmediateFlush=false\n";
     ParameterTrie trie;
     trie.read(text, nullptr, '\n', false, nullptr, nullptr);
@@ -56,8 +56,9 @@ void haveCall(const std::string& in_strId)
 
 } // namespace
 
-/// LeakSanitizer asks this. A child takes over what the stacks of its parent's threads pointed to,
-/// and not the threads, so that all of it looks leaked.
+/// Called by LeakSanitizer. A child has the memory of its parent's threads but not the threads
+/// themselves. Their stacks are not searched for pointers, so all of it would be reported as
+/// leaked.
 extern "C" [[gnu::visibility("default")]] int __lsan_is_turned_off() { return s_bIsChild ? 1 : 0; }
 
 int main(int argc, char** argv)
@@ -76,7 +77,7 @@ int main(int argc, char** argv)
 #if !VELMORA_ADDRESS_SANITIZER
                 haveCall("other");
 #else
-                // The malloc of AddressSanitizer does not survive a fork in the middle of a call.
+                // AddressSanitizer's malloc does not survive a fork while another thread is in it.
                 static_cast<void>(CallDataRegistry::getInstance()->getCurrentNumCall());
 #endif
             }
@@ -87,6 +88,7 @@ int main(int argc, char** argv)
         const pid_t pid = fork();
         if (pid == 0)
         {
+            // SIGALRM ends a child that hangs.
             alarm(20);
             s_bIsChild = true;
             VELMORA_LOG(logger, INFO_LOG_LEVEL, "in the child");

@@ -1,6 +1,6 @@
-// Ends in the middle of two calls: that of a logger which is never destroyed, and that of one with
-// static storage. With "close", the program runs the exit list itself, before its static
-// destructors; the second call is then that of a handle, as a logger must not outlive the list.
+// Ends during two calls: one of a logger that is never destroyed and one of a logger with static
+// storage. With "close", the program runs the exit list itself, before its static destructors. The
+// second call is then held by a handle, because a logger must leave its call before the list runs.
 //
 // leaves-calls <directory> [close]
 
@@ -18,7 +18,8 @@ namespace
 
 CallLogger* g_pNeverDestroyed = nullptr;
 
-/// Enters and leaves a call, and gives a handle on it that keeps it active.
+/// Logs a line in a call through a logger that leaves it, and returns a handle that keeps the call
+/// active.
 CallDataRegistry::CallDataHandle handleOf(const char* in_szId)
 {
     CallDataRegistry::CallDataHandle hCall = CallDataRegistry::getInstance()->getCallData(in_szId);
@@ -28,6 +29,7 @@ CallDataRegistry::CallDataHandle handleOf(const char* in_szId)
     return hCall;
 }
 
+/// Enters a call and logs a line in it.
 void haveCall(CallLogger& out_logger, const char* in_szId)
 {
     out_logger.callStart(in_szId);
@@ -36,7 +38,8 @@ void haveCall(CallLogger& out_logger, const char* in_szId)
 
 } // namespace
 
-/// LeakSanitizer asks this. What the logger holds that is never destroyed went with the allocators.
+/// Called by LeakSanitizer. The logger that is never destroyed still points to memory of the
+/// allocators, which the exit list has deleted by then.
 extern "C" [[gnu::visibility("default")]] int __lsan_is_turned_off() { return 1; }
 
 int main(int argc, char** argv)

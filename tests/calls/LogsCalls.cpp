@@ -1,7 +1,10 @@
-// Two threads log numbered lines in many calls at a time, each with a logger of its own in each of
-// them, to the main log and to the file of each call; then the program looks at what stands where.
+// Two threads log numbered lines in many concurrent calls, to the main log and to the file of each
+// call. Each thread has a logger of its own in each call. The program then checks that each line is
+// in both places.
 //
-// logs-calls <directory> <calls at a time> <rounds> <lines of a thread in a call> [reconfigure]
+// logs-calls <directory> <concurrent calls> <rounds> <lines of a thread in a call> [reconfigure]
+//
+// With "reconfigure", another thread configures logging for as long as the calls last.
 
 #include "velmora/config/ParameterTrie.h"
 #include "velmora/logging/CallDataRegistry.h"
@@ -75,7 +78,8 @@ bool configure(const Work& in_work)
     return Logger::configure(trie) && CallDataRegistry::getInstance()->configure(trie);
 }
 
-/// What must be the same before and after.
+/// Counts the resources that must be the same before the first call and after the last one. The
+/// bytes in memory accounts are 0 in a process that does not account its memory.
 struct Held
 {
     std::size_t uiDescriptors = 0;
@@ -107,7 +111,7 @@ Held held()
     return result;
 }
 
-/// One logger of each thread in each call of a round.
+/// The loggers of a round: for each thread, one in each call.
 using Loggers = std::array<std::deque<CallLogger>, s_iThreads>;
 
 void logRound(const Work& in_work, int in_iRound, int in_iThread,
@@ -120,6 +124,7 @@ void logRound(const Work& in_work, int in_iRound, int in_iThread,
                                  << " line " << iLine << '.');
 }
 
+/// Begins all calls of a round, logs in them on two threads, and ends them.
 void haveRound(const Work& in_work, int in_iRound)
 {
     Loggers loggers;
@@ -136,14 +141,14 @@ void haveRound(const Work& in_work, int in_iRound)
             {
                 std::deque<CallLogger>& own = loggers[static_cast<std::size_t>(iThread)];
                 logRound(in_work, in_iRound, iThread, own);
-                // Ends its part while the other one may go on.
+                // Leaves the calls while the other thread may still log in them.
                 own.clear();
             });
     for (std::thread& thread : threads)
         thread.join();
 }
 
-/// Takes the text off the front of a line, and a number behind it.
+/// Takes a text and the number behind it off the front of a line. Returns whether they were there.
 bool take(const char*& inout_szLine, const std::string& in_strText, int& out_iNumber)
 {
     if (std::string(inout_szLine).compare(0, in_strText.size(), in_strText) != 0)
@@ -155,7 +160,8 @@ bool take(const char*& inout_szLine, const std::string& in_strText, int& out_iNu
     return bNumber;
 }
 
-/// Looks whether each line that is expected comes once, in the order of its thread.
+/// Checks that each expected line comes once, and that the lines of a thread in a call come in
+/// order.
 class Checker
 {
   public:
@@ -165,7 +171,7 @@ class Checker
     {
     }
 
-    /// A line with this in front.
+    /// Checks a line that begins with the prefix.
     void check(const std::string& in_strLine, const std::string& in_strPrefix)
     {
         const char* szLine = in_strLine.c_str();
@@ -199,18 +205,19 @@ class Checker
 
   private:
     const Work& m_work;
+    /// For each round, call and thread, the number of the line that comes next.
     std::vector<int> m_next;
     long m_iLines = 0;
     long m_iWrong = 0;
 };
 
-/// In the main log, the id of a call is in front of its lines.
+/// Checks the main log, in which the call id is in front of each line.
 void checkMainLog(const Work& in_work, Checker& out_checker)
 {
     std::ifstream file(in_work.strDirectory + "/main.log");
     for (std::string strLine; std::getline(file, strLine);)
     {
-        // While the level of the root is set anew, lines of the library may pass.
+        // While logging is configured, the library may log lines of its own.
         if (strLine.compare(0, 16, "keswardin.infra.") == 0)
             continue;
         const char* szRest = strLine.c_str();
@@ -231,6 +238,7 @@ void checkMainLog(const Work& in_work, Checker& out_checker)
     }
 }
 
+/// Checks the file of a call: the first and the last line, and the lines between, without the id.
 void checkCall(const std::string& in_strFile, const std::string& in_strOfCall, Checker& out_checker)
 {
     std::ifstream file(in_strFile);
@@ -260,6 +268,7 @@ void checkCalls(const Work& in_work, Checker& out_checker)
                       out_checker);
 }
 
+/// Raises the limit on open files as far as it goes: each active call has one.
 void useAllDescriptors()
 {
     rlimit limit = {};
@@ -276,10 +285,11 @@ int main(int argc, char** argv)
         return 2;
     const Work work{argv[1], std::atoi(argv[2]), std::atoi(argv[3]), std::atoi(argv[4])};
     useAllDescriptors();
-    // Making it would be a line in the main log.
+    // The library would log a line when it makes the directory.
     std::filesystem::create_directory(work.strDirectory + "/calls");
     if (!configure(work))
         return 3;
+    // What the first call of a process sets up must not count as held by later calls.
     {
         CallLogger warm("keswardin.test.Warm");
         warm.callStart("warm");
