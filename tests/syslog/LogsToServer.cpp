@@ -1,4 +1,5 @@
-// Logs a line of each level to the console and to a remote syslog server, and ends.
+// Logs a short and a long line at each level to the console and to a remote syslog server, and
+// ends.
 //
 // syslog-logs <host> <port>
 

@@ -25,13 +25,14 @@ using testing::ElementsAre;
 constexpr LogLevel s_levels[] = {FATAL_LOG_LEVEL, ERROR_LOG_LEVEL, WARN_LOG_LEVEL,
                                  INFO_LOG_LEVEL,  DEBUG_LOG_LEVEL, TRACE_LOG_LEVEL};
 
-/// The facility local0, and what each level is with it to the server.
+/// The facility local0 (16 times 8), and for each level the facility and severity that the server
+/// reports and the header that it receives.
 constexpr const char* s_szFacility = "128";
 constexpr std::pair<const char*, const char*> s_received[] = {
     {"local0.crit ", "<130>"},   {"local0.err ", "<131>"},  {"local0.warning ", "<132>"},
     {"local0.notice ", "<133>"}, {"local0.info ", "<134>"}, {"local0.debug ", "<135>"}};
 
-/// Has the logger "keswardin.test" log to the server, and to it only.
+/// Makes the logger "keswardin.test" log to the server and to no other appender.
 void logTo(const std::string& in_strAddress, int in_iPort)
 {
     log4cplus::helpers::Properties configuration;
@@ -53,7 +54,7 @@ void log(LogLevel in_level, const std::string& in_strText)
     VELMORA_LOG(Logger("keswardin.test"), in_level, in_strText);
 }
 
-/// What `syslog-logs` writes on the console.
+/// Returns the lines that `syslog-logs` writes on the console.
 std::vector<std::string> linesOfEachLevel()
 {
     std::vector<std::string> result;
@@ -65,11 +66,11 @@ std::vector<std::string> linesOfEachLevel()
     return result;
 }
 
-/// Runs the program that logs lines of each level, which must reach its end; gives what it wrote on
+/// Runs `syslog-logs`, expects that it logs all its lines and ends, and returns what it wrote on
 /// standard error.
 std::string errorsOfLogging(const std::string& in_strHost, const std::string& in_strPort)
 {
-    // Where the name service is asked, it has to be quick to fail.
+    // Look-ups that reach a name server must fail quickly.
     const HelperResult result = runHelper(VELMORA_HELPER_SYSLOG_LOGS, {in_strHost, in_strPort},
                                           {{"RES_OPTIONS", "timeout:1 attempts:1"}});
     EXPECT_FALSE(result.bTimedOut);
@@ -110,13 +111,15 @@ TEST(RemoteSyslog, ARealServerGetsLinesOf5000BytesInPieces)
         log(level, strText);
     log(INFO_LOG_LEVEL, "end");
 
+    // A datagram has at most 900 bytes: the header of 5 and 895 of the text.
     std::vector<std::string> expected;
     for (const auto& [szNames, szHeader] : s_received)
     {
         for (std::size_t uiPiece = 0; uiPiece < 5; ++uiPiece)
             expected.push_back(std::string(szNames) + szHeader +
                                strText.substr(895 * uiPiece, 895));
-        // The last bytes are those of the piece before at that place.
+        // A line in several datagrams loses as many bytes at its end as the header has. In their
+        // place are the bytes of the previous datagram at the same position.
         expected.push_back(std::string(szNames) + szHeader + strText.substr(895 * 5, 520) +
                            strText.substr(895 * 4 + 520, 5));
     }
@@ -144,7 +147,7 @@ TEST(RemoteSyslog, AServerThatStopsAndComesBackGetsWhatIsLoggedThen)
 
 TEST(RemoteSyslog, AServerThatReadsNothingHoldsNobodyUp)
 {
-    // Its queue is full after some hundred datagrams.
+    // The receive buffer of the socket is full after a few hundred datagrams.
     UdpServer server;
     logTo("127.0.0.1", server.port());
     const std::string strText = numberedText(100'000);
@@ -157,12 +160,13 @@ TEST(RemoteSyslog, AServerThatReadsNothingHoldsNobodyUp)
 
 TEST(RemoteSyslog, APortThatNobodyListensOnHoldsNobodyUp)
 {
+    // The temporary server closes its port at once, so no socket listens on it.
     const int iPort = UdpServer().port();
 
     EXPECT_EQ("", errorsOfLogging("127.0.0.1", std::to_string(iPort)));
 }
 
-TEST(RemoteSyslog, AHostThatDoesNotResolveHoldsNobodyUpAndIsToldOnce)
+TEST(RemoteSyslog, AHostThatDoesNotResolveHoldsNobodyUpAndIsReportedOnce)
 {
     for (const std::string strHost : {"no-such-host.invalid", "no such host", "256.1.1.1"})
         EXPECT_THAT(
@@ -176,7 +180,7 @@ TEST(RemoteSyslog, AnAddressThatMayNotBeSentToHoldsNobodyUp)
     EXPECT_EQ("", errorsOfLogging("255.255.255.255", "514"));
 }
 
-TEST(RemoteSyslog, InvalidPropertiesHoldNobodyUpAndAreTold)
+TEST(RemoteSyslog, InvalidPropertiesHoldNobodyUpAndAreReported)
 {
     EXPECT_EQ("log4cplus:ERROR Invalid SyslogHostname\n", errorsOfLogging("", "514"));
     EXPECT_EQ("log4cplus:ERROR Invalid Port\n", errorsOfLogging("127.0.0.1", "514.0"));

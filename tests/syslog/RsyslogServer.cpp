@@ -22,6 +22,7 @@ namespace Velmora::Test
 namespace
 {
 
+/// A message at "kern.emerg", which no test sends.
 constexpr const char* s_szProbe = "<0>probe ";
 
 void require(bool in_bDone, const char* in_szWhat)
@@ -44,7 +45,7 @@ class UdpSocket
     UdpSocket(const UdpSocket&) = delete;
     UdpSocket& operator=(const UdpSocket&) = delete;
 
-    /// A port that nobody else has.
+    /// Binds the socket to a port that no other socket has on this address, and returns the port.
     int bindToFreePort()
     {
         socklen_t uiLength = sizeof m_address;
@@ -54,6 +55,7 @@ class UdpSocket
         return ntohs(m_address.sin_port);
     }
 
+    /// Sends a datagram. Ignores errors: the caller repeats a probe that did not arrive.
     void send(const std::string& in_strText, int in_iPort)
     {
         m_address.sin_port = htons(static_cast<std::uint16_t>(in_iPort));
@@ -95,6 +97,7 @@ void RsyslogServer::start()
         std::vector<std::string>{VELMORA_RSYSLOGD, "-n", "-f", strConfiguration, "-i", strProcess},
         m_directory.file("errors"));
     const std::string strProbe = s_szProbe + std::to_string(++m_iStarts);
+    // A datagram is lost until the daemon listens, so probes are sent until one is in the file.
     const bool bReached = waitUntil(
         [this, &strProbe]
         {
@@ -139,7 +142,7 @@ std::vector<std::string> RsyslogServer::linesUntil(const std::string& in_strLast
     std::vector<std::string> result = lines();
     std::erase_if(result, [](const std::string& in_strLine)
                   { return in_strLine.find(s_szProbe) != std::string::npos; });
-    // What the daemon says of itself, as that it has started.
+    // The daemon's messages about itself, such as that it has started.
     std::erase_if(result,
                   [](const std::string& in_strLine) { return in_strLine.starts_with("syslog."); });
     return result;

@@ -10,31 +10,37 @@
 namespace Velmora::Test
 {
 
-/// A syslog server, the rsyslog daemon, in the foreground with a configuration, a port and files of
-/// its own. It listens on an address of the loopback that follows from this process's id, so that
-/// servers of several tests do not meet. The thread that makes it stays on one processor, so that
-/// what it sends arrives in order.
+/// Runs the rsyslog daemon in the foreground, with a configuration, a port and files of its own. It
+/// listens on a loopback address that is derived from the id of this process, so that the servers
+/// of concurrent tests do not share one. The thread that constructs it is pinned to one processor:
+/// datagrams that one processor sends to the loopback arrive in order.
+///
+/// Failure: the constructor throws `std::system_error` if it cannot bind a socket.
 class RsyslogServer
 {
   public:
-    /// Chooses address and port; does not start yet.
+    /// Chooses the address and a free port, and writes the configuration. Does not start the
+    /// daemon.
     RsyslogServer();
     ~RsyslogServer() = default;
     RsyslogServer(const RsyslogServer&) = delete;
     RsyslogServer& operator=(const RsyslogServer&) = delete;
 
-    /// Starts the daemon and waits until a message reaches it; a failure of the test if none does.
+    /// Starts the daemon and waits until a message reaches it. May be called again after `stop`.
+    /// Failure: fails the test if no message arrives or the daemon ends.
     void start();
 
-    /// Ends the daemon and waits for its end. Its files stay.
+    /// Ends the daemon by SIGTERM and waits until it has exited. Its files stay.
     void stop();
 
     [[nodiscard]] const std::string& address() const { return m_strAddress; }
     [[nodiscard]] int port() const { return m_iPort; }
 
-    /// The lines that the daemon has written: for each message its facility and severity by name,
-    /// as in "user.err", a blank, and the bytes that came. Waits until one of them ends as told,
-    /// which must be the last; a failure of the test if there is none after a while.
+    /// Returns the lines that the daemon has written, without probes and the daemon's own messages.
+    /// Each has the facility and severity by name, as in "user.err", a blank, and the message as it
+    /// was received. Waits for a line that ends with `in_strLast`, which must be that of the last
+    /// message.
+    /// Failure: fails the test if no such line is written within the limit of `waitUntil`.
     [[nodiscard]] std::vector<std::string> linesUntil(const std::string& in_strLast) const;
 
   private:
@@ -46,6 +52,7 @@ class RsyslogServer
     TemporaryDirectory m_directory;
     std::string m_strAddress;
     int m_iPort = 0;
+    /// Distinguishes the probes of each start: the file has those of earlier starts too.
     int m_iStarts = 0;
     std::optional<BackgroundProcess> m_process;
 };
