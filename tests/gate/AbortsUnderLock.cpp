@@ -1,4 +1,5 @@
-// Fails an assertion that aborts, in an observer of an alarm, under the lock of all alarms.
+// Fails an assertion that aborts the process, in an observer of an alarm: under the alarm
+// registry's mutex.
 
 #include "velmora/application/Assertion.h"
 #include "velmora/config/RWGlobalConfig.h"

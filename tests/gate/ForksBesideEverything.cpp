@@ -1,5 +1,5 @@
-// Forks again and again while four threads do everything that the library offers. Each child does
-// all that once more and ends through exit(), with its exit list.
+// Forks repeatedly while four threads use everything that the library offers. Each child does the
+// same once more and ends through exit(), which runs its exit list.
 //
 // forks-beside-everything <log file> <directory of calls> <number of forks>
 
@@ -27,7 +27,7 @@ using namespace Velmora;
 using namespace Velmora::Test;
 
 constexpr int s_iThreads = 4;
-/// A child that hangs is ended by a signal.
+/// After this time, SIGALRM ends a child that hangs.
 constexpr unsigned int s_uiSecondsOfChild = 100;
 
 bool s_bChild = false;
@@ -38,7 +38,7 @@ void doEverything()
         operation.work();
 }
 
-/// The number of children that did not end as they should.
+/// Forks and waits for the child. Returns 0 if the child exited with code 7, else 1.
 int forkOnce()
 {
     const pid_t child = fork();
@@ -59,8 +59,9 @@ int forkOnce()
 
 } // namespace
 
-/// LeakSanitizer asks this. A child takes over what the stacks of its parent's threads pointed to,
-/// and not the threads, so that all of it looks leaked.
+/// Called by LeakSanitizer. A child has the memory of its parent's threads but not the threads
+/// themselves. Their stacks are not searched for pointers, so all of it would be reported as
+/// leaked.
 extern "C" [[gnu::visibility("default")]] int __lsan_is_turned_off() { return s_bChild ? 1 : 0; }
 
 int main(int argc, char** argv)
@@ -79,6 +80,7 @@ int main(int argc, char** argv)
         return 3;
 
     std::atomic<bool> bStop{false};
+    // Forks begin when each thread has used everything once.
     std::latch warm(s_iThreads);
     std::vector<std::thread> threads;
     for (int iThread = 0; iThread < s_iThreads; ++iThread)

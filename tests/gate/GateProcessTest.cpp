@@ -48,9 +48,11 @@ TEST(GateProcess, AbortWritesTheLinesThatWaitForALock)
     const HelperResult result = runHelper(VELMORA_HELPER_GATE_ABORTS);
     EXPECT_EQ(SIGABRT, result.iSignal);
     std::vector<std::string> lines = linesOf(result.strOutput);
+    // The library logs lines of its own at DEBUG.
     std::erase_if(lines,
                   [](const std::string& in_strLine) { return in_strLine.starts_with("DEBUG"); });
     ASSERT_EQ(4U, lines.size()) << result.strOutput;
+    // The lines waited for the lock that the process aborted under, and are in order.
     EXPECT_EQ("ERROR - Alarm [observed] : ALARM_ON", lines[0]);
     EXPECT_EQ("WARN - line under the lock", lines[1]);
     EXPECT_TRUE(lines[2].starts_with("FATAL - Assertion failed (of the observer)")) << lines[2];

@@ -1,6 +1,7 @@
-// Foreign code that the library runs (an appender, an observer, an alarm, a source of
-// configuration, a destructor) does everything that the library offers, while other foreign code
-// does the same on another thread. Nobody may wait for a lock with one held that the other needs.
+// The library runs foreign code: appenders, observers, alarms, sources of configuration and
+// destructors. Here such code uses everything that the library offers, while other foreign code
+// does the same on another thread. No thread may wait for a lock while it holds one that the other
+// thread needs.
 
 #include "Operations.h"
 
@@ -35,13 +36,14 @@ namespace
 
 constexpr int s_iRounds = 10;
 constexpr int s_iForks = 3;
-/// Of those who configure logging.
+/// The rounds of the tests that configure logging.
 constexpr int s_iConfigurations = 30;
 
-/// Whether the calling thread is in foreign code already: that does not begin anew.
+/// Whether the calling thread already runs foreign work. The work leads to foreign code itself, and
+/// must not start a second time inside it.
 thread_local bool s_bForeign = false;
 
-/// What foreign code does. Each test sets it for each of its two threads.
+/// The work that foreign code does. A test sets it for each thread.
 thread_local std::function<void()> s_foreignWork;
 
 void runForeignWork()
@@ -53,7 +55,8 @@ void runForeignWork()
     s_bForeign = false;
 }
 
-/// Has the library run foreign code, each in its own way.
+// Each of these classes is foreign code that the library runs.
+
 class ForeignAlarm : public NamedAlarm<>
 {
   public:
@@ -99,7 +102,7 @@ class ForeignObserver : public Alarm::Observer, public AlarmRegistry::Observer
 struct Place
 {
     const char* szName;
-    /// Has the library call `runForeignWork`.
+    /// Makes the library call `runForeignWork`.
     void (*pGo)();
 };
 
@@ -142,7 +145,7 @@ class ForeignCode : public testing::Test
         : m_appender(
               [](const std::string& in_strLine)
               {
-                  // Nobody waits for the limit.
+                  // No fork may run into the time limit of the gate.
                   EXPECT_EQ(std::string::npos, in_strLine.find("a fork went ahead")) << in_strLine;
                   runForeignWork();
               })
@@ -155,7 +158,8 @@ class ForeignCode : public testing::Test
         pObserved->addObserver(LimitedObjPtr<Alarm::Observer>(&m_observer));
     }
 
-    /// Ends the process with a message if the work is not done after a while.
+    /// Ends the process with a message if the work is not done within the limit: threads that are
+    /// deadlocked cannot be joined.
     static void watch(std::future<void>& in_done)
     {
         constexpr std::chrono::seconds limit(100);
@@ -165,7 +169,7 @@ class ForeignCode : public testing::Test
         _exit(1);
     }
 
-    /// Two threads go to their places again and again, and do the work there.
+    /// Runs two threads. Each goes to its place the given number of times and does the work there.
     static void goConcurrently(const std::array<Place, 2>& in_places, int in_iRounds,
                                const std::function<void()>& in_work)
     {
@@ -190,6 +194,7 @@ class ForeignCode : public testing::Test
             thread.join();
         done.set_value();
         watcher.join();
+        // Some places run foreign code more than once.
         EXPECT_LE(2 * in_iRounds, iCalls);
     }
 
@@ -198,7 +203,8 @@ class ForeignCode : public testing::Test
     CallbackAppender m_appender;
 };
 
-/// Two places, by their numbers, the first not above the second.
+/// Runs foreign code in two places. Its parameter has their indexes, the first not above the
+/// second.
 class InTwoPlaces : public ForeignCode, public testing::WithParamInterface<std::pair<int, int>>
 {
   protected:
@@ -230,6 +236,7 @@ void doEverything()
         operation.work();
 }
 
+/// Also runs the operations that are not in `Operations::all`.
 void doEverythingAndMore()
 {
     doEverything();
@@ -291,6 +298,7 @@ TEST_P(InOnePlace, DoesEverythingWhileAnotherThreadConfiguresLogging)
 
 TEST_P(InOnePlace, IsRefusedToConfigureLoggingIfItIsInside)
 {
+    // A stream is read before the configuration's lock is taken, so outside the gate.
     const bool bOutside = std::string(GetParam().szName) == "Source";
     bool bConfigured = !bOutside;
     s_foreignWork = [&] { bConfigured = Logger::configureDefault(); };

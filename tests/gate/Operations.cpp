@@ -40,7 +40,7 @@ void Operations::logThroughACE() { ACE_ERROR((LM_ERROR, "line of ACE")); }
 
 void Operations::allocate()
 {
-    // More than a thread keeps to itself, so that the lock of the size class is taken.
+    // More than the magazines of a thread hold, so that the lock of the size class is taken.
     constexpr std::size_t uiChunks = 1100;
     constexpr std::size_t uiSize = 24;
     std::array<void*, uiChunks> chunks{};
@@ -67,7 +67,7 @@ void Operations::setConfiguration()
 
 void Operations::loadConfiguration()
 {
-    // A name that is not known draws a line.
+    // The load warns of the misspelt name.
     std::istringstream text("keswardin.run.mode=production\nkeswardin.run.moed=1\n");
     RWGlobalConfig::getInstance()->load(text);
 }

@@ -21,15 +21,17 @@
 namespace Velmora::Test
 {
 
-/// Made when it is first asked for, which takes the mutex of all such objects.
+/// An on-demand singleton. The first request makes it, under the mutex of all on-demand singletons.
 class MadeOnDemand
 {
   public:
     static constexpr const char* s_szSingletonName = "MadeOnDemand::Singleton";
 };
 
-/// What a program does with the library, one thing a function: as code of an appender, an observer
-/// or a destructor does it.
+/// The operations of the library that a program uses, one in each function. The tests run them in
+/// appenders, observers and destructors.
+///
+/// Thread-safety: all functions except `prepare` may be called on any thread.
 class Operations
 {
   public:
@@ -39,6 +41,7 @@ class Operations
         std::function<void()> work;
     };
 
+    /// Returns the operations that a child of a fork may run too.
     static const std::array<Operation, 10>& all()
     {
         static const std::array<Operation, 10> s_all = {
@@ -55,10 +58,10 @@ class Operations
         return s_all;
     }
 
-    /// Once, before threads do all that.
+    /// Makes the objects that the operations use. Must be called once, before the first operation.
     static void prepare();
 
-    /// The alarm that `setAlarm` changes.
+    /// Returns the alarm that `setAlarm` switches on and off.
     static LimitedObjPtr<Alarm> alarm();
 
     static void log() { VELMORA_LOG(Logger("keswardin.test.Operations"), WARN_LOG_LEVEL, "line"); }
@@ -71,9 +74,9 @@ class Operations
     static void shareObject();
     static void useSingletons();
 
-    /// Not among all: the child of a fork may find ACE's own lock taken.
+    /// Not in `all`: the child of a fork may find ACE's own lock taken.
     static void logThroughACE();
-    /// Not among all: it takes long, and others wait for a thread that is inside.
+    /// Not in `all`: it takes long, and a fork waits for threads that are inside the gate.
     static void runCommand();
 };
 
