@@ -41,7 +41,7 @@ using testing::SizeIs;
 constexpr const char* s_szLogger = "keswardin.infra.CallAppender";
 const std::string s_strDirectoryParam = "log4cplus.appender.CALL_LOG_APPENDER.Directory";
 
-/// A configuration whose section cannot be found, although its directory can.
+/// A configuration that has the parameter of the directory but not the section around it.
 class TrieWithoutSection : public ParameterTrie
 {
   public:
@@ -62,10 +62,11 @@ class TrieWithoutSection : public ParameterTrie
     std::string m_strDirectory;
 };
 
+/// Configures a factory of its own with a temporary directory.
 class CallAppenders : public testing::Test
 {
   protected:
-    /// The directory of the files, which is made when it is configured.
+    /// Returns the directory of the files. The factory makes it when it is configured.
     [[nodiscard]] std::string calls() const { return m_directory.file("calls"); }
 
     bool configure(const std::string& in_strMore = "")
@@ -73,14 +74,14 @@ class CallAppenders : public testing::Test
         return m_factory.configure(trieOf(callSection(calls()) + in_strMore));
     }
 
-    /// Configures, and forgets what was logged.
+    /// Configures the factory and removes the lines that it logged.
     void beConfigured(const std::string& in_strMore = "")
     {
         ASSERT_TRUE(configure(in_strMore));
         m_log.clear();
     }
 
-    /// The lines from a level on.
+    /// Returns the captured lines at the given level and above.
     [[nodiscard]] std::vector<LogLine> linesFrom(LogLevel in_level) const
     {
         std::vector<LogLine> lines = m_log.lines();
@@ -89,6 +90,7 @@ class CallAppenders : public testing::Test
         return lines;
     }
 
+    /// Returns the paths of all files below the directory, relative to it and sorted.
     [[nodiscard]] std::vector<std::string> files() const
     {
         std::vector<std::string> names;
@@ -104,6 +106,7 @@ class CallAppenders : public testing::Test
     CallAppenderFactory m_factory;
 };
 
+/// Loads text into the configuration of the process.
 void setGlobal(const std::string& in_strText)
 {
     std::istringstream text(in_strText);
@@ -114,7 +117,7 @@ void setGlobal(const std::string& in_strText)
 
 // The singleton.
 
-TEST_F(CallAppenders, TheSingletonStandsUnderItsKeyAndIsNotConfigured)
+TEST_F(CallAppenders, TheSingletonIsUnderItsKeyAndIsNotConfigured)
 {
     ASSERT_TRUE(configureCalls(calls()));
 
@@ -246,7 +249,7 @@ TEST_F(CallAppenders, WithoutTheSectionTheyAreNotConfigured)
     EXPECT_FALSE(m_factory.newAppender("abc"));
 }
 
-TEST_F(CallAppenders, AConfigurationThatFailsLeavesTheEarlierOneInForce)
+TEST_F(CallAppenders, AConfigurationThatFailsLeavesTheEarlierOneInEffect)
 {
     beConfigured("keswardin.infra.CallLogger.outputFileSuffix=.log\n");
 
@@ -256,7 +259,7 @@ TEST_F(CallAppenders, AConfigurationThatFailsLeavesTheEarlierOneInForce)
     EXPECT_THAT(files(), ElementsAre("abc.log"));
 }
 
-TEST_F(CallAppenders, WhatAFailedConfigurationHadReadIsInForce)
+TEST_F(CallAppenders, WhatAFailedConfigurationHadReadIsInEffect)
 {
     beConfigured();
     const std::string strOther = m_directory.file("other");
@@ -277,7 +280,7 @@ TEST_F(CallAppenders, ASecondConfigurationReplacesThePropertiesOfTheFirst)
     ASSERT_TRUE(m_factory.configure(
         trieOf("log4cplus.appender.CALL_LOG_APPENDER.Directory=" + calls() + "\n")));
 
-    // The line of the layout that an appender has by itself.
+    // The line has log4cplus's default layout, so nothing is left of the first configuration.
     m_factory.newAppender("abc");
     EXPECT_THAT(m_directory.read("calls/abc"), testing::StartsWith("INFO - Call start : "));
 }
@@ -367,7 +370,7 @@ TEST_F(CallAppenders, TheFirstOfEachGroupOfCallsHasOne)
     EXPECT_THAT(files(), ElementsAre("0", "3", "6"));
 }
 
-TEST_F(CallAppenders, ASampleBelowOneIsMendedWithAWarning)
+TEST_F(CallAppenders, ASampleBelowOneIsReplacedByOneWithAWarning)
 {
     for (const char* const szValue : {"0", "-3"})
     {
@@ -385,7 +388,7 @@ TEST_F(CallAppenders, ASampleBelowOneIsMendedWithAWarning)
     }
 }
 
-TEST_F(CallAppenders, TheCountGoesOnWhenTheyAreConfiguredAnew)
+TEST_F(CallAppenders, TheCountGoesOnWhenTheyAreConfiguredAgain)
 {
     beConfigured("keswardin.infra.CallLogger.log1CallOutOf=2\n");
     EXPECT_TRUE(m_factory.newAppender("0"));
@@ -397,7 +400,7 @@ TEST_F(CallAppenders, TheCountGoesOnWhenTheyAreConfiguredAnew)
 
 // The file.
 
-TEST_F(CallAppenders, AFileIsNamedByPrefixIdAndSuffixAndItsNameIsTold)
+TEST_F(CallAppenders, AFileIsNamedByPrefixIdAndSuffixAndItsNameIsLogged)
 {
     beConfigured("keswardin.infra.CallLogger.outputFilePrefix=call-\n"
                  "keswardin.infra.CallLogger.outputFileSuffix=.log\n");
@@ -411,7 +414,7 @@ TEST_F(CallAppenders, AFileIsNamedByPrefixIdAndSuffixAndItsNameIsTold)
               m_log.lines().front());
 }
 
-TEST_F(CallAppenders, InADirectoryByTheTimeAFileStandsFourLevelsDeeper)
+TEST_F(CallAppenders, InADirectoryByTheTimeAFileIsFourLevelsDeeper)
 {
     beConfigured("keswardin.infra.CallLogger.dateTimeDirectory=true\n");
     std::string strBefore;
@@ -508,7 +511,7 @@ TEST_F(CallAppenders, AsyncAppendIsDropped)
     beConfigured("log4cplus.appender.CALL_LOG_APPENDER.AsyncAppend=true\n");
     const log4cplus::SharedAppenderPtr pAppender = m_factory.newAppender("abc");
 
-    // An asynchronous one would need log4cplus's threads, which are gone.
+    // An asynchronous appender would need log4cplus's threads, which the library has ended.
     pAppender->doAppend(
         log4cplus::spi::InternalLoggingEvent("test", INFO_LOG_LEVEL, "line", nullptr, -1));
 
@@ -570,7 +573,7 @@ TEST_F(CallAppenders, TheLevelOfTheLoggerIsThatOfTheMomentAndItsOperationsAreTra
                                     "exiting CallAppenderFactory::newAppender"));
 }
 
-TEST_F(CallAppenders, ANewAppenderLooksAtTheLevelAnewToo)
+TEST_F(CallAppenders, ANewAppenderLooksAtTheLevelAgainToo)
 {
     log4cplus::Logger::getRoot().setLogLevel(WARN_LOG_LEVEL);
     EXPECT_TRUE(configure());

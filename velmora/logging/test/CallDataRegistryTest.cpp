@@ -30,7 +30,7 @@
 namespace Velmora::Test
 {
 
-/// Does what only handles do.
+/// Calls the operations that are for handles only, and reads the registry's internals.
 class CallDataRegistryPeer
 {
   public:
@@ -46,14 +46,14 @@ class CallDataRegistryPeer
     {
         return CallDataRegistryImpl::getInstance()->m_callDataHash.at(in_szId)->m_uiRefCnt;
     }
-    /// Whether threads that wait for a mutex of the registry spin before they sleep.
+    /// Returns whether threads that wait for a mutex of the registry spin before they sleep.
     static bool areMutexesAdaptive()
     {
         CallDataRegistryImpl& registry = *CallDataRegistryImpl::getInstance();
         return registry.m_tableMutex.lock().__data.__kind == PTHREAD_MUTEX_ADAPTIVE_NP &&
                registry.m_refCountMutex.lock().__data.__kind == PTHREAD_MUTEX_ADAPTIVE_NP;
     }
-    /// Changes with each rehash of the table.
+    /// Returns the number of buckets of the table, which changes with each rehash.
     static std::size_t bucketCount()
     {
         return CallDataRegistryImpl::getInstance()->m_callDataHash.bucket_count();
@@ -93,7 +93,7 @@ CallDataRegistry& registry() { return *CallDataRegistry::getInstance(); }
 
 Handle call(const char* in_szId = "abc") { return registry().getCallData(in_szId); }
 
-/// Calls with ids of their own, of which the one that began first ends first.
+/// Holds calls with different ids and counts the rehashes of the table. `end` ends the oldest call.
 class Calls
 {
   public:
@@ -119,10 +119,11 @@ class Calls
             end();
     }
 
-    /// How often the table has been rehashed since the last time.
+    /// Returns the number of rehashes since the last call of this function.
     int takeRehashes() { return std::exchange(m_iRehashes, 0); }
 
   private:
+    /// Counts a rehash if the number of buckets has changed.
     void look()
     {
         if (std::exchange(m_uiBuckets, Peer::bucketCount()) != Peer::bucketCount())
@@ -139,7 +140,7 @@ class Calls
 
 // Interfaces.
 
-TEST(CallDataRegistry, IsTheImplementationThatStandsUnderItsKey)
+TEST(CallDataRegistry, IsTheImplementationUnderItsKey)
 {
     EXPECT_EQ(CallDataRegistryImpl::getInstance(), CallDataRegistry::getInstance());
     EXPECT_EQ(SingletonRegistry::getInstance()->find("CallDataRegistryImpl::Singleton"),
@@ -329,7 +330,7 @@ TEST(CallDataHandle, AMovedOneTakesTheReferenceOver)
     EXPECT_STREQ("abc", hThird->getCallId());
 }
 
-TEST(CallDataHandle, AssigningLetsGoOfTheOldCallBeforeItCountsTheNewOne)
+TEST(CallDataHandle, AssigningReleasesTheOldCallBeforeItCountsTheNewOne)
 {
     const Handle hNew = call("new");
     Handle hCall = call("old");

@@ -34,7 +34,7 @@ using testing::HasSubstr;
 
 constexpr const char* s_szLogger = "keswardin.test";
 
-/// Throws at each line that has a text, or at all.
+/// An appender that throws at each line that contains a text. An empty text is in every line.
 class Thrower : public log4cplus::Appender
 {
   public:
@@ -53,8 +53,8 @@ class Thrower : public log4cplus::Appender
     std::string m_strText;
 };
 
-/// A call with a file, whose end an appender of the library's loggers spoils. It stands on the
-/// logger above theirs, before the others.
+/// Provides a call with a file, and an appender that throws at lines of the library. The appender
+/// is on the logger "keswardin.infra", so it gets them before the appenders of the root.
 class CallEnd : public testing::Test
 {
   protected:
@@ -71,6 +71,7 @@ class CallEnd : public testing::Test
             .addAppender(log4cplus::SharedAppenderPtr(new Thrower(in_strText)));
     }
 
+    /// Returns a logger that has begun a call and logged a line in it.
     static std::unique_ptr<CallLogger> startedCall(const std::string& in_strId = "one")
     {
         auto pLogger = std::make_unique<CallLogger>(s_szLogger);
@@ -79,7 +80,7 @@ class CallEnd : public testing::Test
         return pLogger;
     }
 
-    /// The lines at ERROR.
+    /// Returns the captured lines at ERROR.
     [[nodiscard]] std::vector<LogLine> errors() const
     {
         std::vector<LogLine> lines = m_log.lines();
@@ -88,6 +89,7 @@ class CallEnd : public testing::Test
         return lines;
     }
 
+    /// Expects that no call is active and that the file of the call "one" is complete.
     void expectEnded() const
     {
         EXPECT_EQ(0U, CallDataRegistry::getInstance()->getCurrentNumCall());
@@ -100,7 +102,8 @@ class CallEnd : public testing::Test
     TemporaryDirectory m_directory;
 };
 
-/// The line had waited for the locks of the calls.
+/// The text that `DeferredLine` logs: the line at which the appender throws was logged under the
+/// locks of the registry and waited until they were free.
 constexpr const char* s_szAppender = "exception of an appender : disk gone";
 
 } // namespace
@@ -205,6 +208,7 @@ TEST_F(CallEnd, OutlivesEachAllocationThatFails)
 
 TEST_F(CallEnd, ClosesTheFileAtEachAllocationThatFails)
 {
+    // The system gives out the lowest free descriptor: the same one as before if none has leaked.
     const int iDescriptor = open("/dev/null", O_RDONLY | O_CLOEXEC);
     close(iDescriptor);
     std::unique_ptr<CallLogger> pLogger = startedCall();
@@ -238,7 +242,8 @@ TEST_F(CallEnd, LeavesNoMemoryWhereAnAppenderCannotBeMade)
             AllocationFailure::end();
         }
     };
-    // log4cplus ends the process where no memory at all is left while it makes an appender.
+    // One allocation fails at a time: log4cplus ends the process if all of them fail while it makes
+    // an appender.
     EXPECT_LT(0, failAtEachAllocation(make, [] {}, {AllocationFailure::Lasts::ONCE}));
 }
 

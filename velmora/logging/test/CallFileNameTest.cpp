@@ -29,6 +29,7 @@ const CallFileName& names()
 
 std::string nameOf(const std::string& in_strId) { return names().nameOf(in_strId); }
 
+/// Returns the names between the slashes of a path.
 std::vector<std::string> componentsOf(const std::string& in_strPath)
 {
     std::vector<std::string> components;
@@ -38,7 +39,8 @@ std::vector<std::string> componentsOf(const std::string& in_strPath)
     return components;
 }
 
-/// Whether a path stays inside the directory that it begins in, and can be made.
+/// Returns whether a relative path stays in its directory and can be made: no name in it is empty,
+/// begins with a dot, has a control byte or is longer than 255 bytes.
 bool isSafe(const std::string& in_strPath)
 {
     for (const std::string& strName : componentsOf(in_strPath))
@@ -106,6 +108,7 @@ TEST(CallFileName, AnIdThatBeginsAsAnEncodedOneAndIsNoneStaysAsItIs)
 
 TEST(CallFileName, TheLongestNameOfAFileIsPlain)
 {
+    // A name has at most 255 bytes, of which prefix and suffix take 9.
     const std::string strId(255 - 9, 'a');
 
     EXPECT_EQ("call-" + strId + ".log", nameOf(strId));
@@ -120,6 +123,7 @@ TEST(CallFileName, AnIdThatIsOneByteTooLongIsCutIntoADirectoryAndAFile)
 
 TEST(CallFileName, AVeryLongIdIsCutIntoDirectoriesOfFullLength)
 {
+    // The name of a directory has 253 bytes of the id between two marks.
     const std::string strId = std::string(253, 'a') + std::string(253, '.') + std::string(260, 'c');
 
     const std::string strName = nameOf(strId);
@@ -189,7 +193,7 @@ TEST(CallFileName, NoTwoIdsShareAFileAndEachIsReadBack)
             std::string strId(random() % 8, ' ');
             for (char& c : strId)
                 c = s_strAlphabet[random() % s_strAlphabet.size()];
-            // Some go beyond the length of a name, or just up to it.
+            // A quarter of the ids are about as long as a name can be, or longer.
             if (random() % 4 == 0)
                 strId.insert(random() % (strId.size() + 1), std::string(240 + random() % 300, 'x'));
             const std::string strName = files.nameOf(strId);

@@ -33,10 +33,11 @@ using testing::SizeIs;
 constexpr const char* s_szName = "test.call.Leg";
 constexpr const char* s_szNoCallId = "LoggingIdLogger::???CallId???";
 
-/// A call id longer than any string that needs no memory of its own.
+/// A call id that is too long for the small-string buffer of `std::string`.
 constexpr const char* s_szId = "a84b4c76e66710-9f3c1d2e5b7a@gateway.example.org";
 
-/// Files of calls in a directory, of the loggers "test.call" and below.
+/// Configures files of calls in a temporary directory for the logger "test.call" and those below
+/// it.
 class CallLogging : public testing::Test
 {
   protected:
@@ -54,7 +55,8 @@ class CallLogging : public testing::Test
                            "keswardin.infra.CallLogger.outputFileSuffix=.log\n" + in_strMore));
     }
 
-    /// The lines of a call's file without the first and the last one, which it must have.
+    /// Returns the lines of a call's file without the first and the last one. Fails the test if the
+    /// file lacks either of these.
     [[nodiscard]] std::vector<std::string> linesIn(const std::string& in_strFile) const
     {
         std::vector<std::string> lines = linesOf(m_directory.read(in_strFile));
@@ -67,6 +69,7 @@ class CallLogging : public testing::Test
         return {lines.begin() + 1, lines.end() - 1};
     }
 
+    /// Returns whether a line is the first ("start") or the last ("end") one of a call's file.
     static bool isTimeLine(const std::string& in_strLine, const std::string& in_strWhat)
     {
         return testing::Matches(testing::MatchesRegex(
@@ -90,7 +93,7 @@ class CallLogging : public testing::Test
     CapturedLog m_log;
 };
 
-/// Says that it is in a call, or is not, whatever is.
+/// A logger whose `isInCall` always gives the same answer, right or wrong.
 class StubbornCallLogger : public CallLogger
 {
   public:
@@ -102,7 +105,7 @@ class StubbornCallLogger : public CallLogger
     bool m_bInCall;
 };
 
-/// A whole call with one line.
+/// Begins a call, logs one line in it, and ends it.
 void haveCall(const char* in_szCallId)
 {
     CallLogger logger(s_szName);
@@ -229,7 +232,7 @@ TEST_F(CallLogging, ALaterCallWithTheSameIdReplacesTheFile)
     EXPECT_THAT(linesIn("abc.log"), SizeIs(1));
 }
 
-// In a call and not.
+// Entering and leaving a call.
 
 TEST_F(CallLogging, ALoggerIsInNoCallAtFirst)
 {
@@ -460,7 +463,7 @@ TEST_F(CallLogging, AssignmentToItselfChangesNothing)
     EXPECT_THAT(linesIn("abc.log"), SizeIs(1));
 }
 
-// Who takes part.
+// Loggers that write to the files of calls, and the appender that marks them.
 
 TEST_F(CallLogging, ALoggerWithoutTheMarkInItsChainWritesToNoFile)
 {
@@ -557,7 +560,7 @@ TEST_F(CallLogging, ACallThatBeganBeforeTheConfigurationHasAFileIfItsFirstLineCo
 
 TEST_F(CallLogging, InitializingTheClassGivesTrue) { EXPECT_TRUE(CallLogger::initializeClass()); }
 
-// With the configuration of the process.
+// Files of calls in the configuration of the process.
 
 namespace
 {

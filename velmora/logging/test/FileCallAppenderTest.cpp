@@ -33,6 +33,7 @@ using testing::SizeIs;
 const std::string s_strTime = "[A-Z][a-z][a-z] [A-Z][a-z][a-z] [ 0-9][0-9] "
                               "[0-9][0-9]:[0-9][0-9]:[0-9][0-9] [0-9][0-9][0-9][0-9]";
 
+/// Opens and closes one file of a call, with the level, the logger and the text in each line.
 class CallFile : public testing::Test
 {
   protected:
@@ -55,7 +56,7 @@ class CallFile : public testing::Test
         return linesOf(m_directory.read("call"));
     }
 
-    /// The lines between the first and the last one.
+    /// Returns the lines between the first and the last one.
     [[nodiscard]] std::vector<std::string> linesInside() const
     {
         const std::vector<std::string> all = lines();
@@ -68,7 +69,7 @@ class CallFile : public testing::Test
     log4cplus::SharedAppenderPtr m_pAppender;
 };
 
-/// A line of the logger "test" with identifiers.
+/// Returns a line of the logger "test" with identifiers.
 std::unique_ptr<LoggingIdEvent> eventWith(const std::vector<std::string>& in_ids,
                                           const std::string& in_strText = "text")
 {
@@ -104,7 +105,7 @@ TEST_F(CallFile, HasItsFirstAndLastLineWhateverLevelsAndFiltersSay)
     EXPECT_THAT(lines(), ElementsAre(HasSubstr("Call start : "), HasSubstr("Call end : ")));
 }
 
-TEST_F(CallFile, ItsEndIsTold)
+TEST_F(CallFile, ItsEndIsLogged)
 {
     open();
     EXPECT_THAT(m_log.lines(), IsEmpty());
@@ -169,7 +170,7 @@ TEST_F(CallFile, ShowsAllThatALineHas)
     const std::unique_ptr<LoggingIdEvent> pEvent = eventWith({"call-id=abc"});
     pEvent->setFunction("function");
     m_pAppender->doAppend(*pEvent);
-    // A line later, with nothing of that left.
+    // A later line must have nothing of the earlier line's context and function.
     log4cplus::getMDC().clear();
     m_pAppender->doAppend(*eventWith({"call-id=abc"}));
     close();
