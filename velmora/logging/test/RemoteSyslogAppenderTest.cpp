@@ -58,8 +58,8 @@ using testing::StartsWith;
 
 constexpr const char* s_szTypeName = "velmora::RemoteSyslogAppender";
 
-/// A configuration of log4cplus in which the logger "keswardin.test" logs to appenders of the given
-/// names, made with the properties of each.
+/// Returns a configuration of log4cplus in which the logger "keswardin.test" logs to appenders with
+/// the given names and properties.
 Properties configurationOf(const std::vector<std::pair<std::string, Properties>>& in_appenders)
 {
     Properties result;
@@ -77,14 +77,14 @@ Properties configurationOf(const std::vector<std::pair<std::string, Properties>>
     return result;
 }
 
-/// What reached an error handler of log4cplus's own kind, of which each appender has one from the
-/// beginning.
+/// The texts that reached log4cplus's default error handler, which each appender has at first.
 std::vector<std::string> g_errors;
 
-/// The name service: what `gethostbyname_r` gives, or the real one.
+/// The answers of `gethostbyname_r`. While there is no object, the real function answers.
 struct NameService
 {
     std::vector<std::string> addresses;
+    /// The bytes that an answer needs. With less memory, the function returns ERANGE.
     std::size_t uiMemoryNeeded = 0;
     int iAddressType = AF_INET;
     std::vector<std::string> asked;
@@ -93,7 +93,8 @@ struct NameService
 };
 std::optional<NameService> g_nameService;
 
-/// Where the datagrams go, while somebody wants to know and not have them sent.
+/// The destination of a datagram. While `g_destinations` has a list, datagrams are noted there and
+/// are not sent.
 struct Destination
 {
     std::string strAddress;
@@ -102,7 +103,7 @@ struct Destination
 };
 std::optional<std::vector<Destination>> g_destinations;
 
-/// Whether no socket can be made, as where a process has no descriptor left.
+/// Makes `socket` fail as it does in a process without a free descriptor.
 bool g_bNoSockets = false;
 
 std::ostream& operator<<(std::ostream& out_stream, const Destination& in_destination)
@@ -138,7 +139,7 @@ Properties without(Properties in_properties, const std::string& in_strName)
     return in_properties;
 }
 
-/// An appender that sends its bare messages to a server of the test.
+/// Provides a server, and properties for appenders that send it the text of each line alone.
 class RemoteSyslog : public testing::Test
 {
   protected:
@@ -155,7 +156,8 @@ class RemoteSyslog : public testing::Test
         return propertiesFor(std::to_string(m_server.port()));
     }
 
-    /// One line through an appender with a facility of its own; all of its datagrams.
+    /// Sends one line with a facility, and returns all of its datagrams. The line "end", from
+    /// another appender, follows the last one.
     std::vector<std::string> datagramsOf(const std::string& in_strFacility, int in_level,
                                          const std::string& in_strText)
     {
@@ -178,7 +180,8 @@ class RemoteSyslog : public testing::Test
     UdpServer m_server;
 };
 
-/// The same with threads that run on all processors.
+/// The same with threads on all processors: the server has pinned this thread, and a new thread
+/// inherits that.
 class RemoteSyslogOnThreads : public RemoteSyslog
 {
   protected:
@@ -190,7 +193,7 @@ class RemoteSyslogOnThreads : public RemoteSyslog
     }
 };
 
-/// What the error handler is told when an appender is made.
+/// Makes an appender and returns the errors that it reports.
 std::vector<std::string> errorsOf(const Properties& in_properties)
 {
     g_errors.clear();
@@ -198,6 +201,7 @@ std::vector<std::string> errorsOf(const Properties& in_properties)
     return g_errors;
 }
 
+/// A layout that is a function.
 class FunctionLayout : public log4cplus::Layout
 {
   public:
@@ -215,7 +219,7 @@ class FunctionLayout : public log4cplus::Layout
     Function m_function;
 };
 
-/// Where an appender sends a line, without sending it.
+/// Returns the destinations of a line's datagrams. Nothing is sent.
 std::vector<Destination> destinationsOf(const Properties& in_properties)
 {
     RemoteSyslogAppender appender(in_properties);
@@ -239,21 +243,21 @@ std::vector<int> openDescriptors()
 
 TEST_F(RemoteSyslog, OpensWithHostAndPort) { EXPECT_THAT(errorsOf(properties()), IsEmpty()); }
 
-TEST_F(RemoteSyslog, AnAbsentOrEmptyHostIsTold)
+TEST_F(RemoteSyslog, AnAbsentOrEmptyHostIsReported)
 {
     EXPECT_THAT(errorsOf(without(properties(), "Hostname")), ElementsAre("Invalid SyslogHostname"));
     EXPECT_THAT(errorsOf(with(properties(), "Hostname", "")),
                 ElementsAre("Invalid SyslogHostname"));
 }
 
-TEST_F(RemoteSyslog, APortThatIsNoIntegerAbove0IsTold)
+TEST_F(RemoteSyslog, APortThatIsNoIntegerAbove0IsReported)
 {
     for (const char* const szPort : {"0", "-1", "514.0", "abc", "true", "5 14", "0x0", "4294967295",
                                      "4294967296", "99999999999", "1e3"})
         EXPECT_THAT(errorsOf(propertiesFor(szPort)), ElementsAre("Invalid Port")) << szPort;
 }
 
-TEST_F(RemoteSyslog, AFacilityThatIsNoIntegerAbove0IsTold)
+TEST_F(RemoteSyslog, AFacilityThatIsNoIntegerAbove0IsReported)
 {
     for (const char* const szFacility : {"0", "-8", "8.0", "user", "false", "8 16", "00"})
         EXPECT_THAT(errorsOf(with(properties(), "Facility", szFacility)),
@@ -261,7 +265,7 @@ TEST_F(RemoteSyslog, AFacilityThatIsNoIntegerAbove0IsTold)
             << szFacility;
 }
 
-TEST_F(RemoteSyslog, OnlyTheFirstInvalidPropertyIsTold)
+TEST_F(RemoteSyslog, OnlyTheFirstInvalidPropertyIsReported)
 {
     const Properties invalid = with(with(properties(), "Port", "none"), "Facility", "none");
 
@@ -311,7 +315,7 @@ TEST_F(RemoteSyslog, ReadsWhatEachAppenderReads)
 
 // Opening
 
-TEST_F(RemoteSyslog, ANameThatIsNotFoundIsToldTwice)
+TEST_F(RemoteSyslog, ANameThatIsNotFoundIsReportedTwice)
 {
     g_nameService.emplace();
 
@@ -323,9 +327,9 @@ TEST_F(RemoteSyslog, ANameThatIsNotFoundIsToldTwice)
     EXPECT_THAT(g_nameService->asked, ElementsAre("nobody"));
 }
 
-TEST_F(RemoteSyslog, ANameThatTheRealServiceRefusesIsToldTwice)
+TEST_F(RemoteSyslog, ANameThatTheRealServiceRefusesIsReportedTwice)
 {
-    // Longer than a name can be, so that no server is asked.
+    // Longer than a host name can be, so the resolver asks no name server.
     EXPECT_THAT(errorsOf(with(properties(), "Hostname", std::string(2000, 'x'))),
                 ElementsAre("gethostbyname failed", "failed to open RemoteSyslogAppender"));
 }
@@ -343,7 +347,7 @@ TEST_F(RemoteSyslog, AnAddressOfAnotherFamilyIsNoAddress)
               testing::internal::GetCapturedStderr());
 }
 
-TEST_F(RemoteSyslog, ASocketThatCannotBeMadeIsToldTwice)
+TEST_F(RemoteSyslog, ASocketThatCannotBeMadeIsReportedTwice)
 {
     g_bNoSockets = true;
 
@@ -363,7 +367,7 @@ TEST_F(RemoteSyslog, TheFirstAddressOfTheNameIsTaken)
                 ElementsAre(Destination{"127.0.0.7", 1514}));
 }
 
-TEST_F(RemoteSyslog, ANameWithMoreToTellThanUsualIsFound)
+TEST_F(RemoteSyslog, ANameWithALargerAnswerThanUsualIsFound)
 {
     g_nameService.emplace();
     g_nameService->addresses = {"127.0.0.7"};
@@ -466,8 +470,8 @@ TEST_F(RemoteSyslog, LinesDoNotWaitForANameServiceThatIsSilent)
     std::thread thread([&appender] { EXPECT_TRUE(appender.open()); });
     asked.get_future().wait();
 
-    appender.doAppend(eventOf(INFO_LOG_LEVEL, "meanwhile"));
-    EXPECT_EQ(m_server.receive(), "<13>meanwhile");
+    appender.doAppend(eventOf(INFO_LOG_LEVEL, "during the look-up"));
+    EXPECT_EQ(m_server.receive(), "<13>during the look-up");
 
     answer.set_value();
     thread.join();
@@ -556,6 +560,7 @@ TEST_F(RemoteSyslog, TheFacilityIsAddedAsItIsGiven)
 TEST_F(RemoteSyslog, APriorityBeyondTheIntegersIsWrittenAsTheirNegativeEnd)
 {
     EXPECT_EQ(datagramOf("2147483640", TRACE_LOG_LEVEL, "text"), "<2147483647>text");
+    // The sum of 2147483647 and the severity 7 wraps.
     EXPECT_EQ(datagramOf("2147483647", TRACE_LOG_LEVEL, "text"), "<-2147483642>text");
 }
 
@@ -606,7 +611,7 @@ TEST_F(RemoteSyslog, LinesGoOutInOrder)
 
 TEST_F(RemoteSyslog, AFailureToSendIsIgnored)
 {
-    // The socket has no right to send to all.
+    // The system refuses broadcasts from a socket without SO_BROADCAST.
     RemoteSyslogAppender appender(with(properties(), "Hostname", "255.255.255.255"));
     appender.doAppend(eventOf(INFO_LOG_LEVEL, "text"));
     appender.doAppend(eventOf(INFO_LOG_LEVEL, numberedText(5000)));
@@ -692,13 +697,14 @@ TEST_F(RemoteSyslog, AShortLineAfterAHugeOneIsWhole)
     RemoteSyslogAppender appender(with(properties(), "Hostname", "255.255.255.255"));
     g_destinations.emplace();
     appender.doAppend(eventOf(INFO_LOG_LEVEL, numberedText(100'000)));
+    // 896 bytes of text in each datagram.
     EXPECT_THAT(*g_destinations, SizeIs(112));
     g_destinations->clear();
     appender.doAppend(eventOf(INFO_LOG_LEVEL, "text"));
     EXPECT_THAT(*g_destinations, SizeIs(1));
 }
 
-TEST_F(RemoteSyslog, NumbersStandAsTheyAreWhateverTheLocaleOfTheProgram)
+TEST_F(RemoteSyslog, NumbersAreWrittenAsTheyAreWhateverTheLocaleOfTheProgram)
 {
     class GroupsOfThree : public std::numpunct<char>
     {
@@ -718,7 +724,8 @@ TEST_F(RemoteSyslog, NumbersStandAsTheyAreWhateverTheLocaleOfTheProgram)
     EXPECT_EQ("<13>text 1234567", m_server.receive());
 }
 
-// Long texts. With facility 1, a FATAL line has the header "<3>".
+// Long texts. With facility 1, a FATAL line has the header "<3>", and the 900 bytes of a datagram
+// hold 897 bytes of text.
 
 TEST_F(RemoteSyslog, AMessageOf900BytesIsOneDatagram)
 {
@@ -754,7 +761,8 @@ TEST_F(RemoteSyslog, ALongerRestLosesAsManyBytesAtItsEndAsTheHeaderHas)
 
 TEST_F(RemoteSyslog, AShorterRestThanTheHeaderIsSentWholeInTheThirdDatagramToo)
 {
-    // 1799 bytes with the header: the rest of 899 makes a message of 902, and that one of 2.
+    // The message has 1799 bytes with its header. After the first datagram 899 are left, which make
+    // 902 with a header. After the second one 2 are left.
     const std::string strText = numberedText(1796);
     EXPECT_THAT(datagramsOf("1", FATAL_LOG_LEVEL, strText),
                 ElementsAre("<3>" + strText.substr(0, 897),
@@ -966,7 +974,7 @@ TEST_F(RemoteSyslog, WhatWasLookedUpAheadIsForItsThreadOnly)
 
 // Threads
 
-TEST_F(RemoteSyslogOnThreads, ThreadsLogWhileItIsOpenedAgainAndAgain)
+TEST_F(RemoteSyslogOnThreads, ThreadsLogWhileItIsOpenedRepeatedly)
 {
     RemoteSyslogAppender appender(properties());
     const std::string strText(60, 'x');
@@ -1009,7 +1017,7 @@ TEST_F(RemoteSyslogOnThreads, AThreadLogsWhileItIsClosed)
     EXPECT_TRUE(appender.isClosed());
 }
 
-TEST_F(RemoteSyslogOnThreads, ThreadsMakeAppendersAtATime)
+TEST_F(RemoteSyslogOnThreads, ThreadsMakeAppendersConcurrently)
 {
     std::vector<std::thread> threads;
     for (int iThread = 0; iThread < 4; ++iThread)
@@ -1027,7 +1035,8 @@ TEST_F(RemoteSyslogOnThreads, ThreadsMakeAppendersAtATime)
 
 } // namespace Velmora::Test
 
-// Stand before those of log4cplus and of the C library.
+// These replace functions of log4cplus and of the C library, for the library under test too: the
+// dynamic linker searches the program first.
 
 namespace log4cplus
 {
@@ -1086,7 +1095,7 @@ extern "C" [[gnu::visibility("default")]] int gethostbyname_r(const char* in_szN
     if (g_nameService->addresses.empty())
         return 0;
 
-    // The list of addresses, then the addresses.
+    // The caller's memory holds the list of pointers to the addresses and then the addresses.
     auto* const ppAddresses = reinterpret_cast<char**>(out_pMemory);
     const std::size_t uiCount = g_nameService->addresses.size();
     auto* const pAddresses = reinterpret_cast<in_addr*>(ppAddresses + uiCount + 1);

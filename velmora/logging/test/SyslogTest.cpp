@@ -29,21 +29,21 @@ LogLine lineAt(LogLevel in_level, const std::string& in_strText)
     return {s_szLogger, in_level, in_strText};
 }
 
-/// The severity of a level, -1 for none.
+/// Returns the severity of a level, or -1 if it has none.
 int severityOf(LogLevel in_level)
 {
     const Fallible<unsigned> severity = loglevelToSyslogLevel(in_level);
     return severity.isValid() ? static_cast<int>(severity.get()) : -1;
 }
 
-/// The level of a severity, `NOT_SET_LOG_LEVEL` for none.
+/// Returns the level of a severity, or NOT_SET_LOG_LEVEL if it has none.
 LogLevel levelOf(unsigned in_uiSeverity)
 {
     const Fallible<LogLevel> level = syslogLevelToLoglevel(in_uiSeverity);
     return level.isValid() ? level.get() : NOT_SET_LOG_LEVEL;
 }
 
-/// A text that cannot be formatted: no character of the "C" locale is as large.
+/// A text that cannot be formatted, because the "C" locale has no such character.
 constexpr const wchar_t s_szUnprintable[] = {0x20AC, 0};
 
 } // namespace
@@ -152,7 +152,7 @@ TEST(SyslogToLogger, ATextThatCannotBeFormattedIsDroppedWithALineInItsPlace)
                 ElementsAre(lineAt(ERROR_LOG_LEVEL, "Velmora::syslogToLogger failed")));
 }
 
-TEST(SyslogToLogger, ADroppedTextIsNotToldOfItsSeverity)
+TEST(SyslogToLogger, TheSeverityOfADroppedTextIsNotReported)
 {
     const CapturedLog log;
 
@@ -162,7 +162,7 @@ TEST(SyslogToLogger, ADroppedTextIsNotToldOfItsSeverity)
                 ElementsAre(lineAt(ERROR_LOG_LEVEL, "Velmora::syslogToLogger failed")));
 }
 
-TEST(SyslogToLogger, ANumberThatIsNoSeverityIsToldAndTheTextFollowsAtError)
+TEST(SyslogToLogger, ANumberThatIsNoSeverityIsReportedAndTheTextFollowsAtError)
 {
     const CapturedLog log;
 
