@@ -1,4 +1,5 @@
-// A line that is logged under a lock of the library is appended when the lock is free.
+// A line that is logged under a lock of the library is appended when the thread has released the
+// lock.
 
 #include "velmora/application/GatedGuard.h"
 #include "velmora/logging/CallLogger.h"
@@ -39,7 +40,7 @@ void logLine(const std::string& in_strText)
     VELMORA_LOG(Logger(s_szLogger), WARN_LOG_LEVEL, in_strText);
 }
 
-/// While it lives, an appender of one logger hands each event to a function.
+/// Adds an appender to a logger, for the life of this object, that hands each event to a function.
 class EventAppender
 {
   public:
@@ -139,6 +140,7 @@ TEST(DeferredLine, ALineHasTheTimeAtWhichItWasLogged)
         const Guard guard(mutex);
         logLine("line");
         afterTheLine = log4cplus::helpers::now();
+        // A timestamp that is taken when the line is appended would be later.
         std::this_thread::sleep_for(std::chrono::milliseconds(5));
     }
     EXPECT_NE(log4cplus::helpers::Time(), appended);
@@ -163,7 +165,7 @@ TEST(DeferredLine, AnEventThatIsForwardedTwiceUnderALockIsAppendedTwice)
     const LogLine line = warnLine(s_szLogger, "line");
     const LogLine second = warnLine(s_szLogger, "second");
     const LogLine own = warnLine("keswardin.test.forwarded", "and its own");
-    // The last of three is the line's own way to the root.
+    // Each line comes three times: forwarded twice, and then from its own logger to the root.
     EXPECT_THAT(log.lines(), ElementsAre(line, line, own, line, second, second, own, second));
 }
 

@@ -37,9 +37,13 @@ using testing::ElementsAre;
 using testing::HasSubstr;
 using testing::IsEmpty;
 
+/// The id of the user "nobody".
 constexpr uid_t s_nobody = 65534;
 
-/// A flag that `chattr` sets on a file or a directory, which holds for root too.
+/// Sets one of the flags that `chattr` sets on a file or a directory, for the life of this object.
+/// Such a flag holds for root too.
+///
+/// Failure: `isSet` returns false if the file system or the user does not allow it.
 class FileFlag
 {
   public:
@@ -74,7 +78,9 @@ class FileFlag
     if (!(flag).isSet())         \
     GTEST_SKIP() << "this file system or user sets no such flag"
 
-/// Makes the test another user than root.
+/// Makes the test run as the user "nobody" for the life of this object.
+///
+/// Failure: `isSet` returns false if the test may not change its user.
 class OtherUser
 {
   public:
@@ -97,13 +103,14 @@ class OtherUser
     if (!(user).isSet())         \
     GTEST_SKIP() << "only root becomes another user"
 
-/// A directory for a log, with an appender to a file in it.
+/// Provides a directory and the properties of an appender, MAIN, that rolls over a file in it.
 class RollingAppender : public testing::Test
 {
   protected:
     RollingAppender() : m_strDirectory(m_parent.file("logs"))
     {
         std::filesystem::create_directory(m_strDirectory);
+        // The user of `OtherUser` must be able to search it.
         chmod(m_parent.path().c_str(), 0755);
         set("", "log4cplus::RollingFileAppender");
         set(".File", file());
@@ -124,6 +131,7 @@ class RollingAppender : public testing::Test
         std::ofstream(file(in_strName)) << "a line\n";
     }
 
+    /// Returns the line for an operator about a file that cannot be renamed or made.
     [[nodiscard]] std::string problemAt(const std::string& in_strPath,
                                         const std::string& in_strDirectory, int in_iReason) const
     {
@@ -147,7 +155,7 @@ class RollingAppender : public testing::Test
     Properties m_properties;
 };
 
-/// Puts a configuration with one appender, MAIN, into force.
+/// Configures logging with one appender, MAIN, whose properties are given.
 bool configureMain(const std::string& in_strLines)
 {
     return Logger::configure(trieOf("log4cplus.rootLogger=INFO, MAIN\n" + in_strLines));
@@ -161,7 +169,7 @@ std::string mainAppender(const std::string& in_strType, const std::string& in_st
            "\nlog4cplus.appender.MAIN.layout.ConversionPattern=%m%n\n";
 }
 
-/// Logs lines to a disk that is full for one of them; gives those that arrived.
+/// Logs lines, the second of them while the disk is full, and returns the lines of the file.
 std::vector<std::string> linesAroundAFullDisk(const SmallDisk& in_disk,
                                               const std::string& in_strLog)
 {
@@ -178,7 +186,8 @@ std::vector<std::string> linesAroundAFullDisk(const SmallDisk& in_disk,
     return linesOf(text.str());
 }
 
-/// What there was room for of the line that failed stands in front of the next one.
+/// Removes the line that failed. The disk had room for a part of it, which is in front of the next
+/// line.
 std::vector<std::string> withoutTheLineThatFailed(std::vector<std::string> in_lines)
 {
     for (std::string& strLine : in_lines)
@@ -290,7 +299,7 @@ TEST(FileAppenders, TheFileOfACallLosesNoLineBehindOneThatFailed)
                             "INFO keswardin.test: after 2", HasSubstr("Call end : ")));
 }
 
-TEST_F(RollingAppender, InADirectoryOfItsOwnDrawsNothing)
+TEST_F(RollingAppender, InADirectoryOfItsOwnIsNotReported)
 {
     EXPECT_THAT(problems(), IsEmpty());
     makeFile();
@@ -300,14 +309,14 @@ TEST_F(RollingAppender, InADirectoryOfItsOwnDrawsNothing)
     EXPECT_TRUE(std::filesystem::exists(file("main.log.1")));
 }
 
-TEST_F(RollingAppender, InADirectoryThatIsNotThereDrawsNothing)
+TEST_F(RollingAppender, InADirectoryThatIsNotThereIsNotReported)
 {
     set(".File", file("deeper/main.log"));
     set(".CreateDirs", "true");
     EXPECT_THAT(problems(), IsEmpty());
 }
 
-TEST_F(RollingAppender, InADirectoryThatNobodyMayChangeDrawsAnError)
+TEST_F(RollingAppender, InADirectoryThatNobodyMayChangeIsReported)
 {
     makeFile();
     const FileFlag flag(directory(), FS_IMMUTABLE_FL);
@@ -322,7 +331,7 @@ TEST_F(RollingAppender, InADirectoryThatNobodyMayChangeDrawsAnError)
     EXPECT_THAT(problems(), IsEmpty());
 }
 
-TEST_F(RollingAppender, InADirectoryThatOnlyGrowsDrawsAnError)
+TEST_F(RollingAppender, InADirectoryThatOnlyGrowsIsReported)
 {
     makeFile();
     const FileFlag flag(directory(), FS_APPEND_FL);
@@ -330,7 +339,7 @@ TEST_F(RollingAppender, InADirectoryThatOnlyGrowsDrawsAnError)
     EXPECT_THAT(problems(), ElementsAre(problemAt(file(), directory(), EPERM)));
 }
 
-TEST_F(RollingAppender, WithAFileThatOnlyGrowsDrawsAnError)
+TEST_F(RollingAppender, WithAFileThatOnlyGrowsIsReported)
 {
     makeFile();
     const FileFlag flag(file(), FS_APPEND_FL);
@@ -338,7 +347,7 @@ TEST_F(RollingAppender, WithAFileThatOnlyGrowsDrawsAnError)
     EXPECT_THAT(problems(), ElementsAre(problemAt(file(), directory(), EPERM)));
 }
 
-TEST_F(RollingAppender, InADirectoryOfAnotherUserDrawsAnError)
+TEST_F(RollingAppender, InADirectoryOfAnotherUserIsReported)
 {
     makeFile();
     const OtherUser user;
@@ -346,14 +355,14 @@ TEST_F(RollingAppender, InADirectoryOfAnotherUserDrawsAnError)
     EXPECT_THAT(problems(), ElementsAre(problemAt(file(), directory(), EACCES)));
 }
 
-TEST_F(RollingAppender, InADirectoryOfAnotherUserWithoutAFileDrawsAnError)
+TEST_F(RollingAppender, InADirectoryOfAnotherUserWithoutAFileIsReported)
 {
     const OtherUser user;
     VELMORA_NEEDS_USER(user);
     EXPECT_THAT(problems(), ElementsAre(problemAt(file(), directory(), EACCES)));
 }
 
-TEST_F(RollingAppender, WithAForeignFileInAStickyDirectoryDrawsAnError)
+TEST_F(RollingAppender, WithAForeignFileInAStickyDirectoryIsReported)
 {
     makeFile();
     ASSERT_EQ(0, chmod(file().c_str(), 0666));
@@ -363,7 +372,7 @@ TEST_F(RollingAppender, WithAForeignFileInAStickyDirectoryDrawsAnError)
     EXPECT_THAT(problems(), ElementsAre(problemAt(file(), directory(), EPERM)));
 }
 
-TEST_F(RollingAppender, WithAFileOfItsOwnInAStickyDirectoryDrawsNothing)
+TEST_F(RollingAppender, WithAFileOfItsOwnInAStickyDirectoryIsNotReported)
 {
     makeFile();
     ASSERT_EQ(0, chmod(directory().c_str(), 01777));
@@ -374,7 +383,7 @@ TEST_F(RollingAppender, WithAFileOfItsOwnInAStickyDirectoryDrawsNothing)
     EXPECT_THAT(problems(), IsEmpty());
 }
 
-TEST_F(RollingAppender, WithAForeignBackupInAStickyDirectoryDrawsAnError)
+TEST_F(RollingAppender, WithAForeignBackupInAStickyDirectoryIsReported)
 {
     makeFile("main.log.1");
     ASSERT_EQ(0, chmod(directory().c_str(), 01777));
@@ -383,7 +392,7 @@ TEST_F(RollingAppender, WithAForeignBackupInAStickyDirectoryDrawsAnError)
     EXPECT_THAT(problems(), ElementsAre(problemAt(file("main.log.1"), directory(), EPERM)));
 }
 
-TEST_F(RollingAppender, WithADirectoryInPlaceOfABackupDrawsAnError)
+TEST_F(RollingAppender, WithADirectoryInPlaceOfABackupIsReported)
 {
     makeFile();
     std::filesystem::create_directory(file("main.log.1"));

@@ -20,7 +20,7 @@ namespace
 constexpr const char* s_szOld = "old";
 constexpr const char* s_szNew = "new";
 
-/// A configuration with a file of that name, which has a line for each line of the log.
+/// Returns a configuration with one appender and its file, both of the given name.
 ParameterTrie configurationOf(const TemporaryDirectory& in_directory, const std::string& in_strName)
 {
     return trieOf("log4cplus.rootLogger=INFO, " + in_strName + "\n" +
@@ -31,7 +31,7 @@ ParameterTrie configurationOf(const TemporaryDirectory& in_directory, const std:
                   ".File=" + in_directory.file(in_strName) + "\n");
 }
 
-/// How often a text stands in another.
+/// Returns how often a text contains another one.
 int countOf(const std::string& in_strText, const std::string& in_strPart)
 {
     int iCount = 0;
@@ -43,18 +43,19 @@ int countOf(const std::string& in_strText, const std::string& in_strPart)
 
 } // namespace
 
-TEST(LoggerConfigurationMemory, AWholeConfigurationIsInForceAfterEachFailure)
+TEST(LoggerConfigurationMemory, AWholeConfigurationIsInEffectAfterEachFailure)
 {
     const TemporaryDirectory directory;
     const ParameterTrie oldTrie = configurationOf(directory, s_szOld);
     const ParameterTrie newTrie = configurationOf(directory, s_szNew);
-    // Tables that fill themselves at their first use.
+    // The first configuration fills tables that stay; their allocations are not to fail here.
     ASSERT_TRUE(Logger::configure(newTrie));
     ASSERT_TRUE(Logger::configure(oldTrie));
 
-    // log4cplus ends the process where an appender is destroyed without memory.
-    const auto appendersInForce = [] { return log4cplus::Logger::getRoot().getAllAppenders(); };
-    log4cplus::SharedAppenderPtrList kept = appendersInForce();
+    // log4cplus ends the process if an appender is destroyed while allocations fail. So the test
+    // keeps the appenders alive until there is memory again.
+    const auto appendersInEffect = [] { return log4cplus::Logger::getRoot().getAllAppenders(); };
+    log4cplus::SharedAppenderPtrList kept = appendersInEffect();
     bool bConfigured = false;
     int iRound = 0;
     std::string strErrors;
@@ -79,7 +80,7 @@ TEST(LoggerConfigurationMemory, AWholeConfigurationIsInForceAfterEachFailure)
             EXPECT_EQ(2, countOf(strLogged, strLine)) << "failure " << iRound << strErrors;
             EXPECT_TRUE(bConfigured || !strErrors.empty() || AllocationFailure::hasFailed());
             EXPECT_TRUE(Logger::configure(oldTrie));
-            kept = appendersInForce();
+            kept = appendersInEffect();
         },
         {AllocationFailure::Lasts::ONCE});
     testing::internal::GetCapturedStdout();

@@ -49,15 +49,16 @@ using testing::ElementsAre;
 using testing::HasSubstr;
 using testing::IsEmpty;
 
-/// While it is set, it is told each name that is looked up, and all names are those of this host.
+/// If set, is called with each name that is looked up. All names then resolve to this host.
 std::function<void(const std::string&)> g_lookUp;
 
-/// What log4cplus makes appenders from, with a look at what it keeps to itself.
+/// Gives access to the protected table of log4cplus's registry of appender factories.
 class FactoryRegistry : public log4cplus::spi::AppenderFactoryRegistry
 {
   public:
     FactoryRegistry() = delete;
 
+    /// Removes a factory from the registry and deletes it.
     static void forget(const std::string& in_strTypeName)
     {
         log4cplus::spi::AppenderFactoryRegistry& registry =
@@ -68,10 +69,10 @@ class FactoryRegistry : public log4cplus::spi::AppenderFactoryRegistry
     }
 };
 
-/// Called when an appender of the type "Probe" is made, if it is set.
+/// If set, is called when an appender of the type "Probe" is made.
 std::function<void()> g_whileMade;
 
-/// Makes an appender that does nothing.
+/// Makes appenders of the type "Probe", which drop their lines.
 class ProbeFactory : public log4cplus::spi::AppenderFactory
 {
   public:
@@ -88,7 +89,8 @@ class ProbeFactory : public log4cplus::spi::AppenderFactory
   private:
     const log4cplus::tstring m_strTypeName = "Probe";
 };
-/// Sends everything from INFO on to a server.
+
+/// Returns a configuration that sends all lines at INFO and above to a server.
 std::string syslogConfiguration(const std::string& in_strHostName, const UdpServer& in_server)
 {
     return "log4cplus.rootLogger=INFO, syslog\n"
@@ -103,7 +105,7 @@ std::string syslogConfiguration(const std::string& in_strHostName, const UdpServ
            "log4cplus.appender.syslog.layout.ConversionPattern=%m\n";
 }
 
-/// Makes appenders of a class under the name of a type.
+/// Makes appenders of a class, under the type name that a configuration uses.
 template <class Appender>
 class FactoryOf : public log4cplus::spi::AppenderFactory
 {
@@ -128,7 +130,8 @@ class FactoryOf : public log4cplus::spi::AppenderFactory
     const log4cplus::tstring m_strTypeName;
 };
 
-/// Logs a line itself for each that it gets, on a logger that it makes.
+/// An appender that logs a line of its own for each line that it gets. It makes the logger for that
+/// each time.
 class Talkative : public log4cplus::Appender
 {
   public:
@@ -143,10 +146,10 @@ class Talkative : public log4cplus::Appender
     }
 };
 
-/// How often a `CountingFile` was closed.
+/// Counts the calls of `CountingFile::close`.
 int g_iCloses = 0;
 
-/// Writes to a file and counts its closings.
+/// A file appender that counts how often it is closed.
 class CountingFile : public log4cplus::FileAppender
 {
   public:
@@ -178,7 +181,7 @@ class LoggerConfiguration : public testing::Test
         return trie;
     }
 
-    /// A configuration with one file appender of the layout "LEVEL - text".
+    /// Returns a configuration with one file appender, whose lines are "LEVEL - text".
     [[nodiscard]] std::string fileConfiguration(const std::string& in_strMore = "") const
     {
         return "log4cplus.rootLogger=INFO, file\n"
@@ -208,7 +211,8 @@ class LoggerConfiguration : public testing::Test
         return result;
     }
 
-    static void expectDefaultInForce()
+    /// Expects the default configuration: the root at DEBUG with an appender to standard output.
+    static void expectDefaultInEffect()
     {
         const log4cplus::Logger root = log4cplus::Logger::getRoot();
         EXPECT_EQ(DEBUG_LOG_LEVEL, root.getLogLevel());
@@ -224,7 +228,7 @@ class LoggerConfiguration : public testing::Test
 
 } // namespace
 
-TEST_F(LoggerConfiguration, TheSectionIsPutIntoForce)
+TEST_F(LoggerConfiguration, TheSectionTakesEffect)
 {
     EXPECT_TRUE(configure("keswardin.x=1\n" + fileConfiguration("log4cplus.logger.a.b=ERROR\n")));
     EXPECT_EQ("", m_strErrors);
@@ -235,7 +239,7 @@ TEST_F(LoggerConfiguration, TheSectionIsPutIntoForce)
     EXPECT_THAT(linesOfFile(), ElementsAre("INFO - info 1", "ERROR - error"));
 }
 
-TEST_F(LoggerConfiguration, WhatWasInForceIsGone)
+TEST_F(LoggerConfiguration, WhatWasInEffectIsGone)
 {
     const CapturedLog captured;
     Logger("a").setLogLevel(FATAL_LOG_LEVEL);
@@ -277,7 +281,7 @@ TEST_F(LoggerConfiguration, WithoutASectionNothingIsLoggedWhereWarningsAreOff)
     EXPECT_EQ(1U, log.lines().size());
 }
 
-TEST_F(LoggerConfiguration, ALevelOfTheRootThatIsNotKnownPutsTheDefaultIntoForce)
+TEST_F(LoggerConfiguration, ALevelOfTheRootThatIsNotKnownPutsTheDefaultIntoEffect)
 {
     testing::internal::CaptureStderr();
     std::string strConfiguration = fileConfiguration();
@@ -287,7 +291,7 @@ TEST_F(LoggerConfiguration, ALevelOfTheRootThatIsNotKnownPutsTheDefaultIntoForce
     EXPECT_EQ("log4cplus.rootLogger=LOUD, file : Invalid logger configuration. "
               "Invalid rootLogger log level.",
               m_strErrors);
-    expectDefaultInForce();
+    expectDefaultInEffect();
     EXPECT_FALSE(std::filesystem::exists(m_directory.file("log")));
 }
 
@@ -301,7 +305,7 @@ TEST_F(LoggerConfiguration, AnInheritedOrAnEmptyLevelOfTheRootIsInvalid)
         EXPECT_EQ("log4cplus.rootLogger=" + strRoot +
                       " : Invalid logger configuration. Invalid rootLogger log level.",
                   m_strErrors);
-        expectDefaultInForce();
+        expectDefaultInEffect();
     }
 }
 
@@ -314,17 +318,17 @@ TEST_F(LoggerConfiguration, ARootWithoutAnyTextKeepsItsLevelAndHasNoAppenders)
               "rootLogger has no valid appenders.\n"
               "log4cplus.rootLogger=\nlog4cplus.logger.a=WARN",
               m_strErrors);
-    expectDefaultInForce();
+    expectDefaultInEffect();
 }
 
-TEST_F(LoggerConfiguration, ARootWithoutAppendersPutsTheDefaultIntoForceAndShowsTheSection)
+TEST_F(LoggerConfiguration, ARootWithoutAppendersPutsTheDefaultIntoEffectAndShowsTheSection)
 {
     EXPECT_FALSE(configure("x=1\nlog4cplus.rootLogger=INFO\nlog4cplus.logger.a=WARN\n"));
     EXPECT_EQ("log4cplus.rootLogger=INFO : Invalid logger configuration. "
               "rootLogger has no valid appenders.\n"
               "log4cplus.rootLogger=INFO\nlog4cplus.logger.a=WARN",
               m_strErrors);
-    expectDefaultInForce();
+    expectDefaultInEffect();
     EXPECT_EQ(NOT_SET_LOG_LEVEL, Logger("a").getLogLevel());
 }
 
@@ -335,19 +339,19 @@ TEST_F(LoggerConfiguration, AnAppenderThatCannotBeMadeLeavesTheRootWithoutOne)
                            "log4cplus.appender.x=log4cplus::NoSuchAppender\n"));
     EXPECT_THAT(testing::internal::GetCapturedStderr(), HasSubstr("NoSuchAppender"));
     EXPECT_THAT(m_strErrors, HasSubstr("rootLogger has no valid appenders.\n"));
-    expectDefaultInForce();
+    expectDefaultInEffect();
 }
 
-TEST_F(LoggerConfiguration, ASectionWithoutARootPutsTheDefaultIntoForce)
+TEST_F(LoggerConfiguration, ASectionWithoutARootPutsTheDefaultIntoEffect)
 {
     EXPECT_FALSE(configure("log4cplus.logger.a=WARN\n"));
     EXPECT_EQ("log4cplus.rootLogger= : Invalid logger configuration. "
               "rootLogger has no valid appenders.\nlog4cplus.logger.a=WARN",
               m_strErrors);
-    expectDefaultInForce();
+    expectDefaultInEffect();
 }
 
-TEST_F(LoggerConfiguration, AfterAnUnusableConfigurationAGoodOneIsPutIntoForce)
+TEST_F(LoggerConfiguration, AfterAnUnusableConfigurationAGoodOneTakesEffect)
 {
     EXPECT_FALSE(configure("log4cplus.rootLogger=INFO\n"));
     EXPECT_TRUE(configure(fileConfiguration()));
@@ -403,16 +407,16 @@ TEST_F(LoggerConfiguration, NoLineWaitsForTheNameOfASyslogServer)
 {
     ASSERT_TRUE(configure(fileConfiguration()));
     UdpServer server;
-    std::future<void> meanwhile;
+    std::future<void> lineDuringLookUp;
     std::vector<std::string> asked;
     g_lookUp = [&](const std::string& in_strName)
     {
         asked.push_back(in_strName);
-        meanwhile =
+        lineDuringLookUp =
             std::async(std::launch::async,
                        [] { VELMORA_LOG(Logger("a"), INFO_LOG_LEVEL, "while it is looked up"); });
-        // A line that waits for the end of the configuration would never come.
-        EXPECT_EQ(std::future_status::ready, meanwhile.wait_for(std::chrono::seconds(20)));
+        // The configuration waits for this look-up, so a line that waited for it would time out.
+        EXPECT_EQ(std::future_status::ready, lineDuringLookUp.wait_for(std::chrono::seconds(20)));
     };
 
     EXPECT_TRUE(configure(syslogConfiguration("logs", server)));
@@ -589,9 +593,10 @@ TEST_F(LoggerConfiguration, ReconfiguringAndForkingEndWhileAnAppenderLogsItself)
         << expected.size() << " lines expected, " << lines.size() << " found";
 }
 
-TEST_F(LoggerConfiguration, ALevelThatStaysInForceIsInForceAllTheTime)
+TEST_F(LoggerConfiguration, ALevelThatStaysInEffectIsInEffectAllTheTime)
 {
-    // The level of "a.b.c" comes from itself, from each of its parents, and from the root.
+    // The level of "a.b.c" is INFO in each of them. It is set at the root, at "a.b", at "a.b.c"
+    // itself and at "a", in this order.
     const std::array<std::string, 4> texts = {
         fileConfiguration(), fileConfiguration("log4cplus.logger.a.b=INFO\n"),
         fileConfiguration("log4cplus.logger.a=DEBUG\nlog4cplus.logger.a.b.c=INFO\n"),
@@ -613,7 +618,7 @@ TEST_F(LoggerConfiguration, ALevelThatStaysInForceIsInForceAllTheTime)
     for (int iRound = 0; iRound < 1000; ++iRound)
     {
         std::string strText = texts[static_cast<std::size_t>(iRound) % texts.size()];
-        // Behind a parent that has INFO itself, the root may have any.
+        // Where the level is not set at the root, the root has another one, which must not be used.
         if (iRound % 4 != 0)
             strText.replace(strText.find("INFO, file"), 4, "DEBUG");
         EXPECT_TRUE(configure(strText));
@@ -651,7 +656,7 @@ TEST_F(LoggerConfiguration, AnAppenderOfTwoLoggersIsClosedOnce)
 
 TEST_F(LoggerConfiguration, ARollingFileIsRolledByOneAppenderAtATime)
 {
-    // Read once, as a parameter that is defined twice draws a line each time.
+    // Read once: "appender.file" is defined twice, and each reading logs a line about that.
     const ParameterTrie trie =
         trieOf(fileConfiguration("log4cplus.appender.file=log4cplus::RollingFileAppender\n"
                                  "log4cplus.appender.file.MaxFileSize=200KB\n"
@@ -753,7 +758,7 @@ TEST_F(LoggerConfiguration, FailsWhenAThreadDoesNotComeOutOfItsLine)
         "another configuration within 5 s ; the configuration in force stays. Look for an appender "
         "or an observer that hangs, and configure again";
     EXPECT_EQ(strReason, errors.str());
-    // A line would hang as well.
+    // A log line would wait for the appender too, so the error goes to standard error.
     EXPECT_EQ("log4cplus:ERROR " + strReason + "\n", testing::internal::GetCapturedStderr());
     EXPECT_THAT(captured.lines(), ElementsAre(LogLine{"a", INFO_LOG_LEVEL, "stay"}));
 }
@@ -801,7 +806,8 @@ TEST_F(LoggerConfiguration, ThreadsThatReconfigureWaitForEachOther)
 
 } // namespace Velmora::Test
 
-// Stands before that of the C library.
+// Replaces the function of the C library, for the library under test too: the dynamic linker
+// searches the program first.
 
 extern "C" [[gnu::visibility("default")]] int gethostbyname_r(const char* in_szName,
                                                               hostent* out_pHost, char* out_pMemory,
