@@ -1,3 +1,6 @@
+// Counts the branches and comparisons in the machine code of a log line or a trace scope that is
+// off and of an assertion that holds. Measuring time would not give the same result on each run.
+
 #include "tests/support/HelperProcess.h"
 
 #include <gtest/gtest.h>
@@ -21,7 +24,7 @@ struct Instruction
 {
     unsigned long ulAddress;
     std::string strText;
-    /// The linker fills in its operand, so it leads out of the function.
+    /// Whether the linker fills in the operand. Such a jump or call leaves the function.
     bool bRelocated = false;
 
     [[nodiscard]] bool begins(const char* in_szPrefix) const
@@ -37,6 +40,7 @@ struct Instruction
         return begins("call") || begins("lock") || begins("xchg");
     }
 
+    /// Returns the address that a jump within the function leads to.
     [[nodiscard]] unsigned long target() const
     {
         return std::stoul(strText.substr(strText.find_first_of(' ')), nullptr, 16);
@@ -45,7 +49,9 @@ struct Instruction
 
 using Function = std::vector<Instruction>;
 
-/// Takes the functions out of what `objdump` writes.
+/// Returns the functions in a listing of `objdump`, by name. A function begins with its address and
+/// its name, as in "00a0 <name>:". Each of its instructions is an address, a colon, a tab and the
+/// text. A relocation is in the line after its instruction.
 std::map<std::string, Function> parseListing(const std::string& in_strListing)
 {
     std::map<std::string, Function> functions;
@@ -68,7 +74,7 @@ std::map<std::string, Function> parseListing(const std::string& in_strListing)
     return functions;
 }
 
-/// The library of small functions, as the compiler of this build made it.
+/// Returns the functions of HotPaths.cpp as this build's compiler has compiled them.
 const std::map<std::string, Function>& hotPaths()
 {
     static const std::map<std::string, Function> s_functions = []
@@ -82,7 +88,7 @@ const std::map<std::string, Function>& hotPaths()
     return s_functions;
 }
 
-/// What a way through a function costs.
+/// The cost of a path through a function.
 struct Cost
 {
     int iBranches = 0;
@@ -98,6 +104,7 @@ std::ostream& operator<<(std::ostream& out_stream, const Cost& in_cost)
                       << " comparisons";
 }
 
+/// Returns the index of the instruction at an address.
 std::size_t indexOf(const Function& in_function, unsigned long in_ulAddress)
 {
     const auto pFound = std::find_if(in_function.begin(), in_function.end(),
@@ -106,9 +113,11 @@ std::size_t indexOf(const Function& in_function, unsigned long in_ulAddress)
     return static_cast<std::size_t>(pFound - in_function.begin());
 }
 
-/// The cheapest way from an instruction to a return that calls nothing and locks nothing.
+/// Returns the cost of the cheapest path from an instruction to a return that has no call and no
+/// locked instruction, or nothing if there is none.
 std::optional<Cost> cheapestWay(const Function& in_function, std::size_t in_uiIndex, Cost in_cost)
 {
+    // Ends the search in a loop.
     static constexpr int s_iMostBranches = 12;
     for (; in_uiIndex < in_function.size(); ++in_uiIndex)
     {
@@ -140,7 +149,8 @@ std::optional<Cost> cheapestWay(const Function& in_function, std::size_t in_uiIn
     return std::nullopt;
 }
 
-/// The cheapest way through a function, and that it is one of at least two: one that calls nothing.
+/// Returns the cost of the cheapest path through a function that calls nothing. Fails the test if
+/// every path calls something.
 Cost costOf(const std::string& in_strFunction)
 {
     const auto pFunction = hotPaths().find(in_strFunction);

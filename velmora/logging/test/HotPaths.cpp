@@ -1,4 +1,4 @@
-// Small functions whose machine code `GeneratedCodeTest` looks at. They are never called.
+// Small functions whose machine code `GeneratedCodeTest` reads. They are never called.
 
 #include "velmora/application/Assertion.h"
 #include "velmora/logging/CachedLLLogger.h"
@@ -16,7 +16,7 @@ using Velmora::Logger;
 using Velmora::ObjectWithLogger;
 using Velmora::TraceScope;
 
-/// Keeps the compiler from joining what stands before and after it.
+/// Keeps the compiler from merging the code before it with the code after it.
 inline void doWork(int& out_iCount)
 {
     asm volatile("incl %0" : "+m"(out_iCount) : : "memory", "cc");
@@ -41,6 +41,7 @@ class Call : public ObjectWithLogger<T>
 
 } // namespace
 
+// The test finds the functions by their names, which C linkage leaves as they are.
 extern "C"
 {
     void lineOfCachedLogger(const CachedLLLogger& in_logger, int in_iNumber)
