@@ -16,8 +16,8 @@ namespace Velmora::Test
 namespace
 {
 
-/// Ends the process as one whose exit list has just let go of the bridge; the code tells whether
-/// ACE's log is on its own again.
+/// Deletes the bridge as the exit list does, and ends the process. The exit code is 0 if ACE's log
+/// then works as it does without the library.
 [[noreturn]] void endWithoutBridge()
 {
     ace_cleanup_destroyer(getACEBackend(), nullptr);

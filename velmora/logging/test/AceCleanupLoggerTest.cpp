@@ -36,7 +36,7 @@ using Velmora::Test::traceLine;
 
 constexpr const char* s_szLifeLogger = "keswardin.infra.Logger";
 
-/// Takes a logger off the exit list again and deletes it the way that the list does.
+/// Removes a logger from the exit list and deletes it as the list would.
 template <class CleanupLogger>
 void deleteAsTheExitListDoes(CleanupLogger* in_pLogger)
 {
@@ -44,7 +44,7 @@ void deleteAsTheExitListDoes(CleanupLogger* in_pLogger)
     CleanupLogger::cleanupFunc(in_pLogger, nullptr);
 }
 
-/// What the two classes have in common, with the name that their lines tell.
+/// The name of each of the two classes, as it is in their lines.
 template <class CleanupLogger>
 struct ClassName;
 template <>
@@ -58,6 +58,7 @@ struct ClassName<AceCleanupCachedLLLogger>
     static constexpr const char* s_sz = "AceCleanupCachedLLLogger";
 };
 
+/// Runs each test with both classes.
 template <class CleanupLogger>
 class AceCleanupLoggers : public testing::Test
 {
@@ -87,7 +88,7 @@ TYPED_TEST(AceCleanupLoggers, HasTheGivenName)
     deleteAsTheExitListDoes(pLogger);
 }
 
-TYPED_TEST(AceCleanupLoggers, TellsItsBirthAtTrace)
+TYPED_TEST(AceCleanupLoggers, LogsItsBirthAtTrace)
 {
     const CapturedLog log(TRACE_LOG_LEVEL);
 
@@ -98,7 +99,7 @@ TYPED_TEST(AceCleanupLoggers, TellsItsBirthAtTrace)
     deleteAsTheExitListDoes(pLogger);
 }
 
-TYPED_TEST(AceCleanupLoggers, TellsItsDeathAtTrace)
+TYPED_TEST(AceCleanupLoggers, LogsItsDeathAtTrace)
 {
     CapturedLog log(TRACE_LOG_LEVEL);
     auto* const pLogger = new TypeParam("test.cleanup");
@@ -112,6 +113,7 @@ TYPED_TEST(AceCleanupLoggers, TellsItsDeathAtTrace)
 
 TYPED_TEST(AceCleanupLoggers, KeepsQuietBelowTrace)
 {
+    // The lowest level above TRACE.
     const CapturedLog log(static_cast<Velmora::LogLevel>(1));
 
     deleteAsTheExitListDoes(new TypeParam("test.cleanup"));
@@ -119,7 +121,7 @@ TYPED_TEST(AceCleanupLoggers, KeepsQuietBelowTrace)
     EXPECT_THAT(log.lines(), IsEmpty());
 }
 
-TYPED_TEST(AceCleanupLoggers, LooksAtTheLevelOfTheLoggerThatTellsItsLife)
+TYPED_TEST(AceCleanupLoggers, LooksAtTheLevelOfTheLoggerThatLogsItsLife)
 {
     const CapturedLog log(DEBUG_LOG_LEVEL);
     log4cplus::Logger::getInstance(s_szLifeLogger).setLogLevel(TRACE_LOG_LEVEL);
@@ -131,7 +133,7 @@ TYPED_TEST(AceCleanupLoggers, LooksAtTheLevelOfTheLoggerThatTellsItsLife)
                             traceLine(s_szLifeLogger, this->deadText("test.cleanup"))));
 }
 
-TYPED_TEST(AceCleanupLoggers, OneWithTheNameOfThatLoggerTellsItsLifeToo)
+TYPED_TEST(AceCleanupLoggers, OneWithTheNameOfThatLoggerLogsItsLifeToo)
 {
     const CapturedLog log(TRACE_LOG_LEVEL);
 
@@ -140,10 +142,11 @@ TYPED_TEST(AceCleanupLoggers, OneWithTheNameOfThatLoggerTellsItsLifeToo)
     EXPECT_THAT(log.lines(), SizeIs(2));
 }
 
-TYPED_TEST(AceCleanupLoggers, StandsOnTheExitList)
+TYPED_TEST(AceCleanupLoggers, IsOnTheExitList)
 {
     auto* const pLogger = new TypeParam("test.cleanup");
 
+    // The list has no operation to look an object up, but refuses one that it already has.
     errno = 0;
     EXPECT_EQ(ACE_Object_Manager::at_exit(pLogger, &TypeParam::cleanupFunc, nullptr), -1);
     EXPECT_EQ(errno, EEXIST);
@@ -173,7 +176,7 @@ TYPED_TEST(AceCleanupLoggers, CleanupDoesNotUseItsSecondArgument)
                 ElementsAre(traceLine(s_szLifeLogger, this->deadText("test.cleanup"))));
 }
 
-/// A logger that tells when it is destroyed as what it is.
+/// Notes that its own destructor has run, not only that of its base.
 template <class CleanupLogger>
 class DerivedLogger : public CleanupLogger
 {
@@ -206,6 +209,7 @@ void logTraceToStandardError()
     pAppender->setLayout(std::make_unique<log4cplus::PatternLayout>("%c|%m%n"));
     log4cplus::Logger::getRoot().addAppender(pAppender);
     log4cplus::Logger::getInstance(s_szLifeLogger).setLogLevel(TRACE_LOG_LEVEL);
+    // The allocators log at exit too; those lines are left out.
     log4cplus::Logger::getInstance("keswardin.infra.MemAllocator").setLogLevel(WARN_LOG_LEVEL);
 }
 
@@ -256,7 +260,8 @@ TEST(AceCleanupCachedLLLogger, IsALoggerWithACachedLevel)
     EXPECT_TRUE((std::is_base_of_v<CachedLLLogger, AceCleanupCachedLLLogger>));
 }
 
-// Whether a logger still lives. Each of these needs a process in which none has been deleted yet.
+// Whether a logger is alive. Each of these tests needs a process in which no logger has been
+// deleted.
 
 TEST(AceCleanupLogger, IsAskedForByAPointerSinceItMayBeDead)
 {
@@ -264,7 +269,7 @@ TEST(AceCleanupLogger, IsAskedForByAPointerSinceItMayBeDead)
     EXPECT_TRUE((std::is_same_v<decltype(&AceCleanupLogger::ifAlive), Question>));
 }
 
-/// Ends the process of a death test with what the test found.
+/// Ends the process of a death test: with code 0 if the test found what it expects, else with 1.
 [[noreturn]] void exitWith(bool in_bAsExpected) { _exit(in_bAsExpected ? 0 : 1); }
 
 class AceCleanupLoggerDeathTest : public testing::Test

@@ -31,13 +31,14 @@ using Velmora::WARN_LOG_LEVEL;
 using Velmora::Test::CapturedLog;
 using Velmora::Test::warnLine;
 
-/// Sets the level of the entry behind the back of all `CachedLLLogger`.
+/// Sets the level of an entry in the hierarchy through log4cplus, so that no cached level changes.
 void setLevelOfEntry(const std::string& in_strName, LogLevel in_level)
 {
     log4cplus::Logger::getInstance(in_strName).setLogLevel(in_level);
 }
 
-/// Whether the object keeps a level, and which: one that keeps none obeys its entry.
+/// Returns the cached level of a logger, NOT_SET_LOG_LEVEL if it has none. A logger without a
+/// cached level follows its entry, whose level is set to one that no test uses.
 LogLevel cachedLevelOf(const CachedLLLogger& in_logger)
 {
     const LogLevel levelBefore = static_cast<const Logger&>(in_logger).getLogLevel();
@@ -56,7 +57,7 @@ class CachedLevel : public testing::Test
     CapturedLog m_log;
 };
 
-// What writes the cached level.
+// Operations that change the cached level.
 
 TEST_F(CachedLevel, CachesNothingWhenMadeFromAName)
 {
@@ -209,7 +210,7 @@ TEST_F(CachedLevel, ResetLeavesTheLevelOfTheEntryAlone)
     EXPECT_EQ(logger.getLogLevel(), WARN_LOG_LEVEL);
 }
 
-TEST_F(CachedLevel, FillingTheCacheTakesTheLevelInForce)
+TEST_F(CachedLevel, FillingTheCacheTakesTheLevelInEffect)
 {
     setLevelOfEntry("test", ERROR_LOG_LEVEL);
     CachedLLLogger logger("test.cached");
@@ -219,7 +220,7 @@ TEST_F(CachedLevel, FillingTheCacheTakesTheLevelInForce)
     EXPECT_EQ(cachedLevelOf(logger), ERROR_LOG_LEVEL);
 }
 
-TEST_F(CachedLevel, FillingTheCacheAgainTakesANewLevelInForce)
+TEST_F(CachedLevel, FillingTheCacheAgainTakesANewLevelInEffect)
 {
     CachedLLLogger logger("test.cached");
     logger.setLogLevel(WARN_LOG_LEVEL);
@@ -230,7 +231,7 @@ TEST_F(CachedLevel, FillingTheCacheAgainTakesANewLevelInForce)
     EXPECT_EQ(cachedLevelOf(logger), ERROR_LOG_LEVEL);
 }
 
-TEST_F(CachedLevel, FillingTheCacheWithoutALevelInForceCachesNothing)
+TEST_F(CachedLevel, FillingTheCacheWithoutALevelInEffectCachesNothing)
 {
     log4cplus::Logger::getRoot().setLogLevel(NOT_SET_LOG_LEVEL);
     CachedLLLogger logger("test.cached");
@@ -241,9 +242,9 @@ TEST_F(CachedLevel, FillingTheCacheWithoutALevelInForceCachesNothing)
     EXPECT_EQ(logger.getLogLevel(), INFO_LOG_LEVEL);
 }
 
-// What the cached level decides.
+// Operations that depend on the cached level.
 
-TEST_F(CachedLevel, WithoutACachedLevelTellsTheLevelInForceAndDoesNotKeepIt)
+TEST_F(CachedLevel, WithoutACachedLevelReturnsTheLevelInEffectAndDoesNotKeepIt)
 {
     setLevelOfEntry("test", ERROR_LOG_LEVEL);
     const CachedLLLogger logger("test.cached");
@@ -254,7 +255,7 @@ TEST_F(CachedLevel, WithoutACachedLevelTellsTheLevelInForceAndDoesNotKeepIt)
     EXPECT_EQ(logger.getLogLevel(), INFO_LOG_LEVEL);
 }
 
-TEST_F(CachedLevel, TellsEachCachedLevel)
+TEST_F(CachedLevel, ReturnsEachCachedLevel)
 {
     CachedLLLogger logger("test.cached");
     for (const LogLevel level :
@@ -329,7 +330,7 @@ TEST_F(CachedLevel, CachedLevelTraceLetsEverythingPass)
     EXPECT_TRUE(logger.isEnabledFor(TRACE_LOG_LEVEL));
 }
 
-// The operation that logs by the cached level.
+// `log`, which tests the cached level.
 
 TEST_F(CachedLevel, LogsALineThatTheCachedLevelLetsPass)
 {
@@ -377,7 +378,7 @@ TEST_F(CachedLevel, OperationOfLoggerDoesNotLookAtTheCachedLevel)
     EXPECT_THAT(m_log.lines(), ElementsAre(warnLine("test.cached", "text")));
 }
 
-/// Counts what reaches it, and how often its appenders are counted.
+/// Keeps the texts that reach `forcedLog`, and counts the calls of `getChainedNumAppender`.
 class ForcedLogSpy : public CachedLLLogger
 {
   public:

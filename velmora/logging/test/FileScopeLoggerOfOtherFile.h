@@ -7,10 +7,10 @@
 namespace Velmora::Test
 {
 
-/// The logger of another source file, which has the same name as that of the test.
+/// Returns the logger of another source file, which has the same name as that of the test.
 AceCleanupLogger* fileScopeLoggerOfOtherFile();
 
-/// Logs at INFO through it.
+/// Logs a line at INFO through that logger.
 void logThroughOtherFile(const std::string& in_strText);
 
 } // namespace Velmora::Test

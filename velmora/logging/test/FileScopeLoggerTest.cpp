@@ -37,7 +37,8 @@ using Velmora::Test::fileScopeLoggerOfOtherFile;
 using Velmora::Test::infoLine;
 using Velmora::Test::logThroughOtherFile;
 
-/// What there is when the static objects of a program are made, which is before any `main`.
+/// Records the logging configuration and the library's loggers when static objects are constructed,
+/// which is before `main`.
 struct StateAtLoad
 {
     StateAtLoad()
@@ -98,8 +99,9 @@ TEST(FileScopeLogger, IsMadeWhenItsImageIsLoaded)
     EXPECT_EQ(__force_init_logger__, fileScopeLogger());
 }
 
-TEST(FileScopeLogger, StandsOnTheExitList)
+TEST(FileScopeLogger, IsOnTheExitList)
 {
+    // The list has no operation to look an object up, but refuses one that it already has.
     errno = 0;
     EXPECT_EQ(
         ACE_Object_Manager::at_exit(fileScopeLogger(), &AceCleanupLogger::cleanupFunc, nullptr),
@@ -112,7 +114,7 @@ TEST(FileScopeLogger, LivesUntilTheExitListRuns)
     EXPECT_EQ(liveFileScopeLogger(), fileScopeLogger());
 }
 
-/// Ends the process of a death test with what the test found.
+/// Ends the process of a death test: with code 0 if the test found what it expects, else with 1.
 [[noreturn]] void exitWith(bool in_bAsExpected) { _exit(in_bAsExpected ? 0 : 1); }
 
 TEST(FileScopeLoggerDeathTest, PointerStaysSetOnceTheExitListHasDeletedTheLogger)

@@ -31,7 +31,7 @@ using testing::IsEmpty;
 
 const char* const s_szLogger = "keswardin.ace";
 
-/// Everything that ACE can log, its debugging too.
+/// Enables all priorities of ACE's log, those for debugging too, for the life of this object.
 class AllPriorities
 {
   public:
@@ -47,6 +47,7 @@ class AllPriorities
     u_long m_ulMask;
 };
 
+/// Logs through ACE at a priority, and returns the level of the line that results.
 int levelOf(ACE_Log_Priority in_priority)
 {
     const AllPriorities all;
@@ -61,6 +62,7 @@ int levelOf(ACE_Log_Priority in_priority)
     return lines[0].level;
 }
 
+/// Hands a record to the backend under the lock of ACE's log.
 ssize_t logAsACEDoes(Log4cplusBackend& in_backend, ACE_Log_Record& in_record)
 {
     ACE_LOG_MSG->acquire();
@@ -69,7 +71,8 @@ ssize_t logAsACEDoes(Log4cplusBackend& in_backend, ACE_Log_Record& in_record)
     return iResult;
 }
 
-/// Whether ACE has its lock for another thread within a second.
+/// Returns whether another thread gets the lock of ACE's log within a second. If it does not, that
+/// thread cannot be joined, so it is detached.
 bool isLockOfACEFree()
 {
     std::promise<void> isLocked;
@@ -160,6 +163,7 @@ TEST(Log4cplusBackend, ALineLeavesTheLockOfACEsLogAsItWas)
 #endif
     const CapturedLog log;
     ACE_ERROR((LM_ERROR, "error"));
+    // -1: this thread does not hold the lock.
     EXPECT_EQ(-1, ACE_LOG_MSG->release());
     Log4cplusBackend backend;
     ACE_Log_Record record(LM_INFO, 0L, 0L);

@@ -28,7 +28,7 @@ using Velmora::LoggingIdLogger;
 using Velmora::Test::allocationsOfLaterCalls;
 using Velmora::Test::s_iAllocations;
 
-/// The log goes nowhere, through an appender that does not allocate.
+/// Sends the log to an appender that drops each line and does not allocate.
 class LogMacroAllocation : public testing::Test
 {
   protected:
@@ -49,6 +49,7 @@ TEST_F(LogMacroAllocation, IsCounted)
 {
     const std::string strLong(100, 'x');
 
+    // One allocation in each of the ten calls that are counted.
     EXPECT_EQ(allocationsOfLaterCalls([&strLong] { std::string copy(strLong); }), 10);
 }
 
@@ -78,7 +79,7 @@ TEST_F(LogMacroAllocation, LineThroughALoggerWithACachedLevelAllocatesNothing)
               0);
 }
 
-// Longer than any string that needs no memory of its own.
+// Too long for the small-string buffer of `std::string`.
 constexpr const char* s_szLongId = "leg=an identifier that no short string holds";
 constexpr const char* s_szOtherLongId = "leg=another identifier that no short string holds";
 constexpr const char* s_szLongCallId = "a84b4c76e66710-9f3c1d2e5b7a@gateway.example.org";

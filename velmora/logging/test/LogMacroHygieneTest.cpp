@@ -11,12 +11,11 @@
 
 VELMORA_FILE_SCOPE_LOGGER("test.Hygiene")
 
-// Code that may know nothing of the library but its macros, and has all the library's names for
-// itself.
+// Code that uses the library's macros and has names of its own for everything that they mention.
 namespace HostileNamespace
 {
 
-// All that the macros mention.
+// Namespaces and types with the names that the macros use.
 namespace Velmora
 {
 class Hostile
@@ -130,7 +129,7 @@ class HostileObject : public ::Velmora::ObjectWithLogger<LoggerClass>
         return iLine;
     }
 
-    // Members with the names of what the macros use.
+    // Members with the names that the macros use.
     class Velmora
     {
     };
@@ -163,7 +162,7 @@ namespace
 
 int logAmongHostileVariables()
 {
-    // Each is there to be mistaken for what a macro means.
+    // A macro that does not qualify a name would use one of these variables.
     const int Velmora = 1;
     const int std = 2;
     const int log4cplus = 3;

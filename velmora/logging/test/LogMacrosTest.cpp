@@ -152,7 +152,7 @@ TEST(LogMacros, CachedLevelLetsLinesPassThatTheEntryWouldDrop)
     EXPECT_THAT(log.lines(), ElementsAre(debugLine("test.Call", "text")));
 }
 
-TEST(LogMacros, LineTellsWhereItStands)
+TEST(LogMacros, LineHasItsFileAndLineNumber)
 {
     const CapturedLog log;
 
@@ -167,7 +167,7 @@ TEST(LogMacros, LineTellsWhereItStands)
     EXPECT_EQ(log.lines()[1].iLine, iLine + 1);
 }
 
-/// Counts which of its operations a line uses.
+/// Records the operations that a line calls, in order.
 class LoggerSpy : public Logger
 {
   public:
@@ -223,7 +223,7 @@ TEST(LogMacros, NothingIsLoggedWithoutAnAppenderInTheChain)
     EXPECT_THAT(spy.m_calls, ElementsAre("getChainedNumAppender"));
 }
 
-// What is evaluated, and how often.
+// Evaluation of the arguments.
 
 class Counter
 {
@@ -338,7 +338,7 @@ TEST(LogMacros, LevelExpressionIsEvaluatedOnce)
     EXPECT_THAT(log.lines(), ElementsAre(infoLine("test.Call", "text")));
 }
 
-// What may stand where.
+// Where a macro may be used, and with which arguments.
 
 TEST(LogMacros, EachIsOneStatement)
 {
@@ -362,7 +362,7 @@ TEST(LogMacros, EachIsOneStatement)
                             infoLine("test.Call", "then"), warnLine("test.Call", "else")));
 }
 
-TEST(LogMacros, MayStandWhereBreakAndContinueBelongToALoop)
+TEST(LogMacros, MayBeUsedWhereBreakAndContinueBelongToALoop)
 {
     const CapturedLog log;
 
@@ -377,7 +377,7 @@ TEST(LogMacros, MayStandWhereBreakAndContinueBelongToALoop)
                                          infoLine(s_szFileLogger, "round 2")));
 }
 
-TEST(LogMacros, MayStandSeveralTimesInOneLine)
+TEST(LogMacros, MayBeUsedSeveralTimesInOneLine)
 {
     const CapturedLog log;
 
@@ -389,7 +389,7 @@ TEST(LogMacros, MayStandSeveralTimesInOneLine)
                 ElementsAre(infoLine(s_szFileLogger, "first"), infoLine(s_szFileLogger, "second")));
 }
 
-TEST(LogMacros, MayStandInALambda)
+TEST(LogMacros, MayBeUsedInALambda)
 {
     const CapturedLog log;
     const auto logIt = [](int in_iNumber) { VELMORA_FILE_LOG_INFO("number " << in_iNumber); };
@@ -405,7 +405,7 @@ void logFromATemplate(const T& in_value)
     VELMORA_FILE_LOG_INFO("value " << in_value);
 }
 
-TEST(LogMacros, MayStandInATemplate)
+TEST(LogMacros, MayBeUsedInATemplate)
 {
     const CapturedLog log;
 
@@ -537,7 +537,7 @@ TEST(LogMacros, LinesMayBeNestedDeeply)
     EXPECT_EQ(log.lines(), expected);
 }
 
-/// Logs while it is written.
+/// A value whose stream operator logs a line.
 struct LogsWhileWritten
 {
 };
@@ -584,7 +584,7 @@ TEST(LogMacros, LineAfterAnArgumentThatThrewIsClean)
     EXPECT_THAT(log.lines(), ElementsAre(infoLine(s_szFileLogger, "next 16")));
 }
 
-/// Fails while it is written, with part of its text on the stream.
+/// A value whose stream operator throws after it has written a part of the text.
 struct ThrowsWhileWritten
 {
 };
@@ -605,7 +605,7 @@ TEST(LogMacros, LineAfterAnArgumentThatThrewWhileWrittenIsClean)
     EXPECT_THAT(log.lines(), ElementsAre(infoLine(s_szFileLogger, "next 16")));
 }
 
-/// Throws from inside log4cplus.
+/// An appender that throws at each line.
 class ThrowingAppender : public log4cplus::Appender
 {
   public:
@@ -632,9 +632,10 @@ TEST(LogMacros, LineAfterAnAppenderThatThrewIsClean)
     EXPECT_THAT(log.lines(), ElementsAre(infoLine("test.Broken", "next")));
 }
 
-// Manipulators end with their line.
+// The effect of a manipulator ends with its line.
 
-/// Manipulators for what has none in the standard library.
+// Manipulators for operations of a stream that have none in the standard library.
+
 struct Imbue
 {
 };
@@ -663,7 +664,8 @@ std::ostream& operator<<(std::ostream& out_stream, const CopyFormat& in_format)
     return out_stream;
 }
 
-/// A manipulator of a program: numbers of bytes are from then on written with their unit.
+/// A number of bytes. After the manipulator `withUnit`, which is one that a program defines, it is
+/// written with its unit.
 struct Bytes
 {
     int iNumber;
@@ -762,7 +764,7 @@ TEST(LogMacros, ManipulatorsOfALineInsideDoNotReachTheLineAroundIt)
 
 // Threads.
 
-/// Logs when its thread ends.
+/// A thread-local object that logs when its thread ends.
 struct LogsAtThreadEnd
 {
     explicit LogsAtThreadEnd(const char* in_szText) : szText(in_szText) {}
@@ -771,7 +773,7 @@ struct LogsAtThreadEnd
     const char* szText;
 };
 
-TEST(LogMacros, MayStandInTheDestructorOfAThreadLocalObjectThatIsOlderThanTheFirstLine)
+TEST(LogMacros, MayBeUsedInTheDestructorOfAThreadLocalObjectThatIsOlderThanTheFirstLine)
 {
     const CapturedLog log(INFO_LOG_LEVEL);
 
@@ -788,7 +790,7 @@ TEST(LogMacros, MayStandInTheDestructorOfAThreadLocalObjectThatIsOlderThanTheFir
                                          infoLine(s_szFileLogger, "at the very end 7")));
 }
 
-TEST(LogMacros, MayStandInTheDestructorOfAThreadLocalObjectThatIsYoungerThanTheFirstLine)
+TEST(LogMacros, MayBeUsedInTheDestructorOfAThreadLocalObjectThatIsYoungerThanTheFirstLine)
 {
     const CapturedLog log(INFO_LOG_LEVEL);
 

@@ -18,8 +18,7 @@ using Velmora::LogText;
 using Velmora::Test::GlobalLocale;
 using Velmora::Test::groupingLocale;
 
-/// What a value of each kind looks like on a stream; differs as soon as the stream is not in the
-/// state of a new one.
+/// Writes a value of each kind. The text differs if the stream is not in the state of a new one.
 void writeSamples(std::ostream& out_stream)
 {
     out_stream << 1234567 << ' ' << -255 << ' ' << 3.14159265358979 << ' ' << 1e20 << ' ' << true
@@ -42,7 +41,7 @@ std::string samplesOfANewText()
     return text.text();
 }
 
-/// The samples in a text, after one on which a function has worked.
+/// Changes the stream of one text by a function, and returns the samples in the next text.
 template <class Function>
 std::string samplesAfter(Function in_changeStream)
 {
@@ -177,7 +176,7 @@ TEST(LogText, EachThreadHasStreamsOfItsOwn)
     EXPECT_EQ(text.text(), "");
 }
 
-// The stream is that of a new one each time.
+// Each text has a stream in the state of a new one.
 
 TEST(LogText, StreamIsInTheStateOfANewOne)
 {
@@ -321,7 +320,7 @@ TEST(LogText, CopiedFormatDoesNotReachTheNextOne)
               samplesOfANewStream());
 }
 
-/// A place for a manipulator of a program to keep its state in, as with `std::ios_base::xalloc`.
+/// Returns the index at which a program's manipulator keeps its state in a stream.
 int manipulatorIndex()
 {
     static const int s_iIndex = std::ios_base::xalloc();

@@ -48,7 +48,7 @@ log4cplus::SharedAppenderPtr makeAppender(const std::string& in_strName)
     return pAppender;
 }
 
-/// Starts with a root logger at DEBUG that has no appender, and so leaves it.
+/// Resets log4cplus before and after each test: the root is at DEBUG and has no appender.
 class LoggerInBareHierarchy : public testing::Test
 {
   protected:
@@ -123,7 +123,7 @@ TEST_F(LoggerInBareHierarchy, HasNoLevelOfItsOwnAtFirst)
     EXPECT_EQ(Logger("test.fresh").getLogLevel(), NOT_SET_LOG_LEVEL);
 }
 
-TEST_F(LoggerInBareHierarchy, OwnLevelIsInForce)
+TEST_F(LoggerInBareHierarchy, OwnLevelIsInEffect)
 {
     Logger("test.parent").setLogLevel(ERROR_LOG_LEVEL);
     Logger logger("test.parent.child");
@@ -134,7 +134,7 @@ TEST_F(LoggerInBareHierarchy, OwnLevelIsInForce)
     EXPECT_EQ(logger.getChainedLogLevel(), INFO_LOG_LEVEL);
 }
 
-TEST_F(LoggerInBareHierarchy, LevelOfTheNearestParentIsInForceWithoutAnOwnOne)
+TEST_F(LoggerInBareHierarchy, LevelOfTheNearestParentIsInEffectWithoutAnOwnOne)
 {
     Logger("test").setLogLevel(FATAL_LOG_LEVEL);
     Logger("test.parent").setLogLevel(ERROR_LOG_LEVEL);
@@ -144,7 +144,7 @@ TEST_F(LoggerInBareHierarchy, LevelOfTheNearestParentIsInForceWithoutAnOwnOne)
     EXPECT_EQ(logger.getChainedLogLevel(), ERROR_LOG_LEVEL);
 }
 
-TEST_F(LoggerInBareHierarchy, LevelOfTheRootIsInForceWithoutAnyOtherOne)
+TEST_F(LoggerInBareHierarchy, LevelOfTheRootIsInEffectWithoutAnyOtherOne)
 {
     root().setLogLevel(WARN_LOG_LEVEL);
 
@@ -182,7 +182,7 @@ TEST_F(LoggerInBareHierarchy, PassesTraceLinesAtLevelTrace)
     EXPECT_TRUE(logger.isEnabledFor(TRACE_LOG_LEVEL));
 }
 
-TEST_F(LoggerInBareHierarchy, HasNoLevelInForceWhenNotEvenTheRootHasOne)
+TEST_F(LoggerInBareHierarchy, HasNoLevelInEffectWhenNotEvenTheRootHasOne)
 {
     root().setLogLevel(NOT_SET_LOG_LEVEL);
 
@@ -309,7 +309,7 @@ TEST(Logger, ForcedTraceLogsAtTraceWhateverTheLevelWithoutAPlace)
     EXPECT_EQ(log.lines()[0].iLine, -1);
 }
 
-/// Tells which of the virtual operations are called, and with what.
+/// Records the calls of `forcedLog` with their arguments.
 class ForcedLogSpy : public Logger
 {
   public:
@@ -357,7 +357,7 @@ TEST(Logger, ForcedTraceGoesThroughTheVirtualForcedLogWithNullFileAndNegativeLin
     EXPECT_THAT(spy.m_calls, ElementsAre("0 entering null -1"));
 }
 
-/// Keeps a copy of the events that are handed to the appenders.
+/// Keeps copies of the events that reach `callAppenders`.
 class EventSpy : public Logger
 {
   public:
@@ -371,7 +371,7 @@ class EventSpy : public Logger
     mutable std::vector<std::unique_ptr<log4cplus::spi::InternalLoggingEvent>> m_events;
 };
 
-/// Notes how long the texts of the events are, and how much memory the last one has for its text.
+/// Records the length of each event's text, and the capacity of the last one's text.
 class EventSizeSpy : public Logger
 {
   public:
@@ -434,7 +434,7 @@ TEST(Logger, CallAppendersHandsTheEventToTheAppendersOfTheChain)
     EXPECT_THAT(log.lines(), ElementsAre(warnLine("other", "text")));
 }
 
-/// Logs a line of its own for each line that it takes on one logger.
+/// An appender that logs a line of its own, through another logger, for each line that it gets.
 class LoggingAppender : public log4cplus::Appender
 {
   public:
@@ -696,7 +696,7 @@ TEST_F(LoggerInBareHierarchy, DefaultConfigurationWritesToStandardOutput)
     EXPECT_EQ(testing::internal::GetCapturedStdout(), "DEBUG - to the console\n");
 }
 
-/// Tells, when it is closed, whether the configuration mutex was free.
+/// An appender that notes, when it is closed, whether the configuration mutex is free.
 class MutexProbe : public log4cplus::NullAppender
 {
   public:
@@ -704,7 +704,7 @@ class MutexProbe : public log4cplus::NullAppender
 
     void close() override
     {
-        // The mutex is not recursive: it cannot be had on this thread either while it is held.
+        // The mutex is not recursive, so this fails even on the thread that holds it.
         const bool bFree = Logger::sGetConfigMutex().tryacquire() == 0;
         if (bFree)
             Logger::sGetConfigMutex().release();
@@ -725,7 +725,7 @@ TEST_F(LoggerInBareHierarchy, DefaultConfigurationHoldsTheMutex)
     EXPECT_THAT(wasFree, ElementsAre(false));
 }
 
-TEST_F(LoggerInBareHierarchy, DefaultConfigurationLetsGoOfTheMutex)
+TEST_F(LoggerInBareHierarchy, DefaultConfigurationReleasesTheMutex)
 {
     Logger::configureDefault();
 

@@ -25,7 +25,7 @@
 namespace Velmora::Test
 {
 
-/// Breaks what a logger relies on.
+/// Changes a logger's members so that they contradict each other.
 class LoggingIdLoggerPeer
 {
   public:
@@ -56,10 +56,10 @@ constexpr const char* s_szName = "test.Leg";
 constexpr const char* s_szFileLogger = "keswardin.infra.LoggingIdLogger";
 constexpr const char* s_szNoCallId = "LoggingIdLogger::???CallId???";
 
-/// Longer than any string that needs no memory of its own.
+/// Too long for the small-string buffer of `std::string`.
 const std::string s_strLongId = "a84b4c76e66710-9f3c1d2e5b7a@gateway.example.org";
 
-/// What is in front of the text "x" in a line of the logger.
+/// Logs the text "x" and returns what is in front of it in the line.
 std::string prefixOf(const LoggingIdLogger& in_logger)
 {
     const CapturedLog log;
@@ -78,14 +78,14 @@ LoggingIdLogger loggerWith(const std::vector<const char*>& in_ids)
     return logger;
 }
 
-/// Adds this many identifiers.
+/// Adds the given number of identifiers.
 void addMany(LoggingIdLogger& out_logger, int in_iCount)
 {
     for (int iId = 0; iId < in_iCount; ++iId)
         out_logger.addLoggingId("id");
 }
 
-/// Says that it is in a call, or is not, whatever the identifiers are.
+/// A logger whose `isInCall` always gives the same answer, whatever its identifiers.
 class StubbornLogger : public LoggingIdLogger
 {
   public:
@@ -97,7 +97,7 @@ class StubbornLogger : public LoggingIdLogger
     bool m_bInCall;
 };
 
-/// Keeps the events that pass through it, as copies and as what `clone` gives.
+/// Records the type and the place of the last event that reaches `callAppenders`, and its clone.
 class RecordingLogger : public LoggingIdLogger
 {
   public:
@@ -164,7 +164,7 @@ TEST(LoggingIdLogger, AddsNoDecorationToAnIdentifier)
     EXPECT_EQ(prefixOf(loggerWith({"[leg 1]", "%d=\t"})), "[leg 1] %d=\t ");
 }
 
-TEST(LoggingIdLogger, TellsFileAndLineOfTheMacro)
+TEST(LoggingIdLogger, ReportsFileAndLineOfTheMacro)
 {
     const LoggingIdLogger logger = loggerWith({"leg=1"});
     const CapturedLog log;
@@ -177,7 +177,7 @@ TEST(LoggingIdLogger, TellsFileAndLineOfTheMacro)
     EXPECT_EQ(log.lines()[0].iLine, iLine);
 }
 
-TEST(LoggingIdLogger, TellsNoFileWhereThereIsNone)
+TEST(LoggingIdLogger, ReportsNoFileWhereThereIsNone)
 {
     const RecordingLogger logger{std::string(s_szName)};
     const CapturedLog log;
@@ -322,7 +322,7 @@ int logInside(const LoggingIdLogger& in_logger)
     return 7;
 }
 
-/// Logs through another logger while it gets a line.
+/// An appender that logs through another logger while it is handed a line.
 class LoggingAppender : public log4cplus::Appender
 {
   public:
@@ -576,7 +576,7 @@ TEST(LoggingIdLogger, FailsNoAssertionOnACallIdOfOneCharacter)
     EXPECT_THAT(log.lines(), IsEmpty());
 }
 
-// Broken loggers.
+// Loggers whose members contradict each other.
 
 TEST(LoggingIdLogger, AddsNothingBehindStringsThatItDoesNotHave)
 {
@@ -656,7 +656,7 @@ TEST(LoggingIdLogger, ForgetsACallIdAmongNoStringsInUse)
     EXPECT_EQ(Peer::count(logger), 0U);
 }
 
-// An id that is part of the logger's own strings.
+// An argument that points into the logger's own strings.
 
 class OwnText : public testing::TestWithParam<std::string>
 {
@@ -734,7 +734,7 @@ TEST_P(OwnText, MayBeAddedAfterTheIdentifiersAreCleared)
     EXPECT_EQ(prefixOf(logger), GetParam() + " ");
 }
 
-// A derived class with another notion of being in a call.
+// A derived class that overrides `isInCall`.
 
 TEST(LoggingIdLogger, AddsACallIdWhereADerivedClassIsInACallWithoutOne)
 {
@@ -773,7 +773,7 @@ TEST(LoggingIdLogger, ClearsNothingWhereADerivedClassIsInACallWithoutACallId)
     EXPECT_EQ(prefixOf(logger), "leg=1 ");
 }
 
-// Life.
+// Construction, copy, assignment and reset.
 
 TEST(LoggingIdLogger, HasTheGivenNameAndNoCachedLevel)
 {

@@ -10,7 +10,7 @@ namespace
 
 using Velmora::PerThreadPool;
 
-/// Counts how many of its kind there are. Each test has a kind, and so a pool, of its own.
+/// Counts its living objects. Each test uses a different `Kind`, so that it has a pool of its own.
 template <int Kind>
 class Counted
 {
@@ -116,7 +116,7 @@ TEST(PerThreadPool, DeletesItsObjectsWhenTheThreadEnds)
     EXPECT_EQ(Counted<6>::s_iNumber, 0);
 }
 
-/// An object of the thread that takes from the pool when it dies.
+/// A thread-local object whose destructor takes two objects from the pool.
 template <class Pool, class Object>
 struct TakerAtThreadEnd
 {
@@ -124,10 +124,10 @@ struct TakerAtThreadEnd
     {
         const typename Pool::Lease first;
         const typename Pool::Lease second;
-        s_iNumberMeanwhile = Object::s_iNumber;
+        s_iNumberWhileTaken = Object::s_iNumber;
     }
 
-    static inline int s_iNumberMeanwhile = -1;
+    static inline int s_iNumberWhileTaken = -1;
 };
 
 TEST(PerThreadPool, WorksForAnObjectOfTheThreadThatOutlivesThePool)
@@ -139,14 +139,14 @@ TEST(PerThreadPool, WorksForAnObjectOfTheThreadThatOutlivesThePool)
     std::thread(
         []
         {
-            // Older than the first use of the pool, so it dies after it.
+            // Constructed before the pool's first use, so it is destroyed after the pool.
             static thread_local Taker s_taker;
             static_cast<void>(&s_taker);
             const Pool::Lease lease;
         })
         .join();
 
-    EXPECT_EQ(Taker::s_iNumberMeanwhile, 2);
+    EXPECT_EQ(Taker::s_iNumberWhileTaken, 2);
     EXPECT_EQ(Object::s_iNumber, 0);
 }
 
@@ -167,7 +167,7 @@ TEST(PerThreadPool, WorksForAnObjectOfTheThreadThatThePoolOutlives)
         })
         .join();
 
-    EXPECT_EQ(Taker::s_iNumberMeanwhile, 2);
+    EXPECT_EQ(Taker::s_iNumberWhileTaken, 2);
     EXPECT_EQ(Object::s_iNumber, 0);
 }
 
@@ -185,7 +185,7 @@ TEST(PerThreadPool, WorksWhenItsFirstUseIsByADyingObjectOfTheThread)
         })
         .join();
 
-    EXPECT_EQ(Taker::s_iNumberMeanwhile, 2);
+    EXPECT_EQ(Taker::s_iNumberWhileTaken, 2);
     EXPECT_EQ(Object::s_iNumber, 0);
 }
 

@@ -34,6 +34,7 @@ using Velmora::WARN_LOG_LEVEL;
 using Velmora::Test::CapturedLog;
 using Velmora::Test::traceLine;
 
+/// The lowest level above TRACE.
 constexpr auto s_levelOne = static_cast<LogLevel>(1);
 
 void setLevelOfEntry(const std::string& in_strName, LogLevel in_level)
@@ -41,7 +42,7 @@ void setLevelOfEntry(const std::string& in_strName, LogLevel in_level)
     log4cplus::Logger::getInstance(in_strName).setLogLevel(in_level);
 }
 
-TEST(TraceScope, TellsThatItIsEnteredAndExited)
+TEST(TraceScope, LogsThatItIsEnteredAndExited)
 {
     CapturedLog log(TRACE_LOG_LEVEL);
     const Logger logger("test.Call");
@@ -102,9 +103,9 @@ TEST(TraceScope, IsExitedByAnException)
                                          traceLine("test.Call", "caught")));
 }
 
-// Without a level given.
+// Without a given level.
 
-TEST(TraceScope, IsNotActiveWhenTheLevelInForceIsAboveTrace)
+TEST(TraceScope, IsNotActiveWhenTheLevelInEffectIsAboveTrace)
 {
     const CapturedLog log(s_levelOne);
     const Logger logger("test.Call");
@@ -114,7 +115,7 @@ TEST(TraceScope, IsNotActiveWhenTheLevelInForceIsAboveTrace)
     EXPECT_THAT(log.lines(), IsEmpty());
 }
 
-TEST(TraceScope, IsActiveByTheLevelInForce)
+TEST(TraceScope, IsActiveByTheLevelInEffect)
 {
     const CapturedLog log(FATAL_LOG_LEVEL);
     setLevelOfEntry("test", TRACE_LOG_LEVEL);
@@ -145,15 +146,15 @@ TEST(TraceScope, IsNotActiveWithoutAnAppenderInTheChain)
     const Logger logger("test.Call");
     {
         const TraceScope scope(logger, "Call::hold", NOT_SET_LOG_LEVEL);
-        // An active scope would now find one at its end.
+        // A scope that tested for appenders at its end would find one now.
         entry.setAdditivity(true);
     }
     EXPECT_THAT(log.lines(), IsEmpty());
 }
 
-// With a level given.
+// With a given level.
 
-TEST(TraceScope, GivenLevelTraceMakesItActiveWhateverTheLevelInForce)
+TEST(TraceScope, GivenLevelTraceMakesItActiveWhateverTheLevelInEffect)
 {
     const CapturedLog log(FATAL_LOG_LEVEL);
     const Logger logger("test.Call");
@@ -164,7 +165,7 @@ TEST(TraceScope, GivenLevelTraceMakesItActiveWhateverTheLevelInForce)
                                          traceLine("test.Call", "exiting Call::hold")));
 }
 
-TEST(TraceScope, GivenLevelOneMakesItInactiveWhateverTheLevelInForce)
+TEST(TraceScope, GivenLevelOneMakesItInactiveWhateverTheLevelInEffect)
 {
     const CapturedLog log(TRACE_LOG_LEVEL);
     const Logger logger("test.Call");
@@ -211,9 +212,9 @@ TEST(TraceScope, WithoutAnAppenderIsSilentOnStandardError)
     EXPECT_EQ(testing::internal::GetCapturedStderr(), "");
 }
 
-// The flag is fixed at entry.
+// Whether a scope is active is decided at entry.
 
-TEST(TraceScope, ActiveOneTellsItsExitAlthoughTheLevelHasRisen)
+TEST(TraceScope, ActiveOneLogsItsExitAlthoughTheLevelHasRisen)
 {
     const CapturedLog log(TRACE_LOG_LEVEL);
     Logger logger("test.Call");
@@ -225,7 +226,7 @@ TEST(TraceScope, ActiveOneTellsItsExitAlthoughTheLevelHasRisen)
                                          traceLine("test.Call", "exiting Call::hold")));
 }
 
-TEST(TraceScope, InactiveOneTellsNoExitAlthoughTheLevelHasFallen)
+TEST(TraceScope, InactiveOneLogsNoExitAlthoughTheLevelHasFallen)
 {
     const CapturedLog log(DEBUG_LOG_LEVEL);
     Logger logger("test.Call");
@@ -236,7 +237,7 @@ TEST(TraceScope, InactiveOneTellsNoExitAlthoughTheLevelHasFallen)
     EXPECT_THAT(log.lines(), IsEmpty());
 }
 
-/// Counts what the scope asks it.
+/// Keeps the texts of a scope, and counts the calls of `getChainedNumAppender`.
 class LoggerSpy : public Logger
 {
   public:
@@ -277,7 +278,7 @@ TEST(TraceScope, CountsTheAppendersOnceAtEntryAndNotWhenTheLevelIsOff)
     EXPECT_EQ(spy.m_iTimesCounted, 1);
 }
 
-// By a pointer, as for the logger of a file.
+// With a pointer to a logger, as the macro for a file's logger passes it.
 
 TEST(TraceScope, IsNotActiveWithANullLogger)
 {
@@ -330,7 +331,7 @@ TEST(TraceScope, IsNotActiveByAHigherCachedLevel)
     EXPECT_THAT(log.lines(), IsEmpty());
 }
 
-TEST(TraceScope, IsActiveByTheLevelInForceWithoutACachedOne)
+TEST(TraceScope, IsActiveByTheLevelInEffectWithoutACachedOne)
 {
     const CapturedLog log(TRACE_LOG_LEVEL);
     const CachedLLLogger logger("test.Call");
@@ -395,7 +396,7 @@ TEST(TraceScope, FileFormTakesTheLoggerOfTheFile)
                                          traceLine("test.TraceScope", "exiting Call::release")));
 }
 
-TEST(TraceScope, TwoMayStandInOneScope)
+TEST(TraceScope, TwoMayBeInOneScope)
 {
     const CapturedLog log(TRACE_LOG_LEVEL);
     {

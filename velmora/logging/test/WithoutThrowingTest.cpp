@@ -62,7 +62,7 @@ TEST(WithoutThrowing, LogsAtTheOtherAppendersWhereOneThrowsAgain)
 {
     const CapturedLog log;
     log4cplus::Logger::getRoot().removeAllAppenders();
-    // It stands in front of the others.
+    // The root must have the throwing appender before the captured log's.
     const CallbackAppender thrower([](const std::string&) { throwText("disk gone"); });
     log4cplus::Logger::getRoot().addAppender(log.appender());
     const Logger logger(s_szLogger);
