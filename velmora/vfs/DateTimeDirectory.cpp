@@ -18,7 +18,7 @@ namespace
 
 constexpr std::size_t s_uiMinLength = 256;
 
-/// Writes the name at the beginning of a text. Gives its length, 0 where the text is too short.
+/// Writes the name to the beginning of a text. Returns its length, or 0 if the text is too short.
 std::size_t formNameIn(std::string& out_strText)
 {
     const std::time_t now = std::time(nullptr);
@@ -31,6 +31,8 @@ std::size_t formNameIn(std::string& out_strText)
 
 void DateTimeDirectory::formName(std::string& out_strName)
 {
+    // The length depends on the locale's name of the month. The text starts at 256 characters, or
+    // at the caller's capacity if that is larger, and is doubled up to four times.
     constexpr unsigned int uiMaxTries = 5;
     out_strName.resize(std::max(s_uiMinLength, out_strName.capacity()));
     std::size_t uiLength = formNameIn(out_strName);

@@ -7,19 +7,19 @@
 namespace Velmora
 {
 
-/// Names directories by the time. Logs on "keswardin.infra.DateTimeDirectory".
+/// Names directories by the time. Logs to "keswardin.infra.DateTimeDirectory".
 ///
-/// Thread-safety: may be used on any thread.
+/// Thread-safety: may be called on any thread.
 class VELMORA_API DateTimeDirectory
 {
   public:
     DateTimeDirectory() = delete;
 
-    /// The relative path of the directory of this hour, in local time: "2026/03March/07/09". The
-    /// name of the month is that of the current locale.
+    /// Stores the relative path of the directory for the current hour, in local time:
+    /// "2026/03March/07/09". The month's name is in the current locale's language.
     ///
-    /// Failure: an assertion fails, and the name is empty, when it is longer than four thousand
-    /// characters.
+    /// Failure: an assertion fails, and the name is empty, if the name is longer than about four
+    /// thousand characters.
     static void formName(std::string& out_strName);
 };
 

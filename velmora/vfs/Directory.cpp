@@ -26,21 +26,21 @@ enum class Outcome
     COULD_BE_UNDER_A_PARENT
 };
 
-/// Ends a failure: logging and regular expressions may have changed the reason.
+/// Sets `errno` and returns false, since logging and regular expressions may have changed `errno`.
 bool failWith(int in_iError)
 {
     errno = in_iError;
     return false;
 }
 
-/// Whether what kept a directory from being made is one itself.
+/// Returns whether a directory exists at a path where `mkdir` failed.
 bool isDirectoryInTheWay(const char* in_szPath, int in_iError)
 {
     struct stat status = {};
     if (stat(in_szPath, &status) == 0)
         return S_ISDIR(status.st_mode) || failWith(in_iError);
-    // A refusal has its own reason. Of what is in the way and cannot be looked at, the reason of
-    // this look says more.
+    // After EPERM or EACCES, the reason of `mkdir` is reported. After EEXIST, the reason of `stat`
+    // says more: something exists but cannot be examined.
     const int iError = in_iError == EEXIST ? errno : in_iError;
     VELMORA_FILE_LOG_ERROR(in_szPath << " " << std::strerror(iError));
     return failWith(iError);
@@ -48,7 +48,7 @@ bool isDirectoryInTheWay(const char* in_szPath, int in_iError)
 
 Outcome makeOne(const char* in_szPath, unsigned int in_uiMode)
 {
-    // Most directories that are asked for are there: so one call of the system is enough for them.
+    // Most of these directories exist. Calling `stat` first makes that case a single system call.
     struct stat status = {};
     if (stat(in_szPath, &status) == 0 && S_ISDIR(status.st_mode))
         return Outcome::IS_THERE;
@@ -57,7 +57,7 @@ Outcome makeOne(const char* in_szPath, unsigned int in_uiMode)
     const int iError = errno;
     if (iError == EPERM || iError == EACCES || iError == EEXIST)
         return isDirectoryInTheWay(in_szPath, iError) ? Outcome::IS_THERE : Outcome::CANNOT_BE;
-    // Its parents would be of no use, and could be very many.
+    // A path of PATH_MAX or more fails whatever parents exist, and it could have very many of them.
     if (iError == ENAMETOOLONG && std::strlen(in_szPath) >= PATH_MAX)
         return Outcome::CANNOT_BE;
     return Outcome::COULD_BE_UNDER_A_PARENT;
@@ -67,12 +67,13 @@ bool makeUnderParent(const char* in_szPath, unsigned int in_uiMode)
 {
     if (mkdir(in_szPath, in_uiMode) == 0)
         return true;
-    // Somebody else may have been faster.
+    // Another thread or process may have made it since the first try.
     return errno == EEXIST && isDirectoryInTheWay(in_szPath, EEXIST);
 }
 
 bool makeParent(const std::string& in_strPath, unsigned int in_uiMode, int in_iError)
 {
+    // The last name of the path, with the slashes before it and one slash after it, is cut off.
     const std::string strParent = Regexx("/+[^/]+/?$").replace(in_strPath, "");
     const bool bIsRoot = strParent.empty() && !in_strPath.empty();
     if (bIsRoot)

@@ -7,28 +7,30 @@
 namespace Velmora
 {
 
-/// Makes directories on the disk. Logs on "keswardin.infra.Directory".
+/// Makes directories on the disk. Logs to "keswardin.infra.Directory".
 ///
-/// Failure: false, with the reason in `errno`; as far as it came, directories stay.
-/// Thread-safety: all functions may be called on any thread, also for the same path at a time: each
-/// caller succeeds, whoever was faster.
+/// Thread-safety: all functions may be called on any thread, concurrently even for the same path.
+/// If several callers make the same directory, all of them succeed.
+/// Failure: returns false and sets `errno`. Directories that were made before the failure remain.
 class VELMORA_API Directory
 {
   public:
     Directory() = delete;
 
-    /// Sees to it that there is a directory at a path. What it makes gets a mode, from which the
-    /// process's mask of file modes takes bits away; one that is there stays as it is, whatever it
-    /// permits. A link to a directory is as good. Recursively it makes the parents as well, with
-    /// the same mode. One that is there costs one call of the system.
+    /// Makes a directory unless it exists. Returns true if the directory exists afterwards.
     ///
-    /// The path must not be null. One that ends with more than one '/' has no parent here, and its
-    /// directory is made only where the one above it is there.
+    /// A new directory gets the mode, less the bits of the process's umask. An existing one is not
+    /// changed, whatever its mode. A symbolic link to a directory counts as a directory. With
+    /// `in_bRecursive`, missing parents are made too, with the same mode. An existing directory
+    /// costs one system call.
+    ///
+    /// The path must not be null. A path that ends in two or more '/' is treated as if it had no
+    /// parent: its directory is made only if the one above it exists.
     [[nodiscard]] static bool make(const char* in_szPath, unsigned int in_uiMode,
                                    bool in_bRecursive);
 
-    /// Makes the directory of a file, with its parents: what stands before the last '/' or '\'. For
-    /// a name alone nothing is to be done, nor for a file in the root.
+    /// Makes the directory of a file, with its parents: the path up to the last '/' or '\'. Returns
+    /// true at once for a name without a directory and for a file in the root.
     [[nodiscard]] static bool makeFromFullFilePath(const std::string& in_strFilePath,
                                                    unsigned int in_uiMode);
 };

@@ -23,12 +23,13 @@ namespace Velmora
 namespace
 {
 
-/// How what may be anything is opened to be read: without waiting for a FIFO's other end or a
-/// device, without making a terminal that of the process, and not for commands that it starts.
+/// The flags for opening a path of unknown type for reading: do not wait for the other end of a
+/// FIFO or for a device, do not make a terminal the controlling one of the process, and do not pass
+/// the descriptor on to commands that the process starts.
 constexpr int s_iWithoutWait = O_RDONLY | O_NONBLOCK | O_NOCTTY | O_CLOEXEC;
 
-/// Sets `errno` at the end of a scope: to what it is assigned, or else to what it was before. What
-/// is released and logged there does not change it.
+/// Sets `errno` at the end of a scope: to the value that was assigned, else to the value it had at
+/// the beginning. So releasing objects and logging within the scope do not change it.
 using KeptErrno = ACE_Errno_Guard;
 
 bool isItselfOrParent(std::string_view in_name) { return in_name == "." || in_name == ".."; }
@@ -48,6 +49,8 @@ DiskFileSystem::~DiskFileSystem()
 {
     VELMORA_TRACE_SCOPE(DiskFileSystem dtor);
     VELMORA_ASSERT_TEXT(m_pAnchor.use_count() == 1, "m_uiNbOfEntriesOpen == 0");
+    // Entries that are left over see null from here on and fail, instead of using a destroyed
+    // object.
     m_pAnchor->pFileSystem = nullptr;
 }
 
@@ -180,7 +183,7 @@ int DiskFileSystem::File::openWithoutWait(const char* in_szPath)
 {
     if (open(in_szPath, s_iWithoutWait) < 0)
         return -1;
-    // It is now read as any other.
+    // Clears O_NONBLOCK, so that the file is read like any other.
     fcntl(m_iDescriptor, F_SETFL, 0);
     return 0;
 }
@@ -280,7 +283,8 @@ VirtualFileSystem::EntryHandle DiskFileSystem::Directory::read()
         strPath += '/';
     strPath += pItem->d_name;
     EntryHandle hEntry = openAsDirectory(strPath.c_str());
-    // A directory that cannot be opened now, as for lack of descriptors, would open as a file.
+    // A directory that `opendir` cannot open, for example for lack of descriptors, must not be
+    // opened as a file instead: `open` would succeed.
     if (hEntry.isNull() && errno == ENOTDIR)
         hEntry = openAsFile(strPath.c_str());
     if (hEntry.isNull())

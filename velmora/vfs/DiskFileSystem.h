@@ -15,32 +15,33 @@
 namespace Velmora
 {
 
-/// The files and directories of the operating system, with a working directory of its own: the
-/// process's is neither used nor changed.
+/// The operating system's files and directories, with a working directory of its own. It neither
+/// uses nor changes the working directory of the process.
 ///
 ///     DiskFileSystem fileSystem;
 ///     if (!fileSystem.setWorkingDirectory("/var/lib/gateway"))
 ///         return false;
 ///     VirtualFileSystem::FileHandle hFile = fileSystem.open("prompts/busy.wav", O_RDONLY);
 ///
-/// A relative path is what follows the text of the working directory, "." and ".." are left to the
-/// operating system. An absolute path stays as it is: the working directory is no fence. Without a
-/// working directory, relative paths are those of the process.
+/// A relative path is appended to the text of the working directory; "." and ".." are left to the
+/// operating system. An absolute path is used as it is, so the working directory does not confine
+/// access. Without a working directory, relative paths are relative to that of the process.
 ///
 /// Paths, flags and results are those of `open`, `opendir`, `read`, `write`, `lseek` and `close`,
-/// and so is `errno` after a failure. In addition `errno` is EFAULT for a null path, EINVAL where a
-/// mode is missing, and ENODEV in an entry whose file system has gone.
+/// and so is `errno` after a failure. In addition, `errno` is EFAULT for a null path, EINVAL if a
+/// mode is missing, and ENODEV for an entry whose file system has been destroyed.
 ///
-/// Logs on "keswardin.infra.DiskFileSystem". What cannot be opened is not logged, but for entries
-/// of a directory that is read.
+/// Logs to "keswardin.infra.DiskFileSystem". A failure to open is logged only for the entries of a
+/// directory that is read.
 ///
-/// Ownership: an entry that is still there when the file system goes fails the assertion
-/// "m_uiNbOfEntriesOpen == 0". It can then still be read, written, closed and deleted; what needs
-/// the file system, as the next entry of a directory does, fails.
-/// Thread-safety: no lock is taken. Any number of threads may use a file system, and open and drop
-/// entries, by absolute paths. All that is done with relative ones shares one buffer: one thread at
-/// a time may open by a relative path, read a directory that was opened by one, call `getRealPath`
-/// with one, or set the working directory. An entry belongs to one thread at a time.
+/// Ownership: destroy all entries before their file system. Otherwise its destructor fails the
+/// assertion "m_uiNbOfEntriesOpen == 0". An entry that is left over can still be read, written,
+/// closed and deleted; operations that need the file system, such as reading the next entry of a
+/// directory, fail.
+/// Thread-safety: takes no lock. Any number of threads may use one file system, and open and
+/// release entries, by absolute paths. Relative paths share one buffer: only one thread at a time
+/// may open by a relative path, read a directory that was opened by one, call `getRealPath` with
+/// one, or set the working directory. An entry may be used by one thread at a time.
 class VELMORA_API DiskFileSystem : public VirtualFileSystem,
                                    public ObjectWithLogger<CachedLLLogger>,
                                    public InAccount<"DiskFileSystem">
@@ -60,27 +61,29 @@ class VELMORA_API DiskFileSystem : public VirtualFileSystem,
                                   unsigned int in_uiMode) override;
     [[nodiscard]] DirectoryHandle opendir(const char* in_szPath) override;
 
-    /// Opens the path to find out, as a directory and then as a file to read from, and closes it: a
-    /// file that may not be read is not there. Does not wait for a FIFO's other end or for a
-    /// device.
+    /// Returns whether the path can be opened, as a directory or as a file to read from. It opens
+    /// the path and closes it, so a file without read permission does not exist for it. Does not
+    /// wait for the other end of a FIFO or for a device.
     [[nodiscard]] bool exists(const char* in_szPath) override;
 
-    /// Makes this path, with a '/' behind it, the text in front of relative paths. The path is kept
-    /// as it was given: "b" after "/tmp/a" is looked for as "/tmp/a/b", and from then on leads to
-    /// "b/" in the process's own working directory. An empty path that is looked for with success,
-    /// as after "/tmp/a", leaves none.
+    /// Sets the text that is put in front of relative paths: the path with a '/' appended unless it
+    /// ends in one. A relative path is resolved against the former working directory and is stored
+    /// as it was given: after "/tmp/a", "b" is opened as "/tmp/a/b", but from then on stands for
+    /// "b/" in the working directory of the process. After "/tmp/a", an empty path opens "/tmp/a/"
+    /// and removes the working directory.
     ///
-    /// Failure: false and an error in the log if it cannot be opened as a directory; the former one
-    /// stays.
+    /// Failure: returns false and logs an error if the path cannot be opened as a directory. The
+    /// former working directory stays.
     bool setWorkingDirectory(const char* in_szPath);
 
-    /// The path as the operating system gets it: an absolute or null one itself, else the working
-    /// directory and it, in a buffer that is valid until the next relative path.
+    /// Returns the path that is passed to the operating system. An absolute or null path is
+    /// returned itself, a relative one with the working directory in front of it, in a buffer that
+    /// is valid until the next relative path.
     const char* getRealPath(const char* in_szPath) const;
 
   private:
-    /// The way from entries to their file system, which outlives it: null once it has gone. Shared
-    /// by the file system and each entry, so that its uses count the entries, on any threads.
+    /// Leads from the entries to their file system; holds null once that is destroyed. The file
+    /// system and each entry share it, so its use count gives the number of entries, on any thread.
     struct Anchor
     {
         explicit Anchor(const DiskFileSystem* in_pFileSystem) : pFileSystem(in_pFileSystem) {}
@@ -92,7 +95,7 @@ class VELMORA_API DiskFileSystem : public VirtualFileSystem,
     mutable std::string m_strRealPath;
 };
 
-/// What a file and a directory on the disk have in common.
+/// The common base of a file and a directory on the disk.
 class VELMORA_API DiskFileSystem::Entry : public virtual VirtualFileSystem::Entry,
                                           public InAccount<"\"DiskFileSystem::Entry\"">
 {
@@ -104,13 +107,13 @@ class VELMORA_API DiskFileSystem::Entry : public virtual VirtualFileSystem::Entr
   protected:
     explicit Entry(const DiskFileSystem& in_fileSystem);
 
-    /// Null once it has gone.
+    /// Returns the file system; null once it is destroyed.
     [[nodiscard]] const DiskFileSystem* getFileSystem() const { return m_pAnchor->pFileSystem; }
 
-    /// False, with the reason in `errno`, for a null path and once the file system has gone.
+    /// Returns false and sets `errno` if the path is null or the file system is destroyed.
     [[nodiscard]] bool canOpen(const char* in_szPath) const;
 
-    /// That path as the operating system gets it.
+    /// Returns the path that is passed to the operating system, see `getRealPath`.
     [[nodiscard]] const char* realPath(const std::string& in_strPath) const;
 
     void setPath(std::string in_strPath) { m_strPath.swap(in_strPath); }
@@ -120,7 +123,7 @@ class VELMORA_API DiskFileSystem::Entry : public virtual VirtualFileSystem::Entr
     std::string m_strPath;
 };
 
-/// A file on the disk. Its destructor closes it.
+/// A file on the disk. The destructor closes it.
 class VELMORA_API DiskFileSystem::File : public VirtualFileSystem::File,
                                          public virtual DiskFileSystem::Entry,
                                          public InAccount<"\"DiskFileSystem::File\"">
@@ -135,11 +138,11 @@ class VELMORA_API DiskFileSystem::File : public VirtualFileSystem::File,
     [[nodiscard]] bool isFile() const override;
     [[nodiscard]] bool isDirectory() const override;
 
-    /// Fails, with an error in the log, for flags that make a file (`O_CREAT`).
+    /// Fails and logs an error for flags that make a file (`O_CREAT`), since the mode is missing.
     int open(const char* in_szPath, int in_iFlags) override;
 
-    /// Does not close what is open: call `close` first, or its descriptor stays open until the
-    /// process ends. A failure leaves the object as it is.
+    /// Does not close the file that is open: call `close` first, or its descriptor leaks. A failure
+    /// leaves the object as it is.
     int open(const char* in_szPath, int in_iFlags, unsigned int in_uiMode) override;
 
     int close() override;
@@ -150,13 +153,13 @@ class VELMORA_API DiskFileSystem::File : public VirtualFileSystem::File,
   private:
     friend class DiskFileSystem::Directory;
 
-    /// Opens it to be read, without waiting for a FIFO's other end or for a device.
+    /// Opens the path for reading, without waiting for the other end of a FIFO or for a device.
     int openWithoutWait(const char* in_szPath);
 
     int m_iDescriptor = -1;
 };
 
-/// A directory on the disk. Its destructor closes it.
+/// A directory on the disk. The destructor closes it.
 class VELMORA_API DiskFileSystem::Directory : public VirtualFileSystem::Directory,
                                               public virtual DiskFileSystem::Entry,
                                               public InAccount<"\"DiskFileSystem::Directory\"">
@@ -171,25 +174,25 @@ class VELMORA_API DiskFileSystem::Directory : public VirtualFileSystem::Director
     [[nodiscard]] bool isFile() const override;
     [[nodiscard]] bool isDirectory() const override;
 
-    /// Closes what is open first. A failure leaves it closed, with its former path.
+    /// Closes the open directory first. A failure leaves the object closed, with its former path.
     int open(const char* in_szPath) override;
 
     int close() override;
 
-    /// The next entry but for "." and "..", in the operating system's order, opened by the path of
-    /// this directory, a '/' if that does not end in one, and its name. So the path is relative if
-    /// this one's is; and entries of a directory that was opened by an empty path are looked for in
-    /// the root. What is no directory is opened as a file to be read, without waiting for a FIFO's
-    /// other end or for a device.
+    /// Returns the next entry except "." and "..", in the operating system's order. The entry's
+    /// path is this directory's path, a '/' unless that ends in one, and the entry's name. It is
+    /// therefore relative if this directory's path is, and the entries of a directory that was
+    /// opened by an empty path are opened in the root. An entry that is not a directory is opened
+    /// as a file for reading, without waiting for the other end of a FIFO or for a device.
     ///
-    /// Failure: null, and an error in the log, for an entry that cannot be opened as either: a
-    /// symbolic link that leads nowhere, a file that may not be read. `errno` then says why, as it
-    /// does when the directory cannot be read; at the end it stays as it was.
+    /// Failure: returns null and logs an error if the entry can be opened as neither, as a dangling
+    /// symbolic link or a file without read permission. `errno` then has the reason, also if the
+    /// directory itself cannot be read. At the end of the directory `errno` is unchanged.
     EntryHandle read() override;
 
     void rewind() override;
 
-    /// Goes to a position of `telldir`.
+    /// Goes to a position that `telldir` returned; 0 is the first entry.
     void seek(long in_iPosition) override;
 
   private:

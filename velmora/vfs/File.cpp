@@ -33,10 +33,10 @@ namespace
 
 constexpr const char* s_szDelete = "File::deleteFileDir";
 
-/// Whether a path that cannot be looked at leads nowhere, which is no trouble.
+/// Returns whether the error of a failed `stat` means that the path does not exist.
 bool isNothingThere(int in_iError) { return in_iError == ENOENT || in_iError == ENOTDIR; }
 
-/// Logs why something could not be done, behind the line that says that it was not.
+/// Logs the reason of a failure, after the line that reports the failure itself.
 void logReason(const std::string& in_strWhat, int in_iError)
 {
     VELMORA_FILE_LOG_ERROR("cannot " << in_strWhat << ": " << std::strerror(in_iError));
@@ -49,17 +49,17 @@ void logUnseen(const std::string& in_strPath, int in_iError)
                                                  << "; it is left as it is");
 }
 
-/// A directory whose items are read.
+/// Reads the items of a directory.
 ///
-/// Failure: `isOpen` is false, with the reason in `errno`. Items end early where the rest cannot be
-/// read; `error` says why.
+/// Failure: `isOpen` returns false, with the reason in `errno`. If the rest of the items cannot be
+/// read, they end early and `error` returns the reason.
 class ItemReader
 {
   public:
     explicit ItemReader(const char* in_szPath) : m_pDirectory(opendir(in_szPath)) {}
 
-    /// Opens the directory that was seen under a name in another one, and nothing else that has
-    /// come to stand there since.
+    /// Opens a directory by its name in a parent directory. Fails with ESTALE if it is no longer
+    /// the one that `in_seen` describes.
     ItemReader(int in_iParent, const char* in_szName, const struct stat& in_seen)
     {
         const int iDescriptor =
@@ -92,7 +92,8 @@ class ItemReader
     [[nodiscard]] bool isOpen() const { return m_pDirectory != nullptr; }
     [[nodiscard]] int descriptor() const { return dirfd(m_pDirectory); }
 
-    /// The name of the next item but "." and "..", null at the end. It is valid until the next one.
+    /// Returns the name of the next item except "." and "..", or null at the end. The name is valid
+    /// until the next call.
     [[nodiscard]] const char* next()
     {
         errno = 0;
@@ -103,7 +104,7 @@ class ItemReader
         return nullptr;
     }
 
-    /// Why there was no next item; 0 at the end.
+    /// Returns why there was no next item; 0 at the end.
     [[nodiscard]] int error() const { return m_iError; }
 
   private:
@@ -111,7 +112,8 @@ class ItemReader
     int m_iError = 0;
 };
 
-/// Without the '/'s at its end a path names a link itself and not where that leads.
+/// Returns a path without the slashes at its end. With one, the path of a symbolic link would name
+/// the link's target.
 std::string withoutSlashesAtEnd(const char* in_szPath)
 {
     std::string strPath = in_szPath;
@@ -120,9 +122,9 @@ std::string withoutSlashesAtEnd(const char* in_szPath)
     return strPath;
 }
 
-/// Deletes what stands at a path, with what is in it. Each item is worked at by its name in its
-/// directory's descriptor, since on the way of a path somebody may put a link in place of a
-/// directory at any time.
+/// Deletes the item at a path, with its contents if it is a directory. Each item is addressed by
+/// its name in the descriptor of its directory, never by its path: another process may at any time
+/// replace a directory on the path by a symbolic link.
 class Removal
 {
   public:
@@ -138,7 +140,7 @@ class Removal
     }
 
   private:
-    /// One item: `m_strPath`, which has this name in this directory.
+    /// Deletes one item: the one that has this name in this directory, and the path `m_strPath`.
     bool remove(int in_iDirectory, const char* in_szName, bool in_bModeWasSet)
     {
         VELMORA_FILE_TRACE_SCOPE(File::deleteFileDir);
@@ -165,11 +167,13 @@ class Removal
         return false;
     }
 
-    /// Calls by path end here, and so do those by name: or the depth of a tree had no limit.
+    /// Returns whether the path is longer than the system accepts. Calls by name would still
+    /// succeed, but this limit also bounds the depth of the recursion.
     [[nodiscard]] bool isTooLong() const { return m_strPath.size() >= PATH_MAX; }
 
-    /// The given name must lead somewhere, which with a '/' at its end that of a file does not;
-    /// what it stands for is a link where it is one.
+    /// Examines an item without following a link. The given name must exist, which that of a file
+    /// with a '/' at its end does not. The status is then that of the name without the slashes,
+    /// which is the link itself if there is one.
     static bool look(int in_iDirectory, const char* in_szGiven, const std::string& in_strName,
                      struct stat& out_status)
     {
@@ -186,7 +190,7 @@ class Removal
             return false;
         }
         VELMORA_FILE_LOG_DEBUG(s_szDelete << " : no write permission on " << m_strPath);
-        // Some file systems say that they have set a mode and have not.
+        // Tried once only: some file systems report success for a mode that they did not set.
         if (!in_bModeWasSet &&
             fchmodat(in_iDirectory, in_szName, S_IWUSR, AT_SYMLINK_NOFOLLOW) == 0)
             return true;
@@ -229,6 +233,8 @@ class Removal
             bRemoved = remove(directory.descriptor(), szItem, false);
             m_strPath.resize(uiLength);
         }
+        // A failure here is only logged: the items that were not read make the `rmdir` that follows
+        // fail.
         if (directory.error() != 0)
             logReason("read directory " + m_strPath, directory.error());
         return bRemoved;
@@ -262,7 +268,7 @@ std::string withoutSeparatorAtEnd(const char* in_szPath)
     return strPath;
 }
 
-/// The directory of a path, empty for the working directory.
+/// Returns the directory of a path; empty for the working directory.
 std::string parentOf(const std::string& in_strPath)
 {
     std::string strParent;
@@ -272,26 +278,27 @@ std::string parentOf(const std::string& in_strPath)
     return strParent;
 }
 
-/// A directory whose path may be empty, by one that can be opened.
+/// Returns the path by which a directory can be opened: "." for an empty one.
 std::string nameOf(const std::string& in_strDirectory)
 {
     return in_strDirectory.empty() ? "." : in_strDirectory;
 }
 
-/// What a directory puts before the names in it.
+/// Returns the text that precedes the names of a directory's items in their paths.
 std::string prefixOf(const std::string& in_strDirectory)
 {
     const bool bNeedsSlash = !in_strDirectory.empty() && in_strDirectory != "/";
     return bNeedsSlash ? in_strDirectory + "/" : in_strDirectory;
 }
 
-/// Whether a path is the root of a drive, as other platforms have them.
+/// Returns whether a path is the root of a drive, as on other platforms.
 bool isDriveRoot(const std::string& in_strPath)
 {
     return BoostRegex::regex_match(in_strPath + "/", BoostRegex("^[a-zA-Z]:\\/$"));
 }
 
-/// A process whose working directory has gone, or cannot be named, is not up to relative paths.
+/// Returns whether the working directory of the process exists and its path can be determined.
+/// Without it, relative paths cannot be used.
 bool hasWorkingDirectory()
 {
     constexpr std::size_t uiMaxLength = 4096;
@@ -317,14 +324,15 @@ bool provideTarget(const std::string& in_strTarget)
     if (!isThere(in_strTarget))
     {
         VELMORA_FILE_LOG_DEBUG("Creating target directory.");
-        // The working directory has no name here, and somebody else may have been faster.
+        // The path of the working directory is empty here, so its `mkdir` fails. EEXIST means that
+        // another process made the directory since.
         if (mkdir(in_strTarget.c_str(), 0755) != 0 && !in_strTarget.empty() && errno != EEXIST)
             logReason("make directory " + in_strTarget, errno);
     }
     return true;
 }
 
-/// A file or a directory that becomes an old copy of itself.
+/// Renames a file or a directory to an old copy of itself.
 class Renaming
 {
   public:
@@ -340,7 +348,8 @@ class Renaming
         m_strExtension.erase(0, m_strBaseName.size());
     }
 
-    /// Leaves room for one more among the old copies. Gives false where they cannot be looked for.
+    /// Deletes the oldest copies until there is room for one more. Returns false if the directory
+    /// of the copies cannot be read.
     [[nodiscard]] bool prune(std::size_t in_uiMaxKept) const
     {
         ItemReader directory(nameOf(m_strTarget).c_str());
@@ -367,7 +376,7 @@ class Renaming
     }
 
   private:
-    /// Paths by the time of the last change.
+    /// The paths of the copies by modification time, oldest first.
     using Copies = std::map<ACE_Time_Value, std::string>;
 
     [[nodiscard]] Copies find(ItemReader& inout_directory) const
@@ -378,7 +387,8 @@ class Renaming
         Copies copies;
         while (const char* const szItem = inout_directory.next())
         {
-            // The whole name, or those of a file whose name ends in the same way would go too.
+            // `regex_match` compares the whole name. A search would also find copies of files whose
+            // names end in the same way, and delete them.
             if (!BoostRegex::regex_match(szItem, regex))
                 continue;
             struct stat status = {};
@@ -419,10 +429,10 @@ class Renaming
 
     const std::string m_strSource;
     const bool m_bIsDirectory;
-    /// The directory of the old copies, empty for the working directory.
+    /// The directory of the old copies; empty for the working directory.
     const std::string m_strTarget;
     std::string m_strBaseName;
-    /// With its dot; empty without one.
+    /// With its dot; empty if there is none.
     std::string m_strExtension;
 };
 

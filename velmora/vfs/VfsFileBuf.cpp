@@ -9,8 +9,8 @@
 namespace Velmora
 {
 
-/// Puts the buffer into error mode at its end, unless the operation was done: whether a file or a
-/// facet failed, or threw.
+/// Guards an operation: puts the buffer into error mode at the end of its scope, unless `done` was
+/// called. This covers failures and exceptions of the file and of a facet alike.
 template <class CharT, class Traits>
 class VfsFileBuf<CharT, Traits>::Attempt
 {
@@ -49,7 +49,7 @@ VfsFileBuf<CharT, Traits>::~VfsFileBuf()
     {
         close();
     }
-    catch (...) // NOLINT(bugprone-empty-catch): nobody is left to report it to.
+    catch (...) // NOLINT(bugprone-empty-catch): a destructor has no way to report it.
     {
     }
 }
@@ -125,7 +125,7 @@ void VfsFileBuf<CharT, Traits>::forgetState()
     m_savedState = State();
 }
 
-/// What was pending is lost: some of it may have reached the file, and would be there twice.
+/// Drops the pending characters: some of them may have reached the file and would be written twice.
 template <class CharT, class Traits>
 void VfsFileBuf<CharT, Traits>::setErrorMode()
 {
@@ -153,7 +153,7 @@ template <class CharT, class Traits>
 std::basic_streambuf<CharT, Traits>* VfsFileBuf<CharT, Traits>::setbuf(CharT* in_pBuffer,
                                                                        std::streamsize in_iSize)
 {
-    // The first read or write makes a buffer.
+    // After the first read or write there is a buffer, and it is not replaced.
     if (m_pIntBuffer != nullptr)
         return this;
     if (in_pBuffer == nullptr && in_iSize == 0)
@@ -164,7 +164,7 @@ std::basic_streambuf<CharT, Traits>* VfsFileBuf<CharT, Traits>::setbuf(CharT* in
     }
     else if (in_pBuffer != nullptr && in_iSize > 0)
     {
-        // Places in the areas are moved by an int.
+        // `gbump` and `pbump` take an int.
         m_pIntBuffer = in_pBuffer;
         m_pIntBufferEnd = in_pBuffer + std::min<std::streamsize>(in_iSize, INT_MAX);
     }
@@ -186,8 +186,8 @@ void VfsFileBuf<CharT, Traits>::needBuffers()
         needExternalBuffer(0);
 }
 
-/// Makes the external buffer large enough for the conversion of the internal one, and for a number
-/// of bytes; what it holds is lost if it grows.
+/// Ensures that the external buffer is large enough to convert the internal one, and holds at least
+/// the given number of bytes. If it grows, its contents are lost.
 template <class CharT, class Traits>
 void VfsFileBuf<CharT, Traits>::needExternalBuffer(std::size_t in_uiSize)
 {
@@ -206,7 +206,7 @@ template <class CharT, class Traits>
 void VfsFileBuf<CharT, Traits>::imbue(const std::locale& in_locale)
 {
     const Codecvt& codecvt = std::use_facet<Codecvt>(in_locale);
-    // With the same one the bytes go on as they were, in whatever state.
+    // The same facet keeps its conversion state.
     if (&codecvt == m_pCodecvt)
         return;
 
@@ -218,7 +218,7 @@ void VfsFileBuf<CharT, Traits>::imbue(const std::locale& in_locale)
         m_state = State();
         return;
     }
-    // Bytes of characters that were not read yet are converted once more.
+    // The bytes of unread characters are converted again, by the new facet.
     Attempt attempt(*this);
     const std::string strUnread = unreadText();
     setCodecvt(codecvt);
@@ -231,7 +231,7 @@ void VfsFileBuf<CharT, Traits>::imbue(const std::locale& in_locale)
     attempt.done();
 }
 
-/// Converts as the facet does, and copies where it says that nothing is to be converted.
+/// Converts by the facet, and copies if the facet reports that no conversion is needed.
 template <class CharT, class Traits>
 std::codecvt_base::result
 VfsFileBuf<CharT, Traits>::convertIn(State& inout_state, const char* in_pFrom, const char* in_pEnd,
@@ -266,7 +266,8 @@ bool VfsFileBuf<CharT, Traits>::enterInputMode()
     return true;
 }
 
-/// Forgets what was read and not used; the place of the file is then behind it.
+/// Drops the characters that were read from the file but not used. The file's position is then
+/// after them.
 template <class CharT, class Traits>
 void VfsFileBuf<CharT, Traits>::leaveInputMode()
 {
@@ -306,8 +307,8 @@ typename VfsFileBuf<CharT, Traits>::int_type VfsFileBuf<CharT, Traits>::underflo
     return Traits::to_int_type(*this->gptr());
 }
 
-/// Makes a new get area of what comes next. Gives false at the end of the file, with the get area
-/// as it was, and after a failure.
+/// Reads the next characters into the get area. Returns false after a failure, and at the end of
+/// the file, with the get area unchanged.
 template <class CharT, class Traits>
 bool VfsFileBuf<CharT, Traits>::fill()
 {
@@ -318,7 +319,7 @@ bool VfsFileBuf<CharT, Traits>::fill()
     long iNumRead = std::min<long>(m_pExtEnd - m_pExtNext, m_pIntBufferEnd - m_pIntBuffer);
     if (iNumRead != 0)
     {
-        // Bytes that were read before another locale came.
+        // Bytes that were read before the locale changed.
         std::copy_n(m_pExtNext, iNumRead, m_pIntBuffer);
         m_pExtNext += iNumRead;
     }
@@ -340,7 +341,8 @@ bool VfsFileBuf<CharT, Traits>::fillConverted()
     Attempt attempt(*this);
     char* const pBuffer = m_pExtBuffer.get();
 
-    // Bytes that are there come first: what they give is had without waiting for more.
+    // Bytes that are buffered are converted first, without waiting for more; the file is read only
+    // if they make no complete character.
     for (bool bReads = m_pExtNext == m_pExtEnd;; bReads = true)
     {
         const auto uiLeft = static_cast<std::size_t>(m_pExtEnd - m_pExtNext);
@@ -359,7 +361,7 @@ bool VfsFileBuf<CharT, Traits>::fillConverted()
         m_pExtEnd = pBuffer + uiLeft + std::max(iNumRead, 0L);
         m_savedState = m_state;
         this->setg(m_pIntBuffer, m_pIntBuffer, m_pIntBuffer);
-        // The end of the file in the midst of a character is a failure, too.
+        // An incomplete character at the end of the file is a failure, too.
         if (bReads && iNumRead <= 0)
             return seekBackOverBytes();
 
@@ -371,7 +373,7 @@ bool VfsFileBuf<CharT, Traits>::fillConverted()
     }
 }
 
-/// Converts the bytes that are there into the get area.
+/// Converts the buffered bytes into the get area.
 template <class CharT, class Traits>
 std::codecvt_base::result VfsFileBuf<CharT, Traits>::convertStretch()
 {
@@ -384,7 +386,7 @@ std::codecvt_base::result VfsFileBuf<CharT, Traits>::convertStretch()
     return result;
 }
 
-/// Has the file stand at the first byte that cannot be converted. Gives false, as it is a failure.
+/// Moves the file to the first byte that cannot be converted. Returns false, as that is a failure.
 template <class CharT, class Traits>
 bool VfsFileBuf<CharT, Traits>::seekBackOverBytes()
 {
@@ -424,6 +426,9 @@ std::streamsize VfsFileBuf<CharT, Traits>::xsgetn(CharT* out_pTo, std::streamsiz
         if (!enterInputMode())
             break;
         const std::ptrdiff_t iBufferSize = m_pIntBufferEnd - m_pIntBuffer;
+        // Only if nothing that comes first is buffered: characters that were put back, or bytes
+        // that were read before the locale changed. With a buffer of one character the stream is
+        // unbuffered and goes character by character.
         const bool bDirectly = m_bAlwaysNoConversion && !m_bPutbackMode &&
                                m_pExtNext == m_pExtEnd && iBufferSize > 1 &&
                                in_iCount - iDone >= iBufferSize;
@@ -440,7 +445,7 @@ std::streamsize VfsFileBuf<CharT, Traits>::xsgetn(CharT* out_pTo, std::streamsiz
     return iDone;
 }
 
-/// Reads once, past the buffer. Gives 0 at the end of the file and after a failure.
+/// Reads once, bypassing the buffer. Returns 0 at the end of the file and after a failure.
 template <class CharT, class Traits>
 std::streamsize VfsFileBuf<CharT, Traits>::readDirectly(CharT* out_pTo, std::streamsize in_iCount)
 {
@@ -451,7 +456,7 @@ std::streamsize VfsFileBuf<CharT, Traits>::readDirectly(CharT* out_pTo, std::str
     attempt.done();
     if (iNumRead > 0)
     {
-        // The last one can be put back, also where the file cannot seek.
+        // Keeps the last character for putback, which then needs no seek.
         Traits::assign(*m_pIntBuffer, out_pTo[iNumRead - 1]);
         this->setg(m_pIntBuffer, m_pIntBuffer + 1, m_pIntBuffer + 1);
     }
@@ -471,7 +476,8 @@ VfsFileBuf<CharT, Traits>::pbackfail(int_type in_character)
 
     if (this->gptr() > this->eback())
     {
-        // Characters that were put back may be replaced, the buffer may not.
+        // Only characters that were put back may be overwritten. The buffer itself must keep those
+        // of the file.
         const bool bSame = bAny || Traits::eq(character, this->gptr()[-1]);
         if (bSame || m_bPutbackMode)
         {
@@ -500,8 +506,9 @@ VfsFileBuf<CharT, Traits>::pbackfail(int_type in_character)
     return Traits::to_int_type(character);
 }
 
-/// Whether one more character can be put back: there is room for it, and the file has a place for
-/// it. Where a place cannot be known, it is taken to be there.
+/// Returns whether one more character can be put back: there is room for it, and the file has a
+/// character before the current position. If the position cannot be determined, it is assumed to
+/// have one.
 template <class CharT, class Traits>
 bool VfsFileBuf<CharT, Traits>::hasPlaceForPutback()
 {
@@ -521,7 +528,7 @@ bool VfsFileBuf<CharT, Traits>::hasPlaceForPutback()
     return iPosition - unreadBytes(state) >= m_iWidth;
 }
 
-/// Goes back by one character, to before what is in the buffer.
+/// Moves back by one character, to before the buffer's beginning.
 template <class CharT, class Traits>
 typename VfsFileBuf<CharT, Traits>::int_type VfsFileBuf<CharT, Traits>::stepBack()
 {
@@ -532,7 +539,7 @@ typename VfsFileBuf<CharT, Traits>::int_type VfsFileBuf<CharT, Traits>::stepBack
     if (goTo(-m_iWidth - iUnread, VfsFileBufImpl::cur, state) == pos_type(off_type(-1)))
         return Traits::eof();
     const int_type character = underflow();
-    // Behind the end of the file there is none.
+    // After a seek beyond the end of the file there is no such character, so the move is undone.
     if (Traits::eq_int_type(character, Traits::eof()) && !m_bErrorMode)
         goTo(m_iWidth, VfsFileBufImpl::cur, state);
     return character;
@@ -549,7 +556,7 @@ bool VfsFileBuf<CharT, Traits>::enterOutputMode()
         return false;
     if (m_bInputMode)
     {
-        // Has the file stand where the program is.
+        // Moves the file back to the program's position.
         State state;
         const std::streamoff iUnread = unreadBytes(state);
         if (iUnread < 0 || (iUnread != 0 && m_impl._M_seek(-iUnread, VfsFileBufImpl::cur) == -1))
@@ -563,7 +570,7 @@ bool VfsFileBuf<CharT, Traits>::enterOutputMode()
     return true;
 }
 
-/// Writes what is pending; gives false, in error mode, when that fails.
+/// Writes the pending characters. Returns false, in error mode, if that fails.
 template <class CharT, class Traits>
 bool VfsFileBuf<CharT, Traits>::leaveOutputMode(bool in_bUnshift)
 {
@@ -577,6 +584,8 @@ bool VfsFileBuf<CharT, Traits>::leaveOutputMode(bool in_bUnshift)
 template <class CharT, class Traits>
 void VfsFileBuf<CharT, Traits>::setPutArea(std::ptrdiff_t in_iPending)
 {
+    // The last place is for the character that `overflow` gets, so that it is written with the
+    // rest.
     this->setp(m_pIntBuffer, m_pIntBufferEnd - 1);
     this->pbump(static_cast<int>(in_iPending));
 }
@@ -641,8 +650,9 @@ int VfsFileBuf<CharT, Traits>::sync()
     return m_bErrorMode ? -1 : 0;
 }
 
-/// Writes the put area up to a place in the internal buffer. Characters at its end that are only
-/// together with further ones a whole for the facet may stay, or are a failure.
+/// Writes the put area up to a place in the internal buffer. Characters at the end that the facet
+/// can convert only together with further ones are kept if `in_bMayKeepRest` is set; otherwise they
+/// are a failure.
 template <class CharT, class Traits>
 bool VfsFileBuf<CharT, Traits>::flush(const CharT* in_pEnd, bool in_bMayKeepRest)
 {
@@ -662,7 +672,7 @@ bool VfsFileBuf<CharT, Traits>::flush(const CharT* in_pEnd, bool in_bMayKeepRest
     return attempt.done();
 }
 
-/// Gives the first character that was not converted.
+/// Converts and writes the put area. Returns the first character that was not converted.
 template <class CharT, class Traits>
 const CharT* VfsFileBuf<CharT, Traits>::writeConverted(const CharT* in_pEnd, bool& out_bWritten)
 {
@@ -689,7 +699,7 @@ const CharT* VfsFileBuf<CharT, Traits>::writeConverted(const CharT* in_pEnd, boo
     return pFrom;
 }
 
-/// Writes what brings the encoding back to its initial state.
+/// Writes the bytes that return the encoding to its initial state.
 template <class CharT, class Traits>
 bool VfsFileBuf<CharT, Traits>::unshift()
 {
@@ -715,9 +725,9 @@ bool VfsFileBuf<CharT, Traits>::unshift()
 
 // Position
 
-/// The number of bytes from where the program is to where the file is; gives the state there, too.
-/// Gives -1 when that cannot be known: for characters that were put back in front of the buffer,
-/// where their width varies.
+/// Returns the number of bytes between the program's position and the file's position, and the
+/// conversion state at the former. Returns -1 if the number cannot be determined: for characters
+/// that were put back before the buffer's beginning, with an encoding of variable width.
 template <class CharT, class Traits>
 std::streamoff VfsFileBuf<CharT, Traits>::unreadBytes(State& out_state) const
 {
@@ -736,8 +746,9 @@ std::streamoff VfsFileBuf<CharT, Traits>::unreadBytes(State& out_state) const
     return iNumBytes < 0 ? -1 : m_pExtEnd - m_pExtBuffer.get() - iNumBytes;
 }
 
-/// The number of bytes that a number of characters at the beginning of the get area came of, and
-/// the state behind them. They are converted once more: -1 if that gives other characters.
+/// Returns the number of bytes that the first characters of the get area were converted from, and
+/// the conversion state after them. Converts these bytes again and returns -1 if that gives other
+/// characters.
 template <class CharT, class Traits>
 std::ptrdiff_t VfsFileBuf<CharT, Traits>::bytesOf(std::ptrdiff_t in_iCharacters,
                                                   State& out_state) const
@@ -767,11 +778,11 @@ std::ptrdiff_t VfsFileBuf<CharT, Traits>::bytesOf(std::ptrdiff_t in_iCharacters,
     return iNumBytes;
 }
 
-/// The bytes from where the program is to where the file is.
+/// Returns the bytes between the program's position and the file's position.
 template <class CharT, class Traits>
 std::string VfsFileBuf<CharT, Traits>::unreadText() const
 {
-    // Characters that were put back are those of the file again.
+    // Characters that were put back count with the bytes that they have in the file.
     const CharT* const pBegin = m_bPutbackMode ? m_pSavedEback : this->eback();
     const CharT* const pEnd = m_bPutbackMode ? m_pSavedEgptr : this->egptr();
     const CharT* pNext = this->gptr();
@@ -835,7 +846,7 @@ VfsFileBuf<CharT, Traits>::seekpos(pos_type in_position, std::ios_base::openmode
     return goTo(iOffset, VfsFileBufImpl::beg, in_position.state());
 }
 
-/// Moves the file, and only then forgets what is in the buffers: a seek that is refused changes
+/// Moves the file, then drops the contents of the buffers. In this order, a seek that fails changes
 /// nothing.
 template <class CharT, class Traits>
 typename VfsFileBuf<CharT, Traits>::pos_type

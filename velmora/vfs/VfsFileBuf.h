@@ -12,38 +12,39 @@
 namespace Velmora
 {
 
-/// A stream buffer over a file of a virtual file system. It does what `std::basic_filebuf` does:
-/// with locales and their conversion of characters, with characters that are put back, and when a
-/// program turns from reading to writing. It is instantiated for `char` in the library, and for
-/// nothing else.
+/// A stream buffer over a file of a virtual file system. It behaves like `std::basic_filebuf`, with
+/// locales and character conversion, putback, and switches between reading and writing. It is
+/// instantiated in the library for `char` only.
 ///
 ///     VfsFileBuf<char> buffer(hFileSystem);
 ///     if (buffer.open("greeting.wav", std::ios_base::in | std::ios_base::binary) == nullptr)
 ///         return false;
 ///
-/// What differs from a standard file buffer:
-/// - Open modes are those that `VfsFileBufImpl::_M_open` names; `in` with `app` is none of them. A
-///   file that is opened with `app` is at its beginning until the first byte is written.
-/// - Without `binary`, only the beginning, the end and the own position can be sought.
-/// - A file that takes fewer bytes than it is given has failed, as has one that is interrupted.
-///   Nothing is written again: what a failed operation had to write is lost.
+/// Differences from a standard file buffer:
+/// - The open modes are those listed at `VfsFileBufImpl::_M_open`; `in` with `app` is not among
+///   them. A file that is opened with `app` is at its beginning until the first byte is written.
+/// - Without `binary`, seeks go only to the beginning, to the end and to the current position.
+/// - A write that is interrupted or that the file accepts only in part is a failure. It is not
+///   retried: the pending characters are lost.
 /// - A failed operation puts the buffer into error mode: it neither reads nor writes until a seek
-///   or a close. `sync` gives -1.
-/// - A read that fails gives the end of the file, and so do bytes that cannot be converted. The
-///   place is then that of the first such byte.
-/// - Up to 8 characters that differ from those of the file can be put back in a row.
-/// - Asking for the position writes what is pending.
+///   or a close. `sync` returns -1.
+/// - A read that fails returns end of file, as do bytes that cannot be converted. The position is
+///   then that of the first such byte.
+/// - Up to 8 characters in a row can be put back that differ from those of the file.
+/// - Asking for the position writes the pending characters.
 ///
-/// Buffers hold 4,096 characters, unless `pubsetbuf` gives another one before the first read or
-/// write of the object's life; `pubsetbuf(nullptr, 0)` makes it go character by character. Pieces
-/// that are at least as large go straight to the file, or from there, if they need no conversion.
+/// The buffer holds 4,096 characters, unless `pubsetbuf` sets another one before the object's first
+/// read or write. `pubsetbuf(nullptr, 0)` makes it unbuffered: it reads and writes character by
+/// character. Reads and writes of at least the buffer's size bypass the buffer if they need no
+/// conversion.
 ///
-/// Ownership: shares the file system and owns the file. A buffer of `pubsetbuf` is the caller's and
-/// must outlive this.
-/// Thread-safety: belongs to one thread at a time, like a standard stream.
-/// Failure: null, end of file or -1, and error mode. What the file system or a facet throws passes
-/// through, as does `std::bad_alloc` for a buffer; a stream makes badbit of it. The destructor
-/// throws nothing. Nothing is logged but a broken condition of `VfsFileBufImpl::_M_close`.
+/// Ownership: shares the file system and owns the file. A buffer that was passed to `pubsetbuf`
+/// belongs to the caller and must outlive this object.
+/// Thread-safety: may be used by one thread at a time, like a standard stream.
+/// Failure: returns null, end of file or -1, and enters error mode. Exceptions of the file system
+/// and of facets pass through, as does `std::bad_alloc` for a buffer; a stream turns them into
+/// badbit. The destructor does not throw. Only a failed assertion in `VfsFileBufImpl::_M_close` is
+/// logged.
 template <class CharT, class Traits = std::char_traits<CharT>>
 class VELMORA_API VfsFileBuf : public std::basic_streambuf<CharT, Traits>
 {
@@ -54,7 +55,7 @@ class VELMORA_API VfsFileBuf : public std::basic_streambuf<CharT, Traits>
     using pos_type = typename Traits::pos_type;
     using off_type = typename Traits::off_type;
 
-    /// Binds it to a file system, with no file open.
+    /// Binds the buffer to a file system. No file is open.
     explicit VfsFileBuf(const TSHandle<VirtualFileSystem>& in_hFileSystem);
 
     /// Closes the file.
@@ -63,23 +64,25 @@ class VELMORA_API VfsFileBuf : public std::basic_streambuf<CharT, Traits>
     VfsFileBuf(const VfsFileBuf&) = delete;
     VfsFileBuf& operator=(const VfsFileBuf&) = delete;
 
-    /// Opens a file by the bits of a `std::ios_base::openmode`; a new one gets the permission 0666,
-    /// or the given one, less what the process's mask takes. Gives this.
-    /// Failure: null; a file that is open already stays so.
+    /// Opens a file by the bits of a `std::ios_base::openmode`. A new file gets the permission, by
+    /// default 0666, less the bits of the process's umask. Returns this.
+    ///
+    /// Failure: returns null. If a file is open already, it stays open.
     VfsFileBuf* open(const char* in_szName, int in_iMode);
     VfsFileBuf* open(const char* in_szName, int in_iMode, long in_iPermission);
 
-    /// Gives null: a descriptor of the operating system cannot be taken over.
+    /// Returns null: a descriptor of the operating system cannot be adopted.
     VfsFileBuf* open(int in_iDescriptor, int in_iMode);
 
-    /// Writes what is pending and closes the file, in any case. Gives this.
-    /// Failure: null when it is not open, or one of the two failed. What the file system throws
-    /// passes through once the file is closed.
+    /// Writes the pending characters and closes the file, even if the write fails. Returns this.
+    ///
+    /// Failure: returns null if no file is open, or if the write or the close fails. Exceptions of
+    /// the file system pass through after the file is closed.
     VfsFileBuf* close();
 
     [[nodiscard]] bool is_open() const { return m_impl.is_open(); }
 
-    /// Gives -1, also when it is open.
+    /// Returns -1, even while a file is open.
     [[nodiscard]] int fd() const { return m_impl.fd(); }
 
     [[nodiscard]] const TSHandle<VirtualFileSystem>& getVirtualFileSystem() const
@@ -87,7 +90,8 @@ class VELMORA_API VfsFileBuf : public std::basic_streambuf<CharT, Traits>
         return m_impl.getVirtualFileSystem();
     }
 
-    /// The file, which is still there after `close`; null if the last `open` failed.
+    /// Returns the file that was opened last, also after `close`. Returns null if there is none,
+    /// and after an `open` that failed in the file system.
     [[nodiscard]] VirtualFileSystem::File* getFile() const { return m_impl.getFile(); }
 
   protected:
@@ -152,41 +156,41 @@ class VELMORA_API VfsFileBuf : public std::basic_streambuf<CharT, Traits>
 
     VfsFileBufImpl m_impl;
 
-    // What the encoding of the locale is like.
+    // Properties of the locale's encoding.
     bool m_bConstantWidth = false;
     bool m_bAlwaysNoConversion = false;
 
-    // At most one of input, output and error mode is set; putback mode is a part of input mode.
+    // At most one of input, output and error mode is set; putback mode is a substate of input mode.
     bool m_bInputMode = false;
     bool m_bOutputMode = false;
     bool m_bErrorMode = false;
     bool m_bPutbackMode = false;
 
-    // The characters of the get area or of the put area. The put area leaves a place at the end for
-    // the character that makes it overflow.
+    // Holds the get area or the put area. The put area leaves room at the end for the character
+    // that overflows it.
     CharT* m_pIntBuffer = nullptr;
     CharT* m_pIntBufferEnd = nullptr;
     std::unique_ptr<CharT[]> m_pOwnIntBuffer;
 
-    // Bytes of the file; used for conversion only. Those up to `m_pExtNext` became the get area,
-    // those from there up to `m_pExtEnd` are to be converted next.
+    // Bytes of the file, used only with conversion. The bytes up to `m_pExtNext` were converted
+    // into the get area; those from there to `m_pExtEnd` are converted next.
     std::unique_ptr<char[]> m_pExtBuffer;
     std::size_t m_uiExtBufferSize = 0;
     const char* m_pExtNext = nullptr;
     char* m_pExtEnd = nullptr;
 
-    // The state at `m_pExtNext`, or after the last byte that was written; and the state at the
+    // The conversion state at `m_pExtNext`, or after the last byte written; and the state at the
     // beginning of the external buffer.
     State m_state{};
     State m_savedState{};
 
-    // The get area while one of characters that were put back stands in its place.
+    // The get area that is set aside in putback mode, while `m_putback` serves as the get area.
     CharT* m_pSavedEback = nullptr;
     CharT* m_pSavedGptr = nullptr;
     CharT* m_pSavedEgptr = nullptr;
     std::array<CharT, s_uiPutbackSize> m_putback{};
 
-    // Of the locale, which keeps it alive.
+    // Owned by the locale, which keeps it alive.
     const Codecvt* m_pCodecvt = nullptr;
     int m_iWidth = 1;
     int m_iMaxWidth = 1;

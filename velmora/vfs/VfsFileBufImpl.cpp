@@ -26,7 +26,7 @@ namespace
 
 constexpr long s_iDefaultPermission = 0666;
 
-/// The flags with which a file is opened for a mode; none for a mode that is not known.
+/// Returns the flags of `open` for a mode; none for an invalid mode.
 std::optional<int> openFlags(int in_iMode)
 {
     constexpr int iIn = VfsFileBufImpl::in;
@@ -69,6 +69,7 @@ bool VfsFileBufImpl::_M_open(const char* in_szName, int in_iMode, long in_iPermi
         return false;
 
     const long iPermission = *flags == O_RDONLY ? 0 : in_iPermission;
+    // Released before the new file is opened, so that at most one is open.
     m_pFile = nullptr;
     ManagedHandle<VirtualFileSystem::File, TSReferenceCount> hFile =
         m_hFileSystem->open(in_szName, *flags, static_cast<unsigned int>(iPermission));
@@ -101,7 +102,7 @@ bool VfsFileBufImpl::_M_close()
     if (m_pFile.isNull())
         return false;
 
-    // Before the file is asked, which may throw.
+    // Reset before the file is closed, as that may throw.
     m_iOpenMode = 0;
     m_bIsOpen = false;
     return !std::exchange(m_bShouldClose, false) || m_pFile->close() == 0;

@@ -9,19 +9,20 @@
 namespace Velmora
 {
 
-/// The bottom of a `VfsFileBuf`: a file of a virtual file system that is opened by the mode of a
-/// standard stream, and each byte of which goes through a `VirtualFileSystem::File`. It keeps no
-/// bytes.
+/// The file access of a `VfsFileBuf`: opens a file of a virtual file system by the mode of a
+/// standard stream, and reads and writes it through a `VirtualFileSystem::File`. It does not
+/// buffer.
 ///
-/// Ownership: shares the file system, which lives as long as it does; owns the file. A file that is
-/// closed stays there until the next one is opened.
-/// Thread-safety: belongs to one thread at a time. The file system may be shared, as far as it
-/// allows it.
-/// Failure: false, -1 or 0 as each operation says. What a file system throws passes through.
+/// Ownership: shares the file system, which lives at least as long as this object; owns the file. A
+/// closed file is kept until the next one is opened.
+/// Thread-safety: may be used by one thread at a time. The file system may be shared as far as its
+/// implementation allows.
+/// Failure: returns false, -1 or 0 as stated at each operation. Exceptions of the file system pass
+/// through.
 class VELMORA_API VfsFileBufImpl
 {
   public:
-    /// Bits of an open mode, which are those of `std::ios_base::openmode`.
+    /// The bits of an open mode, with the values of `std::ios_base::openmode`.
     enum OpenMode
     {
         app = 1,
@@ -32,7 +33,7 @@ class VELMORA_API VfsFileBufImpl
         trunc = 32
     };
 
-    /// From where a seek counts; the numbers are not those of `std::ios_base::seekdir`.
+    /// The origin of a seek. The values differ from those of `std::ios_base::seekdir`.
     enum SeekDirection
     {
         beg = 1,
@@ -40,64 +41,65 @@ class VELMORA_API VfsFileBufImpl
         end = 4
     };
 
-    /// Buffers are as large as a page, in bytes.
+    /// The size of a buffer in bytes, which is that of a page.
     static constexpr long _M_page_size = 4096;
 
-    /// Binds it to a file system, with no file open.
+    /// Binds the object to a file system. No file is open.
     explicit VfsFileBufImpl(const TSHandle<VirtualFileSystem>& in_hFileSystem);
     ~VfsFileBufImpl();
     VfsFileBufImpl(const VfsFileBufImpl&) = delete;
     VfsFileBufImpl& operator=(const VfsFileBufImpl&) = delete;
 
-    /// Opens a file; a new one gets the permission, less what the process's mask takes. Of the mode
-    /// without `ate` and `binary`, these are known: `in`, `out`, `out|trunc`, `out|app`, `in|out`,
-    /// `in|out|trunc`. With `ate` it goes to the end of the file.
-    /// Failure: false when it is open already, for any other mode, and when the file system or the
-    /// seek refuses.
+    /// Opens a file. A new file gets the permission, less the bits of the process's umask. Apart
+    /// from `ate` and `binary`, the valid modes are `in`, `out`, `out|trunc`, `out|app`, `in|out`
+    /// and `in|out|trunc`. `ate` seeks to the end of the file.
+    ///
+    /// Failure: returns false if a file is open already, for any other mode, and if the file system
+    /// or the seek fails.
     [[nodiscard]] bool _M_open(const char* in_szName, int in_iMode, long in_iPermission);
 
-    /// The same with the permission 0666.
+    /// Opens a file as above, with the permission 0666.
     [[nodiscard]] bool _M_open(const char* in_szName, int in_iMode);
 
-    /// Gives false: a descriptor of the operating system cannot be taken over.
+    /// Returns false: a descriptor of the operating system cannot be adopted.
     [[nodiscard]] bool _M_open(int in_iDescriptor, int in_iMode);
 
-    /// Closes the file and forgets the mode. Gives false when it is not open, or when closing the
-    /// file fails, after which it is not open either.
+    /// Closes the file and resets the mode. Returns false if no file is open, or if closing it
+    /// fails; it is not open then either.
     bool _M_close();
 
-    /// Reads once. Gives the number of bytes, which may be less than `in_iCount`, 0 at the end of
-    /// the file, or -1.
+    /// Reads once. Returns the number of bytes, which may be less than `in_iCount`; 0 at the end of
+    /// the file; -1 on failure.
     [[nodiscard]] long _M_read(char* out_pBuffer, long in_iCount);
 
-    /// Writes once. Gives whether all bytes were written; a file that takes fewer has failed.
+    /// Writes once. Returns whether all bytes were written; a partial write is a failure.
     [[nodiscard]] bool _M_write(const char* in_pBuffer, long in_iCount);
 
-    /// Gives the new position in bytes, or -1, with the position as it was: for a file that
-    /// refuses, a position before the beginning, or an unknown direction.
+    /// Returns the new position in bytes. Returns -1, with the position unchanged, if the file
+    /// cannot seek, for a position before the beginning and for an unknown direction.
     std::streamoff _M_seek(std::streamoff in_iOffset, int in_iDirection);
 
-    /// The size in bytes, found by seeking there and back; useless when the file cannot seek, 0
-    /// when there is none.
+    /// Returns the size in bytes, which it finds by seeking to the end and back. The result is
+    /// meaningless if the file cannot seek, and 0 if there is no file.
     [[nodiscard]] std::streamoff _M_file_size();
 
-    /// Whether the mode has `binary`.
+    /// Returns whether the mode has `binary`.
     [[nodiscard]] bool _M_in_binary_mode() const { return (m_iOpenMode & binary) != 0; }
 
-    /// The number of bytes from one place in a buffer to another; there is no translation of lines.
+    /// Returns the number of bytes between two places in a buffer. Line ends are not translated.
     [[nodiscard]] static std::streamoff _M_get_offset(const char* in_pFirst, const char* in_pLast)
     {
         return in_pLast - in_pFirst;
     }
 
-    /// Gives null: a file is never mapped into memory.
+    /// Returns null: files are not mapped into memory.
     [[nodiscard]] static void* _M_mmap(std::streamoff, std::streamoff) { return nullptr; }
     static void _M_unmap(void*, std::streamoff) {}
 
     [[nodiscard]] bool is_open() const { return m_bIsOpen; }
     [[nodiscard]] int mode() const { return m_iOpenMode; }
 
-    /// Gives -1: no descriptor is seen through this interface.
+    /// Returns -1: the interface does not expose a descriptor.
     [[nodiscard]] int fd() const { return m_iFileDescriptor; }
     [[nodiscard]] bool isRegularFile() const { return m_bRegularFile; }
     [[nodiscard]] const TSHandle<VirtualFileSystem>& getVirtualFileSystem() const
@@ -105,11 +107,12 @@ class VELMORA_API VfsFileBufImpl
         return m_hFileSystem;
     }
 
-    /// The file that was opened last, which may be closed; null if there is none.
+    /// Returns the file that was opened last, which may be closed. Returns null if there is none,
+    /// and after an `_M_open` that failed in the file system.
     [[nodiscard]] VirtualFileSystem::File* getFile() const { return m_pFile.get(); }
 
   protected:
-    // In this order: the file goes before its file system.
+    // The order matters: the file is destroyed before its file system.
     TSHandle<VirtualFileSystem> m_hFileSystem;
     ManagedHandle<VirtualFileSystem::File, TSReferenceCount> m_pFile;
     int m_iFileDescriptor = -1;

@@ -6,7 +6,7 @@ namespace Velmora
 namespace
 {
 
-/// Takes over what came of an attempt to open a file.
+/// Sets the stream's state from the result of opening its buffer.
 template <class Stream>
 void setStateAfterOpen(Stream& inout_stream, const void* in_pOpened)
 {
@@ -18,7 +18,7 @@ void setStateAfterOpen(Stream& inout_stream, const void* in_pOpened)
 
 } // namespace
 
-// The buffer does not exist yet when the base is made.
+// The base class is constructed before the buffer, so it gets the buffer in the constructor's body.
 
 template <class CharT, class Traits>
 basic_vfsistream<CharT, Traits>::basic_vfsistream(const TSHandle<VirtualFileSystem>& in_hFileSystem)

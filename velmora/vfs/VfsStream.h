@@ -10,37 +10,36 @@ namespace Velmora
 {
 
 /// An input stream over a file of a virtual file system, as `std::basic_ifstream` is one over a
-/// file of the operating system. It is instantiated for `char` in the library, and for nothing
-/// else.
+/// file of the operating system. It is instantiated in the library for `char` only.
 ///
 ///     basic_vfsistream<char> stream(hFileSystem, "prompts.txt", std::ios_base::in);
 ///     for (std::string strLine; std::getline(stream, strLine);)
 ///         ...
 ///
-/// Modes are the bits of a `std::ios_base::openmode`, to which `in` is added. For what they may be,
-/// and for what else differs from a standard stream, see `VfsFileBuf`.
+/// Modes are the bits of a `std::ios_base::openmode`; `in` is added. For the valid modes and for
+/// other differences from a standard stream see `VfsFileBuf`.
 ///
 /// Ownership: shares the file system and owns its buffer and its file.
-/// Thread-safety: belongs to one thread at a time, like a standard stream.
-/// Failure: a file that cannot be opened or closed sets failbit. Otherwise as standard streams;
-/// what the file system throws sets badbit.
+/// Thread-safety: may be used by one thread at a time, like a standard stream.
+/// Failure: sets failbit if the file cannot be opened or closed, otherwise as standard streams.
+/// Exceptions of the file system set badbit.
 template <class CharT, class Traits = std::char_traits<CharT>>
 // NOLINTNEXTLINE(cppcoreguidelines-virtual-class-destructor): that of a standard stream is virtual.
 class VELMORA_API basic_vfsistream : public std::basic_istream<CharT, Traits>
 {
   public:
-    /// Has no file open.
+    /// Opens no file.
     explicit basic_vfsistream(const TSHandle<VirtualFileSystem>& in_hFileSystem);
 
-    /// Opens a file, as `open` does.
+    /// Opens a file as `open` does.
     basic_vfsistream(const TSHandle<VirtualFileSystem>& in_hFileSystem, const char* in_szName,
                      int in_iMode);
 
-    /// Opens a file, which gets the permission if it is made.
+    /// Opens a file as `open` does. A new file gets the permission.
     basic_vfsistream(const TSHandle<VirtualFileSystem>& in_hFileSystem, const char* in_szName,
                      int in_iMode, long in_iPermission);
 
-    /// Sets failbit: a descriptor of the operating system cannot be taken over.
+    /// Sets failbit: a descriptor of the operating system cannot be adopted.
     basic_vfsistream(const TSHandle<VirtualFileSystem>& in_hFileSystem, int in_iDescriptor,
                      int in_iMode);
 
@@ -53,21 +52,22 @@ class VELMORA_API basic_vfsistream : public std::basic_istream<CharT, Traits>
         return m_buffer.getVirtualFileSystem();
     }
 
-    /// The file, which is still there after `close`; null if the last one could not be opened.
+    /// Returns the file that was opened last, also after `close`. Returns null if there is none,
+    /// and after an `open` that failed in the file system.
     [[nodiscard]] VirtualFileSystem::File* getFile() const { return m_buffer.getFile(); }
 
-    /// Opens a file and clears the state.
+    /// Opens a file. Clears the stream's state on success.
     void open(const char* in_szName, int in_iMode);
     void close();
 
   private:
-    // As standard streams, it gives the buffer to all who may read the stream.
+    // Mutable, since `rdbuf` returns a non-const buffer from a const stream, as standard streams
+    // do.
     mutable VfsFileBuf<CharT, Traits> m_buffer;
 };
 
 /// An output stream over a file of a virtual file system, as `std::basic_ofstream` is one over a
-/// file of the operating system. It is instantiated for `char` in the library, and for nothing
-/// else.
+/// file of the operating system. It is instantiated in the library for `char` only.
 ///
 ///     basic_vfsostream<char> stream(hFileSystem, "report.txt", std::ios_base::out);
 ///     stream << strReport;
@@ -75,25 +75,25 @@ class VELMORA_API basic_vfsistream : public std::basic_istream<CharT, Traits>
 ///     if (!stream)
 ///         ...
 ///
-/// To the mode `out` is added. All else is as with `basic_vfsistream`. What is pending when the
-/// stream goes is written then; a failure of that is not seen, so a program closes it before.
+/// `out` is added to the mode. For the rest see `basic_vfsistream`. The destructor writes the
+/// pending characters but cannot report a failure, so call `close` first and check the state.
 template <class CharT, class Traits = std::char_traits<CharT>>
 // NOLINTNEXTLINE(cppcoreguidelines-virtual-class-destructor): that of a standard stream is virtual.
 class VELMORA_API basic_vfsostream : public std::basic_ostream<CharT, Traits>
 {
   public:
-    /// Has no file open.
+    /// Opens no file.
     explicit basic_vfsostream(const TSHandle<VirtualFileSystem>& in_hFileSystem);
 
-    /// Opens a file, as `open` does.
+    /// Opens a file as `open` does.
     basic_vfsostream(const TSHandle<VirtualFileSystem>& in_hFileSystem, const char* in_szName,
                      int in_iMode);
 
-    /// Opens a file, which gets the permission if it is made.
+    /// Opens a file as `open` does. A new file gets the permission.
     basic_vfsostream(const TSHandle<VirtualFileSystem>& in_hFileSystem, const char* in_szName,
                      int in_iMode, long in_iPermission);
 
-    /// Sets failbit: a descriptor of the operating system cannot be taken over.
+    /// Sets failbit: a descriptor of the operating system cannot be adopted.
     basic_vfsostream(const TSHandle<VirtualFileSystem>& in_hFileSystem, int in_iDescriptor,
                      int in_iMode);
 
@@ -106,10 +106,11 @@ class VELMORA_API basic_vfsostream : public std::basic_ostream<CharT, Traits>
         return m_buffer.getVirtualFileSystem();
     }
 
-    /// The file, which is still there after `close`; null if the last one could not be opened.
+    /// Returns the file that was opened last, also after `close`. Returns null if there is none,
+    /// and after an `open` that failed in the file system.
     [[nodiscard]] VirtualFileSystem::File* getFile() const { return m_buffer.getFile(); }
 
-    /// Opens a file and clears the state.
+    /// Opens a file. Clears the stream's state on success.
     void open(const char* in_szName, int in_iMode);
     void close();
 

@@ -144,7 +144,8 @@ bool VirtualFileSystemTestApplication::browse(VirtualFileSystem& inout_fileSyste
         const std::string strPath = hEntry->getPath();
         const auto step = hEntry->isDirectory() ? &VirtualFileSystemTestApplication::browse
                                                 : &VirtualFileSystemTestApplication::print;
-        // Closed before it is opened by its path: a level of directories takes one descriptor.
+        // Closed before it is opened again by its path, so that each level of directories takes one
+        // descriptor, not two.
         hEntry = nullptr;
         bPassed = (this->*step)(inout_fileSystem, strPath, out_stream, strDeeper) && bPassed;
     }
@@ -167,6 +168,7 @@ bool VirtualFileSystemTestApplication::print(VirtualFileSystem& inout_fileSystem
     }
     std::array<char, s_uiContentSize> content{};
     const long iNumRead = hFile->read(content.data(), content.size());
+    // The second condition catches a faulty file system under test, which would overrun the buffer.
     if (iNumRead < 0 || iNumRead > static_cast<long>(content.size()))
     {
         VELMORA_LOG_ERROR("Failed to read file " << in_strPath);

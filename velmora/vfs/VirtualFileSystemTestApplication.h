@@ -16,8 +16,8 @@
 namespace Velmora
 {
 
-/// The frame of a program that lists a virtual file system, to try a new implementation by hand. A
-/// program derives from it and says what is listed:
+/// The base class of a program that lists a virtual file system, to try a new implementation by
+/// hand. A program derives from it and sets the file system:
 ///
 ///     class DiskTest : public Velmora::VirtualFileSystemTestApplication
 ///     {
@@ -31,16 +31,16 @@ namespace Velmora
 ///         }
 ///     };
 ///
-/// What is on the command line without an option are the parameters of the file system. Besides the
-/// options of `ApplicationImpl` it knows these:
+/// Command-line arguments that are not options are the parameters of the file system. In addition
+/// to the options of `ApplicationImpl` it has these:
 ///
 /// | Option | What it does |
 /// |---|---|
-/// | `--functional-test` | lists the file system, which is done without it, too |
-/// | `--full-test` | calls `runMultiThreadsTest` besides; cannot be given together with the other |
+/// | `--functional-test` | lists the file system, which is also the default |
+/// | `--full-test` | also calls `runMultiThreadsTest`; excludes `--functional-test` |
 /// | `--print-file-content` | shows up to 100 bytes of each file |
 ///
-/// A directory is listed with all that is below it, a line each, two blanks further in for each
+/// A directory is listed with all its contents, one line each, indented by two blanks for each
 /// level:
 ///
 ///     + Directory /srv/prompts
@@ -48,19 +48,19 @@ namespace Velmora
 ///       Content: "All lines are busy. [...]"
 ///       + Directory /srv/prompts/en
 ///
-/// Symbolic links are the file system's business: a listing through one that leads upwards goes
-/// round until a path is refused, and one of several of them may never end. A FIFO whose content is
-/// printed is waited for.
+/// Symbolic links are left to the file system: a listing follows a link that leads upwards until a
+/// path is refused, and with several such links it may never end. With `--print-file-content` a
+/// FIFO blocks until it has a writer.
 ///
 /// Logs through the program's logger.
 ///
 /// Ownership: shares the file system.
-/// Thread-safety: the main thread's.
+/// Thread-safety: for the main thread only.
 class VELMORA_API VirtualFileSystemTestApplication : public virtual Application,
                                                      public ApplicationImpl
 {
   public:
-    /// As those of `ApplicationImpl`.
+    /// See the constructors of `ApplicationImpl`.
     VirtualFileSystemTestApplication(const Logger& in_logger, const char* in_szName);
     explicit VirtualFileSystemTestApplication(const char* in_szName);
 
@@ -69,21 +69,25 @@ class VELMORA_API VirtualFileSystemTestApplication : public virtual Application,
     /// Runs the tests that the command line asks for, with the program's log level set to INFO.
     void run() override;
 
-    /// Whether all tests of the last `run` have passed; false before.
+    /// Returns whether all tests of the last `run` passed; false before the first.
     [[nodiscard]] bool getResult() const { return m_bResult; }
 
     /// Lists the file system from the start path on, and logs the listing as one line at INFO.
-    /// Failure: as `runTest`. Without a file system the assertion "!m_hFileSystem.isNull()" fails.
+    ///
+    /// Failure: returns false if `runTest` does. Without a file system, fails the assertion
+    /// "!m_hFileSystem.isNull()" and returns false.
     bool runSingleUserTest();
 
-    /// For a deriving program: what several threads do with the file system. Does nothing here and
-    /// gives true.
+    /// Tests the file system with several threads; a derived program overrides it. This
+    /// implementation does nothing and returns true.
     virtual bool runMultiThreadsTest();
 
     /// Writes the listing of a directory.
-    /// Failure: false, and an error in the log, if any directory could not be opened or any file's
-    /// content not be read; goes on with the next. What `VirtualFileSystem::Directory::read` does
-    /// not give, and all that would follow it in its directory, is not seen.
+    ///
+    /// Failure: returns false and logs an error if any directory cannot be opened or the content of
+    /// any file cannot be read; continues with the next one. If
+    /// `VirtualFileSystem::Directory::read` fails for an entry, that entry and the rest of its
+    /// directory are missing without an error.
     bool runTest(VirtualFileSystem& inout_fileSystem, const char* in_szPath,
                  std::ostream& out_stream);
 
@@ -92,7 +96,7 @@ class VELMORA_API VirtualFileSystemTestApplication : public virtual Application,
     [[nodiscard]] bool
     processCmdlineVarsMap(const boost::program_options::variables_map& in_variables) override;
 
-    /// What is listed; to be called before `run` of this class.
+    /// Sets the file system and the start path. Call it before `run` of this class.
     void setFileSystem(const TSHandle<VirtualFileSystem>& in_hFileSystem,
                        const std::string& in_strPath);
 
