@@ -7,8 +7,8 @@
 namespace Velmora::Test
 {
 
-/// Facets for characters of a byte each, with encodings of all kinds. What they share is the way
-/// from character to character; `Step` says how one is converted.
+/// Facets for characters of one byte, with encodings of all kinds. They share the loop over the
+/// characters; `Step` converts one character.
 template <class Step>
 class StepCodecvt : public std::codecvt<char, char, std::mbstate_t>
 {
@@ -76,8 +76,8 @@ class StepCodecvt : public std::codecvt<char, char, std::mbstate_t>
     int do_max_length() const noexcept override { return Step::s_iMaxLength; }
 };
 
-/// Of a variable width: characters below 128 as they are, others as UTF-8 has them. The character
-/// 255 cannot be written.
+/// An encoding of variable width: characters below 128 are one byte, others are as in UTF-8. The
+/// character 255 cannot be written.
 struct VariableWidthStep
 {
     static constexpr int s_iEncoding = 0;
@@ -122,7 +122,8 @@ struct VariableWidthStep
     }
 };
 
-/// Each character is two bytes, it and a zero. What the second byte is does not matter.
+/// An encoding of two bytes for each character: the character and a zero. When it reads, the second
+/// byte may have any value.
 struct TwoByteStep
 {
     static constexpr int s_iEncoding = 2;
@@ -151,8 +152,9 @@ struct TwoByteStep
     }
 };
 
-/// With a state: 14 shifts to the characters from 128 on, which are written without that bit, and
-/// 15 shifts back. These two cannot be written themselves.
+/// An encoding with a state: byte 14 shifts to the characters from 128 on, which are written
+/// without the high bit, and byte 15 shifts back. These two characters cannot be written
+/// themselves.
 struct ShiftStep
 {
     static constexpr int s_iEncoding = -1;

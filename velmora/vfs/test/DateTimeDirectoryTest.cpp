@@ -18,18 +18,18 @@
 namespace
 {
 
-/// What time it is for this program, a second later each time it asks; the real one while 0.
+/// The time that `time` returns, a second later at each call; 0 for the real time.
 std::time_t s_now = 0;
 
-/// Times are written only into at least so many characters.
+/// The length below which `strftime` fails.
 std::size_t s_uiNeeds = 0;
 
-/// How many characters there were each time.
+/// The lengths that were passed to `strftime`.
 std::vector<std::size_t> s_lengths;
 
 } // namespace
 
-// These stand before those of the system for the whole process.
+// These replace the functions of the C library in the whole process.
 
 extern "C" [[gnu::visibility("default")]] std::time_t time(std::time_t* out_pNow) noexcept
 {
@@ -87,7 +87,7 @@ class DateTimeDirectory : public testing::Test
     CapturedLog m_log;
 };
 
-/// The name at the moment, or now.
+/// Returns the name at the current time.
 std::string formName(std::string in_strBefore = "")
 {
     s_lengths.clear();

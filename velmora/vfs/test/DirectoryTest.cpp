@@ -30,12 +30,12 @@
 namespace
 {
 
-/// What happens just before a directory is made; nothing while empty.
+/// Is called just before a directory is made, unless empty.
 std::function<void(const char* in_szPath)> s_beforeMkdir;
 
 } // namespace
 
-// Stands before that of the system for the whole process.
+// Replaces the function of the C library in the whole process.
 extern "C" [[gnu::visibility("default")]] int mkdir(const char* in_szPath, mode_t in_mode) noexcept
 {
     if (s_beforeMkdir)
@@ -54,7 +54,7 @@ namespace
 
 constexpr const char* s_szLogger = "keswardin.infra.Directory";
 
-/// Works in an empty directory that others may enter.
+/// Runs in an empty directory that other users may enter.
 class DirectoryMaking : public testing::Test
 {
   protected:
@@ -90,7 +90,7 @@ unsigned int modeOf(const std::string& in_strPath)
     return status.st_mode & ALLPERMS;
 }
 
-/// The names in a directory.
+/// Returns the names in a directory.
 std::vector<std::string> namesIn(const std::string& in_strPath)
 {
     std::vector<std::string> names;
@@ -100,7 +100,7 @@ std::vector<std::string> namesIn(const std::string& in_strPath)
     return names;
 }
 
-/// The call, and what it leaves as the reason when it fails.
+/// Makes a directory. Returns `errno` after a failure, 0 after success.
 int errorOf(const std::string& in_strPath, bool in_bRecursive)
 {
     errno = 0;
@@ -347,7 +347,7 @@ TEST_F(DirectoryMaking, OnAFullDiskWhatIsThereIsThere)
 namespace
 {
 
-/// Has somebody else put something at a path once its parent has been made.
+/// Simulates another process that puts something at a path once its parent has been made.
 void putBeforeSecondTry(const std::string& in_strPath, const std::function<void()>& in_put)
 {
     s_beforeMkdir = [strPath = in_strPath, put = in_put](const char* in_szPath)
@@ -415,7 +415,7 @@ TEST_F(DirectoryMaking, ThreadsThatMakeTheSameDirectoriesAllSucceed)
 namespace
 {
 
-/// The calls of the kernel that a work does. Empty where a process may not be traced.
+/// Returns the system calls that a function makes. Empty if the process may not be traced.
 std::vector<long> systemCallsOf(const std::function<void()>& in_work)
 {
     constexpr long lMark = SYS_getppid;

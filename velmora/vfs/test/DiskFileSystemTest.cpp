@@ -77,7 +77,7 @@ void makeFifo(const std::string& in_strPath)
     ASSERT_EQ(0, mkfifo(in_strPath.c_str(), 0644)) << in_strPath;
 }
 
-/// All that is left to read of a file.
+/// Returns the rest of a file.
 std::string rest(VirtualFileSystem::File& inout_file)
 {
     std::string strContent;
@@ -91,7 +91,7 @@ std::string rest(VirtualFileSystem::File& inout_file)
     return strContent;
 }
 
-/// The paths of all entries up to a null handle.
+/// Returns the paths of all entries up to a null handle.
 Texts pathsOf(VirtualFileSystem::Directory& inout_directory)
 {
     Texts paths;
@@ -100,7 +100,7 @@ Texts pathsOf(VirtualFileSystem::Directory& inout_directory)
     return paths;
 }
 
-/// The descriptor of this process that is open on a path.
+/// Returns the descriptor of this process that is open on a path.
 int descriptorOf(const std::string& in_strPath)
 {
     for (const fs::directory_entry& descriptor : fs::directory_iterator("/proc/self/fd"))
@@ -110,7 +110,7 @@ int descriptorOf(const std::string& in_strPath)
     return -1;
 }
 
-/// What `errno` is after a failure, with another reason before it.
+/// Returns `errno` after an operation that must fail, with `errno` cleared before it.
 template <class Deed>
 int errorOf(Deed in_deed)
 {
@@ -119,8 +119,8 @@ int errorOf(Deed in_deed)
     return errno;
 }
 
-/// Works in an empty directory that others may enter, which is neither that of the file system nor
-/// of the process.
+/// Runs in an empty directory that other users may enter and that is the working directory of
+/// neither the file system nor the process.
 class DiskFiles : public testing::Test
 {
   protected:

@@ -22,58 +22,59 @@
 namespace Velmora::Test
 {
 
-/// Does the same random operations with a `std::filebuf` and a `VfsFileBuf`, each on a file of its
-/// own with the same content, and compares what they give, where they stand and what the files hold
-/// in the end. Random bytes say what is done.
+/// Runs the same random operations on a `std::filebuf` and a `VfsFileBuf`, each on a file of its
+/// own with the same content, and compares their results, their positions and, at the end, the
+/// files' contents. The operations are derived from random bytes.
 ///
-/// These differ, and so are not compared or not done; tests of `VfsFileBuf` have them by
-/// themselves:
+/// The following is known to differ, and is therefore not compared or not done. The tests of
+/// `VfsFileBuf` cover it separately:
 /// - Modes that only the standard buffer knows: `in|app`, `app`, `in|out|app`.
-/// - Seeks to elsewhere than the beginning, the end and the own position without `binary`, which
-///   only the standard buffer does.
-/// - The position after opening with `app`: fopen's, which the standard buffer uses, goes to the
-///   end. So both are sent there first.
-/// - `in_avail` in output mode, without `in`, and for encodings of more than a byte, where ours
-///   goes by other rules. In input mode it says how much is buffered, which is not the same for
-///   4,096 characters and for the 4,095 that the standard buffer uses of as many.
-/// - Asking for the position while characters are pending for an encoding with a state: ours leaves
-///   the state, the standard buffer goes back to the initial one.
-/// - Bytes that cannot be converted: the standard buffer throws, where the C++ standard has the end
-///   of the file, and goes on to do so; near the end of the file it drops them. Ours is in error
-///   mode. Both are sent to the beginning.
-/// - What `sungetc` gives but success and failure: ours gives the character, the standard buffer at
-///   the beginning of its buffer any.
-/// - Going back by one character behind the end of the file, where there is none: the standard
-///   buffer fails and moves all the same.
-/// - Going back after an `sgetn` of more than the buffer, which the standard buffer answers with a
-///   character that it had before. So one is read first.
+/// - Seeks without `binary`, except to the beginning, the end and the current position: only the
+///   standard buffer does them.
+/// - The position after opening with `app`: the standard buffer goes to the end, as fopen does. So
+///   both are moved there first.
+/// - `in_avail` in output mode, without `in`, and for encodings of more than one byte, where ours
+///   has other rules. In input mode it returns the number of buffered characters, which differs: of
+///   a buffer of 4,096 characters the standard buffer uses 4,095.
+/// - Asking for the position while characters are pending for an encoding with a state: ours keeps
+///   the state, the standard buffer returns to the initial one.
+/// - Bytes that cannot be converted: the standard buffer throws where the C++ standard demands end
+///   of file, and goes on throwing; near the end of the file it drops them. Ours is in error mode.
+///   Both are moved to the beginning.
+/// - The result of `sungetc`, except success or failure: ours returns the character, the standard
+///   buffer any character at the beginning of its buffer.
+/// - Moving back by one character beyond the end of the file, where there is none: the standard
+///   buffer fails but moves nevertheless.
+/// - Moving back after an `sgetn` of more than the buffer: the standard buffer returns an earlier
+///   character. So one character is read first.
 /// - Asking for the position while characters are pending for a file that is opened with `app`:
-///   ours writes them and gives the end of the file.
-/// - Turning between reading and writing without a seek in between, for an encoding with a state:
-///   the C standard does not allow it, and the standard buffer takes the file to be in the initial
-///   state.
-/// - The position between a character of such an encoding and a shift behind it, which depends on
+///   ours writes them and returns the end of the file.
+/// - Switching between reading and writing without a seek in between, for an encoding with a state:
+///   the C standard does not allow it, and the standard buffer assumes that the file is in the
+///   initial state.
+/// - The position between a character of such an encoding and a shift after it, which depends on
 ///   where a buffer begins.
 /// - Taking back a character of an encoding of variable width, which depends on where a buffer
-///   begins. The one that could goes forward again.
-/// - What the standard buffer does with a character that was put back in place of another one: it
-///   gives a wrong position, and loses the character when one more is put back, also when it
+///   begins. If only one of the two could, it moves forward again.
+/// - The standard buffer's behaviour after another character was put back in place of the file's:
+///   it returns a wrong position, and loses the character when one more is put back, even if it
 ///   refuses that. So such a character is read, or dropped by a seek, at once.
-/// - Another locale in the midst of a file: the standard buffer does not convert again what it has
-///   read without conversion, and with an encoding that has a state it is of no use after that. So
-///   the locale changes where nothing is buffered, and for one with a state at the beginning only.
-/// - What is opened after a `setbuf`: the standard buffer has one of 4,096 characters, ours any.
+/// - Another locale in the middle of a file: the standard buffer does not convert again what it has
+///   read without conversion, and is unusable after that with an encoding that has a state. So the
+///   locale changes only where nothing is buffered, and only at the beginning for one with a state.
+/// - The size of the buffer that is set before a file is opened: always 4,096 characters for the
+///   standard buffer, any size for ours.
 class FileBufComparison
 {
   public:
-    /// Compares in a directory that holds nothing else.
+    /// Makes its files in a directory that holds nothing else.
     explicit FileBufComparison(const std::filesystem::path& in_directory)
         : m_ofStandard(in_directory / "standard"), m_ofOurs(in_directory / "ours"),
           m_hFileSystem(new DiskFileSystem)
     {
     }
 
-    /// Gives what differed first, with what was done up to then; empty when nothing did.
+    /// Returns the first difference, with the operations up to it; empty if there is none.
     std::string run(std::string_view in_bytes)
     {
         m_bytes = in_bytes;
@@ -98,7 +99,7 @@ class FileBufComparison
     }
 
   private:
-    /// What an operation gives, and -2 for an exception.
+    /// The two buffers, and the result of an operation that threw.
     using Standard = std::filebuf;
     using Ours = VfsFileBuf<char>;
     static constexpr long s_iThrew = -2;
@@ -111,7 +112,7 @@ class FileBufComparison
         STATE
     };
 
-    // What is done next
+    // Random input
 
     unsigned int nextByte()
     {
@@ -124,7 +125,7 @@ class FileBufComparison
 
     unsigned int nextNumber() { return nextByte() << 8 | nextByte(); }
 
-    /// A number of characters: often few, at times more than a buffer holds.
+    /// Returns a number of characters: usually a few, sometimes more than a buffer holds.
     long nextCount()
     {
         const unsigned int uiByte = nextByte();
@@ -133,7 +134,8 @@ class FileBufComparison
 
     char nextCharacter()
     {
-        // Without the two that one of the encodings cannot write, and the one that another cannot.
+        // Excludes two characters that one of the encodings cannot write, and one that another
+        // cannot.
         const auto character = static_cast<char>(nextByte());
         const int iLow = character & 0x7F;
         return iLow == 14 || iLow == 15 || character == '\xFF' ? 'x' : character;
@@ -154,7 +156,8 @@ class FileBufComparison
         return static_cast<char>(uiValue % 11 == 0 ? 0xC0 + uiValue % 32 : 'a' + uiValue % 26);
     }
 
-    /// The content of the files at first: text, and bytes that not every encoding knows.
+    /// Writes the initial content of both files: text, and bytes that are invalid in some
+    /// encodings.
     void writeContent()
     {
         std::string strContent;
@@ -262,7 +265,7 @@ class FileBufComparison
             std::ios_base::in | std::ios_base::out,
             std::ios_base::in | std::ios_base::out | std::ios_base::trunc};
         const unsigned int uiChoice = nextByte();
-        // Those that leave the content more often.
+        // The modes that keep the content are chosen more often.
         m_mode = s_modes[uiChoice % 3 == 0 ? uiChoice / 3 % 6 : uiChoice % 3 == 1 ? 4 : 0];
         if (uiChoice % 4 != 0)
             m_mode |= std::ios_base::binary;
@@ -375,7 +378,7 @@ class FileBufComparison
                     "sbumpc after sungetc");
     }
 
-    /// Puts a character back in place of another one, which is then read or dropped.
+    /// Puts a character back in place of another one. It is then read, or dropped by a seek.
     void putBack()
     {
         const char character = nextCharacter();
@@ -410,7 +413,7 @@ class FileBufComparison
         {
             require(-1L, static_cast<long>(m_pOurs->pubseekoff(iOffset, direction)),
                     "seek without binary");
-            // The standard one leaves its mode, too.
+            // Asking both for the position brings both into the same mode.
             tell();
             return;
         }
@@ -466,7 +469,7 @@ class FileBufComparison
     void imbue()
     {
         const auto encoding = static_cast<Encoding>(nextByte() % 4);
-        // Where nothing is buffered.
+        // The seek makes sure that nothing is buffered.
         const bool bBeginning = encoding == Encoding::STATE || m_encoding == Encoding::STATE;
         const long iPosition =
             bBeginning ? 0 : static_cast<long>(m_pOurs->pubseekoff(0, std::ios_base::cur));
@@ -504,14 +507,15 @@ class FileBufComparison
     {
         if (m_encoding != Encoding::NONE || !canRead() || m_bReading || m_bWriting)
             return;
-        // Behind the end the standard one gives how far it is.
+        // Beyond the end of the file the standard buffer returns a negative distance.
         compare("in_avail",
                 [](auto& buffer) { return std::max<std::streamsize>(buffer.in_avail(), 0); });
     }
 
     // Comparison
 
-    /// Asking ours has it write what is pending, which the standard one still has.
+    /// Returns whether the position is beyond the end of the file. Only ours is asked; asking makes
+    /// it write its pending characters, while the standard buffer still has its own.
     [[nodiscard]] bool isBehindEnd() const
     {
         return m_encoding != Encoding::STATE &&
@@ -561,14 +565,14 @@ class FileBufComparison
         return iOurs;
     }
 
-    /// Sends both to the beginning when ours has met bytes that cannot be converted.
+    /// Moves both to the beginning after ours met bytes that cannot be converted.
     void recoverFromError()
     {
         if (m_bReading && m_encoding == Encoding::VARIABLE && m_pOurs->pubsync() == -1)
             recover();
     }
 
-    /// Sends both to the beginning.
+    /// Moves both to the beginning.
     void recover()
     {
         m_done << "(threw) ";

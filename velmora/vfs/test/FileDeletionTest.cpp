@@ -32,16 +32,16 @@
 namespace
 {
 
-/// What happens just before a name is opened, deleted as a file or as a directory, or gets a mode;
-/// nothing while empty.
+/// Is called just before a name is opened, deleted as a file or as a directory, or gets a mode,
+/// unless empty.
 std::function<void(const std::string& in_strCall, const std::string& in_strName)> s_before;
 
-/// Modes are said to be set and are not.
+/// Makes calls that set a mode report success without setting it.
 bool s_bModesStay = false;
 
-void tellBefore(const char* in_szCall, const char* in_szName)
+void reportCall(const char* in_szCall, const char* in_szName)
 {
-    // What it does itself is not told.
+    // Calls that `s_before` makes itself are not reported.
     static thread_local bool s_bInside = false;
     if (!s_before || s_bInside)
         return;
@@ -52,7 +52,7 @@ void tellBefore(const char* in_szCall, const char* in_szName)
 
 } // namespace
 
-// These stand before those of the system for the whole process.
+// These replace the functions of the C library in the whole process.
 
 extern "C" [[gnu::visibility("default")]] int openat(int in_iDirectory, const char* in_szName,
                                                      int in_iFlags, ...)
@@ -61,14 +61,14 @@ extern "C" [[gnu::visibility("default")]] int openat(int in_iDirectory, const ch
     va_start(args, in_iFlags);
     const mode_t mode = (in_iFlags & O_CREAT) != 0 ? va_arg(args, mode_t) : 0;
     va_end(args);
-    tellBefore("openat", in_szName);
+    reportCall("openat", in_szName);
     return static_cast<int>(syscall(SYS_openat, in_iDirectory, in_szName, in_iFlags, mode));
 }
 
 extern "C" [[gnu::visibility("default")]] int unlinkat(int in_iDirectory, const char* in_szName,
                                                        int in_iFlags) noexcept
 {
-    tellBefore(in_iFlags == AT_REMOVEDIR ? "rmdir" : "unlink", in_szName);
+    reportCall(in_iFlags == AT_REMOVEDIR ? "rmdir" : "unlink", in_szName);
     return static_cast<int>(syscall(SYS_unlinkat, in_iDirectory, in_szName, in_iFlags));
 }
 
@@ -76,7 +76,7 @@ extern "C" [[gnu::visibility("default")]] int fchmodat(int in_iDirectory, const 
                                                        mode_t in_mode, int in_iFlags) noexcept
 {
     static const auto s_pReal = reinterpret_cast<decltype(&fchmodat)>(dlsym(RTLD_NEXT, "fchmodat"));
-    tellBefore("chmod", in_szName);
+    reportCall("chmod", in_szName);
     return s_bModesStay ? 0 : s_pReal(in_iDirectory, in_szName, in_mode, in_iFlags);
 }
 
@@ -121,7 +121,7 @@ LogLine unknownError(const std::string& in_strPath)
 {
     return errorLine(s_szLogger, "File::deleteFileDir : " + in_strPath + " unknown error");
 }
-/// The line behind those without a reason.
+/// Returns the line that gives the reason, which follows the line of the failure.
 LogLine reason(const std::string& in_strWhat, int in_iError)
 {
     return errorLine(s_szLogger, "cannot " + in_strWhat + ": " + std::strerror(in_iError));
@@ -145,7 +145,7 @@ LogLine cannotRemove(const std::string& in_strPath)
 }
 LogLine isGone(const std::string& in_strPath) { return infoLine(s_szLogger, in_strPath); }
 
-/// Works in an empty directory that others may enter.
+/// Runs in an empty directory that other users may enter.
 class FileDeletion : public testing::Test
 {
   protected:
@@ -162,7 +162,7 @@ class FileDeletion : public testing::Test
         fs::current_path("/");
     }
 
-    /// What has been left can be removed afterwards by anybody.
+    /// Makes all directories writable, so that the remains of a test can be deleted by any user.
     static void makeDirectoriesWritable(const fs::path& in_path)
     {
         std::error_code error;
@@ -177,7 +177,7 @@ class FileDeletion : public testing::Test
         return m_directory.file(in_strName);
     }
 
-    /// That these were the last two lines.
+    /// Expects that these are the last two lines.
     void expectLast(const LogLine& in_line, const LogLine& in_reason) const
     {
         const std::vector<LogLine> lines = m_log.lines();
@@ -192,7 +192,7 @@ class FileDeletion : public testing::Test
     TemporaryDirectory m_directory;
 };
 
-/// Makes a file with its directories.
+/// Makes a file and its directories.
 void makeFile(const fs::path& in_path)
 {
     if (in_path.has_parent_path())
@@ -212,7 +212,7 @@ unsigned int modeOf(const std::string& in_strPath)
     return status.st_mode & ALLPERMS;
 }
 
-/// Whether there is something, a link included.
+/// Returns whether the path exists; a dangling link exists.
 bool isThere(const std::string& in_strPath)
 {
     return fs::symlink_status(in_strPath).type() != fs::file_type::not_found;
@@ -548,7 +548,7 @@ TEST_F(FileDeletion, OnAFileSystemThatIsReadOnlyNothingIsDeleted)
 namespace
 {
 
-/// Makes directories "a" in one another, from the working directory on, however long their path is.
+/// Makes nested directories "a" below the working directory, however long their path is.
 void makeDeep(int in_iLevels)
 {
     int iDirectory = open(".", O_RDONLY | O_DIRECTORY);
@@ -633,7 +633,7 @@ TEST_F(FileDeletion, ATreeWithAPathThatIsTooLongStays)
     EXPECT_THAT(m_log.lines(), Contains(unseen(strTooLong, ENAMETOOLONG)));
     strTooLong.resize(strTooLong.size() - 2);
     expectLast(cannotRemove(strTooLong), reason("delete " + strTooLong, ENOTEMPTY));
-    // What the directory of the test could not remove by paths either.
+    // `TemporaryDirectory` could not delete these either, since it deletes by paths.
     for (int i = 0; i < iLevels; ++i)
         fs::current_path("a");
     for (int i = 0; i < iLevels; ++i)
@@ -721,7 +721,8 @@ TEST_F(FileDeletion, ALinkThatCannotBeDeletedIsNotFollowed)
 namespace
 {
 
-/// Has somebody move "d/e" away and put a link to "outside" in its place, just before a call.
+/// Simulates another process that moves "d/e" away and puts a link to "outside" in its place, just
+/// before a call.
 void putLinkBefore(const std::string& in_strCall, const std::string& in_strName)
 {
     s_before = [strCall = in_strCall, strName = in_strName, bDone = false](

@@ -33,16 +33,16 @@
 namespace
 {
 
-/// What time it is for this program.
+/// The time that `time` returns.
 std::time_t s_now = 0;
 
-/// What files were renamed to.
+/// The new names of files that were renamed.
 std::vector<std::string> s_newNames;
 std::mutex s_mutexOfNewNames;
 
 } // namespace
 
-// These stand before those of the system for the whole process.
+// These replace the functions of the C library in the whole process.
 
 extern "C" [[gnu::visibility("default")]] std::time_t time(std::time_t* out_pNow) noexcept
 {
@@ -86,7 +86,7 @@ const LogLine s_renames = debugLine(s_szLogger, "Renaming file or directory.");
 constexpr std::time_t s_moment = 1772874342;
 constexpr const char* s_szStamp = ".2026_3_7_9_5_42";
 
-/// Works in an empty directory that others may enter, at one moment.
+/// Runs in an empty directory that other users may enter, at a fixed time.
 class FileRenaming : public testing::Test
 {
   protected:
@@ -118,7 +118,7 @@ class FileRenaming : public testing::Test
     TemporaryDirectory m_directory;
 };
 
-/// Makes a file with its directories; the text is its path.
+/// Makes a file and its directories. Its content is its path.
 void makeFile(const fs::path& in_path)
 {
     if (in_path.has_parent_path())
@@ -126,7 +126,7 @@ void makeFile(const fs::path& in_path)
     EXPECT_TRUE(std::ofstream(in_path) << in_path.string()) << in_path;
 }
 
-/// Says when a file or a directory was changed: so many seconds after the first one.
+/// Sets the modification time of a file or a directory, in seconds after the first one.
 void setAge(const std::string& in_strPath, int in_iSeconds)
 {
     const timespec when{1000000000 + in_iSeconds, 0};
@@ -134,27 +134,27 @@ void setAge(const std::string& in_strPath, int in_iSeconds)
     EXPECT_EQ(0, utimensat(AT_FDCWD, in_strPath.c_str(), times.data(), 0)) << in_strPath;
 }
 
-/// Makes an old copy that was changed so many seconds after the first one.
+/// Makes an old copy with a modification time in seconds after the first one.
 void makeCopy(const std::string& in_strPath, int in_iSeconds)
 {
     makeFile(in_strPath);
     setAge(in_strPath, in_iSeconds);
 }
 
-/// The name of an old copy of "report.log".
+/// Returns the name of an old copy of "report.log".
 std::string copyOf(int in_iNumber)
 {
     return "report.2025_1_1_0_0_" + std::to_string(in_iNumber) + ".log";
 }
 
-/// Makes copies of "report.log" with numbers from 1 on, each a second younger than the one before.
+/// Makes copies of "report.log" with numbers from 1 on, each a second newer than the one before.
 void makeCopies(int in_iNumber, const std::string& in_strDirectory = "")
 {
     for (int i = 1; i <= in_iNumber; ++i)
         makeCopy(in_strDirectory + copyOf(i), i);
 }
 
-/// The names in a directory.
+/// Returns the names in a directory.
 std::vector<std::string> namesIn(const std::string& in_strPath)
 {
     std::vector<std::string> names;
@@ -174,7 +174,7 @@ int rotateTo(const std::string& in_strTarget, unsigned int in_uiMaxKept = 0)
     return File::renameWithTimestamp("report.log", in_uiMaxKept, in_strTarget.c_str());
 }
 
-/// The line behind those without a reason.
+/// Returns the line that gives the reason, which follows the line of the failure.
 LogLine reason(const std::string& in_strWhat, int in_iError)
 {
     return errorLine(s_szLogger, "cannot " + in_strWhat + ": " + std::strerror(in_iError));
@@ -676,7 +676,7 @@ TEST_F(FileRenaming, OldCopiesThatCannotBeLookedForAreAnError)
 
 TEST_F(FileRenaming, OldCopiesAreNotLookedForWithoutADescriptor)
 {
-    // A sanitizer takes descriptors when it meets a class for the first time.
+    // A sanitizer opens descriptors when it sees a class for the first time, so that happens here.
     makeFile("d/before");
     EXPECT_EQ(0, rotate("d/before", 1));
     fs::remove_all("d");
@@ -797,7 +797,7 @@ TEST_F(FileRenaming, ThreadsMayRotateTheirOwnFilesInOneDirectory)
             EXPECT_EQ(0, File::renameWithTimestamp(in_strName.c_str(), 2, "old"));
         }
     };
-    // Each copy takes the place of the one before, as the time stands still.
+    // Each copy replaces the one before, as the time does not advance.
     std::thread other(rotateAll, "a.log");
     rotateAll("b.log");
     other.join();

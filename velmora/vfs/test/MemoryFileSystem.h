@@ -18,12 +18,12 @@
 namespace Velmora::Test
 {
 
-/// A file system in memory, which notes each operation and fails as a test wants it to.
+/// A file system in memory that records each operation and fails as a test wants.
 class MemoryFileSystem : public VirtualFileSystem
 {
   public:
-    /// What comes of an operation instead of its work: a result, an exception, or nothing. It gets
-    /// the operation as it is noted, such as "write 100".
+    /// Returns the result of an operation in place of its work, or nothing to let it proceed; may
+    /// throw. Its argument is the operation as it is recorded, such as "write 100".
     using Fault = std::function<std::optional<long>(const std::string&)>;
 
     ~MemoryFileSystem() override { ++s_iDestroyed; }
@@ -38,7 +38,7 @@ class MemoryFileSystem : public VirtualFileSystem
     DirectoryHandle opendir(const char*) override { return nullptr; }
     bool exists(const char* in_szPath) override { return m_contents.contains(in_szPath); }
 
-    /// The operations that begin with a text, in order.
+    /// Returns the recorded operations that begin with a text, in order.
     [[nodiscard]] std::vector<std::string> noted(const std::string& in_strBeginning) const
     {
         std::vector<std::string> found;
@@ -52,7 +52,7 @@ class MemoryFileSystem : public VirtualFileSystem
     std::vector<std::string> m_operations;
     Fault m_fault;
 
-    /// How many bytes a read or a write transfers.
+    /// The largest number of bytes that one read or write transfers.
     unsigned long m_uiMostAtOnce = std::numeric_limits<unsigned long>::max();
 
     int m_iOpenFiles = 0;
@@ -169,7 +169,8 @@ inline VirtualFileSystem::FileHandle MemoryFileSystem::open(const char* in_szPat
     return FileHandle(new MemoryFile(*this, itContent->second, (in_iFlags & O_APPEND) != 0));
 }
 
-/// A fault of all operations that begin with a text: they give a result, with an error.
+/// Returns a fault that makes all operations that begin with a text return a result and set
+/// `errno`.
 inline MemoryFileSystem::Fault faultOf(const std::string& in_strBeginning, long in_iResult,
                                        int in_iError)
 {
@@ -182,7 +183,7 @@ inline MemoryFileSystem::Fault faultOf(const std::string& in_strBeginning, long 
     };
 }
 
-/// A file system with a file "file" of a content, and the handle by which streams share it.
+/// A file system with a file "file", and the handle by which streams share it.
 class MemoryFiles
 {
   public:
@@ -195,7 +196,7 @@ class MemoryFiles
     [[nodiscard]] const TSHandle<VirtualFileSystem>& handle() const { return m_hFileSystem; }
     MemoryFileSystem* operator->() const { return m_pFileSystem; }
 
-    /// What "file" holds.
+    /// Returns the content of "file".
     [[nodiscard]] std::string& content() const { return m_pFileSystem->m_contents["file"]; }
 
   private:

@@ -12,17 +12,17 @@
 namespace Velmora::Test
 {
 
-inline constexpr const char* s_szNoOtherUser = "only root can become somebody else";
+inline constexpr const char* s_szNoOtherUser = "only root can become another user";
 
-/// The number of descriptors that are open in this process.
+/// Returns the number of descriptors that are open in this process.
 inline std::size_t countDescriptors()
 {
     const std::filesystem::directory_iterator descriptors("/proc/self/fd");
     return static_cast<std::size_t>(std::distance(begin(descriptors), end(descriptors)));
 }
 
-/// Does work on a thread of its own that belongs to the user and the group "nobody". Gives false,
-/// with the work not done, where that is not to be had.
+/// Calls a function on a thread of its own that has the user and the group "nobody". Returns false
+/// without calling it if the process may not change the user.
 inline bool doAsNobody(const std::function<void()>& in_work)
 {
     constexpr unsigned int uiNobody = 65534;
@@ -30,7 +30,7 @@ inline bool doAsNobody(const std::function<void()>& in_work)
     std::thread(
         [&]
         {
-            // The functions of the C library would change all threads.
+            // The functions of the C library would change the user of all threads.
             bIsNobody = geteuid() == 0 && syscall(SYS_setgroups, 0, nullptr) == 0 &&
                         syscall(SYS_setresgid, uiNobody, uiNobody, uiNobody) == 0 &&
                         syscall(SYS_setresuid, uiNobody, uiNobody, uiNobody) == 0;

@@ -250,7 +250,7 @@ TEST(VfsFileBufImpl, AFileThatFailsToCloseIsNoLongerOpen)
     EXPECT_EQ(files->m_iOpenFiles, 0);
 }
 
-/// Open, but without its file, as it never should be.
+/// An object that is open but has no file, which must never happen.
 class Broken : public Impl
 {
   public:

@@ -33,7 +33,7 @@ constexpr int s_iIn = ios_base::in | ios_base::binary;
 constexpr int s_iOut = ios_base::out | ios_base::binary;
 constexpr int s_iBoth = ios_base::in | ios_base::out | ios_base::binary;
 
-/// A buffer on the file "file" of a file system in memory.
+/// A buffer that has the file "file" of a file system in memory open.
 class OpenBuffer : public Buffer
 {
   public:
@@ -575,7 +575,7 @@ TEST(VfsFileBuf, GoingBackBehindTheEndFailsAndDoesNotMove)
 
 // Conversion
 
-/// The characters A, é, B, ü as of the encodings.
+/// The characters A, é, B, ü, and their bytes in the encodings.
 const std::string s_strText = "A\xE9"
                               "B\xFC";
 const std::string s_strVariable = "A\xC3\xA9"
@@ -969,7 +969,7 @@ TEST(VfsFileBuf, TheShiftSequenceMayFailToo)
 
 // Exceptions
 
-/// A fault that throws.
+/// Returns a fault that makes an operation throw.
 MemoryFileSystem::Fault throwing(const std::string& in_strOperation)
 {
     return [=](const std::string& in_strNoted) -> std::optional<long>

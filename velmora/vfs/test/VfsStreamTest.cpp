@@ -333,7 +333,7 @@ TEST(VfsStream, AFullDiskSetsBadbitOnceAndWritesNothingTwice)
         EXPECT_TRUE(output.good());
     }
     EXPECT_EQ(numOpenDescriptors(), uiBefore);
-    // What fits into the page that the file has was written once.
+    // The part that fits into the file's page was written, once.
     EXPECT_EQ(directory.read("file"), "kept" + std::string(4092, 'x'));
 }
 
@@ -390,7 +390,8 @@ TEST(VfsStream, ThreadsShareAFileSystem)
     const TemporaryDirectory directory;
     const auto hDisk = disk();
     std::vector<std::thread> threads;
-    // With absolute paths; entries are opened and closed on one thread at a time.
+    // The paths are absolute, which threads may use concurrently. All streams are opened and closed
+    // on this thread.
     std::vector<std::unique_ptr<Output>> outputs;
     for (int iThread = 0; iThread != 4; ++iThread)
         outputs.push_back(std::make_unique<Output>(

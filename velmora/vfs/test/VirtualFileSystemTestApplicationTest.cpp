@@ -43,8 +43,8 @@ constexpr const char* s_szDiskLogger = "keswardin.infra.DiskFileSystem";
 static_assert(std::is_base_of_v<Application, VirtualFileSystemTestApplication>);
 static_assert(std::is_base_of_v<ApplicationImpl, VirtualFileSystemTestApplication>);
 
-/// A program that leaves the log to the test that captures it, and opens to it what derived classes
-/// may use.
+/// A program that leaves the log to the test's capture, and makes public what derived classes may
+/// use.
 class Program : public VirtualFileSystemTestApplication
 {
   public:
@@ -54,13 +54,13 @@ class Program : public VirtualFileSystemTestApplication
     using VirtualFileSystemTestApplication::getFsParameters;
     using VirtualFileSystemTestApplication::setFileSystem;
 
-    /// Lists the disk from a path on.
+    /// Sets the disk as the file system, and a start path.
     void useDisk(const std::string& in_strPath)
     {
         setFileSystem(TSHandle<VirtualFileSystem>(new DiskFileSystem), in_strPath);
     }
 
-    /// Initialises with these arguments behind the program's path.
+    /// Initialises the program with these arguments after the program's path.
     bool start(std::initializer_list<const char*> in_arguments)
     {
         m_texts.assign(in_arguments.begin(), in_arguments.end());
@@ -81,7 +81,7 @@ class Program : public VirtualFileSystemTestApplication
     std::vector<char*> m_argv;
 };
 
-/// A disk that opens no file by its path.
+/// A disk that refuses to open a file by its path.
 class DiskWithoutFiles : public DiskFileSystem
 {
   public:
@@ -89,7 +89,7 @@ class DiskWithoutFiles : public DiskFileSystem
     FileHandle open(const char*, int) override { return nullptr; }
 };
 
-/// A file that claims to have read more than it was asked for.
+/// A file that reports more bytes read than it was asked for.
 class BoastfulFile : public DiskFileSystem::File
 {
   public:
@@ -114,8 +114,8 @@ LogLine missing(const std::string& in_strPath)
                          " does not exist or you do not have the required permissions to read it");
 }
 
-/// Makes directories of one name inside each other, which may be deeper than a path can name them.
-/// Gives the first one.
+/// Makes nested directories of the same name, deeper than a path can name if required. Returns the
+/// first one's path.
 std::string makeDeepDirectory(const std::string& in_strParent, const std::string& in_strName,
                               int in_iDepth)
 {
@@ -145,7 +145,7 @@ class ListingProgram : public testing::Test
         std::ofstream(path(in_strName)) << in_strContent;
     }
 
-    /// The listing of a file system, which must have this result.
+    /// Returns the listing of a file system. Expects this result.
     std::string list(bool in_bResult, VirtualFileSystem& inout_fileSystem,
                      const std::string& in_strPath)
     {
