@@ -177,7 +177,7 @@ long ArchiveFileSystem::File::lseek(long in_iOffset, int in_iWhence)
     default:
         return fail(EINVAL);
     }
-    // What it counts from is not below 0.
+    // `iFrom` is never negative, so `LONG_MAX - iFrom` does not overflow.
     if (in_iOffset > LONG_MAX - iFrom)
         return fail(EOVERFLOW);
     if (in_iOffset + iFrom < 0)
@@ -227,6 +227,7 @@ Velmora::VirtualFileSystem::EntryHandle ArchiveFileSystem::Directory::read()
         errno = EBADF;
         return nullptr;
     }
+    // Skipped names set `errno`, but the end of the directory must not.
     const int iErrno = errno;
     const auto& children = std::get<ArchiveTree::Directory>(m_pNode->kind).children;
     EntryHandle hEntry;
@@ -236,7 +237,7 @@ Velmora::VirtualFileSystem::EntryHandle ArchiveFileSystem::Directory::read()
     return hEntry;
 }
 
-/// Null for a name that is not there.
+/// Opens the entry of this name. Returns null if it does not exist.
 Velmora::VirtualFileSystem::EntryHandle
 ArchiveFileSystem::Directory::openEntry(const std::string& in_strName) const
 {

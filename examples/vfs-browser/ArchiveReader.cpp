@@ -27,8 +27,8 @@ namespace
 constexpr std::size_t s_uiMiB = std::size_t{1024} * 1024;
 constexpr std::size_t s_uiBlock = std::size_t{64} * 1024;
 
-/// What libarchive may read before it gives something: headers of a member, which it holds in
-/// memory.
+/// The number of bytes that libarchive may read before it returns something: the headers of a
+/// member, which it keeps in memory.
 constexpr std::size_t s_uiMostAtOnce = 4 * s_uiMiB;
 
 constexpr std::size_t s_uiMostRemarks = 10;
@@ -37,7 +37,8 @@ constexpr const char* s_szDamaged = "; it is damaged or incomplete, get it anew"
 constexpr const char* s_szNoArchive =
     "it is neither a tar archive, plain or compressed, nor a Debian package";
 
-/// A text in one line that a terminal can show: control characters become "\x" and two digits.
+/// Returns a text as one line that a terminal can show: control characters become "\x" and two
+/// digits.
 std::string printable(std::string_view in_text)
 {
     constexpr std::string_view digits = "0123456789ABCDEF";
@@ -55,13 +56,13 @@ std::string printable(std::string_view in_text)
     return strResult;
 }
 
-/// Counts down what an archive may still take.
+/// Counts down the memory that an archive may still take.
 class Budget
 {
   public:
     explicit Budget(std::size_t in_uiLimit) : m_uiLimit(in_uiLimit), m_uiLeft(in_uiLimit) {}
 
-    /// Throws where there is not so much left.
+    /// Throws `BadArchive` if fewer bytes are left.
     void require(std::uint64_t in_uiBytes) const
     {
         if (in_uiBytes > m_uiLeft)
@@ -84,15 +85,16 @@ class Budget
 struct Block
 {
     std::string_view bytes;
-    /// Where they stand in their member; what is left out in between is zeros.
+    /// The offset in the member. A gap before it is filled with zeros.
     std::int64_t iOffset = 0;
 };
 
-/// libarchive over a source.
+/// Reads a source by libarchive.
 class Reader
 {
   public:
-    /// `in_support` says what libarchive shall understand. With a budget, what it reads is spent.
+    /// `in_support` enables libarchive's formats and filters. If there is a budget, each byte that
+    /// libarchive reads is spent from it.
     Reader(ByteSource& inout_source, const std::function<void(archive*)>& in_support,
            Budget* inout_pBudget)
         : m_source(inout_source), m_pBudget(inout_pBudget),
@@ -103,7 +105,7 @@ class Reader
         in_support(m_pArchive.get());
     }
 
-    /// The next member; null at the end.
+    /// Returns the next member; null at the end.
     archive_entry* nextMember()
     {
         if (!std::exchange(m_bOpen, true))
@@ -117,7 +119,7 @@ class Reader
         return iResult == ARCHIVE_EOF ? nullptr : pEntry;
     }
 
-    /// The next bytes of the member; none at its end.
+    /// Returns the next block of the member; none at its end.
     std::optional<Block> nextBlock()
     {
         const void* pBytes = nullptr;
@@ -136,7 +138,7 @@ class Reader
 
     [[nodiscard]] int format() const { return archive_format(m_pArchive.get()); }
 
-    /// The number of compressions.
+    /// Returns the number of compressions.
     [[nodiscard]] int filters() const { return archive_filter_count(m_pArchive.get()) - 1; }
 
   private:
@@ -151,7 +153,7 @@ class Reader
         }
         catch (const std::exception& error)
         {
-            // libarchive may put a reason of its own in place of this one.
+            // Kept here because libarchive may replace the reason by one of its own.
             reader.m_pFailure = std::current_exception();
             archive_set_error(inout_pArchive, EIO, "%s", error.what());
             return ARCHIVE_FATAL;
@@ -161,6 +163,8 @@ class Reader
     std::string_view pull()
     {
         const std::string_view block = m_source.next();
+        // Counted since the last call of libarchive that returned something. Otherwise an archive
+        // of endless headers, or of nothing at all, would fill the memory or never end.
         m_uiPulled += block.size();
         if (m_uiPulled > s_uiMostAtOnce + s_uiBlock)
             throw BadArchive("more than " + std::to_string(s_uiMostAtOnce / s_uiMiB) +
@@ -201,7 +205,7 @@ class Reader
     std::exception_ptr m_pFailure;
 };
 
-/// What a source holds, once it is decompressed.
+/// The decompressed bytes of a source.
 class Decompressed : public ByteSource
 {
   public:
@@ -226,7 +230,7 @@ class Decompressed : public ByteSource
     {
         archive_read_support_format_empty(inout_pArchive);
         archive_read_support_format_raw(inout_pArchive);
-        // Not those that libarchive has other programs do.
+        // Without the filters for which libarchive starts other programs.
         archive_read_support_filter_bzip2(inout_pArchive);
         archive_read_support_filter_compress(inout_pArchive);
         archive_read_support_filter_gzip(inout_pArchive);
@@ -250,7 +254,7 @@ class Decompressed : public ByteSource
     bool m_bMember = false;
 };
 
-/// The bytes of the member that a reader is at.
+/// The bytes of a reader's current member.
 class MemberSource : public ByteSource
 {
   public:
@@ -281,8 +285,8 @@ bool isAr(const Reader& in_reader)
     return (in_reader.format() & ARCHIVE_FORMAT_BASE_MASK) == ARCHIVE_FORMAT_AR;
 }
 
-/// While it lives, names that an archive has in UTF-8 are not changed: libarchive converts them for
-/// the locale of the thread.
+/// Sets the thread's locale to UTF-8 while it exists. libarchive converts names in UTF-8 to the
+/// thread's locale, so they then stay as they are.
 class Utf8Names
 {
   public:
@@ -306,7 +310,7 @@ class Utf8Names
     locale_t m_former;
 };
 
-/// Empty where libarchive has none.
+/// Returns a text of libarchive, empty for null.
 std::string_view textOf(const char* in_szText) { return in_szText == nullptr ? "" : in_szText; }
 
 /// Reads the members of an archive one by one.
@@ -332,7 +336,7 @@ class MembersReader
                                          " more members are left out");
     }
 
-    /// Where it is, for a message; empty before the first member.
+    /// Returns the place in the archive for a message; empty before the first member.
     [[nodiscard]] std::string place() const
     {
         return m_uiMember == 0 ? "" : (m_bBehind ? " behind " : " at ") + member();
@@ -371,7 +375,7 @@ class MembersReader
         }
     }
 
-    /// Null, or why it is left out.
+    /// Adds a member to the tree. Returns null, or the reason why it is left out.
     const char* add(Reader& inout_reader, archive_entry& inout_entry)
     {
         ArchiveTree& tree = m_contents.tree;
@@ -396,6 +400,7 @@ class MembersReader
         if (iSize < 0)
             throw BadArchive(std::string("its size is below 0") + s_szDamaged);
         const auto uiSize = static_cast<std::uint64_t>(iSize);
+        // The size comes from the archive's header and is checked before memory is reserved for it.
         m_budget.require(uiSize);
         auto pContent = std::make_shared<std::string>();
         pContent->reserve(uiSize);
@@ -405,7 +410,7 @@ class MembersReader
             uiRead += block->bytes.size();
             put(*block, uiSize, *pContent);
         }
-        // What was read is spent.
+        // The bytes that were read are spent already; the rest are holes.
         m_budget.spend(uiSize - uiRead);
         pContent->resize(uiSize);
         return pContent;

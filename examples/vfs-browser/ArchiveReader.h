@@ -8,14 +8,15 @@
 #include <string_view>
 #include <vector>
 
-/// An archive that cannot be read. Its text says which one, at which member, why, and what to do.
+/// Is thrown for an archive that cannot be read. The text names the archive and the member, the
+/// reason and the remedy.
 class BadArchive : public std::runtime_error
 {
   public:
     using std::runtime_error::runtime_error;
 };
 
-/// Bytes in their order, block by block.
+/// A sequence of bytes, read block by block.
 class ByteSource
 {
   public:
@@ -24,13 +25,13 @@ class ByteSource
     ByteSource& operator=(const ByteSource&) = delete;
     virtual ~ByteSource();
 
-    /// The next block, valid until the one after it; an empty one at the end.
+    /// Returns the next block, which is valid until the next call; an empty one at the end.
     /// Failure: throws `BadArchive`.
     [[nodiscard]] virtual std::string_view next() = 0;
 };
 
-/// A regular file of the operating system, which the user names.
-/// Failure: throws `BadArchive`, also for a path that leads to something else.
+/// A regular file of the operating system that the user names.
+/// Failure: throws `BadArchive`, also for a path that is not a regular file.
 class FileSource : public ByteSource
 {
   public:
@@ -43,7 +44,7 @@ class FileSource : public ByteSource
     std::string m_strBlock;
 };
 
-/// Bytes in memory, which belong to the caller.
+/// Bytes in memory. Ownership: the caller owns them.
 class TextSource : public ByteSource
 {
   public:
@@ -54,29 +55,28 @@ class TextSource : public ByteSource
     std::string_view m_text;
 };
 
-/// What is read of an archive.
+/// The contents of an archive.
 struct ArchiveContents
 {
     ArchiveTree tree;
-    /// What was left out and why: the first ten members, and how many others.
+    /// The members that were left out and why: the first ten of them, then the number of the
+    /// others.
     std::vector<std::string> remarks;
 };
 
 /// Reads a tar archive, plain or compressed (compress, gzip, bzip2, xz, lzma, lzip, lz4, zstd), or
-/// the files of a Debian package, which is an archive of the form ar with a member data.tar*. The
-/// forms are known by their bytes, not by names. No other program is started, and nothing is
-/// written.
+/// the files of a Debian package, which is an ar archive with a member data.tar*. The format is
+/// recognised by the bytes, not by the name. No other program is started, and nothing is written.
 ///
-/// What can be opened as neither a file nor a directory (devices, FIFOs, sockets) is left out, and
-/// so is what `ArchiveTree` leaves out. Of a name with a zero byte in it, what stands before that
-/// counts. Names are UTF-8 in normal form C where they stand in pax headers, and else bytes as they
-/// are.
+/// Members that can be opened as neither a file nor a directory (devices, FIFOs, sockets) are left
+/// out, as are those that `ArchiveTree` rejects. A name ends at its first zero byte. Names from
+/// pax headers are UTF-8 in normalization form C; others are kept byte by byte.
 ///
-/// `in_uiLimit` bounds the memory, and so the time, in bytes: all bytes that are unpacked, holes in
-/// sparse files, and 256 bytes with the name for each file, directory or link count against it. The
-/// headers of one member may take 4 MiB. The window of the decompressor comes on top: one of xz,
-/// lzma or lzip reserves what the archive says, up to 4 GiB, and uses as much of it as is unpacked;
-/// zstd refuses an archive that says more than 128 MiB.
+/// `in_uiLimit` bounds the memory, and so the time, in bytes. All unpacked bytes, the holes in
+/// sparse files, and 256 bytes plus the name for each file, directory or link count against it. The
+/// headers of one member may take 4 MiB. The window of the decompressor comes on top: that of xz,
+/// lzma and lzip has the size that the archive states, up to 4 GiB of reserved memory, of which
+/// only as much is used as is unpacked; zstd rejects an archive that states more than 128 MiB.
 ///
 /// Failure: throws `BadArchive`, whose text begins with "cannot read the archive " and the name.
 /// Thread-safety: any number of threads may read, each from its own source.

@@ -8,10 +8,10 @@
 namespace
 {
 
-/// As the operating system has it.
+/// The operating system's limit.
 constexpr unsigned int s_uiMostLinks = 40;
 
-/// A node and its place in a map, with what the allocator adds to each.
+/// The size of a node and of its map entry, with the allocator's overhead for both.
 constexpr std::size_t s_uiBytesOfNode = 256;
 
 constexpr const char* s_szUpwards = "its name has \"..\" in it";
@@ -20,7 +20,8 @@ constexpr const char* s_szLongName = "its name is longer than a path may be";
 constexpr const char* s_szParent = "what it should be in is no directory";
 constexpr const char* s_szNotEmpty = "a directory with entries has its name";
 
-/// Takes the first name from a path. Behind the last '/' stands the directory itself.
+/// Removes the first name from a path and returns it. Returns "." for a path that is empty or holds
+/// only slashes, as one after the last '/' does: it names the directory itself.
 std::string_view takeName(std::string_view& inout_path)
 {
     const std::size_t uiBegin = inout_path.find_first_not_of('/');
@@ -45,7 +46,7 @@ void setParent(ArchiveTree::Node& inout_node, const ArchiveTree::Node& in_parent
 
 } // namespace
 
-/// A look-up on its way.
+/// The state of a look-up.
 class ArchiveTree::Walk
 {
   public:
@@ -63,7 +64,7 @@ class ArchiveTree::Walk
     }
 
   private:
-    /// What is left of the path, or of a link's target.
+    /// The rest of the path, or of a link's target.
     struct Rest
     {
         std::string_view path;
@@ -123,7 +124,7 @@ class ArchiveTree::Walk
     unsigned int m_uiLinks = 0;
     const Node* m_pAt = nullptr;
     int m_iError = 0;
-    /// The innermost link last; none of them is empty.
+    /// A stack with the innermost link on top. None of them is empty.
     std::vector<Rest> m_pending;
 };
 
@@ -198,7 +199,7 @@ const char* ArchiveTree::put(std::string_view in_name, Kind in_kind)
     return nullptr;
 }
 
-/// Follows a name of a member down to its last part, and makes the directories that are missing.
+/// Resolves a member's name down to its last part, and makes the missing directories.
 ArchiveTree::Place ArchiveTree::makeParents(std::string_view in_name)
 {
     if (in_name.empty() || in_name.size() >= PATH_MAX)
@@ -220,14 +221,15 @@ ArchiveTree::Place ArchiveTree::makeParents(std::string_view in_name)
     return {pDirectory, names.back(), pDirectory == nullptr ? s_szParent : nullptr};
 }
 
-/// The directory of that name, which is made if there is nothing; null if there is something else.
+/// Returns the directory of that name. Makes it if the name does not exist; returns null if it is
+/// something else.
 ArchiveTree::Node* ArchiveTree::descend(Node& inout_directory, std::string_view in_name)
 {
     const auto& children = std::get<Directory>(inout_directory.kind).children;
     if (!children.contains(in_name))
         return &makeNode(inout_directory, in_name, Directory{nullptr, {}});
     const Node* const pNode = findIn(inout_directory, in_name, LastLink::FOLLOWED).pNode;
-    // All nodes are this tree's own.
+    // The cast is safe, as all nodes belong to this tree.
     return pNode != nullptr && isDirectory(*pNode) ? const_cast<Node*>(pNode) : nullptr;
 }
 

@@ -9,18 +9,19 @@
 #include <variant>
 
 /// The files, directories and links of an archive, with the contents of the files. Members are
-/// added one by one, in the order of the archive, and what becomes of them is what becomes of them
-/// when they are unpacked into an empty directory: a later member takes the place of an earlier one
-/// of its name, links among the directories of a name are followed, directories that are missing
-/// are made. An absolute name begins at the root of the tree, as does any other.
+/// added one by one, in the order of the archive, with the same result as unpacking them into an
+/// empty directory: a later member replaces an earlier one of the same name, links among the
+/// directories of a name are followed, and missing directories are made. Absolute and relative
+/// names begin at the root of the tree.
 ///
-/// Paths are looked up as the operating system does in a process whose root directory is the root
-/// of the archive, and whose working directory is there too: ".." at the root is the root. But a
-/// link that leads upwards out of the archive leads nowhere.
+/// Paths are resolved as the operating system does in a process whose root directory and working
+/// directory are the root of the archive: ".." at the root is the root. But a link that leads
+/// upwards out of the archive is dangling.
 ///
-/// Thread-safety: none while members are added. Any number of threads may look up concurrently.
-/// Cost: a look-up grows with the path, those of links that are followed, and the logarithm of the
-/// number of entries in each directory.
+/// Thread-safety: none while members are added. Afterwards any number of threads may look up
+/// concurrently.
+/// Cost: a look-up grows with the length of the path and of the links that are followed, and with
+/// the logarithm of the number of entries in each directory.
 class ArchiveTree
 {
   public:
@@ -29,13 +30,13 @@ class ArchiveTree
 
     struct Directory
     {
-        /// That of the root is the root.
+        /// The root is its own parent.
         const Node* pParent;
-        /// In the order of their names' bytes.
+        /// Sorted by the bytes of the names.
         Children children;
     };
 
-    /// Shared by all names of a file with hard links.
+    /// Shared by all hard links to a file.
     using Content = std::shared_ptr<const std::string>;
 
     struct Link
@@ -48,12 +49,12 @@ class ArchiveTree
         std::variant<Directory, Content, Link> kind;
     };
 
-    /// What a path leads to.
+    /// The result of a look-up.
     struct Found
     {
-        /// Null if it leads nowhere.
+        /// Null if the path does not exist.
         const Node* pNode = nullptr;
-        /// The number of `errno` that says why.
+        /// The value of `errno` for the reason.
         int iError = 0;
     };
 
@@ -63,35 +64,36 @@ class ArchiveTree
         FOUND
     };
 
-    /// An empty tree: a root without entries.
+    /// Makes an empty tree: a root without entries.
     ArchiveTree();
     ArchiveTree(const ArchiveTree&) = delete;
     ArchiveTree& operator=(const ArchiveTree&) = delete;
     ~ArchiveTree();
 
-    // Each of these gives null, or why the member is left out. Names that no file system of the
-    // operating system could hold, and those with ".." in them, are left out.
+    // Each of these returns null, or the reason why the member is left out. Names that no file
+    // system of the operating system could hold, and names with ".." in them, are left out.
 
     [[nodiscard]] const char* addDirectory(std::string_view in_name);
     [[nodiscard]] const char* addFile(std::string_view in_name, Content in_pContent);
     [[nodiscard]] const char* addLink(std::string_view in_name, std::string_view in_target);
 
-    /// Another name for an earlier member, which is no directory.
+    /// Adds another name for an earlier member that is not a directory.
     [[nodiscard]] const char* addHardLink(std::string_view in_name, std::string_view in_target);
 
-    /// ENOENT, ENOTDIR, ELOOP behind more than 40 symbolic links, or ENAMETOOLONG.
+    /// Looks a path up. The error is ENOENT, ENOTDIR, ELOOP after more than 40 symbolic links, or
+    /// ENAMETOOLONG.
     [[nodiscard]] Found find(std::string_view in_path,
                              LastLink in_lastLink = LastLink::FOLLOWED) const;
 
-    /// The bytes that nodes, names and targets of links take, contents not included. An estimate,
-    /// which is not too low.
+    /// Returns the bytes that nodes, names and targets of links take, without the contents. An
+    /// estimate that is not too low.
     [[nodiscard]] std::size_t getNodeBytes() const { return m_uiNodeBytes; }
 
   private:
     using Kind = decltype(Node::kind);
     class Walk;
 
-    /// Where a name is to be put; a reason in its place why it cannot be.
+    /// The place for a name, or the reason why it cannot be added.
     struct Place
     {
         Node* pDirectory = nullptr;
@@ -106,7 +108,7 @@ class ArchiveTree
     [[nodiscard]] const char* put(std::string_view in_name, Kind in_kind);
     Node& makeNode(Node& inout_directory, std::string_view in_name, Kind in_kind);
 
-    /// Their addresses stay.
+    /// A deque, since the addresses of nodes must not change.
     std::deque<Node> m_nodes;
     Node* m_pRoot;
     std::size_t m_uiNodeBytes = 0;

@@ -34,7 +34,7 @@ constexpr std::size_t s_uiThreads = 8;
 
 using Seen = FileSystemWalk::Seen;
 
-/// The line of a listing.
+/// Returns the line of an item in a listing.
 std::string lineOf(const Seen& in_seen)
 {
     return std::string(2 * in_seen.uiDepth, ' ') +
@@ -61,7 +61,7 @@ std::string differenceOf(const Seen& in_seen, const Seen* in_pExpected)
            (in_pExpected == nullptr ? " at the end" : " in place of " + describe(*in_pExpected));
 }
 
-/// "3 directories and 5 files of 1234 bytes".
+/// Returns a text such as "3 directories and 5 files of 1234 bytes".
 std::string summaryOf(const std::vector<Seen>& in_walked)
 {
     std::size_t uiDirectories = 0;
@@ -160,14 +160,14 @@ std::string Browser::startPath() const
     const std::string strPath = getFsParameters().size() > 1 ? getFsParameters()[1] : "";
     if (!isDirectory())
         return '/' + strPath;
-    // Threads may use the disk by absolute paths only.
+    // Threads may use `DiskFileSystem` concurrently only by absolute paths.
     std::string strStart = fs::absolute(getFsParameters().front()).string();
     return strPath.empty() ? strStart : strStart + '/' + strPath;
 }
 
 bool Browser::isListingBounded() const
 {
-    // A line with a content has this much more, at most.
+    // The most that the content of a file adds to its line, without the indentation.
     constexpr std::size_t uiContent = 130;
     const bool bWithContents = getVariablesMap()[s_szPrintFileContent].as<bool>();
     std::size_t uiLeft = bytesOf(s_szListingLimit);
@@ -255,6 +255,8 @@ bool Browser::doThreadsSee(const Walked& in_walked) const
     std::vector<std::string> differences(s_uiThreads);
     try
     {
+        // A `jthread` joins in its destructor, so the started threads end here even if another
+        // fails to start.
         std::vector<std::jthread> threads;
         threads.reserve(s_uiThreads);
         for (std::string& strDifference : differences)

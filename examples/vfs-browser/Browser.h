@@ -8,41 +8,42 @@
 #include <string>
 #include <vector>
 
-/// Lists a directory of the disk, or an archive: `vfs-browser [options] <directory or archive>
-/// [path]`. The path begins in the directory or at the root of the archive. Besides the options of
-/// `VirtualFileSystemTestApplication` it knows these:
+/// Lists a directory on the disk, or an archive: `vfs-browser [options] <directory or archive>
+/// [path]`. The path begins in the directory or at the root of the archive. In addition to the
+/// options of `VirtualFileSystemTestApplication` it has these:
 ///
-/// | Option | What it bounds, and without it |
+/// | Option | What it limits, and the default |
 /// |---|---|
-/// | `--memory-limit MIB` | what an archive may take in memory, see `readArchive`; 512 |
-/// | `--listing-limit MIB` | the listing; 64 |
+/// | `--memory-limit MIB` | the memory that an archive may take, see `readArchive`; 512 |
+/// | `--listing-limit MIB` | the length of the listing; 64 |
 ///
 /// With `--full-test`, eight threads then walk concurrently and read all files to their ends. The
-/// test passes if each thread sees what the first walk, on the main thread, has seen: the same
-/// paths in the same order, and the same contents. That walk must give the lines of the listing.
+/// test passes if each thread sees the same paths in the same order with the same contents as a
+/// first walk on the main thread. That walk must also match the listing.
 ///
-/// Logs through "keswardin.vfs-browser": what is wrong as an ERROR, members of an archive that are
-/// left out as WARNs.
+/// Logs to "keswardin.vfs-browser": failures at ERROR, members of an archive that are left out at
+/// WARN.
 class Browser : public Velmora::VirtualFileSystemTestApplication
 {
   public:
     Browser();
 
-    /// See `hasPassed`.
+    /// Lists and tests what the command line asks for. For the result see `hasPassed`.
     void run() override;
 
-    /// Whether `run` did all it was asked for, without a failure.
+    /// Returns whether `run` did all that was asked for without a failure.
     [[nodiscard]] bool hasPassed() const { return m_bPassed; }
 
-    /// Failure: false, and an error for each thread that saw something else.
+    /// Runs the test with threads.
+    /// Failure: returns false and logs an error for each thread that saw something else.
     bool runMultiThreadsTest() override;
 
   protected:
-    /// What is to be listed; null, and an error in the log, if it cannot be read.
+    /// Returns the file system to be listed. Returns null and logs an error if it cannot be read.
     [[nodiscard]] virtual Velmora::TSHandle<Velmora::VirtualFileSystem> openFileSystem() const;
 
   private:
-    /// False, and an error in the log, for parameters or options that make no sense.
+    /// Returns false and logs an error unless there are one or two parameters.
     [[nodiscard]] bool hasGoodParameters() const;
     [[nodiscard]] std::size_t bytesOf(const char* in_szOption) const;
 
@@ -50,7 +51,8 @@ class Browser : public Velmora::VirtualFileSystemTestApplication
     [[nodiscard]] std::string startPath() const;
     [[nodiscard]] bool isDirectory() const;
 
-    /// False, and an error in the log, if links lead round in circles or the like.
+    /// Returns false and logs an error if the listing exceeds its limit, for example because of
+    /// circular links.
     [[nodiscard]] bool isListingBounded() const;
 
     using Walked = std::vector<FileSystemWalk::Seen>;
@@ -58,7 +60,7 @@ class Browser : public Velmora::VirtualFileSystemTestApplication
     [[nodiscard]] bool isReadable(const Walked& in_walked) const;
     [[nodiscard]] bool doThreadsSee(const Walked& in_walked) const;
     [[nodiscard]] std::string contentLineOf(const FileSystemWalk::Seen& in_seen) const;
-    /// Empty if there is none. On any thread.
+    /// Returns the first difference that a walk finds; empty if there is none. Runs on any thread.
     [[nodiscard]] std::string findDifference(Velmora::VirtualFileSystem& inout_fileSystem,
                                              const Walked& in_walked) const;
 

@@ -46,7 +46,8 @@ FileSystemWalk::Seen FileSystemWalk::readFile(const std::string& in_strPath,
 
 bool FileSystemWalk::run(const std::string& in_strPath, const Visitor& in_visitor) const
 {
-    // The directories that the walk is in.
+    // The open directories from the start to the current one. A stack instead of recursion, as the
+    // depth depends on the archive.
     std::vector<Velmora::VirtualFileSystem::DirectoryHandle> directories;
     const auto enter = [&](const std::string& in_strDirectory)
     {
@@ -68,7 +69,7 @@ bool FileSystemWalk::run(const std::string& in_strPath, const Visitor& in_visito
         }
         const std::string strPath = hEntry->getPath();
         const bool bDirectory = hEntry->isDirectory();
-        // Closed first: a level of directories takes one descriptor.
+        // Closed before it is opened again by its path, so that each level takes one descriptor.
         hEntry = nullptr;
         bGoesOn = bDirectory ? enter(strPath) : in_visitor(readFile(strPath, directories.size()));
     }

@@ -7,34 +7,33 @@
 #include <functional>
 #include <string>
 
-/// Goes through all that is below a directory of a file system, in the order in which a listing of
-/// `VirtualFileSystemTestApplication` does, and as that one opens what it meets once more by its
-/// path.
+/// Walks through everything below a directory of a file system, in the order of the listing of
+/// `VirtualFileSystemTestApplication`. Like that listing, it opens each entry again by its path.
 ///
 ///     FileSystemWalk walk(fileSystem, FileSystemWalk::Contents::READ);
 ///     const bool bToTheEnd = walk.run("/", [](const Seen& in_seen) { ...; return true; });
 ///
-/// A file is opened without waiting for a FIFO's other end. A file that has no end, as some
-/// devices, is read for ever.
+/// Does not wait for the other end of a FIFO. A file without an end, such as some devices, is read
+/// forever.
 ///
-/// Thread-safety: any number of threads may walk one file system that allows it.
+/// Thread-safety: any number of threads may walk one file system if it allows concurrent use.
 class FileSystemWalk
 {
   public:
-    /// What the walk has come to: a directory, or a file.
+    /// A directory or a file that the walk has reached.
     struct Seen
     {
         std::string strPath;
         bool bDirectory = true;
-        /// How many directories it is in, counted from where the walk begins.
+        /// The number of directories that it is in, counted from the start of the walk.
         std::size_t uiDepth = 0;
-        /// The number of `errno` if it could not be opened or read, else 0.
+        /// The value of `errno` if it could not be opened or read, else 0.
         int iError = 0;
 
-        // Of a file, with `Contents::READ`.
+        // Set for a file, with `Contents::READ`.
 
         std::uint64_t uiSize = 0;
-        /// FNV-1a, of 64 bits.
+        /// The 64-bit FNV-1a hash of the contents.
         std::uint64_t uiChecksum = 0;
 
         [[nodiscard]] bool operator==(const Seen&) const = default;
@@ -46,7 +45,7 @@ class FileSystemWalk
         READ
     };
 
-    /// Gives false to end the walk.
+    /// Is called for each item. Returns false to end the walk.
     using Visitor = std::function<bool(const Seen&)>;
 
     FileSystemWalk(Velmora::VirtualFileSystem& inout_fileSystem, Contents in_contents)
@@ -54,7 +53,7 @@ class FileSystemWalk
     {
     }
 
-    /// False if the visitor ended it.
+    /// Walks from a directory on. Returns false if the visitor ended the walk.
     bool run(const std::string& in_strPath, const Visitor& in_visitor) const;
 
   private:
