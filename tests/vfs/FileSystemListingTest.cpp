@@ -1,5 +1,5 @@
-// A program that lists the disk through the interface of file systems, started with each command
-// line that makes a difference; what it writes is compared whole.
+// Starts a program that lists the disk through the file system interface, with each command line
+// that makes a difference, and compares its whole output.
 
 #include "tests/support/HelperProcess.h"
 #include "tests/support/Listing.h"
@@ -53,7 +53,8 @@ class FileSystemListing : public testing::Test
         std::ofstream(path(in_strName)) << in_strContent;
     }
 
-    /// Expects the program to end with that code and that output, and no word on standard error.
+    /// Expects the program to end with this exit code and output, and with nothing on standard
+    /// error.
     static void expectOutput(const std::vector<std::string>& in_arguments, int in_iExitCode,
                              const std::string& in_strOutput)
     {
@@ -67,7 +68,8 @@ class FileSystemListing : public testing::Test
     TemporaryDirectory m_directory;
 };
 
-/// A listing is one line of the log, which ends after its last line.
+/// Returns the log line of a listing. A listing is one line of the log, with a line end after its
+/// own last line.
 std::string logged(const std::string& in_strListing) { return "INFO - " + in_strListing + "\n"; }
 
 } // namespace

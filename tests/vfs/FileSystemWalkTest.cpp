@@ -1,5 +1,5 @@
-// A tree of some size, walked by several threads at once through the interface of file systems, and
-// read through streams over it. By hand with another size: WALK_ENTRIES=100000 WALK_DEPTH=200
+// Several threads walk a tree concurrently through the file system interface and read its files
+// through streams. To run it by hand with another size: WALK_ENTRIES=100000 WALK_DEPTH=200
 // vfs-FileSystemWalkTest.
 
 #include "velmora/vfs/DiskFileSystem.h"
@@ -34,7 +34,7 @@ namespace
 
 constexpr std::size_t s_uiThreads = 4;
 
-/// Lines such as "f /tmp/x/a" for all that is not a directory, and "d /tmp/x/b", in their order.
+/// Lines such as "f /tmp/x/a" for anything that is not a directory, and "d /tmp/x/b", sorted.
 using Lines = std::vector<std::string>;
 
 std::size_t sizeOf(const char* in_szVariable, std::size_t in_uiDefault)
@@ -43,7 +43,7 @@ std::size_t sizeOf(const char* in_szVariable, std::size_t in_uiDefault)
     return szValue == nullptr ? in_uiDefault : std::stoul(szValue);
 }
 
-/// A text of another length for each number, up to some buffers of a stream.
+/// Returns a text whose length depends on the number, up to the size of a few stream buffers.
 std::string textOf(std::size_t in_uiNumber)
 {
     constexpr std::size_t uiLengths = 9973;
@@ -54,8 +54,8 @@ std::string textOf(std::size_t in_uiNumber)
     return strText;
 }
 
-/// Makes a chain of directories inside each other, and directories with a hundred entries each:
-/// files, a FIFO, a link to a file and one to a directory.
+/// Makes a chain of nested directories, and directories with a hundred entries each: files, a FIFO,
+/// a link to a file and a link to a directory.
 void makeTree(const fs::path& in_root, std::size_t in_uiEntries, std::size_t in_uiDepth)
 {
     constexpr std::size_t uiEach = 100;
@@ -87,7 +87,7 @@ void walk(VirtualFileSystem::Directory& inout_directory, Lines& out_lines)
     }
 }
 
-/// Writes the contents of all files into one, in the order of the lines. A FIFO has none.
+/// Writes the contents of all files into one, in the order of the lines. A FIFO has no contents.
 void copyContents(const TSHandle<VirtualFileSystem>& in_hFileSystem, const Lines& in_lines,
                   const std::string& in_strTarget)
 {
@@ -112,8 +112,8 @@ void copyContents(const TSHandle<VirtualFileSystem>& in_hFileSystem, const Lines
     EXPECT_TRUE(target);
 }
 
-/// The walks of all threads at once. Each writes what it reads into a file of its own in another
-/// directory.
+/// Walks on all threads concurrently and returns the results. Each thread writes what it reads into
+/// a file of its own in another directory.
 std::vector<Lines> walkOnThreads(const std::string& in_strRoot,
                                  const TemporaryDirectory& out_copies)
 {
@@ -134,7 +134,7 @@ std::vector<Lines> walkOnThreads(const std::string& in_strRoot,
     return linesOfThreads;
 }
 
-/// What another program finds.
+/// Returns the lines that `find` gives.
 Lines found(const std::string& in_strRoot)
 {
     const HelperResult result =
@@ -146,7 +146,7 @@ Lines found(const std::string& in_strRoot)
     return lines;
 }
 
-/// The first word that a command writes.
+/// Returns the first word of a command's output.
 std::string firstWordOf(const std::string& in_strCommand)
 {
     const HelperResult result = runHelper("/bin/sh", {"-c", in_strCommand});

@@ -1,7 +1,7 @@
-// A program of the frame that lists a file system, over the disk. The first of the file system's
-// parameters is where it begins, the second, if there is one, the working directory; a third makes
-// its test with threads fail. It says when that runs, and exits with 0, 1 if it could not be
-// initialised, or 2 if a test failed.
+// Lists the disk by `VirtualFileSystemTestApplication`. The first parameter of the file system is
+// the start path, the second, if given, is the working directory, and with a third the test with
+// threads fails. Prints "threads" when that test runs. Exits with 0 on success, with 1 if
+// initialization fails, and with 2 if a test fails.
 
 #include "velmora/vfs/DiskFileSystem.h"
 #include "velmora/vfs/VirtualFileSystemTestApplication.h"
