@@ -1,5 +1,5 @@
-// Alarms: the request for the state that an alarm has, on and off through a handle of the registry,
-// and the look-up of a handle, beside what each cannot do without.
+// Alarms: a request for the state that the alarm already has, on and off through a handle of the
+// registry, and the look-up of a handle. Each beside the least work that it must do.
 
 #include "bench/AllocationCount.h"
 #include "bench/ComparedState.h"
@@ -43,10 +43,10 @@ class TrunkAlarm : public AlarmImpl
     std::string m_strId;
 };
 
-// The request for the state that an alarm has.
+// A request for the state that the alarm already has.
 
-/// Counts requests. With one class of alarms in this file the compiler would guess that each alarm
-/// is one, and not make the call that other callers make.
+/// Counts requests. If this file had one class of alarms only, the compiler would assume that each
+/// alarm is of that class, and omit the virtual call that other callers make.
 class CountingAlarm : public TrunkAlarm
 {
   public:
@@ -79,7 +79,7 @@ void sameStateComparison(benchmark::State& out_state)
 
 // On and off.
 
-/// The logger of alarms has one appender, which writes nowhere.
+/// Gives the logger of alarms one appender, which discards its lines.
 class NullLog
 {
   public:
@@ -137,7 +137,7 @@ void onOffLinesAndLocks(benchmark::State& out_state)
 
 constexpr std::size_t s_uiAlarms = 10000;
 
-/// The ids of all alarms, in the order in which they are added.
+/// Returns the ids of all alarms, in the order in which they are added.
 std::vector<std::string> makeIds()
 {
     std::vector<std::string> ids;
@@ -146,7 +146,7 @@ std::vector<std::string> makeIds()
     return ids;
 }
 
-/// The same in the order in which they are looked up, which is another one.
+/// Returns the ids in the order in which they are looked up, a different one.
 std::vector<std::string> inOtherOrder(std::vector<std::string> in_ids)
 {
     std::shuffle(in_ids.begin(), in_ids.end(), std::mt19937(1));

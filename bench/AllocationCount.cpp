@@ -29,8 +29,8 @@ AllocationCount::~AllocationCount()
 
 void* operator new(std::size_t in_uiSize)
 {
-    // Only one thread allocates while something is counted, and a locked addition would be
-    // measured.
+    // A load and a store instead of an atomic addition, whose lock prefix would show in the
+    // measurement. Only one thread allocates while the count is taken.
     s_iNumAllocations.store(s_iNumAllocations.load(std::memory_order_relaxed) + 1,
                             std::memory_order_relaxed);
     if (void* const pMemory = std::malloc(in_uiSize))

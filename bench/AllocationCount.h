@@ -7,9 +7,9 @@
 namespace Velmora::Bench
 {
 
-/// Tells, as the counter "allocations", how often one turn of a loop asks `operator new` for
-/// memory. It lives as long as the loop. A program that links this class has its own `operator
-/// new`, which counts.
+/// Reports, as the counter "allocations", the number of calls of `operator new` in one turn of a
+/// loop. The object lives as long as the loop. A program that links this class gets an `operator
+/// new` that counts.
 class AllocationCount
 {
   public:

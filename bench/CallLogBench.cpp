@@ -34,8 +34,8 @@ namespace
 constexpr int s_iLinesOfCall = 20;
 constexpr const char* s_szPattern = "%d{%Y-%m-%d %H:%M:%S.%q} %-5p [%t] %c - %m%n";
 
-/// A directory for the files of calls, in memory where the system has such a place, gone with the
-/// program.
+/// A directory for the files of calls, in memory if the system supports it. It is removed when the
+/// program ends.
 class CallDirectory
 {
   public:
@@ -65,8 +65,9 @@ class CallDirectory
     std::string m_strPath;
 };
 
-/// The ids of the calls of a thread. None comes twice: a file that is emptied and written anew
-/// costs more at its end than a new one, on some file systems. Their files go with the object.
+/// Makes the ids of one thread's calls, each used once: on some file systems, closing a file that
+/// was truncated and written again costs more than closing a new one. The destructor deletes the
+/// calls' files.
 class CallIds
 {
   public:
@@ -100,7 +101,7 @@ std::string nameOfThread(const benchmark::State& in_state)
     return "keswardin.bench.Call" + std::to_string(in_state.thread_index());
 }
 
-/// An entry of the hierarchy for one thread, by itself.
+/// An entry of the hierarchy for one thread, without additivity.
 class Entry
 {
   public:
@@ -134,7 +135,7 @@ class Entry
     log4cplus::Logger m_logger;
 };
 
-/// Sets the files of calls up, for one call out of so many.
+/// Configures the files of calls: one call out of the given number gets a file.
 void configureCalls(int in_iLog1CallOutOf)
 {
     Logger().setLogLevel(WARN_LOG_LEVEL);
@@ -181,7 +182,7 @@ void callFileOurs(benchmark::State& out_state)
     }
 }
 
-/// The text of a first or a last line.
+/// Returns the text of a file's first or last line.
 std::string withTime(const char* in_szWhat)
 {
     const std::time_t now = std::time(nullptr);
@@ -232,7 +233,7 @@ void callFileSpdlog(benchmark::State& out_state)
     }
 }
 
-// A line to a main log that is flushed each time.
+// A line to a main log that is flushed after each line.
 
 void sampledOutLine(benchmark::State& out_state, bool in_bInCall)
 {
@@ -240,7 +241,7 @@ void sampledOutLine(benchmark::State& out_state, bool in_bInCall)
     Entry entry(out_state);
     entry.mark();
     entry.addMainLog();
-    // The first call of all is in the sample.
+    // The first call is always sampled, so a second one is needed that is not.
     CallLogger logger(nameOfThread(out_state));
     logger.callStart("first");
     logLine(logger, 0);
@@ -268,11 +269,11 @@ void callStartEnd(benchmark::State& out_state)
     }
 }
 
-// Many calls at once, of which the one that began first ends first and makes room for a new one. A
-// time is that of one end and one begin.
+// Many active calls, of which the oldest ends and a new one begins. The time is that of one end and
+// one beginning.
 
-/// Has calls with the operations of `Calls`, in places that each have one call after the other.
-/// Twice as many ids take turns, so that a call never has that of the one before.
+/// Begins and ends calls by the operations of `Calls`, in places that each hold one call after
+/// another. There are twice as many ids as places, so a call never has the id of the one before.
 template <class Calls>
 void callsAtOnce(benchmark::State& out_state, Calls& out_calls, std::size_t in_uiCalls)
 {
@@ -311,7 +312,7 @@ void callsAtOnceOurs(benchmark::State& out_state, std::size_t in_uiCalls)
     callsAtOnce(out_state, calls, in_uiCalls);
 }
 
-/// The same operations on a bare table, with the id in each place to find the call by.
+/// The same operations on a bare table. Each place stores the id by which its call is found.
 void callsAtOnceMap(benchmark::State& out_state, std::size_t in_uiCalls)
 {
     struct Calls

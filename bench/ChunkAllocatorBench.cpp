@@ -16,8 +16,8 @@
 #include "velmora/memory/StaticPerThreadMemAllocator.h"
 #endif
 
-// The same work on the library's allocator and, with VELMORA_BENCH_MALLOC, on malloc and free,
-// which a library loaded in front may replace.
+// The same work on the library's allocator or, with VELMORA_BENCH_MALLOC, on malloc and free, which
+// a preloaded library may replace.
 
 namespace
 {
@@ -44,8 +44,8 @@ inline void giveBack(void* in_pMemory, std::size_t in_uiSize)
 
 constexpr std::size_t s_uiBatch = 1000;
 
-/// One size in all of a batch, or for 0 all sizes from 1 to 256 bytes in an order without a
-/// pattern.
+/// The sizes of a batch: one size for all, or for 0 all sizes from 1 to 256 bytes in an order
+/// without a pattern.
 class Sizes
 {
   public:
@@ -64,7 +64,7 @@ class Sizes
     std::array<std::size_t, s_uiBatch> m_sizes;
 };
 
-/// Takes a chunk and gives it back.
+/// Allocates a chunk and frees it.
 void pairs(benchmark::State& out_state)
 {
     const Sizes sizes(out_state.range(0));
@@ -77,7 +77,7 @@ void pairs(benchmark::State& out_state)
         }
 }
 
-/// Takes a thousand chunks and gives them back, the first first. The time is that of one chunk.
+/// Allocates a thousand chunks and frees them in the same order. The time is that of one chunk.
 void batches(benchmark::State& out_state)
 {
     const Sizes sizes(out_state.range(0));
@@ -96,7 +96,7 @@ void batches(benchmark::State& out_state)
 
 constexpr std::size_t s_uiObjectSize = 24;
 
-/// Takes a chunk of an object and gives it back, by a front end of static functions.
+/// Allocates the chunk of an object and frees it, by a front end of static functions.
 template <class FrontEnd>
 void objects(benchmark::State& out_state)
 {
@@ -111,7 +111,7 @@ void objects(benchmark::State& out_state)
 
 #endif
 
-/// The memory of this process that is in use, in bytes.
+/// Returns the resident memory of this process in bytes.
 std::size_t residentBytes()
 {
     std::size_t uiPages = 0;
@@ -124,7 +124,8 @@ std::size_t residentBytes()
     return uiPages * static_cast<std::size_t>(sysconf(_SC_PAGESIZE));
 }
 
-/// How much the process grows by a million live objects; the counter "bytes" tells for one.
+/// Measures how much the process grows by a million live objects. The counter "bytes" is the growth
+/// for one object.
 void footprint(benchmark::State& out_state)
 {
     constexpr std::size_t uiNumObjects = 1'000'000;
@@ -142,7 +143,8 @@ void footprint(benchmark::State& out_state)
     }
 }
 
-/// The file of the library that `malloc` comes from: a peer that failed to load would go unnoticed.
+/// Returns the file of the library that `malloc` comes from, since a peer that fails to load would
+/// otherwise go unnoticed.
 std::string fileOfMalloc()
 {
     Dl_info info{};

@@ -3,8 +3,8 @@
 namespace Velmora::Bench
 {
 
-/// A state that is compared through a virtual call. The function is in a shared library, as those
-/// of our alarms are: a call costs more the further away its function is.
+/// A state that is compared through a virtual call. The function is in a shared library, like those
+/// of our alarms: a call costs more the further away its function is.
 class [[gnu::visibility("default")]] ComparedState
 {
   public:
@@ -12,7 +12,7 @@ class [[gnu::visibility("default")]] ComparedState
     virtual void setState(int in_iState) = 0;
 };
 
-/// A state of 0.
+/// Returns a state of 0.
 [[gnu::visibility("default")]] ComparedState& comparedState();
 
 } // namespace Velmora::Bench

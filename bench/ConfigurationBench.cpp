@@ -1,7 +1,7 @@
-// What reading a configuration text costs, beside log4cplus's Properties, Poco's
-// PropertyFileConfiguration and Boost's reader of ini files; and what one integer of the global
-// configuration costs, beside Poco's MapConfiguration and abseil's hash map behind the same lock;
-// and what one costs that a ConfigCache remembers, beside a trie behind a lock of that kind.
+// The cost of reading a configuration text, beside log4cplus's Properties, Poco's
+// PropertyFileConfiguration and Boost's reader of ini files; of one integer of the global
+// configuration, beside Poco's MapConfiguration and abseil's hash map behind the same lock; and of
+// one that a ConfigCache remembers, beside a trie behind a lock of that kind.
 
 #include "velmora/config/ConfigCache.h"
 #include "velmora/config/GlobalConfig.h"
@@ -36,8 +36,8 @@ namespace
 
 constexpr std::size_t s_uiLines = 10000;
 
-/// Lines of a configuration with the table that knows their parameters, and the same lines with a
-/// tag in every tenth.
+/// The lines of a configuration and the table that knows their parameters; and the same lines with
+/// a tag in every tenth.
 struct Text
 {
     std::string strPlain;
@@ -59,7 +59,8 @@ struct Text
     int m_iLines = 0;
 };
 
-/// Keeps its text where tags stand for it.
+/// Returns a value of the parameter's type. The run mode is always "production", as the tags refer
+/// to it.
 std::string valueFor(const ParameterInfoWithName& in_info)
 {
     switch (in_info.m_type)
@@ -75,7 +76,8 @@ std::string valueFor(const ParameterInfoWithName& in_info)
     }
 }
 
-/// All parameters of the table of the process with values of their types, over and over.
+/// Returns lines with all parameters of the process's table, repeated up to the number of lines,
+/// with values of their types.
 const Text& knownLines()
 {
     static const Text s_text = []
@@ -95,7 +97,8 @@ const Text& knownLines()
     return s_text;
 }
 
-/// As many different names, and a table in which all of them are known.
+/// Returns the same number of lines with different names, and a table in which all of them are
+/// known.
 const Text& differentLines()
 {
     static const Text s_text = []
@@ -175,7 +178,7 @@ void readPoco(benchmark::State& out_state, const Text& in_text)
     }
 }
 
-/// Takes a name only once, so it gets the text of different names only.
+/// Boost rejects a repeated name, so it reads only the text of different names.
 void readBoost(benchmark::State& out_state, const Text& in_text)
 {
     for ([[maybe_unused]] auto _ : out_state)
@@ -188,7 +191,7 @@ void readBoost(benchmark::State& out_state, const Text& in_text)
     }
 }
 
-/// The integers among the known parameters that have a default.
+/// Returns the names of the integer parameters that have a default and are not deprecated.
 std::vector<std::string> namesOfIntegers()
 {
     std::vector<ParameterInfoWithName> infos;
@@ -201,7 +204,7 @@ std::vector<std::string> namesOfIntegers()
     return names;
 }
 
-/// Looks all integers up in turn, one at each step of the loop.
+/// Looks up all integers in turn, one in each turn of the loop.
 template <class GetInt>
 void lookUpIntegers(benchmark::State& out_state, GetInt in_getInt)
 {
@@ -267,7 +270,7 @@ void getIntAbseil(benchmark::State& out_state)
                    });
 }
 
-/// The configuration of the process with nothing but a trie and the lock.
+/// A configuration with no more than a trie and the lock of the process's configuration.
 class LockedTrie : public ROConfiguration
 {
   public:

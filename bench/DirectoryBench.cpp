@@ -1,5 +1,5 @@
-// What it costs to see to it that a directory is there when it is, beside the calls of the system
-// that can tell.
+// The cost of making sure that an existing directory exists, beside the system calls that can find
+// it out.
 
 #include "velmora/vfs/Directory.h"
 
@@ -18,7 +18,7 @@ using namespace Velmora;
 namespace
 {
 
-/// A directory with the depth of those of call files.
+/// A directory as deep as those of call files.
 class ExistingDirectory
 {
   public:

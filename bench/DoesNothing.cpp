@@ -1,3 +1,3 @@
-// Does nothing, with whatever libraries it is linked to.
+// Does nothing. It is linked to different libraries.
 
 int main() {}

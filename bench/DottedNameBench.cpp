@@ -1,4 +1,5 @@
-// What splitting a dotted name costs once a name like it was split, beside looking for its dots.
+// The cost of splitting a dotted name when a similar name was split before, beside searching for
+// its dots.
 
 #include "bench/AllocationCount.h"
 #include "bench/Opaque.h"

@@ -1,4 +1,4 @@
-// What running the smallest command by the shell costs, beside other ways to start the same shell.
+// The cost of running the smallest command by the shell, beside other ways to start the same shell.
 
 #include "velmora/logging/Logger.h"
 #include "velmora/system/OS.h"

@@ -31,7 +31,7 @@ struct SharedMutex
     std::shared_mutex m_mutex;
 };
 
-/// Of all threads that pass it.
+/// Shared by all threads that pass it.
 template <class AnyGate>
 AnyGate s_gate;
 

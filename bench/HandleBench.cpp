@@ -13,8 +13,8 @@ using Bench::opaque;
 namespace
 {
 
-/// What a copy and a release of a handle cannot do without: each takes the mutex, and changes the
-/// count or looks whether it is the last.
+/// Does the least that a copy and a release of a handle need: each takes the mutex, and changes the
+/// count or checks whether it is the last.
 void copyLockAndCount(benchmark::State& out_state)
 {
     struct Count

@@ -1,5 +1,5 @@
-// What small maps from names to pointers take, in memory and for a look-up, beside the hash maps of
-// the standard library and of abseil.
+// The cost of small maps from names to pointers, in memory and for a look-up, beside the hash maps
+// of the standard library and of abseil.
 
 #include "velmora/memory/LMHashMap.h"
 
@@ -22,7 +22,7 @@
 namespace
 {
 
-/// The library's map with an owner, which gives the table back.
+/// The library's map with an owner that frees the table.
 class Ours : public Velmora::LMHashMap<std::string, void*>
 {
   public:
@@ -34,7 +34,8 @@ class Ours : public Velmora::LMHashMap<std::string, void*>
 using Standard = std::unordered_map<std::string, void*>;
 using Abseil = absl::flat_hash_map<std::string, void*>;
 
-/// Names as components of parameter names are, short enough to need no memory of their own.
+/// Returns names like the components of parameter names, short enough to need no memory of their
+/// own.
 std::vector<std::string> keys(std::size_t in_uiCount)
 {
     const char* const names[] = {"keswardin", "infra",   "Logger",   "sip",  "coreDump",
@@ -87,19 +88,20 @@ void lookUp(benchmark::State& out_state, std::size_t in_uiEntries)
     }
 }
 
-/// The memory from `malloc` that is in use, with what `malloc` itself adds.
+/// Returns the memory from `malloc` that is in use, including the overhead of `malloc`.
 std::size_t heapBytes()
 {
     const struct mallinfo2 info = mallinfo2();
     return info.uordblks + info.hblkhd;
 }
 
-/// The counter "bytes" tells what a map holds, itself included.
+/// Measures the memory of a map, including the object itself, as the counter "bytes".
 template <class Map>
 void bytes(benchmark::State& out_state, std::size_t in_uiEntries)
 {
     constexpr std::size_t uiNumMaps = 2000;
-    // What maps give back would be free memory of the allocator, and serve the next ones unseen.
+    // The maps are kept: memory that they free would serve the next ones without showing in the
+    // count.
     static std::deque<std::vector<Map>> s_kept;
     const std::vector<std::string> names = keys(in_uiEntries);
     for ([[maybe_unused]] auto _ : out_state)

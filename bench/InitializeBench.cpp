@@ -1,9 +1,9 @@
-// What it costs to start a program of the family, with a configuration and without, the loading of
-// the program and its end included: the time of the processor that its process takes, in the
-// program and in the system. Beside it, a program that does nothing but link the library, and what
-// the libraries of Python alone add to one that does nothing.
+// The cost of starting a program of the family, with and without a configuration, including the
+// loading and the end of the program: the processor time of its process, user and system. Beside
+// it, a program that only links the library, and the time that the libraries of Python alone add to
+// a program that does nothing.
 //
-// And what it costs to start Python, once in a process, without the rest of that process.
+// Also the cost of starting Python, once in a process, without the rest of that process.
 
 #include "velmora/config/ParameterInfoDB.h"
 
@@ -40,7 +40,7 @@ constexpr std::size_t s_uiLinesOfLogging = 5;
 
 std::string valueFor(const ParameterInfoWithName& in_info)
 {
-    // A default that is a whole number would be read as one.
+    // A default without a fraction would be read as an integer.
     if (in_info.m_type == ParameterValue::FLOAT_TYPE)
         return "1.5";
     if (in_info.m_defaultValue.defined())
@@ -60,14 +60,14 @@ std::string valueFor(const ParameterInfoWithName& in_info)
     }
 }
 
-/// Whether the parameter may have any value of its type.
+/// Returns whether the parameter may have any value of its type.
 bool isFree(const ParameterInfoWithName& in_info)
 {
     return !in_info.m_bDeprecated &&
            in_info.m_strName.find("Logger.PropertiesFile") == std::string::npos;
 }
 
-/// A configuration of known parameters, with a section for logging, filled up by comments.
+/// A configuration of known parameters with a section for logging, filled up with comments.
 class ConfigurationFile
 {
   public:
@@ -106,8 +106,8 @@ double secondsOf(const timeval& in_time)
     return static_cast<double>(in_time.tv_sec) + static_cast<double>(in_time.tv_usec) / 1e6;
 }
 
-/// Runs a program to its end with standard output thrown away. Gives the time that its process has
-/// taken of the processor, in seconds; negative if it failed.
+/// Runs a program to its end and discards its standard output. Returns the processor time of the
+/// process in seconds, or a negative number if it failed.
 double timeOf(std::vector<std::string> in_arguments)
 {
     std::vector<char*> argv;
@@ -153,7 +153,7 @@ void runProgram(benchmark::State& out_state, const char* in_szProgram)
     runAll(out_state, {in_szProgram});
 }
 
-/// An installation in which Python finds its own modules, and the environment that leads there.
+/// An installation in which Python finds its modules, and the environment that leads to it.
 class Installation
 {
   public:
@@ -169,7 +169,7 @@ class Installation
         std::filesystem::create_directory_symlink(library, path / "data/Python-2.5/Lib");
         std::filesystem::create_directory_symlink(library / "lib-dynload", path / "Python-2.5/Lib");
         setenv("VELMORA", m_strPath.c_str(), 1);
-        // As the library sets them, for the program that starts Python without it.
+        // The library sets these itself; the program that starts Python without it needs them here.
         setenv("PYTHONHOME", ".", 1);
         setenv("PYTHONPATH",
                (m_strPath + "/lib:" + m_strPath + "/data/Python-2.5/Lib:" + m_strPath +
@@ -185,14 +185,15 @@ class Installation
     std::string m_strPath = "/tmp/initialize-bench-XXXXXX";
 };
 
-/// What the program prints of the time that it took, in seconds; negative if it failed.
+/// Returns the time that the program prints, in seconds, or a negative number if it failed.
 double startOfPython(const std::string& in_strHow)
 {
     FILE* const pOutput = popen((VELMORA_BENCH_STARTS_PYTHON " " + in_strHow).c_str(), "r");
     long long iNanoseconds = 0;
     if (pOutput == nullptr || std::fscanf(pOutput, "%lld", &iNanoseconds) != 1)
         iNanoseconds = -1;
-    // What follows is the log.
+    // The rest of the output is the log. It is read to the end, or the program would fail to write
+    // it.
     while (pOutput != nullptr && std::fgetc(pOutput) != EOF)
         continue;
     const bool bFailed = pOutput == nullptr || pclose(pOutput) != 0 || iNanoseconds < 0;

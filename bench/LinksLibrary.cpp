@@ -1,4 +1,4 @@
-// Does nothing but link the library, which comes up and goes down.
+// Does nothing but link the library, which is initialized and shut down.
 
 #include "velmora/application/VersionControl.h"
 

@@ -25,7 +25,7 @@ using Bench::opaque;
 namespace
 {
 
-/// What the lines tell: three arguments of different types.
+/// The arguments of a line: three of different types.
 struct Call
 {
     std::string strId = "a84b4c76e66710";
@@ -33,7 +33,7 @@ struct Call
     unsigned short usPort = 5060;
 };
 
-// A line that is off. The level comes from the logger two steps up, as it mostly does.
+// A line that is off. The level comes from the logger two steps up, which is the usual case.
 
 constexpr const char* s_szQuietParent = "keswardin.bench";
 constexpr const char* s_szQuiet = "keswardin.bench.gateway.Quiet";
@@ -101,8 +101,8 @@ void disabledPlainSpdlog(benchmark::State& out_state)
 
 // A line that is on.
 
-/// The entry of the hierarchy that both our loggers and those of log4cplus are handles on, with one
-/// appender of its own.
+/// The entry of the hierarchy that our loggers and those of log4cplus refer to, with one appender
+/// of its own.
 class LoudEntry
 {
   public:
@@ -122,7 +122,7 @@ class LoudEntry
     log4cplus::Logger m_logger = log4cplus::Logger::getInstance(s_szName);
 };
 
-/// A file for the lines, gone with the object.
+/// A file for the lines. The destructor deletes it.
 class LogFile
 {
   public:

@@ -1,5 +1,5 @@
-// What a period of a monitor costs: the idle time of the system, beside a bare read of the file
-// that has it, and an observation.
+// The cost of one period of a monitor: the idle time of the system, beside a bare read of the file
+// that holds it, and an observation.
 
 #include "velmora/alarm/AlarmImpl.h"
 #include "velmora/alarm/LinuxProfileTimer.h"

@@ -5,13 +5,13 @@
 #include <cstddef>
 #include <utility>
 
-/// Stands behind the parameters of a lambda that is to be part of the loop that it is measured in.
+/// Follows the parameters of a lambda that is to be inlined into the loop that measures it.
 #define VELMORA_BENCH_INLINE __attribute__((always_inline))
 
 namespace Velmora::Bench
 {
 
-/// The same object, of which the compiler knows nothing: neither which it is nor what it holds.
+/// Returns the object itself, but hides from the compiler which object it is and what it holds.
 template <class T>
 [[gnu::always_inline]] inline T& opaque(T& in_object)
 {
@@ -26,8 +26,8 @@ template <class Work, std::size_t... Index>
     ((static_cast<void>(Index), in_work()), ...);
 }
 
-/// Measures work that takes about as long as a turn of a loop: eight pieces of it make one turn,
-/// and the time is that of one piece. The work is a lambda marked VELMORA_BENCH_INLINE.
+/// Measures work that takes about as long as one turn of a loop. One turn does eight pieces of it,
+/// and the reported time is that of one piece. The work is a lambda marked VELMORA_BENCH_INLINE.
 template <class Work>
 void measureTiny(benchmark::State& out_state, Work in_work)
 {
@@ -36,7 +36,7 @@ void measureTiny(benchmark::State& out_state, Work in_work)
         doSeveral(in_work, std::make_index_sequence<uiPiecesInTurn>());
 }
 
-/// What the cheapest log line is measured against: an object with a level.
+/// An object with a level, against which the cheapest log line is measured.
 struct WithLevel
 {
     int iLevel;
@@ -47,7 +47,7 @@ struct WithLevel
     benchmark::DoNotOptimize(out_object);
 }
 
-/// Measures one comparison of an int member, with a branch that is never taken.
+/// Measures one comparison of an int member with a branch that is never taken.
 inline void measureComparison(benchmark::State& out_state)
 {
     constexpr int iAsked = 10000;

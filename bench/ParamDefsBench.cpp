@@ -1,6 +1,6 @@
-// What the table of known parameters costs: a look-up by name, beside that of Poco's
-// MapConfiguration, and the closest name to a wrong one, beside a scan with two rows of the table
-// of Levenshtein.
+// The cost of the table of known parameters: a look-up by name, beside that of Poco's
+// MapConfiguration, and the closest name to a wrong one, beside a scan that computes the
+// Levenshtein distance with two rows.
 
 #include "velmora/config/ParameterInfoDB.h"
 
@@ -30,7 +30,7 @@ std::vector<ParameterInfoWithName> allParameters()
     return infos;
 }
 
-/// All known names, in the order of the table's iteration.
+/// Returns all known names, in the order of the table's iteration.
 std::vector<std::string> allNames()
 {
     std::vector<std::string> names;
@@ -39,7 +39,7 @@ std::vector<std::string> allNames()
     return names;
 }
 
-/// The names with one letter each that is wrong.
+/// Returns the names with one wrong letter each.
 std::vector<std::string> wrongNames()
 {
     std::vector<std::string> names = allNames();
@@ -69,7 +69,7 @@ void lookUpOurs(benchmark::State& out_state)
     setItems(out_state, names.size());
 }
 
-/// Gives the value alone, where ours gives all that is known of a parameter.
+/// Returns only the value, while ours returns everything that is known of a parameter.
 void lookUpPoco(benchmark::State& out_state)
 {
     Poco::AutoPtr<Poco::Util::MapConfiguration> pConfiguration(new Poco::Util::MapConfiguration);
@@ -90,7 +90,7 @@ void lookUpPoco(benchmark::State& out_state)
     setItems(out_state, names.size());
 }
 
-/// The distance of Levenshtein with two rows of the table, which are kept for the next pair.
+/// Computes the Levenshtein distance with two rows, which are reused for the next pair.
 class TwoRows
 {
   public:

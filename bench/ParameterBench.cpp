@@ -1,4 +1,4 @@
-// What reading a parameter's value from its text costs, beside the same with stream extraction.
+// The cost of reading a parameter's value from text, beside stream extraction.
 
 #include "velmora/config/Parameter.h"
 #include "velmora/config/test/StreamExtractionOracle.h"

@@ -1,5 +1,5 @@
-// What it costs to copy and drop a handle to a Python object on a thread that is not inside Python,
-// beside an object of pybind11 whose copy and whose drop take the interpreter lock each.
+// The cost of copying and dropping a handle to a Python object on a thread that does not hold the
+// interpreter lock, beside an object of pybind11 whose copy and drop each take that lock.
 
 #include "velmora/python/TSPyObjPtr.h"
 
@@ -22,13 +22,14 @@ void startPython()
     if (PyStatus_Exception(Py_InitializeFromConfig(&config)) != 0)
         std::abort();
     PyConfig_Clear(&config);
-    // Keeps the state of the thread that asks for them first, which has to stay.
+    // pybind11 keeps the state of the first thread that asks for its internals, so that state must
+    // stay.
     pybind11::detail::get_internals();
     PyEval_SaveThread();
 }
 
-/// One object, held by both. Python starts on a thread that ends, so that no thread of a benchmark
-/// has a state in Python to begin with.
+/// One object, held by both handles. Python is started on a thread that ends, so that no thread of
+/// a benchmark has a Python thread state at first.
 struct HeldObject
 {
     HeldObject()

@@ -1,5 +1,5 @@
 // A line of 100 bytes to a syslog server on the loopback, beside the bare system call and the
-// layout. Nobody reads what is sent: once the server's queue is full, the kernel drops it.
+// layout. Nothing reads the lines: once the server's queue is full, the kernel drops them.
 
 #include "bench/AllocationCount.h"
 #include "velmora/logging/RemoteSyslogAppender.h"
@@ -26,7 +26,7 @@ namespace
 
 constexpr const char* s_szPattern = "%-5p %c - %m";
 
-/// A bound socket on the loopback, and its address.
+/// A socket that is bound to the loopback, and its address.
 class Server
 {
   public:
@@ -52,7 +52,7 @@ class Server
     sockaddr_in m_address{};
 };
 
-/// An event that the pattern makes 100 bytes of.
+/// Returns an event that the pattern formats to 100 bytes.
 log4cplus::spi::InternalLoggingEvent makeEvent()
 {
     const std::string strLogger = "keswardin.bench";
@@ -80,7 +80,7 @@ void remoteSyslogOurs(benchmark::State& out_state)
         appender.doAppend(event);
 }
 
-/// The appender of log4cplus's own, with a header of RFC 5424.
+/// log4cplus's own appender, with a header of RFC 5424.
 void remoteSyslogLog4cplus(benchmark::State& out_state)
 {
     const Server server;
@@ -95,7 +95,7 @@ void remoteSyslogLog4cplus(benchmark::State& out_state)
         appender.doAppend(event);
 }
 
-/// No appender, no header, and the text of a stream that is used again.
+/// No appender and no header; formats into a stream that is reused.
 void remoteSyslogSendto(benchmark::State& out_state)
 {
     const Server server;

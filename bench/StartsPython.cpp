@@ -1,5 +1,5 @@
-// Starts Python once and prints how many nanoseconds of the processor that took: with "ours" as the
-// first argument by the library, with "bare" by Python's own call, in the same environment.
+// Starts Python once and prints the processor time that it took in nanoseconds. The first argument
+// "ours" starts it by the library, "bare" by Python's own call in the same environment.
 
 #include "velmora/python/BoostPython.h"
 #include "velmora/python/PythonEmbeddedInterpreter.h"
@@ -43,6 +43,6 @@ int main(int argc, char** argv)
     if (!(bOurs ? startOurs() : startBare()))
         return 1;
     std::printf("%lld\n", static_cast<long long>(nanoseconds() - iBegin));
-    // Before what the library logs at its end.
+    // Flushed here so that the number precedes the lines that the library logs at its end.
     std::fflush(stdout);
 }

@@ -9,7 +9,7 @@ using Bench::opaque;
 namespace
 {
 
-/// A class as others are that trace their operations.
+/// A class that traces its operations.
 class Traced : public ObjectWithLogger<Logger>
 {
   public:

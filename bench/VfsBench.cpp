@@ -1,5 +1,5 @@
-// The interface of a virtual file system over the disk, beside the calls of the system that it
-// makes: a small file, and a walk of 10,000 entries.
+// The interface of a virtual file system on the disk, beside the system calls that it makes: a
+// small file, and a walk of 10,000 entries.
 
 #include "velmora/vfs/DiskFileSystem.h"
 
@@ -29,7 +29,7 @@ constexpr int s_iEntries = s_iDirectories * (s_iFilesEach + 1);
 
 using Buffer = std::array<char, s_uiFileSize>;
 
-/// Directories with files, and one file beside them that has something in it.
+/// Directories with empty files, and beside them one file that is not empty.
 class Tree
 {
   public:
@@ -136,7 +136,7 @@ void walkOurs(benchmark::State& out_state)
             { return walk(*fileSystem.opendir(in_strPath.c_str())); });
 }
 
-/// Opens each item as a directory and, where that fails, as a file.
+/// Opens each item as a directory and, if that fails, as a file.
 int walk(DIR* in_pDirectory, const std::string& in_strPath)
 {
     int iEntries = 0;

@@ -1,5 +1,5 @@
-// Reading and writing a file through streams over a virtual file system, beside those of the
-// standard library. A file is in memory (`/dev/shm`), so that the disk is left out.
+// Reading and writing a file through streams on a virtual file system, beside those of the standard
+// library. The file is in memory (`/dev/shm`), which excludes the disk.
 
 #include "velmora/vfs/DiskFileSystem.h"
 #include "velmora/vfs/VfsStream.h"
@@ -22,7 +22,7 @@ namespace
 
 constexpr std::ios_base::openmode s_binary = std::ios_base::binary;
 
-/// An empty file in memory, removed at the end.
+/// An empty file in memory. The destructor deletes it.
 class BenchFile
 {
   public:
@@ -43,8 +43,8 @@ class BenchFile
     std::string m_strPath;
 };
 
-/// A file is so small that a round is short; a larger one takes as much more time as it has bytes
-/// more.
+/// The sizes of a piece and of the file. The file is small enough for a short round; the time grows
+/// linearly with its size.
 template <long in_iPieceSize, long in_iFileSize>
 struct Pieces
 {
@@ -54,8 +54,8 @@ struct Pieces
 using Small = Pieces<100, 1L << 20>;
 using Large = Pieces<65536, 4L << 20>;
 
-/// Writes a file in pieces again and again, over what is there: pages are made in the first round
-/// only.
+/// Writes a file in pieces repeatedly, over its former contents, so that only the first round makes
+/// pages.
 template <class Pieces, class Stream>
 void writeAll(benchmark::State& out_state, Stream& inout_stream)
 {
@@ -104,7 +104,7 @@ void readOurs(benchmark::State& out_state)
     readAll<Pieces>(out_state, file, stream);
 }
 
-/// With a buffer of 4,096 characters, or as it comes.
+/// With a buffer of 4,096 characters, or with the default one.
 template <class Pieces, bool bOwnBuffer>
 void writeStandard(benchmark::State& out_state)
 {
