@@ -1,5 +1,5 @@
-// An archive as the example browser reads it. What it refuses, it refuses with a reason in one
-// line; what it reads can be walked, and each walk sees the same.
+// Reads the input as an archive, as the example browser does. A refusal must give a reason in one
+// line. An archive that is read can be walked, and each walk sees the same.
 
 #include "examples/vfs-browser/ArchiveFileSystem.h"
 #include "examples/vfs-browser/FileSystemWalk.h"
@@ -20,7 +20,7 @@ namespace
 
 constexpr std::size_t s_uiLimit = std::size_t{1024} * 1024;
 
-/// Links can make a walk endless.
+/// Bounds a walk, which links can make endless.
 constexpr std::size_t s_uiMostEntries = 500;
 
 using Seen = FileSystemWalk::Seen;
@@ -69,7 +69,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* in_pData, std::size_t 
         require(walk(archive) == entries, "two walks see something else", "");
         for (const Seen& seen : entries)
             checkEntry(archive, seen);
-        // Some path, such as a name that a member has.
+        // An arbitrary path, which may be the name of a member.
         constexpr std::size_t uiName = 100;
         const std::string strPath(bytes.substr(0, uiName));
         require(archive.exists(strPath.c_str()) ==

@@ -1,7 +1,7 @@
-// Two configuration texts, read one after the other into one trie, as the files of a program are.
+// Reads two configuration texts one after the other into one trie, like the files of a program.
 //
-// Of the input, the first byte has flags: 1 for the table of known parameters, 2 for a vector of
-// lines that wait, 4 for another trie. The texts are separated by a byte of 1.
+// The first byte of the input holds flags: 1 for the table of known parameters, 2 for a vector of
+// lines that wait for tags, 4 for another trie. A byte of 1 separates the texts.
 
 #include "velmora/config/ParameterInfoDB.h"
 #include "velmora/config/ParameterTrie.h"
@@ -34,8 +34,8 @@ void require(bool in_bCondition, const char* in_szWhat, const std::string& in_st
 
 using Lines = std::vector<std::string>;
 
-/// What a trie writes. The order is that of its hash tables and differs from one trie to another
-/// with the same parameters.
+/// Returns the lines that a trie writes, sorted: their order is that of its hash tables, which
+/// differs between tries with the same parameters.
 Lines writtenLines(const ParameterTrie& in_trie)
 {
     std::stringstream text;
@@ -47,8 +47,9 @@ Lines writtenLines(const ParameterTrie& in_trie)
     return lines;
 }
 
-/// Whether a line brings back the parameter that wrote it: the name must not look like a comment,
-/// nor end in an empty component, nor in blanks, which a read trims ("a. .", read once, is "a. ").
+/// Returns whether reading a line restores the parameter that wrote it. The name must not look like
+/// a comment and must not end in an empty component or in blanks, which reading trims ("a. ." is
+/// read as "a. ").
 bool comesBack(const std::string& in_strLine)
 {
     const std::size_t uiEquals = in_strLine.find('=');
@@ -68,8 +69,8 @@ Lines writtenAfterReading(const Lines& in_lines, const ParameterInfoDB* in_pDB)
     return writtenLines(trie);
 }
 
-/// What was written once may look like another type, such as a float without a fraction; what is
-/// written then stays.
+/// Checks that a written trie can be read. A value may change its type the first time, such as a
+/// float without a fraction; after that, the text must not change.
 void checkRoundTrip(const ParameterTrie& in_trie, const ParameterInfoDB* in_pDB)
 {
     const Lines first = writtenLines(in_trie);
@@ -106,7 +107,7 @@ void checkTexts(unsigned int in_uiFlags, const std::string& in_strFirst,
     checkRoundTrip(trie, pDB);
 }
 
-/// Lines are built, from WARN on, and go nowhere.
+/// Sets logging up so that lines from WARN on are built and discarded.
 bool logIntoNothing()
 {
     log4cplus::Logger root = log4cplus::Logger::getRoot();

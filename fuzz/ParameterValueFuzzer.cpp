@@ -1,6 +1,7 @@
-// Any text for any type, compared with stream extraction; and everything else that takes text.
+// Compares the value of any text for any type with stream extraction, and checks everything else
+// that takes text.
 //
-// Of the input, the first byte is the target and the trim flag, the rest the text.
+// The first byte of the input holds the target type and the trim flag, the rest is the text.
 
 #include "velmora/config/Parameter.h"
 #include "velmora/config/test/StreamExtractionOracle.h"
@@ -68,7 +69,7 @@ void checkLine(const std::string& in_strText, ParameterValue::Type in_target)
             in_strText);
 }
 
-/// The vector must hold what the tokens give one by one.
+/// Checks that the vector holds the values of the tokens, one by one.
 void checkVector(const std::string& in_strText)
 {
     const std::string strText = in_strText.substr(0, in_strText.find('\0'));

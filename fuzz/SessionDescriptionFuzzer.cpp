@@ -1,4 +1,4 @@
-// The session description of a caller, as the example gateway answers it.
+// Answers the input as the session description of a caller, as the example gateway does.
 
 #include "examples/gateway/SessionDescription.h"
 
@@ -50,7 +50,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* in_pData, std::size_t 
     }
     catch (const BadSessionDescription& error)
     {
-        require(*error.what() != '\0', "no reason is told", strOffer);
+        require(*error.what() != '\0', "the reason is empty", strOffer);
     }
     return 0;
 }

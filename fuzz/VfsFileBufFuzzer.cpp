@@ -1,7 +1,7 @@
-// Any operations on a stream buffer over a virtual file system, compared with those on the standard
-// library's file buffer.
+// Compares any operations on a stream buffer over a virtual file system with the same ones on the
+// standard library's file buffer.
 //
-// The input says what is done, byte by byte.
+// The bytes of the input select the operations.
 
 #include "velmora/vfs/test/FileBufComparison.h"
 
