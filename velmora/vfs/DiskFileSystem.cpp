@@ -192,6 +192,8 @@ int DiskFileSystem::File::close()
 {
     if (m_iDescriptor == -1)
         return -1;
+    // The descriptor is reset even if `close` fails: Linux has released it, and another thread may
+    // have it again.
     return ::close(std::exchange(m_iDescriptor, -1));
 }
 
@@ -252,6 +254,7 @@ VirtualFileSystem::EntryHandle
 DiskFileSystem::Directory::openAsDirectory(const char* in_szPath) const
 {
     EntryHandle hEntry(new Directory(*getFileSystem()));
+    // `Entry` is a virtual base class, from which only `dynamic_cast` leads to the derived class.
     auto* const pDirDerived = dynamic_cast<Directory*>(hEntry.get());
     VELMORA_FILE_ASSERT_TEXT(pDirDerived != nullptr, "!pDirDerived.isNull()");
     if (pDirDerived == nullptr || pDirDerived->open(in_szPath) < 0)
@@ -275,6 +278,7 @@ VirtualFileSystem::EntryHandle DiskFileSystem::Directory::read()
     const dirent* const pItem = nextItem();
     if (pItem == nullptr || getFileSystem() == nullptr)
     {
+        // `readdir` sets `errno` after a failure only and leaves it unchanged at the end.
         error = pItem == nullptr ? errno : ENODEV;
         return nullptr;
     }

@@ -88,6 +88,7 @@ VfsFileBuf<CharT, Traits>* VfsFileBuf<CharT, Traits>::close()
     if (!is_open())
         return nullptr;
     bool bFlushed = false;
+    // The file is closed even if writing throws. Of two exceptions, the first one is thrown.
     std::exception_ptr pException;
     try
     {
@@ -177,6 +178,7 @@ void VfsFileBuf<CharT, Traits>::needBuffers()
     if (m_pIntBuffer == nullptr)
     {
         constexpr long iPage = VfsFileBufImpl::_M_page_size;
+        // At least 4,096 characters, in whole pages.
         constexpr std::size_t uiSize = (iPage + 4095) / iPage * iPage;
         m_pOwnIntBuffer = std::make_unique_for_overwrite<CharT[]>(uiSize);
         m_pIntBuffer = m_pOwnIntBuffer.get();
@@ -633,6 +635,8 @@ std::streamsize VfsFileBuf<CharT, Traits>::xsputn(const CharT* in_pFrom, std::st
         const std::ptrdiff_t iRoom = m_pIntBufferEnd - this->pptr();
         const std::streamsize iCount = std::min<std::streamsize>(iLeft, iRoom);
         Traits::copy(this->pptr(), in_pFrom + iDone, static_cast<std::size_t>(iCount));
+        // `iRoom` includes the last place, which `pptr` must not pass. A full buffer is written
+        // instead.
         if (iCount < iRoom)
             this->pbump(static_cast<int>(iCount));
         else if (!flush(m_pIntBufferEnd, true))
@@ -690,6 +694,7 @@ const CharT* VfsFileBuf<CharT, Traits>::writeConverted(const CharT* in_pEnd, boo
             out_bWritten = m_impl._M_write(reinterpret_cast<const char*>(pFrom), in_pEnd - pFrom);
             return in_pEnd;
         }
+        // The facet needs further characters.
         if (pFromNext == pFrom && pTo == pBuffer && result != std::codecvt_base::error)
             break;
         out_bWritten = result != std::codecvt_base::error &&
@@ -810,6 +815,8 @@ VfsFileBuf<CharT, Traits>::seekoff(off_type in_iOffset, std::ios_base::seekdir i
         __builtin_mul_overflow(in_iOffset, m_iWidth, &iOffset))
         return failed;
 
+    // A seek by 0 from the current position only asks for the position. It leaves the input mode
+    // and the encoding's state as they are.
     const bool bMoves = iOffset != 0 || in_direction != std::ios_base::cur;
     if (m_bOutputMode && !leaveOutputMode(bMoves))
         return failed;

@@ -97,6 +97,7 @@ class VELMORA_API VfsFileBufImpl
     static void _M_unmap(void*, std::streamoff) {}
 
     [[nodiscard]] bool is_open() const { return m_bIsOpen; }
+    /// Returns the mode of the open file; 0 if none is open.
     [[nodiscard]] int mode() const { return m_iOpenMode; }
 
     /// Returns -1: the interface does not expose a descriptor.

@@ -58,6 +58,7 @@ class VELMORA_API basic_vfsistream : public std::basic_istream<CharT, Traits>
 
     /// Opens a file. Clears the stream's state on success.
     void open(const char* in_szName, int in_iMode);
+    /// Closes the file. Sets failbit on failure.
     void close();
 
   private:
@@ -112,6 +113,7 @@ class VELMORA_API basic_vfsostream : public std::basic_ostream<CharT, Traits>
 
     /// Opens a file. Clears the stream's state on success.
     void open(const char* in_szName, int in_iMode);
+    /// Writes the pending characters and closes the file. Sets failbit on failure.
     void close();
 
   private:

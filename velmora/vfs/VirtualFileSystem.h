@@ -53,6 +53,7 @@ class VELMORA_API VirtualFileSystem : public virtual Object
     [[nodiscard]] virtual FileHandle open(const char* in_szPath, int in_iFlags,
                                           unsigned int in_uiMode) = 0;
 
+    /// Opens a directory.
     [[nodiscard]] virtual DirectoryHandle opendir(const char* in_szPath) = 0;
 
     /// Returns whether the path can be opened, as a directory or as a file to read from.

@@ -100,6 +100,7 @@ void VirtualFileSystemTestApplication::run()
     getLogger().setLogLevel(INFO_LOG_LEVEL);
     m_bResult = runSingleUserTest();
     if (m_bFullTest)
+        // Runs even if the first test failed.
         m_bResult = runMultiThreadsTest() && m_bResult;
 }
 
