@@ -82,12 +82,14 @@ class ArchiveTree::Walk
     {
         const std::string_view name = takeName(m_pending.back().path);
         const bool bOfLink = m_pending.back().bOfLink;
+        // Finished paths are removed before the step, so that an empty stack marks the last name.
         while (!m_pending.empty() && m_pending.back().path.empty())
             m_pending.pop_back();
         const auto* const pDirectory = std::get_if<Directory>(&m_pAt->kind);
         if (pDirectory == nullptr)
             fail(ENOTDIR);
         else if (name == "..")
+            // A link must not lead out of the archive.
             m_pAt = m_pAt == &m_root && bOfLink ? fail(ENOENT) : pDirectory->pParent;
         else if (name != ".")
             enter(*pDirectory, name, in_lastLink);
@@ -172,6 +174,7 @@ const char* ArchiveTree::addHardLink(std::string_view in_name, std::string_view 
         return "it is a hard link to what is not there";
     if (isDirectory(*pTarget))
         return "it is a hard link to a directory";
+    // A node of its own that shares the content: a later member may replace one of the names only.
     return put(in_name, Kind(pTarget->kind));
 }
 

@@ -171,6 +171,7 @@ bool Browser::isListingBounded() const
     constexpr std::size_t uiContent = 130;
     const bool bWithContents = getVariablesMap()[s_szPrintFileContent].as<bool>();
     std::size_t uiLeft = bytesOf(s_szListingLimit);
+    // The listing is kept in memory as a whole, so a walk that stops at the limit comes first.
     const FileSystemWalk walk(*m_hFileSystem, FileSystemWalk::Contents::LEFT);
     const bool bBounded =
         walk.run(m_strStart,
