@@ -31,8 +31,8 @@ namespace Velmora
 /// and so is `errno` after a failure. In addition, `errno` is EFAULT for a null path, EINVAL if a
 /// mode is missing, and ENODEV for an entry whose file system has been destroyed.
 ///
-/// Logs to "keswardin.infra.DiskFileSystem". A failure to open is logged only for the entries of a
-/// directory that is read.
+/// Logs to "keswardin.infra.DiskFileSystem". A failure to open is logged only if a mode is missing,
+/// for a working directory, and for the entries of a directory that is read.
 ///
 /// Ownership: destroy all entries before their file system. Otherwise its destructor fails the
 /// assertion "m_uiNbOfEntriesOpen == 0". An entry that is left over can still be read, written,
