@@ -9,10 +9,10 @@
 namespace Velmora
 {
 
-/// The handle through which the exit list of the ACE object manager holds the configuration of the
+/// The handle by which the exit list of the ACE object manager holds the configuration of the
 /// process.
 ///
-/// Ownership: the exit list's; must be made with `new`, once in a process.
+/// Ownership: belongs to the exit list. Must be made with `new`, once per process.
 class VELMORA_API AceCleanupGlobalConfigHandle : public TSHandle<RWGlobalConfig>, public ACE_Cleanup
 {
   public:

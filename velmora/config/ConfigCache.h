@@ -19,46 +19,46 @@ namespace Test
 class ConfigCachePeer;
 }
 
-/// Stands in front of a configuration and remembers each answer that it has given, also that a
-/// parameter is not defined. Code that reads the same few parameters over and over, as for each
-/// call, has one and reads through it as through any `ROConfiguration`:
+/// A cache in front of a configuration. It remembers each answer, including the answer that a
+/// parameter is not defined. It is for code that reads the same few parameters repeatedly, for
+/// example for each call, and is read like any `ROConfiguration`:
 ///
 ///     ConfigCache cache;
 ///     cache.setConfiguration(GlobalConfig::getInstance());
 ///     int iPort = 0;
 ///     cache.getIntParameter("keswardin.sip.port", iPort);
 ///
-/// A value never grows old: a change behind the cache is seen after `flush` or `setConfiguration`.
-/// The cache grows with the number of different names that it is asked for, and shrinks with these
-/// two only.
+/// Cached values do not expire: a change of the configuration is seen after `flush` or
+/// `setConfiguration` only. The cache grows with the number of different names that are read, and
+/// only these two operations shrink it.
 ///
-/// A parameter that is remembered costs a look-up for each component of its name and the copy of
-/// the value: no lock, no call of the configuration behind, and memory for a STRING value only.
+/// A cache hit costs a look-up for each component of the name and the copy of the value. It takes
+/// no lock, does not call the configuration, and allocates memory for a STRING value only.
 ///
-/// Logs on its logger.
+/// Logs on the logger given to the constructor.
 ///
-/// Thread-safety: none, although reading is const: reading changes the cache. It belongs to one
-/// user, as a thread or a call, while the configuration behind is shared.
-/// Ownership: shares the configuration behind, and owns what it remembers. It must not outlive the
-/// allocators, which go with the exit list.
-/// Failure: a parameter that is read before `setConfiguration` is undefined, with an error in the
-/// log and a failed assertion. `std::bad_alloc` when there is no memory; the value has been read by
-/// then and may not be remembered.
+/// Thread-safety: none, although reading is const, because reading changes the cache. A cache
+/// belongs to one user, such as a thread or a call; the configuration behind it may be shared.
+/// Ownership: shares the configuration, and owns what it remembers. A cache must not outlive the
+/// allocators, which the exit list destroys.
+/// Failure: a parameter that is read before `setConfiguration` is undefined; an error and a failed
+/// assertion are logged. Throws `std::bad_alloc` if there is no memory; the value may then have
+/// been read but not remembered.
 class VELMORA_API ConfigCache : public ROConfiguration, public ObjectWithLogger<LoggingIdLogger>
 {
   public:
-    /// Logs on "keswardin.infra.ConfigCache".
+    /// Makes a cache that logs on "keswardin.infra.ConfigCache".
     ConfigCache();
     explicit ConfigCache(const Logger& in_logger);
     ConfigCache(const ConfigCache&) = delete;
     ConfigCache& operator=(const ConfigCache&) = delete;
     ~ConfigCache() override;
 
-    /// Reads from that configuration from now on, and forgets everything, also when it is the same
-    /// one. Null leaves the cache without a configuration.
+    /// Sets the configuration to read from and forgets all answers, even if it is the same
+    /// configuration. With null, the cache has no configuration.
     void setConfiguration(const TSHandle<ROConfiguration>& in_hConfig);
 
-    /// Forgets everything.
+    /// Forgets all answers.
     void flush();
 
     void getParameter(const char* in_szParamName, ParameterValue& out_value) const override;
@@ -66,13 +66,13 @@ class VELMORA_API ConfigCache : public ROConfiguration, public ObjectWithLogger<
   private:
     friend class Test::ConfigCachePeer;
 
-    /// Gives a value back to its account.
+    /// Destroys a value and returns its memory to its account.
     struct DeleteValue
     {
         void operator()(ParameterValue* in_pValue) const;
     };
-    /// Null where nothing is remembered. A class of its own, as the statics of the tree are
-    /// exported only where its types are.
+    /// A counted pointer to a remembered value; null if nothing is remembered. It is a class of its
+    /// own because the statics of the tree are exported only if its types are.
     class VELMORA_API CachedValue
         : public CountedBuiltInPtr<ParameterValue, ReferenceCount, DeleteValue>
     {
@@ -83,19 +83,19 @@ class VELMORA_API ConfigCache : public ROConfiguration, public ObjectWithLogger<
 
     static CachedValue makeCachedValue(const ParameterValue& in_value);
 
-    /// The node of a name, made when there is none.
+    /// Returns the node of a name. Makes the node if there is none.
     CachedValues& nodeFor(const char* in_szParamName) const;
 
     TSHandle<ROConfiguration> m_hConfig;
 
-    /// Which thread has set the configuration; for a debugger.
+    /// The thread that has set the configuration; for use in a debugger only.
     bool m_bHasOwnerThread = false;
     std::thread::id m_ownerThread;
 
     mutable CachedValues m_cachedValues;
 
-    /// The components of the name that is remembered last. Its strings stay, so that the next name
-    /// needs no memory for them.
+    /// The components of the name that was remembered last. The strings are kept so that the next
+    /// name can reuse their memory.
     mutable std::vector<std::string> m_nameComponents;
 };
 

@@ -9,10 +9,10 @@
 namespace Velmora
 {
 
-/// The read interface of every store of parameters. A name must not be null.
+/// The read interface of every store of parameters. Names must not be null.
 ///
-/// A store implements `getParameter`; the other operations come down to it. A value of type LONG is
-/// reached through `getParameter` only.
+/// A store implements `getParameter`; the default implementations of the other operations call it.
+/// A value of type LONG can be read through `getParameter` only.
 ///
 /// Thread-safety: as the store says.
 class VELMORA_API ROConfiguration : public virtual Object
@@ -23,15 +23,17 @@ class VELMORA_API ROConfiguration : public virtual Object
     ROConfiguration& operator=(const ROConfiguration&) = default;
     ~ROConfiguration() override;
 
-    /// Copies the value of a parameter. A store that does not have the name makes `out_value`
-    /// undefined; it must not take what `out_value` holds on entry to mean anything.
+    /// Copies the value of a parameter. A store that does not have the name sets `out_value` to
+    /// undefined. It must not depend on what `out_value` holds on entry.
     virtual void getParameter(const char* in_szParamName, ParameterValue& out_value) const = 0;
 
+    /// Returns whether the parameter has a value.
     [[nodiscard]] virtual bool parameterDefined(const char* in_szParamName) const;
 
-    /// The value of a parameter of exactly this type.
-    /// Failure: false, without a log line, and the output as it was. `getBoolParameter` differs: it
-    /// sets the output to false. `getStringParameter` logs an error without memory for the text.
+    /// Copies the value and returns true if the parameter has exactly this type.
+    /// Failure: returns false, logs nothing and leaves the output unchanged. `getBoolParameter`
+    /// differs: it sets the output to false. `getStringParameter` logs an error if there is no
+    /// memory for the text.
     virtual bool getIntParameter(const char* in_szParamName, int& out_iValue) const;
     virtual bool getBoolParameter(const char* in_szParamName, bool& out_bValue) const;
     virtual bool getStringParameter(const char* in_szParamName, std::string& out_strValue) const;
@@ -40,8 +42,8 @@ class VELMORA_API ROConfiguration : public virtual Object
 
 /// The write interface of every store of parameters that can be written.
 ///
-/// Failure: false from all operations when the store refuses; also, with an error in the log, from
-/// `setStringParameter` without memory for the text.
+/// Failure: all operations return false if the store refuses the value. `setStringParameter` also
+/// returns false, and logs an error, if there is no memory for the text.
 /// Thread-safety: as the store says.
 class VELMORA_API Configuration : public virtual ROConfiguration
 {

@@ -18,9 +18,9 @@ namespace Velmora
 class ConfigurationObserver;
 class ParameterTrie;
 
-/// The one configuration of the process, as its readers see it: what was loaded from files and
-/// other sources, and the defaults of the table of known parameters. It is loaded first, then
-/// protected, then read while the program runs:
+/// The read interface of the configuration of the process: the parameters that were loaded from
+/// files and other sources, and the defaults of the table of known parameters. A program loads it,
+/// protects it, and then reads it while it runs:
 ///
 ///     TSHandle<GlobalConfig> hConfig = GlobalConfig::getInstance();
 ///     hConfig->load("gateway.cfg");
@@ -29,17 +29,18 @@ class ParameterTrie;
 ///     hConfig->declareRunTime();
 ///     hConfig->getIntParameter("keswardin.exitTimeoutSec", iTimeout);
 ///
-/// The text of a configuration is told at `ParameterTrie`.
+/// For the text of a configuration see `ParameterTrie`.
 ///
-/// Ownership: counted, by the exit list's handle and those that were copied. Handles must be let go
-/// of before the exit list runs.
-/// Failure: nothing throws, not even without memory; a false result comes with a line in the log. A
-/// parameter that cannot be copied is undefined, and what `convertTo` cannot copy is empty, with a
-/// line in the log. What was loaded before a failure stays. A stream whose owner wants it to throw
-/// (`std::ios::exceptions`) has its state set without an exception. Thread-safety: all operations
-/// may be called on any thread. Readers do not keep each other waiting; a load keeps them waiting
-/// until it is done. `warnOnUnknownParameterNames` and `write` take no lock: they are for the time
-/// before other threads write.
+/// Ownership: counted. The exit list holds one handle; all copies must be released before the exit
+/// list runs.
+/// Failure: no operation throws, even without memory; each false result is accompanied by a log
+/// line. A parameter that cannot be copied is undefined, and the output of `convertTo` is empty if
+/// it cannot be copied; both log a line. Parameters that were loaded before a failure stay. A
+/// stream that is to throw (`std::ios::exceptions`) gets its state set without an exception.
+/// Thread-safety: all operations may be called on any thread. Readers do not block each other. A
+/// load first reads its sources and then blocks readers until it is done.
+/// `warnOnUnknownParameterNames` and `write` take no lock and must not run while another thread
+/// writes.
 class VELMORA_API GlobalConfig : public virtual ROConfiguration, public virtual OutputStreamable
 {
   public:
@@ -48,67 +49,69 @@ class VELMORA_API GlobalConfig : public virtual ROConfiguration, public virtual 
     GlobalConfig& operator=(const GlobalConfig&) = delete;
     ~GlobalConfig() override;
 
-    /// Loads from sources in their order: a path, or a URL "file://host/path", whose host is not
-    /// looked at and whose path is relative unless it begins with a slash of its own
-    /// ("file:////etc/gateway.cfg"). A URL with another scheme goes to the database source. A
-    /// source that fails does not keep the later ones from being loaded; a line with a tag that
-    /// one source leaves open can be completed by a later one.
+    /// Loads from the given sources in their order. A source is a path or a URL. The URL
+    /// "file://host/path" names a file: the host is ignored, and the path is relative unless it
+    /// begins with a slash of its own ("file:////etc/gateway.cfg"). A URL with another scheme goes
+    /// to the database source. If a source fails, the later ones are still loaded. A line with a
+    /// tag that one source leaves unresolved can be completed by a later source.
     virtual bool load(const std::vector<std::string>& in_urls) = 0;
 
     /// Loads from the file with this path.
     virtual bool load(const char* in_szPath) = 0;
 
+    /// Loads from the rest of a stream.
     virtual bool load(std::istream& inout_stream) = 0;
 
-    /// Loads the values that the option of this name, with two dashes before it, has on the command
-    /// line. False when it is not there. Adds no defaults.
+    /// Loads from the sources that the command line names as values of the option `--<name>`. Adds
+    /// no defaults.
+    /// Failure: returns false if the option is missing.
     virtual bool initialize(int in_argc, char** in_argv, const char* in_szOptionName) = 0;
 
-    /// Sets each known parameter that has a default and no value to its default; deprecated ones
-    /// only where asked for.
+    /// Sets each known parameter that has a default and no value to its default. Deprecated
+    /// parameters are included only with `in_bIncludeDeprecated`.
     virtual bool addDefaults(bool in_bIncludeDeprecated) = 0;
 
-    /// From now on, nothing can be loaded and no defaults can be added. Cannot be undone.
+    /// Makes all later loads and additions of defaults fail. Cannot be undone.
     virtual void writeProtect() = 0;
 
-    /// Warns of each parameter that is not in the table of known ones, naming the closest. Those
-    /// whose name begins with the component "log4cplus" belong to the logging. Gives true when
-    /// there is none.
+    /// Logs a warning for each parameter that is not in the table of known parameters, with the
+    /// closest name that is. Skips the names whose first component is "log4cplus", which belong to
+    /// logging. Returns true if all names are known.
     [[nodiscard]] virtual bool warnOnUnknownParameterNames() const = 0;
 
-    /// From now on, only parameters that the table tells to be settable at run time can be set.
-    /// Cannot be undone.
+    /// Restricts later changes to the parameters that are settable at run time according to the
+    /// table. Cannot be undone.
     virtual void declareRunTime() = 0;
 
-    /// Configures logging: from the file that the parameter
-    /// "keswardin.infra.Logger.PropertiesFile." and the run mode names, or from the section
-    /// "log4cplus" of this configuration when there is no such parameter. Tags in that file may
-    /// stand for parameters of this configuration.
+    /// Configures logging from the file that the parameter
+    /// "keswardin.infra.Logger.PropertiesFile.<run mode>" names. Without such a parameter,
+    /// configures logging from the section "log4cplus" of this configuration. Tags in that file may
+    /// name parameters of this configuration.
     virtual bool configureLogger(RunMode in_runMode) const = 0;
 
-    /// The same. What is wrong goes to a stream, since logging may be unusable at that moment.
+    /// Does the same, and writes errors to a stream because logging may be unusable at that moment.
     virtual bool configureLogger(std::ostream& out_errors, RunMode in_runMode) const = 0;
 
-    /// Makes the output a copy of all parameters whose name begins with the components of the
-    /// prefix, without them in its names; empty when there is none. The empty prefix copies
-    /// everything.
+    /// Replaces the output by a copy of all parameters whose names begin with the components of the
+    /// prefix, and removes the prefix from their names. The output is empty if there are none. The
+    /// empty prefix copies everything.
     virtual void convertTo(ParameterTrie& out_trie, const char* in_szPrefix) const = 0;
 
-    /// Does nothing: a change of a parameter is told to nobody.
+    /// Does nothing: observers are not notified of changes.
     virtual void addObserver(const char* in_szName,
                              LimitedObjPtr<ConfigurationObserver> in_pObserver) = 0;
     virtual void removeObserver(LimitedObjPtr<ConfigurationObserver> in_pObserver) = 0;
 
-    /// What the loads so far have come to; nothing for another implementation than the library's.
+    /// Returns the summary of all loads so far. Returns an empty summary for an implementation
+    /// other than the library's.
     [[nodiscard]] LoadSummary getLoadSummary() const;
 
-    /// The configuration of the process. It comes into being when the library is loaded. Once the
-    /// exit list has let go of it, the handle is null.
+    /// Returns the configuration of the process. It is made when the library is loaded. The handle
+    /// is null once the exit list has released the configuration.
     static const TSHandle<GlobalConfig>& getInstance();
 
-    /// Gives the values that an option has on the command line, in their order. The output stays
-    /// as it was when the line has any other option, or an error: what it is goes to the log at
-    /// DEBUG.
+    /// Returns the values of an option on the command line, in their order. If the command line has
+    /// any other option or an error, logs the error at DEBUG and leaves the output unchanged.
     static void getConfigOptionsFromCmdline(int in_argc, char** in_argv,
                                             std::vector<std::string>& out_values,
                                             const char* in_szOptionName);

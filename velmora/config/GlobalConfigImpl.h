@@ -18,11 +18,12 @@ namespace Velmora
 
 class InputFile;
 
-/// The configuration of the process. Programs use `GlobalConfig` and `RWGlobalConfig`; tests make
-/// their own.
+/// The implementation of the configuration of the process. Programs use `GlobalConfig` and
+/// `RWGlobalConfig`; tests make objects of their own.
 ///
-/// Thread-safety: as `GlobalConfig`. Its lock is not held by a thread twice for writing: a thread
-/// that reads while it loads, as a failed assertion does, goes on without the lock.
+/// Thread-safety: as `GlobalConfig`. A thread does not take the lock a second time while it holds
+/// it for writing: a thread that reads while it loads, as a failed assertion does, continues
+/// without the lock.
 class VELMORA_API GlobalConfigImpl final : public RWGlobalConfig,
                                            public InAccount<"GlobalConfigImpl">
 {
@@ -50,20 +51,23 @@ class VELMORA_API GlobalConfigImpl final : public RWGlobalConfig,
                      LimitedObjPtr<ConfigurationObserver> in_pObserver) override;
     void removeObserver(LimitedObjPtr<ConfigurationObserver> in_pObserver) override;
 
-    /// Configures logging from a trie, and the logging into a file for each call if the trie names
-    /// a directory for it. Warns of a trie that has the section of such files without a directory.
+    /// Configures logging from a trie, and a log file for each call if the trie names a directory
+    /// for these files. Logs a warning if the trie has the section of such files but no directory.
     virtual bool configureLogger(const ParameterTrie& in_trie, std::ostream& out_errors) const;
 
     /// Writes the configuration as `ParameterTrie` does.
     std::ostream& write(std::ostream& out_stream) const override;
 
+    /// Returns the counted warnings of all loads and the current number of parameters.
     [[nodiscard]] LoadSummary getLoadSummary() const;
 
-    /// `getBoolParameter` for a failed assertion: false, too, while another thread writes.
+    /// Implements `getBoolParameter` for a failed assertion: never waits, and also returns false
+    /// while another thread writes.
     bool tryGetBoolParameter(const char* in_szParamName, bool& out_bValue) const;
 
-    /// From now on, each change that is finished publishes for assertions whether they abort, for
-    /// when they cannot read it. For the configuration of the process, before other threads use it.
+    /// Makes each finished change publish the value of "keswardin.infra.abortOnAssert", for
+    /// assertions that cannot read the parameter. Called for the configuration of the process only,
+    /// before other threads use it.
     void publishToAssertions();
 
   private:
@@ -75,21 +79,27 @@ class VELMORA_API GlobalConfigImpl final : public RWGlobalConfig,
                          std::vector<std::string>& inout_unresolved);
     bool loadUrlNoMutex(Source& inout_source, std::vector<std::string>& inout_unresolved);
     bool loadDBURLNoMutex(const Source& in_source, std::vector<std::string>& inout_unresolved);
-    /// A copy of what logging is configured from.
+    /// Returns a copy of the sections from which logging is configured.
     [[nodiscard]] ParameterTrie loggingSections() const;
     bool configureLoggerFromPropsFile(const std::string& in_strPath,
                                       std::ostream& out_errors) const;
 
+    /// Publishes that value. The caller holds the lock for writing.
     void publishAbortOnAssert() const noexcept;
 
+    /// Set before other threads use the object; not guarded.
     bool m_bPublishes = false;
+    /// Guarded by `m_mutex`, as are the three members below.
     bool m_bWriteProtected = false;
     bool m_bRunTime = false;
     ParameterTrie m_trie;
-    /// The number of parameters is not kept in it.
+    /// `m_uiParameters` stays 0 here: `getLoadSummary` counts the parameters.
     LoadSummary m_summary;
+    /// Guards `m_bWriteProtected`, `m_bRunTime`, `m_trie` and `m_summary`. No foreign code runs
+    /// while it is held: sources are read before it is taken, and appenders run after it is
+    /// released.
     mutable ACE_RW_Thread_Mutex m_mutex;
-    /// The thread that holds the lock for writing.
+    /// The thread that holds `m_mutex` for writing.
     std::atomic<std::thread::id> m_writer{};
 };
 

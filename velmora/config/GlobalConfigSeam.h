@@ -12,16 +12,16 @@ namespace Velmora
 
 class ParameterTrie;
 
-/// What the configuration of the process needs of parts of the library that stand above it. They
-/// fill these places in when they come into being and empty them before they die.
+/// The places by which the configuration of the process reaches parts of the library on higher
+/// floors. These parts fill the places when they are made and empty them before they are destroyed.
 ///
-/// Thread-safety: places may be read on any thread; they are filled and emptied by the code that
-/// brings the library up and takes it down.
+/// Thread-safety: the places may be read on any thread. The code that brings the library up and
+/// takes it down fills and empties them.
 class VELMORA_API GlobalConfigSeam
 {
   public:
-    /// Where parameters come from that a URL with a scheme other than "file" names. While there is
-    /// none, such a URL cannot be loaded.
+    /// Supplies the parameters for URLs with a scheme other than "file". Without a database source,
+    /// such a URL cannot be loaded.
     class VELMORA_API DatabaseSource
     {
       public:
@@ -29,20 +29,21 @@ class VELMORA_API GlobalConfigSeam
         using Parameters = std::vector<std::pair<std::string, std::string>>;
 
         /// Fetches the parameters that a URL names. Called with the configuration unlocked, so that
-        /// the source may read parameters and nobody waits for a database.
-        /// Failure: nothing; what is wrong has been reported.
+        /// the source may read parameters and no thread waits for a database.
+        /// Failure: returns nothing; the source has already reported the error.
         virtual std::optional<Parameters> fetch(const std::string& in_strUrl) = 0;
 
       protected:
         ~DatabaseSource() = default;
     };
 
-    /// Logging into a file for each call. While there is none, its configuration is skipped.
+    /// Logs each call into a file of its own. Without it, the configuration of such files is
+    /// skipped.
     class VELMORA_API CallLogging
     {
       public:
-        /// Called with a configuration that names a directory for such files, after logging as a
-        /// whole has been configured from it.
+        /// Configures the log files of calls. Called with a configuration that names a directory
+        /// for them, after logging as a whole has been configured from it.
         virtual bool configure(const ParameterTrie& in_trie) = 0;
 
       protected:

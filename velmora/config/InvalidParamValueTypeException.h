@@ -6,7 +6,8 @@
 namespace Velmora
 {
 
-/// A value was read as another type than it has. Never thrown: it formats the log line.
+/// Describes an attempt to read a value as another type than it has. Never thrown: it formats the
+/// log line.
 class VELMORA_API InvalidParamValueTypeException : public Exception
 {
   public:
@@ -16,7 +17,7 @@ class VELMORA_API InvalidParamValueTypeException : public Exception
     InvalidParamValueTypeException& operator=(const InvalidParamValueTypeException&) = default;
     ~InvalidParamValueTypeException() override;
 
-    /// Names both types. A type without a name fails the assertion of
+    /// Writes the names of both types. A type without a name fails the assertion of
     /// `ParameterValue::getTypeAsString`.
     std::ostream& write(std::ostream& out_stream) const override;
 

@@ -5,14 +5,15 @@
 namespace Velmora
 {
 
-/// What a configuration has come to, and how often its loading has warned, by the kind of warning.
+/// The number of parameters of a configuration, and the number of warnings of each kind that its
+/// loads have logged.
 struct LoadSummary
 {
     /// Parameters with a value, defaults included.
     std::size_t m_uiParameters = 0;
     std::size_t m_uiUnknownNames = 0;
     std::size_t m_uiWrongTypes = 0;
-    /// Values that were replaced by those of a later line.
+    /// Values that a later line replaced.
     std::size_t m_uiRedefinitions = 0;
     /// Lines that were skipped because their values are out of bounds.
     std::size_t m_uiOutOfBounds = 0;

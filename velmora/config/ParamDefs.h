@@ -23,36 +23,37 @@ namespace Velmora
 class RegisteredParameters;
 struct ProgramParameter;
 
-/// A table of parameter definitions as a tree of name components: that of all parameters that the
-/// library and the programs above it know, or one of rows of its own. The table of the process goes
-/// on with those of the parameters that programs have registered.
+/// A table of parameter definitions in a tree of name components: all parameters that the library
+/// and the programs above it know, or the rows that the constructor is given. The table of the
+/// process continues with the tables of the parameters that programs have registered.
 ///
-/// A parameter may stand on the way to others: with "a.b" and "a.b.c", the one is a node and the
-/// other its child, and both are known. A node that is only on the way to others is no known name.
+/// A parameter may be on the way to others: with "a.b" and "a.b.c", the first is a node and the
+/// second its child, and both are known. A node that is only on the way to others is not a known
+/// name.
 ///
-/// Lists, warnings and defaults come in the order of the tree's iteration, and of names that are
-/// equally close to a wrong one the first in that order is the closest; the parameters that were
-/// registered come behind all others, in the order of their registrations. A look-up costs one hash
-/// of the name, and for a name that the table itself does not have, one more for each registration.
+/// Lists, warnings and defaults follow the order of the tree's iteration. If several names are
+/// equally close to an unknown one, the first in that order is the closest. Registered parameters
+/// come after all others, in the order of their registrations. A look-up costs one hash of the
+/// name; for a name that is not in the table itself, one more for each registration.
 ///
 /// Logs on "keswardin.infra.ParameterInfo".
 ///
-/// Ownership: memory made with `new` comes from `DefaultStaticMemAllocator` under the account
-/// "ParamDefs". The table of the process belongs to the exit list; any other one, to its maker.
-/// Failure: a row whose default is not of the row's type, and a second row of the same name, fail
-/// an assertion while the table is built. The library's own rows are checked by the compiler
-/// besides.
-/// Thread-safety: a table never changes once it is built. Others may be registered on any thread
-/// while it is read.
+/// Ownership: objects made with `new` come from `DefaultStaticMemAllocator`, under the account
+/// "ParamDefs". The exit list owns the table of the process; any other table belongs to the code
+/// that made it.
+/// Failure: a row whose default does not have the row's type, and a second row of the same name,
+/// fail an assertion while the table is built. The compiler checks the library's own rows as well.
+/// Thread-safety: a table never changes once it is built. Other tables may be registered on any
+/// thread while it is read.
 class VELMORA_API ParamDefs : public ParameterInfoDB,
                               private Trie<std::string, ParameterInfo, LMHashFcn<std::string>>,
                               public ACE_Cleanup,
                               public InAccount<"ParamDefs">
 {
   public:
-    /// All known parameters.
+    /// Makes the table of all known parameters.
     ParamDefs();
-    /// The parameters of these rows, of which nothing is kept.
+    /// Makes a table of these rows. Keeps no reference to them.
     explicit ParamDefs(std::span<const ParameterRow> in_rows);
     ~ParamDefs() override;
 
@@ -71,57 +72,64 @@ class VELMORA_API ParamDefs : public ParameterInfoDB,
 
     using Tree = Trie<std::string, ParameterInfo, LMHashFcn<std::string>>;
 
-    /// Where one table stands behind another one; null at the end.
+    /// The link from one table to the next; null at the end.
     using Link = std::atomic<ParamDefs*>;
 
-    /// What a table holds of a name: nothing for one that is not known.
+    /// What a table knows of a name; empty for an unknown name.
     struct Known
     {
         const ParameterInfo* pInfo = nullptr;
-        /// Null for none.
+        /// Null if the parameter has no bounds.
         const ParameterBounds* pBounds = nullptr;
 
-        /// Whether a value of the parameter's type lies within the bounds.
+        /// Returns whether a value of the parameter's type is within the bounds.
         [[nodiscard]] bool allows(const ParameterValue& in_value) const
         {
             return pBounds == nullptr || pBounds->contain(in_value);
         }
     };
 
-    /// A known name, and what the tree holds of it.
+    /// A known name and its entry in the tree.
     struct Definition
     {
         std::string strName;
         Known known;
     };
 
-    /// The parameters of these rows, which have been checked.
+    /// Makes a table of these rows, which have been checked already.
     explicit ParamDefs(std::span<const ProgramParameter> in_rows);
 
+    /// Adds a node. Returns its data; null for a row of type UNDEF, which is ignored.
     const ParameterInfo* addParameter(const char* in_szName, ParameterValue::Type in_type,
                                       const char* in_szDefault, bool in_bRunTimeSettable,
                                       bool in_bDeprecated, const char* in_szDescription);
+    /// Fills `m_definitions` from the tree.
     void listDefinitions();
+    /// Fills `m_index` from `m_definitions`, which must not change afterwards.
     void indexDefinitions();
     [[nodiscard]] const ParamDefs* next() const { return m_pNext->load(std::memory_order_acquire); }
-    /// Calls a function with each definition of this table and those that it goes on with.
+    /// Calls a function with each definition of this table and of the tables that follow it.
     template <class Function>
     void forEachDefinition(Function in_function) const;
+    /// Looks up a name in this table and in the tables that follow it.
     [[nodiscard]] Known find(const char* in_szName) const;
-    /// Whether a value of the parameter's type lies within its bounds; warns of one that does not.
+    /// Returns whether a value of the parameter's type is within its bounds. Logs a warning if it
+    /// is not.
     [[nodiscard]] static bool isWithinBounds(const char* in_szName, const Known& in_known,
                                              const ParameterValue& in_value);
+    /// Returns the known name closest to this one; empty if the tables are empty.
     [[nodiscard]] const std::string& findClosestName(const char* in_szName) const;
 
-    /// Of the nodes that have some.
+    /// The bounds of the nodes that have some.
     std::unordered_map<const ParameterInfo*, ParameterBounds> m_bounds;
-    /// In the order of the tree's iteration.
+    /// All definitions, in the order of the tree's iteration.
     std::vector<Definition> m_definitions;
-    /// By the names in `m_definitions`.
+    /// The definitions by name. The keys refer to the names in `m_definitions`.
     std::unordered_map<std::string_view, Known> m_index;
-    /// Where the next table stands that is registered behind this one.
+    /// The table that is registered after this one.
     Link m_ownNext{nullptr};
-    /// Where this table goes on.
+    /// The link to the table that follows this one: `m_ownNext`, or the beginning of the list of
+    /// registered tables.
     const Link* m_pNext = &m_ownNext;
 };
 

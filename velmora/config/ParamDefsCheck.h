@@ -9,8 +9,8 @@
 #include <span>
 #include <string_view>
 
-/// Checks of a table of parameter definitions for the compiler. What they cannot see, the
-/// assertions of `ParamDefs` do when the table is built.
+/// Compile-time checks of a table of parameter definitions. The assertions of `ParamDefs` check the
+/// rest when the table is built.
 namespace Velmora::ParamDefsCheck
 {
 
@@ -18,6 +18,8 @@ constexpr std::string_view s_strPrefix = "keswardin.";
 
 constexpr bool isDigit(char in_character) { return in_character >= '0' && in_character <= '9'; }
 
+/// Returns whether a name begins with the prefix, has no empty component, and has no character with
+/// a meaning in the text of a configuration.
 constexpr bool isNameWellFormed(std::string_view in_strName)
 {
     return in_strName.starts_with(s_strPrefix) && in_strName.back() != '.' &&
@@ -31,7 +33,7 @@ constexpr bool areNamesWellFormed(std::span<const ParameterRow> in_rows)
                        [](const ParameterRow& in_row) { return isNameWellFormed(in_row.szName); });
 }
 
-/// The 64-bit hash of Fowler, Noll and Vo.
+/// Returns the 64-bit FNV-1a hash of a name.
 constexpr std::uint64_t hash(std::string_view in_strName)
 {
     std::uint64_t uiHash = 0xcbf29ce484222325U;
@@ -40,7 +42,8 @@ constexpr std::uint64_t hash(std::string_view in_strName)
     return uiHash;
 }
 
-/// Compares hashes, as a compiler takes too long for all pairs of names.
+/// Returns whether no two rows have the same name. Compares sorted hashes, because comparing all
+/// pairs of names takes the compiler too long.
 template <std::size_t Size>
 constexpr bool areNamesDistinct(const ParameterRow (&in_rows)[Size])
 {
@@ -56,7 +59,8 @@ constexpr bool isBool(std::string_view in_strText)
     return in_strText == "true" || in_strText == "false";
 }
 
-/// Digits with a minus sign or without, and no leading zero, which would make them octal.
+/// Returns whether a text is digits, with or without a minus sign. A leading zero is not allowed,
+/// because it would make the number octal.
 constexpr bool isInt(std::string_view in_strText)
 {
     if (in_strText.starts_with('-'))
@@ -67,7 +71,7 @@ constexpr bool isInt(std::string_view in_strText)
            (in_strText.size() == 1 || in_strText.front() != '0');
 }
 
-/// Digits with a point among them.
+/// Returns whether a text is digits with a point between them, with or without a minus sign.
 constexpr bool isFloat(std::string_view in_strText)
 {
     const std::size_t uiPoint = in_strText.find('.');
@@ -99,7 +103,8 @@ constexpr bool skipOneOf(std::string_view& inout_strText, std::string_view in_st
     return bFound;
 }
 
-/// Whether a text has the form of a number; some that have are none.
+/// Returns whether a text looks like a number. It may still not be one, such as "0x" without valid
+/// digits.
 constexpr bool maybeNumber(std::string_view in_strText)
 {
     if (std::none_of(in_strText.begin(), in_strText.end(), isDigit))
@@ -118,7 +123,7 @@ constexpr bool maybeNumber(std::string_view in_strText)
     return in_strText.empty();
 }
 
-/// Whether a text has the letters of a word, given in lower case, whatever their case.
+/// Returns whether a text is the given lower-case word, in any case.
 constexpr bool isWord(std::string_view in_strText, std::string_view in_strWord)
 {
     return in_strText.size() == in_strWord.size() &&
@@ -126,7 +131,8 @@ constexpr bool isWord(std::string_view in_strText, std::string_view in_strWord)
                       [](char in_left, char in_right) { return (in_left | 0x20) == in_right; });
 }
 
-/// Neither a number nor a bool, and without blanks that would be trimmed.
+/// Returns whether a text is neither a number nor a bool and has no blanks at its ends, which would
+/// be trimmed.
 constexpr bool isString(std::string_view in_strText)
 {
     if (in_strText.empty())
@@ -170,7 +176,7 @@ constexpr bool doDefaultsFitTypes(std::span<const ParameterRow> in_rows)
     return std::all_of(in_rows.begin(), in_rows.end(), doesDefaultFitType);
 }
 
-/// A text that people read: not empty, and on one line.
+/// Returns whether a text is not empty and has one line.
 constexpr bool isDescription(const char* in_szText)
 {
     if (in_szText == nullptr || *in_szText == '\0')

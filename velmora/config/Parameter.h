@@ -15,16 +15,17 @@ class ParameterInfoDB;
 /// The memory account that the strings of parameter values are charged to.
 inline constexpr const char* s_szParamValueAccountName = "ParameterValue";
 
-/// A value of one of a few types, or undefined. It is what a configuration parameter holds. A value
-/// never changes its type by being read: who reads it as another type than it has gets a neutral
-/// value and an error in the log.
+/// The value of a configuration parameter: one of a few types, or undefined. Reading a value never
+/// changes its type: an attempt to read it as another type yields a neutral value and logs an
+/// error.
 ///
 /// The type of a value that is read from text follows from what the text looks like; see
 /// `initFromText`.
 ///
-/// Ownership: a string is copied on the way in and belongs to the value; it comes from
-/// `NoSizeMemAllocator` under the account "ParameterValue". Copies are deep.
-/// Failure: `std::bad_alloc` when there is no memory for a string; the value is as it was.
+/// Ownership: a string is copied on the way in and belongs to the value. Its memory comes from
+/// `NoSizeMemAllocator`, under the account "ParameterValue". Copies are deep.
+/// Failure: throws `std::bad_alloc` if there is no memory for a string; the value is then
+/// unchanged.
 /// Thread-safety: none; a value belongs to one thread at a time or to an owner that guards it.
 class VELMORA_API ParameterValue
 {
@@ -48,7 +49,7 @@ class VELMORA_API ParameterValue
         float fFloat;
     };
 
-    /// An undefined value.
+    /// Makes an undefined value.
     ParameterValue() = default;
     ParameterValue(const ParameterValue& in_value);
     /// Takes over what the other value holds and leaves it undefined.
@@ -58,20 +59,20 @@ class VELMORA_API ParameterValue
     ParameterValue& operator=(const ParameterValue& in_value);
     ParameterValue& operator=(ParameterValue&& in_value) noexcept;
 
-    /// Copies the text, which may be part of this value's own string. A null text makes the empty
-    /// string.
+    /// Copies the text, which may be part of this value's own string. A null text is stored as the
+    /// empty string.
     ParameterValue& operator=(const char* in_szString);
     ParameterValue& operator=(int in_iValue);
     ParameterValue& operator=(long in_lValue);
     ParameterValue& operator=(bool in_bValue);
     ParameterValue& operator=(float in_fValue);
-    /// Narrows to a float: there is no value of type double.
+    /// Stores the value narrowed to a float, as there is no type for a double.
     ParameterValue& operator=(double in_dValue);
 
-    /// What the value holds, for a value of exactly this type.
-    /// Ownership: the string stays the value's.
-    /// Failure: a value of another type gives null, 0, false or 0.0, and logs an error and a failed
-    /// assertion on "keswardin.infra.Parameter".
+    /// Returns what the value holds if it has exactly this type.
+    /// Ownership: the string belongs to the value.
+    /// Failure: for a value of another type, returns null, 0, false or 0.0, and logs an error and a
+    /// failed assertion on "keswardin.infra.Parameter".
     operator const char*() const;
     operator int() const;
     operator long() const;
@@ -84,51 +85,51 @@ class VELMORA_API ParameterValue
     /// Reads the value from text. With the target `UNDEF_TYPE` the text decides the type, and the
     /// value is always defined afterwards:
     ///
-    /// - decimal digits with a sign or without that fit 32 bits, signed or unsigned: INT;
-    /// - "0x" and hexadecimal digits, "0" and octal digits, "0" itself: INT, with the same limit;
-    /// - what else the stream extraction of a float takes as a whole: FLOAT;
-    /// - "true" and "false" without regard to case: BOOL;
-    /// - anything else, all texts with an inner blank among it: STRING.
+    /// - decimal digits with or without a sign, if the number fits into 32 bits, signed or
+    ///   unsigned: INT;
+    /// - "0x" and hexadecimal digits, "0" and octal digits, or "0" alone: INT, with the same limit;
+    /// - any other text that the stream extraction of a float reads as a whole: FLOAT;
+    /// - "true" and "false" in any case: BOOL;
+    /// - anything else, including every text with an inner blank: STRING.
     ///
-    /// Any other target limits the result to that type and leaves the value undefined when the text
-    /// does not fit. A decimal integer also fits FLOAT, and any text fits STRING, with an
-    /// exception: a hexadecimal or octal number, "0" among them, fits INT only and is undefined for
-    /// FLOAT and STRING. No text fits LONG.
+    /// Any other target limits the result to that type and leaves the value undefined if the text
+    /// does not fit. A decimal integer also fits FLOAT, and any text fits STRING, with one
+    /// exception: a hexadecimal or octal number, including "0", fits INT only and leaves the value
+    /// undefined for FLOAT and STRING. No text fits LONG.
     ///
-    /// With `in_bTrim`, whitespace (that of the classic locale) at both ends is no part of the
+    /// With `in_bTrim`, whitespace (that of the classic locale) at both ends is not part of the
     /// text. The text may be part of this value's own string.
     ///
-    /// Failure: a null text fails an assertion and leaves the value as it is.
+    /// Failure: a null text fails an assertion and leaves the value unchanged.
     void initFromText(const char* in_szText, Type in_target, bool in_bTrim);
 
-    /// Whether the value counts as true: a string that is not empty ("0" is true), a number that is
-    /// not 0 (a float that is not a number is true), a bool that is true. An undefined value is
-    /// false.
-    /// Failure: a value of no type fails an assertion and is false.
+    /// Returns whether the value counts as true: a nonempty string ("0" is true), a number other
+    /// than 0 (NaN is true), or the bool true. An undefined value is false.
+    /// Failure: a value of no valid type fails an assertion and is false.
     [[nodiscard]] bool isPerlTrue() const;
 
-    /// The name of a type, such as "INT".
-    /// Failure: `LONG_TYPE` and what is no type fail an assertion and give the empty text.
+    /// Returns the name of a type, such as "INT".
+    /// Failure: for `LONG_TYPE` and an invalid type, fails an assertion and returns the empty text.
     [[nodiscard]] static const char* getTypeAsString(Type in_type);
 
-    /// The type named by "string", "int", "long", "bool" or "float" in any case; `UNDEF_TYPE` for
-    /// any other text and for null.
+    /// Returns the type that "string", "int", "long", "bool" or "float" names, in any case;
+    /// `UNDEF_TYPE` for any other text and for null.
     [[nodiscard]] static Type parseTypeString(const char* in_szType);
 
     /// Writes type and value, as in "type=INT value=42" or "type=UNDEF".
-    /// Failure: `LONG_TYPE` and what is no type fail an assertion and write nothing.
+    /// Failure: for `LONG_TYPE` and an invalid type, fails an assertion and writes nothing.
     std::ostream& dump(std::ostream& out_stream) const;
 
-    // The rest is the representation, for code that fills a value in steps. The payload's field
-    // that belongs to `m_type` is the valid one.
+    // The rest is the representation, for code that fills a value in steps. Only the payload's
+    // field that belongs to `m_type` is valid.
 
-    /// Makes the payload a copy of `in_pBegin` up to `in_pEnd`, up to the terminator for a null
-    /// end, or of the empty text for a null begin. The length is taken as 32 bits. The caller has
-    /// released any string before and sets `m_type`.
+    /// Sets the payload to a copy of the text from `in_pBegin` to `in_pEnd`; to the terminator if
+    /// the end is null; of the empty text if the begin is null. The length is truncated to 32 bits.
+    /// The caller must have released any previous string, and must set `m_type`.
     void initUnionFromString(const char* in_pBegin, const char* in_pEnd);
 
-    /// Gives the payload's string back to the allocator. The caller knows that there is one and
-    /// sets `m_type`.
+    /// Returns the payload's string to the allocator. The caller must know that there is a string,
+    /// and must set `m_type`.
     void deallocateString();
 
     Type m_type = UNDEF_TYPE;
@@ -146,21 +147,22 @@ class VELMORA_API ParameterValue
 static_assert(sizeof(ParameterValue::Payload) == 8, "a payload is copied as one word of 64 bits");
 
 /// Writes the bare value: "UNDEF", the string without quotes, the number, or "true" or "false". A
-/// number is written as it can be read, in decimal and without regard to the stream's locale; a
-/// float with the stream's precision.
-/// Failure: a value of no type fails an assertion and writes nothing.
+/// number is written in the form in which it can be read again: in decimal, regardless of the
+/// stream's locale, a float with the stream's precision.
+/// Failure: a value of no valid type fails an assertion and writes nothing.
 VELMORA_API std::ostream& operator<<(std::ostream& out_stream, const ParameterValue& in_value);
 
-/// Reads one token between blanks as `initFromText` with the target `UNDEF_TYPE`; leaves the value
-/// undefined when there is none.
+/// Reads one token between blanks, as `initFromText` with the target `UNDEF_TYPE` does. Leaves the
+/// value undefined if there is no token.
 VELMORA_API std::istream& operator>>(std::istream& in_stream, ParameterValue& out_value);
 
-/// Whether both have the same type and payload. A float that is not a number differs from itself.
-/// Failure: two values of type UNDEF, LONG or no type fail an assertion and count as different.
+/// Returns whether both values have the same type and payload. NaN differs from itself.
+/// Failure: two values of type UNDEF, LONG or no valid type fail an assertion and count as
+/// different.
 [[nodiscard]] VELMORA_API bool operator==(const ParameterValue& in_left,
                                           const ParameterValue& in_right);
 
-/// Values in order, as in the text "1 2.5 true x".
+/// A list of values, as in the text "1 2.5 true x".
 ///
 /// Thread-safety: as `ParameterValue`.
 class VELMORA_API ParameterValueVector : public std::vector<ParameterValue>
@@ -168,23 +170,23 @@ class VELMORA_API ParameterValueVector : public std::vector<ParameterValue>
   public:
     using std::vector<ParameterValue>::vector;
 
-    /// Takes a string apart at its blanks and gives each token the type that it looks like. An
-    /// undefined value gives no element; a value of any other type gives one, a copy of it.
+    /// Splits a string at its blanks and gives each token the type that it looks like. An undefined
+    /// value yields an empty list, a value of any other type a list with one copy of it.
     void initFrom(const ParameterValue& in_value);
 };
 
 /// Replaces the content by the values in the rest of the stream, and leaves the stream in a good
 /// state.
-/// Failure: a stream that fails for another reason than its end fails an assertion, and throws
-/// where its owner wants that (`std::ios::exceptions`).
+/// Failure: a stream that fails before its end fails an assertion, and throws if its owner has
+/// asked for that (`std::ios::exceptions`).
 VELMORA_API std::istream& operator>>(std::istream& in_stream, ParameterValueVector& out_values);
 
-/// What became of a text that a `Parameter` was to be read from.
+/// The result of reading a `Parameter` from text.
 enum ParameterInitResult : int
 {
-    /// There is no "=" in the line, or no value came of it.
+    /// The line has no "=", or the text gave no value.
     INIT_UNDEFINED = 0,
-    /// The name is not a known one; the value has the type that it looks like.
+    /// The name is unknown; the value has the type that it looks like.
     INIT_UNKNOWN_PARAMETER = 1,
     /// The text does not fit the required type; the value has the type that it looks like.
     INIT_WRONG_TYPE = 2,
@@ -201,29 +203,30 @@ class VELMORA_API Parameter
     [[nodiscard]] const std::string& getName() const { return m_name; }
     [[nodiscard]] const ParameterValue& getValue() const { return m_value; }
 
-    /// Reads the name: what stands before the first "=", without the blanks around it. It may be
-    /// empty. `inout_szText` is left behind the "=".
-    /// Failure: false for a null text, and for a text without "=", of which `inout_szText` is then
-    /// the first character that is not blank.
+    /// Reads the name: the text before the first "=", without the blanks around it, possibly empty.
+    /// Sets `inout_szText` to the text behind the "=".
+    /// Failure: returns false for a null text and for a text without "="; in the latter case
+    /// `inout_szText` then points to its first nonblank character.
     [[nodiscard]] bool initNameFromText(const char*& inout_szText);
 
-    /// Reads the value, of the given type or, with `UNDEF_TYPE`, of the type that it looks like.
-    /// Failure: a text that does not fit the type is read as what it looks like. A text that gives
-    /// no value logs a warning.
+    /// Reads the value, of the given type or, with `UNDEF_TYPE`, of the type that the text looks
+    /// like.
+    /// Failure: a text that does not fit the type gets the type that it looks like. A text that
+    /// yields no value logs a warning.
     ParameterInitResult initValueFromText(const char* in_szText,
                                           ParameterValue::Type in_bTargetType);
 
     /// Reads a line of name, "=" and value.
     ParameterInitResult initFromText(const char* in_szLine, ParameterValue::Type in_bTargetType);
 
-    /// Reads a line of name, "=" and a value of the type that the table of known parameters tells
-    /// for the name. A value of an unknown name has the type that it looks like.
+    /// Reads a line of name, "=" and value. The value has the type that the table of known
+    /// parameters gives for the name; for an unknown name, the type that it looks like.
     ParameterInitResult initFromText(const char* in_szLine, const ParameterInfoDB& in_paramInfoDB);
 
-    /// Writes both, as in "name=answer type=INT value=42".
+    /// Writes name and value, as in "name=answer type=INT value=42".
     std::ostream& dump(std::ostream& out_stream) const;
 
-    /// Logs, as an error, that a parameter without which the caller cannot go on is missing.
+    /// Logs at ERROR that a parameter without which the caller cannot continue is missing.
     static void logUndefinedParameter(const char* in_szParamName, ParameterValue::Type in_type);
 
     /// Logs which value of a parameter the caller uses.

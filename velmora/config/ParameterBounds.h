@@ -8,25 +8,25 @@
 namespace Velmora
 {
 
-/// The least and the greatest value that a parameter of type INT or FLOAT may have. Either may be
+/// The lowest and the highest value that a parameter of type INT or FLOAT may have. Either may be
 /// missing.
 ///
 /// Thread-safety: as `ParameterValue`.
 class VELMORA_API ParameterBounds
 {
   public:
-    /// Whether there is a bound at all.
+    /// Returns whether there is at least one bound.
     [[nodiscard]] bool defined() const { return m_lowest.defined() || m_highest.defined(); }
 
-    /// Whether a value of the bounds' type lies within them. A value of another type does not, nor
-    /// does a float that is not a number. Without bounds, all values do.
+    /// Returns whether a value of the bounds' type lies within them. Returns false for a value of
+    /// another type and for NaN. Without bounds, returns true for all values.
     [[nodiscard]] bool contain(const ParameterValue& in_value) const;
 
-    /// Writes them as in "from 1 to 65535", "at least 1" or "at most 65535"; nothing without
-    /// bounds.
+    /// Writes the bounds as in "from 1 to 65535", "at least 1" or "at most 65535". Writes nothing
+    /// if there are no bounds.
     std::ostream& write(std::ostream& out_stream) const;
 
-    /// Undefined for none.
+    /// A bound that does not exist is undefined.
     ParameterValue m_lowest;
     ParameterValue m_highest;
 };

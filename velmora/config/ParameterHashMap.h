@@ -9,8 +9,7 @@
 namespace Velmora
 {
 
-/// The simplest store of parameters: a hash map of names and values, which its user may also work
-/// on as such.
+/// A store of parameters in a hash map. Callers may also use the map directly.
 ///
 /// Thread-safety: none; a map belongs to one thread at a time or to an owner that guards it.
 class VELMORA_API ParameterHashMap : public Configuration,
@@ -25,11 +24,11 @@ class VELMORA_API ParameterHashMap : public Configuration,
 
     void getParameter(const char* in_szParamName, ParameterValue& out_value) const override;
 
-    /// Gives true: nothing is refused.
+    /// Stores any value under any name. Returns true.
     bool setParameter(const char* in_szParamName, const ParameterValue& in_value) override;
 
-    /// Writes a line "name value" for each parameter, in no particular order. The last line is not
-    /// ended.
+    /// Writes a line "name value" for each parameter, in no particular order. The last line has no
+    /// newline.
     std::ostream& write(std::ostream& out_stream) const override;
 };
 

@@ -9,38 +9,40 @@
 namespace Velmora
 {
 
-/// What is known of a configuration parameter.
+/// The definition of a configuration parameter.
 ///
 /// Thread-safety: as `ParameterValue`.
 class VELMORA_API ParameterInfo
 {
   public:
-    /// Undefines the type and the default value, clears the flags and empties the description: the
-    /// state of a new object.
+    /// Resets the object to the state of a new one: type and default value undefined, flags
+    /// cleared, description empty.
     void reset();
 
-    /// Writes all of it on one line, as in
+    /// Writes the definition on one line, as in
     ///
     ///     type=INT default-value=60 run-time-settable=false deprecated=false description="A time."
     ///
-    /// A default value that there is not is written as "UNDEF".
+    /// A missing default value is written as "UNDEF".
     std::ostream& write(std::ostream& out_stream) const;
 
-    /// `UNDEF_TYPE` where nothing is known.
+    /// `UNDEF_TYPE` if the parameter is not known.
     ParameterValue::Type m_type = ParameterValue::UNDEF_TYPE;
-    /// The value of a parameter that a configuration does not have; undefined for no default.
+    /// The value of a parameter that the configuration does not define; undefined if there is no
+    /// default.
     ParameterValue m_defaultValue;
-    /// Whether a running program may set it.
+    /// Whether the parameter can be set at run time.
     bool m_bRunTimeSettable = false;
     bool m_bDeprecated = false;
-    /// For people; empty for none. That of a deprecated parameter says what to use instead.
+    /// A text for human readers; may be empty. The description of a deprecated parameter says what
+    /// to use instead.
     std::string m_strDescription;
 };
 
 /// Calls `write`.
 VELMORA_API std::ostream& operator<<(std::ostream& out_stream, const ParameterInfo& in_info);
 
-/// The same with the parameter's dotted name.
+/// The definition of a parameter, with its dotted name.
 class VELMORA_API ParameterInfoWithName : public ParameterInfo
 {
   public:

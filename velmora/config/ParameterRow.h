@@ -5,7 +5,9 @@
 namespace Velmora
 {
 
-/// One line of a table of parameter definitions, as the source text of a program holds it.
+/// One row of a table of parameter definitions in a source file.
+/// NOLINTNEXTLINE(clang-analyzer-optin.performance.Padding): in the order in which people read a
+/// row
 // NOLINTNEXTLINE(clang-analyzer-optin.performance.Padding): in the order in which people read a row
 struct ParameterRow
 {
@@ -16,8 +18,8 @@ struct ParameterRow
     const char* szDefault;
     bool bRunTimeSettable;
     bool bDeprecated;
-    /// Null for a parameter without a description. That of a deprecated parameter says what to use
-    /// instead.
+    /// Null for a parameter without a description. The description of a deprecated parameter says
+    /// what to use instead.
     const char* szDescription;
 };
 

@@ -23,22 +23,22 @@ namespace Velmora
 class ParameterInfoDB;
 struct LoadSummary;
 
-/// The store behind configuration files: a trie of parameters whose edges are the components of
-/// their dotted names, which reads and writes the configuration text.
+/// The store behind configuration files. It reads and writes the configuration text and keeps the
+/// parameters in a trie whose edges are the components of their dotted names.
 ///
-/// The text, line by line: blank lines and those whose first character that is not blank is "#" are
-/// skipped; all others read `name=value`, blanks around either being no part of it. The value goes
-/// to the end of the line and gets the type that the table of known parameters tells, or that it
-/// looks like. The last line for a name wins.
+/// The text is read line by line. Blank lines, and lines whose first nonblank character is "#", are
+/// skipped. All other lines read `name=value`; blanks around the name and the value are not part of
+/// them. The value extends to the end of the line and gets the type that the table of known
+/// parameters gives for the name, or the type that it looks like. The last line for a name wins.
 ///
-/// A tag `${name}` anywhere in a line stands for the STRING parameter of that name, of this trie or
-/// of another one, or else for the environment variable. What a tag is replaced by is not searched
-/// for tags again, and tags do not nest; outside of tags, a line has no "$". A line with a tag that
-/// cannot be replaced yet waits in a vector of the caller's, which is passed to the reading of one
-/// file after another.
+/// A tag `${name}` anywhere in a line is replaced by the STRING parameter of that name, in this
+/// trie or in another one, or else by the environment variable. The replacement is not searched for
+/// tags, and tags do not nest. A "$" that opens no tag drops the text before it, up to the previous
+/// tag or the beginning of the line. A line with a tag that cannot be replaced yet waits in a
+/// vector of the caller's, which is passed to the reading of one file after another.
 ///
-/// A name is cut at each "."; an empty component is kept, but a dot at the end adds none. The empty
-/// name is the root. A node whose data is undefined is not a parameter.
+/// A name is split at each "."; an empty component is kept, but a dot at the end adds no component.
+/// The empty name is the root. A node whose data is undefined is not a parameter.
 ///
 /// Thread-safety: none; a trie belongs to one thread at a time or to an owner that guards it. The
 /// environment must not change while a text is read.
@@ -59,59 +59,63 @@ class VELMORA_API ParameterTrie : public Trie<std::string, ParameterValue, LMHas
 
     void getParameter(const char* in_szParamName, ParameterValue& out_value) const override;
 
-    /// Gives true: nothing is refused.
+    /// Stores any value under any name. Returns true.
     bool setParameter(const char* in_szParamName, const ParameterValue& in_value) override;
 
-    /// Writes what `read` reads, a line for each parameter; the last line is not ended.
+    /// Writes the text that `read` reads, with a line for each parameter. The last line has no
+    /// newline.
     std::ostream& write(std::ostream& out_stream) const override;
     virtual std::ostream& write(std::ostream& out_stream, char in_cSeparator) const;
     std::ostream& writeImpl(std::ostream& out_stream, char in_cSeparator) const;
 
-    /// Reads a text up to its end. With `in_pDB`, values get the types of that table, and names and
-    /// types that do not fit draw a warning each; the parameter is stored all the same. With the
-    /// table of the process, a value out of the bounds that a program has registered draws a
-    /// warning and is not stored: what the parameter was before, it stays. With
-    /// `in_bSubstitute`, tags are replaced, `in_pOther` being asked after this trie.
+    /// Reads a text up to its end. With `in_pDB`, values get the types of that table. Each unknown
+    /// name (unless it begins with "log4cplus") and each value of a wrong type logs a warning; the
+    /// parameter is stored anyway. With the table of the process, a value out of the bounds that a
+    /// program has registered logs a warning and is not stored; the parameter keeps its previous
+    /// value. With `in_bSubstitute`, tags are replaced; `in_pOther` is searched after this trie.
     ///
-    /// `inout_pUnresolved` takes the lines with tags that cannot be replaced yet. At the end of the
-    /// text, all its lines are tried once more, also with the values of the lines that come later
-    /// in it; what is left stays there, for the next text or for the caller to report.
+    /// `inout_pUnresolved` receives the lines with tags that cannot be replaced yet. At the end of
+    /// the text, all its lines are tried once more, now also with the values of the lines behind
+    /// them in the vector. The lines that are still unresolved stay there, for the next text or for
+    /// the caller to report.
     ///
-    /// Failure: sets the stream's failbit and logs the number of the line. A line that is no
-    /// parameter ends the reading, and so does a tag that cannot be replaced when there is no
-    /// vector. What was stored by then stays. A line that grows beyond 2 MiB by its tags counts as
-    /// one that is no parameter; one that waits and would grow by more than 64 KiB at once goes on
-    /// waiting. A stream whose owner wants it to throw (`std::ios::exceptions`) throws once the
-    /// reading is over, for the state that it leaves: the end of the text is no failure.
+    /// Failure: sets the stream's failbit and logs the line number. A line that is no parameter
+    /// ends the reading, as does a tag that cannot be replaced if there is no vector. The
+    /// parameters that were stored before stay. A line that grows beyond 2 MiB by its tags counts
+    /// as a line that is no parameter. A waiting line that would grow by more than 64 KiB in one
+    /// step keeps waiting. A waiting line that turns out to be no parameter is logged and dropped,
+    /// and the stream does not fail. A stream that is to throw (`std::ios::exceptions`) throws at
+    /// the end of the reading, according to its final state; the end of the text is no failure.
     ///
-    /// `inout_pSummary` counts the warnings, if given.
+    /// `inout_pSummary` counts the warnings unless it is null.
     std::istream& read(std::istream& inout_stream, const ParameterInfoDB* in_pDB,
                        char in_cDelimiter, bool in_bSubstitute,
                        std::vector<std::string>* inout_pUnresolved, const ParameterTrie* in_pOther,
                        LoadSummary* inout_pSummary = nullptr);
 
-    /// Makes the node of a name with the value, unless there is a node. Gives the node with its
+    /// Makes the node of a name with the value unless the node exists. Returns the node with its
     /// path, and whether it was made.
     std::pair<iterator, bool> insert(const char* in_szName, const ParameterValue& in_value);
 
-    /// The node of a name with its path; the end when there is none.
+    /// Returns the node of a name with its path; the end if there is none.
     [[nodiscard]] const_iterator find(const char* in_szName) const;
 
-    /// The node of a name; null when there is none. The vector takes the components of the name.
-    /// Once its strings are long enough, nothing is allocated.
+    /// Returns the node of a name; null if there is none. The vector receives the components of the
+    /// name. Allocates nothing once its strings are long enough.
     const StringTrie* fastFind(const char* in_szName, std::vector<std::string>& out_scratch) const;
     using StringTrie::fastFind;
 
-    /// Sets a property for each parameter.
+    /// Sets a property for each parameter, with the text of its value.
     void convertTo(log4cplus::helpers::Properties& out_properties) const;
 
-    /// Replaces each `${NAME}` in STRING values by the environment variable. A variable that is not
-    /// set or is empty leaves the tag.
-    /// Failure: false and an error in the log for a tag that is not closed; the values before it,
-    /// in the order of the trie, are changed by then.
+    /// Replaces each `${NAME}` in STRING values by the environment variable. A tag stays if its
+    /// variable is not set or is empty.
+    /// Failure: returns false and logs an error for a tag that is not closed; the values before it,
+    /// in the order of the trie, have been changed.
     bool substituteEnvVarsInValues();
 
-    /// The same in each component of the names. Where two names become the same, the last one wins.
+    /// Does the same in each component of the names. If two names become the same, the last one
+    /// wins.
     /// Failure: as above, but nothing is changed.
     bool substituteEnvVarsInKeys();
 
@@ -119,9 +123,9 @@ class VELMORA_API ParameterTrie : public Trie<std::string, ParameterValue, LMHas
     struct Tag;
     struct Reading;
 
-    /// The node of a name, null when there is none; and the node of a name, made when there is
-    /// none.
+    /// Returns the node of a name; null if there is none.
     [[nodiscard]] const StringTrie* nodeOf(std::string_view in_name) const;
+    /// Returns the node of a name. Makes the node if there is none.
     StringTrie& nodeFor(std::string_view in_name);
 
     static bool findTag(std::string_view in_line, Tag& out_matches);

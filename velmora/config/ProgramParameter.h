@@ -5,8 +5,8 @@
 namespace Velmora
 {
 
-/// A parameter of a program's own, as the program's source text holds it, beside those that the
-/// library knows. `ParameterInfoDB::registerParameters` takes an array of them:
+/// The definition of a parameter that a program adds to those of the library.
+/// `ParameterInfoDB::registerParameters` takes an array of them:
 ///
 ///     constexpr ProgramParameter s_parameters[] = {
 ///         {.szName = "monitor.port", .type = ParameterValue::INT_TYPE, .szDefault = "8090",
@@ -15,23 +15,22 @@ namespace Velmora
 ///         {.szName = "monitor.realm", .type = ParameterValue::STRING_TYPE},
 ///     };
 ///
-/// A text may be null where there is none. The default and the bounds are texts that
-/// `ParameterValue::initFromText` reads as values of the type: "90.0" for a FLOAT, as "90" would be
-/// an INT.
-// The fields stand in the order in which one writes them.
+/// Texts may be null, except the name. `ParameterValue::initFromText` must read the default and the
+/// bounds as values of the type: for a FLOAT write "90.0", because "90" is an INT.
+// The fields are in the order in which a row is written.
 // NOLINTNEXTLINE(clang-analyzer-optin.performance.Padding)
 struct ProgramParameter
 {
-    /// Dotted, and not below "keswardin", whose parameters are the library's, nor below
-    /// "log4cplus", where logging is configured.
+    /// A dotted name. Must not be below "keswardin", which is the library's, or below "log4cplus",
+    /// where logging is configured.
     const char* szName = nullptr;
     /// STRING, INT, BOOL or FLOAT.
     ParameterValue::Type type = ParameterValue::UNDEF_TYPE;
     const char* szDefault = nullptr;
-    /// The least and the greatest value of an INT or a FLOAT.
+    /// The lowest and the highest value of an INT or a FLOAT.
     const char* szLowest = nullptr;
     const char* szHighest = nullptr;
-    /// Whether a running program may set it.
+    /// Whether the parameter can be set at run time.
     bool bRunTimeSettable = false;
     const char* szDescription = nullptr;
 };

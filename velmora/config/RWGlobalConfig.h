@@ -6,7 +6,7 @@
 namespace Velmora
 {
 
-/// The one configuration of the process with its writing side.
+/// The read and write interface of the configuration of the process.
 ///
 /// Ownership, thread-safety: as `GlobalConfig`.
 class VELMORA_API RWGlobalConfig : public GlobalConfig, public virtual Configuration
@@ -17,14 +17,14 @@ class VELMORA_API RWGlobalConfig : public GlobalConfig, public virtual Configura
     RWGlobalConfig& operator=(const RWGlobalConfig&) = delete;
     ~RWGlobalConfig() override;
 
-    /// Sets a known parameter to a value of its type. Nothing is converted.
+    /// Sets a known parameter to a value of its type. Converts nothing.
     ///
-    /// Failure: false and an error in the log for a name that is not known, a value of another
-    /// type or out of bounds, and, at run time, a parameter that cannot be set then. Of a protected
-    /// configuration, the error is logged and the parameter is set all the same.
+    /// Failure: returns false and logs an error for an unknown name, for a value of another type or
+    /// out of bounds, and, at run time, for a parameter that is not settable at run time. If the
+    /// configuration is write-protected, logs an error but sets the parameter.
     bool setParameter(const char* in_szParamName, const ParameterValue& in_value) override = 0;
 
-    /// The same object as that of `GlobalConfig::getInstance`.
+    /// Returns a handle on the same object as `GlobalConfig::getInstance`.
     static const TSHandle<RWGlobalConfig>& getInstance();
 };
 

@@ -5,7 +5,8 @@
 namespace Velmora
 {
 
-/// What a program runs for. It chooses the parameter that names the logging configuration.
+/// The purpose for which a program runs. It selects the parameter that names the logging
+/// configuration.
 enum class RunMode
 {
     production,
@@ -13,11 +14,11 @@ enum class RunMode
     undefined
 };
 
-/// "production", "development" or "undef"; "RunMode???" for a value that is none of them.
+/// Returns "production", "development" or "undef"; "RunMode???" for any other value.
 VELMORA_API const char* getRunModeString(RunMode in_runMode);
 
-/// The mode with this name, capital letters or not; undefined for any other text, "undef" too. The
-/// text must not be null.
+/// Returns the mode with this name, in upper or lower case; undefined for any other text, including
+/// "undef". The text must not be null.
 VELMORA_API RunMode parseRunModeString(const char* in_szRunMode);
 
 } // namespace Velmora

@@ -17,31 +17,31 @@
 namespace Velmora
 {
 
-/// The part of all tries that knows no types.
+/// The part of a trie that does not depend on its types.
 class VELMORA_API TrieNoT
 {
   protected:
-    /// Fails the assertion that a child is there, on the logger "keswardin.infra.Trie", unless it
-    /// is. Gives whether it is.
+    /// Fails an assertion on the logger "keswardin.infra.Trie" if the child is null. Returns
+    /// whether it is not.
     static bool assertChild(const void* in_pChild, const char* in_szCondition);
 };
 
-/// A tree of data keyed by sequences: each edge is labelled with a `K`, each node has a `D`. A node
-/// and the tree below it are the same object. A node that was only made on the way to a longer key
-/// has the default value of `D`, and so does the root at first; whether a node holds something is
-/// told by its data alone.
+/// A tree of data keyed by sequences: each edge is labelled with a `K`, each node holds a `D`. A
+/// node and the tree below it are the same object. A node that was made only because it is on the
+/// way to a longer key holds the default value of `D`, as does a new root. Only its data shows
+/// whether a node is in use.
 ///
-/// Nothing is taken away singly: only `clear`, assignment and destruction do. Keys may have
-/// millions of elements: no operation takes stack space for each.
+/// Single nodes are not removed: only `clear`, assignment and destruction remove nodes. Keys may
+/// have millions of elements, because no operation uses stack space for each element.
 ///
-/// Neither of two tries in an assignment may lie inside the other.
+/// Neither trie of an assignment may be inside the other.
 ///
-/// Ownership: a node owns its children, which are charged to the account "Trie". Copies are deep.
-/// A trie must not outlive the allocators, which go with the exit list: one that lives as long as
-/// the process is emptied by an entry of that list and never destroyed.
-/// Failure: `std::bad_alloc` when there is no memory. What `K`, `D` and `H` throw comes out of the
-/// operation: a failed insertion or copy then has changed nothing (but may have grown a table); a
-/// failed assignment leaves each node as it was or as it should become.
+/// Ownership: a node owns its children, which are charged to the account "Trie". Copies are deep. A
+/// trie must not outlive the allocators, which the exit list destroys: a trie that lives as long as
+/// the process is emptied by an entry of that list and is never destroyed.
+/// Failure: throws `std::bad_alloc` if there is no memory. Exceptions of `K`, `D` and `H` leave the
+/// operation. A failed insertion or copy changes nothing, except that a table may have grown. A
+/// failed assignment leaves each node either in its old or in its new state.
 /// Thread-safety: none; a trie belongs to one thread at a time or to an owner that guards it.
 template <class K, class D, class H = LMHashFcn<K>>
 class VELMORA_API Trie : public TrieNoT
@@ -56,12 +56,12 @@ class VELMORA_API Trie : public TrieNoT
     using iterator = TrieIterator<K, D, H>;
     using const_iterator = TrieConstIterator<K, D, H>;
 
-    /// A root without children.
+    /// Makes a root without children.
     Trie() = default;
 
     Trie(const Trie& in_trie) : Trie(in_trie.m_data) { copyChildrenOf(in_trie); }
 
-    /// Makes this trie equal to the other one. Nodes that both have stay where they are.
+    /// Makes this trie equal to the other one. Nodes that exist in both keep their addresses.
     Trie& operator=(const Trie& in_trie);
 
     ~Trie()
@@ -70,17 +70,17 @@ class VELMORA_API Trie : public TrieNoT
         m_children.destroy();
     }
 
-    /// What this node holds.
+    /// Returns the data of this node.
     [[nodiscard]] D& data() { return m_data; }
     [[nodiscard]] const D& data() const { return m_data; }
 
-    /// All nodes from this one on, in the order told at `TrieIterator`.
+    /// Iterates over this node and all nodes below it, in the order of `TrieIterator`.
     [[nodiscard]] iterator begin() { return iterator(*this); }
     [[nodiscard]] const_iterator begin() const { return const_iterator(*this); }
     [[nodiscard]] iterator end() { return {}; }
     [[nodiscard]] const_iterator end() const { return {}; }
 
-    /// The edges to this node's children, in the order of their table.
+    /// Iterates over the edges to this node's children, in the order of their table.
     [[nodiscard]] child_iterator beginChild() { return m_children.begin(); }
     [[nodiscard]] const_child_iterator beginChild() const { return m_children.begin(); }
     [[nodiscard]] child_iterator endChild() { return m_children.end(); }
@@ -91,25 +91,25 @@ class VELMORA_API Trie : public TrieNoT
         return m_children.find(in_key);
     }
 
-    /// The number of this node's children.
+    /// Returns the number of this node's children.
     [[nodiscard]] std::size_t size() const { return m_children.size(); }
 
-    /// Makes a child that holds a copy of the data, unless there is one with that key. Gives the
-    /// edge with that key, and whether the child was made.
+    /// Makes a child with a copy of the data unless the key exists. Returns the edge with that key,
+    /// and whether the child was made.
     std::pair<child_iterator, bool> insert(const K& in_key, const D& in_data);
 
-    /// Makes the node of a key, and those on the way to it. Gives the node with its path from this
-    /// node, and whether it was made. A node that was there keeps its data, also when it only lies
-    /// on the way to a longer key; the caller who wants to overwrite it does so through what is
-    /// given back. An empty sequence gives this node and changes nothing.
+    /// Makes the node of a key, and the nodes on the way to it. Returns the node with its path from
+    /// this node, and whether it was made. An existing node keeps its data, even if it is only on
+    /// the way to a longer key; the caller can overwrite the data through the result. An empty
+    /// sequence returns this node and changes nothing.
     template <class Iterator>
     std::pair<iterator, bool> insert(Iterator in_first, Iterator in_last, const D& in_data);
 
-    /// The same without the path.
+    /// Does the same, but returns no path.
     template <class Iterator>
     std::pair<Trie*, bool> fastInsert(Iterator in_first, Iterator in_last, const D& in_data);
 
-    /// The node of a key with its path from this node; the end when there is none.
+    /// Returns the node of a key with its path from this node; the end if there is none.
     template <class Iterator>
     [[nodiscard]] iterator find(Iterator in_first, Iterator in_last)
     {
@@ -121,7 +121,7 @@ class VELMORA_API Trie : public TrieNoT
         return find_i<const_iterator>(*this, in_first, in_last);
     }
 
-    /// The same without the path, without allocating: the node, null when there is none.
+    /// Returns the node without a path, and allocates nothing. Returns null if there is none.
     template <class Iterator>
     [[nodiscard]] Trie* fastFind(Iterator in_first, Iterator in_last)
     {
@@ -133,11 +133,11 @@ class VELMORA_API Trie : public TrieNoT
         return fastFind_i(this, in_first, in_last);
     }
 
-    /// Destroys all children; keeps this node's data, and the block of its table.
+    /// Destroys all children. Keeps this node's data and the memory of its table.
     void clear() { destroyChildren(); }
 
-    /// Destroys the child that an edge leads to, unless it is null. The edge itself is left to the
-    /// caller.
+    /// Destroys the child that an edge leads to, unless it is null. The caller must remove the edge
+    /// itself or set it to null.
     void destroyChild(const std::pair<K, Trie*>& in_edge) { destroyNode(in_edge.second); }
 
   private:
@@ -145,7 +145,7 @@ class VELMORA_API Trie : public TrieNoT
 
     static constexpr const char* s_szAccountName = "Trie";
 
-    /// What a slot of a table of children holds while the child that it led to is destroyed: the
+    /// Held by a slot of a table of children while the child that it led to is being destroyed: the
     /// way back up.
     struct WayUp
     {
@@ -153,7 +153,7 @@ class VELMORA_API Trie : public TrieNoT
         WayUp* pNext;
     };
 
-    /// Takes back a branch that an insertion makes, unless the insertion succeeds.
+    /// Removes the branch that an insertion has begun, unless the insertion succeeds.
     class NewBranch
     {
       public:
@@ -162,7 +162,8 @@ class VELMORA_API Trie : public TrieNoT
         NewBranch& operator=(const NewBranch&) = delete;
         ~NewBranch()
         {
-            // No entry has come after this edge, so none was placed past it.
+            // No entry was added after this edge, so no other entry was placed behind it because
+            // its slot was taken, and the slot can simply be emptied.
             if (m_pOwner != nullptr)
                 destroyNode(m_pOwner->cutOff(m_edge));
         }
@@ -188,7 +189,7 @@ class VELMORA_API Trie : public TrieNoT
 
     explicit Trie(const D& in_data) : m_data(in_data) {}
 
-    /// Makes a node for the heap.
+    /// Makes a node on the heap from data or from another node.
     template <class Source>
     static NodePointer makeNode(const Source& in_source);
     static void destroyNode(Trie* in_pNode) noexcept;
@@ -206,7 +207,8 @@ class VELMORA_API Trie : public TrieNoT
     void copyChildrenOf(const Trie& in_trie);
 
     void destroyChildren() noexcept;
-    /// Takes an edge away without moving others. Gives the child, which is left to the caller.
+    /// Removes an edge without moving other entries. Returns the child, which the caller must
+    /// destroy.
     Trie* cutOff(const child_iterator& in_edge) noexcept;
     child_iterator edgeInSlot(void* in_pSlot) noexcept;
 
@@ -337,8 +339,8 @@ void Trie<K, D, H>::dropChildrenMissingIn(const Trie& in_trie)
             ++i;
             continue;
         }
-        // An erase moves entries from behind to the slot, and never one that was not looked at to
-        // a place before it: the slot is looked at again.
+        // `erase` may move a later entry into this slot, so the slot is examined again. It never
+        // moves an entry that was not examined yet to a slot before this one.
         Trie* const pChild = table.slot(i).second;
         table.erase(table.entryAt(i));
         destroyNode(pChild);
@@ -378,7 +380,7 @@ void Trie<K, D, H>::copyChildrenOf(const Trie& in_trie)
     {
         const auto [pTo, pFrom] = copies.back();
         copies.pop_back();
-        // The copy of the table must not lead to the other trie's nodes if one of the copies below
+        // The copied table must not lead to the other trie's nodes if one of the copies below
         // fails.
         ChildMap children(pFrom->m_children);
         for (child_iterator iter = children.begin(); iter != children.end(); ++iter)
@@ -400,8 +402,8 @@ void Trie<K, D, H>::copyChildrenOf(const Trie& in_trie)
 template <class K, class D, class H>
 void Trie<K, D, H>::destroyChildren() noexcept
 {
-    // A walk that destroys each node once it has no children any more. Since destruction must not
-    // fail for want of memory, the way back up is kept in slots that the walk has emptied.
+    // Destroys each node as soon as it has no children. Destruction must not fail for lack of
+    // memory, so the way back up is kept in slots that the walk has already emptied.
     Trie* pNode = this;
     WayUp* pWayUp = nullptr;
     child_iterator iter = beginChild();
@@ -473,7 +475,7 @@ void Trie<K, D, H>::destroyNode(Trie* in_pNode) noexcept
 template <class K, class D, class H>
 const D& Trie<K, D, H>::defaultData()
 {
-    // Never destroyed: tries may live until the process is gone.
+    // Never destroyed: tries may live until the process ends.
     alignas(D) static std::byte s_memory[sizeof(D)];
     static const D& default_data = *::new (static_cast<void*>(s_memory)) D();
     return default_data;

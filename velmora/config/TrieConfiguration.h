@@ -8,7 +8,7 @@ namespace Velmora
 {
 
 /// A store of parameters in a trie with a node for each character of a name. A read allocates
-/// nothing but the copy of a string value.
+/// memory for the copy of a string value only.
 ///
 /// Failure: a null name fails an assertion on the logger "keswardin.infra.TrieConfiguration" and
 /// changes nothing.
@@ -22,11 +22,11 @@ class VELMORA_API TrieConfiguration : public virtual Configuration,
     TrieConfiguration& operator=(const TrieConfiguration&);
     ~TrieConfiguration() override;
 
-    /// The empty name is that of the root.
+    /// Copies the value of a parameter. The empty name is that of the root.
     void getParameter(const char* in_szParamName, ParameterValue& out_value) const override;
 
-    /// Overwrites what the parameter had before. The empty name is that of the root.
-    /// Failure: false for a null name; nothing else is refused.
+    /// Sets a parameter, overwriting any previous value. The empty name is that of the root.
+    /// Failure: returns false for a null name; accepts everything else.
     bool setParameter(const char* in_szParamName, const ParameterValue& in_value) override;
 };
 

@@ -13,11 +13,11 @@ namespace Velmora
 template <class K, class D, class H>
 class VELMORA_API Trie;
 
-/// The way from a node of a trie to one of its children, or the end of the node's children: what
-/// `TrieEdgeIterator` and `TrieEdgeConstIterator` have in common. `TrieType` is const for a trie
+/// An edge from a node of a trie to one of its children, or the end of the node's children. The
+/// common base of `TrieEdgeIterator` and `TrieEdgeConstIterator`; `TrieType` is const for a trie
 /// that is only read.
 ///
-/// An insertion into the owner's children leaves it useless.
+/// An insertion into the owner's children invalidates it.
 template <class TrieType>
 class VELMORA_API BasicTrieEdgeIterator
 {
@@ -33,16 +33,16 @@ class VELMORA_API BasicTrieEdgeIterator
     }
     operator BasicTrieEdgeIterator<const TrieType>() const { return {*m_pOwner, m_child}; }
 
-    /// The node that the edge starts from.
+    /// Returns the node from which the edge starts.
     [[nodiscard]] TrieType& owner() const { return *m_pOwner; }
 
     [[nodiscard]] bool isAtEnd() const { return m_child == m_pOwner->endChild(); }
 
-    /// What the edge is labelled with, and the node that it leads to. Must not be at the end.
+    /// Return the label of the edge and the node to which it leads. Must not be called at the end.
     [[nodiscard]] const KeyType& key() const { return m_child.key(); }
     [[nodiscard]] TrieType* data() const { return m_child.data(); }
 
-    /// Moves on to the next edge of the owner. Must not be at the end.
+    /// Advances to the next edge of the owner. Must not be called at the end.
     BasicTrieEdgeIterator& operator++()
     {
         ++m_child;
@@ -54,15 +54,16 @@ class VELMORA_API BasicTrieEdgeIterator
     ChildIterator m_child;
 };
 
-/// A node of a trie with the path that leads to it from the node where the walk began, or the end:
-/// what `TrieIterator` and `TrieConstIterator` have in common. Moving on visits a node before its
-/// children, and the whole of a child before the next one; children come in the order of their
-/// table. Nodes that only lie on the way to a longer key are visited too.
+/// A node of a trie with the path to it from the node where the iteration began, or the end. The
+/// common base of `TrieIterator` and `TrieConstIterator`. The iteration visits a node before its
+/// children, and a child with all nodes below it before the next child. Children are visited in the
+/// order of their table. Nodes that are only on the way to a longer key are visited too.
 ///
 ///     for (auto iter = trie.begin(); iter != trie.end(); ++iter)
 ///         use(iter.key(), iter.data());
 ///
-/// An insertion below a node of the path leaves it useless, except the insertion that gives it.
+/// An insertion below a node of the path invalidates it, except for the iterator that the insertion
+/// returns.
 template <class TrieType>
 class VELMORA_API BasicTrieIterator
 {
@@ -70,10 +71,10 @@ class VELMORA_API BasicTrieIterator
     using KeyType = typename TrieType::key_type;
     using EdgeIterator = BasicTrieEdgeIterator<TrieType>;
 
-    /// The end of every trie.
+    /// Makes the end of every trie.
     BasicTrieIterator() = default;
 
-    /// The given node, where the walk begins, with an empty path.
+    /// Starts at the given node, with an empty path.
     explicit BasicTrieIterator(TrieType& in_root) : m_pNode(&in_root) {}
 
     operator BasicTrieIterator<const TrieType>() const
@@ -81,30 +82,31 @@ class VELMORA_API BasicTrieIterator
         return {m_pNode, {m_path.begin(), m_path.end()}, m_key};
     }
 
-    /// The node itself; null at the end. Whatever else reads the node must not be called there.
+    /// Returns the node; null at the end. The other operations that read the node must not be
+    /// called at the end.
     [[nodiscard]] TrieType* node() const { return m_pNode; }
     TrieType& operator*() const { return *m_pNode; }
     TrieType* operator->() const { return m_pNode; }
     [[nodiscard]] auto& data() const { return m_pNode->data(); }
 
-    /// The labels along the path.
+    /// Returns the labels along the path.
     [[nodiscard]] const std::vector<KeyType>& key() const { return m_key; }
 
-    /// The edges along the path.
+    /// Returns the edges along the path.
     [[nodiscard]] const std::vector<EdgeIterator>& path() const { return m_path; }
 
-    /// Iterators are equal when they are at the same node or both at the end.
+    /// Iterators are equal if they are at the same node or both at the end.
     friend bool operator==(const BasicTrieIterator& in_left, const BasicTrieIterator& in_right)
     {
         return in_left.m_pNode == in_right.m_pNode;
     }
 
-    /// Moves on; does nothing at the end.
+    /// Advances to the next node. Does nothing at the end.
     BasicTrieIterator& operator++();
 
-    /// Goes down an edge of the current node.
-    /// Failure: false, and nothing happens, when the edge is at the end of its owner's or its owner
-    /// is not the current node.
+    /// Descends along an edge of the current node.
+    /// Failure: returns false and changes nothing if the edge is at the end or does not start from
+    /// the current node.
     bool advance(const EdgeIterator& in_edge);
 
   private:
