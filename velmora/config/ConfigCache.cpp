@@ -34,13 +34,13 @@ void ConfigCache::setConfiguration(const TSHandle<ROConfiguration>& in_hConfig)
 void ConfigCache::flush()
 {
     m_cachedValues.clear();
-    // What is remembered of the empty name stands in the root, which is not cleared.
+    // The empty name is remembered in the root, which `clear` does not empty.
     m_cachedValues.data().reset();
 }
 
 void ConfigCache::getParameter(const char* in_szParamName, ParameterValue& out_value) const
 {
-    // Found once, as that takes a walk up to the first logger that has a level.
+    // The level is found once because finding it walks up to the first logger that has a level.
     const LogLevel level = getLogger().getLogLevel();
     const TraceScope traceScope(getLogger(), "ConfigCache::getParameter", level);
     out_value = ParameterValue();

@@ -11,7 +11,7 @@ namespace Velmora
 namespace
 {
 
-/// Whether there was memory for a copy of a text.
+/// Runs the copying of a text. Returns false and logs an error if there is no memory for it.
 template <class Copy>
 bool hasCopied(Copy in_copy)
 {

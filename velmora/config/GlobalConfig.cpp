@@ -19,7 +19,7 @@ namespace
 constinit std::atomic<GlobalConfigSeam::DatabaseSource*> s_pDatabaseSource{nullptr};
 constinit std::atomic<GlobalConfigSeam::CallLogging*> s_pCallLogging{nullptr};
 
-/// What a failed assertion asks.
+/// Gives failed assertions access to the configuration.
 class ParametersOfAssertions final : public AssertionSeam::BoolParameters
 {
   public:
@@ -41,7 +41,7 @@ class ParametersOfAssertions final : public AssertionSeam::BoolParameters
     GlobalConfigImpl* m_pConfig = nullptr;
 };
 
-/// The handles that are given out. Never destroyed: the exit list empties them.
+/// The handles that callers get. Never destroyed: the exit list empties them.
 struct GivenHandles
 {
     TSHandle<GlobalConfig> globalConfig;
@@ -72,7 +72,8 @@ GivenHandles& givenHandles()
 
 GlobalConfig::~GlobalConfig() = default;
 
-// Not virtual: in the tables of the derived classes it would stand before what they add.
+// Not virtual: a new virtual operation of this class would shift the later ones in the tables of
+// derived classes, and programs call these by position.
 LoadSummary GlobalConfig::getLoadSummary() const
 {
     const auto* const pConfig = dynamic_cast<const GlobalConfigImpl*>(this);
@@ -96,6 +97,8 @@ AceCleanupGlobalConfigHandle::AceCleanupGlobalConfigHandle(RWGlobalConfig* in_pC
 
 AceCleanupGlobalConfigHandle::~AceCleanupGlobalConfigHandle()
 {
+    // Assertions stop using the configuration before the handles release it. The destructor of the
+    // base class, which runs last, releases the handle of the exit list.
     GivenHandles& handles = givenHandles();
     AssertionSeam::setBoolParameters(nullptr);
     handles.globalConfig.reset();

@@ -34,7 +34,8 @@ namespace Velmora
 namespace
 {
 
-/// A lock that cannot be had, such as by a thread that holds it for writing, is done without.
+/// A guard that cannot take the lock, for example on the thread that holds it for writing,
+/// continues without it.
 using ReadLock = GatedGuard<ACE_RW_Thread_Mutex, ReadLocking>;
 using TryReadLock = GatedGuard<ACE_RW_Thread_Mutex, TryReadLocking>;
 
@@ -46,14 +47,14 @@ constexpr const char* s_szReadFails = "failed to read a Global Configuration par
 constexpr const char* s_szSetFails = "failed to set a Global Configuration parameter";
 constexpr const char* s_szLoggerFails = "failed to configure the Logger";
 
-/// For an operation that gives its result whatever fails: logs the exception that is being handled.
+/// Logs the exception that is being handled and returns false, for operations that must not throw.
 bool failed(const char* in_szWhat)
 {
     logCaughtException(::liveFileScopeLogger(), in_szWhat);
     return false;
 }
 
-/// Reports the lines that no source has completed; `out_bOK` becomes false when there are any.
+/// Logs the lines that no source has completed, and sets `out_bOK` to false if there are any.
 void isUnresolvedVectorEmpty(const std::vector<std::string>& in_unresolved, bool& out_bOK)
 {
     if (in_unresolved.empty())
@@ -65,14 +66,15 @@ void isUnresolvedVectorEmpty(const std::vector<std::string>& in_unresolved, bool
     out_bOK = false;
 }
 
-/// From the first use of the table on, it stays as it is.
+/// Ends the registration of parameters: the table must not change any more once a configuration has
+/// been checked against it.
 void endRegistration()
 {
     if (RegisteredParameters* const pRegistered = RegisteredParameters::ifAlive())
         pRegistered->close();
 }
 
-/// Logs the system's reason, if there is one.
+/// Logs the system's error, if there is one.
 void logReason(const char* in_szWhat, const std::string& in_strPath, const InputFile& in_file)
 {
     if (in_file.error() != 0)
@@ -82,8 +84,9 @@ void logReason(const char* in_szWhat, const std::string& in_strPath, const Input
 
 } // namespace
 
-/// The lock for writing, with the thread that holds it. What assertions go by is published while it
-/// is still held, so that it is never older than what others can read.
+/// Holds the lock for writing and records the thread that holds it. The value for assertions is
+/// published before the lock is released, so that it is never older than the values that other
+/// threads can read.
 class GlobalConfigImpl::WriteLock
 {
   public:
@@ -109,14 +112,15 @@ class GlobalConfigImpl::WriteLock
     GlobalConfigImpl& m_config;
 };
 
-/// A URL of a configuration, taken apart, with what the file or the database gave: both are read
-/// before the lock is taken.
+/// A URL of a configuration, split into its parts, with the content of the file or the answer of
+/// the database. Both are read before the lock is taken.
 class GlobalConfigImpl::Source
 {
   public:
     explicit Source(const std::string& in_strUrl) : strUrl(in_strUrl), strPath(in_strUrl)
     {
         Regexx rxx("^(\\w+)://[\\w\\.-]*/(.+)");
+        // A text that is not a URL is a path.
         if (rxx.exec(in_strUrl) == 0)
         {
             file.emplace(strPath);
@@ -141,7 +145,7 @@ class GlobalConfigImpl::Source
     std::string strScheme;
     std::string strPath;
     std::optional<GlobalConfigSeam::DatabaseSource::Parameters> parameters;
-    /// Of another source, the file.
+    /// The content of the file, for any source that is not a database.
     std::optional<InputFile> file;
 
   private:
@@ -175,6 +179,8 @@ catch (...)
 
 bool GlobalConfigImpl::tryGetBoolParameter(const char* in_szParamName, bool& out_bValue) const
 {
+    // The writing thread may read: it holds the lock. Only this thread can have stored its own id,
+    // so the order of the load does not matter.
     if (m_writer.load(std::memory_order_relaxed) == std::this_thread::get_id())
         return m_trie.getBoolParameter(in_szParamName, out_bValue);
     const TryReadLock lock(m_mutex);
@@ -194,7 +200,7 @@ try
 }
 catch (const std::bad_alloc&)
 {
-    // What was published before holds on.
+    // Without memory the value that was published before stays in effect.
 }
 
 bool GlobalConfigImpl::setParameter(const char* in_szParamName, const ParameterValue& in_value)
@@ -224,7 +230,7 @@ try
         return false;
     }
     const WriteLock lock(*this);
-    // Only told: it is the run-time flag that guards.
+    // Only logged. The run-time flag below is what refuses a change.
     if (m_bWriteProtected)
         VELMORA_FILE_LOG_ERROR(
             "failed to set a Global Configuration parameter because it is write protected : "
@@ -248,7 +254,7 @@ try
 {
     endRegistration();
     const QuietStream quiet(inout_stream);
-    // Read before the lock is taken: a stream is foreign code.
+    // Read before the lock is taken, because the caller's stream runs foreign code.
     SourceText whole;
     if (inout_stream.good())
         whole.read(*inout_stream.rdbuf());
@@ -300,6 +306,7 @@ try
     std::vector<std::string> unresolved;
     bool bOK = true;
     for (Source& source : sources)
+        // A source that fails does not keep the later ones from being loaded.
         bOK = loadUrlNoMutex(source, unresolved) && bOK;
     isUnresolvedVectorEmpty(unresolved, bOK);
     return bOK;
@@ -344,6 +351,7 @@ bool GlobalConfigImpl::loadDBURLNoMutex(const Source& in_source,
     if (!in_source.parameters)
         return false;
     std::string strText;
+    // Parsed like a file, so that values get their types and tags are replaced.
     for (const auto& [strName, strValue] : *in_source.parameters)
     {
         VELMORA_FILE_LOG_DEBUG("Obtained param \"" << strName << "\" value: \"" << strValue
@@ -448,6 +456,7 @@ void GlobalConfigImpl::declareRunTime()
     m_bRunTime = true;
 }
 
+// Both operations only take the lock and release it: observers are not supported.
 void GlobalConfigImpl::addObserver(const char*, LimitedObjPtr<ConfigurationObserver>)
 {
     const WriteLock lock(*this);
@@ -525,7 +534,7 @@ try
 }
 catch (...)
 {
-    // Rather nothing than a part of it.
+    // An empty output is better than an incomplete one.
     out_trie.clear();
     out_trie.data() = ParameterValue();
     failed("failed to copy the Global Config");
@@ -564,8 +573,8 @@ try
                               "following parameter is undefined : "
                               << strName);
     }
-    // Logging is configured from a copy, without the lock: appenders are made, which may take long
-    // and may ask the configuration.
+    // Logging is configured from a copy and without the lock, because it makes appenders, which may
+    // take long and may read the configuration.
     if (!configureLogger(loggingSections(), out_errors))
         return false;
     VELMORA_FILE_LOG_INFO("Logger successfully configured from Global Configuration");
@@ -603,6 +612,7 @@ bool GlobalConfigImpl::configureLoggerFromPropsFile(const std::string& in_strPat
     std::vector<std::string> unresolved;
     {
         const ReadLock lock(m_mutex);
+        // The file is in memory already. Its tags may name parameters of this configuration.
         properties.read(file, nullptr, '\n', true, &unresolved, &m_trie);
     }
     if (file.fail())

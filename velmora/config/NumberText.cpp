@@ -30,7 +30,7 @@ constexpr unsigned int digitOf(char in_character)
     return s_uiNoDigit;
 }
 
-/// Reads one or more digits that make at most `in_uiLargest`.
+/// Reads one or more digits whose number is at most `in_uiLargest`.
 template <unsigned int t_uiBase>
 bool readDigits(std::string_view in_digits, std::uint64_t in_uiLargest, std::uint64_t& out_uiValue)
 {
@@ -74,8 +74,8 @@ bool beginsWithDigitOrPoint(std::string_view in_text)
     return !in_text.empty() && (digitOf(in_text.front()) < 10 || in_text.front() == '.');
 }
 
-/// Reads a number that is out of a float's range on either side. `std::from_chars` does not tell
-/// which; this does, slowly.
+/// Reads a number whose magnitude is too large or too small for a float. `std::from_chars` does not
+/// report which; `strtof_l` does, but slowly.
 bool readOutOfRangeFloat(std::string_view in_text, float& out_fValue)
 {
     static const locale_t s_classicLocale = newlocale(LC_ALL_MASK, "C", nullptr);
@@ -109,7 +109,8 @@ bool NumberText::readOctal(std::string_view in_text, int& out_iValue)
 
 bool NumberText::readFloat(std::string_view in_text, float& out_fValue)
 {
-    // Extraction accepts a plus sign and neither "inf" nor "nan"; std::from_chars is the other way.
+    // Stream extraction accepts a plus sign and rejects "inf" and "nan"; std::from_chars does the
+    // opposite.
     const bool bSign = in_text.starts_with('+') || in_text.starts_with('-');
     if (!beginsWithDigitOrPoint(in_text.substr(bSign ? 1 : 0)))
         return false;

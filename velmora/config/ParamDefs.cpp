@@ -39,7 +39,7 @@ static_assert(doDefaultsFitTypes(s_paramDefsTable),
 static_assert(areDescriptionsReadable(s_paramDefsTable),
               "a description is one line of text, and a deprecated row has one");
 
-/// Replaces a value by the text that it prints as.
+/// Replaces a value by its text.
 void convertToString(ParameterValue& inout_value)
 {
     inout_value =
@@ -147,11 +147,11 @@ void ParamDefs::forEachDefinition(Function in_function) const
 
 ParamDefs::Known ParamDefs::find(const char* in_szName) const
 {
-    // One hash of the whole name takes half the time of a walk down the tree.
+    // One hash of the whole name takes half as long as a walk down the tree.
     std::string_view name(in_szName);
     if (name.empty())
         return {};
-    // It ends the last component and begins no further one.
+    // A dot at the end ends the last component and begins no further one.
     if (name.back() == '.')
         name.remove_suffix(1);
     for (const ParamDefs* pTable = this; pTable != nullptr; pTable = pTable->next())
@@ -162,7 +162,7 @@ ParamDefs::Known ParamDefs::find(const char* in_szName) const
 
 const std::string& ParamDefs::findClosestName(const char* in_szName) const
 {
-    // Not destroyed: names are asked for until the end of the exit list.
+    // Never destroyed: names are looked up until the end of the exit list.
     static const std::string& s_strNone = *new std::string;
     const std::string_view name(in_szName);
     LevinsteinDistanceScan scan(name);
@@ -171,7 +171,7 @@ const std::string& ParamDefs::findClosestName(const char* in_szName) const
     forEachDefinition(
         [&](const Definition& in_definition)
         {
-            // The difference of the lengths is the least that the distance can be.
+            // The distance is at least the difference of the lengths.
             const std::size_t uiLength = in_definition.strName.size();
             if (std::max(name.size(), uiLength) - std::min(name.size(), uiLength) >= uiSmallest)
                 return;

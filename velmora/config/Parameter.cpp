@@ -38,6 +38,8 @@ enum CharacterClass : unsigned char
     DIGIT_CHARACTER = 2
 };
 
+/// Makes a table of the characters of the classic locale. `std::isspace` would follow the locale of
+/// the process.
 constexpr std::array<unsigned char, 256> classifyCharacters()
 {
     std::array<unsigned char, 256> classes{};
@@ -70,7 +72,8 @@ constexpr char toLowerCase(char in_character)
                                                       : in_character;
 }
 
-/// `strcasecmp` would follow the locale of the process.
+/// Returns whether a text is a given lower-case word, in any case. `strcasecmp` would follow the
+/// locale of the process.
 bool equalsIgnoringCase(std::string_view in_text, std::string_view in_lowerCaseWord)
 {
     return in_text.size() == in_lowerCaseWord.size() &&
@@ -80,7 +83,7 @@ bool equalsIgnoringCase(std::string_view in_text, std::string_view in_lowerCaseW
 
 const char* boolText(bool in_bValue) { return in_bValue ? "true" : "false"; }
 
-/// What decides the type of a text, found in one pass over it.
+/// The properties that decide the type of a text, found in one pass over it.
 struct ScannedText
 {
     std::string_view text;
@@ -101,7 +104,8 @@ ScannedText scan(const char* in_szText, bool in_bTrim)
         if (characterClass == BLANK_CHARACTER && pFirstBlank == nullptr)
             pFirstBlank = pEnd;
     }
-    // This ends before the first character, which is no blank in a trimmed text.
+    // The test for the beginning ends the loop for an empty text only: otherwise the first
+    // character is not a blank.
     while (in_bTrim && pEnd != pBegin && isBlank(pEnd[-1]))
         --pEnd;
     return {.text{pBegin, static_cast<std::size_t>(pEnd - pBegin)},
@@ -114,8 +118,8 @@ constexpr bool accepts(ParameterValue::Type in_target, ParameterValue::Type in_t
     return in_target == ParameterValue::UNDEF_TYPE || in_target == in_type;
 }
 
-// The initFrom functions try one form of text each. True means that the form decides the outcome,
-// be it that the value stays undefined; false, that the text is to be taken for something else.
+// Each initFrom function tries one form of text. It returns true if the form decides the outcome,
+// even if the value stays undefined, and false if the text may have another form.
 
 bool initFromFloat(ParameterValue& out_value, std::string_view in_text,
                    ParameterValue::Type in_target)
@@ -142,14 +146,14 @@ bool initFromDecimal(ParameterValue& out_value, std::string_view in_text,
     return true;
 }
 
-/// Takes a text that begins with "0" for a hexadecimal or, without an "x", for an octal number.
+/// Reads a text that begins with "0" as a hexadecimal or, without an "x", as an octal number.
 bool initFromHexadecimalOrOctal(ParameterValue& out_value, std::string_view in_text,
                                 bool in_bHexadecimal, ParameterValue::Type in_target)
 {
     int iRead = 0;
     const bool bRead = in_bHexadecimal ? NumberText::readHexadecimal(in_text, iRead)
                                        : NumberText::readOctal(in_text, iRead);
-    // Required: such a number is no string and no float, not even where one is asked for.
+    // Required: such a number is never a string or a float, even if the target asks for one.
     if (bRead && accepts(in_target, ParameterValue::INT_TYPE))
         out_value = iRead;
     return bRead;
@@ -161,6 +165,7 @@ bool initFromNumber(ParameterValue& out_value, std::string_view in_text,
     if (in_text.front() != '0')
         return initFromDecimal(out_value, in_text, in_target);
     const char second = in_text.size() > 1 ? in_text[1] : '\0';
+    // A fraction such as "0.5" or "0e1" begins with "0" but is not octal.
     if (second == '.' || second == 'e' || second == 'E')
         return initFromFloat(out_value, in_text, in_target);
     return initFromHexadecimalOrOctal(out_value, in_text, second == 'x', in_target);
@@ -182,7 +187,8 @@ void logWrongType(ParameterValue::Type in_requestedType, ParameterValue::Type in
     VELMORA_FILE_LOG_ERROR(InvalidParamValueTypeException(in_requestedType, in_actualType));
 }
 
-/// A number as a value is read from it: the locale and the base of a stream do not count.
+/// A number in the form from which a value is read: the locale and the base of a stream have no
+/// effect.
 class NumberWritten
 {
   public:
@@ -191,14 +197,14 @@ class NumberWritten
     {
     }
 
-    /// A stream's notation and precision count.
+    /// Formats a float with the notation and the precision of a stream.
     NumberWritten(float in_fNumber, const std::ios_base& in_stream)
         : m_end(toChars(in_fNumber, notationOf(in_stream),
                         static_cast<int>(std::min(in_stream.precision(), s_iMostDigits))))
     {
     }
 
-    // It points into itself.
+    // `m_end` points into the object itself.
     NumberWritten(const NumberWritten&) = delete;
     NumberWritten& operator=(const NumberWritten&) = delete;
 
@@ -208,7 +214,7 @@ class NumberWritten
     }
 
   private:
-    /// All digits of a float behind its point; more would be zeros.
+    /// The largest number of digits of a float behind the point; further digits would be zeros.
     static constexpr std::streamsize s_iMostDigits = 149;
 
     static std::chars_format notationOf(const std::ios_base& in_stream)
@@ -226,7 +232,8 @@ class NumberWritten
         return std::to_chars(m_text.data(), m_text.data() + m_text.size(), in_arguments...).ptr;
     }
 
-    /// Takes the largest float with that many digits.
+    /// Large enough for the largest float in fixed notation with `s_iMostDigits` digits behind the
+    /// point.
     std::array<char, 200> m_text;
     char* m_end;
 };
@@ -242,7 +249,7 @@ ParameterValue::ParameterValue(ParameterValue&& in_value) noexcept
 
 ParameterValue& ParameterValue::operator=(const ParameterValue& in_value)
 {
-    // The copy first: without memory for it the value stays as it is.
+    // Copies first: if there is no memory for the copy, this value stays unchanged.
     if (this != &in_value)
         *this = ParameterValue(in_value);
     return *this;
@@ -260,7 +267,7 @@ ParameterValue& ParameterValue::operator=(ParameterValue&& in_value) noexcept
 
 ParameterValue& ParameterValue::operator=(const char* in_szString)
 {
-    // The text may be part of the former string, which is released last.
+    // The text may be part of the old string, so that is released last.
     ParameterValue value;
     value.initUnionFromString(in_szString, nullptr);
     value.m_type = STRING_TYPE;
@@ -277,7 +284,7 @@ ParameterValue& ParameterValue::operator=(int in_iValue)
 
 ParameterValue& ParameterValue::operator=(long in_lValue)
 {
-    // Alone among the assignments this one does not go through deallocateString.
+    // Unlike the other assignments, this one does not call deallocateString.
     if (m_type == STRING_TYPE)
         NoSizeMemAllocator::deallocate(m_payload.szString, s_szParamValueAccountName);
     m_type = LONG_TYPE;
@@ -357,12 +364,13 @@ void ParameterValue::initFromText(const char* in_szText, Type in_target, bool in
     if (in_szText == nullptr)
         return;
 
-    // The text may be part of the former string, which is released last.
+    // The text may be part of the old string, so that is released last.
     ParameterValue value;
     const ScannedText scanned = scan(in_szText, in_bTrim);
     const bool bDecided = !scanned.bHasInnerBlank &&
                           ((scanned.bHasDigit && initFromNumber(value, scanned.text, in_target)) ||
                            initFromBool(value, scanned.text, in_target));
+    // UNDEF_TYPE and STRING_TYPE are the two smallest: without another form, the text is a string.
     if (!bDecided && in_target <= STRING_TYPE)
     {
         value.initUnionFromString(scanned.text.data(), scanned.text.data() + scanned.text.size());
@@ -542,7 +550,7 @@ void ParameterValueVector::initFrom(const ParameterValue& in_value)
         std::istringstream text{std::string(static_cast<const char*>(in_value))};
         text.imbue(std::locale::classic());
         text >> *this;
-        // What had no memory is no end of the list.
+        // A stream sets badbit if there is no memory for a token. That is not the end of the list.
         if (text.bad())
             throw std::bad_alloc();
     }
@@ -555,7 +563,7 @@ void ParameterValueVector::initFrom(const ParameterValue& in_value)
 std::istream& operator>>(std::istream& in_stream, ParameterValueVector& out_values)
 {
     out_values.clear();
-    // The value behind the last one fails, which is no failure of the list.
+    // Reading past the last value sets the failbit, which is not a failure of the list.
     QuietStream quiet(in_stream);
     ParameterValue value;
     while (in_stream >> value)

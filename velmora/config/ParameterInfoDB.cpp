@@ -18,14 +18,16 @@ namespace Velmora
 namespace
 {
 
-/// The table of the process; null before it has come and after the exit list has destroyed it.
+/// The table of the process; null before it is made and after the exit list has destroyed it.
 constinit std::atomic<const ParameterInfoDB*> s_pInstance{nullptr};
 
+/// The table of the process, with the registered parameters behind it.
 class ParamDefsOfProcess final : public ParamDefs
 {
   public:
     ParamDefsOfProcess()
     {
+        // `m_registered` exists already, so the process has a list: this one or the first copy's.
         RegisteredParameters::ifAlive()->follow(*this);
         ACE_Object_Manager::at_exit(static_cast<ACE_Cleanup*>(this), nullptr, "ParamDefs");
     }
@@ -33,17 +35,19 @@ class ParamDefsOfProcess final : public ParamDefs
     ~ParamDefsOfProcess() override { s_pInstance.store(nullptr, std::memory_order_release); }
 
   private:
-    /// Used if this copy of the library is the first one in the process.
+    /// The list of the process if this copy of the library is the first one; otherwise unused.
     RegisteredParameters m_registered;
 };
 
-/// Never destroyed: it is for what runs after the exit list.
+/// Returns a table without parameters. Never destroyed, because code that runs after the exit list
+/// uses it.
 const ParameterInfoDB& emptyTable()
 {
     static const ParamDefs* const s_pEmpty = new ParamDefs(std::span<const ParameterRow>());
     return *s_pEmpty;
 }
 
+// Kept out of line, so that `getInstance` is only a load and a test.
 [[gnu::noinline]] const ParameterInfoDB& makeInstance()
 {
     static const bool s_bMade = []

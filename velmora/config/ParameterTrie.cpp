@@ -31,17 +31,19 @@ namespace Velmora
 namespace
 {
 
-/// Tags that stand for tags can make a short text double its length with every line.
+/// The longest line that replaced tags may make. Tags that are replaced by tags can double the
+/// length of a short text with every line.
 constexpr std::size_t s_uiLongestSubstitutedLine = std::size_t{2} * 1024 * 1024;
-/// By how much the raw text of other lines may make a line grow that waits, at each step.
+/// The number of characters by which the raw text of other lines may lengthen a waiting line in one
+/// step.
 constexpr std::size_t s_uiLongestRawText = std::size_t{64} * 1024;
-/// How many names that are expressions one line that waits may meet: what stands for them can bring
-/// about new ones without end.
+/// The number of names that are expressions which one waiting line may meet: their replacements can
+/// produce new ones without end.
 constexpr int s_iMostExpressions = 16;
 
 bool isBlank(char in_character) { return std::strchr(" \t\n\v\f\r", in_character) != nullptr; }
 
-/// Whether the line holds nothing to read.
+/// Returns whether a line is blank or a comment.
 bool isBlankOrComment(const std::string& in_strLine)
 {
     const auto first = std::find_if_not(in_strLine.begin(), in_strLine.end(),
@@ -49,7 +51,7 @@ bool isBlankOrComment(const std::string& in_strLine)
     return first == in_strLine.end() || *first == '#';
 }
 
-/// The child of a node that an edge leads to, made when there is none.
+/// Returns the child of a node for a component. Makes the child if there is none.
 ParameterTrie::StringTrie& childFor(ParameterTrie::StringTrie& inout_node,
                                     std::string_view in_component)
 {
@@ -71,7 +73,7 @@ void reportTooLong(const std::string& in_strLine)
         "Line becomes too long with its tags replaced : " << in_strLine.substr(0, uiShown));
 }
 
-/// Whether a name, as an expression, matches itself only, but for its dots.
+/// Returns whether a name, used as a regular expression, matches only itself, apart from its dots.
 bool isPlainName(std::string_view in_name)
 {
     return std::all_of(in_name.begin(), in_name.end(),
@@ -84,12 +86,13 @@ bool isPlainName(std::string_view in_name)
                        });
 }
 
-/// Finds the line that defines a name: the whole of it matches "(^`name` *= *)(.*)", and the second
-/// group is the value. The name is not escaped in it: its dots are any characters.
+/// Finds the line that defines a name: the whole line matches "(^`name` *= *)(.*)", and the second
+/// group is the value. The name is not escaped in the expression, so that its dots match any
+/// character. A plain name is compared without the expression, which is faster.
 class DefiningLine
 {
   public:
-    /// Failure: `boost::regex_error` for a name that makes no expression.
+    /// Failure: throws `boost::regex_error` if the name is not a valid expression.
     explicit DefiningLine(const std::string& in_strName)
         : m_strName(in_strName), m_bPlain(isPlainName(in_strName))
     {
@@ -133,7 +136,7 @@ class DefiningLine
     boost::regex m_regex;
 };
 
-/// An output iterator that appends characters to a text up to a length.
+/// An output iterator that appends characters to a text until it has the given length.
 class BoundedAppender
 {
   public:
@@ -148,7 +151,7 @@ class BoundedAppender
     {
     }
 
-    /// Failure: `std::length_error`.
+    /// Failure: throws `std::length_error` if the text has its full length.
     BoundedAppender& operator=(char in_character)
     {
         if (m_pText->size() == m_uiLongest)
@@ -166,10 +169,10 @@ class BoundedAppender
     std::size_t m_uiLongest;
 };
 
-/// Replaces all that an expression matches in a line, the replacement being a Boost format string,
-/// which may stand for a multiple of the line.
-/// Failure: false for a line that would become too long; the line is as it was. Exceptions as
-/// `boost::regex_replace`.
+/// Replaces all matches of an expression in a line. The replacement is a Boost format string, so
+/// the result may be a multiple of the line.
+/// Failure: returns false and leaves the line unchanged if the result would be too long. Throws the
+/// exceptions of `boost::regex_replace`.
 bool replaceAll(std::string& inout_strLine, const boost::regex& in_regex,
                 const std::string& in_strReplacement)
 {
@@ -193,25 +196,26 @@ bool replaceAll(std::string& inout_strLine, const boost::regex& in_regex,
 /// The first tag behind a position in a line.
 struct ParameterTrie::Tag
 {
-    /// The text before the tag; without a tag, the text up to the end of the line. It begins behind
+    /// The text before the tag, or, without a tag, the text to the end of the line. It begins after
     /// the last "$" that opens no tag.
     std::string_view text;
     /// The tag from its "$" to its "}".
     std::string_view tag;
-    /// What stands between its braces.
+    /// The name between the braces.
     std::string_view name;
 };
 
-/// What is the same for all lines of a text, and what is kept from one line to the next.
+/// The state of a reading that is shared by all lines of the text.
 struct ParameterTrie::Reading
 {
     const ParameterInfoDB* m_pDB;
-    /// Whether that is the table of the process, which has bounds of parameters.
+    /// Whether `m_pDB` is the table of the process, the only one with bounds of parameters.
     bool m_bHasBounds;
     LoadSummary& m_summary;
     Parameter m_parameter{};
-    /// The last name up to and with its last dot, and the node of that: the next name is often
-    /// beside it.
+    /// The last name up to and including its last dot, and the node of that prefix, as the next
+    /// name often has the same prefix. Nodes never move, so the pointer stays valid while lines are
+    /// added.
     std::string m_strBranch{};
     StringTrie* m_pBranch = nullptr;
 };
@@ -368,7 +372,8 @@ std::istream& ParameterTrie::read(std::istream& inout_stream, const ParameterInf
     LoadSummary summaryOfNobody;
     Reading reading{in_pDB, in_pDB == &ParameterInfoDB::getInstance(),
                     inout_pSummary != nullptr ? *inout_pSummary : summaryOfNobody};
-    // The line behind the last one fails, which must not keep the lines that wait from being tried.
+    // Reading past the last line sets the failbit, which must not keep the waiting lines from being
+    // tried.
     QuietStream quiet(inout_stream);
     if (!readLines(reading, inout_stream, in_cDelimiter, in_bSubstitute, inout_pUnresolved,
                    in_pOther))
@@ -391,7 +396,8 @@ bool ParameterTrie::readLines(Reading& inout_reading, std::istream& inout_stream
                               std::vector<std::string>* inout_pUnresolved,
                               const ParameterTrie* in_pOther)
 {
-    // A line without a tag stays as it is, so the search for one is for the trace only.
+    // Without a "$" the replacement changes nothing. It runs on such lines only to write its scopes
+    // into the trace.
     const Logger* const pLogger = ::liveFileScopeLogger();
     const bool bTraced = pLogger != nullptr && pLogger->isEnabledFor(TRACE_LOG_LEVEL);
     std::string strLine;
@@ -427,8 +433,9 @@ bool ParameterTrie::readLines(Reading& inout_reading, std::istream& inout_stream
     return true;
 }
 
-// The expression of a tag is "([^$]*)(\\$\\{)([^${}]*)(\\})". A search for it can begin anew behind
-// each "$" only, so what it finds is found in one pass over the line.
+// A tag matches the expression "([^$]*)(\\$\\{)([^${}]*)(\\})". A match can begin only after a "$"
+// or at the beginning, so one pass over the line finds the same tags as a search with the
+// expression.
 bool ParameterTrie::findTag(std::string_view in_line, Tag& out_matches)
 {
     std::size_t uiText = 0;
@@ -486,6 +493,7 @@ bool ParameterTrie::substituteVars(const std::string& in_strLine, std::string& o
         if (!getReplacement(strName, in_pOther, strReplacement))
         {
             bResult = false;
+            // The tag stays in the line, but later tags are still replaced.
             strReplacement = matches.tag;
         }
         VELMORA_FILE_LOG_DEBUG("Parameter value: " << strReplacement);
@@ -493,6 +501,7 @@ bool ParameterTrie::substituteVars(const std::string& in_strLine, std::string& o
         out_strLine += strReplacement;
         if (out_strLine.size() > s_uiLongestSubstitutedLine)
         {
+            // An empty line is no parameter, so the caller reports a parse error.
             reportTooLong(in_strLine);
             out_strLine.clear();
             return true;
@@ -616,7 +625,7 @@ ParameterTrie::StringTrie& ParameterTrie::nodeForNext(Reading& inout_reading,
         inout_reading.m_pBranch = &nodeFor(strBranch);
     }
     name.remove_prefix(strBranch.size());
-    // A dot at the end adds no component.
+    // A dot at the end adds no component: such a name is that of the branch.
     return name.empty() ? *inout_reading.m_pBranch : childFor(*inout_reading.m_pBranch, name);
 }
 
@@ -626,6 +635,7 @@ void ParameterTrie::processUnresolvedConfigLines(Reading& inout_reading,
 {
     VELMORA_FILE_TRACE_SCOPE(ParameterTrie::processUnresolvedConfigLines);
     std::vector<std::string> lines;
+    // Taken out of the caller's vector, which then receives the lines that are still unresolved.
     lines.swap(*inout_pUnresolved);
     std::string* const pEnd = lines.data() + lines.size();
     std::string strResolved;
@@ -642,9 +652,9 @@ void ParameterTrie::processUnresolvedConfigLines(Reading& inout_reading,
 bool ParameterTrie::resolveInVector(std::string* inout_pLine, const std::string* in_pEnd,
                                     std::string& out_strLine, const ParameterTrie* in_pOther) const
 {
-    // Each pass replaces one tag, and its scope lies in that of the pass before.
+    // Each pass replaces one tag. Its trace scope is nested in that of the previous pass.
     std::forward_list<TraceScope> passes;
-    // A name that comes back stands for itself, however far round.
+    // The names replaced so far. A name that returns refers to itself, however indirectly.
     std::vector<std::string> namesMet;
     int iExpressions = 0;
     Tag tag;
@@ -699,7 +709,7 @@ bool ParameterTrie::findKeyValueInVector(std::string* inout_pLine, const std::st
     }
     catch (const std::exception&)
     {
-        // The name makes no expression, or one that takes too long.
+        // The name is not a valid expression, or matching it takes too long.
     }
     VELMORA_FILE_LOG_DEBUG("Value of parameter: "
                            << strName

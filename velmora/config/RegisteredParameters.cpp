@@ -16,7 +16,7 @@ namespace Velmora
 namespace
 {
 
-/// Whether a name is that of a component, or below it.
+/// Returns whether a name is a component or below it.
 bool isBelow(std::string_view in_strName, std::string_view in_strComponent)
 {
     return in_strName.substr(0, in_strName.find('.')) == in_strComponent;
@@ -34,7 +34,7 @@ bool isNoCharacterOfNames(char in_character)
            std::string_view("=#${}\x7F").find(in_character) != std::string_view::npos;
 }
 
-/// A text that reads as a value of a type.
+/// Returns a text that reads as a value of a type, for error messages.
 const char* exampleOf(ParameterValue::Type in_type)
 {
     switch (in_type)
@@ -57,7 +57,7 @@ bool areSame(const ParameterValue& in_left, const ParameterValue& in_right)
 
 } // namespace
 
-/// What the texts of a row say.
+/// A row with its texts converted to values.
 class RegisteredParameters::Row
 {
   public:
@@ -69,8 +69,8 @@ class RegisteredParameters::Row
             m_bounds = *in_known.pBounds;
     }
 
-    /// Reads a row. The result says what is wrong with it, and what to write instead; empty if
-    /// nothing is.
+    /// Converts a row. Returns what is wrong with it and what to write instead; an empty text if
+    /// the row is correct.
     std::string read(const ProgramParameter& in_row)
     {
         m_strName = in_row.szName == nullptr ? "" : in_row.szName;
@@ -174,7 +174,7 @@ class RegisteredParameters::Row
 
     [[nodiscard]] std::string misfitOfBounds() const
     {
-        // An empty text is none.
+        // An empty text means that the bounds are correct.
         return wholeText(
             [this](std::ostream& out_stream)
             {
@@ -202,6 +202,7 @@ RegisteredParameters::RegisteredParameters()
 
 RegisteredParameters::~RegisteredParameters()
 {
+    // Emptied first, so that no look-up begins in a table that is being deleted.
     m_place.clear(this);
     ParamDefs* pTable = m_begin.load(std::memory_order_acquire);
     while (pTable != nullptr && pTable != &m_end)
@@ -210,6 +211,8 @@ RegisteredParameters::~RegisteredParameters()
 
 RegisteredParameters* RegisteredParameters::ifAlive()
 {
+    // A place of its own rather than `m_place`, because the list may belong to another copy of the
+    // library.
     static const OncePerProcess<RegisteredParameters> s_place("RegisteredParameters");
     return s_place.get();
 }
@@ -245,7 +248,8 @@ void RegisteredParameters::add(std::span<const ProgramParameter> in_rows,
             pTable.reset(new ParamDefs(std::span(rows)));
         ParamDefs* pNone = nullptr;
         if (pTable != nullptr && !pEnd->compare_exchange_strong(pNone, pTable.get()))
-            // Another thread was faster, whose rows may be the same or others of these names.
+            // Another thread has appended its table first. Its rows may have the same names, so
+            // these rows are checked again.
             continue;
         static_cast<void>(pTable.release());
         std::move(errors.begin(), errors.end(), std::back_inserter(out_errors));
@@ -256,6 +260,7 @@ void RegisteredParameters::add(std::span<const ProgramParameter> in_rows,
 void RegisteredParameters::close()
 {
     ParamDefs* pNone = nullptr;
+    // Tries again at the new end whenever another thread has appended a table first.
     for (ParamDefs::Link* pEnd = openEnd();
          pEnd != nullptr && !pEnd->compare_exchange_strong(pNone, &m_end); pEnd = openEnd())
         pNone = nullptr;

@@ -14,6 +14,7 @@ bool TrieNoT::assertChild(const void* in_pChild, const char* in_szCondition)
     return false;
 }
 
+// The tries of this library are compiled here once; other files only declare them `extern`.
 template class Trie<std::string, ParameterValue, LMHashFcn<std::string>>;
 template class Trie<char, ParameterValue, LMHashFcn<char>>;
 
