@@ -26,7 +26,7 @@
 namespace Velmora::Test
 {
 
-/// Shows what a cache notes for a debugger.
+/// Gives access to the members that a cache keeps for a debugger.
 class ConfigCachePeer
 {
   public:
@@ -49,7 +49,7 @@ constexpr const char* s_szLogger = "keswardin.infra.ConfigCache";
 const LogLine s_hit = debugLine(s_szLogger, "ConfigCache::getParameter cache hit");
 const LogLine s_miss = debugLine(s_szLogger, "ConfigCache::getParameter cache miss");
 
-/// Notes what it is asked for.
+/// A store that records the names that it is asked for.
 class Behind : public ParameterHashMap
 {
   public:
@@ -76,7 +76,7 @@ class ConfigCacheTest : public testing::Test
   protected:
     ConfigCacheTest() { m_cache.setConfiguration(m_hConfig); }
 
-    /// What a read gives, as `dump` writes it.
+    /// Returns the result of a read in the form of `dump`.
     std::string read(const char* in_szName) const
     {
         ParameterValue value;
@@ -92,7 +92,7 @@ class ConfigCacheTest : public testing::Test
     ConfigCache m_cache;
 };
 
-/// How many chunks the allocators have given out, whatever their size.
+/// Returns the number of chunks that the allocators have handed out, of all sizes.
 std::uint64_t chunksGivenOut()
 {
     std::uint64_t uiChunks = 0;
@@ -101,7 +101,7 @@ std::uint64_t chunksGivenOut()
     return uiChunks;
 }
 
-/// What a piece of work takes.
+/// The resources that a piece of work uses.
 struct Taken
 {
     int iAllocations;
@@ -130,7 +130,7 @@ Taken takenBy(const std::function<void()>& in_work)
 
 } // namespace
 
-// What is remembered
+// Caching
 
 TEST_F(ConfigCacheTest, AsksTheConfigurationBehindForAParameterThatIsNew)
 {
@@ -264,7 +264,7 @@ TEST_F(ConfigCacheTest, DoesNotRememberAReadThatThrows)
     EXPECT_THAT(m_behind.m_asked, ElementsAre("a", "a"));
 }
 
-// How it is forgotten
+// Flushing
 
 TEST_F(ConfigCacheTest, AChangeBehindIsNotSeenBeforeAFlush)
 {
@@ -402,7 +402,7 @@ TEST(ConfigCache, FailsWithANullConfiguration)
     expectNoConfiguration(cache);
 }
 
-// Lines
+// Log lines
 
 TEST_F(ConfigCacheTest, TracesItsOperations)
 {
@@ -427,7 +427,7 @@ TEST(ConfigCache, LogsOnTheLoggerThatItIsGiven)
                 ElementsAre(debugLine("test.cache", "ConfigCache::getParameter cache miss")));
 }
 
-// What a hit costs
+// The cost of a hit
 
 TEST_F(ConfigCacheTest, AHitTakesNoLockAndNoMemory)
 {
@@ -463,7 +463,7 @@ TEST_F(ConfigCacheTest, AHitOfAStringTakesMemoryForItsCopyOnly)
 TEST(ConfigCache, WhatCountsLocksAndMemoryInTheseTestsSeesThem)
 {
     if (!s_bCountsLocks)
-        GTEST_SKIP() << "the sanitizer stands in for the functions that lock";
+        GTEST_SKIP() << "the sanitizer replaces the functions that lock";
     ACE_Thread_Mutex mutex;
     const auto work = [&mutex]
     {
@@ -472,7 +472,7 @@ TEST(ConfigCache, WhatCountsLocksAndMemoryInTheseTestsSeesThem)
         DefaultStaticMemAllocator::deallocate(DefaultStaticMemAllocator::allocate(8, "test"), 8,
                                               "test");
     };
-    // The first chunk of a thread is one of many.
+    // The first allocation of a thread takes many chunks at once.
     work();
     EXPECT_EQ((Taken{1, 1, 1}), takenBy(work));
 }

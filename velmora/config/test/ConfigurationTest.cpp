@@ -18,7 +18,7 @@ using testing::IsEmpty;
 namespace
 {
 
-/// A store of one parameter, "name", that tells what was asked of it.
+/// A store of one parameter, "name", that records the name that was set last.
 class OneParameterStore : public Configuration
 {
   public:
@@ -47,7 +47,8 @@ OneParameterStore storeOf(T in_value)
     return store;
 }
 
-/// The place of a virtual operation among those of its class, as the platform's calls reach it.
+/// Returns the position of a virtual operation among those of its class, as the platform's calls
+/// use it.
 template <class T>
 std::size_t slotOf(T in_pOperation)
 {
@@ -58,7 +59,7 @@ std::size_t slotOf(T in_pOperation)
 
 } // namespace
 
-TEST(ROConfiguration, TellsWhetherAParameterIsDefined)
+TEST(ROConfiguration, ReturnsWhetherAParameterIsDefined)
 {
     const OneParameterStore store = storeOf(7L);
     const ROConfiguration& configuration = store;
@@ -137,7 +138,7 @@ TEST(ROConfiguration, ClearsABoolOutputForAnAbsentParameterAndForOneOfAnotherTyp
 
 TEST(ROConfiguration, VirtualOperationsStandInTheirOrder)
 {
-    // The two slots before are the destructor's.
+    // The two slots before it are the destructor's.
     EXPECT_EQ(slotOf(&ROConfiguration::getParameter), 2U);
     EXPECT_EQ(slotOf(&ROConfiguration::parameterDefined), 3U);
     EXPECT_EQ(slotOf(&ROConfiguration::getIntParameter), 4U);
@@ -175,7 +176,7 @@ TEST(Configuration, SetsAParameterOfEachType)
     EXPECT_EQ(static_cast<float>(store.m_value), 2.5F);
 }
 
-TEST(Configuration, TellsThatTheStoreRefuses)
+TEST(Configuration, ReportsThatTheStoreRefuses)
 {
     OneParameterStore store;
     store.m_bAccepting = false;

@@ -34,7 +34,7 @@ using testing::ElementsAre;
 constexpr const char* s_szTimeout = "keswardin.exitTimeoutSec";
 constexpr const char* s_szAbort = "keswardin.infra.abortOnAssert";
 
-/// A text that does something when it is read.
+/// A text that calls a function when it is read.
 class ActingText : private std::streambuf
 {
   public:
@@ -72,7 +72,7 @@ int timeoutOf(const GlobalConfig& in_config)
     return iValue;
 }
 
-/// A call logging that does something when it is configured.
+/// A call logging that calls a function when it is configured.
 class ActingCallLogging final : public GlobalConfigSeam::CallLogging
 {
   public:
@@ -322,7 +322,8 @@ TEST(GlobalConfigLock, ADatabaseSourceThatReadsTheConfigurationReturns)
         Reading& operator=(const Reading&) = delete;
         std::optional<Parameters> fetch(const std::string&) override
         {
-            // On another thread, which the lock of the configuration would keep out.
+            // On another thread, which would have to wait if the lock of the configuration were
+            // held.
             int iTimeout = 0;
             std::thread([&] { iTimeout = timeoutOf(m_config); }).join();
             return {{{"keswardin.killTimeoutSec", std::to_string(iTimeout)}}};

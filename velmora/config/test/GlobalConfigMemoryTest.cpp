@@ -27,7 +27,7 @@ constexpr const char* s_szText = "keswardin.gw.recordCalls.directory";
 constexpr const char* s_szDefault = "./logs/recordings";
 constexpr const char* s_szNumber = "keswardin.exitTimeoutSec";
 
-/// Longer than what a string or a stream holds without memory of its own.
+/// Longer than a string or a stream can hold without memory of its own.
 const std::string s_strLong(2000, 'x');
 
 std::string configuration()
@@ -36,8 +36,8 @@ std::string configuration()
            "\n" + s_szNumber + "=30\nlog4cplus.rootLogger=INFO, NONE\n";
 }
 
-/// The operations of a configuration without memory: the first allocation of each fails, then the
-/// second and so on.
+/// Runs the operations of a configuration without memory: the first allocation of each fails, then
+/// the second and so on.
 class GlobalConfigMemory : public testing::Test
 {
   protected:
@@ -48,14 +48,15 @@ class GlobalConfigMemory : public testing::Test
 
     using Operation = std::function<bool(GlobalConfigImpl&)>;
 
-    /// The operation gives false with a message at each failure, or does all that it is to do,
-    /// which `in_isDone` sees. The configuration goes on.
+    /// Expects that the operation either returns false and logs an error, or does all its work,
+    /// which `in_isDone` checks. The configuration must be usable afterwards.
     void expectResultAtEachFailure(
         const Operation& in_operation, const Operation& in_isDone,
         const Operation& in_prepare = [](GlobalConfigImpl&) { return true; })
     {
         CapturedLog log;
-        // The tables that fill themselves at their first use.
+        // Fills the tables that are filled at their first use, so that their allocations do not
+        // count.
         GlobalConfigImpl first;
         in_prepare(first);
         in_operation(first);
@@ -107,7 +108,7 @@ class GlobalConfigMemory : public testing::Test
         return strText;
     }
 
-    /// No value is cut short.
+    /// Expects that no value is truncated.
     static void expectWholeValues(const GlobalConfigImpl& in_config)
     {
         for (const char* const szName : {s_szText, "keswardin.test.long"})
@@ -118,7 +119,7 @@ class GlobalConfigMemory : public testing::Test
         }
     }
 
-    /// By another thread, which would wait for a lock that is left.
+    /// Uses the configuration on another thread, which would wait if a lock were still held.
     static void expectUsable(GlobalConfigImpl& inout_config)
     {
         std::thread(

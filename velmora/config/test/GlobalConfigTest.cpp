@@ -32,12 +32,12 @@
 namespace
 {
 
-/// How many times a file can be read until that fails; -1 for ever.
+/// The number of reads until one fails; -1 for no failure.
 int s_iReadsBeforeError = -1;
 
 } // namespace
 
-// This stands before that of the system for the whole process.
+// Replaces the function of the C library in the whole process.
 
 extern "C" [[gnu::visibility("default")]] ssize_t read(int in_iDescriptor, void* out_pBuffer,
                                                        std::size_t in_uiSize)
@@ -93,13 +93,13 @@ int intOf(const ROConfiguration& in_config, const char* in_szName)
     return iValue;
 }
 
-/// A configuration of the test's own, in a directory of the test's own.
+/// A configuration for one test, in a temporary directory.
 class GlobalConfigTest : public testing::Test
 {
   protected:
     ~GlobalConfigTest() override { Logger::configureDefault(); }
 
-    /// Writes a file and gives its path.
+    /// Writes a file and returns its path.
     std::string write(const std::string& in_strName, const std::string& in_strText)
     {
         const std::string strPath = m_directory.file(in_strName);
@@ -126,7 +126,7 @@ class GlobalConfigTest : public testing::Test
     GlobalConfigImpl m_config;
 };
 
-/// Makes a directory current for a scope.
+/// Changes the current directory for a scope.
 class CurrentDirectory
 {
   public:
@@ -144,7 +144,7 @@ class CurrentDirectory
 
 using Parameters = GlobalConfigSeam::DatabaseSource::Parameters;
 
-/// A database source that knows one answer and stays in its place for a scope.
+/// A database source with one answer, which fills the seam for a scope.
 class OneDatabase final : public GlobalConfigSeam::DatabaseSource
 {
   public:
@@ -170,7 +170,7 @@ class OneDatabase final : public GlobalConfigSeam::DatabaseSource
     Urls m_asked;
 };
 
-/// A call logging that remembers the directory that it was configured with.
+/// A call logging that records the directory with which it was configured.
 class OneCallLogging final : public GlobalConfigSeam::CallLogging
 {
   public:
@@ -257,7 +257,7 @@ TEST_F(GlobalConfigTest, AStreamThatThrowsAndHasFailedIsNotReadWithoutAnExceptio
 namespace
 {
 
-/// Where nothing can be read or written.
+/// A buffer that can be neither read nor written.
 class BrokenBuffer : public std::streambuf
 {
   protected:
@@ -297,7 +297,7 @@ TEST_F(GlobalConfigTest, NamesAreCheckedAgainstTheTableAndValuesGetItsTypes)
                                      "parameter : keswardin.exitTimeoutSec")));
 }
 
-TEST_F(GlobalConfigTest, LinesThatStayOpenAreToldAllInOneLine)
+TEST_F(GlobalConfigTest, LinesThatStayOpenAreAllLoggedInOneLine)
 {
     EXPECT_FALSE(loadText(m_config, "log4cplus.a=${x}\nlog4cplus.b=c\nlog4cplus.d=${y}\n"));
     EXPECT_EQ("c", stringOf(m_config, "log4cplus.b"));
@@ -351,7 +351,7 @@ TEST_F(GlobalConfigTest, ADirectoryIsNoFileThatCanBeRead)
 
 TEST_F(GlobalConfigTest, AFileThatCannotBeReadToItsEndKeepsWhatWasReadAndFailsWithTheReason)
 {
-    // Much longer than what a stream reads at a time.
+    // Much longer than the buffer of a stream.
     std::string strText = "keswardin.exitTimeoutSec=8\n";
     for (int i = 0; i < 10000; ++i)
         strText += "# a comment\n";
@@ -583,7 +583,7 @@ TEST_F(GlobalConfigTest, WithoutADatabaseSourceItsUrlsFailAndTheNextSourceIsRead
 namespace
 {
 
-/// A command line as `main` gets it.
+/// A command line in the form that `main` gets.
 class CommandLine
 {
   public:
@@ -776,9 +776,9 @@ TEST_F(GlobalConfigTest, AnUnknownParameterIsRefusedForItsNameBeforeProtectionIs
 
 // ---------------------------------------------------------------- observers
 
-TEST_F(GlobalConfigTest, ObserversComeAndGoAndNothingIsToldToThem)
+TEST_F(GlobalConfigTest, ObserversComeAndGoAndAreNotNotified)
 {
-    // Not an object at all: any use of it would end the process.
+    // Not an object: any use of it would crash the process.
     alignas(16) static char s_noObserver[16];
     const LimitedObjPtr<ConfigurationObserver> pObserver(
         reinterpret_cast<ConfigurationObserver*>(s_noObserver));
@@ -883,7 +883,7 @@ TEST_F(GlobalConfigTest, AStreamThatThrowsAndCannotBeWrittenIsInABadStateWithout
     EXPECT_EQ(s_allStates, stream.exceptions());
 }
 
-TEST_F(GlobalConfigTest, TheSummaryTellsParametersAndWarningsByKind)
+TEST_F(GlobalConfigTest, TheSummaryCountsParametersAndWarningsByKind)
 {
     loadText(m_config, "keswardin.exitTimeoutSec=7\n"
                        "keswardin.exitTimeoutSec=8\n"
@@ -930,7 +930,7 @@ TEST_F(GlobalConfigTest, WithoutTheParameterOfTheModeLoggingIsConfiguredFromTheC
 namespace
 {
 
-/// A logging configuration that writes "LEVEL - text" into a file.
+/// Returns a logging configuration that writes "LEVEL - text" into a file.
 std::string fileLogging(const std::string& in_strPath)
 {
     return "log4cplus.rootLogger=DEBUG, file\n"
@@ -943,7 +943,7 @@ std::string fileLogging(const std::string& in_strPath)
 
 } // namespace
 
-TEST_F(GlobalConfigTest, SuccessIsToldInTheNewLog)
+TEST_F(GlobalConfigTest, SuccessIsLoggedInTheNewLog)
 {
     loadText(m_config, fileLogging(m_directory.file("log")));
     EXPECT_TRUE(m_config.configureLogger(RunMode::undefined));
@@ -996,7 +996,7 @@ TEST_F(GlobalConfigTest, WhatIsWrongWithTheLoggingGoesToAStreamThatThrowsWithout
     EXPECT_EQ(s_allStates, errors.exceptions());
 }
 
-TEST_F(GlobalConfigTest, WhatIsWrongWithATrieOfTheLoggingGoesToAStreamThatThrowsLikewise)
+TEST_F(GlobalConfigTest, WhatIsWrongWithATrieOfTheLoggingGoesToAStreamThatThrowsAsWell)
 {
     BrokenBuffer buffer;
     std::ostream errors(&buffer);
@@ -1019,7 +1019,7 @@ TEST_F(GlobalConfigTest, ADirectoryIsNoFileOfTheLoggingThatCanBeRead)
                             error("cannot read /tmp: Is a directory")));
 }
 
-TEST_F(GlobalConfigTest, WhatIsWrongWithTheLoggingIsToldBehindTheReason)
+TEST_F(GlobalConfigTest, WhatIsWrongWithTheLoggingIsLoggedAfterTheReason)
 {
     loadText(m_config, "keswardin.infra.Logger.PropertiesFile.production=/nowhere/logging\n");
     m_log.clear();
@@ -1084,7 +1084,7 @@ TEST_F(GlobalConfigTest, CallLoggingIsConfiguredWhenADirectoryIsNamed)
     EXPECT_THAT(callLogging.directories(), ElementsAre("/var/calls"));
 }
 
-TEST_F(GlobalConfigTest, TheConfigurationOfCallLoggingIsToldAtDebug)
+TEST_F(GlobalConfigTest, TheConfigurationOfCallLoggingIsLoggedAtDebug)
 {
     const OneCallLogging callLogging(true);
     loadText(m_config, fileLogging(m_directory.file("log")) + s_szCallLogSection);
@@ -1104,7 +1104,7 @@ TEST_F(GlobalConfigTest, CallLoggingIsLeftAloneWhenNoDirectoryIsNamed)
 namespace
 {
 
-/// A logging configuration that writes "LEVEL logger: text" into a file, from WARN on.
+/// Returns a logging configuration that writes "LEVEL logger: text" into a file, from WARN on.
 std::string warningsInFile(const std::string& in_strPath)
 {
     return "log4cplus.rootLogger=WARN, file\n"

@@ -36,7 +36,7 @@ ParameterValue::Type inferredType(const char* in_szText)
     return value.getType();
 }
 
-/// Texts on all sides of the border between the types.
+/// Texts on both sides of each boundary between the types.
 const std::vector<std::string> s_texts{
     "",
     ".",

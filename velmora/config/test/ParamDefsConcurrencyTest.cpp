@@ -19,7 +19,7 @@ namespace
 
 constexpr int s_iThreads = 4;
 
-/// Does all operations on the table of the process, and counts the results that are not right.
+/// Runs all operations on the table of the process. Returns the number of wrong results.
 int countWrongResults()
 {
     const ParameterInfoDB& defs = ParameterInfoDB::getInstance();
@@ -58,7 +58,7 @@ int countWrongResults()
 
 TEST(ParamDefsConcurrency, ManyThreadsReadTheTableAtOnce)
 {
-    // The root logger would tell each refusal on the console.
+    // The root logger would print each refusal on the console.
     log4cplus::Logger::getRoot().setLogLevel(ERROR_LOG_LEVEL);
     std::latch start(s_iThreads);
     std::atomic<int> iWrong{0};

@@ -14,7 +14,7 @@
 namespace Velmora
 {
 
-/// Two rows are equal when they say the same.
+/// Rows are equal if all their fields are.
 bool operator==(const ParameterRow& in_left, const ParameterRow& in_right)
 {
     const auto isSame = [](const char* in_szLeft, const char* in_szRight)
@@ -355,8 +355,8 @@ constexpr const char* s_names[] = {
     "keswardin.oamWebServer.model.validateOnWrite",
 };
 
-/// The rows that this library reads itself, those that can be set at run time and those that are
-/// deprecated.
+/// The rows that this library reads itself, the rows that are settable at run time, and the
+/// deprecated rows.
 const std::vector<ParameterRow> s_exactRows{
     {"keswardin.Installation.Directory", ParameterValue::STRING_TYPE, ".", false, false, "The directory where an application is installed. Many configuration files are found relative to this path."},
     {"keswardin.Installation.OamWebServer.Path", ParameterValue::STRING_TYPE, nullptr, false, false, "The path to the source code of the Oam Web Server."},
@@ -433,7 +433,7 @@ TEST(ParamDefsTable, HasARowForEachParameterOfTheFamily)
     EXPECT_EQ(299U, std::size(s_paramDefsTable));
 }
 
-TEST(ParamDefsTable, HasSoManyParametersOfEachType)
+TEST(ParamDefsTable, HasAFixedNumberOfParametersOfEachType)
 {
     EXPECT_EQ(123, countType(ParameterValue::INT_TYPE));
     EXPECT_EQ(90, countType(ParameterValue::STRING_TYPE));
@@ -441,7 +441,7 @@ TEST(ParamDefsTable, HasSoManyParametersOfEachType)
     EXPECT_EQ(6, countType(ParameterValue::FLOAT_TYPE));
 }
 
-TEST(ParamDefsTable, HasSoManyDefaultsAndDescriptions)
+TEST(ParamDefsTable, HasAFixedNumberOfDefaultsAndDescriptions)
 {
     EXPECT_EQ(
         171U,

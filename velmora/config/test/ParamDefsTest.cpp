@@ -47,7 +47,7 @@ using testing::UnorderedElementsAre;
 
 constexpr const char* s_szLogger = "keswardin.infra.ParameterInfo";
 
-/// A row that says nothing but its name and type.
+/// Returns a row with a name and a type only.
 ParameterRow row(const char* in_szName, ParameterValue::Type in_type = INT_TYPE,
                  const char* in_szDefault = nullptr)
 {
@@ -60,7 +60,7 @@ ParameterRow deprecatedRow(const char* in_szName, const char* in_szDescription,
     return {in_szName, INT_TYPE, in_szDefault, false, true, in_szDescription};
 }
 
-/// A table of the given rows; it belongs to the test, not to the exit list.
+/// Returns a table of the given rows, which belongs to the test and not to the exit list.
 ParamDefs tableOf(const std::vector<ParameterRow>& in_rows) { return ParamDefs(in_rows); }
 
 template <class T>
@@ -94,8 +94,8 @@ bool isKnown(const ParamDefs& in_defs, const char* in_szName)
     return in_defs.retrieve(in_szName, info);
 }
 
-/// What the table tells of a name that it knows.
-std::string told(const ParamDefs& in_defs, const char* in_szName)
+/// Returns the text of a known parameter's definition.
+std::string described(const ParamDefs& in_defs, const char* in_szName)
 {
     ParameterInfo info;
     EXPECT_TRUE(in_defs.retrieve(in_szName, info)) << in_szName;
@@ -112,7 +112,7 @@ std::vector<std::string> namesMatching(const ParamDefs& in_defs, const char* in_
     return names;
 }
 
-/// The closest known name to one that is not known.
+/// Returns the known name closest to an unknown one.
 std::string closest(const ParamDefs& in_defs, const char* in_szName)
 {
     std::string strName = "former";
@@ -120,7 +120,7 @@ std::string closest(const ParamDefs& in_defs, const char* in_szName)
     return strName;
 }
 
-/// The distance of Levenshtein by its definition, with two rows of the table.
+/// Returns the Levenshtein distance, computed by its definition with two rows of the matrix.
 unsigned long plainDistance(const std::string& in_strLeft, const std::string& in_strRight)
 {
     std::vector<unsigned long> above(in_strRight.size() + 1);
@@ -140,7 +140,7 @@ unsigned long plainDistance(const std::string& in_strLeft, const std::string& in
     return above.back();
 }
 
-/// The first of the names with the smallest distance.
+/// Returns the first of the names with the smallest distance.
 std::string plainClosest(const std::vector<std::string>& in_names, const std::string& in_strName)
 {
     std::string strClosest;
@@ -157,7 +157,7 @@ std::string plainClosest(const std::vector<std::string>& in_names, const std::st
     return strClosest;
 }
 
-/// Tells which names it is asked for, and has none.
+/// An empty configuration that records the names that it is asked for.
 class AskedConfiguration : public ROConfiguration
 {
   public:
@@ -179,7 +179,7 @@ TEST(ParamDefs, KnowsAllThatARowSays)
     const ParamDefs defs = tableOf({{"a.flags", STRING_TYPE, "some text", true, true, "A text."}});
     EXPECT_EQ("type=STRING default-value=some text run-time-settable=true deprecated=true "
               "description=\"A text.\"",
-              told(defs, "a.flags"));
+              described(defs, "a.flags"));
 }
 
 TEST(ParamDefs, HasNoDefaultAndNoDescriptionWhereTheRowHasNone)
@@ -187,7 +187,7 @@ TEST(ParamDefs, HasNoDefaultAndNoDescriptionWhereTheRowHasNone)
     const ParamDefs defs = tableOf({{"a.b", FLOAT_TYPE, nullptr, false, false, nullptr}});
     EXPECT_EQ("type=FLOAT default-value=UNDEF run-time-settable=false deprecated=false "
               "description=\"\"",
-              told(defs, "a.b"));
+              described(defs, "a.b"));
 }
 
 TEST(ParamDefs, ReadsDefaultsOfEachType)
@@ -230,10 +230,10 @@ TEST(ParamDefs, FailsAnAssertionForADefaultOfAnotherType)
     EXPECT_THAT(failedAssertions(log), ElementsAre(failedAssertion(
                                            "paramInfo.m_type == paramInfo.m_defaultValue.getType()",
                                            "ParamDefs", s_szLogger)));
-    // The code goes on: the row is there with the default that the text gives.
+    // The constructor continues: the row exists, with the value that its default reads as.
     EXPECT_EQ(
         "type=INT default-value=udp run-time-settable=false deprecated=false description=\"\"",
-        told(defs, "a.port"));
+        described(defs, "a.port"));
 }
 
 TEST(ParamDefs, FailsAnAssertionForDefaultsThatReadAsANumberOrABool)
@@ -260,10 +260,10 @@ TEST(ParamDefs, FailsAnAssertionForASecondRowOfTheSameName)
                 ElementsAre(failedAssertion(
                     "insertionResult.first->data().m_type == ParameterValue::UNDEF_TYPE",
                     "ParamDefs", s_szLogger)));
-    // The code goes on: the later row holds.
+    // The constructor continues: the later row wins.
     EXPECT_EQ("type=STRING default-value=second run-time-settable=false deprecated=false "
               "description=\"\"",
-              told(defs, "a.b"));
+              described(defs, "a.b"));
     EXPECT_THAT(namesMatching(defs, "."), ElementsAre("a.b"));
 }
 
@@ -275,10 +275,10 @@ TEST(ParamDefs, FillsAPathNodeByALaterRow)
     EXPECT_THAT(namesMatching(defs, "."), ElementsAre("a.b", "a.b.c"));
     EXPECT_EQ(
         "type=BOOL default-value=true run-time-settable=false deprecated=false description=\"\"",
-        told(defs, "a.b"));
+        described(defs, "a.b"));
     EXPECT_EQ(
         "type=INT default-value=UNDEF run-time-settable=false deprecated=false description=\"\"",
-        told(defs, "a.b.c"));
+        described(defs, "a.b.c"));
 }
 
 TEST(ParamDefs, HangsARowBelowAnEarlierOne)
@@ -300,7 +300,7 @@ TEST(ParamDefs, KeepsNothingOfTheRows)
     strName = strDefault = strDescription = "xxx";
     EXPECT_EQ("type=STRING default-value=text run-time-settable=false deprecated=false "
               "description=\"A text.\"",
-              told(defs, "a.b"));
+              described(defs, "a.b"));
 }
 
 TEST(ParamDefs, BuildsTheLibrarysTableWithoutComplaint)
@@ -311,7 +311,7 @@ TEST(ParamDefs, BuildsTheLibrarysTableWithoutComplaint)
     EXPECT_EQ(std::size(s_paramDefsTable), namesMatching(defs, ".").size());
 }
 
-TEST(ParamDefs, TellsEachRowOfTheLibrarysTable)
+TEST(ParamDefs, DescribesEachRowOfTheLibrarysTable)
 {
     const ParamDefs defs;
     for (const ParameterRow& expected : s_paramDefsTable)
@@ -323,7 +323,7 @@ TEST(ParamDefs, TellsEachRowOfTheLibrarysTable)
         info.m_bRunTimeSettable = expected.bRunTimeSettable;
         info.m_bDeprecated = expected.bDeprecated;
         info.m_strDescription = expected.szDescription != nullptr ? expected.szDescription : "";
-        EXPECT_EQ(written(info), told(defs, expected.szName)) << expected.szName;
+        EXPECT_EQ(written(info), described(defs, expected.szName)) << expected.szName;
     }
 }
 
@@ -381,7 +381,7 @@ TEST(ParamDefs, KnowsTheNamesWithTheComponentsOfARowAndNoOthers)
         return components;
     };
     int iKnown = 0;
-    // All texts of up to seven of the three characters.
+    // All texts of up to seven characters out of three.
     std::vector<std::string> names{""};
     for (std::size_t uiName = 0; uiName < names.size(); ++uiName)
     {
@@ -396,7 +396,7 @@ TEST(ParamDefs, KnowsTheNamesWithTheComponentsOfARowAndNoOthers)
         EXPECT_EQ(bKnown, isKnown(defs, strName.c_str())) << '"' << strName << '"';
         iKnown += bKnown ? 1 : 0;
     }
-    EXPECT_EQ(15, iKnown) << "each with and without a dot at its end, but for the last row";
+    EXPECT_EQ(15, iKnown) << "each with and without a dot at its end, except the last row";
 }
 
 TEST(ParamDefs, LooksUpShortNamesAfterLongOnes)
@@ -435,7 +435,7 @@ TEST(ParamDefs, ListsEachNameWithWhatIsKnownOfIt)
     ASSERT_TRUE(defs.retrieve("traceShutdown", infos));
     ASSERT_EQ(1U, infos.size());
     EXPECT_EQ("keswardin.traceShutdown", infos[0].m_strName);
-    EXPECT_EQ(told(defs, "keswardin.traceShutdown"), written(infos[0]));
+    EXPECT_EQ(described(defs, "keswardin.traceShutdown"), written(infos[0]));
 }
 
 TEST(ParamDefs, LeavesOutNamesThatAreOnlyOnTheWayToOthers)
@@ -572,7 +572,7 @@ TEST(ParamDefs, GivesTheFirstOfTheNamesThatAreEquallyClose)
 {
     EXPECT_EQ("a.xa", closest(tableOf({row("a.xa"), row("a.xb")}), "a.xc"));
     EXPECT_EQ("a.xb", closest(tableOf({row("a.xb"), row("a.xa")}), "a.xc"));
-    // Not the first row: the iteration visits all below "b" before "c".
+    // Not the first row: the iteration visits all nodes below "b" before "c".
     EXPECT_EQ("b.c", closest(tableOf({row("b.a"), row("c"), row("b.c")}), ".c"));
 }
 
@@ -812,7 +812,7 @@ TEST(ParamDefs, HasNoWarningForParametersThatAreNotDeprecatedOrNotDefined)
     EXPECT_THAT(log.lines(), IsEmpty());
 }
 
-TEST(ParamDefs, TellsOfDeprecatedParametersAlsoWhereWarningsAreOff)
+TEST(ParamDefs, ReportsDeprecatedParametersAlsoWhereWarningsAreOff)
 {
     const CapturedLog log(ERROR_LOG_LEVEL);
     ParameterHashMap configuration;

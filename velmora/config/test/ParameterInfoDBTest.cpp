@@ -21,7 +21,7 @@ namespace Velmora::Test
 namespace
 {
 
-/// What a static constructor of a program sees.
+/// The result of a look-up in a static constructor of a program.
 const bool s_bKnownInStaticConstructor = []
 {
     ParameterInfo info;

@@ -28,7 +28,7 @@ std::string dumped(const Parameter& in_parameter)
     return stream.str();
 }
 
-/// Reads a line into a new parameter and tells what came of it.
+/// Reads a line into a new parameter and keeps the result.
 struct ReadLine
 {
     explicit ReadLine(const char* in_szLine,
@@ -42,7 +42,7 @@ struct ReadLine
     std::string strDump;
 };
 
-/// A table of known parameters of some types.
+/// Returns a table of known parameters of several types.
 const ParamDefs& someParameters()
 {
     static const ParameterRow s_rows[] = {
@@ -55,7 +55,7 @@ const ParamDefs& someParameters()
     return s_defs;
 }
 
-/// Reads a line by that table and tells what came of it.
+/// Reads a line with that table and keeps the result.
 struct ReadKnownLine
 {
     explicit ReadKnownLine(const char* in_szLine)
@@ -68,7 +68,7 @@ struct ReadKnownLine
     std::string strDump;
 };
 
-/// Reads a value and tells what came of it.
+/// Reads a value and keeps the result.
 struct ReadValue
 {
     ReadValue(const char* in_szText, ParameterValue::Type in_target)
@@ -285,7 +285,7 @@ TEST(Parameter, EndsTheNameAtTheFirstEqualsSign)
     EXPECT_EQ(read.strDump, "name=a type=STRING value=b = c");
 }
 
-TEST(Parameter, TellsWhenALineHasTheWrongType)
+TEST(Parameter, ReportsALineOfTheWrongType)
 {
     const ReadLine read("name = text", ParameterValue::BOOL_TYPE);
     EXPECT_EQ(read.result, INIT_WRONG_TYPE);
@@ -324,7 +324,7 @@ TEST(Parameter, ReadsALineByTheTypeOfTheKnownParameter)
     EXPECT_THAT(log.lines(), IsEmpty());
 }
 
-TEST(Parameter, TellsWhenTheTextDoesNotFitTheKnownParameter)
+TEST(Parameter, ReportsATextThatDoesNotFitTheKnownParameter)
 {
     const CapturedLog log;
     for (const auto& [szLine, szDump] : {std::pair("int=12.5", "name=int type=FLOAT value=12.5"),

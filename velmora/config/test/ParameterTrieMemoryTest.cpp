@@ -19,7 +19,7 @@ namespace Velmora::Test
 namespace
 {
 
-/// Longer than what a string or a stream holds without memory of its own.
+/// Longer than a string or a stream can hold without memory of its own.
 const std::string s_strLong(5000, 'x');
 
 ParameterValue valueOf(const std::string& in_strText)
@@ -29,8 +29,9 @@ ParameterValue valueOf(const std::string& in_strText)
     return value;
 }
 
-/// Does a work whose allocations fail, one after the other, until it is done. A failure is
-/// `std::bad_alloc`, and no failure is all of the result, which `in_isWhole` sees.
+/// Runs a piece of work whose allocations fail one after the other until it succeeds. Expects each
+/// failure to be `std::bad_alloc`, and the result of the success to be complete, which `in_isWhole`
+/// checks.
 template <class Work, class IsWhole>
 void expectAllOrBadAlloc(Work in_work, IsWhole in_isWhole)
 {

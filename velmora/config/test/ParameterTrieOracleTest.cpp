@@ -14,8 +14,8 @@ namespace Velmora::Test
 namespace
 {
 
-/// The replacement of tags as its expression tells it: "b" stands for "B", nothing else is known.
-/// Gives whether all tags were replaced.
+/// Replaces tags by the expression that defines them. "b" is replaced by "B", and no other name is
+/// known. Returns whether all tags were replaced.
 bool substituteByRegex(const std::string& in_strLine, std::string& out_strLine)
 {
     static const boost::regex s_tag("([^\\$]*)(\\$\\{)([^\\$\\{\\}]*)(\\})");

@@ -43,7 +43,7 @@ class ParameterTrieText : public testing::Test
         unsetenv("x");
     }
 
-    /// Reads a text without a table. Gives whether the stream has not failed.
+    /// Reads a text without a table. Returns whether the stream is still good.
     bool read(const std::string& in_strText, Lines* inout_pUnresolved = nullptr,
               const ParameterTrie* in_pOther = nullptr)
     {
@@ -58,7 +58,7 @@ class ParameterTrieText : public testing::Test
         return !stream.fail();
     }
 
-    /// What the trie writes, with ";" between entries.
+    /// Returns the text that the trie writes, with ";" between entries.
     std::string written() const
     {
         std::ostringstream stream;
@@ -421,12 +421,12 @@ TEST_F(ParameterTrieTags, TagsDoNotNest)
     Lines unresolved;
     EXPECT_FALSE(read("x=${a${b}}\n", &unresolved)) << "what is left has no equals sign";
     EXPECT_THAT(unresolved, IsEmpty());
-    // With the name behind the tag, the rest is a line.
+    // With the name after the tag, the rest is a line.
     EXPECT_TRUE(read("${b}x=${b}}\n"));
     EXPECT_EQ("type=STRING value=B}", dump("Bx"));
 }
 
-TEST_F(ParameterTrieTags, ADollarThatOpensNoTagDropsWhatStandsBeforeIt)
+TEST_F(ParameterTrieTags, ADollarThatOpensNoTagDropsTheTextBeforeIt)
 {
     expectParseError("x=a$b\n", 1, "b");
     expectParseError("x=$a$b=c d\nno\n", 2, "no");
@@ -440,7 +440,7 @@ TEST_F(ParameterTrieTags, ADollarAtTheEndIsAParseErrorOfNothing)
 
 TEST_F(ParameterTrieTags, AnUnclosedTagIsAParseError) { expectParseError("x=${a\n", 1, "{a"); }
 
-TEST_F(ParameterTrieTags, ADollarBeforeATagDropsWhatStandsBeforeIt)
+TEST_F(ParameterTrieTags, ADollarBeforeATagDropsTheTextBeforeIt)
 {
     EXPECT_TRUE(read("b=B\n"));
     EXPECT_TRUE(read("x=$y=${b}\n"));
@@ -481,9 +481,9 @@ TEST_F(ParameterTrieTags, APrefixInThisTrieDoesNotHideTheOther)
 
 TEST_F(ParameterTrieTags, TheEnvironmentIsAskedLast)
 {
-    setenv("HOME", "/home/somebody", 1);
+    setenv("HOME", "/home/operator", 1);
     EXPECT_TRUE(read("x=${HOME}\nHOME=here\ny=${HOME}\n"));
-    EXPECT_EQ("type=STRING value=/home/somebody", dump("x"));
+    EXPECT_EQ("type=STRING value=/home/operator", dump("x"));
     EXPECT_EQ("type=STRING value=here", dump("y"));
 }
 
@@ -659,7 +659,7 @@ TEST_F(ParameterTrieFiles, ALineThatResolvesToNoParameterIsDroppedAndTheOthersGo
                 Contains(errorLine(s_szLogger, "parse error. failed to parse : text")));
 }
 
-TEST_F(ParameterTrieFiles, TagsThatDoubleALineAgainAndAgainEndInAnError)
+TEST_F(ParameterTrieFiles, TagsThatDoubleALineRepeatedlyEndInAnError)
 {
     std::string strText = "x0=0123456789abcdef\n";
     for (int i = 1; i <= 40; ++i)
@@ -695,8 +695,8 @@ TEST_F(ParameterTrieFiles, TagsThatDoubleALineInTheVectorEndInAnError)
 
 TEST_F(ParameterTrieFiles, AFormatStringThatMultipliesALineLeavesItWaitingAsItWas)
 {
-    // The name "|" makes an expression that matches "${" and "}" alike, and "$`" and "$'" stand for
-    // what comes before and behind each of them.
+    // The name "|" makes an expression that matches both "${" and "}". In the format string, "$`"
+    // and "$'" are replaced by the text before and after each match.
     std::string strFormat;
     for (int i = 0; i < 20000; ++i)
         strFormat += "$`$'";
@@ -714,8 +714,8 @@ TEST_F(ParameterTrieFiles, AFormatStringThatMultipliesALineLeavesItWaitingAsItWa
 
 TEST_F(ParameterTrieFiles, NamesThatBringAboutLongerOnesWithoutEndLeaveTheirLineWaiting)
 {
-    // The name is an expression that matches the second line whatever it has become, and what it
-    // stands for makes a longer one of it: as a format string, "${0}" is what was matched.
+    // The name is an expression that matches the second line, whatever that has become, and the
+    // replacement makes the line longer: in a format string, "${0}" is the match.
     Lines unresolved{"x=${|}", "b=longer${0}"};
     const CapturedLog log(ERROR_LOG_LEVEL);
     EXPECT_TRUE(read("", &unresolved));
@@ -808,7 +808,7 @@ TEST_F(ParameterTrieTable, AValueOfTheWrongTypeIsStoredWithAWarning)
 namespace
 {
 
-/// A table that knows one parameter, which the table of the process does not.
+/// A table with one parameter that the table of the process does not know.
 class OtherTable : public ParameterInfoDB
 {
   public:
@@ -1018,7 +1018,8 @@ TEST_F(ParameterTrieEnvironment, AnUnclosedTagInANameIsAFailureAndNothingChanges
 namespace
 {
 
-/// The scopes that the reading of a text enters and exits, without those of the log's other levels.
+/// Returns the trace scopes that the reading of a text enters and exits, without the lines of other
+/// levels.
 std::vector<std::string> scopesOf(const CapturedLog& in_log)
 {
     std::vector<std::string> scopes;

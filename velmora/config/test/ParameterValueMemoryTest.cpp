@@ -18,7 +18,7 @@ using Velmora::Test::inAccountingProcess;
 namespace
 {
 
-/// What the allocator adds to each string.
+/// The number of bytes that the allocator adds to each string.
 constexpr int s_iBlockHeader = 16;
 
 int bytesHeld() { return Velmora::Test::bytesHeld("ParameterValue"); }
@@ -56,7 +56,7 @@ TEST(ParameterValueMemory, AStringFromANullBeginTakesOneByte)
         });
 }
 
-TEST(ParameterValueMemory, ACopyIsChargedAnew)
+TEST(ParameterValueMemory, ACopyIsChargedAgain)
 {
     inAccountingProcess(
         []
@@ -214,7 +214,7 @@ namespace
 
 using Velmora::Test::MallocFailure;
 
-/// Longer than what comes in chunks, so that `malloc` is asked for each copy.
+/// Too long for a chunk, so that each copy calls `malloc`.
 const std::string s_strLong(1000, 'x');
 
 ParameterValue longValue()
@@ -224,7 +224,7 @@ ParameterValue longValue()
     return value;
 }
 
-/// Whether a work fails for want of memory.
+/// Returns whether a piece of work fails for lack of memory.
 bool lacksMemory(const std::function<void()>& in_work)
 {
     try

@@ -52,7 +52,8 @@ class Comparison
         }
     }
 
-    /// How many texts gave this type, so that a test can tell that it has seen them all.
+    /// Returns the number of texts that yielded this type, so that a test can check that all types
+    /// occurred.
     [[nodiscard]] unsigned int count(ParameterValue::Type in_type) const
     {
         return m_uiTypes.at(in_type);
@@ -65,7 +66,7 @@ class Comparison
     std::array<unsigned int, s_targets.size()> m_uiTypes{};
 };
 
-/// Makes texts that look like numbers, nearly like numbers, and like nothing.
+/// Generates texts that are numbers, nearly numbers, and anything else.
 class TextGenerator
 {
   public:
@@ -120,7 +121,7 @@ class TextGenerator
         return strExponent;
     }
 
-    /// An integer around a limit of 32 or 64 bits, in any base.
+    /// Returns an integer near a limit of 32 or 64 bits, in any base.
     std::string nearLimit()
     {
         static const std::array<std::uint64_t, 6> s_limits{
@@ -158,7 +159,8 @@ class TextGenerator
         return fValue;
     }
 
-    /// The exact decimal text of the middle between two floats, or of its neighbourhood.
+    /// Returns the exact decimal text of the midpoint between two floats, or of a number close to
+    /// it.
     std::string halfwayFloat()
     {
         const float fValue = anyFloat();

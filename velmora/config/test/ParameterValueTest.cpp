@@ -29,7 +29,7 @@ namespace
 
 const std::string s_strLogger = "keswardin.infra.Parameter";
 
-/// A text so long that its memory is out of reach as soon as it is released.
+/// Returns a text so long that its memory is unmapped as soon as it is released.
 const std::string& hugeText()
 {
     static const std::string s_strText = std::string(std::size_t{40} << 20, 'x') + " 42";
@@ -76,7 +76,7 @@ std::string written(const ParameterValue& in_value)
     return stream.str();
 }
 
-/// What reading a text with a target gives, in the form of `dump`.
+/// Returns the result of reading a text with a target, in the form of `dump`.
 std::string outcome(const char* in_szText,
                     ParameterValue::Type in_target = ParameterValue::UNDEF_TYPE,
                     bool in_bTrim = true)
@@ -968,7 +968,7 @@ TEST(ParameterValue, IsUndefinedAfterAStreamHasEnded)
 namespace
 {
 
-/// What a stream that formats numbers in another way writes of a value.
+/// Returns the text that a stream with another number format writes for a value.
 template <class T>
 std::string writtenInGroups(T in_value, std::ios_base::fmtflags in_flags = {})
 {

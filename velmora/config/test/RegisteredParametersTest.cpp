@@ -72,7 +72,7 @@ bool isKnown(const char* in_szName)
     return ParameterInfoDB::getInstance().retrieve(in_szName, info);
 }
 
-/// What the table of the process knows of a name.
+/// Returns what the table of the process knows of a name.
 std::string knownOf(const char* in_szName)
 {
     ParameterInfo info;
@@ -102,7 +102,7 @@ std::string closest(const char* in_szName)
     return strName;
 }
 
-/// The row is refused with one line, and nothing of it is taken.
+/// Expects that the row is refused with one log line, and that nothing of it is registered.
 void expectRefusal(const ProgramParameter& in_row, const std::string& in_strReason)
 {
     const CapturedLog log;
@@ -129,7 +129,7 @@ int intOf(const ROConfiguration& in_config, const char* in_szName)
 
 } // namespace
 
-// What a row brings about
+// The effect of a row
 
 TEST(RegisteredParameters, AreKnownWithAllThatTheirRowsSay)
 {
@@ -287,7 +287,7 @@ TEST(RegisteredParameters, HaveTheBoundsThatTheirRowsSay)
     }
 }
 
-// What may be registered
+// Rows that are accepted
 
 TEST(RegisteredParameters, MayBeNoneAtAll)
 {
@@ -337,7 +337,7 @@ TEST(RegisteredParameters, MayHaveOneValueOnly)
     EXPECT_TRUE(registerRows({row}));
 }
 
-// What may not
+// Rows that are refused
 
 TEST(RegisteredParameters, AreRefusedWithoutAName)
 {
@@ -504,7 +504,7 @@ TEST(RegisteredParameters, AreTakenWhereOthersOfTheirArrayAreRefused)
     EXPECT_TRUE(isKnown("monitor.port"));
 }
 
-// When
+// The time of registration
 
 namespace
 {

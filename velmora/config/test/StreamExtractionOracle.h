@@ -13,9 +13,9 @@
 namespace Velmora::Test
 {
 
-/// `ParameterValue::initFromText` once more, in its plainest form and with the standard stream
-/// extraction for the numbers. It says what the library's own must give, and is what its speed is
-/// measured against; to be a fair peer it keeps its stream from one text to the next.
+/// The simplest implementation of `ParameterValue::initFromText`, with the standard stream
+/// extraction for numbers. Tests compare the library's results with it, and benchmarks its speed;
+/// for a fair comparison it reuses one stream for all texts.
 ///
 /// Thread-safety: an object belongs to one thread.
 class StreamExtractionOracle
@@ -144,7 +144,7 @@ class StreamExtractionOracle
     ParameterValue::Type m_target = ParameterValue::UNDEF_TYPE;
 };
 
-/// Whether two values are the same to the last bit, undefined ones and floats included.
+/// Returns whether two values are identical bit by bit, including undefined values and floats.
 inline bool areIdentical(const ParameterValue& in_left, const ParameterValue& in_right)
 {
     if (in_left.getType() != in_right.getType())

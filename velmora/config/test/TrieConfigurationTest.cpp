@@ -22,7 +22,7 @@ using testing::ElementsAre;
 namespace
 {
 
-/// The number of a parameter, -1 when it is not defined as one.
+/// Returns the value of an INT parameter; -1 if there is none.
 int numberOf(const TrieConfiguration& in_configuration, const char* in_szName)
 {
     int iValue = -1;
@@ -36,7 +36,7 @@ FailedAssertion nullName()
                            "keswardin.infra.TrieConfiguration");
 }
 
-/// How often small memory has been asked for.
+/// Returns the number of allocations of small blocks so far.
 std::uint64_t countAllocations()
 {
     std::uint64_t uiResult = 0;

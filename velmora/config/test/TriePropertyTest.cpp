@@ -22,7 +22,7 @@ using namespace Velmora::Test;
 namespace
 {
 
-/// A trie beside what it should be: all its nodes by their keys.
+/// A trie and its model: a map of all its nodes by their keys.
 template <class K>
 struct Pair
 {
@@ -72,7 +72,7 @@ class RandomOperations
 
     K randomElement()
     {
-        // Some nodes get more children than a list holds.
+        // Some nodes get more children than a table in the form of a list can hold.
         const unsigned int uiElement = m_random() % (m_random() % 8 == 0 ? 20 : 3);
         if constexpr (std::is_same_v<K, char>)
             return static_cast<char>(uiElement * 7 - 20);
@@ -88,7 +88,7 @@ class RandomOperations
         return key;
     }
 
-    /// Adds a key with all its prefixes; whether the key itself is new.
+    /// Adds a key with all its prefixes. Returns whether the key itself is new.
     static bool addToModel(Pair<K>& out_pair, const Key& in_key, int in_iData)
     {
         bool bAdded = false;
@@ -147,7 +147,7 @@ class RandomOperations
         ASSERT_EQ(found.data(), modelFound->second);
     }
 
-    /// Clears a node below the root, now and then the root.
+    /// Clears a node below the root, and sometimes the root itself.
     void clear(Pair<K>& out_pair)
     {
         const Key key = randomKey();

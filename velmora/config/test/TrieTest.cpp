@@ -47,7 +47,7 @@ CharTrie trieOf(const std::vector<std::pair<std::string, int>>& in_entries)
     return trie;
 }
 
-/// Key and data of each node in order.
+/// Returns key and data of each node in order.
 template <class TrieType>
 std::vector<std::pair<std::string, int>> contentOf(const TrieType& in_trie)
 {
@@ -60,7 +60,7 @@ std::vector<std::pair<std::string, int>> contentOf(const TrieType& in_trie)
     return result;
 }
 
-/// The siblings of a root in the order of their slots.
+/// Returns the keys of a root's children in the order of their slots.
 std::string childrenOf(const CharTrie& in_trie)
 {
     std::string strResult;
@@ -75,7 +75,7 @@ void expectHeld(std::size_t in_uiNodes, std::size_t in_uiTables)
     EXPECT_EQ(bytesHeld("InternalHashMap"), static_cast<int>(in_uiTables * 16));
 }
 
-/// Destroys a child and leaves a null edge to it.
+/// Destroys a child and leaves a null edge.
 void makeEdgeNull(CharTrie& inout_trie, char in_cKey)
 {
     const CharTrie::child_iterator edge = inout_trie.findChild(in_cKey);
@@ -284,7 +284,7 @@ TEST(Trie, ACopyHasTheTablesOfTheOriginalSlotForSlot)
             const int iTables = bytesHeld("InternalHashMap");
             const int iBlocks = bytesHeld("LMVector<T>");
             const CharTrie copy(trie);
-            // The tables of the smaller one are counted in both figures.
+            // Both figures include the tables of the smaller trie.
             EXPECT_EQ(bytesHeld("InternalHashMap"), iTables + 2 * 16);
             EXPECT_EQ(bytesHeld("LMVector<T>"), iBlocks + (8 * 16 + 10) + (16 + 9));
         });
@@ -334,7 +334,7 @@ TEST(Trie, TheDestructorGivesEverythingBack)
 namespace
 {
 
-/// Writes down when it dies.
+/// Records its destruction.
 struct Dying
 {
     Dying(int in_iNumber = 0) : iNumber(in_iNumber) {}
@@ -436,8 +436,8 @@ TEST(Trie, AssignmentRemovesChildrenAndKeepsTheOthersReachable)
 
 TEST(Trie, AssignmentErasesInTheOrderOfTheSlots)
 {
-    // Tables whose clusters wrap: erasing the first edge that is due, again and again from the
-    // beginning, is what the order comes from.
+    // Tables whose clusters wrap around. The expected order results from erasing the first edge
+    // that must go and starting again at the beginning.
     for (unsigned int uiKept = 0; uiKept != 1U << 12; ++uiKept)
     {
         const std::string strKeys = "nopq~\x7F/ONPQ_";
@@ -563,7 +563,7 @@ class TrieOfFragile : public testing::Test
 
     TrieOfFragile()
     {
-        // The data for nodes on the way is made once and stays.
+        // The default data of nodes on the way is made once and never destroyed.
         FragileTrie trie;
         const std::vector<Element> key(1);
         trie.fastInsert(key.begin(), key.end(), 1);
@@ -701,7 +701,7 @@ TYPED_TEST(TrieOfFragile, AFailedAssignmentLeavesAWholeTrie)
                         const std::vector<Live> elements(key.begin(), key.end());
                         ASSERT_NE(trie.fastFind(elements.begin(), elements.end()), nullptr);
                     }
-                    // A second attempt mends it.
+                    // A second attempt completes it.
                     trie = other;
                     ASSERT_THAT(TestFixture::contentOf(trie),
                                 testing::UnorderedElementsAreArray(after));
@@ -711,7 +711,7 @@ TYPED_TEST(TrieOfFragile, AFailedAssignmentLeavesAWholeTrie)
             }
             EXPECT_EQ(bytesHeld("Trie"), 0);
             EXPECT_EQ(bytesHeld("LMVector<T>") + bytesHeld("InternalHashMap"), 0);
-            // The data for nodes on the way.
+            // The default data of nodes on the way.
             EXPECT_EQ(Live::s_iLive, 1);
         });
 }
