@@ -1,4 +1,4 @@
-// Writes the reference of all known parameters, in Markdown, to a file:
+// Writes the reference of all known parameters to a file, in Markdown:
 //
 //     parameter-reference <file>
 
@@ -21,7 +21,8 @@ namespace
 
 using namespace Velmora;
 
-/// For names and groups, so that upper case does not stand before lower case.
+/// Orders names and groups without regard to case, so that upper case does not come before lower
+/// case.
 struct LessIgnoringCase
 {
     bool operator()(std::string_view in_left, std::string_view in_right) const
@@ -36,7 +37,7 @@ struct LessIgnoringCase
 using Group = std::vector<ParameterInfoWithName>;
 using Groups = std::map<std::string, Group, LessIgnoringCase>;
 
-/// What the parameters of a group are about. A group that is missing here goes without.
+/// The introduction of each group. A group that is not listed here has none.
 constexpr std::pair<std::string_view, std::string_view> s_groupTexts[] = {
     {"keswardin", "The process itself."},
     {"keswardin.b2bua", "Calls that the program joins itself, as a back-to-back user agent."},
@@ -88,18 +89,18 @@ constexpr std::pair<std::string_view, std::string_view> s_groupTexts[] = {
     {"keswardin.webserver", "The web server of the application."},
 };
 
-/// The units that the end of a name tells, the longer ends first.
+/// The unit for each ending of a name. A longer ending comes before one that it ends with.
 constexpr std::pair<std::string_view, std::string_view> s_units[] = {
     {"Bytes", "bytes"}, {"Msec", "ms"}, {"Sec", "s"}, {"Ms", "ms"}, {"Us", "µs"},
     {"MB", "MB"},       {"dB", "dB"},   {"DB", "dB"}, {"Db", "dB"},
 };
 
-/// A group is divided by one more component when it is larger than this; what then are too few for
-/// a group of their own stay where they are.
+/// A group with more parameters than this is divided by one more component of the names. Divisions
+/// with fewer parameters than the smallest division stay in the group.
 constexpr std::size_t s_uiLargestGroup = 25;
 constexpr std::size_t s_uiSmallestDivision = 4;
 
-/// The first so many components of a name, without its last one in any case.
+/// Returns the given number of components of a name from its beginning, but never the last one.
 std::string prefixOf(const std::string& in_strName, int in_iComponents)
 {
     std::size_t uiEnd = 0;
@@ -118,6 +119,7 @@ void divide(const std::string& in_strPrefix, const Group& in_group, int in_iComp
     for (const auto& [strPrefix, division] : divisions)
     {
         Group& rest = out_groups[in_strPrefix];
+        // The prefix is the same for names without a further component.
         if (strPrefix == in_strPrefix || division.size() < s_uiSmallestDivision)
             rest.insert(rest.end(), division.begin(), division.end());
         else if (division.size() > s_uiLargestGroup)
@@ -166,6 +168,7 @@ std::string_view textOf(const std::pair<std::string_view, std::string_view> (&in
 
 std::string_view unitOf(const ParameterInfoWithName& in_info)
 {
+    // Only numbers have units: other names may have such an ending by chance.
     if (in_info.m_type != ParameterValue::INT_TYPE && in_info.m_type != ParameterValue::FLOAT_TYPE)
         return {};
     const auto* const pFound = std::find_if(std::begin(s_units), std::end(s_units),
@@ -174,7 +177,7 @@ std::string_view unitOf(const ParameterInfoWithName& in_info)
     return pFound != std::end(s_units) ? pFound->second : std::string_view();
 }
 
-/// The text of a cell, in which a bar would begin the next one.
+/// Returns the text of a table cell. Bars are escaped, because a bar would begin the next cell.
 std::string cell(std::string_view in_strText)
 {
     std::string strResult;
@@ -193,6 +196,7 @@ std::string defaultOf(const ParameterInfo& in_info)
         return "";
     std::ostringstream text;
     text << in_info.m_defaultValue;
+    // A float without a fraction is printed without a point, and would read as an INT.
     if (in_info.m_type == ParameterValue::FLOAT_TYPE && text.str().find('.') == std::string::npos)
         text << ".0";
     return text.str().empty() ? "empty text" : '`' + text.str() + '`';
@@ -240,7 +244,7 @@ a warning with the closest one that is.
 | Group | Parameters | |
 |---|---|---|
 )";
-    // A heading's anchor has no dots and no upper case.
+    // The anchor of a heading has no dots and no upper case.
     for (const auto& [strGroup, group] : in_groups)
     {
         std::string strAnchor;

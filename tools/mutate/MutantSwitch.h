@@ -1,7 +1,8 @@
 #pragma once
 
-// Included by each source that `mutate` rewrites: whether a mutant is switched on, and a record of
-// those that a process has come to. Needs nothing of the library, and nothing that is made at load.
+// Included by each source that `mutate` rewrites: tests whether a mutant is switched on, and
+// records the mutants that a process reaches. Uses nothing of the library and nothing that needs
+// construction at load, because mutants may be reached before static constructors have run.
 
 #include <atomic>
 #include <cstdlib>
@@ -20,13 +21,15 @@ enum : int
     NONE = -1
 };
 
-/// The number in the environment variable `MUTANT`; read when the first mutant is reached.
+/// The number in the environment variable `MUTANT`. Read when the first mutant is reached.
 [[gnu::visibility("hidden")]] inline constinit std::atomic<int> s_iActive{NOT_READ_YET};
 
-/// The file of the environment variable `MUTANTS_REACHED`: a byte for each mutant, shared with the
-/// processes that this one starts.
+/// The contents of the file that the environment variable `MUTANTS_REACHED` names: one byte for
+/// each mutant, shared with the processes that this process starts.
 [[gnu::visibility("hidden")]] inline constinit std::atomic<char*> s_pReached{nullptr};
 
+/// Handles the first mutant of a process, and the recording. Ends the process with code 125 if the
+/// file for the record cannot be used.
 [[gnu::cold, gnu::noinline, gnu::visibility("hidden")]] inline bool rareCase(int in_iMutant)
 {
     if (s_iActive.load() == NOT_READ_YET)
@@ -55,7 +58,7 @@ enum : int
 
 } // namespace VelmoraMutants
 
-/// Whether this mutant is switched on.
+/// Returns whether this mutant is switched on.
 [[gnu::visibility("hidden")]] inline bool velmoraMutant(int in_iMutant)
 {
     const int iActive = VelmoraMutants::s_iActive.load(std::memory_order_relaxed);
