@@ -44,11 +44,13 @@ void ConfigCache::getParameter(const char* in_szParamName, ParameterValue& out_v
     const LogLevel level = getLogger().getLogLevel();
     const TraceScope traceScope(getLogger(), "ConfigCache::getParameter", level);
     out_value = ParameterValue();
+    // The components are parts of the name itself, so that a hit allocates nothing for them.
     const DottedComponents components(in_szParamName);
     const CachedValues* const pFound =
         m_cachedValues.fastFind(components.begin(), components.end());
     if (pFound != nullptr && pFound->data() != nullptr)
     {
+        // The level is known already; the macro alone would look for it again.
         if (level <= DEBUG_LOG_LEVEL) [[unlikely]]
             VELMORA_LOG_DEBUG("ConfigCache::getParameter cache hit");
         out_value = *pFound->data();
@@ -62,6 +64,7 @@ void ConfigCache::getParameter(const char* in_szParamName, ParameterValue& out_v
         VELMORA_ASSERT_TEXT(!m_hConfig.isNull(), "! m_hConfig.isNull()");
         return;
     }
+    // The output is set before memory is needed to remember the value.
     m_hConfig->getParameter(in_szParamName, out_value);
     nodeFor(in_szParamName).data() = makeCachedValue(out_value);
 }

@@ -45,6 +45,7 @@ bool ROConfiguration::getBoolParameter(const char* in_szParamName, bool& out_bVa
     ParameterValue value;
     getParameter(in_szParamName, value);
     const bool bFound = value.getType() == ParameterValue::BOOL_TYPE;
+    // The type is tested first: the conversion of another type would fail an assertion.
     out_bValue = bFound && static_cast<bool>(value);
     return bFound;
 }

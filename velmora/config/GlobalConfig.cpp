@@ -56,6 +56,7 @@ GivenHandles& givenHandles()
         auto* const pConfig = new GlobalConfigImpl;
         pConfig->publishToAssertions();
         auto* const pHandles = new GivenHandles;
+        // It adds itself to the exit list, which will delete it.
         const TSHandle<RWGlobalConfig>& hOnExitList = *new AceCleanupGlobalConfigHandle(pConfig);
         pHandles->rwGlobalConfig = hOnExitList;
         pHandles->globalConfig = pHandles->rwGlobalConfig;

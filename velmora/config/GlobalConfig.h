@@ -33,10 +33,11 @@ class ParameterTrie;
 ///
 /// Ownership: counted. The exit list holds one handle; all copies must be released before the exit
 /// list runs.
-/// Failure: no operation throws, even without memory; each false result is accompanied by a log
-/// line. A parameter that cannot be copied is undefined, and the output of `convertTo` is empty if
-/// it cannot be copied; both log a line. Parameters that were loaded before a failure stay. A
-/// stream that is to throw (`std::ios::exceptions`) gets its state set without an exception.
+/// Failure: no operation throws, even without memory. The operations that this class adds log a
+/// line when they return false. A parameter that cannot be copied is undefined, and the output of
+/// `convertTo` is empty if it cannot be copied; both log a line. Parameters that were loaded before
+/// a failure stay. A stream that is to throw (`std::ios::exceptions`) gets its state set without an
+/// exception.
 /// Thread-safety: all operations may be called on any thread. Readers do not block each other. A
 /// load first reads its sources and then blocks readers until it is done.
 /// `warnOnUnknownParameterNames` and `write` take no lock and must not run while another thread

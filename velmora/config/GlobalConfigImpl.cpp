@@ -119,6 +119,7 @@ class GlobalConfigImpl::Source
   public:
     explicit Source(const std::string& in_strUrl) : strUrl(in_strUrl), strPath(in_strUrl)
     {
+        // The scheme and the path are the groups; the host is ignored.
         Regexx rxx("^(\\w+)://[\\w\\.-]*/(.+)");
         // A text that is not a URL is a path.
         if (rxx.exec(in_strUrl) == 0)
@@ -151,6 +152,8 @@ class GlobalConfigImpl::Source
   private:
     void fetch()
     {
+        // Without a source or an answer, `parameters` stays empty, and loadDBURLNoMutex fails
+        // later.
         GlobalConfigSeam::DatabaseSource* const pSource = GlobalConfigSeam::getDatabaseSource();
         if (pSource != nullptr)
             parameters = pSource->fetch(strUrl);
@@ -206,6 +209,7 @@ catch (const std::bad_alloc&)
 bool GlobalConfigImpl::setParameter(const char* in_szParamName, const ParameterValue& in_value)
 try
 {
+    // The table needs no lock, so the lock of the configuration is taken after these checks.
     ParameterInfo info;
     if (!ParameterInfoDB::getInstance().retrieve(in_szParamName, info))
     {
@@ -259,6 +263,7 @@ try
     if (inout_stream.good())
         whole.read(*inout_stream.rdbuf());
     std::istream text(&whole);
+    // A stream that had failed before is not read and makes the load fail.
     text.setstate(inout_stream.rdstate());
     const WriteLock lock(*this);
     std::vector<std::string> unresolved;
@@ -398,6 +403,7 @@ void GlobalConfig::getConfigOptionsFromCmdline(int in_argc, char** in_argv,
                                   "");
         po::variables_map variables;
         po::store(po::parse_command_line(in_argc, in_argv, description), variables);
+        // Only this writes the output: a command line that cannot be parsed leaves it unchanged.
         po::notify(variables);
     }
     catch (const std::exception& error)
@@ -591,6 +597,7 @@ ParameterTrie GlobalConfigImpl::loggingSections() const
 {
     ParameterTrie sections;
     const ReadLock lock(m_mutex);
+    // The second section holds the settings of the log files of calls.
     for (const char* const szSection : {"log4cplus", "keswardin.infra.CallLogger"})
         if (const auto found = m_trie.find(szSection); found != m_trie.end())
             *sections.insert(szSection, ParameterValue()).first = *found;

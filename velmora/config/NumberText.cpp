@@ -15,6 +15,7 @@ namespace
 {
 
 constexpr std::uint64_t s_uiLargestUnsigned = std::numeric_limits<std::uint32_t>::max();
+/// The magnitude of the smallest int.
 constexpr std::uint64_t s_uiLargestNegated = std::uint64_t{1} << 31;
 
 constexpr unsigned int s_uiNoDigit = 255;
@@ -56,6 +57,7 @@ bool readUnsigned(std::string_view in_digits, int& out_iValue)
     std::uint64_t uiValue = 0;
     if (!readDigits<t_uiBase>(in_digits, s_uiLargestUnsigned, uiValue))
         return false;
+    // Numbers above the largest int become negative, as the low 32 bits of a long would.
     out_iValue = static_cast<int>(static_cast<std::uint32_t>(uiValue));
     return true;
 }

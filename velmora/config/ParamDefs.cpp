@@ -97,6 +97,7 @@ const ParameterInfo* ParamDefs::addParameter(const char* in_szName, ParameterVal
     paramInfo.m_type = in_type;
     if (in_szDefault != nullptr)
     {
+        // Read without a target: the form of the text alone must give the row's type.
         paramInfo.m_defaultValue.initFromText(in_szDefault, ParameterValue::UNDEF_TYPE, true);
         if (paramInfo.m_type != paramInfo.m_defaultValue.getType())
             VELMORA_FILE_LOG_ERROR("parameter " << in_szName << " default value type mismatch");
@@ -132,6 +133,7 @@ void ParamDefs::listDefinitions()
 
 void ParamDefs::indexDefinitions()
 {
+    // Filled when the list is complete: the keys refer to its names, which move while it grows.
     m_index.reserve(m_definitions.size());
     for (const Definition& definition : m_definitions)
         m_index.emplace(definition.strName, definition.known);
@@ -296,6 +298,8 @@ bool ParamDefs::validateParamValue(const char* in_szName, ParameterValue& inout_
     {
         ParameterValue converted;
         converted = static_cast<float>(static_cast<int>(inout_value));
+        // Bounds of a FLOAT are floats, so the converted value is tested, and the caller's changes
+        // only if it fits.
         if (!isWithinBounds(in_szName, known, converted))
             return false;
         inout_value = converted;

@@ -367,6 +367,8 @@ void ParameterValue::initFromText(const char* in_szText, Type in_target, bool in
     // The text may be part of the old string, so that is released last.
     ParameterValue value;
     const ScannedText scanned = scan(in_szText, in_bTrim);
+    // The scan rules most attempts out: a text with an inner blank is a string, and a text without
+    // a digit is no number.
     const bool bDecided = !scanned.bHasInnerBlank &&
                           ((scanned.bHasDigit && initFromNumber(value, scanned.text, in_target)) ||
                            initFromBool(value, scanned.text, in_target));
@@ -487,6 +489,7 @@ void ParameterValue::copy(const ParameterValue& in_value)
     if (in_value.m_type == STRING_TYPE)
         initUnionFromString(in_value.m_payload.szString, nullptr);
     else
+        // The whole word, whichever field is valid.
         std::memcpy(&m_payload, &in_value.m_payload, sizeof m_payload);
     m_type = in_value.m_type;
 }
@@ -548,6 +551,7 @@ void ParameterValueVector::initFrom(const ParameterValue& in_value)
     if (in_value.getType() == ParameterValue::STRING_TYPE)
     {
         std::istringstream text{std::string(static_cast<const char*>(in_value))};
+        // The classic locale decides what a blank is.
         text.imbue(std::locale::classic());
         text >> *this;
         // A stream sets badbit if there is no memory for a token. That is not the end of the list.
@@ -568,6 +572,7 @@ std::istream& operator>>(std::istream& in_stream, ParameterValueVector& out_valu
     ParameterValue value;
     while (in_stream >> value)
         out_values.push_back(std::move(value));
+    // At the end of the text, the state of the stream only says that there are no more values.
     if (in_stream.eof())
         in_stream.clear();
     VELMORA_FILE_ASSERT_TEXT(!in_stream.fail(), "is != 0");

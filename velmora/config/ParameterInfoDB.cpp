@@ -50,6 +50,7 @@ const ParameterInfoDB& emptyTable()
 // Kept out of line, so that `getInstance` is only a load and a test.
 [[gnu::noinline]] const ParameterInfoDB& makeInstance()
 {
+    // Made once: after the exit list has destroyed the table, it is not made again.
     static const bool s_bMade = []
     {
         s_pInstance.store(new ParamDefsOfProcess, std::memory_order_release);

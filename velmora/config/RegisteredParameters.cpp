@@ -30,6 +30,7 @@ bool hasEmptyComponent(std::string_view in_strName)
 
 bool isNoCharacterOfNames(char in_character)
 {
+    // Bytes from 0x80 on are negative here and pass, so that a name may have UTF-8 characters.
     return (in_character >= '\0' && in_character <= ' ') ||
            std::string_view("=#${}\x7F").find(in_character) != std::string_view::npos;
 }
@@ -206,6 +207,7 @@ RegisteredParameters::~RegisteredParameters()
     m_place.clear(this);
     ParamDefs* pTable = m_begin.load(std::memory_order_acquire);
     while (pTable != nullptr && pTable != &m_end)
+        // The end is a member and was not made with `new`.
         delete std::exchange(pTable, pTable->m_ownNext.load(std::memory_order_acquire));
 }
 
@@ -247,6 +249,7 @@ void RegisteredParameters::add(std::span<const ProgramParameter> in_rows,
         if (!rows.empty())
             pTable.reset(new ParamDefs(std::span(rows)));
         ParamDefs* pNone = nullptr;
+        // The table is complete before it is appended, because readers take no lock.
         if (pTable != nullptr && !pEnd->compare_exchange_strong(pNone, pTable.get()))
             // Another thread has appended its table first. Its rows may have the same names, so
             // these rows are checked again.
@@ -290,6 +293,7 @@ RegisteredParameters::check(std::span<const ProgramParameter> in_rows, bool in_b
         if (strMisfit.empty())
         {
             const std::optional<Row> known = findRow(row.name(), read);
+            // Code that two plug-ins share may register a row twice, even after the list is closed.
             if (known && known->isSameAs(row))
                 continue;
             if (known)
