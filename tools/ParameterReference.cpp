@@ -222,10 +222,9 @@ void writeIntroduction(std::ostream& out_stream, const Groups& in_groups)
 <!-- Written by scripts/parameter-reference from velmora/config/ParamDefsTable.h; changes made here are lost. -->
 
 These are the )"
-               << uiCount
-               << R"( parameters that a configuration may set, in the order of the alphabet.
-A line of a configuration file sets one, as in `keswardin.gw.ringTimeoutMs = 45000`. A name that is not listed here draws
-a warning with the closest one that is.
+               << uiCount << R"( parameters that a configuration may set, in alphabetical order.
+A line of a configuration file sets one, as in `keswardin.gw.ringTimeoutMs = 45000`. For a name that is not listed, a
+warning names the closest one that is.
 
 | Type | What a value looks like |
 |---|---|
@@ -234,12 +233,11 @@ a warning with the closest one that is.
 | BOOL | `true` or `false` |
 | FLOAT | a number with a point or an exponent; a whole number is taken as well |
 
-- A parameter without a default has no value until it is set; then the program does without it, or as its description
-  says.
+- A parameter without a default has no value until it is set. Its description says what the program does without it.
 - Values are read when the program starts. A parameter that is **settable at run time** can be changed later.
 - A program does not start with a **deprecated** parameter in its configuration; a warning says what to use instead.
   Descriptions name parameters without the leading `keswardin.`.
-- The unit is told where the end of the name says it.
+- The end of a name gives the unit, as in `ringTimeoutMs`.
 
 | Group | Parameters | |
 |---|---|---|

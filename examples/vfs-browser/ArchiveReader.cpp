@@ -33,7 +33,7 @@ constexpr std::size_t s_uiMostAtOnce = 4 * s_uiMiB;
 
 constexpr std::size_t s_uiMostRemarks = 10;
 
-constexpr const char* s_szDamaged = "; it is damaged or incomplete, get it anew";
+constexpr const char* s_szDamaged = "; it is damaged or incomplete, get it again";
 constexpr const char* s_szNoArchive =
     "it is neither a tar archive, plain or compressed, nor a Debian package";
 

@@ -124,7 +124,7 @@ std::string repeated(std::string_view in_text, std::size_t in_uiTimes)
 /// A name of an implementation: only what it says of members is compared.
 const std::string s_strRefused = "cannot read the archive test.tar";
 
-const std::string s_strDamaged = "; it is damaged or incomplete, get it anew";
+const std::string s_strDamaged = "; it is damaged or incomplete, get it again";
 
 const std::string s_strOverLimit =
     ": it takes more than the limit of 1 MiB in memory; allow more, if it can be trusted";

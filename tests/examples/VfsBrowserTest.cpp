@@ -244,7 +244,7 @@ TEST_F(VfsBrowser, FailsOnATruncatedPackage)
     EXPECT_THAT(
         result.strOutput,
         testing::MatchesRegex("ERROR - cannot read the archive [^\n]*: Truncated ar archive; "
-                              "it is damaged or incomplete, get it anew\n"));
+                              "it is damaged or incomplete, get it again\n"));
 }
 
 TEST_F(VfsBrowser, SaysWhatItsParametersAre)
