@@ -41,10 +41,11 @@ void takeOverLogOfACE(Log4cplusBackend& in_backend)
 ACEBackend::ACEBackend() : m_pLog4cplusBackend(std::make_unique<Log4cplusBackend>())
 {
     // log4cplus starts four threads for appenders that append asynchronously. A child that forks
-    // and exits would wait for them forever, and the library is to leave no thread to the program.
+    // and exits would wait for them forever, and the library must not leave threads in the program.
     log4cplus::initialize();
     log4cplus::shutdownThreadPool();
 
+    // Nothing is on the exit list before this, so the bridge is deleted last.
     ACE_Object_Manager::at_exit(this, nullptr, "ACEBackend");
     takeOverLogOfACE(*m_pLog4cplusBackend);
     log4cplus::BasicConfigurator::doConfigure(log4cplus::Logger::getDefaultHierarchy());
@@ -52,6 +53,7 @@ ACEBackend::ACEBackend() : m_pLog4cplusBackend(std::make_unique<Log4cplusBackend
 
 ACEBackend::~ACEBackend()
 {
+    // ACE may log after this, and must not call the deleted backend.
     ACE_Log_Msg::instance()->clr_flags(ACE_Log_Msg::CUSTOM);
     ACE_Log_Msg::msg_backend(nullptr);
     backendOfProcess().clear(this);

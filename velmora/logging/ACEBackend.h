@@ -11,12 +11,11 @@ namespace Velmora
 
 class Log4cplusBackend;
 
-/// The bridge from ACE's log to log4cplus, and the oldest entry of the exit list: it brings
-/// log4cplus up before the first line is logged, and stands until everything else on the list has
-/// gone.
+/// Routes the log of ACE to log4cplus. Being the oldest entry of the exit list, it initializes
+/// log4cplus before the first line is logged, and is deleted after all other entries.
 ///
-/// Ownership: the exit list's.
-/// Failure: when ACE's log cannot be opened, the process ends with exit code 1.
+/// Ownership: owned by the exit list.
+/// Failure: if the log of ACE cannot be opened, the process exits with code 1.
 class VELMORA_API ACEBackend : public ACE_Cleanup
 {
   public:
@@ -29,9 +28,9 @@ class VELMORA_API ACEBackend : public ACE_Cleanup
     std::unique_ptr<Log4cplusBackend> m_pLog4cplusBackend;
 };
 
-/// The one of this process, made on the first call in its first copy of the library. Null once the
-/// exit list has run.
-/// Thread-safety: may be called on any thread.
+/// Returns the bridge of this process, which the first call in the first copy of the library makes.
+/// Returns null once the exit list has run.
+/// Thread-safety: may be called from any thread.
 VELMORA_API ACEBackend* getACEBackend();
 
 } // namespace Velmora

@@ -13,8 +13,8 @@ namespace Velmora
 namespace
 {
 
-/// Logs how such a logger comes and goes, on a logger of log4cplus itself, so that the line cannot
-/// lead back here.
+/// Logs that a logger is made or deleted. Calls `forcedLog` of log4cplus itself, so that the line
+/// cannot come back here.
 void logLife(const char* in_szEvent, const log4cplus::tstring& in_strName)
 {
     const Logger logger("keswardin.infra.Logger");
@@ -23,15 +23,15 @@ void logLife(const char* in_szEvent, const log4cplus::tstring& in_strName)
                                             __FILE__, __LINE__);
 }
 
-/// The same for the end of one.
+/// Logs that a logger is deleted, and throws nothing.
 void logEnd(const Logger& in_logger, const char* in_szEvent)
 {
     withoutThrowing(&in_logger, "exception while a logger ends",
                     [&] { logLife(in_szEvent, in_logger.getName()); });
 }
 
-/// The file-scope loggers that the exit list has not deleted yet. Never destroyed, since it is
-/// asked after static destructors have run.
+/// The file-scope loggers that the exit list has not deleted. Never destroyed, because it is
+/// queried after static destructors have run.
 class LivingLoggers
 {
   public:
@@ -60,6 +60,7 @@ class LivingLoggers
     }
 
   private:
+    /// Guards m_loggers. Only operations of the set run while it is held.
     ACE_Thread_Mutex m_mutex;
     std::unordered_set<const void*> m_loggers;
 };
@@ -71,7 +72,8 @@ std::atomic<bool> AceCleanupLogger::s_bHasDeleted{false};
 AceCleanupLogger::AceCleanupLogger(const char* in_szName) : Logger(in_szName)
 {
     logLife("AceCleanupLogger::AceCleanupLogger name = ", in_szName);
-    // Behind whatever may throw: a logger that has not come into being does not live.
+    // Last, after everything that may throw: a logger whose constructor throws must not be in the
+    // set.
     LivingLoggers::getInstance().add(this);
     ACE_Object_Manager::at_exit(this, &AceCleanupLogger::cleanupFunc, nullptr, in_szName);
 }

@@ -7,10 +7,10 @@
 namespace Velmora
 {
 
-/// A logger that lives until the exit list of the ACE object manager deletes it. A source file's
-/// own logger is one (see "velmora/logging/FileScopeLogger.h").
+/// A logger that the exit list of the ACE object manager deletes. The logger of a source file is
+/// one (see "velmora/logging/FileScopeLogger.h").
 ///
-/// Ownership: the exit list's; must be made with `new`.
+/// Ownership: owned by the exit list; must be made with `new`.
 class VELMORA_API AceCleanupLogger : public Logger
 {
   public:
@@ -19,12 +19,12 @@ class VELMORA_API AceCleanupLogger : public Logger
     AceCleanupLogger& operator=(const AceCleanupLogger&) = delete;
     ~AceCleanupLogger() override;
 
-    /// Deletes the object, if there is one; the second argument is not used.
+    /// Deletes the object if the pointer is not null. The second argument is not used.
     static void cleanupFunc(void* in_pObject, void* in_pParam);
 
-    /// The logger itself, or null once the exit list has deleted it: the pointer, which then leads
-    /// nowhere, is only compared. Costs one test of a bool until the first such logger of the
-    /// process has been deleted.
+    /// Returns the logger, or null once the exit list has deleted it. The pointer may dangle, since
+    /// it is only compared. Costs one test of a bool until the first logger of this class is
+    /// deleted.
     static const AceCleanupLogger* ifAlive(const AceCleanupLogger* in_pLogger)
     {
         if (!hasExitListDeletedLoggers()) [[likely]]
@@ -32,7 +32,7 @@ class VELMORA_API AceCleanupLogger : public Logger
         return isAmongLiving(in_pLogger) ? in_pLogger : nullptr;
     }
 
-    /// Whether a logger of this class has been deleted in this process.
+    /// Returns whether a logger of this class has been deleted in this process.
     static bool hasExitListDeletedLoggers()
     {
         return s_bHasDeleted.load(std::memory_order_relaxed);
@@ -44,10 +44,9 @@ class VELMORA_API AceCleanupLogger : public Logger
     static std::atomic<bool> s_bHasDeleted;
 };
 
-/// A logger with a cached level that lives until the exit list of the ACE object manager deletes
-/// it.
+/// A logger with a cached level that the exit list of the ACE object manager deletes.
 ///
-/// Ownership: the exit list's; must be made with `new`.
+/// Ownership: owned by the exit list; must be made with `new`.
 class VELMORA_API AceCleanupCachedLLLogger : public CachedLLLogger
 {
   public:
@@ -56,7 +55,7 @@ class VELMORA_API AceCleanupCachedLLLogger : public CachedLLLogger
     AceCleanupCachedLLLogger& operator=(const AceCleanupCachedLLLogger&) = delete;
     ~AceCleanupCachedLLLogger() override;
 
-    /// Deletes the object, if there is one; the second argument is not used.
+    /// Deletes the object if the pointer is not null. The second argument is not used.
     static void cleanupFunc(void* in_pObject, void* in_pParam);
 };
 

@@ -7,13 +7,15 @@
 namespace Velmora
 {
 
-/// A logger that can keep the level in force in a field of its own, so that a line which is off
-/// costs one comparison of an integer: no walk of the hierarchy, no call.
+/// A logger that can cache its effective level in a field, so that a disabled line costs one
+/// integer comparison, without a walk of the hierarchy or a function call.
 ///
-/// The cache is a deliberate snapshot. Nothing but the operations of this object changes it: a new
-/// configuration or a new level of a parent reaches it only after `reset` or `setLogLevel`.
+/// The cache is a deliberate snapshot. Only the operations of this object change it: a new
+/// configuration or a new level of a parent takes effect after `reset`, `cacheLogLevel` or
+/// `setLogLevel`.
 ///
-/// Thread-safety: as `Logger`. The field is not synchronised; another thread may see a change late.
+/// Thread-safety: as for `Logger`. The cached level is not synchronised; another thread may see a
+/// change late.
 class VELMORA_API CachedLLLogger : public Logger
 {
   public:
@@ -22,13 +24,13 @@ class VELMORA_API CachedLLLogger : public Logger
     CachedLLLogger(const CachedLLLogger& in_logger);
     ~CachedLLLogger() override;
 
-    /// Becomes a handle on the other's entry and forgets the cached level.
+    /// Makes this a handle on the other logger's entry, and drops the cached level.
     CachedLLLogger& operator=(const Logger& in_logger);
 
-    /// Becomes a handle on the other's entry and takes its cached level.
+    /// Makes this a handle on the other logger's entry, and copies its cached level.
     CachedLLLogger& operator=(const CachedLLLogger& in_logger);
 
-    /// Forgets the cached level. Gives true.
+    /// Drops the cached level. Returns true.
     bool reset() override;
 
     using Logger::log;
@@ -37,20 +39,20 @@ class VELMORA_API CachedLLLogger : public Logger
     virtual void log(LogLevel in_logLevel, const std::string& in_strMessage, const char* in_szFile,
                      int in_iLine) const;
 
-    /// Whether a line of this level passes, by the cached level if there is one.
+    /// Returns whether a line of this level is enabled, by the cached level if there is one.
     [[nodiscard]] bool isEnabledFor(LogLevel in_logLevel) const
     {
-        // Since NOT_SET_LOG_LEVEL lies below all levels, a line that is off needs no second test.
+        // NOT_SET_LOG_LEVEL is below all levels, so a disabled line needs no second test.
         const LogLevel cached = getCachedLogLevel();
         if (cached > in_logLevel) [[likely]]
             return false;
         return cached != NOT_SET_LOG_LEVEL || Logger::isEnabledFor(in_logLevel);
     }
 
-    /// The cached level if there is one, else the level in force, which is not kept.
+    /// Returns the cached level if there is one, else the effective level, without caching it.
     [[nodiscard]] LogLevel getLogLevel() const
     {
-        // The first comparison is all that a trace scope needs when it is off.
+        // A disabled trace scope needs only the first comparison.
         const LogLevel cached = getCachedLogLevel();
         if (cached >= 1) [[likely]]
             return cached;
@@ -60,7 +62,7 @@ class VELMORA_API CachedLLLogger : public Logger
     /// Sets the level of the entry in the hierarchy, and caches it.
     void setLogLevel(LogLevel in_logLevel);
 
-    /// Caches the level in force.
+    /// Caches the effective level.
     void cacheLogLevel();
 
   private:
@@ -73,7 +75,7 @@ class VELMORA_API CachedLLLogger : public Logger
         m_cachedLogLevel.store(in_logLevel, std::memory_order_relaxed);
     }
 
-    /// Read and written as a plain integer is.
+    /// Accessed in relaxed order, so that it costs no more than a plain integer.
     std::atomic<LogLevel> m_cachedLogLevel{NOT_SET_LOG_LEVEL};
 };
 

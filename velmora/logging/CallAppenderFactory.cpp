@@ -33,8 +33,9 @@ constexpr unsigned int s_uiDirectoryMode = 0755;
 [[maybe_unused]] const CallAppenderFactory* const __force_init_singleton__CallAppenderFactory =
     (bringUpLibrary(), CallAppenderFactory::getInstance());
 
-/// A file of properties for the logging mostly leaves these parameters to the configuration of the
-/// process. What neither has gets the default.
+/// Reads a parameter from the logging configuration or else from the configuration of the process,
+/// since a properties file for logging usually leaves it out. If neither has it, the value keeps
+/// its default.
 template <class T>
 void read(bool (ROConfiguration::*in_get)(const char*, T&) const, const ParameterTrie& in_trie,
           const char* in_szName, T& inout_value)
@@ -158,7 +159,8 @@ bool CallAppenderFactory::readProperties(const ParameterTrie& in_trie)
     }
     m_properties = log4cplus::helpers::Properties();
     ParameterTrie(*found).convertTo(m_properties);
-    // They would keep what an earlier call has left in the file, and lose the identifiers.
+    // "Append" would keep the lines of an earlier call in the file. "AsyncAppend" would queue a
+    // clone of each event, and a clone has no identifiers.
     m_properties.removeProperty("Append");
     m_properties.removeProperty("AsyncAppend");
     FileAppenders::addDefaults(m_properties);

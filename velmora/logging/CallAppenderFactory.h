@@ -15,8 +15,8 @@ namespace Velmora
 
 class ParameterTrie;
 
-/// The parameters of the files of calls: whether they stand in a directory for each hour, what is
-/// in front of the id and behind it in their names, and that one call out of so many has a file.
+/// The parameters of call files: whether there is a directory for each hour, the prefix and the
+/// suffix of file names, and that one call in every n has a file.
 inline constexpr const char* s_szINFRA_CALLLOGGER_DATETIMEDIRECTORY_PARAM =
     "keswardin.infra.CallLogger.dateTimeDirectory";
 inline constexpr const char* s_szINFRA_CALLLOGGER_OUTPUTFILEPREFIX_PARAM =
@@ -26,11 +26,12 @@ inline constexpr const char* s_szINFRA_CALLLOGGER_OUTPUTFILESUFFIX_PARAM =
 inline constexpr const char* s_szINFRA_CALLLOGGER_LOG1CALLOUTOF_PARAM =
     "keswardin.infra.CallLogger.log1CallOutOf";
 
-/// The name of the appender that marks, in a configuration of logging, the loggers whose lines go
-/// to the files of calls.
+/// The name of the appender that marks, in a logging configuration, the loggers whose lines go to
+/// the call files.
 inline constexpr const char* s_szCallLogAppender = "CALL_LOG_APPENDER";
 
-/// Makes the appenders of calls, from the section of an appender that is itself only a mark:
+/// Makes the appenders of calls. Their properties are in the section of an appender that is itself
+/// only a marker:
 ///
 ///     log4cplus.rootLogger=DEBUG, FILE, CALL_LOG_APPENDER
 ///     log4cplus.appender.CALL_LOG_APPENDER=log4cplus::NullAppender
@@ -38,15 +39,15 @@ inline constexpr const char* s_szCallLogAppender = "CALL_LOG_APPENDER";
 ///     log4cplus.appender.CALL_LOG_APPENDER.layout=log4cplus::PatternLayout
 ///     log4cplus.appender.CALL_LOG_APPENDER.layout.ConversionPattern=%d{%H:%M:%S.%q} %-5p %c - %m%n
 ///
-/// All of the section becomes properties of each file, but for "Append" and "AsyncAppend": a file
-/// begins empty, and its lines are written when they are logged. "ReopenDelay" is 0 unless the
-/// section says otherwise, so that a line which cannot be written loses none that follow. For
-/// file names see `CallFileName`.
+/// All properties of the section apply to each file, except "Append" and "AsyncAppend": a file
+/// begins empty, and each line is written when it is logged. "ReopenDelay" is 0 unless the section
+/// sets it, so that a failed write does not lose the lines that follow. For file names see
+/// `CallFileName`.
 ///
-/// The factory in use belongs to the `CallDataRegistry`. The one that `getInstance` gives is never
-/// configured by the library.
+/// The factory in use belongs to the `CallDataRegistry`. The library never configures the one that
+/// `getInstance` returns.
 ///
-/// Thread-safety: none but that of its owner.
+/// Thread-safety: none; the owner serializes the calls.
 class VELMORA_API CallAppenderFactory : public ObjectWithLogger<CachedLLLogger>
 {
   public:
@@ -57,14 +58,15 @@ class VELMORA_API CallAppenderFactory : public ObjectWithLogger<CachedLLLogger>
 
     static CallAppenderFactory* getInstance();
 
-    /// Reads the section of the mark from a configuration, and the parameters above from there or
-    /// else from the configuration of the process. Makes the directory.
-    /// Failure: false, and an error in the log. A factory that was configured before goes on with
-    /// what it had, but for what had been read by then.
+    /// Reads the section of the marker from a configuration. Reads the parameters above from the
+    /// same configuration or, if they are not there, from the configuration of the process. Makes
+    /// the directory.
+    /// Failure: returns false and logs an ERROR. A factory that was configured before keeps its
+    /// settings, except those that were read before the failure.
     bool configure(const ParameterTrie& in_trie);
 
-    /// The parameters above. What a configuration leaves out comes from that of the process, and
-    /// else has its default.
+    /// The values of the parameters above. A parameter that a configuration does not set comes from
+    /// the configuration of the process; without that, it has its default.
     struct Parameters
     {
         bool bDateTimeDirectory = false;
@@ -74,14 +76,16 @@ class VELMORA_API CallAppenderFactory : public ObjectWithLogger<CachedLLLogger>
     };
     static Parameters readParameters(const ParameterTrie& in_trie);
 
-    /// The same with parameters that have been read before, which takes the lock of the
-    /// configuration of the process: for an owner with locks that come after it.
+    /// Configures the factory with parameters that were read before. Reading them takes the lock of
+    /// the configuration of the process, so a caller whose own locks come after that one reads them
+    /// before it takes its locks.
     bool configure(const ParameterTrie& in_trie, const Parameters& in_parameters);
 
-    /// An appender with a new, empty file for a call, the first of each group of so many. Makes the
-    /// directories that are missing.
-    /// Failure: null and an error in the log. A file that cannot be opened is reported by
-    /// log4cplus; its appender tries again while lines come.
+    /// Returns an appender with a new, empty file for the first call of each group of n calls.
+    /// Returns null for the other calls, and for all calls before `configure` has succeeded. Makes
+    /// missing directories.
+    /// Failure: returns null and logs an ERROR. If the file cannot be opened, log4cplus reports it,
+    /// and the appender tries again as lines arrive.
     log4cplus::SharedAppenderPtr newAppender(const char* in_szCallId);
 
   private:
@@ -101,6 +105,7 @@ class VELMORA_API CallAppenderFactory : public ObjectWithLogger<CachedLLLogger>
     std::string m_strPrefix;
     std::string m_strSuffix;
     log4cplus::helpers::Properties m_properties;
+    /// How many calls have asked for an appender; picks one call in every `m_uiLog1CallOutOf`.
     std::size_t m_uiCallCounter = 0;
     std::size_t m_uiLog1CallOutOf = 1;
 };

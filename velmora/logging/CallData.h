@@ -7,10 +7,10 @@
 namespace Velmora
 {
 
-/// What all that take part in a call have in common.
+/// The data that all participants of a call share.
 ///
-/// Ownership: the `CallDataRegistry`'s, as long as there are handles on the call.
-/// Thread-safety: all operations may be called on any thread.
+/// Ownership: owned by the `CallDataRegistry`, while there are handles on the call.
+/// Thread-safety: all operations may be called from any thread.
 class VELMORA_API CallData : public virtual Object
 {
   public:
@@ -19,12 +19,12 @@ class VELMORA_API CallData : public virtual Object
     CallData& operator=(const CallData&) = delete;
     ~CallData() override;
 
-    /// The id of the call; it does not change.
-    /// Ownership: this object's.
+    /// Returns the id of the call, which does not change.
+    /// Ownership: owned by this object.
     [[nodiscard]] virtual const char* getCallId() const = 0;
 
-    /// The appender of the call's own file. The first time it is asked for, the file is made; null
-    /// then and from then on when this call has none.
+    /// Returns the appender of the call's own file, which the first call of this function makes.
+    /// Returns null if this call has no file; that does not change later.
     virtual log4cplus::SharedAppenderPtr getAppender() = 0;
 };
 

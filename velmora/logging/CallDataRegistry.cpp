@@ -41,7 +41,7 @@ CallDataRegistry::CallDataHandle::operator=(const CallDataHandle& in_handle)
 {
     if (this == &in_handle)
         return *this;
-    // First: without memory for the id the handle stays on its call.
+    // Reserved first: if there is no memory for the id, the handle keeps its call.
     m_strCallId.reserve(in_handle.m_strCallId.size());
     letGo();
     m_strCallId = in_handle.m_strCallId;
@@ -57,7 +57,7 @@ CallDataRegistry::CallDataHandle::operator=(CallDataHandle&& in_handle) noexcept
     if (this == &in_handle)
         return *this;
     letGo();
-    // The other string's memory is there for this one's next call.
+    // Swapped, so that the other handle can reuse this string's memory for its next call.
     m_strCallId.swap(in_handle.m_strCallId);
     in_handle.m_strCallId.clear();
     m_pCallData = std::exchange(in_handle.m_pCallData, nullptr);

@@ -12,14 +12,14 @@ namespace Velmora
 
 class ParameterTrie;
 
-/// The calls that are active, by their ids. Objects that take part in a call find what they share
-/// here, through handles that are counted; a `CallLogger` does so by itself. A call begins with the
-/// first handle on its id and ends when the last one lets go of it. The same id is then that of a
-/// new call, whose file takes the place of the earlier one's.
+/// Holds the active calls by their ids. The participants of a call find the data that they share
+/// here, through counted handles; a `CallLogger` does so by itself. A call begins with the first
+/// handle on its id and ends when the last handle is released. After that, the same id names a new
+/// call, whose file replaces that of the earlier call.
 ///
 /// Logs on "keswardin.infra.CallData".
 ///
-/// Thread-safety: all operations may be called on any thread.
+/// Thread-safety: all operations may be called from any thread.
 class VELMORA_API CallDataRegistry : public virtual Object
 {
   public:
@@ -31,60 +31,66 @@ class VELMORA_API CallDataRegistry : public virtual Object
     CallDataRegistry& operator=(const CallDataRegistry&) = delete;
     ~CallDataRegistry() override;
 
-    /// Sets up the files of the calls that begin from now on; see `CallAppenderFactory`.
+    /// Configures the call files that are made from now on; see `CallAppenderFactory`. Returns
+    /// false on failure.
     virtual bool configure(const ParameterTrie& in_trie) = 0;
 
-    /// A handle on the call with an id, which begins with it if there is none.
+    /// Returns a handle on the call with the given id. Begins the call if it is not active.
     virtual CallDataHandle getCallData(const char* in_szCallId) = 0;
 
-    /// The number of active calls, and the highest that it has been.
+    /// Returns the number of active calls.
     [[nodiscard]] virtual std::size_t getCurrentNumCall() const = 0;
+    /// Returns the highest number of active calls so far.
     [[nodiscard]] virtual std::size_t getMaxNumCall() const = 0;
 
-    /// The one of this process. It comes into being when the library is loaded; once the exit list
-    /// has deleted it, it must not be called.
+    /// Returns the registry of this process, which is made when the library is loaded. Must not be
+    /// called once the exit list has deleted the registry.
     static CallDataRegistry* getInstance();
 };
 
-/// Holds one reference on a call, or none.
+/// A counted reference on a call, or an empty handle.
 ///
-/// Thread-safety: none; an object belongs to one thread at a time. Several on one call may be used
-/// on several threads.
-/// Failure: a handle that outlives the registry must not be used any more; letting go of it does
-/// nothing. `std::bad_alloc` when there is no memory for an id; the handle holds what it held.
+/// Thread-safety: none; an object belongs to one thread at a time. Handles on one call may be used
+/// on several threads concurrently.
+/// Failure: a handle that outlives the registry must not be used; releasing it does nothing. Throws
+/// `std::bad_alloc` if there is no memory for an id; the handle then keeps its call.
 class VELMORA_API CallDataRegistry::CallDataHandle
 {
   public:
     /// Holds no call.
     CallDataHandle() = default;
 
-    /// Has an id, and holds no call.
+    /// Stores the id, and holds no call.
     explicit CallDataHandle(const char* in_szCallId);
 
     CallDataHandle(const CallDataHandle& in_handle);
-    /// Takes over the reference and leaves the other one without.
+    /// Takes over the reference; the other handle then holds no call.
     CallDataHandle(CallDataHandle&& in_handle) noexcept;
-    /// Let go of what they held before they hold the other's call.
+    /// Releases this handle's call before it takes the other handle's call.
     CallDataHandle& operator=(const CallDataHandle& in_handle);
+    /// Same, but takes over the reference; the other handle then holds no call.
     CallDataHandle& operator=(CallDataHandle&& in_handle) noexcept;
     ~CallDataHandle();
 
-    /// Lets go of the call, if there is one, and forgets its id.
+    /// Releases the call if one is held, and clears the id.
     void releaseObject();
 
+    /// Returns whether no call is held.
     [[nodiscard]] bool isNull() const { return m_pCallData == nullptr; }
 
-    /// Failure: fails an assertion and gives null when no call is held.
+    /// Returns the data of the call.
+    /// Failure: fails an assertion and returns null if no call is held.
     LimitedObjPtr<CallData> operator->() const;
 
-    /// The appender of the call's file, without counting a reference on it; null when there is none
-    /// or no call is held.
-    /// Ownership: the call's; valid as long as this handle holds it.
+    /// Returns the appender of the call's file, which the first use makes, without counting a
+    /// reference on it. Returns null if the call has no file or no call is held.
+    /// Ownership: owned by the call; valid while this handle holds the call.
     [[nodiscard]] log4cplus::Appender* getAppenderOfCall() const;
 
   private:
     friend class CallDataRegistryImpl;
 
+    /// Releases the call if one is held, and keeps the id.
     void letGo() noexcept;
 
     std::string m_strCallId;

@@ -40,8 +40,8 @@ class AdaptiveMutexAttributes
     ACE_mutexattr_t m_attributes;
 };
 
-/// With many calls at once a look-up costs what it reads of memory that no cache holds. In a sparse
-/// table it reads the call's own entry and few others.
+/// The maximum load factor of the table. With many concurrent calls, cache misses make up the cost
+/// of a look-up. In a sparse table a look-up reads the entry of the call and few others.
 constexpr float s_fMaxCallsOfBucket = 0.25F;
 
 constexpr const char* s_szGetCallData = "CallDataRegistryImpl::getCallData";
@@ -79,10 +79,11 @@ CallDataRegistryImpl::~CallDataRegistryImpl() { aliveInProcess().clear(this); }
 
 bool CallDataRegistryImpl::configure(const ParameterTrie& in_trie)
 {
-    // The configuration of the process holds its lock when it calls this.
+    // Read before the mutexes are locked: this takes the lock of the configuration of the process,
+    // and that configuration holds the same lock when it calls this function.
     const CallAppenderFactory::Parameters parameters = CallAppenderFactory::readParameters(in_trie);
     const MutexGuard tableGuard(m_tableMutex);
-    // Calls may ask for their appenders meanwhile.
+    // Active calls may ask the factory for their appenders concurrently.
     const MutexGuard refCountGuard(m_refCountMutex);
     return m_callAppenderFactory.configure(in_trie, parameters);
 }
@@ -174,9 +175,10 @@ void CallDataRegistryImpl::decrementRefCount(const char* in_szCallId)
 
 void CallDataRegistryImpl::endCall(const CallDataHash::iterator& in_entry)
 {
-    // The file is whole and closed before the id can be that of another call.
+    // The file is complete and closed before the id can name another call.
     in_entry->second.reset();
     m_callDataHash.erase(in_entry);
+    // The key is gone with the entry; the scratch name still has the id.
     VELMORA_FILE_LOG_DEBUG(s_szDecrementRefCount << " : Call end : " << m_strScratchName << " ("
                                                  << m_callDataHash.size() << " active call(s))");
 }
@@ -211,6 +213,7 @@ void CallDataRegistry::CallDataImpl::makeAppender()
         VELMORA_FILE_LOG_ERROR("failed to create the appender of call " << m_strCallId << " : "
                                                                         << exception.what());
     }
+    // Also after a failure: a call without an appender does not try again at each line.
     m_bTried.store(true, std::memory_order_release);
 }
 
@@ -219,7 +222,8 @@ void CallDataRegistry::CallDataImpl::leaveAppenderToParent()
     m_bTried.store(true, std::memory_order_relaxed);
     if (!m_pAppender)
         return;
-    // It is never deleted, as that would write a last line and what its stream still holds.
+    // Never deleted: that would write a last line and the buffered data of its stream to the file
+    // of the parent.
     m_pAppender->addReference();
     m_pAppender = log4cplus::SharedAppenderPtr();
 }

@@ -20,24 +20,26 @@ namespace Test
 class CallDataRegistryPeer;
 }
 
-/// The calls themselves. Takes the table mutex before the reference mutex, and both before those of
-/// the log that the lines of its operations go to.
+/// Implements the registry. Locks the table mutex before the reference mutex. Lines that its
+/// operations log are appended when both are unlocked (`DeferredLine`).
 ///
-/// A file is opened under the reference mutex, so that opening one delays the begin and the end of
-/// other calls; it is closed under both. The lines of a call whose file is open take neither.
+/// A call's file is opened under the reference mutex, so opening one delays the begin and the end
+/// of other calls. It is closed under both mutexes. The lines of a call whose file is open take
+/// neither.
 ///
 /// One object serves all copies of the library in the process. Its calls are made by the copy that
 /// it belongs to.
 ///
-/// Ownership: the exit list's, which deletes it after the configuration of the process. Calls that
-/// are still active then are ended.
-/// Thread-safety: as `CallDataRegistry`.
+/// Ownership: owned by the exit list, which deletes it after the configuration of the process.
+/// Calls that are still active then are ended.
+/// Thread-safety: as for `CallDataRegistry`.
 class VELMORA_API CallDataRegistryImpl : public CallDataRegistry
 {
   public:
+    /// Returns the registry of this process.
     static CallDataRegistryImpl* getInstance();
 
-    /// The same, but null once the exit list has deleted it.
+    /// Returns the registry of this process, or null once the exit list has deleted it.
     static CallDataRegistryImpl* ifAlive();
 
     ~CallDataRegistryImpl() override;
@@ -47,12 +49,13 @@ class VELMORA_API CallDataRegistryImpl : public CallDataRegistry
     [[nodiscard]] std::size_t getCurrentNumCall() const override;
     [[nodiscard]] std::size_t getMaxNumCall() const override;
 
-    /// For the fork handlers. The child has the calls of its parent, but does not write to their
-    /// files, which the parent goes on with; a call that begins in the child has a file of its own.
+    /// Called by the fork handlers in the child. The child has the calls of its parent, but does
+    /// not write to their files, which the parent continues to use. A call that begins in the child
+    /// has its own file.
     static void afterForkInChild();
 
-    /// A mutex whose waiters spin before they sleep: files are opened and closed under the mutexes
-    /// here, which takes microseconds, less than to fall asleep and be woken.
+    /// A mutex whose waiters spin before they sleep. Files are opened and closed under the mutexes
+    /// of this class, which takes microseconds: less than falling asleep and being woken.
     class Mutex : public ACE_Thread_Mutex
     {
       public:
@@ -68,7 +71,7 @@ class VELMORA_API CallDataRegistryImpl : public CallDataRegistry
 
     CallDataRegistryImpl();
 
-    // For handles only.
+    // Called by handles only.
     void incrementRefCount(const char* in_szCallId);
     void decrementRefCount(const char* in_szCallId);
 
@@ -76,33 +79,36 @@ class VELMORA_API CallDataRegistryImpl : public CallDataRegistry
     void endCall(const CallDataHash::iterator& in_entry);
     bool isFound(const CallDataHash::iterator& in_entry) const;
 
-    /// The active calls. It grows by itself. Guarded by `m_tableMutex`, as the next one.
+    /// The active calls by their ids. Grows as needed. Guarded by `m_tableMutex`.
     CallDataHash m_callDataHash;
 
-    /// The id that an operation looks up, so that it does not allocate.
+    /// The id that an operation looks up; kept, so that a look-up does not allocate. Guarded by
+    /// `m_tableMutex`.
     std::string m_strScratchName;
 
-    /// Guards the table, the scratch name and the maximum.
+    /// Guards m_callDataHash, m_strScratchName and m_uiMaxNumCall. A file is closed while it is
+    /// held.
     mutable Mutex m_tableMutex;
 
-    /// Guards the counts of references and the making of appenders.
+    /// Guards the reference counts and appenders of calls, and m_callAppenderFactory. Files are
+    /// opened and closed, and directories made, while it is held.
     Mutex m_refCountMutex;
 
     /// The highest size of the table so far. Guarded by `m_tableMutex`.
     std::size_t m_uiMaxNumCall = 0;
 
-    /// Configured under both mutexes, asked under `m_refCountMutex`.
+    /// Configured under both mutexes, used under `m_refCountMutex`.
     CallAppenderFactory m_callAppenderFactory;
 };
 
 /// An active call.
 ///
-/// Thread-safety: as `CallData`.
+/// Thread-safety: as for `CallData`.
 class CallDataRegistry::CallDataImpl : public CallData,
                                        public InAccount<"CallDataRegistry::CallDataImpl">
 {
   public:
-    /// For the entry with the key `in_strCallId`, which outlives this.
+    /// Makes the call of the entry with the key `in_strCallId`. The key must outlive the object.
     explicit CallDataImpl(const std::string& in_strCallId);
     ~CallDataImpl() override;
 
@@ -110,10 +116,11 @@ class CallDataRegistry::CallDataImpl : public CallData,
 
     log4cplus::SharedAppenderPtr getAppender() override { return getOwnAppender(); }
 
-    /// The same, for those who hold the call as long as they use it.
+    /// Same, without counting a reference. For callers that hold the call while they use the
+    /// appender.
     const log4cplus::SharedAppenderPtr& getOwnAppender()
     {
-        // Once it is there it does not change, so that a line need not wait for others.
+        // Once set, the appender does not change, so a line reads it without a lock.
         if (!m_bTried.load(std::memory_order_acquire)) [[unlikely]]
             makeAppender();
         return m_pAppender;
@@ -123,21 +130,24 @@ class CallDataRegistry::CallDataImpl : public CallData,
     friend class CallDataRegistryImpl;
     friend class Test::CallDataRegistryPeer;
 
-    /// Virtual, as the appender's code and memory must be of the same copy of the library as the
-    /// call's: other copies may be gone when the exit list ends the call.
+    /// Makes the appender, once. Virtual, because the appender's code and memory must belong to the
+    /// same copy of the library as the call's: other copies may be gone when the exit list ends the
+    /// call.
     virtual void makeAppender();
+    /// In the child of a fork: gives the appender up without closing its file.
     void leaveAppenderToParent();
 
-    /// The key in the registry's table, which stays where it is as long as the entry.
+    /// The key in the registry's table, which keeps its address as long as the entry exists.
     const std::string& m_strCallId;
 
-    /// How many handles hold the call. Guarded by the registry's reference mutex.
+    /// The number of handles on the call. Guarded by `m_refCountMutex` of the registry.
     std::size_t m_uiRefCnt = 0;
 
-    /// Null until made, and for calls without a file. Written under the registry's reference mutex.
+    /// Null until it is made, and for a call without a file. Written under `m_refCountMutex` of the
+    /// registry; read without a lock once `m_bTried` is set.
     log4cplus::SharedAppenderPtr m_pAppender;
 
-    /// Whether the appender has been asked for.
+    /// Whether the factory has been asked for the appender.
     std::atomic<bool> m_bTried{false};
 };
 

@@ -11,9 +11,11 @@ namespace Velmora
 namespace
 {
 
+/// Begins an encoded id and each escaped byte in it, and encloses a directory's piece.
 constexpr char s_cMark = '%';
 constexpr std::string_view s_strDigits = "0123456789ABCDEF";
 constexpr std::size_t s_uiMarksOfDirectory = 2;
+/// The bytes of an encoded id that the name of one directory holds.
 constexpr std::size_t s_uiPiece = NAME_MAX - s_uiMarksOfDirectory;
 
 bool isControl(char in_c) { return static_cast<unsigned char>(in_c) < 0x20 || in_c == 0x7f; }
@@ -39,7 +41,7 @@ std::string encode(std::string_view in_strId)
     return strEncoded;
 }
 
-/// The id that is encoded to a text; none for a text that nothing is encoded to.
+/// Returns the id that has the given encoded form; no value if no id has it.
 std::optional<std::string> decode(std::string_view in_strEncoded)
 {
     if (!in_strEncoded.starts_with(s_cMark))
@@ -61,20 +63,20 @@ std::optional<std::string> decode(std::string_view in_strEncoded)
         strId += static_cast<char>(uiHigh * 16 + uiLow);
         ui += 2;
     }
-    // Only what needs to be is written in digits.
+    // Rejects a text that escapes a byte which `encode` would not escape.
     if (encode(strId) != in_strEncoded)
         return std::nullopt;
     return strId;
 }
 
-/// Whether a name may be that of a directory which an id was cut into.
+/// Returns whether a name can be that of a directory which holds a piece of an id.
 bool isPiece(std::string_view in_strName)
 {
     return in_strName.size() > s_uiMarksOfDirectory && in_strName.front() == s_cMark &&
            in_strName.back() == s_cMark;
 }
 
-/// Takes the last name of a path off it.
+/// Removes the last name from a path, and returns it.
 std::string_view takeLastName(std::string_view& inout_strPath)
 {
     const std::size_t uiSlash = inout_strPath.rfind('/');
@@ -84,7 +86,8 @@ std::string_view takeLastName(std::string_view& inout_strPath)
     return strName;
 }
 
-/// The text of which pieces were cut, those of directories first. The last one is not checked.
+/// Joins pieces to the text that they were cut from, given the directories' first. The last piece
+/// is not checked.
 std::string joined(const std::vector<std::string_view>& in_directories, std::string_view in_strLast)
 {
     std::string strEncoded(1, s_cMark);
@@ -123,7 +126,7 @@ bool CallFileName::isPlain(std::string_view in_strCallId) const
                     [](char in_c) { return in_c == '/' || isControl(in_c); }) ||
         isNamedAsDirectory(in_strCallId))
         return false;
-    // The id that it would be taken for is shorter, so this comes to an end.
+    // The decoded id is shorter than the encoded one, so the recursion ends.
     const std::optional<std::string> strOther = decode(in_strCallId);
     return !strOther || isPlain(*strOther);
 }
@@ -146,7 +149,7 @@ CallFileName::Name CallFileName::partsOf(std::string_view in_strCallId) const
 CallFileName::Name CallFileName::cut(std::string_view in_strEncoded) const
 {
     Name name;
-    // The first character of the rest stands for the mark that its piece will get.
+    // The first character of the rest is a placeholder for the mark of its piece.
     std::string_view strRest = in_strEncoded;
     do
     {
@@ -174,7 +177,7 @@ std::optional<std::string> CallFileName::callIdOf(std::string_view in_strPath) c
     for (std::string_view strName = takeLastName(strDirectories); isPiece(strName);
          strName = takeLastName(strDirectories))
         pieces.insert(pieces.begin(), strName);
-    // The outer ones may be directories of somebody else.
+    // The outer directories may not belong to the id, so they are left out one by one.
     for (; !pieces.empty() && strLast.starts_with(s_cMark); pieces.erase(pieces.begin()))
         if (std::optional<std::string> strId = decode(joined(pieces, strLast));
             strId && isNameOf(in_strPath, *strId))

@@ -37,7 +37,7 @@ void CallLogger::callStart(const char* in_szCallId)
         m_bHasCallAppender = isParticipant();
     else
     {
-        // The text may be part of the id that now goes.
+        // The argument may point into the id that is about to be released.
         const std::string strCallId(in_szCallId);
         callEnd();
         enterCall(strCallId.c_str());
@@ -56,6 +56,7 @@ void CallLogger::enterCall(const char* in_szCallId)
 
 bool CallLogger::isParticipant() const
 {
+    // Never destroyed: calls may start in static destructors.
     static const std::string& s_strName = *new std::string(s_szCallLogAppender);
     return Log4cplusAccess::isAppenderInChain(*value, s_strName);
 }

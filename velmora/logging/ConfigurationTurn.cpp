@@ -13,11 +13,14 @@ namespace Velmora
 namespace
 {
 
+/// The thread that has the turn; the default id if it is free.
 using Owner = std::atomic<std::thread::id>;
 
+/// How long a waiting thread sleeps between two attempts.
 constexpr std::chrono::milliseconds s_pause(1);
 
-/// Never destroyed. All copies of the library configure the same loggers.
+/// Returns the owner of the turn, which all copies of the library share, since they configure the
+/// same loggers. Never destroyed.
 Owner& owner()
 {
     static Owner& s_owner = []() -> Owner&

@@ -5,28 +5,30 @@
 namespace Velmora
 {
 
-/// The turn to change the configuration of logging: one thread of the process has it at a time. It
-/// is no mutex, as it is held while appenders are made, which are foreign code and may take long;
-/// a thread that waits for it gives up after a while.
+/// The turn to change the logging configuration, which one thread of the process has at a time. It
+/// is not a mutex, because it is held while appenders are made: these are foreign code and may take
+/// long. A thread that waits for the turn gives up at a time limit.
 ///
 /// Thread-safety: may be used on any thread.
 class ConfigurationTurn
 {
   public:
+    /// Takes the turn. Waits for it until `in_end` at most.
     explicit ConfigurationTurn(std::chrono::steady_clock::time_point in_end);
     ~ConfigurationTurn();
     ConfigurationTurn(const ConfigurationTurn&) = delete;
     ConfigurationTurn& operator=(const ConfigurationTurn&) = delete;
 
-    /// Whether this object has the turn; otherwise another thread has had it until the end of the
-    /// time.
+    /// Returns whether this object has the turn. If not, another thread had it until the time
+    /// limit.
     explicit operator bool() const { return m_bTaken; }
 
-    /// Whether the calling thread has it.
+    /// Returns whether the calling thread has the turn.
     [[nodiscard]] static bool isTaken();
 
-    /// In the child of a fork: threads that it does not have lose the turn, and the mutex of
-    /// `Logger::sGetConfigMutex`.
+    /// Called in the child of a fork. Frees the turn and reinitializes the mutex of
+    /// `Logger::sGetConfigMutex`, unless the calling thread has the turn: the thread that had them
+    /// does not exist in the child.
     static void startAnewInChild();
 
   private:

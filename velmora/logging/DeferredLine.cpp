@@ -45,6 +45,7 @@ void DeferredLine::append(log4cplus::Appender& inout_appender, const InternalLog
         return Log4cplusAccess::append(inout_appender, in_event);
     PerThreadPool<DeferredLine>::Lease line;
     line->keep(in_event);
+    // Set last: if `keep` throws, the pool must not keep a reference on the appender.
     line->m_pAppender = log4cplus::SharedAppenderPtr(&inout_appender);
     ProcessGate::whenFree(*line.release());
 }
@@ -54,6 +55,7 @@ void DeferredLine::keep(const InternalLoggingEvent& in_event)
     if (typeid(in_event) == typeid(ReusableEvent)) [[likely]]
         m_pKept = static_cast<const ReusableEvent&>(in_event).keep();
     else if (const auto* const pWithIds = dynamic_cast<const LoggingIdEvent*>(&in_event))
+        // `clone` would lose the identifiers, from which a call file takes the call id out.
         m_pCopy = std::make_unique<LoggingIdEvent>(*pWithIds);
     else
         m_pCopy = in_event.clone();
@@ -85,6 +87,7 @@ void DeferredLine::run() noexcept
     {
         reportFailure();
     }
+    // If the call has ended while its line waited, this closes the call's file.
     m_pAppender = log4cplus::SharedAppenderPtr();
     if (m_pKept != nullptr)
         std::exchange(m_pKept, nullptr)->letGo();

@@ -11,41 +11,44 @@
 namespace Velmora
 {
 
-/// A line that waits until its thread holds no lock of the library. Appenders are foreign code with
-/// locks of their own: run under a lock of the library, they would meet other threads that take the
-/// two in the other order.
+/// A log line that waits until its thread holds no lock of the library. Appenders are foreign code
+/// with locks of their own: if they ran under a lock of the library, they could deadlock with a
+/// thread that takes the two locks in the opposite order.
 ///
-/// The line has the time at which it was logged, and a thread's lines stay in their order.
+/// A line keeps the time at which it was logged, and the lines of a thread keep their order.
 ///
 /// Thread-safety: belongs to its thread.
-/// Failure: what an appender throws when the line is finally handed to it is logged once, as the
-/// code that logged has gone on.
-// NOLINTNEXTLINE(cppcoreguidelines-virtual-class-destructor): deleted as what it is.
+/// Failure: an exception of an appender at a deferred line is logged once and goes no further,
+/// because the code that logged the line has gone on.
+// NOLINTNEXTLINE(cppcoreguidelines-virtual-class-destructor): never deleted as its base class.
 class DeferredLine final : public ProcessGate::Deferred
 {
   public:
-    /// Hands an event to the appenders of a logger and of its parents, now or later.
+    /// Passes an event to the appenders of a logger and of its parents: at once, or when the thread
+    /// has unlocked its last lock of the library.
     static void append(const log4cplus::Logger& in_logger,
                        const log4cplus::spi::InternalLoggingEvent& in_event);
 
-    /// Hands an event to one appender, now or later.
+    /// Passes an event to one appender, in the same way.
     static void append(log4cplus::Appender& inout_appender,
                        const log4cplus::spi::InternalLoggingEvent& in_event);
 
+    /// Passes the event on, and gives this object back to the pool.
     void run() noexcept override;
 
     DeferredLine* m_pNextInPool = nullptr;
 
   private:
+    /// Stores the event, without a copy if possible.
     void keep(const log4cplus::spi::InternalLoggingEvent& in_event);
     /// Logs the exception that is being handled.
     void reportFailure() const noexcept;
 
-    /// One of these two is set.
+    /// The destination: the appender if it is set, else the logger.
     log4cplus::Logger m_logger;
     log4cplus::SharedAppenderPtr m_pAppender;
 
-    /// One of these two is set: the event of the line, or a copy.
+    /// The event of the line, or a copy of it. One of the two is set.
     const ReusableEvent* m_pKept = nullptr;
     std::unique_ptr<log4cplus::spi::InternalLoggingEvent> m_pCopy;
 };
