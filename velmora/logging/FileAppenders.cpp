@@ -23,7 +23,7 @@ namespace
 using log4cplus::helpers::Properties;
 
 constexpr std::string_view s_strAppenders = "appender.";
-/// What an appender within another one stands under.
+/// The key of a nested appender, below that of the outer one.
 constexpr std::string_view s_strInner = "Appender";
 
 constexpr std::string_view s_strFile = "log4cplus::FileAppender";
@@ -31,11 +31,11 @@ constexpr std::string_view s_strRolling = "log4cplus::RollingFileAppender";
 constexpr std::string_view s_strDailyRolling = "log4cplus::DailyRollingFileAppender";
 constexpr std::string_view s_strTimeBasedRolling = "log4cplus::TimeBasedRollingFileAppender";
 
-/// An appender of a configuration.
+/// An appender in a configuration.
 struct Appender
 {
     std::string strName;
-    /// The key of its type; its properties stand below.
+    /// The key of its type; the keys of its properties begin with it.
     std::string strKey;
     std::string strType;
     Properties properties;
@@ -79,8 +79,8 @@ std::string directoryOf(const std::string& in_strPath)
     return uiSlash == 0 ? "/" : in_strPath.substr(0, uiSlash);
 }
 
-/// The path from the root on, where there is one: the working directory may be another one when the
-/// operator reads of it.
+/// Returns the absolute path if there is one: the working directory may have changed by the time
+/// the operator reads the message.
 std::string wholePath(const std::string& in_strDirectory)
 {
     struct Free
@@ -91,7 +91,8 @@ std::string wholePath(const std::string& in_strDirectory)
     return szPath != nullptr ? szPath.get() : in_strDirectory;
 }
 
-/// Why what stands under a name cannot be renamed or replaced; 0 if it can, or is not there.
+/// Returns the error that keeps a file from being renamed or replaced; 0 if it can be, or if it
+/// does not exist.
 int whyNotRenamed(const std::string& in_strPath)
 {
     struct stat status = {};
@@ -99,14 +100,16 @@ int whyNotRenamed(const std::string& in_strPath)
         return 0;
     if (S_ISDIR(status.st_mode))
         return EISDIR;
-    // The system looks first whether the entry may go from its directory, by the same rules as for
-    // a renaming, and then at what it is: this removes no file.
+    // rmdir() serves as a probe. The kernel first checks that the entry may be removed from its
+    // directory, by the same rules as for a rename, and then that it is a directory. So this
+    // removes no file.
     if (rmdir(in_strPath.c_str()) == 0 || errno == ENOTDIR || errno == ENOENT)
         return 0;
     return errno;
 }
 
-/// Why no file can be put into a directory; 0 if one can, or if it is not there.
+/// Returns the error that keeps a file from being made in a directory; 0 if it can be, or if the
+/// directory does not exist.
 int whyNotWritable(const std::string& in_strDirectory)
 {
     if (faccessat(AT_FDCWD, in_strDirectory.c_str(), W_OK | X_OK, AT_EACCESS) == 0 ||
@@ -115,7 +118,7 @@ int whyNotWritable(const std::string& in_strDirectory)
     return errno;
 }
 
-/// What keeps an appender from rolling over.
+/// The reason why an appender cannot roll over.
 struct Obstacle
 {
     std::string strPath;
@@ -136,8 +139,8 @@ PerhapsObstacle obstacleAtFile(const std::string& in_strPath)
     return Obstacle{in_strPath, strDirectory, iReason};
 }
 
-/// The backups of a `RollingFileAppender` are the file's name with a number, 1 at least. They are
-/// renamed too, up to the first that is not there.
+/// Finds a backup that a `RollingFileAppender` cannot rename. The backups have the file's name with
+/// a number, from 1 on. A rollover renames them too, up to the first number that does not exist.
 PerhapsObstacle obstacleAtBackups(const Appender& in_appender, const std::string& in_strFile)
 {
     int iBackups = 1;
@@ -155,8 +158,8 @@ PerhapsObstacle obstacleAtBackups(const Appender& in_appender, const std::string
     return std::nullopt;
 }
 
-/// The files of a `TimeBasedRollingFileAppender` are named by a pattern. What stands before the
-/// last "/" in front of its first "%" is a directory that each of them is made below.
+/// Finds what keeps a `TimeBasedRollingFileAppender` from making its files, which are named by a
+/// pattern. All of them are below the directory before the last "/" in front of the first "%".
 PerhapsObstacle obstacleAtPattern(const Appender& in_appender)
 {
     const std::string strPattern = in_appender.properties.getProperty("FilenamePattern");

@@ -25,11 +25,11 @@ namespace Velmora
 namespace
 {
 
-/// A text that is longer goes into an event of its own, so that the reused ones stay small.
+/// In bytes. A longer text gets an event of its own, so that the pooled ones stay small.
 constexpr std::size_t s_uiLongestReusedText = 16384;
 
-/// The copy of a line that a file of a call gets, filled anew for each. What depends on the thread
-/// is not copied: the line is written on the thread that logs it.
+/// The copy of a line that goes to the file of a call, reused for each line. Thread-specific fields
+/// are not copied, since the line is written on the thread that logs it.
 class EventInCall : public log4cplus::spi::InternalLoggingEvent
 {
   public:
@@ -48,8 +48,8 @@ class EventInCall : public log4cplus::spi::InternalLoggingEvent
     EventInCall* m_pNextInPool = nullptr;
 };
 
-/// The event as one with identifiers, null for another one. A cast compares names of types, so that
-/// of the lines of loggers is kept.
+/// Casts an event to one with identifiers; returns null for any other event. A dynamic_cast
+/// compares type names, so the type that it accepted last is cached.
 const LoggingIdEvent* asLoggingIdEvent(const log4cplus::spi::InternalLoggingEvent& in_event)
 {
     static constinit std::atomic<const std::type_info*> s_pUsualType{nullptr};
@@ -62,7 +62,7 @@ const LoggingIdEvent* asLoggingIdEvent(const log4cplus::spi::InternalLoggingEven
     return pEvent;
 }
 
-/// Logs the system's reason why a file cannot be used, if there is one.
+/// Logs the system's reason why a file cannot be used, unless the error is 0.
 void logReason(const char* in_szWhat, const std::string& in_strFile, int in_iError)
 {
     if (in_iError != 0)
@@ -70,8 +70,8 @@ void logReason(const char* in_szWhat, const std::string& in_strFile, int in_iErr
                                               std::strerror(in_iError));
 }
 
-/// Reports the first failure, with the reason that `errno` holds. log4cplus's own handler reports
-/// each that follows a success.
+/// Reports only the first failure, with the reason in `errno`. log4cplus's own handler reports each
+/// failure that follows a success.
 class OncePerCallErrorHandler : public log4cplus::ErrorHandler
 {
   public:
@@ -100,7 +100,7 @@ const std::string* const s_pLoggerName = new std::string("keswardin.infra.CallLo
 
 } // namespace
 
-// Not destroyed: files are closed until the end of the exit list.
+// Never destroyed: files may be closed as late as the end of the exit list.
 const std::string& FileCallAppender::s_strLoggerName = *s_pLoggerName;
 
 FileCallAppender::FileCallAppender(const log4cplus::helpers::Properties& in_properties,
@@ -111,8 +111,8 @@ FileCallAppender::FileCallAppender(const log4cplus::helpers::Properties& in_prop
     const bool bOpen = out.good();
     if (!bOpen)
         logReason("cannot open ", filename, iError);
-    // Without memory for either there is a file all the same. An exception from here would have
-    // log4cplus destroy what it has made, which needs memory too.
+    // Both steps may fail for lack of memory; the file is used even so. If an exception left this
+    // constructor, log4cplus would destroy what it has made, which needs memory too.
     const auto attempt = [](auto in_step) {
         withoutThrowing(::liveFileScopeLogger(), "exception while the file of a call begins",
                         in_step);
@@ -128,16 +128,15 @@ FileCallAppender::~FileCallAppender() { end(); }
 void FileCallAppender::operator delete(FileCallAppender* in_pAppender,
                                        std::destroying_delete_t) noexcept
 {
-    // The destructors of the bases are left out; what they would release is released here.
+    // The destructors of the bases are skipped; what they would release is released here.
     in_pAppender->end();
     Log4cplusAccess::FileAppenderMembers::destroyAllOf(*in_pAppender);
     InAccount::operator delete(in_pAppender, sizeof(FileCallAppender));
 }
 
-/// Writes the last line and closes the file.
 void FileCallAppender::end() noexcept
 {
-    // Each step is done, whatever the one before it has come to.
+    // Each step runs even if the one before it failed.
     const auto attempt = [](auto in_step) {
         withoutThrowing(::liveFileScopeLogger(), "exception while the file of a call ends",
                         in_step);
@@ -148,13 +147,13 @@ void FileCallAppender::end() noexcept
                 "FileCallLogger : call end. Appender dtor, file about to be closed");
         });
     attempt([this] { appendTime("Call end : %c"); });
-    // Not `destructorImpl`, which composes a text before it closes.
+    // Not `destructorImpl`, which composes a text before it closes the file.
     attempt(
         [this]
         {
             errno = 0;
             close();
-            // Of what was buffered.
+            // Closing writes what was buffered, which may fail.
             if (!out.good())
                 tellOfWriting();
         });
@@ -166,7 +165,7 @@ void FileCallAppender::appendTime(const char* in_szFormat)
     std::tm local = {};
     localtime_r(&now, &local);
     std::array<char, 256> text{};
-    // NOLINTNEXTLINE(clang-diagnostic-format-nonliteral): both formats stand in this file.
+    // NOLINTNEXTLINE(clang-diagnostic-format-nonliteral): both formats are in this file.
     if (std::strftime(text.data(), text.size(), in_szFormat, &local) == 0)
         text[0] = '\0';
     const log4cplus::spi::InternalLoggingEvent event(s_strLoggerName, INFO_LOG_LEVEL, text.data(),
@@ -178,7 +177,8 @@ void FileCallAppender::write(const log4cplus::spi::InternalLoggingEvent& in_even
 {
     errno = 0;
     log4cplus::FileAppender::append(in_event);
-    // log4cplus finds out with the next line only, and not where it can open the file again.
+    // log4cplus notices a failed write only at the next line, and not at all if it can open the
+    // file again by then.
     if (!out.good()) [[unlikely]]
         tellOfWriting();
 }

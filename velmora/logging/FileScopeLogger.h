@@ -2,18 +2,18 @@
 
 #include "velmora/logging/AceCleanupLogger.h"
 
-/// Gives a source file its own logger. Stands once at the top of the file, outside any namespace:
+/// Gives a source file its own logger. Used once, at the top of the file and outside any namespace:
 ///
 ///     VELMORA_FILE_SCOPE_LOGGER("keswardin.gateway.Call")
 ///
 /// It defines, private to the file:
-/// - `fileScopeLogger()`: the logger, made on the first call and the same on each later one; its
-///   pointer stays as it is when the exit list deletes the logger;
-/// - `liveFileScopeLogger()`: the logger, or null once the exit list has deleted it;
-/// - `fileScopeLoggerName()`: its name;
-/// - `__force_init_logger__`, which makes the logger when the file's image is loaded.
+/// - `fileScopeLogger()`: returns the logger, which the first call makes; the pointer stays the
+///   same when the exit list deletes the logger;
+/// - `liveFileScopeLogger()`: returns the logger, or null once the exit list has deleted it;
+/// - `fileScopeLoggerName()`: returns its name;
+/// - `__force_init_logger__`: makes the logger when the file's image is loaded.
 ///
-/// Thread-safety: the functions may be called on any thread.
+/// Thread-safety: the functions may be called from any thread.
 #define VELMORA_FILE_SCOPE_LOGGER(name)                             \
     namespace                                                       \
     {                                                               \
@@ -26,7 +26,7 @@
     VELMORA_FILE_SCOPE_LOGGER_HELPERS(name, fileScopeLogger())      \
     }
 
-/// The part that all file-scope loggers share; not for use on its own.
+/// The part that all file-scope loggers share; not for direct use.
 #define VELMORA_FILE_SCOPE_LOGGER_HELPERS(name, firstUse)                     \
     [[maybe_unused]] const ::Velmora::AceCleanupLogger* liveFileScopeLogger() \
     {                                                                         \

@@ -8,6 +8,8 @@ namespace Velmora
 namespace
 {
 
+/// This copy's number: used until `initialize`, and after it by all copies if this one is the
+/// first.
 constinit std::atomic<unsigned int> s_uiNumber{0};
 
 } // namespace

@@ -6,11 +6,13 @@
 namespace Velmora
 {
 
-/// While it lives, the levels of loggers change. A thread that walks from a logger to its parents
-/// could read one level before the change and the next one after it, and find a level in force that
-/// is neither the old nor the new one: so a walk that meets a change is made again.
+/// Marks a change of the levels of loggers for as long as it lives. A thread that walks from a
+/// logger to its parents could read one level before the change and the next one after it, and so
+/// find an effective level that is neither the old nor the new one. A walk that meets a change is
+/// therefore repeated.
 ///
-/// Thread-safety: one lives at a time, on the thread that configures logging.
+/// Thread-safety: one object lives at a time, on the thread that configures logging. The walks may
+/// run on any thread.
 class LevelChange
 {
   public:
@@ -19,23 +21,26 @@ class LevelChange
     LevelChange(const LevelChange&) = delete;
     LevelChange& operator=(const LevelChange&) = delete;
 
-    /// Walks, and gives whether no level changed during that.
+    /// Runs the walk, stores its result, and returns whether no level changed during it.
     template <class Walk>
     static bool meetsNone(Walk in_walk, int& out_iResult)
     {
         const std::atomic<unsigned int>& number = *s_pNumber;
         const unsigned int uiBefore = number.load(std::memory_order_acquire);
         out_iResult = in_walk();
-        // The processor does not move loads in front of loads; the compiler must not either.
+        // The processor does not reorder a load with earlier loads; this keeps the compiler from
+        // doing so.
         std::atomic_signal_fence(std::memory_order_acquire);
         return uiBefore % 2 == 0 && number.load(std::memory_order_relaxed) == uiBefore;
     }
 
-    /// Walks until no level changes, and gives what the walk gives.
+    /// Repeats the walk until no level changes during it, and returns its result. After 1000
+    /// attempts it returns the result of one more walk.
     template <class Walk>
     static int notMeetingOne(Walk in_walk)
     {
-        // Some microseconds, but that the thread which changes them may have to wait for its turn.
+        // A change takes a few microseconds, but the thread that makes it may have to wait for a
+        // processor.
         constexpr int iTries = 1000;
         int iResult = 0;
         for (int iTry = 0; iTry < iTries; ++iTry)
@@ -47,11 +52,11 @@ class LevelChange
         return in_walk();
     }
 
-    /// Lets all copies of the library count together; for the bringing up of the library.
+    /// Makes all copies of the library use one number. Called when the library comes up.
     static void initialize();
 
   private:
-    /// Odd while levels change.
+    /// Counts the beginnings and the ends of changes: odd while levels change.
     static constinit std::atomic<unsigned int>* s_pNumber;
 };
 

@@ -3,8 +3,8 @@
 #include "velmora/application/Lifetime.h"
 #include "velmora/logging/FileScopeLogger.h"
 
-/// Every source file of the library that has a logger, with the logger's name, in the order in
-/// which the loggers come into being. A new file adds its line here and names itself with
+/// Lists the source files of the library that have a logger, with the logger's name, in the order
+/// in which the loggers are made. A new file adds its line here and uses
 /// VELMORA_LIBRARY_FILE_SCOPE_LOGGER.
 // clang-format off
 #define VELMORA_LIBRARY_LOGGERS(entry)                                    \
@@ -77,8 +77,8 @@ VELMORA_LIBRARY_LOGGERS(VELMORA_DECLARE_LIBRARY_LOGGER)
 
 } // namespace Velmora::LibraryLoggers
 
-/// VELMORA_FILE_SCOPE_LOGGER for a source file of the library itself: the whole library comes up,
-/// in its order, before the first of these loggers is used.
+/// VELMORA_FILE_SCOPE_LOGGER for a source file of the library itself. Brings up the whole library,
+/// in its order, before the logger is used.
 #define VELMORA_LIBRARY_FILE_SCOPE_LOGGER(source)                                            \
     namespace Velmora::LibraryLoggers                                                        \
     {                                                                                        \
@@ -90,7 +90,7 @@ VELMORA_LIBRARY_LOGGERS(VELMORA_DECLARE_LIBRARY_LOGGER)
     }                                                                                        \
     VELMORA_LIBRARY_FILE_SCOPE_LOGGER_OF(source)
 
-/// The same for a further source file that logs as another one does.
+/// Same, for a further source file that logs through the logger of another one.
 #define VELMORA_LIBRARY_FILE_SCOPE_LOGGER_OF(source)                                    \
     namespace                                                                           \
     {                                                                                   \

@@ -14,9 +14,10 @@ namespace Velmora
 namespace
 {
 
+/// The time limit for all locks of a line together.
 constexpr std::chrono::seconds s_limit(1);
 
-/// The lists of appenders that a line of a logger goes to. A line in progress holds them.
+/// Locks the lists of appenders that a line of a logger goes to. A line in progress holds them.
 class ChainLocks
 {
   public:
@@ -28,6 +29,8 @@ class ChainLocks
                                                 {
                                                     const Log4cplusAccess::TimedMutex mutex(
                                                         in_link.appender_list_mutex);
+                                                    // Reserved first: a mutex that has been locked
+                                                    // can then be noted without memory.
                                                     m_locked.reserve(m_locked.size() + 1);
                                                     m_bAll = mutex.lock(end);
                                                     if (m_bAll)
@@ -58,13 +61,14 @@ try
 {
     const ChainLocks locks(in_logger);
     if (locks)
+        // The line locks the same mutexes again; they are recursive.
         in_logger.log(in_logLevel, in_strText, in_szFile, in_iLine);
     else
         log4cplus::helpers::getLogLog().error(in_strText);
 }
 catch (const std::exception&)
 {
-    // It is lost.
+    // The line is lost.
 }
 
 } // namespace Velmora

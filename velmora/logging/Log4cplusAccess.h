@@ -1,7 +1,7 @@
 #pragma once
 
-// What this library needs of log4cplus and the published interface does not give, for the versions
-// that it is built with. Nothing else in the tree depends on the version.
+// Everything that this library needs from log4cplus beyond its published interface, for the
+// versions that it is built with. Nothing else in the tree depends on the version.
 
 #include "velmora/Sanitizers.h"
 #include "velmora/application/ProcessGate.h"
@@ -32,7 +32,7 @@
 namespace log4cplus
 {
 
-// Exported by the library, but in none of its headers.
+// Exported by the library, but declared in none of its headers.
 LOG4CPLUS_EXPORT void shutdownThreadPool();
 
 } // namespace log4cplus
@@ -40,7 +40,7 @@ LOG4CPLUS_EXPORT void shutdownThreadPool();
 namespace Velmora::Log4cplusAccess
 {
 
-/// Names the protected members of `LoggerImpl` from a class derived from it, which is what may.
+/// Gives access to the protected members of `LoggerImpl`, which a derived class may name.
 class LoggerMembers : public log4cplus::spi::LoggerImpl
 {
   public:
@@ -64,7 +64,7 @@ class LoggerMembers : public log4cplus::spi::LoggerImpl
     LoggerMembers() = delete;
 };
 
-/// Names the protected member of a logger handle.
+/// Gives access to the protected member of a logger handle.
 class HandleMembers : public log4cplus::Logger
 {
   public:
@@ -74,17 +74,18 @@ class HandleMembers : public log4cplus::Logger
     }
 };
 
-/// Names the protected members of an appender that writes to a file.
+/// Gives access to the protected members of an appender that writes to a file.
 class FileAppenderMembers : public log4cplus::FileAppenderBase
 {
   public:
+    /// Returns the path of the file.
     static const log4cplus::tstring& fileOf(const FileAppenderBase& in_appender)
     {
         return in_appender.*(&FileAppenderMembers::filename);
     }
 
-    /// Destroys everything that `FileAppenderBase`, `Appender` and `SharedObject` own, in place of
-    /// their destructors.
+    /// Destroys all members of `FileAppenderBase`, `Appender` and `SharedObject`, in place of their
+    /// destructors.
     static void destroyAllOf(FileAppenderBase& in_appender) noexcept
     {
         const auto destroy = [&in_appender](auto in_pMember)
@@ -107,7 +108,8 @@ class FileAppenderMembers : public log4cplus::FileAppenderBase
     FileAppenderMembers() = delete;
 };
 
-/// Gives `hashtableMutexOf`, for a member that is private: an explicit instantiation may name it.
+/// Defines `hashtableMutexOf`, which returns a private member: an explicit instantiation may name
+/// it.
 template <log4cplus::thread::Mutex log4cplus::Hierarchy::*Member>
 struct HierarchyMembers
 {
@@ -119,7 +121,7 @@ struct HierarchyMembers
 template struct HierarchyMembers<&log4cplus::Hierarchy::hashtable_mutex>;
 log4cplus::thread::Mutex& hashtableMutexOf(log4cplus::Hierarchy& in_hierarchy);
 
-/// Gives `loggersOf`, likewise.
+/// Defines `loggersOf`, which returns another private member in the same way.
 template <std::map<log4cplus::tstring, log4cplus::Logger> log4cplus::Hierarchy::*Member>
 struct HierarchyLoggers
 {
@@ -132,8 +134,8 @@ struct HierarchyLoggers
 template struct HierarchyLoggers<&log4cplus::Hierarchy::loggerPtrs>;
 std::map<log4cplus::tstring, log4cplus::Logger>& loggersOf(log4cplus::Hierarchy& in_hierarchy);
 
-/// Calls the function for the root and every other logger. Allocates nothing. The caller holds the
-/// hierarchy's own mutex.
+/// Calls the function for the root logger and every other logger. Allocates nothing. The caller
+/// holds the hierarchy's own mutex.
 template <class Function>
 void forEachLogger(log4cplus::Hierarchy& in_hierarchy, Function in_function)
 {
@@ -142,7 +144,7 @@ void forEachLogger(log4cplus::Hierarchy& in_hierarchy, Function in_function)
         in_function(HandleMembers::implOf(logger));
 }
 
-/// A mutex of log4cplus, which it only locks without a limit.
+/// Locks a mutex of log4cplus with a time limit, which log4cplus does not offer.
 class TimedMutex
 {
   public:
@@ -152,10 +154,12 @@ class TimedMutex
         : m_pMutex(
               reinterpret_cast<pthread_mutex_t*>(const_cast<log4cplus::thread::Mutex*>(&in_mutex)))
     {
+        // log4cplus's mutex is a `pthread_mutex_t` and nothing else.
         static_assert(sizeof(log4cplus::thread::Mutex) == sizeof(pthread_mutex_t));
     }
 
-    /// Failure: false if another thread holds it until the end of the time.
+    /// Locks the mutex, and waits until `in_end` at most.
+    /// Failure: returns false if another thread holds it until then.
     [[nodiscard]] bool lock(Clock::time_point in_end) const
     {
         const auto sinceStart = in_end.time_since_epoch();
@@ -164,15 +168,16 @@ class TimedMutex
         const timespec end{seconds.count(), rest.count()};
         return lockUntil(m_pMutex, end) == 0;
     }
-    /// Locks it if no other thread holds it.
+    /// Locks the mutex if no other thread holds it. Returns whether it did.
     [[nodiscard]] bool tryLock() const { return pthread_mutex_trylock(m_pMutex) == 0; }
     void unlock() const { unlockOfSystem(m_pMutex); }
 
   private:
 #if VELMORA_THREAD_SANITIZER
-    // ThreadSanitizer looks at no more than 64 locks that a thread holds, and ends the process at
-    // the next one. So these are taken behind its back. It sees each of them all the same where a
-    // list is used: they are recursive, and are taken there once more.
+    // ThreadSanitizer tracks at most 64 locks of one thread, and ends the process at the next one.
+    // So these locks are taken by functions of the C library that it does not intercept. It still
+    // sees each of them where a list is used: the mutexes are recursive, and are locked there once
+    // more.
     template <class Operation>
     static Operation* ofSystem(Operation*, const char* in_szName)
     {
@@ -200,11 +205,11 @@ class TimedMutex
     pthread_mutex_t* m_pMutex;
 };
 
-/// Holds a mutex of log4cplus for a line, which has passed the gate. While the line waits for it,
-/// its thread counts as outside for forks: an appender that forks may hold it.
+/// Holds a mutex of log4cplus for a line that has passed the gate. While the line waits for the
+/// mutex, its thread counts as outside for forks, because an appender that forks may hold it.
 ///
-/// ThreadSanitizer is shown log4cplus's own operations, and learns the order of locks only from
-/// those that are waited for.
+/// With ThreadSanitizer, log4cplus's own operations are used, which ThreadSanitizer sees, and the
+/// mutex is always waited for: it learns the order of locks from waiting only.
 class MutexOfLine
 {
   public:
@@ -239,9 +244,9 @@ class MutexOfLine
     const log4cplus::thread::Mutex& m_mutex;
 };
 
-/// The locks of a hierarchy, for a thread that has closed the gate: those who log through log4cplus
-/// itself know nothing of the gate, and wait for these locks. Nobody waits for one with another
-/// held for longer than a limit.
+/// Holds the locks of a hierarchy for a thread that has closed the gate. Threads that log through
+/// log4cplus itself do not pass the gate; these locks make them wait. While one of the locks is
+/// held, the others are waited for only up to a time limit.
 class HierarchyLocks
 {
   public:
@@ -253,8 +258,8 @@ class HierarchyLocks
     HierarchyLocks& operator=(const HierarchyLocks&) = delete;
 
     /// Locks the hierarchy's own mutex and the list of each logger.
-    /// Failure: false, with none held, if one of them cannot be had until the end of the time, or
-    /// when there is no memory to note them.
+    /// Failure: returns false, with none of them held, if one cannot be locked until `in_end`, or
+    /// if there is no memory to record them.
     [[nodiscard]] bool lockAll(Clock::time_point in_end)
     {
         if (lockWhatCanBeHad(in_end))
@@ -263,14 +268,15 @@ class HierarchyLocks
         return false;
     }
 
-    /// The same, but keeps those that could be had.
+    /// Same, but keeps the locks that it could take. Returns whether it could take all of them.
     bool lockWhatCanBeHad(Clock::time_point in_end) noexcept
     try
     {
         m_bHierarchy = TimedMutex(hashtableMutexOf(m_hierarchy)).lock(in_end);
         if (!m_bHierarchy)
             return false;
-        // Once more, where it is seen, but not while lists are used.
+        // Locked a second time, so that ThreadSanitizer sees it while the loggers are read, but not
+        // while lists are used later.
         const log4cplus::thread::MutexGuard guard(hashtableMutexOf(m_hierarchy));
         m_locked.reserve(loggersOf(m_hierarchy).size() + 1);
         bool bAll = true;
@@ -298,7 +304,8 @@ class HierarchyLocks
             TimedMutex(hashtableMutexOf(m_hierarchy)).unlock();
     }
 
-    /// In the child of a fork: the mutexes are made anew there.
+    /// Forgets the locks without unlocking them, in the child of a fork: the mutexes are
+    /// reinitialized there.
     void forget() noexcept
     {
         m_locked.clear();
@@ -307,18 +314,20 @@ class HierarchyLocks
 
   private:
     log4cplus::Hierarchy& m_hierarchy;
+    /// Whether the hierarchy's own mutex is held.
     bool m_bHierarchy = false;
+    /// The loggers whose lists are locked.
     std::vector<log4cplus::spi::LoggerImpl*> m_locked;
 };
 
-/// Makes a recursive mutex that the forking thread holds usable in the child. Unlocking it there
-/// would fail, since it belongs to a thread number that the child does not have.
+/// Reinitializes, in the child of a fork, a recursive mutex that the forking thread holds.
+/// Unlocking it there would fail, since its owner is a thread number that the child does not have.
 inline void renewAfterFork(log4cplus::thread::Mutex& out_mutex)
 {
     new (&out_mutex) log4cplus::thread::Mutex;
 }
 
-/// Renews, in a child of `fork`, all mutexes that logging takes.
+/// Reinitializes, in the child of a fork, all mutexes that logging takes.
 inline void renewHierarchyAfterFork(log4cplus::Hierarchy& in_hierarchy)
 {
     renewAfterFork(hashtableMutexOf(in_hierarchy));
@@ -332,8 +341,8 @@ inline void renewHierarchyAfterFork(log4cplus::Hierarchy& in_hierarchy)
                   });
 }
 
-/// The level in force for a logger, NOT_SET_LOG_LEVEL if not even the root has one. log4cplus's own
-/// walk complains and throws then, and its root passes every line.
+/// Returns the effective level of a logger; NOT_SET_LOG_LEVEL if not even the root has one. In that
+/// case, log4cplus's own walk reports an error and throws, and its root passes every line.
 inline int chainedLogLevel(const log4cplus::spi::LoggerImpl& in_logger)
 {
     for (const log4cplus::spi::LoggerImpl* pLogger = &in_logger; pLogger != nullptr;
@@ -343,13 +352,13 @@ inline int chainedLogLevel(const log4cplus::spi::LoggerImpl& in_logger)
     return log4cplus::NOT_SET_LOG_LEVEL;
 }
 
-/// Whether the hierarchy as a whole drops lines of a level.
+/// Returns whether the hierarchy as a whole drops lines of a level.
 inline bool isDisabled(const log4cplus::spi::LoggerImpl& in_logger, int in_level)
 {
     return in_logger.getHierarchy().isDisabled(in_level);
 }
 
-/// Calls the function for the logger and its parents, as far as additivity leads, until it gives
+/// Calls the function for the logger and its parents, as far as additivity leads, until it returns
 /// false.
 template <class Function>
 void forEachInAppenderChain(const log4cplus::spi::LoggerImpl& in_logger, Function in_function)
@@ -361,16 +370,17 @@ void forEachInAppenderChain(const log4cplus::spi::LoggerImpl& in_logger, Functio
             return;
 }
 
-/// Hands an event to an appender, for a line that has passed the gate.
+/// Passes an event to an appender, for a line that has passed the gate.
 inline void append(log4cplus::Appender& inout_appender,
                    const log4cplus::spi::InternalLoggingEvent& in_event)
 {
     const MutexOfLine mutex(inout_appender.access_mutex);
+    // Locks the same mutex again; it is recursive.
     inout_appender.doAppend(in_event);
 }
 
-/// Hands an event to the appenders of a logger and of its parents, as `LoggerImpl::callAppenders`
-/// does, for a line that has passed the gate. Locks no list that is empty.
+/// Passes an event to the appenders of a logger and of its parents, as `LoggerImpl::callAppenders`
+/// does, for a line that has passed the gate. Locks no empty list.
 inline void callAppenders(log4cplus::spi::LoggerImpl& in_logger,
                           const log4cplus::spi::InternalLoggingEvent& in_event)
 {
@@ -387,15 +397,16 @@ inline void callAppenders(log4cplus::spi::LoggerImpl& in_logger,
                                bAny = true;
                                return true;
                            });
-    // It says once that there is none.
+    // log4cplus reports, once, that there is no appender.
     if (!bAny) [[unlikely]]
         in_logger.callAppenders(in_event);
 }
 
-/// Holds a logger's list of appenders for a reader, if it can be had soon. A line in progress keeps
-/// it locked, perhaps for long, but does not change it: so a reader who has waited for a while goes
-/// on without. It may hold a lock that the line is waiting for. Nor does a change of the
-/// configuration meet it, as it has passed the gate.
+/// Gives a reader access to a logger's list of appenders, under its lock if that is free soon
+/// enough. A line in progress keeps the list locked, perhaps for long, but does not change it. So a
+/// reader that has waited for 20 ms continues without the lock: the line may be waiting for a lock
+/// that the reader's thread holds. The configuration does not change concurrently either, because
+/// the reader has passed the gate.
 class ListReader
 {
   public:
@@ -424,7 +435,7 @@ class ListReader
     const log4cplus::SharedAppenderPtrList& m_list;
 };
 
-/// Whether an appender of that name is in the chain. Takes no appender out of it.
+/// Returns whether an appender of that name is in the chain. Takes no reference on an appender.
 inline bool isAppenderInChain(const log4cplus::spi::LoggerImpl& in_logger,
                               const log4cplus::tstring& in_strName)
 {
@@ -440,7 +451,7 @@ inline bool isAppenderInChain(const log4cplus::spi::LoggerImpl& in_logger,
     return bFound;
 }
 
-/// The appender of that name in the chain; null if there is none.
+/// Returns the appender of that name in the chain; null if there is none.
 inline log4cplus::SharedAppenderPtr findAppenderInChain(const log4cplus::spi::LoggerImpl& in_logger,
                                                         const log4cplus::tstring& in_strName)
 {
@@ -457,8 +468,8 @@ inline log4cplus::SharedAppenderPtr findAppenderInChain(const log4cplus::spi::Lo
     return found;
 }
 
-/// The number of appenders in the chain, read without the lists' locks: each list is a vector, of
-/// which two words are read, so that a list which grows is seen as not empty.
+/// Returns the number of appenders in the chain, read without the locks of the lists. Each list is
+/// a vector, of which two words are read, so a list that is growing does not look empty.
 inline std::size_t countAppendersUnlocked(const log4cplus::spi::LoggerImpl& in_logger)
 {
     std::size_t uiCount = 0;
@@ -471,7 +482,7 @@ inline std::size_t countAppendersUnlocked(const log4cplus::spi::LoggerImpl& in_l
     return uiCount;
 }
 
-/// The number of appenders in the chain, each list under its lock.
+/// Returns the number of appenders in the chain. Reads each list under its lock.
 inline std::size_t countAppendersLocked(const log4cplus::spi::LoggerImpl& in_logger)
 {
     std::size_t uiCount = 0;

@@ -47,9 +47,10 @@ void logOn(const Logger& in_logger, LogLevel in_level, const char* in_szText)
         VELMORA_LOG(in_logger, in_level, in_szText);
 }
 
-/// Does without the lock of ACE's log, under which ACE calls a backend: an appender may log through
-/// ACE while another thread's line of ACE waits for that appender. Takes it back before leaving the
-/// gate, so that a fork waits for threads that wait for it.
+/// Releases the lock of ACE's log for a scope. ACE calls a backend under that lock, but an appender
+/// may log through ACE while another thread's line of ACE waits for that appender. The lock is
+/// taken back before the thread leaves the gate, so that a fork waits for threads that wait for the
+/// lock.
 class WithoutLockOfACE
 {
   public:
@@ -89,11 +90,11 @@ ssize_t Log4cplusBackend::log(ACE_Log_Record& in_record)
     const WithoutLockOfACE withoutLock;
     const LogLevel level = levelOf(static_cast<ACE_Log_Priority>(in_record.type()));
     const Logger* const pLogger = getLiveLogger();
-    // ACE is not made for exceptions, and logs in destructors.
+    // ACE is not written for exceptions, and logs in destructors.
     withoutThrowing(pLogger, "exception while a line of ACE is logged",
                     [&]
                     {
-                        // ACE may still log when the exit list has deleted the file's logger.
+                        // ACE may still log after the exit list has deleted the file's logger.
                         if (pLogger != nullptr)
                             logOn(*pLogger, level, in_record.msg_data());
                         else

@@ -5,7 +5,7 @@
 namespace Velmora
 {
 
-/// How severe a log line is; the numbers are those of log4cplus. A logger passes the lines whose
+/// The severity of a log line; the numbers are those of log4cplus. A logger passes the lines whose
 /// level is not below its own. Values between the named ones are legal.
 enum LogLevel : int
 {
@@ -15,14 +15,14 @@ enum LogLevel : int
     INFO_LOG_LEVEL = 20000,
     DEBUG_LOG_LEVEL = 10000,
     TRACE_LOG_LEVEL = 0,
-    /// The absence of a level.
+    /// No level.
     NOT_SET_LOG_LEVEL = -1
 };
 
-/// The level with the given name, such as "WARN_LOG_LEVEL", without regard to case. Any other text
-/// gives `NOT_SET_LOG_LEVEL`; so do a null pointer and the names of log4cplus's levels for
-/// "everything" and "nothing".
-/// Thread-safety: may be called on any thread.
+/// Returns the level with the given name, such as "WARN_LOG_LEVEL", regardless of case. Returns
+/// `NOT_SET_LOG_LEVEL` for any other text, including the names of log4cplus's levels for
+/// "everything" and "nothing", and for a null pointer.
+/// Thread-safety: may be called from any thread.
 [[nodiscard]] VELMORA_API LogLevel parseLogLevelString(const char* in_szLogLevel);
 
 } // namespace Velmora

@@ -4,18 +4,18 @@
 #include "velmora/logging/LogText.h"
 #include "velmora/logging/TraceScope.h"
 
-/// The logging macros. Each is one statement; the text is what would stand behind `<<`:
+/// The logging macros. Each is one statement, and takes as text what would follow `<<`:
 ///
 ///     VELMORA_LOG_INFO("call from " << caller << " took " << milliseconds << " ms");
 ///
-/// The arguments are evaluated only when the line will be read: when its level is enabled and the
+/// The arguments are evaluated only if the line will be appended: if its level is enabled and the
 /// logger has an appender. There are three forms:
 ///
-/// - `VELMORA_LOG_<LEVEL>(text)` in a member function of a class with a logger
-///   (`ObjectWithLogger`), through that logger;
-/// - `VELMORA_FILE_LOG_<LEVEL>(text)` elsewhere, through the logger of the source file
-///   (VELMORA_FILE_SCOPE_LOGGER); drops the line once the exit list has deleted that logger;
-/// - `VELMORA_LOG(logger, level, text)` with any logger; logger and level are evaluated once.
+/// - `VELMORA_LOG_<LEVEL>(text)`: in a member function of a class with a logger
+///   (`ObjectWithLogger`); logs through that logger;
+/// - `VELMORA_FILE_LOG_<LEVEL>(text)`: elsewhere; logs through the logger of the source file
+///   (VELMORA_FILE_SCOPE_LOGGER), and drops the line once the exit list has deleted that logger;
+/// - `VELMORA_LOG(logger, level, text)`: with any logger; evaluates logger and level once.
 
 #define VELMORA_LOG_DEBUG(...) \
     VELMORA_LOG(this->getLogger(), ::Velmora::DEBUG_LOG_LEVEL, __VA_ARGS__)
@@ -40,8 +40,8 @@
     VELMORA_FILE_LOG_AS(VELMORA_UNIQUE_NAME(velmoraLogger), VELMORA_UNIQUE_NAME(velmoraLevel), \
                         level, __VA_ARGS__)
 
-/// Traces the scope that it stands in: "entering `name`" and "exiting `name`" at TRACE. Declares
-/// the scope's `TraceScope`.
+/// Traces the enclosing scope: logs "entering `name`" and "exiting `name`" at TRACE. Declares the
+/// `TraceScope` of the scope.
 #define VELMORA_TRACE_SCOPE(name)                                       \
     const ::Velmora::TraceScope VELMORA_UNIQUE_NAME(velmoraTraceScope)( \
         this->getLogger(), #name, this->getLogger().getLogLevel())
@@ -49,8 +49,8 @@
     const ::Velmora::TraceScope VELMORA_UNIQUE_NAME(velmoraTraceScope)(::liveFileScopeLogger(), \
                                                                        #name)
 
-// What follows is for the macros above. The variables have names of their own in each use, so that
-// a use inside an argument of another does not hide them.
+// The macros below implement those above. Each use gives the variables unique names, so that a use
+// inside an argument of another one does not hide them.
 
 #define VELMORA_UNIQUE_NAME(name) VELMORA_JOIN(name, __COUNTER__)
 #define VELMORA_JOIN(first, second) VELMORA_JOIN_EXPANDED(first, second)

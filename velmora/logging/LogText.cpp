@@ -13,7 +13,7 @@ namespace Velmora
 namespace
 {
 
-/// Appends what is written to a string.
+/// A stream buffer that appends to a string.
 class StringAppender : public std::streambuf
 {
   public:
@@ -37,9 +37,9 @@ class StringAppender : public std::streambuf
     std::string& m_strText;
 };
 
-/// A stream that can tell whether a manipulator of a program has left a number, a pointer or a
-/// callback in it (see `std::ios_base::xalloc`). No public operation tells, so this names members
-/// of libstdc++.
+/// A stream that detects whether a program's manipulator has left a number, a pointer or a callback
+/// in it (see `std::ios_base::xalloc`). No public operation reports this, so this class uses
+/// members of libstdc++.
 class TextStream : public std::ostream
 {
   public:
@@ -65,8 +65,8 @@ class LogTextBuffer
         m_stream.imbue(std::locale::classic());
     }
 
-    /// Puts the stream back into the state of a new one; false when that is not worth it, since
-    /// something was changed in depth or the line was huge.
+    /// Puts the stream back into the state of a new one. Returns false if that is not worth the
+    /// effort: a rarely changed property of the stream has changed, or the line was huge.
     bool reset()
     {
         if (m_stream.exceptions() != std::ios_base::goodbit || m_stream.rdbuf() != &m_appender ||
@@ -88,7 +88,9 @@ class LogTextBuffer
     LogTextBuffer* m_pNextInPool = nullptr;
 
   private:
+    /// In bytes.
     static constexpr std::size_t s_uiUsualLength = 256;
+    /// In bytes. The memory of a longer text is released.
     static constexpr std::size_t s_uiMostKept = 16384;
 
     std::string m_strText;

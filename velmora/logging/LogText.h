@@ -10,9 +10,9 @@ namespace Velmora
 
 class LogTextBuffer;
 
-/// The text of one log line while it is built. The stream is a reused one of the calling thread, in
-/// the state of a new stream of the classic locale; a line that is built inside an argument of
-/// another has a stream of its own.
+/// Builds the text of one log line. The stream is a reused one of the calling thread, in the state
+/// of a new stream with the classic locale. A line that is built inside an argument of another one
+/// gets a stream of its own.
 ///
 /// Thread-safety: an object belongs to the thread that made it.
 class VELMORA_API LogText
@@ -25,8 +25,8 @@ class VELMORA_API LogText
 
     [[nodiscard]] std::ostream& stream() { return *m_pStream; }
 
-    /// What was streamed so far.
-    /// Ownership: this object's.
+    /// Returns what has been streamed so far.
+    /// Ownership: owned by this object.
     [[nodiscard]] const std::string& text() const { return *m_pText; }
 
   private:

@@ -16,10 +16,10 @@ namespace Velmora
 namespace
 {
 
-/// A text that is longer goes into an event of its own, so that the reused ones stay small.
+/// In bytes. A longer text gets an event of its own, so that the pooled ones stay small.
 constexpr std::size_t s_uiLongestReusedMessage = 16384;
 
-/// The level in force for a logger, which is its own or that of the nearest parent with one.
+/// Returns the effective level of a logger: its own or that of the nearest parent with one.
 [[gnu::noinline]] int levelInForce(const log4cplus::spi::LoggerImpl& in_logger)
 {
     return LevelChange::notMeetingOne([&in_logger]
@@ -32,6 +32,7 @@ constexpr std::size_t s_uiLongestReusedMessage = 16384;
     return !Log4cplusAccess::isDisabled(in_logger, in_logLevel);
 }
 
+/// Tests a level again after a walk that has met a change of levels.
 [[gnu::noinline]] bool isEnabledInWalks(const log4cplus::spi::LoggerImpl& in_logger,
                                         LogLevel in_logLevel)
 {
@@ -53,6 +54,7 @@ Logger::Logger() : Logger("keswardin") {}
 Logger::Logger(const std::string& in_strName)
     : log4cplus::Logger(log4cplus::Logger::getInstance(in_strName))
 {
+    // Configures log4cplus if this is the first logger of the process.
     getACEBackend();
 }
 
@@ -90,12 +92,13 @@ void Logger::callAppenders(const log4cplus::spi::InternalLoggingEvent& in_event)
 
 std::size_t Logger::getChainedNumAppender() const
 {
-    // Waits for a change of the configuration, so that a line is not lost between two of them.
+    // Waits while the configuration changes, so that a line is not lost between the old appenders
+    // and the new ones.
     const ProcessGate::Pass pass;
     if (const std::size_t uiCount = Log4cplusAccess::countAppendersUnlocked(*value); uiCount != 0)
         [[likely]]
         return uiCount;
-    // None, or just being replaced by somebody who knows nothing of the gate.
+    // There is none, or a thread that does not pass the gate is just replacing them.
     return Log4cplusAccess::countAppendersLocked(*value);
 }
 
@@ -106,8 +109,8 @@ void Logger::forcedTrace(const char* in_szText) const
 
 bool Logger::reset() { return true; }
 
-// Most lines are dropped here: what is rare ends in a call of its own, so that the rest needs no
-// stack.
+// Most lines are dropped here. Rare cases end in calls of functions that are not inlined, so that
+// the common path needs no stack frame.
 bool Logger::isEnabledFor(LogLevel in_logLevel) const
 {
     const log4cplus::spi::LoggerImpl& impl = *value;

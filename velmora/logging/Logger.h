@@ -17,96 +17,102 @@ namespace Velmora
 
 class ParameterTrie;
 
-/// A named place that lines are logged to, over log4cplus. A `Logger` is a handle: two with one
-/// name talk to the same entry of the log4cplus hierarchy, in which dots in a name make parents.
-/// Code logs through the macros of "velmora/logging/LogMacros.h".
+/// A named destination of log lines, based on log4cplus. A `Logger` is a handle: two with the same
+/// name use the same entry of the log4cplus hierarchy, in which the dots of a name define the
+/// parents. Code logs through the macros of "velmora/logging/LogMacros.h".
 ///
-/// Logging works from the static constructors of a program on, to the console until it is
-/// configured.
+/// Logging works from the static constructors of a program on. Lines go to the console until
+/// logging is configured.
 ///
-/// Thread-safety: all operations may be called on any thread, but for assignment and destruction
-/// of one object while others use it. A changed level reaches other threads soon, not at once.
+/// Thread-safety: all operations may be called from any thread, except that an object must not be
+/// assigned or destroyed while other threads use it. A changed level reaches other threads soon,
+/// but not at once.
 class VELMORA_API Logger : public log4cplus::Logger, public virtual Resettable
 {
   public:
-    /// The logger "keswardin", the root of everything that the library logs.
+    /// Makes a handle on the logger "keswardin", the root of what the library logs.
     Logger();
     explicit Logger(const std::string& in_strName);
     Logger(const Logger&);
     Logger& operator=(const Logger&);
     ~Logger() override;
 
-    /// Logs a line if its level is enabled. A null file and a negative line mean: not known.
+    /// Logs a line if its level is enabled. A null file and a negative line mean that the place is
+    /// not known.
     virtual void log(int in_logLevel, const std::string& in_strMessage, const char* in_szFile,
                      int in_iLine) const;
 
-    /// Logs a line whatever the level.
+    /// Logs a line regardless of its level.
     virtual void forcedLog(int in_logLevel, const std::string& in_strMessage, const char* in_szFile,
                            int in_iLine) const;
 
-    /// Hands an event to the appenders of this logger and, following additivity, of its parents.
+    /// Passes an event to the appenders of this logger and, following additivity, of its parents.
     virtual void callAppenders(const log4cplus::spi::InternalLoggingEvent& in_event) const;
 
-    /// The number of appenders of this logger and, following additivity, of its parents. While
-    /// another thread adds or removes appenders, the number may be of neither state, but it is
-    /// never 0 in the middle of a change that is made under the hierarchy's lock.
+    /// Returns the number of appenders of this logger and, following additivity, of its parents.
+    /// While another thread adds or removes appenders, the number may match neither state, but it
+    /// is never 0 in the middle of a change that is made under the hierarchy's lock.
     [[nodiscard]] virtual std::size_t getChainedNumAppender() const;
 
-    /// Logs at TRACE whatever the level, with no file and line.
+    /// Logs at TRACE regardless of the level, without file and line.
     virtual void forcedTrace(const char* in_szText) const;
 
-    /// Does nothing and gives true; derived classes give it meaning.
+    /// Does nothing and returns true; derived classes override it.
     bool reset() override;
 
-    /// Whether a line of this level passes. A logger with no level up to and including the root
-    /// passes nothing.
+    /// Returns whether a line of this level is enabled. If neither the logger nor any parent up to
+    /// the root has a level, no line is.
     [[nodiscard]] bool isEnabledFor(LogLevel in_logLevel) const;
 
-    /// This logger's own level, `NOT_SET_LOG_LEVEL` when it has none.
+    /// Returns this logger's own level, or `NOT_SET_LOG_LEVEL` if it has none.
     [[nodiscard]] LogLevel getLogLevel() const
     {
         return static_cast<LogLevel>(value->getLogLevel());
     }
 
-    /// The level in force: the own one or that of the nearest parent with one;
-    /// `NOT_SET_LOG_LEVEL` when not even the root has one.
+    /// Returns the effective level: the logger's own or that of the nearest parent with one;
+    /// `NOT_SET_LOG_LEVEL` if not even the root has one.
     [[nodiscard]] LogLevel getChainedLogLevel() const;
 
-    /// Also switches ACE's function trace, by the level in force for "keswardin.ace".
+    /// Sets this logger's own level. Also starts or stops ACE's function trace, by the effective
+    /// level of "keswardin.ace".
     void setLogLevel(LogLevel in_logLevel);
 
-    /// The appender of that name on this logger or, following additivity, on its parents; null
-    /// when there is none.
+    /// Returns the appender of that name on this logger or, following additivity, on its parents;
+    /// null if there is none.
     [[nodiscard]] log4cplus::SharedAppenderPtr getChainedAppender(const std::string& in_strName);
 
-    /// The one mutex that orders all configuration of logging.
+    /// Returns the mutex that serializes all changes of the logging configuration. Appenders are
+    /// exchanged, and the former ones closed, while it is held.
     static ACE_Thread_Mutex& sGetConfigMutex();
 
-    /// Whether the root logger has a level and an appender. Takes no lock of this class.
+    /// Returns whether the root logger has a level and an appender. Takes no lock of this class.
     static bool configurationOK();
 
-    /// Puts the configuration into force that a process starts with: everything from DEBUG on to
+    /// Puts the initial configuration of a process into effect: everything from DEBUG on goes to
     /// the console. Threads that log concurrently lose no line.
     ///
-    /// Failure: false, with an ERROR and the configuration in force as it was, if it is called from
-    /// inside a log line, an observer or another operation of the library that runs foreign code,
-    /// or if other threads do not come out of theirs within 5 s.
+    /// Failure: returns false and logs an ERROR, and the current configuration stays in effect, if
+    /// it is called from inside a log line, an observer or another operation of the library that
+    /// runs foreign code, while an appender is made for another configuration, or if other threads
+    /// do not leave such operations within 5 s. Returns false without a line if memory runs out.
     static bool configureDefault();
 
-    /// Puts the section "log4cplus" of a configuration into force, in log4cplus's own form, in
-    /// place of whatever is. Threads that log concurrently lose no line, and wait only while the
-    /// appenders change places: these are made before, in the calling thread. An appender with
-    /// `AsyncAppend` is made synchronous, with a warning.
+    /// Puts the section "log4cplus" of a configuration, which has log4cplus's own form, into effect
+    /// in place of the current configuration. Threads that log concurrently lose no line, and wait
+    /// only while the appenders are exchanged. Appenders are made before that, in the calling
+    /// thread, except those that share a file with a current one (see `PreparedLogging`). An
+    /// appender with `AsyncAppend` is made synchronous, with a WARN.
     ///
-    /// Failure: false, and a text for the person who starts the program in `out_errors`. Without
-    /// such a section, the configuration stays as it is, as it does when memory runs out, and in
-    /// the cases in which `configureDefault` fails. A section that leaves the root logger without a
-    /// level or an appender puts the default configuration into force. What is wrong with an
-    /// appender is reported by log4cplus, on standard error.
+    /// Failure: returns false and writes a text for the operator to `out_errors`. The current
+    /// configuration stays in effect if there is no such section, if memory runs out, and in the
+    /// cases in which `configureDefault` fails. A section that leaves the root logger without a
+    /// level or an appender puts the default configuration into effect. log4cplus reports errors of
+    /// single appenders on standard error.
     static bool configure(const ParameterTrie& in_trie, std::ostream& out_errors);
     static bool configure(const ParameterTrie& in_trie);
 
-    /// Starts ACE's function trace if the logger "keswardin.ace" passes TRACE, and stops it
+    /// Starts ACE's function trace if TRACE is enabled for the logger "keswardin.ace", and stops it
     /// otherwise.
     static void configureACE_Trace();
 

@@ -42,8 +42,8 @@ using Clock = std::chrono::steady_clock;
 
 Logger reportLogger() { return Logger("keswardin.infra.Logger"); }
 
-/// Logs why logging cannot be configured, and writes it for the caller. A line that an appender
-/// would configure logging from again is not followed by another.
+/// Logs why logging cannot be configured, and writes the reason to `out_errors`. Does not log again
+/// if an appender reacts to the line by configuring logging.
 void refuse(const char* in_szReason, std::ostream& out_errors)
 {
     static constinit thread_local bool s_bRefusing = false;
@@ -55,7 +55,8 @@ void refuse(const char* in_szReason, std::ostream& out_errors)
     s_bRefusing = false;
 }
 
-/// Whether the calling thread may configure logging: it holds nothing that others may wait for.
+/// Returns whether the calling thread may configure logging: it must hold nothing that other
+/// threads may wait for.
 bool isAllowed(std::ostream& out_errors)
 {
     if (ProcessGate::isInside())
@@ -71,9 +72,10 @@ bool isAllowed(std::ostream& out_errors)
     return false;
 }
 
-/// Puts a configuration in place, or else the other, while nobody logs, and closes the appenders
-/// that were in force before when others log again. `Logger::sGetConfigMutex` is held for all that.
-/// Failure: empty if other threads do not let it.
+/// Puts a configuration in place, or else the other one, while no thread logs. Closes the former
+/// appenders when other threads log again. Holds `Logger::sGetConfigMutex` all the time.
+/// Failure: returns no value if other threads stay inside the gate, or hold a lock, for
+/// `ProcessGate::s_limit`.
 std::optional<PreparedLogging::Outcome> putInPlace(PreparedLogging& inout_prepared,
                                                    PreparedLogging& inout_other)
 {
@@ -83,10 +85,12 @@ std::optional<PreparedLogging::Outcome> putInPlace(PreparedLogging& inout_prepar
     const bool bDone = ProcessGate::whileClosed(
         [&]
         {
+            // Only tried: nothing may wait without a limit while the gate is closed.
             if (Logger::sGetConfigMutex().tryacquire() == -1)
                 return false;
             pHeld.reset(&Logger::sGetConfigMutex());
             outcome = inout_prepared.putInPlace(inout_other);
+            // A locked hierarchy is tried again later; the mutex must be free until then.
             if (outcome == PreparedLogging::Outcome::locked)
                 pHeld.reset();
             return pHeld != nullptr;
@@ -98,7 +102,7 @@ std::optional<PreparedLogging::Outcome> putInPlace(PreparedLogging& inout_prepar
     return outcome;
 }
 
-/// Makes appenders synchronous, since log4cplus has no threads to append on. Gives their names.
+/// Makes appenders synchronous, since log4cplus has no threads to append on. Returns their names.
 std::vector<std::string> makeSynchronous(log4cplus::helpers::Properties& inout_properties)
 {
     constexpr std::string_view begin = "appender.";
@@ -117,9 +121,9 @@ std::vector<std::string> makeSynchronous(log4cplus::helpers::Properties& inout_p
     return names;
 }
 
-/// Logs what an operator should know of a configuration: appenders that are not as they are
-/// configured and, if it is in force, rollovers that will fail. Where there is no memory for a
-/// line, it is lost, and what is in force stays so.
+/// Logs what an operator should know about a configuration: appenders that differ from their
+/// configuration and, if it is in effect, rollovers that will fail. If there is no memory for a
+/// line, the line is lost, and the configuration stays in effect.
 void reportProblems(const std::vector<std::string>& in_madeSynchronous,
                     const log4cplus::helpers::Properties* in_pInForce) noexcept
 try
@@ -134,10 +138,10 @@ try
 }
 catch (const std::bad_alloc&)
 {
-    // The rest is lost.
+    // The remaining lines are lost.
 }
 
-/// The section alone, with its name.
+/// Returns a trie with this section alone, under its name.
 ParameterTrie sectionOf(const ParameterTrie::StringTrie& in_node)
 {
     ParameterTrie section;
@@ -223,9 +227,11 @@ bool Logger::configureInTurn(const ParameterTrie& in_trie, std::ostream& out_err
 
     const std::optional<bool> isInForce = [&]() -> std::optional<bool>
     {
+        // The fallback is made before the gate is closed; whether it is needed is known only after
+        // that.
         if (!turn || !fallback.make(end))
             return std::nullopt;
-        // Each server's name is looked up once.
+        // Looks up the name of each server once, for all appenders that are made below.
         const SyslogHosts hosts(prepared.properties());
         if (bHasLevel && !prepared.make(end))
             return std::nullopt;
