@@ -11,8 +11,8 @@ namespace Velmora
 
 class Log4cplusBackend;
 
-/// Routes the log of ACE to log4cplus. Being the oldest entry of the exit list, it initializes
-/// log4cplus before the first line is logged, and is deleted after all other entries.
+/// Routes the log of ACE to log4cplus. Initializes log4cplus before the first line is logged. It is
+/// the oldest entry of the exit list, so it is deleted after all others.
 ///
 /// Ownership: owned by the exit list.
 /// Failure: if the log of ACE cannot be opened, the process exits with code 1.

@@ -113,6 +113,7 @@ bool CallAppenderFactory::haveDirectory() const
     struct stat status = {};
     if (stat(m_strDirectory.c_str(), &status) != 0)
     {
+        // Saved, since the logging below may change `errno`.
         const int iError = errno;
         VELMORA_LOG_DEBUG("Call Logger configuration. Failed to stat directory "
                           << m_strDirectory << " : " << std::strerror(iError));

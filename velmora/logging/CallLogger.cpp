@@ -24,6 +24,7 @@ CallLogger& CallLogger::operator=(const CallLogger& in_logger) = default;
 
 CallLogger::~CallLogger()
 {
+    // Leaving a call logs lines, and appenders may throw.
     if (CallLogger::isInCall())
         withoutThrowing(::liveFileScopeLogger(), "exception while a call ends",
                         [this] { leaveCall(); });

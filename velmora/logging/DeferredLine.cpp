@@ -35,6 +35,7 @@ void DeferredLine::append(const log4cplus::Logger& in_logger, const InternalLogg
     PerThreadPool<DeferredLine>::Lease line;
     line->m_logger = in_logger;
     line->keep(in_event);
+    // From here on, `run` gives the line back to the pool.
     ProcessGate::whenFree(*line.release());
 }
 

@@ -18,8 +18,8 @@ namespace Velmora
 /// A line keeps the time at which it was logged, and the lines of a thread keep their order.
 ///
 /// Thread-safety: belongs to its thread.
-/// Failure: an exception of an appender at a deferred line is logged once and goes no further,
-/// because the code that logged the line has gone on.
+/// Failure: an exception of an appender at a deferred line is caught and logged once, because the
+/// code that logged the line has gone on.
 // NOLINTNEXTLINE(cppcoreguidelines-virtual-class-destructor): never deleted as its base class.
 class DeferredLine final : public ProcessGate::Deferred
 {

@@ -29,8 +29,8 @@ class ChainLocks
                                                 {
                                                     const Log4cplusAccess::TimedMutex mutex(
                                                         in_link.appender_list_mutex);
-                                                    // Reserved first: a mutex that has been locked
-                                                    // can then be noted without memory.
+                                                    // Reserved first, so that a locked mutex can be
+                                                    // recorded without memory.
                                                     m_locked.reserve(m_locked.size() + 1);
                                                     m_bAll = mutex.lock(end);
                                                     if (m_bAll)

@@ -44,7 +44,7 @@ void LoggingIdEvent::fill(const std::string& in_strLogger, LogLevel in_logLevel,
 {
     m_strRawMessage = in_strMessage;
     copyLoggingIds(in_pIdsBegin, in_pIdsEnd);
-    // Given the file's name, it would make a string of it for each line.
+    // With the name of the file, it would build a temporary string for each line.
     setLoggingEvent(in_strLogger, in_logLevel, std::string(), nullptr, in_iLine);
     if (in_szFile != nullptr)
         file = in_szFile;
@@ -107,6 +107,7 @@ void LoggingIdEvent::removeCallId()
         const auto found = m_loggingIdVector.begin() + (pFound - loggingIdsBegin());
         const auto end =
             m_loggingIdVector.begin() + static_cast<std::ptrdiff_t>(m_uiLoggingIdVecSize);
+        // Moved to the end, the string is not in use, and its memory is kept.
         std::rotate(found, found + 1, end);
         --m_uiLoggingIdVecSize;
     }

@@ -11,22 +11,22 @@
 namespace Velmora
 {
 
-/// A line that carries logging identifiers. What appenders get from `getMessage()` is the composed
-/// text: each identifier with a blank behind it, then the raw message. The identifiers themselves
-/// stay with the event, so that an appender can take one out of a copy of it.
+/// A log event that carries logging identifiers. `getMessage()` returns the composed text: each
+/// identifier followed by a blank, then the raw message. The event also keeps the identifiers, so
+/// that an appender can remove one from a copy of the event.
 ///
-/// `clone()` is that of the base class: it gives a plain event that has the composed text.
+/// `clone()` is that of the base class: it returns a plain event with the composed text.
 ///
-/// Ownership: the event has copies of all texts and does not need the logger that made it.
-/// Thread-safety: as `log4cplus::spi::InternalLoggingEvent`.
+/// Ownership: the event has copies of all texts, and does not need the logger that made it.
+/// Thread-safety: as for `log4cplus::spi::InternalLoggingEvent`.
 class VELMORA_API LoggingIdEvent : public log4cplus::spi::InternalLoggingEvent
 {
   public:
-    /// What an identifier begins with that is a call id.
+    /// The prefix of the identifier that is the call id.
     static constexpr const char* s_szCallIdPrefix = "call-id=";
 
-    /// A null file and a negative line mean: not known. The identifiers are those from
-    /// `in_pIdsBegin` up to `in_pIdsEnd`; both may be null.
+    /// Makes the event of a line. A null file and a negative line mean that the place is not known.
+    /// The identifiers are those from `in_pIdsBegin` up to `in_pIdsEnd`; both may be null.
     LoggingIdEvent(const std::string& in_strLogger, LogLevel in_logLevel,
                    const std::string& in_strMessage, const char* in_szFile, int in_iLine,
                    const std::string* in_pIdsBegin, const std::string* in_pIdsEnd);
@@ -34,21 +34,21 @@ class VELMORA_API LoggingIdEvent : public log4cplus::spi::InternalLoggingEvent
     LoggingIdEvent& operator=(const LoggingIdEvent& in_event);
     ~LoggingIdEvent() override;
 
-    /// Puts the message together from the identifiers and the raw message.
+    /// Composes the message from the identifiers and the raw message.
     void computeMessage();
 
-    /// Takes out the first identifier that is a call id, if there is one, and composes the message
-    /// anew.
+    /// Removes the first identifier that is a call id, if there is one, and composes the message
+    /// again.
     void removeCallId();
 
-    /// Writes the message that this event would have after `removeCallId`, over a string.
+    /// Overwrites a string with the message that this event would have after `removeCallId`.
     void composeWithoutCallId(std::string& out_strMessage) const;
 
   protected:
-    /// An event to be filled.
+    /// Makes an event for `fill`.
     LoggingIdEvent();
 
-    /// Becomes another line. The memory of the texts before is used again.
+    /// Turns this event into that of another line. Reuses the memory of its texts.
     void fill(const std::string& in_strLogger, LogLevel in_logLevel,
               const std::string& in_strMessage, const char* in_szFile, int in_iLine,
               const std::string* in_pIdsBegin, const std::string* in_pIdsEnd);
@@ -62,7 +62,7 @@ class VELMORA_API LoggingIdEvent : public log4cplus::spi::InternalLoggingEvent
 
     std::string m_strRawMessage;
 
-    /// The identifiers. Strings behind the first `m_uiLoggingIdVecSize` are not in use.
+    /// The identifiers. Strings after the first `m_uiLoggingIdVecSize` are not in use.
     StringVector m_loggingIdVector;
     std::size_t m_uiLoggingIdVecSize = 0;
 };

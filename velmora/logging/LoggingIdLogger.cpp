@@ -21,13 +21,13 @@ namespace
 constexpr std::string_view s_strCallIdPrefix = LoggingIdEvent::s_szCallIdPrefix;
 constexpr const char* s_szNoCallId = "LoggingIdLogger::???CallId???";
 
-/// More identifiers than these are more than a logger ever needs.
+/// The number of identifiers above which each is warned of. No logger needs more.
 constexpr std::size_t s_uiUsualLoggingIds = 10;
 
-/// A text that is longer goes into an event of its own, so that the reused ones stay small.
+/// In bytes. A longer text gets an event of its own, so that the pooled ones stay small.
 constexpr std::size_t s_uiLongestReusedText = 16384;
 
-/// An event that is filled anew for each line.
+/// An event that is reused for each line.
 class ReusedLoggingIdEvent : public LoggingIdEvent
 {
   public:
@@ -36,11 +36,12 @@ class ReusedLoggingIdEvent : public LoggingIdEvent
     ReusedLoggingIdEvent* m_pNextInPool = nullptr;
 };
 
-/// Writes prefix and identifier over a string; the identifier may be what stands behind such a
-/// prefix in that string.
+/// Overwrites a string with prefix and identifier. The identifier may be the text after such a
+/// prefix in the same string.
 void overwrite(std::string& out_strText, std::string_view in_strPrefix, std::string_view in_strId)
 {
-    // Whatever fails for want of memory fails here, with the old text whole.
+    // If memory runs out, it does so here, with the old text intact. An identifier in the same
+    // string does not move, as it needs no more memory.
     out_strText.reserve(in_strPrefix.size() + in_strId.size());
     out_strText.assign(in_strId);
     out_strText.insert(0, in_strPrefix);
@@ -60,8 +61,8 @@ class LoggingIdLogger::LoggingIdVector : public StringVector, public InAccount<"
   public:
     using StringVector::StringVector;
 
-    /// Overwrites the strings with those of another list, in the memory that they have. Without
-    /// memory for that it is as it was, but for more strings at its end.
+    /// Overwrites the strings with those of another list, reusing their memory. If memory runs out,
+    /// the strings are unchanged; there may be additional ones at the end.
     void assign(const LoggingIdVector& in_loggingIds)
     {
         while (size() < in_loggingIds.size())
@@ -88,7 +89,7 @@ LoggingIdLogger& LoggingIdLogger::operator=(const LoggingIdLogger& in_logger)
 {
     if (this == &in_logger)
         return *this;
-    // Whatever fails for want of memory fails here, with the old identifiers whole.
+    // If memory runs out, it does so here, with the old identifiers intact.
     if (in_logger.m_pLoggingIdVector == nullptr)
         m_pLoggingIdVector.reset();
     else if (m_pLoggingIdVector == nullptr)
@@ -112,7 +113,7 @@ void LoggingIdLogger::appendLoggingId(std::string_view in_strPrefix, const char*
     if (m_uiLoggingIdVecSize < m_pLoggingIdVector->size())
         overwrite((*m_pLoggingIdVector)[m_uiLoggingIdVecSize], in_strPrefix, in_szId);
     else
-        // The text is made first, since the identifier may be part of a string that now moves.
+        // The text is built first, since the identifier may be part of a string that moves.
         m_pLoggingIdVector->push_back(std::string(in_strPrefix).append(in_szId));
     const bool bAdded = m_uiLoggingIdVecSize < m_pLoggingIdVector->size();
     VELMORA_FILE_ASSERT_TEXT(bAdded, "m_uiLoggingIdVecSize < m_pLoggingIdVector->size()");
@@ -143,7 +144,7 @@ void LoggingIdLogger::logCallId(const char* in_szCallId)
     {
         const auto iIndex = static_cast<std::int32_t>(m_uiLoggingIdVecSize);
         appendLoggingId(s_strCallIdPrefix, in_szCallId);
-        // Not before, so that there is no call id where there was no memory for it.
+        // Set last: if memory runs out, there is no call id.
         m_iCallIdIndex = iIndex;
     }
     else if (isCallIdInUse())
@@ -160,7 +161,7 @@ void LoggingIdLogger::clearCallId()
     VELMORA_FILE_ASSERT(m_uiLoggingIdVecSize > 0);
     if (bHasVector && m_uiLoggingIdVecSize > 0)
     {
-        // Behind the others it is not in use, and its memory is there for the next call.
+        // Moved to the end, the string is not in use, and its memory serves the next call.
         const auto begin = m_pLoggingIdVector->begin();
         const auto callId = begin + m_iCallIdIndex;
         std::rotate(callId, callId + 1, begin + static_cast<std::ptrdiff_t>(m_uiLoggingIdVecSize));

@@ -16,21 +16,21 @@ namespace Test
 class LoggingIdLoggerPeer;
 }
 
-/// A logger that puts a short list of identifiers in front of each line, in their order, each with
-/// a blank behind it: which call, which leg, which object a line comes from. The code that logs
-/// writes its plain message. One identifier may be the call id, which has the form "call-id=" and
-/// the id.
+/// A logger that puts a short list of identifiers in front of each line, in their order, each
+/// followed by a blank. They say which call, which leg or which object a line comes from; the
+/// logging code writes its plain message. One identifier may be the call id, which has the form
+/// "call-id=" and the id.
 ///
 ///     LoggingIdLogger logger("keswardin.gateway.Leg");
 ///     logger.addLoggingId("leg=1");
 ///     logger.logCallId("abc");
 ///     VELMORA_LOG(logger, INFO_LOG_LEVEL, "hello"); // leg=1 call-id=abc hello
 ///
-/// Identifiers are in the lines of the logging macros and of trace scopes. `log`, and `forcedLog`
-/// with a level that is an `int`, log without them.
+/// Lines of the logging macros and of trace scopes have the identifiers. `log`, and `forcedLog`
+/// with a level of type `int`, log without them.
 ///
-/// The strings of identifiers that are cleared stay, for those that come next: an object that is
-/// used for call after call does not allocate for each.
+/// The strings of identifiers that are cleared are kept for the next ones: an object that is used
+/// for one call after another does not allocate for each.
 ///
 /// Thread-safety: none; an object belongs to one thread of control at a time. A copy shares nothing
 /// with its source: another thread that needs the same identifiers gets a copy.
@@ -43,39 +43,40 @@ class VELMORA_API LoggingIdLogger : public CachedLLLogger
     LoggingIdLogger& operator=(const LoggingIdLogger& in_logger);
     ~LoggingIdLogger() override;
 
-    /// Adds an identifier behind the others. An empty one gives a lone blank. From the eleventh on
-    /// each is warned of, since a list that long means that nobody clears it; there is no limit.
+    /// Adds an identifier after the others. An empty one adds a lone blank. From the eleventh on,
+    /// each logs a WARN, since a list of that length means that it is never cleared. There is no
+    /// limit.
     void addLoggingId(const char* in_szId);
 
-    /// Forgets all identifiers, the call id too.
+    /// Removes all identifiers, including the call id.
     void clearLoggingIds();
 
-    /// Forgets the call id; the identifiers behind it move forward.
+    /// Removes the call id; the identifiers after it move forward.
     void clearCallId();
 
-    /// The call id without "call-id="; "LoggingIdLogger::???CallId???" when there is none. An empty
-    /// call id fails an assertion and is given.
-    /// Ownership: this object's; valid until the call id changes or an identifier is added.
+    /// Returns the call id without "call-id=", or "LoggingIdLogger::???CallId???" if there is none.
+    /// Fails an assertion if the call id is empty, and returns it.
+    /// Ownership: owned by this object; valid until the call id changes or an identifier is added.
     [[nodiscard]] const char* getCallId() const;
 
-    /// Forgets all identifiers and the cached level. Gives true.
+    /// Removes all identifiers and drops the cached level. Returns true.
     bool reset() override;
 
-    /// Logs at TRACE whatever the level, with the identifiers and with no file and line.
+    /// Logs at TRACE regardless of the level, with the identifiers, and without file and line.
     void forcedTrace(const char* in_szText) const override;
 
     using CachedLLLogger::forcedLog;
 
-    /// Logs a line with the identifiers, whatever the level.
+    /// Logs a line with the identifiers, regardless of its level.
     virtual void forcedLog(LogLevel in_logLevel, const std::string& in_strMessage,
                            const char* in_szFile, int in_iLine) const;
 
-    /// Sets the call id. The first one goes behind the other identifiers, a later one takes the
-    /// place of the one before.
+    /// Sets the call id. The first one goes after the other identifiers; a later one replaces the
+    /// one before.
     virtual void logCallId(const char* in_szCallId);
 
-    /// Whether there is a call id. The operations of this class do not ask it, so that a derived
-    /// class may have a wider notion of being in a call.
+    /// Returns whether there is a call id. The operations of this class do not call it, so that a
+    /// derived class may extend what counts as being in a call.
     [[nodiscard]] virtual bool isInCall() const;
 
   private:
@@ -88,12 +89,12 @@ class VELMORA_API LoggingIdLogger : public CachedLLLogger
     void appendLoggingId(std::string_view in_strPrefix, const char* in_szId);
     [[nodiscard]] const std::string* loggingIdsBegin() const;
 
-    /// The identifiers; null until the first. Strings behind the first `m_uiLoggingIdVecSize` are
-    /// not in use.
+    /// The identifiers; null until the first one is added. Strings after the first
+    /// `m_uiLoggingIdVecSize` are not in use.
     std::unique_ptr<LoggingIdVector> m_pLoggingIdVector;
     std::size_t m_uiLoggingIdVecSize = 0;
 
-    /// The place of the call id among the identifiers, -1 when there is none.
+    /// The index of the call id among the identifiers; -1 if there is none.
     std::int32_t m_iCallIdIndex = -1;
 };
 

@@ -7,10 +7,10 @@
 namespace Velmora
 {
 
-/// Gives the objects of a class a logger of type `T` of their own, which the object form of the
-/// logging macros uses.
+/// Gives each object of a class its own logger of type `T`, which the object form of the logging
+/// macros uses.
 ///
-/// Thread-safety: as `T`.
+/// Thread-safety: as for `T`.
 template <class T>
 class ObjectWithLogger
 {

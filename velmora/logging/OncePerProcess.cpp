@@ -15,13 +15,13 @@ namespace Velmora
 namespace
 {
 
-/// Carries a place through log4cplus's registry of factories.
+/// Stores a place in log4cplus's registry of factories.
 ///
 /// A static variable cannot be the place. Whether two copies of the library share one depends on
 /// the compiler (g++ makes a template's static unique in the process, clang does not), on its
-/// visibility, and on how each copy was opened. But all copies log through one log4cplus, which
-/// keeps the first factory of a name and gives it to everybody. It is there before the library's
-/// first constructor runs and until its last destructor has.
+/// visibility, and on how each copy was opened. But all copies log through one log4cplus. Its
+/// registry keeps the first factory of a name and returns it to all callers. It exists before the
+/// first constructor of the library runs, and until the last destructor has run.
 class PlaceFactory final : public log4cplus::spi::LocalFactoryBase<log4cplus::spi::LocaleFactory>
 {
   public:
@@ -32,7 +32,7 @@ class PlaceFactory final : public log4cplus::spi::LocalFactoryBase<log4cplus::sp
         return std::locale::classic();
     }
 
-    /// Outlives the factory, which dies with log4cplus.
+    /// Never destroyed: it outlives the factory, which log4cplus destroys at its own end.
     std::atomic<void*>& m_place = *new std::atomic<void*>(nullptr);
 };
 

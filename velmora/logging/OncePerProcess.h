@@ -5,36 +5,36 @@
 namespace Velmora
 {
 
-/// What all places share.
+/// The part of `OncePerProcess` that does not depend on the type.
 class OncePerProcessNoT
 {
   protected:
-    /// The pointer in the place of that name, null at first. Never destroyed.
+    /// Returns the pointer in the place of that name, which is null at first and never destroyed.
     static std::atomic<void*>& placeNamed(const char* in_szName);
 };
 
-/// A named place for a pointer, of which there is one in the process even if the process has
-/// several copies of the library, as when two modules bring one along each. All copies of the same
-/// version find the same place; what stands in it is the first one's, who puts it there and takes
-/// it away before it dies. Copies of other versions have places of their own, since they may lay
-/// out their objects differently.
+/// A named place for a pointer. There is one in the process, even if the process has several copies
+/// of the library, as when two modules each bring one. All copies of the same version find the same
+/// place. The object in it belongs to the copy that fills the place first; that copy empties the
+/// place before the object dies. Copies of other versions have places of their own, since they may
+/// lay out their objects differently.
 ///
-/// The code of what stands in a place must stay mapped until the process ends, as the library does.
+/// The code of the object must stay mapped until the process ends, as the library does.
 ///
-/// Thread-safety: all operations may be called on any thread.
+/// Thread-safety: all operations may be called from any thread.
 template <class T>
 class OncePerProcess : private OncePerProcessNoT
 {
   public:
     explicit OncePerProcess(const char* in_szName) : m_place(placeNamed(in_szName)) {}
 
-    /// Null while the place is empty.
+    /// Returns the object, or null while the place is empty.
     [[nodiscard]] T* get() const
     {
         return static_cast<T*>(m_place.load(std::memory_order_acquire));
     }
 
-    /// Fills the place if it is empty. Gives what stands there now.
+    /// Fills the place if it is empty. Returns the object that is in it now.
     T* fill(T* in_pObject)
     {
         void* pFound = nullptr;
@@ -42,7 +42,7 @@ class OncePerProcess : private OncePerProcessNoT
                                                                    : static_cast<T*>(pFound);
     }
 
-    /// Empties the place if that object stands there.
+    /// Empties the place if it holds that object.
     void clear(T* in_pObject)
     {
         void* pExpected = in_pObject;

@@ -6,21 +6,21 @@
 namespace Velmora
 {
 
-/// Objects of one thread that are used again and again. A thread takes as many at a time as it
-/// needs (a log line inside a log line takes a second one) and gives them back.
+/// Keeps objects for reuse, separately for each thread. A thread takes as many objects at once as
+/// it needs (a log line inside a log line takes a second one), and gives them back.
 ///
-/// It works at any time in the life of a thread: before the first and after the last of its
-/// thread-local objects, where objects are simply made and deleted.
+/// It works at any time in the life of a thread. Once the pool has been emptied at the end of the
+/// thread, objects are simply made and deleted.
 ///
 /// `T` has a default constructor and a member `T* m_pNextInPool`.
 ///
-/// Thread-safety: all operations may be called on any thread; an object goes back on the thread
-/// that took it.
+/// Thread-safety: all operations may be called from any thread; an object must be given back on the
+/// thread that took it.
 template <class T>
 class PerThreadPool
 {
   public:
-    /// An object taken for the life of this one.
+    /// Holds an object of the pool for a scope.
     class Lease
     {
       public:
@@ -33,7 +33,7 @@ class PerThreadPool
         Lease(const Lease&) = delete;
         Lease& operator=(const Lease&) = delete;
 
-        /// Hands the object over to the caller, who gives it back.
+        /// Releases the object to the caller, which must give it back.
         T* release() { return std::exchange(m_pObject, nullptr); }
 
         T& operator*() const { return *m_pObject; }
@@ -43,6 +43,7 @@ class PerThreadPool
         T* m_pObject;
     };
 
+    /// Takes an object out of the pool of the calling thread, or makes one.
     static T* take()
     {
         State& state = s_state;
@@ -54,6 +55,8 @@ class PerThreadPool
         return new T;
     }
 
+    /// Puts an object into the pool of the calling thread, or deletes it if the pool has been
+    /// emptied.
     static void giveBack(T* in_pObject)
     {
         State& state = s_state;
@@ -74,7 +77,7 @@ class PerThreadPool
         ended
     };
 
-    /// Has neither constructor nor destructor, so that it is there whenever the thread is.
+    /// Has neither constructor nor destructor, so it exists as long as the thread.
     struct State
     {
         T* pFree;
@@ -94,6 +97,7 @@ class PerThreadPool
                 delete pObject;
             }
         }
+        /// Makes the thread-local object, as its first use does.
         void touch() const {}
     };
 
@@ -109,6 +113,7 @@ class PerThreadPool
             delete in_pObject;
     }
 
+    // The model "initial-exec" reaches the state without a call of the dynamic linker.
     [[gnu::tls_model("initial-exec")]] static constinit inline thread_local State s_state{
         nullptr, Phase::unborn};
 };

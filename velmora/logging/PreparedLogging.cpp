@@ -33,7 +33,7 @@ using log4cplus::spi::LoggerImpl;
 using Log4cplusAccess::HandleMembers;
 using Log4cplusAccess::LoggerMembers;
 
-/// Which files are the same.
+/// Identifies a file by its path or, if it exists, by its device and inode.
 class FileIdentity
 {
   public:
@@ -55,7 +55,7 @@ class FileIdentity
     bool m_bExists;
 };
 
-/// What the appenders that are in force keep to themselves.
+/// The resources that current appenders do not share with others.
 class InUse
 {
   public:
@@ -74,12 +74,13 @@ class InUse
                 add(pAppender);
     }
 
-    /// Whether an appender with such properties must not be made while these are in force.
+    /// Returns whether an appender of that class, with these properties, must not be made while the
+    /// current appenders exist.
     [[nodiscard]] bool isInTheWayOf(const std::string& in_strClass,
                                     const Properties& in_properties) const
     {
         if (in_strClass == "log4cplus::SysLogAppender")
-            // The system's log has one identity in a process.
+            // A process has one identity in the system's log.
             return m_bSyslog && in_properties.getProperty("host").empty();
         if (in_strClass == "log4cplus::TimeBasedRollingFileAppender" && m_bTimeBased)
             return true;
@@ -101,7 +102,7 @@ class InUse
     }
 
   private:
-    /// Of the appender, or of one inside it.
+    /// Returns whether the property is the file of the appender, or of one nested in it.
     static bool isFile(std::string_view in_strName)
     {
         return in_strName == "File" || in_strName.ends_with(".File");
@@ -114,9 +115,9 @@ class InUse
 
 constexpr const char* s_szConsole = "STDOUT";
 
-/// The console of the next default configuration. It is mostly made in vain, and log4cplus ends the
-/// process where an appender is destroyed without memory: so it is kept. Guarded by the turn to
-/// configure logging; never destroyed.
+/// Returns the console appender of the next default configuration. That configuration is rarely
+/// needed, and log4cplus ends the process if an appender is destroyed without memory, so the
+/// appender is kept. Guarded by the `ConfigurationTurn`; never destroyed.
 SharedAppenderPtr& spareConsole()
 {
     static SharedAppenderPtr& s_pConsole = *new SharedAppenderPtr;
@@ -128,8 +129,8 @@ SharedAppenderPtr& spareConsole()
     return s_pConsole;
 }
 
-/// A hierarchy that nobody logs to, one for the default configuration and one for all others. They
-/// are kept, as destroying one takes memory. Guarded by the turn to configure logging.
+/// Returns a hierarchy that no thread logs to: one for the default configuration and one for all
+/// others. They are kept, since destroying one takes memory. Guarded by the `ConfigurationTurn`.
 log4cplus::Hierarchy& shadowHierarchy(bool in_bDefault)
 {
     static log4cplus::Hierarchy& s_ofDefault = *new log4cplus::Hierarchy;
@@ -146,7 +147,7 @@ Properties defaultProperties()
 
 log4cplus::Hierarchy& hierarchyInForce() { return log4cplus::Logger::getDefaultHierarchy(); }
 
-/// The number of a logger's parents, as its name has it.
+/// Returns the number of a logger's parents, according to its name.
 std::size_t depthOf(const log4cplus::Logger& in_logger)
 {
     const std::string& strName = in_logger.getName();
@@ -155,17 +156,17 @@ std::size_t depthOf(const log4cplus::Logger& in_logger)
 
 } // namespace
 
-/// log4cplus's own configurator, in steps.
+/// Runs log4cplus's own configurator in steps.
 class PreparedLogging::Configurator : public log4cplus::PropertyConfigurator
 {
   public:
-    /// What stood for an appender, and the appender; null if it cannot be made.
+    /// A placeholder and the appender that replaces it, which is null if it cannot be made.
     using Replacements = std::vector<std::pair<SharedAppenderPtr, SharedAppenderPtr>>;
 
     Configurator(const Properties& in_properties, log4cplus::Hierarchy& inout_shadow)
         : log4cplus::PropertyConfigurator(in_properties, inout_shadow)
     {
-        // It would start threads, which the library leaves none of.
+        // This property would start threads, which the library must not leave in the program.
         properties.removeProperty("threadPoolSize");
     }
 
@@ -186,8 +187,8 @@ class PreparedLogging::Configurator : public log4cplus::PropertyConfigurator
             log4cplus::helpers::getLogLog().setQuietMode(bValue);
     }
 
-    /// Makes the appenders that nothing in use is in the way of; for the others, something that
-    /// stands for them.
+    /// Makes the appenders, except those that an appender in use is in the way of. These get
+    /// placeholders.
     void makeAppenders(const InUse& in_inUse)
     {
         appenders.clear();
@@ -206,9 +207,10 @@ class PreparedLogging::Configurator : public log4cplus::PropertyConfigurator
         appenders.insert(m_late.begin(), m_late.end());
     }
 
+    /// Returns whether no appender has a placeholder.
     [[nodiscard]] bool isComplete() const { return m_late.empty(); }
 
-    /// Makes those that were left out.
+    /// Makes the appenders that have placeholders.
     Replacements makeLateAppenders()
     {
         appenders.clear();
@@ -233,13 +235,14 @@ class PreparedLogging::Configurator : public log4cplus::PropertyConfigurator
         configureAdditivity();
     }
 
+    /// Returns whether an appender is a placeholder.
     [[nodiscard]] bool isStandIn(const SharedAppenderPtr& in_pAppender) const
     {
         return std::any_of(m_late.begin(), m_late.end(),
                            [&](const auto& in_late) { return in_late.second == in_pAppender; });
     }
 
-    /// Whether an appender that is in force shares a file with one that is to be made.
+    /// Returns whether a current appender is in the way of one that has a placeholder.
     [[nodiscard]] bool isInTheWay(const SharedAppenderPtr& in_pAppender) const
     {
         InUse one;
@@ -257,7 +260,7 @@ class PreparedLogging::Configurator : public log4cplus::PropertyConfigurator
   private:
     static constexpr const char* s_szAppender = "appender.";
 
-    /// Leaves the sections of those appenders in the properties that the function accepts.
+    /// Removes the sections of appenders that the function does not accept from the properties.
     template <class Function>
     void keepAppenders(const Properties& in_whole, Function in_function)
     {
@@ -269,6 +272,7 @@ class PreparedLogging::Configurator : public log4cplus::PropertyConfigurator
                 properties.removeProperty(strProperty);
     }
 
+    /// The placeholders by the names of their appenders.
     std::map<std::string, SharedAppenderPtr> m_late;
 };
 
@@ -290,6 +294,7 @@ PreparedLogging::~PreparedLogging()
 {
     if (!m_bMade)
         return;
+    // The hierarchy is kept, and must look new to the next configuration.
     Log4cplusAccess::forEachLogger(m_shadow, [](LoggerImpl& inout_logger)
                                    { inout_logger.removeAllAppenders(); });
     m_shadow.clear();
@@ -304,8 +309,8 @@ void PreparedLogging::closeFormer()
     m_loggers.clear();
 }
 
-/// Closes the appenders in the lists that the function accepts, each once, whatever loggers have
-/// it, and takes them out.
+/// Closes each former appender that the function accepts, once even if several loggers have it, and
+/// removes it from the lists.
 template <class Function>
 void PreparedLogging::closeFormerIf(Function in_function)
 {
@@ -344,7 +349,8 @@ bool PreparedLogging::make(Clock::time_point in_end)
     loggers.push_back(hierarchyInForce().getRoot());
     for (const log4cplus::Logger& logger : loggers)
     {
-        // One at a time, as a line holds one and may wait for what holds another.
+        // Locks one list at a time: a line that holds the lock of one list may wait for a thread
+        // that holds the lock of another.
         const LoggerImpl& impl = HandleMembers::implOf(logger);
         const Log4cplusAccess::TimedMutex mutex(impl.appender_list_mutex);
         if (!mutex.lock(in_end))
@@ -394,10 +400,11 @@ void PreparedLogging::noteLoggers()
                        LoggerMembers::appendersOf(shadowRoot), 0});
     for (const log4cplus::Logger& logger : hierarchyInForce().getCurrentLoggers())
         loggers.push_back(wanted(logger));
-    // Those that get a level come first, a logger before its parents; then those that lose theirs,
-    // a parent before its children. So a parent's new level is never in force for a child that
-    // will have its own, and no old one for a child that has lost it, also for a cached level that
-    // is filled at that moment or a program that asks log4cplus.
+    // Loggers that get a level come first, each before its parents; then loggers that lose theirs,
+    // each after its parents. So a parent's new level is never the effective level of a child that
+    // will have its own, and a parent's old level never that of a child that has lost its own. This
+    // matters to a cached level that is filled at that moment, and to a program that asks log4cplus
+    // for a level.
     std::sort(loggers.begin(), loggers.end(),
               [](const OfLogger& in_first, const OfLogger& in_second)
               {
@@ -415,9 +422,10 @@ PreparedLogging::Outcome PreparedLogging::putInPlace(PreparedLogging& inout_othe
 {
     log4cplus::Hierarchy& hierarchy = hierarchyInForce();
     Log4cplusAccess::HierarchyLocks locks(hierarchy);
+    // The limit is in the past, so locks are only tried: the gate is closed.
     if (!locks.lockAll(Clock::time_point()))
         return Outcome::locked;
-    // New ones may have come since.
+    // Loggers may have been added since `make`.
     const std::size_t uiLoggers = hierarchy.getCurrentLoggers().size() + 1;
     for (PreparedLogging* const pPrepared : {this, &inout_other})
         if (pPrepared->m_loggers.size() != uiLoggers)
@@ -443,6 +451,7 @@ void PreparedLogging::change()
     }
     m_bInPlace = true;
     if (m_bDefault)
+        // In use now; the next default configuration needs another one.
         spareConsole() = SharedAppenderPtr();
     if (!m_pConfigurator->isComplete())
         makeTheRest();
@@ -467,7 +476,7 @@ void PreparedLogging::makeTheRest() noexcept
     }
     catch (const std::exception&)
     {
-        // Those that are missing are left out, as any appender that cannot be made.
+        // Missing appenders are left out, as any appender that cannot be made.
     }
     for (OfLogger& ofLogger : m_loggers)
     {

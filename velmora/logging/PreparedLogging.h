@@ -12,61 +12,67 @@
 namespace Velmora
 {
 
-/// What a configuration of logging will put in place: a level, an additivity and the appenders for
-/// each logger. Making it changes nothing that is in force and holds no lock, so opening a file or
-/// connecting to a server may take its time; putting it in place takes microseconds.
+/// A logging configuration that is ready to be put in place: a level, an additivity and the
+/// appenders for each logger. Making it changes nothing that is in effect and holds no lock, so
+/// opening a file or connecting to a server may take its time. Putting it in place takes
+/// microseconds.
 ///
-/// log4cplus's own configurator does its work on a hierarchy that nobody logs to, and the result is
-/// carried over.
+/// log4cplus's own configurator does its work on a hierarchy that no thread logs to, and the result
+/// is carried over.
 ///
-/// Appenders that share a file with one in force are made while the change takes place, once that
-/// one has gone: both would truncate or rename the file under each other.
+/// Appenders that share a file with a current appender are made during the change, after that one
+/// is closed: otherwise each would truncate or rename the file while the other uses it.
 ///
-/// Thread-safety: belongs to the thread that made it. One at a time is prepared in a process.
+/// Thread-safety: belongs to the thread that made it. One thread of the process prepares
+/// configurations at a time, the one that has the `ConfigurationTurn`.
 class PreparedLogging
 {
   public:
     using Clock = std::chrono::steady_clock;
 
-    /// Reads the properties, with their prefix "log4cplus.".
+    /// Reads the properties, which have the prefix "log4cplus.".
     explicit PreparedLogging(const log4cplus::helpers::Properties& in_properties);
 
-    /// The configuration that a process starts with: everything from DEBUG on to the console.
+    /// Makes the initial configuration of a process: everything from DEBUG on goes to the console.
     PreparedLogging();
 
     ~PreparedLogging();
     PreparedLogging(const PreparedLogging&) = delete;
     PreparedLogging& operator=(const PreparedLogging&) = delete;
 
-    /// The properties without their prefix, for changes before the appenders are made.
+    /// Returns the properties without their prefix, for changes before the appenders are made.
     [[nodiscard]] log4cplus::helpers::Properties& properties();
 
-    /// Whether the root logger will have a level. Without a line for it, and with an empty one, it
-    /// has DEBUG.
+    /// Returns whether the root logger will have a level. If the configuration has no line for it,
+    /// or an empty one, the level is DEBUG.
     [[nodiscard]] bool hasLevelOfRoot() const;
 
     /// Makes the appenders that can be made now, and the loggers that the configuration names.
-    /// Failure: false if somebody keeps a list of appenders locked until the end of the time.
+    /// Failure: returns false if another thread keeps a list of appenders locked until `in_end`.
     [[nodiscard]] bool make(Clock::time_point in_end);
 
-    /// Whether the root logger will have an appender, as far as is known before it is in place.
+    /// Returns whether the root logger will have an appender, as far as that is known before the
+    /// change.
     [[nodiscard]] bool hasAppenderOfRoot() const;
 
+    /// The result of `putInPlace`.
     enum class Outcome
     {
         inPlace,
-        /// Nothing has changed: somebody who does not know the gate holds a lock of the hierarchy.
+        /// Nothing has changed: a thread that does not pass the gate holds a lock of the hierarchy.
         locked,
-        /// The root logger would have had no appender, so the other one is in place.
+        /// The root logger would have had no appender, so the other configuration is in place.
         otherInPlace
     };
 
-    /// Puts it in place, or else the other, with the gate closed. The levels change one by one and
-    /// in such an order that each logger goes from its old level in force to its new one.
+    /// Puts this configuration in place, or else the other one, with the gate closed. The levels
+    /// change one by one, in an order in which each logger goes directly from its old effective
+    /// level to its new one. Appenders that `make` has left out are made here, under the locks of
+    /// the hierarchy.
     /// Failure: throws `std::bad_alloc`, with nothing changed.
     [[nodiscard]] Outcome putInPlace(PreparedLogging& inout_other);
 
-    /// Closes the appenders that were in force before, if this was put in place.
+    /// Closes the former appenders, if this configuration has been put in place.
     void closeFormer();
 
   private:
@@ -74,13 +80,14 @@ class PreparedLogging
 
     PreparedLogging(const log4cplus::helpers::Properties& in_properties, bool in_bDefault);
 
-    /// What a logger is to have; after the change, what it had.
+    /// The new settings of a logger. After the change, `appenders` are the former ones.
     struct OfLogger
     {
         log4cplus::Logger logger;
         int iLevel = log4cplus::NOT_SET_LOG_LEVEL;
         bool bAdditive = true;
         log4cplus::SharedAppenderPtrList appenders{};
+        /// The number of the logger's parents.
         std::size_t uiDepth = 0;
     };
 
@@ -91,10 +98,10 @@ class PreparedLogging
     template <class Function>
     void closeFormerIf(Function in_function);
 
-    /// Where log4cplus's configurator does its work.
+    /// The hierarchy on which log4cplus's configurator does its work.
     log4cplus::Hierarchy& m_shadow;
     std::unique_ptr<Configurator> m_pConfigurator;
-    /// In the order in which the levels change.
+    /// The settings of all loggers, in the order in which the levels change.
     std::vector<OfLogger> m_loggers;
     bool m_bMade = false;
     bool m_bInPlace = false;

@@ -31,13 +31,14 @@ namespace Velmora
 namespace
 {
 
-/// What fits into a packet of a common network path.
+/// In bytes. Fits into a packet of a common network path.
 constexpr std::size_t s_uiLongestDatagram = 900;
 
-/// After a longer line its memory is given back.
+/// In bytes. The memory of a longer line is released after it.
 constexpr std::size_t s_uiMostKept = 16384;
 
-/// Reads an integer above 0 from a text that may be empty, which leaves the number as it is.
+/// Reads an integer above 0. An empty text leaves the number as it is. Returns false for any other
+/// text.
 bool readPositive(const std::string& in_strText, int& out_iNumber)
 {
     if (in_strText.empty())
@@ -50,7 +51,7 @@ bool readPositive(const std::string& in_strText, int& out_iNumber)
     return true;
 }
 
-/// "<", the priority and ">".
+/// The header of a datagram: "<", the priority and ">".
 class Header
 {
   public:
@@ -66,7 +67,7 @@ class Header
     [[nodiscard]] std::string_view text() const { return {m_text.data(), m_uiLength}; }
 
   private:
-    /// Takes a number of 32 bits with its sign.
+    /// Large enough for a signed 32-bit number.
     std::array<char, 16> m_text;
     std::size_t m_uiLength;
 };
@@ -78,7 +79,7 @@ std::ostringstream makeStream()
     return stream;
 }
 
-/// Makes a stream as a new one again, whatever a layout has done to it.
+/// Puts a stream back into the state of a new one, whatever a layout has changed.
 void putBack(std::ostringstream& out_stream)
 {
     if (out_stream.view().size() > s_uiMostKept || out_stream.getloc() != std::locale::classic() ||
@@ -92,13 +93,15 @@ void putBack(std::ostringstream& out_stream)
     out_stream.fill(' ');
 }
 
-/// Makes the rest of a message, once its first datagram is sent, a message; gives its length.
+/// Turns the rest of a message, after its first datagram has been sent, into a message. Returns its
+/// length.
 std::size_t moveRestBehindHeader(char* out_pMessage, std::size_t in_uiHeader,
                                  std::size_t in_uiLength)
 {
     const std::size_t uiRest = in_uiLength - s_uiLongestDatagram;
-    // Servers know split lines with the last bytes of what was sent before in place of their own,
-    // as many as the header has. A shorter rest than that would leave less than nothing to move.
+    // Servers expect the last bytes of a split line, as many as the header has, to be replaced by
+    // bytes that were sent before. A shorter rest is moved whole: it has fewer bytes than would be
+    // left out.
     const std::size_t uiMoved = uiRest >= in_uiHeader ? uiRest - in_uiHeader : uiRest;
     std::memmove(out_pMessage + in_uiHeader, out_pMessage + s_uiLongestDatagram, uiMoved);
     return in_uiHeader + uiRest;
@@ -119,7 +122,7 @@ RemoteSyslogAppender::Factory::createObject(const log4cplus::helpers::Properties
 
 void RemoteSyslogAppender::registerFactory()
 {
-    // A factory whose name is known already is deleted.
+    // log4cplus deletes a factory whose name is already registered.
     log4cplus::spi::getAppenderFactoryRegistry().put(std::make_unique<Factory>());
 }
 
@@ -151,12 +154,12 @@ bool RemoteSyslogAppender::open() { return lookUpHost() && openSocket(); }
 
 bool RemoteSyslogAppender::lookUpHost()
 {
-    // Not under the lock: a name server may take long to answer, and lines are not to wait for it.
+    // Not under the lock: a name server may take long to answer, and lines must not wait for it.
     const SyslogHosts::Answer address = SyslogHosts::addressOf(m_strHostName);
     if (!address)
     {
         errorHandler->error("gethostbyname failed");
-        // The handler of log4cplus passes one line on and drops those that follow.
+        // log4cplus's handler writes the first error only, so the reason does not go through it.
         log4cplus::helpers::getLogLog().error("cannot look up " + m_strHostName + ": " +
                                               address.strReason);
         return false;
@@ -204,8 +207,8 @@ void RemoteSyslogAppender::append(const log4cplus::spi::InternalLoggingEvent& in
     const Header header(static_cast<int>(severity + static_cast<unsigned>(m_iFacility)));
     if (m_bFormatting) [[unlikely]]
     {
-        // The layout logs itself, to this appender. Or it has thrown: then lines cost more, but
-        // come.
+        // The layout logs to this appender itself, or it has thrown once. In the second case each
+        // line costs more from then on, but is sent.
         std::ostringstream stream = makeStream();
         formatAndSend(stream, header.text(), in_event);
         return;
@@ -246,7 +249,7 @@ void RemoteSyslogAppender::send(std::string_view in_strDatagram) const
     server.sin_family = AF_INET;
     server.sin_port = htons(static_cast<std::uint16_t>(m_iPort));
     server.sin_addr.s_addr = m_hostAddress;
-    // Without waiting: packets to a host of the local network that has gone pile up in the socket.
+    // Does not wait: datagrams to a host of the local network that is down pile up in the socket.
     sendto(m_iSocket, in_strDatagram.data(), in_strDatagram.size(), MSG_DONTWAIT,
            reinterpret_cast<const sockaddr*>(&server), sizeof server);
 }

@@ -5,7 +5,7 @@
 namespace Velmora
 {
 
-/// An object that can be put back into the state that it began with.
+/// An object that can be reset to its initial state.
 class VELMORA_API Resettable : public virtual Object
 {
   public:
@@ -14,7 +14,7 @@ class VELMORA_API Resettable : public virtual Object
     Resettable& operator=(const Resettable&) = default;
     ~Resettable() override;
 
-    /// Puts the object back; false when that failed.
+    /// Resets the object. Returns false on failure.
     virtual bool reset() = 0;
 };
 

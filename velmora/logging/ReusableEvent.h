@@ -9,14 +9,14 @@
 namespace Velmora
 {
 
-/// An event that is filled anew for each line and keeps the memory of its texts. It goes back to
-/// the pool of its thread when the line and all who keep it have let go of it.
+/// A log event that is reused for each line, and keeps the memory of its texts. It goes back to the
+/// pool of its thread when the line and all other holders have released it.
 ///
 /// Thread-safety: belongs to the thread that took it.
 class ReusableEvent : public log4cplus::spi::InternalLoggingEvent
 {
   public:
-    /// An event taken for the life of this one.
+    /// Holds an event of the pool for a scope.
     class Lease
     {
       public:
@@ -32,24 +32,26 @@ class ReusableEvent : public log4cplus::spi::InternalLoggingEvent
         ReusableEvent* m_pEvent;
     };
 
+    /// Turns this event into that of a line. A null file means that the place is not known.
     void fill(const std::string& in_strLogger, int in_logLevel, const std::string& in_strMessage,
               const char* in_szFile, int in_iLine)
     {
-        // Given the file's name, it would make a string of it for each line.
+        // With the name of the file, it would build a temporary string for each line.
         setLoggingEvent(in_strLogger, in_logLevel, in_strMessage, nullptr, in_iLine);
         if (in_szFile != nullptr)
             file = in_szFile;
     }
 
-    /// Lets the event outlive the line that it was filled for, until `letGo`.
+    /// Keeps the event beyond the line that it was filled for, until `letGo`. Returns the event.
     const ReusableEvent* keep() const
     {
         ++m_uiKeepers;
         return this;
     }
+    /// Undoes one `keep`. The last one gives the event back to the pool.
     void letGo() const
     {
-        // The pool makes events that are not const; a line only shows them so.
+        // The pool's events are not const; a line only exposes them as const.
         if (--m_uiKeepers == 0)
             PerThreadPool<ReusableEvent>::giveBack(const_cast<ReusableEvent*>(this));
     }

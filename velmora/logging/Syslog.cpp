@@ -50,6 +50,7 @@ Fallible<unsigned> loglevelToSyslogLevel(LogLevel in_logLevel)
 
 Fallible<LogLevel> syslogLevelToLoglevel(unsigned in_uiSyslogLevel)
 {
+    // The index is the severity.
     static constexpr std::array s_levels{FATAL_LOG_LEVEL, ERROR_LOG_LEVEL, ERROR_LOG_LEVEL,
                                          ERROR_LOG_LEVEL, WARN_LOG_LEVEL,  INFO_LOG_LEVEL,
                                          INFO_LOG_LEVEL,  DEBUG_LOG_LEVEL};
@@ -65,6 +66,7 @@ void syslogToLogger(int in_iSyslogLevel, const char* in_szFormat, ...)
     va_start(args, in_szFormat);
     const int iLength = OS::vsnprintf(text.data(), text.size(), in_szFormat, args);
     va_end(args);
+    // If OS::vsnprintf() fails, it returns a length that does not fit either.
     if (iLength >= static_cast<int>(text.size()))
     {
         VELMORA_FILE_LOG_ERROR("Velmora::syslogToLogger failed");

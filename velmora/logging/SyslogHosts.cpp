@@ -18,7 +18,7 @@ namespace Velmora
 namespace
 {
 
-/// The newest of each thread.
+/// The newest object of the calling thread.
 thread_local const SyslogHosts* s_pNewest = nullptr;
 
 } // namespace
@@ -51,7 +51,7 @@ SyslogHosts::Answer SyslogHosts::addressOf(const std::string& in_strHostName)
 
 SyslogHosts::Answer SyslogHosts::lookUp(const std::string& in_strHostName)
 {
-    // `gethostbyname` with memory of its own, so that threads may call it at a time.
+    // `gethostbyname` with memory of its own, so that threads may call it concurrently.
     std::vector<char> memory(1024);
     hostent host{};
     hostent* pFound = nullptr;

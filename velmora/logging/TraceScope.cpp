@@ -10,6 +10,8 @@ namespace Velmora
 namespace
 {
 
+/// Logs one line, and throws nothing, so an exception of an appender does not reach the traced
+/// code.
 void log(const Logger& in_logger, const char* in_szEvent, const char* in_szName)
 {
     withoutThrowing(&in_logger, "exception while a scope is traced",

@@ -5,20 +5,20 @@
 namespace Velmora
 {
 
-/// Logs "entering " and "exiting " with a name at TRACE around a scope, when the logger traces at
-/// its beginning. A stack object, declared by VELMORA_TRACE_SCOPE.
+/// Logs "entering " and "exiting " with a name at TRACE around a scope, if TRACE is enabled for the
+/// logger at the beginning of the scope. A stack object, declared by VELMORA_TRACE_SCOPE.
 ///
-/// While the logger has a level of its own that is above TRACE, it costs one comparison at entry
-/// and one test of a bool at exit.
+/// While the logger has a level of its own above TRACE, it costs one comparison at entry and one
+/// test of a bool at exit.
 ///
-/// Failure: an exception of an appender goes no further; it is logged, see `withoutThrowing`.
+/// Failure: an exception of an appender is caught and logged, see `withoutThrowing`.
 /// Ownership: keeps pointers to the logger and to the name, which must outlive it.
 /// Thread-safety: belongs to the thread that declares it.
 class VELMORA_API TraceScope
 {
   public:
-    /// `in_logLevel` is the logger's own level, which spares the walk through the hierarchy, or
-    /// `NOT_SET_LOG_LEVEL`.
+    /// Begins a scope. `in_logLevel` is the logger's own level, which saves the walk through the
+    /// hierarchy, or `NOT_SET_LOG_LEVEL`.
     TraceScope(const Logger& in_logger, const char* in_szName, LogLevel in_logLevel)
         : m_pLogger(&in_logger), m_szName(in_szName), m_bActive(isActive(in_logger, in_logLevel))
     {
@@ -26,7 +26,8 @@ class VELMORA_API TraceScope
             ctorLog();
     }
 
-    /// For the logger of a source file: null once that has gone, and the scope is then not active.
+    /// Begins a scope with the logger of a source file. The pointer is null once that logger has
+    /// been deleted; the scope is then not traced.
     TraceScope(const Logger* in_pLogger, const char* in_szName)
         : m_pLogger(in_pLogger), m_szName(in_szName),
           m_bActive(in_pLogger != nullptr && isActive(*in_pLogger, in_pLogger->getLogLevel()))
@@ -50,7 +51,7 @@ class VELMORA_API TraceScope
   private:
     static bool isActive(const Logger& in_logger, LogLevel in_logLevel)
     {
-        // Since NOT_SET_LOG_LEVEL lies below 1 too, a scope that is off needs no second test.
+        // NOT_SET_LOG_LEVEL is below 1 too, so a disabled scope needs no second test.
         return in_logLevel < 1 && isActiveBelow1(in_logger, in_logLevel);
     }
     static bool isActiveBelow1(const Logger& in_logger, LogLevel in_logLevel);

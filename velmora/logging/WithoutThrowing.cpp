@@ -22,7 +22,7 @@ namespace Velmora
 namespace
 {
 
-/// What the uses within one another on a thread share: which text was logged last.
+/// What nested uses on a thread share: their depth, and the hash of the text that was logged last.
 struct OutermostUse
 {
     int iDepth;
@@ -30,6 +30,7 @@ struct OutermostUse
 };
 [[gnu::tls_model("initial-exec")]] constinit thread_local OutermostUse s_use{0, 0};
 
+/// Counts a use while it lives. The end of the outermost use forgets the last text.
 class UseScope
 {
   public:
@@ -42,16 +43,16 @@ class UseScope
     UseScope(const UseScope&) = delete;
     UseScope& operator=(const UseScope&) = delete;
 
-    /// Whether the text is another one than the last. Notes it.
+    /// Stores the text, and returns whether it differs from the last one.
     static bool isNew(const char* in_szReason)
     {
-        // Never 0, which stands for none.
+        // Never 0, which means that there is none.
         const std::size_t uiHash = std::hash<std::string_view>()(in_szReason) | 1;
         return std::exchange(s_use.uiLoggedHash, uiHash) != uiHash;
     }
 };
 
-/// Whether the appender has taken the event.
+/// Passes the event to an appender. Returns whether the appender took it without an exception.
 bool append(log4cplus::Appender& inout_appender,
             const log4cplus::spi::InternalLoggingEvent& in_event) noexcept
 try
@@ -64,7 +65,8 @@ catch (...)
     return false;
 }
 
-/// Hands the line to each appender by itself. Gives whether one has taken it, or nobody wants it.
+/// Passes the line to each appender separately. Returns whether an appender has taken it, or ERROR
+/// is disabled.
 bool logAtEachAppender(const Logger& in_logger, const char* in_szWhat, const char* in_szReason)
 {
     if (!in_logger.isEnabledFor(ERROR_LOG_LEVEL))
@@ -78,6 +80,7 @@ bool logAtEachAppender(const Logger& in_logger, const char* in_szWhat, const cha
         Log4cplusAccess::HandleMembers::implOf(in_logger),
         [&event, &bTaken](const log4cplus::spi::LoggerImpl& in_link)
         {
+            // A copy, so that the list is not locked while its appenders run.
             const log4cplus::SharedAppenderPtrList appenders =
                 Log4cplusAccess::ListReader(in_link).list();
             for (const log4cplus::SharedAppenderPtr& pAppender : appenders)
@@ -96,7 +99,7 @@ void logOnce(const Logger* in_pLogger, const char* in_szWhat, const char* in_szR
         if (in_pLogger != nullptr && logAtEachAppender(*in_pLogger, in_szWhat, in_szReason))
             return;
     }
-    catch (...) // NOLINT(bugprone-empty-catch): it goes to standard error now.
+    catch (...) // NOLINT(bugprone-empty-catch): the text goes to standard error.
     {
     }
     dprintf(STDERR_FILENO, "keswardin:ERROR %s : %s\n", in_szWhat, in_szReason);

@@ -10,8 +10,8 @@ namespace Velmora
 
 class Logger;
 
-/// Logs the exception that is being handled at ERROR, as `withoutThrowing` does: for the handler of
-/// an operation that gives a result whatever fails.
+/// Logs the exception that is being handled at ERROR, as `withoutThrowing` does. Used in the
+/// handler of an operation that returns a result whatever fails:
 ///
 ///     catch (...)
 ///     {
@@ -19,27 +19,27 @@ class Logger;
 ///         return false;
 ///     }
 ///
-/// Thread-safety: may be called on any thread.
+/// Thread-safety: may be called from any thread.
 VELMORA_API void logCaughtException(const Logger* in_pLogger, const char* in_szWhat) noexcept;
 
-/// The part of `withoutThrowing` that does not depend on the function.
+/// The part of `withoutThrowing` that does not depend on the type of the function.
 VELMORA_API bool runWithoutThrowing(const Logger* in_pLogger, const char* in_szWhat,
                                     void (*in_pRun)(void*), void* inout_pFunction) noexcept;
 
-/// Runs what must not throw: what a destructor does, the end of a call. What it throws goes no
-/// further, and is logged once at ERROR as "what : the exception's text". Gives whether it came to
-/// its end.
+/// Runs a function that must not throw, such as the work of a destructor or the end of a call. An
+/// exception is caught, and logged once at ERROR as "what : the exception's text". Returns whether
+/// the function ended without an exception.
 ///
 ///     withoutThrowing(::liveFileScopeLogger(), "exception while a call ends", [this] { end(); });
 ///
-/// The line goes to each appender in the logger's chain by itself, so that one which throws keeps
-/// it from none of the others; where no appender takes it, it goes to standard error. With a null
-/// logger it goes there at once. It is written there even without memory.
+/// The line goes to each appender in the logger's chain separately, so an appender that throws does
+/// not keep it from the others. If no appender takes it, or if the logger is null, it goes to
+/// standard error, where it is written even without memory.
 ///
-/// Of uses within one another on a thread, a text that has been logged is not logged again: an
-/// appender that throws at each of the lines of an end is one line.
+/// While uses are nested on a thread, a text is not logged twice in a row: an appender that throws
+/// at each of several lines causes one line.
 ///
-/// Thread-safety: may be called on any thread.
+/// Thread-safety: may be called from any thread.
 template <class Function>
 bool withoutThrowing(const Logger* in_pLogger, const char* in_szWhat,
                      Function&& in_function) noexcept
