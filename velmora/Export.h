@@ -1,10 +1,11 @@
 #pragma once
 
-/// Marks what the shared library exports. Everything else in it is hidden.
+/// Exports a class, function or variable from the shared library. All other symbols of the library
+/// are hidden.
 #define VELMORA_API __attribute__((visibility("default")))
 
-/// Marks an exported thread-local variable that inline code of headers reads. The library itself
-/// always uses its own, also where another copy of it in the process exports the same name.
+/// Exports a thread-local variable that inline code in headers reads. The library itself always
+/// uses its own variable, even if another copy of the library in the process exports the same name.
 #if defined(VELMORA_BUILDING_LIBRARY)
 #define VELMORA_API_THREAD_LOCAL __attribute__((visibility("protected")))
 #else

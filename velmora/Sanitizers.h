@@ -1,6 +1,7 @@
 #pragma once
 
-// Which sanitizer a source is compiled with: 1 or 0. g++ says so by macros, clang by features.
+// Each macro is 1 if the source is compiled with that sanitizer, and 0 otherwise. g++ reports a
+// sanitizer by a predefined macro, clang by a feature test.
 //
 //   VELMORA_ADDRESS_SANITIZER
 //   VELMORA_THREAD_SANITIZER

@@ -7,12 +7,15 @@
 namespace Velmora
 {
 
-/// Base of objects that live until the exit list of the ACE object manager deletes them. The
-/// constructor puts the object on the list, so it dies before everything that it found there.
+/// Base class of objects that the exit list of the ACE object manager deletes. The constructor puts
+/// the object on the list, which runs last in, first out. So the object is deleted before all
+/// objects that were on the list already.
 ///
-/// Ownership: the exit list's; must be made with `new`, and nobody else deletes it.
+/// Ownership: the exit list owns the object. It must be made with `new`, and no other code may
+/// delete it.
 /// Failure: an object that is made while the list runs is not put on it and is never deleted.
-/// Thread-safety: may be made on any thread; the list runs on the thread that ends the process.
+/// Thread-safety: objects may be made on any thread. The list runs on the thread that ends the
+/// process.
 class VELMORA_API AceCleanupNoT : public ACE_Cleanup
 {
   public:
@@ -21,7 +24,7 @@ class VELMORA_API AceCleanupNoT : public ACE_Cleanup
     AceCleanupNoT& operator=(const AceCleanupNoT&) = delete;
     ~AceCleanupNoT() override;
 
-    /// Deletes the object; the argument is not used.
+    /// Deletes the object. The argument is not used.
     void cleanup(void* in_pParam = nullptr) override;
 };
 

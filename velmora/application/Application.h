@@ -10,7 +10,7 @@ namespace Velmora
 class Logger;
 class ROConfiguration;
 
-/// A program, as the code around `main` sees it:
+/// The interface of a program, for the code around `main`:
 ///
 ///     int main(int argc, char** argv)
 ///     {
@@ -22,7 +22,7 @@ class ROConfiguration;
 ///
 /// Programs derive from `ApplicationImpl`.
 ///
-/// Thread-safety: the main thread's, but for `getConfig`.
+/// Thread-safety: for the main thread only, except `getConfig`, which may be called on any thread.
 class VELMORA_API Application : public virtual Object
 {
   public:
@@ -31,16 +31,17 @@ class VELMORA_API Application : public virtual Object
     Application& operator=(const Application&) = delete;
     ~Application() override;
 
-    /// The configuration of the process.
+    /// Returns the configuration of the process.
     [[nodiscard]] virtual TSHandle<ROConfiguration> getConfig() const = 0;
 
-    /// Prepares the program to run, as its command line says.
-    /// Failure: false, and what is wrong in the log. The program decides what to do about it.
+    /// Prepares the program to run, as its command line asks.
+    /// Failure: returns false and logs the reason. The program decides whether it ends.
     [[nodiscard]] virtual bool initialize(int in_argc, char** in_argv) = 0;
 
-    /// What the program is for. To be called after `initialize` has given true.
+    /// Does the work of the program. Is called after `initialize` has returned true.
     virtual void run() = 0;
 
+    /// Returns the logger that the program logs through.
     [[nodiscard]] virtual const Logger& getAppLogger() const = 0;
 };
 

@@ -26,8 +26,8 @@ namespace Velmora
 class Alarm;
 enum class RunMode;
 
-/// The frame that all programs of the family start in. A program derives from it, says in `run`
-/// what it is for, and may replace or extend each step of its start:
+/// The base class of all programs of the family, with the steps of their start. A program derives
+/// from it, does its work in `run`, and may replace or extend each step of the start:
 ///
 ///     class Gateway : public Velmora::ApplicationImpl
 ///     {
@@ -36,95 +36,99 @@ enum class RunMode;
 ///         void run() override;
 ///     };
 ///
-/// `initialize` does, each step only if the one before it succeeded:
+/// `initialize` runs these steps and stops at the first one that fails:
 ///
-/// 1. logging with its default configuration, from WARN on for "keswardin";
-/// 2. the command line: a working directory, environment variables;
-/// 3. the configuration from its sources, and the defaults of all known parameters;
-/// 4. logging as the configuration says, if there are sources; deprecated parameters are an error,
-///    unknown names a warning;
-/// 5. core dumps, shared libraries;
-/// 6. what `get-param-info` and `build-info` ask for, which does not end the program;
-/// 7. the time-outs for the end of the program, which are only kept.
+/// 1. It gives logging its default configuration, with the level WARN for "keswardin".
+/// 2. It reads the command line, changes the working directory and sets environment variables.
+/// 3. It loads the configuration from its sources and adds the defaults of all known parameters.
+/// 4. If there are sources, it configures logging from the configuration. Deprecated parameters are
+///    an error, unknown names a warning.
+/// 5. It prepares for core dumps and opens shared libraries.
+/// 6. It logs what `get-param-info` and `build-info` ask for, which does not end the program.
+/// 7. It reads the time-outs for the end of the program, which it only stores.
 ///
-/// It ends with one line at INFO through the program's logger: the sources, what the configuration
-/// has come to, and the time that it took.
+/// At the end it logs one line at INFO through the program's logger: the sources, the numbers of
+/// parameters, unknown names, wrong types, values out of bounds and redefinitions, and the time
+/// that the start took.
 ///
-/// The command line knows these options, and those that a constructor of a derived class adds:
+/// The command line has these options, and those that a constructor of a derived class adds:
 ///
 /// | Option | What it does |
 /// |---|---|
 /// | `-h`, `--help` | see `processHelpParamInfoOptions` |
-/// | `--global-config SOURCE`, any number of times | loads a source, see `GlobalConfig::load` |
-/// | `--get-param-info REGEX`, any number of times | logs what is known of parameters |
+/// | `--global-config SOURCE`, may be repeated | loads a source, see `GlobalConfig::load` |
+/// | `--get-param-info REGEX`, may be repeated | logs what is known about parameters |
 /// | `--setcwd DIRECTORY` | changes the working directory before any file is read |
-/// | `--putenv NAME=VALUE`, any number of times | sets an environment variable before that |
+/// | `--putenv NAME=VALUE`, may be repeated | sets an environment variable, also before that |
 /// | `--build-info` | logs what the library was built from |
 ///
-/// The configuration is neither write protected nor at run time after `initialize`: the program
-/// says when (`GlobalConfig::writeProtect`, `GlobalConfig::declareRunTime`).
+/// After `initialize` the configuration is neither write protected nor declared to be at run time.
+/// The program does both when it is ready (`GlobalConfig::writeProtect`,
+/// `GlobalConfig::declareRunTime`).
 ///
-/// Logs through the logger that it is given.
+/// Logs through the logger that the constructor is given.
 ///
-/// Its alarm of a bad configuration, "system.configuration.error", stands in the `AlarmRegistry`.
-/// It goes on, at 40000, when `configure` fails, and not for a bad command line. There can be one
-/// application in a process: a second one does not get its alarm in, and cannot be initialized. The
-/// registry must not be cleared before `initialize` has returned.
+/// The `AlarmRegistry` holds the alarm of a bad configuration, "system.configuration.error". It
+/// goes on, at severity 40000, when `configure` fails. It does not go on for a bad command line. A
+/// process can have one application: the registry refuses the alarm of a second one, whose
+/// `initialize` then fails. The registry must not be cleared before `initialize` has returned.
 ///
-/// Failure: `initialize` gives false and says why in the log; it never ends the process. It catches
-/// what the reading of the command line throws, and nothing else.
-/// Thread-safety: the main thread's, before the program starts others. `getConfig` may be called on
-/// any thread.
+/// Failure: `initialize` returns false and logs the reason; it never ends the process. It catches
+/// the exceptions of the reading of the command line, and no others.
+/// Thread-safety: for the main thread, before the program starts other threads. `getConfig` may be
+/// called on any thread.
 class VELMORA_API ApplicationImpl : public virtual Application,
                                     public ObjectWithLogger<LoggingIdLogger>
 {
   public:
     /// Registers the alarm, sets the level of the logger "keswardin" to WARN and prepares for core
-    /// dumps. The text is not used.
+    /// dumps. The name is not used.
     ApplicationImpl(const Logger& in_logger, const char* in_szName);
 
-    /// The same with the logger "keswardin.infra.Application".
+    /// Does the same with the logger "keswardin.infra.Application".
     explicit ApplicationImpl(const char* in_szName);
 
     ~ApplicationImpl() override;
 
     [[nodiscard]] TSHandle<ROConfiguration> getConfig() const override;
 
-    /// Calling it once more does everything again with another command line. What was loaded
-    /// stays.
+    /// See `Application::initialize`. A second call runs all steps again with another command line.
+    /// Parameters that are already loaded stay.
     [[nodiscard]] bool initialize(int in_argc, char** in_argv) override;
 
     [[nodiscard]] const Logger& getAppLogger() const override;
 
   protected:
-    /// Writes how the program is called, and its options.
+    /// Writes the usage line and the options.
     virtual void writeUsage(std::ostream& out_stream) const;
 
-    /// Loads the sources, which may be none, adds the defaults, and configures logging from them.
+    /// Loads the sources, of which there may be none, adds the defaults, and configures logging
+    /// from the result.
     [[nodiscard]] virtual bool
     initializeGlobalConfigAndLogger(const std::vector<std::string>& in_sources);
 
-    /// Puts the logging into force that the program has until its configuration is read. It gets
-    /// the command line, which this class does not look at.
+    /// Configures the logging that the program uses until its configuration is read. The command
+    /// line is for overrides; this implementation does not use it.
     [[nodiscard]] virtual bool configureLoggerDefault(int in_argc, char** in_argv);
 
-    /// The same; also what logging goes back to when the configuration has none that can be used.
+    /// Does the same without a command line. Is also called when the logging part of the
+    /// configuration cannot be used.
     [[nodiscard]] virtual bool configureLoggerDefault();
 
-    /// Reads the command line. An exception below it becomes an error in the log and false.
+    /// Reads the command line. Logs exceptions that the reading or `processCmdlineVarsMap` throws,
+    /// and then returns false.
     [[nodiscard]] virtual bool processCmdLineArgs(int in_argc, char** in_argv);
 
-    /// Does what options of the command line ask for at once. That of a derived class calls this
-    /// one first.
+    /// Acts on the options that take effect at once. An override calls this implementation first.
     [[nodiscard]] virtual bool
     processCmdlineVarsMap(const boost::program_options::variables_map& in_variables);
 
-    /// Everything that needs the configuration. That of a derived class calls this one first. The
-    /// argument is the configuration of the process, which this one loads.
+    /// Runs all steps that need the configuration. An override calls this implementation first. The
+    /// argument is the configuration of the process, which this implementation loads.
     [[nodiscard]] virtual bool configure(const ROConfiguration& in_config);
 
-    /// The options that the usage shows, and those that it does not: for constructors of derived
-    /// classes to add to.
+    /// Return the options that the usage shows, the options that it does not show, and the
+    /// positional options. Constructors of derived classes add theirs.
     [[nodiscard]] boost::program_options::options_description& getAllowedOptions();
     [[nodiscard]] const boost::program_options::options_description& getAllowedOptions() const;
     [[nodiscard]] boost::program_options::options_description& getHiddenOptions();
@@ -132,37 +136,39 @@ class VELMORA_API ApplicationImpl : public virtual Application,
 
     [[nodiscard]] const boost::program_options::variables_map& getVariablesMap() const;
 
-    /// The name that the program was called by, without path and extension; empty before
-    /// `initialize`.
+    /// Returns the name that the program was called by, without path and extension. It is empty
+    /// before `initialize`.
     [[nodiscard]] std::string getProgname() const;
 
     void logUsageAndActualCommandLine() const;
     void logHelpMessage();
 
-    /// Logs the help, or else what is known of the parameters of `get-param-info`, if the command
-    /// line asks for one of them, and tells whether it did. A program that then has nothing more to
-    /// do calls it first in `run`.
+    /// Logs the help, or otherwise what is known about the parameters of `get-param-info`, if the
+    /// command line asks for it. Sets `out_bHandled` to whether it logged anything. A program that
+    /// has nothing more to do in that case calls this first in `run`.
     void processHelpParamInfoOptions(bool& out_bHandled);
 
-    /// Logs what is known of the parameters of `get-param-info`, whatever the level.
+    /// Logs what is known about the parameters of `get-param-info`, at any level of the logger.
     void getParamInfo() const;
 
-    /// Logs at DEBUG, also to the logger "keswardin.profiling", what `getProfileTimer` has
-    /// measured. Nothing starts and stops it but the program; until then all times are 0.
+    /// Logs the times that `getProfileTimer` has measured, at DEBUG, and also to the logger
+    /// "keswardin.profiling". Only the program starts and stops the timer. All times are 0 until it
+    /// does.
     void logProfileStats();
     [[nodiscard]] ACE_Profile_Timer& getProfileTimer();
 
-    /// How long the program may take to exit, and after what time it is to be killed: the
-    /// parameters `keswardin.exitTimeoutSec` and `keswardin.killTimeoutSec`. 0 before `initialize`;
-    /// `ACE_Time_Value::max_time` for no limit. What becomes of them is the program's business.
+    /// Return the time that the program may take to exit, and the time after which it is to be
+    /// killed: the parameters `keswardin.exitTimeoutSec` and `keswardin.killTimeoutSec`. Both are 0
+    /// before `initialize`, and `ACE_Time_Value::max_time` if there is no limit. This class does
+    /// not enforce them; that is up to the program.
     [[nodiscard]] const ACE_Time_Value& getExitTimeout() const;
     [[nodiscard]] const ACE_Time_Value& getKillTimeout() const;
 
     static const char* getSetCwdOptionName();
     static const char* getPutEnvOptionName();
 
-    /// Throws `std::logic_error` if the first option was given and the second was not. Options that
-    /// only have their default value count as not given.
+    /// Throws `std::logic_error` if the first option was given and the second was not. An option
+    /// that only has its default value does not count as given.
     static void optionDependency(const boost::program_options::variables_map& in_variables,
                                  const char* in_szForWhat, const char* in_szRequired);
 
@@ -180,6 +186,7 @@ class VELMORA_API ApplicationImpl : public virtual Application,
     [[nodiscard]] bool hasNoDeprecated(const ROConfiguration& in_config) const;
     void logBuildInfo() const;
     void logEndOfStart(std::chrono::steady_clock::time_point in_start) const;
+    /// Logs at INFO, at any level of the logger.
     void logForUser(const std::string& in_strText) const;
 
     boost::program_options::options_description m_allowedOptions;
@@ -196,7 +203,7 @@ class VELMORA_API ApplicationImpl : public virtual Application,
     std::vector<std::string> m_paramInfoRegexes;
     bool m_bBuildInfo = false;
     ACE_Profile_Timer m_profileTimer;
-    /// Null if it was refused.
+    /// Null if the registry refused the alarm.
     LimitedObjPtr<Alarm> m_pSysConfigErrorAlarm;
 };
 

@@ -7,24 +7,24 @@
 namespace Velmora
 {
 
-/// What a failed assertion needs of parts of the library that stand above it. They fill these
-/// places in when they come into being and empty them before they die; while a place is empty, an
-/// assertion goes on without it.
+/// Holds what a failed assertion needs from higher floors of the library: the unit test record and
+/// the configuration. Those set their pointers when they are made and reset them before they are
+/// destroyed. While a pointer is null, an assertion does without that part.
 ///
-/// Thread-safety: places may be read on any thread; they are filled and emptied by the code that
-/// brings the library up and takes it down. What fills a place must stay valid while it is set and
-/// must itself be callable on any thread.
+/// Thread-safety: the getters may be called on any thread. The setters are called by the code that
+/// starts and ends the library. An object that is set must stay valid while it is set, and its
+/// operations may be called on any thread.
 class VELMORA_API AssertionSeam
 {
   public:
-    /// The record of a running unit test.
+    /// Records the results of a running unit test.
     class VELMORA_API UnitTestRecord
     {
       public:
-        /// Whether a unit test runs; asked at each failed assertion.
+        /// Returns whether a unit test is running. Is called at each failed assertion.
         virtual bool isRunning() = 0;
 
-        /// Takes a failed check into the record.
+        /// Records a failed check.
         virtual void recordFailedCheck(const std::string& in_strText, const char* in_szFile,
                                        int in_iLine) = 0;
 
@@ -32,16 +32,16 @@ class VELMORA_API AssertionSeam
         ~UnitTestRecord() = default;
     };
 
-    /// The global configuration, reduced to one kind of parameter.
+    /// Reads and sets bool parameters of the global configuration.
     class VELMORA_API BoolParameters
     {
       public:
-        /// True when the parameter is defined as a bool, with its value in `out_bValue`. Never
-        /// brings a configuration into being and never waits for another thread's write: it gives
-        /// false then.
+        /// Returns whether the parameter is defined as a bool, and stores its value in
+        /// `out_bValue`. Never makes a configuration, and never waits while another thread writes:
+        /// it returns false in both cases.
         virtual bool getBoolParameter(const char* in_szName, bool& out_bValue) = 0;
 
-        /// Sets the parameter at run time; false when that is refused.
+        /// Sets the parameter at run time. Returns false if the change is refused.
         virtual bool setBoolParameter(const char* in_szName, bool in_bValue) = 0;
 
       protected:
@@ -54,9 +54,10 @@ class VELMORA_API AssertionSeam
     static void setBoolParameters(BoolParameters* in_pParameters);
     static BoolParameters* getBoolParameters();
 
-    /// What `keswardin.infra.abortOnAssert` read after the last finished change of the
-    /// configuration. An assertion goes by it where it cannot read the parameter itself: while
-    /// another thread changes the configuration, and once that has been destroyed. False at first.
+    /// Publish and return the value of `keswardin.infra.abortOnAssert` after the last finished
+    /// change of the configuration. An assertion uses it when it cannot read the parameter itself:
+    /// while another thread changes the configuration, and after the configuration has been
+    /// destroyed. The value is false at first.
     static void publishAbortOnAssert(bool in_bAbort);
     static bool isAbortOnAssertPublished();
 };

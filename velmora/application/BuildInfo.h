@@ -9,23 +9,22 @@
 namespace Velmora
 {
 
-/// What is known about the build of the library itself: the revision and the branch that it was
-/// built from, and the tools. There is one object in the process, however many copies of this code
-/// are loaded.
+/// Holds the revision and the branch that the library was built from, and the tools that it was
+/// built with. The process has one object, even if this code is loaded several times.
 ///
 /// Thread-safety: all operations may be called on any thread.
-/// Ownership: the exit list's, which deletes it before the table of singletons.
+/// Ownership: the exit list owns the object and deletes it before the table of singletons.
 class VELMORA_API BuildInfo
 {
   public:
-    /// A tool that the library was built with. One whose version is not known has an empty one.
+    /// A tool that the library was built with. The version is empty if it is not known.
     class VELMORA_API ToolInfo
     {
       public:
-        /// A version text that cannot be read leaves the version empty.
+        /// Stores the texts. The version stays empty if its text cannot be parsed.
         ToolInfo(const char* in_szName, const char* in_szDescription, const char* in_szVersion);
 
-        /// Writes "Tool `name`, Version `version`", without a line end.
+        /// Writes "Tool `name`, Version `version`" without a line end.
         std::ostream& write(std::ostream& out_stream) const;
 
       private:
@@ -34,18 +33,18 @@ class VELMORA_API BuildInfo
         DottedRevision m_version;
     };
 
-    /// Once the exit list has deleted the object, it must not be called.
+    /// Returns the object. Must not be called after the exit list has deleted it.
     static BuildInfo* getInstance();
 
     BuildInfo(const BuildInfo&) = delete;
     BuildInfo& operator=(const BuildInfo&) = delete;
     ~BuildInfo() = default;
 
-    /// Writes the line of `writeVersionControl`, then a line for each tool, without a line end
-    /// behind the last.
+    /// Writes the line of `writeVersionControl` and one line for each tool, without a line end
+    /// after the last.
     std::ostream& write(std::ostream& out_stream) const;
 
-    /// Writes "Branch `branch`, Revision `revision`", without a line end.
+    /// Writes "Branch `branch`, Revision `revision`" without a line end.
     std::ostream& writeVersionControl(std::ostream& out_stream) const;
 
   private:

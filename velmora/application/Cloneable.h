@@ -5,7 +5,7 @@
 namespace Velmora
 {
 
-/// An object that can be copied without knowing its class.
+/// The interface of objects that can be copied through a base class.
 class VELMORA_API Cloneable : public virtual Object
 {
   public:
@@ -14,8 +14,8 @@ class VELMORA_API Cloneable : public virtual Object
     Cloneable& operator=(const Cloneable&) = default;
     ~Cloneable() override;
 
-    /// A new copy.
-    /// Ownership: the caller's, who deletes it through its virtual destructor.
+    /// Returns a new copy.
+    /// Ownership: the caller owns the copy and deletes it through its virtual destructor.
     [[nodiscard]] virtual Cloneable* clone() const = 0;
 };
 

@@ -7,24 +7,26 @@
 namespace Velmora
 {
 
-/// The report of `CountedClass`.
+/// The part of `CountedClass` that does not depend on the class: its report.
 class VELMORA_API CountedClassNoT
 {
   public:
-    /// Asserts "in_uiCount > 0" on the logger `keswardin.infra.CountedClass`, for the given place.
+    /// Asserts "in_uiCount > 0" on the logger `keswardin.infra.CountedClass`, with the given file
+    /// and line.
     static void assertCountLargerThanZero(unsigned int in_uiCount, const char* in_szFile,
                                           int in_iLine);
 };
 
-/// Base of a class `T` whose living objects are counted; copies count too.
+/// Counts the living objects of a class `T`, which derives from it. Copies count, too.
 ///
-/// Thread-safety: none; such objects are made and destroyed on one thread at a time.
-/// Failure: an object that goes when none is counted is an assertion; the count stays 0.
+/// Thread-safety: none. The objects must be made and destroyed on one thread at a time.
+/// Failure: the destruction of an object while the count is 0 fails an assertion; the count stays
+/// 0.
 template <class T>
 class VELMORA_API CountedClass : public CountedClassNoT
 {
   public:
-    /// How many objects live.
+    /// Returns the number of living objects.
     static std::uint32_t getCount() { return s_uiCount; }
 
   protected:

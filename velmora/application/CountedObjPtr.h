@@ -12,37 +12,39 @@
 namespace Velmora
 {
 
-/// The failure that ends the process; see `CountedBuiltInPtr`.
+/// Ends the process, because a pointer has an object but no count; see `CountedBuiltInPtr`.
 [[noreturn]] VELMORA_API void objectWithoutCount(const char* in_szFile, unsigned int in_uiLine,
                                                  const char* in_szFunction) noexcept;
 
-/// A counted pointer to anything: the object is deleted when the last of the pointers that share it
-/// goes. It has no virtual functions, is kept by value in containers and passed by value.
+/// A counted pointer to an object of any type. The object is deleted when the last of the pointers
+/// that share it is destroyed or reset. The pointer has no virtual functions; it is kept by value
+/// in containers and passed by value.
 ///
 /// `RefCntClass` is `ReferenceCount` for pointers that belong to one thread at a time, or
-/// `TSReferenceCount` for objects that several threads hold. `DeleteCls` deletes the object: a
+/// `TSReferenceCount` for objects that several threads share. `DeleteCls` deletes the object: a
 /// class that is called with the pointer.
 ///
-/// Ownership: shared by all pointers that were copied from one.
-/// Thread-safety: one pointer belongs to one thread at a time; with `TSReferenceCount`, pointers
+/// Ownership: all pointers that were copied from one share the object.
+/// Thread-safety: one pointer belongs to one thread at a time. With `TSReferenceCount`, pointers
 /// that share an object may be copied and released on any threads. The last one deletes the object
-/// with the count's mutex held: a destructor that copied a pointer to its own object would wait
-/// forever.
-/// Failure: a pointer that has an object but no count ends the process when it goes, with the
-/// run-time's own failure of an assertion, "m_pObject == 0", whatever the build: it may go after
-/// the logging has. `std::bad_alloc` when there is no memory for the count; the object is deleted.
+/// while it holds the mutex of the count. A destructor that copies a pointer to its own object
+/// therefore waits forever.
+/// Failure: the destruction of a pointer that has an object but no count ends the process, with the
+/// assertion of the C library, "m_pObject == 0". It does so in every build, and does not log, since
+/// the logging may have ended by then. Throws `std::bad_alloc` if there is no memory for the count;
+/// the object is deleted.
 template <class T, class RefCntClass, class DeleteCls>
 class CountedBuiltInPtr
 {
   public:
     using element_type = T;
 
-    /// The null pointer, which has no count.
+    /// Makes a null pointer, which has no count.
     CountedBuiltInPtr() noexcept = default;
-    // NOLINTNEXTLINE(google-explicit-constructor): as null converts to any pointer.
+    // NOLINTNEXTLINE(google-explicit-constructor): null converts to any pointer.
     CountedBuiltInPtr(std::nullptr_t) noexcept {}
 
-    /// Takes the object over, with a count of 1; also null gets a count.
+    /// Takes ownership of the object, with a count of 1. A null object gets a count, too.
     explicit CountedBuiltInPtr(T* in_pObject) : m_pObject(in_pObject)
     {
         try
@@ -94,16 +96,16 @@ class CountedBuiltInPtr
         std::swap(m_pCount, inout_other.m_pCount);
     }
 
-    /// Lets the object go; deletes it if this was the last pointer.
+    /// Releases the object, and deletes it if this was the last pointer.
     void reset() { CountedBuiltInPtr().swap(*this); }
 
-    /// The object, still shared; null if there is none.
+    /// Returns the object, which stays shared, or null if there is none.
     [[nodiscard]] T* get() const noexcept { return m_pObject; }
     T& operator*() const noexcept { return *m_pObject; }
     T* operator->() const noexcept { return m_pObject; }
     explicit operator bool() const noexcept { return m_pObject != nullptr; }
 
-    /// Whether both point to the same object.
+    /// Returns whether both point to the same object.
     template <class U, class OtherDeleter>
     friend bool operator==(const CountedBuiltInPtr& in_left,
                            const CountedBuiltInPtr<U, RefCntClass, OtherDeleter>& in_right) noexcept
@@ -117,7 +119,7 @@ class CountedBuiltInPtr
     }
 
   protected:
-    /// One more pointer to the object that shares the given count.
+    /// Makes another pointer to the object that shares the given count.
     CountedBuiltInPtr(T* in_pObject, RefCntClass* in_pCount)
         : m_pObject(in_pObject), m_pCount(in_pCount)
     {
@@ -145,6 +147,7 @@ class CountedBuiltInPtr
             releaseLast(pCount);
     }
 
+    // Not inlined: it is rare, and the code would be repeated at the end of each handle.
     [[gnu::noinline]] void releaseLast(RefCntClass* in_pCount)
     {
         if (m_pObject != nullptr)
@@ -155,7 +158,7 @@ class CountedBuiltInPtr
 };
 
 /// A counted pointer to an object of the object model. Pointers to related classes convert as bare
-/// pointers do, and share the one count.
+/// pointers do, and share one count.
 ///
 /// Ownership, thread-safety, failure: as `CountedBuiltInPtr`.
 template <class T, class RefCntClass, class DeleteCls = std::default_delete<T>>
@@ -174,7 +177,7 @@ class CountedObjPtr : public CountedBuiltInPtr<T, RefCntClass, DeleteCls>
     {
         static_assert(std::is_base_of_v<Object, T>, "counted objects are of the object model");
     }
-    // NOLINTNEXTLINE(google-explicit-constructor): as null converts to any pointer.
+    // NOLINTNEXTLINE(google-explicit-constructor): null converts to any pointer.
     CountedObjPtr(std::nullptr_t) noexcept {}
     explicit CountedObjPtr(T* in_pObject) : Base(in_pObject) {}
 
@@ -196,7 +199,8 @@ class CountedObjPtr : public CountedBuiltInPtr<T, RefCntClass, DeleteCls>
         this->m_pCount = std::exchange(inout_other.m_pCount, nullptr);
     }
 
-    /// The object as a `T`, sharing the other's count; null if it is none.
+    /// Casts the pointer down. Returns a pointer that shares the count of the other, or null if the
+    /// object is not a `T`.
     template <class U, class OtherDeleter>
     [[nodiscard]] static CountedObjPtr
     dynamicCast(const CountedObjPtr<U, RefCntClass, OtherDeleter>& in_other)

@@ -9,28 +9,28 @@ namespace Velmora
 
 class Logger;
 
-/// The reports of a checked downcast. They log at ERROR and do no more: they neither abort nor
-/// count in a unit test.
+/// Logs the failures of a checked downcast, at ERROR. It neither aborts nor counts as a failure in
+/// a unit test.
 ///
 /// Thread-safety: all operations may be called on any thread.
 class VELMORA_API DynCastAssertNoT
 {
   public:
-    /// The logger `keswardin.infra.DynCastAssert`.
+    /// Returns the logger `keswardin.infra.DynCastAssert`.
     static const Logger& getLogger();
 
-    /// "`expr` is of type (`type`)", and the place. `in_szTypeIdName` is what `std::type_info`
-    /// gives; its leading digits are left out.
+    /// Logs "`expr` is of type (`type`)", with file and line. `in_szTypeIdName` is the name from
+    /// `std::type_info`; its leading digits are left out.
     static void typeIdError(const char* in_szTypeIdName, const char* in_szExpression,
                             const char* in_szFile, int in_iLine, const Logger& in_logger);
 
-    /// "`expr` == 0", and the place.
+    /// Logs "`expr` == 0", with file and line.
     static void nullBaseError(const char* in_szExpression, const char* in_szFile, int in_iLine,
                               const Logger& in_logger);
 };
 
-/// A downcast that tells when it fails. Gives null for a null base and for an object that is no
-/// `Derived`.
+/// Casts down, and logs a line if it cannot. Returns null if the base is null or the object is not
+/// a `Derived`.
 ///
 /// Thread-safety: may be called on any thread.
 template <class Derived, class Base>
@@ -51,6 +51,7 @@ Derived* dynCastAssert(Base* in_pBase, const char* in_szExpression, const char* 
 
 } // namespace Velmora
 
-/// Downcasts the pointer `base` to `Derived*`, with the text of `base` and the place in the report.
+/// Casts the pointer `base` down to `Derived*`. The log line has the text of `base`, the file and
+/// the line.
 #define VELMORA_DYN_CAST_ASSERT(Derived, base) \
     ::Velmora::dynCastAssert<Derived>((base), #base, __FILE__, __LINE__)

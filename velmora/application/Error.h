@@ -9,7 +9,7 @@
 namespace Velmora
 {
 
-/// A failure that is kept and passed around, which is why it is cloneable.
+/// A failure that is stored and passed around. It is cloneable for that reason.
 class VELMORA_API Error : public virtual OutputStreamable, public virtual Cloneable
 {
   public:
@@ -18,16 +18,17 @@ class VELMORA_API Error : public virtual OutputStreamable, public virtual Clonea
     Error& operator=(const Error&) = default;
     ~Error() override;
 
-    // Declared again for their places in the table of virtual operations.
+    // Declared again to fix their positions in the table of virtual functions.
     std::ostream& write(std::ostream& out_stream) const override = 0;
     [[nodiscard]] Cloneable* clone() const override = 0;
 };
 
-/// An error that is a text.
+/// An error that consists of a text.
 ///
-/// Ownership: what `clone` gives comes from `DefaultStaticMemAllocator` under the account
-/// "ErrorStringImpl" and goes back there when it is deleted.
-/// Failure: `std::bad_alloc` when there is no memory; an error that is assigned to is as it was.
+/// Ownership: a clone belongs to the caller. Its memory comes from `DefaultStaticMemAllocator`
+/// under the account "ErrorStringImpl" and is returned there when the clone is deleted.
+/// Failure: throws `std::bad_alloc` if there is no memory. The target of an assignment then stays
+/// as it was.
 class VELMORA_API ErrorStringImpl : public virtual Error
 {
   public:

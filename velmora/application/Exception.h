@@ -8,8 +8,8 @@
 namespace Velmora
 {
 
-/// The root of what the library throws as an object with a text form. An exception object also
-/// serves, unthrown, to format a log line.
+/// The root of the exceptions of the library that have a text form. An exception object that is not
+/// thrown is also used to format a log line.
 class VELMORA_API Exception : public virtual OutputStreamable
 {
   public:
@@ -19,7 +19,7 @@ class VELMORA_API Exception : public virtual OutputStreamable
     ~Exception() override;
 };
 
-/// An exception whose text form is a message. Handlers of `std::exception` catch it too.
+/// An exception whose text form is a message. A handler of `std::exception` catches it, too.
 class VELMORA_API ExceptionWithMsg : public virtual Exception, public virtual std::exception
 {
   public:
@@ -31,8 +31,8 @@ class VELMORA_API ExceptionWithMsg : public virtual Exception, public virtual st
 
     std::ostream& write(std::ostream& out_stream) const override;
 
-    /// The characters of the message.
-    /// Ownership: this object's; valid for as long as it lives.
+    /// Returns the message.
+    /// Ownership: belongs to this object and is valid while the object lives.
     [[nodiscard]] const char* what() const noexcept override;
 
   private:

@@ -7,7 +7,7 @@
 namespace Velmora
 {
 
-/// What all `Fallible` have in common: the report of a read without a value.
+/// The part of `Fallible` that does not depend on the type: the report of a read without a value.
 class VELMORA_API FallibleBase
 {
   public:
@@ -15,18 +15,18 @@ class VELMORA_API FallibleBase
     static void assertUsedInInvalidStateErr(const char* in_szFile, unsigned int in_uiLine);
 };
 
-/// A value or nothing. Reading one that holds nothing is an error of the program: it is reported
-/// through an assertion, and the read then gives whatever the value field holds.
+/// Holds a value or nothing. To read an object without a value is a defect of the program: an
+/// assertion fails, and the read then returns the default or earlier content of the value field.
 ///
 /// Thread-safety: belongs to one thread at a time.
 template <class T>
 class Fallible : public FallibleBase
 {
   public:
-    /// Holds nothing.
+    /// Makes an object without a value.
     Fallible() = default;
 
-    /// Holds a value.
+    /// Makes an object with a value.
     Fallible(const T& in_value) : m_state(s_cValid), m_value(in_value) {}
     Fallible(T&& in_value) : m_state(s_cValid), m_value(std::move(in_value)) {}
 
@@ -43,10 +43,10 @@ class Fallible : public FallibleBase
         return *this;
     }
 
-    /// Whether there is a value.
+    /// Returns whether there is a value.
     [[nodiscard]] bool isValid() const { return m_state == s_cValid; }
 
-    /// The value; reported as told above when there is none.
+    /// Returns the value. Fails an assertion if there is none.
     const T& get() const
     {
         if (m_state != s_cValid) [[unlikely]]

@@ -14,13 +14,15 @@
 namespace Velmora
 {
 
-/// A mutex of ACE, whose native mutex can be had.
+/// A mutex of ACE that gives access to its native mutex.
 template <class Lock>
 concept HasNativeMutex = std::same_as<decltype(std::declval<Lock&>().lock()), pthread_mutex_t&>;
 
-/// How a guard takes and leaves a lock. `acquire` returns -1, with `errno` set, if the lock cannot
-/// be had, as ACE's locks do. `takeIfFree` takes it if that needs no wait, and leaves `errno`
-/// alone. This one is for mutexes, also those that know only `acquire` and `release`.
+/// Locks and unlocks a mutex for a guard. Also works for mutexes that have only `acquire` and
+/// `release`.
+///
+/// `acquire` returns -1 and sets `errno` if the lock cannot be taken, as ACE's locks do.
+/// `takeIfFree` takes the lock if that needs no wait, and does not change `errno`.
 template <class Lock>
 struct ExclusiveLocking
 {
@@ -35,14 +37,14 @@ struct ExclusiveLocking
     static void release(Lock& inout_lock) { inout_lock.release(); }
 };
 
-/// What a read-write lock of ACE consists of.
+/// Returns the native lock in a read-write lock of ACE.
 inline pthread_rwlock_t* nativeLockOf(const ACE_RW_Mutex& in_lock)
 {
     return const_cast<pthread_rwlock_t*>(&in_lock.lock());
 }
 
-/// Shares a read-write lock with other readers. A thread may hold it several times.
-/// Failure: EDEADLK for the thread that holds it for writing.
+/// Locks a read-write lock for reading. A thread may hold it several times.
+/// Failure: EDEADLK if the thread holds the lock for writing.
 template <class Lock>
 struct ReadLocking
 {
@@ -54,8 +56,8 @@ struct ReadLocking
     static void release(Lock& inout_lock) { inout_lock.release(); }
 };
 
-/// Holds a read-write lock alone.
-/// Failure: EDEADLK for the thread that holds it already.
+/// Locks a read-write lock for writing.
+/// Failure: EDEADLK if the thread already holds the lock.
 template <class Lock>
 struct WriteLocking
 {
@@ -67,7 +69,7 @@ struct WriteLocking
     static void release(Lock& inout_lock) { inout_lock.release(); }
 };
 
-/// Shares a read-write lock if no thread holds it for writing at that moment. Does not wait.
+/// Locks a read-write lock for reading if no thread holds it for writing. Does not wait.
 template <class Lock>
 struct TryReadLocking
 {
@@ -76,19 +78,21 @@ struct TryReadLocking
     static void release(Lock& inout_lock) { inout_lock.release(); }
 };
 
-/// The guard of every lock of the library: passes the gate, then holds the lock, for a scope.
+/// Passes the gate and holds a lock, for a scope. Every lock of the library is taken by it.
 ///
 ///     const GatedGuard<ACE_Thread_Mutex> guard(m_mutex);
 ///
-/// A fork and a change of the logging configuration wait until the guard is gone. A fork does not
-/// wait while the guard waits for its lock and the thread holds no other. A line that is logged
-/// while it lives is appended afterwards. In the child of a fork, a lock that another thread held
-/// is made anew, and the forking thread goes on to hold its own.
+/// A fork and a change of the logging configuration wait until the guard is destroyed. A fork does
+/// not wait for a guard that waits for its lock in a thread that holds no other lock of the
+/// library. A line that is logged under the guard is appended after its end. In the child of a
+/// fork, a lock that another thread held is initialised again, and the forking thread still holds
+/// its own.
 ///
-/// Ownership: the caller's lock, which outlives the guard.
-/// Thread-safety: belongs to the thread that made it; guards of a thread end in reverse order.
-/// Failure: a lock that cannot be had is done without; `isLocked` is false. A lock that is had
-/// leaves `errno` as it was.
+/// Ownership: the lock belongs to the caller and must outlive the guard.
+/// Thread-safety: a guard belongs to the thread that made it. The guards of a thread must be
+/// destroyed in reverse order.
+/// Failure: if the lock cannot be taken, the guard holds nothing and `isLocked` returns false. A
+/// guard that takes its lock leaves `errno` unchanged.
 template <class Lock, template <class> class Locking = ExclusiveLocking>
 class GatedGuard
 {
@@ -115,7 +119,8 @@ class GatedGuard
     [[nodiscard]] bool isLocked() const { return m_pLock != nullptr; }
 
   private:
-    /// ThreadSanitizer learns the order of locks only from those that are waited for.
+    /// Does nothing under ThreadSanitizer, which learns the order of locks only from locks that are
+    /// waited for.
     bool takeIfFree() { return !VELMORA_THREAD_SANITIZER && Locking<Lock>::takeIfFree(*m_pLock); }
 
     [[gnu::noinline]] int acquire()

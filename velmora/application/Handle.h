@@ -17,10 +17,10 @@ class DeleteCountedObjDeleter
     }
 };
 
-/// A counted pointer that owns its object, for one thread at a time unless `RefCntClass` says
-/// otherwise. Handles of related classes convert as bare pointers do, and share the one count.
+/// A counted pointer that owns its object, for one thread at a time unless `RefCntClass` allows
+/// more. Handles of related classes convert as bare pointers do, and share one count.
 ///
-///     Handle<Leg> hLeg(new SipLeg(...));   // takes it over
+///     Handle<Leg> hLeg(new SipLeg(...));   // takes ownership
 ///     Handle<Object> hObject = hLeg;       // the same object, the same count
 ///
 /// Ownership, thread-safety, failure: as `CountedBuiltInPtr`.
@@ -33,14 +33,14 @@ class Handle : public CountedObjPtr<T, RefCntClass, DeleteCountedObjDeleter<T>>
     using Base::Base;
 
     Handle() noexcept = default;
-    // NOLINTNEXTLINE(google-explicit-constructor): it is the same thing under another name.
+    // NOLINTNEXTLINE(google-explicit-constructor): this is the same type under another name.
     Handle(Base in_base) noexcept : Base(std::move(in_base)) {}
 };
 
-/// The handle of objects that several threads hold.
+/// A handle on an object that several threads share.
 ///
-/// Ownership, thread-safety, failure: as `CountedBuiltInPtr`. Each copy and each release takes the
-/// mutex of the count once; where that is too much, use `Handle` or `LimitedObjPtr`.
+/// Ownership, thread-safety, failure: as `CountedBuiltInPtr`. Each copy and each release locks the
+/// mutex of the count once. Where that costs too much, use `Handle` or `LimitedObjPtr`.
 template <class T>
 class TSHandle : public Handle<T, TSReferenceCount>
 {
@@ -50,7 +50,7 @@ class TSHandle : public Handle<T, TSReferenceCount>
     using Base::Base;
 
     TSHandle() noexcept = default;
-    // NOLINTNEXTLINE(google-explicit-constructor): it is the same thing under another name.
+    // NOLINTNEXTLINE(google-explicit-constructor): this is the same type under another name.
     TSHandle(CountedObjPtr<T, TSReferenceCount, DeleteCountedObjDeleter<T>> in_base) noexcept
         : Base(std::move(in_base))
     {

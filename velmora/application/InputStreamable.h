@@ -7,9 +7,9 @@
 namespace Velmora
 {
 
-/// An object that can be read from its text form.
+/// The interface of objects that can be read from their text form.
 ///
-/// Thread-safety: as the derived class says.
+/// Thread-safety: as stated by the derived class.
 class VELMORA_API InputStreamable : public virtual Object
 {
   public:
@@ -22,7 +22,7 @@ class VELMORA_API InputStreamable : public virtual Object
     virtual std::istream& read(std::istream& in_stream) = 0;
 };
 
-/// Calls `read` and returns what it returned.
+/// Calls `read` and returns its result.
 VELMORA_API std::istream& operator>>(std::istream& in_stream, InputStreamable& out_object);
 
 } // namespace Velmora

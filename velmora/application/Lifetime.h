@@ -3,13 +3,14 @@
 namespace Velmora
 {
 
-/// Brings everything that lives as long as the process into being, in the one order that makes the
-/// exit list right, which is the reverse: what is needed comes first and dies last. Runs when the
-/// library is loaded, before the first use of any of it; later calls do nothing.
+/// Makes all objects that live as long as the process, in a fixed order. The exit list destroys
+/// them in the reverse order, so an object that others need is made before them and destroyed after
+/// them. Is called when the library is loaded, before the first use of any of these objects. Later
+/// calls do nothing.
 ///
-/// "docs/lifetime.md" shows the order and what happens at exit and at a fork.
+/// "docs/lifetime.md" has the order, and describes what happens at exit and at a fork.
 ///
-/// Thread-safety: the first call happens at load, on the loading thread.
+/// Thread-safety: the first call is made at load, on the loading thread.
 void bringUpLibrary();
 
 } // namespace Velmora

@@ -8,19 +8,20 @@
 namespace Velmora
 {
 
-/// A bare pointer that marks in an interface that the callee may use the object and must not keep
-/// ownership of it, as observers are passed. One word; nothing is counted.
+/// A bare pointer in an interface, which marks that the callee may use the object but must not take
+/// ownership of it. Observers are passed in this way. It has the size of a pointer and counts
+/// nothing.
 ///
-/// Ownership: none. The object must outlive it.
-/// Thread-safety: that of a bare pointer.
+/// Ownership: none. The object must outlive the pointer.
+/// Thread-safety: as a bare pointer.
 template <class T>
 class LimitedObjPtr
 {
   public:
     constexpr LimitedObjPtr() noexcept = default;
-    // NOLINTNEXTLINE(google-explicit-constructor): as null converts to any pointer.
+    // NOLINTNEXTLINE(google-explicit-constructor): null converts to any pointer.
     constexpr LimitedObjPtr(std::nullptr_t) noexcept {}
-    // NOLINTNEXTLINE(google-explicit-constructor): nothing is given away by it.
+    // NOLINTNEXTLINE(google-explicit-constructor): it transfers no ownership.
     constexpr LimitedObjPtr(T* in_pObject) noexcept : m_pObject(in_pObject) {}
 
     template <class U>
@@ -30,10 +31,10 @@ class LimitedObjPtr
     {
     }
 
-    /// The object of a handle, which goes on owning it.
+    /// Points to the object of a handle, which still owns it.
     template <class U, class RefCntClass, class DeleteCls>
     requires std::is_convertible_v<U*, T*>
-    // NOLINTNEXTLINE(google-explicit-constructor): nothing is given away by it.
+    // NOLINTNEXTLINE(google-explicit-constructor): it transfers no ownership.
     LimitedObjPtr(const CountedBuiltInPtr<U, RefCntClass, DeleteCls>& in_handle)
     noexcept : m_pObject(in_handle.get()) {}
 
@@ -43,7 +44,7 @@ class LimitedObjPtr
     [[nodiscard]] constexpr bool isNull() const noexcept { return m_pObject == nullptr; }
     constexpr explicit operator bool() const noexcept { return !isNull(); }
 
-    /// Whether both point to the same object.
+    /// Returns whether both point to the same object.
     friend constexpr bool operator==(const LimitedObjPtr&, const LimitedObjPtr&) = default;
 
   private:

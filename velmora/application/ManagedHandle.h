@@ -5,8 +5,8 @@
 namespace Velmora
 {
 
-/// Something that must be released after an object that was made with it, such as the library that
-/// holds the object's code. Its destructor releases.
+/// The base class of a resource that must be released after an object that depends on it, such as
+/// the library with the object's code. The destructor releases the resource.
 class VELMORA_API ReleaserBase : public virtual Object
 {
   public:
@@ -16,21 +16,21 @@ class VELMORA_API ReleaserBase : public virtual Object
     ~ReleaserBase() override;
 };
 
-/// A handle that is built from a bare pointer and carries besides what is to be released after the
-/// object. The null handle is how operations that give one tell that they failed.
+/// A handle on an object, with a resource that is released after the object. Functions that return
+/// one return the null handle on failure.
 ///
 /// Ownership, thread-safety, failure: as `CountedBuiltInPtr`.
 template <class T, class RefCntClass>
 class ManagedHandle
 {
   public:
-    /// The null handle.
+    /// Makes a null handle.
     ManagedHandle() noexcept = default;
-    // NOLINTNEXTLINE(google-explicit-constructor): as null converts to any pointer.
+    // NOLINTNEXTLINE(google-explicit-constructor): null converts to any pointer.
     ManagedHandle(std::nullptr_t) noexcept {}
 
-    /// Takes the object over, and what is to be released after it, if anything; a null object gives
-    /// the null handle.
+    /// Takes ownership of the object, and of the resource to release after it, if any. A null
+    /// object makes a null handle.
     explicit ManagedHandle(T* in_pObject, ReleaserBase* in_pReleaser = nullptr)
     {
         if (in_pReleaser != nullptr)
@@ -58,7 +58,7 @@ class ManagedHandle
         return *this;
     }
 
-    /// The object, still shared; null if there is none.
+    /// Returns the object, which stays shared, or null if there is none.
     [[nodiscard]] T* get() const noexcept { return m_object.get(); }
     T& operator*() const noexcept { return *m_object; }
     T* operator->() const noexcept { return m_object.get(); }
@@ -69,7 +69,7 @@ class ManagedHandle
     template <class U, class OtherCount>
     friend class ManagedHandle;
 
-    // Members go in the reverse of this order, the object first.
+    // Members are destroyed in reverse order: the object first.
     Handle<ReleaserBase, RefCntClass> m_releaser;
     Handle<T, RefCntClass> m_object;
 };

@@ -5,20 +5,20 @@
 namespace Velmora
 {
 
-/// The report of `MaxCountClass`.
+/// The part of `MaxCountClass` that does not depend on the class: its report.
 class VELMORA_API MaxCountClassNoT
 {
   public:
-    /// Logs at ERROR on `keswardin.infra.MaxCountClass` that the current count exceeds the
-    /// maximum, and asserts that it does not.
+    /// Logs at ERROR on `keswardin.infra.MaxCountClass` that the count exceeds the maximum, and
+    /// fails an assertion.
     static void maxCountExceeded(unsigned int in_uiCurrentCount, unsigned int in_uiMaxCount);
 };
 
-/// Base of a class `T` of which no more than `N` objects should live at once.
+/// Limits the living objects of a class `T`, which derives from it, to `N`.
 ///
 /// Thread-safety: none, as `CountedClass`.
-/// Failure: an object above the maximum is an ERROR line and an assertion; the constructor then
-/// goes on.
+/// Failure: the constructor of an object above the limit logs at ERROR and fails an assertion. The
+/// object is made nevertheless.
 template <class T, unsigned int N>
 class VELMORA_API MaxCountClass : public CountedClass<T>, public MaxCountClassNoT
 {

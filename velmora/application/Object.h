@@ -5,10 +5,10 @@
 namespace Velmora
 {
 
-/// The root of the object model. Every class of the library that has virtual functions reaches
-/// it as a virtual base, so that a class may combine several interfaces and still have one root.
+/// The root of the object model. Every class of the library with virtual functions has it as a
+/// virtual base, so that a class may combine several interfaces and still have one root.
 ///
-/// Thread-safety: none needed; it has no state.
+/// Thread-safety: no locking is needed, as the class has no state.
 class VELMORA_API Object
 {
   public:

@@ -12,32 +12,33 @@ namespace Velmora
 
 class Logger;
 
-/// What all on-demand singletons share.
+/// The part of `OnDemandSingleton` that does not depend on the class.
 class VELMORA_API OnDemandSingletonNoT
 {
   public:
-    /// The logger `keswardin.infra.OnDemandSingleton`.
+    /// Returns the logger `keswardin.infra.OnDemandSingleton`.
     static const Logger& sGetLogger();
 
-    /// The mutex under which such objects are made. Recursive, since making one may ask for
-    /// another.
+    /// Returns the mutex that is held while an on-demand singleton is made. The constructor of the
+    /// singleton runs under it. It is recursive, as that constructor may ask for another singleton.
     static ACE_Recursive_Thread_Mutex& sGetMutex();
 };
 
-/// The one object of class `T` of the process, made when it is first asked for. Each thread keeps a
-/// pointer of its own to it, and finds it without a lock.
+/// Makes the only object of class `T` in the process when it is first asked for. Each thread keeps
+/// its own pointer to the object, and finds it without a lock.
 ///
-/// `T` has a default constructor and its name in the singleton registry, `T::s_szSingletonName`.
-/// Once the exit list has deleted the object, it must not be asked for.
+/// `T` has a default constructor, and its name in the singleton registry in `T::s_szSingletonName`.
+/// `getInstance` must not be called after the exit list has deleted the object.
 ///
-/// Ownership: the exit list's.
+/// Ownership: the exit list owns the object.
 /// Thread-safety: may be called on any thread.
-/// Failure: what should not be is an assertion on `keswardin.infra.OnDemandSingleton`; the result
-/// is the registered object all the same.
+/// Failure: an inconsistent state fails an assertion on `keswardin.infra.OnDemandSingleton`. The
+/// result is the registered object in any case.
 template <class T>
 class VELMORA_API OnDemandSingleton : public OnDemandSingletonNoT
 {
   public:
+    /// Returns the object, which the first call makes.
     static T* getInstance()
     {
         if (T** const ppSingleton = threadSlot().ts_object())
@@ -48,14 +49,15 @@ class VELMORA_API OnDemandSingleton : public OnDemandSingletonNoT
         }
         T* const pFound = findOrMake();
         assertThat(pFound != nullptr, "pFound != 0", __LINE__);
-        // Whatever stood there before is deleted by its slot.
+        // The slot returns its earlier pointer, if any.
         // NOLINTNEXTLINE(clang-analyzer-cplusplus.NewDeleteLeaks): the slot has the new one.
         delete threadSlot().ts_object(new T*(pFound));
         return pFound;
     }
 
   protected:
-    /// The slot of each thread. Never destroyed, since threads may outlive static destructors.
+    /// Returns the slots, one for each thread. They are never destroyed, since threads may outlive
+    /// static destructors.
     static ACE_TSS<T*>& threadSlot()
     {
         static ACE_TSS<T*>& m_tsPSingleton = *makeThreadSlots();
@@ -66,7 +68,7 @@ class VELMORA_API OnDemandSingleton : public OnDemandSingletonNoT
     static ACE_TSS<T*>* makeThreadSlots()
     {
         auto* const pSlots = new ACE_TSS<T*>;
-        // Makes the key here, where no other thread looks yet.
+        // Makes the key now, before another thread can use the slots.
         pSlots->ts_object(nullptr);
         return pSlots;
     }

@@ -7,9 +7,10 @@
 namespace Velmora
 {
 
-/// An object with a text form. `operator<<` is the one way to put an object in a log line.
+/// The interface of objects with a text form. `operator<<` is the one way to put an object in a log
+/// line.
 ///
-/// Thread-safety: as the derived class says; `write` must not change the object.
+/// Thread-safety: as stated by the derived class. `write` must not change the object.
 class VELMORA_API OutputStreamable : public virtual Object
 {
   public:
@@ -18,11 +19,11 @@ class VELMORA_API OutputStreamable : public virtual Object
     OutputStreamable& operator=(const OutputStreamable&) = default;
     ~OutputStreamable() override;
 
-    /// Writes the text form and returns the stream. Ends no line.
+    /// Writes the text form, without a line end, and returns the stream.
     virtual std::ostream& write(std::ostream& out_stream) const = 0;
 };
 
-/// Calls `write` and returns what it returned.
+/// Calls `write` and returns its result.
 VELMORA_API std::ostream& operator<<(std::ostream& out_stream, const OutputStreamable& in_object);
 
 } // namespace Velmora

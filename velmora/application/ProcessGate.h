@@ -7,31 +7,31 @@
 namespace Velmora
 {
 
-/// The one gate of the process, which a thread passes on its way into its outermost log line or
-/// critical section of the library. A fork and a change of the logging configuration close it and
-/// wait until no other thread is inside: whatever the library guards is then in order, and no lock
-/// of it is held.
+/// The gate of the process. A thread passes it before its outermost log line or critical section of
+/// the library, and is inside until that ends. A fork and a change of the logging configuration
+/// close the gate and wait until no other thread is inside. Then all data that the library guards
+/// is consistent, and none of its locks is held.
 ///
-/// A thread passes as often as it likes: only the outermost pass looks whether the gate is open, so
-/// what a thread does while it is inside always goes on. Code that has passed may run foreign code
-/// (an appender, an observer, a destructor); that code must not wait for a thread which forks or
+/// A thread may pass any number of times. Only the outermost pass tests whether the gate is open,
+/// so a thread that is inside is never stopped. Code that has passed may run foreign code (an
+/// appender, an observer, a destructor). That code must not wait for a thread that forks or
 /// configures logging.
 ///
-/// A thread inside may wait for one that is held up at the gate. So while somebody is held up, the
-/// gate stays closed for a bounded time only, is opened again, and is closed anew, until a limit is
+/// A thread inside may wait for a thread that waits at the gate. So while any thread waits at the
+/// gate, the gate stays closed for a bounded time, opens, and closes again, until the limit is
 /// reached.
 ///
-/// A pass costs a store and a load, without an atomic operation or a shared cache line that is
-/// written. The closing side makes up for that with `membarrier` (membarrier(2)).
+/// A pass costs a store and a load. It uses no atomic read-modify-write operation and writes to no
+/// shared cache line. The closing thread makes up for that with `membarrier` (membarrier(2)).
 ///
-/// There is one gate in a process, also when it has several copies of the library.
+/// A process has one gate, even if it has several copies of the library.
 ///
 /// Thread-safety: all operations may be called on any thread.
 /// Failure: passing and leaving never fail and do not throw.
 class VELMORA_API ProcessGate
 {
   public:
-    /// Is inside for a scope.
+    /// Passes the gate for a scope.
     class Pass
     {
       public:
@@ -41,24 +41,26 @@ class VELMORA_API ProcessGate
         Pass& operator=(const Pass&) = delete;
     };
 
-    /// Passes; waits outside while the gate is closed. Each call needs one of `leave`.
+    /// Passes the gate; waits while it is closed. Each call needs a call of `leave`.
     static void enter() noexcept;
     static void leave() noexcept;
 
-    /// Whether the calling thread is inside.
+    /// Returns whether the calling thread is inside.
     [[nodiscard]] static bool isInside() noexcept;
 
-    /// How long a fork and a change of the logging configuration try.
+    /// The limit of time after which a fork and a change of the logging configuration give up.
     static constexpr std::chrono::seconds s_limit{5};
 
-    /// Calls the function with the gate closed and nobody else inside, and opens the gate again.
-    /// The calling thread must not be inside; during the call it is. The function gives false if it
-    /// could not do its work, as it did not get a lock that others may hold outside the gate; then
-    /// it is tried again. It must not wait for others without a limit.
+    /// Closes the gate, calls the function when no other thread is inside, and opens the gate
+    /// again. The calling thread must not be inside before the call; it is inside while the
+    /// function runs. The function returns false if it could not take a lock that other threads may
+    /// hold outside the gate. It is then called again. It must not wait for other threads without a
+    /// limit.
     ///
-    /// A thread that holds Python's interpreter lock gives it up until the gate is open again.
+    /// If the thread holds Python's interpreter lock, it releases the lock until the gate is open
+    /// again.
     ///
-    /// Failure: false after `s_limit`. What the function throws comes through, with the gate open.
+    /// Failure: returns false after `s_limit`. Opens the gate and rethrows if the function throws.
     template <class Function>
     [[nodiscard]] static bool whileClosed(Function in_function)
     {
@@ -67,29 +69,32 @@ class VELMORA_API ProcessGate
                            &in_function);
     }
 
-    /// Closes the gate for a fork. A thread that is inside counts as outside until it gets its
-    /// turn, so that two that fork from inside do not wait for each other. Nor does it wait for one
-    /// that waits for a lock (`waitForLock`): it may hold that lock.
+    /// Closes the gate for a fork. A thread that is inside counts as outside while it waits for its
+    /// turn, so that two threads that fork from inside do not wait for each other. The call does
+    /// not wait for a thread that waits for a lock (`waitForLock`), as the calling thread may hold
+    /// that lock.
     ///
-    /// Closings of one thread may be nested. Those of a thread with Python's interpreter lock give
-    /// it up and have it again at the end; until then, other threads that hold it may pass.
+    /// Calls may be nested in a thread. If the thread holds Python's interpreter lock, it releases
+    /// the lock while it waits, and holds it again when the call returns. Until then, other threads
+    /// that hold the lock may pass.
     ///
-    /// Failure: false after `s_limit`. The gate is open then, and the fork goes ahead; `open` is to
-    /// be called all the same.
+    /// Failure: returns false after `s_limit`. The gate is open then, and the fork goes ahead.
+    /// `open` must be called in that case, too.
     [[nodiscard]] static bool closeForFork() noexcept;
 
-    /// Opens the gate in the parent.
+    /// Opens the gate in the parent of a fork.
     static void open() noexcept;
 
-    /// Opens the gate in the child, which has the calling thread only. Locks of the library that
-    /// other threads held are made anew; those of the calling thread stay with it.
+    /// Opens the gate in the child of a fork, which has only the calling thread. Initialises the
+    /// locks of the library that other threads held; the calling thread still holds its own.
     static void openInChild() noexcept;
 
-    /// From now on nobody waits at the gate: the process ends.
+    /// Opens the gate permanently: no thread waits at it any more. Is called at the end of the
+    /// process.
     static void stopWaiting() noexcept;
 
-    /// What happens to a lock that is held in the child of a fork: made anew, as one that nobody
-    /// holds.
+    /// What the child of a fork does with a lock. `renew` initialises it again, as a lock that no
+    /// thread holds.
     enum class LockAction
     {
         renew,
@@ -98,28 +103,29 @@ class VELMORA_API ProcessGate
     };
     using ActOnLock = void (*)(void* in_pLock, LockAction in_action);
 
-    /// Passes, and notes that the calling thread is going to hold the lock. While a thread holds
-    /// such locks, its log lines wait: see `whenFree`.
+    /// Passes the gate, and records that the calling thread is about to take the lock. The lines
+    /// that a thread logs while it has such a record wait: see `whenFree`.
     static void beginHolding(void* in_pLock, ActOnLock in_pAct) noexcept;
-    /// The thread has let go of the lock that it noted last.
+    /// Removes the latest record of the calling thread, which has released that lock, and leaves
+    /// the gate.
     static void endHolding() noexcept;
 
     /// Which lock a thread waits for.
     enum class Awaited
     {
-        /// The one that it noted last.
+        /// The lock that `beginHolding` recorded last.
         noted,
-        /// One of foreign code, which it has not noted.
+        /// A lock of foreign code, which is not recorded.
         foreign
     };
 
     /// Waits for a lock. If the calling thread holds no other lock of the library, it counts as
-    /// outside for forks while it waits; if it gets the lock while a fork is under way, it gives
-    /// the lock back until the gate is open. It must have changed nothing by then that the child of
-    /// a fork would find half done.
+    /// outside for forks while it waits. If it gets the lock during a fork, it releases the lock
+    /// until the gate is open, and then takes it again. At the time of the call, it must not have
+    /// left anything half done that the child of a fork would use.
     ///
-    /// `in_acquire` waits, and gives what is returned: -1 if the lock cannot be had. `in_release`
-    /// gives the lock back.
+    /// `in_acquire` takes the lock. Its result is returned: -1 if the lock cannot be taken.
+    /// `in_release` releases the lock.
     template <class Acquire, class Release>
     static int waitForLock(Awaited in_awaited, Acquire in_acquire, Release in_release)
     {
@@ -135,7 +141,7 @@ class VELMORA_API ProcessGate
         }
     }
 
-    /// Whether the calling thread holds a lock of the library, so that its lines wait.
+    /// Returns whether the calling thread holds a lock of the library, so that its lines wait.
     [[nodiscard]] static bool isHolding() noexcept;
 
     /// Work that waits until the thread holds no lock of the library.
@@ -153,25 +159,24 @@ class VELMORA_API ProcessGate
         Deferred* m_pNext = nullptr;
     };
 
-    /// Runs the work once the calling thread has let go of its last lock, on that thread, in order.
-    /// The calling thread holds one. The work outlives its run.
+    /// Runs the work on the calling thread after it has released its last lock, in the order of the
+    /// calls. The calling thread must hold a lock. The work must outlive its run.
     static void whenFree(Deferred& in_work) noexcept;
 
-    /// Runs what waits although locks are held, and lets nothing of the calling thread wait any
-    /// more: the process is about to end.
+    /// Runs all waiting work of the calling thread at once, although locks are held. Later work of
+    /// the thread does not wait. Is called when the process is about to end.
     static void stopDeferring() noexcept;
 
-    /// How to do without Python's interpreter lock, which a lower floor does not know. Set once, at
-    /// load.
+    /// Releases Python's interpreter lock, which this floor does not know. Is set once, at load.
     struct Interpreter
     {
         bool (*pIsHeld)();
-        /// Calls the function while the lock is given up, and has the lock again afterwards.
+        /// Calls the function without the lock, and takes the lock again afterwards.
         void (*pWithout)(void (*in_pFunction)(void*), void* in_pArgument);
     };
     static void setInterpreter(const Interpreter& in_interpreter) noexcept;
 
-    /// Makes the gate; for the bringing up of the library.
+    /// Makes the gate. Is called while the library is loaded.
     static void initialize();
 
   private:
@@ -179,7 +184,7 @@ class VELMORA_API ProcessGate
     class Gate;
 
     static Gate& gate() noexcept;
-    /// What is known of the calling thread.
+    /// Returns the record of the calling thread.
     static Thread& thread() noexcept;
     static void meetThread() noexcept;
     static void enterAsNewThread() noexcept;
@@ -189,14 +194,14 @@ class VELMORA_API ProcessGate
     static void endOfThread(void* in_pThread) noexcept;
     static bool whileClosed(bool (*in_pFunction)(void*), void* in_pArgument);
 
-    /// Gives whether the calling thread counts as outside for forks now.
+    /// Returns whether the calling thread now counts as outside for forks.
     static bool beginWaiting(Awaited in_awaited) noexcept;
-    /// The calling thread counts as inside again, unless it is to wait for the end of a fork: then
-    /// false.
+    /// Counts the calling thread as inside again and returns true. Returns false, without a change,
+    /// if the thread has to wait for the end of a fork.
     static bool endWaiting() noexcept;
     static void waitForEndOfFork() noexcept;
 
-    /// What this copy of the library uses for the calling thread; null before the first pass.
+    /// The record of the calling thread, for this copy of the library. Null before the first pass.
     [[gnu::visibility("hidden")]] static constinit thread_local Thread* s_pThread;
 };
 

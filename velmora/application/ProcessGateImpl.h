@@ -14,7 +14,7 @@
 namespace Velmora
 {
 
-/// The gate itself. Never destroyed.
+/// The implementation of the gate. The object is never destroyed.
 class ProcessGate::Gate
 {
   public:
@@ -25,7 +25,8 @@ class ProcessGate::Gate
         opened,
         closed,
         closedForFork,
-        /// Threads that hold Python's interpreter lock pass, as the thread that forks waits for it.
+        /// Closed for a fork by a thread that held Python's interpreter lock. Threads that hold
+        /// that lock pass, as the forking thread waits for it.
         closedForForkButForInterpreter
     };
 
@@ -34,25 +35,26 @@ class ProcessGate::Gate
     static Gate& ofProcess();
 
     [[nodiscard]] State state() const { return m_state.load(s_orderOfLook); }
-    /// Whether the gate of the process is open.
+    /// Returns whether the gate of the process is open.
     [[nodiscard]] static bool isOpen() { return s_pState->load(s_orderOfLook) == opened; }
 
-    /// The record of the calling thread, which it gets with its first pass.
+    /// Returns the record of the calling thread, which the first pass gives it.
     Thread& threadOfCaller() noexcept;
-    /// The calling thread ends, as far as one copy of the library is concerned.
+    /// Ends the record's use by one copy of the library, for a thread that ends. The last copy
+    /// makes the record free.
     void endThread(Thread& inout_thread) noexcept;
 
-    /// Waits until the gate is open, unless the thread may pass it closed. The thread holds so many
-    /// passes, and again afterwards.
+    /// Waits until the gate is open, unless the thread may pass the closed gate. The thread has
+    /// `in_uiInside` passes, of which it has none while it waits.
     void waitOutside(Thread& inout_thread, unsigned int in_uiInside) noexcept;
 
-    /// Whether a fork is under way that the calling thread has to wait for.
+    /// Returns whether a fork is in progress that the calling thread has to wait for.
     [[nodiscard]] bool isClosedForFork() const;
     void waitForEndOfFork() noexcept;
 
     [[nodiscard]] bool isCloser() const { return m_closer.load() == std::this_thread::get_id(); }
 
-    /// Opens the gate, and lets others close it.
+    /// Opens the gate, and releases the turn to close it.
     void endTurn() noexcept
     {
         m_uiClosings = 0;
@@ -61,9 +63,11 @@ class ProcessGate::Gate
         m_closer.store(std::thread::id());
     }
 
-    /// Gets the turn to close, closes the gate, and calls the function when nobody else is inside,
-    /// until it gives true. What the function throws comes through, with the turn taken.
-    /// Failure: false when the time is over; the gate is open, and the turn another's.
+    /// Takes the turn to close the gate, closes it, and calls the function when no other thread is
+    /// inside. Repeats that until the function returns true. If the function throws, the exception
+    /// leaves, and the thread still has the turn.
+    /// Failure: returns false when the time is over. The gate is open then, and the thread does not
+    /// have the turn.
     [[nodiscard]] bool close(State in_state, Clock::time_point in_end, bool (*in_pFunction)(void*),
                              void* in_pArgument);
 
@@ -88,45 +92,51 @@ class ProcessGate::Gate
 
     static constinit Interpreter s_interpreter;
 
-    /// How often the thread that has the turn has closed the gate: it may fork while it is closed.
+    /// The number of closings by the thread that has the turn. It may exceed 1, as that thread may
+    /// fork while the gate is closed. Guarded by the turn.
     unsigned int m_uiClosings = 0;
 
   private:
-    /// Guards the lists of records that are nobody's, for some instructions at a time. Not a mutex,
-    /// as it must be free in the child of a fork.
+    /// Holds `m_freeListLock` for a scope of a few instructions. It is not a mutex, as it must be
+    /// free in the child of a fork.
     class FreeListLock;
 
     void waitWhile(State in_state) noexcept;
 
-    /// Gets the turn to close, after a pause.
-    /// Failure: false if another thread has it until the end of the time.
+    /// Takes the turn to close the gate, after a pause.
+    /// Failure: returns false if another thread has the turn when the time is over.
     [[nodiscard]] bool takeTurn(Clock::duration in_pause, Clock::time_point in_end) noexcept;
 
     Thread& obtain() noexcept;
-    /// Null if there is none.
+    /// Removes the first record of the list and returns it. Returns null if there is none.
     Thread* takeFirst(Thread*& inout_pFirst) noexcept;
     Thread* makeThread() noexcept;
 
     std::atomic<State> m_state{opened};
-    /// How many threads wait until it is open, or for their turn to close it. While there are none,
-    /// it need not be opened to let somebody go on that others wait for.
+    /// The number of threads that wait at the gate, or for the turn to close it. While it is 0, no
+    /// thread inside can wait for one of them, so the gate need not be opened for a while.
     std::atomic<unsigned int> m_uiWaiting{0};
+    /// Whether the process ends, so that no thread waits any more.
     std::atomic<bool> m_bStopped{false};
+    /// The thread that has the turn to close the gate; none by default.
     std::atomic<std::thread::id> m_closer{};
 
+    /// The first of all records. The list only grows.
     std::atomic<Thread*> m_pFirst{nullptr};
+    /// Guards `m_pFirstFree` and `m_pFirstSpare`. No foreign code runs while it is held.
     std::atomic_flag m_freeListLock;
+    /// The first record without a thread. Guarded by `m_freeListLock`.
     Thread* m_pFirstFree = nullptr;
-    /// Records for threads that come when there is no memory.
+    /// Records for threads that first pass when there is no memory. Guarded by `m_freeListLock`.
     Thread* m_pFirstSpare = nullptr;
 
-    /// Under which all copies of the library find the record of a thread.
+    /// The key under which all copies of the library find the record of a thread.
     pthread_key_t m_threadKey{};
 
     static constexpr std::size_t s_uiSpare = 64;
     std::array<Thread, s_uiSpare> m_spare;
 
-    /// Where this copy of the library looks, before it has found the gate, too.
+    /// The state that this copy of the library reads until it has found the gate of the process.
     static constinit std::atomic<State> s_openedAtLoad;
     static constinit const std::atomic<State>* s_pState;
 };

@@ -12,16 +12,18 @@
 namespace Velmora
 {
 
-/// Orders a thread's own store before its next load, against a thread that makes all others see its
-/// stores. The compiler must keep to it; the processor is made to by the other side.
-/// ThreadSanitizer knows nothing of that, so it gets a real fence's orders.
+/// Order a thread's own store before its next load, as seen by the thread that closes the gate.
+/// Only the compiler is kept from reordering them here; the closing thread imposes the order on the
+/// processor (membarrier). ThreadSanitizer does not know of that, so its builds use sequentially
+/// consistent operations.
 inline constexpr std::memory_order s_orderOfPass =
     VELMORA_THREAD_SANITIZER ? std::memory_order_seq_cst : std::memory_order_relaxed;
 inline constexpr std::memory_order s_orderOfLook =
     VELMORA_THREAD_SANITIZER ? std::memory_order_seq_cst : std::memory_order_acquire;
 
-/// What the gate knows of a thread. Used again for a new thread once its own has ended, and never
-/// deleted. Belongs to its thread, but for the atomic members; it has a cache line of its own.
+/// The gate's record of a thread. It is reused for another thread after its own has ended, and is
+/// never deleted. Only its thread uses it, except the atomic members. It has a cache line of its
+/// own.
 struct alignas(64) ProcessGate::Thread
 {
     struct Held
@@ -29,10 +31,10 @@ struct alignas(64) ProcessGate::Thread
         void* pLock;
         ActOnLock pAct;
     };
-    /// Locks beyond this number are not made anew in the child of a fork.
+    /// Locks beyond this number are not initialised again in the child of a fork.
     static constexpr std::size_t s_uiMostHeld = 32;
 
-    /// What waits, of which a part may be running.
+    /// Deferred work that is being run. Batches are nested, as work may itself defer other work.
     struct Batch
     {
         Deferred* pRest;
@@ -40,9 +42,9 @@ struct alignas(64) ProcessGate::Thread
     };
 
     void runDeferred() noexcept;
-    /// Runs the rest of all batches, too.
+    /// Runs the deferred work and the rest of all batches.
     void runAll() noexcept;
-    /// Nobody's, as after the end of its thread.
+    /// Resets the record, which then belongs to no thread.
     void forget() noexcept;
 
     [[nodiscard]] std::span<const Held> notedLocks() const
@@ -50,21 +52,24 @@ struct alignas(64) ProcessGate::Thread
         return std::span(held).first(std::min(uiHeld, s_uiMostHeld));
     }
 
-    /// How many passes the thread holds, in all copies of the library.
+    /// The number of passes that the thread holds, in all copies of the library.
     std::atomic<unsigned int> uiInside{0};
-    /// Whether it counts as outside for forks all the same, as it waits for a lock.
+    /// Whether the thread counts as outside for forks despite its passes, because it waits for a
+    /// lock.
     std::atomic<bool> bWaiting{false};
-    /// How many copies of the library have it for their thread.
+    /// The number of copies of the library that use the record for its thread.
     unsigned int uiCopies = 0;
+    /// Whether work of the thread runs at once, as the process is about to end.
     bool bDefersNothing = false;
+    /// The number of locks that the thread holds or is about to take; `held` has the first of them.
     std::size_t uiHeld = 0;
     std::array<Held, s_uiMostHeld> held{};
     Deferred* pFirstDeferred = nullptr;
     Deferred* pLastDeferred = nullptr;
     Batch* pBatch = nullptr;
-    /// The next one of all.
+    /// The next in the list of all records.
     Thread* pNext = nullptr;
-    /// The next one that is nobody's.
+    /// The next in the list of free records.
     Thread* pNextFree = nullptr;
 };
 

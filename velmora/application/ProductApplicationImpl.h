@@ -11,8 +11,8 @@
 namespace Velmora
 {
 
-/// The frame of a program that is shipped as a product. Its constructor says which, and `run` logs
-/// what the command line asks for:
+/// The base class of a program that is shipped as a product. The constructor names the product, and
+/// `run` logs what the command line asks for:
 ///
 ///     class Gateway : public Velmora::ProductApplicationImpl
 ///     {
@@ -24,12 +24,12 @@ namespace Velmora
 ///             outputVersion();
 ///             ...
 ///
-/// The command line knows two more options, neither of which ends the program:
+/// The command line has two more options, neither of which ends the program:
 ///
 /// | Option | What it does |
 /// |---|---|
-/// | `--product-name` | has `outputProductName` log the name |
-/// | `--version` | has `outputVersion` log the version |
+/// | `--product-name` | makes `outputProductName` log the name |
+/// | `--version` | makes `outputVersion` log the version |
 ///
 /// Logs through "keswardin.infra.Application".
 ///
@@ -37,7 +37,7 @@ namespace Velmora
 class VELMORA_API ProductApplicationImpl : public ProductApplication, public ApplicationImpl
 {
   public:
-    /// The product's own name, as for `setProductNameWithBrand`. There is no version yet.
+    /// Sets the name; see `setProductNameWithBrand`. There is no version yet.
     explicit ProductApplicationImpl(const char* in_szProductName);
     ~ProductApplicationImpl() override;
 
@@ -45,20 +45,19 @@ class VELMORA_API ProductApplicationImpl : public ProductApplication, public App
     [[nodiscard]] unsigned long getProductMajorVersion() const override;
     [[nodiscard]] unsigned long getProductMinorVersion() const override;
 
-    /// The name becomes "Keswardin Tarnel Gateway" for the product Gateway, and ends in
-    /// "???Application???" for null. The edition, Tarnel, is a setting of the library's build.
+    /// Sets the name to "Keswardin Tarnel Gateway" for the product Gateway. For null it ends in
+    /// "???Application???". The edition, Tarnel, is a setting of the library's build.
     void setProductNameWithBrand(const char* in_szProductName) override;
 
     bool setDottedRevision(const char* in_szRevision) override;
 
-    /// Logs "Product version : " and the version, or "Product name : " and the name, whatever the
-    /// level, if the command line asks for it. To be called after `initialize`.
+    /// Log "Product version : " and the version, and "Product name : " and the name, at any level
+    /// of the logger, if the command line asks for it. To be called after `initialize`.
     void outputVersion() const;
     void outputProductName() const;
 
   protected:
-    /// The words in their order with a blank between them, the first two with a capital letter. An
-    /// empty word of the edition leaves no blank behind.
+    /// Joins the words with blanks and capitalizes the first two. An empty edition leaves no blank.
     static std::string makeProductName(std::string_view in_strBrand, std::string_view in_strEdition,
                                        const char* in_szProductName);
 

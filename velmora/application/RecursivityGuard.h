@@ -5,14 +5,15 @@
 namespace Velmora
 {
 
-/// Finds a function that is entered again through a callback. A stack object of that function, over
-/// a bool member `m_bRecursivity` of its object that is false while the function does not run:
+/// Detects that a function is entered again through a callback. The function has a guard on the
+/// stack, which uses a bool member `m_bRecursivity` of the object. The member is false while the
+/// function does not run:
 ///
 ///     const RecursivityGuard guard(m_bRecursivity);
 ///
-/// Thread-safety: that of the guarded object.
-/// Failure: entering twice is the assertion "m_bRecursivity == false", and the function goes on;
-/// the end of the inner guard clears the flag for the outer one as well.
+/// Thread-safety: as the guarded object.
+/// Failure: the second entry fails the assertion "m_bRecursivity == false", and the function
+/// continues. The end of the inner guard clears the flag for the outer one, too.
 class VELMORA_API RecursivityGuard
 {
   public:

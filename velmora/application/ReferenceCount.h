@@ -13,9 +13,9 @@
 namespace Velmora
 {
 
-/// The count that the handles of one object share, for handles that belong to one thread at a time.
+/// The count that the handles on one object share, for handles that belong to one thread at a time.
 ///
-/// Ownership: the handles'; the last one deletes it.
+/// Ownership: the handles own the count; the last one deletes it.
 /// Thread-safety: none.
 class ReferenceCount : public InAccount<"ReferenceCount">
 {
@@ -27,15 +27,15 @@ class ReferenceCount : public InAccount<"ReferenceCount">
     void acquireLock() {}
     void releaseLock() {}
 
-    /// How many handles share the object; starts at 1.
+    /// The number of handles that share the object; starts at 1.
     std::uint32_t m_uiCount = 1;
 };
 
-/// The count that the handles of one object share, for objects that several threads hold. Each
-/// change of the count, and the deletion of the object, happens under its mutex.
+/// The count that the handles on one object share, for objects that several threads share. The
+/// mutex is held at each change of the count and while the object is deleted.
 ///
-/// Ownership: the handles'; the last one deletes it.
-/// Thread-safety: `m_uiCount` is read and written between `acquireLock` and `releaseLock`.
+/// Ownership: the handles own the count; the last one deletes it.
+/// Thread-safety: `m_uiCount` may be read and written between `acquireLock` and `releaseLock`.
 class TSReferenceCount : public InAccount<"TSReferenceCount">
 {
   public:
@@ -46,7 +46,7 @@ class TSReferenceCount : public InAccount<"TSReferenceCount">
     void acquireLock()
     {
         ProcessGate::enter();
-        // Not through ACE's wrappers, which take as long as all else that a copy of a handle does.
+        // Without the wrappers of ACE, which take as long as the rest of the copy of a handle.
         pthread_mutex_lock(&m_mutex.lock());
         m_bLocked = true;
     }
@@ -58,14 +58,16 @@ class TSReferenceCount : public InAccount<"TSReferenceCount">
         ProcessGate::leave();
     }
 
-    /// Whether a thread holds the lock; for a debugger, or for the thread that holds it.
+    /// Returns whether a thread holds the lock. Is meant for a debugger, or for the thread that
+    /// holds it.
     [[nodiscard]] bool isLocked() const { return m_bLocked; }
 
   private:
+    /// Guards `m_uiCount` and `m_bLocked`. The destructor of the object runs while it is held.
     ACE_Thread_Mutex m_mutex;
 
   public:
-    /// How many handles share the object; starts at 1.
+    /// The number of handles that share the object; starts at 1.
     std::uint32_t m_uiCount = 1;
 
   private:

@@ -11,26 +11,26 @@
 namespace Velmora
 {
 
-/// A pool of shared objects by name, of which several may have the same name.
+/// A pool of shared objects by name. Several objects may have the same name.
 ///
-/// Ownership: shared with the handles that are registered and given out. What is still registered
-/// when the exit list runs is let go before anything else of the library dies.
+/// Ownership: shared with the handles that are registered and returned. What is still registered
+/// when the exit list runs is released before any other object of the library dies.
 /// Thread-safety: all operations may be called on any thread. An object may use the pool in its
 /// destructor.
-/// Failure: a null name is an assertion; nothing is registered or found.
+/// Failure: a null name fails an assertion. Nothing is registered or found then.
 class VELMORA_API RegistrationSingleton
 {
   public:
-    /// Adds one entry. Gives true.
+    /// Adds an entry. Returns true.
     static bool registerInstance(const char* in_szName, TSHandle<Object> in_hObject);
 
-    /// Removes every entry of that name. Gives true, also if there was none.
+    /// Removes all entries of that name. Returns true, also if there was none.
     static bool deregister(const char* in_szName);
 
-    /// The objects of all entries of that name.
+    /// Returns the objects of all entries of that name.
     [[nodiscard]] static std::vector<TSHandle<Object>> getInstances(const char* in_szName);
 
-    /// Puts the pool on the exit list, which lets go of whatever is in it. Called once, at load.
+    /// Puts the pool on the exit list, which releases all of its objects. Is called once, at load.
     static void cleanUpAtExit();
 
   private:
@@ -38,11 +38,14 @@ class VELMORA_API RegistrationSingleton
 
     static void cleanup(void*, void*);
 
-    // None of these is ever destroyed.
+    // The statics are never destroyed.
+    /// Guards the members below. No foreign code runs while it is held: objects are released after
+    /// it, and lines that are logged under it wait.
     static ACE_Thread_Mutex& s_mutex;
     /// Guarded by `s_mutex`.
     static ObjectHash& s_objectHash;
-    /// The name that is looked up, kept so that a look-up makes no string. Guarded by `s_mutex`.
+    /// The name that is looked up, stored so that a look-up allocates no string. Guarded by
+    /// `s_mutex`.
     static std::string& s_strScratchName;
 };
 

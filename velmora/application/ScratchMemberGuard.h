@@ -5,14 +5,15 @@
 namespace Velmora
 {
 
-/// Finds two uses at once of a member that is kept as a scratch buffer, so that a hot path does not
-/// allocate. A stack object around each use, over a bool member `m_bScratchMemberInUse`:
+/// Detects that a scratch member is used twice at the same time. A scratch member is a buffer that
+/// an object keeps so that a hot path does not allocate. Each use has a guard on the stack, which
+/// uses a bool member `m_bScratchMemberInUse`:
 ///
 ///     const ScratchMemberGuard guard(m_bScratchMemberInUse);
 ///
-/// Thread-safety: that of the guarded object.
-/// Failure: a second use is the assertion "m_bScratchMemberInUse == false", and the code goes on;
-/// the end of the inner guard clears the flag for the outer one as well.
+/// Thread-safety: as the guarded object.
+/// Failure: the second use fails the assertion "m_bScratchMemberInUse == false", and the code
+/// continues. The end of the inner guard clears the flag for the outer one, too.
 class VELMORA_API ScratchMemberGuard
 {
   public:

@@ -5,16 +5,16 @@
 namespace Velmora
 {
 
-/// The clean-up function of an object that the singleton registry owns: deletes it as a `T`.
+/// Deletes an object of the singleton registry as a `T`. This is its clean-up function.
 template <class T>
 void deleteCleanupFunc(void* in_pObject, void*)
 {
     delete static_cast<T*>(in_pObject);
 }
 
-/// Registers the object as the singleton of that name, for the exit list to delete. Where another
-/// image of the process has got there first with the same code, the new object is deleted and the
-/// other's is given. A singleton is written:
+/// Registers the object as the singleton of that name, and puts it on the exit list, which deletes
+/// it. If another image of the process has registered one of that name before, deletes the new
+/// object and returns the registered one. A singleton is written as follows:
 ///
 ///     class CallTable : public InAccount<"CallTable"> { ... };
 ///
@@ -25,11 +25,11 @@ void deleteCleanupFunc(void* in_pObject, void*)
 ///         return pSingleton;
 ///     }
 ///
-/// and forced into being when its image is loaded, by a variable that is named
-/// `__force_init_singleton__` and the class. Its destructor may log and release memory. Once the
-/// exit list has deleted it, `getInstance` must not be called.
+/// A variable whose name is `__force_init_singleton__` and the class makes the singleton when its
+/// image is loaded. The destructor may log and release memory. After the exit list has deleted the
+/// singleton, `getInstance` must not be called.
 ///
-/// Ownership: the exit list's.
+/// Ownership: the exit list owns the singleton.
 /// Thread-safety: may be called on any thread.
 template <class T>
 T* registerSingleton(const char* in_szName, T* in_pNewObject)

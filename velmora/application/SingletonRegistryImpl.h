@@ -13,10 +13,10 @@ namespace Velmora
 template <class T>
 class OncePerProcess;
 
-/// The table itself.
+/// Implements the table.
 ///
-/// Ownership: `SingletonRegistry::getInstance` holds the one of the process. The objects belong to
-/// the exit list, or to whoever inserted them without a clean-up function.
+/// Ownership: `SingletonRegistry::getInstance` holds the object of the process. The registered
+/// objects belong to the exit list, or to the code that inserted them without a clean-up function.
 /// Thread-safety: as `SingletonRegistry`.
 class VELMORA_API SingletonRegistryImpl : public SingletonRegistry
 {
@@ -30,13 +30,15 @@ class VELMORA_API SingletonRegistryImpl : public SingletonRegistry
     [[nodiscard]] Object* findObject(const char* in_szName) const override;
     Object* insertObject(const char* in_szName, Object* in_pObject, bool in_bDeleteAtExit) override;
 
-    /// Deletes an `Object`, if there is one; the second argument is not used.
+    /// Deletes an `Object`, if there is one. The second argument is not used.
     static void cleanupObject(void* in_pObject, void* in_pParam);
 
-    /// Where all copies of the library find the one of the process.
+    /// Returns the place where all copies of the library find the registry of the process.
     static OncePerProcess<SingletonRegistry>& placeInProcess();
 
   private:
+    /// Guards `m_objectHash`. `insert` takes the lock of the exit list while it is held; no foreign
+    /// code runs.
     mutable ACE_Thread_Mutex m_mutex;
     /// Guarded by `m_mutex`.
     std::unordered_map<std::string, void*> m_objectHash;

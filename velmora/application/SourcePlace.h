@@ -5,8 +5,9 @@
 namespace Velmora
 {
 
-/// The end of a message about a place in a source: " file=" and the file unless it is null, "
-/// line=" and the line unless it is negative. The line is the same in each locale.
+/// Returns the end of a message about a place in a source file: " file=" and the file unless it is
+/// null, " line=" and the line unless it is negative. The line number does not depend on the
+/// locale.
 inline std::string textOfSourcePlace(const char* in_szFile, int in_iLine)
 {
     std::string strText;

@@ -9,18 +9,18 @@
 namespace Velmora
 {
 
-/// The functions that the calling thread stood in when the object was made, the innermost first:
+/// The call stack of the thread that makes the object, with the innermost function first:
 ///
 ///     StackTrace().log(WARN_LOG_LEVEL);
 ///
-/// At most 50 are kept. The first is the constructor itself. A function has a name where its image
-/// exports it, and the image and an address in any case.
+/// It holds 50 functions at most. The first is the constructor itself. Each function has its image
+/// and an address, and also its name if the image exports it.
 ///
 /// Logs on "keswardin.infra.StackTrace".
 ///
-/// Failure: where there is no memory for the texts, both operations say so and do nothing else.
-/// Thread-safety: nothing changes after construction; all operations may be called on any thread.
-/// Not for signal handlers, as memory is allocated.
+/// Failure: if there is no memory for the texts, both operations report that and do nothing else.
+/// Thread-safety: the object does not change after construction; all operations may be called on
+/// any thread. Must not be used in signal handlers, as it allocates memory.
 class VELMORA_API StackTrace : public virtual Object
 {
   public:
@@ -29,12 +29,12 @@ class VELMORA_API StackTrace : public virtual Object
     StackTrace& operator=(const StackTrace&) = delete;
     ~StackTrace() override;
 
-    /// Writes a line "[thread] text" for each function to standard error. The thread is the one
-    /// that calls this.
+    /// Writes a line "[thread] text" for each function to standard error. The thread is the calling
+    /// one.
     virtual void print() const;
 
-    /// Logs a line "[thread] text" for each function at a level, which is DEBUG, INFO, WARN, ERROR
-    /// or FATAL; any other value, TRACE too, logs at ERROR. The thread is the one that calls this.
+    /// Logs a line "[thread] text" for each function. The thread is the calling one. The level is
+    /// DEBUG, INFO, WARN, ERROR or FATAL. Any other value, including TRACE, logs at ERROR.
     virtual void log(LogLevel in_logLevel) const;
 
   private:

@@ -10,28 +10,28 @@ namespace Velmora
 
 class Logger;
 
-/// What all state machines share, whatever their states and events: the name of the initial state,
-/// and a logger. A template derives from it, which drives the machine and keeps what it needs for
-/// that in the first three fields.
+/// The part of state machines that does not depend on states and events: the name of the initial
+/// state, and a logger. A template derives from it. The template runs the machine and stores its
+/// data for that in the first three fields.
 ///
-/// A copy is a machine that does not run: only the name of the initial state is copied.
+/// A copy is a machine that is not running: only the name of the initial state is copied.
 ///
-/// Thread-safety: none; a machine belongs to one thread at a time.
+/// Thread-safety: none. A machine belongs to one thread at a time.
 class VELMORA_API StateMachineNoT
 {
   public:
-    /// The initial state is "StateMachineNoTUndefStateName" until it is named.
+    /// Sets the name of the initial state to "StateMachineNoTUndefStateName".
     StateMachineNoT();
     StateMachineNoT(const StateMachineNoT& in_machine);
 
-    /// Takes the name of the initial state over, and stops running; the second field stays.
+    /// Copies the name of the initial state, and stops the machine. The second field stays.
     StateMachineNoT& operator=(const StateMachineNoT& in_machine);
 
     virtual ~StateMachineNoT();
 
     virtual void setInitialStateName(const char* in_szName);
 
-    /// The logger "keswardin.infra.StateMachine".
+    /// Returns the logger "keswardin.infra.StateMachine".
     static const Logger& getDefaultLogger();
 
   protected:
@@ -43,7 +43,7 @@ class VELMORA_API StateMachineNoT
     std::string m_strInitialStateName;
 };
 
-/// The events that every state machine knows.
+/// The events that all state machines handle.
 ///
 /// Thread-safety: may be called on any thread.
 class VELMORA_API BasicEvent
@@ -58,7 +58,8 @@ class VELMORA_API BasicEvent
         ePROXY_DTOR = 4
     };
 
-    /// The name of a type, as in "eSTART"; "BasicEvent=???" for what is none.
+    /// Returns the name of an event type, such as "eSTART", or "BasicEvent=???" if the value is no
+    /// event type.
     [[nodiscard]] static const char* getTypeString(int in_iType);
 };
 

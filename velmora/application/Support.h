@@ -7,13 +7,13 @@ namespace Velmora
 
 class Logger;
 
-/// For what the people who support an installation want to know of it.
+/// Gives access to the logger for messages to the staff that supports an installation.
 ///
 /// Thread-safety: all operations may be called on any thread.
 class VELMORA_API Support
 {
   public:
-    /// The logger "keswardin.support".
+    /// Returns the logger "keswardin.support".
     [[nodiscard]] static const Logger& getLogger();
 };
 

@@ -18,23 +18,23 @@ namespace Velmora
 template <class T>
 class OnDemandSingleton;
 
-/// Records the outcome of each check of a program that tests code of the library: its own checks,
-/// each failed assertion, and each alarm that is raised. At its end the program logs the results:
+/// Records the results of a program that tests code of the library: its own checks, each failed
+/// assertion, and each alarm that goes on. At its end the program logs the results:
 ///
 ///     UnitTestSingleton& test = *UnitTestSingleton::getInstance();
 ///     test.configure(true);
 ///     test.check(sum(2, 2) == 4, "sum(2, 2) == 4", __FILE__, __LINE__);
 ///     return test.logTestResults() ? 0 : 1;
 ///
-/// There is one object in the process, made when it is first asked for. Assertions and alarms count
-/// from `setUnitTestRunning` on, which a `UnitTestApplication` calls.
+/// The process has one object, which is made when it is first asked for. Assertions and alarms are
+/// recorded after `setUnitTestRunning`, which a `UnitTestApplication` calls.
 ///
 /// Logs on "keswardin.infra.UnitTest".
 ///
-/// Thread-safety: all operations may be called on any thread. The mutex guards the records only;
-/// nothing is logged and no foreign code runs under it.
-/// Ownership: the exit list's. Once that has deleted it, it must not be asked for; a failed
-/// assertion is no longer recorded then.
+/// Thread-safety: all operations may be called on any thread. The mutex guards the records only.
+/// Nothing is logged and no foreign code runs under it.
+/// Ownership: the exit list owns the object. `getInstance` must not be called after the list has
+/// deleted it. A failed assertion is no longer recorded then.
 class VELMORA_API UnitTestSingleton : public AlarmRegistry::Observer
 {
   public:
@@ -43,39 +43,40 @@ class VELMORA_API UnitTestSingleton : public AlarmRegistry::Observer
     /// The name in the singleton registry.
     static constexpr const char* s_szSingletonName = "UnitTestSingleton";
 
-    /// Whether a unit test runs.
+    /// Whether a unit test is running.
     static std::atomic<bool> s_bRunningUnitTest;
 
     static UnitTestSingleton* getInstance();
 
     ~UnitTestSingleton() override;
 
-    /// From now on failed assertions are recorded, and alarms if `configure` says so. Nothing but
-    /// the end of the object turns that off.
+    /// Starts to record failed assertions, and also alarms if `configure` asks for them. Only the
+    /// destruction of the object stops that.
     void setUnitTestRunning();
 
-    /// With true, observes the alarm registry from now on. That is not undone: false only says that
-    /// the object need not observe, and alarms are still recorded. May be called under no lock that
-    /// is taken under the mutex of the alarm registry. Gives true.
+    /// Makes the object an observer of the alarm registry, if the argument is true. That is not
+    /// undone: after false the object still observes, and alarms are still recorded. Must not be
+    /// called under a lock that other code takes under the mutex of the alarm registry. Returns
+    /// true.
     bool configure(bool in_bObserveAlarms);
 
-    /// Records a check and gives its outcome. A null text or file is an empty one.
+    /// Records a check and returns its outcome. A null text or file counts as empty.
     bool check(bool in_bOutcome, const char* in_szText, const char* in_szFile, int in_iLine);
 
     /// Records a failed check.
     void error(const char* in_szText, const char* in_szFile, int in_iLine);
 
-    /// Records a failed check, and throws a `UnitTestException`.
+    /// Records a failed check and throws a `UnitTestException`.
     [[noreturn]] void fail(const char* in_szText, const char* in_szFile, int in_iLine);
 
-    /// Records a check, and throws a `UnitTestException` if it has failed.
+    /// Records a check and throws a `UnitTestException` if it failed.
     void require(bool in_bOutcome, const char* in_szText, const char* in_szFile, int in_iLine);
 
-    /// Logs an error for each failed check, in their order, and a line with the numbers. Gives
-    /// whether none has failed; no check at all is a warning.
+    /// Logs an error for each failed check, in the order of the checks, and a line with the totals.
+    /// Returns whether no check failed. Logs a warning if there was no check at all.
     bool logTestResults();
 
-    /// Records a failed check if the alarm is on while a unit test runs.
+    /// Records a failed check if the alarm is on and a unit test is running.
     void newAlarmState(const Alarm& in_alarm) override;
 
   private:
@@ -85,14 +86,15 @@ class VELMORA_API UnitTestSingleton : public AlarmRegistry::Observer
 
     UnitTestSingleton();
 
+    /// Guards the members below. Nothing is logged and no foreign code runs while it is held.
     std::unique_ptr<ACE_Thread_Mutex> m_pMutex;
     std::vector<std::unique_ptr<Check>> m_checks;
     bool m_bObservingAlarms = false;
-    /// Whether the alarm registry has the object among its observers.
+    /// Whether the alarm registry has the object as an observer. Guarded by the mutex.
     bool m_bRegistered = false;
 };
 
-/// What ends a test whose remaining checks make no sense.
+/// Is thrown to end a test after a failed check, if the rest of the test makes no sense.
 class VELMORA_API UnitTestSingleton::UnitTestException : public virtual OutputStreamable
 {
   public:
@@ -105,8 +107,9 @@ class VELMORA_API UnitTestSingleton::UnitTestException : public virtual OutputSt
     std::ostream& write(std::ostream& out_stream) const override;
 };
 
-/// The frame of a program that tests code of the library: with it a unit test runs. Its logger, and
-/// all of the library's by default, logs from INFO on.
+/// The base class of a program that tests code of the library. A unit test is running from its
+/// construction on. Its own logger, and by default all loggers of the library, log at INFO and
+/// above.
 ///
 ///     class TrunkTest : public Velmora::UnitTestApplication
 ///     {

@@ -5,8 +5,8 @@
 namespace Velmora
 {
 
-/// Where the library's own source came from, put in when it was built: the CMake variables
-/// `VELMORA_REVISION` and `VELMORA_BRANCH_NAME`.
+/// Holds the revision and the branch of the library's source. They are set at build time by the
+/// CMake variables `VELMORA_REVISION` and `VELMORA_BRANCH_NAME`.
 ///
 /// Thread-safety: all operations may be called on any thread.
 class VELMORA_API VersionControl
