@@ -48,7 +48,8 @@ constexpr const char* s_szRunModeParam = "keswardin.run.mode";
 constexpr const char* s_szKillTimeoutParam = "keswardin.killTimeoutSec";
 constexpr const char* s_szExitTimeoutParam = "keswardin.exitTimeoutSec";
 
-/// The environment keeps the pointer that it is given.
+/// Copies the text to memory that is never released, as putenv(3) keeps the pointer that it is
+/// given.
 char* keepForEver(const std::string& in_strText)
 {
     static auto& s_texts = *new std::deque<std::string>;
@@ -60,6 +61,7 @@ bool isGiven(const po::variables_map& in_variables, const char* in_szOption)
     return in_variables.count(in_szOption) != 0 && !in_variables[in_szOption].defaulted();
 }
 
+/// A missing or negative value means that there is no limit.
 ACE_Time_Value readTimeout(const ROConfiguration& in_config, const char* in_szName)
 {
     int iSeconds = -1;
@@ -165,7 +167,7 @@ bool ApplicationImpl::initialize(int in_argc, char** in_argv)
 
 void ApplicationImpl::forgetCommandLine()
 {
-    // What is in the map already, `store` would not replace.
+    // `po::store` does not replace values that the map already has.
     m_variablesMap.clear();
     m_sources.clear();
     m_paramInfoRegexes.clear();
@@ -270,6 +272,7 @@ bool ApplicationImpl::initializeGlobalConfigAndLogger(const std::vector<std::str
     hConfig->addDefaults(false);
     VELMORA_LOG(getLogger(), TRACE_LOG_LEVEL,
                 "Configuring the MemLeakDetector from the Global Config");
+    // Not fatal: a program runs as well without a leak report.
     if (!MemLeakDetector::sConfigure(*hConfig))
         VELMORA_LOG_ERROR("failed to configure the MemLeakDetector from the Global Configuration.");
     RunMode runMode = RunMode::production;
@@ -279,7 +282,7 @@ bool ApplicationImpl::initializeGlobalConfigAndLogger(const std::vector<std::str
     {
         if (!configureLoggerFromConfig(runMode) || !hasNoDeprecated(*hConfig))
             return false;
-        // Told in the log, and no reason not to start.
+        // Each unknown name is logged as a warning. It does not keep the program from starting.
         static_cast<void>(hConfig->warnOnUnknownParameterNames());
     }
     VELMORA_LOG(Support::getLogger(), DEBUG_LOG_LEVEL,
@@ -306,6 +309,8 @@ bool ApplicationImpl::configureLoggerFromConfig(RunMode in_runMode)
     std::ostringstream errors;
     if (GlobalConfig::getInstance()->configureLogger(errors, in_runMode))
         return true;
+    // The errors are logged through the default configuration, as the one that failed may have no
+    // appender.
     const bool bCanLog = configureLoggerDefault();
     VELMORA_ASSERT_TEXT(bCanLog, "configureLoggerDefault()");
     if (!bCanLog)

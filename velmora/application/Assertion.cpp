@@ -21,8 +21,8 @@ std::atomic<AssertionSeam::UnitTestRecord*> s_pUnitTestRecord{nullptr};
 std::atomic<AssertionSeam::BoolParameters*> s_pBoolParameters{nullptr};
 std::atomic<bool> s_bAbortOnAssert{false};
 
-/// True while this thread asks the unit test record or the configuration on behalf of an
-/// assertion, so that an assertion that these raise themselves does not ask them again.
+/// True while an assertion on this thread queries the unit test record or the configuration. An
+/// assertion that fails inside such a query does not query them again.
 thread_local bool s_bAskingSeam = false;
 
 class AskingSeamScope
@@ -69,7 +69,8 @@ void logFailure(const Logger* in_pLogger, LogLevel in_level, const std::string& 
     if (in_pLogger != nullptr)
         in_pLogger->log(static_cast<int>(in_level), in_strText, in_szFile, in_iLine);
     else
-        // The exit list has deleted the file's logger; its name still leads to the appenders.
+        // The exit list has deleted the logger of this file. A new one of the same name reaches the
+        // same appenders.
         Logger(fileScopeLoggerName())
             .log(static_cast<int>(in_level), in_strText, in_szFile, in_iLine);
 }
@@ -113,12 +114,14 @@ void Assertion::assert_i(bool in_bCondition, const char* in_szExpression, const 
         return;
 
     bool bAbort = AssertionSeam::isAbortOnAssertPublished();
-    // Assertions stand in destructors too, and what throws must not keep one from aborting.
+    // Assertions are used in destructors, so no exception may leave. An exception in one step must
+    // not prevent the abort either.
     const auto attempt = [](auto in_step)
     { withoutThrowing(liveFileScopeLogger(), "exception while an assertion fails", in_step); };
 
     // The test record comes first, so that a test run counts the failure even if the process then
-    // aborts; the parameter comes before the line, since it decides the line's level.
+    // aborts. The parameter is read before the line is logged, since it decides the level of the
+    // line.
     if (!s_bAskingSeam)
     {
         const AskingSeamScope asking;

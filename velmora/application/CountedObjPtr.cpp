@@ -1,4 +1,4 @@
-// What `assert` calls is wanted in every build, also where `assert` itself does nothing.
+// `__assert_fail` is only declared without NDEBUG. This file calls it in every build.
 #undef NDEBUG
 
 #include "velmora/application/CountedObjPtr.h"

@@ -29,7 +29,7 @@ bool isTrue(const ROConfiguration& in_configuration, const char* in_szParamName)
     return in_configuration.getBoolParameter(in_szParamName, bValue) && bValue;
 }
 
-/// Gives 0, or the reason why not.
+/// Returns 0, or the value of `errno`.
 int removeCoreLimit()
 {
     const rlimit unlimited{RLIM_INFINITY, RLIM_INFINITY};
@@ -42,7 +42,7 @@ void logCurrentDirectory()
     {
         void operator()(char* in_szText) const { std::free(in_szText); }
     };
-    // Null where the directory has been removed, for one.
+    // Null if, for example, the directory has been removed.
     const std::unique_ptr<char, Free> szDirectory(get_current_dir_name());
     const int iError = errno;
     VELMORA_FILE_LOG_INFO("Current directory for core dumps is: "
@@ -88,6 +88,7 @@ bool configureCrashHandling(const ROConfiguration& in_configuration)
         return true;
     }
     VELMORA_FILE_LOG_INFO("RLIMIT_CORE set to infinity");
+    // An empty path, which is the default, leads to the line with the current directory.
     moveToCoreDirectory(strPath);
     return true;
 }

@@ -19,18 +19,21 @@ namespace Velmora
 
 void abort() noexcept
 {
+    // Logs the lines that wait for a lock: no lock will be released any more.
     ProcessGate::stopDeferring();
     constexpr const char* szWhat = "exception while the process aborts";
     withoutThrowing(::liveFileScopeLogger(), szWhat,
                     []
                     {
-                        // By its name, as the exit list may have deleted the file's logger.
+                        // Uses the logger's name, as the exit list may have deleted the logger of
+                        // this file.
                         if (Logger::configurationOK())
                             VELMORA_LOG(Logger(fileScopeLoggerName()), FATAL_LOG_LEVEL, "aborting");
                     });
-    // Appenders write what they have kept back.
+    // Makes appenders write the lines that they have buffered.
     withoutThrowing(nullptr, szWhat, [] { log4cplus::Logger::shutdown(); });
-    // An appender of the console leaves its lines to the streams, which the system's abort drops.
+    // A console appender leaves its lines in the buffers of the streams, which std::abort does not
+    // flush.
     std::fflush(stdout);
     log4cplus::tcout.flush();
     std::abort();

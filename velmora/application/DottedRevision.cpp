@@ -16,7 +16,7 @@ bool DottedRevision::initFrom(const char* in_szText)
 {
     m_components.clear();
     std::istringstream stream(in_szText);
-    // In another locale a dot may stand between thousands.
+    // In another locale a dot may separate thousands.
     stream.imbue(std::locale::classic());
     const bool bRead = readComponents(stream);
     if (!bRead)

@@ -42,11 +42,14 @@ namespace Velmora
 namespace
 {
 
-/// Closes the ACE object manager when the library's static destructors run, unless somebody has
-/// done so before. ACE itself would run the exit list in its own static destructor, which is after
-/// that of log4cplus for one order of linking, and never when another thread than the main one
-/// exits. Of several copies of the library, the first closes, which is destroyed last: those that
-/// were opened later would run the list before the program's static destructors.
+/// Closes the ACE object manager when the library's static destructors run, unless the program has
+/// closed it before. ACE itself would run the exit list in its own static destructor. Depending on
+/// the order of linking, that destructor runs after the one of log4cplus. It does not run at all if
+/// a thread other than the main one exits.
+///
+/// If the process has several copies of the library, the first copy closes the object manager. It
+/// is destroyed last. The copies that were opened later would run the list before the static
+/// destructors of the program.
 class ExitListCloser
 {
   public:
@@ -61,13 +64,15 @@ class ExitListCloser
     ExitListCloser(const ExitListCloser&) = delete;
     ExitListCloser& operator=(const ExitListCloser&) = delete;
 
+    /// Whether the exit list has run, or was left to the first copy of the library.
     static inline bool s_bHasRun = false;
 
   private:
     OncePerProcess<ExitListCloser> m_place{"ExitListCloser"};
 };
 
-/// What the configuration of the process sets up for calls. Static, so without a destructor to run.
+/// Configures the log files of calls from the configuration of the process. The object is static
+/// and has no destructor to run.
 // NOLINTNEXTLINE(cppcoreguidelines-virtual-class-destructor)
 class CallLoggingOfProcess final : public GlobalConfigSeam::CallLogging
 {
@@ -79,25 +84,27 @@ class CallLoggingOfProcess final : public GlobalConfigSeam::CallLogging
     }
 };
 
-/// Lets a child of `fork` use the library and exit although threads that were inside it in the
-/// parent do not exist in the child: the thread that forks closes the gate over the fork.
+/// Makes the library usable in a child of `fork`, and lets the child exit normally, although
+/// threads that were inside the library in the parent do not exist in the child. For that, the
+/// forking thread closes the gate during the fork.
 class ForkHandlers
 {
   public:
     static void install()
     {
         Python::InterpreterFork::setInterpreterOfGate();
-        // Made here, as a fork may come when there is no memory.
+        // Made here, as a fork may happen when there is no memory.
         s_pLocks = new Log4cplusAccess::HierarchyLocks(log4cplus::Logger::getDefaultHierarchy());
         pthread_atfork(&prepare, &parent, &child);
     }
 
   private:
-    /// How long a fork waits for threads that log through log4cplus itself.
+    /// The time that a fork waits for threads that log through log4cplus itself.
     static constexpr std::chrono::milliseconds s_patience{10};
 
     static void prepare()
     {
+        // The gate first: no lock of log4cplus may be held while other threads leave the library.
         s_bClosed = Python::InterpreterFork::prepare();
         if (!ExitListCloser::s_bHasRun)
             s_pLocks->lockWhatCanBeHad(std::chrono::steady_clock::now() + s_patience);
@@ -120,7 +127,8 @@ class ForkHandlers
         ConfigurationTurn::startAnewInChild();
         if (!ExitListCloser::s_bHasRun)
         {
-            // Unlocking would fail here.
+            // Not unlocked but renewed: the mutexes know their owner by a thread id that differs in
+            // the child.
             s_pLocks->forget();
             Log4cplusAccess::renewHierarchyAfterFork(log4cplus::Logger::getDefaultHierarchy());
         }
@@ -143,10 +151,10 @@ class ForkHandlers
     }
     catch (const std::exception&)
     {
-        // A fork does not throw.
+        // An exception must not leave a fork handler.
     }
 
-    /// Guarded by the turn to close the gate, as the next one.
+    /// These two are guarded by the turn to close the gate, which the forking thread has.
     static inline Log4cplusAccess::HierarchyLocks* s_pLocks = nullptr;
     static inline bool s_bClosed = false;
 };
@@ -160,12 +168,15 @@ void bringUpFileScopeLoggers()
 
 bool bringUpInOrder()
 {
+    // The order of these lines is the order in docs/lifetime.md. Each object may use those above
+    // it, in its destructor as well.
     ProcessGate::initialize();
     LevelChange::initialize();
     getACEBackend();
     RemoteSyslogAppender::registerFactory();
     Logger::sGetConfigMutex();
-    // The parent of all others, so that it need not be linked in between them later.
+    // The parent of all others is made first. Otherwise log4cplus would have to link it in above
+    // them.
     Logger().getName();
     bringUpFileScopeLoggers();
     StaticMemAllocator::initializeClass();
@@ -184,7 +195,7 @@ bool bringUpInOrder()
     GlobalConfigSeam::setDatabaseSource(&s_configPropertiesModel);
     RegistrationSingleton::cleanUpAtExit();
     ForkHandlers::install();
-    // Last, so that its destructor runs before those of the statics made above.
+    // Made last, so that its destructor runs before those of the statics above.
     static ExitListCloser s_closer;
     return true;
 }

@@ -8,6 +8,7 @@
 namespace Velmora
 {
 
+// The model "initial-exec" makes the access a single load. The general model calls a function.
 [[gnu::tls_model(
     "initial-exec")]] constinit thread_local ProcessGate::Thread* ProcessGate::s_pThread = nullptr;
 
@@ -34,6 +35,7 @@ ProcessGate::Thread& ProcessGate::thread() noexcept
         pthread_key_create(&key, &endOfThread);
         return key;
     }();
+    // The copies of the library share one record, which becomes free when the last copy ends it.
     Thread& found = gate().threadOfCaller();
     ++found.uiCopies;
     pthread_setspecific(s_key, &found);
@@ -46,8 +48,8 @@ void ProcessGate::endOfThread(void* in_pThread) noexcept
     gate().endThread(*static_cast<Thread*>(in_pThread));
 }
 
-// Threads pass all the time: what is rare ends in a call of its own, so that the rest needs no
-// stack.
+// Threads pass very often. Rare cases end in a call of a separate function, so that the common case
+// needs no stack frame.
 
 void ProcessGate::enter() noexcept
 {
@@ -104,6 +106,7 @@ bool ProcessGate::whileClosed(bool (*in_pFunction)(void*), void* in_pArgument)
         {
             pThrown = std::current_exception();
         }
+        // After the time is over, another thread may have the turn.
         if (theGate.isCloser())
             theGate.endTurn();
     };
@@ -118,6 +121,8 @@ bool ProcessGate::closeForFork() noexcept
     Gate& theGate = gate();
     if (theGate.isCloser())
     {
+        // A fork inside a fork handler, or inside the work of `whileClosed`: the gate is closed
+        // already.
         ++theGate.m_uiClosings;
         return true;
     }
@@ -132,6 +137,7 @@ bool ProcessGate::closeForFork() noexcept
                 bClosed = theGate.close(
                     state, end, [](void*) { return true; }, nullptr);
             });
+    // The thread waited for the interpreter lock in between. A thread that held it may have passed.
     while (bClosed && !theGate.isNobodyElseInside(state));
     return bClosed;
 }
@@ -156,10 +162,12 @@ void ProcessGate::beginHolding(void* in_pLock, ActOnLock in_pAct) noexcept
     if (s_pThread == nullptr) [[unlikely]]
         return beginHoldingAsNewThread(in_pLock, in_pAct);
     Thread& own = *s_pThread;
-    // Noted before it is taken: a lock that nobody holds may be made anew, too.
+    // The lock is recorded before it is taken. A fork may come in between and initialise a lock
+    // that no thread holds, which does no harm.
     if (own.uiHeld < Thread::s_uiMostHeld)
         own.held[own.uiHeld] = {in_pLock, in_pAct};
-    // A thread that waits for the lock may be seen by a fork.
+    // A fork may read this record while the thread waits for the lock, so the entry must be stored
+    // before the count.
     std::atomic_signal_fence(std::memory_order_seq_cst);
     ++own.uiHeld;
     enter();
@@ -198,6 +206,8 @@ bool ProcessGate::beginWaiting(Awaited in_awaited) noexcept
 bool ProcessGate::endWaiting() noexcept
 {
     Thread& own = thread();
+    // The store must come before the look at the gate: either this thread sees the closed gate, or
+    // the closing thread sees this one inside.
     own.bWaiting.store(false, s_orderOfPass);
     std::atomic_signal_fence(std::memory_order_seq_cst);
     if (!gate().isClosedForFork()) [[likely]]

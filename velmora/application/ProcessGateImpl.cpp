@@ -18,16 +18,17 @@ namespace Velmora
 namespace
 {
 
-/// How long a look is followed by the next.
+/// The pause between two looks at the records.
 constexpr std::chrono::microseconds s_pause(20);
-/// How long the gate stays closed while it waits: at first, and at most.
+/// The time that the gate stays closed while it waits for threads inside: at first, and at most.
 constexpr std::chrono::milliseconds s_firstPatience(1);
 constexpr std::chrono::milliseconds s_longestPatience(500);
 
 bool membarrier(int in_iCommand) { return syscall(SYS_membarrier, in_iCommand, 0, 0) == 0; }
 
-/// Takes rights away from a page that is in use, for which the kernel interrupts all processors
-/// that run the process. For systems that refuse membarrier.
+/// Withdraws the right to write to a page that is in use. To do so, the kernel interrupts all
+/// processors that run threads of the process, which is a barrier there. For systems that refuse
+/// membarrier.
 void changeRightsOfPage()
 {
     constexpr std::size_t uiPage = 4096;
@@ -37,19 +38,21 @@ void changeRightsOfPage()
     if (s_pPage == MAP_FAILED)
         return;
     mprotect(s_pPage, uiPage, PROT_READ | PROT_WRITE);
+    // Without an access, the kernel may find that no processor needs to be interrupted.
     *static_cast<volatile char*>(s_pPage) = 1;
     mprotect(s_pPage, uiPage, PROT_READ);
 }
 
-/// Makes each thread of the process see the caller's stores, and the caller see theirs. Either way
-/// is a full barrier for the caller, too.
+/// Makes the stores of the caller visible to each thread of the process, and their stores to the
+/// caller. Both ways are a full barrier for the caller, too.
 void orderOthers()
 {
     if (!membarrier(MEMBARRIER_CMD_PRIVATE_EXPEDITED))
         changeRightsOfPage();
 }
 
-/// Leaves errno as it was: passing, which happens on each allocation, is nobody's failure.
+/// Restores `errno` at the end of a scope. A pass happens in most operations of the library, also
+/// in those that do not fail, and must not change it.
 class KeptErrno
 {
   public:
@@ -91,6 +94,7 @@ class ProcessGate::Gate::FreeListLock
 ProcessGate::Gate::Gate()
 {
     pthread_key_create(&m_threadKey, nullptr);
+    // The kernel refuses the expedited command in a process that has not registered for it.
     membarrier(MEMBARRIER_CMD_REGISTER_PRIVATE_EXPEDITED);
     for (Thread& thread : m_spare)
     {
@@ -127,7 +131,7 @@ ProcessGate::Thread& ProcessGate::Gate::obtain() noexcept
             return *pNew;
         if (Thread* const pSpare = takeFirst(m_pFirstSpare))
             return *pSpare;
-        // A record comes back when a thread ends.
+        // A record becomes free when a thread ends.
         std::this_thread::sleep_for(s_firstPatience);
     }
 }
@@ -172,6 +176,7 @@ void ProcessGate::Gate::waitOutside(Thread& inout_thread, unsigned int in_uiInsi
             return;
         if (found == closedForForkButForInterpreter && s_interpreter.pIsHeld())
             return;
+        // The closing thread must see this one outside, or it would wait for it until the limit.
         inout_thread.uiInside.store(0, std::memory_order_release);
         waitWhile(found);
         inout_thread.uiInside.store(in_uiInside, s_orderOfPass);
@@ -204,8 +209,9 @@ void ProcessGate::Gate::waitForEndOfFork() noexcept
 
 bool ProcessGate::Gate::takeTurn(Clock::duration in_pause, Clock::time_point in_end) noexcept
 {
-    // A thread that is inside counts as outside for the time, so that two that fork from inside do
-    // not wait for each other. Nobody changes what it holds locked.
+    // A thread that is inside counts as outside for this time, so that two threads that fork from
+    // inside do not wait for each other. It keeps its locks, so no other thread changes what they
+    // guard.
     Thread& own = thread();
     const unsigned int uiInside = own.uiInside.load(std::memory_order_relaxed);
     own.uiInside.store(0, std::memory_order_release);
@@ -252,7 +258,8 @@ bool ProcessGate::Gate::close(State in_state, Clock::time_point in_end, bool (*i
         endTurn();
         if (Clock::now() >= in_end)
             break;
-        // Those go on now that somebody inside may wait for, also one that forks.
+        // While the gate is open, threads go on that a thread inside may wait for. One of them may
+        // itself be about to fork.
         pause = patience;
         patience = std::min(2 * patience, s_longestPatience);
     }
@@ -275,8 +282,9 @@ void ProcessGate::Gate::startAnewInChild(Thread& inout_own) noexcept
     m_pFirstSpare = nullptr;
     m_freeListLock.clear();
     m_uiWaiting.store(0);
-    // Some of them know their owner by a thread number that is another one here, and are not
-    // released by that: tools that follow locks are to know it all the same.
+    // Recursive mutexes know their owner by a thread id that differs in the child, so this does not
+    // unlock them. It is for tools that follow locks, such as ThreadSanitizer. The renewal below
+    // makes them free.
     for (const Thread::Held& held : inout_own.notedLocks())
         held.pAct(held.pLock, LockAction::release);
     for (Thread* pThread = m_pFirst.load(); pThread != nullptr; pThread = pThread->pNext)
@@ -290,7 +298,7 @@ void ProcessGate::Gate::startAnewInChild(Thread& inout_own) noexcept
     }
     for (const Thread::Held& held : inout_own.notedLocks())
         held.pAct(held.pLock, LockAction::acquire);
-    // The parent does it.
+    // The deferred work is left to the parent.
     inout_own.pFirstDeferred = nullptr;
     for (Thread::Batch* pBatch = inout_own.pBatch; pBatch != nullptr; pBatch = pBatch->pOuter)
         pBatch->pRest = nullptr;

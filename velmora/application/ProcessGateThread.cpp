@@ -7,8 +7,8 @@ namespace Velmora
 
 void ProcessGate::Thread::runDeferred() noexcept
 {
-    // Work may take locks itself: what waits for those is done within it, what waited before is
-    // done after it.
+    // Work may itself take locks. What is deferred for those runs within that work; what was
+    // deferred before runs after it.
     Batch batch{std::exchange(pFirstDeferred, nullptr), pBatch};
     pBatch = &batch;
     while (Deferred* const pWork = batch.pRest)

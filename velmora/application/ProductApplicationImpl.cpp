@@ -19,7 +19,7 @@ constexpr std::string_view s_strBrand = "keswardin";
 /// Empty for a build without editions.
 constexpr std::string_view s_strEdition = VELMORA_EDITION;
 
-/// The word with a capital letter.
+/// Returns the word with a capital first letter.
 std::string capitalized(std::string_view in_strWord)
 {
     std::string strWord(in_strWord);

@@ -43,7 +43,7 @@ bool RegistrationSingleton::deregister(const char* in_szName)
     VELMORA_FILE_ASSERT_TEXT(in_szName != nullptr, "in_szName != 0");
     if (in_szName == nullptr)
         return false;
-    // Let go after the mutex, as the destructor of an object may come here again.
+    // Destroyed after the mutex is unlocked, as the destructor of an object may use the pool.
     std::vector<ObjectHash::node_type> removed;
     const GatedGuard<ACE_Thread_Mutex> guard(s_mutex);
     VELMORA_FILE_LOG_DEBUG("Deregistring object named " << in_szName);
@@ -76,13 +76,15 @@ std::vector<TSHandle<Object>> RegistrationSingleton::getInstances(const char* in
 
 void RegistrationSingleton::cleanUpAtExit()
 {
-    // The list wants an address that nobody else registers; the pool may not stand yet.
+    // The exit list identifies an entry by an address, which no other code may use. The pool itself
+    // may not exist yet.
     static char s_cEntry;
     ACE_Object_Manager::at_exit(&s_cEntry, &cleanup, nullptr, "RegistrationSingleton");
 }
 
 void RegistrationSingleton::cleanup(void*, void*)
 {
+    // Destroyed after the mutex is unlocked, as the destructor of an object may use the pool.
     ObjectHash removed;
     const GatedGuard<ACE_Thread_Mutex> guard(s_mutex);
     removed.swap(s_objectHash);

@@ -45,6 +45,8 @@ void* SingletonRegistryImpl::insert(const char* in_szName, void* in_pObject,
     if (!isName(in_szName) || in_pObject == nullptr)
         return nullptr;
     const GatedGuard<ACE_Thread_Mutex> guard(m_mutex);
+    // Another thread or image may have inserted the name. The table and the exit list change under
+    // one lock, so that the order of the list is the order of the registrations.
     const auto [entry, bNew] = m_objectHash.emplace(in_szName, in_pObject);
     if (bNew && in_pCleanup != nullptr)
         ACE_Object_Manager::at_exit(in_pObject, in_pCleanup, in_pParam, entry->first.c_str());

@@ -14,7 +14,7 @@ StateMachineNoT::StateMachineNoT(const StateMachineNoT& in_machine)
 {
 }
 
-// A machine that is assigned to itself is not running afterwards either.
+// Without a test for self-assignment: that stops the machine, too.
 // NOLINTNEXTLINE(bugprone-unhandled-self-assignment)
 StateMachineNoT& StateMachineNoT::operator=(const StateMachineNoT& in_machine)
 {

@@ -31,9 +31,9 @@ OncePerProcess<UnitTestSingleton>& aliveInProcess()
     return s_place;
 }
 
-/// Records failed assertions. It does not ask for the object as others do: an assertion may fail
-/// under any lock, and after the object has gone.
-// NOLINTNEXTLINE(cppcoreguidelines-virtual-class-destructor): static, and never destroyed.
+/// Records failed assertions. It does not call `UnitTestSingleton::getInstance`, as an assertion
+/// may fail under any lock, and after the object has been deleted.
+// NOLINTNEXTLINE(cppcoreguidelines-virtual-class-destructor): static, never destroyed.
 class RecordOfAssertions final : public AssertionSeam::UnitTestRecord
 {
   public:
@@ -111,7 +111,8 @@ bool UnitTestSingleton::configure(bool in_bObserveAlarms)
         bRegister = m_bObservingAlarms && !m_bRegistered;
         m_bRegistered = m_bRegistered || bRegister;
     }
-    // The registry calls `newAlarmState` under its own mutex, which therefore comes first.
+    // The registry calls `newAlarmState` while it holds its own mutex. So its mutex must be taken
+    // before the one of this object, and not inside it.
     if (bRegister)
         AlarmRegistry::getInstance().addObserver(this);
     return true;
@@ -147,7 +148,7 @@ void UnitTestSingleton::require(bool in_bOutcome, const char* in_szText, const c
 
 bool UnitTestSingleton::logTestResults()
 {
-    // Logged without the mutex, as an appender may check, and an assertion fail in it.
+    // Logged without the mutex, as an appender may record a check, or an assertion may fail in it.
     std::vector<Check> failed;
     std::size_t uiChecks = 0;
     {
