@@ -46,8 +46,8 @@ using testing::StartsWith;
 
 constexpr const char* s_szLogger = "keswardin.test.Program";
 
-/// A program that leaves the log to the test that captures it, and opens to it what derived classes
-/// may use.
+/// A program that does not configure logging, since the test captures the log. It gives the test
+/// access to protected functions.
 class Program : public ApplicationImpl
 {
   public:
@@ -75,7 +75,7 @@ class Program : public ApplicationImpl
 
     void run() override {}
 
-    /// Initialises with these arguments behind the program's path.
+    /// Calls `initialize` with the program's path and these arguments.
     bool start(std::initializer_list<const char*> in_arguments)
     {
         m_texts.assign(in_arguments.begin(), in_arguments.end());
@@ -88,17 +88,17 @@ class Program : public ApplicationImpl
         return initialize(iArguments, m_argv.data());
     }
 
-    /// Does more of its own with the options of a command line.
+    /// Is called with the options of the command line, after those of the base class.
     std::function<bool(const po::variables_map&)> m_processMore;
 
-    /// Takes the place of the default logging.
+    /// Is called instead of the default configuration of logging.
     std::function<bool()> m_configureLogger = []
     {
         Logger().setLogLevel(TRACE_LOG_LEVEL);
         return true;
     };
 
-    /// The frame's own.
+    /// Calls the default configuration of the base class.
     bool configureLoggerOfFrame() { return ApplicationImpl::configureLoggerDefault(); }
 
   protected:
@@ -122,7 +122,7 @@ std::string usageOf(const Program& in_program)
     return text.str();
 }
 
-/// A map as it comes of a command line.
+/// Returns the options of a command line.
 po::variables_map variablesOf(const std::vector<std::string>& in_arguments)
 {
     po::options_description options;
@@ -242,7 +242,7 @@ TEST(ApplicationImpl, TracesItsInitialisation)
     EXPECT_EQ(traceLine(s_szLogger, "exiting ApplicationImpl::initialize"), lines.back());
 }
 
-TEST(ApplicationImpl, TellsTheVersionToSupport)
+TEST(ApplicationImpl, LogsTheVersionForSupport)
 {
     const CapturedLog log(TRACE_LOG_LEVEL);
     EXPECT_TRUE(Program().start({}));
@@ -327,7 +327,7 @@ TEST(ApplicationImpl, WhatADerivedClassRefusesOfItsOptionsIsAnsweredWithTheUsage
 namespace
 {
 
-/// Why arguments do not pass a dependency of one option on another.
+/// Returns the message of the exception for options without a required one; empty if there is none.
 std::string dependencyError(const std::vector<std::string>& in_arguments, const char* in_szForWhat,
                             const char* in_szRequired)
 {
@@ -471,7 +471,7 @@ TEST(ApplicationImpl, HandlesParametersInTheOrderOfTheCommandLine)
             traceLine(s_szLogger, "exiting ApplicationImpl::getParamInfo")));
 }
 
-TEST(ApplicationImpl, TellsOfParametersAtAnyLevel)
+TEST(ApplicationImpl, LogsParametersAtAnyLevel)
 {
     CapturedLog log;
     Program program;
@@ -489,7 +489,7 @@ TEST(ApplicationImpl, TellsOfParametersAtAnyLevel)
     }
 }
 
-TEST(ApplicationImpl, TellsWhatTheLibraryWasBuiltFromAtAnyLevel)
+TEST(ApplicationImpl, LogsTheBuildInfoAtAnyLevel)
 {
     CapturedLog log;
     Program program;
@@ -506,7 +506,7 @@ TEST(ApplicationImpl, TellsWhatTheLibraryWasBuiltFromAtAnyLevel)
     EXPECT_EQ(-1, log.linesOf(s_szLogger).front().iLine);
 }
 
-// What the configuration says
+// The configuration
 
 TEST(ApplicationImpl, AnUnknownRunModeIsFoundWithoutASource)
 {
@@ -544,7 +544,7 @@ TEST(ApplicationImpl, LeavesTheConfigurationOpen)
     EXPECT_THAT(log.linesOf("keswardin.infra.GlobalConfig"), IsEmpty());
 }
 
-TEST(ApplicationImpl, ATimeoutIsReadAnewAtEachInitialisation)
+TEST(ApplicationImpl, ATimeoutIsReadAgainAtEachInitialisation)
 {
     const CapturedLog log;
     Program program;
@@ -576,7 +576,7 @@ TEST(ApplicationImpl, AllTimesAreZeroWhereNobodyHasStartedTheTimer)
                                          debugLine("keswardin.profiling", strText)));
 }
 
-TEST(ApplicationImpl, TellsTheTimesThatTheProgramHasMeasured)
+TEST(ApplicationImpl, LogsTheTimesThatTheProgramHasMeasured)
 {
     CapturedLog log;
     Program program;
@@ -594,7 +594,7 @@ TEST(ApplicationImpl, TellsTheTimesThatTheProgramHasMeasured)
     EXPECT_EQ(debugLine(s_szLogger, text.str()), log.lines().front());
 }
 
-TEST(ApplicationImpl, TellsTimesTheSameInEachLocale)
+TEST(ApplicationImpl, LogsTimesTheSameInEachLocale)
 {
     CapturedLog log;
     Program program;
@@ -611,7 +611,7 @@ TEST(ApplicationImpl, TellsTimesTheSameInEachLocale)
     EXPECT_EQ(strText, log.lines().front().strText);
 }
 
-TEST(ApplicationImpl, TellsTimesOnlyToLoggersThatListen)
+TEST(ApplicationImpl, LogsTimesOnlyToLoggersThatListen)
 {
     CapturedLog log;
     Program program;

@@ -47,7 +47,7 @@ using Velmora::Test::GlobalLocale;
 constexpr const char* s_szAssertionLogger = "keswardin.infra.Assertion";
 constexpr const char* s_szParameter = "keswardin.infra.abortOnAssert";
 
-/// What happened, in order.
+/// The calls that were made, in order.
 using Events = std::vector<std::string>;
 
 std::string placeText(const char* in_szFile, int in_iLine)
@@ -109,7 +109,7 @@ class FakeParameters : public AssertionSeam::BoolParameters
     std::function<void()> m_whenRead;
 };
 
-/// Puts fakes, or nothing, into the seam's places for as long as it lives.
+/// Sets the pointers of the seam to fakes or to null for a scope.
 class SeamScope
 {
   public:
@@ -132,7 +132,7 @@ class SeamScope
     AssertionSeam::BoolParameters* m_pParametersBefore = AssertionSeam::getBoolParameters();
 };
 
-/// The state of a process that has neither a configuration nor a unit test.
+/// A process that has neither a configuration nor a unit test.
 class AssertionWithEmptySeam : public testing::Test
 {
   protected:
@@ -163,9 +163,9 @@ class AssertionInUnitTest : public testing::Test
     SeamScope m_seam{&m_record, &m_parameters};
 };
 
-// The text of the line.
+// The text of the line
 
-TEST_F(AssertionWithEmptySeam, LineTellsExpressionFileAndLine)
+TEST_F(AssertionWithEmptySeam, LineHasExpressionFileAndLine)
 {
     Assertion::assert_i(false, "x", nullptr, "Call.cpp", 42);
 
@@ -269,7 +269,7 @@ TEST_F(AssertionWithEmptySeam, GivenLoggerTakesTheLineWithAnyPlace)
                             errorLine("test.Call", "Assertion failed (x)")));
 }
 
-// When it reports, and where.
+// The conditions under which it reports, and the loggers
 
 TEST_F(AssertionWithEmptySeam, TrueConditionDoesNothing)
 {
@@ -327,7 +327,7 @@ TEST_F(AssertionWithEmptySeam, LineIsDroppedWithoutALevelAnywhere)
     EXPECT_THAT(m_log.lines(), IsEmpty());
 }
 
-/// Counts which of its operations an assertion uses.
+/// Counts the calls of its operations by an assertion.
 class CountingLogger : public Logger
 {
   public:
@@ -354,7 +354,7 @@ TEST_F(AssertionWithEmptySeam, LineGoesThroughTheCheckedOperationOfTheLogger)
     EXPECT_THAT(m_log.lines(), IsEmpty());
 }
 
-// The parameter.
+// The parameter
 
 TEST(Assertion, NamesTheParameterThatMakesItAbort)
 {
@@ -529,7 +529,7 @@ TEST_F(AssertionDeathTest, UnitTestRecordHasTheCheckAlthoughTheProcessThenAborts
               "keswardin.infra.Debug|FATAL|aborting\n");
 }
 
-// The unit test record.
+// The unit test record
 
 TEST_F(AssertionInUnitTest, FailureIsRecordedWithTheShortMessageAndLoggedWithTheLong)
 {
@@ -594,7 +594,7 @@ TEST_F(AssertionInUnitTest, RecordComesBeforeTheParameterAndTheParameterBeforeTh
                             "line 40000 Assertion failed (x) file=Call.cpp line=42 Call.cpp:42"));
 }
 
-// Assertions that the seam raises itself.
+// Assertions inside the seam
 
 TEST_F(AssertionInUnitTest, AssertionRaisedByTheRecordIsLoggedAtErrorAndNotRecorded)
 {
@@ -646,7 +646,7 @@ TEST_F(AssertionInUnitTest, SeamIsAskedAgainAfterTheRecordThrew)
                                                "check Assertion failed (second) no file:-1"));
 }
 
-TEST_F(AssertionInUnitTest, AnotherThreadAsksTheSeamMeanwhile)
+TEST_F(AssertionInUnitTest, AnotherThreadAsksTheSeamConcurrently)
 {
     bool bFirst = true;
     m_parameters.m_whenRead = [&bFirst]
@@ -664,7 +664,7 @@ TEST_F(AssertionInUnitTest, AnotherThreadAsksTheSeamMeanwhile)
     EXPECT_THAT(m_parameters.m_namesRead, SizeIs(2));
 }
 
-// The macros.
+// The macros
 
 class Call : public ObjectWithLogger<Logger>
 {
@@ -826,7 +826,7 @@ TEST_F(AssertionWithEmptySeam, MacrosAreStatementsWithoutBraces)
                             failedAssertion("else", "AssertionTest", "test.AssertionTest")));
 }
 
-// Threads and the end of the process.
+// Threads and the end of the process
 
 TEST_F(AssertionWithEmptySeam, MayFailOnSeveralThreadsAtOnce)
 {
@@ -883,7 +883,7 @@ TEST_F(AssertionDeathTest, AsksTheSeamAlsoOnceTheExitListHasDeletedTheLoggers)
                                 "keswardin.infra.Debug|FATAL|aborting\n");
 }
 
-// What the configuration has published, for when it cannot be asked.
+// The published value, for a configuration that cannot be read
 
 TEST_F(AssertionDeathTest, PublishedParameterCountsWhereTheParameterCannotBeRead)
 {

@@ -15,12 +15,12 @@
 namespace Velmora::Test
 {
 
-/// A log that lies in the buffer of an appender until that is closed. A process that ends without
-/// closing it leaves an empty file.
+/// A log that stays in the buffer of its appender until the appender is closed. A process that ends
+/// without closing it leaves an empty file.
 class BufferedFileLog
 {
   public:
-    /// Makes the appender, with a line for each event as in "logger|LEVEL|text".
+    /// Makes the appender. The format of a line is "logger|LEVEL|text".
     [[nodiscard]] log4cplus::SharedAppenderPtr makeAppender() const
     {
         log4cplus::SharedAppenderPtr pAppender(
@@ -29,7 +29,7 @@ class BufferedFileLog
         return pAppender;
     }
 
-    /// Makes it the whole log of the process, from DEBUG on.
+    /// Makes the appender the only one of the process, for lines at DEBUG and above.
     void attachToRoot() const
     {
         log4cplus::Logger::getDefaultHierarchy().resetConfiguration();
@@ -37,14 +37,14 @@ class BufferedFileLog
         log4cplus::Logger::getRoot().addAppender(makeAppender());
     }
 
-    /// As above, without what the allocators tell when they die.
+    /// Does the same, without the reports of the allocators at exit.
     void attachToRootForTheExit() const
     {
         attachToRoot();
         log4cplus::Logger::getInstance("keswardin.infra.MemAllocator").setLogLevel(WARN_LOG_LEVEL);
     }
 
-    /// What the file holds.
+    /// Returns the contents of the file.
     [[nodiscard]] std::string read() const { return m_directory.read(s_szName); }
 
   private:

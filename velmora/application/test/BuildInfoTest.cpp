@@ -24,12 +24,12 @@ std::string textOf(const BuildInfo::ToolInfo& in_tool)
 
 } // namespace
 
-TEST(VersionControl, TellsTheRevisionThatTheLibraryWasBuiltFrom)
+TEST(VersionControl, ReturnsTheRevisionThatTheLibraryWasBuiltFrom)
 {
     EXPECT_STREQ(VersionControl::getRevision(), "17669?");
 }
 
-TEST(VersionControl, TellsTheBranchThatTheLibraryWasBuiltFrom)
+TEST(VersionControl, ReturnsTheBranchThatTheLibraryWasBuiltFrom)
 {
     EXPECT_STREQ(VersionControl::getBranchName(), "branches/team/orrin/velmora-2.1-linux");
 }

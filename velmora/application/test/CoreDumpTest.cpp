@@ -34,7 +34,7 @@ using testing::Not;
 
 constexpr const char* s_szLogger = "keswardin.infra.CoreDump";
 
-/// The names in a directory.
+/// Returns the names of the files in a directory.
 std::vector<std::string> namesIn(const TemporaryDirectory& in_directory)
 {
     std::vector<std::string> names;

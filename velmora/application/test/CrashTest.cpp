@@ -38,8 +38,8 @@ const std::string s_strLimitReason =
     "WARN keswardin.infra.crash: cannot set the limit of core files to infinity: Operation not "
     "permitted; raise the hard limit of the process";
 
-/// What the program tells and logs, but for what it traces.
-std::vector<std::string> told(const HelperResult& in_result)
+/// Returns the lines of the program's output, without those at TRACE.
+std::vector<std::string> outputLines(const HelperResult& in_result)
 {
     std::vector<std::string> lines = linesOf(in_result.strOutput);
     std::erase_if(lines,
@@ -47,7 +47,7 @@ std::vector<std::string> told(const HelperResult& in_result)
     return lines;
 }
 
-/// Runs the program, which must end well.
+/// Runs the program, and expects that it exits with 0 and writes no errors.
 HelperResult run(const std::vector<std::string>& in_arguments)
 {
     HelperResult result = runHelper(VELMORA_HELPER_CRASH_PREPARES, in_arguments);
@@ -57,19 +57,19 @@ HelperResult run(const std::vector<std::string>& in_arguments)
     return result;
 }
 
-std::vector<std::string> toldByRun(const std::vector<std::string>& in_arguments)
+std::vector<std::string> outputOfRun(const std::vector<std::string>& in_arguments)
 {
-    return told(run(in_arguments));
+    return outputLines(run(in_arguments));
 }
 
-/// Whether this user may remove the limit of core files in this place.
+/// Returns whether this user may remove the limit of core files on this machine.
 bool mayRemoveLimit()
 {
     rlimit limits{RLIM_INFINITY, RLIM_INFINITY};
     return setrlimit(RLIMIT_CORE, &limits) == 0;
 }
 
-/// The file of a core in a directory; empty where there is none.
+/// Returns the name of a core file in a directory, or an empty name if there is none.
 std::string coreIn(const std::filesystem::path& in_directory)
 {
     for (const auto& entry : std::filesystem::directory_iterator(in_directory))
@@ -78,7 +78,7 @@ std::string coreIn(const std::filesystem::path& in_directory)
     return "";
 }
 
-/// Whether the kernel writes a core into the working directory of a process.
+/// Returns whether the kernel writes a core to the working directory of a process.
 bool kernelWritesCores()
 {
     std::string strPattern;
@@ -118,28 +118,28 @@ TEST(Crash, TheParametersHaveTheirNames)
 
 TEST(Crash, WithoutParametersNothingHappens)
 {
-    EXPECT_THAT(toldByRun({"cd=/", "limit=0", "configure", "tell"}),
+    EXPECT_THAT(outputOfRun({"cd=/", "limit=0", "configure", "print"}),
                 ElementsAre("configure: 1", "directory: /", "soft limit: 0", testing::_));
 }
 
 TEST(Crash, WhereCoresAreNotWantedNothingHappens)
 {
     const TemporaryDirectory other;
-    EXPECT_THAT(toldByRun({"cd=/", "limit=0", "bool=keswardin.infra.coreDump.writeOnCrash=false",
-                           s_strPath + other.path().string(), "configure", "tell"}),
+    EXPECT_THAT(outputOfRun({"cd=/", "limit=0", "bool=keswardin.infra.coreDump.writeOnCrash=false",
+                             s_strPath + other.path().string(), "configure", "print"}),
                 ElementsAre("configure: 1", "directory: /", "soft limit: 0", testing::_));
 }
 
 TEST(Crash, ATextThatReadsTrueIsNoBool)
 {
-    EXPECT_THAT(toldByRun({"cd=/", "limit=0", "string=keswardin.infra.coreDump.writeOnCrash=true",
-                           "string=keswardin.infra.abortOnAssert=true", "configure", "tell"}),
+    EXPECT_THAT(outputOfRun({"cd=/", "limit=0", "string=keswardin.infra.coreDump.writeOnCrash=true",
+                             "string=keswardin.infra.abortOnAssert=true", "configure", "print"}),
                 ElementsAre("configure: 1", "directory: /", "soft limit: 0", testing::_));
 }
 
 TEST(Crash, AbortingOnAssertionsIsWarnedOf)
 {
-    EXPECT_THAT(toldByRun({"bool=keswardin.infra.abortOnAssert=true", "configure"}),
+    EXPECT_THAT(outputOfRun({"bool=keswardin.infra.abortOnAssert=true", "configure"}),
                 ElementsAre("WARN keswardin.infra.crash: keswardin.infra.abortOnAssert=true. The "
                             "application will abort on a failed assertion. Is this what you want?",
                             "configure: 1"));
@@ -147,7 +147,7 @@ TEST(Crash, AbortingOnAssertionsIsWarnedOf)
 
 TEST(Crash, NotAbortingOnAssertionsIsNotWarnedOf)
 {
-    EXPECT_THAT(toldByRun({"bool=keswardin.infra.abortOnAssert=false", "configure"}),
+    EXPECT_THAT(outputOfRun({"bool=keswardin.infra.abortOnAssert=false", "configure"}),
                 ElementsAre("configure: 1"));
 }
 
@@ -167,19 +167,20 @@ TEST(Crash, BothFunctionsTraceTheirScopes)
 TEST(Crash, ALimitThatCannotBeRaisedIsAWarningAndTheDirectoryStays)
 {
     const TemporaryDirectory other;
-    const HelperResult result = runHelper(VELMORA_HELPER_CRASH_PREPARES,
-                                          {"cd=/", "limit=0", "refuse", s_strWriteOnCrash,
-                                           s_strPath + other.path().string(), "configure", "tell"});
+    const HelperResult result = runHelper(
+        VELMORA_HELPER_CRASH_PREPARES, {"cd=/", "limit=0", "refuse", s_strWriteOnCrash,
+                                        s_strPath + other.path().string(), "configure", "print"});
     if (result.iExitCode == 4)
         GTEST_SKIP() << "calls of the kernel cannot be made to fail here";
-    EXPECT_THAT(told(result), ElementsAre(s_strLimitWarning, s_strLimitReason, "configure: 1",
-                                          "directory: /", "soft limit: 0", testing::_));
+    EXPECT_THAT(outputLines(result),
+                ElementsAre(s_strLimitWarning, s_strLimitReason, "configure: 1", "directory: /",
+                            "soft limit: 0", testing::_));
 }
 
 TEST_F(CrashLimits, AreRemovedAndTheProcessMovesToThePath)
 {
-    EXPECT_THAT(toldByRun({"cd=" + start(), "limit=0", s_strWriteOnCrash, s_strPath + other(),
-                           "configure", "tell"}),
+    EXPECT_THAT(outputOfRun({"cd=" + start(), "limit=0", s_strWriteOnCrash, s_strPath + other(),
+                             "configure", "print"}),
                 ElementsAre("INFO keswardin.infra.crash: RLIMIT_CORE set to infinity",
                             "INFO keswardin.infra.crash: CORE directory is " + other(),
                             "configure: 1", "directory: " + other(), "soft limit: unlimited",
@@ -189,7 +190,7 @@ TEST_F(CrashLimits, AreRemovedAndTheProcessMovesToThePath)
 TEST(Crash, TheLimitThatOthersMayBeRaisedToIsRaisedTooWhereThatIsAllowed)
 {
     const std::vector<std::string> lines =
-        toldByRun({"cd=/", "lower=1000", s_strWriteOnCrash, "configure", "tell"});
+        outputOfRun({"cd=/", "lower=1000", s_strWriteOnCrash, "configure", "print"});
     ASSERT_FALSE(lines.empty());
     if (lines.front() == "lowered for good: 0")
         EXPECT_THAT(lines,
@@ -203,16 +204,16 @@ TEST(Crash, TheLimitThatOthersMayBeRaisedToIsRaisedTooWhereThatIsAllowed)
 TEST_F(CrashLimits, ARelativePathIsLoggedAsItIs)
 {
     std::filesystem::create_directory(m_start.path() / "cores");
-    EXPECT_THAT(
-        toldByRun({"cd=" + start(), s_strWriteOnCrash, s_strPath + "cores", "configure", "tell"}),
-        AllOf(Contains("INFO keswardin.infra.crash: CORE directory is cores"),
-              Contains("directory: " + start() + "/cores")));
+    EXPECT_THAT(outputOfRun({"cd=" + start(), s_strWriteOnCrash, s_strPath + "cores", "configure",
+                             "print"}),
+                AllOf(Contains("INFO keswardin.infra.crash: CORE directory is cores"),
+                      Contains("directory: " + start() + "/cores")));
 }
 
 TEST_F(CrashLimits, WithoutAPathTheProcessStaysWhereItIs)
 {
     EXPECT_THAT(
-        toldByRun({"cd=" + start(), "limit=0", s_strWriteOnCrash, "configure", "tell"}),
+        outputOfRun({"cd=" + start(), "limit=0", s_strWriteOnCrash, "configure", "print"}),
         ElementsAre("INFO keswardin.infra.crash: RLIMIT_CORE set to infinity",
                     "INFO keswardin.infra.crash: Current directory for core dumps is: " + start(),
                     "configure: 1", "directory: " + start(), "soft limit: unlimited",
@@ -222,8 +223,8 @@ TEST_F(CrashLimits, WithoutAPathTheProcessStaysWhereItIs)
 TEST_F(CrashLimits, WithAPathThatDoesNotExistTheProcessStaysAndIsNotWarned)
 {
     EXPECT_THAT(
-        toldByRun({"cd=" + start(), "limit=0", s_strWriteOnCrash, s_strPath + other() + "/none",
-                   "configure", "tell"}),
+        outputOfRun({"cd=" + start(), "limit=0", s_strWriteOnCrash, s_strPath + other() + "/none",
+                     "configure", "print"}),
         ElementsAre("INFO keswardin.infra.crash: RLIMIT_CORE set to infinity",
                     "INFO keswardin.infra.crash: Current directory for core dumps is: " + start(),
                     "INFO keswardin.infra.crash: cannot change to directory " + other() +
@@ -236,7 +237,7 @@ TEST_F(CrashLimits, APathThatIsNoDirectoryIsAsOneThatDoesNotExist)
 {
     std::ofstream(m_other.file("file")) << "text";
     EXPECT_THAT(
-        toldByRun(
+        outputOfRun(
             {"cd=" + start(), s_strWriteOnCrash, s_strPath + m_other.file("file"), "configure"}),
         ElementsAre("INFO keswardin.infra.crash: RLIMIT_CORE set to infinity",
                     "INFO keswardin.infra.crash: Current directory for core dumps is: " + start(),
@@ -248,8 +249,8 @@ TEST_F(CrashLimits, APathThatIsNoDirectoryIsAsOneThatDoesNotExist)
 TEST_F(CrashLimits, ThePathOfAnotherTypeIsNone)
 {
     EXPECT_THAT(
-        toldByRun({"cd=" + start(), s_strWriteOnCrash,
-                   "bool=keswardin.infra.coreDump.writeOnCrash.path=true", "configure"}),
+        outputOfRun({"cd=" + start(), s_strWriteOnCrash,
+                     "bool=keswardin.infra.coreDump.writeOnCrash.path=true", "configure"}),
         ElementsAre("INFO keswardin.infra.crash: RLIMIT_CORE set to infinity",
                     "INFO keswardin.infra.crash: Current directory for core dumps is: " + start(),
                     "configure: 1"));
@@ -259,7 +260,7 @@ TEST_F(CrashLimits, ACurrentDirectoryThatHasGoneHasNoName)
 {
     const std::string strGone = start() + "/gone";
     std::filesystem::create_directory(strGone);
-    EXPECT_THAT(toldByRun({"cd=" + strGone, "leave", s_strWriteOnCrash, "configure"}),
+    EXPECT_THAT(outputOfRun({"cd=" + strGone, "leave", s_strWriteOnCrash, "configure"}),
                 ElementsAre("INFO keswardin.infra.crash: RLIMIT_CORE set to infinity",
                             "INFO keswardin.infra.crash: Current directory for core dumps is: ",
                             "INFO keswardin.infra.crash: cannot name the working directory: No "
@@ -270,7 +271,7 @@ TEST_F(CrashLimits, ACurrentDirectoryThatHasGoneHasNoName)
 TEST_F(CrashLimits, TheDefaultsRemoveThemAndStayInTheDirectory)
 {
     EXPECT_THAT(
-        toldByRun({"cd=" + start(), "limit=0", "configure-default", "tell"}),
+        outputOfRun({"cd=" + start(), "limit=0", "configure-default", "print"}),
         ElementsAre("INFO keswardin.infra.crash: RLIMIT_CORE set to infinity",
                     "INFO keswardin.infra.crash: Current directory for core dumps is: " + start(),
                     "configure-default: 1", "directory: " + start(), "soft limit: unlimited",
@@ -279,15 +280,15 @@ TEST_F(CrashLimits, TheDefaultsRemoveThemAndStayInTheDirectory)
 
 TEST_F(CrashLimits, TheConfigurationOfTheProgramComesAfterTheDefaults)
 {
-    EXPECT_THAT(toldByRun({"cd=" + start(), "configure-default", s_strWriteOnCrash,
-                           s_strPath + other(), "configure", "tell"}),
+    EXPECT_THAT(outputOfRun({"cd=" + start(), "configure-default", s_strWriteOnCrash,
+                             s_strPath + other(), "configure", "print"}),
                 AllOf(Contains("INFO keswardin.infra.crash: CORE directory is " + other()),
                       Contains("directory: " + other())));
 }
 
 TEST(Crash, NoSignalGetsAHandler)
 {
-    const std::vector<std::string> lines = toldByRun(
+    const std::vector<std::string> lines = outputOfRun(
         {"cd=/", "handlers", s_strWriteOnCrash, "configure", "configure-default", "handlers"});
     EXPECT_EQ(2, std::count(lines.begin(), lines.end(), lines.front()));
     EXPECT_EQ(lines.front(), lines.back());
@@ -303,9 +304,9 @@ TEST(Crash, ASignalEndsTheProcessAsItWouldWithoutTheLibrary)
         GTEST_SKIP() << "the sanitizer handles the signal itself";
     const HelperResult result =
         runHelper(VELMORA_HELPER_CRASH_PREPARES,
-                  {"configure-default", "limit=0", "kill=" + std::to_string(SIGSEGV), "tell"});
+                  {"configure-default", "limit=0", "kill=" + std::to_string(SIGSEGV), "print"});
     EXPECT_EQ(SIGSEGV, result.iSignal);
-    EXPECT_EQ("configure-default: 1", told(result).back());
+    EXPECT_EQ("configure-default: 1", outputLines(result).back());
 }
 
 TEST_F(CrashLimits, ACoreLandsInThePath)

@@ -17,7 +17,7 @@
 namespace Velmora::Test
 {
 
-/// Lets a revision read from any stream.
+/// Makes a revision read from any stream.
 class DottedRevisionPeer
 {
   public:
@@ -47,7 +47,7 @@ DottedRevision revision(const char* in_szText)
     return result;
 }
 
-/// Breaks behind its text.
+/// Fails at the end of its text.
 class BrokenBuffer : public std::stringbuf
 {
   public:
@@ -91,7 +91,7 @@ TEST_P(GoodRevision, IsRead)
     EXPECT_EQ(textOf(result), GetParam().second);
 }
 
-// The last ones are what streams read as unsigned numbers, and are kept.
+// The last ones are texts that streams accept as unsigned numbers. That behaviour is kept.
 INSTANTIATE_TEST_SUITE_P(
     Texts, GoodRevision,
     testing::Values(std::pair("1", "1"), std::pair("1.2.3", "1.2.3"), std::pair("0", "0"),
@@ -143,7 +143,7 @@ TEST(DottedRevision, FailsNoAssertionAtTheEndOfItsText)
     EXPECT_THAT(log.lines(), IsEmpty());
 }
 
-TEST(DottedRevision, ForgetsWhatItWasWhenItIsReadAnew)
+TEST(DottedRevision, ForgetsItsComponentsWhenItIsReadAgain)
 {
     DottedRevision result = revision("1.2.3");
 

@@ -47,7 +47,7 @@ TEST(DynCastAssertNoT, HasALoggerOfItsOwn)
     EXPECT_EQ(&DynCastAssertNoT::getLogger(), &DynCastAssertNoT::getLogger());
 }
 
-TEST(DynCastAssertNoT, TellsTheLineTheSameInEachLocale)
+TEST(DynCastAssertNoT, WritesTheLineTheSameInEachLocale)
 {
     const CapturedLog log;
     const GlobalLocale locale;
@@ -58,7 +58,7 @@ TEST(DynCastAssertNoT, TellsTheLineTheSameInEachLocale)
                 ElementsAre(errorLine("test.Call", "pChannel == 0 file=Call.cpp line=1234")));
 }
 
-TEST(DynCastAssertNoT, TypeIdErrorTellsTypeAndPlace)
+TEST(DynCastAssertNoT, TypeIdErrorLogsTypeAndPlace)
 {
     const CapturedLog log;
 
@@ -116,7 +116,7 @@ TEST(DynCastAssertNoT, TypeIdErrorSkipsLeadingDigitsOnly)
                                          errorLine("test.Call", "d is of type ()")));
 }
 
-TEST(DynCastAssertNoT, NullBaseErrorTellsThePlace)
+TEST(DynCastAssertNoT, NullBaseErrorLogsThePlace)
 {
     const CapturedLog log;
 
@@ -165,7 +165,7 @@ TEST(DynCastAssertNoT, ErrorsObeyTheLevelOfTheLogger)
     EXPECT_THAT(log.lines(), IsEmpty());
 }
 
-/// Asks for an abort at every failed assertion, and counts who comes by.
+/// Requests an abort at each failed assertion, and counts all calls of its operations.
 class WatchedSeam : public AssertionSeam::UnitTestRecord, public AssertionSeam::BoolParameters
 {
   public:
@@ -272,7 +272,7 @@ TEST(DynCastAssert, ReportsThroughTheGivenLogger)
     EXPECT_THAT(log.lines(), ElementsAre(errorLine("test.Call", "pChannel == 0")));
 }
 
-TEST(DynCastAssert, MacroTellsItsExpressionAndItsPlace)
+TEST(DynCastAssert, MacroLogsItsExpressionAndItsPlace)
 {
     const CapturedLog log;
     Channel* const pChannel = nullptr;

@@ -21,7 +21,7 @@
 namespace
 {
 
-/// While true, this thread's `operator new` fails.
+/// While true, `operator new` fails on this thread.
 thread_local bool s_bOutOfMemory = false;
 
 class OutOfMemoryScope
@@ -35,7 +35,7 @@ class OutOfMemoryScope
 
 } // namespace
 
-// Not inlined, since the compiler would then take `malloc` and `delete` for a mismatch.
+// Not inlined: the compiler would otherwise warn of a mismatch of `malloc` and `delete`.
 
 [[gnu::noinline]] void* operator new(std::size_t in_uiSize)
 {
@@ -91,14 +91,14 @@ std::string textOfClone(const Cloneable& in_clone)
     return textOf(dynamic_cast<const ErrorStringImpl&>(in_clone));
 }
 
-/// The counters of the chunks that objects of the class come from.
+/// Returns the counters of the chunks that objects of the class come from.
 ChunkAllocatorNoT::Stats chunkStats()
 {
     return StaticMemAllocator::getAllocator()->getStats((sizeof(ErrorStringImpl) - 1) / 8);
 }
 
-/// Whether a clone comes about while a text that does not fit into the string itself finds no
-/// memory.
+/// Returns whether an error can be cloned while there is no memory for a text that does not fit
+/// into the string object itself.
 bool cloneWithoutMemoryForTheText(const ErrorStringImpl& in_error)
 {
     try
@@ -217,7 +217,8 @@ TEST(ErrorStringImpl, FailedCopyingOfTheTextGivesTheChunkBack)
     EXPECT_EQ(after.uiNumChunkDealloc - before.uiNumChunkDealloc, 1u);
 }
 
-/// Whether this process accounts its memory. If not, runs the calling test in one that does.
+/// Returns whether this process accounts its memory. If not, runs the calling test in a process
+/// that does.
 bool isAccountingOrRunsInProcessThatDoes()
 {
     if (DefaultStaticMemAllocator::isAccountingMemory())
@@ -233,7 +234,7 @@ bool isAccountingOrRunsInProcessThatDoes()
 
 constexpr auto s_iObjectSize = static_cast<std::int32_t>(sizeof(ErrorStringImpl));
 
-/// What the account holds; -1 when nothing was ever charged to it.
+/// Returns the balance of the account, or -1 if nothing was ever charged to it.
 std::int32_t accountBalance()
 {
     MemAccountInfo info;
@@ -283,7 +284,7 @@ TEST(ErrorStringImpl, FailedCopyingOfTheTextLeavesTheErrorThatIsAssignedToAsItWa
 
 TEST(ErrorStringImpl, CloneThatFindsNoMemoryForItselfFails)
 {
-    // Needs no memory for its text.
+    // The text is short enough to be stored without an allocation.
     const ErrorStringImpl error("no value");
     std::vector<std::unique_ptr<Cloneable>> clones(100000);
     bool bFailed = false;

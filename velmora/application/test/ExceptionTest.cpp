@@ -41,7 +41,7 @@ TEST(ExceptionWithMsg, WriteReturnsTheStream)
     EXPECT_EQ(&exception.write(text), &text);
 }
 
-TEST(ExceptionWithMsg, TellsItsMessageAsAStandardException)
+TEST(ExceptionWithMsg, HasItsMessageAsAStandardException)
 {
     EXPECT_STREQ(ExceptionWithMsg("no such trunk").what(), "no such trunk");
 }
@@ -115,7 +115,7 @@ TEST(ExceptionWithMsg, IsCaughtAsAnObject)
     EXPECT_THROW(throw ExceptionWithMsg("no such trunk"), Object);
 }
 
-/// A class that is both reaches each root once, so that handlers of either stay unambiguous.
+/// A class that derives from both has each root once, so that handlers of either are unambiguous.
 class TwiceAnException : public virtual ExceptionWithMsg, public virtual std::exception
 {
   public:

@@ -59,7 +59,7 @@ TEST(Fallible, EachReadOfAFreshOneIsReported)
     EXPECT_THAT(failedAssertions(log), ElementsAre(s_invalidState, s_invalidState));
 }
 
-TEST(Fallible, ReportTellsThePlaceOfTheReadInItsHeader)
+TEST(Fallible, ReportHasThePlaceOfTheReadInItsHeader)
 {
     const CapturedLog log;
 

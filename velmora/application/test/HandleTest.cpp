@@ -16,7 +16,7 @@ namespace Velmora::Test
 namespace
 {
 
-/// Tells how many live.
+/// Counts the living objects.
 class Leg : public virtual Object
 {
   public:
@@ -34,7 +34,7 @@ class Named : public virtual Object
     int iName = 5;
 };
 
-/// `Object` and `Named` lie at other addresses in it than itself.
+/// Its bases `Object` and `Named` are at other addresses than the object itself.
 class SipLeg : public Leg, public Named
 {
 };
@@ -194,7 +194,7 @@ TYPED_TEST(HandleOf, HandlesMoveAboutInContainers)
 namespace
 {
 
-/// Reaches what a handle keeps to itself.
+/// Gives access to the protected members of a handle.
 class Probe : public CountedBuiltInPtr<Leg, TSReferenceCount, DeleteCountedObjDeleter<Leg>>
 {
   public:
@@ -208,7 +208,7 @@ class Probe : public CountedBuiltInPtr<Leg, TSReferenceCount, DeleteCountedObjDe
     [[nodiscard]] const TSReferenceCount* count() const { return m_pCount; }
 };
 
-/// Tells whether the count's lock is held while it dies.
+/// Records in its destructor whether the lock of the count is held.
 class LooksAtLock : public virtual Object
 {
   public:
@@ -317,7 +317,7 @@ struct CountingDeleter
     static inline int s_iDeleted = 0;
 };
 
-/// A count for which there is no memory.
+/// A count that cannot be allocated.
 struct NoCount : ReferenceCount
 {
     static void* operator new(std::size_t) { throw std::bad_alloc(); }
@@ -363,7 +363,7 @@ TEST(CountedObjPtr, DeletesByTheClassThatItIsGiven)
 namespace
 {
 
-/// A count that fails the test when it is looked at or changed without its lock.
+/// A count that fails the test if it is read or changed without its lock.
 class GuardedCount
 {
   public:

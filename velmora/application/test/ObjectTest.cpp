@@ -32,7 +32,7 @@ class Named : public virtual OutputStreamable
     std::string m_strName;
 };
 
-/// Returns another stream than the one that it is given.
+/// Returns a stream other than the argument.
 class Diverted : public virtual OutputStreamable, public virtual InputStreamable
 {
   public:
@@ -53,7 +53,7 @@ class Diverted : public virtual OutputStreamable, public virtual InputStreamable
     std::string m_strRead;
 };
 
-/// Everything that an object may be at once.
+/// Implements all interfaces of the object model at once.
 class Mixed : public virtual OutputStreamable,
               public virtual InputStreamable,
               public virtual Cloneable,

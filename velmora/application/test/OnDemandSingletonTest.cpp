@@ -37,7 +37,7 @@ class Recorder
     static inline std::atomic<int> s_iMade{0};
 };
 
-/// Makes another one, which is at hand under the same mutex.
+/// Makes another singleton in its constructor, under the same mutex.
 class Outer
 {
   public:
@@ -45,7 +45,7 @@ class Outer
     Recorder* pRecorder = OnDemandSingleton<Recorder>::getInstance();
 };
 
-/// Somebody registers the name while the object is made.
+/// Another object is registered under the name while this one is made.
 class Overtaken
 {
   public:
@@ -62,7 +62,7 @@ class Overtaken
     static inline Overtaken* s_pFirst = nullptr;
 };
 
-/// Reaches the slots of the threads.
+/// Gives access to the slots of the threads.
 class RecorderSlots : public OnDemandSingleton<Recorder>
 {
   public:

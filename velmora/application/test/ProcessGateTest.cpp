@@ -33,8 +33,8 @@ constexpr int s_iClosings = 200;
 
 using RecursiveGuard = GatedGuard<ACE_Recursive_Thread_Mutex>;
 
-/// Threads that run a function again and again, while the gate is closed and opened many times.
-/// Gives the most threads that were in the function while the gate was closed.
+/// Runs a function repeatedly on several threads, while the gate is closed and opened many times.
+/// Returns the largest number of threads that were in the function while the gate was closed.
 template <class Function>
 int mostInsideWhileClosed(const std::atomic<int>& in_iInside, Function in_function)
 {
@@ -44,7 +44,7 @@ int mostInsideWhileClosed(const std::atomic<int>& in_iInside, Function in_functi
         threads.emplace_back(
             [&]
             {
-                // At least once, also when the closings are over before this thread begins.
+                // Runs at least once, even if the closings are over before this thread starts.
                 do
                 {
                     in_function();
@@ -67,8 +67,8 @@ int mostInsideWhileClosed(const std::atomic<int>& in_iInside, Function in_functi
     return iMost;
 }
 
-/// Forks, and gives the exit code of the child, which runs the function. A child that hangs is
-/// ended by a signal, and the result is negative.
+/// Forks, runs the function in the child and returns its exit code. A child that hangs is ended by
+/// a signal; the result is negative then.
 template <class Function>
 int exitCodeOfChild(Function in_function)
 {
@@ -83,7 +83,7 @@ int exitCodeOfChild(Function in_function)
     return WIFEXITED(iStatus) ? WEXITSTATUS(iStatus) : -WTERMSIG(iStatus);
 }
 
-/// Another thread that is inside until it is let go.
+/// A thread that is inside until `leave` is called.
 class Insider
 {
   public:
@@ -119,7 +119,8 @@ class Insider
     std::thread m_thread;
 };
 
-/// A thread that runs a function, and has had time to wait for something in it.
+/// A thread that runs a function. `run` returns when the thread has had time to wait in the
+/// function.
 class ThreadThatWaits
 {
   public:
@@ -394,7 +395,7 @@ TEST(ProcessGate, ThreadsThatForkFromInsideDoNotWaitForEachOther)
 
 TEST(ProcessGate, AThreadThatIsInsideIsNotInTheChild)
 {
-    // Counts as outside while it waits for its turn to fork, with a lock in its hands.
+    // The other thread counts as outside while it waits for its turn to fork. It holds a lock.
     ACE_Thread_Mutex mutex;
     std::promise<void> isHeld;
     std::atomic<bool> bStop{false};
@@ -562,7 +563,7 @@ TEST(ProcessGate, AThreadForksWhoseLockIsAwaitedByOneThatAThirdIsClosingTheGateF
     EXPECT_TRUE(bClosed);
 }
 
-TEST(ProcessGate, AForkGoesAheadAfterAWhileAndTheChildMakesTheLocksAnew)
+TEST(ProcessGate, AForkGoesAheadAfterAWhileAndTheChildRenewsTheLocks)
 {
     ACE_Thread_Mutex mutex;
     ACE_RW_Thread_Mutex readWrite;
@@ -658,7 +659,7 @@ TEST(ProcessGate, WorkWaitsUntilTheThreadHoldsNoLock)
     EXPECT_FALSE(ProcessGate::isHolding());
 }
 
-/// Takes a lock itself, under which other work comes up.
+/// Takes a lock, under which other work is deferred.
 class WorkWithWork final : public ProcessGate::Deferred
 {
   public:

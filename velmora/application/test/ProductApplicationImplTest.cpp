@@ -24,7 +24,7 @@ using testing::IsEmpty;
 
 constexpr const char* s_szLogger = "keswardin.infra.Application";
 
-/// A product that leaves the log to the test that captures it.
+/// A product that does not configure logging, since the test captures the log.
 class Product : public ProductApplicationImpl
 {
   public:
@@ -36,7 +36,7 @@ class Product : public ProductApplicationImpl
 
     void run() override {}
 
-    /// Initialises with these arguments behind the program's name.
+    /// Calls `initialize` with the program's name and these arguments.
     bool start(std::initializer_list<const char*> in_arguments)
     {
         std::vector<std::string> texts(in_arguments.begin(), in_arguments.end());
@@ -60,7 +60,7 @@ class Product : public ProductApplicationImpl
     bool configureLoggerDefault() override { return true; }
 };
 
-/// The lines of a product's own output after a start.
+/// Starts a product and returns the lines that it logs about name and version.
 std::vector<LogLine> outputOf(Product& out_product, std::initializer_list<const char*> in_arguments)
 {
     EXPECT_TRUE(out_product.start(in_arguments));
@@ -76,7 +76,7 @@ TEST(ProductApplication, ItsNameIsMadeOfBrandEditionAndItsOwn)
     EXPECT_STREQ("Keswardin Tarnel Gateway", Product("Gateway").getProductName());
 }
 
-TEST(ProductApplication, ItsNameIsMadeAnewEachTime)
+TEST(ProductApplication, ItsNameIsBuiltAgainEachTime)
 {
     Product product;
     product.setProductNameWithBrand("media server");

@@ -32,7 +32,7 @@ class Engine : public virtual Object
     ~Engine() override { std::fprintf(stderr, "engine deleted;"); }
 };
 
-/// Goes back to the pool when it dies.
+/// Registers another object in its destructor.
 class ComesBack : public virtual Object
 {
   public:
@@ -185,7 +185,7 @@ TEST(RegistrationSingleton, ThreadsRegisterFindAndDeregisterAtOnce)
     EXPECT_EQ(2000U, RegistrationSingleton::getInstances("shared").size());
 }
 
-TEST(RegistrationSingletonDeathTest, TheExitListLetsGoOfWhatIsStillRegistered)
+TEST(RegistrationSingletonDeathTest, TheExitListReleasesWhatIsStillRegistered)
 {
     EXPECT_EXIT(
         {

@@ -28,7 +28,8 @@ using testing::StartsWith;
 
 constexpr const char* s_szLogger = "keswardin.infra.StackTrace";
 
-/// A trace that was made this many calls further in. The recursion is no tail call.
+/// Returns a trace that was made after this many nested calls. The assembly statement prevents a
+/// tail call.
 [[gnu::noinline]] std::unique_ptr<StackTrace> traceOfDepth(int in_iDepth)
 {
     std::unique_ptr<StackTrace> pTrace =
@@ -44,7 +45,8 @@ std::string beginOfLines()
     return stream.str();
 }
 
-/// A sanitizer has a function of its own between the constructor and the C library.
+/// Removes the first line if it is a function of a sanitizer, which is called between the
+/// constructor and the C library.
 std::vector<LogLine> withoutSanitizer(std::vector<LogLine> in_lines)
 {
     if (!in_lines.empty() && in_lines[0].strText.find("StackTraceC") == std::string::npos &&

@@ -21,7 +21,7 @@ namespace
 
 constexpr const char* s_szNoName = "StateMachineNoTUndefStateName";
 
-/// Opens the fields, as a template that drives a machine sees them.
+/// Gives access to the fields, as a template that runs a machine has it.
 class Machine : public StateMachineNoT
 {
   public:
@@ -34,7 +34,7 @@ class Machine : public StateMachineNoT
     Machine(const Machine&) = default;
     Machine& operator=(const Machine&) = default;
 
-    /// As one that runs.
+    /// Sets the fields as in a machine that is running.
     void fill()
     {
         m_uiReserved = 3;

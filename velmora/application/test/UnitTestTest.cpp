@@ -55,7 +55,7 @@ LogLine passedResult(int in_iChecks)
 
 const LogLine s_noChecks = warnLine(s_szLogger, "UNIT TEST RESULTS : no checks performed !");
 
-/// What is logged of the results.
+/// Returns the lines that `logTestResults` logs.
 std::vector<LogLine> results()
 {
     const CapturedLog log;
@@ -63,13 +63,13 @@ std::vector<LogLine> results()
     return log.lines();
 }
 
-/// The alarm with that id, in the registry.
+/// Registers an alarm with that id and returns it.
 Alarm& alarmInRegistry(const char* in_szId)
 {
     return *AlarmRegistry::getInstance().addAlarm(new NamedAlarm<>(in_szId), false);
 }
 
-/// Calls a function on several threads at once.
+/// Calls a function on several threads concurrently.
 void onThreads(int in_iThreads, const std::function<void()>& in_function)
 {
     std::vector<std::thread> threads;
@@ -79,7 +79,7 @@ void onThreads(int in_iThreads, const std::function<void()>& in_function)
         thread.join();
 }
 
-/// Opens what derived classes may use.
+/// Gives access to the protected functions.
 class TestProgram : public UnitTestApplication
 {
   public:
@@ -101,7 +101,7 @@ TEST(UnitTest, IsOneObjectThatEachThreadFinds)
     std::thread([pUnitTest] { EXPECT_EQ(pUnitTest, UnitTestSingleton::getInstance()); }).join();
 }
 
-TEST(UnitTest, DoesNotRunUntilItIsToldTo)
+TEST(UnitTest, DoesNotRunUntilItIsStarted)
 {
     unitTest();
     EXPECT_FALSE(UnitTestSingleton::s_bRunningUnitTest);
@@ -359,7 +359,7 @@ TEST(UnitTest, MayBeConfiguredAndMayCheckWhileTheRegistryCallsObservers)
     changes.m_onChange = []
     {
         unitTest().check(true, "in an observer", "", 1);
-        // By another thread, which must not wait for the mutex of the registry to check.
+        // On another thread, which must not wait for the mutex of the registry.
         std::thread([] { unitTest().check(true, "on a thread", "", 1); }).join();
     };
     alarm.reset();
@@ -401,7 +401,7 @@ TEST(UnitTest, ThreadsMayCheckWhileAlarmsAreRaisedAndItIsConfigured)
     const auto iAlarms =
         std::count_if(lines.begin(), lines.end(),
                       [&](const LogLine& in_line) { return in_line.strText == strAlarm; });
-    // The first ones may be raised before the first thread has configured it.
+    // The first alarms may be raised before a thread has called `configure`.
     EXPECT_LE(1, iAlarms);
     EXPECT_GE(iChecks, iAlarms);
     const auto iFailed = iThreads * iChecks / 10 + iAlarms;
@@ -467,7 +467,7 @@ TEST(UnitTest, AChildOfAForkMayCheckWhileThreadsOfItsParentDo)
         ASSERT_NE(-1, child);
         if (child == 0)
         {
-            // Ends even if it waits for ever.
+            // A child that waits forever is ended by the signal.
             alarm(60);
             unitTest().check(true, "of a child", "", 1);
             _exit(0);
@@ -485,7 +485,7 @@ TEST(UnitTest, AChildOfAForkMayCheckWhileThreadsOfItsParentDo)
 namespace
 {
 
-/// On the exit list, and older than the unit test, so deleted after it.
+/// An older entry of the exit list than the unit test, so it is deleted later.
 struct Older
 {
     ~Older()
@@ -529,7 +529,7 @@ TEST(UnitTestApplication, ItsLoggerLogsFromInfoOnWhateverOthersDo)
     EXPECT_EQ("keswardin.test.Program", program.getAppLogger().getName());
     EXPECT_EQ(INFO_LOG_LEVEL, program.getAppLogger().getLogLevel());
     Logger("keswardin.test.Program").setLogLevel(DEBUG_LOG_LEVEL);
-    // The level is also kept by the logger itself.
+    // The logger itself has the level, too.
     EXPECT_EQ(INFO_LOG_LEVEL, program.getLogger().getLogLevel());
 }
 
