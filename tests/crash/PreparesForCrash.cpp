@@ -1,19 +1,20 @@
-// Does what its arguments say, one after the other, and tells on standard output how each ended:
+// Performs its arguments one after the other, and prints the result of each to standard output:
 //
 //   bool=NAME=true|false  sets a parameter of the configuration
 //   string=NAME=TEXT      sets a parameter of the configuration
 //   cd=DIRECTORY          changes the working directory by itself
 //   leave                 removes the working directory
-//   limit=BYTES           limits core files, by a limit that may be raised again
-//   lower=BYTES           lowers also how far it may be raised, and tells whether that may be
-//   undone refuse                makes each later call that sets a limit fail; exits with 4 if it
-//   cannot configure             configureCrashHandling configure-default
-//   configureDefaultCrashHandling tell                  tells the working directory and the limits
-//   of core files handlers              tells which signals of a crash have a handler
-//   abort-on-assert       lets a failed assertion end the process
-//   dump                  dumpCore
-//   unlimited             raises the limit of core files by itself as far as it may
-//   abort                 Velmora::abort
+//   limit=BYTES           sets the soft limit of core files, which may be raised again
+//   lower=BYTES           lowers the hard limit, too, and prints whether that is final
+//   refuse                makes each later call that sets a limit fail; exits with 4 if impossible
+//   configure             calls configureCrashHandling
+//   configure-default     calls configureDefaultCrashHandling
+//   print                 prints the working directory and the limits of core files
+//   handlers              prints the signals of a crash that have a handler
+//   abort-on-assert       makes a failed assertion end the process
+//   dump                  calls dumpCore
+//   unlimited             raises the soft limit of core files to the hard limit by itself
+//   abort                 calls Velmora::abort
 //   kill=SIGNAL           sends itself a signal
 
 #include "velmora/application/AssertionSeam.h"
@@ -59,7 +60,7 @@ constexpr int s_iCannotRefuse = 4;
 ParameterHashMap s_configuration;
 AlwaysAbort s_alwaysAbort;
 
-void tellResult(const char* in_szDeed, bool in_bResult)
+void printResult(const char* in_szDeed, bool in_bResult)
 {
     std::cout << in_szDeed << ": " << in_bResult << std::endl;
 }
@@ -85,36 +86,36 @@ void lowerBoth(rlim_t in_limit)
     const rlimit raised{in_limit, RLIM_INFINITY};
     if (setrlimit(RLIMIT_CORE, &lowered) != 0)
         std::exit(3);
-    tellResult("lowered for good", setrlimit(RLIMIT_CORE, &raised) != 0);
+    printResult("lowered for good", setrlimit(RLIMIT_CORE, &raised) != 0);
     if (setrlimit(RLIMIT_CORE, &lowered) != 0)
         std::exit(3);
 }
 
 void refuseLimits()
 {
-    // Reading a limit is the same call without the third argument.
+    // A read of a limit is the same call with a null third argument.
     const bool bRefused =
         Test::makeCallsFail({{SYS_prlimit64, EPERM, 2, 0xFFFFFFFF}, {SYS_setrlimit, EPERM}});
     if (!bRefused)
         std::exit(s_iCannotRefuse);
 }
 
-void tellLimit(const char* in_szName, rlim_t in_limit)
+void printLimit(const char* in_szName, rlim_t in_limit)
 {
     std::cout << in_szName << (in_limit == RLIM_INFINITY ? "unlimited" : std::to_string(in_limit))
               << std::endl;
 }
 
-void tell()
+void printState()
 {
     std::error_code error;
     std::cout << "directory: " << std::filesystem::current_path(error).string() << std::endl;
     const rlimit limits = coreLimits();
-    tellLimit("soft limit: ", limits.rlim_cur);
-    tellLimit("hard limit: ", limits.rlim_max);
+    printLimit("soft limit: ", limits.rlim_cur);
+    printLimit("hard limit: ", limits.rlim_max);
 }
 
-void tellHandlers()
+void printHandlers()
 {
     std::cout << "handlers:";
     for (const int iSignal : {SIGABRT, SIGBUS, SIGFPE, SIGILL, SIGQUIT, SIGSEGV, SIGSYS, SIGTRAP})
@@ -157,14 +158,14 @@ const std::map<std::string, Deed> s_deeds{
     {"lower", [](const std::string& in_strText) { lowerBoth(std::stoul(in_strText)); }},
     {"refuse", [](const std::string&) { refuseLimits(); }},
     {"configure",
-     [](const std::string&) { tellResult("configure", configureCrashHandling(s_configuration)); }},
+     [](const std::string&) { printResult("configure", configureCrashHandling(s_configuration)); }},
     {"configure-default",
-     [](const std::string&) { tellResult("configure-default", configureDefaultCrashHandling()); }},
-    {"tell", [](const std::string&) { tell(); }},
-    {"handlers", [](const std::string&) { tellHandlers(); }},
+     [](const std::string&) { printResult("configure-default", configureDefaultCrashHandling()); }},
+    {"print", [](const std::string&) { printState(); }},
+    {"handlers", [](const std::string&) { printHandlers(); }},
     {"abort-on-assert",
      [](const std::string&) { AssertionSeam::setBoolParameters(&s_alwaysAbort); }},
-    {"dump", [](const std::string&) { tellResult("dump", dumpCore("core.dump")); }},
+    {"dump", [](const std::string&) { printResult("dump", dumpCore("core.dump")); }},
     {"unlimited", [](const std::string&) { setLimit(coreLimits().rlim_max); }},
     {"abort", [](const std::string&) { Velmora::abort(); }},
     {"kill", [](const std::string& in_strText) { raise(std::stoi(in_strText)); }},

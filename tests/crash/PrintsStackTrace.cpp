@@ -1,6 +1,6 @@
-// Prints the stack trace of a function that it has left, on a second thread, and writes the number
-// of that thread and what the log takes of the same object to standard output. With an argument it
-// does so without the texts of the functions.
+// On a second thread, prints and logs the stack trace of a function that has returned. Writes the
+// number of that thread to standard output. With an argument, the texts of the functions are
+// missing.
 
 #include "velmora/application/StackTrace.h"
 
@@ -26,7 +26,7 @@ bool s_bNoSymbols = false;
 
 } // namespace
 
-/// Stands in for the function of the C library, which fails for want of memory only.
+/// Replaces the function of the C library, which fails only if there is no memory.
 extern "C" __attribute__((visibility("default"))) char** backtrace_symbols(void* const* in_pFrames,
                                                                            int in_iFrames)
 {
