@@ -31,7 +31,7 @@ using testing::Not;
 
 using Texts = std::vector<std::string>;
 
-/// Logging as the tests of a configuration want it.
+/// The logging section for tests with a configuration.
 const std::string s_strLogging =
     "log4cplus.rootLogger=INFO, OUT\n"
     "log4cplus.logger.keswardin.infra.crash=ERROR\n"
@@ -52,7 +52,7 @@ const std::string s_strUsage =
     "                        VARNAME=VALUE\n"
     "  --build-info          output the build info\n";
 
-/// A logging section that cannot be used, and what log4cplus says of it.
+/// A logging section that cannot be used, and the message of log4cplus about it.
 const std::string s_strLoud = "log4cplus.rootLogger=LOUD, OUT\n";
 const std::string s_strErrorsOfLoud = "log4cplus:ERROR Unrecognized log level: LOUD\n";
 
@@ -60,11 +60,11 @@ const std::string s_strReverted =
     "ERROR - failed to configure the logger from the Global Configuration. Reverted to a default "
     "logger configuration";
 
-/// What a configuration that cannot be used turns on, as the default logging shows it.
+/// The line of the alarm that a bad configuration turns on, in the format of the default logging.
 const std::string s_strAlarm = "ERROR - Alarm [system.configuration.error] : ALARM_ON";
 
-/// Runs the program with what makes it differ, and a command line. It writes nothing else on
-/// standard error.
+/// Runs the program with the given deeds and command line. Expects that it writes nothing to
+/// standard error except `in_strErrors`.
 HelperResult start(const Texts& in_deeds, const Texts& in_arguments,
                    const std::string& in_strErrors = "")
 {
@@ -76,9 +76,9 @@ HelperResult start(const Texts& in_deeds, const Texts& in_arguments,
     return result;
 }
 
-/// The lines of its output, without a warning that it may draw on a machine where the user may not
-/// raise the limit of core files.
-Texts told(const HelperResult& in_result)
+/// Returns the lines of the output, without a warning that the program logs on a machine where the
+/// user may not raise the limit of core files.
+Texts outputLines(const HelperResult& in_result)
 {
     Texts lines = linesOf(in_result.strOutput);
     std::erase_if(lines, [](const std::string& in_strLine)
@@ -86,17 +86,16 @@ Texts told(const HelperResult& in_result)
     return lines;
 }
 
-/// The same as one text.
+/// Returns the same lines as one text.
 std::string outputOf(const HelperResult& in_result)
 {
     std::string strOutput;
-    for (const std::string& strLine : told(in_result))
+    for (const std::string& strLine : outputLines(in_result))
         strOutput += strLine + '\n';
     return strOutput;
 }
 
-/// What follows the default logging's name of the level, and the command line, in a failure that is
-/// told with the usage.
+/// Returns the lines with the usage and the command line, which follow the line of a failure.
 std::string usageAndCommandLine(const Texts& in_arguments)
 {
     std::string strText =
@@ -106,7 +105,7 @@ std::string usageAndCommandLine(const Texts& in_arguments)
     return strText + "\n";
 }
 
-/// A start that fails before the configuration is looked at: an error, then the usage.
+/// Expects that the start fails before the configuration is read: with an error, then the usage.
 void expectUsageAfterError(const Texts& in_deeds, const Texts& in_arguments,
                            const std::string& in_strError)
 {
@@ -120,7 +119,7 @@ void expectUsageAfterError(const Texts& in_deeds, const Texts& in_arguments,
 class Application : public testing::Test
 {
   protected:
-    /// Writes a file and gives its path.
+    /// Writes a file and returns its path.
     std::string write(const std::string& in_strName, const std::string& in_strText) const
     {
         const std::string strPath = m_directory.file(in_strName);
@@ -128,7 +127,7 @@ class Application : public testing::Test
         return strPath;
     }
 
-    /// The options that make a text the configuration.
+    /// Writes the text to a file and returns the options that load it.
     Texts configuration(const std::string& in_strText) const
     {
         return {"--global-config", write("test.cfg", in_strText)};
@@ -148,7 +147,7 @@ TEST_F(Application, DoesNotStartWithoutADefaultLogger)
     const HelperResult result = start({"refuse-logger"}, {});
     EXPECT_EQ(1, result.iExitCode);
     EXPECT_THAT(
-        told(result),
+        outputLines(result),
         ElementsAre(MatchesRegex("ERROR - Assertion failed "
                                  "\\(configureLoggerDefault\\(in_argc, in_argv\\)\\) "
                                  "file=velmora/application/ApplicationImpl.cpp line=[0-9]+"),
@@ -168,7 +167,7 @@ TEST_F(Application, DoesNotStartWithoutArguments)
 {
     const HelperResult result = start({"no-arguments"}, {});
     EXPECT_EQ(1, result.iExitCode);
-    EXPECT_THAT(told(result),
+    EXPECT_THAT(outputLines(result),
                 ElementsAre(MatchesRegex("ERROR - Assertion failed \\(! m_origArgVector.empty\\(\\)"
                                          "\\) file=velmora/application/ApplicationImpl.cpp "
                                          "line=[0-9]+"),
@@ -209,7 +208,7 @@ TEST_F(Application, ShowsTheUsageAfterAWorkingDirectoryThatDoesNotExist)
 
 TEST_F(Application, StaysInItsDirectoryWhereTheOtherDoesNotExist)
 {
-    EXPECT_THAT(told(start({"directory"}, {"--setcwd", m_directory.file("nowhere")})),
+    EXPECT_THAT(outputLines(start({"directory"}, {"--setcwd", m_directory.file("nowhere")})),
                 Contains("directory: " + std::filesystem::current_path().string()));
 }
 
@@ -227,7 +226,7 @@ TEST_F(Application, SetsNoVariableAfterOneThatIsRefused)
         start({"refuse-putenv", "env=FIRST", "env=REFUSED", "env=LAST"},
               {"--putenv", "FIRST=1", "--putenv", "REFUSED=2", "--putenv", "LAST=3"});
     EXPECT_EQ(1, result.iExitCode);
-    EXPECT_THAT(told(result),
+    EXPECT_THAT(outputLines(result),
                 IsSupersetOf(Texts{"initialize: 0", "FIRST: 1", "REFUSED: none", "LAST: none"}));
 }
 
@@ -236,7 +235,7 @@ TEST_F(Application, DoesNotStartWithAConfigurationThatIsNotThere)
     const std::string strNowhere = m_directory.file("nowhere.cfg");
     const HelperResult result = start({}, {"--global-config", strNowhere});
     EXPECT_EQ(1, result.iExitCode);
-    EXPECT_THAT(told(result),
+    EXPECT_THAT(outputLines(result),
                 ElementsAre("ERROR - failed to initialize Global Config : unable to "
                             "open " +
                                 strNowhere + " for reading",
@@ -250,7 +249,7 @@ TEST_F(Application, DoesNotStartWithALineThatIsOpen)
     const HelperResult result =
         start({}, configuration(s_strLogging + "keswardin.sip.userAgentName=${nobody.knows}\n"));
     EXPECT_EQ(1, result.iExitCode);
-    EXPECT_THAT(told(result),
+    EXPECT_THAT(outputLines(result),
                 ElementsAre("ERROR - Unable to complete the configuration. Unknown parameters: "
                             "[keswardin.sip.userAgentName=${nobody.knows}]",
                             "ERROR - failed to initialize the Global Configuration", s_strAlarm,
@@ -263,14 +262,14 @@ TEST_F(Application, KeepsTheDefaultLoggerWhereTheConfigurationCannotBeLoaded)
     options.insert(options.end(), {"--global-config", m_directory.file("nowhere.cfg")});
     const HelperResult result = start({"levels"}, options);
     EXPECT_EQ(1, result.iExitCode);
-    EXPECT_THAT(told(result), Contains("levels: 10000 30000"));
-    EXPECT_THAT(told(result), Not(Contains(HasSubstr("configured "))));
+    EXPECT_THAT(outputLines(result), Contains("levels: 10000 30000"));
+    EXPECT_THAT(outputLines(result), Not(Contains(HasSubstr("configured "))));
 }
 
 TEST_F(Application, DoesNotAddDefaultsToAConfigurationThatCannotBeLoaded)
 {
-    EXPECT_THAT(told(start({"param=keswardin.configTimeoutSec"},
-                           {"--global-config", m_directory.file("nowhere.cfg")})),
+    EXPECT_THAT(outputLines(start({"param=keswardin.configTimeoutSec"},
+                                  {"--global-config", m_directory.file("nowhere.cfg")})),
                 Contains("keswardin.configTimeoutSec: UNDEF"));
 }
 
@@ -279,8 +278,9 @@ TEST_F(Application, DoesNotStartInAnUnknownRunMode)
     const HelperResult result =
         start({"levels"}, configuration(s_strLogging + "keswardin.run.mode=test\n"));
     EXPECT_EQ(1, result.iExitCode);
-    EXPECT_THAT(told(result), ElementsAre("ERROR - invalid run mode in Global Configuration : test",
-                                          s_strAlarm, "initialize: 0", "levels: 10000 30000"));
+    EXPECT_THAT(outputLines(result),
+                ElementsAre("ERROR - invalid run mode in Global Configuration : test", s_strAlarm,
+                            "initialize: 0", "levels: 10000 30000"));
 }
 
 TEST_F(Application, AcceptsCapitalLettersInTheRunMode)
@@ -289,7 +289,7 @@ TEST_F(Application, AcceptsCapitalLettersInTheRunMode)
         start({"param=keswardin.run.mode"},
               configuration(s_strLogging + "keswardin.run.mode=PRODUCTION\n"));
     EXPECT_EQ(0, result.iExitCode);
-    EXPECT_THAT(told(result),
+    EXPECT_THAT(outputLines(result),
                 IsSupersetOf(Texts{"initialize: 1", "keswardin.run.mode: PRODUCTION", "run"}));
 }
 
@@ -298,7 +298,7 @@ TEST_F(Application, GoesBackToTheDefaultLoggerWithoutALoggingSection)
     const HelperResult result = start({"levels"}, configuration("keswardin.configTimeoutSec=5\n"));
     EXPECT_EQ(1, result.iExitCode);
     const std::string strCause = "failed to configure Logger, no log4cplus section could be found";
-    EXPECT_THAT(told(result),
+    EXPECT_THAT(outputLines(result),
                 ElementsAre("ERROR - " + strCause, "ERROR - " + strCause, s_strReverted, s_strAlarm,
                             "initialize: 0", "levels: 10000 30000"));
 }
@@ -307,7 +307,7 @@ TEST_F(Application, GoesBackToTheDefaultLoggerFromALoggingSectionThatCannotBeUse
 {
     const HelperResult result = start({"levels"}, configuration(s_strLoud), s_strErrorsOfLoud);
     EXPECT_EQ(1, result.iExitCode);
-    EXPECT_THAT(told(result),
+    EXPECT_THAT(outputLines(result),
                 ElementsAre("ERROR - log4cplus.rootLogger=LOUD, OUT : Invalid logger "
                             "configuration. Invalid rootLogger log level.",
                             s_strReverted, s_strAlarm, "initialize: 0", "levels: 10000 30000"));
@@ -320,7 +320,7 @@ TEST_F(Application, DoesNotFallBackFromALoggingFileThatIsNotThere)
         start({}, configuration(s_strLogging + "keswardin.infra.Logger.PropertiesFile.production=" +
                                 strNowhere + "\n"));
     EXPECT_EQ(1, result.iExitCode);
-    EXPECT_THAT(told(result),
+    EXPECT_THAT(outputLines(result),
                 ElementsAre("ERROR - cannot open " + strNowhere + ": No such file or directory",
                             "ERROR - failed to configure logger from file " + strNowhere +
                                 ". Unable to open for reading",
@@ -332,8 +332,8 @@ TEST_F(Application, AssertsThatItCanGoBackToTheDefaultLogger)
     const HelperResult result =
         start({"refuse-revert"}, configuration(s_strLoud), s_strErrorsOfLoud);
     EXPECT_EQ(1, result.iExitCode);
-    // What follows is of a logging that nobody has told to leave out DEBUG.
-    const Texts lines = told(result);
+    // Later lines come from logging without a level, which passes DEBUG, too.
+    const Texts lines = outputLines(result);
     ASSERT_LE(3U, lines.size());
     EXPECT_THAT(lines[0],
                 MatchesRegex("ERROR - Assertion failed \\(configureLoggerDefault\\(\\)\\) "
@@ -349,9 +349,9 @@ TEST_F(Application, DoesNotStartWithADeprecatedParameter)
         start({}, configuration(s_strLogging + "keswardin.sip.transport=tcp\n"
                                                "keswardin.sip.trnasport=udp\n"));
     EXPECT_EQ(1, result.iExitCode);
-    // Logging is already that of the configuration, and unknown names are not looked for any more.
+    // The lines are logged by the new configuration. Unknown names are not checked after a failure.
     EXPECT_THAT(
-        told(result),
+        outputLines(result),
         ElementsAre("WARN - Unknown parameter : keswardin.sip.trnasport. Closest known parameter : "
                     "keswardin.sip.transport",
                     "configured INFO keswardin.infra.GlobalConfig: Logger successfully configured "
@@ -369,7 +369,7 @@ TEST_F(Application, DoesNotStartWithoutALibraryThatItIsToLoad)
     const HelperResult result = start(
         {}, configuration(s_strLogging + "keswardin.startup.loadDynLibList=not-there,neither\n"));
     EXPECT_EQ(1, result.iExitCode);
-    const Texts lines = told(result);
+    const Texts lines = outputLines(result);
     ASSERT_EQ(7U, lines.size());
     EXPECT_EQ("configured ERROR keswardin.infra.DynlibObjectFactory: Cannot find file "
               "\"libnot-there.so\" (using the LD_LIBRARY_PATH environment variable) needed to "
@@ -390,7 +390,7 @@ TEST_F(Application, StartsWithAnUnknownParameterAndWarnsOfIt)
     EXPECT_EQ(0, result.iExitCode);
     const std::string strWarning = "Unknown parameter : keswardin.sip.userAgentNaem. Closest known "
                                    "parameter : keswardin.sip.userAgentName";
-    EXPECT_THAT(told(result),
+    EXPECT_THAT(outputLines(result),
                 ElementsAre("WARN - " + strWarning,
                             HasSubstr("Logger successfully configured from Global Configuration"),
                             "configured WARN keswardin.infra.GlobalConfig: " + strWarning,
@@ -403,52 +403,53 @@ TEST_F(Application, StartsThoughTheLeakDetectorCannotBeConfigured)
     if (result.iExitCode == 4)
         GTEST_SKIP() << "code cannot be changed here";
     EXPECT_EQ(0, result.iExitCode);
-    EXPECT_THAT(told(result), ElementsAre("ERROR - failed to configure the MemLeakDetector from "
-                                          "the Global Configuration.",
-                                          "initialize: 1", "run"));
+    EXPECT_THAT(outputLines(result),
+                ElementsAre("ERROR - failed to configure the MemLeakDetector from "
+                            "the Global Configuration.",
+                            "initialize: 1", "run"));
 }
 
 TEST_F(Application, DoesNotStartWhereTheProgramItselfCannotBeConfigured)
 {
     const HelperResult result = start({"refuse-configure"}, {});
     EXPECT_EQ(1, result.iExitCode);
-    EXPECT_THAT(told(result), ElementsAre(s_strAlarm, "initialize: 0"));
+    EXPECT_THAT(outputLines(result), ElementsAre(s_strAlarm, "initialize: 0"));
 }
 
 // The alarm of a configuration that cannot be used
 
 TEST_F(Application, HasItsAlarmOffWhenItHasStarted)
 {
-    EXPECT_THAT(told(start({"alarm"}, {})),
+    EXPECT_THAT(outputLines(start({"alarm"}, {})),
                 ElementsAre("initialize: 1", "alarm: ALARM_OFF", "run"));
 }
 
 TEST_F(Application, HasItsAlarmOnWhenItsConfigurationCannotBeLoaded)
 {
-    EXPECT_THAT(told(start({"alarm"}, {"--global-config", m_directory.file("nowhere.cfg")})),
+    EXPECT_THAT(outputLines(start({"alarm"}, {"--global-config", m_directory.file("nowhere.cfg")})),
                 Contains("alarm: ALARM_ON"));
 }
 
 TEST_F(Application, HasItsAlarmOffAfterAnUnknownOption)
 {
-    EXPECT_THAT(told(start({"alarm"}, {"--colour"})), Contains("alarm: ALARM_OFF"));
+    EXPECT_THAT(outputLines(start({"alarm"}, {"--colour"})), Contains("alarm: ALARM_OFF"));
 }
 
 TEST_F(Application, HasItsAlarmOffAfterAWorkingDirectoryThatDoesNotExist)
 {
-    EXPECT_THAT(told(start({"alarm"}, {"--setcwd", m_directory.file("nowhere")})),
+    EXPECT_THAT(outputLines(start({"alarm"}, {"--setcwd", m_directory.file("nowhere")})),
                 Contains("alarm: ALARM_OFF"));
 }
 
 TEST_F(Application, HasItsAlarmOffAfterAVariableThatIsRefused)
 {
-    EXPECT_THAT(told(start({"alarm", "refuse-putenv"}, {"--putenv", "REFUSED=1"})),
+    EXPECT_THAT(outputLines(start({"alarm", "refuse-putenv"}, {"--putenv", "REFUSED=1"})),
                 Contains("alarm: ALARM_OFF"));
 }
 
 TEST_F(Application, HasItsAlarmOffWithoutADefaultLogger)
 {
-    EXPECT_THAT(told(start({"alarm", "refuse-logger"}, {})), Contains("alarm: ALARM_OFF"));
+    EXPECT_THAT(outputLines(start({"alarm", "refuse-logger"}, {})), Contains("alarm: ALARM_OFF"));
 }
 
 TEST_F(Application, DoesNotStartWithoutItsAlarm)
@@ -456,7 +457,7 @@ TEST_F(Application, DoesNotStartWithoutItsAlarm)
     const HelperResult result = start({"other-alarm"}, {});
     EXPECT_EQ(1, result.iExitCode);
     EXPECT_THAT(
-        told(result),
+        outputLines(result),
         ElementsAre(MatchesRegex("ERROR - Assertion failed \\(! \"alarm is not unique\"\\) "
                                  "file=velmora/alarm/AlarmRegistryImpl.cpp line=[0-9]+"),
                     MatchesRegex("ERROR - Assertion failed "
@@ -472,23 +473,23 @@ TEST_F(Application, StartsAndEndsWellWithoutAnything)
     const HelperResult result = start({}, {});
     EXPECT_EQ(0, result.iExitCode);
     EXPECT_EQ(0, result.iSignal);
-    EXPECT_THAT(told(result), ElementsAre("initialize: 1", "run"));
+    EXPECT_THAT(outputLines(result), ElementsAre("initialize: 1", "run"));
 }
 
 TEST_F(Application, HasTheDefaultsAndTheDefaultLoggerWithoutAConfiguration)
 {
-    EXPECT_THAT(told(start({"param=keswardin.configTimeoutSec", "param=keswardin.run.mode",
-                            "param=keswardin.sip.transport", "levels"},
-                           {})),
+    EXPECT_THAT(outputLines(start({"param=keswardin.configTimeoutSec", "param=keswardin.run.mode",
+                                   "param=keswardin.sip.transport", "levels"},
+                                  {})),
                 ElementsAre("initialize: 1", "levels: 10000 30000",
                             "keswardin.configTimeoutSec: 60", "keswardin.run.mode: production",
                             "keswardin.sip.transport: UNDEF", "run"));
 }
 
-TEST_F(Application, TellsTheStepsOfAStartWithoutAConfiguration)
+TEST_F(Application, LogsTheStepsOfAStartWithoutAConfiguration)
 {
     const std::string strProgram = "keswardin.test.Program: ";
-    Texts lines = told(start({"verbose"}, {}));
+    Texts lines = outputLines(start({"verbose"}, {}));
     std::erase_if(lines,
                   [](const std::string& in_strLine)
                   {
@@ -513,7 +514,7 @@ TEST_F(Application, TellsTheStepsOfAStartWithoutAConfiguration)
 
 // With a configuration
 
-TEST_F(Application, EndsItsStartWithOneLineThatTellsWhatItHasRead)
+TEST_F(Application, EndsItsStartWithOneLineAboutWhatItHasRead)
 {
     const std::string strFirst = write("first.cfg", s_strLogging + "keswardin.exitTimeoutSec=5\n"
                                                                    "no.such.name=1\n");
@@ -523,7 +524,7 @@ TEST_F(Application, EndsItsStartWithOneLineThatTellsWhatItHasRead)
     const HelperResult result =
         start({}, {"--global-config", strFirst, "--global-config", strSecond});
     EXPECT_EQ(0, result.iExitCode);
-    const Texts lines = told(result);
+    const Texts lines = outputLines(result);
     ASSERT_LE(3U, lines.size());
     EXPECT_THAT(lines[lines.size() - 3],
                 MatchesRegex("configured INFO keswardin.test.Program: Start-up complete : sources "
@@ -544,9 +545,10 @@ TEST_F(Application, ConfiguresLoggingFromTheFileOfItsRunMode)
                                 "keswardin.infra.Logger.PropertiesFile.development=" +
                                 strProperties + "\n"));
     EXPECT_EQ(0, result.iExitCode);
-    EXPECT_THAT(told(result), Contains("configured INFO keswardin.infra.GlobalConfig: Logger "
-                                       "successfully configured from " +
-                                       strProperties));
+    EXPECT_THAT(outputLines(result),
+                Contains("configured INFO keswardin.infra.GlobalConfig: Logger "
+                         "successfully configured from " +
+                         strProperties));
 }
 
 TEST_F(Application, LoadsTheLibrariesOfTheConfiguration)
@@ -564,9 +566,10 @@ TEST_F(Application, LoadsTheLibrariesOfTheConfiguration)
         runHelper(VELMORA_HELPER_APPLICATION_STARTS, arguments,
                   {{"LD_LIBRARY_PATH", strLibrary.substr(0, strLibrary.rfind('/'))}});
     EXPECT_EQ(0, result.iExitCode);
-    EXPECT_THAT(told(result), Contains("configured DEBUG keswardin.infra.DynLibsLoader: Loading "
-                                       "dynamic library " +
-                                       strName));
+    EXPECT_THAT(outputLines(result),
+                Contains("configured DEBUG keswardin.infra.DynLibsLoader: Loading "
+                         "dynamic library " +
+                         strName));
 }
 
 TEST_F(Application, PreparesForCoreDumpsAsTheConfigurationSays)
@@ -578,29 +581,29 @@ TEST_F(Application, PreparesForCoreDumpsAsTheConfigurationSays)
     EXPECT_EQ(0, result.iExitCode);
     if (result.strOutput.find("setrlimit failed") != std::string::npos)
         GTEST_SKIP() << "this user may not raise the limit of core files";
-    EXPECT_THAT(told(result), Contains("directory: " + path()));
+    EXPECT_THAT(outputLines(result), Contains("directory: " + path()));
 }
 
 TEST_F(Application, KeepsTheTimeoutsOfTheConfiguration)
 {
-    EXPECT_THAT(
-        told(start({"timeouts"}, configuration(s_strLogging + "keswardin.exitTimeoutSec=30\n"
-                                                              "keswardin.killTimeoutSec=0\n"))),
-        IsSupersetOf(Texts{"exit time-out: 30 s", "kill time-out: 0 s"}));
+    EXPECT_THAT(outputLines(start({"timeouts"},
+                                  configuration(s_strLogging + "keswardin.exitTimeoutSec=30\n"
+                                                               "keswardin.killTimeoutSec=0\n"))),
+                IsSupersetOf(Texts{"exit time-out: 30 s", "kill time-out: 0 s"}));
 }
 
 TEST_F(Application, HasNoTimeoutWithoutOneInTheConfiguration)
 {
-    EXPECT_THAT(told(start({"timeouts"}, {})),
+    EXPECT_THAT(outputLines(start({"timeouts"}, {})),
                 ElementsAre("initialize: 1", "exit time-out: none", "kill time-out: none", "run"));
 }
 
 TEST_F(Application, HasNoTimeoutWhereItIsNegative)
 {
-    EXPECT_THAT(
-        told(start({"timeouts"}, configuration(s_strLogging + "keswardin.exitTimeoutSec=-1\n"
-                                                              "keswardin.killTimeoutSec=-30\n"))),
-        IsSupersetOf(Texts{"exit time-out: none", "kill time-out: none"}));
+    EXPECT_THAT(outputLines(start({"timeouts"},
+                                  configuration(s_strLogging + "keswardin.exitTimeoutSec=-1\n"
+                                                               "keswardin.killTimeoutSec=-30\n"))),
+                IsSupersetOf(Texts{"exit time-out: none", "kill time-out: none"}));
 }
 
 // Options
@@ -611,12 +614,13 @@ TEST_F(Application, ChangesItsDirectoryBeforeItReadsTheConfiguration)
     const HelperResult result =
         start({"directory", "timeouts"}, {"--global-config", "relative.cfg", "--setcwd", path()});
     EXPECT_EQ(0, result.iExitCode);
-    EXPECT_THAT(told(result), IsSupersetOf(Texts{"exit time-out: 30 s", "directory: " + path()}));
+    EXPECT_THAT(outputLines(result),
+                IsSupersetOf(Texts{"exit time-out: 30 s", "directory: " + path()}));
 }
 
-TEST_F(Application, TellsItsChangeOfDirectory)
+TEST_F(Application, LogsItsChangeOfDirectory)
 {
-    EXPECT_THAT(told(start({"verbose"}, {"--setcwd", path()})),
+    EXPECT_THAT(outputLines(start({"verbose"}, {"--setcwd", path()})),
                 Contains("DEBUG keswardin.test.Program: Set current working directory to " +
                          path() + " according to setcwd switch"));
 }
@@ -627,12 +631,12 @@ TEST_F(Application, SetsVariablesBeforeItReadsTheConfiguration)
     options.insert(options.end(), {"--putenv", "AGENT_OF_TEST=an agent"});
     const HelperResult result = start({"param=keswardin.sip.userAgentName"}, options);
     EXPECT_EQ(0, result.iExitCode);
-    EXPECT_THAT(told(result), Contains("keswardin.sip.userAgentName: an agent"));
+    EXPECT_THAT(outputLines(result), Contains("keswardin.sip.userAgentName: an agent"));
 }
 
-TEST_F(Application, TellsTheVariablesThatItSets)
+TEST_F(Application, LogsTheVariablesThatItSets)
 {
-    Texts lines = told(start({"verbose"}, {"--putenv", "ONE=1", "--putenv", "TWO=2"}));
+    Texts lines = outputLines(start({"verbose"}, {"--putenv", "ONE=1", "--putenv", "TWO=2"}));
     std::erase_if(lines, [](const std::string& in_strLine)
                   { return in_strLine.find("environment") == std::string::npos; });
     EXPECT_THAT(lines, ElementsAre("DEBUG keswardin.test.Program: Set environment variable ONE=1",
@@ -644,7 +648,7 @@ TEST_F(Application, TakesAVariableWithoutAnEqualsSignOutOfTheEnvironment)
     const HelperResult result =
         start({"verbose", "env=OF_TEST"}, {"--putenv", "OF_TEST=there", "--putenv", "OF_TEST"});
     EXPECT_EQ(0, result.iExitCode);
-    EXPECT_THAT(told(result),
+    EXPECT_THAT(outputLines(result),
                 IsSupersetOf(Texts{"DEBUG keswardin.test.Program: Set environment variable OF_TEST",
                                    "initialize: 1", "OF_TEST: none"}));
 }
@@ -652,8 +656,8 @@ TEST_F(Application, TakesAVariableWithoutAnEqualsSignOutOfTheEnvironment)
 TEST_F(Application, KeepsVariablesToTheEndOfTheProcess)
 {
     const std::string strLong(200, 'x');
-    const Texts lines = told(start({"env=SHORT", "env-at-exit=SHORT", "env-at-exit=LONG"},
-                                   {"--putenv", "SHORT=1", "--putenv", "LONG=" + strLong}));
+    const Texts lines = outputLines(start({"env=SHORT", "env-at-exit=SHORT", "env-at-exit=LONG"},
+                                          {"--putenv", "SHORT=1", "--putenv", "LONG=" + strLong}));
     EXPECT_THAT(lines,
                 ElementsAre("initialize: 1", "SHORT: 1", "run", "SHORT: 1", "LONG: " + strLong));
 }
@@ -692,7 +696,7 @@ TEST_F(Application, SaysThatABadExpressionFindsNoParameterAndRuns)
 {
     const HelperResult result = start({}, {"--get-param-info", "("});
     EXPECT_EQ(0, result.iExitCode);
-    const Texts lines = told(result);
+    const Texts lines = outputLines(result);
     ASSERT_LE(3U, lines.size());
     EXPECT_EQ((Texts{"INFO - NO PARAMETER FOUND for name regexp (", "initialize: 1", "run"}),
               Texts(lines.end() - 3, lines.end()));
@@ -731,7 +735,7 @@ TEST_F(Application, ShowsParametersInsteadOfTheHelpOnlyWithoutHelp)
     EXPECT_EQ("initialize: 1\nhandled: 0\nrun\n", outputOf(start({"handle-help"}, {})));
 }
 
-// Once more
+// A second start
 
 TEST_F(Application, AnotherStartGoesByItsOwnCommandLine)
 {
@@ -741,7 +745,7 @@ TEST_F(Application, AnotherStartGoesByItsOwnCommandLine)
         {"directory", "env=OF_TEST", "--", "--setcwd", path(), "--putenv", "OF_TEST=1",
          "--build-info", "--", "--setcwd", other.path().string(), "--putenv", "OF_TEST=2", "--"});
     EXPECT_EQ(0, result.iExitCode);
-    Texts lines = told(result);
+    Texts lines = outputLines(result);
     std::erase_if(lines,
                   [](const std::string& in_strLine) {
                       return !in_strLine.starts_with("directory") && !in_strLine.starts_with("OF_");
@@ -786,7 +790,7 @@ TEST_F(Application, LeavesNothingBehindWhenItEnds)
     EXPECT_EQ(0, result.iExitCode);
     EXPECT_EQ(0, result.iSignal);
     EXPECT_EQ("", result.strErrors);
-    EXPECT_THAT(told(result),
+    EXPECT_THAT(outputLines(result),
                 ElementsAre(HasSubstr("Logger successfully configured from Global Configuration"),
                             HasSubstr("Start-up complete"), "initialize: 1", "run"));
 }

@@ -1,15 +1,15 @@
-// A program of the family with parameters of its own, some registered by a static of one of its
-// source files, some by main:
+// A program of the family with its own parameters. A static of one of its source files registers
+// some of them, main registers the others:
 //
 //   application-own-parameters [deed...] -- <command line>
 //
-//   plugin=FILE   a plug-in is opened that registers a parameter, and closed again
+//   plugin=FILE   opens a plug-in that registers a parameter, and closes it again
 //   wrong         main registers rows that are refused
-//   late          the program registers a parameter when it runs
-//   set=NAME=INT  the running program sets a parameter
+//   late          the program registers a parameter in run()
+//   set=NAME=INT  the program sets a parameter in run()
 //
-// It prints the results, its port and its level when it runs, and exits with 1 if it does not
-// start.
+// The program prints the results, and in run() its port and its level. It exits with 1 if it does
+// not start.
 
 #include "velmora/application/ApplicationImpl.h"
 #include "velmora/config/ParameterInfoDB.h"
@@ -49,7 +49,7 @@ constexpr ProgramParameter s_parameters[] = {
      .szDefault = "3",
      .szLowest = "0",
      .bRunTimeSettable = true},
-    // Another module of the program needs it too.
+    // The same row again, as when two modules of a program need the parameter.
     s_monitorParameters[0],
 };
 

@@ -37,8 +37,8 @@ const std::string s_strLogging =
 class OwnParameters : public testing::Test
 {
   protected:
-    /// Starts the program and gives the lines of its output, without a warning that it may draw on
-    /// a machine where the user may not raise the limit of core files.
+    /// Starts the program and returns the lines of its output, without a warning that the program
+    /// logs on a machine where the user may not raise the limit of core files.
     static Texts start(const Texts& in_deeds, const Texts& in_arguments, int in_iExitCode = 0)
     {
         Texts arguments = in_deeds;
@@ -54,7 +54,7 @@ class OwnParameters : public testing::Test
         return lines;
     }
 
-    /// The options that make a text the configuration.
+    /// Writes the text to a file and returns the options that load it.
     [[nodiscard]] Texts configuration(const std::string& in_strText) const
     {
         const std::string strPath = m_directory.file("test.cfg");

@@ -1,4 +1,4 @@
-// A plug-in that registers a parameter when it is opened. Its texts go when it is closed.
+// A plug-in that registers a parameter when it is opened. Its texts are unmapped when it is closed.
 
 #include "velmora/config/ParameterInfoDB.h"
 #include "velmora/config/ProgramParameter.h"

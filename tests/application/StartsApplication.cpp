@@ -1,20 +1,22 @@
-// A program that derives from the frame. Its first arguments, up to "--", say how it differs; those
-// behind each "--" are a command line that it is initialised with, one after the other:
+// A program that derives from ApplicationImpl. Its arguments up to the first "--" change its
+// behaviour. The arguments after each "--" are a command line; it is initialised with one after the
+// other:
 //
 //   verbose            the default logging shows levels and names of loggers, from TRACE on
-//   refuse-logger      configureLoggerDefault of a command line gives false
-//   refuse-revert      configureLoggerDefault without one gives false
-//   refuse-configure   configure gives false, after that of the frame
+//   refuse-logger      configureLoggerDefault with a command line returns false
+//   refuse-revert      configureLoggerDefault without a command line returns false
+//   refuse-configure   configure returns false after the call of the base class
 //   refuse-putenv      the system refuses variables whose name begins with "REFUSED"
-//   refuse-detector    the leak detector cannot be configured; exits with 4 if that cannot be done
+//   refuse-detector    the leak detector cannot be configured; exits with 4 if that is impossible
 //   abort-on-assert    a failed assertion ends the process
 //   other-alarm        an alarm with the id of the program's own is registered before it
-//   no-arguments       the command line is empty, without even the program's name
+//   no-arguments       the command line is empty and lacks even the program's name
 //   param=NAME, env=NAME, env-at-exit=NAME   prints a parameter, a variable
 //   timeouts, directory, levels, alarm   prints them
-//   handle-help        its run begins with processHelpParamInfoOptions
+//   handle-help        run() begins with processHelpParamInfoOptions
 //
-// It prints how each "initialize" and its "run" went, and exits with 1 if the last one gave false.
+// It prints the result of each "initialize", and "run". It exits with 1 if the last "initialize"
+// returned false.
 
 #include "velmora/alarm/AlarmRegistry.h"
 #include "velmora/alarm/SystemConfigurationErrorAlarm.h"
@@ -60,7 +62,7 @@ bool does(std::string_view in_strDeed)
 
 } // namespace
 
-/// Stands in for the function of the C library, which fails for want of memory only.
+/// Replaces the function of the C library, which fails only if there is no memory.
 extern "C" __attribute__((visibility("default"))) int putenv(char* in_szVariable) noexcept
 {
     using Function = int (*)(char*);
@@ -76,7 +78,7 @@ extern "C" __attribute__((visibility("default"))) int putenv(char* in_szVariable
 namespace
 {
 
-/// Puts "return false" in the place of the function's code.
+/// Overwrites the code of the function with "return false".
 void refuseDetector()
 {
     constexpr int iCannotRefuse = 4;
@@ -90,7 +92,7 @@ void refuseDetector()
     std::memcpy(pCode, returnFalse.data(), returnFalse.size());
 }
 
-void tellVariable(const std::string& in_strName)
+void printVariable(const std::string& in_strName)
 {
     const char* const szValue = std::getenv(in_strName.c_str());
     std::cout << in_strName << ": " << (szValue == nullptr ? "none" : szValue) << std::endl;
@@ -112,12 +114,12 @@ class Program : public ApplicationImpl
         std::cout << "run" << std::endl;
     }
 
-    void tell() const
+    void printRequested() const
     {
         if (does("timeouts"))
         {
-            tellTimeout("exit time-out", getExitTimeout());
-            tellTimeout("kill time-out", getKillTimeout());
+            printTimeout("exit time-out", getExitTimeout());
+            printTimeout("kill time-out", getKillTimeout());
         }
         if (does("directory"))
             std::cout << "directory: " << std::filesystem::current_path().string() << std::endl;
@@ -132,9 +134,9 @@ class Program : public ApplicationImpl
         for (const std::string& strDeed : s_deeds)
         {
             if (strDeed.starts_with("env="))
-                tellVariable(strDeed.substr(4));
+                printVariable(strDeed.substr(4));
             if (strDeed.starts_with("param="))
-                tellParameter(strDeed.substr(6));
+                printParameter(strDeed.substr(6));
         }
     }
 
@@ -168,7 +170,7 @@ class Program : public ApplicationImpl
     }
 
   private:
-    static void tellTimeout(const char* in_szName, const ACE_Time_Value& in_timeout)
+    static void printTimeout(const char* in_szName, const ACE_Time_Value& in_timeout)
     {
         std::cout << in_szName << ": ";
         if (in_timeout == ACE_Time_Value::max_time)
@@ -177,7 +179,7 @@ class Program : public ApplicationImpl
             std::cout << in_timeout.sec() << " s" << std::endl;
     }
 
-    void tellParameter(const std::string& in_strName) const
+    void printParameter(const std::string& in_strName) const
     {
         ParameterValue value;
         getConfig()->getParameter(in_strName.c_str(), value);
@@ -185,17 +187,17 @@ class Program : public ApplicationImpl
     }
 };
 
-/// The variables to tell when the program and all that it has made are gone.
-struct TellsAtExit
+/// Prints variables when the program and all objects that it made are destroyed.
+struct PrintsAtExit
 {
-    ~TellsAtExit()
+    ~PrintsAtExit()
     {
         for (const std::string& strName : m_names)
-            tellVariable(strName);
+            printVariable(strName);
     }
 
     std::vector<std::string> m_names;
-} s_tellsAtExit;
+} s_printsAtExit;
 
 void prepare()
 {
@@ -204,7 +206,7 @@ void prepare()
         refuseDetector();
     if (does("abort-on-assert"))
     {
-        // The frame would let it leave a core behind.
+        // ApplicationImpl would make the process leave a core.
         prctl(PR_SET_DUMPABLE, 0);
         RWGlobalConfig::getInstance()->setBoolParameter("keswardin.infra.abortOnAssert", true);
     }
@@ -212,10 +214,11 @@ void prepare()
         AlarmRegistry::getInstance().addAlarm(new SystemConfigurationErrorAlarm, false);
     for (const std::string& strDeed : s_deeds)
         if (strDeed.starts_with("env-at-exit="))
-            s_tellsAtExit.m_names.push_back(strDeed.substr(12));
+            s_printsAtExit.m_names.push_back(strDeed.substr(12));
 }
 
-/// The arguments behind each "--", each with the program's name in front.
+/// Returns the arguments after each "--", each with the program's name in front, and stores the
+/// arguments before the first "--" as deeds.
 std::vector<std::vector<char*>> takeCommandLines(int in_argc, char** in_argv)
 {
     std::vector<std::vector<char*>> lines;
@@ -236,7 +239,7 @@ std::vector<std::vector<char*>> takeCommandLines(int in_argc, char** in_argv)
 int main(int argc, char** argv)
 {
     std::vector<std::vector<char*>> lines = takeCommandLines(argc, argv);
-    // Nothing is lost at an abort.
+    // Unbuffered, so that no output is lost at an abort.
     std::cout << std::unitbuf;
     prepare();
     Program program;
@@ -247,7 +250,7 @@ int main(int argc, char** argv)
         line.push_back(nullptr);
         bInitialized = program.initialize(iArguments, line.data());
         std::cout << "initialize: " << bInitialized << std::endl;
-        program.tell();
+        program.printRequested();
     }
     if (!bInitialized)
         return 1;

@@ -1,15 +1,15 @@
-// A test of the alarms, as a program of the family writes one. Its arguments, up to "--", say what
-// goes wrong; those behind it are its command line:
+// A test of alarms, as a program of the family has one. Its arguments up to "--" make something
+// fail; the arguments after it are its command line:
 //
 //   check        a check fails
 //   require      a requirement fails, which ends the checks
 //   assert       an assertion of the library fails
-//   raise        an alarm that nobody expects goes on
+//   raise        an unexpected alarm goes on
 //   nothing      it checks nothing
 //   after-end    it closes the ACE object manager itself; an assertion fails in a static destructor
-//   in-list      an assertion fails while the exit list runs, after the record of checks has gone
+//   in-list      an assertion fails while the exit list runs, after the record of checks is deleted
 //
-// It exits with 0 if the results are good, with 1 if they are not, and with 2 if it does not start.
+// It exits with 0 if all checks passed, with 1 if one failed, and with 2 if it does not start.
 
 #include "velmora/alarm/AggregateAlarmImpl.h"
 #include "velmora/alarm/AlarmRegistry.h"
@@ -122,7 +122,7 @@ void failAssertion(const char* in_szWhere)
               << std::endl;
 }
 
-/// On the exit list before the record of checks, so deleted after it.
+/// An older entry of the exit list than the record of checks, so it is deleted later.
 struct InList
 {
     ~InList() { failAssertion("in the list"); }

@@ -17,7 +17,7 @@ using testing::ElementsAre;
 using testing::HasSubstr;
 using testing::MatchesRegex;
 
-/// The lines of the program, which exits with that code.
+/// Runs the program, expects the exit code and returns the lines of the output.
 std::vector<std::string> linesOfTest(const std::vector<std::string>& in_deeds, int in_iExitCode)
 {
     const HelperResult result = runHelper(VELMORA_HELPER_APPLICATION_UNIT_TEST, in_deeds);
@@ -25,7 +25,7 @@ std::vector<std::string> linesOfTest(const std::vector<std::string>& in_deeds, i
     EXPECT_EQ(0, result.iSignal);
     EXPECT_EQ("", result.strErrors);
     std::vector<std::string> lines = linesOf(result.strOutput);
-    // Left out: what the frame logs at the start, and the alarms of the test itself.
+    // Without the lines of the start and those of the alarms in the test itself.
     std::erase_if(lines,
                   [](const std::string& in_strLine)
                   {
