@@ -34,7 +34,7 @@ void failAssertionAt(const std::string& in_strStage, const char* in_szWhen)
     VELMORA_PLAIN_ASSERT(false);
 }
 
-/// Registered before the logger of this file, so that it goes after it.
+/// Registered before the logger of this file, so that it is destroyed after it.
 struct OnExitList : ACE_Cleanup
 {
     ~OnExitList() override { failAssertionAt("exit-list", "exit list"); }
@@ -54,7 +54,7 @@ VELMORA_FILE_SCOPE_LOGGER("keswardin.test.Aborts")
 namespace
 {
 
-/// A text whose reader is kept waiting, with the configuration locked.
+/// A text whose reader never returns, so that the configuration stays locked.
 class EndlessText : public std::streambuf
 {
   public:

@@ -1,5 +1,5 @@
-// Closes the ACE object manager itself, and then logs and fails an assertion in static destructors,
-// when the exit list has deleted the file's logger and the allocators.
+// Closes the ACE object manager itself. Then it logs and fails assertions in static destructors,
+// after the exit list has deleted the file's logger and the allocators.
 
 #include "velmora/application/Assertion.h"
 #include "velmora/application/Fallible.h"

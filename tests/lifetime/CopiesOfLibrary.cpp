@@ -1,6 +1,6 @@
-// Opens two copies of the library, looks at what they share, uses them, forks and ends:
+// Opens two copies of the library, checks what they share, uses them, forks and ends:
 // copiesoflibrary <file or module with it> <the same> <directory for files of calls>
-// An empty name stands for the copy that the program itself is linked with.
+// An empty name means the copy that the program itself is linked with.
 
 #include "velmora/alarm/AlarmRegistryImpl.h"
 #include "velmora/application/BuildInfo.h"
@@ -20,7 +20,7 @@
 #include <iostream>
 #include <string>
 
-/// AddressSanitizer asks this. It would report each variable that the copies share.
+/// AddressSanitizer calls this. By default it would report each variable that the copies share.
 extern "C" [[gnu::visibility("default")]] const char* __asan_default_options()
 {
     return "detect_odr_violation=1";
@@ -28,7 +28,7 @@ extern "C" [[gnu::visibility("default")]] const char* __asan_default_options()
 
 static bool s_bIsChild = false;
 
-/// LeakSanitizer asks this. A child never deletes the appenders of its parent's calls.
+/// LeakSanitizer calls this. A child never deletes the appenders of its parent's calls.
 extern "C" [[gnu::visibility("default")]] int __lsan_is_turned_off() { return s_bIsChild ? 1 : 0; }
 
 namespace
@@ -48,7 +48,7 @@ class Copy
         }
     }
 
-    /// The object that a function without arguments gives.
+    /// Returns the result of a function without arguments.
     template <class T>
     [[nodiscard]] const void* get(const char* in_szFunction) const
     {
@@ -56,7 +56,7 @@ class Copy
         return pFunction == nullptr ? nullptr : pFunction();
     }
 
-    /// Uses the library, where the copy came with a module that does.
+    /// Uses the library through the module, if the copy came with a module.
     void use(const char* in_szDirectory, const char* in_szCallId) const
     {
         if (auto* const pFunction = reinterpret_cast<void (*)(const char*, const char*)>(
@@ -64,10 +64,10 @@ class Copy
             pFunction(in_szDirectory, in_szCallId);
     }
 
-    /// Logs the parameters that have been registered, where the copy came with a module.
-    void tellParameters() const
+    /// Logs the registered parameters, if the copy came with a module.
+    void logParameters() const
     {
-        if (auto* const pFunction = reinterpret_cast<void (*)()>(addressOf("tellParameters")))
+        if (auto* const pFunction = reinterpret_cast<void (*)()>(addressOf("logParameters")))
             pFunction();
     }
 
@@ -87,8 +87,8 @@ constexpr const char* s_szAlarms = "_ZN7Velmora17AlarmRegistryImpl11getInstanceE
 constexpr const char* s_szBridge = "_ZN7Velmora13getACEBackendEv";
 
 template <class T>
-void tell(const char* in_szWhat, const Copy& in_first, const Copy& in_second,
-          const char* in_szFunction)
+void printSharing(const char* in_szWhat, const Copy& in_first, const Copy& in_second,
+                  const char* in_szFunction)
 {
     const void* const pFirst = in_first.get<T>(in_szFunction);
     std::cout << in_szWhat << ": one "
@@ -105,7 +105,7 @@ struct OnExitList : ACE_Cleanup
     ~OnExitList() override { std::cout << "end: exit list" << std::endl; }
 };
 
-/// Whether memory that one copy has taken back stays with that copy.
+/// Returns whether memory that is released to one copy is reused by that copy only.
 bool hasMemoryOfItsOwn(const Copy& in_first, const Copy& in_second)
 {
     using Allocate = void* (*)(std::size_t, const char*);
@@ -153,11 +153,11 @@ int main(int argc, char** argv)
     const Copy second(argv[2]);
     std::cout << "copies of the code: two "
               << (first.addressOf(s_szBuildInfo) != second.addressOf(s_szBuildInfo)) << std::endl;
-    tell<Velmora::BuildInfo>("build information", first, second, s_szBuildInfo);
-    tell<Velmora::SingletonRegistry>("registry of singletons", first, second, s_szRegistry);
-    tell<Velmora::CallDataRegistry>("registry of calls", first, second, s_szCalls);
-    tell<Velmora::AlarmRegistryImpl>("registry of alarms", first, second, s_szAlarms);
-    tell<Velmora::ACEBackend>("bridge of ACE's log", first, second, s_szBridge);
+    printSharing<Velmora::BuildInfo>("build information", first, second, s_szBuildInfo);
+    printSharing<Velmora::SingletonRegistry>("registry of singletons", first, second, s_szRegistry);
+    printSharing<Velmora::CallDataRegistry>("registry of calls", first, second, s_szCalls);
+    printSharing<Velmora::AlarmRegistryImpl>("registry of alarms", first, second, s_szAlarms);
+    printSharing<Velmora::ACEBackend>("bridge of ACE's log", first, second, s_szBridge);
     std::cout << "log: as it was " << (root.getLogLevel() == log4cplus::WARN_LOG_LEVEL)
               << ", ACE's " << (ACE_Log_Msg::msg_backend() == pBackend) << std::endl;
     std::cout << "memory: its own " << hasMemoryOfItsOwn(first, second) << std::endl;
@@ -166,7 +166,7 @@ int main(int argc, char** argv)
     ACE_Object_Manager::at_exit(new OnExitList);
     const int iStatus = statusOfChildThatExits();
     std::cout << "child: status " << iStatus << std::endl;
-    first.tellParameters();
-    second.tellParameters();
+    first.logParameters();
+    second.logParameters();
     return 0;
 }

@@ -1,5 +1,5 @@
-// A module that uses the library which it is linked with. Two modules are made of this one file,
-// each with a copy of the library of its own.
+// A module that uses the library which it is linked with. Two modules are built from this file,
+// each with its own copy of the library.
 
 #include "velmora/alarm/AggregateAlarmImpl.h"
 #include "velmora/alarm/AlarmRegistry.h"
@@ -25,7 +25,7 @@ namespace
 
 constexpr const char* s_szCallLogger = "keswardin.test.CopyUser.call";
 
-/// Never let go of: the exit list ends the call.
+/// Never released: the exit list ends the call.
 Velmora::CallDataRegistry::CallDataHandle* s_phCall = nullptr;
 
 void wantFilesOfCallsIn(const char* in_szDirectory)
@@ -39,7 +39,7 @@ void wantFilesOfCallsIn(const char* in_szDirectory)
     Velmora::Logger(s_szCallLogger).addAppender(pMark);
 }
 
-/// An alarm that has memory of this copy of the library.
+/// An alarm that holds memory from this copy of the library.
 class CopyAlarm : public Velmora::AggregateAlarmImpl
 {
   public:
@@ -54,7 +54,7 @@ class CopyAlarm : public Velmora::AggregateAlarmImpl
     const char* m_szId;
 };
 
-/// Leaves two alarms in the registry, which has those of the other copy too.
+/// Registers two alarms and leaves them in the registry, which has those of the other copy, too.
 void haveAlarms(const char* in_szId)
 {
     Velmora::AlarmRegistry& registry = Velmora::AlarmRegistry::getInstance();
@@ -79,7 +79,7 @@ bool registerParameter(const std::string& in_strName)
 
 } // namespace
 
-/// Logs, allocates, registers a parameter, and leaves alarms, and a call with a file open.
+/// Logs, allocates, registers a parameter, and leaves alarms and a call with an open file.
 extern "C" [[gnu::visibility("default")]] void useLibrary(const char* in_szDirectory,
                                                           const char* in_szCallId)
 {
@@ -97,15 +97,15 @@ extern "C" [[gnu::visibility("default")]] void useLibrary(const char* in_szDirec
     logger.callStart("ending");
 }
 
-/// Logs the parameters that have been registered, as far as this copy gives them their defaults,
-/// and whether more can be.
-extern "C" [[gnu::visibility("default")]] void tellParameters()
+/// Logs the registered parameters, with a note where this copy has no default for one, and whether
+/// more can be registered.
+extern "C" [[gnu::visibility("default")]] void logParameters()
 {
     const Velmora::ParameterInfoDB& table = Velmora::ParameterInfoDB::getInstance();
     Velmora::GlobalConfig::getInstance()->addDefaults(false);
     std::vector<Velmora::ParameterInfoWithName> infos;
     table.retrieve("^copy", infos);
-    // What the list held before came from the other copy's rows too.
+    // The second call replaces a result that contains rows of the other copy.
     table.retrieve("^copy", infos);
     std::string strNames;
     for (const Velmora::ParameterInfoWithName& info : infos)

@@ -1,4 +1,4 @@
-// Ends through exit() on another thread than the main one.
+// Calls exit() on a thread other than the main one.
 
 #include "velmora/logging/LogMacros.h"
 

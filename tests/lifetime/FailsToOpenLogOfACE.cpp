@@ -1,5 +1,5 @@
-// A program that is loaded where ACE's log cannot be opened. It stands in for the function that
-// opens it; `main` is not to be reached.
+// A program in which ACE's log cannot be opened: it replaces the function that opens the log. It
+// must not reach `main`.
 
 #include "velmora/logging/LogMacros.h"
 

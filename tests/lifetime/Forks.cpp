@@ -1,4 +1,4 @@
-// Forks again and again while other threads log to a file and allocate; each child logs a line,
+// Forks repeatedly while other threads log to a file and allocate. Each child logs a line,
 // allocates, and ends through exit().
 //
 // forks <log file> <number of forks>
@@ -25,7 +25,7 @@ VELMORA_FILE_SCOPE_LOGGER("keswardin.test.Forks")
 namespace
 {
 
-/// 0 in the parent. Not its id, which the system may give to several children in turn.
+/// The number of the child, 0 in the parent. It is not the process id, which the system may reuse.
 int s_iProcess = 0;
 
 void useLibrary()
@@ -35,8 +35,8 @@ void useLibrary()
     Velmora::DefaultStaticMemAllocator::deallocate(pMemory, 40, "test");
 }
 
-/// Takes the lock of the hierarchy for a moment. It calls malloc, and that of AddressSanitizer does
-/// not survive a fork in the middle of a call on another thread.
+/// Takes the lock of the hierarchy for a moment. It calls malloc; that of AddressSanitizer does not
+/// survive a fork while another thread is inside it.
 void makeLogger()
 {
 #if !VELMORA_ADDRESS_SANITIZER
@@ -48,8 +48,8 @@ constexpr int s_iThreads = 3;
 
 } // namespace
 
-/// LeakSanitizer asks this. A child takes over what the stacks of its parent's threads pointed to,
-/// and not the threads, so that all of it looks leaked.
+/// LeakSanitizer calls this. A child has the memory that the stacks of its parent's threads pointed
+/// to, but not the threads, so all of it looks leaked.
 extern "C" [[gnu::visibility("default")]] int __lsan_is_turned_off()
 {
     return s_iProcess != 0 ? 1 : 0;
@@ -64,7 +64,7 @@ int main(int argc, char** argv)
     Velmora::Logger().addAppender(pAppender);
     Velmora::Logger().setLogLevel(Velmora::WARN_LOG_LEVEL);
 
-    // More locks than a tool that follows them may be able to count.
+    // The number of locks exceeds the number that ThreadSanitizer can follow in one thread.
     for (int iLogger = 0; iLogger < 100; ++iLogger)
         log4cplus::Logger::getInstance("keswardin.test.Forks.logger" + std::to_string(iLogger));
 

@@ -27,7 +27,7 @@ using testing::HasSubstr;
 using testing::Not;
 using testing::StartsWith;
 
-/// Forking is slow under a sanitizer.
+/// A fork is slow under a sanitizer.
 constexpr std::chrono::seconds s_forksLimit(200);
 
 std::vector<std::string> linesWith(const std::string& in_strText, const std::string& in_strPart)
@@ -49,7 +49,7 @@ void expectLinesOfWholeLife(const std::string& in_strProgram)
                             "WARN - static destructor, tasks=1", "WARN - exit list, tasks=1"));
 }
 
-/// A list that the documentation shows: what stands before two blanks in each line between its
+/// Returns a list in the documentation: the text before two blanks in each line between its
 /// markers.
 std::vector<std::string> documentedList(const std::string& in_strName)
 {
@@ -70,8 +70,8 @@ std::vector<std::string> documentedList(const std::string& in_strName)
 
 std::vector<std::string> documentedExitList() { return documentedList("exit list"); }
 
-/// What the library passes each time it registers a destructor with the run-time: the
-/// instructions since the call before that one.
+/// Returns the arguments of each registration of a destructor with the run-time: the instructions
+/// between the previous call and that one.
 std::vector<std::string> registeredDestructors()
 {
     const HelperResult result =
@@ -82,7 +82,7 @@ std::vector<std::string> registeredDestructors()
     std::istringstream instructions(result.strOutput);
     for (std::string line; std::getline(instructions, line);)
     {
-        // The last call of a function may be a jump.
+        // The last call of a function may be compiled as a jump.
         if (line.ends_with("atexit@plt>"))
             registrations.push_back(strArguments);
         const bool bCall = line.find("call ") != std::string::npos;
@@ -91,7 +91,7 @@ std::vector<std::string> registeredDestructors()
     return registrations;
 }
 
-/// The newest entries are the program's own.
+/// Expects the documented exit list. The newest entries are the program's own.
 void expectDocumentedExitList(const std::string& in_strProgram,
                               const std::vector<std::string>& in_arguments = {})
 {
@@ -104,11 +104,12 @@ void expectDocumentedExitList(const std::string& in_strProgram,
     EXPECT_EQ(expected, linesOf(result.strOutput));
 }
 
-/// The program opens two copies of the library and ends well. Gives its output.
+/// Runs the program, which opens two copies of the library. Expects that it exits with 0 and that
+/// the copies share what they must. Returns the output.
 std::string expectSharing(const std::string& in_strProgram, const std::string& in_strFirst,
                           const std::string& in_strSecond, const std::string& in_strDirectory = "")
 {
-    // What a program opens while it runs ends before its statics.
+    // A library that the program opens at run time is destroyed before the program's statics.
     const bool bLinked = in_strFirst.empty();
     const HelperResult result =
         runHelper(in_strProgram, {in_strFirst, in_strSecond, in_strDirectory});
@@ -129,14 +130,14 @@ std::string expectSharing(const std::string& in_strProgram, const std::string& i
     return result.strOutput;
 }
 
-/// The same with modules that use the copies: the calls that they leave end with the exit list.
+/// Does the same with modules that use the copies, and expects that the exit list ends their calls.
 void expectSharingOfUsers(const std::string& in_strFirst, const std::string& in_strSecond)
 {
     const TemporaryDirectory directory;
     const std::string strOutput = expectSharing(VELMORA_HELPER_LIFETIME_COPIES, in_strFirst,
                                                 in_strSecond, directory.file("calls"));
-    // Both copies have what was registered through either, and a list that is closed for one is so
-    // for the other.
+    // Both copies have the parameters that were registered through either copy. A list that is
+    // closed for one copy is closed for the other, too.
     const std::string strParameters = "WARN - parameters: copy.first copy.second, more 0";
     EXPECT_THAT(linesWith(strOutput, "WARN - parameters:"),
                 ElementsAre(strParameters, strParameters));
@@ -149,8 +150,8 @@ void expectSharingOfUsers(const std::string& in_strFirst, const std::string& in_
                                 StartsWith("INFO - Call end : ")));
 }
 
-/// The program fails an assertion at that stage of its life, with the parameter set that makes it
-/// abort. Its standard output is a pipe, of which nothing is to be lost.
+/// Runs the program, which fails an assertion at that stage of its life, with the parameter set
+/// that makes it abort. Standard output is a pipe; expects that none of it is lost.
 void expectAbort(const std::string& in_strStage, const std::string& in_strStateThen)
 {
     const HelperResult result = runHelper(VELMORA_HELPER_LIFETIME_ABORTS, {in_strStage});
@@ -482,7 +483,7 @@ TEST(Lifetime, AChildEndsAtOnceWithMemoryAccounting)
     EXPECT_EQ("last child ended with status 0\n", result.strOutput);
 }
 
-TEST(Lifetime, PuttingTheDefaultConfigurationIntoForceLosesNoLineOfOtherThreads)
+TEST(Lifetime, ConfiguringTheDefaultLosesNoLineOfOtherThreads)
 {
     const HelperResult result = runHelper(VELMORA_HELPER_LIFETIME_RECONFIGURES, {"100"});
     ASSERT_EQ(0, result.iExitCode);

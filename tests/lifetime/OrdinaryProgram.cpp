@@ -1,4 +1,4 @@
-// Logs at each stage of its life, and tells how many tasks it has at each.
+// Logs the number of its tasks at each stage of its life.
 
 #include "tests/support/Tasks.h"
 

@@ -1,4 +1,4 @@
-// A module that a program opens which is not linked with the library.
+// A module that is opened by a program without the library.
 
 #include "velmora/logging/LogMacros.h"
 

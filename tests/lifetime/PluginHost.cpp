@@ -1,5 +1,5 @@
-// Opens a module that needs the library, uses it, and closes it again before it ends, or leaves it
-// open: pluginhost <module> close|keep
+// Opens a module that needs the library, and uses it. Closes it before the end, or leaves it open:
+// pluginhost <module> close|keep
 
 #include <dlfcn.h>
 

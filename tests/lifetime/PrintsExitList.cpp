@@ -1,7 +1,8 @@
-// Prints the name of each entry of the exit list when the entry runs: printsexitlist return|thread
+// Prints the name of each entry of the exit list when the entry runs:
+// printsexitlist return|thread
 //
-// It stands in for the function of the ACE object manager that registers an entry, so that what it
-// prints is what the list itself does, whoever has registered.
+// It replaces the function of the ACE object manager that registers an entry. So it prints the
+// entries of all libraries, in the order in which the list runs them.
 
 #include "velmora/application/AceCleanupNoT.h"
 #include "velmora/application/RegistrationSingleton.h"

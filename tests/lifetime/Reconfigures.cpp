@@ -1,4 +1,5 @@
-// Two threads log numbered lines while the default configuration is put into force again and again.
+// Two threads log numbered lines while the default configuration of logging is made repeatedly.
+// Prints the number of lines to standard error, or -1 if a configuration failed.
 //
 // reconfigures <rounds>
 

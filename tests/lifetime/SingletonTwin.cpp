@@ -1,4 +1,4 @@
-// A module with a singleton in it. Two modules are made of this one file.
+// A module that contains a singleton. Two modules are built from this file.
 
 #include "velmora/application/Singleton.h"
 #include "velmora/logging/LogMacros.h"

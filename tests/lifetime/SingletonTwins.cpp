@@ -1,4 +1,4 @@
-// Opens two modules with the same singleton in each: singletontwins <module> <module>
+// Opens two modules that contain the same singleton: singletontwins <module> <module>
 
 #include "velmora/logging/LogMacros.h"
 

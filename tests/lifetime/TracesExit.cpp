@@ -1,4 +1,4 @@
-// Logs everything, down to TRACE, while it ends.
+// Logs all lines, including TRACE, while it ends.
 
 #include "velmora/logging/LogMacros.h"
 #include "velmora/memory/DefaultStaticMemAllocator.h"

@@ -1,5 +1,5 @@
-// Asks for the configuration of the process in main, and in a static destructor after it has closed
-// the ACE object manager itself. Writes what it finds to standard output.
+// Gets the configuration of the process in main, and in a static destructor after it has closed the
+// ACE object manager itself. Prints the results to standard output.
 
 #include "velmora/application/AssertionSeam.h"
 #include "velmora/config/GlobalConfig.h"
@@ -15,7 +15,7 @@ namespace
 
 using namespace Velmora;
 
-void tellConfiguration(const char* in_szWhen)
+void printConfiguration(const char* in_szWhen)
 {
     std::cout << in_szWhen << ": for readers " << !GlobalConfig::getInstance().isNull()
               << ", for writers " << !RWGlobalConfig::getInstance().isNull() << ", for assertions "
@@ -24,8 +24,8 @@ void tellConfiguration(const char* in_szWhen)
 
 struct InStatics
 {
-    InStatics() { tellConfiguration("static constructor"); }
-    ~InStatics() { tellConfiguration("after the exit list"); }
+    InStatics() { printConfiguration("static constructor"); }
+    ~InStatics() { printConfiguration("after the exit list"); }
 } s_inStatics;
 
 } // namespace
@@ -33,6 +33,6 @@ struct InStatics
 int main()
 {
     Logger().setLogLevel(FATAL_LOG_LEVEL);
-    tellConfiguration("main");
+    printConfiguration("main");
     return ACE_Object_Manager::instance()->fini();
 }

@@ -1,5 +1,5 @@
 // Uses the table of known parameters in main, and in a static destructor after it has closed the
-// ACE object manager itself. Writes what it finds to standard output.
+// ACE object manager itself. Prints the results to standard output.
 
 #include "velmora/config/ParameterBounds.h"
 #include "velmora/config/ParameterHashMap.h"
@@ -18,7 +18,7 @@ namespace
 
 using namespace Velmora;
 
-void tellTable(const char* in_szWhen)
+void printTable(const char* in_szWhen)
 {
     const ParameterInfoDB& table = ParameterInfoDB::getInstance();
     ParameterInfo info;
@@ -40,7 +40,7 @@ void tellTable(const char* in_szWhen)
               << std::endl;
 }
 
-void tellRegistration(const char* in_szWhen, const char* in_szName)
+void printRegistration(const char* in_szWhen, const char* in_szName)
 {
     const ProgramParameter parameters[] = {
         {.szName = in_szName, .type = ParameterValue::INT_TYPE, .szLowest = "1"}};
@@ -52,12 +52,12 @@ void tellRegistration(const char* in_szWhen, const char* in_szName)
 
 struct InStatics
 {
-    InStatics() { tellTable("static constructor"); }
+    InStatics() { printTable("static constructor"); }
     ~InStatics()
     {
-        tellTable("after the exit list");
-        tellTable("once more");
-        tellRegistration("after the exit list", "after.exit");
+        printTable("after the exit list");
+        printTable("once more");
+        printRegistration("after the exit list", "after.exit");
     }
 } s_inStatics;
 
@@ -66,7 +66,7 @@ struct InStatics
 int main()
 {
     Logger().setLogLevel(FATAL_LOG_LEVEL);
-    tellTable("main");
-    tellRegistration("main", "in.main");
+    printTable("main");
+    printRegistration("main", "in.main");
     return ACE_Object_Manager::instance()->fini();
 }
