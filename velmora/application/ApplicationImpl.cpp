@@ -217,6 +217,7 @@ bool ApplicationImpl::changeDirectory(const std::string& in_strDirectory) const
 {
     if (chdir(in_strDirectory.c_str()) != 0)
     {
+        // The first log line may change errno.
         const int iError = errno;
         VELMORA_LOG_ERROR("failed to set current working directory to " << in_strDirectory);
         VELMORA_LOG_ERROR("cannot change to directory " << in_strDirectory << ": "
@@ -269,12 +270,14 @@ bool ApplicationImpl::initializeGlobalConfigAndLogger(const std::vector<std::str
         VELMORA_LOG_ERROR("failed to initialize the Global Configuration");
         return false;
     }
+    // Without the defaults of deprecated parameters, which `hasNoDeprecated` would report.
     hConfig->addDefaults(false);
     VELMORA_LOG(getLogger(), TRACE_LOG_LEVEL,
                 "Configuring the MemLeakDetector from the Global Config");
     // Not fatal: a program runs as well without a leak report.
     if (!MemLeakDetector::sConfigure(*hConfig))
         VELMORA_LOG_ERROR("failed to configure the MemLeakDetector from the Global Configuration.");
+    // The run mode comes before logging, since it selects the configuration file of logging.
     RunMode runMode = RunMode::production;
     if (!readRunMode(*hConfig, runMode))
         return false;
@@ -379,6 +382,7 @@ std::string ApplicationImpl::getProgname() const
     VELMORA_ASSERT_TEXT(!m_origArgVector.empty(), "!m_origArgVector.empty()");
     std::string strBase;
     if (!m_origArgVector.empty())
+        // The macro evaluates its condition in every build, so the call may be part of it.
         VELMORA_ASSERT_TEXT(OS::stripPathAndExtension(m_origArgVector[0], strBase),
                             "OS::stripPathAndExtension(m_origArgVector[0], strBase)");
     return strBase;
@@ -413,6 +417,7 @@ void ApplicationImpl::logProfileStats()
     ACE_Profile_Timer::ACE_Elapsed_Time elapsed{};
     m_profileTimer.elapsed_time(elapsed);
     std::ostringstream text;
+    // The numbers do not depend on the locale of the program.
     text.imbue(std::locale::classic());
     text << "Process " << getpid() << " elapsed time : real=" << elapsed.real_time
          << " kernel=" << elapsed.system_time << " user=" << elapsed.user_time

@@ -168,11 +168,12 @@ class VELMORA_API ApplicationImpl : public virtual Application,
     static const char* getPutEnvOptionName();
 
     /// Throws `std::logic_error` if the first option was given and the second was not. An option
-    /// that only has its default value does not count as given.
+    /// that only has its default value does not count as given. To be called in
+    /// `processCmdlineVarsMap`: `processCmdLineArgs` catches the exception and logs its text.
     static void optionDependency(const boost::program_options::variables_map& in_variables,
                                  const char* in_szForWhat, const char* in_szRequired);
 
-    /// Throws `std::logic_error` if both options were given.
+    /// Throws `std::logic_error` if both options were given; see `optionDependency`.
     static void conflictingOptions(const boost::program_options::variables_map& in_variables,
                                    const char* in_szOption1, const char* in_szOption2);
 

@@ -31,6 +31,7 @@ std::ostream& BuildInfo::ToolInfo::write(std::ostream& out_stream) const
 }
 
 BuildInfo::BuildInfo()
+    // The names of the tools are fixed texts. The build does not determine them or their versions.
     : m_strRevision(VersionControl::getRevision()),
       m_strBranch(VersionControl::getBranchName()), m_tools{{"gcc34", "C Compiler", ""},
                                                             {"g++34", "Linker", ""}}

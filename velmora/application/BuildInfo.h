@@ -9,15 +9,15 @@
 namespace Velmora
 {
 
-/// Holds the revision and the branch that the library was built from, and the tools that it was
-/// built with. The process has one object, even if this code is loaded several times.
+/// Holds the revision and the branch that the library was built from, and a fixed list of tools.
+/// The process has one object, even if this code is loaded several times.
 ///
 /// Thread-safety: all operations may be called on any thread.
 /// Ownership: the exit list owns the object and deletes it before the table of singletons.
 class VELMORA_API BuildInfo
 {
   public:
-    /// A tool that the library was built with. The version is empty if it is not known.
+    /// A tool of the build. The version is empty if it is not known.
     class VELMORA_API ToolInfo
     {
       public:

@@ -32,6 +32,7 @@ bool isTrue(const ROConfiguration& in_configuration, const char* in_szParamName)
 /// Returns 0, or the value of `errno`.
 int removeCoreLimit()
 {
+    // The hard limit is raised as well, which needs a privilege unless it is infinite already.
     const rlimit unlimited{RLIM_INFINITY, RLIM_INFINITY};
     return setrlimit(RLIMIT_CORE, &unlimited) == 0 ? 0 : errno;
 }
@@ -44,6 +45,7 @@ void logCurrentDirectory()
     };
     // Null if, for example, the directory has been removed.
     const std::unique_ptr<char, Free> szDirectory(get_current_dir_name());
+    // A log line may change errno.
     const int iError = errno;
     VELMORA_FILE_LOG_INFO("Current directory for core dumps is: "
                           << (szDirectory == nullptr ? "" : szDirectory.get()));

@@ -113,6 +113,7 @@ class ForkHandlers
     static void parent()
     {
         s_pLocks->unlock();
+        // Copied, since another fork may change it as soon as the gate is open.
         const bool bClosed = s_bClosed;
         Python::InterpreterFork::parent();
         if (!bClosed)
@@ -141,6 +142,8 @@ class ForkHandlers
     {
         const Logger* const pLogger = ::liveFileScopeLogger();
         if (pLogger != nullptr)
+            // The thread that hangs may hold the lock of an appender, so this line does not wait
+            // for one for long.
             logInTime(*pLogger, ERROR_LOG_LEVEL,
                       "a fork went ahead although other threads did not come out of their log "
                       "lines, alarms or other operations within " +

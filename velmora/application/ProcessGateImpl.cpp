@@ -151,6 +151,8 @@ ProcessGate::Thread* ProcessGate::Gate::makeThread() noexcept
     if (pNew == nullptr)
         return nullptr;
     pNew->pNext = m_pFirst.load();
+    // Records are only added and never removed, so a closing thread may walk the list without a
+    // lock.
     while (!m_pFirst.compare_exchange_weak(pNew->pNext, pNew))
         ;
     return pNew;
@@ -218,6 +220,7 @@ bool ProcessGate::Gate::takeTurn(Clock::duration in_pause, Clock::time_point in_
     std::this_thread::sleep_for(in_pause);
     ++m_uiWaiting;
     bool bTaken = false;
+    // Polls, since an atomic has no wait with a limit of time.
     while (true)
     {
         std::thread::id expected{};
@@ -246,6 +249,7 @@ bool ProcessGate::Gate::close(State in_state, Clock::time_point in_end, bool (*i
         m_state.store(in_state);
         orderOthers();
         const Clock::time_point endOfPatience = Clock::now() + patience;
+        // Polls, since a thread that leaves notifies no other thread. That keeps a pass cheap.
         while (true)
         {
             if (isNobodyElseInside(in_state) && in_pFunction(in_pArgument))

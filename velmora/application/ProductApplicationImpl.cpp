@@ -41,6 +41,7 @@ ProductApplication::~ProductApplication() = default;
 ProductApplicationImpl::ProductApplicationImpl(const char* in_szProductName)
     : ApplicationImpl(in_szProductName)
 {
+    // Qualified, as a virtual call in a constructor does not reach an override.
     ProductApplicationImpl::setProductNameWithBrand(in_szProductName);
     // clang-format off
     getAllowedOptions().add_options()

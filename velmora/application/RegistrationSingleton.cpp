@@ -15,6 +15,7 @@ namespace Velmora
 namespace
 {
 
+/// The hash table has buckets for this number of objects from the start.
 constexpr std::size_t s_uiExpectedObjects = 100;
 
 } // namespace

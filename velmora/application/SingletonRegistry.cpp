@@ -24,6 +24,8 @@ SingletonRegistry* SingletonRegistry::getInstance()
     OncePerProcess<SingletonRegistry>& place = SingletonRegistryImpl::placeInProcess();
     if (SingletonRegistry* const pRegistry = place.get())
         return pRegistry;
+    // `ACE_Singleton` puts the registry on the exit list. `fill` returns the registry of another
+    // copy of the library if that copy has filled the place in the meantime.
     return place.fill(ACE_Singleton<SingletonRegistryImpl, ACE_Thread_Mutex>::instance());
 }
 

@@ -41,6 +41,7 @@ StackTrace::StackTrace()
     m_pSymbols = backtrace_symbols(m_addresses.data(), m_iFrames);
 }
 
+// The array and its texts are one block of memory from malloc.
 StackTrace::~StackTrace() { std::free(m_pSymbols); }
 
 void StackTrace::print() const

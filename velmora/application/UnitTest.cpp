@@ -88,6 +88,7 @@ UnitTestSingleton::UnitTestSingleton() : m_pMutex(std::make_unique<ACE_Thread_Mu
 
 UnitTestSingleton::~UnitTestSingleton()
 {
+    // No assertion must reach the object while it is destroyed, so the seam is reset first.
     s_bRunningUnitTest = false;
     AssertionSeam::setUnitTestRecord(nullptr);
     aliveInProcess().clear(this);
@@ -121,6 +122,7 @@ bool UnitTestSingleton::configure(bool in_bObserveAlarms)
 bool UnitTestSingleton::check(bool in_bOutcome, const char* in_szText, const char* in_szFile,
                               int in_iLine)
 {
+    // The texts are copied before the mutex is taken, so that it is held briefly.
     auto pCheck = std::make_unique<Check>(
         Check{in_bOutcome, textOrEmpty(in_szText), textOrEmpty(in_szFile), in_iLine});
     const Guard guard(*m_pMutex);
