@@ -187,7 +187,7 @@ class Program : public ApplicationImpl
     }
 };
 
-/// Prints variables when the program and all objects that it made are destroyed.
+/// Prints variables after the program object and all that it created have been destroyed.
 struct PrintsAtExit
 {
     ~PrintsAtExit()

@@ -1,5 +1,5 @@
-// Two threads log numbered lines while the default configuration of logging is made repeatedly.
-// Prints the number of lines to standard error, or -1 if a configuration failed.
+// Logs numbered lines on two threads while the main thread configures the default logging
+// repeatedly. Prints the number of lines to standard error, or -1 if a configuration failed.
 //
 // reconfigures <rounds>
 

@@ -8,13 +8,13 @@ namespace Velmora
 {
 
 /// Base class of objects that the exit list of the ACE object manager deletes. The constructor puts
-/// the object on the list, which runs last in, first out. So the object is deleted before all
+/// the object on the list. The list runs last in, first out, so the object is deleted before all
 /// objects that were on the list already.
 ///
-/// Ownership: the exit list owns the object. It must be made with `new`, and no other code may
+/// Ownership: the exit list owns the object. It must be created with `new`, and no other code may
 /// delete it.
-/// Failure: an object that is made while the list runs is not put on it and is never deleted.
-/// Thread-safety: objects may be made on any thread. The list runs on the thread that ends the
+/// Failure: an object that is created while the list runs is not put on it and is never deleted.
+/// Thread-safety: objects may be created on any thread. The list runs on the thread that ends the
 /// process.
 class VELMORA_API AceCleanupNoT : public ACE_Cleanup
 {

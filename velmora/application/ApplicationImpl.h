@@ -74,7 +74,7 @@ enum class RunMode;
 /// `initialize` then fails. The registry must not be cleared before `initialize` has returned.
 ///
 /// Failure: `initialize` returns false and logs the reason; it never ends the process. It catches
-/// the exceptions of the reading of the command line, and no others.
+/// exceptions only while it reads the command line.
 /// Thread-safety: for the main thread, before the program starts other threads. `getConfig` may be
 /// called on any thread.
 class VELMORA_API ApplicationImpl : public virtual Application,

@@ -12,9 +12,9 @@ class Logger;
 /// from the last finished change is used.
 inline constexpr const char* s_szINFRA_ABORTONASSERT_PARAM = "keswardin.infra.abortOnAssert";
 
-/// Checks a condition that holds unless the program has a defect. A failed assertion logs one line
-/// at ERROR, and the code after it continues. If the parameter `keswardin.infra.abortOnAssert` is
-/// true at the moment of the failure, it logs at FATAL and aborts the process.
+/// Checks a condition whose failure is a programming error. A failed assertion logs one line at
+/// ERROR, and the code after it continues. If the parameter `keswardin.infra.abortOnAssert` is true
+/// at the moment of the failure, it logs at FATAL and aborts the process.
 ///
 /// Code uses one of the macros below. While the condition holds, each costs one test of a bool.
 ///

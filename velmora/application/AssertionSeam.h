@@ -8,12 +8,12 @@ namespace Velmora
 {
 
 /// Holds what a failed assertion needs from higher floors of the library: the unit test record and
-/// the configuration. Those set their pointers when they are made and reset them before they are
-/// destroyed. While a pointer is null, an assertion does without that part.
+/// the configuration. They set their pointers when they become available and reset them before they
+/// are destroyed. While a pointer is null, an assertion does without that part.
 ///
 /// Thread-safety: the getters may be called on any thread. The setters are called by the code that
-/// starts and ends the library. An object that is set must stay valid while it is set, and its
-/// operations may be called on any thread.
+/// starts and ends the library. An object must stay valid while it is set, and its operations may
+/// be called on any thread.
 class VELMORA_API AssertionSeam
 {
   public:
@@ -37,8 +37,8 @@ class VELMORA_API AssertionSeam
     {
       public:
         /// Returns whether the parameter is defined as a bool, and stores its value in
-        /// `out_bValue`. Never makes a configuration, and never waits while another thread writes:
-        /// it returns false in both cases.
+        /// `out_bValue`. Returns false if there is no configuration, and does not create one.
+        /// Returns false while another thread changes the configuration, and does not wait.
         virtual bool getBoolParameter(const char* in_szName, bool& out_bValue) = 0;
 
         /// Sets the parameter at run time. Returns false if the change is refused.

@@ -5,14 +5,14 @@
 namespace Velmora
 {
 
-/// Prepares to write a core of the running process, but does not write one: that is not
-/// implemented. A file or directory at the path, such as an earlier core, is renamed with the time
-/// (see `File::renameWithTimestamp`). Ten such files are kept. Then an assertion fails.
+/// Renames an earlier core and fails. It is meant to write a core of the running process, but that
+/// is not implemented. A file or directory at the path is renamed with a timestamp (see
+/// `File::renameWithTimestamp`); ten such files are kept. Then an assertion fails.
 ///
 /// Logs on "keswardin.infra.CoreDump".
 ///
-/// Failure: always returns false. A name that is not a regular expression throws as `BoostRegex`
-/// does.
+/// Failure: always returns false. Throws as `BoostRegex` does if the name is not a regular
+/// expression.
 /// Thread-safety: may be called on any thread.
 VELMORA_API bool dumpCore(const char* in_szPath);
 

@@ -19,8 +19,8 @@ class VELMORA_API CountedClassNoT
 
 /// Counts the living objects of a class `T`, which derives from it. Copies count, too.
 ///
-/// Thread-safety: none. The objects must be made and destroyed on one thread at a time.
-/// Failure: the destruction of an object while the count is 0 fails an assertion; the count stays
+/// Thread-safety: none. The objects must be created and destroyed on one thread at a time.
+/// Failure: if an object is destroyed while the count is 0, an assertion fails and the count stays
 /// 0.
 template <class T>
 class VELMORA_API CountedClass : public CountedClassNoT

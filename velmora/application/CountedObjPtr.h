@@ -39,7 +39,7 @@ class CountedBuiltInPtr
   public:
     using element_type = T;
 
-    /// Makes a null pointer, which has no count.
+    /// Constructs a null pointer, which has no count.
     CountedBuiltInPtr() noexcept = default;
     // NOLINTNEXTLINE(google-explicit-constructor): null converts to any pointer.
     CountedBuiltInPtr(std::nullptr_t) noexcept {}
@@ -119,7 +119,7 @@ class CountedBuiltInPtr
     }
 
   protected:
-    /// Makes another pointer to the object that shares the given count.
+    /// Constructs another pointer to an object, which shares the given count.
     CountedBuiltInPtr(T* in_pObject, RefCntClass* in_pCount)
         : m_pObject(in_pObject), m_pCount(in_pCount)
     {
@@ -147,7 +147,7 @@ class CountedBuiltInPtr
             releaseLast(pCount);
     }
 
-    // Not inlined: it is rare, and the code would be repeated at the end of each handle.
+    // Not inlined: it is rare, and the code would be repeated wherever a handle is destroyed.
     [[gnu::noinline]] void releaseLast(RefCntClass* in_pCount)
     {
         if (m_pObject != nullptr)

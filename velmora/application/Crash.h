@@ -17,15 +17,16 @@ inline constexpr const char* s_szINFRA_COREDUMP_WRITEONCRASH_PATH_PARAM =
     "keswardin.infra.coreDump.writeOnCrash.path";
 
 /// Prepares the process for core dumps if `keswardin.infra.coreDump.writeOnCrash` is true. It
-/// removes the limit of the size of core files and changes the working directory of the whole
+/// removes the limit on the size of core files, and changes the working directory of the whole
 /// process to the directory for cores. Relative paths that are opened later start there. No signal
-/// is handled: the kernel writes the core. Warns if `keswardin.infra.abortOnAssert` is true.
+/// is handled: the kernel writes the core. Logs a warning if `keswardin.infra.abortOnAssert` is
+/// true.
 ///
 /// Logs on "keswardin.infra.crash".
 ///
-/// Failure: if the limit cannot be raised, a warning is logged and the working directory stays as
-/// it was. If the working directory cannot be changed, it stays as it was, and a line at INFO gives
-/// the reason. The result is always true, since a program starts without core dumps, too.
+/// Failure: if the limit cannot be raised, logs a warning and leaves the working directory as it
+/// was. If the working directory cannot be changed, logs the reason at INFO. The result is always
+/// true, since a program also starts without core dumps.
 /// Thread-safety: to be called at the start of a program, before it has other threads.
 VELMORA_API bool configureCrashHandling(const ROConfiguration& in_configuration);
 

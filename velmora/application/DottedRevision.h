@@ -19,9 +19,8 @@ class DottedRevisionPeer;
 class VELMORA_API DottedRevision
 {
   public:
-    /// Parses numbers that are separated by single dots. It follows the rules of streams: blanks
-    /// before a number, before a dot and at the end are skipped, and "-1" is the largest value of
-    /// the type.
+    /// Parses numbers that are separated by single dots, as streams read them: blanks before a
+    /// number, before a dot and at the end are skipped, and "-1" is the largest value of the type.
     /// Failure: returns false for any other text, including an empty one. There are no components
     /// then.
     bool initFrom(const char* in_szText);

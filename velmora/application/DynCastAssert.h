@@ -9,8 +9,8 @@ namespace Velmora
 
 class Logger;
 
-/// Logs the failures of a checked downcast, at ERROR. It neither aborts nor counts as a failure in
-/// a unit test.
+/// Logs the failures of a checked downcast, at ERROR. A failure neither aborts nor counts as a
+/// failed check of a unit test.
 ///
 /// Thread-safety: all operations may be called on any thread.
 class VELMORA_API DynCastAssertNoT

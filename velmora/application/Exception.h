@@ -32,7 +32,7 @@ class VELMORA_API ExceptionWithMsg : public virtual Exception, public virtual st
     std::ostream& write(std::ostream& out_stream) const override;
 
     /// Returns the message.
-    /// Ownership: belongs to this object and is valid while the object lives.
+    /// Ownership: the text belongs to this object and is valid while the object lives.
     [[nodiscard]] const char* what() const noexcept override;
 
   private:

@@ -15,18 +15,18 @@ class VELMORA_API FallibleBase
     static void assertUsedInInvalidStateErr(const char* in_szFile, unsigned int in_uiLine);
 };
 
-/// Holds a value or nothing. To read an object without a value is a defect of the program: an
-/// assertion fails, and the read then returns the default or earlier content of the value field.
+/// Holds a value or nothing. Reading an object without a value is a programming error: an assertion
+/// fails, and the read returns whatever the value field holds.
 ///
 /// Thread-safety: belongs to one thread at a time.
 template <class T>
 class Fallible : public FallibleBase
 {
   public:
-    /// Makes an object without a value.
+    /// Constructs an object without a value.
     Fallible() = default;
 
-    /// Makes an object with a value.
+    /// Constructs an object with a value.
     Fallible(const T& in_value) : m_state(s_cValid), m_value(in_value) {}
     Fallible(T&& in_value) : m_state(s_cValid), m_value(std::move(in_value)) {}
 

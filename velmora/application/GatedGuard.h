@@ -78,18 +78,19 @@ struct TryReadLocking
     static void release(Lock& inout_lock) { inout_lock.release(); }
 };
 
-/// Passes the gate and holds a lock, for a scope. Every lock of the library is taken by it.
+/// Passes the gate and holds a lock, for a scope. The library takes its locks by this guard;
+/// "velmora/ungated-locks.list" names the exceptions.
 ///
 ///     const GatedGuard<ACE_Thread_Mutex> guard(m_mutex);
 ///
 /// A fork and a change of the logging configuration wait until the guard is destroyed. A fork does
-/// not wait for a guard that waits for its lock in a thread that holds no other lock of the
-/// library. A line that is logged under the guard is appended after its end. In the child of a
-/// fork, a lock that another thread held is initialised again, and the forking thread still holds
-/// its own.
+/// not wait for a guard that waits for its lock, if its thread holds no other lock of the library.
+/// A line that is logged under the guard is appended after the guard is destroyed. In the child of
+/// a fork, a lock that another thread held is initialised again. The forking thread still holds its
+/// own locks.
 ///
 /// Ownership: the lock belongs to the caller and must outlive the guard.
-/// Thread-safety: a guard belongs to the thread that made it. The guards of a thread must be
+/// Thread-safety: a guard belongs to the thread that created it. The guards of a thread must be
 /// destroyed in reverse order.
 /// Failure: if the lock cannot be taken, the guard holds nothing and `isLocked` returns false. A
 /// guard that takes its lock leaves `errno` unchanged.

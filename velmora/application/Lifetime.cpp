@@ -93,7 +93,7 @@ class ForkHandlers
     static void install()
     {
         Python::InterpreterFork::setInterpreterOfGate();
-        // Made here, as a fork may happen when there is no memory.
+        // Allocated here, as a fork may happen when there is no memory.
         s_pLocks = new Log4cplusAccess::HierarchyLocks(log4cplus::Logger::getDefaultHierarchy());
         pthread_atfork(&prepare, &parent, &child);
     }
@@ -142,8 +142,8 @@ class ForkHandlers
     {
         const Logger* const pLogger = ::liveFileScopeLogger();
         if (pLogger != nullptr)
-            // The thread that hangs may hold the lock of an appender, so this line does not wait
-            // for one for long.
+            // The thread that hangs may hold the lock of an appender. `logInTime` does not wait
+            // long for one.
             logInTime(*pLogger, ERROR_LOG_LEVEL,
                       "a fork went ahead although other threads did not come out of their log "
                       "lines, alarms or other operations within " +
@@ -178,8 +178,8 @@ bool bringUpInOrder()
     getACEBackend();
     RemoteSyslogAppender::registerFactory();
     Logger::sGetConfigMutex();
-    // The parent of all others is made first. Otherwise log4cplus would have to link it in above
-    // them.
+    // The parent of all other loggers is created first. Otherwise log4cplus would have to insert it
+    // above them later.
     Logger().getName();
     bringUpFileScopeLoggers();
     StaticMemAllocator::initializeClass();
@@ -198,7 +198,7 @@ bool bringUpInOrder()
     GlobalConfigSeam::setDatabaseSource(&s_configPropertiesModel);
     RegistrationSingleton::cleanUpAtExit();
     ForkHandlers::install();
-    // Made last, so that its destructor runs before those of the statics above.
+    // Created last, so that its destructor runs before those of the statics above.
     static ExitListCloser s_closer;
     return true;
 }

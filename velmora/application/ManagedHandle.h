@@ -24,13 +24,13 @@ template <class T, class RefCntClass>
 class ManagedHandle
 {
   public:
-    /// Makes a null handle.
+    /// Constructs a null handle.
     ManagedHandle() noexcept = default;
     // NOLINTNEXTLINE(google-explicit-constructor): null converts to any pointer.
     ManagedHandle(std::nullptr_t) noexcept {}
 
-    /// Takes ownership of the object, and of the resource to release after it, if any. A null
-    /// object makes a null handle.
+    /// Takes ownership of the object, and of the resource to release after it, if any. If the
+    /// object is null, the handle is null.
     explicit ManagedHandle(T* in_pObject, ReleaserBase* in_pReleaser = nullptr)
     {
         if (in_pReleaser != nullptr)

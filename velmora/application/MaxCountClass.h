@@ -14,11 +14,11 @@ class VELMORA_API MaxCountClassNoT
     static void maxCountExceeded(unsigned int in_uiCurrentCount, unsigned int in_uiMaxCount);
 };
 
-/// Limits the living objects of a class `T`, which derives from it, to `N`.
+/// Reports when more than `N` objects of a class `T`, which derives from it, live at once.
 ///
 /// Thread-safety: none, as `CountedClass`.
-/// Failure: the constructor of an object above the limit logs at ERROR and fails an assertion. The
-/// object is made nevertheless.
+/// Failure: the constructor of an object above the limit logs at ERROR and fails an assertion, and
+/// then continues.
 template <class T, unsigned int N>
 class VELMORA_API MaxCountClass : public CountedClass<T>, public MaxCountClassNoT
 {

@@ -19,15 +19,16 @@ class VELMORA_API OnDemandSingletonNoT
     /// Returns the logger `keswardin.infra.OnDemandSingleton`.
     static const Logger& sGetLogger();
 
-    /// Returns the mutex that is held while an on-demand singleton is made. The constructor of the
-    /// singleton runs under it. It is recursive, as that constructor may ask for another singleton.
+    /// Returns the mutex that is held while an on-demand singleton is created. The constructor of
+    /// the singleton runs under it. The mutex is recursive, as that constructor may request another
+    /// singleton.
     static ACE_Recursive_Thread_Mutex& sGetMutex();
 };
 
-/// Makes the only object of class `T` in the process when it is first asked for. Each thread keeps
-/// its own pointer to the object, and finds it without a lock.
+/// Creates the only object of class `T` in the process when it is first requested. Each thread
+/// keeps its own pointer to the object, and finds it without a lock.
 ///
-/// `T` has a default constructor, and its name in the singleton registry in `T::s_szSingletonName`.
+/// `T` has a default constructor, and its name in the singleton registry is `T::s_szSingletonName`.
 /// `getInstance` must not be called after the exit list has deleted the object.
 ///
 /// Ownership: the exit list owns the object.
@@ -38,7 +39,7 @@ template <class T>
 class VELMORA_API OnDemandSingleton : public OnDemandSingletonNoT
 {
   public:
-    /// Returns the object, which the first call makes.
+    /// Returns the object. The first call creates it.
     static T* getInstance()
     {
         if (T** const ppSingleton = threadSlot().ts_object())
@@ -68,7 +69,7 @@ class VELMORA_API OnDemandSingleton : public OnDemandSingletonNoT
     static ACE_TSS<T*>* makeThreadSlots()
     {
         auto* const pSlots = new ACE_TSS<T*>;
-        // Makes the key now, before another thread can use the slots.
+        // Creates the key now, before another thread can use the slots.
         pSlots->ts_object(nullptr);
         return pSlots;
     }

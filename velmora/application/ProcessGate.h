@@ -167,7 +167,8 @@ class VELMORA_API ProcessGate
     /// the thread does not wait. Is called when the process is about to end.
     static void stopDeferring() noexcept;
 
-    /// Releases Python's interpreter lock, which this floor does not know. Is set once, at load.
+    /// Functions that release Python's interpreter lock, which this floor does not know. They are
+    /// set once, at load.
     struct Interpreter
     {
         bool (*pIsHeld)();
@@ -176,7 +177,7 @@ class VELMORA_API ProcessGate
     };
     static void setInterpreter(const Interpreter& in_interpreter) noexcept;
 
-    /// Makes the gate. Is called while the library is loaded.
+    /// Creates the gate. Is called while the library is loaded.
     static void initialize();
 
   private:

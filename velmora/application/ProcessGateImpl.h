@@ -38,14 +38,14 @@ class ProcessGate::Gate
     /// Returns whether the gate of the process is open.
     [[nodiscard]] static bool isOpen() { return s_pState->load(s_orderOfLook) == opened; }
 
-    /// Returns the record of the calling thread, which the first pass gives it.
+    /// Returns the record of the calling thread. The first pass assigns one to the thread.
     Thread& threadOfCaller() noexcept;
-    /// Ends the record's use by one copy of the library, for a thread that ends. The last copy
-    /// makes the record free.
+    /// Ends the use of the record by one copy of the library, when its thread ends. After the last
+    /// copy, the record is free.
     void endThread(Thread& inout_thread) noexcept;
 
-    /// Waits until the gate is open, unless the thread may pass the closed gate. The thread has
-    /// `in_uiInside` passes, of which it has none while it waits.
+    /// Waits until the gate is open, unless the thread may pass the closed gate. The thread has no
+    /// passes while it waits, and `in_uiInside` passes when the call returns.
     void waitOutside(Thread& inout_thread, unsigned int in_uiInside) noexcept;
 
     /// Returns whether a fork is in progress that the calling thread has to wait for.
@@ -65,7 +65,7 @@ class ProcessGate::Gate
 
     /// Takes the turn to close the gate, closes it, and calls the function when no other thread is
     /// inside. Repeats that until the function returns true. If the function throws, the exception
-    /// leaves, and the thread still has the turn.
+    /// propagates, and the thread still has the turn.
     /// Failure: returns false when the time is over. The gate is open then, and the thread does not
     /// have the turn.
     [[nodiscard]] bool close(State in_state, Clock::time_point in_end, bool (*in_pFunction)(void*),
@@ -114,9 +114,9 @@ class ProcessGate::Gate
 
     std::atomic<State> m_state{opened};
     /// The number of threads that wait at the gate, or for the turn to close it. While it is 0, no
-    /// thread inside can wait for one of them, so the gate need not be opened for a while.
+    /// thread inside can be waiting for one of them, so the gate can stay closed.
     std::atomic<unsigned int> m_uiWaiting{0};
-    /// Whether the process ends, so that no thread waits any more.
+    /// Whether the process is ending, so that no thread waits any more.
     std::atomic<bool> m_bStopped{false};
     /// The thread that has the turn to close the gate; none by default.
     std::atomic<std::thread::id> m_closer{};

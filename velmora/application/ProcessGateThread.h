@@ -13,17 +13,17 @@ namespace Velmora
 {
 
 /// Order a thread's own store before its next load, as seen by the thread that closes the gate.
-/// Only the compiler is kept from reordering them here; the closing thread imposes the order on the
-/// processor (membarrier). ThreadSanitizer does not know of that, so its builds use sequentially
+/// Here they only prevent the compiler from reordering; the closing thread imposes the order on the
+/// processor (membarrier). ThreadSanitizer does not know about that, so its builds use sequentially
 /// consistent operations.
 inline constexpr std::memory_order s_orderOfPass =
     VELMORA_THREAD_SANITIZER ? std::memory_order_seq_cst : std::memory_order_relaxed;
 inline constexpr std::memory_order s_orderOfLook =
     VELMORA_THREAD_SANITIZER ? std::memory_order_seq_cst : std::memory_order_acquire;
 
-/// The gate's record of a thread. It is reused for another thread after its own has ended, and is
-/// never deleted. Only its thread uses it, except the atomic members. It has a cache line of its
-/// own.
+/// The gate's record of a thread. When the thread has ended, the record is reused for another
+/// thread; it is never deleted. Only its thread uses it, except the atomic members. It has its own
+/// cache line.
 struct alignas(64) ProcessGate::Thread
 {
     struct Held

@@ -17,7 +17,7 @@ class VELMORA_API ProductApplication : public virtual Application
     ~ProductApplication() override;
 
     /// Returns the displayed name: brand, edition and the product's own name.
-    /// Ownership: belongs to this object and is valid until the name is set again.
+    /// Ownership: the text belongs to this object and is valid until the name is set again.
     [[nodiscard]] virtual const char* getProductName() const = 0;
 
     /// Return the first and the second number of the version, or 0 if the version has none.
@@ -28,7 +28,7 @@ class VELMORA_API ProductApplication : public virtual Application
     virtual void setProductNameWithBrand(const char* in_szProductName) = 0;
 
     /// Sets the version from a text such as "2.1.7"; see `DottedRevision::initFrom`.
-    /// Failure: returns false if the text is no version. There is no version then.
+    /// Failure: returns false if the text is not a version. There is no version then.
     virtual bool setDottedRevision(const char* in_szRevision) = 0;
 };
 

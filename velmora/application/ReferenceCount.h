@@ -46,7 +46,7 @@ class TSReferenceCount : public InAccount<"TSReferenceCount">
     void acquireLock()
     {
         ProcessGate::enter();
-        // Without the wrappers of ACE, which take as long as the rest of the copy of a handle.
+        // Bypasses the wrappers of ACE, which take as long as the rest of the copy of a handle.
         pthread_mutex_lock(&m_mutex.lock());
         m_bLocked = true;
     }

@@ -13,8 +13,8 @@ namespace Velmora
 
 /// A pool of shared objects by name. Several objects may have the same name.
 ///
-/// Ownership: shared with the handles that are registered and returned. What is still registered
-/// when the exit list runs is released before any other object of the library dies.
+/// Ownership: shared with the handles that are registered and returned. The exit list releases the
+/// objects that are still registered, before any other object of the library is destroyed.
 /// Thread-safety: all operations may be called on any thread. An object may use the pool in its
 /// destructor.
 /// Failure: a null name fails an assertion. Nothing is registered or found then.

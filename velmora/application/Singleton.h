@@ -5,7 +5,7 @@
 namespace Velmora
 {
 
-/// Deletes an object of the singleton registry as a `T`. This is its clean-up function.
+/// Deletes an object as a `T`. It is the clean-up function that a singleton is registered with.
 template <class T>
 void deleteCleanupFunc(void* in_pObject, void*)
 {
@@ -13,8 +13,8 @@ void deleteCleanupFunc(void* in_pObject, void*)
 }
 
 /// Registers the object as the singleton of that name, and puts it on the exit list, which deletes
-/// it. If another image of the process has registered one of that name before, deletes the new
-/// object and returns the registered one. A singleton is written as follows:
+/// it. If another image of the process has already registered an object under that name, deletes
+/// the new object and returns the registered one. A singleton is written as follows:
 ///
 ///     class CallTable : public InAccount<"CallTable"> { ... };
 ///
@@ -25,7 +25,7 @@ void deleteCleanupFunc(void* in_pObject, void*)
 ///         return pSingleton;
 ///     }
 ///
-/// A variable whose name is `__force_init_singleton__` and the class makes the singleton when its
+/// A variable named `__force_init_singleton__` followed by the class calls `getInstance` when the
 /// image is loaded. The destructor may log and release memory. After the exit list has deleted the
 /// singleton, `getInstance` must not be called.
 ///

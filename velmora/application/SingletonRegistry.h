@@ -10,7 +10,7 @@ namespace Velmora
 /// exit list. A singleton class uses it through "velmora/application/Singleton.h".
 ///
 /// A name maps to one pointer, which is either a plain pointer or a pointer to `Object`. It must be
-/// found in the form in which it was inserted.
+/// looked up by the function that matches its insertion: `find` or `findObject`.
 ///
 /// Thread-safety: all operations may be called on any thread.
 class VELMORA_API SingletonRegistry : public virtual Object
@@ -28,8 +28,8 @@ class VELMORA_API SingletonRegistry : public virtual Object
     /// function, the exit list calls it with the object and the parameter, before it deletes older
     /// objects. Returns the object that has the name: this one, or the one that was registered
     /// before. Returns null for a null object.
-    /// Failure: while the exit list runs, the object is registered but not put on the list, and is
-    /// never deleted.
+    /// Failure: an object that is registered while the exit list runs is not put on it and is never
+    /// deleted.
     virtual void* insert(const char* in_szName, void* in_pObject, void (*in_pCleanup)(void*, void*),
                          void* in_pParam) = 0;
 
@@ -41,7 +41,7 @@ class VELMORA_API SingletonRegistry : public virtual Object
                                  bool in_bDeleteAtExit) = 0;
 
     /// Returns the registry of the process. If the process has several copies of the library, that
-    /// is the registry of the first. It is on the exit list itself, as an older entry than all
+    /// is the registry of the first. The registry is on the exit list itself, and is older than all
     /// singletons.
     static SingletonRegistry* getInstance();
 };

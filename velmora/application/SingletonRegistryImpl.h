@@ -13,7 +13,7 @@ namespace Velmora
 template <class T>
 class OncePerProcess;
 
-/// Implements the table.
+/// Implements the table of singletons.
 ///
 /// Ownership: `SingletonRegistry::getInstance` holds the object of the process. The registered
 /// objects belong to the exit list, or to the code that inserted them without a clean-up function.

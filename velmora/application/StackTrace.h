@@ -9,7 +9,7 @@
 namespace Velmora
 {
 
-/// The call stack of the thread that makes the object, with the innermost function first:
+/// The call stack of the thread that constructs the object, with the innermost function first:
 ///
 ///     StackTrace().log(WARN_LOG_LEVEL);
 ///
@@ -29,12 +29,12 @@ class VELMORA_API StackTrace : public virtual Object
     StackTrace& operator=(const StackTrace&) = delete;
     ~StackTrace() override;
 
-    /// Writes a line "[thread] text" for each function to standard error. The thread is the calling
-    /// one.
+    /// Writes a line "[thread] text" for each function to standard error, with the number of the
+    /// calling thread.
     virtual void print() const;
 
-    /// Logs a line "[thread] text" for each function. The thread is the calling one. The level is
-    /// DEBUG, INFO, WARN, ERROR or FATAL. Any other value, including TRACE, logs at ERROR.
+    /// Logs a line "[thread] text" for each function, with the number of the calling thread. The
+    /// level is DEBUG, INFO, WARN, ERROR or FATAL. Any other value, including TRACE, logs at ERROR.
     virtual void log(LogLevel in_logLevel) const;
 
   private:

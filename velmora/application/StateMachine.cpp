@@ -14,7 +14,7 @@ StateMachineNoT::StateMachineNoT(const StateMachineNoT& in_machine)
 {
 }
 
-// Without a test for self-assignment: that stops the machine, too.
+// An assignment to itself stops the machine, too, so there is no test for it.
 // NOLINTNEXTLINE(bugprone-unhandled-self-assignment)
 StateMachineNoT& StateMachineNoT::operator=(const StateMachineNoT& in_machine)
 {

@@ -10,9 +10,9 @@ namespace Velmora
 
 class Logger;
 
-/// The part of state machines that does not depend on states and events: the name of the initial
-/// state, and a logger. A template derives from it. The template runs the machine and stores its
-/// data for that in the first three fields.
+/// The part of a state machine that does not depend on its states and events: the name of the
+/// initial state, and a logger. A template derives from it, runs the machine, and uses the first
+/// three fields for that.
 ///
 /// A copy is a machine that is not running: only the name of the initial state is copied.
 ///

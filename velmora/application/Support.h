@@ -7,7 +7,7 @@ namespace Velmora
 
 class Logger;
 
-/// Gives access to the logger for messages to the staff that supports an installation.
+/// Provides the logger for messages to the staff that supports an installation.
 ///
 /// Thread-safety: all operations may be called on any thread.
 class VELMORA_API Support

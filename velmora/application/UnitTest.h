@@ -26,8 +26,8 @@ class OnDemandSingleton;
 ///     test.check(sum(2, 2) == 4, "sum(2, 2) == 4", __FILE__, __LINE__);
 ///     return test.logTestResults() ? 0 : 1;
 ///
-/// The process has one object, which is made when it is first asked for. Assertions and alarms are
-/// recorded after `setUnitTestRunning`, which a `UnitTestApplication` calls.
+/// The process has one object, which is created when it is first requested. Assertions and alarms
+/// are recorded after `setUnitTestRunning`, which a `UnitTestApplication` calls.
 ///
 /// Logs on "keswardin.infra.UnitTest".
 ///
@@ -50,14 +50,13 @@ class VELMORA_API UnitTestSingleton : public AlarmRegistry::Observer
 
     ~UnitTestSingleton() override;
 
-    /// Starts to record failed assertions, and also alarms if `configure` asks for them. Only the
-    /// destruction of the object stops that.
+    /// Starts recording failed assertions, and alarms if `configure` requests them. Recording ends
+    /// only when the object is destroyed.
     void setUnitTestRunning();
 
-    /// Makes the object an observer of the alarm registry, if the argument is true. That is not
-    /// undone: after false the object still observes, and alarms are still recorded. Must not be
-    /// called under a lock that other code takes under the mutex of the alarm registry. Returns
-    /// true.
+    /// Registers the object as an observer of the alarm registry, if the argument is true. That is
+    /// not undone: after a later call with false, alarms are still recorded. Must not be called
+    /// under a lock that other code takes under the mutex of the alarm registry. Returns true.
     bool configure(bool in_bObserveAlarms);
 
     /// Records a check and returns its outcome. A null text or file counts as empty.
@@ -94,7 +93,7 @@ class VELMORA_API UnitTestSingleton : public AlarmRegistry::Observer
     bool m_bRegistered = false;
 };
 
-/// Is thrown to end a test after a failed check, if the rest of the test makes no sense.
+/// The exception that ends a test when its remaining checks make no sense.
 class VELMORA_API UnitTestSingleton::UnitTestException : public virtual OutputStreamable
 {
   public:
@@ -108,8 +107,8 @@ class VELMORA_API UnitTestSingleton::UnitTestException : public virtual OutputSt
 };
 
 /// The base class of a program that tests code of the library. A unit test is running from its
-/// construction on. Its own logger, and by default all loggers of the library, log at INFO and
-/// above.
+/// construction on. The level of its own logger is INFO, and by default so is the level of all
+/// loggers of the library.
 ///
 ///     class TrunkTest : public Velmora::UnitTestApplication
 ///     {

@@ -22,7 +22,7 @@ class Probe : public AceCleanupNoT
     const char* m_szName;
 };
 
-/// Makes another object in its destructor.
+/// Creates another object in its destructor.
 class Late : public AceCleanupNoT
 {
   public:

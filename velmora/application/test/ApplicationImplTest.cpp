@@ -46,8 +46,8 @@ using testing::StartsWith;
 
 constexpr const char* s_szLogger = "keswardin.test.Program";
 
-/// A program that does not configure logging, since the test captures the log. It gives the test
-/// access to protected functions.
+/// A program that does not configure logging, since the test captures the log. It exposes the
+/// protected functions.
 class Program : public ApplicationImpl
 {
   public:

@@ -20,7 +20,7 @@ namespace Velmora::Test
 class BufferedFileLog
 {
   public:
-    /// Makes the appender. The format of a line is "logger|LEVEL|text".
+    /// Creates the appender. The format of a line is "logger|LEVEL|text".
     [[nodiscard]] log4cplus::SharedAppenderPtr makeAppender() const
     {
         log4cplus::SharedAppenderPtr pAppender(

@@ -194,7 +194,7 @@ TYPED_TEST(HandleOf, HandlesMoveAboutInContainers)
 namespace
 {
 
-/// Gives access to the protected members of a handle.
+/// Exposes the protected members of a handle.
 class Probe : public CountedBuiltInPtr<Leg, TSReferenceCount, DeleteCountedObjDeleter<Leg>>
 {
   public:

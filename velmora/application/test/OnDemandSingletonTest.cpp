@@ -37,7 +37,7 @@ class Recorder
     static inline std::atomic<int> s_iMade{0};
 };
 
-/// Makes another singleton in its constructor, under the same mutex.
+/// Creates another singleton in its constructor, under the same mutex.
 class Outer
 {
   public:
@@ -45,7 +45,7 @@ class Outer
     Recorder* pRecorder = OnDemandSingleton<Recorder>::getInstance();
 };
 
-/// Another object is registered under the name while this one is made.
+/// Another object is registered under the name while this one is constructed.
 class Overtaken
 {
   public:
@@ -62,7 +62,7 @@ class Overtaken
     static inline Overtaken* s_pFirst = nullptr;
 };
 
-/// Gives access to the slots of the threads.
+/// Exposes the slots of the threads.
 class RecorderSlots : public OnDemandSingleton<Recorder>
 {
   public:

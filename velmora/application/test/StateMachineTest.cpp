@@ -21,7 +21,7 @@ namespace
 
 constexpr const char* s_szNoName = "StateMachineNoTUndefStateName";
 
-/// Gives access to the fields, as a template that runs a machine has it.
+/// Exposes the fields, as a template that runs a machine sees them.
 class Machine : public StateMachineNoT
 {
   public:

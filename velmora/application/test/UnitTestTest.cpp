@@ -79,7 +79,7 @@ void onThreads(int in_iThreads, const std::function<void()>& in_function)
         thread.join();
 }
 
-/// Gives access to the protected functions.
+/// Exposes the protected functions.
 class TestProgram : public UnitTestApplication
 {
   public:
