@@ -5,15 +5,15 @@
 namespace Velmora
 {
 
-/// An alarm that stands for several: it is on while its own state is on or one of the alarms that
-/// it watches is. Without any it is like an `AlarmImpl`.
+/// Combines several alarms into one: is on while its own state is on or at least one of the alarms
+/// that it watches is on. If it watches none, it behaves like an `AlarmImpl`.
 ///
-/// The severity is 40000 whatever the argument is, unless a derived class passes another one to
-/// `AlarmImpl`.
+/// The severity is 40000 whatever the constructor's argument is, unless a derived class passes
+/// another one to `AlarmImpl`.
 ///
 /// Logs on "keswardin.infra.AlarmImpl".
 ///
-/// Thread-safety, ownership: as `AlarmStateHashAlarmImpl`.
+/// Thread-safety, ownership: as for `AlarmStateHashAlarmImpl`.
 class VELMORA_API AggregateAlarmImpl : public virtual Alarm, public AlarmStateHashAlarmImpl
 {
   public:
@@ -22,14 +22,14 @@ class VELMORA_API AggregateAlarmImpl : public virtual Alarm, public AlarmStateHa
 
     void onNewAlarmState() override;
 
-    /// Sets the alarm's own state. While a watched alarm is on, that shows when the last one has
-    /// gone off.
+    /// Sets the alarm's own state. While a watched alarm is on, the change only becomes visible
+    /// when the last watched alarm goes off.
     void setState(State in_state) override;
 
   private:
-    /// Whether an alarm that is watched is on.
+    /// Whether a watched alarm is on.
     bool m_bAnyAlarmOn = false;
-    /// What was asked for.
+    /// The state of the last `setState`.
     State m_ownState = ALARM_OFF;
 };
 

@@ -6,10 +6,10 @@
 namespace Velmora
 {
 
-/// The one alarm of overload of the system, "system.overload", on whenever a source is (see
-/// `SystemOverloadAlarmImpl`). The severity is 40000.
+/// The system's overload alarm, "system.overload". It is on while at least one source of overload
+/// is on (see `SystemOverloadAlarmImpl`). The severity is 40000.
 ///
-/// Thread-safety, ownership: as `AlarmStateHashAlarmImpl`.
+/// Thread-safety, ownership: as for `AlarmStateHashAlarmImpl`.
 class VELMORA_API AggregateSystemOverloadAlarm : public SystemOverloadAlarm,
                                                  public AggregateAlarmImpl
 {
@@ -17,14 +17,14 @@ class VELMORA_API AggregateSystemOverloadAlarm : public SystemOverloadAlarm,
     AggregateSystemOverloadAlarm();
     ~AggregateSystemOverloadAlarm() override;
 
-    /// The one of the process, made and registered by the first call. Null once it has gone, with
-    /// `AlarmRegistry::clear` or at exit; it is not made again.
-    /// Ownership: the registry's. Where another alarm has the id there already, it is in no
-    /// registry, and the exit list deletes it.
+    /// Returns the alarm of the process. The first call makes and registers it. Returns null once
+    /// `AlarmRegistry::clear` or the exit list has deleted it; it is not made again.
+    /// Ownership: the registry's. If the registry already has another alarm with that id, this
+    /// alarm is not registered, and the exit list deletes it.
     /// Thread-safety: may be called on any thread; locks the registry's mutex.
     static AggregateSystemOverloadAlarm* sGetRegistryInstance();
 
-    /// Whether it has been made and not yet gone.
+    /// Returns true if the alarm has been made and has not been deleted.
     /// Thread-safety: may be called on any thread; takes no lock.
     [[nodiscard]] static bool sIsThere();
 };

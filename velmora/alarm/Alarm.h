@@ -13,11 +13,12 @@
 namespace Velmora
 {
 
-/// Something that an operator cares about and that is either on or off: the system is overloaded,
-/// the configuration has errors. Two alarms that write the same id are the same alarm to the
-/// `AlarmRegistry` and to alarms that watch others.
+/// A condition that an operator needs to know about and that is either on or off: the system is
+/// overloaded, the configuration has errors. The `AlarmRegistry`, and alarms that watch others,
+/// identify an alarm by its id: to them, two alarms with the same id are the same alarm.
 ///
-/// A program derives from `AlarmImpl`, which keeps state and observers, and says what the alarm is:
+/// A program derives from `AlarmImpl`, which keeps the state and the observers, and defines the id
+/// and the description:
 ///
 ///     class LicenceAlarm : public virtual AlarmImpl
 ///     {
@@ -26,8 +27,8 @@ namespace Velmora
 ///         std::ostream& writeDescription(std::ostream& out_stream) const override;
 ///     };
 ///
-/// Thread-safety: none, as of all alarms. Threads that may use an alarm at the same time do so
-/// through the handle that `AlarmRegistry::addAlarm` gives.
+/// Thread-safety: none, for this and all other alarms. Threads that use an alarm concurrently must
+/// use the handle that `AlarmRegistry::addAlarm` returns.
 class VELMORA_API Alarm : public virtual Object,
                           public virtual Resettable,
                           public virtual OutputStreamable
@@ -39,7 +40,7 @@ class VELMORA_API Alarm : public virtual Object,
         ALARM_ON = 1
     };
 
-    /// The level of the line that says that an alarm is on. Any other `LogLevel` is legal too.
+    /// The level of the line that an alarm logs when it goes on. Any other `LogLevel` is valid too.
     enum Severity : int
     {
         ERROR_SEVERITY = ERROR_LOG_LEVEL,
@@ -55,41 +56,43 @@ class VELMORA_API Alarm : public virtual Object,
     Alarm& operator=(const Alarm&) = delete;
     ~Alarm() override;
 
-    /// Turns the alarm off. Gives true.
+    /// Turns the alarm off. Returns true.
     bool reset() override;
 
-    /// ERROR_SEVERITY unless the class has another; always so for a handle of the registry.
+    /// Returns the severity: ERROR_SEVERITY unless the class overrides it. A handle of the registry
+    /// always returns ERROR_SEVERITY.
     [[nodiscard]] virtual Severity getSeverity() const;
 
-    /// What `writeAlarmId` writes.
+    /// Stores the text that `writeAlarmId` writes.
     virtual void getAlarmId(std::string& out_strId) const;
 
     /// Writes the id and returns the stream.
     virtual std::ostream& writeAlarmId(std::ostream& out_stream) const = 0;
 
-    /// Writes what the alarm means to an operator and returns the stream.
+    /// Writes a description of the alarm for operators and returns the stream.
     virtual std::ostream& writeDescription(std::ostream& out_stream) const = 0;
 
-    /// Writes id and state, as in "Alarm [system.overload] : ALARM_ON", and returns the stream.
+    /// Writes the id and the state, as in "Alarm [system.overload] : ALARM_ON", and returns the
+    /// stream.
     std::ostream& write(std::ostream& out_stream) const override;
 
     [[nodiscard]] virtual State getState() const = 0;
 
-    /// Asks for a state. What comes of it, and whether observers hear of it, is said by the class.
+    /// Requests a state. The class defines which state results and whether observers are called.
     virtual void setState(State in_state) = 0;
 
     /// Turns the alarm on.
     virtual void set();
 
-    /// Adds an observer behind the others; one that is added twice is called twice.
-    /// Ownership: the caller's. The observer must stay until it is removed or the alarm has gone.
+    /// Adds an observer after the existing ones. An observer that is added twice is called twice.
+    /// Ownership: the caller's. The observer must live until it is removed or the alarm is deleted.
     virtual void addObserver(LimitedObjPtr<Observer> in_pObserver) = 0;
 
-    /// Removes the first entry that is that observer, if there is one.
+    /// Removes the first entry for that observer, if there is one.
     virtual void removeObserver(LimitedObjPtr<Observer> in_pObserver) = 0;
 };
 
-/// Hears of the changes of the alarms that it was added to.
+/// Is called when an alarm that it was added to changes its state.
 class VELMORA_API Alarm::Observer : public virtual Object
 {
   public:
@@ -98,8 +101,9 @@ class VELMORA_API Alarm::Observer : public virtual Object
     Observer& operator=(const Observer&) = default;
     ~Observer() override;
 
-    /// The alarm has that state now. Must not add or remove observers of that alarm. If the alarm
-    /// was changed through a handle of the registry, the registry's mutex is held.
+    /// Is called after the alarm's state has changed to `in_state`. Must not add or remove
+    /// observers of that alarm. If the alarm was changed through a handle of the registry, the
+    /// registry's mutex is held.
     virtual void newAlarmState(const Alarm& in_alarm, State in_state) = 0;
 };
 

@@ -9,10 +9,10 @@
 namespace Velmora
 {
 
-/// The id of an alarm as a text, without an allocation in the usual case.
+/// The id of an alarm as a text. Normally made without an allocation.
 ///
-/// Failure: the constructor throws `std::bad_alloc` without memory for all of it, as a part of it
-/// could be the id of another alarm.
+/// Failure: the constructor throws `std::bad_alloc` if there is not enough memory for the whole id.
+/// A truncated id could be that of another alarm.
 /// Thread-safety: belongs to the thread that made it.
 class AlarmId
 {
@@ -23,7 +23,7 @@ class AlarmId
                    [&in_alarm](std::ostream& out_stream) { in_alarm.writeAlarmId(out_stream); });
     }
 
-    /// Ownership: this object's.
+    /// Returns the id. Ownership: this object's.
     [[nodiscard]] const std::string& text() const { return m_text.text(); }
 
   private:

@@ -8,20 +8,20 @@
 namespace Velmora
 {
 
-/// The logger "admin.alarm", to which the changes of all alarms go. The pointer stays as it is when
-/// the exit list deletes the logger, see `AceCleanupLogger::ifAlive`.
+/// Returns the logger "admin.alarm", on which all alarms log their changes. The exit list deletes
+/// the logger; the pointer is the same afterwards, see `AceCleanupLogger::ifAlive`.
 /// Thread-safety: may be called on any thread.
 VELMORA_API AceCleanupLogger* adminAlarmLogger();
 
-/// An alarm that has a state, and says so: each change is a line on "admin.alarm", at the alarm's
-/// severity when it goes on and at INFO when it goes off, and then a call of each observer, in the
-/// order in which they were added. The alarm starts off.
+/// Stores the state of an alarm and reports its changes. On each change it logs a line on
+/// "admin.alarm", at the alarm's severity when it goes on and at INFO when it goes off. Then it
+/// calls the observers in the order in which they were added. The alarm is off at first.
 ///
-/// It is a shared base, so the most derived class constructs it and chooses its severity. Classes
-/// of this room that have a severity of their own put it into place in their constructors.
+/// This is a virtual base class, so the most derived class constructs it and chooses the severity.
+/// Classes of the library that have a severity of their own store it in their constructors.
 ///
 /// Thread-safety: none, see `Alarm`.
-/// Failure: what a `write` or an observer throws leaves the alarm in its new state.
+/// Failure: an exception of `write` or of an observer leaves the alarm in its new state.
 class VELMORA_API AlarmImpl : public virtual Alarm
 {
   public:
@@ -31,7 +31,7 @@ class VELMORA_API AlarmImpl : public virtual Alarm
     [[nodiscard]] Severity getSeverity() const override;
     [[nodiscard]] State getState() const override;
 
-    /// Does nothing if the alarm has that state.
+    /// Changes the state, logs and calls the observers. Does nothing if the alarm has that state.
     void setState(State in_state) override;
 
     void addObserver(LimitedObjPtr<Observer> in_pObserver) override;
@@ -41,7 +41,7 @@ class VELMORA_API AlarmImpl : public virtual Alarm
     /// Calls all observers with the current state.
     void notifyObservers();
 
-    /// Stores the state. True if it is another one than before.
+    /// Stores the state. Returns true if it differs from the old one.
     bool storeState(State in_state)
     {
         if (in_state == m_state) [[likely]]
@@ -50,7 +50,7 @@ class VELMORA_API AlarmImpl : public virtual Alarm
         return true;
     }
 
-    /// Replaces the severity, for the constructor of a class that has one of its own.
+    /// Replaces the severity. For constructors of classes that have a severity of their own.
     void storeSeverity(Severity in_severity) { m_severity = in_severity; }
 
   private:

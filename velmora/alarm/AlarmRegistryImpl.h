@@ -20,15 +20,15 @@ namespace Test
 class AlarmRegistryPeer;
 }
 
-/// The registry itself. One object serves all copies of the library in the process.
+/// Implements the registry. One object serves all copies of the library in the process.
 ///
 /// Ownership: the exit list's.
-/// Thread-safety: as `AlarmRegistry`.
-/// Failure: if its mutex cannot be locked, an operation goes on without.
+/// Thread-safety: as for `AlarmRegistry`.
+/// Failure: if the mutex cannot be locked, an operation continues without it.
 class VELMORA_API AlarmRegistryImpl : public AlarmRegistry
 {
   public:
-    /// Holds the mutex, for operations that are to be one.
+    /// Holds the mutex for a scope, to make several operations atomic.
     class Lock
     {
       public:
@@ -40,7 +40,7 @@ class VELMORA_API AlarmRegistryImpl : public AlarmRegistry
 
     static AlarmRegistryImpl* getInstance();
 
-    /// The same, but null once the exit list has deleted it.
+    /// Returns the registry, or null once the exit list has deleted it.
     static AlarmRegistryImpl* ifAlive();
 
     ~AlarmRegistryImpl() override;
@@ -52,7 +52,7 @@ class VELMORA_API AlarmRegistryImpl : public AlarmRegistry
     void removeObserver(LimitedObjPtr<Observer> in_pObserver) override;
     void clear() override;
 
-    /// Calls all observers. The caller has the lock.
+    /// Calls all observers. The caller holds the lock.
     void notifyObservers(const Alarm& in_alarm) const;
 
   private:
@@ -64,15 +64,16 @@ class VELMORA_API AlarmRegistryImpl : public AlarmRegistry
 
     AlarmRegistryImpl();
 
-    /// Goes on with another table.
+    /// Replaces the table of alarms and deletes the old one, the latter without the mutex.
     void letGoOfAlarms(AlarmHash in_table);
 
-    /// Takes the new entry over, and leaves it null, unless there is one with that id. Gives what
-    /// is there now.
+    /// Inserts the new entry and sets the pointer to null, unless there is an entry with that id.
+    /// Returns the entry that the table holds afterwards.
     LimitedObjPtr<Alarm> insertOrFind(const std::string& in_strId, MutexedAlarmPtr& inout_pNew);
 
-    /// Guards everything here, and every alarm that is reached through a handle. Recursive, as
-    /// observers and appenders run under it.
+    /// Guards `m_alarmHash`, `m_observers` and every alarm while it is used through its handle.
+    /// Observers and the code of alarms run while it is held. Recursive, as they may use the
+    /// registry and its handles.
     mutable ACE_Recursive_Thread_Mutex m_mutex;
 
     AlarmHash m_alarmHash;

@@ -7,16 +7,18 @@
 namespace Velmora
 {
 
-/// An alarm that several sources share: it goes on with the first request for on, and off with the
-/// last request for off. Each call of `setState` is one request, whatever the state is.
+/// An alarm that several sources share. It goes on with the first request for on, and off when each
+/// request for on has been matched by one for off. Each call of `setState` is one request, whatever
+/// the current state is.
 ///
-/// Behind a handle of the registry only the first request for on and the first for off arrive, as
+/// Through a handle of the registry only the first request for on and the first for off arrive, as
 /// the handle drops requests for the state that the alarm has.
 ///
 /// Logs on "keswardin.infra.AlarmImpl".
 ///
 /// Thread-safety: none, see `Alarm`.
-/// Failure: more requests for off than for on fail an assertion and change nothing.
+/// Failure: a request for off without a matching request for on fails an assertion and changes
+/// nothing.
 class VELMORA_API CountedStateAlarmImpl : public virtual AlarmImpl
 {
   public:
@@ -26,7 +28,7 @@ class VELMORA_API CountedStateAlarmImpl : public virtual AlarmImpl
     void setState(State in_state) override;
 
   private:
-    /// How many more requests for on than for off there were.
+    /// The number of requests for on that no request for off has matched.
     std::uint32_t m_uiNumOn = 0;
 };
 

@@ -5,16 +5,16 @@
 namespace Velmora
 {
 
-/// An alarm that others hide: it is on while its own state is on and none of the alarms that it
-/// watches is. It comes and goes with the mask like with its own state, with a line and a call of
-/// its observers.
+/// An alarm that other alarms mask: it is on while its own state is on and none of the alarms that
+/// it watches is on. When masking or unmasking changes its state, it logs a line and calls its
+/// observers, as for a change of its own state.
 ///
-/// The severity is 40000 whatever the argument is, unless a derived class passes another one to
-/// `AlarmImpl`.
+/// The severity is 40000 whatever the constructor's argument is, unless a derived class passes
+/// another one to `AlarmImpl`.
 ///
 /// Logs on "keswardin.infra.AlarmImpl".
 ///
-/// Thread-safety, ownership: as `AlarmStateHashAlarmImpl`.
+/// Thread-safety, ownership: as for `AlarmStateHashAlarmImpl`.
 class VELMORA_API MaskableAlarmImpl : public virtual Alarm, public AlarmStateHashAlarmImpl
 {
   public:
@@ -23,13 +23,14 @@ class VELMORA_API MaskableAlarmImpl : public virtual Alarm, public AlarmStateHas
 
     void onNewAlarmState() override;
 
-    /// Sets the alarm's own state. While it is hidden, that shows when the mask lifts.
+    /// Sets the alarm's own state. While the alarm is masked, the change only becomes visible when
+    /// the last watched alarm goes off.
     void setState(State in_state) override;
 
   private:
-    /// Whether an alarm that is watched is on.
+    /// Whether a watched alarm is on, which masks this one.
     bool m_bAnyAlarmOn = false;
-    /// What was asked for.
+    /// The state of the last `setState`.
     State m_ownState = ALARM_OFF;
 };
 

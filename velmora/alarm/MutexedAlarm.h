@@ -9,8 +9,8 @@ namespace Velmora
 
 class AlarmRegistryImpl;
 
-/// The handle of an alarm: does each operation under the registry's mutex, and calls the registry's
-/// observers at changes.
+/// The handle of an alarm. Performs each operation under the registry's mutex, and calls the
+/// registry's observers after a change.
 ///
 /// Thread-safety: all operations may be called on any thread.
 /// Ownership: the registry's. Owns the alarm.

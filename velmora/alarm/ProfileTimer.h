@@ -12,8 +12,9 @@
 namespace Velmora
 {
 
-/// ACE's timer of the process, and the idle time of the system. 100 less the idle time is what a
-/// monitor of the processors is fed with; the time between two calls is what it measures.
+/// Combines ACE's timer of the process with the idle time of the system. To monitor the processors,
+/// a program pushes 100 minus the idle time to a monitor. Each value covers the time since the
+/// previous call.
 ///
 ///     ProfileTimer timer;
 ///     double dIdle = 0;
@@ -29,7 +30,7 @@ class VELMORA_API ProfileTimer : public ACE_Profile_Timer,
     ProfileTimer();
     ~ProfileTimer() override;
 
-    /// As `LinuxProfileTimer` has it.
+    /// As `LinuxProfileTimer::getSystemIdleTime`.
     bool getSystemIdleTime(double& out_dPercent) override;
 
   private:

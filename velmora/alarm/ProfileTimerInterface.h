@@ -6,7 +6,7 @@
 namespace Velmora
 {
 
-/// How busy the processors of the machine are. Each platform has an implementation.
+/// Measures how idle the processors of the machine are. Each platform has an implementation.
 class VELMORA_API ProfileTimerInterface : public virtual Object
 {
   public:
@@ -15,9 +15,9 @@ class VELMORA_API ProfileTimerInterface : public virtual Object
     ProfileTimerInterface& operator=(const ProfileTimerInterface&) = delete;
     ~ProfileTimerInterface() override;
 
-    /// Gives the share of time, in percent, in which the processors had nothing to do since the
-    /// last call.
-    /// Failure: false, and the argument is left alone.
+    /// Stores the share of the time since the last call, in percent, in which the processors were
+    /// idle.
+    /// Failure: returns false and leaves the argument unchanged.
     virtual bool getSystemIdleTime(double& out_dPercent) = 0;
 };
 

@@ -7,14 +7,15 @@
 namespace Velmora
 {
 
-/// Stands in the registry for an alarm that a Python object owns, and keeps the object alive.
+/// Represents in the registry an alarm that a Python object owns, and keeps the object alive.
 ///
-/// Thread-safety: none; passes everything on, without a lock and without that of the interpreter.
+/// Thread-safety: none. Forwards all calls to the alarm without taking a lock, including the
+/// interpreter lock.
 /// Ownership: the registry's. The Python object owns the alarm.
 class PyRedirectAlarm : public virtual Alarm, public InAccount<"PyRedirectAlarm">
 {
   public:
-    /// The alarm is that of the object.
+    /// `in_pAlarm` must be the alarm that the object owns.
     PyRedirectAlarm(const TSPyObjPtr& in_pObject, Alarm* in_pAlarm);
     ~PyRedirectAlarm() override;
 

@@ -14,26 +14,27 @@ namespace Velmora
 
 class ROConfiguration;
 
-/// Names of the parameters of a monitor, behind the prefix that the program chooses.
+/// Names of the parameters of a monitor, which follow the prefix that the program chooses.
 inline constexpr const char* s_szRESOURCE_MONITOR_AVG_WINDOW_SIZE_PARAM = "averageWindowSize";
 inline constexpr const char* s_szRESOURCE_MONITOR_SET_ALARM_THRESHOLD_PARAM = "setAlarmThreshold";
 inline constexpr const char* s_szRESOURCE_MONITOR_RESET_ALARM_THRESHOLD_PARAM =
     "resetAlarmThreshold";
 
-/// Turns how much of a resource is in use into an alarm: the alarm goes on when the average of the
-/// last observations reaches one threshold, and off when it is below a lower one. Between the two
-/// it stays as it is.
+/// Sets an alarm by the usage of a resource. The alarm goes on when the average of the last
+/// observations reaches the set threshold, and off when the average falls below the lower reset
+/// threshold. Between the two it keeps its state.
 ///
 ///     AverageResourceUsageMonitor monitor;
 ///     if (monitor.configure(pAlarm, "keswardin.system.cpu.monitor", config))
-///         monitor.pushObservation(dPercent);       // again and again, at the program's period
+///         monitor.pushObservation(dPercent);       // periodically, on a timer of the program
 ///
-/// The alarm is called at every observation whose average is above the one threshold or below the
-/// other, so give it one that ignores the state that it has: not a `CountedStateAlarmImpl`.
+/// The monitor calls the alarm at every observation whose average has reached the set threshold or
+/// is below the reset threshold, not only at the first. The alarm must therefore ignore requests
+/// for the state that it has; a `CountedStateAlarmImpl` does not.
 ///
 /// Thread-safety: belongs to one thread at a time. Other threads may use the alarm if it is a
-/// handle of the `AlarmRegistry`. Ownership: the alarm is not owned, must outlive the monitor's use
-/// and stays in its last state when the monitor goes.
+/// handle of the `AlarmRegistry`. Ownership: does not own the alarm, which must live as long as the
+/// monitor uses it. The alarm keeps its last state when the monitor is destroyed.
 class VELMORA_API AverageResourceUsageMonitor : public CachedLLLogger
 {
   public:
@@ -42,33 +43,34 @@ class VELMORA_API AverageResourceUsageMonitor : public CachedLLLogger
     AverageResourceUsageMonitor& operator=(const AverageResourceUsageMonitor&) = delete;
     ~AverageResourceUsageMonitor() override;
 
-    /// Forgets all observations and goes on with these. The alarm is not called. The window is a
-    /// number of observations, at least 1.
-    /// Failure: false, and an assertion if the alarm is null or the first threshold is not below
-    /// the second.
+    /// Replaces the configuration and discards all observations. Does not call the alarm. The
+    /// window size is a number of observations, at least 1.
+    /// Failure: returns false, and fails an assertion if the alarm is null or the reset threshold
+    /// is not below the set threshold.
     bool configure(const LimitedObjPtr<Alarm>& in_pAlarm, double in_dResetAlarmThreshold,
                    double in_dSetAlarmThreshold, unsigned long in_uiAverageWindowSize);
 
-    /// The same with what a configuration has under a prefix, which may be empty. The thresholds
-    /// have single precision.
-    /// Failure: false, also with an ERROR that names a parameter which is not defined or, as a
-    /// window, below 1.
+    /// The same with the parameters that a configuration has under a prefix, which may be empty.
+    /// The thresholds are read in single precision.
+    /// Failure: as above. Also returns false, with an ERROR that names the parameter, if one is not
+    /// defined or the window size is below 1.
     bool configure(const LimitedObjPtr<Alarm>& in_pAlarm, const char* in_szPrefix,
                    const ROConfiguration& in_config);
 
-    /// Adds an observation, and turns the alarm on or off by the average of those in the window,
-    /// which need not be full.
-    /// Failure: false and an assertion before `configure` has succeeded.
+    /// Adds an observation, and turns the alarm on or off by the average of the observations in the
+    /// window. The window need not be full.
+    /// Failure: returns false and fails an assertion if `configure` has not succeeded before.
     bool pushObservation(const double& in_dValue);
 
-    /// Reads a parameter under a prefix.
-    /// Failure: false, an ERROR with its name, and the argument is left alone.
+    /// Read a parameter under a prefix.
+    /// Failure: return false, log an ERROR with its name and leave the argument unchanged.
     bool getConfigParameter(const ROConfiguration& in_config, const char* in_szPrefix,
                             const char* in_szName, unsigned long& out_uiValue) const;
     bool getConfigParameter(const ROConfiguration& in_config, const char* in_szPrefix,
                             const char* in_szName, double& out_dValue) const;
 
   private:
+    /// Logs that the parameter is not defined. Returns false.
     bool logMissing(const std::string& in_strKey) const;
 
     std::unique_ptr<SlidingWindowAvgComputer> m_pAvgComputer;

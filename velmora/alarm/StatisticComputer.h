@@ -9,21 +9,22 @@
 namespace Velmora
 {
 
-/// The least and the greatest of the numbers that it was given. A NaN is ignored.
+/// Computes the minimum and the maximum of the numbers that are added. Ignores a NaN.
 ///
-/// Thread-safety: belongs to one thread at a time, as all computers.
+/// Thread-safety: belongs to one thread at a time, like all classes of this file.
 class VELMORA_API MinMaxComputer
 {
   public:
-    /// Forgets all numbers.
+    /// Discards all numbers.
     void reset();
 
     void addData(double in_dValue);
 
-    /// The least number; invalid if there was none below the greatest finite double.
+    /// Returns the minimum. The result is invalid if no number was below the greatest finite
+    /// double.
     [[nodiscard]] Fallible<double> getMin() const;
 
-    /// The greatest number; invalid if there was none above the least finite double.
+    /// Returns the maximum. The result is invalid if no number was above the lowest finite double.
     [[nodiscard]] Fallible<double> getMax() const;
 
   private:
@@ -33,11 +34,11 @@ class VELMORA_API MinMaxComputer
     double m_dMax = -s_dGreatest;
 };
 
-/// The last numbers that it was given, as many as its window holds.
+/// Keeps the last numbers that were added, as many as its window holds.
 class VELMORA_API SlidingWindowStatisticComputer
 {
   public:
-    /// A window holds at least one number.
+    /// The window holds at least one number, even if `in_uiWindowSize` is 0.
     explicit SlidingWindowStatisticComputer(unsigned long in_uiWindowSize);
 
     /// Adds a number, and drops the oldest if the window is full.
@@ -47,7 +48,7 @@ class VELMORA_API SlidingWindowStatisticComputer
     void reset();
 
   protected:
-    /// The numbers, the oldest in front.
+    /// Returns the numbers, the oldest first.
     [[nodiscard]] const std::deque<double>& getData() const { return m_data; }
 
   private:
@@ -55,7 +56,7 @@ class VELMORA_API SlidingWindowStatisticComputer
     unsigned long m_uiWindowSize;
 };
 
-/// The average of the last numbers that it was given.
+/// Computes the average of the last numbers that were added.
 class VELMORA_API SlidingWindowAvgComputer : public SlidingWindowStatisticComputer
 {
   public:
@@ -63,16 +64,18 @@ class VELMORA_API SlidingWindowAvgComputer : public SlidingWindowStatisticComput
 
     void addData(double in_dValue);
 
-    /// The average of what the window holds, which need not be full; invalid if it is empty. The
-    /// first call after `addData` adds all numbers up, later ones do not.
+    /// Returns the average of the numbers in the window, which need not be full. The result is
+    /// invalid if the window is empty. The first call after `addData` adds up all numbers; later
+    /// calls use that sum.
     [[nodiscard]] Fallible<double> getAvg() const;
 
   private:
+    /// The sum of the numbers in the window, if `m_bSumValid`.
     mutable double m_dSum = 0;
     mutable bool m_bSumValid = true;
 };
 
-/// The least and the greatest of all numbers, and the average of the last ones.
+/// Computes the minimum and the maximum of all numbers, and the average of the last ones.
 class VELMORA_API MinMaxAvgComputer : public MinMaxComputer, public SlidingWindowAvgComputer
 {
   public:
@@ -80,7 +83,7 @@ class VELMORA_API MinMaxAvgComputer : public MinMaxComputer, public SlidingWindo
 
     void addData(double in_dValue);
 
-    /// Forgets all numbers.
+    /// Discards all numbers.
     void reset();
 };
 

@@ -5,7 +5,7 @@
 namespace Velmora
 {
 
-/// An alarm of the system as a whole. Its id begins with "system".
+/// Base class of alarms that concern the system as a whole. Their ids begin with "system".
 ///
 /// Thread-safety: none, see `Alarm`; the static operations may be called on any thread.
 class VELMORA_API SystemAlarm : public virtual Alarm

@@ -6,7 +6,7 @@
 namespace Velmora
 {
 
-/// "system.configuration.error": the program could not start with its configuration.
+/// The alarm "system.configuration.error": the program could not start with its configuration.
 ///
 /// Thread-safety: none, see `Alarm`; the static operations may be called on any thread.
 class VELMORA_API SystemConfigurationErrorAlarm : public SystemAlarm, public virtual AlarmImpl

@@ -5,7 +5,7 @@
 namespace Velmora
 {
 
-/// "system.overload": what all alarms of an overload have in common.
+/// Base class of the alarms of an overload. Writes the id "system.overload" and the description.
 ///
 /// Thread-safety: none, see `Alarm`; the static operations may be called on any thread.
 class VELMORA_API SystemOverloadAlarm : public SystemAlarm

@@ -6,19 +6,21 @@
 namespace Velmora
 {
 
-/// One source of overload. The first time that it goes on it joins the alarm of the system,
-/// `AggregateSystemOverloadAlarm`, which is then on whenever a source is. The severity is 30000.
+/// The alarm of one source of overload. When it goes on for the first time, it joins the system's
+/// alarm, `AggregateSystemOverloadAlarm`, which is on while at least one source is on. The severity
+/// is 30000.
 ///
 /// A program with several sources derives a class for each and overrides `writeAlarmId`, as two
-/// with one id cannot both join. The id "system.overload" itself is that of the system's alarm in
-/// the registry.
+/// sources with the same id cannot both join. In the registry, the id "system.overload" itself is
+/// that of the system's alarm.
 ///
 /// Logs on "keswardin.infra.AlarmImpl".
 ///
-/// Thread-safety: none, see `Alarm`. The alarm of the system is changed on the thread of the
-/// source; sources that change on several threads stand in the registry and are used through their
-/// handles. Failure: once the alarm of the system has gone, with `AlarmRegistry::clear` or at exit,
-/// the next change fails an assertion, and the source goes on by itself.
+/// Thread-safety: none, see `Alarm`. The system's alarm is changed on the thread that changes the
+/// source. Sources that change on several threads must be added to the registry and used through
+/// their handles.
+/// Failure: after `AlarmRegistry::clear` or the exit list has deleted the system's alarm, the next
+/// `setState` fails an assertion. The source then works without the system's alarm.
 class VELMORA_API SystemOverloadAlarmImpl : public SystemOverloadAlarm, public virtual AlarmImpl
 {
   public:
@@ -28,15 +30,18 @@ class VELMORA_API SystemOverloadAlarmImpl : public SystemOverloadAlarm, public v
     void setState(State in_state) override;
 
   protected:
-    /// Joins the alarm of the system, unless it has done so.
+    /// Joins the system's alarm, unless an earlier call has tried to.
+    /// Failure: fails an assertion if the system's alarm has been deleted.
     void aggregate();
 
   private:
+    /// Drops the pointers to the system's alarm if that has been deleted.
     void leaveAggregateThatHasGone();
 
-    /// Whether it has tried to join.
+    /// Whether `aggregate` has been called.
     bool m_bAggregated = false;
-    /// What it has joined, as long as it has not left; only compared once it has gone.
+    /// The system's alarm, if this source has joined it. The pointer may dangle: once the alarm has
+    /// been deleted, it is only compared and removed from the observers.
     LimitedObjPtr<Observer> m_pAggregate;
 };
 
