@@ -20,6 +20,7 @@ void AggregateAlarmImpl::onNewAlarmState()
     if (bAnyAlarmOn == m_bAnyAlarmOn)
         return;
     m_bAnyAlarmOn = bAnyAlarmOn;
+    // An alarm whose own state is on is on in either case.
     if (m_ownState == ALARM_OFF)
         AlarmImpl::setState(bAnyAlarmOn ? ALARM_ON : ALARM_OFF);
 }
@@ -29,6 +30,7 @@ void AggregateAlarmImpl::setState(State in_state)
     if (in_state == m_ownState)
         return;
     m_ownState = in_state;
+    // The watched alarms keep this one on; `onNewAlarmState` turns it off after the last of them.
     if (m_bAnyAlarmOn)
         VELMORA_FILE_ASSERT(getState() == ALARM_ON);
     else

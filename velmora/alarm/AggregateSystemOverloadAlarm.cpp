@@ -13,7 +13,7 @@ namespace Velmora
 namespace
 {
 
-/// The one that sources join, while it is there.
+/// The alarm that sources join. Null before it is made and after it is deleted.
 std::atomic<AggregateSystemOverloadAlarm*> s_pOfProcess{nullptr};
 
 AggregateSystemOverloadAlarm* makeForProcess(AlarmRegistry& inout_registry)
@@ -21,7 +21,8 @@ AggregateSystemOverloadAlarm* makeForProcess(AlarmRegistry& inout_registry)
     auto* pAlarm = new AggregateSystemOverloadAlarm;
     if (inout_registry.addAlarm(pAlarm, false).isNull())
     {
-        // The registry has refused and deleted it.
+        // The id is taken by another alarm, so the registry has deleted this one. Sources need an
+        // alarm to join all the same; this one belongs to the exit list.
         pAlarm = new AggregateSystemOverloadAlarm;
         ACE_Object_Manager::at_exit(pAlarm, &deleteCleanupFunc<AggregateSystemOverloadAlarm>,
                                     nullptr, "AggregateSystemOverloadAlarm");
@@ -48,7 +49,9 @@ AggregateSystemOverloadAlarm* AggregateSystemOverloadAlarm::sGetRegistryInstance
     if (!sIsThere())
         if (AlarmRegistryImpl* const pRegistry = AlarmRegistryImpl::ifAlive())
         {
-            // Before the guard of the static, as a source behind a handle has the mutex already.
+            // The mutex is taken before the compiler's guard of the static. A source that is set
+            // through its handle holds the mutex when it comes here; the other order could
+            // deadlock with it. As a static, the alarm is made once only, even after `clear`.
             const AlarmRegistryImpl::Lock lock(*pRegistry);
             [[maybe_unused]] static const AggregateSystemOverloadAlarm* const s_pMade =
                 makeForProcess(*pRegistry);

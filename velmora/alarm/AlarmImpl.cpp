@@ -43,6 +43,7 @@ void AlarmImpl::setState(State in_state)
 
 void AlarmImpl::logAndNotify()
 {
+    // A static of the program may change an alarm after the exit list has deleted the logger.
     if (const AceCleanupLogger* const pLogger = AceCleanupLogger::ifAlive(adminAlarmLogger()))
     {
         const LogLevel level =
@@ -54,7 +55,7 @@ void AlarmImpl::logAndNotify()
 
 void AlarmImpl::notifyObservers()
 {
-    // By index, as an observer that breaks the rule and adds one would leave an iterator nowhere.
+    // By index, as an iterator would be invalidated if an observer broke the rule and added one.
     // NOLINTNEXTLINE(modernize-loop-convert)
     for (std::size_t uiIndex = 0; uiIndex < m_observers.size(); ++uiIndex)
         if (const LimitedObjPtr<Observer> pObserver = m_observers[uiIndex])

@@ -13,7 +13,8 @@ namespace
 
 namespace python = boost::python;
 
-/// Null for None and, with the error in the log, for what is no alarm.
+/// Returns the alarm that the object owns. Returns null for None, and also, with the error in the
+/// log, for an object that is not an alarm.
 Alarm* alarmOf(const TSPyObjPtr& in_pObject)
 {
     const Python::InterpreterLock lock;
@@ -29,14 +30,14 @@ Alarm* alarmOf(const TSPyObjPtr& in_pObject)
     }
     catch (const python::error_already_set&)
     {
-        // A conversion that raises is reported like one that there is not.
+        // A conversion that raises is reported like a missing conversion.
     }
     Python::EmbeddedInterpreter::getInstance().logLastPyException();
     return nullptr;
 }
 
-// What Python calls. Each takes the registry's mutex, so each gives up the interpreter lock, for
-// which a thread may wait that has the mutex.
+// The functions that Python calls. Each takes the registry's mutex. A thread that holds the mutex
+// may wait for the interpreter lock, so they release the interpreter lock first.
 
 bool setAlarmUnlocked(AlarmRegistry& inout_registry, const std::string& in_strId)
 {
@@ -55,6 +56,8 @@ void clearUnlocked(AlarmRegistry& inout_registry)
 // NOLINTNEXTLINE(performance-unnecessary-value-param): the binding gives it away.
 Alarm* AlarmRegistry::pyAddAlarm(boost::python::object in_object)
 {
+    // The object is referred to by a handle before the lock is released, as handles may be copied
+    // and dropped without it.
     const TSPyObjPtr pObject(in_object);
     const Python::InterpreterUnlock unlock;
     Alarm* const pAlarm = alarmOf(pObject);

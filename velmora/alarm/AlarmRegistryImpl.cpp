@@ -48,14 +48,16 @@ AlarmRegistryImpl* AlarmRegistryImpl::ifAlive() { return aliveInProcess().get();
 
 AlarmRegistryImpl::AlarmRegistryImpl() : m_alarmHash(s_uiNumBuckets)
 {
-    // Older, so it goes after the alarms that Python owns.
+    // Makes the interpreter's entry of the exit list the older one: Python then ends after the
+    // registry has deleted the alarms that Python owns.
     Python::EmbeddedInterpreter::getInstance();
 }
 
 AlarmRegistryImpl::~AlarmRegistryImpl()
 {
+    // First, so that destructors of alarms find no registry.
     aliveInProcess().clear(this);
-    // Without buckets, which would take memory.
+    // A table without buckets needs no memory.
     letGoOfAlarms(AlarmHash());
 }
 
@@ -64,7 +66,7 @@ LimitedObjPtr<Alarm> AlarmRegistryImpl::addAlarm(Alarm* in_pAlarm, bool in_bAllo
     const TraceScope traceScope(::liveFileScopeLogger(), s_szAddAlarm);
     if (in_pAlarm == nullptr)
         return nullptr;
-    // An alarm that is refused dies at the end of this function, without the mutex, after its
+    // A refused alarm is deleted at the end of this function, without the mutex and after its
     // message has been logged.
     MutexedAlarmPtr pNew(new MutexedAlarm(*this, MutexedAlarm::AlarmPtr(in_pAlarm)));
     const AlarmId id(*in_pAlarm);
@@ -131,15 +133,16 @@ void AlarmRegistryImpl::clear() { letGoOfAlarms(AlarmHash(s_uiNumBuckets)); }
 
 void AlarmRegistryImpl::letGoOfAlarms(AlarmHash in_table)
 {
-    // They die without the lock, and when the table is whole: their destructors are foreign, may
-    // take any lock and use the registry.
+    // The old table is destroyed by the caller, after the lock has been released. Destructors of
+    // alarms are foreign code: they may take any lock, and use the registry, whose table is
+    // consistent by then.
     const Lock lock(*this);
     in_table.swap(m_alarmHash);
 }
 
 void AlarmRegistryImpl::notifyObservers(const Alarm& in_alarm) const
 {
-    // By index, as an observer that breaks the rule and adds one would leave an iterator nowhere.
+    // By index, as an iterator would be invalidated if an observer broke the rule and added one.
     // NOLINTNEXTLINE(modernize-loop-convert)
     for (std::size_t uiIndex = 0; uiIndex < m_observers.size(); ++uiIndex)
         m_observers[uiIndex]->newAlarmState(in_alarm);

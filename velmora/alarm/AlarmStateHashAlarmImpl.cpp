@@ -14,7 +14,7 @@ AlarmStateHashAlarmImpl::AlarmStateHashAlarmImpl(Severity in_severity) : AlarmIm
 
 AlarmStateHashAlarmImpl::~AlarmStateHashAlarmImpl()
 {
-    // Once the exit list has destroyed the allocators, the states have gone with them.
+    // Without the allocator, the exit list has run and has freed the states with it.
     if (StaticAccountMemAllocator::getAllocator() != nullptr)
         m_alarmStateHash.destroy();
 }
@@ -22,6 +22,7 @@ AlarmStateHashAlarmImpl::~AlarmStateHashAlarmImpl()
 void AlarmStateHashAlarmImpl::addAlarm(Alarm& inout_alarm)
 {
     const AlarmId id(inout_alarm);
+    // Entered before it is observed, so that no change arrives for an alarm without an entry.
     const bool bInserted = m_alarmStateHash.insert(id.text(), inout_alarm.getState()).second;
     VELMORA_FILE_ASSERT_TEXT(bInserted, "insertResult.second");
     if (!bInserted)

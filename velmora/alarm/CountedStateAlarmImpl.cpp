@@ -10,7 +10,7 @@ namespace Velmora
 
 CountedStateAlarmImpl::CountedStateAlarmImpl(Severity in_severity)
 {
-    // The most derived class has constructed the shared base.
+    // The most derived class has constructed the virtual base, with a severity of its choice.
     storeSeverity(in_severity);
 }
 

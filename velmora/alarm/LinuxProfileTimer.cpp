@@ -20,11 +20,14 @@ namespace
 {
 
 constexpr const char* s_szFile = "/proc/stat";
+/// The blank distinguishes the line of all processors from those of single ones ("cpu0").
 constexpr const char* s_szLine = "cpu ";
+/// Holds the first line, which is that of all processors.
 constexpr std::size_t s_uiBufferSize = 1024;
 constexpr double s_dAllIdle = 100.0;
 
-/// Reads the file from its start. Gives the number of bytes, or -1 with `errno`.
+/// Reads the file from its start. Returns the number of bytes, or -1 with `errno` set. An empty
+/// file returns 0 with `errno` set to ENODATA.
 ssize_t readFromStart(int in_iFile, char* out_pBuffer, std::size_t in_uiSize)
 {
     if (lseek(in_iFile, 0, SEEK_SET) == -1)
@@ -35,6 +38,7 @@ ssize_t readFromStart(int in_iFile, char* out_pBuffer, std::size_t in_uiSize)
     return iRead;
 }
 
+/// Returns the increase of a counter, 0 if it has decreased.
 std::uint64_t difference(std::uint64_t in_uiNow, std::uint64_t in_uiBefore)
 {
     return in_uiNow > in_uiBefore ? in_uiNow - in_uiBefore : 0;
@@ -81,7 +85,7 @@ bool LinuxProfileTimer::readCpuStats(std::uint64_t& out_uiUser, std::uint64_t& o
         return false;
     }
     pRest += std::strlen(s_szLine);
-    // In the kernel's order.
+    // In the order of the columns in /proc/stat.
     const std::array<std::uint64_t*, 8> counters{&out_uiUser,    &out_uiNice,   &out_uiSystem,
                                                  &out_uiIdle,    &out_uiIowait, &out_uiIrq,
                                                  &out_uiSoftirq, &out_uiSteal};
@@ -127,10 +131,12 @@ bool LinuxProfileTimer::getSystemIdleTime(double& out_dPercent)
         difference(now.uiSteal, m_last.uiSteal) + uiIdle;
     if (uiTotal != 0)
     {
+        // Half the divisor is added, so that the division rounds to the nearest percent.
         const std::uint64_t uiPercent = (uiIdle * 100 + uiTotal / 2) / uiTotal;
         m_dLastPercent = static_cast<double>(uiPercent);
     }
-    // Without a tick they are the same, unless some have stepped back.
+    // If no tick has passed, this changes nothing, except that it follows counters that have
+    // decreased.
     m_last = now;
     out_dPercent = m_dLastPercent;
     return true;

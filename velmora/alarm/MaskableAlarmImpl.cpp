@@ -18,6 +18,7 @@ void MaskableAlarmImpl::onNewAlarmState()
     if (bAnyAlarmOn == m_bAnyAlarmOn)
         return;
     m_bAnyAlarmOn = bAnyAlarmOn;
+    // An alarm whose own state is off is off, masked or not.
     if (m_ownState == ALARM_ON)
         AlarmImpl::setState(bAnyAlarmOn ? ALARM_OFF : ALARM_ON);
 }
@@ -27,6 +28,7 @@ void MaskableAlarmImpl::setState(State in_state)
     if (in_state == m_ownState)
         return;
     m_ownState = in_state;
+    // A masked alarm stays off; `onNewAlarmState` shows its own state when the mask is removed.
     if (m_bAnyAlarmOn)
         VELMORA_FILE_ASSERT(getState() == ALARM_OFF);
     else

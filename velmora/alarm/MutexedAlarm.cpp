@@ -42,6 +42,7 @@ Alarm::State MutexedAlarm::getState() const
 
 void MutexedAlarm::setState(State in_state)
 {
+    // One lock for all steps: observers of the registry see the changes in their order.
     const Lock lock(m_registry);
     if (m_pAlarm->getState() == in_state)
         return;

@@ -17,6 +17,7 @@ namespace Velmora
 namespace
 {
 
+/// Returns the name of a parameter under a prefix, which may be null or empty.
 std::string keyOf(const char* in_szPrefix, const char* in_szName)
 {
     if (in_szPrefix == nullptr || *in_szPrefix == '\0')
@@ -24,7 +25,7 @@ std::string keyOf(const char* in_szPrefix, const char* in_szName)
     return std::string(in_szPrefix) + "." + in_szName;
 }
 
-/// Null if there is no memory for it.
+/// Returns null if there is not enough memory.
 std::unique_ptr<SlidingWindowAvgComputer> makeComputer(unsigned long in_uiWindowSize)
 try
 {
@@ -92,7 +93,7 @@ bool AverageResourceUsageMonitor::configure(const LimitedObjPtr<Alarm>& in_pAlar
     if (!getConfigParameter(in_config, in_szPrefix, s_szRESOURCE_MONITOR_AVG_WINDOW_SIZE_PARAM,
                             uiWindowSize))
         return false;
-    // A negative one has become a very large one.
+    // `getConfigParameter` has converted a negative value to a very large one.
     const long iWindowSize = static_cast<long>(uiWindowSize);
     if (iWindowSize < 1)
     {
@@ -158,7 +159,6 @@ bool AverageResourceUsageMonitor::getConfigParameter(const ROConfiguration& in_c
     return true;
 }
 
-/// Gives false.
 bool AverageResourceUsageMonitor::logMissing(const std::string& in_strKey) const
 {
     VELMORA_LOG(*this, ERROR_LOG_LEVEL,

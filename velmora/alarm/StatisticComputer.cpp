@@ -12,7 +12,8 @@ void MinMaxComputer::reset() { *this = MinMaxComputer(); }
 
 void MinMaxComputer::addData(double in_dValue)
 {
-    // Not by std::min, which would take a NaN.
+    // Comparisons with a NaN are false, so a NaN is ignored. `std::min` and `std::max` could
+    // return it.
     if (m_dMin > in_dValue)
         m_dMin = in_dValue;
     if (in_dValue > m_dMax)
@@ -38,7 +39,7 @@ void SlidingWindowStatisticComputer::addData(double in_dValue)
 {
     const unsigned long uiDequeSize = m_data.size();
     VELMORA_FILE_ASSERT(uiDequeSize <= m_uiWindowSize);
-    // A window of 0 holds one number all the same.
+    // A window of size 0 holds one number.
     if (uiDequeSize >= m_uiWindowSize && !m_data.empty())
         m_data.pop_front();
     m_data.push_back(in_dValue);
@@ -63,6 +64,8 @@ Fallible<double> SlidingWindowAvgComputer::getAvg() const
         return {};
     if (!m_bSumValid)
     {
+        // Added up from scratch: a running sum would accumulate rounding errors, and would stay
+        // infinite or NaN after such a number has left the window.
         m_dSum = 0;
         for (const double dValue : getData())
             m_dSum += dValue;

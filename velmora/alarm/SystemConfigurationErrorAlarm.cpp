@@ -7,7 +7,7 @@ namespace Velmora
 
 SystemConfigurationErrorAlarm::SystemConfigurationErrorAlarm(Severity in_severity)
 {
-    // The most derived class has constructed the shared base.
+    // The most derived class has constructed the virtual base, with a severity of its choice.
     storeSeverity(in_severity);
 }
 

@@ -11,7 +11,7 @@ namespace Velmora
 
 SystemOverloadAlarmImpl::SystemOverloadAlarmImpl()
 {
-    // The most derived class has constructed the shared base.
+    // The most derived class has constructed the virtual base, with a severity of its choice.
     storeSeverity(WARN_SEVERITY);
 }
 
@@ -20,6 +20,7 @@ SystemOverloadAlarmImpl::~SystemOverloadAlarmImpl() = default;
 void SystemOverloadAlarmImpl::setState(State in_state)
 {
     leaveAggregateThatHasGone();
+    // Joins before the state changes, so that the system's alarm observes the change.
     if (in_state == ALARM_ON)
         aggregate();
     AlarmImpl::setState(in_state);
