@@ -16,7 +16,7 @@ namespace
 using testing::ElementsAre;
 using testing::MatchesRegex;
 
-/// Forking is slow under a sanitizer.
+/// Leaves enough time for forks under a sanitizer, which are slow.
 constexpr std::chrono::seconds s_forksLimit(200);
 
 void expectEndsWell(const HelperResult& in_result)
@@ -62,7 +62,7 @@ TEST(AlarmProcess, AnAlarmThatIsLeftLogsWhenTheProgramEnds)
                 ElementsAre("ERROR - Alarm [leaving] : ALARM_ON",
                             "WARN - Alarm [source] : ALARM_ON",
                             "ERROR - Alarm [system.overload] : ALARM_ON",
-                            // The program's static objects go first.
+                            // The program's static objects are destroyed first.
                             "aggregate is there: 1", "WARN - Alarm [source] : ALARM_ON",
                             "ERROR - Alarm [system.overload] : ALARM_ON", "state: ALARM_ON",
                             "WARN - destructor of Alarm [leaving] : ALARM_ON",

@@ -1,6 +1,6 @@
-// Forks in an observer of an alarm, with the registry's mutex held twice. The child goes on in the
-// observer, changes another alarm, leaves the observer, and lets another thread use the registry;
-// the parent does the same. Both end through exit(); the child's output comes first.
+// Forks in an observer of an alarm, with the registry's mutex locked twice. The child continues in
+// the observer, changes another alarm, returns from the observer, and has another thread use the
+// registry. The parent then does the same. Both end through exit(). The child's output comes first.
 
 #include "tests/alarm/ProcessAlarm.h"
 
@@ -18,7 +18,7 @@ using namespace Velmora;
 class Velmora::Test::AlarmRegistryPeer
 {
   public:
-    /// Whether no thread holds the mutex, so that this one could have it.
+    /// Returns whether this thread can lock the mutex, which no other thread then holds.
     static bool isFree()
     {
         ACE_Recursive_Thread_Mutex& mutex = AlarmRegistryImpl::getInstance()->m_mutex;
@@ -71,7 +71,8 @@ class Forking : public Alarm::Observer
     }
 };
 
-/// Changes the alarm on for the alarm that forks, so that the mutex is held twice there.
+/// Sets the alarm "forking" when the alarm "first" goes on. The mutex is then locked twice when the
+/// observer of "forking" forks.
 class Relay : public AlarmRegistry::Observer
 {
   public:

@@ -1,5 +1,5 @@
-// Forks again and again while other threads set and reset alarms behind handles; each child uses
-// the registry and these alarms, on two threads, and ends through exit().
+// Forks repeatedly while other threads set and reset alarms through handles. Each child uses the
+// registry and these alarms, on two threads, and ends through exit().
 //
 // forks-with-alarms <number of forks>
 
@@ -29,7 +29,7 @@ constexpr int s_iThreads = 2;
 
 bool s_bIsChild = false;
 
-/// Counts the changes, so that there is something to do under the mutex.
+/// Counts the changes, so that the threads spend some time under the mutex.
 class Counter : public AlarmRegistry::Observer
 {
   public:
@@ -51,7 +51,7 @@ void useRegistryInChild(const std::vector<LimitedObjPtr<Alarm>>& in_alarms)
         change(*pAlarm);
     registry.addAlarm(new ProcessAlarm("of the child"), false)->set();
 #if VELMORA_THREAD_SANITIZER
-    // It knows no threads of a child whose parent has several.
+    // ThreadSanitizer does not support threads in the child of a parent that has several.
     registry.resetAlarm("of the child");
 #else
     std::thread([&registry] { registry.resetAlarm("of the child"); }).join();
@@ -62,16 +62,16 @@ void useRegistryInChild(const std::vector<LimitedObjPtr<Alarm>>& in_alarms)
 
 } // namespace
 
-/// LeakSanitizer asks this. A child takes over what the stacks of its parent's threads pointed to,
-/// and not the threads, so that all of it looks leaked.
+/// LeakSanitizer calls this. The child has the memory to which only the stacks of its parent's
+/// threads pointed, but not the threads, so all of that memory would be reported as leaked.
 extern "C" [[gnu::visibility("default")]] int __lsan_is_turned_off() { return s_bIsChild ? 1 : 0; }
 
 int main(int argc, char** argv)
 {
     if (argc != 2)
         return 2;
-    // No line is wanted, and none is built, which would allocate: the malloc of AddressSanitizer
-    // does not survive a fork in the middle of a call.
+    // Without a log no line is built, so the threads do not allocate. A child may hang in the malloc
+    // of AddressSanitizer if the fork happens while another thread is inside it.
     log4cplus::Logger::getDefaultHierarchy().resetConfiguration();
     log4cplus::Logger::getRoot().setLogLevel(log4cplus::OFF_LOG_LEVEL);
     AlarmRegistry& registry = AlarmRegistry::getInstance();

@@ -1,6 +1,6 @@
-// Ends with alarms in the registry, one of which logs in its destructor and uses what the end of
-// the process still has. With "close", the program runs the exit list itself and then, in a static
-// destructor, changes a source of overload whose alarm of the system has gone with the registry.
+// Ends with alarms in the registry, one of which logs in its destructor and uses the registry
+// there. With "close", the program runs the exit list itself. Then, in a static destructor, it
+// changes a source of overload after the system's alarm has been deleted with the registry.
 //
 // leaves-alarms [close]
 
@@ -21,7 +21,7 @@ using namespace Velmora;
 namespace
 {
 
-/// Logs that it goes, through a logger of its own and through that of the alarms.
+/// Logs its destruction, through a logger of its own and through that of the alarms.
 class Leaving : public ProcessAlarm
 {
   public:
@@ -61,7 +61,8 @@ class Source : public SystemOverloadAlarmImpl
 
 int main(int argc, char**)
 {
-    // Before the library's statics that the first use makes, so that it is destroyed behind them.
+    // Made before the statics that the library makes on first use, so that it is destroyed after
+    // them.
     static Source s_source;
     Logger().setLogLevel(WARN_LOG_LEVEL);
     log4cplus::Logger::getRoot().setLogLevel(WARN_LOG_LEVEL);

@@ -19,7 +19,7 @@ using Aggregate = NamedAlarm<AggregateAlarmImpl>;
 
 constexpr const char* s_szLogger = "admin.alarm";
 
-/// An aggregate that reports a state of its own choice.
+/// An aggregate that reports the state that the test sets.
 class Liar : public Aggregate
 {
   public:
@@ -153,7 +153,7 @@ TEST(AggregateAlarmImpl, AssertsThatItIsOnWhileAnAlarmIs)
     EXPECT_THAT(failedAssertions(log),
                 ElementsAre(failedAssertion("getState() == ALARM_ON", "AggregateAlarmImpl",
                                             "keswardin.infra.AlarmImpl")));
-    // Its own state has been stored: the same again is none.
+    // Its own state has been stored, so the second request is not a change.
     aggregate.set();
     EXPECT_EQ(1U, failedAssertions(log).size());
 }

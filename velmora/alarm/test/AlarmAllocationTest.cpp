@@ -16,10 +16,10 @@ namespace Velmora::Test
 namespace
 {
 
-// Longer than any string that needs no memory of its own.
+// Too long for the buffer that std::string has for short strings.
 constexpr const char* s_szLongId = "an.alarm.with.an.id.that.no.short.string.holds";
 
-/// Hears of changes and does nothing.
+/// Counts changes, which allocates nothing.
 class Deaf : public Alarm::Observer, public AlarmRegistry::Observer
 {
   public:
@@ -29,7 +29,7 @@ class Deaf : public Alarm::Observer, public AlarmRegistry::Observer
     int m_iChanges = 0;
 };
 
-/// The log goes nowhere, through an appender that does not allocate.
+/// Sends the log to an appender that discards it and does not allocate.
 class AlarmAllocation : public testing::Test
 {
   protected:

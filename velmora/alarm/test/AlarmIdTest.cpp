@@ -16,7 +16,7 @@ namespace Velmora::Test
 namespace
 {
 
-/// Longer than what a line's text holds without more memory.
+/// Longer than what a `LogText` holds without allocating.
 const std::string s_strLong(5000, 'x');
 
 class AlarmWithLongId : public AlarmImpl

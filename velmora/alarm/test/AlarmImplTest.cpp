@@ -20,7 +20,7 @@ using testing::IsEmpty;
 
 constexpr const char* s_szLogger = "admin.alarm";
 
-/// Counts how often it is written.
+/// Counts the calls of `write`.
 class Written : public NamedAlarm<>
 {
   public:

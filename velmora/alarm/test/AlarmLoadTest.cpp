@@ -30,7 +30,7 @@ constexpr int s_iThreads = 2;
 /// Each thread turns each alarm on and off.
 constexpr int s_iRequests = 2 * s_iThreads * s_iRounds * s_iAlarms;
 
-/// Counts the changes of one alarm, each of which must be to the other state.
+/// Counts the changes of one alarm. Each change must be to the other state.
 class OfOneAlarm : public Alarm::Observer
 {
   public:
@@ -56,7 +56,7 @@ class OfAllAlarms : public AlarmRegistry::Observer
     int m_iChanges = 0;
 };
 
-/// A registry with as many alarms, each observed, and without a log.
+/// Fills the registry with `s_iAlarms` alarms, observes each of them, and turns the log off.
 class AlarmLoad : public testing::Test
 {
   protected:
@@ -77,7 +77,8 @@ class AlarmLoad : public testing::Test
         m_registry.clear();
     }
 
-    /// Does a work on several threads, each with its number, and lists all alarms all the while.
+    /// Calls `in_work` on several threads with their numbers. This thread lists all alarms until
+    /// they are done.
     template <class Work>
     void workWhileAllAreListed(Work in_work)
     {
@@ -152,8 +153,8 @@ TEST_F(AlarmLoad, NoChangeIsLostOrReportedTwiceOnThreadsThatShareAlarms)
         });
     for (const LimitedObjPtr<Alarm>& pHandle : m_handles)
         EXPECT_EQ(Alarm::ALARM_OFF, pHandle->getState());
-    // Requests for the state that an alarm has are dropped, and both observers hear of every
-    // change.
+    // Requests for the state that an alarm has are dropped, so the exact number of changes is not
+    // known. Both observers are called for every change.
     EXPECT_EQ(m_ofAll.m_iChanges, changes());
     EXPECT_LE(2 * s_iRounds, changes());
 }

@@ -31,8 +31,8 @@ using testing::StartsWith;
 
 constexpr const char* s_szPythonLogger = "keswardin.python.EmbeddedInterpreter";
 
-/// A program that runs scripts which define alarms: "door", which is in no registry yet, and
-/// "registry".
+/// Starts Python and runs a script that defines the class `Door` and two variables: `door`, an
+/// alarm that has not been added yet, and `registry`.
 class AlarmsOfScripts : public testing::Test
 {
   protected:
@@ -61,7 +61,7 @@ class AlarmsOfScripts : public testing::Test
     AlarmRegistry& m_registry = AlarmRegistry::getInstance();
 };
 
-/// Counts the changes of one alarm, each of which must be to the other state.
+/// Counts the changes of one alarm. Each change must be to the other state.
 class OfOneAlarm : public Alarm::Observer
 {
   public:
@@ -286,8 +286,8 @@ TEST_F(AlarmsOfScripts, MayForkWhileNativeObserversEnterPython)
     EXPECT_EQ("{7}", evaluate("codes"));
 }
 
-// Load: two native threads with 100 observed alarms, two threads of scripts with alarms of their
-// own, and a thread that lists all.
+// Load: two native threads share 100 observed alarms, two threads of scripts use an alarm each, and
+// another thread lists all alarms.
 
 namespace
 {

@@ -26,10 +26,10 @@ namespace Velmora::Test
 class AlarmRegistryPeer
 {
   public:
-    /// How many times the mutex is locked.
+    /// Returns how many times the owner has locked the recursive mutex.
     static unsigned int numLocks()
     {
-        // ACE does not know it on this system, and the C library has no call for it.
+        // Neither ACE on Linux nor the C library has a function for this.
         return AlarmRegistryImpl::getInstance()->m_mutex.lock().__data.__count;
     }
 
@@ -38,7 +38,7 @@ class AlarmRegistryPeer
         return AlarmRegistryImpl::getInstance()->m_alarmHash.bucket_count();
     }
 
-    /// Lets each further locking of the mutex fail.
+    /// Makes all further attempts to lock the mutex fail.
     static void breakMutex() { AlarmRegistryImpl::getInstance()->m_mutex.remove(); }
 };
 
@@ -53,7 +53,7 @@ constexpr const char* s_szLogger = "keswardin.infra.AlarmRegistry";
 
 AlarmRegistry& registry() { return AlarmRegistry::getInstance(); }
 
-/// An alarm that says when it goes, which is without the mutex.
+/// Makes an alarm that reports its destruction and expects it to happen without the mutex.
 NamedAlarm<>* alarmThatGoes(const std::string& in_strId, bool& out_bHasGone)
 {
     auto* const pAlarm = new NamedAlarm(in_strId);
@@ -65,7 +65,7 @@ NamedAlarm<>* alarmThatGoes(const std::string& in_strId, bool& out_bHasGone)
     return pAlarm;
 }
 
-/// Notes for each line how many times the mutex is locked.
+/// Records for each line how many times the mutex is locked.
 class LockNoting : public log4cplus::Appender
 {
   public:
@@ -93,7 +93,7 @@ const FailedAssertion s_notUnique =
 const FailedAssertion s_notThere =
     failedAssertion("! pAlarm.isNull()", "AlarmRegistry", s_szLogger);
 
-/// A registry with observers, which go with the test.
+/// Has observers for the registry, and removes them after the test.
 class AlarmRegistryObservers : public testing::Test
 {
   protected:

@@ -18,7 +18,7 @@ namespace
 
 using testing::ElementsAre;
 
-/// Counts how often it hears of a change.
+/// Counts the calls of `onNewAlarmState`.
 class Watcher : public NamedAlarm<AlarmStateHashAlarmImpl>
 {
   public:

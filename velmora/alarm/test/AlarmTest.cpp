@@ -24,7 +24,7 @@ std::string textOf(const T& in_value)
     return text.str();
 }
 
-/// An alarm that only notes what it is asked for.
+/// An alarm that only records the requests.
 class Asked : public Alarm
 {
   public:

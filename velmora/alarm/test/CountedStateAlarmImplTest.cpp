@@ -45,7 +45,7 @@ TEST(CountedStateAlarmImpl, AssertsThatNobodyAsksForOffTooOften)
     alarm.reset();
     alarm.reset();
     EXPECT_THAT(failedAssertions(log), ElementsAre(s_tooManyRequests));
-    // The count is still zero: one request for on and one for off are again enough.
+    // The count is still zero, so one request for on and one for off change the state again.
     alarm.set();
     EXPECT_EQ(Alarm::ALARM_ON, alarm.getState());
     alarm.reset();

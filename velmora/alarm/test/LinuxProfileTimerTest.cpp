@@ -33,7 +33,7 @@ LogLine error(const std::string& in_strText)
 
 const LogLine s_failed = error("Failed to retrieve Linux CPU statistics");
 
-/// The descriptors of this process that are open on /proc/stat.
+/// Returns the descriptors of this process that are open on /proc/stat.
 std::vector<int> statisticsFiles()
 {
     std::vector<int> files;
@@ -46,7 +46,8 @@ std::vector<int> statisticsFiles()
     return files;
 }
 
-/// Does what is done later with no descriptor left, which a sanitizer needs for the first time.
+/// Performs the operations of a test once before the test runs out of descriptors. A sanitizer
+/// needs descriptors when it checks a class for the first time.
 void meetClasses()
 {
     const CapturedLog log;
@@ -58,7 +59,7 @@ void meetClasses()
     ProfileTimer().getSystemIdleTime(dPercent);
 }
 
-/// A timer that keeps reading what a test writes in the place of the kernel's statistics.
+/// Has a timer that reads a file which the test writes, instead of the kernel's statistics.
 class ProfileTimerOverAFile : public testing::Test
 {
   protected:
@@ -71,7 +72,7 @@ class ProfileTimerOverAFile : public testing::Test
         replaceFile(m_strPath.c_str(), O_RDONLY);
     }
 
-    /// Lets the timer's descriptor lead to another file.
+    /// Makes the timer's descriptor refer to another file.
     static void replaceFile(const char* in_szPath, int in_iFlags)
     {
         static const int iFile = statisticsFiles().at(0);
@@ -90,7 +91,7 @@ class ProfileTimerOverAFile : public testing::Test
                                     out_counters[6], out_counters[7]);
     }
 
-    /// The idle time by a line of statistics; -1 if there is none.
+    /// Returns the idle time that results from a line of statistics, -1 if the timer fails.
     double idle(const std::string& in_strCounters)
     {
         write("cpu  " + in_strCounters + "\ncpu0 1 2 3 4 5 6 7 8 9 10\nintr 1\n");
@@ -276,7 +277,7 @@ TEST_F(ProfileTimerOverAFile, NamesTheNumberOfCountersThatItFinds)
             "wrong format for Linux proc cpu statistics: expected 8 elements, just found " +
             std::string(in_szNumber));
     };
-    // The line of the first processor is behind it: its name is no number.
+    // Reading stops at "cpu0", which begins the next line and is not a number.
     EXPECT_EQ((std::vector{found("7"), s_failed, found("2"), s_failed, found("0"), s_failed}),
               log.lines());
 }

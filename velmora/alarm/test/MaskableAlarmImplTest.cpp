@@ -19,7 +19,7 @@ using Maskable = NamedAlarm<MaskableAlarmImpl>;
 
 constexpr const char* s_szLogger = "admin.alarm";
 
-/// A maskable alarm that reports a state of its own choice.
+/// A maskable alarm that reports the state that the test sets.
 class Liar : public Maskable
 {
   public:
@@ -122,7 +122,7 @@ TEST(MaskableAlarmImpl, AssertsThatItIsOffUnderTheMask)
     EXPECT_THAT(failedAssertions(log),
                 ElementsAre(failedAssertion("getState() == ALARM_OFF", "MaskableAlarmImpl",
                                             "keswardin.infra.AlarmImpl")));
-    // Its own state has been stored: the same again is none.
+    // Its own state has been stored, so the second request is not a change.
     alarm.set();
     EXPECT_EQ(1U, failedAssertions(log).size());
 }

@@ -34,7 +34,7 @@ FailedAssertion assertion(const std::string& in_strCondition)
     return failedAssertion(in_strCondition, "ResourceMonitor", s_szLogger);
 }
 
-/// Notes what it is asked for, also the state that it has.
+/// Records all requests, including those for the state that it has.
 class AskedAlarm : public NamedAlarm<>
 {
   public:
@@ -228,7 +228,7 @@ TEST_F(ResourceMonitorTest, SaysAtDebugHowItIsConfigured)
                                                   "in_uiAverageWindowSize=15")));
 }
 
-TEST_F(ResourceMonitorTest, TakesTheLevelInForceWhenItIsConfigured)
+TEST_F(ResourceMonitorTest, TakesTheLevelInEffectWhenItIsConfigured)
 {
     {
         const CapturedLog log(ERROR_LOG_LEVEL);
@@ -273,7 +273,7 @@ TEST_F(ResourceMonitorTest, ReadsItsConfigurationUnderAPrefix)
 {
     const CapturedLog log;
     ASSERT_TRUE(m_monitor.configure(&m_alarm, "cpu", configuration()));
-    // Each has single precision.
+    // The thresholds have single precision.
     EXPECT_THAT(log.lines(),
                 ElementsAre(debugLine(s_szLogger, "AverageResourceUsageMonitor::configure() : "
                                                   "m_pAlarm=cpu, m_setAlarmThreshold=90.1, "

@@ -49,7 +49,7 @@ std::string textOf(std::ostream& (*in_write)(std::ostream&))
     return text.str();
 }
 
-/// An alarm of the system that says no more than that.
+/// An alarm of the system that adds nothing to the id "system".
 class PlainSystemAlarm : public SystemAlarm, public virtual AlarmImpl
 {
   public:

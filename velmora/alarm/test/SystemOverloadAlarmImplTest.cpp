@@ -222,7 +222,7 @@ TEST(AggregateSystemOverloadAlarm, IsAskedForUnderTheMutexWhileAnotherThreadAsks
                 AggregateSystemOverloadAlarm::sGetRegistryInstance();
             });
         started.wait();
-        // So that it most likely waits for the mutex, which this thread has.
+        // Enough time for the other thread to wait for the mutex, which this thread holds.
         std::this_thread::sleep_for(std::chrono::milliseconds(50));
         EXPECT_NE(nullptr, AggregateSystemOverloadAlarm::sGetRegistryInstance());
     };
@@ -243,7 +243,7 @@ TEST(SystemOverloadAlarmImpl, SourcesOfManyThreadsJoinOneAlarmOfTheSystem)
             new Source("source." + std::to_string(iThread)), false));
     std::latch start(iThreads + 1);
     std::vector<std::thread> threads;
-    // One that is not behind a handle asks at the same time.
+    // One thread asks for the alarm directly, not through a handle, at the same time.
     threads.emplace_back(
         [&start]
         {
