@@ -1,12 +1,14 @@
 #pragma once
 
-// Boost.Python and Python's own header, for the sources that must have them. Included in place of
-// <boost/python.hpp>, which would
-// - note that it uses deprecated headers of Boost's own, and placeholders in the global namespace;
-// - give each source a static object with a destructor, the `_` of slices, which counts None
-// without
-//   the interpreter lock when the process ends. A source that writes slices with it includes
-//   <boost/python.hpp> before this.
+// Includes Boost.Python and Python's own header, for the sources that need them. Include this file
+// instead of <boost/python.hpp>, for two reasons.
+//
+// It suppresses Boost's notes about deprecated headers and about placeholders in the global
+// namespace.
+//
+// It keeps out the static object `_`, with which slices are written. Each source would have one,
+// whose destructor changes the reference count of None without the interpreter lock when the
+// process ends. A source that needs `_` includes <boost/python.hpp> before this file.
 
 #ifndef BOOST_BIND_GLOBAL_PLACEHOLDERS
 #define BOOST_BIND_GLOBAL_PLACEHOLDERS
@@ -15,7 +17,8 @@
 #define BOOST_ALLOW_DEPRECATED_HEADERS
 #endif
 
-// Boost.Python leaves its static object `_` out where a macro has its name, as gettext's has.
+// Boost.Python does not define its static object `_` if there is a macro of that name, such as that
+// of gettext.
 #pragma push_macro("_")
 #undef _
 #define _(text) text

@@ -5,16 +5,20 @@
 namespace Velmora::Python
 {
 
-/// The database behind configuration URLs that name no file: the Python module
-/// `velmora.infra.ConfigPropertiesModel`, which comes with an installation. Its function
-/// `getPropertyNameValuesForGivenSetsAndHostnames` is called with the URL and gives a list of
-/// tuples of two strings: names with values.
+/// Fetches parameters from the database behind configuration URLs that do not name a file. Asks the
+/// Python module `velmora.infra.ConfigPropertiesModel`, which is part of an installation: calls its
+/// function `getPropertyNameValuesForGivenSetsAndHostnames` with the URL. The function returns a
+/// list of tuples of two strings, a name and a value.
 ///
-/// Starts Python where it does not run yet.
+/// Starts Python if it does not run yet.
 ///
-/// Failure: a start that fails and a tuple that is none of two strings are failed assertions, with
-/// the reason in a line of their own. An exception of the module is an ERROR with its traceback.
-// Static, so without a destructor to run.
+/// Thread-safety: may be called on any thread.
+/// Failure: returns nothing and reports why:
+/// - Python cannot be started: an ERROR with the reason and a failed assertion;
+/// - Python may not be entered: an ERROR;
+/// - a tuple does not consist of two strings: a failed assertion and an ERROR with the reason;
+/// - an exception of the module, or an element that is not a tuple: an ERROR with the traceback.
+// The only object is a constexpr static, which must not have a destructor to run at exit.
 // NOLINTNEXTLINE(cppcoreguidelines-virtual-class-destructor)
 class ConfigPropertiesModel final : public GlobalConfigSeam::DatabaseSource
 {

@@ -7,30 +7,31 @@
 namespace Velmora::Python
 {
 
-/// What becomes of a Python exception that nobody catches: it is logged at ERROR with its
-/// traceback. The interpreter lock is given up for the logging, as an appender may wait for others.
+/// Logs Python exceptions that no code catches, at ERROR with their traceback. Releases the
+/// interpreter lock while it logs, as an appender may wait for other threads.
 ///
-/// Thread-safety: any thread that holds the interpreter lock.
+/// Thread-safety: may be called on any thread that holds the interpreter lock.
 class ExceptionHook
 {
   public:
-    /// Makes the hook `sys.excepthook`, through a script that runs in that namespace.
-    /// Failure: false, with a pending Python error.
+    /// Installs the hook as `sys.excepthook`, by a script that runs in the given namespace.
+    /// Failure: returns false, with a pending Python error.
     static bool install(boost::python::object& inout_namespace);
 
-    /// Makes Python's own hook `sys.excepthook` again, if it is the one of `install`: that keeps
-    /// the namespace alive, and with it all that scripts have made there.
+    /// Restores Python's own hook as `sys.excepthook` if the current one is that of `install`. The
+    /// latter keeps the namespace alive, and with it all objects that scripts have made there.
     static void uninstall();
 
     /// Hands the pending error to `sys.excepthook` and clears it; see
     /// `EmbeddedInterpreter::logLastPyException`.
     static void reportPendingError();
 
-    /// A string of Python's as a line of the log can hold it. What UTF-8 cannot hold becomes "?".
+    /// Converts a Python string to a text for the log. Null characters, and characters that UTF-8
+    /// cannot encode, become "?". Returns "(no text)" if the conversion fails.
     static std::string toText(PyObject* in_pString);
 
   private:
-    /// What the script calls, with the text of the exception.
+    /// Logs the text of an exception. Is called by the script of `install`.
     static void excepthook(const boost::python::str& in_text);
 };
 

@@ -5,9 +5,9 @@
 namespace Velmora::Python
 {
 
-/// Adds the class that an earlier export registered for `T` to the current scope of Boost.Python
-/// once more: a C++ class has one class in Python, and registering another makes Python warn of it.
-/// False if there was none yet. The caller holds the interpreter lock.
+/// Adds the Python class that an earlier export registered for `T` to the current scope of
+/// Boost.Python. A C++ class has one class in Python; registering a second one causes a warning.
+/// Returns false if none is registered yet. The caller holds the interpreter lock.
 template <class T>
 bool addExportedClass(const char* in_szName)
 {

@@ -3,27 +3,30 @@
 namespace Velmora::Python
 {
 
-/// Makes the end of Python safe. Python ends threads that come back to it too late by unwinding
-/// them, which is the end of the process in code that must not throw; and it waits for ever for
-/// threads of scripts that do not end. So the threads come first: no more are let in, and those
-/// that are inside have 1 s to leave.
+/// Makes the end of Python safe. When a thread returns to Python after its end, Python ends the
+/// thread by unwinding it, which terminates the process if there is a noexcept function on the
+/// stack. Python also waits forever for threads of scripts that do not end. Therefore the threads
+/// are dealt with first: no thread may enter any more, and those that are inside have 1 s to leave.
+/// A thread that returns to Python at the last moment has another second.
 ///
-/// Thread-safety: once in a process, on any thread.
+/// Thread-safety: each function is called once in a process, on any thread.
 class InterpreterEnd
 {
   public:
-    /// Before the library itself ends the Python that it started. Waits for native threads, those
-    /// included which hold a state of Python by other means than the library's, and for threads of
-    /// scripts that are no daemons.
+    /// Prepares the end of the Python that the library has started. Waits for native threads,
+    /// including those that have a thread state of Python by other means than the library's, and
+    /// for threads of scripts that are not daemons.
     ///
-    /// After true this thread holds the interpreter lock for good and may end Python.
-    /// Failure: false when Python has to stay as it is, with a WARN unless the process is the child
-    /// of a fork that Python did not do.
+    /// After it has returned true, this thread holds the interpreter lock and keeps it, and may end
+    /// Python.
+    /// Failure: returns false if Python cannot be ended, with a WARN unless the process is the
+    /// child of a fork that Python did not do.
     [[nodiscard]] static bool prepare();
 
-    /// Has a Python that somebody else ends call a function, and wait for native threads, before it
-    /// ends. The caller holds the interpreter lock, as the function's will.
-    /// Failure: false, with a pending Python error.
+    /// Registers with `atexit` of Python, for a Python that the library does not end: before its
+    /// end, Python calls the given function with the interpreter lock held, and waits for native
+    /// threads. The caller holds the interpreter lock.
+    /// Failure: returns false, with a pending Python error.
     [[nodiscard]] static bool watchEndOfPython(void (*in_pLetGo)());
 };
 

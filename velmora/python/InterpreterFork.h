@@ -3,27 +3,31 @@
 namespace Velmora::Python
 {
 
-/// What a fork does to Python. Python's own `os.fork` makes Python usable in the child; after any
-/// other fork Python is closed there, as another thread may have held its lock.
+/// Handles forks for Python. After Python's own `os.fork`, Python is usable in the child. After any
+/// other fork it is closed there, as another thread may have held one of its locks.
 ///
-/// A thread inside the library may wait for the interpreter lock, and a thread that forks may hold
-/// it: closing the gate gives it up until nobody is inside.
+/// A thread inside the library may wait for the interpreter lock while the thread that forks holds
+/// it. Therefore closing the gate of the process releases the interpreter lock until no other
+/// thread is inside.
 ///
-/// Thread-safety: called on the thread that forks.
+/// Thread-safety: the fork handlers are called on the thread that forks.
 class InterpreterFork
 {
   public:
-    /// Lets the gate do without the interpreter lock. Called once, at load.
+    /// Gives `ProcessGate` the functions by which it releases the interpreter lock. Called once,
+    /// when the library is loaded.
     static void setInterpreterOfGate();
 
-    /// For the fork handlers. `prepare` closes the gate, unless `os.fork` has done so.
-    /// Failure: false if the fork goes ahead although threads are inside.
+    /// The fork handlers of the process. `prepare` closes the gate, unless the callback of
+    /// `os.fork` has done so.
+    /// Failure: `prepare` returns false if the fork goes ahead although threads are inside.
     [[nodiscard]] static bool prepare();
     static void parent();
     static void child();
 
-    /// Has `os.fork` say what it does. The caller holds the interpreter lock.
-    /// Failure: false, with a pending Python error.
+    /// Registers callbacks that Python runs before and after its `os.fork`. The caller holds the
+    /// interpreter lock.
+    /// Failure: returns false, with a pending Python error.
     [[nodiscard]] static bool watchForksOfPython();
 };
 

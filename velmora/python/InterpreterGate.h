@@ -13,13 +13,13 @@ namespace Velmora::Python
 struct ThreadInPython;
 
 /// Counts the threads that are inside Python, and keeps others out once Python ends. There is one
-/// in the process, also when the process has several copies of the library.
+/// gate in the process, even if the process has several copies of the library.
 ///
-/// A thread counts itself before it looks whether the gate is open; the end closes the gate before
-/// it looks at the count. So either the end sees the thread or the thread sees the end.
+/// A thread counts itself before it checks that the gate is open. The end closes the gate before it
+/// reads the count. So either the end sees the thread or the thread sees the end.
 ///
 /// Each thread counts in one of several places, so that threads which enter and leave Python
-/// concurrently do not write to the same memory. The number of those inside is the sum.
+/// concurrently do not write to the same cache line. The number of threads inside is the sum.
 ///
 /// Thread-safety: all operations may be called on any thread.
 class InterpreterGate
@@ -28,24 +28,27 @@ class InterpreterGate
     enum class State
     {
         open,
-        /// A thread forks through Python. Those that would need a new state of Python wait.
+        /// A thread is in Python's `os.fork`. Threads that need a new thread state of Python wait.
         forking,
-        /// The end waits for the threads that are inside. Those that hold the interpreter lock may
-        /// enter once more.
+        /// The end waits for the threads that are inside. Only a thread that holds the interpreter
+        /// lock may still enter.
         closing,
         /// Only the thread that ends Python may enter.
         closed,
-        /// This is the child of a fork that Python did not do. Nobody may enter or leave.
+        /// This is the child of a fork that Python did not do. No thread may enter or leave.
         forked
     };
 
+    /// Returns the gate of the process.
     static InterpreterGate& ofProcess();
 
-    /// A thread goes in, which was not inside. Holds no interpreter lock yet, as a rule.
-    /// Failure: false when it may not.
+    /// Enters a thread that is not inside. The thread normally does not hold the interpreter lock
+    /// yet. Waits while another thread is in Python's `os.fork`.
+    /// Failure: returns false if the thread may not enter.
     [[nodiscard]] bool goIn()
     {
-        // Those that are refused are not counted, not even for a moment.
+        // Checked before counting, too: a thread that is refused must not be counted even
+        // briefly, as the end would take it for one that is inside.
         if (m_state.load() == State::open) [[likely]]
         {
             goInUnasked();
@@ -56,18 +59,19 @@ class InterpreterGate
         return goInLate();
     }
 
-    /// A thread goes in that is inside by other means.
+    /// Enters a thread regardless of the state of the gate.
     void goInUnasked() { countsOfThisThread().uiInside.fetch_add(1); }
 
-    /// A thread that went in has a state of Python; is about to give it back. Under the interpreter
-    /// lock.
+    /// Called by a thread inside when it has got a thread state of Python, and when it is about to
+    /// give it back. The caller holds the interpreter lock.
     void settle() { addSettled(1); }
     void unsettle() { addSettled(-1U); }
 
-    /// Before Python forks: waits until nobody is in the course of making a state, whose lock the
-    /// child would find taken for ever, and lets nobody begin. The caller holds the interpreter
-    /// lock, which is given up for the waiting.
+    /// Called before Python forks. Waits until no thread is making a thread state, and lets no
+    /// thread begin to make one: Python has a lock for that, which the child would find taken
+    /// forever. The caller holds the interpreter lock, which is released while waiting.
     void beginForkOfPython();
+    /// Called after the fork, in the parent and in the child. Opens the gate again.
     void endForkOfPython();
 
     void goOut() { countsOfThisThread().uiInside.fetch_sub(1); }
@@ -75,45 +79,48 @@ class InterpreterGate
     [[nodiscard]] State state() const { return m_state.load(); }
     void setState(State in_state) { m_state.store(in_state); }
 
-    /// A thread of a script that went out, as it goes on without the interpreter lock in a function
-    /// that the script called, would go on in Python.
-    /// Failure: false when it may not, as Python ends; it is still out then.
+    /// Enters a thread of a script again. Such a thread counts as outside while it runs a function
+    /// that the script called and has released the interpreter lock.
+    /// Failure: returns false if Python ends and the thread may not return to it. The thread is
+    /// still outside then.
     [[nodiscard]] bool comeBack(const ThreadInPython& in_thread);
 
-    /// How many threads the end of Python has to wait for.
+    /// Returns the number of threads that the end of Python must wait for.
     [[nodiscard]] unsigned int countInside() const;
 
-    /// In the child of a fork, which has only this thread.
+    /// Called in the child of a fork, which has only this thread. Sets the counts accordingly.
     void keepOnlyThisThread(const ThreadInPython& in_thread);
 
-    /// Whether this thread is in a fork that Python does itself.
+    /// Returns true if this thread is in Python's `os.fork`.
     [[nodiscard]] bool isForkOfPython() const;
 
-    /// Whether Python is being started.
+    /// Stores and returns whether Python is being started.
     void setStarting(bool in_bStarting) { m_bStarting.store(in_bStarting); }
     [[nodiscard]] bool isStarting() const { return m_bStarting.load(); }
 
-    /// The state that the thread which started Python left with it: it lives as long as Python, and
-    /// belongs to nobody who is inside. Under the interpreter lock.
+    /// Stores and returns the thread state of the thread that started Python. It lives as long as
+    /// Python and does not mean that a thread is inside. The caller holds the interpreter lock.
     void setStartState(_ts* in_pState) { m_pStartState = in_pState; }
     [[nodiscard]] const _ts* startState() const { return m_pStartState; }
 
-    /// Logs, once, that Python cannot be used in the child of a fork.
+    /// Logs an ERROR that Python cannot be used in the child of a fork. Later calls do nothing.
     void reportFork();
 
   private:
     InterpreterGate();
 
+    /// The part of `goIn` for a gate that is not open.
     bool goInLate();
 
     static constexpr std::size_t s_uiCacheLine = 64;
 
-    /// Those of some of the threads. A thread may leave by another place than it came in by: a
-    /// difference wraps around, and the sum is right.
+    /// The counts of one place, which some of the threads use. A thread may enter in one place and
+    /// leave in another: the counts may wrap around, but their sum is right.
     struct alignas(s_uiCacheLine) Counts
     {
         std::atomic<unsigned int> uiInside{0};
-        /// How many of them have a state of Python. Written under the interpreter lock.
+        /// How many of these threads have a thread state of Python. Written under the interpreter
+        /// lock.
         std::atomic<unsigned int> uiSettled{0};
     };
 
@@ -126,42 +133,46 @@ class InterpreterGate
                         std::memory_order_relaxed);
     }
 
+    /// Returns how many of the threads inside have a thread state. The caller holds the
+    /// interpreter lock.
     [[nodiscard]] unsigned int countSettled() const;
 
     static constexpr std::size_t s_uiPlaces = 16;
     std::array<Counts, s_uiPlaces> m_counts{};
+    /// How many threads have been given a place.
     std::atomic<unsigned int> m_uiThreads{0};
     std::atomic<State> m_state{State::open};
     std::atomic<bool> m_bStarting{false};
     std::atomic<bool> m_bForkReported{false};
     _ts* m_pStartState = nullptr;
 
-    /// Set for a thread that is in `os.fork`. Not a variable of the thread, as each copy of the
-    /// library would have its own.
+    /// Has a value for a thread that is in `os.fork`. Not a thread_local variable, as each copy of
+    /// the library would have its own.
     pthread_key_t m_forkKey{};
-    /// Without a key, a fork of Python is taken for any other.
+    /// Whether the key exists. Without it, a fork by Python is treated like any other fork.
     bool m_bHasForkKey;
 };
 
-/// What this thread does inside Python.
+/// What one thread does inside Python.
 struct ThreadInPython
 {
-    /// How many scopes of the thread need Python to live.
+    /// The number of nested scopes (`InterpreterLock`, `InterpreterUnlock`) that the thread is in.
     unsigned int uiDepth = 0;
-    /// The outermost of them is one without the interpreter lock, so the thread is a script's.
+    /// Whether the outermost scope is an `InterpreterUnlock`. The thread is then one of a script,
+    /// or another that came to the library with the interpreter lock held.
     bool bOfScript = false;
-    /// It ends Python.
+    /// Whether this thread ends Python.
     bool bEnds = false;
-    /// Where it counts in the gate, from 1 on; 0 before it has a place.
+    /// The place in the gate where the thread counts, from 1 on; 0 before it has a place.
     unsigned int uiPlace = 0;
 
-    /// Whether it goes on without the interpreter lock now.
+    /// Returns true if the thread is of a script and has released the interpreter lock.
     [[nodiscard]] bool isAway() const { return bOfScript && uiDepth == 1; }
 
-    /// Whether the gate counts it.
+    /// Returns true if the gate counts the thread.
     [[nodiscard]] bool isInside() const { return uiDepth > 0 && !isAway(); }
 
-    /// Whether it leaves Python with the scope that ends next.
+    /// Returns true if the thread leaves Python when its innermost scope ends.
     [[nodiscard]] bool isAboutToGo() const { return uiDepth == (bOfScript ? 2U : 1U); }
 
     static ThreadInPython& ofThisThread() { return s_ofThisThread; }

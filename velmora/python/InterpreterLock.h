@@ -5,26 +5,26 @@
 namespace Velmora::Python
 {
 
-/// Holds Python's interpreter lock for a scope: one pair of PyGILState_Ensure and
-/// PyGILState_Release. All code of the library enters Python through it, and code that is built on
-/// the library should; the end of Python waits for the threads that are inside.
+/// Holds Python's interpreter lock for a scope, by one pair of PyGILState_Ensure and
+/// PyGILState_Release. All code of the library enters Python through this class, and programs
+/// should do the same: the end of Python waits for the threads that are inside.
 ///
 ///     const InterpreterLock lock;
 ///     if (!lock)
 ///         return;
 ///
-/// It holds nothing where Python may not be entered:
+/// The lock is not taken if Python may not be entered:
 /// - Python does not run: it has not been started, or has ended;
-/// - the end of Python has begun, and this thread was not inside by then;
-/// - the process is the child of a `fork` that Python did not do itself. The first such entry logs
-///   an ERROR.
+/// - the end of Python has begun, and this thread was not inside at that time;
+/// - the process is the child of a `fork` that Python did not do itself. The first such attempt
+///   logs an ERROR.
 ///
-/// A scope may hold several, inside each other. A Python error that is pending when a thread's
-/// outermost one goes is lost with the thread's state, except on the thread that started Python.
+/// Locks of a thread may be nested. A Python error that is pending when a thread's outermost lock
+/// is released is lost with the thread's state in Python, except on the thread that started Python.
 ///
-/// Thread-safety: may be used on any thread; one object belongs to the thread that made it. Wait
-/// for no lock while you hold this one, unless nobody waits for the interpreter lock under it; use
-/// `InterpreterUnlock`.
+/// Thread-safety: may be used on any thread; one object belongs to the thread that made it. While a
+/// thread holds the interpreter lock, it must not wait for a lock whose owner may wait for the
+/// interpreter lock. Use `InterpreterUnlock` before such a wait.
 class VELMORA_API InterpreterLock
 {
   public:
@@ -37,16 +37,16 @@ class VELMORA_API InterpreterLock
     InterpreterLock(const InterpreterLock&) = delete;
     InterpreterLock& operator=(const InterpreterLock&) = delete;
 
-    /// Whether this thread is inside Python.
+    /// Returns true if the lock has been taken: this thread is inside Python.
     explicit operator bool() const { return m_bInside; }
 
-    /// Enters Python, for a class that keeps the state itself. After true, the same thread calls
-    /// `leave` with that state, the last to enter first.
-    /// Failure: false, as above; there is then nothing to leave.
+    /// Enters Python, for a class that keeps the state itself. If it returns true, the same thread
+    /// must call `leave` with that state. Pairs of calls may be nested.
+    /// Failure: returns false in the cases above. `leave` must not be called then.
     [[nodiscard]] static bool enter(int& out_iState);
     static void leave(int in_iState);
 
-    /// Whether this thread holds the interpreter lock, through whatever means.
+    /// Returns true if this thread holds the interpreter lock, no matter how it was taken.
     [[nodiscard]] static bool isHeld();
 
   private:
@@ -54,8 +54,8 @@ class VELMORA_API InterpreterLock
     bool m_bInside;
 };
 
-/// Gives the interpreter lock up for a scope, if this thread holds it: for a function that a script
-/// may call and that takes a lock of the library, logs, or waits. Other threads run in Python
+/// Releases the interpreter lock for a scope, if this thread holds it. For functions that a script
+/// may call and that take a lock of the library, log, or wait. Other threads may run in Python
 /// during the scope.
 ///
 /// Thread-safety: may be used on any thread; one object belongs to the thread that made it.
@@ -68,7 +68,7 @@ class VELMORA_API InterpreterUnlock
     InterpreterUnlock& operator=(const InterpreterUnlock&) = delete;
 
   private:
-    /// The state of the thread, null if the lock was not held.
+    /// The thread state of Python, null if the lock was not held.
     void* m_pThreadState;
 };
 

@@ -10,8 +10,8 @@ namespace Velmora
 
 class TSPyObjPtr;
 
-/// The dotted name of a Python class, as a configuration holds it, and a way to make an object of
-/// that class:
+/// The dotted name of a Python class, as it appears in a configuration. Can make an object of that
+/// class:
 ///
 ///     const PyClassName className("site.alarms.Door");   // class Door of the module site.alarms
 ///     const TSPyObjPtr door = className.getNewInstance();
@@ -22,8 +22,9 @@ class TSPyObjPtr;
 class VELMORA_API PyClassName
 {
   public:
-    /// Splits the name at its dots, runs of which count as one: the last part is the class, those
-    /// before it are the modules. A null pointer and a text without a part leave everything empty.
+    /// Splits the name at its dots; several dots in a row count as one. The last part is the class,
+    /// the parts before it are the modules. For a null pointer, and for a text without any part,
+    /// all parts are empty.
     explicit PyClassName(const char* in_szDottedName);
     PyClassName(const PyClassName&) = default;
     PyClassName& operator=(const PyClassName&) = default;
@@ -37,14 +38,14 @@ class VELMORA_API PyClassName
 
     /// Imports the module, calls the class without arguments and returns the result. Python must
     /// have been started (`Python::EmbeddedInterpreter`). May be called with the interpreter lock
-    /// held, which it gives up for a while.
+    /// held, and then releases it temporarily.
     ///
-    /// Failure: a handle to None, with an ERROR; never a Python exception, and none is left
-    /// pending. A name without a module and a module that is not there are logged by one line of
-    /// "keswardin.infra.PyClassName". Where the module is there but its import fails, that line is
-    /// followed by the exception with its traceback, through `sys.excepthook`. The latter alone
-    /// reports a class that is not in the module and a constructor that raises. `SystemExit` is
-    /// reported like any other exception and does not end the process.
+    /// Failure: returns a handle to None and logs an ERROR. Never throws a Python exception, and
+    /// leaves none pending. A name without a module, and a module that does not exist, are logged
+    /// by one line of "keswardin.infra.PyClassName". If the module exists but its import fails, the
+    /// exception follows that line, with its traceback, through `sys.excepthook`. A class that is
+    /// missing in the module, and a constructor that raises, are reported by the exception alone.
+    /// `SystemExit` is reported like any other exception and does not end the process.
     [[nodiscard]] TSPyObjPtr getNewInstance() const;
 
     /// Adds the class "PyClassName" to the current scope of Boost.Python, for the initialiser of an

@@ -6,8 +6,8 @@
 namespace Velmora
 {
 
-/// Gives Python's `str()` to whatever can be written to a stream. A class that is exported to
-/// Python and is to be printable there derives from it, and names it among its bases:
+/// Gives Python's `str()` to a class that can be written to a stream. A class that is exported to
+/// Python and is to be printable there derives from this one, and names it among its bases:
 ///
 ///     class Line : public PyOutputStreamableImpl { ... };
 ///     class_<Line, bases<PyOutputStreamableImpl>, boost::noncopyable>("Line", no_init);
@@ -21,18 +21,20 @@ class VELMORA_API PyOutputStreamableImpl : public virtual OutputStreamable
     PyOutputStreamableImpl& operator=(const PyOutputStreamableImpl&) = default;
     ~PyOutputStreamableImpl() override;
 
-    /// Returns what `write` writes, as UTF-8; bytes that are none become U+FFFD.
+    /// Returns the text that `write` writes. The text is decoded as UTF-8; invalid bytes become
+    /// U+FFFD.
     ///
-    /// The caller holds the interpreter lock, which is given up while `write` runs: that may take
-    /// locks and log, and takes the lock itself if it uses Python.
-    /// Failure: what `write` throws; `boost::python::error_already_set` when memory is short.
+    /// The caller holds the interpreter lock, which is released while `write` runs. So `write` may
+    /// take locks and log; if it uses Python, it takes the interpreter lock itself.
+    /// Failure: throws the exceptions of `write`, and `boost::python::error_already_set` if there
+    /// is not enough memory.
     // NOLINTNEXTLINE(readability-const-return-type): the type that programs compiled against
     const boost::python::str toPyString() const;
 
     /// Adds the class "OutputStreamableImpl" to the current scope of Boost.Python, for the
-    /// initialiser of an extension module. Each module may do so; all get the same class. A module
-    /// with a class that derives from it must have done so, or imported a module that has, before.
-    /// The caller holds the interpreter lock.
+    /// initialiser of an extension module. Each module may call this; all get the same class. A
+    /// module that exports a derived class must first call this, or import a module that has called
+    /// it. The caller holds the interpreter lock.
     static void exportToPython();
 };
 

@@ -12,10 +12,11 @@ struct PyRefDeleter
     void operator()(PyObject* in_pObject) const { Py_DECREF(in_pObject); }
 };
 
-/// A reference that its holder owns, for code that calls Python where nothing may be thrown. Null
-/// after a failed call, whose error is then pending.
+/// Owns a reference to a Python object, for code that calls Python and must not throw. Made from
+/// the result of a Python function, it is null if the call failed; the Python error is then
+/// pending.
 ///
-/// Thread-safety: any thread that holds the interpreter lock, also when it goes.
+/// Thread-safety: may be used and destroyed on any thread that holds the interpreter lock.
 using PyRef = std::unique_ptr<PyObject, PyRefDeleter>;
 
 } // namespace Velmora::Python

@@ -1,8 +1,8 @@
 #pragma once
 
-/// Names of Boost.Python for headers that programs include which do not script: such a header is
-/// compiled without Python's headers. A source that does more than pass these on includes
-/// "velmora/python/BoostPython.h".
+/// Forward declarations of Boost.Python classes. Headers that are included by programs which do not
+/// script use this file, and so compile without Python's headers. A source that needs the complete
+/// classes includes "velmora/python/BoostPython.h".
 
 namespace boost::python
 {

@@ -9,14 +9,15 @@
 namespace Velmora::Python
 {
 
-/// A trace scope whose lines are logged without the interpreter lock, also where the caller holds
-/// it, which an appender may wait for on another thread. Without tracing it leaves the lock alone.
+/// A trace scope that releases the interpreter lock while it logs, if the caller holds it: an
+/// appender on another thread may wait for that lock. If tracing is off, the lock is not touched.
 ///
 /// Thread-safety: belongs to the thread that declares it.
 class UnlockedTraceScope
 {
   public:
-    /// For the logger of a source file: null once that has gone, and the scope is then not active.
+    /// `in_pLogger` is the logger of a source file, or null after it has been deleted. The scope
+    /// then does nothing.
     UnlockedTraceScope(const AceCleanupLogger* in_pLogger, const char* in_szName)
     {
         if (in_pLogger == nullptr || !in_pLogger->isEnabledFor(TRACE_LOG_LEVEL)) [[likely]]
@@ -40,7 +41,7 @@ class UnlockedTraceScope
 
 } // namespace Velmora::Python
 
-/// Traces the scope that it stands in, through the logger of the source file.
+/// Traces the enclosing scope, through the logger of the source file.
 #define VELMORA_UNLOCKED_TRACE_SCOPE(name)                                              \
     const ::Velmora::Python::UnlockedTraceScope VELMORA_UNIQUE_NAME(velmoraTraceScope)( \
         ::liveFileScopeLogger(), #name)
