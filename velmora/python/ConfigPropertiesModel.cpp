@@ -17,7 +17,8 @@ namespace python = boost::python;
 namespace
 {
 
-/// Throws `error_already_set` when the element is no tuple of two strings.
+/// Returns the name and the value of an element of the result.
+/// Failure: throws `error_already_set` if the element is not a tuple of two strings.
 std::pair<std::string, std::string> nameWithValue(const python::object& in_pyNameValue)
 {
     if (PyTuple_Check(in_pyNameValue.ptr()) == 0)
@@ -33,7 +34,7 @@ std::pair<std::string, std::string> nameWithValue(const python::object& in_pyNam
     if (!bPair)
     {
         {
-            // An appender may wait for others.
+            // The failed assertion is logged, and an appender may wait for other threads.
             const InterpreterUnlock unlock;
             VELMORA_FILE_ASSERT_TEXT(
                 bPair, "PyArg_ParseTuple(pyNameValue.ptr(), \"ss\", &szParamName, &szParamValue)");

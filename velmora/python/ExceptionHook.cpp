@@ -16,8 +16,8 @@ namespace Velmora::Python
 namespace
 {
 
-// The traceback is formatted by a module that `install` has imported, so that it is found whatever
-// has become of sys.path.
+// The script imports the module traceback when it reports an exception. `install` has imported it
+// before, so it is found even if a script has changed sys.path.
 constexpr const char* s_szHookName = "velmora_excepthook";
 constexpr const char* s_szScript =
     "def velmora_excepthook(type, value, tb):\n"
@@ -29,7 +29,7 @@ constexpr const char* s_szScript =
     "del sys\n"
     "del velmora_excepthook\n";
 
-/// An exception as a handler of it gets it. All three may be null.
+/// The arguments of an exception hook. Each may be null.
 struct Exception
 {
     PyRef pType;
@@ -37,6 +37,7 @@ struct Exception
     PyRef pTraceback;
 };
 
+/// Returns the pending error, normalised, and clears it.
 Exception takePendingError()
 {
     PyObject* pType = nullptr;
@@ -54,7 +55,7 @@ PyObject* orNone(const PyRef& in_pObject)
     return in_pObject == nullptr ? Py_None : in_pObject.get();
 }
 
-/// As the module traceback has it.
+/// Formats an exception by the module traceback. Returns null, with a pending error, on failure.
 PyRef format(const Exception& in_exception)
 {
     const PyRef pModule(PyImport_ImportModule("traceback"));
@@ -71,7 +72,7 @@ PyRef format(const Exception& in_exception)
                             : PyRef(PyObject_CallMethod(pText.get(), "rstrip", "s", "\n"));
 }
 
-/// The type and the value alone, for when there is not even a traceback to be had.
+/// Formats the type and the value only, for when the module traceback fails. Clears its error.
 std::string formatShortly(const Exception& in_exception)
 {
     PyErr_Clear();
@@ -135,6 +136,7 @@ void ExceptionHook::uninstall()
     PyObject* const pFound = PySys_GetObject("excepthook");
     if (pFound == nullptr || PyFunction_Check(pFound) == 0)
         return;
+    // The hook is recognised by its name, as any function may have replaced it.
     const PyRef pName(PyObject_GetAttrString(pFound, "__name__"));
     if (pName != nullptr && PyUnicode_CompareWithASCIIString(pName.get(), s_szHookName) == 0)
         PySys_SetObject("excepthook", PySys_GetObject("__excepthook__"));
@@ -146,7 +148,7 @@ void ExceptionHook::reportPendingError()
     const Exception exception = takePendingError();
     if (exception.pType == nullptr)
         return;
-    // Borrowed, and the calls below may replace it.
+    // A borrowed reference. It is counted below, as the hook itself may replace `sys.excepthook`.
     PyObject* const pFound = PySys_GetObject("excepthook");
     if (pFound == nullptr || pFound == PySys_GetObject("__excepthook__"))
         return log(exception);
@@ -157,6 +159,7 @@ void ExceptionHook::reportPendingError()
                                                      orNone(exception.pTraceback), nullptr));
     if (pResult != nullptr)
         return;
+    // The hook has failed: log the error that it should have reported, and its own.
     const Exception ofHook = takePendingError();
     log(exception);
     log(ofHook);

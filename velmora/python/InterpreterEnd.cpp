@@ -24,13 +24,21 @@ namespace
 
 using Clock = std::chrono::steady_clock;
 
+/// How long the end waits for threads.
 constexpr std::chrono::seconds s_limit(1);
+/// Between two checks. There is nothing to wait on: threads leave Python without notifying.
 constexpr std::chrono::milliseconds s_pause(1);
 
-// What threading._shutdown does when Python ends, but for no longer than `limit` seconds. Its main
-// thread, which is the one that imported it first, becomes the one that ends; threading then takes
-// its own part as done. Gives the names of the threads that are left, and whether the thread that
-// ends is one of threading's.
+// Does the work of threading._shutdown, but takes no more than `limit` seconds. Python calls
+// threading._shutdown when it ends, and that function waits without a limit.
+//
+// The main thread of threading is the one that imported it first. The script makes it the thread
+// that ends Python, and marks it as stopped; threading._shutdown then has nothing left to do. Then
+// the script runs the functions registered with threading._register_atexit and joins the threads
+// that are not daemons. Functions may join threads themselves, so Thread.join has the limit, too.
+//
+// Returns the names of the threads that are left, and whether the thread that ends Python is one
+// that threading has started.
 constexpr const char* s_szScript = R"(
 def end_threads(limit):
     import sys
@@ -83,14 +91,16 @@ def end_threads(limit):
         threading.Thread.join = join
 )";
 
+/// Returns true if no thread except this one is inside.
 bool isNobodyInside(const InterpreterGate& in_gate)
 {
-    // This thread is.
+    // `closeGate` has counted this thread.
     return in_gate.countInside() <= 1;
 }
 
-/// Whether a thread took the interpreter lock that waits for it by asking the thread that holds it
-/// to give it up. Python cannot be asked to wait for a limited time.
+/// Waits for the interpreter lock on a thread of its own and records that it got the lock. A thread
+/// that waits for the lock makes Python ask the owner to release it. Python has no such wait with a
+/// limit, so the thread that ends Python must not wait itself.
 class Probe
 {
   public:
@@ -103,7 +113,7 @@ class Probe
     }
     catch (const std::system_error&)
     {
-        // Without the thread, a lock that is always held is taken to be held for ever.
+        // Without this thread, `takeLock` only gets a lock that it finds free at one of its checks.
     }
 
     static bool hasTakenLock() { return s_bTaken; }
@@ -120,11 +130,14 @@ class Probe
     bool m_bStarted = false;
 };
 
-/// Takes the interpreter lock for good. A thread that computes gives it up when asked to, but one
-/// that waits for something else with the lock held does not.
+/// Takes the interpreter lock and keeps it. A thread that runs a script releases the lock when
+/// asked to. A thread that waits for something else while it holds the lock does not.
+/// Failure: returns false if the lock is still held at the given time.
 bool takeLock(Clock::time_point in_end)
 {
     Probe probe;
+    // In Python 3.11 the function returns the state of the thread that holds the lock, whichever
+    // thread that is, and null if the lock is free.
     for (int iTry = 0; _PyThreadState_UncheckedGet() != nullptr && !Probe::hasTakenLock(); ++iTry)
     {
         if (Clock::now() >= in_end)
@@ -138,13 +151,17 @@ bool takeLock(Clock::time_point in_end)
     return true;
 }
 
+/// The result of `endThreadsOfScripts`.
 struct ThreadsOfScripts
 {
+    /// The names of those that still run, empty if there are none.
     std::string strNames{};
+    /// Whether the thread that ends Python is one of a script.
     bool bEndingIsOne = false;
 };
 
-/// Ends what can be ended of threading. The caller holds the interpreter lock.
+/// Runs `s_szScript`. The caller holds the interpreter lock.
+/// Failure: if the script raises, reports the exception and returns the name "unknown".
 ThreadsOfScripts endThreadsOfScripts(Clock::time_point in_end)
 {
     ThreadsOfScripts result;
@@ -173,7 +190,7 @@ ThreadsOfScripts endThreadsOfScripts(Clock::time_point in_end)
     return result;
 }
 
-/// How many threads Python's own module _thread has started and that still run.
+/// Returns the number of running threads that Python's module _thread has started.
 long countThreadsOfScripts()
 {
     const PyRef pModule(PyImport_ImportModule("_thread"));
@@ -184,22 +201,26 @@ long countThreadsOfScripts()
     return iCount;
 }
 
-/// How many native threads have a state of Python's without the library's doing.
+/// Returns the number of native threads that have a thread state of Python by other means than the
+/// library's.
 long countStatesOfOthers(const InterpreterGate& in_gate, bool in_bEndingIsOfScript)
 {
     const PyThreadState* const pOwn = PyThreadState_Get();
+    // The loop does not count this thread, but `countThreadsOfScripts` does if it is of a script.
     long iCount = in_bEndingIsOfScript ? 1 : 0;
     for (PyThreadState* pState = PyInterpreterState_ThreadHead(PyInterpreterState_Get());
          pState != nullptr; pState = PyThreadState_Next(pState))
     {
+        // The thread that started Python keeps its state while it is outside.
         const bool bIdle = pState == in_gate.startState() && pState->gilstate_counter <= 1;
         iCount += pState == pOwn || bIdle ? 0 : 1;
     }
     return iCount - countThreadsOfScripts();
 }
 
-/// Waits until no native thread is inside. The caller holds the interpreter lock, which is given up
-/// for the waiting.
+/// Waits until no native thread is inside. The caller holds the interpreter lock, which is released
+/// while waiting.
+/// Failure: returns false if threads are inside at the given time.
 bool waitForNativeThreads(const InterpreterGate& in_gate, bool in_bEndingIsOfScript,
                           Clock::time_point in_end)
 {
@@ -214,18 +235,21 @@ bool waitForNativeThreads(const InterpreterGate& in_gate, bool in_bEndingIsOfScr
     return true;
 }
 
-/// Lets nobody come back either, once those who are inside have left. The caller holds the
-/// interpreter lock.
+/// Waits until the threads inside have left, then closes the gate for threads that would return to
+/// Python as well. The caller holds the interpreter lock.
+/// Failure: returns false if threads are still inside after the limit.
 bool closeForGood(InterpreterGate& inout_gate, bool in_bEndingIsOfScript, Clock::time_point in_end)
 {
     if (!waitForNativeThreads(inout_gate, in_bEndingIsOfScript, in_end))
         return false;
     inout_gate.setState(InterpreterGate::State::closed);
-    // Some may have come back just before. What they do inside takes no longer than before.
+    // A thread may have returned to Python just before the state was set. It is given the full
+    // limit to leave again.
     return waitForNativeThreads(inout_gate, in_bEndingIsOfScript, Clock::now() + s_limit);
 }
 
-/// Lets nobody in any more, and makes this thread one of those that are inside, for good.
+/// Closes the gate for all other threads, and counts this thread as inside until the process ends
+/// or `leaveAsItIs` is called.
 void closeGate(InterpreterGate& in_gate)
 {
     ThreadInPython& thread = ThreadInPython::ofThisThread();
@@ -236,7 +260,8 @@ void closeGate(InterpreterGate& in_gate)
     in_gate.setState(InterpreterGate::State::closing);
 }
 
-/// This thread goes on as any other.
+/// Gives up the end of Python: logs a WARN with the reason, and makes this thread an ordinary one
+/// again. The gate stays closed. Returns false.
 bool leaveAsItIs(InterpreterGate& in_gate, const std::string& in_strReason)
 {
     ThreadInPython::ofThisThread() = ThreadInPython();
@@ -252,6 +277,7 @@ void (*s_pLetGo)() = nullptr;
 PyObject* beforeEndOfPython(PyObject*, PyObject*)
 {
     InterpreterGate& gate = InterpreterGate::ofProcess();
+    // If the library itself ends Python, `prepare` has done all this and the gate is not open.
     if (gate.state() == InterpreterGate::State::open)
     {
         s_pLetGo();
@@ -260,7 +286,7 @@ PyObject* beforeEndOfPython(PyObject*, PyObject*)
         if (!closeForGood(gate, bEndingIsOfScript, Clock::now() + s_limit))
         {
             const InterpreterUnlock unlock;
-            // Python calls this, which is not made for exceptions.
+            // Python, which is written in C, calls this function: no exception may leave it.
             withoutThrowing(::liveFileScopeLogger(), "exception while Python ends",
                             []
                             {
@@ -283,6 +309,7 @@ bool InterpreterEnd::prepare()
         return false;
     const Clock::time_point end = Clock::now() + s_limit;
     closeGate(gate);
+    // Threads inside may need the interpreter lock to leave.
     if (InterpreterLock::isHeld())
         PyEval_SaveThread();
     while (!isNobodyInside(gate))
@@ -295,11 +322,14 @@ bool InterpreterEnd::prepare()
     if (!takeLock(end))
         return leaveAsItIs(gate, "a thread still holds the interpreter lock");
     const ThreadsOfScripts left = endThreadsOfScripts(end);
+    // If threads of scripts are left, Python does not end. Native threads are then only waited for
+    // to log the right reason.
     const bool bNativeLeft = left.strNames.empty()
                                  ? !closeForGood(gate, left.bEndingIsOne, end)
                                  : !waitForNativeThreads(gate, left.bEndingIsOne, end);
     if (left.strNames.empty() && !bNativeLeft)
         return true;
+    // Released for good: threads of scripts that are left go on.
     PyEval_SaveThread();
     return leaveAsItIs(gate, bNativeLeft ? "native threads are inside Python"
                                          : "threads of scripts still run : " + left.strNames);

@@ -11,6 +11,7 @@ namespace Velmora::Python
 namespace
 {
 
+/// Calls a function without the interpreter lock, for the gate of the process.
 void callWithout(void (*in_pFunction)(void*), void* in_pArgument)
 {
     const InterpreterUnlock unlock;
@@ -19,7 +20,8 @@ void callWithout(void (*in_pFunction)(void*), void* in_pArgument)
 
 bool isHeld() { return Py_IsInitialized() != 0 && InterpreterLock::isHeld(); }
 
-/// Whether the gate was closed for the fork that goes on. Guarded by the turn to close it.
+/// Whether the gate could be closed for the current fork. Guarded by the turn to close the gate,
+/// which one thread at a time has.
 bool s_bClosed = false;
 
 PyObject* before(PyObject*, PyObject*)
@@ -40,7 +42,8 @@ PyObject* afterInChild(PyObject*, PyObject*)
 {
     InterpreterGate& gate = InterpreterGate::ofProcess();
     gate.endForkOfPython();
-    // Python has deleted the states of all other threads.
+    // Python has deleted the thread states of all other threads. If another thread started Python,
+    // its state was among them.
     if (gate.startState() != PyThreadState_Get())
         gate.setStartState(nullptr);
     Py_RETURN_NONE;
@@ -50,7 +53,7 @@ PyObject* afterInChild(PyObject*, PyObject*)
 
 void InterpreterFork::setInterpreterOfGate()
 {
-    // Made here, as a fork may come when there is no memory.
+    // Made now, as the fork handlers may run without memory.
     InterpreterGate::ofProcess();
     ProcessGate::setInterpreter({&isHeld, &callWithout});
 }
@@ -74,6 +77,7 @@ void InterpreterFork::child()
     ThreadInPython& thread = ThreadInPython::ofThisThread();
     if (!gate.isForkOfPython() && (Py_IsInitialized() != 0 || gate.isStarting()))
     {
+        // Another thread may have held any of Python's locks, so the child must stay out.
         gate.setState(InterpreterGate::State::forked);
         thread.uiDepth = 0;
     }

@@ -17,6 +17,7 @@ namespace Velmora::Python
 namespace
 {
 
+/// Between two checks of the gate.
 constexpr std::chrono::microseconds s_pause(100);
 
 } // namespace
@@ -40,7 +41,7 @@ InterpreterGate& InterpreterGate::ofProcess()
 
 void InterpreterGate::keepOnlyThisThread(const ThreadInPython& in_thread)
 {
-    // An end that another thread had begun is not this process's.
+    // If another thread had begun to end Python, that thread does not exist in this process.
     if (!in_thread.bEnds && m_state.load() != State::forked)
         m_state.store(State::open);
     for (Counts& counts : m_counts)
@@ -63,7 +64,6 @@ unsigned int InterpreterGate::countInside() const
     return uiSum;
 }
 
-/// Under the interpreter lock.
 unsigned int InterpreterGate::countSettled() const
 {
     unsigned int uiSum = 0;
@@ -74,7 +74,7 @@ unsigned int InterpreterGate::countSettled() const
 
 bool InterpreterGate::comeBack(const ThreadInPython& in_thread)
 {
-    // As in `goIn`: the end closes the gate before it counts.
+    // Counts first, as in `goIn`: the end closes the gate before it reads the count.
     goInUnasked();
     if (state() != State::closed || in_thread.bEnds)
         return true;
@@ -91,7 +91,8 @@ void InterpreterGate::beginForkOfPython()
     {
         State found = State::open;
         bForking = bForking || m_state.compare_exchange_strong(found, State::forking);
-        // Once Python ends, nobody begins in any case.
+        // While Python ends, no thread begins to make a state, so there is nothing to wait for. If
+        // another thread forks, wait for that.
         if (!bForking && found != State::forking)
             return;
         if (bForking && (state() != State::forking || countInside() == countSettled()))
@@ -118,7 +119,7 @@ void InterpreterGate::reportFork()
 {
     if (m_bForkReported.exchange(true))
         return;
-    // Destructors of handles come here too.
+    // Destructors of handles call this, too, so nothing may be thrown.
     withoutThrowing(::liveFileScopeLogger(), "exception while a fork is reported",
                     []
                     {
@@ -131,8 +132,8 @@ void InterpreterGate::reportFork()
 
 bool InterpreterGate::goInLate()
 {
-    // A thread that holds the interpreter lock needs no new state, and a thread that forks waits
-    // for it.
+    // A thread that holds the interpreter lock has a thread state, so it need not wait for the end
+    // of a fork. It must not wait either: the thread that forks waits for the interpreter lock.
     const bool bHolds = InterpreterLock::isHeld();
     while (!bHolds && state() == State::forking)
         std::this_thread::sleep_for(s_pause);

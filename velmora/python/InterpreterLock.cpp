@@ -11,6 +11,7 @@ namespace Velmora::Python
 namespace
 {
 
+/// Blocks the thread until the process ends.
 [[noreturn]] void waitForEndOfProcess()
 {
     while (true)
@@ -38,7 +39,8 @@ bool InterpreterLock::enter(int& out_iState)
 void InterpreterLock::leave(int in_iState)
 {
     InterpreterGate& gate = InterpreterGate::ofProcess();
-    // What stood before the fork is not there any more.
+    // The state belongs to Python as it was before the fork. In this child Python must not be
+    // touched.
     if (gate.state() == InterpreterGate::State::forked) [[unlikely]]
         return;
     ThreadInPython& thread = ThreadInPython::ofThisThread();
@@ -63,7 +65,7 @@ InterpreterUnlock::InterpreterUnlock() : m_pThreadState(nullptr)
         return;
     InterpreterGate& gate = InterpreterGate::ofProcess();
     ThreadInPython& thread = ThreadInPython::ofThisThread();
-    // It could not come back then.
+    // In these states the destructor could not take the lock again, so it is not released.
     const InterpreterGate::State state = gate.state();
     if (state == InterpreterGate::State::forked ||
         (state == InterpreterGate::State::closed && !thread.bEnds))
@@ -80,7 +82,8 @@ InterpreterUnlock::~InterpreterUnlock()
     if (m_pThreadState == nullptr || gate.state() == InterpreterGate::State::forked)
         return;
     ThreadInPython& thread = ThreadInPython::ofThisThread();
-    // Python would end the thread by unwinding it.
+    // Python has ended or is about to. It would unwind a thread that returns to it, through the
+    // code of the library and of the program.
     if (thread.isAway() && !gate.comeBack(thread))
         waitForEndOfProcess();
     PyEval_RestoreThread(static_cast<PyThreadState*>(m_pThreadState));

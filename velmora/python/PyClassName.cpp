@@ -23,13 +23,13 @@ namespace
 
 namespace python = boost::python;
 
-/// Whether a module is another one, or a package that it stands in.
+/// Returns true if `in_strModule` is `in_strOther` or a package that contains it.
 bool isOrContains(const std::string& in_strModule, const std::string& in_strOther)
 {
     return in_strOther == in_strModule || in_strOther.starts_with(in_strModule + ".");
 }
 
-/// Whether an exception says that a module is not there, or a package that it stands in.
+/// Returns true if a ModuleNotFoundError names the module or a package that contains it.
 bool saysNotFound(PyObject* in_pException, const std::string& in_strModule)
 {
     const Python::PyRef pName(PyObject_GetAttrString(in_pException, "name"));
@@ -39,8 +39,9 @@ bool saysNotFound(PyObject* in_pException, const std::string& in_strModule)
     return szName != nullptr && isOrContains(szName, in_strModule);
 }
 
-/// Clears the pending error of an import that failed. Reports it unless it only says what the
-/// caller knows: that the module is not there.
+/// Clears the pending error of a failed import. Reports the error unless it only says that the
+/// module itself does not exist, which the caller has logged. A module that exists may fail to
+/// import another one; that error is reported.
 void clearImportError(const std::string& in_strModule)
 {
     PyObject* pType = nullptr;

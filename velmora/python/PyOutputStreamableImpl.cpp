@@ -14,6 +14,7 @@ namespace Velmora
 namespace
 {
 
+/// Returns the text of the object, written without the interpreter lock.
 std::string textOf(const OutputStreamable& in_object)
 {
     const Python::InterpreterUnlock unlock;

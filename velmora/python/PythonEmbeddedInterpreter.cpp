@@ -41,8 +41,8 @@ constexpr const char* s_szSingleton = "EmbeddedInterpreter::Singleton";
 constexpr const char* s_szNoRoot =
     "The VELMORA environment variable must be defined to determine the Python sys.path";
 
-/// Lines about the start, which are logged once the lock under which Python starts is free: an
-/// appender may need that lock.
+/// Collects the lines about the start, and logs them when it is destroyed. By then the lock under
+/// which Python starts has been released: an appender may need that lock.
 class StartLog
 {
   public:
@@ -65,7 +65,7 @@ class StartLog
     std::vector<std::pair<LogLevel, std::string>> m_lines;
 };
 
-/// Whether anybody but root and the user of this process may put files into a directory.
+/// Returns true if users other than root and the user of this process may write to a directory.
 bool isWritableByOthers(const std::string& in_strDirectory)
 {
     struct stat status
@@ -78,7 +78,8 @@ bool isWritableByOthers(const std::string& in_strDirectory)
            (status.st_mode & S_IWOTH) != 0;
 }
 
-/// Python takes modules from the working directory as well, whatever PYTHONHOME is.
+/// Adds a WARN that names the directories that other users may write to. Checks the working
+/// directory as well, as Python loads modules from there whatever PYTHONHOME is.
 void warnOfWritableDirectories(StartLog& out_log, std::vector<std::string> in_directories)
 {
     in_directories.emplace_back(".");
@@ -96,7 +97,7 @@ void warnOfWritableDirectories(StartLog& out_log, std::vector<std::string> in_di
                         s_szPYTHON_SYS_PATH_PARAM);
 }
 
-/// What the environment says; false if it says nothing.
+/// Appends the directories that the environment names. Returns false if `VELMORA` is not set.
 bool appendBootstrapPath(std::vector<std::string>& out_path)
 {
     const char* const szRoot = std::getenv("VELMORA");
@@ -111,7 +112,7 @@ bool appendBootstrapPath(std::vector<std::string>& out_path)
     return true;
 }
 
-/// Frees what Python was to start with.
+/// A PyConfig that frees its memory.
 class Config
 {
   public:
@@ -127,6 +128,7 @@ class Config
     PyConfig m_config;
 };
 
+/// Returns false, and adds an ERROR, if the status is a failure.
 bool isStarted(StartLog& out_log, const PyStatus& in_status)
 {
     if (PyStatus_Exception(in_status) == 0)
@@ -144,11 +146,12 @@ bool isStarted(StartLog& out_log, const PyStatus& in_status)
     return false;
 }
 
-/// Starts Python with the environment as it is. The process keeps its locale, its standard streams
-/// and its signal handlers.
+/// Starts Python with the current environment. Does not change the locale, the standard streams and
+/// the signal handlers of the process.
 bool startInterpreter(StartLog& out_log)
 {
-    // Guarded by the lock of the ACE object manager.
+    // Set if Python failed after it had made a thread state. Such a start can be neither undone nor
+    // repeated. Guarded by the lock of the ACE object manager.
     static bool s_bStartedHalfWay = false;
     if (s_bStartedHalfWay)
     {
@@ -175,8 +178,8 @@ bool startInterpreter(StartLog& out_log)
     return false;
 }
 
-/// A library that was opened with RTLD_LOCAL keeps the symbols of Python to itself, which the
-/// extension modules of Python's own library need.
+/// Makes the symbols of Python global. If this library was opened with RTLD_LOCAL, they are local,
+/// but the extension modules of Python's standard library need them.
 void makePythonGlobal()
 {
     Dl_info info;
@@ -184,7 +187,9 @@ void makePythonGlobal()
         dlopen(info.dli_fname, RTLD_LAZY | RTLD_NOLOAD | RTLD_GLOBAL);
 }
 
-/// False, with nothing started, if Python cannot start.
+/// Sets the environment variables and starts Python. On return no thread holds the interpreter
+/// lock.
+/// Failure: returns false if Python cannot start.
 bool startPython(StartLog& out_log)
 {
     setenv("PYTHONHOME", ".", 0);
@@ -203,12 +208,14 @@ bool startPython(StartLog& out_log)
     if (!startInterpreter(out_log))
         return false;
     InterpreterGate::ofProcess().setStartState(PyThreadState_Get());
+    // Python starts with the interpreter lock held by this thread.
     PyEval_SaveThread();
     return true;
 }
 
 #pragma GCC diagnostic push
 #pragma GCC diagnostic ignored "-Wdeprecated-declarations"
+/// Sets `sys.argv` to a list of one empty string.
 void setEmptyArguments()
 {
     wchar_t szEmpty[] = L"";
@@ -235,7 +242,7 @@ boost::python::object pathObject(std::string_view in_strPath)
 
 void EmbeddedInterpreter::NamespaceDeleter::operator()(boost::python::object* in_pNamespace) const
 {
-    // A thread that could not be waited for may still use it.
+    // If Python has not ended, it was left as it is, and a thread may still use the namespace.
     if (Py_IsInitialized() == 0)
         ::operator delete(in_pNamespace);
 }
@@ -244,6 +251,7 @@ EmbeddedInterpreter& EmbeddedInterpreter::getInstance()
 {
     static EmbeddedInterpreter* const pSingleton = []
     {
+        // If another copy of the library has registered its object, no second one is made.
         void* const pFound = SingletonRegistry::getInstance()->find(s_szSingleton);
         return pFound == nullptr ? registerSingleton(s_szSingleton, new EmbeddedInterpreter)
                                  : static_cast<EmbeddedInterpreter*>(pFound);
@@ -296,10 +304,12 @@ bool EmbeddedInterpreter::initialize()
     InterpreterGate& gate = InterpreterGate::ofProcess();
     if (gate.state() == InterpreterGate::State::forked)
     {
-        // The thread that was starting Python, with the lock below, is not here.
+        // The parent may have been starting Python on another thread, which held the lock below
+        // and does not exist in this process.
         gate.reportFork();
         return false;
     }
+    // The lock of the ACE object manager is taken before the interpreter lock.
     const InterpreterUnlock unlock;
     ACE_Recursive_Thread_Mutex* pMutex = nullptr;
     const bool bGotLock = ACE_Object_Manager::get_singleton_lock(pMutex) == 0;
@@ -309,12 +319,15 @@ bool EmbeddedInterpreter::initialize()
     VELMORA_FILE_ASSERT_TEXT(pMutex != nullptr, "pMutex != 0");
     if (pMutex == nullptr)
         return false;
+    // Declared before the guard, so that it logs after the lock has been released.
     StartLog log;
     const ACE_Guard<ACE_Recursive_Thread_Mutex> guard(*pMutex);
+    // Another thread may have started Python while this one waited.
     if (m_bInitialized)
         return true;
     if (Py_IsInitialized() == 0)
     {
+        // A child that another thread forks while this runs must not use Python.
         gate.setStarting(true);
         m_bStartedPython = startPython(log);
         gate.setStarting(false);
@@ -346,6 +359,7 @@ bool EmbeddedInterpreter::enterMainNamespace()
         logLastPyException();
         return false;
     }
+    // A Python that the program has started keeps its hook and its arguments.
     if (m_bStartedPython)
     {
         replaceExceptionHook();
@@ -382,7 +396,8 @@ bool EmbeddedInterpreter::configure(const ROConfiguration& in_config)
     VELMORA_UNLOCKED_TRACE_SCOPE(EmbeddedInterpreter::configure);
     if (!initialize())
         return false;
-    // What locks the configuration may wait for the interpreter lock.
+    // Read without the interpreter lock: a thread that has locked the configuration may wait for
+    // the interpreter lock.
     std::string strPath;
     bool bChecker = false;
     bool bPathDefined = false;

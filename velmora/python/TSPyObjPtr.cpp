@@ -14,9 +14,9 @@ namespace
 
 using boost::python::object;
 
-/// The pointer within an object of Boost.Python. Its own assignment counts, which must not be done
-/// without the lock, and lets the old object go before it refers to the new one, which a finaliser
-/// could see.
+/// Returns the pointer inside an object of Boost.Python, whose own assignment cannot be used. It
+/// changes reference counts, which is not allowed without the lock. It also drops the old object
+/// before it refers to the new one, so a finaliser could see a dangling reference.
 PyObject*& pointerOf(object& inout_object)
 {
     static_assert(std::is_standard_layout_v<object> && sizeof(object) == sizeof(PyObject*),
@@ -26,7 +26,8 @@ PyObject*& pointerOf(object& inout_object)
 
 using TakenOver = boost::python::detail::new_non_null_reference;
 
-/// A reference that the base takes over; without the lock, one to None that is not counted.
+/// Returns a counted reference that the base class takes over. Without the lock, returns one to
+/// None that is not counted.
 TakenOver newReference(bool in_bLockHeld, PyObject* in_pObject)
 {
     if (!in_bLockHeld)
@@ -35,8 +36,8 @@ TakenOver newReference(bool in_bLockHeld, PyObject* in_pObject)
     return reinterpret_cast<TakenOver>(in_pObject);
 }
 
-/// What the base may drop a reference to without the lock: a count of this thread's own, which no
-/// other touches and which never comes to 0.
+/// Returns an object to which the base class may drop a reference without the lock. Its count
+/// belongs to this thread and never reaches 0.
 PyObject* objectOfThread()
 {
     static constinit thread_local PyObject s_object{};
@@ -81,16 +82,19 @@ TSPyObjPtr::~TSPyObjPtr()
 {
     int iState = 0;
     const bool bEntered = Python::InterpreterLock::enter(iState);
-    // All threads that drop handles would write to the count of None, so it is left alone.
+    // The base class drops a reference to the object of this thread below, not to None: threads
+    // that destroy handles would all write to the count of None.
     if (bEntered && m_iLockState == s_iCounted)
     {
         m_iLockState = s_iNoneUncounted;
         Py_DECREF(std::exchange(pointerOf(*this), Py_None));
     }
-    // Else the finaliser of the old object has assigned this handle.
+    // Otherwise the finaliser of the old object has assigned this handle, and the base class drops
+    // that counted reference.
     if (!bEntered || m_iLockState == s_iNoneUncounted)
         pointerOf(*this) = objectOfThread();
-    // Held until the base has dropped what it refers to.
+    // The lock is held until the base class has dropped its reference; `~TSPyObjPtrBase` releases
+    // it.
     if (bEntered)
         m_iLockState = iState;
 }
@@ -121,20 +125,22 @@ void TSPyObjPtr::setToNull() { assign(Py_None); }
 
 void TSPyObjPtr::assign(PyObject* in_pObject)
 {
-    // The finaliser of the old object may assign this handle too, so the state is not kept in it.
+    // The finaliser of the old object may assign this handle, too. So the state of the lock is kept
+    // in a local variable and not in `m_iLockState`.
     const Python::InterpreterLock lock;
     if (lock)
     {
         exchange(in_pObject);
         return;
     }
+    // Without the lock the old reference cannot be dropped; it is leaked.
     pointerOf(*this) = Py_None;
     m_iLockState = s_iNoneUncounted;
 }
 
-/// With the lock held. The handle has its new content when the old object's finaliser runs.
 void TSPyObjPtr::exchange(PyObject* in_pObject)
 {
+    // An uncounted reference to None is counted now, as it is dropped below.
     if (std::exchange(m_iLockState, s_iCounted) == s_iNoneUncounted)
         Py_INCREF(Py_None);
     Py_INCREF(in_pObject);
