@@ -1,4 +1,4 @@
-// The extension module velmora.infra._infra: what the library offers to scripts.
+// The extension module velmora.infra._infra, which exports the library to scripts.
 
 #include "velmora/alarm/AlarmRegistry.h"
 #include "velmora/logging/Logger.h"
@@ -11,7 +11,7 @@
 namespace
 {
 
-/// Logs from WARN on, as an application does that nobody has configured.
+/// Sets the log level to WARN, the default of an application, unless a level has been set.
 void setDefaultLogLevel()
 {
     Velmora::Logger logger;
@@ -24,7 +24,8 @@ void setDefaultLogLevel()
 BOOST_PYTHON_MODULE(_infra)
 {
     using namespace Velmora;
-    // In a program that embeds Python this has been done; a plain interpreter is taken as it is.
+    // In a program that embeds Python this does nothing. In `python3` it makes the library use the
+    // interpreter that runs.
     Python::EmbeddedInterpreter& interpreter = Python::EmbeddedInterpreter::getInstance();
     if (!interpreter.initialize())
     {

@@ -16,8 +16,9 @@ namespace python = boost::python;
 namespace
 {
 
-/// What an operation that a script calls holds: the registry's lock, under which observers run, and
-/// not that of Python, for which a thread may wait that holds the registry's.
+/// Holds the registry's mutex and releases the interpreter lock, for a scope in an operation that a
+/// script calls. A thread that holds the mutex may wait for the interpreter lock, so the latter is
+/// released first.
 class OutsidePython
 {
     const Python::InterpreterUnlock m_unlock;
@@ -29,19 +30,21 @@ class OutsidePython
     PyErr_Format(PyExc_NotImplementedError, "%s does not define %s", Py_TYPE(in_pSelf)->tp_name,
                  in_szMethod);
     python::throw_error_already_set();
+    // Never reached, but Boost.Python does not declare that the function above does not return.
     std::abort();
 }
 
-/// A script has to define that method of its alarms.
+/// Raises NotImplementedError if the alarm is one of a script. Scripts must define the method.
 void failIfOfScript(const Alarm& in_alarm, const char* in_szMethod)
 {
     if (const auto* const pScripts = dynamic_cast<const ScriptAlarm*>(&in_alarm))
         raiseNotDefined(python::detail::wrapper_base_::get_owner(*pScripts), in_szMethod);
 }
 
-// What the class "Alarm" has for scripts. Of an alarm that a script defines, these are what it does
-// not define; of any other, they are the alarm's own. None takes a const reference, for which
-// Boost.Python would look for conversions that make an alarm.
+// The methods of the Python class "Alarm". For an alarm that a script defines, they are called if
+// the script does not override them. For any other alarm, they call the alarm's own operations.
+// They do not take const references, as Boost.Python would then search for conversions that make an
+// alarm.
 
 std::string getAlarmId(Alarm& in_alarm)
 {
@@ -71,6 +74,8 @@ int getSeverity(Alarm& in_alarm) { return static_cast<int>(in_alarm.getSeverity(
 Alarm::State getState(Alarm& in_alarm)
 {
     const OutsidePython outside;
+    // The script's own `getState` may call this one, so the virtual function must not be called: it
+    // would call the script again.
     const auto* const pScripts = dynamic_cast<const ScriptAlarm*>(&in_alarm);
     return pScripts == nullptr ? in_alarm.getState() : pScripts->AlarmImpl::getState();
 }
@@ -135,6 +140,7 @@ std::ostream& ScriptAlarm::writeText(Text& inout_text, std::ostream& out_stream)
     const Outcome outcome = askScript(inout_text.szMethod, Need::REQUIRED,
                                       [&](const python::object& in_result)
                                       { strText = python::extract<std::string>(in_result)(); });
+    // The text is copied and written under the mutex, which guards `inout_text`.
     const OutsidePython outside;
     if (outcome == Outcome::GIVEN)
         inout_text.strLast = strText;

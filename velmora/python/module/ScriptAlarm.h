@@ -8,23 +8,24 @@
 namespace Velmora
 {
 
-/// An alarm that a script defines: a Python class that derives from `Alarm` and gives the id and
-/// the description, and may take a hand in the state. What it does not define is that of
-/// `AlarmImpl`.
+/// An alarm that a script defines. The script's class derives from the Python class `Alarm` and
+/// defines the id and the description. It may override `getState` and `setState`; otherwise those
+/// of `AlarmImpl` are used.
 ///
-/// Each operation enters Python by itself, so native code calls it as any other alarm. Once Python
-/// cannot be entered any more, the texts are those that were written last, and the state is that of
-/// `AlarmImpl`.
+/// Each operation enters Python itself, so native code uses the alarm like any other. When Python
+/// cannot be entered any more, the id and the description are the last ones that were written, and
+/// the state is that of `AlarmImpl`.
 ///
 /// Ownership: the Python object's, which the registry keeps alive.
-/// Thread-safety: that of `AlarmImpl`. The Python operations hold the registry's lock, as its
-/// handle for this alarm does, so a script and native code may use one alarm concurrently.
-/// Failure: an exception in the script is logged with its traceback. The id and the description are
-/// then those that were written last, "???" if there were none, and the state is the one before.
+/// Thread-safety: that of `AlarmImpl`. The methods of the Python class hold the registry's mutex,
+/// as the handle of the alarm does, so a script and native code may use one alarm concurrently.
+/// Failure: an exception of the script is logged with its traceback. The id and the description are
+/// then the last ones that were written, or "???" if there are none. The state does not change, and
+/// is reported as that of `AlarmImpl`.
 class ScriptAlarm : public virtual AlarmImpl, public boost::python::wrapper<Alarm>
 {
   public:
-    /// The severity is a log level.
+    /// `in_iSeverity` is a log level.
     explicit ScriptAlarm(int in_iSeverity);
     ~ScriptAlarm() override;
 
@@ -33,17 +34,19 @@ class ScriptAlarm : public virtual AlarmImpl, public boost::python::wrapper<Alar
     [[nodiscard]] State getState() const override;
     void setState(State in_state) override;
 
-    /// Registers the class "Alarm", through which scripts see all alarms, and "AlarmState".
+    /// Adds the classes "Alarm" and "AlarmState" to the current scope of Boost.Python. Scripts see
+    /// all alarms as objects of the class "Alarm". The caller holds the interpreter lock.
     static void exportToPython();
 
   private:
-    /// A text that a method of the script gives, as it was last.
+    /// The last text that a method of the script has returned.
     struct Text
     {
         const char* szMethod;
         std::string strLast{"???"};
     };
 
+    /// The outcome of `askScript`.
     enum class Outcome
     {
         NOT_ENTERED,
@@ -52,19 +55,24 @@ class ScriptAlarm : public virtual AlarmImpl, public boost::python::wrapper<Alar
         FAILED
     };
 
-    /// Whether the script has to define a method.
+    /// Whether the script must define a method.
     enum class Need
     {
         OPTIONAL,
         REQUIRED
     };
 
+    /// Calls a method of the script with the arguments, and `in_use` with its result.
+    /// Failure: logs an exception of the script or of `in_use` and returns FAILED.
     template <class Use, class... Arguments>
     Outcome askScript(const char* in_szMethod, Need in_need, const Use& in_use,
                       const Arguments&... in_arguments) const;
+
+    /// Writes the text that the script returns, or the last one if the script fails.
     std::ostream& writeText(Text& inout_text, std::ostream& out_stream) const;
 
-    // Guarded by the registry's mutex, which a fork holds too.
+    // The registry's mutex guards both. A fork waits until no thread holds it, so the texts are
+    // consistent in the child.
     mutable Text m_alarmId{"getAlarmId"};
     mutable Text m_description{"getDescription"};
 };

@@ -1,6 +1,7 @@
-"""What the infrastructure library offers to scripts: alarms, their registry, and objects by class name.
+"""The infrastructure library for scripts: alarms, their registry, and making objects by class name.
 
-A site's own modules may stand beside this package's, in its folder or in velmora/infra of another entry of sys.path.
+A site may add modules of its own to this package: in its folder, or in velmora/infra of another
+entry of sys.path.
 """
 
 from pkgutil import extend_path

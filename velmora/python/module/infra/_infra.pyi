@@ -10,11 +10,15 @@ class OutputStreamableImpl:
     def __str__(self) -> str: ...
 
 class Alarm:
-    """An alarm. A class that derives from it defines getAlarmId and getDescription, and may define getState and setState."""
+    """An alarm. A derived class must define getAlarmId and getDescription, and may define getState
+    and setState.
+    """
 
     __instance_size__: ClassVar[int]
     def __init__(self, severity: int = ...) -> None:
-        """The severity is the level of the line that says that the alarm is on: 40000 for ERROR, 30000 for WARN."""
+        """The severity is the level of the line that is logged when the alarm goes on: 40000 for
+        ERROR, 30000 for WARN.
+        """
     def getAlarmId(self) -> str: ...
     def getDescription(self) -> str: ...
     def getSeverity(self) -> int: ...
@@ -25,18 +29,20 @@ class Alarm:
     def __str__(self) -> str: ...
 
 class AlarmRegistry:
-    """All alarms of the process by their ids."""
+    """Holds all alarms of the process by their ids."""
 
     @staticmethod
     def getInstance() -> AlarmRegistry: ...
     def addAlarm(self, alarm: Optional[Alarm]) -> Optional[Alarm]:
-        """Returns the alarm's handle; None if there is an alarm with that id."""
+        """Adds the alarm and returns its handle, or None if there is an alarm with that id."""
     def setAlarm(self, alarm_id: str) -> bool:
-        """Returns False if there is no alarm with that id."""
+        """Turns the alarm with that id on. Returns False if there is no such alarm."""
     def clear(self) -> None:
-        """Handles that were given before must not be used any more."""
+        """Deletes all alarms. Handles that were returned before must not be used any more."""
 
 class PyClassName:
+    """The dotted name of a Python class."""
+
     __instance_size__: ClassVar[int]
     def __init__(self, name: str) -> None: ...
     def getClassName(self) -> str: ...

@@ -1,4 +1,4 @@
-"""The package in a plain interpreter: one library, one registry, and its own end."""
+"""Tests the package in a plain interpreter: one library, one registry, and its own end."""
 
 import gc
 import os
@@ -14,7 +14,7 @@ from velmora.infra import Alarm, AlarmRegistry, AlarmState, PyClassName
 
 
 class Trunk(Alarm):
-    """An alarm as a site writes one."""
+    """An alarm as a site would define it."""
 
     def __init__(self, name: str, severity: int = 30000) -> None:
         super().__init__(severity)
@@ -112,7 +112,7 @@ class AlarmTest(unittest.TestCase):
         asked = []
 
         class Latched(Trunk):
-            """Once on, it stays on."""
+            """Stays on once it has been set."""
 
             def setState(self, state: AlarmState) -> None:
                 asked.append(state)
