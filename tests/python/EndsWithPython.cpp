@@ -1,5 +1,6 @@
-// Starts Python and ends in the way that the first argument names, while other threads are busy in
-// Python as the further ones name. What is logged goes to standard output.
+// Starts Python and ends in the way that the first argument names. The other arguments name what
+// happens before: threads that are busy in Python while the process ends, imports, objects. The log
+// goes to standard output.
 //
 // endswithpython <end> [busy...]
 
@@ -39,14 +40,15 @@ void leaveWithoutLock(int in_iCode)
     std::exit(in_iCode);
 }
 
-[[noreturn]] void pauseForEver()
+[[noreturn]] void pauseForever()
 {
     while (true)
         pause();
 }
 
-/// Runs a script in the main namespace, in a pair of its own. A thread that never returns from it
-/// must not have used what the exit list deletes, so the namespace is not that of the library.
+/// Runs a script in the main namespace, with an `InterpreterLock` of its own. Imports the module
+/// "__main__" instead of using the library's object for it: a thread that never returns from the
+/// script must not use objects that the exit list deletes.
 void run(const std::string& in_strScript)
 {
     const InterpreterLock lock;
@@ -70,7 +72,7 @@ void start(std::function<void()> in_function)
     s_ready.acquire();
 }
 
-/// Enters, makes an object and drops it, again and again.
+/// Repeatedly enters Python, makes an object and drops it.
 void useObjects()
 {
     for (int iUse = 0;; ++iUse)
@@ -86,7 +88,7 @@ void useObjects()
 }
 
 const std::map<std::string_view, void (*)()> s_busy{
-    // Of the program's own.
+    // Threads of the program.
     {"objects",
      []
      {
@@ -101,7 +103,7 @@ const std::map<std::string_view, void (*)()> s_busy{
              {
                  const InterpreterLock lock;
                  ready();
-                 pauseForEver();
+                 pauseForever();
              });
      }},
     {"holds-lock-shortly",
@@ -123,7 +125,7 @@ const std::map<std::string_view, void (*)()> s_busy{
              {
                  PyGILState_Ensure();
                  ready();
-                 pauseForEver();
+                 pauseForever();
              });
      }},
     {"has-state-by-itself",
@@ -135,7 +137,7 @@ const std::map<std::string_view, void (*)()> s_busy{
                  PyGILState_Ensure();
                  PyEval_SaveThread();
                  ready();
-                 pauseForEver();
+                 pauseForever();
              });
      }},
     {"has-state-by-itself-shortly",
@@ -152,7 +154,7 @@ const std::map<std::string_view, void (*)()> s_busy{
                  PyGILState_Release(state);
              });
      }},
-    {"runs-script-for-ever", [] { start([] { run("ready()\nwhile True: pass"); }); }},
+    {"runs-script-forever", [] { start([] { run("ready()\nwhile True: pass"); }); }},
     {"runs-script-shortly", []
      { start([] { run("import time\nready()\ntime.sleep(0.1)\nprint('script has ended')"); }); }},
     {"gave-lock-up",
@@ -164,13 +166,13 @@ const std::map<std::string_view, void (*)()> s_busy{
                  const InterpreterLock lock;
                  const Velmora::Python::InterpreterUnlock unlock;
                  ready();
-                 pauseForEver();
+                 pauseForever();
              });
      }},
-    // Where threading has its main thread.
+    // The thread that imports threading becomes its main thread.
     {"threading-here", [] { run("import threading"); }},
     {"threading-there", [] { std::thread([] { run("import threading"); }).join(); }},
-    // Of scripts.
+    // Threads of scripts.
     {"thread-sleeps",
      []
      {
@@ -251,7 +253,7 @@ const std::map<std::string_view, void (*)()> s_busy{
              "pool.submit(ready).result()");
          s_ready.acquire();
      }},
-    {"pool-works-for-ever",
+    {"pool-works-forever",
      []
      {
          run("from concurrent.futures import ThreadPoolExecutor\n"
@@ -272,7 +274,8 @@ const std::map<std::string_view, void (*)()> s_busy{
     {"atexit", [] { run("import atexit\natexit.register(print, 'atexit', flush=True)"); }},
 };
 
-/// As programs do it: a handler of a signal may not call `exit`.
+/// Calls `exit` at SIGTERM, on a thread that waits for the signal. A signal handler must not call
+/// `exit`.
 void exitOnSignal()
 {
     sigset_t signals;
@@ -294,7 +297,7 @@ const std::map<std::string_view, void (*)()> s_ends{
      []
      {
          std::thread([] { std::exit(0); }).detach();
-         pauseForEver();
+         pauseForever();
      }},
     {"exits-in-pair",
      []
@@ -307,33 +310,33 @@ const std::map<std::string_view, void (*)()> s_ends{
      []
      {
          std::thread([] { run("leave(0)"); }).detach();
-         pauseForEver();
+         pauseForever();
      }},
     {"exits-in-thread-of-script",
      []
      {
          run("import threading\nthreading.Thread(target=leave, args=(0,)).start()");
-         pauseForEver();
+         pauseForever();
      }},
     {"exits-in-thread-of-script-without-lock",
      []
      {
          run("import threading\n"
              "threading.Thread(target=leave_without_lock, args=(0,)).start()");
-         pauseForEver();
+         pauseForever();
      }},
     {"exits-in-unnamed-thread-of-script",
      []
      {
          run("import _thread\n_thread.start_new_thread(leave, (0,))");
-         pauseForEver();
+         pauseForever();
      }},
     {"sigterm",
      []
      {
          exitOnSignal();
          kill(getpid(), SIGTERM);
-         pauseForEver();
+         pauseForever();
      }},
     {"sigterm-in-script",
      []
@@ -346,7 +349,7 @@ const std::map<std::string_view, void (*)()> s_ends{
      {
          exitOnSignal();
          run("import os, signal, time\nos.kill(os.getpid(), signal.SIGTERM)\ntime.sleep(0.1)");
-         pauseForEver();
+         pauseForever();
      }},
 };
 
@@ -356,6 +359,7 @@ int main(int argc, char** argv)
 {
     if (argc < 2)
         return 2;
+    // Blocked before any thread starts, so that only `sigwait` gets the signal.
     sigset_t signals;
     sigemptyset(&signals);
     sigaddset(&signals, SIGTERM);

@@ -1,5 +1,5 @@
-// An extension module of Python that is built on the library: as `python3` or a program that does
-// not know the library imports it.
+// An extension module of Python that is built on the library. It is imported by `python3`, or by a
+// program that does not use the library itself.
 
 #include "tests/support/LogToOutput.h"
 #include "velmora/python/BoostPython.h"
@@ -20,7 +20,7 @@ namespace
 
 bool initialize() { return EmbeddedInterpreter::getInstance().initialize(); }
 
-void useObjectsForEver()
+void useObjectsForever()
 {
     for (int iThread = 0; iThread < 2; ++iThread)
         std::thread(
@@ -36,7 +36,7 @@ void useObjectsForEver()
             .detach();
 }
 
-void holdForEver()
+void holdForever()
 {
     std::thread(
         []
@@ -71,8 +71,8 @@ BOOST_PYTHON_MODULE(extension)
 {
     Velmora::Test::logToOutput({});
     boost::python::def("initialize", &initialize);
-    boost::python::def("use_objects_for_ever", &useObjectsForEver);
-    boost::python::def("hold_for_ever", &holdForEver);
+    boost::python::def("use_objects_forever", &useObjectsForever);
+    boost::python::def("hold_forever", &holdForever);
     boost::python::def("fail", &fail);
     boost::python::def("exit_on_worker", &exitOnWorker);
     boost::python::def("is_main_namespace", &isMainNamespace);

@@ -1,5 +1,5 @@
 // Starts Python and forks in the way that the argument names. The child uses Python and ends
-// through exit(); what happens there goes to standard output.
+// through exit(). It reports each step on standard output.
 //
 // forkswithpython <fork>
 
@@ -26,7 +26,7 @@ using Velmora::Python::InterpreterUnlock;
 namespace
 {
 
-/// Whether this is a child.
+/// Whether this process is a child.
 bool s_bChild = false;
 
 void say(const std::string& in_strText)
@@ -35,7 +35,7 @@ void say(const std::string& in_strText)
     std::fflush(stdout);
 }
 
-/// Whether Python could be entered.
+/// Runs a script. Returns false if Python could not be entered.
 bool run(const std::string& in_strScript)
 {
     const InterpreterLock lock;
@@ -54,7 +54,7 @@ bool run(const std::string& in_strScript)
     return true;
 }
 
-/// The child's life, up to its end.
+/// Uses Python in the child, reports the results and ends the child.
 void liveInChild()
 {
     s_bChild = true;
@@ -66,6 +66,7 @@ void liveInChild()
     std::exit(0);
 }
 
+/// Enters Python once in the child and ends the child.
 void endChild()
 {
     s_bChild = true;
@@ -83,7 +84,7 @@ void waitForChild(pid_t in_pid)
     say("child ended with status " + std::to_string(iStatus));
 }
 
-/// A fork that Python does not know of.
+/// Forks without Python's `os.fork`.
 void forkNatively()
 {
     const pid_t pid = fork();
@@ -125,7 +126,7 @@ const std::map<std::string_view, void (*)()> s_forks{
          const InterpreterUnlock unlock;
          forkNatively();
      }},
-    // What was begun before the fork ends in the child.
+    // Scopes that began before the fork end in the child.
     {"native-leaves-pair",
      []
      {
@@ -169,7 +170,8 @@ const std::map<std::string_view, void (*)()> s_forks{
                          "thread.start()\n"
                          "thread.join()\n"));
      }},
-    // The last is a fork that Python does without saying so; its child starts another program.
+    // Python forks in the last of these without running the callbacks of `os.fork`. The child only
+    // starts another program.
     {"subprocess",
      []
      {
@@ -183,7 +185,7 @@ const std::map<std::string_view, void (*)()> s_forks{
              "output(close_fds=False, start_new_session=True)\n"
              "print('script goes on', flush=True)\n");
      }},
-    // Children are made all the while other threads are in Python.
+    // Forks repeatedly while other threads are in Python.
     {"many",
      []
      {
@@ -215,8 +217,8 @@ const std::map<std::string_view, void (*)()> s_forks{
 
 } // namespace
 
-/// LeakSanitizer asks this. A child takes over what the stacks of its parent's threads pointed to,
-/// and not the threads, so that all of it looks leaked.
+/// LeakSanitizer calls this. The child has the memory to which only the stacks of its parent's
+/// threads pointed, but not the threads, so all of that memory would be reported as leaked.
 extern "C" [[gnu::visibility("default")]] int __lsan_is_turned_off() { return s_bChild ? 1 : 0; }
 
 int main(int argc, char** argv)

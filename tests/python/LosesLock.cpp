@@ -1,5 +1,5 @@
-// Initializes Python where the ACE object manager has no lock to give: its function fails, or gives
-// none, as the argument says.
+// Initializes Python in a process in which the ACE object manager does not provide its lock. With
+// "none", ACE's function succeeds without a lock; with any other argument it fails.
 
 #include "tests/support/LogToOutput.h"
 #include "velmora/python/PythonEmbeddedInterpreter.h"
@@ -17,6 +17,7 @@ bool s_bGivesNone = false;
 
 } // namespace
 
+/// Replaces ACE's function: symbols of the program come before those of shared libraries.
 int ACE_Object_Manager::get_singleton_lock(ACE_Recursive_Thread_Mutex*& lock)
 {
     lock = nullptr;

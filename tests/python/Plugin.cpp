@@ -1,4 +1,4 @@
-// Is opened by PluginHost, and brings the library and Python along.
+// A module that PluginHost opens. It is linked with the library and with Python; its host is not.
 
 #include "tests/support/LogToOutput.h"
 #include "velmora/python/BoostPython.h"

@@ -20,10 +20,10 @@ using testing::ElementsAreArray;
 
 using Lines = std::vector<std::string>;
 
-/// The end takes a second at most, but a machine may be busy.
+/// The end takes about a second at most, but the machine may be busy.
 constexpr std::chrono::seconds s_limit(40);
 
-/// Runs a helper, which must end well and write nothing on standard error, and gives its output.
+/// Runs a helper and returns its output. Expects exit code 0 and nothing on standard error.
 Lines outputOf(const std::string& in_strProgram, const std::vector<std::string>& in_arguments)
 {
     const VelmoraTree tree;
@@ -48,7 +48,7 @@ struct Case
     std::vector<std::string> arguments;
     Lines output;
 
-    /// For the names of tests.
+    /// Prints the name, where GoogleTest lists the parameters of tests.
     friend void PrintTo(const Case& in_case, std::ostream* out_pStream)
     {
         *out_pStream << in_case.strName;
@@ -101,7 +101,7 @@ INSTANTIATE_TEST_SUITE_P(
         Case{
             "InAnUnnamedThreadOfAScript", {"exits-in-unnamed-thread-of-script", "atexit"}, s_ended},
         Case{"AtASignal", {"sigterm", "atexit"}, s_ended},
-        Case{"AtASignalWhileAScriptRunsForEver", {"sigterm-in-script", "atexit"}, s_nativeInside},
+        Case{"AtASignalWhileAScriptRunsForever", {"sigterm-in-script", "atexit"}, s_nativeInside},
         Case{"AtASignalWhileAScriptRuns", {"sigterm-in-short-script", "atexit"}, s_ended},
         Case{"WhileNativeThreadsUseObjects", {"returns", "objects", "atexit"}, s_ended},
         Case{"OnAWorkerWhileNativeThreadsUseObjects",
@@ -110,7 +110,7 @@ INSTANTIATE_TEST_SUITE_P(
         Case{"AtASignalWhileNativeThreadsUseObjects",
              {"sigterm-in-short-script", "objects", "atexit"},
              s_ended},
-        Case{"WhileANativeThreadHoldsTheLockForEver",
+        Case{"WhileANativeThreadHoldsTheLockForever",
              {"returns", "atexit", "holds-lock"},
              s_nativeInside},
         Case{
@@ -124,8 +124,8 @@ INSTANTIATE_TEST_SUITE_P(
         Case{"WhileANativeThreadGivesItsStateBack",
              {"returns", "atexit", "has-state-by-itself-shortly"},
              s_ended},
-        Case{"WhileANativeThreadRunsAScriptForEver",
-             {"returns", "atexit", "runs-script-for-ever"},
+        Case{"WhileANativeThreadRunsAScriptForever",
+             {"returns", "atexit", "runs-script-forever"},
              s_nativeInside},
         Case{"WhileANativeThreadRunsAScript",
              {"returns", "atexit", "runs-script-shortly"},
@@ -133,10 +133,10 @@ INSTANTIATE_TEST_SUITE_P(
         Case{"WhileANativeThreadHasGivenTheLockUp",
              {"returns", "atexit", "gave-lock-up"},
              s_nativeInside},
-        Case{"WhileAThreadOfAScriptSleepsForEver",
+        Case{"WhileAThreadOfAScriptSleepsForever",
              {"returns", "atexit", "thread-sleeps"},
              {leftAsItIs("threads of scripts still run : sleeper")}},
-        Case{"OnAWorkerWhileAThreadOfAScriptComputesForEver",
+        Case{"OnAWorkerWhileAThreadOfAScriptComputesForever",
              {"exits-on-worker", "atexit", "thread-spins"},
              {leftAsItIs("threads of scripts still run : spinner")}},
         Case{"WhileADaemonSleeps", {"returns", "atexit", "daemon-sleeps"}, s_ended},
@@ -153,8 +153,8 @@ INSTANTIATE_TEST_SUITE_P(
              {"exits-on-worker", "atexit", "thread-waits-for-main-thread"},
              {"main thread has ended", "atexit"}},
         Case{"EndsAPoolThatIsIdle", {"returns", "atexit", "pool-idles"}, s_ended},
-        Case{"DoesNotWaitForAPoolForEver",
-             {"returns", "atexit", "pool-works-for-ever"},
+        Case{"DoesNotWaitForAPoolForever",
+             {"returns", "atexit", "pool-works-forever"},
              {leftAsItIs("threads of scripts still run : pool_0")}}),
     nameOf);
 
@@ -222,15 +222,15 @@ INSTANTIATE_TEST_SUITE_P(
              {"ERROR keswardin.python.EmbeddedInterpreter: Assertion failed (pMutex != 0) file="}}),
     nameOf);
 
-/// Whether a symbol of Python is an object, which the library has the address of in its data.
+/// Returns true if a symbol of Python is an object whose address the library has in its data.
 bool isData(const std::string& in_strSymbol)
 {
     return in_strSymbol.ends_with("_Type") || in_strSymbol.ends_with("Struct") ||
            in_strSymbol.starts_with("PyExc_");
 }
 
-/// The symbols of Python that the library has used, as the dynamic linker lists them: those of
-/// data when it is loaded, those of functions when they are called.
+/// The dynamic linker lists the symbols of Python that it has bound for the library: those of data
+/// when the library is loaded, those of functions when they are first called.
 TEST(ProcessThatNeverStartsPython, CallsNothingOfItButTheQuestionWhetherItRuns)
 {
     const HelperResult result = runHelper(VELMORA_HELPER_PYTHON_LOSESLOCK, {"fails"},
@@ -249,7 +249,7 @@ TEST(ProcessThatNeverStartsPython, CallsNothingOfItButTheQuestionWhetherItRuns)
     EXPECT_THAT(symbols, testing::ElementsAre("Py_IsInitialized"));
 }
 
-/// The extension modules of the standard library need Python's symbols.
+/// The extension modules of the standard library need the symbols of Python, which must be global.
 TEST(LibraryOpenedLocally, LetsExtensionModulesFindPython)
 {
     EXPECT_THAT(outputOf(VELMORA_HELPER_PYTHON_PLUGINHOST, {VELMORA_HELPER_PYTHON_PLUGIN}),
@@ -308,7 +308,7 @@ TEST_F(OrdinaryPython, EndsWhileNativeThreadsUseObjects)
 {
     const HelperResult result =
         runInPython("import sys, time\nextension.initialize()\n"
-                    "extension.use_objects_for_ever()\ntime.sleep(0.05)\nsys.exit(7)");
+                    "extension.use_objects_forever()\ntime.sleep(0.05)\nsys.exit(7)");
     EXPECT_EQ(7, result.iExitCode);
     EXPECT_EQ("", result.strOutput);
     EXPECT_EQ("", result.strErrors);
@@ -317,7 +317,7 @@ TEST_F(OrdinaryPython, EndsWhileNativeThreadsUseObjects)
 TEST_F(OrdinaryPython, WarnsOfNativeThreadsThatStayInside)
 {
     const HelperResult result = runInPython("import time\nextension.initialize()\n"
-                                            "extension.hold_for_ever()\ntime.sleep(0.1)\n");
+                                            "extension.hold_forever()\ntime.sleep(0.1)\n");
     EXPECT_EQ(0, result.iExitCode);
     EXPECT_EQ("WARN keswardin.python.EmbeddedInterpreter: Python ends while native threads are "
               "inside : those that go on in it end the process ; end them first\n",

@@ -29,7 +29,8 @@ constexpr const char* s_szPythonLogger = "keswardin.python.EmbeddedInterpreter";
 
 using Urls = std::vector<std::string>;
 
-/// A model that answers with what an expression over the URL gives.
+/// Returns the source of a model that returns the value of an expression. The expression may use
+/// the variable `url`.
 std::string modelThatGives(const std::string& in_strExpression)
 {
     return "def getPropertyNameValuesForGivenSetsAndHostnames(url):\n"
@@ -37,7 +38,7 @@ std::string modelThatGives(const std::string& in_strExpression)
            in_strExpression + "\n";
 }
 
-/// Loads databases whose model a test writes.
+/// Loads configurations from URLs. Each test writes the model that answers for them.
 class ConfigPropertiesModelTest : public testing::Test
 {
   protected:
@@ -48,7 +49,7 @@ class ConfigPropertiesModelTest : public testing::Test
         m_tree.addModule("velmora/infra/ConfigPropertiesModel.py", in_strText);
     }
 
-    /// The path of a configuration file.
+    /// Writes a configuration file and returns its path.
     [[nodiscard]] std::string fileWith(const std::string& in_strText) const
     {
         m_tree.addModule("file.cfg", in_strText);
@@ -69,7 +70,8 @@ class ConfigPropertiesModelTest : public testing::Test
         return strValue;
     }
 
-    /// The one line of Python's logger, which is an error; or how many there are instead.
+    /// Returns the text of the line of Python's logger, which must be an ERROR. If there is not
+    /// exactly one line, returns the number of lines.
     std::string pythonError() const
     {
         const std::vector<LogLine> lines = m_log.linesOf(s_szPythonLogger);

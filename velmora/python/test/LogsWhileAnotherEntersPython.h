@@ -10,12 +10,13 @@
 namespace Velmora::Test
 {
 
-/// While it lives, each line from TRACE on waits until another thread has entered Python, as with
-/// an appender whose lock that thread holds. A line that is logged with the interpreter lock held
-/// makes the test hang.
+/// Makes each line from TRACE on wait, while it lives, until another thread has entered Python. So
+/// does an appender that waits for a lock which such a thread holds. A line that is logged with the
+/// interpreter lock held makes the test hang.
 class LogsWhileAnotherEntersPython
 {
   public:
+    /// Returns the number of lines at a level.
     [[nodiscard]] std::size_t count(LogLevel in_level) const
     {
         const auto lines = m_log.lines();

@@ -23,7 +23,7 @@ const char* const s_szInterpreterLogger = "keswardin.python.EmbeddedInterpreter"
 
 using Strings = std::vector<std::string>;
 
-/// The line of an exception that went through the hook.
+/// Returns the line that the hook logs for an exception.
 LogLine exceptionLine(const std::string& in_strText)
 {
     return errorLine(s_szInterpreterLogger,
@@ -43,8 +43,8 @@ LogLine invalidModuleLine(const std::string& in_strModules)
     return errorLine(s_szLogger, "Invalid Python module name: \"" + in_strModules + "\"");
 }
 
-/// The errors that a failing `getNewInstance` logs. Nothing is left pending, and the result is
-/// None.
+/// Returns the errors that a failing `getNewInstance` logs. Expects that no exception is pending
+/// afterwards and that the result is None.
 std::vector<LogLine> errorsOf(const char* in_szDottedName)
 {
     const CapturedLog log(ERROR_LOG_LEVEL);
@@ -55,8 +55,8 @@ std::vector<LogLine> errorsOf(const char* in_szDottedName)
     return log.lines();
 }
 
-/// The first and the last line of the only error after the one for an invalid module; the
-/// traceback in between has the paths of the test's own modules.
+/// Returns the beginning and the last line of the error with the given index, which must be the
+/// last one. The traceback in between contains paths of the test's own modules.
 Strings causeOf(const std::vector<LogLine>& in_lines, std::size_t in_uiLine)
 {
     if (in_lines.size() != in_uiLine + 1)

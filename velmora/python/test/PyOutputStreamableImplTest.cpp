@@ -21,7 +21,7 @@ namespace
 
 namespace python = boost::python;
 
-/// What a program exports: writes a text.
+/// A class that a program exports. Writes a text.
 class Note : public PyOutputStreamableImpl
 {
   public:
@@ -31,7 +31,7 @@ class Note : public PyOutputStreamableImpl
     {
         if (m_strText == "nothing to say")
             throw std::runtime_error(m_strText);
-        // Waits for ever where the interpreter lock is held.
+        // Waits forever if this thread holds the interpreter lock.
         enterOnAnotherThread();
         return out_stream << m_strText;
     }
@@ -47,7 +47,7 @@ void exportNote()
         "Note", python::init<std::string>());
 }
 
-/// Whether the text of a note in Python is what it writes.
+/// Returns the text of a note as Python sees it.
 std::string textInPython(const std::string& in_strText)
 {
     const Note note(in_strText);

@@ -40,7 +40,7 @@ constexpr const char* s_szPrefix = "Embedded Python Interpreter Exception :\n";
 
 EmbeddedInterpreter& interpreter() { return EmbeddedInterpreter::getInstance(); }
 
-/// Runs a script in the main namespace; its error is reported as the library does it.
+/// Runs a script in the main namespace. Reports an exception by `logLastPyException`.
 void run(const std::string& in_strScript)
 {
     const InterpreterLock lock;
@@ -55,7 +55,7 @@ void run(const std::string& in_strScript)
     }
 }
 
-/// The text of an expression's value.
+/// Returns the value of an expression as a text.
 std::string valueOf(const std::string& in_strExpression)
 {
     const InterpreterLock lock;
@@ -64,7 +64,7 @@ std::string valueOf(const std::string& in_strExpression)
         boost::python::str(boost::python::eval(in_strExpression.c_str(), globals, globals)));
 }
 
-/// The pending error's type; clears the error.
+/// Returns the type of the pending error and clears the error.
 std::string takeError()
 {
     PyObject* pType = nullptr;
@@ -78,7 +78,8 @@ std::string takeError()
     return strName;
 }
 
-/// Python does not run yet.
+/// Has an installation, no environment variables of Python and of the library, and a Python that
+/// does not run yet.
 class NotStarted : public testing::Test
 {
   protected:
@@ -94,6 +95,7 @@ class NotStarted : public testing::Test
     CapturedLog m_log;
 };
 
+/// The same with Python running.
 class Started : public NotStarted
 {
   protected:
@@ -398,7 +400,7 @@ TEST_F(EmbeddedInterpreterStarted, ReportsNothingWithoutAnError)
     EXPECT_THAT(m_log.lines(), IsEmpty());
 }
 
-/// An appender that waits for another thread, which is in Python.
+/// Uses an appender that waits for another thread, which enters Python.
 TEST_F(EmbeddedInterpreterStarted, LogsExceptionsWithTheLockGivenUp)
 {
     class EntersPython : public log4cplus::Appender
@@ -516,7 +518,7 @@ TEST_F(EmbeddedInterpreterStarted, LeavesTheErrorOfTheCheckerToTheCaller)
     EXPECT_EQ("ModuleNotFoundError", takeError());
 }
 
-/// On a worker the error lives as long as the caller's own hold.
+/// On a thread that did not start Python, the error is lost with the outermost `InterpreterLock`.
 TEST_F(EmbeddedInterpreterStarted, LosesAnErrorOnAWorkerUnlessTheCallerIsInside)
 {
     ParameterHashMap config;
@@ -536,7 +538,7 @@ TEST_F(EmbeddedInterpreterStarted, LosesAnErrorOnAWorkerUnlessTheCallerIsInside)
         .join();
 }
 
-/// A configuration that must not be read with the interpreter lock held.
+/// A configuration that records whether it is read with the interpreter lock held.
 class AsksForTheLock : public ParameterHashMap
 {
   public:

@@ -28,7 +28,8 @@ namespace
 
 using boost::python::object;
 
-/// A Python object whose references are counted, and which is not finalised before the end.
+/// A Python object whose reference count is known. Its own reference is never dropped, so the
+/// object is not finalised.
 class CountedObject
 {
   public:
@@ -41,7 +42,7 @@ class CountedObject
         return locked([this] { return Py_REFCNT(m_pObject); });
     }
 
-    /// A handle to it.
+    /// Returns a new handle on the object.
     [[nodiscard]] TSPyObjPtr handle() const
     {
         return locked([this] { return TSPyObjPtr(object(boost::python::borrowed(m_pObject))); });
@@ -51,8 +52,8 @@ class CountedObject
     PyObject* m_pObject;
 };
 
-/// How often a function takes the interpreter lock on a thread that is not inside: Python numbers
-/// the states that it makes for such entries.
+/// Returns how often a function takes the interpreter lock on a thread that is not inside Python.
+/// Python makes a thread state for each such entry and numbers these states.
 std::uint64_t countEntries(const std::function<void()>& in_function)
 {
     std::uint64_t uiBefore = 0;
@@ -74,7 +75,7 @@ Py_ssize_t countOfNone()
     return locked([] { return Py_REFCNT(Py_None); });
 }
 
-/// What Python calls by the name "native" in the module "__main__".
+/// Makes a function callable for scripts, by the name "native" in the module "__main__".
 void setNative(const std::function<void()>& in_function)
 {
     static std::function<void()> s_function;
@@ -84,7 +85,7 @@ void setNative(const std::function<void()>& in_function)
         boost::python::make_function(+[] { s_function(); });
 }
 
-/// A handle to a new object whose finaliser calls "native".
+/// Returns a handle on a new object whose finaliser calls "native".
 TSPyObjPtr withFinaliser()
 {
     runScript("class Finalised:\n"
@@ -98,7 +99,7 @@ TSPyObjPtr withFinaliser()
     return pResult;
 }
 
-/// A base that stands where the reference of a handle does.
+/// A base class that fails in the place of the Python reference of a handle.
 struct RaisesInConstructor
 {
     RaisesInConstructor() { throw std::runtime_error("no reference"); }
@@ -373,7 +374,7 @@ TEST(TSPyObjPtr, AFinaliserSeesAndMayAssignTheHandleThatIsAssigned)
     EXPECT_EQ(pHandle.ptr(), second.get());
     EXPECT_EQ(first.count(), 2);
     EXPECT_EQ(second.count(), 3);
-    // The lock has been given up all the same.
+    // The interpreter lock has been released.
     enterOnAnotherThread();
 }
 
