@@ -23,16 +23,20 @@ namespace
 using Clock = std::chrono::steady_clock;
 using std::chrono::milliseconds;
 
+/// A call of the script that takes longer logs a WARN.
 constexpr milliseconds s_longCall(500);
+/// How long the end of the program waits for the script.
 constexpr std::chrono::seconds s_waitAtEnd(2);
 
 } // namespace
 
+/// Keeps the last number that has not been processed, and calls the script for it on a thread.
 class RuleRunner::Worker
 {
   public:
     explicit Worker(const Velmora::TSPyObjPtr& in_rules) : m_rules(in_rules) {}
 
+    /// Calls the script for each number until `end`. The function of the thread.
     void work()
     {
         EmbeddedInterpreter::getInstance().initializeThread();
@@ -43,6 +47,7 @@ class RuleRunner::Worker
         m_changed.notify_all();
     }
 
+    /// Replaces a number that the thread has not taken yet.
     void activeCalls(unsigned int in_uiCalls)
     {
         const std::lock_guard guard(m_mutex);
@@ -50,7 +55,8 @@ class RuleRunner::Worker
         m_changed.notify_all();
     }
 
-    /// Gives false if the script has not returned.
+    /// Asks the thread to end and waits for it. Returns false if the script has not returned within
+    /// the limit.
     bool end()
     {
         std::unique_lock lock(m_mutex);
@@ -60,7 +66,7 @@ class RuleRunner::Worker
     }
 
   private:
-    /// Waits for a number; none at the end.
+    /// Waits for a number and returns it. Returns nothing at the end.
     std::optional<unsigned int> next()
     {
         std::unique_lock lock(m_mutex);
@@ -72,6 +78,7 @@ class RuleRunner::Worker
     {
         const Clock::time_point start = Clock::now();
         {
+            // The scope releases the lock before the line below is logged.
             const InterpreterLock lock;
             if (!lock)
                 return;
@@ -86,17 +93,17 @@ class RuleRunner::Worker
         }
         const auto took = std::chrono::duration_cast<milliseconds>(Clock::now() - start);
         if (took > s_longCall)
-            VELMORA_FILE_LOG_WARN(
-                "onActiveCalls(" << in_uiCalls << ") took " << took.count()
-                                 << " ms; numbers that came in that time were left out but for the "
-                                    "last. A rule should take less than "
-                                 << s_longCall.count() << " ms");
+            VELMORA_FILE_LOG_WARN("onActiveCalls("
+                                  << in_uiCalls << ") took " << took.count()
+                                  << " ms; numbers that came in that time were left out except the "
+                                     "last. A rule should take less than "
+                                  << s_longCall.count() << " ms");
     }
 
     const Velmora::TSPyObjPtr m_rules;
+    /// Guards `m_calls`, `m_bEnd` and `m_bDone`. No foreign code runs while it is held.
     std::mutex m_mutex;
     std::condition_variable m_changed;
-    // Guarded by `m_mutex`, under which nothing is called.
     std::optional<unsigned int> m_calls;
     bool m_bEnd = false;
     bool m_bDone = false;

@@ -5,29 +5,30 @@
 
 #include <memory>
 
-/// Calls the method `onActiveCalls` of a site's object for each number of active calls, on a thread
-/// of its own: the program goes on, whatever the script does. While the script works on one number,
-/// only the last of those that come is kept.
+/// Calls the method `onActiveCalls` of a site's object for each number of active calls. The calls
+/// run on a thread of their own, so the program continues whatever the script does. While the
+/// script processes one number, only the last of the numbers that arrive is kept.
 ///
-/// An exception, `SystemExit` included, is in the log with its traceback; the next number is given
-/// to the script all the same. A call that takes longer than half a second draws a WARN.
+/// An exception, including `SystemExit`, is logged with its traceback, and the script is called for
+/// the next number as usual. A call that takes longer than half a second logs a WARN.
 class RuleRunner
 {
   public:
     explicit RuleRunner(const Velmora::TSPyObjPtr& in_rules);
 
-    /// Waits for the script, for two seconds at most: one that does not return is left to itself.
+    /// Waits for the script, for two seconds at most. If it does not return, logs a WARN and leaves
+    /// the thread running.
     ~RuleRunner();
 
     RuleRunner(const RuleRunner&) = delete;
     RuleRunner& operator=(const RuleRunner&) = delete;
 
-    /// Returns at once.
+    /// Passes a number to the script. Returns at once.
     void activeCalls(unsigned int in_uiCalls);
 
   private:
     class Worker;
 
-    /// The thread has it too, and keeps it if it is left to itself.
+    /// Shared with the thread, which may outlive this object.
     std::shared_ptr<Worker> m_pWorker;
 };

@@ -14,8 +14,8 @@ constexpr const char* s_szRulesParam = "keswardin.sip.ua.python.appClass";
 
 } // namespace
 
-/// Reads the number of active calls from standard input, line by line, which a gateway would know
-/// by itself, and has a site's rules look at each.
+/// Reads the number of active calls from standard input, line by line, and passes each number to
+/// the rules of a site. A gateway would count the calls itself.
 class Scripted : public Velmora::ApplicationImpl
 {
   public:
@@ -34,7 +34,8 @@ class Scripted : public Velmora::ApplicationImpl
     }
 
   private:
-    /// Null, with the reason in the log, if there are no rules that can be used.
+    /// Makes the site's rules. Returns null, with the reason in the log, if there are none or they
+    /// cannot be made.
     std::unique_ptr<RuleRunner> makeRules()
     {
         std::string strClass;
@@ -55,6 +56,7 @@ class Scripted : public Velmora::ApplicationImpl
         return std::make_unique<RuleRunner>(rules);
     }
 
+    /// Starts and configures Python. Returns false if this fails; the log has the reason.
     bool configurePython()
     {
         auto& interpreter = Velmora::Python::EmbeddedInterpreter::getInstance();
