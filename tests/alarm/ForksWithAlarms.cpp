@@ -70,8 +70,8 @@ int main(int argc, char** argv)
 {
     if (argc != 2)
         return 2;
-    // Without a log no line is built, so the threads do not allocate. A child may hang in the malloc
-    // of AddressSanitizer if the fork happens while another thread is inside it.
+    // Without a log no line is built, so the threads do not allocate. A child may hang in malloc
+    // of AddressSanitizer if the fork happens while another thread is inside that function.
     log4cplus::Logger::getDefaultHierarchy().resetConfiguration();
     log4cplus::Logger::getRoot().setLogLevel(log4cplus::OFF_LOG_LEVEL);
     AlarmRegistry& registry = AlarmRegistry::getInstance();

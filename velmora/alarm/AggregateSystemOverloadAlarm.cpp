@@ -21,8 +21,8 @@ AggregateSystemOverloadAlarm* makeForProcess(AlarmRegistry& inout_registry)
     auto* pAlarm = new AggregateSystemOverloadAlarm;
     if (inout_registry.addAlarm(pAlarm, false).isNull())
     {
-        // The id is taken by another alarm, so the registry has deleted this one. Sources need an
-        // alarm to join all the same; this one belongs to the exit list.
+        // The id is taken by another alarm, so the registry has deleted this one. Sources still
+        // need an alarm to join. The exit list deletes the new one.
         pAlarm = new AggregateSystemOverloadAlarm;
         ACE_Object_Manager::at_exit(pAlarm, &deleteCleanupFunc<AggregateSystemOverloadAlarm>,
                                     nullptr, "AggregateSystemOverloadAlarm");
@@ -50,8 +50,8 @@ AggregateSystemOverloadAlarm* AggregateSystemOverloadAlarm::sGetRegistryInstance
         if (AlarmRegistryImpl* const pRegistry = AlarmRegistryImpl::ifAlive())
         {
             // The mutex is taken before the compiler's guard of the static. A source that is set
-            // through its handle holds the mutex when it comes here; the other order could
-            // deadlock with it. As a static, the alarm is made once only, even after `clear`.
+            // through its handle already holds the mutex here; the other order could deadlock with
+            // it. As a static, the alarm is made once only, even after `clear`.
             const AlarmRegistryImpl::Lock lock(*pRegistry);
             [[maybe_unused]] static const AggregateSystemOverloadAlarm* const s_pMade =
                 makeForProcess(*pRegistry);

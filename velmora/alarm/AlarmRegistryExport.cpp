@@ -53,7 +53,7 @@ void clearUnlocked(AlarmRegistry& inout_registry)
 
 } // namespace
 
-// NOLINTNEXTLINE(performance-unnecessary-value-param): the binding gives it away.
+// NOLINTNEXTLINE(performance-unnecessary-value-param): the binding passes a temporary.
 Alarm* AlarmRegistry::pyAddAlarm(boost::python::object in_object)
 {
     // The object is referred to by a handle before the lock is released, as handles may be copied

@@ -42,9 +42,9 @@ class InterpreterGate
     /// Returns the gate of the process.
     static InterpreterGate& ofProcess();
 
-    /// Enters a thread that is not inside. The thread normally does not hold the interpreter lock
-    /// yet. Waits while another thread is in Python's `os.fork`.
-    /// Failure: returns false if the thread may not enter.
+    /// Counts the calling thread as inside. The thread was outside, and normally does not hold the
+    /// interpreter lock yet. Waits while another thread is in Python's `os.fork`.
+    /// Failure: returns false if the thread may not enter; it is then not counted.
     [[nodiscard]] bool goIn()
     {
         // Checked before counting, too: a thread that is refused must not be counted even
@@ -59,11 +59,11 @@ class InterpreterGate
         return goInLate();
     }
 
-    /// Enters a thread regardless of the state of the gate.
+    /// Counts the calling thread as inside, whatever the state of the gate.
     void goInUnasked() { countsOfThisThread().uiInside.fetch_add(1); }
 
-    /// Called by a thread inside when it has got a thread state of Python, and when it is about to
-    /// give it back. The caller holds the interpreter lock.
+    /// Called by a thread inside after it has obtained a thread state of Python, and before it
+    /// gives the state back. The caller holds the interpreter lock.
     void settle() { addSettled(1); }
     void unsettle() { addSettled(-1U); }
 
@@ -74,15 +74,17 @@ class InterpreterGate
     /// Called after the fork, in the parent and in the child. Opens the gate again.
     void endForkOfPython();
 
+    /// Counts the calling thread as outside.
     void goOut() { countsOfThisThread().uiInside.fetch_sub(1); }
 
     [[nodiscard]] State state() const { return m_state.load(); }
     void setState(State in_state) { m_state.store(in_state); }
 
-    /// Enters a thread of a script again. Such a thread counts as outside while it runs a function
-    /// that the script called and has released the interpreter lock.
-    /// Failure: returns false if Python ends and the thread may not return to it. The thread is
-    /// still outside then.
+    /// Counts a thread of a script as inside, before it returns to Python. Such a thread counts as
+    /// outside while it runs a function that the script called and has released the interpreter
+    /// lock.
+    /// Failure: returns false if Python ends and the thread may not return to it; it is then not
+    /// counted.
     [[nodiscard]] bool comeBack(const ThreadInPython& in_thread);
 
     /// Returns the number of threads that the end of Python must wait for.

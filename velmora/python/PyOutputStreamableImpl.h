@@ -28,7 +28,7 @@ class VELMORA_API PyOutputStreamableImpl : public virtual OutputStreamable
     /// take locks and log; if it uses Python, it takes the interpreter lock itself.
     /// Failure: throws the exceptions of `write`, and `boost::python::error_already_set` if there
     /// is not enough memory.
-    // NOLINTNEXTLINE(readability-const-return-type): the type that programs compiled against
+    // NOLINTNEXTLINE(readability-const-return-type): programs are compiled with this type.
     const boost::python::str toPyString() const;
 
     /// Adds the class "OutputStreamableImpl" to the current scope of Boost.Python, for the

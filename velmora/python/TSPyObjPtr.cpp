@@ -71,7 +71,7 @@ TSPyObjPtr::TSPyObjPtr(const object& in_object)
 }
 
 TSPyObjPtr::TSPyObjPtr(const TSPyObjPtr& in_other)
-    // g++ asks for the base that is not copied.
+    // g++ warns if a copy constructor does not name its base, which is not copied.
     // NOLINTNEXTLINE(readability-redundant-member-init)
     : TSPyObjPtrBase(), object(newReference(isLockHeld(), in_other.ptr()))
 {
