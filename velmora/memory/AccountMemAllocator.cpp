@@ -28,7 +28,7 @@ constexpr std::size_t s_uiReleasedMagic = ~AccountMemAllocator::getMagicToken();
 
 Header* headerOf(void* in_pMemory) { return static_cast<Header*>(in_pMemory) - 1; }
 
-/// Balances are kept in 32 bits and wrap.
+/// Adds to a balance. Balances have 32 bits and wrap.
 void addToBalance(MemAccountInfo& out_info, std::size_t in_uiBytes)
 {
     out_info.iBalance = static_cast<std::int32_t>(static_cast<std::uint32_t>(out_info.iBalance) +
@@ -86,6 +86,7 @@ void* AccountMemAllocator::allocate(std::size_t in_uiSize, const char* in_szAcco
     if (in_uiSize > s_uiLargestSize)
         return nullptr;
 
+    // No fork between the allocation and the charge: the child's balance would be wrong.
     const ProcessGate::Pass pass;
     Account* const pAccount =
         findOrMakeAccount({in_szAccountName, String::hashOf(in_szAccountName)});
@@ -95,7 +96,8 @@ void* AccountMemAllocator::allocate(std::size_t in_uiSize, const char* in_szAcco
         static_cast<Header*>(MemAllocator::allocate(in_uiSize + sizeof(Header), in_szAccountName));
     if (pHeader == nullptr)
         return nullptr;
-    // Not before, or the maximum would keep what there was no memory for.
+    // Charged only now: without memory, the maximum would otherwise count bytes that were never
+    // allocated.
     charge(*pAccount, in_uiSize);
     *pHeader = {pAccount->second.info.uiAccountId, getMagicToken()};
     return pHeader + 1;
@@ -140,8 +142,8 @@ void AccountMemAllocator::deallocate(void* in_pMemory, std::size_t in_uiSize,
     {
         const GatedGuard<ACE_Thread_Mutex> guard(m_mutex);
         found = *pHeader;
-        // The list of free chunks goes through the first word of a released chunk; the second
-        // tells.
+        // The free list overwrites the first word of a released chunk. The second word still shows
+        // that it was released.
         if (found.uiMagic == s_uiReleasedMagic)
             found.uiAccountId = s_uiReleasedId;
         if (found.uiAccountId < m_memAccountVector.size())
@@ -151,8 +153,8 @@ void AccountMemAllocator::deallocate(void* in_pMemory, std::size_t in_uiSize,
         }
     }
 
-    // An appender may allocate from here, so everything is logged after the lock is released.
-    // Memory is released in destructors, so nothing is thrown.
+    // Everything is logged after the lock is released, because an appender may allocate from here.
+    // Nothing is thrown, because destructors release memory.
     const auto attempt = [this](auto in_report)
     { withoutThrowing(&getLogger(), "exception while memory is released", in_report); };
     if (pAccount == nullptr)

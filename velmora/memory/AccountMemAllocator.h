@@ -15,21 +15,23 @@
 namespace Velmora
 {
 
-/// A `MemAllocator` that charges each allocation to the account that it names, so that a process
-/// can tell which of its parts holds how much, what the peak was, and which leak. A diagnostic
-/// mode: all operations pass one mutex.
+/// A `MemAllocator` that charges each allocation to a named account. It shows which part of a
+/// process holds how much memory, how much it held at most, and which part leaks. A diagnostic
+/// mode: all operations take one mutex.
 ///
-/// A header of 16 bytes in front of the caller's bytes tells the account and guards itself with a
-/// magic token.
+/// Each block has a header of 16 bytes in front of the caller's bytes. The first word is the
+/// account's index, the second a magic token that detects broken headers.
 ///
 /// Thread-safety: all operations may be called on any thread. The allocator's mutex is taken before
-/// that of an account; nothing is logged under either, so an appender may allocate.
-/// Failure: a broken header, memory that was released before and a wrong account name are logged
-/// and trip assertions; a double release touches nothing.
+/// an account's. Nothing is logged while either is held, so an appender may allocate.
+/// Failure: a header without a valid account, such as that of released memory, is logged as an
+/// ERROR and fails an assertion; the memory is left alone. A header with a wrong token fails an
+/// assertion. A wrong account name is logged as an ERROR. In the last two cases the memory is
+/// released and credited to the account in its header.
 class VELMORA_API AccountMemAllocator : public MemAllocator<ACE_Thread_Mutex, 32>
 {
   public:
-    /// The name of an account: a copy of the text with its hash.
+    /// The name of an account: a copy of the text, with its hash.
     class VELMORA_API String
     {
       public:
@@ -38,7 +40,8 @@ class VELMORA_API AccountMemAllocator : public MemAllocator<ACE_Thread_Mutex, 32
         [[nodiscard]] const char* getText() const { return m_szText.get(); }
         [[nodiscard]] std::size_t getHash() const { return m_uiHash; }
 
-        /// Starts at 0 and takes `5 * h + c` over the sign-extended characters.
+        /// Returns the hash of a text: starts at 0 and computes `h = 5 * h + c` for each
+        /// sign-extended character.
         static std::size_t hashOf(const char* in_szText);
 
       private:
@@ -48,41 +51,42 @@ class VELMORA_API AccountMemAllocator : public MemAllocator<ACE_Thread_Mutex, 32
 
     AccountMemAllocator(const Logger& in_logger, bool in_bReportLeaks);
 
-    /// Logs all accounts, then frees everything.
+    /// Logs all accounts, then frees all blocks.
     ~AccountMemAllocator();
 
-    /// Memory of `in_uiSize` bytes, charged to the account; null for a size of 0. A null name is an
-    /// error and charges "DEFAULT".
-    /// Failure: null when there is no memory, as for a size that leaves no room for the header;
-    /// nothing is charged.
+    /// Allocates `in_uiSize` bytes and charges them to the account. Returns null for a size of 0. A
+    /// null name fails an assertion and charges "DEFAULT".
+    /// Failure: returns null when there is no memory, and for a size that leaves no room for the
+    /// header. Nothing is charged then.
     [[nodiscard]] void* allocate(std::size_t in_uiSize, const char* in_szAccountName);
 
-    /// Takes memory back and credits the account that it came from. A name that is not null must be
-    /// that account's. Does nothing for a null pointer or a size of 0.
+    /// Releases memory and credits the account in its header. `in_szAccountName` must be null or
+    /// the name of that account. Does nothing for a null pointer or a size of 0.
     void deallocate(void* in_pMemory, std::size_t in_uiSize, const char* in_szAccountName);
 
-    /// Gives the account of that name; false when there is none.
+    /// Copies the state of the account with that name. Returns false if there is none.
     [[nodiscard]] bool getMemAccountInfo(const char* in_szAccountName,
                                          MemAccountInfo& out_info) const;
 
-    /// Gives all accounts.
+    /// Replaces `out_hash` by the state of all accounts.
     void getMemAccountInfo(MemAccountInfoHash& out_hash) const;
 
-    /// Logs the maximum of each account at DEBUG, and a balance that is not 0 at WARN.
+    /// Logs the maximum of each account at DEBUG, and each balance that is not 0 at WARN.
     void logMemAccountingStats() const;
 
-    /// What the second word of a live header holds.
+    /// Returns the magic token, the second word of a header in use.
     static constexpr std::size_t getMagicToken() { return 0x5A7C; }
 
   private:
     struct AccountRecord
     {
         MemAccountInfo info;
+        /// Guards `info`. No other code runs while it is held.
         mutable ACE_Thread_Mutex mutex;
     };
     using Account = std::pair<String, AccountRecord>;
 
-    /// A name to look up, without a copy.
+    /// A name for a lookup, without a copy of its text.
     struct NameRef
     {
         const char* szText;
@@ -101,15 +105,21 @@ class VELMORA_API AccountMemAllocator : public MemAllocator<ACE_Thread_Mutex, 32
         bool operator()(const NameRef& in_first, const String* in_pSecond) const;
     };
 
-    /// Null when there is no memory.
+    /// Returns the account with that name, and adds it first if there is none. Returns null when
+    /// there is no memory.
     Account* findOrMakeAccount(const NameRef& in_name);
+    /// Adds to the balance, and updates the maximum.
     static void charge(Account& out_account, std::size_t in_uiSize);
+    /// Subtracts from the balance.
     static void credit(Account& out_account, std::size_t in_uiSize);
     static MemAccountInfo copyInfo(const Account& in_account);
 
+    /// The accounts by index. Accounts are never removed, so a pointer to one stays valid.
     std::vector<std::unique_ptr<Account>> m_memAccountVector;
     std::unordered_map<const String*, std::size_t, NameHash, NameEqual> m_idsByName;
-    /// Guards both.
+    /// Guards `m_memAccountVector` and `m_idsByName`, and a header while it is checked and
+    /// overwritten. An account's mutex may be taken and the heap used while it is held; no foreign
+    /// code runs.
     mutable ACE_Thread_Mutex m_mutex;
 };
 

@@ -8,16 +8,17 @@
 namespace Velmora
 {
 
-/// Raw memory of `DefaultStaticMemAllocator` that an object is about to be built in. It goes back
-/// when the building fails; once the object stands, its owner calls `release`.
+/// A block of memory from `DefaultStaticMemAllocator` in which an object is about to be
+/// constructed. The destructor frees the block if the constructor of the object throws. After a
+/// successful construction, the owner calls `release`.
 ///
 /// Ownership: owns the memory until `release`.
-/// Failure: the constructor throws `std::bad_alloc` when there is no memory.
+/// Failure: the constructor throws `std::bad_alloc` when there is no memory, and for a size of 0.
 /// Thread-safety: belongs to one thread at a time.
 class AccountMemBlock
 {
   public:
-    /// The account's name must outlive the block.
+    /// Allocates the block. The text of the account's name must outlive this object.
     AccountMemBlock(std::size_t in_uiSize, const char* in_szAccountName)
         : m_pMemory(DefaultStaticMemAllocator::allocate(in_uiSize, in_szAccountName)),
           m_uiSize(in_uiSize), m_szAccountName(in_szAccountName)
@@ -34,7 +35,7 @@ class AccountMemBlock
 
     [[nodiscard]] void* get() const { return m_pMemory; }
 
-    /// Leaves the memory to the caller.
+    /// Gives up ownership of the memory.
     void release() { m_pMemory = nullptr; }
 
   private:

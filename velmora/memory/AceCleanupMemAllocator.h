@@ -10,7 +10,7 @@ namespace Velmora
 
 /// A `MemAllocator` that the ACE object manager can destroy at exit.
 ///
-/// Ownership: the exit list's, once registered there; must be made with `new`.
+/// Ownership: the exit list's, once registered there; must be created with `new`.
 template <class Mutex, unsigned long NumClasses>
 class AceCleanupMemAllocator : public MemAllocator<Mutex, NumClasses>, public ACE_Cleanup
 {
@@ -20,7 +20,7 @@ class AceCleanupMemAllocator : public MemAllocator<Mutex, NumClasses>, public AC
 
 /// An `AccountMemAllocator` that the ACE object manager can destroy at exit.
 ///
-/// Ownership: the exit list's, once registered there; must be made with `new`.
+/// Ownership: the exit list's, once registered there; must be created with `new`.
 class VELMORA_API AceCleanupAccountMemAllocator : public AccountMemAllocator, public ACE_Cleanup
 {
   public:

@@ -12,15 +12,16 @@
 namespace Velmora
 {
 
-/// The one allocator of class `Allocator` of this process: made on first use, destroyed by the exit
-/// list. `Allocator` derives from an `ACE_Cleanup`.
+/// Holds the only allocator of class `Allocator` in this process. It is created on first use and
+/// destroyed by the exit list. `Allocator` derives from `ACE_Cleanup`.
 ///
 /// Thread-safety: may be called on any thread.
 template <class Allocator>
 class AllocatorOfProcess
 {
   public:
-    /// The allocator, made if need be; null once the exit list has destroyed it.
+    /// Returns the allocator, and creates it if necessary. Returns null once the exit list has
+    /// destroyed it.
     static Allocator* get()
     {
         if (Allocator* const pAllocator = s_pAllocator.load(std::memory_order_acquire)) [[likely]]
@@ -29,7 +30,7 @@ class AllocatorOfProcess
     }
 
   private:
-    /// Tells that the allocator is gone.
+    /// Clears `s_pAllocator` on destruction, so that `get` returns null from then on.
     class Registered : public Allocator
     {
       public:
@@ -39,6 +40,7 @@ class AllocatorOfProcess
 
     [[gnu::noinline]] static Allocator* make()
     {
+        // After the destruction this is still true, so no second allocator is created.
         static const bool s_bMade = []
         {
             auto* const pAllocator = new Registered;

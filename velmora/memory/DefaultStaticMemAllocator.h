@@ -8,20 +8,21 @@
 namespace Velmora
 {
 
-/// The front end that the code of the library and its programs allocates through. Each allocation
-/// names its account; with the environment variable `VELMORA_MEM_ACCOUNTING` set, it is charged to
-/// it.
+/// The allocator that the library and its programs call. Each allocation names an account. If the
+/// environment variable `VELMORA_MEM_ACCOUNTING` is set, it is charged to that account.
 ///
-/// Thread-safety: all operations may be called on any thread; memory may be released on another
-/// thread than the one that asked for it.
+/// Thread-safety: all operations may be called on any thread; memory may be released on a thread
+/// other than the one that allocated it.
 class VELMORA_API DefaultStaticMemAllocator
 {
   public:
-    /// Memory of `in_uiSize` bytes, aligned to 8; null for a size of 0 and when there is no memory.
-    /// Ownership: the caller's, who passes the same size and account to `deallocate`.
+    /// Allocates `in_uiSize` bytes, aligned to 8. Returns null for a size of 0 and when there is no
+    /// memory.
+    /// Ownership: the caller's, which passes the same size and account to `deallocate`.
     [[nodiscard]] static void* allocate(std::size_t in_uiSize, const char* in_szAccountName)
     {
-        // While memory is accounted, this magazine is always empty.
+        // While memory is accounted, this magazine is always empty. A size of 0 wraps and takes the
+        // slow path.
         if (const std::size_t uiClass = (in_uiSize - 1) / 8; uiClass < 32) [[likely]]
             if (Magazine& magazine = ThreadCaches::defaultMagazine(uiClass); !magazine.isEmpty())
                 [[likely]]
@@ -29,7 +30,7 @@ class VELMORA_API DefaultStaticMemAllocator
         return allocateSlowly(in_uiSize, in_szAccountName);
     }
 
-    /// Takes memory back. Does nothing for a null pointer or a size of 0.
+    /// Releases memory. Does nothing for a null pointer or a size of 0.
     static void deallocate(void* in_pMemory, std::size_t in_uiSize, const char* in_szAccountName)
     {
         // While memory is accounted, this magazine is always full.
@@ -40,10 +41,10 @@ class VELMORA_API DefaultStaticMemAllocator
         deallocateSlowly(in_pMemory, in_uiSize, in_szAccountName);
     }
 
-    /// Brings the allocator in use into being. Gives true.
+    /// Creates the allocator that this process uses. Returns true.
     static bool initializeClass();
 
-    /// Whether memory is accounted in this process; never changes.
+    /// Returns whether memory is accounted in this process. The result never changes.
     static bool isAccountingMemory();
 
   private:

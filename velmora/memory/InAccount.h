@@ -13,20 +13,20 @@ namespace Velmora
 template <std::size_t Size>
 struct AccountName
 {
-    // NOLINTNEXTLINE(google-explicit-constructor): so that a literal stands as the argument.
+    // NOLINTNEXTLINE(google-explicit-constructor): allows a literal as the template argument.
     consteval AccountName(const char (&in_szName)[Size]) { std::copy_n(in_szName, Size, m_szName); }
 
     char m_szName[Size];
 };
 
-/// Base of a class whose objects come from `DefaultStaticMemAllocator`, charged to the account
-/// `name`. They are made by `new` and may be deleted by anybody, also through a base class with a
-/// virtual destructor: the memory goes back with its size and its account.
+/// Base class of classes whose objects are allocated from `DefaultStaticMemAllocator` and charged
+/// to the account `name`. Objects are created with `new`. Any code may delete them, also through a
+/// base class with a virtual destructor: the memory is released with its size and its account.
 ///
 ///     class Call : public InAccount<"Call">
 ///
 /// Thread-safety: as `DefaultStaticMemAllocator`.
-/// Failure: `std::bad_alloc` when no memory is left.
+/// Failure: `new` throws `std::bad_alloc` when there is no memory.
 template <AccountName name>
 class InAccount
 {
@@ -44,7 +44,7 @@ class InAccount
         DefaultStaticMemAllocator::deallocate(in_pMemory, in_uiSize, name.m_szName);
     }
 
-    /// Construction in memory that somebody else provides.
+    /// Constructs in memory that the caller provides.
     [[nodiscard]] static void* operator new(std::size_t, void* in_pMemory) noexcept
     {
         return in_pMemory;

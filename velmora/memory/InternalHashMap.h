@@ -16,12 +16,12 @@
 namespace Velmora
 {
 
-/// The part of all hash tables that knows no types.
+/// The part of the hash tables that does not depend on template parameters.
 class VELMORA_API InternalHashMapNoT
 {
   public:
-    /// The smallest power of two that is not less than `in_uiNumber`; 0 for 0.
-    /// Failure: nothing for a number above 2 to the power 63.
+    /// Returns the smallest power of two that is not less than `in_uiNumber`; 0 for 0.
+    /// Failure: returns no value for a number above 2 to the power 63.
     static Fallible<std::size_t> nextPowerOf2(std::size_t in_uiNumber);
 
     /// A table of up to this many slots is a list: it is searched from its beginning, without
@@ -29,21 +29,22 @@ class VELMORA_API InternalHashMapNoT
     static constexpr std::size_t s_uiMaxListCapacity = 8;
 
   protected:
-    /// The number of slots that so many elements need, before it is rounded up: above 8 elements, a
-    /// fifth of the slots stays empty.
+    /// Returns the number of slots that the given number of elements needs, before rounding up.
+    /// Above 8 elements, a fifth of the slots stays empty.
     static std::size_t slotsFor(std::size_t in_uiNumElements)
     {
         return in_uiNumElements <= s_uiMaxListCapacity ? in_uiNumElements
                                                        : slotsForMany(in_uiNumElements);
     }
 
-    /// That number, rounded up.
+    /// Returns the same number, rounded up to a power of two.
     static std::size_t capacityFor(std::size_t in_uiNumElements)
     {
         return nextPowerOf2(slotsFor(in_uiNumElements));
     }
 
-    /// Whether two texts are equal, faster than by a call for texts that are short.
+    /// Returns whether two texts are equal. Short texts are compared without a call of `memcmp`:
+    /// the first and the last word are compared, which may overlap.
     static bool isSameText(std::string_view in_left, std::string_view in_right) noexcept
     {
         const std::size_t uiSize = in_left.size();
@@ -77,10 +78,10 @@ class VELMORA_API InternalHashMapNoT
     static std::size_t slotsForMany(std::size_t in_uiNumElements);
 };
 
-/// A place in a hash table: an entry or the end. The default iterator is the end of a map that has
-/// no table. `Map` and `Entry` are const for a table that is only read.
+/// An iterator of a hash table: an entry or the end. A default-constructed iterator is the end of a
+/// map without a table. `Map` and `Entry` are const for a table that is only read.
 ///
-/// Any insertion or removal leaves it useless.
+/// Any insertion or removal invalidates it.
 template <class Map, class Entry>
 class VELMORA_API InternalHashMapIterator : public LMVectorIterator<Entry>
 {
@@ -95,7 +96,7 @@ class VELMORA_API InternalHashMapIterator : public LMVectorIterator<Entry>
     [[nodiscard]] const auto& key() const { return this->slot()->first; }
     [[nodiscard]] auto& data() const { return this->slot()->second; }
 
-    /// Must not be at the end.
+    /// Moves to the next entry. Must not be called at the end.
     InternalHashMapIterator& operator++()
     {
         m_pMap->increment(*this);
@@ -107,21 +108,22 @@ class VELMORA_API InternalHashMapIterator : public LMVectorIterator<Entry>
 };
 
 /// A hash table in one block, without stored hashes, chains or tombstones: an `LMVector` of pairs
-/// that is probed slot by slot. `H` makes a number of a key; keys are compared by `==`. Code uses
-/// it through `LMHashMap`.
+/// with linear probing. `H` computes the hash of a key; keys are compared by `==`. Code uses it
+/// through `LMHashMap`.
 ///
-/// A table of up to 8 slots is a list in order of insertion, which may be full. A larger one keeps
-/// a fifth of its slots empty. It grows by doubling, at elements 2, 3, 5, 9, 14, 26, 52, 103, 206
-/// and so on, and never shrinks.
+/// A table of up to 8 slots is a list in order of insertion, which may be full. A larger table
+/// keeps a fifth of its slots empty. The table grows by doubling when it gets element 2, 3, 5, 9,
+/// 14, 26, 52, 103, 206 and so on. It never shrinks.
 ///
-/// A key of type `std::string` is looked up by a `std::string_view` where `H` takes one.
+/// A key of type `std::string` is looked up by a `std::string_view` if `H` accepts one.
 ///
-/// Ownership and thread-safety: as `LMVector`; while a table grows, there are the old block twice
-/// and the new block once.
-/// Failure: whatever keys, data and `H` throw comes out of the operation, and no entry is lost:
-/// the table holds the entries that it held before, at the same indices, but for an insertion,
-/// which may leave it grown. To keep that promise with keys and data whose move may throw, `erase`
-/// works on a copy of the table. A size that no table can have trips the assertion of `Fallible`.
+/// Ownership and thread-safety: as `LMVector`. While a table grows, two blocks of the old size and
+/// one of the new size exist.
+/// Failure: operations pass on the exceptions of keys, data and `H`. No entry is lost then: the
+/// table holds the same entries as before at the same indices. After a failed insertion the table
+/// may have grown, with its entries at other indices. For keys and data whose move may throw,
+/// `erase` works on a copy of the table to keep this guarantee. A size that no table can have fails
+/// the assertion of `Fallible`.
 template <class K, class D, class H>
 class VELMORA_API InternalHashMap : public LMVector<std::pair<K, D>>, public InternalHashMapNoT
 {
@@ -132,33 +134,33 @@ class VELMORA_API InternalHashMap : public LMVector<std::pair<K, D>>, public Int
     using iterator = InternalHashMapIterator<InternalHashMap, value_type>;
     using const_iterator = InternalHashMapIterator<const InternalHashMap, const value_type>;
 
-    /// What a key is looked up by.
+    /// The type by which keys are looked up.
     using LookupKey = std::conditional_t<std::is_same_v<K, std::string> &&
                                              std::is_invocable_v<const H&, std::string_view>,
                                          std::string_view, const K&>;
 
-    /// Makes a table with room for `in_uiNumElements`, and for one at least.
+    /// Constructs a table with room for `in_uiNumElements`, at least for one.
     explicit InternalHashMap(std::size_t in_uiNumElements)
         : Vector(capacityFor(std::max<std::size_t>(in_uiNumElements, 1)))
     {
     }
 
-    /// The slot of a key, and true; without such a key, the slot where it would go, and false. A
-    /// full table has no such slot and gives its capacity.
+    /// Returns the slot of a key and true. Without such a key, returns the slot where it would be
+    /// inserted, and false. A full table has no such slot; its capacity is returned instead.
     [[nodiscard]] std::pair<std::size_t, bool> findIndex(LookupKey in_key) const;
 
-    /// Adds an entry unless there is one with that key. Gives the slot of the entry with that key,
-    /// and whether it was added.
+    /// Adds an entry if the table has no entry with that key. Returns the slot of the entry with
+    /// that key, and whether it was added.
     std::pair<std::size_t, bool> insert(const K& in_key, const D& in_data);
 
-    /// Makes room for so many elements.
+    /// Makes room for the given number of elements.
     void reserve(std::size_t in_uiNumElements);
 
-    /// Places all entries anew in a table of that many slots, or of as many as there are now, if
-    /// that is more.
+    /// Moves all entries to a table of `in_uiCapacity` slots, or of the present capacity if that is
+    /// larger, and places them again by their hashes.
     void resize(std::size_t in_uiCapacity);
 
-    /// Takes an entry away. Others may change their slots. Does nothing at the end.
+    /// Removes an entry. Other entries may move to other slots. Does nothing at the end.
     void erase(const const_iterator& in_iterator);
 
     [[nodiscard]] iterator begin() { return {this, this->begin_valid()}; }
@@ -166,7 +168,7 @@ class VELMORA_API InternalHashMap : public LMVector<std::pair<K, D>>, public Int
     [[nodiscard]] iterator end() { return {this, this->end_valid()}; }
     [[nodiscard]] const_iterator end() const { return {this, this->end_valid()}; }
 
-    /// The entry in a slot that holds one.
+    /// Returns the iterator of a slot that holds an entry.
     [[nodiscard]] iterator entryAt(std::size_t in_uiIndex)
     {
         return {this, this->iteratorAt(in_uiIndex)};
@@ -177,7 +179,7 @@ class VELMORA_API InternalHashMap : public LMVector<std::pair<K, D>>, public Int
     }
 
   private:
-    /// Whether entries can change their slots without anything that throws.
+    /// Whether entries can move to other slots without an operation that may throw.
     static constexpr bool s_bMovesSafely =
         std::is_nothrow_move_constructible_v<value_type>&& noexcept(std::declval<const H&>()(
             std::declval<LookupKey>()))&& noexcept(std::declval<const K&>() ==
@@ -193,13 +195,14 @@ class VELMORA_API InternalHashMap : public LMVector<std::pair<K, D>>, public Int
     [[nodiscard]] std::pair<std::size_t, bool> findInList(LookupKey in_key) const;
     [[nodiscard]] std::pair<std::size_t, bool> findByHash(LookupKey in_key) const;
 
-    /// Adds an entry whose key the table does not have and has room for.
+    /// Adds an entry. The table must have room for it and must not have its key.
     void place(value_type& inout_entry);
 
     void eraseIndex(std::size_t in_uiIndex);
 
-    /// Moves each entry of a run of valid slots that is not found any more to the empty slot at
-    /// which its search ends. Gives whether the run ended before the given end.
+    /// Closes the gap that a removed entry left in front of this run of valid slots. Each entry
+    /// that a search would no longer find moves to the empty slot at which its search ends. Returns
+    /// true if the run ended before `in_uiEnd`, false if it may go on at slot 0.
     bool closeGap(std::size_t in_uiFirst, std::size_t in_uiEnd);
 };
 
@@ -212,8 +215,9 @@ inline std::pair<std::size_t, bool> InternalHashMap<K, D, H>::findIndex(LookupKe
 template <class K, class D, class H>
 inline std::pair<std::size_t, bool> InternalHashMap<K, D, H>::findInList(LookupKey in_key) const
 {
-    // The bits of a list stand in one byte; a list that is full has a clear bit behind them or no
-    // more bits.
+    // The valid bits of a list fit in one byte. The search ends at the first clear bit: the one of
+    // the first empty slot, the one that follows the last slot of a full list, or after 8 slots the
+    // zero that was shifted in.
     unsigned int uiValid = this->capacity() != 0 ? this->validOfFirstEight() : 0;
     std::size_t uiIndex = 0;
     for (; (uiValid & 1U) != 0; uiValid >>= 1U, ++uiIndex)
@@ -227,7 +231,8 @@ std::pair<std::size_t, bool> InternalHashMap<K, D, H>::findByHash(LookupKey in_k
 {
     const std::size_t uiCapacity = this->capacity();
     const std::size_t uiHash = H()(in_key);
-    // A division would take most of the time of the search.
+    // Sizes are powers of two unless the caller of `resize` chose another. A division would take
+    // most of the time of the search.
     const bool bPowerOf2 = (uiCapacity & (uiCapacity - 1)) == 0;
     const std::size_t uiFirst = bPowerOf2 ? uiHash & (uiCapacity - 1) : uiHash % uiCapacity;
     for (const std::size_t uiBegin : {uiFirst, std::size_t{0}})
@@ -252,7 +257,7 @@ std::pair<std::size_t, bool> InternalHashMap<K, D, H>::insert(const K& in_key, c
         this->emplace(found.first, in_key, in_data);
         return {found.first, true};
     }
-    // The key and the data may be those of an entry that is about to move.
+    // `in_key` and `in_data` may refer to an entry of this table, which is about to move.
     value_type entry(in_key, in_data);
     reserve(this->size() + 1);
     const std::size_t uiIndex = findIndex(entry.first).first;
@@ -270,6 +275,7 @@ void InternalHashMap<K, D, H>::reserve(std::size_t in_uiNumElements)
 template <class K, class D, class H>
 void InternalHashMap<K, D, H>::resize(std::size_t in_uiCapacity)
 {
+    // The former entries are kept until all of them are placed, so that a throw restores the table.
     Vector former = s_bMovesSafely ? this->moveOut() : Vector(*this);
     try
     {

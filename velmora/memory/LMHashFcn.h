@@ -9,16 +9,16 @@
 namespace Velmora
 {
 
-/// The hash function of the maps of this room: a functor without state that makes a number of a key
-/// of type `K`. It exists for the two types of keys below; maps with others bring their own. It is
-/// cheap, nobody keeps what it gives, and it is no defence against keys that were chosen to
-/// collide.
+/// The hash function of the maps of this room: a functor without state that computes a number from
+/// a key of type `K`. It is defined for the two key types below; maps with other keys bring their
+/// own. It is cheap. Its results are not stored anywhere. It does not protect against keys that
+/// were chosen to collide.
 ///
 /// Thread-safety: may be called on any thread.
 template <class K>
 struct VELMORA_API LMHashFcn;
 
-/// The character's own value; a negative one becomes a very large number.
+/// Returns the character's own value; a negative one becomes a very large number.
 template <>
 struct VELMORA_API LMHashFcn<char>
 {
@@ -28,8 +28,8 @@ struct VELMORA_API LMHashFcn<char>
     }
 };
 
-/// From 0, for each character `h = 5 * h + c`, with the character's value as above. Takes views, so
-/// that a part of a longer text is looked up without a copy of it.
+/// Starts at 0 and computes `h = 5 * h + c` for each character, with the character's value as
+/// above. Takes a view, so that a part of a longer text is looked up without a copy.
 template <>
 struct VELMORA_API LMHashFcn<std::string>
 {
@@ -39,7 +39,8 @@ struct VELMORA_API LMHashFcn<std::string>
         const char* pKey = in_strKey.data();
         const char* const pEnd = pKey + in_strKey.size();
         std::size_t uiHash = 0;
-        // Four steps in one: they need not wait for each other.
+        // Four steps at a time. The multiplications do not depend on each other, so the processor
+        // computes them in parallel.
         for (; pEnd - pKey >= 4; pKey += 4)
             uiHash = uiHash * 625 + (valueOf(pKey[0]) * 125 + valueOf(pKey[1]) * 25) +
                      (valueOf(pKey[2]) * 5 + valueOf(pKey[3]));

@@ -13,13 +13,12 @@
 namespace Velmora
 {
 
-/// A hash map for small numbers of entries, and many of them none: one pointer, to a table that the
-/// first insertion makes. How it holds its entries, and in which order, is told at
-/// `InternalHashMap`.
+/// A hash map for small numbers of entries, often none. An empty map is one pointer; the first
+/// insertion creates the table. For the layout and the order of entries see `InternalHashMap`.
 ///
 /// Ownership: owns the table, but has no destructor: its owner calls `destroy`. The table is
-/// charged to the account "InternalHashMap", its block to "LMVector<T>". Both go with the
-/// allocators, on the exit list; a map that is still there must not be used afterwards.
+/// charged to the account "InternalHashMap", its block to "LMVector<T>". Both are freed when the
+/// exit list destroys the allocators; a map that still exists must not be used after that.
 /// Failure and thread-safety: as `InternalHashMap`.
 template <class K, class D, class H = LMHashFcn<K>>
 class VELMORA_API LMHashMap
@@ -33,16 +32,16 @@ class VELMORA_API LMHashMap
 
     LMHashMap() = default;
 
-    /// Copies the table as it stands, slot for slot.
+    /// Copies the table slot for slot.
     LMHashMap(const LMHashMap& in_map)
         : m_pTable(in_map.m_pTable != nullptr ? makeTable(*in_map.m_pTable) : nullptr)
     {
     }
 
-    /// Takes over the table and leaves the other map without.
+    /// Takes over the table and leaves the other map without one.
     LMHashMap(LMHashMap&& in_map) noexcept { swap(in_map); }
 
-    // NOLINTNEXTLINE(bugprone-unhandled-self-assignment): what is destroyed is the copy's.
+    // NOLINTNEXTLINE(bugprone-unhandled-self-assignment): only the table of the copy is destroyed.
     LMHashMap& operator=(const LMHashMap& in_map)
     {
         LMHashMap copy(in_map);
@@ -60,36 +59,36 @@ class VELMORA_API LMHashMap
 
     void swap(LMHashMap& inout_map) noexcept { std::swap(m_pTable, inout_map.m_pTable); }
 
-    /// The entry with that key, or the end.
+    /// Returns the entry with that key, or the end.
     [[nodiscard]] iterator find(LookupKey in_key) { return find_i<iterator>(m_pTable, in_key); }
     [[nodiscard]] const_iterator find(LookupKey in_key) const
     {
         return find_i<const_iterator>(static_cast<const Table*>(m_pTable), in_key);
     }
 
-    /// Adds an entry unless there is one with that key. Gives the entry with that key, and whether
-    /// it was added.
+    /// Adds an entry if the map has no entry with that key. Returns the entry with that key, and
+    /// whether it was added.
     std::pair<iterator, bool> insert(const K& in_key, const D& in_data);
 
-    /// Takes an entry away. Others may change their order. Does nothing at the end.
+    /// Removes an entry. The order of the others may change. Does nothing at the end.
     void erase(const const_iterator& in_iterator)
     {
         if (m_pTable != nullptr)
             m_pTable->erase(in_iterator);
     }
 
-    /// Takes all entries away and keeps the table.
+    /// Removes all entries and keeps the table.
     void clear()
     {
         if (m_pTable != nullptr)
             m_pTable->clear();
     }
 
-    /// Takes all entries away and gives the table back.
+    /// Removes all entries and frees the table.
     void destroy();
 
-    /// The entries: those of a table of up to 8 slots in order of insertion, as long as none was
-    /// taken away.
+    /// Iterates over the entries. A table of up to 8 slots has them in order of insertion, as long
+    /// as no entry was removed.
     [[nodiscard]] iterator begin() { return m_pTable != nullptr ? m_pTable->begin() : iterator(); }
     [[nodiscard]] const_iterator begin() const
     {
@@ -104,7 +103,7 @@ class VELMORA_API LMHashMap
     [[nodiscard]] std::size_t size() const { return m_pTable != nullptr ? m_pTable->size() : 0; }
     [[nodiscard]] bool empty() const { return size() == 0; }
 
-    /// The table; null before the first insertion.
+    /// Returns the table; null before the first insertion.
     [[nodiscard]] Table* table() { return m_pTable; }
     [[nodiscard]] const Table* table() const { return m_pTable; }
 

@@ -16,17 +16,16 @@
 namespace Velmora
 {
 
-/// A place in an `LMVector`: a valid slot or the end. `T` is const for a vector that is only read.
-/// It does not know where the vector ends, so the vector is asked to move it on:
-/// `LMVector::increment`.
+/// An iterator of an `LMVector`: a valid slot or the end. `T` is const for a vector that is only
+/// read. It does not know where the vector ends, so `LMVector::increment` moves it on.
 ///
-/// Any operation that makes or takes away a slot leaves it useless, but for those on other slots
-/// that leave the block where it is.
+/// It is invalidated by an operation that empties its slot, and by one that moves or frees the
+/// block. Operations on other slots of the same block leave it valid.
 template <class T>
 class VELMORA_API LMVectorIterator
 {
   public:
-    /// Equals the end of a vector without a block.
+    /// Constructs the end of a vector without a block.
     LMVectorIterator() = default;
     LMVectorIterator(T* in_pSlot, const unsigned char* in_pByte, unsigned char in_uiMask)
         : m_pSlot(in_pSlot), m_pByte(in_pByte), m_uiMask(in_uiMask)
@@ -43,8 +42,8 @@ class VELMORA_API LMVectorIterator
         return in_left.m_pSlot == in_right.m_pSlot;
     }
 
-    /// Moves on to the next valid slot below the given end of the slots, or to that end. Must not
-    /// be at the end.
+    /// Moves on to the next valid slot before `in_pEnd`, or to `in_pEnd`. Must not be called at the
+    /// end.
     void increment(const T* in_pEnd)
     {
         do
@@ -52,7 +51,8 @@ class VELMORA_API LMVectorIterator
         while (m_pSlot != in_pEnd && !isValid());
     }
 
-    /// Whether the bit of the slot is set; there is one behind the last slot too, which never is.
+    /// Returns whether the bit of the slot is set. One more bit follows the last slot; it is always
+    /// clear.
     [[nodiscard]] bool isValid() const { return (*m_pByte & m_uiMask) != 0; }
 
   private:
@@ -64,26 +64,26 @@ class VELMORA_API LMVectorIterator
     }
 
     T* m_pSlot = nullptr;
-    /// The byte of the bitmap that tells whether the slot is valid, and the bit in it.
+    /// The byte of the bitmap with the bit of the slot, and the mask of that bit.
     const unsigned char* m_pByte = nullptr;
     unsigned char m_uiMask = 0;
 };
 
-/// An array of slots, each of which holds an element or nothing, in one block with the bits that
-/// tell which do. The number of slots changes only by `reserve` and `destroy`; an element keeps its
-/// index as long as it lives. A vector without slots has no block.
+/// An array of slots, each of which holds an element or is empty. The elements and a bitmap of the
+/// valid slots are in one block. The number of slots changes only by `reserve` and `destroy`. An
+/// element keeps its index as long as it exists. A vector without slots has no block.
 ///
-/// The block: the slots; the number of valid ones as 64 bits; a bit for each slot, rounded up so
-/// that at least one bit follows the last. It takes `capacity * sizeof(T) + capacity / 8 + 9`
-/// bytes. The number stands wherever the slots end, aligned or not.
+/// The block holds the slots, the number of valid ones as 64 bits, and one bit for each slot,
+/// rounded up so that at least one bit follows the last. It takes `capacity * sizeof(T) + capacity
+/// / 8 + 9` bytes. The number is directly behind the slots, aligned or not.
 ///
-/// Elements must not need an alignment above 8, and must not throw from their destructor.
+/// Elements must not need an alignment above 8. Their destructors must not throw.
 ///
 /// Ownership: owns its elements and its block, which is charged to the account "LMVector<T>".
-/// Failure: `std::bad_alloc` when there is no memory. Whatever an element throws while it is built
-/// or copied comes out of the operation, which has then changed nothing. (For an element that
-/// cannot be copied and whose move throws, `reserve` leaves the vector with elements moved from.)
-/// Thread-safety: none; belongs to one thread at a time or to an owner that guards it.
+/// Failure: throws `std::bad_alloc` when there is no memory. An exception of an element's
+/// constructor leaves the operation, and the vector is unchanged. (If an element cannot be copied
+/// and its move throws, `reserve` leaves the vector with elements that were moved from.)
+/// Thread-safety: none; belongs to one thread at a time, or to an owner that guards it.
 template <class T>
 class VELMORA_API LMVector
 {
@@ -96,7 +96,7 @@ class VELMORA_API LMVector
 
     LMVector() = default;
 
-    /// Makes slots that hold nothing.
+    /// Constructs empty slots.
     explicit LMVector(std::size_t in_uiCapacity);
 
     /// Copies each element to the same index of a block of the same size.
@@ -105,7 +105,7 @@ class VELMORA_API LMVector
         copySlotsOf(in_vector);
     }
 
-    /// Takes the block over and leaves the other one without.
+    /// Takes over the block and leaves the other vector without one.
     LMVector(LMVector&& in_vector) noexcept { swap(in_vector); }
 
     LMVector& operator=(LMVector in_vector) noexcept
@@ -121,38 +121,38 @@ class VELMORA_API LMVector
         std::swap(m_uiCapacity, inout_vector.m_uiCapacity);
     }
 
-    /// The number of slots.
+    /// Returns the number of slots.
     [[nodiscard]] std::size_t capacity() const { return m_uiCapacity; }
 
-    /// The number of valid slots.
+    /// Returns the number of valid slots.
     [[nodiscard]] std::size_t size() const { return m_uiCapacity != 0 ? getCount() : 0; }
     [[nodiscard]] bool empty() const { return size() == 0; }
 
-    /// Whether a slot below the capacity holds an element.
+    /// Returns whether a slot below the capacity holds an element.
     [[nodiscard]] bool isValid(std::size_t in_uiIndex) const
     {
         return (bitmap()[in_uiIndex / 8] >> (in_uiIndex % 8) & 1U) != 0;
     }
 
-    /// The element of a slot; builds one by default in a slot that holds nothing. The index is not
+    /// Returns the element of a slot, and default-constructs one in an empty slot. The index is not
     /// checked and must be below the capacity.
     T& operator[](std::size_t in_uiIndex)
     {
         return isValid(in_uiIndex) ? m_pSlots[in_uiIndex] : emplace(in_uiIndex);
     }
 
-    /// The element of a slot that holds one.
+    /// Returns the element of a slot that holds one.
     [[nodiscard]] T& slot(std::size_t in_uiIndex) { return m_pSlots[in_uiIndex]; }
     [[nodiscard]] const T& slot(std::size_t in_uiIndex) const { return m_pSlots[in_uiIndex]; }
 
-    /// Builds an element in a slot that holds nothing.
+    /// Constructs an element in an empty slot.
     template <class... Args>
     T& emplace(std::size_t in_uiIndex, Args&&... in_args);
 
     /// Destroys the element of a slot that holds one.
     void invalidate(std::size_t in_uiIndex);
 
-    /// The valid slots by rising index, as in
+    /// Iterate over the valid slots in ascending order:
     ///
     ///     for (auto iter = vector.begin_valid(); iter != vector.end_valid();
     ///          vector.increment(iter))
@@ -164,11 +164,11 @@ class VELMORA_API LMVector
         return iteratorAt_i<const_iterator>(m_pSlots, m_uiCapacity);
     }
 
-    /// Moves an iterator that is not at the end.
+    /// Moves an iterator to the next valid slot. It must not be at the end.
     void increment(iterator& inout_iterator) const { inout_iterator.increment(slotsEnd()); }
     void increment(const_iterator& inout_iterator) const { inout_iterator.increment(slotsEnd()); }
 
-    /// The iterator for a slot, and the slot of an iterator.
+    /// Return the iterator of a slot, and the slot of an iterator.
     [[nodiscard]] iterator iteratorAt(std::size_t in_uiIndex)
     {
         return iteratorAt_i<iterator>(m_pSlots, in_uiIndex);
@@ -182,21 +182,23 @@ class VELMORA_API LMVector
         return static_cast<std::size_t>(in_iterator.slot() - m_pSlots);
     }
 
-    /// Makes room for at least that many slots; each element keeps its index. Never shrinks.
+    /// Makes room for at least `in_uiNewCapacity` slots; each element keeps its index. Never
+    /// shrinks.
     void reserve(std::size_t in_uiNewCapacity);
 
-    /// Destroys all elements; the block stays.
+    /// Destroys all elements and keeps the block.
     void clear();
 
-    /// Destroys all elements and gives the block back.
+    /// Destroys all elements and frees the block.
     void destroy();
 
   protected:
-    /// The bits of the first eight slots, the lowest for the first. There must be a slot.
+    /// Returns the bits of the first eight slots, the first slot in the lowest bit. There must be a
+    /// slot.
     [[nodiscard]] unsigned char validOfFirstEight() const { return bitmap()[0]; }
 
-    /// A vector of the same size that holds all elements; this one keeps what a move leaves of
-    /// them, or all of them where a move may throw.
+    /// Returns a vector of the same size with all elements. This vector keeps the elements that
+    /// were moved from, or the originals if a move may throw.
     [[nodiscard]] LMVector moveOut()
     {
         LMVector vector(m_uiCapacity);
@@ -205,8 +207,8 @@ class VELMORA_API LMVector
     }
 
   private:
-    /// Fill the slots of this vector, which holds nothing and has as many slots as the other one or
-    /// more, at the same indices.
+    /// Copy or move the elements of another vector to the same indices of this one, which must be
+    /// empty and at least as large.
     void copySlotsOf(const LMVector& in_vector);
     void moveSlotsOf(LMVector& inout_vector);
 
@@ -269,11 +271,13 @@ LMVector<T>::LMVector(std::size_t in_uiCapacity)
 {
     if (in_uiCapacity == 0)
         return;
+    // Half of the largest size leaves room for the count and the bitmap without an overflow.
     if (in_uiCapacity > (std::numeric_limits<std::size_t>::max() >> 1) / sizeof(T)) [[unlikely]]
         throw std::bad_alloc();
     AccountMemBlock block(blockSize(in_uiCapacity), s_szAccountName);
     m_pSlots = static_cast<T*>(block.get());
     m_uiCapacity = in_uiCapacity;
+    // The slots stay uninitialised; count and bitmap say that all are empty.
     std::memset(trailer(), 0, trailerSize(in_uiCapacity));
     block.release();
 }
@@ -314,6 +318,7 @@ void LMVector<T>::clear()
 {
     if (m_uiCapacity == 0)
         return;
+    // Clearing the count and the bitmap is enough here.
     if constexpr (std::is_trivially_destructible_v<T>)
         std::memset(trailer(), 0, trailerSize(m_uiCapacity));
     else

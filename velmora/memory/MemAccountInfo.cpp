@@ -10,7 +10,7 @@ namespace Velmora
 
 std::ostream& MemAccountInfo::write(std::ostream& out_stream) const
 {
-    // As text, which no locale groups.
+    // Numbers are written as text, so that no locale groups their digits.
     return out_stream << "account-id=" << std::to_string(uiAccountId)
                       << " bytes-allocated=" << std::to_string(iBalance)
                       << " max-bytes-allocated=" << std::to_string(iMaximum);

@@ -10,22 +10,22 @@
 namespace Velmora
 {
 
-/// What a memory account holds at one moment.
+/// The state of a memory account at one moment.
 class VELMORA_API MemAccountInfo
 {
   public:
     /// The account's index in its allocator.
     std::uint64_t uiAccountId = 0;
-    /// Bytes of caller memory now held, headers not counted. Wraps as a 32-bit value does.
+    /// Bytes that callers hold now, without headers. Wraps as a 32-bit value does.
     std::int32_t iBalance = 0;
-    /// The highest balance ever reached, in bytes.
+    /// The highest balance so far, in bytes.
     std::int32_t iMaximum = 0;
 
     bool operator==(const MemAccountInfo&) const = default;
 
     std::ostream& write(std::ostream& out_stream) const;
 
-    /// Whether the first of two has the larger maximum.
+    /// Returns whether the first account has the larger maximum.
     class LargerMaxBytes
     {
       public:
@@ -36,7 +36,7 @@ class VELMORA_API MemAccountInfo
     };
 };
 
-/// An account with its name.
+/// The state of an account, with its name.
 class VELMORA_API MemAccountInfoWithName : public MemAccountInfo
 {
   public:
@@ -47,12 +47,12 @@ class VELMORA_API MemAccountInfoWithName : public MemAccountInfo
     std::ostream& write(std::ostream& out_stream) const;
 };
 
-/// Accounts by their names.
+/// The states of accounts by name.
 class VELMORA_API MemAccountInfoHash : public std::unordered_map<std::string, MemAccountInfo>
 {
   public:
-    /// Writes a line for each account, that with the largest maximum first, with no line end after
-    /// the last. Accounts with the same maximum come in any order.
+    /// Writes one line for each account, the largest maximum first, without a line end after the
+    /// last. Accounts with the same maximum are in no particular order.
     std::ostream& write(std::ostream& out_stream) const;
 };
 

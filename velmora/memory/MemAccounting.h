@@ -5,9 +5,9 @@
 namespace Velmora
 {
 
-/// Whether the environment variable `VELMORA_MEM_ACCOUNTING` asks for memory to be charged to its
-/// accounts: anything but an empty value or "false" in any case does. It is read once; the answer
-/// never changes, since memory must go back to the allocator that gave it.
+/// Returns whether memory is charged to accounts. The environment variable `VELMORA_MEM_ACCOUNTING`
+/// turns this on with any value except an empty one or "false" in any case. It is read once. The
+/// result never changes, because memory must go back to the allocator that it came from.
 ///
 /// Thread-safety: may be called on any thread.
 [[nodiscard]] VELMORA_API bool isMemAccountingForced();

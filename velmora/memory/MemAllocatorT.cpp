@@ -24,7 +24,7 @@ ChunkAllocatorNoT::Stats& ChunkAllocatorNoT::Stats::operator+=(const Stats& in_s
 
 std::ostream& ChunkAllocatorNoT::Stats::write(std::ostream& out_stream) const
 {
-    // As text, which no locale groups.
+    // Numbers are written as text, so that no locale groups their digits.
     return out_stream << "Num malloc        = " << std::to_string(uiNumMalloc)
                       << "\nNum chunk alloc   = " << std::to_string(uiNumChunkAlloc)
                       << "\nNum chunk dealloc = " << std::to_string(uiNumChunkDealloc);
@@ -41,7 +41,7 @@ ChunkAllocatorNoT::ChunkAllocatorNoT(const Logger& in_logger, unsigned long in_u
       m_uiBlockSize(std::max<std::size_t>(1024 / m_uiChunkSize, 4) * m_uiChunkSize),
       m_bReportLeaks(in_bReportLeaks)
 {
-    // The macros have no form for a plain line at this level; only scopes are traced by them.
+    // The macros for this level trace scopes only; none logs a single line.
     VELMORA_LOG(getLogger(), TRACE_LOG_LEVEL,
                 "ChunkAllocator::ChunkAllocator : " << m_uiChunkSize << " bytes");
 }
@@ -148,7 +148,8 @@ void ChunkAllocatorNoT::pushFull(const Magazine::Batch& in_batch)
     }
     catch (const std::bad_alloc&)
     {
-        // Memory is to go back when there is none, too; the free list needs none for it.
+        // Memory must be released even when there is none left. The free list needs no memory of
+        // its own.
         pushBatch(in_batch);
     }
 }
@@ -162,7 +163,7 @@ void ChunkAllocatorNoT::pushBatch(const Magazine::Batch& in_batch)
     m_pFreeList = in_batch.pFirst;
 }
 
-/// Puts the chunks of the full magazines on the free list, in their order.
+/// Moves the chunks of the full magazines to the free list, in their order.
 void ChunkAllocatorNoT::spreadMagazines()
 {
     for (const Magazine::Batch& batch : m_fullMagazines)

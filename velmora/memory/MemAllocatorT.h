@@ -18,20 +18,20 @@
 namespace Velmora
 {
 
-/// The part of a chunk allocator that depends neither on its lock nor on its granule: the blocks
-/// that it got from `malloc`, cut into chunks of one size, and the chunks that are free.
+/// The part of a chunk allocator that does not depend on its lock and its granule. It holds the
+/// blocks that it got from `malloc`, which are cut into chunks of one size, and the free chunks.
 ///
-/// Thread-safety: none; the derived class brings the lock.
-/// Ownership: owns its blocks. They go back to `malloc` when it dies, whatever is still in use.
-/// Failure: an operation that finds no memory has changed nothing.
+/// Thread-safety: none; the derived class has the lock.
+/// Ownership: owns its blocks. The destructor frees them, even if chunks are still in use.
+/// Failure: an operation that finds no memory changes nothing.
 class VELMORA_API ChunkAllocatorNoT : public ObjectWithLogger<Logger>
 {
   public:
-    /// What an allocator has done so far.
+    /// The counters of an allocator since its construction.
     class VELMORA_API Stats
     {
       public:
-        /// Blocks obtained by `malloc`.
+        /// Blocks obtained from `malloc`.
         std::uint64_t uiNumMalloc = 0;
         std::uint64_t uiNumChunkAlloc = 0;
         std::uint64_t uiNumChunkDealloc = 0;
@@ -42,12 +42,13 @@ class VELMORA_API ChunkAllocatorNoT : public ObjectWithLogger<Logger>
         std::ostream& write(std::ostream& out_stream) const;
     };
 
-    /// The chunk size is the product of a size class's number and the granule in bytes.
+    /// The chunk size is `in_ulUnits`, the number of the size class, times the granule in bytes.
     ChunkAllocatorNoT(const Logger& in_logger, unsigned long in_ulUnits, unsigned long in_ulGranule,
                       bool in_bReportLeaks);
 
-    /// With the report flag, tells chunks that were not released, or released too often. Frees all
-    /// blocks, from the last to the first.
+    /// If leaks are reported, logs a WARN if chunks were not released, and an ERROR if more were
+    /// released than allocated. Logs the counters at DEBUG. Frees all blocks, from the last to the
+    /// first.
     ~ChunkAllocatorNoT();
 
     ChunkAllocatorNoT(const ChunkAllocatorNoT&) = delete;
@@ -57,11 +58,12 @@ class VELMORA_API ChunkAllocatorNoT : public ObjectWithLogger<Logger>
     [[nodiscard]] std::size_t getBlockSize() const { return m_uiBlockSize; }
 
   protected:
-    /// Gets one more block and makes its chunks the free list; the highest address comes first.
-    /// Failure: false when there is no memory.
+    /// Gets a block from `malloc` and makes its chunks the free list, the highest address first.
+    /// The free list must be empty.
+    /// Failure: returns false when there is no memory.
     [[nodiscard]] bool allocateBlock();
 
-    /// Null when there is no memory.
+    /// Takes the topmost free chunk; returns null when there is no memory.
     void* popChunk();
     void pushChunk(void* in_pMemory);
 
@@ -72,7 +74,7 @@ class VELMORA_API ChunkAllocatorNoT : public ObjectWithLogger<Logger>
     /// Puts the chunks of a full magazine on top of the free chunks.
     void pushFull(const Magazine::Batch& in_batch);
 
-    /// Puts a batch of any length, none among them, on top of the free chunks.
+    /// Puts a batch of any length, possibly empty, on top of the free chunks.
     void pushBatch(const Magazine::Batch& in_batch);
 
     void addCounts(std::uint64_t in_uiAllocated, std::uint64_t in_uiDeallocated);
@@ -90,14 +92,15 @@ class VELMORA_API ChunkAllocatorNoT : public ObjectWithLogger<Logger>
     Stats m_stats;
     bool m_bReportLeaks;
 
-    /// Full magazines that threads gave back, above the free list, the last on top.
+    /// Full magazines that threads returned. They are on top of the free list, the last one
+    /// topmost.
     std::vector<Magazine::Batch> m_fullMagazines;
 };
 
 VELMORA_API std::ostream& operator<<(std::ostream& out_stream,
                                      const ChunkAllocatorNoT::Stats& in_stats);
 
-/// Hands out chunks of one size, each operation under a lock of its own.
+/// Hands out chunks of one size. Each operation holds the allocator's own lock.
 ///
 /// Thread-safety: all operations may be called on any thread, if `Mutex` locks.
 template <class Mutex, unsigned long Granule>
@@ -109,7 +112,7 @@ class ChunkAllocator : public ChunkAllocatorNoT
     {
     }
 
-    /// A chunk; null when there is no memory.
+    /// Returns a chunk; null when there is no memory.
     [[nodiscard]] void* allocate()
     {
         const GatedGuard<Mutex> guard(m_mutex);
@@ -122,7 +125,7 @@ class ChunkAllocator : public ChunkAllocatorNoT
         pushChunk(in_pMemory);
     }
 
-    /// What was done so far, without what is counted in the caches of threads.
+    /// Returns the counters, without the counts that are still in the caches of threads.
     [[nodiscard]] Stats getStats() const
     {
         const GatedGuard<Mutex> guard(m_mutex);
@@ -137,14 +140,14 @@ class ChunkAllocator : public ChunkAllocatorNoT
         popInto(out_magazine);
     }
 
-    /// Takes over the spare chunks of a magazine.
+    /// Takes the spare chunks out of a magazine.
     void takeSpare(Magazine& out_magazine)
     {
         const GatedGuard<Mutex> guard(m_mutex);
         pushFull(out_magazine.removeSpare());
     }
 
-    /// Takes over everything that is in a magazine, and counts what it counted.
+    /// Takes all chunks out of a magazine and adds its counts.
     void takeAll(Magazine& out_magazine)
     {
         const GatedGuard<Mutex> guard(m_mutex);
@@ -154,10 +157,12 @@ class ChunkAllocator : public ChunkAllocatorNoT
     }
 
   private:
+    /// Guards the members of the base class. `malloc` and `free` may run while it is held, but no
+    /// foreign code.
     mutable Mutex m_mutex;
 };
 
-/// The part of an allocator that depends neither on the lock nor on the number of size classes.
+/// The part of an allocator that does not depend on the lock and the number of size classes.
 class VELMORA_API MemAllocatorNoT : public ObjectWithLogger<Logger>
 {
   public:
@@ -167,14 +172,14 @@ class VELMORA_API MemAllocatorNoT : public ObjectWithLogger<Logger>
     MemAllocatorNoT& operator=(const MemAllocatorNoT&) = delete;
 
   protected:
-    /// Takes a magazine of one size class back; what the base needs of a derived allocator that has
-    /// no virtual operations.
+    /// Takes back a magazine of one size class. A function pointer stands for a virtual function,
+    /// as the classes have none.
     using TakeBack = void (*)(MemAllocatorNoT&, std::size_t in_uiClass, Magazine&);
 
-    /// Lets threads keep chunks to themselves, once the allocator is whole.
+    /// Lets threads cache chunks. Called when the allocator is completely constructed.
     void openCaches(TakeBack in_takeBack);
 
-    /// Takes everything back that threads keep.
+    /// Takes back all chunks that threads cache.
     void closeCaches();
 
     [[nodiscard]] bool isReportingLeaks() const { return m_bReportLeaks; }
@@ -189,18 +194,18 @@ class VELMORA_API MemAllocatorNoT : public ObjectWithLogger<Logger>
     ThreadCache* m_pFirstCache = nullptr;
 };
 
-/// Allocates small objects in chunks, one chunk allocator for each size class: element `i` has
-/// chunks of `8 * (i + 1)` bytes. Larger requests go to `malloc`. Since the caller tells the size
-/// again when it releases, no block has a header.
+/// Allocates small objects in chunks, with one chunk allocator for each size class: element `i` has
+/// chunks of `8 * (i + 1)` bytes. Larger requests go to `malloc`. The caller passes the size again
+/// when it releases memory, so blocks have no header.
 ///
-/// Each thread keeps some free chunks of each class to itself, so that most operations take no
-/// lock. Seen from one thread, the free chunks of a class are one stack.
+/// Each thread keeps some free chunks of each class in a cache, so that most operations take no
+/// lock. To a single thread, the free chunks of a class behave as one stack.
 ///
 /// Thread-safety: all operations may be called on any thread, if `Mutex` locks; memory may be
-/// released on another thread than the one that asked for it. Construction and destruction happen
-/// while nobody else uses the object.
-/// Failure: `allocate` gives null when there is no memory. A wrong size in `deallocate` puts the
-/// chunk into the wrong class without complaint.
+/// released on a thread other than the one that allocated it. During construction and destruction
+/// no other thread may use the object.
+/// Failure: `allocate` returns null when there is no memory. A wrong size in `deallocate` puts the
+/// chunk into the wrong class; this is not detected.
 template <class Mutex, unsigned long NumClasses>
 class MemAllocator : public MemAllocatorNoT
 {
@@ -210,17 +215,19 @@ class MemAllocator : public MemAllocatorNoT
     MemAllocator(const Logger& in_logger, bool in_bReportLeaks);
     ~MemAllocator();
 
-    /// Memory of `in_uiSize` bytes, aligned to 8; null for a size of 0. The account is not used.
+    /// Allocates `in_uiSize` bytes, aligned to 8. Returns null for a size of 0. The account is not
+    /// used.
     [[nodiscard]] void* allocate(std::size_t in_uiSize, const char* in_szAccountName);
 
-    /// Takes memory back. Does nothing for a null pointer or a size of 0. The account is not used.
+    /// Releases memory. Does nothing for a null pointer or a size of 0. The account is not used.
     void deallocate(void* in_pMemory, std::size_t in_uiSize, const char* in_szAccountName);
 
-    /// What was done so far in the class of chunks of `8 * (in_uiClass + 1)` bytes, on all threads.
+    /// Returns the counters of the class of chunks of `8 * (in_uiClass + 1)` bytes, summed over all
+    /// threads.
     [[nodiscard]] ChunkAllocatorNoT::Stats getStats(std::size_t in_uiClass) const;
 
   protected:
-    /// Builds the allocator of one element.
+    /// Creates the chunk allocator of one size class.
     void initChunkAllocator(ChunkAllocatorType** out_ppChunkAllocator, unsigned long in_ulIndex);
 
     static void takeBack(MemAllocatorNoT& in_allocator, std::size_t in_uiClass,
@@ -233,8 +240,8 @@ class MemAllocator : public MemAllocatorNoT
     void deallocateToFullMagazine(std::size_t in_uiClass, void* in_pMemory);
     Magazine* findOrMakeMagazine(std::size_t in_uiClass);
 
-    /// The element for a size, at least `NumClasses` for one that goes to `malloc`; 0 is told apart
-    /// by the caller.
+    /// Returns the size class of a size. It is at least `NumClasses` if the memory comes from
+    /// `malloc`. A size of 0 wraps to a very large class, so callers check for 0 only there.
     static std::size_t classOf(std::size_t in_uiSize) { return (in_uiSize - 1) / 8; }
 };
 
@@ -244,12 +251,14 @@ MemAllocator<Mutex, NumClasses>::MemAllocator(const Logger& in_logger, bool in_b
 {
     for (unsigned long ulIndex = 0; ulIndex < NumClasses; ++ulIndex)
         initChunkAllocator(&m_chunkAllocVector[ulIndex], ulIndex);
+    // Last: from here on other threads may fill their caches from the chunk allocators.
     openCaches(&MemAllocator::takeBack);
 }
 
 template <class Mutex, unsigned long NumClasses>
 MemAllocator<Mutex, NumClasses>::~MemAllocator()
 {
+    // First: chunks in caches go back to the chunk allocators, whose leak reports count them.
     closeCaches();
     for (ChunkAllocatorType* const pChunkAllocator : m_chunkAllocVector)
         delete pChunkAllocator;
@@ -339,6 +348,7 @@ MemAllocator<Mutex, NumClasses>::deallocateToFullMagazine(std::size_t in_uiClass
         return (*chunkAllocIter)->deallocate(in_pMemory);
     if (pMagazine->isFull())
     {
+        // The spare goes to the class, the loaded chunks become the spare.
         if (pMagazine->hasSpare())
             (*chunkAllocIter)->takeSpare(*pMagazine);
         pMagazine->makeLoadedSpare();

@@ -7,14 +7,14 @@ namespace Velmora
 
 class ROConfiguration;
 
-/// The place where a leak detector can be put in. There is none in this library: the parameters
-/// below `keswardin.mem.leak.detecting.` have no effect.
+/// The place for a leak detector. This library has none: the parameters below
+/// `keswardin.mem.leak.detecting.` have no effect.
 ///
 /// Thread-safety: the operations do nothing.
 class VELMORA_API MemLeakDetector
 {
   public:
-    /// Gives true.
+    /// Returns true.
     static bool sConfigure(const ROConfiguration& in_configuration);
 
     static void __clear__();

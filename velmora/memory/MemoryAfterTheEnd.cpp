@@ -14,9 +14,11 @@ namespace Velmora
 namespace
 {
 
-/// Never destroyed, since it serves until the process is gone.
+/// The memory that was allocated after the end and not yet released. Never destroyed, because it is
+/// used until the process ends.
 struct Given
 {
+    /// Guards `memory`. The heap is used while it is held; no foreign code runs.
     ACE_Thread_Mutex mutex;
     std::unordered_set<void*> memory;
 

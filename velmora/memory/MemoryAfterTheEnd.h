@@ -5,20 +5,23 @@
 namespace Velmora
 {
 
-/// Memory for static destructors that run after the exit list has destroyed the allocators. It is
-/// kept apart, since what they release may as well be memory from before.
+/// Allocates memory for static destructors that run after the exit list has destroyed the
+/// allocators. It keeps a record of this memory, because those destructors also release memory that
+/// was allocated before.
 ///
-/// Memory of the size of a chunk is never released: it may lie where a chunk lay that went with its
-/// block, so its address does not tell which of the two is meant.
+/// Memory of at most the size of a chunk is never released. `malloc` may return an address inside a
+/// block that was freed with its allocator. A release of such an address can then mean the old
+/// chunk or the new memory, and the two cannot be distinguished.
 ///
 /// Thread-safety: all operations may be called on any thread.
 class MemoryAfterTheEnd
 {
   public:
-    /// Memory of `in_uiSize` bytes; null for a size of 0.
+    /// Allocates `in_uiSize` bytes. Returns null for a size of 0 and when there is no memory.
     static void* allocate(std::size_t in_uiSize);
 
-    /// Releases memory, larger than any chunk, that comes from here; false for any other.
+    /// Releases memory that was allocated here; returns false for any other. Must be called only
+    /// for memory that is larger than any chunk.
     static bool deallocate(void* in_pMemory);
 };
 

@@ -9,7 +9,7 @@ namespace Velmora
 
 extern template class VELMORA_API NoSizeMemAllocatorT<DefaultStaticMemAllocator>;
 
-/// `DefaultStaticMemAllocator` for callers that cannot tell the size when they release.
+/// `DefaultStaticMemAllocator` for callers that do not know the size when they release memory.
 using NoSizeMemAllocator = NoSizeMemAllocatorT<DefaultStaticMemAllocator>;
 
 } // namespace Velmora

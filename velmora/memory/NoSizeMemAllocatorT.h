@@ -9,23 +9,24 @@
 namespace Velmora
 {
 
-/// Static functions on an allocator with static functions, for callers that cannot tell the size
-/// when they release. A header of 16 bytes in front of the caller's bytes keeps it. Code uses the
+/// Wraps an allocator with static functions for callers that do not know the size when they release
+/// memory. A header of 16 bytes in front of the caller's bytes holds the size. Code uses the
 /// instance `NoSizeMemAllocator`.
 ///
-/// Failure: memory whose header is broken, released memory among it, trips an assertion and is left
+/// Failure: memory with a broken header, such as released memory, fails an assertion and is left
 /// alone.
 /// Thread-safety: as `Allocator`; adds no lock.
 template <class Allocator>
 class NoSizeMemAllocatorT
 {
   public:
-    /// What the first word of a live header holds.
+    /// The first word of a header in use.
     static constexpr std::size_t s_uiMagicToken = 0xA5C7;
 
-    /// Memory of `in_uiSize` bytes, which may be 0.
-    /// Ownership: the caller's, who gives it back with `deallocate`.
-    /// Failure: null when there is no memory, as for a size that leaves no room for the header.
+    /// Allocates `in_uiSize` bytes. The size may be 0.
+    /// Ownership: the caller's, which releases the memory with `deallocate`.
+    /// Failure: returns null when there is no memory, and for a size that leaves no room for the
+    /// header.
     [[nodiscard]] static void* allocate(std::size_t in_uiSize, const char* in_szAccountName)
     {
         if (in_uiSize > s_uiLargestSize) [[unlikely]]
@@ -39,8 +40,8 @@ class NoSizeMemAllocatorT
         return pHeader + 1;
     }
 
-    /// Zero-filled memory for `in_uiCount` elements of `in_uiSize` bytes. The product is not
-    /// checked: of one that wraps, the block has what is left, and is whole and filled up to that.
+    /// Allocates zero-filled memory for `in_uiCount` elements of `in_uiSize` bytes. The product is
+    /// not checked for overflow: if it wraps, the block has the wrapped size.
     [[nodiscard]] static void* callocate(std::size_t in_uiCount, std::size_t in_uiSize,
                                          const char* in_szAccountName)
     {
@@ -48,11 +49,11 @@ class NoSizeMemAllocatorT
         return pMemory != nullptr ? std::memset(pMemory, 0, in_uiCount * in_uiSize) : nullptr;
     }
 
-    /// Memory of at least `in_uiSize` bytes that begins with what `in_pMemory` holds. A block never
-    /// shrinks: where it is large enough it is given back as it is. A null block is a plain
-    /// allocation; a size of 0 releases the block and gives null.
-    /// Failure: null for memory whose header is broken, and when there is no memory; the block is
-    /// then as it was.
+    /// Returns memory of at least `in_uiSize` bytes that begins with the content of `in_pMemory`. A
+    /// block never shrinks: one that is large enough is returned unchanged. A null block is a plain
+    /// allocation. A size of 0 releases the block and returns null.
+    /// Failure: returns null for memory with a broken header and when there is no memory; the block
+    /// is unchanged.
     [[nodiscard]] static void* reallocate(void* in_pMemory, std::size_t in_uiSize,
                                           const char* in_szAccountName)
     {
@@ -77,7 +78,7 @@ class NoSizeMemAllocatorT
         return pGrown;
     }
 
-    /// Takes memory back. Does nothing for a null pointer.
+    /// Releases memory. Does nothing for a null pointer.
     static void deallocate(void* in_pMemory, const char* in_szAccountName)
     {
         if (in_pMemory == nullptr)
@@ -86,12 +87,13 @@ class NoSizeMemAllocatorT
         if (pHeader == nullptr)
             return;
         const std::size_t uiAugmentedSize = pHeader->uiAugmentedSize;
+        // Marks the block as released, so that a second release is detected.
         *pHeader = {~s_uiMagicToken, ~uiAugmentedSize};
         Allocator::deallocate(pHeader, uiAugmentedSize, in_szAccountName);
     }
 
-    /// A copy of a text, null for a null text.
-    /// Ownership: the caller's, who gives it back with `deallocate`.
+    /// Returns a copy of a text; null for a null text.
+    /// Ownership: the caller's, which releases the memory with `deallocate`.
     [[nodiscard]] static char* strdup(const char* in_szText, const char* in_szAccountName)
     {
         if (in_szText == nullptr)
@@ -102,7 +104,7 @@ class NoSizeMemAllocatorT
                                 : nullptr;
     }
 
-    /// `Allocator::initializeClass()`.
+    /// Calls `Allocator::initializeClass()` and returns its result.
     static bool initializeClass() { return Allocator::initializeClass(); }
 
   private:
@@ -116,7 +118,8 @@ class NoSizeMemAllocatorT
     static constexpr std::size_t s_uiLargestSize =
         std::numeric_limits<std::size_t>::max() - sizeof(Header);
 
-    /// The header of a live block; null, after an assertion, for anything else.
+    /// Returns the header of a block in use. For any other memory, fails an assertion and returns
+    /// null.
     static Header* checkedHeaderOf(void* in_pMemory)
     {
         Header* const pHeader = static_cast<Header*>(in_pMemory) - 1;

@@ -12,17 +12,17 @@ namespace Velmora
 namespace
 {
 
-/// Two words.
+/// The header has two words: null, and the magic token.
 constexpr std::size_t s_uiHeaderSize = 2 * sizeof(void*);
 constexpr std::uintptr_t s_uiMagicToken = 0x1234;
 
 ObjectAllocatorBase* asHeaderWord(std::uintptr_t in_uiWord)
 {
-    // NOLINTNEXTLINE(performance-no-int-to-ptr): it is compared only.
+    // NOLINTNEXTLINE(performance-no-int-to-ptr): it is only compared.
     return reinterpret_cast<ObjectAllocatorBase*>(in_uiWord);
 }
 
-/// Fails an assertion with that text unless the condition holds. Gives whether it does.
+/// Fails an assertion with that text unless the condition holds. Returns the condition.
 bool holds(bool in_bCondition, const char* in_szText)
 {
     const Assertion assertion(in_bCondition, in_szText, __FILE__, __LINE__);
@@ -63,6 +63,7 @@ void ObjectAllocatorBase::deallocateBlockFallbackAllocator(ObjectAllocatorBase**
         !holds(*(in_pBlock + 1) == getMagicToken(),
                "*(in_pBlock+1) == ObjectAllocatorBase::getMagicToken()"))
         return;
+    // Marks the block as released, so that a second release is detected.
     *(in_pBlock + 1) = asHeaderWord(~s_uiMagicToken);
     DefaultStaticMemAllocator::deallocate(in_pBlock, in_uiSize, in_szAccountName);
 }

@@ -18,6 +18,7 @@ unsigned int PerThreadMemAllocatorNoT::askThreadId()
 void PerThreadMemAllocatorNoT::forgetThreadId()
 {
     s_uiThreadId = 0;
+    // The child's thread id differs, so another of the allocators may be the preferred one.
     ThreadCaches::preferNone();
 }
 

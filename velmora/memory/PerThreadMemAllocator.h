@@ -11,53 +11,54 @@
 namespace Velmora
 {
 
-/// The part of a per-thread allocator that does not depend on the allocators that it has.
+/// The part of a per-thread allocator that does not depend on the type of its allocators.
 class VELMORA_API PerThreadMemAllocatorNoT
 {
   public:
-    /// What the second word of a live header holds.
+    /// Returns the magic token, the second word of a header in use.
     static constexpr std::size_t getMagicToken() { return 0x5A7D; }
 
-    /// In the child of a fork: forgets the identifier that the calling thread had in the parent.
+    /// Forgets the thread id that the calling thread had in the parent. Called in the child of a
+    /// fork.
     static void forgetThreadId();
 
   protected:
-    /// The kernel's identifier of the calling thread. That of the thread library is an address,
-    /// whose last bits are the same for all threads.
+    /// Returns the kernel's id of the calling thread. The id of the thread library is an address,
+    /// whose lowest bits are the same for all threads.
     static unsigned int getThreadId()
     {
         const unsigned int uiThreadId = s_uiThreadId;
         return uiThreadId != 0 ? uiThreadId : askThreadId();
     }
 
-    /// Fails an assertion.
+    /// Fails an assertion with that text.
     static void reportBrokenHeader(const char* in_szCondition);
 
   private:
     static unsigned int askThreadId();
 
-    /// 0 until the thread asks for it.
+    /// The kernel's id of this thread; 0 until it is first needed.
     [[gnu::tls_model(
         "initial-exec")]] VELMORA_API_THREAD_LOCAL static constinit thread_local unsigned int
         s_uiThreadId;
 };
 
-/// Spreads the work over several allocators, so that threads rarely meet at one: a thread allocates
-/// from that whose index is the thread's identifier modulo their number. A header of 16 bytes in
-/// front of each block names the allocator that it came from, so that any thread may release it.
+/// Spreads the work over several allocators, so that threads rarely compete for one. A thread uses
+/// the allocator whose index is the thread id modulo the number of allocators. A header of 16 bytes
+/// in front of each block names its allocator, so that any thread may release it.
 ///
-/// A thread that ends leaves its blocks as they are.
+/// When a thread ends, its blocks stay as they are.
 ///
 /// Ownership: owns the allocators.
-/// Thread-safety: as `Alloc`, of which several threads may use one. Construction and destruction
-/// happen while nobody else uses the object.
-/// Failure: `allocate` gives null when there is no memory. A block whose header is broken, a small
-/// block that has been released among them, fails an assertion and is left alone.
+/// Thread-safety: as `Alloc`, of which several threads may use one. During construction and
+/// destruction no other thread may use the object.
+/// Failure: `allocate` returns null when there is no memory. A block with a broken header, such as
+/// a small block that was released before, fails an assertion and is left alone.
 template <class Alloc>
 class PerThreadMemAllocator : public PerThreadMemAllocatorNoT
 {
   public:
-    /// Makes so many allocators, each of the same arguments.
+    /// Constructs `in_uiNumber` allocators, each with the same arguments.
     template <class... Args>
     explicit PerThreadMemAllocator(std::size_t in_uiNumber, const Args&... in_args)
     {
@@ -68,15 +69,15 @@ class PerThreadMemAllocator : public PerThreadMemAllocatorNoT
     PerThreadMemAllocator(const PerThreadMemAllocator&) = delete;
     PerThreadMemAllocator& operator=(const PerThreadMemAllocator&) = delete;
 
-    /// Destroys the allocators in their order.
+    /// Destroys the allocators in their order of construction.
     ~PerThreadMemAllocator()
     {
         for (std::unique_ptr<Alloc>& pAllocator : m_allocators)
             pAllocator.reset();
     }
 
-    /// Memory of `in_uiSize` bytes, which may be 0, aligned to 8.
-    /// Ownership: the caller's, who passes the same size and account to `deallocate`.
+    /// Allocates `in_uiSize` bytes, possibly 0, aligned to 8.
+    /// Ownership: the caller's, which passes the same size and account to `deallocate`.
     [[nodiscard]] void* allocate(std::size_t in_uiSize, const char* in_szAccountName)
     {
         if (in_uiSize > s_uiLargestSize) [[unlikely]]
@@ -90,7 +91,7 @@ class PerThreadMemAllocator : public PerThreadMemAllocatorNoT
         return pHeader + 1;
     }
 
-    /// Takes memory back. Does nothing for a null pointer.
+    /// Releases memory. Does nothing for a null pointer.
     void deallocate(void* in_pMemory, std::size_t in_uiSize, const char* in_szAccountName)
     {
         if (in_pMemory == nullptr) [[unlikely]]
@@ -114,7 +115,7 @@ class PerThreadMemAllocator : public PerThreadMemAllocatorNoT
     };
     static_assert(sizeof(Header) == 16);
 
-    /// The memory behind the header that it puts into a block.
+    /// Writes the header into a block and returns the memory behind it.
     static void* putHeader(void* out_pBlock, Alloc& in_allocator)
     {
         auto* const pHeader = static_cast<Header*>(out_pBlock);
@@ -122,7 +123,7 @@ class PerThreadMemAllocator : public PerThreadMemAllocatorNoT
         return pHeader + 1;
     }
 
-    /// The allocator that the calling thread allocates from.
+    /// Returns the allocator that the calling thread allocates from.
     [[nodiscard]] Alloc& allocatorOfThread() const
     {
         return *m_allocators[getThreadId() % m_allocators.size()];

@@ -14,6 +14,7 @@ namespace
 
 using TheAllocator = AllocatorOfProcess<AceCleanupAccountMemAllocator>;
 
+// As in `AccountMemAllocator`.
 constexpr std::size_t s_uiHeaderSize = 16;
 constexpr std::size_t s_uiLargestChunk = 256;
 

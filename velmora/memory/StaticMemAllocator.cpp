@@ -21,6 +21,7 @@ constexpr std::size_t s_uiLargestChunk = 256;
 
 } // namespace
 
+// Creates the allocators when the library is loaded, in their order among the process-wide objects.
 const bool StaticMemAllocator::__forced_init_allocator__ =
     (bringUpLibrary(), StaticMemAllocator::initializeClass());
 

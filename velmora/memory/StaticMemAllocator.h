@@ -10,9 +10,9 @@ namespace Velmora
 
 /// The allocator of the process that keeps no accounts. Code calls `DefaultStaticMemAllocator`.
 ///
-/// Works at any time in the life of the process. Once the exit list has destroyed the allocator,
-/// all of its chunks are gone; new memory then comes from `malloc`, and what is released is left
-/// alone.
+/// Works at any time in the life of the process. When the exit list has destroyed the allocator,
+/// all of its chunks are freed. New memory then comes from `malloc`. A release of at most 256
+/// bytes, the largest chunk, is ignored then; larger blocks go back to `malloc`.
 ///
 /// Thread-safety: all operations may be called on any thread.
 class VELMORA_API StaticMemAllocator
@@ -23,13 +23,15 @@ class VELMORA_API StaticMemAllocator
     [[nodiscard]] static void* allocate(std::size_t in_uiSize, const char* in_szAccountName);
     static void deallocate(void* in_pMemory, std::size_t in_uiSize, const char* in_szAccountName);
 
-    /// The allocator itself; null once the exit list has destroyed it.
+    /// Returns the allocator; null once the exit list has destroyed it.
     static Allocator* getAllocator();
 
-    /// Brings it into being, and the accounting one as well if accounting is forced. Gives true.
+    /// Creates the allocator. If accounting is forced, also creates the accounting one. Returns
+    /// true.
     static bool initializeClass();
 
   private:
+    /// Creates the allocator when the library is loaded.
     static const bool __forced_init_allocator__;
 };
 

@@ -21,6 +21,7 @@ constexpr std::size_t s_uiNumAllocators = 16;
 constexpr std::size_t s_uiHeaderSize = 16;
 constexpr std::size_t s_uiLargestChunk = 256;
 
+/// The object while it exists; null before its construction and after its destruction.
 constinit std::atomic<StaticPerThreadMemAllocatorImpl*> s_pAlive{nullptr};
 
 } // namespace
@@ -41,10 +42,11 @@ StaticPerThreadMemAllocatorImpl* StaticPerThreadMemAllocatorImpl::getInstance()
     if (StaticPerThreadMemAllocatorImpl* const pAlive = s_pAlive.load(std::memory_order_acquire))
         [[likely]]
         return pAlive;
-    // The exit list takes nothing that is made while it runs.
+    // The exit list accepts no new objects while it runs.
     if (ACE_Object_Manager::shutting_down() != 0)
         return nullptr;
-    // A child that is forked while another thread is making it would wait for that without end.
+    // Without the pass, a child that is forked while another thread creates the object would wait
+    // forever for the static's initialisation.
     const ProcessGate::Pass pass;
     static const bool s_bMade = (new StaticPerThreadMemAllocatorImpl, true);
     static_cast<void>(s_bMade);
@@ -61,12 +63,12 @@ try
         ThreadCaches::prefer(pImpl->allocatorOfThread());
         return pMemory;
     }
-    // Also a block of no bytes is one.
+    // A block of 0 bytes also has an address of its own.
     return MemoryAfterTheEnd::allocate(std::max<std::size_t>(in_uiSize, 1));
 }
 catch (const std::bad_alloc&)
 {
-    // There is not even memory for the allocators.
+    // There is no memory for the allocators themselves.
     return nullptr;
 }
 

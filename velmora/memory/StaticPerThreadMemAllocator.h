@@ -10,10 +10,10 @@
 namespace Velmora
 {
 
-/// The per-thread allocator of the process, of 16 allocators. Code calls
-/// `StaticPerThreadMemAllocator`, which also works once this one has gone.
+/// The per-thread allocator of the process, with 16 allocators. Code calls
+/// `StaticPerThreadMemAllocator`, which also works once this object is destroyed.
 ///
-/// What is not released when the exit list destroys it is reported by the logger "keswardin".
+/// The logger "keswardin" reports memory that is not released when the exit list destroys it.
 ///
 /// Ownership: the exit list's.
 /// Thread-safety, failure: as `PerThreadMemAllocator`.
@@ -22,7 +22,8 @@ class VELMORA_API StaticPerThreadMemAllocatorImpl
       public AceCleanupNoT
 {
   public:
-    /// The one object, made when it is first asked for; null once the exit list has destroyed it.
+    /// Returns the only object, and creates it on the first call. Returns null once the exit list
+    /// has destroyed it.
     static StaticPerThreadMemAllocatorImpl* getInstance();
 
     ~StaticPerThreadMemAllocatorImpl() override;
@@ -33,22 +34,22 @@ class VELMORA_API StaticPerThreadMemAllocatorImpl
     StaticPerThreadMemAllocatorImpl();
 };
 
-/// Memory for code that allocates on many threads at once. Blocks are 16 bytes larger than those of
-/// `DefaultStaticMemAllocator`, and are not charged to accounts.
+/// Allocates memory for code that allocates on many threads concurrently. Blocks are 16 bytes
+/// larger than those of `DefaultStaticMemAllocator` and are not charged to accounts.
 ///
-/// Works at any time in the life of the process. Once the exit list has destroyed the allocators,
-/// all of their chunks are gone; new memory then comes from `malloc`, and what is released is left
-/// alone.
+/// Works at any time in the life of the process. When the exit list has destroyed the allocators,
+/// all of their chunks are freed. New memory then comes from `malloc`. A release of at most 240
+/// bytes, which fit in a chunk, is ignored then; larger blocks go back to `malloc`.
 ///
-/// Thread-safety: all operations may be called on any thread; memory may be released on another
-/// thread than the one that asked for it. A program that forks while others of its threads allocate
-/// here for the first time calls `initializeClass` before it starts them.
+/// Thread-safety: all operations may be called on any thread; memory may be released on a thread
+/// other than the one that allocated it. A program that forks while other threads may allocate here
+/// for the first time calls `initializeClass` before it starts those threads.
 /// Failure: as `PerThreadMemAllocator`.
 class VELMORA_API StaticPerThreadMemAllocator
 {
   public:
-    /// Memory of `in_uiSize` bytes, which may be 0, aligned to 8. The account is not used.
-    /// Ownership: the caller's, who passes the same size to `deallocate`.
+    /// Allocates `in_uiSize` bytes, possibly 0, aligned to 8. The account is not used.
+    /// Ownership: the caller's, which passes the same size to `deallocate`.
     [[nodiscard]] static void* allocate(std::size_t in_uiSize, const char* in_szAccountName)
     {
         if (in_uiSize <= s_uiLargestInChunk) [[likely]]
@@ -60,12 +61,13 @@ class VELMORA_API StaticPerThreadMemAllocator
         return allocateSlowly(in_uiSize, in_szAccountName);
     }
 
-    /// Takes memory back. Does nothing for a null pointer.
+    /// Releases memory. Does nothing for a null pointer.
     static void deallocate(void* in_pMemory, std::size_t in_uiSize, const char* in_szAccountName)
     {
         if (in_uiSize <= s_uiLargestInChunk && in_pMemory != nullptr) [[likely]]
         {
-            // Once the allocators have gone, the magazine is full; the header may be gone too.
+            // Once the allocators are destroyed, the magazine is full. It is tested first, because
+            // the header may be freed too.
             const ThreadCaches::Preferred& own = ThreadCaches::preferred();
             auto* const pHeader = static_cast<Impl::Header*>(in_pMemory) - 1;
             if (Magazine& magazine = magazineFor(own, in_uiSize);
@@ -79,7 +81,7 @@ class VELMORA_API StaticPerThreadMemAllocator
         deallocateSlowly(in_pMemory, in_uiSize, in_szAccountName);
     }
 
-    /// Brings the allocators into being. Gives true.
+    /// Creates the allocators. Returns true.
     static bool initializeClass();
 
   private:
@@ -94,7 +96,8 @@ class VELMORA_API StaticPerThreadMemAllocator
         return in_own.pMagazines.load(std::memory_order_relaxed)[uiClass];
     }
 
-    /// What a thread prefers is named here only, so it is one of the sixteen.
+    /// Only this class calls `ThreadCaches::prefer`, so the preferred allocator is one of the
+    /// sixteen.
     static Allocator* allocatorOf(const ThreadCaches::Preferred& in_own)
     {
         return static_cast<Allocator*>(in_own.pAllocator.load(std::memory_order_relaxed));

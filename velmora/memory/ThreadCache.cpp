@@ -13,12 +13,15 @@ namespace
 
 constexpr std::size_t s_uiNumDefaultClasses = 32;
 
-/// Everything that the lock of the caches guards. Never destroyed: threads may end after static
+/// The state that all threads share. Never destroyed, because threads may end after static
 /// destructors have run.
 struct Shared
 {
+    /// Guards the members below, the links between tables, and the lists of caches that allocators
+    /// have. A size class's lock may be taken while it is held; no foreign code runs.
     ACE_Thread_Mutex mutex;
     std::array<bool, ThreadCaches::s_uiNumSlots> slotsInUse{};
+    /// The list of all threads' tables. `ThreadCaches::Table` is private, hence the type.
     void* pFirstTable = nullptr;
     const MemAllocatorNoT* pDefault = nullptr;
 
@@ -31,7 +34,7 @@ struct Shared
 
 using SharedGuard = GatedGuard<ACE_Thread_Mutex>;
 
-/// Set once the calling thread has given its caches back and is to make no new ones.
+/// Set once the calling thread has returned its caches. It gets no new ones from then on.
 constinit thread_local bool s_bThreadIsEnding = false;
 
 } // namespace
@@ -49,8 +52,8 @@ ThreadCache::ThreadCache(MemAllocatorNoT& in_owner, std::size_t in_uiNumClasses)
 {
 }
 
-/// The table of the calling thread, which gives all caches back when the thread ends. It is not in
-/// the thread's own memory, of which a library that is opened late gets little.
+/// Owns the table of the calling thread. When the thread ends, it returns all caches. The table is
+/// on the heap, because a library that is opened late gets little static thread-local memory.
 class ThreadCaches::TableOfThread
 {
   public:
@@ -67,6 +70,8 @@ class ThreadCaches::TableOfThread
 
     ~TableOfThread()
     {
+        // Comes first: destructors that run later on this thread may still allocate, and must not
+        // find the caches.
         s_bThreadIsEnding = true;
         s_pTable = &s_noEntries;
         s_pDefaultMagazines.store(s_noMagazines, std::memory_order_relaxed);
@@ -109,6 +114,8 @@ ThreadCache* ThreadCaches::make(MemAllocatorNoT& in_owner, std::size_t in_uiNumC
     ThreadCache* pCache = nullptr;
     try
     {
+        // `s_pTable` has a constant initialiser and is redirected by this object, so `find` never
+        // checks whether the table is constructed.
         static thread_local TableOfThread s_table;
         pCache = new ThreadCache(in_owner, in_uiNumClasses);
     }
@@ -230,6 +237,7 @@ void ThreadCaches::forgetOtherThreads()
          pTable = pTable->pNext)
         if (pTable != pOwn)
             abandonChunks(*pTable);
+    // The child has no other thread, so only its own table is left.
     if (pOwn != nullptr)
         pOwn->pNext = nullptr;
     shared.pFirstTable = pOwn;

@@ -14,35 +14,36 @@ namespace Velmora
 
 class MemAllocatorNoT;
 
-/// A free chunk keeps the pointer to the next free chunk in its first word.
+/// A free chunk. Its first word points to the next free chunk.
 struct FreeChunk
 {
     FreeChunk* pNext;
 };
 
-/// Chunks of one size class that one thread keeps to itself: the top of the class's stack of free
-/// chunks, as far as this thread sees it. The thread takes and returns chunks here without a lock;
-/// whole batches move between here and the class.
+/// The chunks of one size class that one thread keeps for itself: the top of the class's stack of
+/// free chunks, as this thread sees it. The thread takes and returns chunks here without a lock.
+/// Whole batches move between the magazine and the class.
 ///
-/// The stack is the loaded chunks, then the spare ones, then the free list of the class, and chunks
-/// move between them in that order only, so that a single thread sees one stack: the last chunk
-/// that it returned is the first that it gets.
+/// The stack consists of the loaded chunks, then the spare ones, then the free list of the class.
+/// Chunks move between them only in that order, so that a single thread sees one stack: it gets the
+/// chunk first that it returned last.
 ///
-/// Two counts tell both what was done and how many chunks are loaded: the difference of the two,
-/// against what it was when a batch moved last. Until the first has moved, it is empty and full.
+/// Two counters record the chunks taken and put. They also give the number of loaded chunks: the
+/// change of their difference since the last batch moved. Before the first batch, a magazine is
+/// both empty and full.
 ///
-/// Thread-safety: belongs to its thread; the counts may be read on any thread.
+/// Thread-safety: belongs to its thread; the counters may be read on any thread.
 class alignas(64) Magazine
 {
   public:
-    /// The most chunks in a magazine. Large enough that the lock of a class is rarely taken and
-    /// that a thread mostly gets back the chunks which it has in its processor's cache.
+    /// The capacity in chunks. Large enough that the lock of a class is rarely taken, and that a
+    /// thread mostly gets back the chunks that are in its own processor's cache.
     static constexpr std::uint64_t s_uiCapacity = 512;
 
     [[nodiscard]] bool isEmpty() const { return m_pLoaded == nullptr; }
     [[nodiscard]] bool isFull() const { return balance() == m_uiFullAt; }
 
-    /// Takes the topmost chunk; there must be one.
+    /// Takes the topmost chunk. The magazine must not be empty.
     [[nodiscard]] void* take()
     {
         FreeChunk* const pChunk = m_pLoaded;
@@ -51,7 +52,7 @@ class alignas(64) Magazine
         return pChunk;
     }
 
-    /// Puts a chunk on top; there must be room.
+    /// Puts a chunk on top. The magazine must not be full.
     void put(void* in_pMemory)
     {
         FreeChunk* const pChunk = static_cast<FreeChunk*>(in_pMemory);
@@ -70,7 +71,8 @@ class alignas(64) Magazine
         m_uiFullAt = balance() + (s_uiCapacity - in_uiNumChunks);
     }
 
-    /// Moves the spare chunks into the empty place above them; false when there are none.
+    /// Makes the spare chunks the loaded ones; there must be no loaded chunks. Returns false if
+    /// there are no spare ones.
     bool loadSpare()
     {
         if (m_pSpare == nullptr)
@@ -80,7 +82,7 @@ class alignas(64) Magazine
         return true;
     }
 
-    /// Moves the loaded chunks, as many as there can be, into the empty place below them.
+    /// Makes the loaded chunks the spare ones. The magazine must be full and have no spare chunks.
     void makeLoadedSpare()
     {
         m_pSpare = m_pLoaded;
@@ -88,7 +90,7 @@ class alignas(64) Magazine
         load(nullptr, nullptr, 0);
     }
 
-    /// A list of chunks, from the first to the last; null when there are none.
+    /// A list of chunks, from the first to the last; `pFirst` is null when there are none.
     struct Batch
     {
         FreeChunk* pFirst;
@@ -97,10 +99,10 @@ class alignas(64) Magazine
 
     [[nodiscard]] bool hasSpare() const { return m_pSpare != nullptr; }
 
-    /// Gives up the spare chunks.
+    /// Removes and returns the spare chunks.
     [[nodiscard]] Batch removeSpare() { return {std::exchange(m_pSpare, nullptr), m_pSpareLast}; }
 
-    /// Gives up the loaded chunks.
+    /// Removes and returns the loaded chunks.
     [[nodiscard]] Batch removeLoaded()
     {
         const Batch batch{m_pLoaded, m_pLoadedLast};
@@ -121,7 +123,7 @@ class alignas(64) Magazine
   private:
     static constexpr std::memory_order relaxed = std::memory_order_relaxed;
 
-    /// Only the thread that owns the magazine writes, so that no atomic addition is needed.
+    /// Only the owning thread writes the counters, so no atomic addition is needed.
     static void increment(std::atomic<std::uint64_t>& out_uiCount)
     {
         out_uiCount.store(out_uiCount.load(relaxed) + 1, relaxed);
@@ -139,14 +141,15 @@ class alignas(64) Magazine
     std::uint64_t m_uiFullAt = 0;
     /// The bottom of the loaded chunks, valid while there are any.
     FreeChunk* m_pLoadedLast = nullptr;
-    /// A full magazine below the loaded chunks, or null.
+    /// The chunks of a full magazine below the loaded ones, or null.
     FreeChunk* m_pSpare = nullptr;
     FreeChunk* m_pSpareLast = nullptr;
 };
 
-/// The magazines that one thread has for one allocator.
+/// The magazines of one thread for one allocator.
 ///
-/// Thread-safety: belongs to its thread, but for what `ThreadCaches` does under its lock.
+/// Thread-safety: belongs to its thread, except for the operations of `ThreadCaches` under its
+/// lock.
 class VELMORA_API ThreadCache
 {
   public:
@@ -163,87 +166,93 @@ class VELMORA_API ThreadCache
     ThreadCache* m_pNextOfOwner = nullptr;
 };
 
-/// Which caches each thread has. An allocator has a slot while it lives; a thread has a table with
-/// a cache for each slot that it has used.
+/// The caches of all threads. An allocator has a slot while it exists. A thread has a table with
+/// one cache for each slot that it has used.
 ///
-/// Memory in the caches of a thread goes back to the size classes when the thread ends; so does
-/// what the caches counted. When an allocator dies, its caches go with it.
+/// When a thread ends, the chunks and counts in its caches go back to the size classes. When an
+/// allocator is destroyed, its caches are deleted.
 ///
 /// Thread-safety: one lock guards all slots and the list of all tables. It is taken before that of
 /// a size class. The entries of a table are written by its thread, and by the thread that destroys
-/// an allocator, which nobody may be using then.
+/// an allocator. No other thread may use that allocator then.
 class VELMORA_API ThreadCaches
 {
   public:
-    /// The most allocators that have caches at one time. Further ones work without.
+    /// The largest number of allocators with caches at one time. Further allocators work without.
     static constexpr std::size_t s_uiNumSlots = 64;
     /// The slot of an allocator without caches; its entry is null in each table.
     static constexpr std::size_t s_uiNoSlot = s_uiNumSlots;
 
-    /// The calling thread's magazine of one of the size classes of the allocator that was named the
-    /// default; always one that is empty and full where there is none.
+    /// Returns the calling thread's magazine of a size class of the default allocator. If there is
+    /// none, returns a magazine that is always empty and full.
     static Magazine& defaultMagazine(std::size_t in_uiClass)
     {
         return s_pDefaultMagazines.load(std::memory_order_relaxed)[in_uiClass];
     }
 
-    /// Names the allocator whose magazines threads find the fastest way. It has 32 size classes.
+    /// Makes an allocator the default, whose magazines threads find by one thread-local pointer. It
+    /// must have 32 size classes. Caches that threads created before are still found the slower
+    /// way.
     static void setDefault(const MemAllocatorNoT& in_allocator);
 
-    /// An allocator that one thread prefers, and its magazines there. Without one, these are always
-    /// empty and full.
+    /// The allocator that a thread prefers, and the thread's magazines for it. Without one, the
+    /// magazines are always empty and full.
     struct Preferred
     {
         std::atomic<MemAllocatorNoT*> pAllocator;
         std::atomic<Magazine*> pMagazines;
     };
 
-    /// What the calling thread prefers: among several allocators that share the work, its own.
+    /// Returns what the calling thread prefers: its own among several allocators that share the
+    /// work.
     static const Preferred& preferred() { return s_preferred; }
 
-    /// Names the allocator that the calling thread prefers, unless it has no cache there. It has 32
-    /// size classes.
+    /// Makes an allocator the preferred one of the calling thread. Does nothing if the thread has
+    /// no cache for it. It must have 32 size classes.
     static void prefer(MemAllocatorNoT& in_allocator);
+    /// Leaves the calling thread without a preferred allocator.
     static void preferNone();
 
-    /// The calling thread's cache of a slot; null until it has one.
+    /// Returns the calling thread's cache for a slot; null until it has one.
     static ThreadCache* find(std::size_t in_uiSlot)
     {
         return s_pTable->entries[in_uiSlot].load(std::memory_order_relaxed);
     }
 
-    /// Makes the calling thread's cache. Null where there is to be none, for an allocator without a
-    /// slot and when the thread is ending, and when there is no memory for it.
+    /// Creates the calling thread's cache for an allocator. Returns null for an allocator without a
+    /// slot, while the thread is ending, and when there is no memory.
     static ThreadCache* make(MemAllocatorNoT& in_owner, std::size_t in_uiNumClasses);
 
-    /// Gives an allocator a slot, if there is one.
+    /// Assigns a free slot to an allocator, if there is one.
     static void takeSlot(MemAllocatorNoT& out_owner);
 
-    /// Takes everything back that threads keep for an allocator, and its slot, if it has one.
+    /// Takes back everything that threads keep for an allocator, and releases its slot. Does
+    /// nothing for an allocator without a slot.
     static void releaseSlot(MemAllocatorNoT& out_owner);
 
-    /// Adds what all caches of an allocator have counted for one size class.
+    /// Adds the counts of all caches of an allocator for one size class.
     static void addCounts(const MemAllocatorNoT& in_allocator, std::size_t in_uiClass,
                           std::uint64_t& out_uiAllocated, std::uint64_t& out_uiDeallocated);
 
-    /// In the child of a fork: forgets the tables of threads that it does not have, since new ones
-    /// may get their stacks. What those threads kept, perhaps in the middle of an operation, stays
-    /// unused; what they counted, counts.
+    /// Forgets the tables of the threads that do not exist in the child of a fork, since new
+    /// threads may get their stacks. The chunks of those threads stay unused, because an operation
+    /// may have been in progress. Their counts stay. Called in the child, where no other thread
+    /// runs; takes no lock.
     static void forgetOtherThreads();
 
   private:
     struct Table
     {
         std::array<std::atomic<ThreadCache*>, s_uiNumSlots + 1> entries{};
-        /// The thread's own `s_pDefaultMagazines`.
+        /// The thread's `s_pDefaultMagazines`.
         std::atomic<Magazine*>* ppDefaultMagazines = nullptr;
-        /// The thread's own `s_preferred`.
+        /// The thread's `s_preferred`.
         Preferred* pPreferred = nullptr;
         Table* pNext = nullptr;
     };
     class TableOfThread;
 
-    /// Gives everything in a cache back to the size classes, and deletes it.
+    /// Returns everything in a cache to the size classes and deletes it.
     static void giveBack(ThreadCache* in_pCache);
     static void unlinkFromOwner(const ThreadCache& in_cache);
     static void abandonChunks(const Table& in_table);
