@@ -51,7 +51,7 @@ bool operator>(const ACE_Date_Time& in_left, const ACE_Date_Time& in_right)
 
 std::ostream& operator<<(std::ostream& out_stream, const ACE_Date_Time& in_date)
 {
-    // As text, which no locale groups.
+    // Numbers are written as text, so that no locale groups their digits.
     return out_stream << std::to_string(in_date.year()) << std::setw(4)
                       << std::to_string(in_date.month()) << std::setw(2)
                       << std::to_string(in_date.day()) << std::setw(2);

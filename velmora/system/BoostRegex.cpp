@@ -19,7 +19,8 @@ BoostRegex& BoostRegex::assign(const char* in_szExpression, unsigned int in_uiFl
     return *this;
 }
 
-// Boost may not be asked about an expression that was never compiled.
+// Boost's functions must not be called with an expression that was never compiled, so an empty one
+// is handled here.
 
 bool BoostRegex::regex_match(const std::string& in_strText, const boost::regex& in_regex)
 {

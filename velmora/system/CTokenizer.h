@@ -10,7 +10,7 @@ namespace Velmora
 
 /// The delimiters of a `CTokenizer`: the characters of a string.
 ///
-/// Thread-safety: a value.
+/// Thread-safety: as a value.
 class CIsFromString
 {
   public:
@@ -28,8 +28,8 @@ class CIsFromString
     std::string m_strDelimiters;
 };
 
-/// Splits texts at runs of delimiters, so that no token is ever empty; `strTokenize` splits at each
-/// delimiter instead. `IsDelimiter` tells whether a character is one.
+/// Splits texts at runs of delimiters, so that no token is empty. `strTokenize` splits at each
+/// delimiter instead. `IsDelimiter` returns whether a character is a delimiter.
 ///
 /// Thread-safety: may be used on any thread.
 template <class IsDelimiter>

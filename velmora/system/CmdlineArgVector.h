@@ -8,9 +8,10 @@
 namespace Velmora
 {
 
-/// The arguments of a program, in order.
+/// The arguments of a program, in their order.
 ///
-/// Ownership: the texts are not copied and must outlive it, as those given to `main` do.
+/// Ownership: the texts are not copied. They must outlive the vector, as the arguments of `main`
+/// do.
 /// Thread-safety: as a vector.
 class VELMORA_API CmdlineArgVector : public std::vector<const char*>
 {
@@ -18,7 +19,7 @@ class VELMORA_API CmdlineArgVector : public std::vector<const char*>
     using std::vector<const char*>::vector;
 };
 
-/// Writes the arguments with one blank between them.
+/// Writes the arguments, separated by one blank.
 VELMORA_API std::ostream& operator<<(std::ostream& out_stream, const CmdlineArgVector& in_args);
 
 } // namespace Velmora

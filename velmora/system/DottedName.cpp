@@ -14,8 +14,8 @@ namespace Velmora
 namespace
 {
 
-/// Copies `sizeof(Word)` to twice as many characters: the first and the last of them, which may
-/// overlap.
+/// Copies between `sizeof(Word)` and twice as many characters by two words, the first and the last,
+/// which may overlap.
 template <class Word>
 void copyEnds(char* out_pTo, const char* in_pFrom, std::size_t in_uiLength)
 {
@@ -28,7 +28,7 @@ void copyEnds(char* out_pTo, const char* in_pFrom, std::size_t in_uiLength)
     std::memcpy(out_pTo + uiLast, &last, sizeof last);
 }
 
-/// As `memcpy`, without a call for the lengths that components have.
+/// Does the same as `memcpy`, without a call for the usual lengths of components.
 void copyShort(char* out_pTo, const char* in_pFrom, std::size_t in_uiLength)
 {
     if (in_uiLength > 2 * sizeof(std::uint64_t))
@@ -45,14 +45,16 @@ void copyShort(char* out_pTo, const char* in_pFrom, std::size_t in_uiLength)
 
 constexpr std::size_t s_uiBlockLength = 16;
 
-/// Where the dots are among the characters of a whole block: a bit for each.
+/// Returns the positions of the dots in a whole block, one bit for each character.
 unsigned int dotsIn(const char* in_pBlock)
 {
     const __m128i block = _mm_loadu_si128(reinterpret_cast<const __m128i*>(in_pBlock));
     return static_cast<unsigned int>(_mm_movemask_epi8(_mm_cmpeq_epi8(block, _mm_set1_epi8('.'))));
 }
 
-/// The same from some character of a name on, for a block or as far as the name goes.
+/// Does the same for the characters from `in_uiBegin` on, up to a block or the end of the name.
+/// Never reads behind the end: the last part of a long name is read as the block that ends there,
+/// and a short name is copied.
 unsigned int dotsFrom(std::string_view in_name, std::size_t in_uiBegin)
 {
     const std::size_t uiLength = in_name.size() - in_uiBegin;
@@ -72,6 +74,7 @@ void setComponent(std::vector<std::string>& out_components, std::size_t in_uiInd
     if (in_uiIndex == out_components.size())
         out_components.resize(in_uiIndex + 1);
     std::string& component = out_components[in_uiIndex];
+    // Skipped for an equal size, because `resize` writes the terminator even then.
     if (component.size() != in_uiLength)
         component.resize(in_uiLength);
     copyShort(component.data(), in_pBegin, in_uiLength);

@@ -10,34 +10,33 @@
 namespace Velmora
 {
 
-/// How a dotted name maps to its components; all of the library maps by these functions.
+/// Functions that split dotted names into components and join them. The whole library uses these.
 ///
-/// Each '.' ends a component, which may be empty, and what follows the last one is a component
-/// unless it is empty: "a.b" has the components a and b, ".a" an empty one and a, "a..b" three,
-/// "a." one, and the empty text has none.
+/// Each '.' ends a component, which may be empty. The text after the last '.' is a component unless
+/// it is empty. So "a.b" has the components a and b, ".a" an empty one and a, "a..b" three, "a."
+/// one, and the empty text none.
 ///
 /// Thread-safety: may be called on any thread; a vector belongs to one thread at a time.
 
-/// Splits a name without ever making the vector smaller, so that components of a name like one
-/// before it need no memory. Gives the number of components. The elements from there on hold what
-/// they held before, so the result counts and not the size of the vector. The name must not be null
-/// nor part of the vector.
+/// Splits a name without ever shrinking the vector, so that similar names in succession need no new
+/// memory. Returns the number of components. The elements behind them keep their old content: the
+/// result counts, not the size of the vector. The name must not be null or part of the vector.
 VELMORA_API unsigned long dottedStringToVectorNoResize(const char* in_szName,
                                                        std::vector<std::string>& out_components);
 
-/// Splits a name into exactly its components.
+/// Splits a name and resizes the vector to the number of its components.
 VELMORA_API void dottedStringToVector(const char* in_szName,
                                       std::vector<std::string>& out_components);
 
-/// Joins components with a '.' between them. The output must not be one of them.
+/// Joins components with '.' between them. `out_strName` must not be one of the components.
 VELMORA_API void vectorToDottedString(const std::vector<std::string>& in_components,
                                       std::string& out_strName);
 
-/// The components of a name, as parts of the name itself, for code that only walks along them:
+/// The components of a name, as views of the name, for code that only iterates over them:
 ///
 ///     for (const std::string_view component : DottedComponents("a.b"))
 ///
-/// Ownership: the name must outlive it, and its iterators.
+/// Ownership: the name must outlive this object and its iterators.
 class DottedComponents
 {
   public:
@@ -55,13 +54,13 @@ class DottedComponents
             m_uiEnd = m_name.find('.', m_uiBegin);
             return *this;
         }
-        /// Compares iterators of one name.
+        /// Compares two iterators of the same name.
         bool operator==(const Iterator& in_other) const { return m_uiBegin == in_other.m_uiBegin; }
 
       private:
         std::string_view m_name;
         std::size_t m_uiBegin;
-        /// Where the dot is that ends the component; no place for the last one.
+        /// The position of the dot that ends the component; npos for the last one.
         std::size_t m_uiEnd;
     };
 

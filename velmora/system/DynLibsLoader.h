@@ -10,8 +10,8 @@ namespace Velmora
 
 class ROConfiguration;
 
-/// Opens the shared libraries that extend a program, as `DynlibObjectFactoryNoT` does: they stay
-/// until the process ends.
+/// Opens shared libraries that extend a program, by `DynlibObjectFactoryNoT`. They stay open until
+/// the process ends.
 ///
 /// Logs on "keswardin.infra.DynLibsLoader".
 ///
@@ -19,18 +19,18 @@ class ROConfiguration;
 namespace DynLibsLoader
 {
 
-/// Opens one library, by its name without prefix and extension.
-/// Failure: false and an error in the log.
+/// Opens one library, named without prefix and extension.
+/// Failure: returns false and logs an error.
 VELMORA_API bool loadDynLib(const char* in_szDynLibBasename);
 
-/// Opens libraries in order, the later ones also where an earlier one cannot be opened. True if all
-/// could be, so also for none.
+/// Opens libraries in order. After a failure the remaining ones are still opened. Returns true if
+/// all of them were opened, so also for an empty list.
 VELMORA_API bool loadDynLibs(const std::vector<std::string>& in_dynLibBasenames);
 
-/// Opens the libraries that the parameter `keswardin.startup.loadDynLibList` names, a list that is
-/// separated by commas and blanks. True if all could be opened, so also where the parameter is
-/// empty or cannot be read.
-/// Failure: false; an exception ends the list with an error in the log and goes no further.
+/// Opens the libraries in the parameter `keswardin.startup.loadDynLibList`, a list separated by
+/// commas and blanks. Returns true if all of them were opened, and if the parameter is empty or
+/// cannot be read.
+/// Failure: returns false. An exception ends the list; it is logged as an error and not passed on.
 VELMORA_API bool loadDynLibs(const ROConfiguration& in_configuration);
 
 } // namespace DynLibsLoader

@@ -21,7 +21,7 @@ namespace Velmora
 namespace
 {
 
-/// What each of the names brought that were tried, one on a line.
+/// Joins the errors of all file names that were tried, one per line, into one line.
 std::string inOneLine(std::string in_strErrors)
 {
     while (in_strErrors.ends_with('\n'))
@@ -67,7 +67,8 @@ bool DynlibObjectFactoryNoT::openDynlib(const char* in_szDynLibBasename)
     constexpr bool bCloseOnDestruction = true;
     m_hDLL = DLLHandle(new ACE_DLL(bCloseOnDestruction));
 
-    // Before the library is opened, so that what its constructors register goes before it.
+    // Registered before the library is opened, so that entries which its constructors register are
+    // destroyed first.
     auto pEntry = std::make_unique<DLLPtr>(m_hDLL);
     if (ACE_Object_Manager::at_exit(pEntry.get(), nullptr, "DLLPtr") == 0)
         static_cast<void>(pEntry.release());

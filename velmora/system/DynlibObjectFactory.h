@@ -10,16 +10,16 @@
 namespace Velmora
 {
 
-/// What the factories of objects from shared libraries have in common: it opens a library and holds
-/// it. A factory derives from it and finds symbols through the handle.
+/// The base class of factories that create objects from shared libraries. It opens a library and
+/// holds it. A derived factory looks up symbols through `m_hDLL`.
 ///
-/// A library that has been opened stays until the process ends, whatever becomes of the factory,
-/// since objects that it made may outlive the code that asked for them. An entry of the exit list
-/// lets it go. What the library itself puts on the list while it is opened is newer and goes first.
+/// An opened library stays until the process ends, even after the factory is destroyed, because
+/// objects that it created may still exist. An entry of the exit list releases it. Entries that the
+/// library adds to the exit list while it is opened are newer and are destroyed first.
 ///
 /// Logs on "keswardin.infra.DynlibObjectFactory".
 ///
-/// Ownership: the opened library is shared with the entry on the exit list.
+/// Ownership: shares the opened library with the entry of the exit list.
 /// Thread-safety: belongs to one thread at a time.
 class VELMORA_API DynlibObjectFactoryNoT
 {
@@ -29,21 +29,22 @@ class VELMORA_API DynlibObjectFactoryNoT
     DynlibObjectFactoryNoT& operator=(const DynlibObjectFactoryNoT&) = delete;
     ~DynlibObjectFactoryNoT();
 
-    /// Opens a library in place of the one that the factory held: "lib`name`.so" for a name without
-    /// prefix and extension, which must not be null. All its symbols are resolved at once, are seen
-    /// by libraries that are opened later, and stay mapped. The library is looked for as `dlopen`
-    /// does, along the LD_LIBRARY_PATH that the process was started with; a name with a directory
-    /// is looked for in that one only.
+    /// Opens "lib`name`.so" for a name without prefix and extension, and holds it in place of the
+    /// former library. The name must not be null. All symbols are resolved at once and are visible
+    /// to libraries that are opened later. The library stays mapped. `dlopen` searches for it along
+    /// the LD_LIBRARY_PATH that the process was started with; a name with a directory is searched
+    /// for in that directory only.
     ///
-    /// Failure: false and an error in the log, of one wording whatever the cause: a library with an
-    /// unresolved symbol reads as a file that was not found. Not for use while the exit list runs:
-    /// no entry is left then, and the run-time may initialise a second time what the library needs.
+    /// Failure: returns false and logs an error. Its wording does not depend on the cause: a
+    /// library with an unresolved symbol is also reported as a file that was not found. Must not be
+    /// called while the exit list runs: it accepts no entries then, and the run-time may initialise
+    /// the dependencies of the library a second time.
     bool openDynlib(const char* in_szDynLibBasename);
 
   protected:
     using DLLHandle = CountedBuiltInPtr<ACE_DLL, TSReferenceCount, std::default_delete<ACE_DLL>>;
 
-    /// The library that was opened last, also one that could not be; null before the first.
+    /// The library of the last `openDynlib`, even a failed one; null before the first call.
     DLLHandle m_hDLL;
 };
 

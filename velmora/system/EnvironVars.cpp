@@ -10,7 +10,7 @@ namespace
 
 constexpr std::string_view s_opening = "${";
 
-/// The variable's text, empty if there is none.
+/// Returns the variable's text; empty if there is none.
 std::string_view valueOf(std::string_view in_strName)
 {
     const char* const szValue =
@@ -22,6 +22,7 @@ std::string_view valueOf(std::string_view in_strName)
 
 bool substEnvironVars(std::string_view in_strText, std::string& out_strText)
 {
+    // The result is built apart from the output, which may be the text itself.
     std::string strResult;
     std::size_t uiDone = 0;
     bool bClosed = true;

@@ -14,7 +14,8 @@ namespace Velmora
 namespace
 {
 
-/// The digits as text, which no locale groups, with the base before them where a stream shows it.
+/// Returns the digits as text, so that no locale groups them, with the prefix if the stream shows
+/// it.
 std::string textOf(const HexValue& in_value, std::ios_base::fmtflags in_flags)
 {
     std::array<char, 2 * sizeof(unsigned long)> digits{};
@@ -23,6 +24,8 @@ std::string textOf(const HexValue& in_value, std::ios_base::fmtflags in_flags)
     std::string strText(digits.data(), pEnd);
     if ((in_flags & std::ios_base::showbase) != 0 && in_value.getValue() != 0)
     {
+        // The fill comes between the prefix and the digits. A stream does that for numbers, but not
+        // for a text.
         const auto uiWidth = static_cast<std::size_t>(std::max(in_value.getWidth(), 2) - 2);
         if ((in_flags & std::ios_base::adjustfield) == std::ios_base::internal)
             strText.insert(0, uiWidth - std::min(uiWidth, strText.size()), '0');

@@ -7,11 +7,11 @@
 namespace Velmora
 {
 
-/// A number to be written in hexadecimal, padded with zeros to a width:
+/// A number that is written in hexadecimal, padded with zeros to a width:
 ///
 ///     stream << HexValue(10, 4);    // 000a
 ///
-/// Thread-safety: a value.
+/// Thread-safety: as a value.
 class VELMORA_API HexValue
 {
   public:
@@ -27,8 +27,8 @@ class VELMORA_API HexValue
     int m_iWidth;
 };
 
-/// Writes the number, and leaves the stream with the base and the fill that it had. Whether digits
-/// are upper case and the base is shown is the stream's.
+/// Writes the number and leaves the base and the fill character of the stream unchanged. The flags
+/// of the stream decide on upper case and on a prefix.
 VELMORA_API std::ostream& operator<<(std::ostream& out_stream, const HexValue& in_value);
 
 } // namespace Velmora

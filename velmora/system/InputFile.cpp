@@ -9,7 +9,7 @@ namespace Velmora
 namespace
 {
 
-/// Keeps the system's reason why it cannot be read.
+/// A file buffer that keeps the system's error of a failed read.
 class File : public std::filebuf
 {
   public:
@@ -32,6 +32,7 @@ class File : public std::filebuf
 
 InputFile::InputFile(const std::string& in_strPath) : std::istream(nullptr)
 {
+    // `m_text` is constructed after the base class.
     rdbuf(&m_text);
     File file;
     if (file.open(in_strPath, std::ios_base::in) == nullptr)

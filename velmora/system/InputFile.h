@@ -8,19 +8,20 @@
 namespace Velmora
 {
 
-/// A file that is read as a stream and keeps the system's reason where it could not be opened or
-/// read: the state of a stream has none. The constructor reads all of it, so that a slow disk or a
-/// named pipe holds nobody up who waits for a lock that the reader takes later.
+/// A file that is read as a stream. It keeps the system's error number if the file cannot be opened
+/// or read, which the state of a stream does not contain. The constructor reads the whole file. A
+/// slow disk or a named pipe therefore never delays threads that wait for a lock which the reader
+/// takes later.
 ///
 /// Thread-safety: none.
-/// Failure: sets the stream's failbit where the file cannot be opened, its badbit where it cannot
-/// be read, as that of a directory; what stands before the place is read all the same.
+/// Failure: sets the stream's failbit if the file cannot be opened, and its badbit if it cannot be
+/// read, for example because it is a directory. The text before a read error is still available.
 class InputFile : public std::istream
 {
   public:
     explicit InputFile(const std::string& in_strPath);
 
-    /// The reason as in `errno`; 0 while nothing has failed.
+    /// Returns the error as in `errno`; 0 if nothing failed.
     [[nodiscard]] int error() const { return m_iError; }
 
   private:

@@ -18,7 +18,7 @@ namespace Velmora
 namespace
 {
 
-/// The cheapest of the three ways into a cell whose characters differ.
+/// Returns the cheapest of the three ways into a cell whose characters differ.
 LevinsteinDistanceComputer::StateData cheapestOf(unsigned long in_uiLeft, unsigned long in_uiUp,
                                                  unsigned long in_uiDiag)
 {
@@ -90,12 +90,13 @@ bool LevinsteinDistanceComputer::fillTable(const char* in_szStr, std::size_t in_
         firstRow[j] = {'d', j};
 
     for (std::size_t i = 1; i <= in_uiStrLen; ++i)
+        // No later row has a smaller minimum.
         if (fillRow(i, in_szStr[i - 1], in_szRef, in_uiRefLen) > in_uiMaxCost)
             return false;
     return true;
 }
 
-/// Gives the smallest distance of the row.
+/// Returns the smallest distance of the row.
 unsigned long LevinsteinDistanceComputer::fillRow(std::size_t in_uiRow, char in_cStr,
                                                   const char* in_szRef, std::size_t in_uiRefLen)
 {
@@ -120,6 +121,7 @@ void LevinsteinDistanceComputer::dumpTrellis(std::size_t in_uiStrLen, std::size_
     if (!getLogger().isEnabledFor(DEBUG_LOG_LEVEL))
         return;
     std::ostringstream trellis;
+    // The locale of the process could group digits.
     trellis.imbue(std::locale::classic());
     for (std::size_t j = 0; j <= in_uiRefLen; ++j)
     {
@@ -141,6 +143,7 @@ Fallible<unsigned long> LevinsteinDistanceComputer::walkBack(std::size_t in_uiSt
     const std::size_t& uiStrLen = in_uiStrLen;
     const std::size_t& uiRefLen = in_uiRefLen;
     unsigned long uiDistance = 0;
+    // Each step moves back by one row, one column or both.
     std::size_t uiInfiniteLoopSafeguard = uiStrLen + uiRefLen;
     for (std::size_t i = uiStrLen, j = uiRefLen; i != 0 || j != 0; --uiInfiniteLoopSafeguard)
     {
@@ -160,7 +163,7 @@ Fallible<unsigned long> LevinsteinDistanceComputer::walkBack(std::size_t in_uiSt
     return uiDistance;
 }
 
-/// Gives false for what no trellis holds.
+/// Moves one cell back. Returns false for an operation that is not in a trellis, or that leaves it.
 bool LevinsteinDistanceComputer::stepBack(char in_cOperation, std::size_t& out_uiRow,
                                           std::size_t& out_uiColumn) const
 {

@@ -17,12 +17,12 @@ namespace Test
 class LevinsteinDistanceComputerPeer;
 }
 
-/// Computes the Levenshtein distance of two strings, and the operations that turn the one into the
-/// other: insertion, deletion and substitution cost 1 each. A computer that is used for many
-/// strings allocates only for its longest ones.
+/// Computes the Levenshtein distance of two strings, and the operations that turn one into the
+/// other: insertion, deletion and substitution cost 1 each. A computer that is used repeatedly
+/// allocates memory only for its longest strings.
 ///
-/// Who needs the number alone, as for the closest of many names, takes `LevinsteinDistanceScan`,
-/// which is many times faster.
+/// Code that needs only the distance, for example to find the closest of many names, uses
+/// `LevinsteinDistanceScan`, which is many times faster.
 ///
 /// Logs on "keswardin.infra.LevinsteinDistance".
 ///
@@ -32,30 +32,31 @@ class VELMORA_API LevinsteinDistanceComputer : public ObjectWithLogger<CachedLLL
   public:
     LevinsteinDistanceComputer();
 
-    /// The distance between the two strings. `out_strOperations` becomes one character for each
-    /// operation, from the start of the strings on, that makes `in_szRef` out of `in_szStr`:
+    /// Returns the distance of the two strings. Sets `out_strOperations` to the operations that
+    /// make `in_szRef` out of `in_szStr`, one character each, from the start of the strings on:
     ///
-    /// - '-': both have the same character;
-    /// - 's': the character of `in_szStr` is replaced by that of `in_szRef`;
-    /// - 'i': `in_szStr` has a character more, which is dropped;
-    /// - 'd': `in_szStr` lacks the character of `in_szRef`, which is put in.
+    /// - '-': both have the same character.
+    /// - 's': the character of `in_szStr` is replaced by that of `in_szRef`.
+    /// - 'i': `in_szStr` has an extra character, which is dropped.
+    /// - 'd': `in_szStr` lacks the character of `in_szRef`, which is added.
     ///
-    /// So the names tell how `in_szStr` came about. Of several cheapest ways a character that is
-    /// the same is kept; else substitution goes before insertion, and insertion before deletion.
+    /// So the names describe how `in_szStr` was made from `in_szRef`. If several ways cost the
+    /// same, equal characters are kept, substitution is preferred to insertion, and insertion to
+    /// deletion.
     ///
-    /// Stops as soon as it sees that the distance is greater than `in_uiMaxCost`; the largest value
-    /// never stops it. One row is the least that it looks at, so an empty `in_szStr` has a distance
-    /// at any limit.
+    /// Stops as soon as the distance is known to be greater than `in_uiMaxCost`; the largest value
+    /// never stops it. The limit is checked only after a row, so an empty `in_szStr` always has a
+    /// distance.
     ///
-    /// Failure: no value, and no operations, when it stopped. A null string fails an assertion and
-    /// gives no value, and `out_strOperations` as it was.
+    /// Failure: returns no value and no operations if it stopped. A null string fails an assertion
+    /// and returns no value; `out_strOperations` is unchanged.
     Fallible<unsigned long> operator()(const char* in_szStr, const char* in_szRef,
                                        std::string& out_strOperations, unsigned long in_uiMaxCost);
 
-    /// One cell of the trellis: how the best way reaches it, and what that way has cost.
+    /// One cell of the trellis: the last operation on the best way to it, and the cost of that way.
     struct VELMORA_API StateData
     {
-        /// No operation, and the largest distance.
+        /// Sets no operation and the largest distance.
         void reset();
 
         char m_cOperation = 0;
@@ -65,19 +66,23 @@ class VELMORA_API LevinsteinDistanceComputer : public ObjectWithLogger<CachedLLL
   private:
     friend class Test::LevinsteinDistanceComputerPeer;
 
+    /// Resizes the trellis to the strings and resets its cells.
     void prepareTable(std::size_t in_uiStrLen, std::size_t in_uiRefLen);
+    /// Fills the trellis row by row. Returns false when it stops at `in_uiMaxCost`.
     bool fillTable(const char* in_szStr, std::size_t in_uiStrLen, const char* in_szRef,
                    std::size_t in_uiRefLen, unsigned long in_uiMaxCost);
     unsigned long fillRow(std::size_t in_uiRow, char in_cStr, const char* in_szRef,
                           std::size_t in_uiRefLen);
     void dumpTrellis(std::size_t in_uiStrLen, std::size_t in_uiRefLen) const;
+    /// Collects the operations from the last cell back to the first.
     Fallible<unsigned long> walkBack(std::size_t in_uiStrLen, std::size_t in_uiRefLen,
                                      std::string& out_strOperations) const;
     bool stepBack(char in_cOperation, std::size_t& out_uiRow, std::size_t& out_uiColumn) const;
 
-    /// Has the trellis logged at DEBUG; for a debugger.
+    /// Logs the trellis at DEBUG if true; set in a debugger.
     bool m_bDumpTrellis = false;
-    /// Rows run over `in_szStr`, columns over `in_szRef`. There may be more rows than in use.
+    /// The trellis. Rows are positions in `in_szStr`, columns positions in `in_szRef`. There may be
+    /// more rows than are in use.
     std::vector<std::vector<StateData>> m_vVState;
 };
 

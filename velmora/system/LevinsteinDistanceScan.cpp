@@ -45,8 +45,8 @@ unsigned long LevinsteinDistanceScan::distance(std::string_view in_strRef)
                                         : distanceInBlocks(in_strRef);
 }
 
-/// Goes from one column of a block to the next. `in_uiEqual` has the rows whose character is that
-/// of the new column; the step told is that of row `in_uiRow`.
+/// Advances a block from one column to the next. `in_uiEqual` has the rows whose character is that
+/// of the new column. Returns the change of row `in_uiRow`.
 inline LevinsteinDistanceScan::Step LevinsteinDistanceScan::advance(Block& out_block,
                                                                     Word in_uiEqual,
                                                                     Step in_fromAbove,
@@ -54,7 +54,7 @@ inline LevinsteinDistanceScan::Step LevinsteinDistanceScan::advance(Block& out_b
 {
     const Word uiDiagonal = in_uiEqual | in_fromAbove.uiDown;
     const Word uiVertical = in_uiEqual | out_block.uiDown;
-    // The carries of the sum run down the rows that a match makes cheaper.
+    // The carries of the addition run through the rows that become cheaper by a match.
     const Word uiCheaper =
         (((uiDiagonal & out_block.uiUp) + out_block.uiUp) ^ out_block.uiUp) | uiDiagonal;
     const Word uiStepUp = out_block.uiDown | ~(uiCheaper | out_block.uiUp);
@@ -70,11 +70,13 @@ inline LevinsteinDistanceScan::Step LevinsteinDistanceScan::advance(Block& out_b
 unsigned long LevinsteinDistanceScan::distanceInOneBlock(std::string_view in_strRef) const
 {
     const auto uiLastRow = static_cast<unsigned int>(m_uiLength - 1);
+    // In the first column, each row is one above the row before.
     Block column{s_uiAllBits, 0};
     unsigned long uiDistance = m_uiLength;
     for (const char character : in_strRef)
     {
         const Step step =
+            // The row above the first grows by one with each column.
             advance(column, m_whereInOneBlock[indexOf(character)], Step{1, 0}, uiLastRow);
         uiDistance += step.uiUp;
         uiDistance -= step.uiDown;

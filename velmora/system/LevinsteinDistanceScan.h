@@ -11,18 +11,18 @@
 namespace Velmora
 {
 
-/// The Levenshtein distance of one string to many others: the number that
-/// `LevinsteinDistanceComputer` gives, without the operations. It is prepared once for the one
-/// string and works on 64 of its characters at a time, so that a string of up to 64 characters
-/// costs a dozen machine instructions for each character of another one.
+/// Computes the Levenshtein distance of one string to many others: the same number as
+/// `LevinsteinDistanceComputer`, without the operations. It is prepared once for the one string and
+/// processes 64 of its characters at a time. A string of up to 64 characters costs a dozen machine
+/// instructions for each character of the other string.
 ///
 /// The method is that of G. Myers, "A fast bit-vector algorithm for approximate string matching
-/// based on dynamic programming", Journal of the ACM 46 (1999) 395-415, for the distance of whole
-/// strings as H. Hyyrö, "A bit-vector algorithm for computing Levenshtein and Damerau edit
-/// distances", Nordic Journal of Computing 10 (2003) 29-39, gives it. A bit stands for the
-/// difference between two neighbours in a column of the table, which is -1, 0 or 1.
+/// based on dynamic programming", Journal of the ACM 46 (1999) 395-415, in the form for the
+/// distance of whole strings by H. Hyyrö, "A bit-vector algorithm for computing Levenshtein and
+/// Damerau edit distances", Nordic Journal of Computing 10 (2003) 29-39. A bit encodes the
+/// difference of two neighbours in a column of the table, which is -1, 0 or 1.
 ///
-/// Allocates only for a string of more than 64 characters, and then only when it is the longest so
+/// Allocates memory only for a string of more than 64 characters, and only if it is the longest so
 /// far.
 ///
 /// Thread-safety: none; a scan belongs to one thread at a time.
@@ -35,24 +35,24 @@ class VELMORA_API LevinsteinDistanceScan
     /// Prepares for the distances to this string.
     explicit LevinsteinDistanceScan(std::string_view in_str);
 
-    /// Prepares for the distances to another string, of which nothing is kept but what it holds.
+    /// Prepares for the distances to another string. Only its content is kept, not the view.
     void prepare(std::string_view in_str);
 
-    /// The distance between the string that it was prepared for and this one.
+    /// Returns the distance of this string to the one that was prepared.
     [[nodiscard]] unsigned long distance(std::string_view in_strRef);
 
   private:
     using Word = std::uint64_t;
 
-    /// 64 rows of one column: in which of them the value is one above or below that of the row
-    /// before.
+    /// 64 rows of one column: the rows whose value is one above that of the row before, and those
+    /// whose value is one below.
     struct Block
     {
         Word uiUp;
         Word uiDown;
     };
 
-    /// What the last row of a block gains on the way from one column to the next.
+    /// The change of a block's last row from one column to the next.
     struct Step
     {
         Word uiUp;
@@ -68,9 +68,9 @@ class VELMORA_API LevinsteinDistanceScan
     static constexpr std::size_t s_uiNumCharacters = 256;
 
     std::size_t m_uiLength = 0;
-    /// For each character, where it stands in the string; used up to 64 characters.
+    /// For each character, the bits of its positions in the string; used up to 64 characters.
     std::array<Word, s_uiNumCharacters> m_whereInOneBlock{};
-    /// The same for a longer string: the words of one character stand together.
+    /// The same for a longer string. The words of one character are adjacent.
     std::vector<Word> m_whereInBlocks;
     std::vector<Block> m_column;
 };

@@ -55,19 +55,20 @@ constexpr std::size_t s_uiMaxNumAdapters = 20;
 using Adapters = std::array<ifreq, s_uiMaxNumAdapters>;
 static_assert(sizeof(Adapters) == 800);
 
-/// Asks the kernel for the adapters. Gives how many of the entries it filled.
+/// Gets the adapters from the kernel. Sets the number of entries that it filled.
 bool listAdapters(int in_iSocket, Adapters& out_adapters, std::size_t& out_uiCount)
 {
     ifconf list{};
     list.ifc_len = sizeof(Adapters);
     list.ifc_req = out_adapters.data();
     const int iorc = ioctl(in_iSocket, SIOCGIFCONF, &list);
-    // Before the assertion, which may end the process.
+    // Logged before the assertion, which may end the process.
     if (iorc == -1)
         VELMORA_FILE_LOG_ERROR("cannot list the network adapters: " << std::strerror(errno));
     VELMORA_FILE_ASSERT(iorc != -1);
     if (iorc == -1)
         return false;
+    // The kernel does not report how many more there are.
     if (list.ifc_len == sizeof(Adapters))
         VELMORA_FILE_LOG_WARN("Probably not all network devices will be tested for MAC address");
     out_uiCount = static_cast<std::size_t>(list.ifc_len) / sizeof(ifreq);
@@ -84,7 +85,7 @@ void formatAddress(const sockaddr& in_address, std::string& out_strText)
 
 void addAddressOf(int in_iSocket, ifreq& in_adapter, StringVector& out_addresses)
 {
-    // A copy, since each answer of the kernel overwrites what the entry has besides the name.
+    // A copy, because each answer of the kernel overwrites the entry behind the name.
     const std::string strName(in_adapter.ifr_name, strnlen(in_adapter.ifr_name, IFNAMSIZ));
     if (ioctl(in_iSocket, SIOCGIFFLAGS, &in_adapter) == -1)
     {
@@ -114,14 +115,14 @@ void addAddressOf(int in_iSocket, ifreq& in_adapter, StringVector& out_addresses
     out_addresses.push_back(strAddress);
 }
 
-/// Gives false when there is no status to be had.
+/// Returns false if there is no exit status.
 bool waitForEnd(pid_t in_pid, const std::string& in_strCommand, int& out_iStatus)
 {
     for (;;)
     {
         VELMORA_FILE_LOG_DEBUG("waiting on pid " << in_pid << " for cmd: " << in_strCommand);
         const pid_t res = waitpid(in_pid, &out_iStatus, 0);
-        // Logging may change it.
+        // Logging may change `errno`.
         const int iError = errno;
         VELMORA_FILE_LOG_DEBUG("done waiting, res=" << res << " for cmd: " << in_strCommand);
         if (res != -1)
@@ -167,7 +168,7 @@ bool OS::stripFileName(const char* in_szPath, std::string& out_strDirectory)
 bool OS::stripPath(const char* in_szPath, std::string& out_strFile)
 {
     const std::string_view path = in_szPath;
-    // Without a slash this adds one to the largest value, which gives 0.
+    // Without a slash this adds 1 to the largest value, which gives 0.
     out_strFile = path.substr(path.rfind('/') + 1);
     return true;
 }
@@ -205,7 +206,7 @@ int OS::vsnprintf(char* out_szBuffer, unsigned long in_uiSize, const char* in_sz
     if (iLength != -1)
         return iLength;
     constexpr unsigned long uiLargest = std::numeric_limits<int>::max();
-    // Every other int would be below such a size, as the length of a text that fits it is.
+    // Any other int would be less than `in_uiSize`, and so read as the length of a text that fits.
     if (in_uiSize > uiLargest)
         return -1;
     return static_cast<int>(std::min(in_uiSize * 2, uiLargest));

@@ -13,92 +13,94 @@ namespace Velmora
 class ROConfiguration;
 class StringVector;
 
-/// What is particular to the platform. Logs on "keswardin.infra.os".
+/// Functions that depend on the platform. Logs on "keswardin.infra.os".
 ///
-/// The functions on paths work on their text alone and never look at the file system; only '/'
-/// separates. A path must not be null unless told otherwise, and must not be part of the output.
+/// The functions on paths process the text only and never access the file system. Only '/' is a
+/// separator. A path must not be null unless stated otherwise, and must not be part of the output.
 ///
 /// Thread-safety: all functions may be called on any thread.
 namespace OS
 {
 
-/// How full a file system is, in bytes.
+/// The size and the free space of a file system, in bytes.
 struct DiskUsage
 {
     unsigned long long m_uiTotal = 0;
     unsigned long long m_uiFree = 0;
 };
 
-/// Whether a path does not begin with '/'. The empty path is relative; a null one is not.
+/// Returns whether a path does not begin with '/'. The empty path is relative; a null one is not.
 [[nodiscard]] VELMORA_API bool isPathRelative(const char* in_szPath);
 
-/// The directory of a path: what stands before the last '/', empty without one. So that of "/a" is
-/// empty. Gives true.
+/// Sets the output to the directory of a path: the part before the last '/'. It is empty for a path
+/// without '/', and for "/a". Returns true.
 VELMORA_API bool stripFileName(const char* in_szPath, std::string& out_strDirectory);
 
-/// The file of a path: what stands behind the last '/', the whole path without one. Gives true.
+/// Sets the output to the file name of a path: the part after the last '/', or the whole path
+/// without one. Returns true.
 VELMORA_API bool stripPath(const char* in_szPath, std::string& out_strFile);
 
-/// The file of a path without its extension: "lib.a" for "/x/lib.a.so", empty for ".profile".
-/// Gives true.
+/// Sets the output to the file name of a path without its extension: "lib.a" for "/x/lib.a.so",
+/// empty for ".profile". Returns true.
 VELMORA_API bool stripPathAndExtension(const char* in_szPath, std::string& out_strName);
 
-/// The same as `stripPathAndExtension`.
+/// Does the same as `stripPathAndExtension`.
 VELMORA_API bool getFileBaseName(const char* in_szPath, std::string& out_strName);
 
-/// Not to be had on this platform.
-/// Failure: always: the output is cleared, an assertion fails, and the result is false.
+/// Not available on this platform.
+/// Failure: always clears the output, fails an assertion and returns false.
 VELMORA_API bool getDiskUsage(const char* in_szPath, DiskUsage& out_usage);
 
-/// Not to be had on this platform.
-/// Failure: always: an assertion fails, and the result is false with the output as it was.
+/// Not available on this platform.
+/// Failure: always fails an assertion and returns false; the output is unchanged.
 VELMORA_API bool getCanonicalPath(const char* in_szPath, std::string& out_strPath);
 
-/// The standard function, but that where it fails with -1 the result is twice `in_uiSize`, or the
-/// largest int if that is more: a caller who makes the buffer larger until the text fits always
-/// sees a length that asks for more. Of a size above the largest int it stays -1, which no length
-/// is; a larger size is then of no use.
+/// Formats like the standard function, except when that returns -1. The result is then twice
+/// `in_uiSize`, or the largest int if that is less. So a caller that enlarges its buffer until the
+/// text fits always gets a length that asks for more. For a size above the largest int the result
+/// stays -1, which is not a length; a larger buffer does not help then.
 [[gnu::format(printf, 3, 0)]] VELMORA_API int vsnprintf(char* out_szBuffer, unsigned long in_uiSize,
                                                         const char* in_szFormat,
                                                         std::va_list in_args);
 
-/// The kernel's id of the calling thread.
+/// Returns the kernel's id of the calling thread.
 [[nodiscard]] VELMORA_API pid_t gettid();
 
-/// Whether a character is white space to the standard library.
+/// Returns whether the standard library counts a character as white space.
 [[nodiscard]] VELMORA_API bool isspace(char in_character);
 
-/// The name of a type as `std::type_info` gives it, without the digits that it begins with: a
-/// pointer into the argument.
-/// Failure: a null name fails an assertion and gives the empty text.
+/// Returns the name of a type from `std::type_info` without its leading digits, as a pointer into
+/// the argument.
+/// Failure: a null name fails an assertion and returns the empty text.
 [[nodiscard]] VELMORA_API const char* typeIdName(const char* in_szTypeIdName);
 
-/// Runs a command by "/bin/sh -c" and waits for its end; the library's `system`. The command gets
-/// the descriptors 0 to 2 and no other. Gives its exit code, 0 to 255; so 127 for a command that
-/// the shell does not find, and 1 also where no shell could be started.
+/// Runs a command by "/bin/sh -c" and waits for its end, in place of `system`. The command gets the
+/// descriptors 0 to 2 and no others. Returns its exit code, 0 to 255. The code is 127 for a command
+/// that the shell does not find. It is 1 also if the shell could not be started.
 ///
-/// While the command runs, the process handles SIGCHLD by doing nothing, so that the result does
-/// not get lost where the program ignores the signal; then it is handled as before. Commands may
-/// run on several threads at a time.
+/// While the command runs, the process handles SIGCHLD by doing nothing. Otherwise the exit code
+/// would be lost in a program that ignores the signal. Afterwards the former handler is restored.
+/// Several threads may run commands concurrently.
 ///
-/// The command starts in a `vfork`, so a large process does not wait for its page tables to be
-/// copied, and handlers registered for `fork` do not run.
+/// The command is started by `vfork`. A large process therefore does not wait for its page tables
+/// to be copied, and handlers registered for `fork` do not run.
 ///
-/// Failure: -1 for a command that a signal ended, for a process that cannot be started, and for one
-/// that somebody else in the process waited for.
+/// Failure: returns -1 for a command that was ended by a signal, for a process that cannot be
+/// started, and for one whose exit status other code of the process has already collected.
 VELMORA_API int executeCommand(std::string& in_strCommand);
 
-/// The hardware addresses of the network adapters, as in "00-1B-44-11-3A-B7": of those with an IPv4
-/// address, up or down, in the kernel's order, and of at most 20. An alias counts as an adapter;
-/// the loopback does not. An adapter that cannot be read is left out, which only the log tells.
+/// Returns the hardware addresses of the network adapters, in the form "00-1B-44-11-3A-B7". The
+/// list has at most 20 adapters with an IPv4 address, up or down, in the kernel's order. An alias
+/// counts as an adapter; the loopback does not. An adapter that cannot be read is logged and left
+/// out.
 ///
-/// Failure: false, with a failed assertion, when the adapters cannot be listed.
+/// Failure: fails an assertion and returns false when the adapters cannot be listed.
 VELMORA_API bool GetNetworkAdaptersPhysicalAddresses(StringVector& out_addresses);
 
-/// Looks up a text in the registry. On this platform the configuration stands in for it: it is the
-/// parameter of type STRING whose name is "keswardin.registry." and the name.
+/// Looks up a text in the registry. On this platform the configuration takes its place: the text is
+/// the parameter of type STRING whose name is "keswardin.registry." followed by `in_szName`.
 ///
-/// Failure: false, with the output as it was, without such a parameter.
+/// Failure: returns false without such a parameter; the output is unchanged.
 VELMORA_API bool GetRegistryString(const ROConfiguration& in_config, const char* in_szName,
                                    std::string& out_strValue);
 

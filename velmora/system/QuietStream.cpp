@@ -11,7 +11,7 @@ QuietStream::~QuietStream()
     }
     catch (const std::ios_base::failure&)
     {
-        // The stream takes the mask before it throws.
+        // `exceptions` sets the mask before it throws, so the mask is restored.
     }
 }
 

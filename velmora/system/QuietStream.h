@@ -5,12 +5,12 @@
 namespace Velmora
 {
 
-/// Keeps a stream of the caller's from throwing while it lives, whatever its owner has asked for by
-/// `std::ios::exceptions`. What would have thrown is in the state of the stream.
+/// Keeps a caller's stream from throwing for a scope, whatever exceptions its owner has enabled by
+/// `std::ios::exceptions`. Errors are in the state of the stream.
 ///
 ///     QuietStream quiet(inout_stream);
 ///     readAll(inout_stream);    // meets the end, which is no failure of this operation
-///     quiet.end();              // throws, where the owner wants that for the state now
+///     quiet.end();              // throws if the owner wants that for the present state
 ///
 /// Thread-safety: belongs to the thread that uses the stream.
 class QuietStream
@@ -22,14 +22,15 @@ class QuietStream
         m_stream.exceptions(std::ios_base::goodbit);
     }
 
-    /// Gives the stream back what its owner has asked for, without throwing.
+    /// Restores the exception mask of the stream without throwing.
     ~QuietStream();
 
     QuietStream(const QuietStream&) = delete;
     QuietStream& operator=(const QuietStream&) = delete;
 
-    /// Gives the stream back what its owner has asked for.
-    /// Failure: `std::ios_base::failure` where that is to throw in the state of the stream.
+    /// Restores the exception mask of the stream.
+    /// Failure: throws `std::ios_base::failure` if the mask requires that for the state of the
+    /// stream.
     void end() { m_stream.exceptions(m_mask); }
 
   private:

@@ -9,8 +9,8 @@
 namespace Velmora
 {
 
-/// A regular expression in Perl syntax that finds all its matches in a text and keeps copies of
-/// them, and that replaces them:
+/// A regular expression in Perl syntax. It finds all its matches in a text and keeps copies of
+/// them, or replaces them:
 ///
 ///     Regexx rxx("(\\w+)=(\\w+)");
 ///     rxx.exec("a=1 b=2");            // 2
@@ -19,29 +19,29 @@ namespace Velmora
 /// '^' and '$' match only at the ends of the text, not at its line ends.
 ///
 /// Thread-safety: none; an object belongs to one thread at a time.
-/// Failure: as `BoostRegex`: exceptions.
+/// Failure: throws as `BoostRegex` does.
 class VELMORA_API Regexx
 {
   public:
     struct VELMORA_API Match
     {
-        /// What matched, and where it begins in the text.
+        /// The matched text, and its position in the searched text.
         std::string str;
         unsigned long start = 0;
-        /// What each group of the expression matched, in the order of their opening brackets; empty
-        /// for one that took no part.
+        /// The text of each group of the expression, in the order of the opening parentheses; empty
+        /// for a group that did not take part.
         std::vector<std::string> atom;
     };
 
     /// Compiles an expression.
     explicit Regexx(const char* in_szExpression);
 
-    /// Makes `match` all matches in a text, from left to right, none of which overlap. Gives their
+    /// Sets `match` to all matches in a text, from left to right, without overlap. Returns their
     /// number.
     unsigned long exec(const std::string& in_strText);
 
-    /// A copy of a text with all matches replaced. The replacement is put in as it stands. `match`
-    /// stays as it is.
+    /// Returns a copy of a text with all matches replaced. The replacement is inserted literally.
+    /// `match` is unchanged.
     [[nodiscard]] std::string replace(const std::string& in_strText,
                                       const std::string& in_strReplacement) const;
 

@@ -18,7 +18,7 @@ namespace
 
 constexpr int s_iFirstToClose = 3;
 
-/// The number that a name of digits spells, -1 for any other name.
+/// Returns the number in a name of digits, -1 for any other name.
 int descriptorOf(const char* in_szName)
 {
     int iDescriptor = 0;
@@ -37,10 +37,12 @@ void closeUnless(int in_iDescriptor, int in_iKept)
         close(in_iDescriptor);
 }
 
-/// Closes what the kernel lists as open. Gives false when it lists nothing.
+/// Closes the descriptors that the kernel lists as open. Returns false if they cannot be listed.
+/// The directory is read by system calls, because `opendir` allocates memory, which belongs to the
+/// parent here.
 bool closeListed()
 {
-    // Where the table of descriptors is full, this makes room for the list.
+    // If the table of descriptors is full, this makes room for the list.
     close(s_iFirstToClose);
     const int iList = open("/proc/self/fd", O_RDONLY | O_DIRECTORY);
     if (iList == -1)
@@ -67,19 +69,20 @@ void closeAllButStandard()
 {
     if (close_range(s_iFirstToClose, ~0U, 0) == 0 || closeListed())
         return;
-    // Takes minutes where the limit is unlimited.
+    // Takes minutes if the limit is very high or unlimited.
     for (int i = getdtablesize(); i >= s_iFirstToClose; --i)
         close(i);
 }
 
-/// Gives caught signals their default reaction, as `exec` would a little later: no handler of the
-/// program may run in the child, which works on the parent's memory.
+/// Restores the default handling of caught signals earlier than `exec` would: no handler of the
+/// program may run in the child, because it shares the parent's memory. An ignored SIGCHLD is also
+/// reset.
 void dropHandlers()
 {
     struct sigaction action = {};
     for (int i = 1; i < NSIG; ++i)
     {
-        // The C library keeps two signals to itself and refuses them.
+        // The C library reserves two signals for itself and rejects them.
         if (sigaction(i, nullptr, &action) != 0)
             continue;
         if (action.sa_handler == SIG_DFL || (action.sa_handler == SIG_IGN && i != SIGCHLD))
@@ -101,16 +104,17 @@ void dropHandlers()
 
 } // namespace
 
-// Not inlined: until the child has its own memory it runs on the stack of this function.
+// Not inlined: until the child has its own memory, it runs on the stack of this function.
 [[gnu::noinline]] pid_t startShell(const char* in_szCommand)
 {
     sigset_t all;
     sigset_t former;
+    // No handler may run in the child before `dropHandlers`.
     sigfillset(&all);
     pthread_sigmask(SIG_SETMASK, &all, &former);
-    // The child does nothing but calls to the kernel until the shell takes its place, which is what
-    // `vfork` asks for. `posix_spawn` would not tell a child that there is not from a shell that
-    // there is not.
+    // The child only makes system calls until the shell replaces it, as `vfork` requires.
+    // `posix_spawn` is not used, because its result does not distinguish a child that was not
+    // created from a shell that was not found.
     const pid_t pid = vfork(); // NOLINT(clang-analyzer-security.insecureAPI.vfork)
     if (pid == 0)
         becomeShell(in_szCommand, former); // NOLINT(clang-analyzer-unix.Vfork)

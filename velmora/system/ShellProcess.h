@@ -5,12 +5,13 @@
 namespace Velmora
 {
 
-/// Starts "/bin/sh -c" with a command in a child process, which has the descriptors 0 to 2 and no
-/// other, the signal mask of the caller, and SIGCHLD at its default. A child that cannot start the
-/// shell ends with exit code 1.
+/// Starts "/bin/sh -c" with a command in a child process. The child has the descriptors 0 to 2 and
+/// no others, the signal mask of the caller, and the default handling of SIGCHLD. A child that
+/// cannot start the shell exits with code 1.
 ///
-/// Failure: -1, with `errno`, when there is no child.
-/// Thread-safety: may be called on any thread; only that one waits until the shell has started.
+/// Failure: returns -1 and sets `errno` when the child cannot be created.
+/// Thread-safety: may be called on any thread; only the calling thread waits until the shell has
+/// started.
 [[nodiscard]] pid_t startShell(const char* in_szCommand);
 
 } // namespace Velmora

@@ -16,7 +16,7 @@ namespace
 
 extern "C" void doNothingOnSigChld(int) {}
 
-/// What all guards share, and its life over a fork.
+/// The state that all guards share, and its handling across a fork.
 class SharedState
 {
   public:
@@ -27,6 +27,7 @@ class SharedState
             return;
         struct sigaction action = {};
         action.sa_handler = &doNothingOnSigChld;
+        // System calls of other threads must not fail because a command ends.
         action.sa_flags = SA_RESTART;
         sigaction(SIGCHLD, &action, &s_former);
     }
@@ -43,7 +44,7 @@ class SharedState
   private:
     static void restore() { sigaction(SIGCHLD, &s_former, nullptr); }
 
-    /// The threads that hold guards do not exist in the child.
+    /// The threads with guards do not exist in the child.
     static void startAnewInChild()
     {
         if (s_uiNumGuards != 0)
@@ -51,7 +52,7 @@ class SharedState
         s_uiNumGuards = 0;
     }
 
-    /// Guards what follows. Never destroyed.
+    /// Guards `s_uiNumGuards` and `s_former`. Nothing else runs while it is held. Never destroyed.
     static ACE_Thread_Mutex& mutex()
     {
         static ACE_Thread_Mutex& s_mutex = *new ACE_Thread_Mutex;

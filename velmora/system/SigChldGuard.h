@@ -3,12 +3,12 @@
 namespace Velmora
 {
 
-/// While one lives, the process handles SIGCHLD by a function that does nothing: then children can
-/// be waited for, which where the signal is ignored they cannot. The last of several to go restores
-/// what there was before the first.
+/// While a guard exists, the process handles SIGCHLD by a function that does nothing. If the signal
+/// were ignored, the process could not wait for its children. The last of several guards restores
+/// the handler from before the first.
 ///
-/// Thread-safety: may be used on any thread. A child of `fork` has the signal handled as before the
-/// first guard of its parent.
+/// Thread-safety: may be used on any thread. In a child of `fork` the handler from before the first
+/// guard of its parent is restored.
 class SigChldGuard
 {
   public:

@@ -12,7 +12,8 @@ void SourceText::read(std::streambuf& inout_source)
     std::string strText;
     try
     {
-        // By what the source has at hand, so that an exception comes behind the text before it.
+        // Reads only the available characters at a time, so that the text before an exception is
+        // kept.
         while (inout_source.sgetc() != traits_type::eof())
         {
             std::array<char, 16384> part;

@@ -8,9 +8,9 @@
 namespace Velmora
 {
 
-/// The text of a source, read at once. Reading it again gives what the source gave, an exception at
-/// the end included, without another look at the source: so a source that is slow, or foreign code,
-/// is done with before a lock is taken.
+/// The text of a source, read completely and at once. Reading the buffer returns what the source
+/// returned, including an exception at the end, without accessing the source again. So a slow
+/// source or foreign code is finished before the caller takes a lock.
 ///
 /// Thread-safety: none.
 class SourceText : public std::stringbuf
@@ -18,14 +18,14 @@ class SourceText : public std::stringbuf
   public:
     SourceText() : std::stringbuf(std::ios_base::in) {}
 
-    /// Reads all that the source has.
+    /// Reads the source up to its end or its exception.
     void read(std::streambuf& inout_source);
 
   protected:
     int_type underflow() override;
 
   private:
-    /// What the source threw.
+    /// The exception that the source threw, or null.
     std::exception_ptr m_pThrown;
 };
 

@@ -78,7 +78,7 @@ std::string rtrim(const std::string& in_strText, const std::string& in_strChars)
 std::string& strFindAndReplace(const std::string& in_strFrom, const std::string& in_strTo,
                                std::string& out_strText)
 {
-    // It would be found behind each replacement, without end.
+    // An empty text would be found behind each replacement, without end.
     if (in_strFrom.empty())
         return out_strText;
     for (std::size_t uiPosition = out_strText.find(in_strFrom); uiPosition != std::string::npos;

@@ -10,7 +10,7 @@
 namespace Velmora
 {
 
-/// A hash map of strings by strings, whose code exists once, in this library.
+/// A hash map from strings to strings, whose code exists once, in this library.
 ///
 /// Thread-safety: as a map of the standard library.
 class VELMORA_API StringStringHashMap
@@ -29,15 +29,16 @@ class VELMORA_API StringStringHashMap
     StringStringHashMap& operator=(const StringStringHashMap& in_map);
     StringStringHashMap& operator=(StringStringHashMap&& in_map) noexcept;
 
-    /// Puts an entry in unless its key is there already. Tells where that is, and whether it did.
+    /// Inserts an entry if its key is not in the map. Returns the entry with that key, and whether
+    /// it was inserted.
     std::pair<iterator, bool> insert(const value_type& in_entry);
 
-    /// Takes out the entry of a key. Gives the number of entries taken out, 0 or 1.
+    /// Removes the entry of a key. Returns the number of removed entries, 0 or 1.
     std::size_t erase(const std::string& in_strKey);
-    /// Takes out an entry. Gives the one behind it.
+    /// Removes an entry. Returns the next one.
     iterator erase(iterator in_entry);
 
-    /// The value of a key, which is made with the empty string if it is not there.
+    /// Returns the value of a key. Inserts an empty string if the key is not in the map.
     std::string& operator[](const std::string& in_strKey);
 
     [[nodiscard]] iterator find(const std::string& in_strKey);
@@ -45,7 +46,7 @@ class VELMORA_API StringStringHashMap
 
     void clear();
 
-    /// Makes the table have at least this number of buckets.
+    /// Sets the number of buckets to at least the given number.
     void resize(std::size_t in_uiNumBuckets);
 
     [[nodiscard]] std::size_t size() const { return m_map.size(); }

@@ -21,11 +21,11 @@ class VELMORA_API StringVector
     using const_iterator = std::vector<std::string>::const_iterator;
 
     StringVector();
-    /// Empty strings.
+    /// Constructs `in_uiCount` empty strings.
     explicit StringVector(std::size_t in_uiCount);
-    /// Copies of a string.
+    /// Constructs `in_uiCount` copies of a string.
     StringVector(std::size_t in_uiCount, const std::string& in_strValue);
-    /// One string.
+    /// Constructs one string.
     explicit StringVector(const std::string& in_strValue);
     StringVector(const StringVector& in_vector);
     StringVector(StringVector&& in_vector) noexcept;

@@ -13,10 +13,11 @@ namespace
 
 constexpr unsigned long s_uiSmallestSize = 128;
 constexpr unsigned long s_uiDefaultMaxSize = 4096;
-/// The longest text whose length an int holds, and its terminator.
+/// The largest length that an int can hold, plus the terminator.
 constexpr unsigned long s_uiLargestSize = 1UL + std::numeric_limits<int>::max();
 
-/// Formats into a string of this size. A list of arguments can be read once, so it takes a copy.
+/// Formats into a string of this size. Uses a copy of the arguments, because they can be read only
+/// once.
 [[gnu::format(printf, 3, 0)]] bool formatIntoSize(std::string& out_strText, unsigned long in_uiSize,
                                                   const char* in_szFormat, std::va_list in_args)
 {

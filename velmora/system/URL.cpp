@@ -17,7 +17,7 @@ bool isHexDigit(char in_character)
            (in_character >= 'A' && in_character <= 'F');
 }
 
-/// Whether a '%' at this position begins the code of a byte.
+/// Returns whether a '%' at this position begins an encoded byte.
 bool isByteAt(const std::string& in_strText, std::size_t in_uiPosition)
 {
     return in_strText.size() - in_uiPosition > 2 && isHexDigit(in_strText[in_uiPosition + 1]) &&
@@ -34,7 +34,7 @@ char byteAt(const std::string& in_strText, std::size_t in_uiPosition)
 
 void URL::decode(const std::string& in_strEncoded, std::string& out_strDecoded)
 {
-    // Apart from the output, which may be the input.
+    // Built apart from the output, which may be the input.
     std::string strDecoded;
     strDecoded.reserve(in_strEncoded.size());
     for (std::size_t i = 0; i < in_strEncoded.size(); ++i)

@@ -7,14 +7,14 @@
 namespace Velmora
 {
 
-/// Work on the text of URLs.
+/// Functions on the text of URLs.
 ///
 /// Thread-safety: all operations may be called on any thread.
 class VELMORA_API URL
 {
   public:
-    /// Decodes a part of a URL: '+' stands for a blank, '%' and two hexadecimal digits for the byte
-    /// that they spell. Any other '%' stands for itself. Cannot fail.
+    /// Decodes a part of a URL: '+' becomes a blank, and '%' with two hexadecimal digits becomes
+    /// the byte with that value. Any other '%' stays. Never fails. Both strings may be the same.
     static void decode(const std::string& in_strEncoded, std::string& out_strDecoded);
 };
 

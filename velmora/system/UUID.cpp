@@ -18,7 +18,7 @@ namespace Velmora
 namespace
 {
 
-/// A permutation of the numbers of 32 bits that leaves 0 where it is and scatters the others.
+/// A permutation of the 32-bit numbers that maps 0 to itself and scatters the others.
 std::uint32_t scatter(std::uint32_t in_uiNumber)
 {
     in_uiNumber ^= in_uiNumber >> 16;
@@ -39,8 +39,8 @@ class UUIDForkHandler
     static bool install() { return pthread_atfork(nullptr, nullptr, &leaveParentsNumbers) == 0; }
 
   private:
-    /// Since a process id is not 0, neither is what is added; and since no two ids become the same
-    /// number, no two children of a process go on from the same one.
+    /// A process id is not 0, so the number that is added is not 0 either. Different ids give
+    /// different numbers, so no two children of a process continue from the same one.
     static void leaveParentsNumbers()
     {
         UUID::s_uiCounter.fetch_add(scatter(static_cast<std::uint32_t>(getpid())),
@@ -53,7 +53,8 @@ namespace
 
 [[maybe_unused]] const bool s_bForkHandlerInstalled = UUIDForkHandler::install();
 
-/// A child that is forked while another thread is inside `rand` would wait for it without end.
+/// Without the pass, a child that is forked while another thread is in `rand` would wait for its
+/// lock forever.
 int randomOutsideForks()
 {
     const ProcessGate::Pass pass;

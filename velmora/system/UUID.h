@@ -10,25 +10,25 @@
 namespace Velmora
 {
 
-/// An identifier for this program's own use, made anew by each construction; it has nothing to do
-/// with the published UUID formats. Its text is four decimal numbers, as in
-/// "1700000000-123456-1804289383-0": the seconds and microseconds of its making, a value of
+/// An identifier for this program's own use. Each construction makes a new one. It is not related
+/// to the published UUID formats. Its text is four decimal numbers, as in
+/// "1700000000-123456-1804289383-0": the seconds and microseconds of its construction, a value of
 /// `rand()`, which is never seeded here, and a running number.
 ///
-/// No two objects of a process are alike until 2^32 have been made within a microsecond, whatever
-/// threads make them. The child of a `fork` has the clock and the random numbers of its parent, so
-/// its running numbers go on from another number, which its process id decides: neither its parent
-/// nor another child of that makes the same identifiers.
+/// All objects of a process differ, unless 2^32 are made within one microsecond, on whatever
+/// threads. The child of a `fork` has the clock and the random numbers of its parent. Its running
+/// numbers therefore continue from another number, which depends on its process id: neither its
+/// parent nor another child of the parent makes the same identifiers.
 ///
 /// Thread-safety: objects may be made on any thread; each belongs to one thread at a time. A fork
-/// waits while one is made.
-/// Failure: -1 seconds and 0 microseconds when the time cannot be had.
+/// waits while an object is constructed.
+/// Failure: -1 seconds and 0 microseconds if the time is not available.
 class VELMORA_API UUID
 {
   public:
     UUID();
 
-    /// Replaces the string by the text.
+    /// Sets the string to the text of the identifier.
     void convertTo(std::string& out_strText) const;
     operator std::string() const;
 

@@ -10,11 +10,11 @@
 namespace Velmora
 {
 
-/// Writes to a stream of this library's own what must not be cut short: a value, an identifier.
-/// A stream that runs out of memory keeps what fitted and only sets its state.
+/// Writes a value or an identifier, which must not be truncated, to one of the library's own
+/// streams. A stream without memory keeps the part that fitted and only sets its state.
 ///
-/// Failure: throws `std::bad_alloc` without memory for all of it. Anything else that makes the
-/// stream bad, such as a null text, cuts the text short as ever.
+/// Failure: throws `std::bad_alloc` if there is no memory for the whole text. Any other cause of a
+/// bad stream, such as a null text, truncates the text as usual.
 template <class Write>
 void writeWhole(std::ostream& inout_stream, Write in_write)
 {
@@ -30,7 +30,7 @@ void writeWhole(std::ostream& inout_stream, Write in_write)
     inout_stream.exceptions(std::ios_base::goodbit);
 }
 
-/// What is written to a stream with this locale.
+/// Returns the text that `in_write` writes to a stream with this locale.
 /// Failure: as `writeWhole`.
 template <class Write>
 std::string wholeText(const std::locale& in_locale, Write in_write)
@@ -41,7 +41,7 @@ std::string wholeText(const std::locale& in_locale, Write in_write)
     return std::move(stream).str();
 }
 
-/// The same with the locale of the process.
+/// Does the same with the locale of the process.
 template <class Write>
 std::string wholeText(Write in_write)
 {
