@@ -1,5 +1,5 @@
-// Releases memory wrongly in a process whose memory is accounted, with an appender that itself
-// allocates and releases accounted memory on each line. Writes the lines to standard output.
+// Releases memory wrongly in a process whose memory is accounted. Its appender allocates and
+// releases accounted memory for each line, and writes the lines to standard output.
 
 #include "tests/support/CallbackAppender.h"
 #include "velmora/logging/Logger.h"
@@ -18,7 +18,7 @@ namespace
 
 using namespace Velmora;
 
-void tellLine(const std::string& in_strText)
+void printLine(const std::string& in_strText)
 {
     void* const pMemory = DefaultStaticMemAllocator::allocate(24, "appender");
     char* const szCopy = NoSizeMemAllocator::strdup(in_strText.c_str(), "appender");
@@ -33,7 +33,7 @@ int main()
 {
     log4cplus::Logger::getDefaultHierarchy().resetConfiguration();
     log4cplus::Logger::getRoot().setLogLevel(WARN_LOG_LEVEL);
-    const Test::CallbackAppender appender(&tellLine);
+    const Test::CallbackAppender appender(&printLine);
 
     void* pMemory = DefaultStaticMemAllocator::allocate(24, "owner");
     std::cout << "released twice: " << pMemory << '\n';

@@ -1,4 +1,4 @@
-// Tells whether the memory of this process is accounted, and whether it is at work so.
+// Prints whether the memory of this process is accounted, and checks it by allocations.
 
 #include "velmora/logging/Logger.h"
 #include "velmora/memory/DefaultStaticMemAllocator.h"
@@ -15,7 +15,7 @@ namespace
 
 using namespace Velmora;
 
-void tellAccount(const char* in_szWhen, const char* in_szName)
+void printAccount(const char* in_szWhen, const char* in_szName)
 {
     MemAccountInfo info;
     if (StaticAccountMemAllocator::getMemAccountInfo(in_szName, info))
@@ -24,7 +24,7 @@ void tellAccount(const char* in_szWhen, const char* in_szName)
         std::cout << in_szWhen << " no account " << in_szName << '\n';
 }
 
-/// How many chunks of 104 bytes were given so far.
+/// Returns the number of chunks of 104 bytes that were handed out without an account.
 auto chunksWithoutAccount()
 {
     return StaticMemAllocator::getAllocator()->getStats(12).uiNumChunkAlloc;
@@ -43,14 +43,14 @@ int main()
 
     const auto uiChunksBefore = chunksWithoutAccount();
     void* const pMemory = DefaultStaticMemAllocator::allocate(100, "sized");
-    tellAccount("allocated:", "sized");
+    printAccount("allocated:", "sized");
     DefaultStaticMemAllocator::deallocate(pMemory, 100, "sized");
-    tellAccount("released:", "sized");
+    printAccount("released:", "sized");
 
     void* const pNoSize = NoSizeMemAllocator::allocate(100, "unsized");
-    tellAccount("allocated:", "unsized");
+    printAccount("allocated:", "unsized");
     NoSizeMemAllocator::deallocate(pNoSize, "unsized");
-    tellAccount("released:", "unsized");
+    printAccount("released:", "unsized");
 
     std::cout << "chunks of 104 bytes without account: " << chunksWithoutAccount() - uiChunksBefore
               << '\n'

@@ -1,5 +1,5 @@
-// Closes the ACE object manager itself at the end of main; then static destructors release what was
-// allocated before, and allocate and release more. Writes what they see to standard output.
+// Closes the ACE object manager at the end of main. Static destructors then release memory that was
+// allocated before, and allocate and release more. Prints the results.
 
 #include "velmora/logging/Logger.h"
 #include "velmora/memory/DefaultStaticMemAllocator.h"
@@ -24,11 +24,11 @@ using namespace Velmora;
 
 constexpr const char* s_szAccount = "test";
 
-// Around the largest chunk, with and without either header of 16 bytes.
+// Sizes around the largest chunk, without a header and with one or two of 16 bytes.
 const std::vector<std::size_t> s_sizes{1,   8,   24,  224, 225, 239, 240,
                                        241, 255, 256, 257, 272, 273, 5000};
 
-/// Blocks of each size from each of the front ends.
+/// Blocks of each size from each static allocator.
 class Blocks
 {
   public:
@@ -59,14 +59,14 @@ class Blocks
         }
     }
 
-    /// Once the exit list has destroyed the allocators.
+    /// Releases the blocks when the exit list has destroyed the allocators.
     void releaseAfterExitList()
     {
         releaseSized();
         releaseUnsized(DefaultStaticMemAllocator::isAccountingMemory() ? 225 : 241);
     }
 
-    /// Leaves smaller ones alone, whose headers may have gone with their allocator.
+    /// Skips smaller blocks, whose headers may have been freed with their allocator.
     void releaseUnsized(std::size_t in_uiFromSize)
     {
         for (std::size_t uiIndex = 0; uiIndex < s_sizes.size(); ++uiIndex)
@@ -83,7 +83,7 @@ class Blocks
     std::vector<void*> m_default, m_plain, m_accounted, m_noSize, m_perThread;
 };
 
-void tellStateOfAllocators()
+void printStateOfAllocators()
 {
     MemAccountInfo info;
     MemAccountInfoHash hash;
@@ -109,21 +109,21 @@ struct InStatics
 
     ~InStatics()
     {
-        tellStateOfAllocators();
-        tellWhetherReleasingOldChunksTouchesNewMemory();
+        printStateOfAllocators();
+        printWhetherReleasingOldChunksTouchesNewMemory();
         m_old.releaseAfterExitList();
         useMemory();
         std::thread(&InStatics::useMemory).join();
         StaticMemAllocator::initializeClass();
         StaticAccountMemAllocator::initializeClass();
         StaticPerThreadMemAllocator::initializeClass();
-        tellStateOfAllocators();
-        tellNulls();
+        printStateOfAllocators();
+        printNulls();
         std::cout << "end" << std::endl;
     }
 
-    /// New memory may lie where a chunk lay that is released only now.
-    void tellWhetherReleasingOldChunksTouchesNewMemory()
+    /// New memory may have the address of an old chunk that is released only now.
+    void printWhetherReleasingOldChunksTouchesNewMemory()
     {
         std::vector<char*> fresh;
         for (std::size_t uiBlock = 0; uiBlock < 2 * m_oldChunks.size(); ++uiBlock)
@@ -158,7 +158,7 @@ struct InStatics
         fresh.releaseUnsized(0);
     }
 
-    static void tellNulls()
+    static void printNulls()
     {
         std::cout << "for no bytes " << DefaultStaticMemAllocator::allocate(0, s_szAccount) << ' '
                   << StaticMemAllocator::allocate(0, s_szAccount) << ' '
@@ -175,7 +175,7 @@ struct InStatics
     std::vector<void*> m_oldChunks = std::vector<void*>(1000);
 };
 
-/// A thread that has used the allocators when the exit list runs, and ends after it.
+/// A thread that has used the allocators before the exit list runs, and ends after it.
 class LastingThread
 {
   public:
@@ -212,9 +212,9 @@ int main()
     Logger().setLogLevel(FATAL_LOG_LEVEL);
     const LastingThread thread;
     static InStatics s_inStatics;
-    tellStateOfAllocators();
+    printStateOfAllocators();
     const int iResult = ACE_Object_Manager::instance()->fini();
-    // Both lead past the chunks of the allocator that has gone.
+    // An empty and full magazine never uses the chunks of the destroyed allocator.
     const Magazine& magazine = ThreadCaches::defaultMagazine(0);
     std::cout << "inline way empty " << magazine.isEmpty() << ", full " << magazine.isFull()
               << '\n';

@@ -1,4 +1,4 @@
-// Ends while detached threads sleep that have allocated before.
+// Ends while detached threads are asleep that have allocated memory before.
 //
 // detachedthreads return|exit
 
@@ -19,7 +19,7 @@ using Velmora::StaticMemAllocator;
 constexpr int s_iThreads = 3;
 std::latch s_allocated{s_iThreads};
 
-/// Leaves one block in use; the rest goes to the thread's own free chunks.
+/// Leaves one block in use; the others go to the thread's own free chunks.
 void allocateAndSleep()
 {
     for (int iBlock = 0; iBlock < 10; ++iBlock)

@@ -1,5 +1,5 @@
-// Allocates until the limit of its address space, of each size class and beyond, and reports what
-// the allocators and the containers do then.
+// Allocates up to the limit of its address space, in each size class and beyond, and prints how the
+// allocators and the containers fail.
 
 #include "velmora/config/ParameterTrie.h"
 #include "velmora/logging/Logger.h"
@@ -24,7 +24,8 @@ using namespace Velmora;
 
 constexpr const char* s_szAccount = "exhausted";
 
-/// A block begins with the address of the one before it, so that remembering them takes no memory.
+/// A block begins with the address of the previous block, so that the list of blocks takes no
+/// memory.
 struct Block
 {
     Block* pBefore;
@@ -37,7 +38,7 @@ MemAccountInfo account()
     return bFound ? info : MemAccountInfo();
 }
 
-/// Gives how many blocks there were.
+/// Allocates blocks until there is no memory, and releases them. Returns their number.
 long exhaust(std::size_t in_uiSize)
 {
     const std::int32_t iBefore = isMemAccountingForced() ? account().iBalance : 0;
@@ -63,7 +64,7 @@ long exhaust(std::size_t in_uiSize)
 }
 
 template <class Function>
-void tell(const char* in_szWhat, Function in_function)
+void printOutcome(const char* in_szWhat, Function in_function)
 {
     try
     {
@@ -91,36 +92,36 @@ void limitAddressSpace()
 
 void exhaustContainers()
 {
-    tell("vector",
-         []
-         {
-             LMVector<std::array<char, 1000>> vector;
-             for (std::size_t uiCapacity = 1; uiCapacity < 1000000; uiCapacity *= 2)
-                 vector.reserve(uiCapacity);
-         });
-    tell("trie",
-         []
-         {
-             ParameterTrie trie;
-             ParameterValue value;
-             value = std::string(10000, 'x').c_str();
-             std::string strName = "name.";
-             for (int i = 0; i < 10000; ++i)
-                 trie.setParameter((strName + std::to_string(i)).c_str(), value);
-         });
-    tell("value",
-         []
-         {
-             const std::string strLong(10 * 1024 * 1024, 'x');
-             std::array<ParameterValue, 10> values;
-             for (ParameterValue& value : values)
-                 value = strLong.c_str();
-         });
+    printOutcome("vector",
+                 []
+                 {
+                     LMVector<std::array<char, 1000>> vector;
+                     for (std::size_t uiCapacity = 1; uiCapacity < 1000000; uiCapacity *= 2)
+                         vector.reserve(uiCapacity);
+                 });
+    printOutcome("trie",
+                 []
+                 {
+                     ParameterTrie trie;
+                     ParameterValue value;
+                     value = std::string(10000, 'x').c_str();
+                     std::string strName = "name.";
+                     for (int i = 0; i < 10000; ++i)
+                         trie.setParameter((strName + std::to_string(i)).c_str(), value);
+                 });
+    printOutcome("value",
+                 []
+                 {
+                     const std::string strLong(10 * 1024 * 1024, 'x');
+                     std::array<ParameterValue, 10> values;
+                     for (ParameterValue& value : values)
+                         value = strLong.c_str();
+                 });
 }
 
 } // namespace
 
-// With a size in bytes, takes blocks of it twice; with none, fills containers.
+// With a size in bytes, exhausts memory with such blocks twice; without one, fills containers.
 int main(int argc, char** argv)
 {
     Logger().setLogLevel(WARN_LOG_LEVEL);
@@ -138,6 +139,6 @@ int main(int argc, char** argv)
     constexpr std::size_t uiHuge = 64 * 1024 * 1024;
     std::cout << (NoSizeMemAllocator::allocate(uiHuge, s_szAccount) == nullptr ? "null" : "memory")
               << '\n';
-    // What was given back is there again.
+    // The released memory is available again.
     std::cout << (exhaust(uiSize) >= lBlocks / 2 ? "null" : "too early") << '\n';
 }

@@ -1,10 +1,10 @@
-// Leaves memory behind in both allocators of the process, for the report at exit.
+// Leaves memory allocated in both allocators of the process, for the report at exit.
 //
 // exitreport nothing|console|appender|per-thread
 //
-// With "nothing", only what the library itself has used is reported.
+// With "nothing", only the memory of the library itself is reported.
 // With "per-thread", it leaves memory in one of the allocators that threads share instead.
-// With "appender", the report goes through an appender that itself allocates and releases.
+// With "appender", an appender that itself allocates and releases gets the report.
 
 #include "tests/support/CallbackAppender.h"
 #include "velmora/logging/Logger.h"
@@ -28,7 +28,7 @@ using namespace Velmora;
 
 void* s_pOldMemory = nullptr;
 
-void tellLine(const std::string& in_strText)
+void printLine(const std::string& in_strText)
 {
     void* const pMemory = DefaultStaticMemAllocator::allocate(in_strText.size(), "appender");
     std::memcpy(pMemory, in_strText.data(), in_strText.size());
@@ -49,7 +49,7 @@ void leaveMemory()
                                           "returned");
 }
 
-/// Threads that end before the process does.
+/// Runs threads that end before the process does.
 void allocateAndReleaseOnThreads()
 {
     std::vector<void*> memory(100);
@@ -73,7 +73,7 @@ void allocateAndReleaseOnThreads()
 void leaveMemoryPerThread()
 {
     static_cast<void>(StaticPerThreadMemAllocator::allocate(24, "ignored"));
-    // This one is released by a thread that has another allocator, if not the same.
+    // The thread that releases it may have another allocator.
     void* const pMemory = StaticPerThreadMemAllocator::allocate(100, "ignored");
     std::thread([pMemory] { StaticPerThreadMemAllocator::deallocate(pMemory, 100, "ignored"); })
         .join();
@@ -101,7 +101,7 @@ int main(int argc, char** argv)
     s_pOldMemory = DefaultStaticMemAllocator::allocate(16, "appender");
     log4cplus::Logger::getDefaultHierarchy().resetConfiguration();
     log4cplus::Logger::getRoot().setLogLevel(WARN_LOG_LEVEL);
-    static const Test::CallbackAppender* const s_pAppender = new Test::CallbackAppender(&tellLine);
+    static const Test::CallbackAppender* const s_pAppender = new Test::CallbackAppender(&printLine);
     leaveMemory();
     return s_pAppender != nullptr ? 0 : 1;
 }

@@ -1,5 +1,5 @@
-// Forks once while another thread sleeps that has allocated and has free chunks of its own. The
-// child and then the parent end, each with the report of its exit.
+// Forks once while another thread is asleep that has allocated memory and has free chunks of its
+// own. The child and then the parent exit, each with its report.
 
 #include "velmora/memory/StaticMemAllocator.h"
 
@@ -10,8 +10,8 @@
 #include <latch>
 #include <thread>
 
-// The child has a copy of what the thread of its parent held, but not the thread: to it, that looks
-// leaked.
+// The child has a copy of the memory of its parent's thread, but not the thread. The sanitizer
+// would report that memory as leaked.
 extern "C" [[gnu::visibility("default")]] const char* __asan_default_options()
 {
     return "detect_leaks=0";

@@ -1,11 +1,11 @@
-// Forks again and again while other threads allocate heavily and come and go. Each child allocates
-// and ends at once through exit().
+// Forks repeatedly while other threads allocate heavily, start and end. Each child allocates and
+// exits at once.
 //
 // forks <number of forks> main|thread|threads|chunks
 //
-// With "thread", it forks on another thread than the main one. With "threads", a child has threads
-// of its own that allocate. With "chunks", the threads stay, and once all have warmed up they call
-// no malloc.
+// With "thread", it forks on a thread other than the main one.
+// With "threads", each child has threads of its own that allocate.
+// With "chunks", the threads stay, and do not call malloc once all of them have warmed up.
 
 #include "velmora/logging/Logger.h"
 #include "velmora/memory/DefaultStaticMemAllocator.h"
@@ -27,8 +27,8 @@
 #include <thread>
 #include <vector>
 
-// A child has copies of what the threads of its parent held, but not the threads: to it, all of
-// that looks leaked.
+// The child has a copy of the memory of its parent's threads, but not the threads. The sanitizer
+// would report that memory as leaked.
 extern "C" [[gnu::visibility("default")]] const char* __asan_default_options()
 {
     return "detect_leaks=0";
@@ -44,8 +44,8 @@ using Velmora::StaticPerThreadMemAllocator;
 constexpr std::size_t s_uiLargestInChunk = 200;
 constexpr std::size_t s_uiLargest = 400;
 
-/// Gets and releases blocks of up to the given size, enough to fill and empty magazines. Calls no
-/// malloc itself. False when a block is handed out twice.
+/// Allocates and releases blocks of up to the given size, enough to fill and empty magazines. Does
+/// not call malloc itself. Returns false if a block is handed out twice.
 bool useMemory(unsigned in_uiSeed, std::size_t in_uiLargest)
 {
     std::minstd_rand random(in_uiSeed);
@@ -71,7 +71,7 @@ bool useMemory(unsigned in_uiSeed, std::size_t in_uiLargest)
     return bDistinct;
 }
 
-/// What a child does; gives its exit code.
+/// Does the work of a child. Returns its exit code.
 int live(const std::string& in_strHow)
 {
     const std::size_t uiLargest = in_strHow == "chunks" ? s_uiLargestInChunk : s_uiLargest;
@@ -88,8 +88,8 @@ int live(const std::string& in_strHow)
     return bDistinct ? 0 : 3;
 }
 
-/// Gives the status of the last child. A child that does not end well is the last.
-int forkAgainAndAgain(int in_iForks, const std::string& in_strHow)
+/// Forks until a child fails, at most `in_iForks` times. Returns the status of the last child.
+int forkRepeatedly(int in_iForks, const std::string& in_strHow)
 {
     int iStatus = 0;
     int iForks = 0;
@@ -107,7 +107,7 @@ int forkAgainAndAgain(int in_iForks, const std::string& in_strHow)
     return iStatus;
 }
 
-/// The threads that allocate while the process forks.
+/// Threads that allocate while the process forks.
 class Workers
 {
   public:
@@ -162,8 +162,8 @@ int main(int argc, char** argv)
 
     int iStatus = 0;
     if (strHow == "thread")
-        std::thread([&] { iStatus = forkAgainAndAgain(iForks, strHow); }).join();
+        std::thread([&] { iStatus = forkRepeatedly(iForks, strHow); }).join();
     else
-        iStatus = forkAgainAndAgain(iForks, strHow);
+        iStatus = forkRepeatedly(iForks, strHow);
     return iStatus == 0 ? 0 : 1;
 }

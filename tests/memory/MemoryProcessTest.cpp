@@ -25,13 +25,13 @@ using Environment = std::vector<std::pair<std::string, std::string>>;
 
 const Environment s_accounting{{"VELMORA_MEM_ACCOUNTING", "1"}};
 
-/// Runs a program that must end with the given exit code and without complaint, and gives the lines
-/// that it wrote.
+/// Runs a program that must end with the given exit code and without standard error. Returns the
+/// lines of its output.
 std::vector<std::string> linesOfRun(const std::string& in_strProgram,
                                     const std::vector<std::string>& in_arguments = {},
                                     const Environment& in_environment = {}, int in_iExitCode = 0)
 {
-    // Forks are slow in an instrumented program, and slower beside threads that never pause.
+    // Forks are slow in an instrumented program, in particular with threads that never pause.
     const HelperResult result =
         runHelper(in_strProgram, in_arguments, in_environment, std::chrono::seconds(250));
     EXPECT_FALSE(result.bTimedOut);
@@ -50,7 +50,7 @@ void expectNoAccounting(const Environment& in_environment)
                             "chunks of 104 bytes without account: 1", "initialized 1"));
 }
 
-/// The state of an account; its number depends on how many the library itself has.
+/// Matches the state of an account. Its number depends on the number of accounts of the library.
 testing::Matcher<std::string> accountLine(const std::string& in_strBegin, int in_iBytes,
                                           int in_iMaxBytes)
 {
@@ -70,7 +70,7 @@ void expectAccounting(const Environment& in_environment)
                             "chunks of 104 bytes without account: 0", "initialized 1"));
 }
 
-/// How often a size class of an allocator gave a chunk and took one.
+/// The number of chunks that a size class handed out and took back.
 struct Counts
 {
     int iAlloc = 0;
@@ -79,8 +79,7 @@ struct Counts
 
 using CountsBySize = std::map<int, Counts>;
 
-/// The report of the allocators without the lines that tell how many blocks there are, which depend
-/// on the turns that threads take.
+/// Removes the lines with the number of blocks, which depends on the scheduling of the threads.
 std::vector<std::string> withoutBlocks(std::vector<std::string> in_lines)
 {
     std::erase_if(in_lines, [](const std::string& in_strLine)
@@ -88,8 +87,8 @@ std::vector<std::string> withoutBlocks(std::vector<std::string> in_lines)
     return in_lines;
 }
 
-/// What the library itself has used of the allocator without accounts at the end of a process, all
-/// of which is back.
+/// Returns the chunks that the library itself has used at the end of a process, in the allocator
+/// without accounts. All of them must have been released.
 CountsBySize usedByLibrary()
 {
     CountsBySize result;
@@ -99,7 +98,7 @@ CountsBySize usedByLibrary()
     {
         std::sscanf(line.c_str(), "DEBUG - Allocation stats for %d bytes", &iChunkSize);
         iAllocators += line == "DEBUG - Allocation stats for 8 bytes ChunkAllocator" ? 1 : 0;
-        // The one with accounts reports first.
+        // The allocator with accounts reports first.
         if (iAllocators < 2)
             continue;
         std::sscanf(line.c_str(), "Num chunk alloc = %d", &result[iChunkSize].iAlloc);
@@ -111,8 +110,8 @@ CountsBySize usedByLibrary()
     return result;
 }
 
-/// Appends what an allocator reports when it dies: what the library has used, and the program's
-/// own.
+/// Appends the report of an allocator on its destruction: the counts of the library plus those of
+/// the program.
 void appendReport(std::vector<std::string>& out_lines, const CountsBySize& in_own,
                   const CountsBySize& in_library = {})
 {
@@ -135,7 +134,7 @@ void appendReport(std::vector<std::string>& out_lines, const CountsBySize& in_ow
     }
 }
 
-/// Without the lines about what the library itself holds while it is at work.
+/// Removes the lines about the memory that the library itself holds.
 std::vector<std::string> withoutAccountsOfLibrary(std::vector<std::string> in_lines)
 {
     std::erase_if(in_lines,
@@ -151,7 +150,7 @@ std::vector<std::string> withoutAccountsOfLibrary(std::vector<std::string> in_li
     return in_lines;
 }
 
-/// Runs a program that forks so many times in the given way.
+/// Runs a program that forks the given number of times in the given way.
 void expectForks(const std::string& in_strForks, const std::string& in_strHow,
                  const Environment& in_environment = {})
 {
@@ -159,7 +158,7 @@ void expectForks(const std::string& in_strForks, const std::string& in_strHow,
                 ElementsAre(in_strForks + " forks, last child ended with status 0"));
 }
 
-/// The same with threads that call malloc.
+/// Does the same with threads that call malloc.
 void expectForksWithMalloc(const std::string& in_strForks, const std::string& in_strHow,
                            const Environment& in_environment = {})
 {
@@ -169,7 +168,7 @@ void expectForksWithMalloc(const std::string& in_strForks, const std::string& in
     expectForks(in_strForks, in_strHow, in_environment);
 }
 
-/// An address in a pattern.
+/// A regular expression for an address.
 const std::string s_strAddress = "0x[0-9a-f]+";
 
 } // namespace
@@ -203,7 +202,7 @@ TEST(MemAccounting, IsOnForAValueThatOnlyBeginsOrEndsLikeFalse)
     expectAccounting({{"VELMORA_MEM_ACCOUNTING", "false "}});
 }
 
-TEST(MemAccounting, FaultsAreToldAlsoByAnAppenderThatAllocates)
+TEST(MemAccounting, FaultsAreReportedAlsoByAnAppenderThatAllocates)
 {
     EXPECT_THAT(
         withoutAccountsOfLibrary(
@@ -242,7 +241,7 @@ TEST(MemoryAtExit, TheAllocatorsThatThreadsShareReportBeforeTheOthers)
     const std::vector<std::string> lines =
         linesOfRun(VELMORA_HELPER_MEMORY_EXIT_REPORT, {"per-thread"});
     const std::string strFirst = "DEBUG - Allocation stats for 8 bytes ChunkAllocator";
-    // Sixteen of them, the one with accounts, and the one without.
+    // Sixteen per-thread allocators, the one with accounts, and the one without.
     EXPECT_EQ(18, std::count(lines.begin(), lines.end(), strFirst));
     std::vector<std::string> leaks = lines;
     std::erase_if(leaks, [](const std::string& in_strLine)
@@ -342,7 +341,7 @@ TEST(MemoryOverFork, AChildMayHaveThreadsOfItsOwnWithAccountedMemory)
 
 #if !VELMORA_ADDRESS_SANITIZER && !VELMORA_THREAD_SANITIZER
 
-// Sanitizers take more address space than a limit leaves.
+// Sanitizers need more address space than the limit leaves.
 
 TEST(MemoryAtItsLimit, IsNullFromAnAllocator)
 {

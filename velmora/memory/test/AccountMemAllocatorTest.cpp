@@ -40,7 +40,7 @@ std::uint64_t& accountIdOf(void* in_pMemory) { return static_cast<std::uint64_t*
 
 std::uint64_t& magicOf(void* in_pMemory) { return static_cast<std::uint64_t*>(in_pMemory)[-1]; }
 
-/// The class of the chunk that a block for so many bytes of the caller comes from.
+/// Returns the class of the chunk for a block of `in_uiSize` bytes and its header.
 std::size_t classFor(std::size_t in_uiSize) { return (in_uiSize + 16 + 7) / 8 - 1; }
 
 std::string addressText(const void* in_pMemory)
@@ -95,7 +95,7 @@ MemAccountInfo info(std::uint64_t in_uiAccountId, std::int32_t in_iBalance,
     return result;
 }
 
-/// Tests of one allocator, with the log captured from its birth on.
+/// Tests one allocator. Captures the log from its construction on.
 class AccountMemAllocatorTest : public testing::Test
 {
   protected:
@@ -120,7 +120,8 @@ class AccountMemAllocatorTest : public testing::Test
     std::optional<AccountMemAllocator> m_allocator{std::in_place, Logger(s_szLogger), true};
 };
 
-/// The same with an appender that itself allocates and releases on each line, and makes an account.
+/// The same with an appender that allocates and releases for each line, and thereby makes an
+/// account.
 class AccountMemAllocatorWithAllocatingAppender : public AccountMemAllocatorTest
 {
   protected:
@@ -248,7 +249,7 @@ TEST_F(AccountMemAllocatorTest, OverwritesTheHeaderBeforeTheBlockGoesBack)
 {
     void* const pMemory = allocate(100, "test");
     std::vector<std::uint64_t> header;
-    // The first word is soon used for the list of free chunks; this line comes before that.
+    // The free list soon overwrites the first word; this line is logged before that.
     const CallbackAppender appender(
         [&](const std::string& in_strText)
         {
@@ -452,7 +453,7 @@ TEST_F(AccountMemAllocatorTest, ReleasingWithANullNameCreditsTheAccountSilently)
     EXPECT_THAT(m_log.lines(), IsEmpty());
 }
 
-TEST_F(AccountMemAllocatorTest, ReleasingWithAnotherNameTellsSoAndCreditsTheAccountOfOrigin)
+TEST_F(AccountMemAllocatorTest, ReleasingWithAnotherNameReportsItAndCreditsTheAccountOfOrigin)
 {
     static_cast<void>(allocate(5, "passed"));
     void* const pMemory = allocate(10, "owner");
@@ -463,7 +464,7 @@ TEST_F(AccountMemAllocatorTest, ReleasingWithAnotherNameTellsSoAndCreditsTheAcco
     EXPECT_EQ(1U, m_allocator->getStats(classFor(10)).uiNumChunkDealloc);
 }
 
-TEST_F(AccountMemAllocatorTest, ReleasingAChunkTwiceTellsAnInvalidIdAndTouchesNothing)
+TEST_F(AccountMemAllocatorTest, ReleasingAChunkTwiceReportsAnInvalidIdAndTouchesNothing)
 {
     void* const pMemory = allocate(10, "test");
     deallocate(pMemory, 10, "test");
@@ -478,7 +479,7 @@ TEST_F(AccountMemAllocatorTest, ReleasingAChunkTwiceTellsAnInvalidIdAndTouchesNo
     EXPECT_NE(pMemory, allocate(10, "test")) << "the free list must have it once";
 }
 
-TEST_F(AccountMemAllocatorTest, ReleasingAChunkTwiceIsToldWhereverItIsAmongTheFreeOnes)
+TEST_F(AccountMemAllocatorTest, ReleasingAChunkTwiceIsReportedWhereverItIsAmongTheFreeOnes)
 {
     std::vector<void*> chunks(200);
     for (void*& pChunk : chunks)
@@ -499,7 +500,7 @@ TEST_F(AccountMemAllocatorTest, ReleasingAChunkTwiceIsToldWhereverItIsAmongTheFr
     EXPECT_EQ(std::set<void*>(chunks.begin(), chunks.end()), again);
 }
 
-TEST_F(AccountMemAllocatorTest, ReleasingMemoryWithAnInvalidIdTellsItAndDoesNotFreeTheBlock)
+TEST_F(AccountMemAllocatorTest, ReleasingMemoryWithAnInvalidIdReportsItAndDoesNotFreeTheBlock)
 {
     void* const pMemory = allocate(10, "test");
     accountIdOf(pMemory) = 1;
@@ -517,7 +518,7 @@ TEST_F(AccountMemAllocatorTest, ReleasingMemoryWithAnInvalidIdTellsItAndDoesNotF
     EXPECT_THAT(m_log.lines(), IsEmpty());
 }
 
-TEST_F(AccountMemAllocatorTest, AnInvalidIdIsToldBeforeABrokenMagic)
+TEST_F(AccountMemAllocatorTest, AnInvalidIdIsReportedBeforeABrokenMagic)
 {
     void* const pMemory = allocate(10, "test");
     accountIdOf(pMemory) = 12345678901234567890U;
@@ -541,7 +542,7 @@ TEST_F(AccountMemAllocatorTest, ABrokenMagicTripsAnAssertionAndTheReleaseGoesOn)
     EXPECT_EQ(pMemory, allocate(10, "test"));
 }
 
-TEST_F(AccountMemAllocatorTest, ABrokenMagicIsToldBeforeAWrongName)
+TEST_F(AccountMemAllocatorTest, ABrokenMagicIsReportedBeforeAWrongName)
 {
     void* const pMemory = allocate(10, "test");
     magicOf(pMemory) = 0;
@@ -717,7 +718,7 @@ TEST_F(AccountMemAllocatorWithAllocatingAppender, TheAccountsAreLogged)
     EXPECT_THAT(m_log.lines(),
                 ElementsAre(maximumLine("first", "24"), balanceLine("first", "24"),
                             maximumLine("second", "24"), balanceLine("second", "24")))
-        << "accounts that come into being meanwhile are not among them";
+        << "accounts that are made while it logs are not among them";
     EXPECT_EQ(4U, m_uiNumLines);
 }
 

@@ -53,6 +53,6 @@ TEST(AccountMemBlock, LeavesReleasedMemoryToTheCaller)
 
 TEST(AccountMemBlock, ThrowsWhenThereIsNoMemory)
 {
-    // A size of 0 is the request that the allocator answers with null.
+    // For a size of 0 the allocator returns null.
     EXPECT_THROW(AccountMemBlock(0, "TestBlock"), std::bad_alloc);
 }

@@ -11,7 +11,7 @@
 
 #include <thread>
 
-// The environment of a test has no VELMORA_MEM_ACCOUNTING; processes with it are tested apart.
+// Tests run without VELMORA_MEM_ACCOUNTING. Processes with it are tested in tests/memory.
 
 namespace Velmora::Test
 {
@@ -24,8 +24,8 @@ using testing::IsEmpty;
 
 constexpr const char* s_szLogger = "keswardin.infra.MemAllocator";
 
-/// Whether the calling thread has a free chunk of 8 bytes that the inline way finds.
-bool hasChunkAtHand()
+/// Returns whether the inline path finds a free chunk of 8 bytes on the calling thread.
+bool hasFreeChunk()
 {
     DefaultStaticMemAllocator::deallocate(DefaultStaticMemAllocator::allocate(8, "test"), 8,
                                           "test");
@@ -188,20 +188,20 @@ TEST(DefaultStaticMemAllocator, AThreadFindsItsChunksTheInlineWayFromItsFirstUse
         {
             EXPECT_TRUE(ThreadCaches::defaultMagazine(0).isEmpty());
             EXPECT_TRUE(ThreadCaches::defaultMagazine(0).isFull());
-            EXPECT_TRUE(hasChunkAtHand());
+            EXPECT_TRUE(hasFreeChunk());
         })
         .join();
 }
 
 TEST(DefaultStaticMemAllocator, TheInlineWayOutlivesOtherAllocators)
 {
-    EXPECT_TRUE(hasChunkAtHand());
+    EXPECT_TRUE(hasFreeChunk());
     {
         MemAllocator<ACE_Thread_Mutex, 32> other(Logger(s_szLogger), false);
         other.deallocate(other.allocate(8, "test"), 8, "test");
     }
     EXPECT_FALSE(ThreadCaches::defaultMagazine(0).isEmpty());
-    std::thread([] { EXPECT_TRUE(hasChunkAtHand()); }).join();
+    std::thread([] { EXPECT_TRUE(hasFreeChunk()); }).join();
 }
 
 } // namespace Velmora::Test

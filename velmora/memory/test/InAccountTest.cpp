@@ -71,7 +71,7 @@ TEST(InAccount, AnAccountsNameMayHaveQuotes)
         });
 }
 
-TEST(InAccount, AnObjectMayStandInMemoryOfItsUser)
+TEST(InAccount, AnObjectMayBeConstructedInMemoryOfItsUser)
 {
     alignas(Quoted) char memory[sizeof(Quoted)];
     const Quoted* const pFile = new (memory) Quoted;
@@ -82,7 +82,8 @@ TEST(InAccount, AnObjectMayStandInMemoryOfItsUser)
 
 TEST(InAccount, MemoryThatIsNotToBeHadIsAnException)
 {
-    // Not a new expression, in which the size would be that of the class; none is made for size 0.
+    // Calls the function directly: a new expression passes the size of the class, and no memory is
+    // allocated for a size of 0.
     EXPECT_THROW(static_cast<void>(Quoted::operator new(0)), std::bad_alloc);
 }
 

@@ -30,7 +30,7 @@ namespace
 using StringMap = InternalHashMap<std::string, int, LMHashFcn<std::string>>;
 using CharMap = InternalHashMap<char, int, LMHashFcn<char>>;
 
-/// A key is its own hash.
+/// Uses a key as its own hash.
 struct Identity
 {
     std::size_t operator()(int in_iKey) const noexcept { return static_cast<std::size_t>(in_iKey); }
@@ -46,7 +46,7 @@ struct NeverCalled
     }
 };
 
-/// Slot and key of each entry.
+/// Returns the slot and key of each entry.
 template <class Map>
 auto keysOf(const Map& in_map)
 {
@@ -64,7 +64,7 @@ IntMap mapOf(const std::vector<int>& in_keys)
     return map;
 }
 
-/// Keys for a table of 16 slots.
+/// Makes a table of 16 slots with these keys.
 IntMap mapOf16(const std::vector<int>& in_keys)
 {
     IntMap map(9);
@@ -290,7 +290,7 @@ TEST(InternalHashMap, ReserveGrowsToTheRule)
     expectAllFound(map, {3, 5});
 }
 
-TEST(InternalHashMap, ResizeToFewerSlotsPlacesTheEntriesAnewInThoseThatThereAre)
+TEST(InternalHashMap, ResizeToFewerSlotsPlacesTheEntriesAgainInThePresentSlots)
 {
     IntMap map = mapOf({5, 3, 7});
     eraseKey(map, 5);
@@ -343,7 +343,7 @@ TEST(InternalHashMap, AStringIsLookedUpByAView)
     EXPECT_FALSE(map.findIndex("keyhole").second);
 }
 
-TEST(InternalHashMap, TextsOfEachLengthAreToldApartByEachCharacter)
+TEST(InternalHashMap, TextsOfEachLengthAreDistinguishedByEachCharacter)
 {
     for (std::size_t uiLength = 0; uiLength != 40; ++uiLength)
     {
@@ -477,7 +477,7 @@ class InternalHashMapOfFragile : public testing::Test
     using Element = Fragile<MovesType::value>;
     using Map = InternalHashMap<Element, Element, FragileHash<MovesType::value>>;
 
-    /// So many entries, the keys of which meet in the last slots of a table of 16.
+    /// Inserts the given number of entries, whose keys collide in the last slots of a table of 16.
     void fill(int in_iEntries)
     {
         Map map(1);
@@ -489,7 +489,7 @@ class InternalHashMapOfFragile : public testing::Test
     }
     static int keyOf(int in_iNumber) { return 13 + 8 * in_iNumber; }
 
-    /// Slot, key and data of each entry.
+    /// Returns the slot, key and data of each entry.
     std::vector<std::vector<int>> content() const
     {
         std::vector<std::vector<int>> result;

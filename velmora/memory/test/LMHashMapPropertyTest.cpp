@@ -20,7 +20,7 @@ using namespace Velmora::Test;
 namespace
 {
 
-/// The slots of a table, worked on in the plainest way.
+/// A simple model of the table, slot by slot.
 template <class K, class H>
 class PlainTable
 {
@@ -77,7 +77,7 @@ class PlainTable
 
     void grow()
     {
-        // The elements at which a table grows.
+        // The largest number of elements for each capacity; with one more the table grows.
         static const std::array<std::size_t, 10> s_limits{1, 2, 4, 8, 13, 25, 51, 102, 205, 410};
         std::size_t uiCapacity = 1;
         for (const std::size_t uiLimit : s_limits)
@@ -272,7 +272,7 @@ class RandomOperations
     std::array<Trio<K, H>, 3> m_trios;
 };
 
-/// Every key has one of few hashes, in the middle and at the end of all tables.
+/// Maps all keys to a few hashes, in the middle and at the end of all tables.
 struct Colliding
 {
     std::size_t operator()(char in_cKey) const noexcept

@@ -23,7 +23,7 @@ using testing::Pair;
 namespace
 {
 
-/// A map that gives its table back, as an owner has to.
+/// A map that frees its table on destruction, as an owner must.
 template <class K, class D, class H = LMHashFcn<K>>
 class OwnedMap : public LMHashMap<K, D, H>
 {
@@ -278,7 +278,8 @@ TEST(LMHashMap, AFailedFirstInsertionAndAFailedCopyLeaveNothingBehind)
                 const Map copy(map);
                 map.destroy();
             };
-            // The arguments, the entry, its copy; the last two find the first map filled.
+            // Six steps can fail: two each for the arguments, the entry and its copy. Only at the
+            // last two has the first map an entry.
             const auto afterFailure = [&]
             {
                 map.destroy();

@@ -20,7 +20,7 @@ using namespace Velmora::Test;
 namespace
 {
 
-/// A vector beside what it should be: the element of each valid slot.
+/// A vector and its expected content: the element of each valid slot.
 template <class T>
 struct Pair
 {

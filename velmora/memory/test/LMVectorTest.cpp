@@ -38,7 +38,7 @@ std::vector<std::pair<std::size_t, T>> contentOf(const LMVector<T>& in_vector)
     return result;
 }
 
-/// The bytes behind the slots: the count and the bitmap.
+/// Returns the bytes behind the slots: the count and the bitmap.
 template <class T>
 std::vector<unsigned char> trailerOf(const LMVector<T>& in_vector)
 {
@@ -63,7 +63,7 @@ void expectBlockOf(std::size_t in_uiCapacity, int in_iBytes)
     EXPECT_EQ(bytesHeld(s_szAccount), 0);
 }
 
-/// Counts how it comes into being.
+/// Counts constructions, copies and destructions.
 struct Counted
 {
     Counted() { ++s_iConstructed; }
@@ -408,7 +408,7 @@ template <class T>
 class LMVectorOfFragile : public testing::Test
 {
   public:
-    /// Three elements in seven slots.
+    /// Puts three elements into seven slots.
     void fill()
     {
         m_vector = LMVector<T>(7);

@@ -7,7 +7,7 @@
 namespace Velmora::Test
 {
 
-/// A lock that counts how often all locks of its kind were taken.
+/// A lock that counts how often all locks of its type were acquired.
 class CountingMutex
 {
   public:
@@ -31,7 +31,7 @@ class CountingMutex
     static inline std::atomic<unsigned> s_uiNumAcquired{0};
 };
 
-/// A lock that cannot be taken.
+/// A lock that cannot be acquired.
 class FailingMutex
 {
   public:

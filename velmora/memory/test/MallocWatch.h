@@ -1,7 +1,7 @@
 #pragma once
 
-// Watches the calls of `malloc` and `free` of the whole process, and makes `malloc` fail. Replaces
-// both, so at most one source file of a program includes it.
+// Records the calls of `malloc` and `free` in the whole process, and makes `malloc` fail. It
+// replaces both functions, so at most one source file of a program may include it.
 
 #include "velmora/Sanitizers.h"
 
@@ -14,7 +14,8 @@
 #include <vector>
 
 #if VELMORA_ADDRESS_SANITIZER || VELMORA_THREAD_SANITIZER
-// Of the sanitizers' run-time; compilers are packaged without the header that declares it.
+// From the sanitizers' run-time. The packages of the compilers do not have the header that declares
+// it.
 extern "C" int __sanitizer_install_malloc_and_free_hooks(void (*in_mallocHook)(const volatile void*,
                                                                                std::size_t),
                                                          void (*in_freeHook)(const volatile void*));
@@ -23,10 +24,10 @@ extern "C" int __sanitizer_install_malloc_and_free_hooks(void (*in_mallocHook)(c
 namespace Velmora::Test
 {
 
-/// While it lives, records what the calling thread asks of `malloc` and gives to `free`. At most
-/// one lives at a time.
+/// While it exists, records the calling thread's calls of `malloc` and `free`. At most one may
+/// exist at a time.
 ///
-/// Thread-safety: belongs to its thread; what other threads do is not recorded.
+/// Thread-safety: belongs to its thread; calls of other threads are not recorded.
 class MallocWatch
 {
   public:
@@ -36,7 +37,7 @@ class MallocWatch
         s_sizes.uiCount = 0;
         s_freed.uiCount = 0;
         s_bWatching = true;
-        tellCompiler();
+        fenceCompiler();
     }
     ~MallocWatch() { s_bWatching = false; }
     MallocWatch(const MallocWatch&) = delete;
@@ -44,19 +45,19 @@ class MallocWatch
 
     [[nodiscard]] std::size_t countMallocs() const
     {
-        tellCompiler();
+        fenceCompiler();
         return s_sizes.uiCount;
     }
     [[nodiscard]] std::size_t countFrees() const
     {
-        tellCompiler();
+        fenceCompiler();
         return s_freed.uiCount;
     }
 
-    /// The sizes asked for, in bytes, in order.
+    /// Returns the requested sizes in bytes, in order.
     [[nodiscard]] std::vector<std::size_t> sizes() const { return copyOf(s_sizes); }
 
-    /// Those of the given addresses that were freed, in the order in which that happened.
+    /// Returns those of the given addresses that were freed, in the order of their release.
     [[nodiscard]] std::vector<const void*>
     freedAmong(const std::vector<const void*>& in_wanted) const
     {
@@ -82,7 +83,7 @@ class MallocWatch
     }
 
   private:
-    /// Must not allocate.
+    /// An array of fixed size, because recording must not allocate.
     template <class T>
     struct Record
     {
@@ -97,13 +98,14 @@ class MallocWatch
             out_record.entries[out_record.uiCount++] = in_entry;
     }
 
-    /// To the compiler, `malloc` and `free` change no variable of the program.
-    static void tellCompiler() { std::atomic_signal_fence(std::memory_order_seq_cst); }
+    /// Makes the compiler reload the variables. It assumes that `malloc` and `free` change none of
+    /// them.
+    static void fenceCompiler() { std::atomic_signal_fence(std::memory_order_seq_cst); }
 
     template <class T>
     static std::vector<T> copyOf(const Record<T>& in_record)
     {
-        tellCompiler();
+        fenceCompiler();
         const bool bWatching = std::exchange(s_bWatching, false);
         std::vector<T> result(in_record.entries.begin(),
                               in_record.entries.begin() +
@@ -118,10 +120,11 @@ class MallocWatch
     static const bool s_bInstalled;
 };
 
-/// While it lives, `malloc` has no memory for the calling thread any more, once it has served some
-/// requests. At most one lives at a time. Sanitizers leave no room for it: there is no such class.
+/// While it exists, `malloc` fails on the calling thread after the given number of successful
+/// calls. At most one may exist at a time. Not available with sanitizers, which replace `malloc`
+/// themselves.
 ///
-/// Thread-safety: belongs to its thread; other threads get their memory.
+/// Thread-safety: belongs to its thread; `malloc` does not fail on other threads.
 #if !VELMORA_ADDRESS_SANITIZER && !VELMORA_THREAD_SANITIZER
 class MallocFailure
 {
@@ -130,12 +133,12 @@ class MallocFailure
     {
         s_uiNumServed = in_uiNumServed;
         s_bFailing = true;
-        tellCompiler();
+        fenceCompiler();
     }
     ~MallocFailure()
     {
         s_bFailing = false;
-        tellCompiler();
+        fenceCompiler();
     }
     MallocFailure(const MallocFailure&) = delete;
     MallocFailure& operator=(const MallocFailure&) = delete;
@@ -151,7 +154,7 @@ class MallocFailure
     }
 
   private:
-    static void tellCompiler() { std::atomic_signal_fence(std::memory_order_seq_cst); }
+    static void fenceCompiler() { std::atomic_signal_fence(std::memory_order_seq_cst); }
 
     static constinit inline thread_local bool s_bFailing = false;
     static constinit inline thread_local std::size_t s_uiNumServed = 0;

@@ -73,7 +73,7 @@ TEST(MemAccountInfo, IsStreamedAsItIsWritten)
     EXPECT_EQ(written(info(1, 22, 333)), streamed(info(1, 22, 333)));
 }
 
-TEST(MemAccountInfo, LargerMaxBytesTellsThatTheFirstHasTheLargerMaximum)
+TEST(MemAccountInfo, LargerMaxBytesReturnsWhetherTheFirstHasTheLargerMaximum)
 {
     const MemAccountInfo::LargerMaxBytes larger;
     EXPECT_TRUE(larger(info(1, 0, 3), info(2, 9, 2)));

@@ -44,7 +44,7 @@ using Chunks = ChunkAllocator<ACE_Thread_Mutex, 8>;
 
 Logger logger() { return Logger(s_szLogger); }
 
-/// As numbers, so that addresses of different blocks can be compared.
+/// Returns the address as a number, so that addresses in different blocks can be compared.
 std::uintptr_t address(const void* in_pMemory)
 {
     return reinterpret_cast<std::uintptr_t>(in_pMemory);
@@ -57,7 +57,7 @@ std::string statsText(unsigned in_uiMalloc, unsigned in_uiAlloc, unsigned in_uiD
     return text.str();
 }
 
-/// The line of a chunk allocator that dies.
+/// Returns the line that a chunk allocator logs when it is destroyed.
 LogLine statsLine(unsigned in_uiChunkSize, unsigned in_uiMalloc, unsigned in_uiAlloc,
                   unsigned in_uiDealloc)
 {
@@ -78,7 +78,7 @@ LogLine tooMuchLine(unsigned in_uiChunkSize)
                                      " bytes ChunkAllocator");
 }
 
-/// A chunk of the test's own, for memory that an allocator never gave out.
+/// A chunk that no allocator handed out.
 struct alignas(8) ForeignChunk
 {
     char bytes[256];
@@ -102,7 +102,7 @@ void deallocateAll(TheAllocator& out_allocator, std::size_t in_uiSize,
         out_allocator.deallocate(pMemory, in_uiSize, s_szAccount);
 }
 
-/// An allocator whose elements a test can reach.
+/// An allocator that gives a test access to its chunk allocators.
 class OpenAllocator : public MemAllocator<ACE_Thread_Mutex, 4>
 {
   public:
@@ -257,14 +257,14 @@ TEST(ChunkAllocator, KeepsTheNextFreeChunkInTheFirstWordOfAFreeOne)
     EXPECT_EQ(0, std::memcmp("xxxxxxxx", static_cast<char*>(pFirst) + 8, 8));
 }
 
-TEST(ChunkAllocator, TellsALeakAndItsStatisticsWhenItDies)
+TEST(ChunkAllocator, ReportsALeakAndItsStatisticsWhenItDies)
 {
     const CapturedLog log;
     static_cast<void>(Chunks(logger(), 3, true).allocate());
     EXPECT_THAT(log.lines(), ElementsAre(leakLine(24), statsLine(24, 1, 1, 0)));
 }
 
-TEST(ChunkAllocator, TellsWhenMoreWasReturnedThanHandedOut)
+TEST(ChunkAllocator, ReportsWhenMoreWasReturnedThanHandedOut)
 {
     const CapturedLog log;
     ForeignChunk chunk{};
@@ -272,7 +272,7 @@ TEST(ChunkAllocator, TellsWhenMoreWasReturnedThanHandedOut)
     EXPECT_THAT(log.lines(), ElementsAre(tooMuchLine(24), statsLine(24, 0, 0, 1)));
 }
 
-TEST(ChunkAllocator, TellsNoLeakWhenAllWasReturned)
+TEST(ChunkAllocator, ReportsNoLeakWhenAllWasReturned)
 {
     const CapturedLog log;
     {
@@ -282,7 +282,7 @@ TEST(ChunkAllocator, TellsNoLeakWhenAllWasReturned)
     EXPECT_THAT(log.lines(), ElementsAre(statsLine(24, 1, 1, 1)));
 }
 
-TEST(ChunkAllocator, TellsNoLeakWithoutTheFlag)
+TEST(ChunkAllocator, ReportsNoLeakWithoutTheFlag)
 {
     const CapturedLog log;
     ForeignChunk chunk{};
@@ -663,7 +663,7 @@ TEST(MemAllocator, CountsEachReturnedChunkAtOnce)
     }
 }
 
-// Random runs of allocations and releases of a class against a plain stack of free chunks.
+// Compares random allocations and releases in a class with a plain stack of free chunks.
 TEST(MemAllocator, TheFreeChunksOfAClassAreOneStack)
 {
     for (const std::size_t uiChunkSize : {8U, 16U, 64U, 200U, 256U})
@@ -741,7 +741,7 @@ TEST(MemAllocator, DestroysItsElementsInOrderAndThenItsBase)
                             traceLine(s_szLogger, "exiting MemAllocatorNoT::~MemAllocatorNoT")));
 }
 
-TEST(MemAllocator, TellsLeaksAndExcessOfEachClassWhenItDies)
+TEST(MemAllocator, ReportsLeaksAndExcessOfEachClassWhenItDies)
 {
     const CapturedLog log;
     ForeignChunk chunk{};
@@ -756,7 +756,7 @@ TEST(MemAllocator, TellsLeaksAndExcessOfEachClassWhenItDies)
                             statsLine(24, 5, 200, 0), tooMuchLine(32), statsLine(32, 0, 0, 1)));
 }
 
-TEST(MemAllocator, TellsNoLeaksWithoutTheFlag)
+TEST(MemAllocator, ReportsNoLeaksWithoutTheFlag)
 {
     const CapturedLog log;
     {

@@ -14,8 +14,8 @@ namespace Velmora::Test
 namespace
 {
 
-/// A configuration that records which parameters were asked for.
-class ConfigurationThatTellsReads : public ParameterHashMap
+/// A configuration that records which parameters were read.
+class ConfigurationThatRecordsReads : public ParameterHashMap
 {
   public:
     void getParameter(const char* in_szParamName, ParameterValue& out_value) const override
@@ -32,7 +32,7 @@ class ConfigurationThatTellsReads : public ParameterHashMap
 TEST(MemLeakDetector, HasNoUseForTheConfiguration)
 {
     const CapturedLog log(TRACE_LOG_LEVEL);
-    ConfigurationThatTellsReads configuration;
+    ConfigurationThatRecordsReads configuration;
     configuration.setBoolParameter("keswardin.mem.leak.detecting.enabled", true);
     EXPECT_TRUE(MemLeakDetector::sConfigure(configuration));
     EXPECT_EQ("", configuration.m_strReads);

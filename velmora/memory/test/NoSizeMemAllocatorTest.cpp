@@ -38,13 +38,14 @@ std::uint64_t& augmentedSizeOf(void* in_pMemory)
     return static_cast<std::uint64_t*>(in_pMemory)[-1];
 }
 
-/// The statistics of the class of the process's allocator that memory of so many bytes comes from.
+/// Returns the counters of the size class that serves `in_uiSize` bytes in the allocator of the
+/// process.
 ChunkAllocatorNoT::Stats statsFor(std::size_t in_uiSize)
 {
     return StaticMemAllocator::getAllocator()->getStats((in_uiSize + 7) / 8 - 1);
 }
 
-/// An allocator below that records how it was called, and what a released block then held.
+/// An underlying allocator that records its calls, and the header of a released block.
 struct RecordingAllocator
 {
     static void* allocate(std::size_t in_uiSize, const char* in_szAccountName)
@@ -76,7 +77,7 @@ struct RecordingAllocator
 
 using Recorded = NoSizeMemAllocatorT<RecordingAllocator>;
 
-/// Captures the log; gives the test's block back at its end.
+/// Captures the log. The destructor restores the header of the block and releases it.
 class NoSizeMemAllocatorCheck : public testing::Test
 {
   protected:

@@ -43,7 +43,7 @@ ChunkAllocatorNoT::Stats statsOf(std::size_t in_uiBlockSize)
     return StaticMemAllocator::getAllocator()->getStats((in_uiBlockSize - 1) / 8);
 }
 
-/// Notes what it is asked for.
+/// Records the request.
 class Noting : public ObjectAllocatorBase
 {
   public:
@@ -142,7 +142,8 @@ TEST(ObjectAllocator, ABlockReleasedTwiceFailsAnAssertionAndIsLeftAlone)
 
 TEST(ObjectAllocator, TheLastFreeBlockReleasedTwiceFailsAnAssertionAndIsLeftAlone)
 {
-    // A block of chunks holds four of them; once it is used up, a free one leads to no other.
+    // A block has four chunks of this size. The last free chunk of a block has no next one, so its
+    // first word is null.
     const std::uint64_t uiBlocks = statsOf(216).uiNumMalloc;
     while (statsOf(216).uiNumMalloc == uiBlocks)
         static_cast<void>(ObjectAllocatorBase::getObjectStoreFallbackAllocator(200, s_szAccount));

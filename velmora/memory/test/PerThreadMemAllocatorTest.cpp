@@ -29,12 +29,12 @@
 namespace
 {
 
-/// How often this thread has asked the kernel for its identifier.
+/// How often this thread has called `gettid`.
 thread_local int s_iTimesAsked = 0;
 
 } // namespace
 
-/// Stands in for the function of the C library, and counts.
+/// Replaces the function of the C library and counts the calls.
 extern "C" __attribute__((visibility("default"))) pid_t gettid() noexcept
 {
     using Function = pid_t (*)();
@@ -66,7 +66,7 @@ FailedAssertion brokenHeader(const char* in_szCondition)
     return failedAssertion(in_szCondition, "PerThreadMemAllocator", "keswardin.infra.Assertion");
 }
 
-/// Shows its allocators.
+/// Gives a test access to the allocators.
 class Allocators : public PerThreadMemAllocator<Chunks>
 {
   public:
@@ -80,14 +80,14 @@ class Allocators : public PerThreadMemAllocator<Chunks>
         return m_allocators[in_uiIndex].get();
     }
 
-    /// The allocator that the calling thread allocates from.
+    /// Returns the allocator that the calling thread allocates from.
     [[nodiscard]] Chunks* ofThisThread() const
     {
         return at(static_cast<std::size_t>(::gettid()) % m_allocators.size());
     }
 
-    /// How many chunks of the class of a size, with the header, each allocator has given out, or
-    /// taken back.
+    /// Return, for each allocator, the number of chunks handed out or taken back in the class of
+    /// this size with its header.
     [[nodiscard]] std::vector<std::uint64_t> given(std::size_t in_uiSize) const
     {
         return counts(in_uiSize, &ChunkAllocatorNoT::Stats::uiNumChunkAlloc);
@@ -118,7 +118,7 @@ Header& headerOf(void* in_pMemory) { return static_cast<Header*>(in_pMemory)[-1]
 
 void onAnotherThread(const std::function<void()>& in_function) { std::thread(in_function).join(); }
 
-/// Notes when it dies.
+/// Records its destruction.
 class Noted
 {
   public:
@@ -136,7 +136,7 @@ class Noted
     int m_iNumber;
 };
 
-/// A block that a thread hands to another.
+/// A block that one thread passes to another.
 struct Handed
 {
     char* pMemory;
@@ -144,7 +144,7 @@ struct Handed
     char cContent;
 };
 
-/// Blocks that threads hand to each other.
+/// Passes blocks between threads.
 class Exchange
 {
   public:
@@ -164,6 +164,7 @@ class Exchange
     }
 
   private:
+    /// Guards `m_blocks`.
     std::mutex m_mutex;
     std::deque<Handed> m_blocks;
 };
@@ -191,7 +192,7 @@ TEST(PerThreadMemAllocator, ThreadsThatFollowEachOtherAreSpreadOverTheAllocators
     for (std::size_t uiThread = 0; uiThread < 10 * s_uiNumber; ++uiThread)
         onAnotherThread([&allocators] { static_cast<void>(allocators.allocate(8, s_szAccount)); });
     const std::vector<std::uint64_t> given = allocators.given(8);
-    // Other processes take identifiers as well.
+    // Other processes also get thread ids.
     EXPECT_LT(8, std::count_if(given.begin(), given.end(),
                                [](std::uint64_t in_uiGiven) { return in_uiGiven != 0; }));
 }
@@ -307,7 +308,7 @@ TEST(PerThreadMemAllocator, ABlockReleasedByAnotherThreadGoesBackToItsOwnAllocat
                     allocators.deallocate(pMemory, 24, s_szAccount);
             });
     EXPECT_EQ(given, allocators.taken(24));
-    // The thread has ended and given back what it kept.
+    // The thread has ended, so its chunks are back in the class.
     EXPECT_EQ(1U, allocators.ofThisThread()->getStats(4).uiNumMalloc);
     std::vector<void*> again;
     for (int iBlock = 0; iBlock < 25; ++iBlock)
@@ -372,7 +373,7 @@ TEST(PerThreadMemAllocator, ABlockReleasedTwiceFailsAnAssertionAndIsLeftAlone)
     const CapturedLog log;
     allocators.deallocate(pFirst, 8, s_szAccount);
     EXPECT_THAT(failedAssertions(log), ElementsAre(brokenHeader(s_szNoMagic)));
-    // The free chunks are one stack as before.
+    // The free chunks are still one stack.
     EXPECT_EQ(pFirst, allocators.allocate(8, s_szAccount));
     EXPECT_NE(pFirst, allocators.allocate(8, s_szAccount));
     allocators.deallocate(pSecond, 8, s_szAccount);
@@ -381,8 +382,8 @@ TEST(PerThreadMemAllocator, ABlockReleasedTwiceFailsAnAssertionAndIsLeftAlone)
 
 TEST(PerThreadMemAllocator, TheLastFreeChunkReleasedTwiceFailsAnAssertionAndIsLeftAlone)
 {
-    // With its header, a block of 8 bytes is one of 42 in a block of chunks; the last one that is
-    // free leads to no other.
+    // With its header, a block of 8 bytes takes a chunk of 24, of which a block has 42. The last
+    // free chunk has no next one, so its first word is null.
     constexpr std::size_t uiChunksInBlock = 42;
     Allocators allocators;
     std::array<void*, uiChunksInBlock> blocks{};
@@ -441,7 +442,7 @@ TEST(PerThreadMemAllocator, AChildOfAForkAllocatesByItsOwnIdentifier)
 {
     Allocators allocators;
     void* const pOfParent = allocators.allocate(8, s_szAccount);
-    // The identifiers of children that follow each other are not all the same modulo the number.
+    // Two children, because the id of one may have the same remainder as that of the parent.
     for (std::size_t uiChild = 0; uiChild < 2; ++uiChild)
     {
         const pid_t child = fork();

@@ -32,7 +32,7 @@ constexpr const char* s_szAccount = "test";
 using Impl = StaticPerThreadMemAllocatorImpl;
 using Chunks = MemAllocator<ACE_Thread_Mutex, 32>;
 
-/// Reaches the allocators.
+/// Gives a test access to the allocators.
 class Open : public Impl
 {
   public:

@@ -71,7 +71,7 @@ void allocateAHundredAndReleaseSeventy(SmallAllocator& out_allocator)
 
 void onAnotherThread(const std::function<void()>& in_function) { std::thread(in_function).join(); }
 
-/// A thread that has run a function and then lives on, until it is told to run another and end.
+/// A thread that runs a function and stays, until it is made to run another one and to end.
 class ThreadThatStays
 {
   public:
@@ -119,8 +119,7 @@ LogLine statsLine(const ChunkAllocatorNoT::Stats& in_stats)
                      "Allocation stats for 8 bytes ChunkAllocator\n" + statsText(in_stats));
 }
 
-/// An allocator whose threads can be made to go without caches, so that it hands out what its
-/// classes have.
+/// An allocator whose caches a test can close, so that it hands out the chunks of its classes.
 template <class Mutex, unsigned long NumClasses>
 class ClosableAllocator : public MemAllocator<Mutex, NumClasses>
 {
@@ -129,7 +128,7 @@ class ClosableAllocator : public MemAllocator<Mutex, NumClasses>
     using MemAllocatorNoT::closeCaches;
 };
 
-/// Forks, and says whether a function is true in the child.
+/// Forks, and returns whether the function is true in the child.
 bool isTrueInChild(const std::function<bool()>& in_function)
 {
     const pid_t pid = fork();
@@ -143,7 +142,7 @@ bool isTrueInChild(const std::function<bool()>& in_function)
     return iStatus == 0;
 }
 
-/// What all threads of a test hold at one moment, to see that nothing is handed out twice.
+/// The memory that all threads of a test hold at one moment. Checks that none is handed out twice.
 class MemoryInUse
 {
   public:
@@ -168,11 +167,12 @@ class MemoryInUse
     }
 
   private:
+    /// Guards `m_sizes`.
     std::mutex m_mutex;
     std::map<std::uintptr_t, std::size_t> m_sizes;
 };
 
-/// Memory that is filled with a character of its own.
+/// Memory that is filled with one character.
 struct Filled
 {
     char* pMemory;
@@ -180,7 +180,7 @@ struct Filled
     char cFill;
 };
 
-/// One thread of random operations: allocates, checks and releases memory of its own and memory
+/// One thread with random operations: allocates, checks and releases its own memory, and memory
 /// that other threads left at a meeting place.
 class RandomWorker
 {
@@ -228,7 +228,7 @@ class RandomWorker
     Filled allocate()
     {
         Filled result{};
-        // Mostly of the smallest class, so that its magazines fill and empty.
+        // Mostly the smallest class, so that its magazines fill and empty.
         result.uiSize = 1 + m_random() % (m_random() % 4 == 0 ? 280 : 8);
         result.cFill = static_cast<char>(m_random());
         result.pMemory = static_cast<char*>(m_allocator.allocate(result.uiSize, s_szAccount));
@@ -244,7 +244,7 @@ class RandomWorker
         m_own.pop_back();
     }
 
-    /// Many of one kind in a row, so that whole magazines move.
+    /// Does many operations of one kind in succession, so that whole magazines move.
     void burst()
     {
         const unsigned uiCount = m_random() % 1500;
@@ -271,7 +271,7 @@ class RandomWorker
     std::vector<Filled> m_own;
 };
 
-/// Runs the operations on so many threads at once, and releases everything.
+/// Runs the operations on the given number of threads concurrently, and releases all memory.
 void runRandomWorkers(Allocator& out_allocator, unsigned in_uiThreads, int in_iOperations)
 {
     MemoryInUse inUse;
@@ -289,7 +289,7 @@ void runRandomWorkers(Allocator& out_allocator, unsigned in_uiThreads, int in_iO
             last.release(*pTaken);
 }
 
-/// Allocates and releases in its destructor.
+/// Allocates and releases memory in its destructor.
 struct AllocatesWhenItDies
 {
     ~AllocatesWhenItDies()
@@ -305,7 +305,7 @@ struct AllocatesWhenItDies
     void* pHeld = nullptr;
 };
 
-/// Runs a function on a thread that has already given its caches back.
+/// Runs a function on a thread that has already returned its caches.
 void onAnEndingThread(const std::function<void()>& in_function)
 {
     struct RunsWhenItDies
@@ -321,7 +321,8 @@ void onAnEndingThread(const std::function<void()>& in_function)
     onAnotherThread(
         [&]
         {
-            // Constructed before the first allocation of the thread, so it dies after the caches.
+            // Constructed before the thread's first allocation, so it is destroyed after the
+            // caches.
             thread_local RunsWhenItDies s_diesLate;
             s_diesLate.function = in_function;
             deallocateAll(allocator, allocateMany(allocator, 1));
@@ -554,7 +555,8 @@ TEST(ThreadCache, ThreadLocalObjectsThatDieAfterTheCachesAllocateAndRelease)
     onAnotherThread(
         [&]
         {
-            // Constructed before the first allocation of the thread, so it dies after the caches.
+            // Constructed before the thread's first allocation, so it is destroyed after the
+            // caches.
             thread_local AllocatesWhenItDies s_diesLate;
             s_diesLate.pAllocator = &*allocator;
             s_diesLate.pHeld = allocator->allocate(8, s_szAccount);
@@ -669,7 +671,7 @@ TEST(ThreadCache, SixtyFourAllocatorsHaveCachesAtATime)
         deallocateAll(allocator, allocateMany(allocator, 1));
         uiWithCaches += uiLocksBefore == CountingMutex::numAcquired() ? 1 : 0;
     }
-    // The library has two of its own.
+    // The library has two allocators of its own.
     EXPECT_EQ(62U, uiWithCaches);
 }
 
@@ -721,7 +723,7 @@ TEST(ThreadCache, AProducerAndAConsumerNeedFewBlocksAndFewLocks)
     EXPECT_GT(static_cast<unsigned>(s_iMessages) / 16,
               CountingMutex::numAcquired() - uiLocksBefore);
     const ChunkAllocatorNoT::Stats stats = allocator.getStats(0);
-    // Each thread keeps two magazines at the most, and one is on its way; a block has 128 chunks.
+    // Each thread keeps at most two magazines, and one may be in transit; a block has 128 chunks.
     EXPECT_GE(5 * Magazine::s_uiCapacity / 128 + 1, stats.uiNumMalloc);
     EXPECT_EQ(100000U, stats.uiNumChunkAlloc);
     EXPECT_EQ(100000U, stats.uiNumChunkDealloc);
@@ -776,14 +778,15 @@ TEST(ThreadCache, AllocatorsComeAndGoWhileThreadsUseOthers)
                   allocator.getStats(uiClass).uiNumChunkDealloc);
 }
 
-// Over a fork.
+// Forks
 
 TEST(ThreadCache, InAChildTheChunksOfOtherThreadsStayUnused)
 {
     constexpr std::size_t s_uiCount = 700;
     ClosableAllocator<ACE_Thread_Mutex, 2> allocator(logger(), false);
     std::set<void*> kept;
-    // More than a magazine of each class, so that there is a spare one; none goes to the class.
+    // More chunks than one magazine holds, so that there is a spare one in each class; none goes to
+    // the class.
     const auto useBothClasses = [&]
     {
         for (const std::size_t uiSize : {8U, 16U})
@@ -859,12 +862,12 @@ TEST(ThreadCache, InAChildTheForkingThreadNeedsNoCachesOfItsOwn)
     EXPECT_TRUE(bWell);
 }
 
-/// What a child does with a thread that is put where one of its parent was.
+/// What a child does with a thread whose stack is where one of its parent was. Returns true.
 bool usesAThreadOfItsOwn(SmallAllocator& out_allocator)
 {
     const ThreadThatStays thread(
         [&] { deallocateAll(out_allocator, allocateMany(out_allocator, 10)); });
-    // Goes through the tables of all threads.
+    // Iterates over the tables of all threads.
     std::optional<SmallAllocator> shortLived(std::in_place, logger(), false);
     deallocateAll(*shortLived, allocateMany(*shortLived, 10));
     shortLived.reset();
