@@ -1,4 +1,4 @@
-// A library that extends a program: its static constructor logs and puts an entry on the exit list.
+// A library that extends a program. Its static constructor logs and adds an entry to the exit list.
 // VELMORA_TEST_MODULE is its name.
 
 #include "velmora/logging/LogMacros.h"
@@ -27,7 +27,7 @@ struct InStatics
 
 } // namespace
 
-/// A name of its own for each library, as `answer_a`.
+/// Has a different name in each library, for example `answer_a`.
 extern "C" __attribute__((visibility("default"))) int VELMORA_TEST_ANSWER()
 {
     return VELMORA_TEST_MODULE[0];

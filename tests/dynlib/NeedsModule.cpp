@@ -1,4 +1,4 @@
-// A library that calls a function of another one without being linked to it.
+// A library that calls a function of another library without being linked with it.
 
 extern "C" int answer_a();
 

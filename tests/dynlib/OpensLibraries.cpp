@@ -1,4 +1,4 @@
-// Does what its arguments say, one after the other, and tells on standard output how each ended:
+// Executes its arguments in order and prints the result of each:
 //
 //   load=NAME        DynLibsLoader::loadDynLib
 //   vector=NAME,...  DynLibsLoader::loadDynLibs of a vector
@@ -8,9 +8,9 @@
 //   call=FUNCTION    calls a function of an opened library
 //   keep=FUNCTION    finds a function of an opened library for "at-exit"
 //   at-exit          calls the kept function in an entry of the exit list
-//   at-exit-load=NAME  does as "load" in an entry of the exit list
+//   at-exit-load=NAME  does the same as "load" in an entry of the exit list
 //
-// Each library that is opened or closed by the run-time is told too.
+// It also prints each library that the run-time linker opens or closes.
 
 #include "velmora/config/ParameterHashMap.h"
 #include "velmora/system/DynLibsLoader.h"
@@ -37,7 +37,7 @@ using namespace Velmora;
 
 using Function = int (*)();
 
-/// The libraries of this test that the run-time has opened, by their handles.
+/// The test libraries that the run-time linker has opened, by their handles.
 std::map<void*, std::string>& openedLibraries()
 {
     static auto& s_opened = *new std::map<void*, std::string>;
@@ -120,8 +120,8 @@ Function find(const std::string& in_strFunction)
     return reinterpret_cast<Function>(dlsym(RTLD_DEFAULT, in_strFunction.c_str()));
 }
 
-/// The same, but that the run-time does not take note that the program needs the library from now
-/// on.
+/// Does the same, without making the run-time linker record that the program depends on the
+/// library.
 Function findInHandles(const std::string& in_strFunction)
 {
     for (const auto& [pHandle, strFile] : openedLibraries())
@@ -130,7 +130,7 @@ Function findInHandles(const std::string& in_strFunction)
     return nullptr;
 }
 
-/// What the function gives; -1 where no opened library has it.
+/// Returns the result of the function; -1 if no opened library has it.
 int call(const std::string& in_strFunction)
 {
     const Function pFunction = find(in_strFunction);
@@ -152,7 +152,7 @@ int doAtExit(const std::function<void()>& in_deed)
     return ACE_Object_Manager::at_exit(new AtExit(in_deed));
 }
 
-void tell(const std::string& in_strWhat, int in_iResult)
+void printResult(const std::string& in_strWhat, int in_iResult)
 {
     std::cout << in_strWhat << ": " << in_iResult << std::endl;
 }
@@ -178,12 +178,14 @@ const std::map<std::string, Deed> s_deeds{
          s_pKept = findInHandles(in_strText);
          return s_pKept != nullptr;
      }},
-    {"at-exit", [](const std::string&) { return doAtExit([] { tell("at exit", s_pKept()); }); }},
+    {"at-exit",
+     [](const std::string&) { return doAtExit([] { printResult("at exit", s_pKept()); }); }},
     {"at-exit-load",
      [](const std::string& in_strText)
      {
-         return doAtExit([in_strText]
-                         { tell("at exit", DynLibsLoader::loadDynLib(in_strText.c_str())); });
+         return doAtExit(
+             [in_strText]
+             { printResult("at exit", DynLibsLoader::loadDynLib(in_strText.c_str())); });
      }},
 };
 
@@ -198,7 +200,7 @@ int main(int argc, char** argv)
         const std::string strArgument = argv[iArgument];
         const std::size_t uiEnd = strArgument.find('=');
         const std::string strText = uiEnd == std::string::npos ? "" : strArgument.substr(uiEnd + 1);
-        tell(strArgument, s_deeds.at(strArgument.substr(0, uiEnd))(strText));
+        printResult(strArgument, s_deeds.at(strArgument.substr(0, uiEnd))(strText));
     }
     return 0;
 }

@@ -23,7 +23,7 @@ void writeWhole(std::ostream& inout_stream, Write in_write)
     {
         in_write(inout_stream);
     }
-    catch (const std::ios_base::failure&) // NOLINT(bugprone-empty-catch): not for want of memory.
+    catch (const std::ios_base::failure&) // NOLINT(bugprone-empty-catch): memory did not run out.
     {
     }
     inout_stream.clear();

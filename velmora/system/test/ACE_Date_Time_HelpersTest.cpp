@@ -25,7 +25,7 @@ ACE_Date_Time dateOf(long in_lYear, long in_lMonth, long in_lDay)
     return ACE_Date_Time(in_lDay, in_lMonth, in_lYear);
 }
 
-/// The fields of a date as they are read from a number.
+/// Returns the fields of the date that is read from a number.
 std::string readFrom(int in_iDate)
 {
     ACE_Date_Time date = dateOf(1, 2, 3);

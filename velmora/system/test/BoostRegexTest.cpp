@@ -75,7 +75,7 @@ TEST(BoostRegex, CopiesShareTheirCompiledForm)
     const BoostRegex copy(regex);
     BoostRegex assigned;
     assigned = regex;
-    // The expression's own text stands in the compiled form.
+    // The compiled form contains the text of the expression.
     EXPECT_EQ(&*regex.get().begin(), &*copy.get().begin());
     EXPECT_EQ(&*regex.get().begin(), &*assigned.get().begin());
     EXPECT_TRUE(BoostRegex::regex_match("abc", copy));

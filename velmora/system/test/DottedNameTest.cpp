@@ -36,7 +36,7 @@ std::string joined(const std::vector<std::string>& in_components)
     return strName;
 }
 
-/// The rule, a character at a time.
+/// Applies the rule character by character.
 std::vector<std::string> componentsByTheRule(const std::string& in_strName)
 {
     std::vector<std::string> components;

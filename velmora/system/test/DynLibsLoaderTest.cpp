@@ -29,7 +29,7 @@ using testing::IsEmpty;
 constexpr const char* s_szLogger = "keswardin.infra.DynLibsLoader";
 constexpr const char* s_szParam = "keswardin.startup.loadDynLibList";
 
-/// The libraries that a run opened, the results of its own calls and the errors it logged.
+/// Returns the libraries that a run opened, the results of its calls and its logged errors.
 std::vector<std::string> openingsAndErrorsOfRun(const std::vector<std::string>& in_arguments)
 {
     std::vector<std::string> lines =
@@ -73,7 +73,7 @@ class ThrowingConfiguration : public ROConfiguration
     }
 };
 
-/// An appender that fails for lines that begin with a text.
+/// An appender that throws for lines that begin with a text.
 class ThrowingAppender : public log4cplus::Appender
 {
   public:
@@ -92,7 +92,7 @@ class ThrowingAppender : public log4cplus::Appender
     std::string m_strBegin;
 };
 
-/// The names that are tried for a list, without their files.
+/// Returns the library names that are tried for a list. No such files need exist.
 std::vector<std::string> namesTriedFor(const std::string& in_strList)
 {
     ParameterHashMap configuration;
@@ -115,14 +115,14 @@ TEST(DynLibsLoader, OpensOneLibraryThatStays)
                 ElementsAre(openedLine("dynlib-a"), "load=dynlib-a: 1", "call=answer_a: 97"));
 }
 
-TEST(DynLibsLoader, TellsThatOneLibraryCannotBeOpened)
+TEST(DynLibsLoader, ReportsThatOneLibraryCannotBeOpened)
 {
     EXPECT_THAT(openingsAndErrorsOfRun({"load=dynlib-none"}),
                 ElementsAre(cannotFindLine("dynlib-none"), reasonLine("dynlib-none"),
                             "load=dynlib-none: 0"));
 }
 
-TEST(DynLibsLoader, TellsWhatItLoads)
+TEST(DynLibsLoader, LogsWhatItLoads)
 {
     const CapturedLog log(TRACE_LOG_LEVEL);
     EXPECT_FALSE(DynLibsLoader::loadDynLib("dynlib-none"));

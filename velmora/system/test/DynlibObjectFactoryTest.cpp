@@ -26,7 +26,7 @@ using testing::StartsWith;
 
 constexpr const char* s_szLogger = "keswardin.infra.DynlibObjectFactory";
 
-/// The name of a library of the tests, with its directory.
+/// Returns the name of a test library with its directory.
 std::string libraryWithDirectory(const std::string& in_strName)
 {
     return std::filesystem::path(VELMORA_HELPER_DYNLIB_A).parent_path() / in_strName;
@@ -45,7 +45,7 @@ std::string cannotFindText(const std::string& in_strName)
            in_strName + "\"";
 }
 
-/// Why a file is not found by any of its names.
+/// Returns the logged reason for a file that is found under none of its names.
 std::string reasonText(const std::string& in_strName)
 {
     const std::string strNone = ": cannot open shared object file: No such file or directory";
@@ -53,7 +53,7 @@ std::string reasonText(const std::string& in_strName)
            strNone + "; lib" + in_strName + ".so" + strNone;
 }
 
-/// What a run wrote and logged.
+/// Returns the output of a run, with its log.
 std::vector<std::string> linesOfRun(const std::vector<std::string>& in_arguments)
 {
     return linesOfOpeningProgram(VELMORA_HELPER_DYNLIB_OPENS, VELMORA_HELPER_DYNLIB_A,
@@ -74,7 +74,7 @@ std::vector<std::string> linesThatBegin(const std::vector<std::string>& in_lines
     return result;
 }
 
-/// A factory that shows what it holds.
+/// A factory that gives a test access to its library.
 class Factory : public DynlibObjectFactoryNoT
 {
   public:
@@ -92,7 +92,7 @@ TEST(DynlibObjectFactory, HasNoVirtualOperations)
     EXPECT_FALSE(std::is_polymorphic_v<DynlibObjectFactoryNoT>);
 }
 
-TEST(DynlibObjectFactory, TellsWhatItOpens)
+TEST(DynlibObjectFactory, LogsWhatItOpens)
 {
     const std::string strName = libraryWithDirectory("dynlib-a");
     const CapturedLog log;
@@ -105,7 +105,7 @@ TEST(DynlibObjectFactory, TellsWhatItOpens)
                             debugLine(s_szLogger, openingText(strName))));
 }
 
-TEST(DynlibObjectFactory, TellsThatAFileIsNotFound)
+TEST(DynlibObjectFactory, LogsThatAFileIsNotFound)
 {
     const CapturedLog log;
     Factory factory;
@@ -185,13 +185,13 @@ TEST(DynlibObjectFactory, OpensALibraryThatCouldNotBeOpenedBefore)
         ElementsAre("open=dynlib-needs-a: 0", "open=dynlib-a: 1", "open=dynlib-needs-a: 1"));
 }
 
-TEST(DynlibObjectFactory, ResolvesAllAtOnceForAllAndForEver)
+TEST(DynlibObjectFactory, ResolvesAllAtOnceForAllAndForever)
 {
     EXPECT_THAT(linesOfRun({"open=dynlib-a"}),
                 Contains("opened libdynlib-a.so NOW GLOBAL NODELETE"));
 }
 
-TEST(DynlibObjectFactory, AnUnresolvedSymbolReadsAsAFileThatIsNotFoundButForTheReason)
+TEST(DynlibObjectFactory, AnUnresolvedSymbolReadsAsAFileThatIsNotFoundExceptForTheReason)
 {
     EXPECT_THAT(linesThatBegin(linesOfRun({"open=dynlib-needs-a", "call=answerThroughA"}),
                                {"ERROR ", "open=", "opened ", "call="}),
@@ -221,7 +221,7 @@ TEST(DynlibObjectFactory, TheConstructorsOfALibraryLogBeforeItIsOpen)
 
 TEST(DynlibObjectFactory, TheEndOfTheFactoryDoesNotCloseTheLibrary)
 {
-    // This library does not ask ACE to put its closing off.
+    // This library does not ask ACE to postpone its closing.
     EXPECT_THAT(linesThatBegin(linesOfRun({"open=dynlib-a", "open=dynlib-needs-a", "drop",
                                            "call=answerThroughA"}),
                                {"drop", "call=", "closed libdynlib-needs-a",

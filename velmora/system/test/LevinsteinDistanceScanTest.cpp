@@ -25,13 +25,13 @@ std::string randomString(std::minstd_rand& out_random, unsigned int in_uiAlphabe
                          unsigned int in_uiLength)
 {
     std::string str(in_uiLength, ' ');
-    // None of them is the terminator, which the other computer could not take.
+    // No character is the terminator, which `LevinsteinDistanceComputer` cannot process.
     for (char& character : str)
         character = static_cast<char>(255 - out_random() % in_uiAlphabet);
     return str;
 }
 
-/// Something that is a few operations away.
+/// Returns a string that is a few operations away.
 std::string edited(std::minstd_rand& out_random, std::string in_str, unsigned int in_uiAlphabet)
 {
     for (unsigned int i = out_random() % 8; i > 0; --i)

@@ -20,7 +20,7 @@
 namespace Velmora::Test
 {
 
-/// Reaches what a computer keeps to itself.
+/// Gives a test access to private members of a computer.
 class LevinsteinDistanceComputerPeer
 {
   public:
@@ -54,7 +54,7 @@ constexpr unsigned long s_uiNoLimit = std::numeric_limits<unsigned long>::max();
 
 using Peer = LevinsteinDistanceComputerPeer;
 
-/// What a computer says of two strings.
+/// The result of a computer for two strings.
 struct Answer
 {
     bool bValid;
@@ -74,7 +74,7 @@ Answer ask(const char* in_szStr, const char* in_szRef, unsigned long in_uiMaxCos
     return answer;
 }
 
-/// Two rows of the table, the number alone.
+/// Computes only the distance, with two rows of the table.
 unsigned long distanceByTwoRows(const std::string& in_str, const std::string& in_strRef)
 {
     std::vector<unsigned long> above(in_strRef.size() + 1);
@@ -91,7 +91,7 @@ unsigned long distanceByTwoRows(const std::string& in_str, const std::string& in
     return above.back();
 }
 
-/// Does what the operations say; gives false when they do not lead from the one to the other.
+/// Applies the operations. Returns false if they do not turn one string into the other.
 bool leadsTo(const std::string& in_str, const std::string& in_strRef,
              const std::string& in_strOperations)
 {
@@ -163,7 +163,7 @@ TEST(LevinsteinDistanceComputer, AStringHasEachCharacterMoreThanAnEmptyOne)
 
 TEST(LevinsteinDistanceComputer, SubstitutionWinsATie)
 {
-    // "is", "si" and "ss" cost the same; at each cell it is substitution that is taken.
+    // "is", "si" and "ss" cost the same; substitution is chosen in each cell.
     EXPECT_EQ("ss", ask("ab", "cd").strOperations);
     EXPECT_EQ("is", ask("ab", "c").strOperations);
     EXPECT_EQ("ds", ask("a", "cd").strOperations);
@@ -172,7 +172,7 @@ TEST(LevinsteinDistanceComputer, SubstitutionWinsATie)
 
 TEST(LevinsteinDistanceComputer, InsertionWinsATieWithDeletion)
 {
-    // The ways into the last cell cost 3 by substitution and 2 by either other operation.
+    // The ways into the last cell cost 3 by substitution, and 2 by each of the other operations.
     EXPECT_EQ("d--i", ask("aba", "bab").strOperations);
 }
 
@@ -199,7 +199,8 @@ TEST(LevinsteinDistanceComputer, DoesNotStopAtTheLimitItself)
 
 TEST(LevinsteinDistanceComputer, GoesOnPastTheLimitWhileSomeWayStaysBelowIt)
 {
-    // The last row ends at 3, but begins with 0, and it is the smallest of the row that counts.
+    // The last row begins at 3 and its smallest distance is 0, in the column of the third
+    // character. The smallest one is compared with the limit.
     const Answer answer = ask("abc", "abcdef", 0);
     EXPECT_TRUE(answer.bValid);
     EXPECT_EQ(3U, answer.uiDistance);
@@ -330,7 +331,7 @@ TEST(LevinsteinDistanceComputer, ResetCellHasNoOperationAndTheLargestDistance)
 namespace
 {
 
-/// A computer whose table says what a test wants, and the walk through it.
+/// A computer whose table a test can change, and the walk through it.
 class BrokenTable : public testing::Test
 {
   protected:
@@ -345,7 +346,7 @@ class BrokenTable : public testing::Test
         return Peer::table(m_computer)[i][j];
     }
 
-    /// Whether the walk gives a value.
+    /// Returns whether the walk has a result.
     bool walk()
     {
         const bool bValid = Peer::walkBack(m_computer, 2, 2, m_strOperations).isValid();
@@ -399,7 +400,7 @@ TEST_F(LevinsteinDistanceComputerWithABrokenTable, RefusesToKeepACharacterAtItsE
     EXPECT_THAT(failures(), ElementsAre(failure("i > 0")));
 }
 
-TEST_F(LevinsteinDistanceComputerWithABrokenTable, TellsWhenItsCornerDisagreesWithTheWalk)
+TEST_F(LevinsteinDistanceComputerWithABrokenTable, ReportsWhenItsCornerDisagreesWithTheWalk)
 {
     cell(2, 2).m_uiDistance = 7;
     EXPECT_TRUE(walk());

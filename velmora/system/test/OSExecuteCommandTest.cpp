@@ -28,16 +28,16 @@
 namespace
 {
 
-/// Whether there is no limit of descriptors.
+/// Whether the number of descriptors is unlimited.
 bool s_bUnlimited = false;
 
-/// What a command ends with that goes through all numbers below the limit.
+/// The exit code of a command that closes all possible descriptors one by one.
 constexpr int s_iGoesThroughAll = 99;
 
 } // namespace
 
-// Stands before that of the system for the whole process. To go through two thousand million
-// descriptors would take minutes.
+// Replaces the system's function for the whole process. Closing two thousand million descriptors
+// would take minutes.
 extern "C" [[gnu::visibility("default")]] int getdtablesize() noexcept
 {
     if (s_bUnlimited)
@@ -59,7 +59,7 @@ constexpr const char* s_szLogger = "keswardin.infra.os";
 
 int execute(std::string in_strCommand) { return OS::executeCommand(in_strCommand); }
 
-/// The number behind the given text in the first line of the log, -1 without one.
+/// Returns the number behind the given text in the first such line of the log; -1 without one.
 long numberIn(const CapturedLog& in_log, const std::string& in_strBefore)
 {
     for (const LogLine& line : in_log.linesOf(s_szLogger))
@@ -68,7 +68,7 @@ long numberIn(const CapturedLog& in_log, const std::string& in_strBefore)
     return -1;
 }
 
-/// How often the log has a line.
+/// Returns how often the log has a line.
 std::size_t countOf(const CapturedLog& in_log, const std::string& in_strText)
 {
     std::size_t uiCount = 0;
@@ -92,7 +92,7 @@ void waitUntilWaiting(const CapturedLog& in_log, const std::string& in_strComman
         std::this_thread::yield();
 }
 
-/// What a process does with a signal, while the object lives.
+/// Sets the action for a signal while it exists.
 class Disposition
 {
   public:
@@ -122,13 +122,13 @@ class Disposition
     struct sigaction m_former = {};
 };
 
-/// A named pipe from which a command reads its end.
+/// A named pipe. A command that reads from it ends when the pipe is opened.
 class Gate
 {
   public:
     Gate() { EXPECT_EQ(0, mkfifo(m_directory.file("gate").c_str(), 0600)); }
 
-    /// A command that ends with this code when the gate is opened.
+    /// Returns a command that ends with this code when the gate is opened.
     [[nodiscard]] std::string command(int in_iExitCode) const
     {
         return "read line < " + m_directory.file("gate") + "; exit " + std::to_string(in_iExitCode);
@@ -139,7 +139,7 @@ class Gate
     TemporaryDirectory m_directory;
 };
 
-/// Descriptors of this process that a command must not have.
+/// Descriptors of this process that a command must not get.
 class OpenDescriptors
 {
   public:
@@ -156,8 +156,8 @@ class OpenDescriptors
     OpenDescriptors(const OpenDescriptors&) = delete;
     OpenDescriptors& operator=(const OpenDescriptors&) = delete;
 
-    /// A command that ends with 0 when it has the standard descriptors and none of these, else with
-    /// 1.
+    /// Returns a command that ends with 0 if it has the standard descriptors and none of these,
+    /// else with 1.
     [[nodiscard]] std::string command() const
     {
         std::string strCommand =
@@ -171,7 +171,7 @@ class OpenDescriptors
     std::vector<int> m_descriptors;
 };
 
-/// While it lives, there is no limit of descriptors.
+/// While it exists, the number of descriptors is unlimited.
 class Unlimited
 {
   public:
@@ -181,7 +181,7 @@ class Unlimited
     Unlimited& operator=(const Unlimited&) = delete;
 };
 
-/// Another file in the place of a descriptor.
+/// Replaces a descriptor by another file.
 class Redirected
 {
   public:
@@ -204,8 +204,8 @@ class Redirected
     int m_iFormer;
 };
 
-/// A mask of signals from the status of the command's shell, as in "SigIgn". The shell itself reads
-/// it, since it gives the programs that it starts another mask.
+/// Returns a signal mask from the status of the command's shell, for example "SigIgn". The shell
+/// itself reads it, because the programs that it starts get another mask.
 unsigned long long signalsOfCommand(const std::string& in_strField)
 {
     const TemporaryDirectory directory;
@@ -336,7 +336,7 @@ TEST(OSExecuteCommand, ClosesNoDescriptorInTheParent)
 
 TEST(OSExecuteCommand, ClosesThemWhereTheirLimitIsAsHighAsItGets)
 {
-    // Only a privileged user may go beyond the hard limit, up to that of the kernel.
+    // Only a privileged user may exceed the hard limit, up to that of the kernel.
     unsigned long uiLargest = 0;
     std::ifstream("/proc/sys/fs/nr_open") >> uiLargest;
     rlimit present{};
@@ -380,7 +380,8 @@ TEST(OSExecuteCommand, ClosesThemOnAKernelThatClosesNoRangeWhereAllAreInUse)
         return doWhileCallsFail({{SYS_close_range, ENOSYS}},
                                 [&iResult, &strCommand] { iResult = execute(strCommand); });
     };
-    // A sanitizer that sees all of this once needs no descriptors to see it again.
+    // The first run is for sanitizers: they need descriptors when they see this code for the first
+    // time.
     if (!executeOnOldKernel())
         GTEST_SKIP() << "the kernel does not filter calls";
     EXPECT_EQ(0, iResult);
@@ -528,7 +529,7 @@ TEST(OSExecuteCommand, GivesTheCommandIgnoredSignalsButNoHandlers)
 
 TEST(OSExecuteCommand, RunsNoHandlerOfTheProgramInTheChild)
 {
-    // A group of its own, so that the signals reach this process and its children only.
+    // A process group of its own, so that the signals reach only this process and its children.
     ASSERT_EQ(0, setpgid(0, 0));
     s_handlingProcess = getpid();
     const Disposition handled(SIGUSR1, &checkProcess);
@@ -617,7 +618,7 @@ TEST(OSExecuteCommand, TakesNoNoticeOfTheErrorThatLoggingLeaves)
         {
             if (in_strText.rfind("waiting on pid ", 0) == 0)
                 waitpid(-1, nullptr, 0);
-            // Not for ever, since it would not end if notice were taken.
+            // Limited to ten lines: if the error were used, the command would wait without end.
             errno = ++iNumLines < 10 ? EINTR : ECHILD;
         });
     EXPECT_EQ(-1, execute("exit 3"));

@@ -60,7 +60,7 @@ LogLine numberFound(std::size_t in_uiCount)
     return debug("Found " + std::to_string(in_uiCount) + " adapters, checking MAC addresses");
 }
 
-/// The network of the calling thread: makes and changes its adapters.
+/// The network of the calling thread: adds and changes adapters.
 class Network
 {
   public:
@@ -74,7 +74,7 @@ class Network
     Network(const Network&) = delete;
     Network& operator=(const Network&) = delete;
 
-    /// Makes an adapter with a hardware address. Gives false where that is not to be had.
+    /// Adds an adapter with a hardware address. Returns false if that is not possible.
     bool addAdapter(const char* in_szName, const Address& in_address = s_address)
     {
         const int iAdapter = open("/dev/net/tun", O_RDWR | O_CLOEXEC);
@@ -91,7 +91,7 @@ class Network
         return ioctl(m_iSocket, SIOCSIFHWADDR, &request) == 0;
     }
 
-    /// Gives an adapter, or an alias of it, an IPv4 address, with which the kernel lists it.
+    /// Assigns an IPv4 address to an adapter or an alias of it, so that the kernel lists it.
     bool setAddress(const std::string& in_strName)
     {
         ifreq request = requestFor(in_strName.c_str());
@@ -122,7 +122,7 @@ class Network
     unsigned int m_uiNumAddresses = 0;
 };
 
-/// What a look for addresses gives, and what it logs.
+/// The result of a query for the addresses, and the lines that it logged.
 struct Outcome
 {
     bool bResult = false;
@@ -139,8 +139,8 @@ Outcome look(LogLevel in_rootLevel = DEBUG_LOG_LEVEL)
     return outcome;
 }
 
-/// Does work on a thread with a network of its own, in which there is a loopback adapter that has
-/// no address yet. Gives false where there is no such thing.
+/// Runs a function on a thread with a network namespace of its own. It has a loopback adapter
+/// without an address. Returns false if there can be no such namespace.
 bool doInNetwork(const std::function<void(Network&)>& in_work)
 {
     bool bHasNetwork = false;
@@ -157,7 +157,7 @@ bool doInNetwork(const std::function<void(Network&)>& in_work)
     return bHasNetwork;
 }
 
-/// As `doInNetwork`, with an adapter "t0"; gives false also where that cannot be made.
+/// As `doInNetwork`, with an adapter "t0". Also returns false if the adapter cannot be created.
 bool doInNetworkWithAdapter(const std::function<void(Network&)>& in_work)
 {
     bool bHasAdapter = false;
@@ -177,7 +177,8 @@ void addAliases(Network& in_network, int in_iCount)
         EXPECT_TRUE(in_network.setAddress("t0:" + std::to_string(i)));
 }
 
-/// Has a call fail while it looks for the address of "t0". Gives false where that cannot be done.
+/// Lets a system call fail during the query for the address of "t0". Returns false if that is not
+/// possible.
 bool lookWhileCallFails(const FailingCall& in_call, Outcome& out_outcome)
 {
     bool bFiltered = false;

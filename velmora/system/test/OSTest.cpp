@@ -29,7 +29,7 @@ constexpr const char* s_szBefore = "what was there";
 
 using PathFunction = bool (*)(const char*, std::string&);
 
-/// What a function makes of a path.
+/// Returns the output of a function for a path.
 std::string resultOf(PathFunction in_function, const char* in_szPath)
 {
     std::string strResult = s_szBefore;
@@ -62,7 +62,7 @@ TEST(OS, AnEmptyPathIsRelative) { EXPECT_TRUE(OS::isPathRelative("")); }
 
 TEST(OS, ANullPathIsNotRelative) { EXPECT_FALSE(OS::isPathRelative(nullptr)); }
 
-TEST(OS, TheDirectoryOfAPathIsWhatStandsBeforeItsLastSlash)
+TEST(OS, TheDirectoryOfAPathIsThePartBeforeItsLastSlash)
 {
     EXPECT_EQ("/a/b", resultOf(&OS::stripFileName, "/a/b/c"));
     EXPECT_EQ("a", resultOf(&OS::stripFileName, "a/b"));
@@ -78,7 +78,7 @@ TEST(OS, APathWithoutASlashHasAnEmptyDirectory)
     EXPECT_EQ("", resultOf(&OS::stripFileName, ""));
 }
 
-TEST(OS, TheFileOfAPathIsWhatStandsBehindItsLastSlash)
+TEST(OS, TheFileOfAPathIsThePartBehindItsLastSlash)
 {
     EXPECT_EQ("c.d", resultOf(&OS::stripPath, "/a/b/c.d"));
     EXPECT_EQ("a", resultOf(&OS::stripPath, "/a"));
@@ -123,7 +123,7 @@ TEST(OS, FormatsIntoABuffer)
     EXPECT_STREQ("1-a", buffer.data());
 }
 
-TEST(OS, FormattingTellsTheLengthOfATextThatDoesNotFit)
+TEST(OS, FormattingReturnsTheLengthOfATextThatDoesNotFit)
 {
     std::array<char, 4> buffer{};
     EXPECT_EQ(6, callVsnprintf(buffer.data(), buffer.size(), "%s", "abcdef"));
@@ -132,7 +132,7 @@ TEST(OS, FormattingTellsTheLengthOfATextThatDoesNotFit)
 
 TEST(OS, FormattingThatFailsAsksForTwiceTheSize)
 {
-    // No character of the C locale, so the standard function gives -1.
+    // Not a character of the C locale, so the standard function returns -1.
     const wchar_t szWide[] = {0x20AC, 0};
     std::array<char, 16> buffer{};
     ASSERT_EQ(-1, std::snprintf(buffer.data(), buffer.size(), "%ls", szWide));
@@ -145,7 +145,7 @@ TEST(OS, FormattingThatFailsAsksForNoMoreThanAnIntHolds)
 {
     const wchar_t szWide[] = {0x20AC, 0};
     std::array<char, 16> buffer{};
-    // The buffer is smaller than told, but nothing is written into it.
+    // The buffer is smaller than the size that is passed, but nothing is written to it.
     EXPECT_EQ(INT_MAX - 1, callVsnprintf(buffer.data(), INT_MAX / 2, "%ls", szWide));
     EXPECT_EQ(INT_MAX, callVsnprintf(buffer.data(), INT_MAX / 2 + 1, "%ls", szWide));
 }
@@ -163,7 +163,7 @@ TEST(OS, FormattingThatFailsIsNotTakenForATextThatFitsASizeAboveTheLargestInt)
 TEST(OS, ATextLongerThanTheLargestIntAsksForTwiceTheSize)
 {
     std::array<char, 16> buffer{};
-    // A width that is one too large; to write so many blanks would take long.
+    // A width that is one too large. Writing such a number of blanks would take long.
     const std::string strFormat = "%" + std::to_string(INT_MAX + 1UL) + "d";
     EXPECT_EQ(32, callVsnprintf(buffer.data(), buffer.size(), strFormat.c_str(), 1));
 }
@@ -230,7 +230,7 @@ TEST(OS, ANullTypeNameFailsAnAssertion)
                 ElementsAre(failedAssertion("in_szTypeIdName != 0", "OS", s_szLogger)));
 }
 
-TEST(OS, TheConfigurationStandsInForTheRegistry)
+TEST(OS, TheConfigurationTakesThePlaceOfTheRegistry)
 {
     ParameterHashMap config;
     config.setStringParameter("keswardin.registry.Vendor", "a value");

@@ -90,7 +90,7 @@ TEST(StringHelpers, RemovingACharacterTwiceClearsTwoSideBySide)
 TEST(StringHelpers, RemovingCharactersTakesEachInTurn)
 {
     EXPECT_EQ("cd", withoutChars("acbd", "ab"));
-    // Without the first, two of the second stand side by side.
+    // Without the first character, two of the second are adjacent.
     EXPECT_EQ("b", withoutChars("bab", "ab"));
     EXPECT_EQ("", withoutChars("bab", "bab"));
     EXPECT_EQ("abc", withoutChars("abc", ""));
@@ -151,7 +151,7 @@ TEST(StringHelpers, ReplacesAllOccurrences)
 TEST(StringHelpers, DoesNotSearchWhatItPutIn)
 {
     EXPECT_EQ("aabaab", replaced("a", "aab", "aa"));
-    // The text that comes about at the border is not found either.
+    // A match that results at the border of a replacement is not found either.
     EXPECT_EQ("ab", replaced("aab", "a", "aabb"));
 }
 

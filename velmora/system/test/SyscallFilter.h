@@ -17,19 +17,19 @@ namespace Velmora::Test
 
 inline constexpr const char* s_szNoFilter = "the kernel does not filter calls";
 
-/// A call of the kernel that is to fail.
+/// A system call that is to fail.
 struct FailingCall
 {
     long lNumber;
     int iError;
-    /// Only where this argument has one of these bits, or is this value.
+    /// Only if this argument has one of these bits, or is this value; -1 for any call.
     int iArgument = -1;
     std::uint32_t uiBits = 0;
     std::uint32_t uiValue = 0;
 };
 
-/// Makes calls of the kernel fail on the calling thread and in the processes that it starts, for
-/// the rest of their lives. Gives false where the kernel does not let it.
+/// Makes system calls fail on the calling thread, and in the processes that it starts, until they
+/// end. Returns false if the kernel does not support that.
 inline bool makeCallsFail(std::initializer_list<FailingCall> in_calls)
 {
     std::vector<sock_filter> filter;
@@ -62,8 +62,8 @@ inline bool makeCallsFail(std::initializer_list<FailingCall> in_calls)
            prctl(PR_SET_SECCOMP, SECCOMP_MODE_FILTER, &program) == 0;
 }
 
-/// Does work on a thread of its own on which the given calls fail. Gives false, with the work not
-/// done, where the kernel does not let calls fail.
+/// Runs a function on a separate thread on which the given system calls fail. Returns false,
+/// without a call of the function, if the kernel does not support that.
 inline bool doWhileCallsFail(std::initializer_list<FailingCall> in_calls,
                              const std::function<void()>& in_work)
 {

@@ -20,7 +20,7 @@ namespace
     return bFits;
 }
 
-/// Whether a text of this length fits a string of this capacity with this limit.
+/// Returns whether a text of this length fits a string of this capacity with this limit.
 bool fits(int in_iLength, unsigned long in_uiMaxSize, unsigned long in_uiCapacity = 0)
 {
     std::string strText;
@@ -72,7 +72,7 @@ TEST(TextFormat, TakesTheDefaultLimitItself)
     EXPECT_EQ("???", strLonger);
 }
 
-TEST(TextFormat, ReadsItsArgumentsAnewWithEachSize)
+TEST(TextFormat, ReadsItsArgumentsAgainWithEachSize)
 {
     std::string strText;
     const std::string strLong(1000, 'x');
@@ -114,7 +114,7 @@ TEST(TextFormat, HoldsATerminatorThatIsPartOfTheText)
 
 TEST(TextFormat, FailsForWhatCannotBeFormatted)
 {
-    // No character of the C locale.
+    // Not a character of the C locale.
     const wchar_t szWide[] = {0x20AC, 0};
     std::string strText = "what was there";
     EXPECT_FALSE(format(strText, 1000, "%ls", szWide));

@@ -21,7 +21,7 @@
 namespace
 {
 
-/// What time it is for this program; the real one while there is none.
+/// The time that this program sees; the real time if `bReal`.
 struct Clock
 {
     bool bReal = true;
@@ -32,7 +32,7 @@ Clock s_clock;
 
 } // namespace
 
-// Stands before that of the system for the whole process.
+// Replaces the system's function for the whole process.
 extern "C" [[gnu::visibility("default")]] int gettimeofday(timeval* out_pNow, void*) noexcept
 {
     if (s_clock.bReal)
@@ -59,7 +59,7 @@ class UUIDAtOneTime : public testing::Test
 
 std::string textOf(const UUID& in_uuid) { return in_uuid; }
 
-/// The fields of its text.
+/// Returns the fields of an identifier's text.
 std::vector<std::string> fieldsOf(const UUID& in_uuid)
 {
     std::vector<std::string> fields;
@@ -69,7 +69,7 @@ std::vector<std::string> fieldsOf(const UUID& in_uuid)
     return fields;
 }
 
-/// What a child of a fork tells its parent.
+/// Reads all that the child of a fork writes, and closes the descriptor.
 std::string readAll(int in_iDescriptor)
 {
     std::string strText;
@@ -81,7 +81,7 @@ std::string readAll(int in_iDescriptor)
     return strText;
 }
 
-/// The texts of the first identifiers that a forked twin makes.
+/// Returns the texts of the first identifiers that a forked child makes.
 std::vector<std::string> textsOfTwin(std::size_t in_uiCount)
 {
     std::array<int, 2> ends{};
@@ -173,7 +173,7 @@ TEST(UUID, WritesPlainDecimalsWhateverTheStream)
 
 TEST(UUID, DoesNotSeedTheRandomNumbers)
 {
-    // The sequence of a process that never called `srand`.
+    // The sequence of a process that never calls `srand`.
     std::srand(1);
     const int iFirst = std::rand();
     const int iSecond = std::rand();
@@ -201,7 +201,7 @@ TEST_F(UUIDAtOneTime, OfManyThreadsAllDiffer)
             });
     for (std::thread& thread : threads)
         thread.join();
-    // The running number alone tells them apart, whatever the random numbers.
+    // The running numbers alone are different, whatever the random numbers are.
     std::set<std::string> all;
     for (const std::vector<std::string>& some : texts)
         all.insert(some.begin(), some.end());
