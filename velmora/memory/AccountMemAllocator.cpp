@@ -121,6 +121,7 @@ try
     }
     catch (...)
     {
+        // The name must not lead to an account that is not in the vector.
         m_idsByName.erase(entry);
         throw;
     }
@@ -149,6 +150,7 @@ void AccountMemAllocator::deallocate(void* in_pMemory, std::size_t in_uiSize,
         if (found.uiAccountId < m_memAccountVector.size())
         {
             pAccount = m_memAccountVector[found.uiAccountId].get();
+            // Under the lock, so that of two concurrent releases only one finds the account.
             *pHeader = {s_uiReleasedId, s_uiReleasedMagic};
         }
     }
@@ -231,6 +233,7 @@ void AccountMemAllocator::getMemAccountInfo(MemAccountInfoHash& out_hash) const
 
 void AccountMemAllocator::logMemAccountingStats() const
 {
+    // Copied first, because nothing may be logged while the lock is held.
     std::vector<MemAccountInfoWithName> accounts;
     {
         const GatedGuard<ACE_Thread_Mutex> guard(m_mutex);

@@ -20,8 +20,10 @@ Fallible<std::size_t> InternalHashMapNoT::nextPowerOf2(std::size_t in_uiNumber)
 
 std::size_t InternalHashMapNoT::slotsForMany(std::size_t in_uiNumElements)
 {
+    // At most 80 % of the slots are in use.
     const double dSlots = static_cast<double>(in_uiNumElements) / 0.8 + 0.5;
     constexpr double dTooMany = 18446744073709551616.0; // 2 to the power 64
+    // The conversion of a larger number would be undefined.
     return dSlots < dTooMany ? static_cast<std::size_t>(dSlots)
                              : std::numeric_limits<std::size_t>::max();
 }

@@ -38,6 +38,7 @@ std::ostream& operator<<(std::ostream& out_stream, const ChunkAllocatorNoT::Stat
 ChunkAllocatorNoT::ChunkAllocatorNoT(const Logger& in_logger, unsigned long in_ulUnits,
                                      unsigned long in_ulGranule, bool in_bReportLeaks)
     : ObjectWithLogger<Logger>(in_logger), m_uiChunkSize(in_ulUnits * in_ulGranule),
+      // As many chunks as fit into 1024 bytes, but at least four.
       m_uiBlockSize(std::max<std::size_t>(1024 / m_uiChunkSize, 4) * m_uiChunkSize),
       m_bReportLeaks(in_bReportLeaks)
 {
@@ -49,6 +50,7 @@ ChunkAllocatorNoT::ChunkAllocatorNoT(const Logger& in_logger, unsigned long in_u
 ChunkAllocatorNoT::~ChunkAllocatorNoT()
 {
     VELMORA_TRACE_SCOPE(ChunkAllocatorNoT::~ChunkAllocatorNoT);
+    // An appender may throw; the blocks are freed all the same.
     const auto attempt = [this](auto in_report)
     { withoutThrowing(&getLogger(), "exception while a ChunkAllocator ends", in_report); };
     if (m_bReportLeaks)
@@ -99,6 +101,7 @@ bool ChunkAllocatorNoT::allocateBlock()
 
 void* ChunkAllocatorNoT::popChunk()
 {
+    // Single chunks come from the free list, and the full magazines are on top of it.
     spreadMagazines();
     if (m_pFreeList == nullptr && !allocateBlock())
         return nullptr;
@@ -119,6 +122,7 @@ void ChunkAllocatorNoT::popInto(Magazine& out_magazine)
 {
     if (!m_fullMagazines.empty())
     {
+        // The topmost batch moves as a whole, so its chunks are not touched.
         const Magazine::Batch batch = m_fullMagazines.back();
         m_fullMagazines.pop_back();
         out_magazine.load(batch.pFirst, batch.pLast, Magazine::s_uiCapacity);

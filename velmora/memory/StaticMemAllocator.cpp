@@ -37,6 +37,7 @@ void StaticMemAllocator::deallocate(void* in_pMemory, std::size_t in_uiSize,
 {
     if (Allocator* const pAllocator = TheAllocator::get()) [[likely]]
         pAllocator->deallocate(in_pMemory, in_uiSize, in_szAccountName);
+    // Larger blocks come from `malloc`, before the end and after it.
     else if (in_uiSize > s_uiLargestChunk && !MemoryAfterTheEnd::deallocate(in_pMemory))
         std::free(in_pMemory);
 }
@@ -46,6 +47,8 @@ StaticMemAllocator::Allocator* StaticMemAllocator::getAllocator() { return TheAl
 bool StaticMemAllocator::initializeClass()
 {
     Allocator* const pAllocator = getAllocator();
+    // With accounting there is no default, so that all operations take the slow path to the
+    // accounts.
     if (isMemAccountingForced())
         StaticAccountMemAllocator::initializeClass();
     else if (pAllocator != nullptr)

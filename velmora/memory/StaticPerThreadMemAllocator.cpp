@@ -79,6 +79,7 @@ void StaticPerThreadMemAllocator::deallocateSlowly(void* in_pMemory, std::size_t
         return;
     if (Impl* const pImpl = Impl::getInstance()) [[likely]]
         pImpl->deallocate(in_pMemory, in_uiSize, in_szAccountName);
+    // Larger blocks come from `malloc`: after the end without a header, before it with one.
     else if (in_uiSize + s_uiHeaderSize > s_uiLargestChunk &&
              !MemoryAfterTheEnd::deallocate(in_pMemory))
         std::free(static_cast<char*>(in_pMemory) - s_uiHeaderSize);

@@ -181,6 +181,7 @@ void ThreadCaches::releaseSlot(MemAllocatorNoT& out_owner)
     }
     if (shared.pDefault == &out_owner)
         shared.pDefault = nullptr;
+    // No thread finds the caches any more, so they can be deleted.
     while (ThreadCache* const pCache = out_owner.m_pFirstCache)
     {
         out_owner.m_pFirstCache = pCache->m_pNextOfOwner;
@@ -204,6 +205,8 @@ void ThreadCaches::prefer(MemAllocatorNoT& in_allocator)
         s_preferred.pAllocator.load(std::memory_order_relaxed) == &in_allocator)
         return;
     const SharedGuard guard(Shared::getInstance().mutex);
+    // Under the lock, so that the pair stays consistent if another thread destroys the allocator
+    // that was preferred before.
     s_preferred.pAllocator.store(&in_allocator, std::memory_order_relaxed);
     s_preferred.pMagazines.store(pCache->m_magazines.get(), std::memory_order_relaxed);
 }

@@ -24,6 +24,7 @@ bool loadAll(const Names& in_names)
 {
     bool bAll = true;
     for (const std::string& strName : in_names)
+        // The call comes first, so that libraries behind a failed one are opened too.
         bAll = loadDynLib(strName.c_str()) && bAll;
     return bAll;
 }

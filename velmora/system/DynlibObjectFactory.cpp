@@ -70,6 +70,7 @@ bool DynlibObjectFactoryNoT::openDynlib(const char* in_szDynLibBasename)
     // Registered before the library is opened, so that entries which its constructors register are
     // destroyed first.
     auto pEntry = std::make_unique<DLLPtr>(m_hDLL);
+    // If the exit list accepts no entry, only the factory holds the library.
     if (ACE_Object_Manager::at_exit(pEntry.get(), nullptr, "DLLPtr") == 0)
         static_cast<void>(pEntry.release());
 

@@ -70,6 +70,7 @@ Fallible<unsigned long> LevinsteinDistanceComputer::operator()(const char* in_sz
 
 void LevinsteinDistanceComputer::prepareTable(std::size_t in_uiStrLen, std::size_t in_uiRefLen)
 {
+    // Rows are never removed, so that later strings need less memory.
     if (m_vVState.size() < in_uiStrLen + 1)
         m_vVState.resize(in_uiStrLen + 1);
     for (std::size_t i = 0; i <= in_uiStrLen; ++i)
@@ -140,6 +141,7 @@ Fallible<unsigned long> LevinsteinDistanceComputer::walkBack(std::size_t in_uiSt
                                                              std::size_t in_uiRefLen,
                                                              std::string& out_strOperations) const
 {
+    // The texts of the assertions below contain these names.
     const std::size_t& uiStrLen = in_uiStrLen;
     const std::size_t& uiRefLen = in_uiRefLen;
     unsigned long uiDistance = 0;

@@ -137,6 +137,7 @@ bool waitForEnd(pid_t in_pid, const std::string& in_strCommand, int& out_iStatus
 
 int runInShell(const std::string& in_strCommand)
 {
+    // Constructed before the child: SIGCHLD must not be ignored when the child ends.
     const SigChldGuard guard;
     const pid_t pid = startShell(in_strCommand.c_str());
     if (pid == -1)
