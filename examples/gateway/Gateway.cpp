@@ -9,6 +9,7 @@
 #include "velmora/logging/LogMacros.h"
 #include "velmora/logging/WithoutThrowing.h"
 
+#include <boost/program_options/options_description.hpp>
 #include <boost/program_options/value_semantic.hpp>
 #include <boost/program_options/variables_map.hpp>
 

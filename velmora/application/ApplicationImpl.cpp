@@ -5,6 +5,7 @@
 #include "velmora/application/Assertion.h"
 #include "velmora/application/BuildInfo.h"
 #include "velmora/application/Crash.h"
+#include "velmora/application/LimitedObjPtr.h"
 #include "velmora/application/Support.h"
 #include "velmora/application/VersionControl.h"
 #include "velmora/config/GlobalConfig.h"
@@ -14,14 +15,18 @@
 #include "velmora/config/RunMode.h"
 #include "velmora/logging/LibraryLoggers.h"
 #include "velmora/memory/MemLeakDetector.h"
+#include "velmora/system/CmdlineArgVector.h"
 #include "velmora/system/DynLibsLoader.h"
 #include "velmora/system/OS.h"
 
+#include <ace/Profile_Timer.h>
+#include <ace/Time_Value.h>
 #include <boost/program_options.hpp>
 
 #include <unistd.h>
 
 #include <cerrno>
+#include <chrono>
 #include <cstdlib>
 #include <cstring>
 #include <deque>
@@ -94,12 +99,31 @@ std::string paramInfoText(const std::string& in_strRegex)
 
 Application::~Application() = default;
 
+struct ApplicationImpl::State
+{
+    po::options_description m_allowedOptions{"Allowed options", s_uiLineWidth};
+    po::options_description m_hiddenOptions{"Hidden options", s_uiLineWidth};
+    po::positional_options_description m_positionalOptions;
+    po::variables_map m_variablesMap;
+    CmdlineArgVector m_origArgVector;
+    /// The values of `global-config`.
+    std::vector<std::string> m_sources;
+    bool m_bHelp = false;
+    ACE_Time_Value m_killTimeout;
+    ACE_Time_Value m_exitTimeout;
+    /// The values of `get-param-info`.
+    std::vector<std::string> m_paramInfoRegexes;
+    bool m_bBuildInfo = false;
+    ACE_Profile_Timer m_profileTimer;
+    /// Null if the registry refused the alarm.
+    LimitedObjPtr<Alarm> m_pSysConfigErrorAlarm = AlarmRegistry::getInstance().addAlarm(
+        new SystemConfigurationErrorAlarm(Alarm::ERROR_SEVERITY), false);
+    /// When `initialize` began.
+    std::chrono::steady_clock::time_point m_start;
+};
+
 ApplicationImpl::ApplicationImpl(const Logger& in_logger, const char*)
-    : ObjectWithLogger<LoggingIdLogger>(in_logger),
-      m_allowedOptions("Allowed options", s_uiLineWidth),
-      m_hiddenOptions("Hidden options", s_uiLineWidth),
-      m_pSysConfigErrorAlarm(AlarmRegistry::getInstance().addAlarm(
-          new SystemConfigurationErrorAlarm(Alarm::ERROR_SEVERITY), false))
+    : ObjectWithLogger<LoggingIdLogger>(in_logger), m_pState(std::make_unique<State>())
 {
     Logger().setLogLevel(WARN_LOG_LEVEL);
     configureDefaultCrashHandling();
@@ -117,17 +141,17 @@ void ApplicationImpl::addOptions()
 {
     using Texts = std::vector<std::string>;
     // clang-format off
-    m_allowedOptions.add_options()
-        ("help,h", po::bool_switch(&m_bHelp), "produce help message")
-        ("global-config", po::value<Texts>(&m_sources),
+    m_pState->m_allowedOptions.add_options()
+        ("help,h", po::bool_switch(&m_pState->m_bHelp), "produce help message")
+        ("global-config", po::value<Texts>(&m_pState->m_sources),
          "adds parameters in file arg to the global app configuration")
-        ("get-param-info", po::value<Texts>(&m_paramInfoRegexes),
+        ("get-param-info", po::value<Texts>(&m_pState->m_paramInfoRegexes),
          "to get information on a parameter. arg can be a regexp")
         (s_szSetCwdOption, po::value<std::string>(),
          "sets the current working directory. Useful to resolve relative paths")
         (s_szPutEnvOption, po::value<Texts>(),
          "sets process environment variables. Argument syntax is VARNAME=VALUE")
-        ("build-info", po::bool_switch(&m_bBuildInfo), "output the build info");
+        ("build-info", po::bool_switch(&m_pState->m_bBuildInfo), "output the build info");
     // clang-format on
 }
 
@@ -138,18 +162,19 @@ const Logger& ApplicationImpl::getAppLogger() const { return getLogger(); }
 bool ApplicationImpl::initialize(int in_argc, char** in_argv)
 {
     VELMORA_TRACE_SCOPE(ApplicationImpl::initialize);
-    const std::chrono::steady_clock::time_point start = std::chrono::steady_clock::now();
-    VELMORA_ASSERT_TEXT(!m_pSysConfigErrorAlarm.isNull(), "! m_pSysConfigErrorAlarm.isNull()");
-    if (m_pSysConfigErrorAlarm.isNull())
+    m_pState->m_start = std::chrono::steady_clock::now();
+    VELMORA_ASSERT_TEXT(!m_pState->m_pSysConfigErrorAlarm.isNull(),
+                        "! m_pSysConfigErrorAlarm.isNull()");
+    if (m_pState->m_pSysConfigErrorAlarm.isNull())
         return false;
     forgetCommandLine();
     const bool bCanLog = configureLoggerDefault(in_argc, in_argv);
     VELMORA_ASSERT_TEXT(bCanLog, "configureLoggerDefault(in_argc, in_argv)");
     if (!bCanLog)
         return false;
-    m_origArgVector.assign(in_argv, in_argv + in_argc);
-    VELMORA_ASSERT_TEXT(!m_origArgVector.empty(), "! m_origArgVector.empty()");
-    if (m_origArgVector.empty())
+    m_pState->m_origArgVector.assign(in_argv, in_argv + in_argc);
+    VELMORA_ASSERT_TEXT(!m_pState->m_origArgVector.empty(), "! m_origArgVector.empty()");
+    if (m_pState->m_origArgVector.empty())
         return false;
     if (!processCmdLineArgs(in_argc, in_argv))
     {
@@ -158,19 +183,19 @@ bool ApplicationImpl::initialize(int in_argc, char** in_argv)
     }
     if (!configure(*getConfig()))
     {
-        m_pSysConfigErrorAlarm->set();
+        m_pState->m_pSysConfigErrorAlarm->set();
         return false;
     }
-    logEndOfStart(start);
+    logEndOfStart();
     return true;
 }
 
 void ApplicationImpl::forgetCommandLine()
 {
     // `po::store` does not replace values that the map already has.
-    m_variablesMap.clear();
-    m_sources.clear();
-    m_paramInfoRegexes.clear();
+    m_pState->m_variablesMap.clear();
+    m_pState->m_sources.clear();
+    m_pState->m_paramInfoRegexes.clear();
 }
 
 bool ApplicationImpl::configureLoggerDefault(int, char**) { return configureLoggerDefault(); }
@@ -188,14 +213,14 @@ bool ApplicationImpl::processCmdLineArgs(int in_argc, char** in_argv)
     try
     {
         po::options_description options(s_uiLineWidth);
-        options.add(m_allowedOptions).add(m_hiddenOptions);
+        options.add(m_pState->m_allowedOptions).add(m_pState->m_hiddenOptions);
         po::store(po::command_line_parser(in_argc, in_argv)
                       .options(options)
-                      .positional(m_positionalOptions)
+                      .positional(m_pState->m_positionalOptions)
                       .run(),
-                  m_variablesMap);
-        po::notify(m_variablesMap);
-        return processCmdlineVarsMap(m_variablesMap);
+                  m_pState->m_variablesMap);
+        po::notify(m_pState->m_variablesMap);
+        return processCmdlineVarsMap(m_pState->m_variablesMap);
     }
     catch (const std::exception& error)
     {
@@ -248,16 +273,16 @@ bool ApplicationImpl::setEnvironment(const std::vector<std::string>& in_variable
 
 bool ApplicationImpl::configure(const ROConfiguration&)
 {
-    if (!initializeGlobalConfigAndLogger(m_sources))
+    if (!initializeGlobalConfigAndLogger(m_pState->m_sources))
         return false;
     const TSHandle<ROConfiguration> hConfig = getConfig();
     if (!configureCrashHandling(*hConfig) || !DynLibsLoader::loadDynLibs(*hConfig))
         return false;
     getParamInfo();
-    if (m_bBuildInfo)
+    if (m_pState->m_bBuildInfo)
         logBuildInfo();
-    m_killTimeout = readTimeout(*hConfig, s_szKillTimeoutParam);
-    m_exitTimeout = readTimeout(*hConfig, s_szExitTimeoutParam);
+    m_pState->m_killTimeout = readTimeout(*hConfig, s_szKillTimeoutParam);
+    m_pState->m_exitTimeout = readTimeout(*hConfig, s_szExitTimeoutParam);
     return true;
 }
 
@@ -336,7 +361,7 @@ bool ApplicationImpl::hasNoDeprecated(const ROConfiguration& in_config) const
 void ApplicationImpl::getParamInfo() const
 {
     VELMORA_TRACE_SCOPE(ApplicationImpl::getParamInfo);
-    for (const std::string& strRegex : m_paramInfoRegexes)
+    for (const std::string& strRegex : m_pState->m_paramInfoRegexes)
         logForUser(paramInfoText(strRegex));
 }
 
@@ -348,13 +373,13 @@ void ApplicationImpl::logBuildInfo() const
     logForUser(text.str());
 }
 
-void ApplicationImpl::logEndOfStart(std::chrono::steady_clock::time_point in_start) const
+void ApplicationImpl::logEndOfStart() const
 {
     using std::chrono::milliseconds;
-    const auto duration = std::chrono::steady_clock::now() - in_start;
+    const auto duration = std::chrono::steady_clock::now() - m_pState->m_start;
     const LoadSummary summary = GlobalConfig::getInstance()->getLoadSummary();
     std::string strSources;
-    for (const std::string& strSource : m_sources)
+    for (const std::string& strSource : m_pState->m_sources)
         strSources += " [" + strSource + "]";
     std::string strOutOfBounds;
     if (summary.m_uiOutOfBounds != 0)
@@ -374,16 +399,16 @@ void ApplicationImpl::logForUser(const std::string& in_strText) const
 
 void ApplicationImpl::writeUsage(std::ostream& out_stream) const
 {
-    out_stream << "Usage : " << getProgname() << " [options]\n" << m_allowedOptions;
+    out_stream << "Usage : " << getProgname() << " [options]\n" << m_pState->m_allowedOptions;
 }
 
 std::string ApplicationImpl::getProgname() const
 {
-    VELMORA_ASSERT_TEXT(!m_origArgVector.empty(), "!m_origArgVector.empty()");
+    VELMORA_ASSERT_TEXT(!m_pState->m_origArgVector.empty(), "!m_origArgVector.empty()");
     std::string strBase;
-    if (!m_origArgVector.empty())
+    if (!m_pState->m_origArgVector.empty())
         // The macro evaluates its condition in every build, so the call may be part of it.
-        VELMORA_ASSERT_TEXT(OS::stripPathAndExtension(m_origArgVector[0], strBase),
+        VELMORA_ASSERT_TEXT(OS::stripPathAndExtension(m_pState->m_origArgVector[0], strBase),
                             "OS::stripPathAndExtension(m_origArgVector[0], strBase)");
     return strBase;
 }
@@ -392,7 +417,7 @@ void ApplicationImpl::logUsageAndActualCommandLine() const
 {
     std::ostringstream text;
     writeUsage(text);
-    text << "\nActual command line : " << m_origArgVector;
+    text << "\nActual command line : " << m_pState->m_origArgVector;
     logForUser(text.str());
 }
 
@@ -405,17 +430,17 @@ void ApplicationImpl::logHelpMessage()
 
 void ApplicationImpl::processHelpParamInfoOptions(bool& out_bHandled)
 {
-    out_bHandled = m_bHelp || !m_paramInfoRegexes.empty();
-    if (m_bHelp)
+    out_bHandled = m_pState->m_bHelp || !m_pState->m_paramInfoRegexes.empty();
+    if (m_pState->m_bHelp)
         logHelpMessage();
-    else if (!m_paramInfoRegexes.empty())
+    else if (!m_pState->m_paramInfoRegexes.empty())
         getParamInfo();
 }
 
 void ApplicationImpl::logProfileStats()
 {
     ACE_Profile_Timer::ACE_Elapsed_Time elapsed{};
-    m_profileTimer.elapsed_time(elapsed);
+    m_pState->m_profileTimer.elapsed_time(elapsed);
     std::ostringstream text;
     // The numbers do not depend on the locale of the program.
     text.imbue(std::locale::classic());
@@ -426,27 +451,30 @@ void ApplicationImpl::logProfileStats()
     VELMORA_LOG(Logger("keswardin.profiling"), DEBUG_LOG_LEVEL, text.str());
 }
 
-po::options_description& ApplicationImpl::getAllowedOptions() { return m_allowedOptions; }
+po::options_description& ApplicationImpl::getAllowedOptions() { return m_pState->m_allowedOptions; }
 
 const po::options_description& ApplicationImpl::getAllowedOptions() const
 {
-    return m_allowedOptions;
+    return m_pState->m_allowedOptions;
 }
 
-po::options_description& ApplicationImpl::getHiddenOptions() { return m_hiddenOptions; }
+po::options_description& ApplicationImpl::getHiddenOptions() { return m_pState->m_hiddenOptions; }
 
 po::positional_options_description& ApplicationImpl::getPositionalOptions()
 {
-    return m_positionalOptions;
+    return m_pState->m_positionalOptions;
 }
 
-const po::variables_map& ApplicationImpl::getVariablesMap() const { return m_variablesMap; }
+const po::variables_map& ApplicationImpl::getVariablesMap() const
+{
+    return m_pState->m_variablesMap;
+}
 
-ACE_Profile_Timer& ApplicationImpl::getProfileTimer() { return m_profileTimer; }
+ACE_Profile_Timer& ApplicationImpl::getProfileTimer() { return m_pState->m_profileTimer; }
 
-const ACE_Time_Value& ApplicationImpl::getExitTimeout() const { return m_exitTimeout; }
+const ACE_Time_Value& ApplicationImpl::getExitTimeout() const { return m_pState->m_exitTimeout; }
 
-const ACE_Time_Value& ApplicationImpl::getKillTimeout() const { return m_killTimeout; }
+const ACE_Time_Value& ApplicationImpl::getKillTimeout() const { return m_pState->m_killTimeout; }
 
 const char* ApplicationImpl::getSetCwdOptionName() { return s_szSetCwdOption; }
 

@@ -2,28 +2,31 @@
 
 #include "velmora/Export.h"
 #include "velmora/application/Application.h"
-#include "velmora/application/LimitedObjPtr.h"
 #include "velmora/config/Configuration.h"
 #include "velmora/logging/LogMacros.h" // For the members of derived classes, which have a logger.
 #include "velmora/logging/LoggingIdLogger.h"
 #include "velmora/logging/ObjectWithLogger.h"
-#include "velmora/system/CmdlineArgVector.h"
 
-#include <ace/Profile_Timer.h>
-#include <ace/Time_Value.h>
-#include <boost/program_options/options_description.hpp>
-#include <boost/program_options/positional_options.hpp>
-#include <boost/program_options/variables_map.hpp>
-
-#include <chrono>
 #include <iosfwd>
+#include <memory>
 #include <string>
 #include <vector>
+
+class ACE_Profile_Timer;
+class ACE_Time_Value;
+
+// A program that adds options includes <boost/program_options.hpp>, which costs more time to
+// compile than this header.
+namespace boost::program_options
+{
+class options_description;
+class positional_options_description;
+class variables_map;
+} // namespace boost::program_options
 
 namespace Velmora
 {
 
-class Alarm;
 enum class RunMode;
 
 /// The base class of all programs of the family, with the steps of their start. A program derives
@@ -186,26 +189,14 @@ class VELMORA_API ApplicationImpl : public virtual Application,
     [[nodiscard]] bool configureLoggerFromConfig(RunMode in_runMode);
     [[nodiscard]] bool hasNoDeprecated(const ROConfiguration& in_config) const;
     void logBuildInfo() const;
-    void logEndOfStart(std::chrono::steady_clock::time_point in_start) const;
+    void logEndOfStart() const;
     /// Logs at INFO, at any level of the logger.
     void logForUser(const std::string& in_strText) const;
 
-    boost::program_options::options_description m_allowedOptions;
-    boost::program_options::options_description m_hiddenOptions;
-    boost::program_options::positional_options_description m_positionalOptions;
-    boost::program_options::variables_map m_variablesMap;
-    CmdlineArgVector m_origArgVector;
-    /// The values of `global-config`.
-    std::vector<std::string> m_sources;
-    bool m_bHelp = false;
-    ACE_Time_Value m_killTimeout;
-    ACE_Time_Value m_exitTimeout;
-    /// The values of `get-param-info`.
-    std::vector<std::string> m_paramInfoRegexes;
-    bool m_bBuildInfo = false;
-    ACE_Profile_Timer m_profileTimer;
-    /// Null if the registry refused the alarm.
-    LimitedObjPtr<Alarm> m_pSysConfigErrorAlarm;
+    /// What the object holds besides its logger; defined in the source, to keep the headers of its
+    /// members out of programs.
+    struct State;
+    const std::unique_ptr<State> m_pState;
 };
 
 } // namespace Velmora

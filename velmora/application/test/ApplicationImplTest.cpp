@@ -10,6 +10,7 @@
 #include "tests/support/Locales.h"
 #include "tests/support/TemporaryDirectory.h"
 
+#include <ace/Profile_Timer.h>
 #include <boost/program_options.hpp>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
