@@ -1,10 +1,10 @@
 #!/usr/bin/python3
-"""Makes one table of what the benchmark programs told.
+"""Makes one table of the results of the benchmark programs.
 
 The results are Google Benchmark's JSON, a file for each process: <program>.<variant>.<round>.json.
 The document gets the table between its two marker lines.
 
-The time of a work is the smallest of all rounds: whatever else the machine does can only add to it.
+The time of a work is the smallest of all rounds: other activity of the machine can only add to it.
 """
 
 import argparse
@@ -26,9 +26,9 @@ def entries_text(entries):
     return "1 entry" if entries == 1 else f"{entries} entries"
 
 
-# Works whose names tell who does them, as in "enabledNull/spdlog": the name, what it is, whose time
-# the target is a multiple of, the target. Without a name the target is an absolute one; None for
-# both is no target.
+# Works whose names contain the library that does them, as in "enabledNull/spdlog": the name, the
+# text in the table, the peer whose time the target is a multiple of, the target. The target is
+# absolute if the peer is None; there is no target if both are None.
 NAMED_WORKS = [
     ("disabledCached", "line that is off, level cached", "comparison", 1.5),
     ("disabledPlain", "line that is off, plain `Logger`", "log4cplus", 1.1),
@@ -45,13 +45,13 @@ NAMED_WORKS = [
       for entries in MAP_ENTRIES),
     ("dottedName", "`dottedStringToVectorNoResize`, 6 parts, warm", "memchr", 2.0),
     ("executeCommand", "`executeCommand` of `true`", "posix_spawn", 1.1),
-    ("directoryMake", "`Directory::make` of a directory that is there", "stat", 1.1),
+    ("directoryMake", "`Directory::make` of an existing directory", "stat", 1.1),
     ("vfsSmallFile", "file opened, 1 KiB read, closed through `VirtualFileSystem`", "calls", 1.3),
     ("vfsWalk", "walk of 10,000 entries through `VirtualFileSystem`", "calls", 1.3),
     ("lookUp", "look-up of each known parameter by name", "Poco", 1.0),
     ("readLines", "10,000 lines of a configuration read, typed and checked", "log4cplus", 1 / 1.2),
     ("readTagged", "the same with a tag in every tenth line", "untagged", 2.0),
-    ("readDifferent", "10,000 lines with as many names, against a table of them, read", None, None),
+    ("readDifferent", "10,000 lines with different names, all in the table, read", None, None),
     ("getInt", "integer of the global configuration, one thread", "Poco", 1.0),
     ("getIntBoth", "integer of the global configuration, two threads", "Poco", 1.0),
     ("cachedInt", "integer that a `ConfigCache` remembers", "lockedTrie", 0.9),
@@ -67,7 +67,7 @@ NAMED_WORKS = [
     ("callStartEndBoth", "`callStart` and `callEnd` with no line, two threads", None, 500),
     *((f"callsAtOnce{calls}", f"`callEnd` and `callStart` with no line, {calls:,} calls at once",
        None, None) for calls in CALLS_AT_ONCE),
-    ("callsAtOnceMore", "what the second of these costs more than the first", "map", 1.3),
+    ("callsAtOnceMore", "additional cost of the second of these", "map", 1.3),
     ("alarmSameState", "`setState` to the state that an `AlarmImpl` has", "comparison", 1.5),
     ("alarmOnOff", "alarm on and off through its handle, null appender", "linesAndLocks", 1.3),
     ("alarmLookUp", "`getAlarm` among 10,000 alarms", "std", 1.5),
@@ -78,7 +78,7 @@ NAMED_WORKS = [
     ("initialize", "start and end of `examples/minimal` with 300 lines of configuration",
      None, 30e6),
     ("startMinimal", "the same without a configuration", None, None),
-    ("loadPython", "start and end of a program that links libpython and Boost.Python alone",
+    ("loadPython", "start and end of a program that links only libpython and Boost.Python",
      None, None),
     ("startPython", "first `initialize()` of the interpreter", "bare", 1.1),
     ("pythonHandle", "copy and drop of a `TSPyObjPtr`, one thread", "pybind11", 1.05),
@@ -86,10 +86,10 @@ NAMED_WORKS = [
     ("closestName", "closest known name to one with a wrong letter", "two rows", 0.2),
 ]
 
-# Works that are not measured: how much more time the first of two others takes than the second.
+# Works that are not measured: the time of the first of two others minus the time of the second.
 DIFFERENCES = {"callsAtOnceMore": ("callsAtOnce10000", "callsAtOnce100")}
 
-# The same for what takes memory, with the counter "bytes".
+# The same for works whose memory is measured, with the counter "bytes".
 NAMED_BYTES = [
     (f"mapBytes{entries}", f"map of names with {entries_text(entries)}", "std", 0.6)
     for entries in MAP_ENTRIES
@@ -101,7 +101,7 @@ def names(works):
 
 
 class Results:
-    """All figures, by work and by who did it."""
+    """All figures, by work and by the library that did it."""
 
     def __init__(self, directory):
         self.times = collections.defaultdict(dict)
@@ -131,9 +131,8 @@ class Results:
                 held[doer] = run["bytes"]
                 continue
             assert run["time_unit"] == "ns"
-            # The time of the processor leaves out what others ran meanwhile, but also waiting for
-            # another thread or process.
-            # One that is measured by hand is told as real time too.
+            # Processor time excludes the time of other processes, but also the time spent waiting
+            # for another thread or process. Manually measured times are reported as real time too.
             waits = run["threads"] > 1 or run["name"].endswith(("/real_time", "/manual_time"))
             time = run["real_time" if waits else "cpu_time"]
             times = self.times[work]
@@ -152,7 +151,7 @@ class Results:
 
 
 def figure(value):
-    """Three significant digits."""
+    """Returns the value with three significant digits."""
     return f"{value:.{max(0, 2 - math.floor(math.log10(value)))}f}" if value > 0 else "0"
 
 
@@ -161,7 +160,7 @@ def verdict(met):
 
 
 def row(text, ours, peers, against, target):
-    """A row of the table; `target` is a multiple of the peer `against`, absolute without a peer."""
+    """Returns a row. `target` is a multiple of the peer `against`, or absolute without a peer."""
     others = ", ".join(
         f"**{name} {figure(value)}**" if name == against else f"{name} {figure(value)}"
         for name, value in peers.items())
@@ -183,7 +182,7 @@ def named_rows(results):
 
 
 def allocator_works(results):
-    """The works on chunks, in their order: the name, then what it is."""
+    """Yields the works on chunks in the order of the table: the name and the text."""
     patterns = (("pairs", "chunk taken and released"), ("batches", "the same in batches of 1000"))
     for pattern, text in patterns:
         for threads, on in (("1", "one thread"), ("2", "two threads")):
