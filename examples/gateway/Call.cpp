@@ -57,14 +57,14 @@ Call::~Call()
                         [this] { VELMORA_LOG_WARN("cut off : the gateway ends"); });
 }
 
-/// What fails in a call ends that call and no other.
+/// Runs a step of the call. If it throws, ends this call and no other.
 template <class Step>
 void Call::attempt(Step in_step)
 {
     if (withoutThrowing(&getLogger(), m_strFails.c_str(), in_step) ||
         withoutThrowing(&getLogger(), m_strFails.c_str(), [this] { giveUp(); }))
         return;
-    // Not even that could be done.
+    // The call could not be ended in the regular way either, so it is only removed.
     over({});
 }
 
@@ -130,7 +130,7 @@ void Call::answer()
 
 void Call::connected()
 {
-    // Who has decided to hang up meanwhile may do so now.
+    // If this side decided to hang up before the ACK, it does so now.
     if (!m_strReason.empty())
         return disconnect("");
     m_state = State::CONNECTED;
@@ -142,7 +142,7 @@ void Call::end(const char* in_szReason)
     attempt([&] { endAs(SIP_503_SERVICE_UNAVAILABLE, in_szReason); });
 }
 
-/// The status is that of a call that still rings.
+/// Ends the call in any state. The status is for a call that is still ringing.
 void Call::endAs(int in_iStatus, const char* in_szPhrase, const char* in_szReason)
 {
     switch (m_state)

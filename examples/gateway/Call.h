@@ -12,39 +12,40 @@
 #include <functional>
 #include <string>
 
-/// What the calls of a gateway share.
+/// The objects and settings that all calls of a gateway share.
 struct CallSurroundings
 {
     const EventLoop& loop;
     const Settings& settings;
-    /// Has the `CallParameters`.
+    /// Contains the `CallParameters`.
     const Velmora::ROConfiguration& parameters;
     nta_agent_t* pAgent;
-    /// How long a called party that answers lets it ring.
+    /// How long a call rings before its called party answers.
     std::chrono::milliseconds answerAfter;
     RtpPorts rtpPorts;
 };
 
-/// A call that has come in, from its INVITE to its end. The called party is told by the user part
-/// of the request's address: "busy" is busy, "nobody" lets it ring for ever, all others answer.
+/// An incoming call, from its INVITE to its end. The user part of the request's address selects
+/// what the called party does: "busy" is busy, "nobody" rings until the time limit, all others
+/// answer.
 ///
-/// Failure: once it is made, nothing of it throws. What fails in the call, for want of memory say,
-/// is logged and ends it: 500 while it rings, a BYE once it is answered.
+/// Failure: only the constructor throws. A failure in the call, such as a lack of memory, is logged
+/// and ends the call, with 500 while it rings and with a BYE once it is answered.
 class Call : public Velmora::ObjectWithLogger<Velmora::CallLogger>
 {
   public:
-    /// `in_onOver` is told of the end, whoever brought it about; the call is destroyed later, when
-    /// none of its own functions runs.
+    /// Calls `in_onOver` once when the call ends, on either side's initiative. The caller destroys
+    /// the call later, when none of its functions is running.
     Call(CallSurroundings& in_surroundings, nta_incoming_t* in_pInvite, const sip_t* in_pSip,
          std::function<void()> in_onOver);
     Call(const Call&) = delete;
     Call& operator=(const Call&) = delete;
     ~Call();
 
-    /// Lets it ring, or refuses it.
+    /// Lets the call ring, or refuses it.
     void start(const sip_t* in_pSip);
 
-    /// Ends the call from this side: refuses it where it rings, hangs up where it is answered.
+    /// Ends the call from this side: refuses a ringing call, hangs up an answered one.
     void end(const char* in_szReason);
 
   private:
@@ -74,7 +75,8 @@ class Call : public Velmora::ObjectWithLogger<Velmora::CallLogger>
 
     CallSurroundings& m_surroundings;
     std::function<void()> m_onOver;
-    /// What is logged where something fails, when there may be no memory for a text.
+    /// The text that is logged after a failure. It is built in advance, because there may be no
+    /// memory for it then.
     std::string m_strFails;
     Leg m_leg;
     Media m_media;
@@ -82,7 +84,7 @@ class Call : public Velmora::ObjectWithLogger<Velmora::CallLogger>
     Timer m_timeout;
     State m_state = State::RINGING;
     std::string m_strDescription;
-    /// Why this side hangs up.
+    /// Why this side hangs up. Empty until it decides to.
     std::string m_strReason;
     std::chrono::steady_clock::time_point m_started = std::chrono::steady_clock::now();
 };

@@ -15,7 +15,7 @@ namespace
 
 constexpr su_duration_t s_longestWaitMs = 1000;
 
-/// The loop is not made for exceptions.
+/// Keeps exceptions out of the loop, which is C code.
 void run(const std::function<void()>& in_action)
 {
     Velmora::withoutThrowing(liveFileScopeLogger(), "an event is left undone", in_action);
@@ -66,7 +66,7 @@ void Timer::cancel()
 
 void Timer::expired(su_root_magic_t*, su_timer_t*, su_timer_arg_t* in_pTimer)
 {
-    // The action may start the timer again.
+    // The action may start the timer again and set a new action, so `m_action` is emptied before.
     const auto action = std::exchange(reinterpret_cast<Timer*>(in_pTimer)->m_action, nullptr);
     run(action);
 }

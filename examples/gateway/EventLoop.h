@@ -5,20 +5,20 @@
 #include <chrono>
 #include <functional>
 
-/// The one loop of the gateway: SIP, RTP, timers and the operator's signals all run in its thread,
-/// one after the other, so that nothing of them needs a lock.
+/// The only loop of the gateway. SIP, RTP, timers and the operator's signals all run on its thread,
+/// one after the other, so none of them needs a lock.
 ///
-/// Thread-safety: everything here belongs to the thread that calls `step`.
+/// Thread-safety: all classes of this header belong to the thread that calls `step`.
 class EventLoop
 {
   public:
-    /// Failure: throws `std::runtime_error` when the system gives no descriptors for it.
+    /// Failure: throws `std::runtime_error` if the system has no descriptors for it.
     EventLoop();
     ~EventLoop();
     EventLoop(const EventLoop&) = delete;
     EventLoop& operator=(const EventLoop&) = delete;
 
-    /// Waits until something is to be done, at most a second, and does it.
+    /// Waits for an event, for a second at most, and handles it.
     void step();
 
     [[nodiscard]] su_root_t* root() const { return m_pRoot; }
@@ -27,19 +27,19 @@ class EventLoop
     su_root_t* m_pRoot;
 };
 
-/// Does something once, after a time. Its end calls it off.
+/// Calls a function once, after a time. The destructor cancels the call.
 class Timer
 {
   public:
-    /// Failure: throws `std::runtime_error` without memory for it.
+    /// Failure: throws `std::runtime_error` if there is no memory for it.
     explicit Timer(const EventLoop& in_loop);
     ~Timer();
     Timer(const Timer&) = delete;
     Timer& operator=(const Timer&) = delete;
 
-    /// Takes the place of what it was to do before. What the action throws goes no further than the
-    /// log.
-    /// Failure: throws `std::runtime_error` without memory for it.
+    /// Replaces the previous action and its time. Exceptions of the action are logged and not
+    /// passed on.
+    /// Failure: throws `std::runtime_error` if there is no memory for it.
     void start(std::chrono::milliseconds in_delay, std::function<void()> in_action);
     void cancel();
 
@@ -50,13 +50,13 @@ class Timer
     std::function<void()> m_action;
 };
 
-/// Does something each time that a descriptor has something to read, as long as this object lives.
-/// What the action throws goes no further than the log.
+/// Calls a function whenever a descriptor is readable, during the lifetime of this object.
+/// Exceptions of the function are logged and not passed on.
 class ReadWatch
 {
   public:
-    /// Failure: throws `std::runtime_error` when the loop cannot watch the descriptor.
-    /// Ownership: the descriptor stays the caller's and outlives this object.
+    /// Failure: throws `std::runtime_error` if the loop cannot watch the descriptor.
+    /// Ownership: the descriptor stays the caller's and must outlive this object.
     ReadWatch(const EventLoop& in_loop, int in_iDescriptor, std::function<void()> in_action);
     ~ReadWatch();
     ReadWatch(const ReadWatch&) = delete;

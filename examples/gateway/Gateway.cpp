@@ -35,8 +35,8 @@ namespace
 constexpr const char* s_szAnswerAfter = "answer-after-ms";
 constexpr unsigned int s_uiDefaultAnswerAfterMs = 200;
 
-/// How busy the processors have been since the last call, in percent; nothing at the first call,
-/// and where the system does not say.
+/// Returns the load of the processors since the last call, in percent; nothing at the first call
+/// and if the system does not report it.
 class ProcessorUse
 {
   public:
@@ -128,6 +128,7 @@ void Gateway::run()
     if (m_bAnswered)
         return;
     bool bHandled = false;
+    // Answers --help and --get-param-info, which need the loaded configuration.
     processHelpParamInfoOptions(bHandled);
     if (bHandled)
         return;
@@ -182,13 +183,13 @@ void Gateway::handleSignal(UserAgent& inout_userAgent)
     if (iSignal == SIGUSR1)
         return toggleRecording();
     const int iError = errno;
-    // It stops already, and does not get more time for that.
+    // It is stopping already, and a second signal does not extend the time limit.
     if (m_deadline)
         return;
     m_deadline = steady_clock::time_point::max();
     if (getExitTimeout() != ACE_Time_Value::max_time)
         m_deadline = steady_clock::now() + std::chrono::seconds(getExitTimeout().sec());
-    // The system ends a process that hangs.
+    // SIGALRM ends the process if it hangs.
     if (getKillTimeout() != ACE_Time_Value::max_time)
         alarm(static_cast<unsigned int>(getKillTimeout().sec()));
     withoutThrowing(liveFileScopeLogger(), "a line is lost",
@@ -207,7 +208,8 @@ void Gateway::toggleRecording() const
 {
     bool bRecording = false;
     GlobalConfig::getInstance()->getBoolParameter(CallParameters::s_szRecording, bRecording);
-    // The library tells that the configuration is protected, and sets what may change at run time.
+    // The library logs that the configuration is write-protected, and sets parameters that may
+    // change at run time nevertheless.
     if (RWGlobalConfig::getInstance()->setBoolParameter(CallParameters::s_szRecording, !bRecording))
         VELMORA_FILE_LOG_INFO("recording of calls is " << (bRecording ? "off" : "on"));
 }

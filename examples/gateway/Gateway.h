@@ -9,8 +9,9 @@
 #include <csignal>
 #include <optional>
 
-/// The signals that an operator sends to a program. They wait to be taken, on whatever thread, from
-/// the construction on; threads that are started later leave them alone too.
+/// The signals that an operator sends to a program. The constructor blocks them, so they stay
+/// pending until `take` reads them, on any thread. Threads that are started later inherit the
+/// block.
 class OperatorSignals
 {
   public:
@@ -19,10 +20,11 @@ class OperatorSignals
     OperatorSignals(const OperatorSignals&) = delete;
     OperatorSignals& operator=(const OperatorSignals&) = delete;
 
-    /// Can be read when one waits.
+    /// The descriptor, which is readable while a signal is pending.
     [[nodiscard]] int descriptor() const { return m_iDescriptor; }
 
-    /// The one that waits: SIGTERM, SIGINT or SIGUSR1. 0 when it cannot be read, as `errno` says.
+    /// Takes the pending signal: SIGTERM, SIGINT or SIGUSR1. Returns 0, with `errno` set, if it
+    /// cannot be read.
     [[nodiscard]] int take() const;
 
   private:
@@ -30,25 +32,25 @@ class OperatorSignals
 };
 
 /// A gateway of the family: it answers calls over SIP, and callers hear themselves. It starts from
-/// the configuration files in etc/, and runs until it is told to stop:
+/// the configuration files in etc/, and handles these signals:
 ///
-/// - SIGTERM or SIGINT: ends its calls and then itself, within `keswardin.exitTimeoutSec`; calls
-///   that are left then are cut off. Another one changes nothing. A gateway that hangs then ends by
-///   SIGALRM after `keswardin.killTimeoutSec`;
+/// - SIGTERM or SIGINT: ends its calls and then itself, within `keswardin.exitTimeoutSec`. Calls
+///   that are left then are cut off. Further signals change nothing. If the gateway hangs, SIGALRM
+///   ends it after `keswardin.killTimeoutSec`;
 /// - SIGUSR1: switches the recording of calls on or off.
 ///
-/// It watches how busy the processors are, which is for the operator to know, and how many calls
-/// there are: while there are too many, new ones are refused.
+/// It monitors the load of the processors, for the operator's information, and the number of calls.
+/// While there are too many calls, new ones are refused.
 ///
-/// `--product-name`, `--version` and `--build-info` are answered on standard output, without a
+/// `--product-name`, `--version` and `--build-info` print to standard output, need no
 /// configuration, and the gateway does nothing else.
 class Gateway : public Velmora::ProductApplicationImpl
 {
   public:
     Gateway();
 
-    /// Failure: when SIP cannot be received, logs an error and returns at once, and so it does when
-    /// standard output takes no answer; `hasFailed`.
+    /// Failure: logs an error and returns if SIP cannot be received. `hasFailed` is true then, and
+    /// also if standard output cannot be written.
     void run() override;
 
     [[nodiscard]] bool hasFailed() const { return m_bFailed; }
@@ -57,7 +59,7 @@ class Gateway : public Velmora::ProductApplicationImpl
     [[nodiscard]] bool
     processCmdlineVarsMap(const boost::program_options::variables_map& in_variables) override;
 
-    /// Failure: also when a setting is missing or makes no sense.
+    /// Failure: also false if a setting is missing or invalid.
     [[nodiscard]] bool configure(const Velmora::ROConfiguration& in_config) override;
 
   private:
@@ -71,9 +73,9 @@ class Gateway : public Velmora::ProductApplicationImpl
     std::optional<Settings> m_settings;
     std::optional<LoadMonitor> m_processorMonitor;
     std::optional<LoadMonitor> m_callMonitor;
-    /// Set when the gateway is to stop.
+    /// Set once the gateway is stopping: the time at which the remaining calls are cut off.
     std::optional<std::chrono::steady_clock::time_point> m_deadline;
-    /// The command line only asked what the gateway is.
+    /// The command line only requested information about the program.
     bool m_bAnswered = false;
     bool m_bFailed = false;
 };

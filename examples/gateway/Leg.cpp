@@ -55,6 +55,7 @@ void Leg::reply(int in_iStatus, const char* in_szPhrase, const std::string& in_s
         SIPTAG_SERVER_STR(m_strServer.c_str()), SIPTAG_ALLOW_STR(s_szAllowedMethods),
         TAG_IF(bDescription, SIPTAG_CONTENT_TYPE_STR("application/sdp")),
         TAG_IF(bDescription, SIPTAG_PAYLOAD_STR(in_strDescription.c_str())), TAG_END());
+    // The status shows whether the stack has accepted the answer, even if sending it failed.
     if (iReplied < 0 && nta_incoming_status(m_pInvite.get()) < in_iStatus)
         throw std::runtime_error("an answer cannot be sent");
     VELMORA_LOG_INFO(in_iStatus << ' ' << in_szPhrase << " sent");
@@ -74,7 +75,7 @@ void Leg::hangUp()
     m_onEvent(Event::DISCONNECTED);
 }
 
-/// The SIP stack is not made for exceptions, and what fails in one call is to end no other.
+/// Keeps exceptions out of the SIP stack, which is C code. A failure ends this call only.
 template <class Function>
 void Leg::handleOrFail(Function in_function)
 {
@@ -111,7 +112,7 @@ int Leg::handleRequest(nta_incoming_t* in_pRequest, const sip_t& in_sip)
     case sip_method_ack:
         return 0;
     case sip_method_cancel:
-        // One of an INVITE that there is does not come here.
+        // A CANCEL of a pending INVITE goes to `inviteFollowed`, so this one matches none.
         return 481;
     default:
         return replyNotAllowed(in_pRequest, m_strServer);
@@ -136,7 +137,8 @@ void Leg::handleAckOrCancel(const sip_t* in_pSip)
     else if (in_pSip->sip_request->rq_method == sip_method_cancel)
     {
         VELMORA_LOG_INFO("CANCEL received");
-        // The stack has answered the CANCEL; one behind the answer it keeps to itself.
+        // The stack has answered the CANCEL. It does not report a CANCEL that arrives after the
+        // final answer.
         reply(SIP_487_REQUEST_CANCELLED);
         m_onEvent(Event::CANCELLED);
     }
@@ -150,7 +152,7 @@ void Leg::handleAckOrCancel(const sip_t* in_pSip)
 int Leg::byeAnswered(nta_outgoing_magic_t* in_pLeg, nta_outgoing_t*, const sip_t* in_pSip)
 {
     Leg& leg = *reinterpret_cast<Leg*>(in_pLeg);
-    // Where nobody answers, the stack makes up a 408.
+    // The stack generates a 408 if the BYE times out.
     const int iStatus = in_pSip != nullptr ? in_pSip->sip_status->st_status : 408;
     if (iStatus < 200)
         return 0;

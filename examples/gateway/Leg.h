@@ -9,36 +9,36 @@
 #include <memory>
 #include <string>
 
-/// The SIP side of one call that has come in: its dialog and its INVITE. Repetitions, in both
-/// directions, are the SIP stack's work.
+/// The SIP side of one incoming call: its dialog and its INVITE. The SIP stack handles
+/// retransmissions in both directions.
 class Leg : public Velmora::ObjectWithLogger<Velmora::CallLogger>
 {
   public:
     enum class Event
     {
-        ACKNOWLEDGED,     ///< The ACK of the answer has come.
-        NOT_ACKNOWLEDGED, ///< It has not, in all the time that the answer was repeated.
-        CANCELLED,        ///< The caller has given up; it has been told that the call is over.
+        ACKNOWLEDGED,     ///< The ACK of the answer has arrived.
+        NOT_ACKNOWLEDGED, ///< No ACK arrived while the answer was retransmitted.
+        CANCELLED,        ///< The caller has cancelled; the INVITE has been answered with 487.
         HUNG_UP,          ///< The caller has hung up.
-        DISCONNECTED,     ///< The caller has answered the BYE, or nobody has.
-        FAILED,           ///< What has come could not be handled, for want of memory say.
+        DISCONNECTED,     ///< The BYE has been answered, or has timed out.
+        FAILED,           ///< A message could not be handled, for lack of memory for example.
     };
 
-    /// Takes over an INVITE within the stack's callback for it. `in_onEvent` does not throw.
+    /// Takes over an INVITE within the stack's callback for it. `in_onEvent` must not throw.
     ///
-    /// Failure: throws `std::runtime_error` when the dialog cannot be made of what it says.
+    /// Failure: throws `std::runtime_error` if the dialog cannot be created from the INVITE.
     Leg(nta_agent_t* in_pAgent, nta_incoming_t* in_pInvite, const sip_t* in_pSip,
         const std::string& in_strServer, std::function<void(Event)> in_onEvent);
     Leg(const Leg&) = delete;
     Leg& operator=(const Leg&) = delete;
 
-    /// 100 and 180.
+    /// Sends 100 and 180.
     void proceed();
-    /// 200, with the description of this end.
+    /// Sends 200, with the session description of this end.
     void answer(const std::string& in_strDescription);
-    /// An answer from 300 on, which is the end of the leg.
+    /// Sends a final answer of 300 or above, which ends the leg.
     void refuse(int in_iStatus, const char* in_szPhrase);
-    /// BYE. The leg then waits for `DISCONNECTED`.
+    /// Sends BYE. `DISCONNECTED` follows.
     void hangUp();
 
   private:
@@ -68,7 +68,7 @@ class Leg : public Velmora::ObjectWithLogger<Velmora::CallLogger>
     Owned<nta_incoming_t> m_pInvite;
     Owned<nta_outgoing_t> m_pBye;
     std::string m_strServer;
-    /// As that of `Call`.
+    /// The text that is logged after a failure; see `Call`.
     std::string m_strFails;
     std::function<void(Event)> m_onEvent;
 };

@@ -15,7 +15,7 @@ VELMORA_FILE_SCOPE_LOGGER("keswardin.gateway.LoadMonitor")
 namespace
 {
 
-/// A source of overload with an id of its own.
+/// A source of overload whose id ends in the name of the resource.
 class ResourceOverloadAlarm : public SystemOverloadAlarmImpl
 {
   public:

@@ -10,25 +10,26 @@
 #include <optional>
 #include <string>
 
-/// Watches how much of one resource is in use, again and again, and has an alarm for too much of
-/// it: "system.overload." and the name of the resource, which the alarm "system.overload" follows.
-/// It is configured by the parameters behind a prefix: "monitoringPeriodInMs", 0 for no monitor,
-/// and those of `AverageResourceUsageMonitor`.
+/// Observes the use of one resource periodically and sets an alarm if it is too high. The id of the
+/// alarm is "system.overload." and the name of the resource; the alarm "system.overload" follows
+/// it. The parameters below a prefix configure the monitor: "monitoringPeriodInMs" (in
+/// milliseconds, 0 turns it off) and those of `AverageResourceUsageMonitor`.
 class LoadMonitor
 {
   public:
-    /// What is in use now; nothing where it cannot be said.
+    /// Returns the current use, or nothing if it is unknown.
     using Observe = std::function<std::optional<double>()>;
 
-    /// The loop outlives it.
+    /// The loop must outlive the monitor.
     ///
-    /// Failure: throws `BadSetting` for the first parameter that is missing or makes no sense.
+    /// Failure: throws `BadSetting` for the first parameter that is missing or invalid.
     LoadMonitor(const EventLoop& in_loop, const char* in_szResource,
                 const std::string& in_strPrefix, const Velmora::ROConfiguration& in_config);
     LoadMonitor(const LoadMonitor&) = delete;
     LoadMonitor& operator=(const LoadMonitor&) = delete;
 
-    /// Observes from now on, after each period. What it calls outlives it, or its `stop`.
+    /// Observes after each period from now on. Objects that the function uses must live until
+    /// `stop` or the monitor's destructor.
     void start(Observe in_observe);
     void stop();
 
@@ -40,7 +41,7 @@ class LoadMonitor
     std::string m_strResource;
     std::chrono::milliseconds m_period;
     Velmora::AverageResourceUsageMonitor m_monitor;
-    /// The registry's.
+    /// Owned by the registry of alarms.
     Velmora::LimitedObjPtr<Velmora::Alarm> m_pAlarm;
     Observe m_observe;
     Timer m_timer;

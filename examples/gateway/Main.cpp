@@ -25,7 +25,7 @@ int main(int argc, char** argv)
     }
     catch (const std::exception& error)
     {
-        // Whatever has failed, the log may be that.
+        // Written to standard error, because the failure may be in the log.
         std::cerr << "gateway: " << error.what() << '\n';
         return 1;
     }

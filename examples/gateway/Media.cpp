@@ -87,7 +87,8 @@ void Media::receive()
 
 void Media::tellOfLoss(const char* in_szWhat, int in_iReason)
 {
-    // A full queue loses packets as the way does, and there is one to come with the next event.
+    // A full queue loses packets as a network does. An interrupted system call is repeated with the
+    // next event.
     if (in_iReason == EAGAIN || in_iReason == EINTR || std::exchange(m_bLossTold, true))
         return;
     VELMORA_LOG_WARN("RTP cannot be " << in_szWhat << ": " << std::strerror(in_iReason)

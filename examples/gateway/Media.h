@@ -16,31 +16,33 @@
 #include <optional>
 #include <string>
 
-/// The audio of a call: it agrees on the session with the caller, and sends each RTP packet back to
-/// where it came from, so that callers hear themselves.
+/// The audio of a call. It negotiates the session with the caller and sends each RTP packet back to
+/// its sender, so that callers hear themselves.
 class Media : public Velmora::ObjectWithLogger<Velmora::CallLogger>
 {
   public:
-    /// All but the call's id outlive it. The parameters are the `CallParameters`.
+    /// The loop, the settings and the parameters must outlive the object. The parameters contain
+    /// the `CallParameters`.
     Media(const EventLoop& in_loop, const Settings& in_settings,
           const Velmora::ROConfiguration& in_parameters, const std::string& in_strCallId);
     ~Media();
     Media(const Media&) = delete;
     Media& operator=(const Media&) = delete;
 
-    /// Opens the RTP port and gives the description of this end. An empty offer stands for none.
+    /// Opens the RTP port and returns the session description of this end. An empty text means that
+    /// the caller makes no offer.
     ///
-    /// Failure: throws `BadSessionDescription` when the caller's offer is not acceptable, and
-    /// `std::runtime_error` when no port can be had.
+    /// Failure: throws `BadSessionDescription` if the caller's offer is not acceptable, and
+    /// `std::runtime_error` if no port can be opened.
     [[nodiscard]] std::string open(const std::string& in_strOffer, RtpPorts& inout_ports);
 
-    /// Does something if no packet comes within `keswardin.media.rxStartTimeoutMs` from now.
+    /// Calls the function if no packet arrives within `keswardin.media.rxStartTimeoutMs` from now.
     void expectPackets(std::function<void()> in_onSilence);
 
   private:
     void receive();
     void tellOfFirstPacket();
-    /// Warns once a call, since the next packet follows 20 ms later.
+    /// Logs a warning once per call only, since the next packet follows 20 ms later.
     void tellOfLoss(const char* in_szWhat, int in_iReason);
 
     const EventLoop& m_loop;

@@ -1,18 +1,18 @@
 #pragma once
 
-/// The parameters of the gateway's own, which the library does not know.
+/// The gateway's own parameters, which are not in the library's table.
 namespace OwnParameters
 {
 
-/// Prefix of the monitor of the calls at once.
+/// Prefix of the parameters of the monitor of concurrent calls.
 inline constexpr const char* s_szCallMonitor = "gateway.calls.monitor";
 
-/// After how many seconds a caller may try again who was refused for overload.
+/// The seconds after which a caller that was refused for overload may try again.
 inline constexpr const char* s_szRetryAfter = "gateway.calls.retryAfterSec";
 
-/// Adds them to the table of known parameters. To be called before the configuration is read.
+/// Adds them to the table of known parameters. Must be called before the configuration is read.
 ///
-/// Failure: false; the log says why.
+/// Failure: returns false and logs the reason.
 bool registerAll();
 
 } // namespace OwnParameters

@@ -75,7 +75,8 @@ RtpSocket::RtpSocket(const std::string& in_strAddress, RtpPorts& inout_ports)
     throw failed(m_strAddress, "no port of the range is free");
 }
 
-/// A port that another program has goes to the end of the queue.
+/// Binds the next free port. Returns false if another program uses it; the port then goes to the
+/// end of the queue.
 bool RtpSocket::bindTo(RtpPorts& inout_ports)
 {
     m_port.emplace(inout_ports);

@@ -12,7 +12,8 @@
 
 #include <sys/socket.h>
 
-/// The ports of a range that RTP may take, the one that has rested longest first.
+/// The free RTP ports of a range, in a queue: the port that has been free for the longest time
+/// comes first.
 class RtpPorts
 {
   public:
@@ -20,17 +21,17 @@ class RtpPorts
 
     [[nodiscard]] std::size_t countFree() const { return m_free.size(); }
 
-    /// One that is free; there must be one.
+    /// Takes a free port. There must be one.
     [[nodiscard]] std::uint16_t take();
-    /// Needs no memory.
+    /// Returns a port. Does not allocate.
     void giveBack(std::uint16_t in_uiPort) { m_free.push_back(in_uiPort); }
 
   private:
-    /// Has room for all of the range.
+    /// Has capacity for the whole range.
     boost::circular_buffer<std::uint16_t> m_free;
 };
 
-/// A port that is taken, until the object goes.
+/// Takes a port, and returns it in the destructor.
 class TakenPort
 {
   public:
@@ -48,14 +49,14 @@ class TakenPort
     std::uint16_t m_uiPort;
 };
 
-/// A UDP socket that RTP is received on, at an even port (RFC 3550).
+/// A UDP socket that receives RTP, on an even port (RFC 3550).
 class RtpSocket
 {
   public:
-    /// Takes a port that no other program has either, and gives it back at the end of its life.
+    /// Takes a port that no other program uses. The destructor returns it.
     ///
-    /// Failure: throws `std::runtime_error` that says why: no port is free, no descriptor is left,
-    /// the address is none of this machine.
+    /// Failure: throws `std::runtime_error` with the reason: no port is free, no descriptor is
+    /// left, or the address is not one of this machine.
     RtpSocket(const std::string& in_strAddress, RtpPorts& inout_ports);
     RtpSocket(const RtpSocket&) = delete;
     RtpSocket& operator=(const RtpSocket&) = delete;
@@ -63,17 +64,18 @@ class RtpSocket
     [[nodiscard]] int descriptor() const { return m_socket.iDescriptor; }
     [[nodiscard]] std::uint16_t port() const { return m_port->port(); }
 
-    /// Takes a packet that has come; gives its length. -1 when none can be had, as `errno` says.
+    /// Receives a packet and returns its length. Returns -1, with `errno` set, if there is none.
     [[nodiscard]] ssize_t receive(std::span<std::byte> out_packet);
 
-    /// Sends a packet to where the last one came from. False when it is lost here, as `errno` says.
+    /// Sends a packet to the sender of the last one. Returns false, with `errno` set, if it was not
+    /// sent.
     [[nodiscard]] bool sendBack(std::span<const std::byte> in_packet) const;
 
-    /// Where the last packet came from, as in 10.0.0.1:6000.
+    /// The sender of the last packet, such as "10.0.0.1:6000".
     [[nodiscard]] std::string sender() const;
 
   private:
-    /// Closes it at its end.
+    /// Closes the descriptor in the destructor.
     struct Socket
     {
         explicit Socket(int in_iFamily);

@@ -16,7 +16,7 @@ namespace
 
 constexpr const char* s_szTelephoneEvent = "telephone-event";
 
-/// The digits, star, hash and the letters A to D (RFC 4733).
+/// The events for the digits, star, hash and the letters A to D (RFC 4733).
 constexpr const char* s_szTelephoneEvents = "0-15";
 
 /// The payload types that need no "a=rtpmap" (RFC 3551, 6).
@@ -45,7 +45,7 @@ struct OfferedMedia
 
 bool isControl(char in_c) { return static_cast<unsigned char>(in_c) < 0x20 || in_c == 0x7F; }
 
-/// The reason goes to the log, where control bytes of the network have no business.
+/// Replaces control bytes, because the text comes from the network and goes to the log.
 BadSessionDescription cannotRead(std::string_view in_strLine)
 {
     std::string strLine(in_strLine);
@@ -67,7 +67,8 @@ std::vector<std::string> partsOf(std::string_view in_strText, std::string_view i
     return parts;
 }
 
-/// The number that a text begins with; behind it may only stand what the caller takes.
+/// Reads the number that a text begins with. The text may end after it, or continue with a
+/// character of `in_strMayFollow`.
 template <class Number>
 bool readNumber(std::string_view in_strText, Number& out_number, std::string_view in_strMayFollow)
 {
@@ -77,7 +78,7 @@ bool readNumber(std::string_view in_strText, Number& out_number, std::string_vie
            (pBehind == pEnd || in_strMayFollow.find(*pBehind) != std::string_view::npos);
 }
 
-/// "audio 6000 RTP/AVP 0 8"; the port may have "/" and a number of ports behind it.
+/// Reads "audio 6000 RTP/AVP 0 8". The port may be followed by "/" and a number of ports.
 OfferedMedia readMedia(std::string_view in_strValue)
 {
     const std::vector<std::string> parts = partsOf(in_strValue, " ");
@@ -95,7 +96,7 @@ OfferedMedia readMedia(std::string_view in_strValue)
     return media;
 }
 
-/// "IN IP4 10.0.0.1"; the address may have "/" and a time to live behind it.
+/// Reads "IN IP4 10.0.0.1". The address may be followed by "/" and a time to live.
 std::string readAddress(std::string_view in_strValue)
 {
     const std::vector<std::string> parts = partsOf(in_strValue, " ");
@@ -104,7 +105,7 @@ std::string readAddress(std::string_view in_strValue)
     return parts[2].substr(0, parts[2].find('/'));
 }
 
-/// "rtpmap:97 PCMA/8000"; other attributes are not looked at.
+/// Reads "rtpmap:97 PCMA/8000". Other attributes are ignored.
 void readAttribute(std::string_view in_strValue, OfferedMedia& inout_media)
 {
     constexpr std::string_view strRtpMap = "rtpmap:";
@@ -124,7 +125,8 @@ std::vector<OfferedMedia> read(const std::string& in_strOffer)
     std::vector<OfferedMedia> medias;
     std::string strAddress;
     std::istringstream text(in_strOffer);
-    // A line that there is no memory for is not the end of the offer.
+    // Makes `getline` throw if a line does not fit in memory, because it would otherwise look like
+    // the end of the offer.
     text.exceptions(std::ios_base::badbit);
     bool bFirst = true;
     for (std::string strLine; std::getline(text, strLine); bFirst = false)
@@ -225,7 +227,8 @@ std::string describe(const Session& in_session, const std::string& in_strAddress
     const bool bIPv6 = in_strAddress.find(':') != std::string::npos;
     const std::string strAddress = (bIPv6 ? "IN IP6 " : "IN IP4 ") + in_strAddress;
     std::ostringstream text;
-    // A description is not cut short where there is no memory for it.
+    // Makes the stream throw if memory runs out, because it would otherwise truncate the
+    // description.
     text.exceptions(std::ios_base::badbit);
     text << "v=0\r\no=- " << in_uiPort << " 1 " << strAddress << "\r\ns=-\r\nc=" << strAddress
          << "\r\nt=0 0\r\n";

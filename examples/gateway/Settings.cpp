@@ -32,7 +32,7 @@ Duration duration(const ROConfiguration& in_config, const char* in_szName)
     return Duration(iValue);
 }
 
-/// The parts between commas, without blanks around them.
+/// Splits a value at its commas and removes the blanks around the parts.
 std::vector<std::string> list(const std::string& in_strName, const std::string& in_strValue)
 {
     std::vector<std::string> parts;

@@ -8,7 +8,7 @@
 #include <string>
 #include <vector>
 
-/// A setting that the gateway cannot work with; its text says the name, the value and why.
+/// Reports an invalid setting; `what` has the name, the value and the reason.
 class BadSetting : public std::runtime_error
 {
   public:
@@ -23,7 +23,7 @@ struct PortRange
     std::uint16_t uiLast;
 };
 
-/// The parameters that calls read when they need them.
+/// The parameters that calls read when they need them, so that changes at run time take effect.
 namespace CallParameters
 {
 
@@ -33,33 +33,35 @@ inline constexpr const char* s_szDisconnectingTimeout =
 inline constexpr const char* s_szRxStartTimeout = "keswardin.media.rxStartTimeoutMs";
 inline constexpr const char* s_szRecording = "keswardin.gw.recordCalls.enabled";
 
-/// A time of so many milliseconds.
+/// Returns a time in milliseconds.
 ///
-/// Failure: throws `BadSetting` if it is missing or not above 0, as `Settings` did before.
+/// Failure: throws `BadSetting` if the parameter is missing or not above 0. `Settings` checks the
+/// same at the start.
 std::chrono::milliseconds duration(const Velmora::ROConfiguration& in_config,
                                    const char* in_szName);
 
 } // namespace CallParameters
 
-/// What the gateway needs of the configuration, read and checked once at its start.
+/// The part of the configuration that the gateway reads and checks once, at its start.
 struct Settings
 {
-    /// Checks the parameters of calls too.
+    /// Reads the settings, and checks the parameters of calls, too.
     ///
-    /// Failure: throws `BadSetting` for the first one that is missing or makes no sense.
+    /// Failure: throws `BadSetting` for the first one that is missing or invalid.
     explicit Settings(const Velmora::ROConfiguration& in_config);
 
-    /// Where SIP is received, at least one, such as "sip:127.0.0.1:5060;transport=udp".
+    /// The URLs at which SIP is received, at least one, such as "sip:127.0.0.1:5060;transport=udp".
     std::vector<std::string> sipURLs;
     std::string strUserAgentName;
     std::chrono::milliseconds timerT1;
     std::chrono::milliseconds timerT2;
-    /// For how long a transaction is repeated, or kept for repetitions of the far end.
+    /// How long messages of a transaction are retransmitted, and how long the transaction is kept
+    /// for retransmissions of the far end.
     std::chrono::milliseconds transactionLifetime;
-    /// What a caller is given to wait who is refused for overload.
+    /// The time after which a caller that is refused for overload may try again.
     std::chrono::seconds retryAfter;
 
-    /// Where RTP is received, an IP address.
+    /// The IP address at which RTP is received.
     std::string strRtpAddress;
     PortRange rtpPorts;
     /// The names of the RTP encodings, the preferred one first.

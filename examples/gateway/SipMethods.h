@@ -5,15 +5,16 @@
 #include <chrono>
 #include <string>
 
-/// The methods that the gateway understands.
+/// The methods that the gateway supports.
 inline constexpr const char* s_szAllowedMethods = "INVITE, ACK, BYE, CANCEL, OPTIONS";
 
-/// Answers an OPTIONS with what the gateway can do. Gives the status.
+/// Answers an OPTIONS request with the gateway's capabilities. Returns the status.
 int replyToOptions(nta_incoming_t* in_pRequest, const std::string& in_strServer);
 
-/// Refuses a request for overload, and says after what time it may come again. Gives the status.
+/// Refuses a request for overload, with the time after which it may be repeated. Returns the
+/// status.
 int replyOverloaded(nta_incoming_t* in_pRequest, const std::string& in_strServer,
                     std::chrono::seconds in_retryAfter);
 
-/// Answers a request whose method the gateway does not understand. Gives the status.
+/// Refuses a request whose method the gateway does not support. Returns the status.
 int replyNotAllowed(nta_incoming_t* in_pRequest, const std::string& in_strServer);

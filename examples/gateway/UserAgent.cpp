@@ -25,10 +25,10 @@ unsigned int milliseconds(std::chrono::milliseconds in_time)
     return static_cast<unsigned int>(in_time.count());
 }
 
-/// The last thing that the SIP stack had to tell, which is the reason where it fails.
+/// The last line that the SIP stack logged. After a failure of the stack it is the reason.
 std::string s_strLastOfStack;
 
-/// What the SIP stack has to tell goes to the log too.
+/// Sends the log lines of the SIP stack to our log.
 void logOfStack(void*, const char* in_szFormat, va_list in_arguments)
 {
     std::array<char, 1024> text{};
@@ -112,7 +112,7 @@ void UserAgent::endCalls(const char* in_szReason)
     m_bEnding = true;
     withoutThrowing(&getLogger(), "a line is lost",
                     [this] { VELMORA_LOG_INFO("ending calls : " << m_calls.size()); });
-    // A call that is over at once leaves the list.
+    // `end` removes a call from the list if it is over at once, so the iterator advances before.
     for (auto it = m_calls.begin(); it != m_calls.end();)
         (*it++)->end(in_szReason);
 }
@@ -141,8 +141,8 @@ int UserAgent::handleRequest(nta_incoming_t* in_pRequest, const sip_t* in_pSip)
     VELMORA_LOG_DEBUG(in_pSip->sip_request->rq_method_name << " received");
     if (method == sip_method_ack)
         return 0;
-    // A tag of this end is one of a dialog, and this dialog is none that there is.
-    // Nor is there an INVITE for a CANCEL that comes here.
+    // A request with our tag belongs to a dialog. Requests of existing dialogs go to their `Leg`,
+    // so this dialog does not exist. A CANCEL of a pending INVITE goes there, too.
     if (in_pSip->sip_to->a_tag != nullptr || method == sip_method_cancel)
         return 481;
     if (method == sip_method_options)
@@ -158,7 +158,8 @@ int UserAgent::handleRequest(nta_incoming_t* in_pRequest, const sip_t* in_pSip)
 int UserAgent::refuseForOverload(nta_incoming_t* in_pInvite, const sip_t* in_pSip)
 {
     ++m_uiRefusedCalls;
-    // At a level that is off: there may be many of them when the gateway has least time.
+    // Logged at DEBUG, which is normally off: there may be many of them when the gateway is
+    // overloaded.
     VELMORA_LOG_DEBUG("refused for overload : call " << in_pSip->sip_call_id->i_id
                                                      << ", calls at once = " << callsAtOnce());
     return replyOverloaded(in_pInvite, m_settings.strUserAgentName, m_settings.retryAfter);

@@ -16,14 +16,14 @@
 #include <list>
 #include <memory>
 
-/// The SIP user agent: it receives SIP over UDP, makes a call of each INVITE and answers OPTIONS.
+/// The SIP user agent: receives SIP over UDP, creates a call for each INVITE and answers OPTIONS.
 class UserAgent : public Velmora::ObjectWithLogger<Velmora::CachedLLLogger>
 {
   public:
-    /// Receives at all addresses of the settings, which outlive it as the loop does and the
-    /// monitor, which says when new calls are refused.
+    /// Starts to receive at all addresses of the settings. New calls are refused while the monitor
+    /// reports overload. The loop, the settings and the monitor must outlive this object.
     ///
-    /// Failure: throws `std::runtime_error` that says which address cannot be received at, and why.
+    /// Failure: throws `std::runtime_error` with the address that cannot be used, and the reason.
     UserAgent(EventLoop& in_loop, const Settings& in_settings,
               const Velmora::TSHandle<Velmora::ROConfiguration>& in_hConfig,
               const LoadMonitor& in_callMonitor, std::chrono::milliseconds in_answerAfter);
@@ -31,27 +31,27 @@ class UserAgent : public Velmora::ObjectWithLogger<Velmora::CachedLLLogger>
     UserAgent(const UserAgent&) = delete;
     UserAgent& operator=(const UserAgent&) = delete;
 
-    /// Takes no new call from now on and ends those that there are.
+    /// Accepts no new calls from now on, and ends the existing ones.
     void endCalls(const char* in_szReason);
 
-    /// Destroys the calls that are over. Not to be called from within the loop.
+    /// Destroys the calls that are over. Must not be called from within the loop.
     void removeEndedCalls();
 
-    /// Destroys all calls, those too that go on. Not to be called from within the loop.
+    /// Destroys all calls, active ones included. Must not be called from within the loop.
     void cutOffCalls();
 
     [[nodiscard]] bool hasCalls() const { return !m_calls.empty(); }
 
-    /// How many calls there have been.
+    /// The number of calls since the start.
     [[nodiscard]] std::uint64_t callCount() const { return m_uiCalls; }
 
-    /// How many calls there are.
+    /// The number of concurrent calls.
     [[nodiscard]] std::size_t callsAtOnce() const { return m_calls.size(); }
 
-    /// How many calls have been refused for overload.
+    /// The number of calls that were refused for overload.
     [[nodiscard]] std::uint64_t refusedCalls() const { return m_uiRefusedCalls; }
 
-    /// How many requests have come again, as their sender had no answer.
+    /// The number of requests that were received again because their sender had no answer.
     [[nodiscard]] std::uint64_t repeatedRequests() const;
 
   private:
@@ -67,8 +67,8 @@ class UserAgent : public Velmora::ObjectWithLogger<Velmora::CachedLLLogger>
     EventLoop& m_loop;
     const Settings& m_settings;
     const LoadMonitor& m_callMonitor;
-    /// What calls read of the configuration. Forgets it all when a call begins, so that a change is
-    /// seen from then on.
+    /// Caches the parameters that calls read. The cache is emptied when a call begins, so that each
+    /// call sees the changes made before it.
     Velmora::ConfigCache m_callParameters;
     nta_agent_t* m_pAgent = nullptr;
     nta_leg_t* m_pOutOfDialog = nullptr;
