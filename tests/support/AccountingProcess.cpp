@@ -19,11 +19,11 @@ namespace Velmora::Test
 namespace
 {
 
-/// For the longest of these tests in a build with a sanitizer.
+/// Sufficient for the longest of these tests in a build with a sanitizer.
 constexpr std::chrono::seconds s_limit(280);
 
-/// Makes what the library itself holds in an account the most that it ever held there, for as long
-/// as it lives: whatever a test adds is then the maximum.
+/// Raises the balance of an account to the maximum that the library itself has reached, for the
+/// lifetime of the object. Any allocation of the test then raises the maximum.
 class Ballast
 {
   public:
@@ -46,7 +46,7 @@ class Ballast
     void* m_pMemory;
 };
 
-/// What the accounts held when the body of the test began, with the ballast.
+/// The accounts at the start of the body of the test, with the ballast.
 MemAccountInfoHash s_heldBefore;
 
 void runBody(const std::function<void()>& in_body)
@@ -61,7 +61,7 @@ void runBody(const std::function<void()>& in_body)
     in_body();
 }
 
-/// The present figure of an account less what it was when the body began.
+/// Returns the current figure of an account minus its value at the start of the body.
 int sinceBody(const char* in_szAccountName, int MemAccountInfo::*in_pFigure)
 {
     MemAccountInfo info;

@@ -15,7 +15,7 @@
 namespace Velmora::Test
 {
 
-/// An alarm with a given id, which behaves like a `Base`.
+/// A `Base` with a given id.
 template <class Base = AlarmImpl>
 class NamedAlarm : public Base
 {
@@ -46,11 +46,11 @@ class NamedAlarm : public Base
     std::string m_strId;
 };
 
-/// What observers of alarms and of the registry hear, as texts and in order.
+/// Records the changes that observers of alarms and of the registry receive, as texts and in order.
 class AlarmChanges
 {
   public:
-    /// Calls a function with each change, which is noted as the name and the alarm's text form.
+    /// Records each change as the observer's name and the alarm's text form.
     class OfAlarm : public Alarm::Observer
     {
       public:

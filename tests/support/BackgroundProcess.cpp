@@ -50,6 +50,7 @@ BackgroundProcess::BackgroundProcess(
         throw std::system_error(errno, std::generic_category(), "fork");
     if (m_pid == 0)
     {
+        // The program must not outlive a test that crashes.
         prctl(PR_SET_PDEATHSIG, SIGKILL);
         dup2(iOutput, STDOUT_FILENO);
         dup2(iOutput, STDERR_FILENO);

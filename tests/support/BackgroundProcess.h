@@ -10,17 +10,17 @@
 namespace Velmora::Test
 {
 
-/// Looks again and again until something has come true, for two minutes; tells whether it has.
+/// Polls a condition for two minutes at most. Returns whether it became true.
 bool waitUntil(const std::function<bool()>& in_condition);
 
-/// A program that runs beside the test, such as a server. It is killed at the end of this object's
-/// life, and with the test.
+/// A program that runs concurrently with the test, such as a server. The destructor kills it. It is
+/// also killed when the test ends.
 class BackgroundProcess
 {
   public:
-    /// Starts a program with this process's environment without any variable that begins with
-    /// "VELMORA", and `in_environment`. What it writes on standard output and standard error is
-    /// added to a file.
+    /// Starts a program. It gets this process's environment without the variables that begin with
+    /// "VELMORA", and `in_environment`. Its standard output and standard error are appended to a
+    /// file.
     BackgroundProcess(std::vector<std::string> in_command, const std::string& in_strOutputFile,
                       const std::vector<std::pair<std::string, std::string>>& in_environment = {});
     ~BackgroundProcess();
@@ -31,8 +31,8 @@ class BackgroundProcess
     [[nodiscard]] bool isRunning();
     void signal(int in_iSignal) const;
 
-    /// Waits for its end and gives its exit code, or the signal that ended it, below 0. A failure
-    /// of the test when it does not end.
+    /// Waits for the process to end and returns its exit code, or the negated number of the signal
+    /// that ended it. Fails the test if the process does not end within two minutes.
     int waitForEnd();
 
   private:

@@ -13,7 +13,7 @@
 namespace Velmora::Test
 {
 
-/// The configuration that a text has.
+/// Returns the configuration that a text contains.
 inline ParameterTrie trieOf(const std::string& in_strText)
 {
     ParameterTrie trie;
@@ -22,7 +22,8 @@ inline ParameterTrie trieOf(const std::string& in_strText)
     return trie;
 }
 
-/// The section of the mark for files in a directory, with lines "LEVEL logger: text".
+/// Returns the section of the marker appender that puts files of calls into a directory, with lines
+/// "LEVEL logger: text".
 inline std::string callSection(const std::string& in_strDirectory)
 {
     const std::string strSection = "log4cplus.appender.CALL_LOG_APPENDER";
@@ -32,14 +33,14 @@ inline std::string callSection(const std::string& in_strDirectory)
            ".layout.ConversionPattern=%p %c: %m%n\n";
 }
 
-/// Configures the files of calls, with more lines of configuration behind the section.
+/// Configures the files of calls with that section, followed by more lines of configuration.
 inline bool configureCalls(const std::string& in_strDirectory, const std::string& in_strMore = "")
 {
     return CallDataRegistry::getInstance()->configure(
         trieOf(callSection(in_strDirectory) + in_strMore));
 }
 
-/// Makes a logger and those below it write to the files of calls.
+/// Makes a logger and its descendants write to the files of calls.
 inline void makeParticipant(const std::string& in_strLogger)
 {
     const log4cplus::SharedAppenderPtr pMark(new log4cplus::NullAppender);

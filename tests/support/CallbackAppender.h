@@ -11,8 +11,8 @@
 namespace Velmora::Test
 {
 
-/// While it lives, an appender of the root logger hands the text of each line to a function, on the
-/// thread and at the moment that it is logged.
+/// Adds an appender to the root logger for the lifetime of the object. The appender passes the text
+/// of each line to a function, synchronously, on the thread that logs it.
 ///
 /// Thread-safety: the function runs under the appender's lock, on any thread that logs.
 class CallbackAppender

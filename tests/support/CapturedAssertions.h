@@ -8,7 +8,7 @@
 namespace Velmora::Test
 {
 
-/// One failed assertion, as its line in the log tells it.
+/// One failed assertion, parsed from its log line.
 struct FailedAssertion
 {
     std::string strCondition;
@@ -22,13 +22,13 @@ struct FailedAssertion
 
 std::ostream& operator<<(std::ostream& out_stream, const FailedAssertion& in_assertion);
 
-/// A failed assertion that went on, as a test expects it.
+/// Returns the failed assertion that a test expects if the process continues, at level ERROR.
 FailedAssertion failedAssertion(const std::string& in_strCondition, const std::string& in_strSource,
                                 const std::string& in_strLogger);
 
-/// The failed assertions among the captured lines, in order. A line that begins like one but has
-/// not its whole form, "Assertion failed (`condition`) file=`file` line=`line`" with the place that
-/// the event itself has, is a failure of the test.
+/// Returns the failed assertions among the captured lines, in order. A line that begins like one
+/// must have the form "Assertion failed (`condition`) file=`file` line=`line`" with the source
+/// position of the event; any other form fails the test.
 std::vector<FailedAssertion> failedAssertions(const CapturedLog& in_log);
 
 } // namespace Velmora::Test

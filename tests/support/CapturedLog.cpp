@@ -42,6 +42,7 @@ class CapturingAppender : public log4cplus::Appender
     }
 
   private:
+    /// Guards m_lines. No other code runs while it is held.
     mutable std::mutex m_mutex;
     std::vector<LogLine> m_lines;
 };

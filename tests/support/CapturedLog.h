@@ -11,14 +11,14 @@
 namespace Velmora::Test
 {
 
-/// One line of the log, as an appender saw it.
+/// One line of the log, as an appender received it.
 struct LogLine
 {
     std::string strLogger;
     int level;
     std::string strText;
 
-    /// Where it was logged; not compared.
+    /// The source position; not compared.
     std::string strFile{};
     int iLine = -1;
 
@@ -28,7 +28,7 @@ struct LogLine
 
 std::ostream& operator<<(std::ostream& out_stream, const LogLine& in_line);
 
-/// Shorthands for the lines that a test expects.
+/// Return the line that a test expects, one function per level.
 LogLine fatalLine(const std::string& in_strLogger, const std::string& in_strText);
 LogLine errorLine(const std::string& in_strLogger, const std::string& in_strText);
 LogLine warnLine(const std::string& in_strLogger, const std::string& in_strText);
@@ -36,9 +36,9 @@ LogLine infoLine(const std::string& in_strLogger, const std::string& in_strText)
 LogLine debugLine(const std::string& in_strLogger, const std::string& in_strText);
 LogLine traceLine(const std::string& in_strLogger, const std::string& in_strText);
 
-/// While it lives, the whole log of the process goes to it and nowhere else: the root logger passes
-/// everything from the given level on, no other logger has a level or an appender of its own. At
-/// its end the root logger is left silent.
+/// Captures the whole log of the process for the lifetime of the object. The root logger passes
+/// everything from the given level on, and no other logger has a level or an appender of its own.
+/// The destructor leaves the root logger without an appender.
 ///
 /// Thread-safety: lines may arrive on any thread; the operations may be called on any thread.
 class CapturedLog
@@ -49,15 +49,15 @@ class CapturedLog
     CapturedLog(const CapturedLog&) = delete;
     CapturedLog& operator=(const CapturedLog&) = delete;
 
-    /// The lines so far.
+    /// Returns the lines so far.
     [[nodiscard]] std::vector<LogLine> lines() const;
 
-    /// The lines so far of one logger.
+    /// Returns the lines so far of one logger.
     [[nodiscard]] std::vector<LogLine> linesOf(const std::string& in_strLogger) const;
 
     void clear();
 
-    /// The appender, for a test that attaches it elsewhere.
+    /// Returns the appender, for a test that attaches it to another logger.
     [[nodiscard]] const log4cplus::SharedAppenderPtr& appender() const { return m_pAppender; }
 
   private:

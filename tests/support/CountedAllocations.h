@@ -1,7 +1,7 @@
 #pragma once
 
-// Counts the allocations of a thread, and lets one of them fail: a program whose test includes
-// this, in one source, has its own `operator new`.
+// Counts the allocations of a thread, and can make one of them fail. Include it in exactly one
+// source file of a test program; it replaces `operator new`.
 
 #include <cstdlib>
 #include <initializer_list>
@@ -11,14 +11,14 @@
 namespace Velmora::Test
 {
 
-/// How often this thread has called `operator new`.
+/// The number of calls of `operator new` on this thread.
 inline thread_local int s_iAllocations = 0;
 
-/// Whether this thread's next call of `operator new` finds no memory; later ones do.
+/// Whether this thread's next call of `operator new` fails. Later calls succeed.
 inline thread_local bool s_bNextAllocationFails = false;
 
-/// While it lives, this thread's `operator new` serves a number of requests and then finds no
-/// memory: for one request, or for all from then on. At most one lives at a time.
+/// Makes this thread's `operator new` serve a number of requests and then fail, for one request or
+/// for all further ones, during the lifetime of the object. At most one object may live at a time.
 class AllocationFailure
 {
   public:
@@ -39,10 +39,10 @@ class AllocationFailure
     AllocationFailure(const AllocationFailure&) = delete;
     AllocationFailure& operator=(const AllocationFailure&) = delete;
 
-    /// There is memory again.
+    /// Makes memory available again.
     static void end() { s_bArmed = false; }
 
-    /// Whether a request has found none.
+    /// Returns whether a request has failed.
     [[nodiscard]] static bool hasFailed() { return s_bFailed; }
 
     static bool isNext()
@@ -61,9 +61,9 @@ class AllocationFailure
     static inline thread_local Lasts s_lasts = Lasts::ONCE;
 };
 
-/// Does a work over and over: its first allocation fails, then its second and so on, until none
-/// does, and the same with all that follow failing too. `in_after` looks at what is left then.
-/// Gives how often it failed.
+/// Repeats `in_work` with its first allocation failing, then with its second and so on, until none
+/// fails. Then does the same with all later allocations failing, too. `in_after` runs after each
+/// attempt, to check the state. Returns the number of attempts that failed.
 template <class Work, class After>
 int failAtEachAllocation(Work in_work, After in_after,
                          std::initializer_list<AllocationFailure::Lasts> in_kinds = {
@@ -92,7 +92,7 @@ inline void* allocate(std::size_t in_uiSize)
                : std::malloc(in_uiSize);
 }
 
-/// The number of allocations of the second and all further calls of a function, once it has run.
+/// Returns the number of allocations of ten further calls of a function, after a first one.
 template <class Function>
 int allocationsOfLaterCalls(Function in_function)
 {
@@ -105,9 +105,8 @@ int allocationsOfLaterCalls(Function in_function)
 
 } // namespace Velmora::Test
 
-// A program has one source that includes this. Not inlined, since the compiler would then take
-// `malloc` and `delete` for a mismatch.
-// NOLINTBEGIN(misc-definitions-in-headers)
+// A program has one source file that includes this header. The functions are not inlined: the
+// compiler would otherwise report a mismatch of `malloc` and `delete`.
 
 [[gnu::noinline]] void* operator new(std::size_t in_uiSize)
 {

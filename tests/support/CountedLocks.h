@@ -1,7 +1,7 @@
 #pragma once
 
-// Counts the locks that a thread takes: a program whose test includes this, in one source, stands
-// in for the functions of the thread library that lock.
+// Counts the locks that a thread takes. Include it in exactly one source file of a test program; it
+// interposes the locking functions of the thread library.
 
 #include "velmora/Sanitizers.h"
 
@@ -11,11 +11,11 @@
 namespace Velmora::Test
 {
 
-/// How often this thread has locked a mutex or a read-write lock.
+/// The number of times that this thread has locked a mutex or a read-write lock.
 inline thread_local int s_iLocks = 0;
 
 #if VELMORA_THREAD_SANITIZER
-/// ThreadSanitizer stands in for the functions itself.
+/// ThreadSanitizer interposes the same functions.
 inline constexpr bool s_bCountsLocks = false;
 #else
 inline constexpr bool s_bCountsLocks = true;

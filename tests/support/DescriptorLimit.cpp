@@ -18,6 +18,7 @@ DescriptorLimit::~DescriptorLimit() { setrlimit(RLIMIT_NOFILE, &m_former); }
 
 DescriptorLimit DescriptorLimit::noneLeft()
 {
+    // The lowest free number: all numbers below it are in use.
     const int iNext = dup(STDIN_FILENO);
     close(iNext);
     return DescriptorLimit(static_cast<rlim_t>(iNext));

@@ -5,24 +5,22 @@
 namespace Velmora::Test
 {
 
-/// A limit on this process's descriptors, until the object goes. What the process does under a
-/// tight one must have been done before: a sanitizer takes descriptors when it meets a class for
-/// the first time.
+/// Limits this process's descriptors for the lifetime of the object. Run the code under test once
+/// before setting a tight limit: a sanitizer opens descriptors when it first meets a class.
 class DescriptorLimit
 {
   public:
-    /// Lets the process have descriptors below a number; what is open stays open.
+    /// Limits descriptors to numbers below the given one. Open descriptors stay open.
     explicit DescriptorLimit(rlim_t in_uiLimit);
 
-    /// Lets the process open none.
+    /// Returns a limit under which the process can open no descriptor.
     static DescriptorLimit noneLeft();
 
     ~DescriptorLimit();
     DescriptorLimit(const DescriptorLimit&) = delete;
     DescriptorLimit& operator=(const DescriptorLimit&) = delete;
 
-    /// Whether the limit is in force: only a privileged process may have more descriptors than its
-    /// hard limit.
+    /// Returns whether the limit is in effect: only a privileged process may exceed its hard limit.
     [[nodiscard]] bool isSet() const { return m_bSet; }
 
   private:

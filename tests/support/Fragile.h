@@ -7,18 +7,18 @@
 namespace Velmora::Test
 {
 
-/// What a `Fragile` throws.
+/// The exception that a `Fragile` throws.
 class Broken : public std::runtime_error
 {
   public:
     Broken() : std::runtime_error("broken") {}
 };
 
-/// Counts down the steps that may fail, up to the one that does. Not armed at first.
+/// Counts down to the step that fails. Initially not armed.
 class Countdown
 {
   public:
-    /// The step with this number from now on fails, counted from 1.
+    /// Makes the step with this number fail, counted from 1 from now on.
     static void arm(int in_iSteps) { s_iSteps = in_iSteps; }
     static void disarm() { s_iSteps = 0; }
     static void step()
@@ -31,15 +31,16 @@ class Countdown
     static inline int s_iSteps = 0;
 };
 
-/// How a `Fragile` is moved: like it is copied, or by an operation that never fails.
+/// How a `Fragile` is moved: by a step that may fail, like a copy, or by an operation that never
+/// fails.
 enum class Moves
 {
     AS_COPIES,
     SAFELY
 };
 
-/// A number whose every construction, copy, comparison and hash is a step of the countdown. Counts
-/// its living objects.
+/// A number. Each of its constructions, copies, comparisons and hashes is a step of the countdown.
+/// Counts its living objects.
 template <Moves moves>
 class Fragile
 {
@@ -94,9 +95,9 @@ struct FragileHash
     }
 };
 
-/// Does a work over and over with the countdown armed at its first step, its second and so on,
-/// until it is done without failing. `in_before` prepares each time, `in_afterFailure` looks at
-/// what a failure has left. Gives how often it failed.
+/// Repeats `in_work` with the countdown armed at its first step, its second and so on, until it
+/// succeeds. `in_before` prepares each attempt. `in_afterFailure` checks the state after each
+/// failure. Returns the number of failures.
 inline int failAtEveryStep(const std::function<void()>& in_before,
                            const std::function<void()>& in_work,
                            const std::function<void()>& in_afterFailure)

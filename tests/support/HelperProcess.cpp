@@ -45,7 +45,7 @@ struct Pipe
     std::array<int, 2> ends{-1, -1};
 };
 
-/// Reads what there is; closes the pipe's reading end when the writers are gone.
+/// Reads the available bytes. Closes the reading end of the pipe when all writers have closed it.
 void readInto(Pipe& in_pipe, std::string& out_strText)
 {
     std::array<char, 65536> buffer;
@@ -63,7 +63,7 @@ int millisecondsUntil(Clock::time_point in_deadline)
     return left > 0 ? static_cast<int>(left) : 0;
 }
 
-/// Reads both pipes to their ends; false at the deadline.
+/// Reads both pipes to their ends. Returns false at the deadline.
 bool readUntilClosed(Pipe& in_output, Pipe& in_errors, HelperResult& out_result,
                      Clock::time_point in_deadline)
 {
@@ -140,6 +140,7 @@ HelperResult runHelper(const std::string& in_strProgram,
         execve(argv[0], argv.data(), envp.data());
         _exit(127);
     }
+    // Parent and child both set the group, so that it exists whichever of them runs first.
     setpgid(pid, pid);
     output.closeEnd(1);
     errors.closeEnd(1);

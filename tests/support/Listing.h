@@ -6,7 +6,7 @@
 namespace Velmora::Test
 {
 
-/// What a directory with all that is below it looks like, in the order of the system.
+/// Returns a listing of a directory tree, in the order of the system.
 inline std::string listingOf(const std::filesystem::path& in_directory,
                              const std::string& in_strIndentation = "")
 {

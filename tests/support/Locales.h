@@ -6,8 +6,8 @@
 namespace Velmora::Test
 {
 
-/// Numbers have points between their thousands and a comma before their decimals: what is written
-/// that way cannot be read back.
+/// Writes numbers with points between the thousands and a decimal comma. Numbers that are written
+/// this way cannot be read back.
 class GroupingPunctuation : public std::numpunct<char>
 {
   protected:
@@ -18,7 +18,7 @@ class GroupingPunctuation : public std::numpunct<char>
 
 inline std::locale groupingLocale() { return {std::locale::classic(), new GroupingPunctuation}; }
 
-/// Makes a locale the one of the program for a scope.
+/// Sets the global locale of the program for a scope.
 class GlobalLocale
 {
   public:

@@ -11,9 +11,9 @@
 namespace Velmora::Test
 {
 
-/// For a helper program: from now on what is logged goes to standard output as lines
-/// "LEVEL logger: text", from WARN on, and of the given loggers and those below them from TRACE on.
-/// A line is out before the next one begins, so that none is lost when the process ends at once.
+/// Sends the log of a helper program to standard output as lines "LEVEL logger: text": from WARN
+/// on, and for the given loggers and their descendants from TRACE on. Each line is flushed, so none
+/// is lost if the process ends abruptly.
 inline void logToOutput(std::initializer_list<const char*> in_loggers)
 {
     constexpr bool bLogToStdErr = false;

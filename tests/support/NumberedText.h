@@ -6,7 +6,7 @@
 namespace Velmora::Test
 {
 
-/// A text of numbers with four digits, from 1000 on, so that each place of it is known.
+/// Returns a text of four-digit numbers from 1000 on, in which each position can be recognised.
 inline std::string numberedText(std::size_t in_uiLength)
 {
     std::string strText;

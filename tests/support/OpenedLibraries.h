@@ -11,8 +11,9 @@
 namespace Velmora::Test
 {
 
-/// Runs `dynlib-opens` on the libraries that stand beside one, and expects it to end well. Gives
-/// what it writes, but for the empty lines that end some texts. For tests with that helper.
+/// Runs `dynlib-opens` on the libraries in the directory of `in_strLibrary`, and expects it to
+/// succeed. Returns its output without the empty lines that end some texts. For tests that have
+/// this helper.
 inline std::vector<std::string> linesOfOpeningProgram(const std::string& in_strProgram,
                                                       const std::string& in_strLibrary,
                                                       const std::vector<std::string>& in_arguments)

@@ -5,8 +5,8 @@
 namespace Velmora::Test
 {
 
-/// The number of random operations of a property test; less where instrumentation makes each of
-/// them several times as slow.
+/// The number of random operations of a property test. It is smaller in builds whose
+/// instrumentation makes each operation several times slower.
 #if VELMORA_ADDRESS_SANITIZER || VELMORA_THREAD_SANITIZER
 constexpr int s_iRandomOperations = 100'000;
 #else

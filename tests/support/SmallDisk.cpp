@@ -47,8 +47,8 @@ bool SmallDisk::makeReadOnly() const
 namespace
 {
 
-/// Does steps one after the other, until one gives false, on a thread of their own that sees a
-/// disk.
+/// Runs `in_work` on a new thread that sees a disk. Returns false if there is no disk or if
+/// `in_work` returns false. A new thread, so that the calling thread keeps its mount namespace.
 bool doOnThreadWithDisk(const std::string& in_strPath, const std::string& in_strOptions,
                         const std::function<bool(const SmallDisk&)>& in_work)
 {

@@ -8,8 +8,10 @@ namespace Velmora::Test
 
 inline constexpr const char* s_szNoMount = "this process may not mount a file system";
 
-/// A small file system in memory on a directory, until the object goes. The thread that makes it
-/// and those that it starts afterwards see it. Failure: nothing is mounted, see `isMounted`.
+/// Mounts a small file system in memory on a directory, for the lifetime of the object. Only the
+/// constructing thread and the threads that it starts later see it.
+///
+/// Failure: nothing is mounted; `isMounted` returns false.
 class SmallDisk
 {
   public:
@@ -22,11 +24,11 @@ class SmallDisk
     [[nodiscard]] bool isMounted() const { return m_bMounted; }
     [[nodiscard]] const std::string& path() const { return m_strPath; }
 
-    /// Takes what is left of it, and gives that back.
+    /// Fill the remaining space, and free it again.
     void fill() const;
     void makeRoom() const;
 
-    /// Gives false when it remains as it is.
+    /// Remounts the disk read-only. Returns false if that fails.
     [[nodiscard]] bool makeReadOnly() const;
 
   private:
@@ -37,19 +39,19 @@ class SmallDisk
     bool m_bMounted;
 };
 
-/// Does work on a thread of its own that sees a small disk on a directory. `in_fill` puts into it
-/// what is there before it becomes read-only. Gives false, with the work not done, where that is
-/// not to be had.
+/// Runs `in_work` on a new thread that sees a small read-only disk on a directory. `in_fill` writes
+/// the contents of the disk before it becomes read-only. Returns false, without running `in_work`,
+/// if such a disk is not available.
 bool doWithReadOnlyDisk(const std::string& in_strPath, const std::function<void()>& in_fill,
                         const std::function<void()>& in_work);
 
-/// The same with a disk that can be written to, mounted with other options.
+/// Does the same with a writable disk, mounted with the given options.
 bool doWithDisk(const std::string& in_strPath, const std::string& in_strOptions,
                 const std::function<void()>& in_fill, const std::function<void()>& in_work);
 
 } // namespace Velmora::Test
 
-/// Skips the test where a disk could not be mounted.
+/// Skips the test if a disk could not be mounted.
 #define VELMORA_NEEDS_DISK(disk) \
     if (!(disk).isMounted())     \
     GTEST_SKIP() << Velmora::Test::s_szNoMount

@@ -15,7 +15,7 @@
 namespace Velmora::Test
 {
 
-/// Starts Python for a test, with modules of the test's own.
+/// Starts Python for a test, which may add its own modules.
 class StartedPython
 {
   public:
@@ -25,7 +25,7 @@ class StartedPython
         EXPECT_TRUE(Python::EmbeddedInterpreter::getInstance().initialize());
     }
 
-    /// Makes a module from its text; its packages come into being with it.
+    /// Creates a module from its text, with the packages that contain it.
     void addModule(const std::string& in_strDottedName, const std::string& in_strText) const
     {
         std::string strPath = in_strDottedName;
@@ -39,7 +39,7 @@ class StartedPython
     VelmoraTree m_tree;
 };
 
-/// Runs a script in the module "__main__"; what it raises is a failure of the test.
+/// Runs a script in the module "__main__". An exception of the script fails the test.
 inline void runScript(const std::string& in_strText)
 {
     const Python::InterpreterLock lock;
@@ -55,7 +55,7 @@ inline void runScript(const std::string& in_strText)
     }
 }
 
-/// The text form of what an expression gives in the module "__main__".
+/// Evaluates an expression in the module "__main__" and returns the text form of its value.
 inline std::string evaluate(const std::string& in_strExpression)
 {
     const Python::InterpreterLock lock;
@@ -72,8 +72,7 @@ inline std::string evaluate(const std::string& in_strExpression)
     }
 }
 
-/// Makes a module of the name, in which `in_fill` is called as the initialiser of an extension
-/// module is.
+/// Creates a module and calls `in_fill` in it, as the initialiser of an extension module is called.
 template <class Fill>
 void makeModule(const char* in_szName, Fill in_fill)
 {
@@ -83,7 +82,7 @@ void makeModule(const char* in_szName, Fill in_fill)
     in_fill();
 }
 
-/// Has an object under the lock, in a function that takes it.
+/// Calls a function with the interpreter lock held, and returns its result.
 template <class Function>
 auto locked(Function in_function)
 {
@@ -92,15 +91,15 @@ auto locked(Function in_function)
     return in_function();
 }
 
-/// Runs a function on a thread of its own.
+/// Runs a function on a new thread and waits for it.
 template <class Function>
 void onThread(Function in_function)
 {
     std::thread(std::move(in_function)).join();
 }
 
-/// Whether another thread can enter Python now. Waits for ever if this thread holds the lock, so
-/// use it where it must not.
+/// Checks that another thread can enter Python now. Waits forever if this thread holds the
+/// interpreter lock, so use it only where the lock must not be held.
 inline void enterOnAnotherThread()
 {
     onThread([] { const Python::InterpreterLock lock; });

@@ -7,7 +7,7 @@
 
 #include <cstddef>
 
-/// The number of threads of this process, as the system counts them at this moment.
+/// Returns the number of threads of this process that the system reports at this moment.
 inline std::size_t countTasksOnce()
 {
     std::size_t uiCount = 0;
@@ -20,15 +20,15 @@ inline std::size_t countTasksOnce()
     return uiCount;
 }
 
-/// ThreadSanitizer has a thread of its own in each program.
+/// ThreadSanitizer adds a thread to each program.
 #if VELMORA_THREAD_SANITIZER
 inline constexpr std::size_t s_uiTasksOfSanitizer = 1;
 #else
 inline constexpr std::size_t s_uiTasksOfSanitizer = 0;
 #endif
 
-/// The number of threads of this process. One that has been joined may still be counted for a while
-/// on a busy machine, so a number above one is only believed when it lasts.
+/// Returns the number of threads of this process. The system may still list a joined thread for a
+/// while on a busy machine. So a number above one is returned only if it persists for five seconds.
 inline std::size_t countTasks()
 {
     std::size_t uiCount = countTasksOnce() - s_uiTasksOfSanitizer;

@@ -6,7 +6,7 @@
 namespace Velmora::Test
 {
 
-/// An empty directory that is removed, with all that it then holds, at the end of its life.
+/// Creates an empty directory. The destructor removes it with its contents.
 class TemporaryDirectory
 {
   public:
@@ -17,10 +17,10 @@ class TemporaryDirectory
 
     [[nodiscard]] const std::filesystem::path& path() const { return m_path; }
 
-    /// The path of a file in it.
+    /// Returns the path of a file in the directory.
     [[nodiscard]] std::string file(const std::string& in_strName) const;
 
-    /// What a file in it holds; the empty text for one that does not exist.
+    /// Returns the contents of a file in the directory, or an empty text if it does not exist.
     [[nodiscard]] std::string read(const std::string& in_strName) const;
 
   private:

@@ -7,15 +7,17 @@
 namespace Velmora::Test
 {
 
-/// An address of the loopback that follows from the id of this process, so that servers of several
-/// tests do not meet: 127.x.y.z with the bits of the id in x, y and z, none of them 0 or 255.
+/// Returns a loopback address that is derived from the id of this process, so that servers of
+/// different tests do not collide: 127.x.y.z, in which x, y and z are the digits of the id to base
+/// 250, plus one each.
 std::string addressOfThisProcess();
 
-/// Keeps the calling thread on the processor that it runs on: what one processor sends to the
-/// loopback arrives in order.
+/// Pins the calling thread to its current processor. Datagrams that one processor sends to the
+/// loopback arrive in order.
 void stayOnThisProcessor();
 
-/// A UDP socket on a free port of the loopback. The thread that makes it stays on one processor.
+/// A UDP socket on a free port of the loopback. The constructor pins the calling thread to its
+/// processor.
 class UdpServer
 {
   public:
@@ -26,13 +28,14 @@ class UdpServer
 
     [[nodiscard]] int port() const { return m_iPort; }
 
-    /// The next datagram, waited for; a failure of the test, and the empty text, after a minute.
+    /// Waits for the next datagram and returns it. After a minute, fails the test and returns an
+    /// empty text.
     std::string receive();
 
-    /// So many datagrams, or less where one of them did not come.
+    /// Waits for the given number of datagrams. Returns fewer if one of them does not arrive.
     std::vector<std::string> receive(std::size_t in_uiCount);
 
-    /// All datagrams before one with the given text, which is waited for.
+    /// Waits for a datagram with the given text, and returns all datagrams before it.
     std::vector<std::string> receiveUntil(const std::string& in_strLast);
 
   private:

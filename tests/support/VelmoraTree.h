@@ -9,18 +9,18 @@
 namespace Velmora::Test
 {
 
-/// An installation that `VELMORA` can lead to, in a temporary directory, as `scripts/python-tree`
-/// makes it: with Debian's standard library and packages of Python, our package as it was built,
-/// and modules of a test's own.
+/// A directory for the variable `VELMORA`, in a temporary directory, as `scripts/python-tree`
+/// creates it: with Debian's standard library and packages of Python, our package from the build,
+/// and modules that the test adds.
 class VelmoraTree
 {
   public:
     VelmoraTree();
 
-    /// The value of `VELMORA`.
+    /// Returns the value of `VELMORA`.
     [[nodiscard]] std::string root() const { return m_directory.path().string(); }
 
-    /// The environment of a helper that uses it.
+    /// Returns the environment of a helper that uses it.
     [[nodiscard]] std::vector<std::pair<std::string, std::string>> environment() const
     {
         return {{"VELMORA", root()}};
