@@ -43,7 +43,7 @@ std::unique_ptr<ArchiveFileSystem> open(ArchiveMaker& inout_maker)
     return open(inout_maker.bytes());
 }
 
-/// Why the archive cannot be read.
+/// Returns the reason why the archive cannot be read.
 std::string refusal(const std::string& in_strBytes,
                     std::size_t in_uiLimit = ArchiveFileSystem::s_uiDefaultLimit)
 {
@@ -70,7 +70,7 @@ std::string readAll(VirtualFileSystem::File& inout_file)
     return strContent;
 }
 
-/// The content of a file, or the name of the error.
+/// Returns the content of a file, or the name of the error.
 std::string contentOf(VirtualFileSystem& inout_fileSystem, const std::string& in_strPath,
                       int in_iFlags = O_RDONLY)
 {
@@ -80,7 +80,7 @@ std::string contentOf(VirtualFileSystem& inout_fileSystem, const std::string& in
     return hFile.isNull() ? strerrorname_np(errno) : readAll(*hFile);
 }
 
-/// The paths of what is in a directory, with a '/' behind those of directories.
+/// Returns the paths of the entries of a directory, with a '/' after those of directories.
 std::vector<std::string> listOf(VirtualFileSystem::Directory& inout_directory)
 {
     std::vector<std::string> paths;
@@ -92,7 +92,7 @@ std::vector<std::string> listOf(VirtualFileSystem::Directory& inout_directory)
     return paths;
 }
 
-/// The same of a path, or the name of the error.
+/// Does the same for a path. Returns the name of the error if it cannot be opened.
 std::vector<std::string> listOf(VirtualFileSystem& inout_fileSystem, const std::string& in_strPath)
 {
     errno = 0;
@@ -102,7 +102,7 @@ std::vector<std::string> listOf(VirtualFileSystem& inout_fileSystem, const std::
                                : listOf(*hDirectory);
 }
 
-/// A Debian package is an archive of this form.
+/// Returns an archive in the form of a Debian package.
 std::string packageWith(const std::string& in_strData,
                         const std::string& in_strName = "data.tar.xz")
 {
@@ -121,7 +121,7 @@ std::string repeated(std::string_view in_text, std::size_t in_uiTimes)
     return strResult;
 }
 
-/// A name of an implementation: only what it says of members is compared.
+/// The beginning of each message.
 const std::string s_strRefused = "cannot read the archive test.tar";
 
 const std::string s_strDamaged = "; it is damaged or incomplete, get it again";
@@ -702,7 +702,7 @@ TEST(ArchiveMember, HasItsNameInUtf8WhateverTheLocale)
                                                           // libarchive composes characters.
                                                           {"u\xCC\x88", "\xC3\xBC"}})
     {
-        // A record begins with its length, which here has two digits.
+        // A record begins with its length, which has two digits here.
         const std::string strRecord = std::string(" path=d/") + szName + "\n";
         const std::string strHeader = std::to_string(strRecord.size() + 2) + strRecord;
         const auto pArchive = open(tarHeader("pax", strHeader.size(), 'x') + tarBlocks(strHeader) +
@@ -935,7 +935,7 @@ TEST(ArchiveLimit, CountsParentsThatAreMade)
 
 TEST(ArchiveLimit, BoundsTheHeadersOfAMember)
 {
-    // A map of a sparse file, which is held in memory, in a member that need not be.
+    // The map of a sparse file is held in memory, also if the contents of the member are not.
     const std::string strRecords = "22 GNU.sparse.major=1\n22 GNU.sparse.minor=0\n";
     const std::string strMap = "4000000\n" + repeated("0\n0\n", 2 * s_uiMiB);
     EXPECT_EQ(s_strRefused + ": more than 4 MiB in a row hold headers or nothing" + s_strDamaged,
@@ -945,7 +945,7 @@ TEST(ArchiveLimit, BoundsTheHeadersOfAMember)
 
 TEST(ArchiveLimit, OfWhatIsCompressedIsReachedWithoutDecompressingTheRest)
 {
-    // Ten GiB of zeros, in a few MiB.
+    // 10 GiB of zeros, compressed to a few MiB.
     const std::string strZeros = compressed(std::string(64 * s_uiMiB, '\0'), ARCHIVE_FILTER_GZIP);
     const std::string strBomb =
         compressed(tarHeader("bomb", 10240 * s_uiMiB), ARCHIVE_FILTER_GZIP) +
@@ -956,7 +956,7 @@ TEST(ArchiveLimit, OfWhatIsCompressedIsReachedWithoutDecompressingTheRest)
 
 TEST(ArchiveTreeDepth, IsThatOfALongestPath)
 {
-    // Links make trees that are deeper than any name.
+    // Links create trees that are deeper than the longest path.
     ArchiveMaker maker;
     const std::string strDeep = repeated("d/", 2000);
     maker.directory(strDeep).link("l0", strDeep);

@@ -126,10 +126,12 @@ std::string tarHeader(std::string_view in_name, unsigned long long in_uiSize, ch
         put(strHeader, uiSize, octal(in_uiSize, 11));
     else
     {
+        // A size above 8 GiB is binary, big-endian, as in GNU tar.
         strHeader[uiSize] = '\x80';
         for (std::size_t uiByte = 0; uiByte < sizeof(in_uiSize); ++uiByte)
             strHeader[uiLastOfSize - uiByte] = static_cast<char>(in_uiSize >> (8 * uiByte));
     }
+    // The checksum is computed with blanks in its own field.
     put(strHeader, uiSum, "        ");
     strHeader[uiType] = in_cType;
     put(strHeader, uiMagic, std::string_view("ustar\00000", 8));

@@ -10,7 +10,7 @@
 namespace Velmora::Test
 {
 
-/// Makes an archive in memory, member by member, by libarchive.
+/// Creates an archive in memory, member by member, with libarchive.
 class ArchiveMaker
 {
   public:
@@ -23,7 +23,7 @@ class ArchiveMaker
     ArchiveMaker& hardLink(const std::string& in_strName, const std::string& in_strTarget);
     ArchiveMaker& fifo(const std::string& in_strName);
 
-    /// Ends the archive and gives its bytes.
+    /// Ends the archive and returns its bytes.
     [[nodiscard]] std::string bytes();
 
   private:
@@ -34,15 +34,15 @@ class ArchiveMaker
     std::unique_ptr<archive, int (*)(archive*)> m_pArchive;
 };
 
-/// Bytes compressed by libarchive.
+/// Returns bytes compressed by libarchive.
 [[nodiscard]] std::string compressed(std::string_view in_bytes, int in_iFilter);
 
-/// The header of a member of a tar archive, which may say what it wants: a name of up to 100 bytes,
-/// a size, and what it is, '0' for a file.
+/// Returns the header of a member of a tar archive, with unchecked values: a name of up to 100
+/// bytes, a size, and the type, '0' for a file.
 [[nodiscard]] std::string tarHeader(std::string_view in_name, unsigned long long in_uiSize,
                                     char in_cType = '0');
 
-/// Bytes filled up with zeros to a multiple of 512.
+/// Returns bytes padded with zeros to a multiple of 512.
 [[nodiscard]] std::string tarBlocks(std::string in_strBytes);
 
 } // namespace Velmora::Test

@@ -1,6 +1,6 @@
-// Preloaded into a program, its `operator new` fails once when the number in a file, which the
-// variable VELMORA_TEST_ALLOCATIONS names, has been counted down to 0. A test that writes to the
-// file starts that.
+// Replaces `operator new` in a program that it is preloaded into. A test writes a number to the
+// file that the variable VELMORA_TEST_ALLOCATIONS names. Each allocation decrements it, and the one
+// that brings it to 0 fails.
 
 #include <atomic>
 #include <cstdint>

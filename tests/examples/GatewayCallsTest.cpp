@@ -31,7 +31,7 @@ using Lines = std::vector<std::string>;
 constexpr std::string_view s_strCallId = " call-id=";
 constexpr std::size_t s_uiCalls = 300;
 
-/// The lines of each call in the main log, without the call's id.
+/// Returns the lines of each call in the main log, without the call's id.
 std::map<std::string, Lines> linesOfCalls(const Lines& in_log)
 {
     std::map<std::string, Lines> calls;
@@ -51,7 +51,7 @@ std::map<std::string, Lines> linesOfCalls(const Lines& in_log)
 class GatewayCalls : public GatewayProcess
 {
   protected:
-    /// The load client's options for calls to a user from a port, at a rate, and then more.
+    /// Returns the command line of the load client, with more options.
     [[nodiscard]] std::string client(const std::string& in_strMore) const
     {
         return "cd '" + home().path().string() + "' && " VELMORA_SIPP " " + address() +
@@ -59,9 +59,10 @@ class GatewayCalls : public GatewayProcess
                in_strMore;
     }
 
-    /// 200 calls that are answered and 100 that the caller gives up, 50 a second; one packet in ten
-    /// is lost, in both directions for the first. A BYE that is lost again and again outlasts the
-    /// time without RTP that a call usually has.
+    /// Makes 200 calls that are answered and 100 that the caller cancels, 50 a second. One packet
+    /// in ten is lost, in both directions for the answered calls. A BYE that is lost repeatedly
+    /// takes longer than the usual time without RTP after which a call is cleared, so that time is
+    /// raised.
     HelperResult callThreeHundredTimes()
     {
         configure("keswardin.media.rxStartTimeoutMs = 600000");
@@ -99,7 +100,7 @@ class GatewayCalls : public GatewayProcess
         EXPECT_EQ(call->second, Lines(in_lines.begin() + 1, in_lines.end() - 1));
     }
 
-    /// The one file of the one call, without dates.
+    /// Returns the lines of the only call's file, without dates.
     [[nodiscard]] Lines onlyCallFile() const
     {
         const auto files = callFiles();
@@ -116,7 +117,7 @@ class GatewayCalls : public GatewayProcess
                                           in_strReason)));
     }
 
-    /// Asks lnav, with the format of the example, of a file.
+    /// Runs a query of lnav on a file, with the log format of the example.
     [[nodiscard]] std::string lnav(const std::string& in_strQuery,
                                    const std::string& in_strFile) const
     {
@@ -133,7 +134,7 @@ class GatewayCalls : public GatewayProcess
         return result.strErrors + result.strOutput;
     }
 
-    /// A call as far as the ACK of its answer.
+    /// Makes a call, up to the ACK of its answer.
     void connect(SipCaller& inout_caller)
     {
         inout_caller.invite("service");
@@ -145,7 +146,7 @@ class GatewayCalls : public GatewayProcess
 
 } // namespace
 
-TEST_F(GatewayCalls, ACallIsAnsweredAndItsFileTellsItsStory)
+TEST_F(GatewayCalls, ACallIsAnsweredAndItsFileHasItsLines)
 {
     start();
     const HelperResult result = runHelper("/bin/sh", {"-c", client("-sn uac -m 1 -d 100")});
@@ -286,7 +287,7 @@ TEST_F(GatewayCalls, AnAnswerIsRepeatedUntilItsAckAndWithoutOneTheCallIsEnded)
     caller.invite("service");
     caller.expectAnswer("200 OK");
     const std::string strBye = caller.expectRequest("BYE");
-    // Some 60; with a T2 of 4 s it would be 6, with a lifetime of 32 s some 640.
+    // About 60 are expected. With a T2 of 4 s there would be 6, with a lifetime of 32 s about 640.
     EXPECT_THAT(caller.leftOut(), AllOf(testing::Gt(12), testing::Lt(200)));
     caller.accept(strBye);
     waitForLine("over after");
@@ -312,7 +313,7 @@ TEST_F(GatewayCalls, AnAnswerIsRepeatedAtTheConfiguredInterval)
     waitForLine("ACK received");
 }
 
-TEST_F(GatewayCalls, ABusyPartyIsToldOf)
+TEST_F(GatewayCalls, ABusyPartyIsReported)
 {
     start();
     SipCaller caller(address());
@@ -406,7 +407,7 @@ TEST_F(GatewayCalls, WhenNoRtpPortIsLeftACallIsRefusedAndOthersGoOn)
                                 address() + " : no port of the range is free"));
 }
 
-TEST_F(GatewayCalls, OptionsTellsWhatTheGatewayCanDo)
+TEST_F(GatewayCalls, OptionsReturnsTheCapabilitiesOfTheGateway)
 {
     start();
     SipCaller caller(address());

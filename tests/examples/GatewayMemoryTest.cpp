@@ -21,7 +21,7 @@ using testing::Contains;
 using testing::MatchesRegex;
 using testing::StartsWith;
 
-/// A gateway of which one allocation fails, when a test says so.
+/// A gateway in which a test can make one allocation fail.
 class GatewayMemory : public GatewayProcess
 {
   protected:
@@ -32,7 +32,7 @@ class GatewayMemory : public GatewayProcess
         failAt(0);
     }
 
-    /// The allocation with this number from now on fails; 0 for none.
+    /// Makes the allocation with this number fail, counted from now on; 0 for none.
     void failAt(std::int64_t in_iNumber) const
     {
         std::fstream file(countFile(), std::ios::in | std::ios::out | std::ios::binary);
@@ -41,7 +41,7 @@ class GatewayMemory : public GatewayProcess
         file.write(reinterpret_cast<const char*>(&in_iNumber), sizeof in_iNumber);
     }
 
-    /// Whether it has come to that allocation.
+    /// Returns whether that allocation has been reached.
     [[nodiscard]] bool hasFailed() const
     {
         std::int64_t iLeft = 0;
@@ -50,24 +50,24 @@ class GatewayMemory : public GatewayProcess
         return iLeft <= 0;
     }
 
-    /// One call, from its INVITE to the end of it, whichever way it goes. Gives the status of its
-    /// answer.
+    /// Makes one call, from its INVITE to its end, whether it is answered or refused. Returns the
+    /// status of its final answer.
     int call(const std::string& in_strId) const
     {
         SipCaller caller(address());
         caller.setCallId(in_strId);
-        caller.invite("somebody");
+        caller.invite("service");
         const int iStatus = caller.expectFinalAnswer();
-        caller.send("ACK", "somebody");
+        caller.send("ACK", "service");
         if (iStatus != 200)
             return iStatus;
-        caller.send("BYE", "somebody");
-        // The gateway may hang up at the same time.
+        caller.send("BYE", "service");
+        // The gateway may hang up concurrently.
         caller.expectFinalAnswer();
         return iStatus;
     }
 
-    /// The gateway takes a call as ever.
+    /// Expects that the gateway still answers a call.
     void expectGoesOn(const std::string& in_strId) const { EXPECT_EQ(200, call(in_strId)); }
 
   private:
@@ -86,7 +86,7 @@ TEST_F(GatewayMemory, AnAllocationThatFailsEndsNoOtherCall)
 {
     VELMORA_NEEDS_PRELOADING;
     start({"--answer-after-ms", "0"});
-    // What is made at the first call only.
+    // The first call makes allocations that later calls do not repeat.
     expectGoesOn("first");
     SipCaller other(address());
     other.setCallId("other");
@@ -109,7 +109,7 @@ TEST_F(GatewayMemory, AnAllocationThatFailsEndsNoOtherCall)
     EXPECT_LT(20, iNumber);
     EXPECT_LT(10, iRefused);
 
-    // The call that rings has outlived them all.
+    // The call that was ringing during all failures still exists.
     other.send("CANCEL", "nobody");
     other.expectAnswer("487 Request Terminated");
     other.send("ACK", "nobody");

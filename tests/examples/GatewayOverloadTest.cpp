@@ -26,7 +26,8 @@ using testing::SizeIs;
 class GatewayOverload : public GatewayProcess
 {
   protected:
-    /// Counts the calls at once so often that a test need not wait, and takes no more than one.
+    /// Limits the gateway to one concurrent call. The calls are counted every 10 ms, so that tests
+    /// are fast.
     void takeOneCallAtOnce() const
     {
         configure("gateway.calls.monitor.monitoringPeriodInMs = 10");
@@ -35,7 +36,7 @@ class GatewayOverload : public GatewayProcess
         configure("gateway.calls.monitor.resetAlarmThreshold = 0.5");
     }
 
-    /// Logs each observation of the processors.
+    /// Monitors the processors and logs each observation.
     void watchProcessors() const
     {
         configure("keswardin.system.cpu.monitor.monitoringPeriodInMs = 500");
@@ -52,7 +53,8 @@ class GatewayOverload : public GatewayProcess
                       "log4cplus.logger.keswardin.gateway = INFO");
     }
 
-    /// With twice as many programs as processors, once the window is full of what was before.
+    /// Starts twice as many busy processes as there are processors, after the window has filled
+    /// with earlier observations.
     void loadProcessorsUntilOverload()
     {
         constexpr std::ptrdiff_t iWindow = 3;
@@ -76,7 +78,7 @@ class GatewayOverload : public GatewayProcess
     }
 };
 
-/// How busy the processors are for a second, in percent.
+/// Measures the load of the processors for a second and returns it in percent.
 double useOfProcessors()
 {
     ProfileTimer timer;
@@ -103,7 +105,7 @@ TEST_F(GatewayOverload, RefusesNewCallsWhileThereAreTooManyAndSaysWhenToComeAgai
     second.invite("nobody");
     EXPECT_THAT(second.expectAnswer("503 Service Unavailable"), HasSubstr("\nRetry-After: 7\r\n"));
 
-    // The call that there is goes on.
+    // The existing call continues.
     first.send("CANCEL", "nobody");
     first.expectAnswer("487 Request Terminated");
     waitForLine("Alarm [system.overload.calls] : ALARM_OFF");
@@ -214,7 +216,7 @@ TEST_F(GatewayOverload, OfRealProcessorsIsSeenWithinThreePeriods)
     loadProcessorsUntilOverload();
     EXPECT_EQ(0, stop());
 
-    // Observations from the first one in which the processors had nothing left.
+    // The observations since the load reached 95 %.
     const std::vector<std::string> lines = log();
     const auto on =
         std::find_if(lines.begin(), lines.end(),

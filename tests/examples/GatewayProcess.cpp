@@ -27,7 +27,7 @@ GatewayProcess::GatewayProcess() : m_strAddress(addressOfThisProcess())
     std::filesystem::copy(VELMORA_SOURCE_DIRECTORY "/examples/gateway/etc", m_home.path() / "etc");
     replaceInFile(etc("site.cfg"), s_szSiteAddress,
                   "keswardin.media.rtp.IPAddress = " + m_strAddress);
-    // How busy the machine is does not matter to most tests.
+    // The load of the machine must not affect most tests.
     configure("keswardin.system.cpu.monitor.monitoringPeriodInMs = 0");
     configure("gateway.calls.monitor.monitoringPeriodInMs = 0");
     setEnvironment("GATEWAY_HOME", m_home.path().string());

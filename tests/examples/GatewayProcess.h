@@ -15,8 +15,8 @@
 namespace Velmora::Test
 {
 
-/// A directory that the gateway is installed in, with the configuration files of the example, and
-/// the gateway as a process. Its address is one of the loopback that no other test has.
+/// An installation directory of the gateway with the configuration files of the example, and the
+/// gateway as a process. Its loopback address is different from that of any other test.
 class GatewayProcess : public testing::Test
 {
   protected:
@@ -24,43 +24,43 @@ class GatewayProcess : public testing::Test
 
     [[nodiscard]] std::string etc(const std::string& in_strName) const;
 
-    /// The options that name the sources of the example, and then more.
+    /// Returns the options that name the sources of the example, followed by more options.
     [[nodiscard]] std::vector<std::string>
     sources(const std::vector<std::string>& in_more = {}) const;
 
-    /// Adds a line to what differs from site to site.
+    /// Adds a line to the configuration of the site.
     void configure(const std::string& in_strLine) const;
 
-    /// Sets a variable of its environment, before it is started.
+    /// Sets an environment variable of the gateway. Call it before the start.
     void setEnvironment(const std::string& in_strName, const std::string& in_strValue);
 
-    /// Runs it where it ends by itself.
+    /// Runs the gateway to its end, for command lines after which it ends by itself.
     HelperResult run(const std::vector<std::string>& in_arguments);
 
-    /// Starts it and waits until it runs; a failure of the test when it does not.
+    /// Start the gateway and wait until it runs. Fail the test if it does not.
     void start(const std::vector<std::string>& in_more = {});
     void startWith(const std::vector<std::string>& in_arguments);
 
-    /// Waits until the log has a line with this text; a failure of the test when it gets none.
+    /// Waits until the log has a line with this text. Fails the test if there is none.
     void waitForLine(const std::string& in_strText);
 
     void signal(int in_iSignal);
 
-    /// Waits for its end; gives the exit code.
+    /// Waits for the gateway to end and returns its exit code.
     int waitForEnd();
 
-    /// SIGTERM, and then its end.
+    /// Sends SIGTERM, waits for the gateway to end and returns its exit code.
     int stop();
 
     [[nodiscard]] std::vector<std::string> linesOfLog() const;
 
-    /// The log without dates and threads: "LEVEL logger - text".
+    /// Returns the log without dates and threads: "LEVEL logger - text".
     [[nodiscard]] std::vector<std::string> log() const;
 
-    /// What it has written elsewhere: standard output and standard error.
+    /// Returns its standard output and standard error.
     [[nodiscard]] std::string output() const;
 
-    /// The lines of each call file, by the name of the file.
+    /// Returns the lines of each call's file, by the name of the file.
     [[nodiscard]] std::map<std::string, std::vector<std::string>> callFiles() const;
 
     [[nodiscard]] const std::string& address() const { return m_strAddress; }
@@ -73,11 +73,11 @@ class GatewayProcess : public testing::Test
     std::optional<BackgroundProcess> m_process;
 };
 
-/// Replaces the first occurrence of a text; a failure of the test when there is none.
+/// Replaces the first occurrence of a text. Fails the test if there is none.
 void replaceInFile(const std::string& in_strFile, const std::string& in_strFrom,
                    const std::string& in_strTo);
 
-/// A line of the log without its date and thread.
+/// Returns a line of the log without its date and thread.
 [[nodiscard]] std::string withoutDate(const std::string& in_strLine);
 
 } // namespace Velmora::Test

@@ -124,7 +124,7 @@ TEST_F(GatewayProcess, ASettingThatMakesNoSenseKeepsItFromStarting)
                                 "\"30000\" : a range of ports is like 20000-29999"));
 }
 
-TEST_F(GatewayProcess, AnAddressThatIsTakenIsToldOfAndItEnds)
+TEST_F(GatewayProcess, AnAddressThatIsTakenIsLoggedAndItEnds)
 {
     start();
     const HelperResult result = run(sources());
@@ -201,7 +201,7 @@ TEST_F(GatewayProcess, DoesNotAnswerWhatACommandLineAsksThatIsWrong)
     EXPECT_THAT(result.strOutput, testing::Not(HasSubstr("Product version")));
 }
 
-TEST_F(GatewayProcess, TellsItsOptionsAndEnds)
+TEST_F(GatewayProcess, LogsItsOptionsAndEnds)
 {
     const HelperResult result = run(sources({"--help"}));
     EXPECT_EQ(0, result.iExitCode);
@@ -221,7 +221,7 @@ TEST(Gateway, ProtectsItsConfigurationAndDeclaresRunTimeBeforeItRuns)
     char* const argv[] = {strName.data(), nullptr};
     ASSERT_TRUE(gateway.initialize(1, const_cast<char**>(argv)));
     const CapturedLog logOfRun(ERROR_LOG_LEVEL);
-    // It waits, as the gateway takes it when it runs.
+    // The signal is blocked and stays pending until the gateway runs.
     kill(getpid(), SIGTERM);
     gateway.run();
 

@@ -63,7 +63,7 @@ class GatewayLoadMonitor : public testing::Test
         }
     }
 
-    /// Lets a monitor observe these values, one after the other; gives whether it was overloaded
+    /// Lets a monitor observe these values, one after the other. Returns whether it was overloaded
     /// after each.
     std::vector<bool> observe(const std::vector<std::optional<double>>& in_values)
     {
@@ -73,7 +73,7 @@ class GatewayLoadMonitor : public testing::Test
         monitor.start(
             [&]() -> std::optional<double>
             {
-                // The former value has had its effect by now.
+                // The previous value has taken effect by now.
                 if (uiNext > overloads.size())
                     overloads.push_back(monitor.isOverloaded());
                 return uiNext < in_values.size() ? in_values[uiNext++] : std::nullopt;

@@ -50,7 +50,7 @@ class GatewayMedia : public testing::Test
         EXPECT_TRUE(m_config.setStringParameter(in_szName, in_szValue));
     }
 
-    /// Sends an RTP packet without the calls that tests let fail.
+    /// Sends an RTP packet without the system calls that the tests make fail.
     void sendPacket()
     {
         const int iSocket = socket(AF_INET, SOCK_DGRAM | SOCK_CLOEXEC, 0);
@@ -64,7 +64,7 @@ class GatewayMedia : public testing::Test
         close(iSocket);
     }
 
-    /// What a call warns of that gets two packets while a call of the kernel fails.
+    /// Lets the media of a call receive two packets, while a system call fails.
     void takeTwoPackets()
     {
         EventLoop loop;

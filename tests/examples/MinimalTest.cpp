@@ -29,14 +29,14 @@ std::string read(const std::string& in_strPath)
     return text.str();
 }
 
-/// A text with all durations in milliseconds made 1.
+/// Replaces all durations in milliseconds with 1.
 std::string withoutTime(const std::string& in_strText)
 {
     return std::regex_replace(in_strText, std::regex("time = [0-9]+ ms"), "time = 1 ms");
 }
 
-/// What the program writes, without a warning that it may draw on a machine where the user may not
-/// raise the limit of core files.
+/// Returns the output of the program without a warning that appears on machines whose user may not
+/// raise the limit on core files.
 std::string outputOf(const HelperResult& in_result)
 {
     std::string strOutput;
@@ -46,7 +46,7 @@ std::string outputOf(const HelperResult& in_result)
     return strOutput;
 }
 
-/// The tests run at the root of the project, as somebody does who reads the README.
+/// The tests run in the root directory of the project, as the README assumes.
 class Minimal : public testing::Test
 {
   protected:

@@ -19,7 +19,7 @@ namespace
 
 using testing::HasSubstr;
 
-/// Why a socket cannot be had; null when it can.
+/// Returns the exception of a socket that cannot be opened; null if it can.
 std::exception_ptr tryToOpen(const std::string& in_strAddress, RtpPorts& inout_ports)
 {
     try
@@ -101,7 +101,7 @@ TEST(RtpSocket, LeavesOutAPortThatAnotherProgramHas)
     EXPECT_EQ(20000, RtpSocket(strAddress, ports).port());
 }
 
-TEST(RtpSocket, AnAddressOfAnotherMachineIsToldOfAndCostsNoPort)
+TEST(RtpSocket, AnAddressOfAnotherMachineIsReportedAndCostsNoPort)
 {
     RtpPorts ports({20000, 20001});
     EXPECT_EQ("no RTP at 192.0.2.1 : Cannot assign requested address", errorOf("192.0.2.1", ports));
@@ -109,14 +109,14 @@ TEST(RtpSocket, AnAddressOfAnotherMachineIsToldOfAndCostsNoPort)
     EXPECT_EQ(1U, ports.countFree());
 }
 
-TEST(RtpSocket, WithoutADescriptorThatIsToldAndCostsNoPort)
+TEST(RtpSocket, ALackOfDescriptorsIsReportedAndCostsNoPort)
 {
     RtpPorts ports({20000, 20001});
     const std::string strAddress = addressOfThisProcess();
     std::exception_ptr pError;
     {
         const DescriptorLimit limit = DescriptorLimit::noneLeft();
-        // A sanitizer that looks at the exception needs descriptors itself.
+        // The exception is examined later, because a sanitizer needs descriptors to do that.
         pError = tryToOpen(strAddress, ports);
     }
     EXPECT_EQ("no RTP at " + strAddress + " : Too many open files", textOf(pError));

@@ -33,7 +33,7 @@ std::string read(const std::filesystem::path& in_path)
     return text.str();
 }
 
-/// Runs the program with the rules of a site, and gives it numbers one by one.
+/// Runs the program with the rules of a site, and passes it numbers one by one.
 class ScriptedTest : public testing::Test
 {
   protected:
@@ -62,7 +62,7 @@ class ScriptedTest : public testing::Test
             << "keswardin.sip.ua.python.appClass=" << in_strClass << '\n';
     }
 
-    /// Gives the program a number and waits for a text in its log.
+    /// Passes the program a number and waits for a text in its log.
     void give(unsigned int in_uiCalls, const std::string& in_strText)
     {
         m_calls << in_uiCalls << std::endl;

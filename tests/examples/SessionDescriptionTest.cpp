@@ -54,7 +54,7 @@ TEST(SessionDescription, AnAnswerHasThePayloadTypesOfTheOffer)
               describe(session, "127.0.0.1", 20000));
 }
 
-TEST(SessionDescription, AnAnswerHasALineForEachOfTheOfferAndRefusesAllButTheFirstAudio)
+TEST(SessionDescription, AnAnswerHasALineForEachOfTheOfferAndAcceptsOnlyTheFirstAudio)
 {
     const Session session = agree(offer("m=video 5000 RTP/AVP 31\r\nm=audio 0 RTP/AVP 0\r\n"
                                         "m=audio 6000 RTP/AVP 0\r\nm=audio 6002 RTP/AVP 8\r\n"
@@ -67,14 +67,14 @@ TEST(SessionDescription, AnAnswerHasALineForEachOfTheOfferAndRefusesAllButTheFir
                           "m=audio 0 RTP/AVP 8\r\nm=image 0 udptl t38\r\n"));
 }
 
-TEST(SessionDescription, AnAddressOfTheMediaStandsAboveTheOneOfTheSession)
+TEST(SessionDescription, AnAddressOfTheMediaOverridesTheOneOfTheSession)
 {
     const Session session =
         agree(offer("m=audio 6000 RTP/AVP 0\r\nc=IN IP4 10.0.0.2\r\n"), s_encodings);
     EXPECT_EQ("10.0.0.2", session.strRemoteAddress);
 }
 
-TEST(SessionDescription, AnAddressOfIPv6IsToldAsOne)
+TEST(SessionDescription, AnIPv6AddressIsDescribedAsOne)
 {
     EXPECT_THAT(describe(offered(s_encodings), "::1", 20000), HasSubstr("\r\nc=IN IP6 ::1\r\n"));
 }
@@ -98,7 +98,7 @@ TEST(SessionDescription, LinesMayEndWithoutACarriageReturn)
     EXPECT_EQ("PCMU", errorOf("v=0\nc=IN IP4 10.0.0.1\nm=audio 6000 RTP/AVP 0\n"));
 }
 
-TEST(SessionDescription, OfALineThatCannotBeReadTheTextIsTold)
+TEST(SessionDescription, ALineThatCannotBeReadIsReportedWithItsText)
 {
     for (const char* const szLine :
          {"nonsense", "", "m", "m=", "m=audio 6000 RTP/AVP", "m=audio 6000 R@=44",
@@ -135,7 +135,7 @@ TEST(SessionDescription, ControlBytesAreRefusedAndDoNotGoToTheLog)
               errorOf(offer("s=a\x1b[31mb\rc\r\n")));
 }
 
-TEST(SessionDescription, AnOfferWithoutAudioOverRtpIsToldOf)
+TEST(SessionDescription, AnOfferWithoutAudioOverRtpIsRefused)
 {
     EXPECT_EQ("no audio over RTP is offered", errorOf(offer("m=video 5000 RTP/AVP 31\r\n")));
     EXPECT_EQ("no audio over RTP is offered", errorOf(offer("m=audio 5000 TCP foo\r\n")));

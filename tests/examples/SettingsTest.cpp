@@ -42,7 +42,7 @@ class GatewaySettings : public testing::Test
         ASSERT_TRUE(m_config.setIntParameter(in_szName, in_iValue));
     }
 
-    /// What is said of a value that makes no sense; empty when it is taken.
+    /// Returns the error message for a value; empty if the value is accepted.
     template <class T>
     std::string errorWith(const char* in_szName, T in_value)
     {
@@ -88,7 +88,7 @@ TEST_F(GatewaySettings, SeveralAddressesHaveCommasBetweenThem)
                 ElementsAre("sip:127.0.0.1;transport=udp", "sip:[::1]:5062;transport=udp"));
 }
 
-TEST_F(GatewaySettings, AnAddressWithoutUdpIsToldOf)
+TEST_F(GatewaySettings, AnAddressWithoutUdpIsReported)
 {
     constexpr const char* szName = "keswardin.sip.userAgent.IPAddress";
     EXPECT_EQ("keswardin.sip.userAgent.IPAddress = \"tcp:127.0.0.1:5060\" : an address is like "
@@ -99,7 +99,7 @@ TEST_F(GatewaySettings, AnAddressWithoutUdpIsToldOf)
               errorWith(szName, "udp:127.0.0.1,"));
 }
 
-TEST_F(GatewaySettings, ATimeOfNothingIsToldOf)
+TEST_F(GatewaySettings, ATimeOfZeroIsReported)
 {
     for (const char* const szName :
          {"keswardin.sip.TimerT1", "keswardin.gw.ringTimeoutMs",
@@ -110,7 +110,7 @@ TEST_F(GatewaySettings, ATimeOfNothingIsToldOf)
     }
 }
 
-TEST_F(GatewaySettings, ARangeOfPortsThatIsNoneIsToldOf)
+TEST_F(GatewaySettings, AnInvalidRangeOfPortsIsReported)
 {
     constexpr const char* szName = "keswardin.media.rtp.udpPortRange";
     for (const char* const szRange : {"", "20000", "20000-", "-1", "a-b", "20000-20001x",
@@ -121,7 +121,7 @@ TEST_F(GatewaySettings, ARangeOfPortsThatIsNoneIsToldOf)
     EXPECT_EQ("", errorWith(szName, "1-65535"));
 }
 
-TEST_F(GatewaySettings, OneThatIsMissingIsToldOf)
+TEST_F(GatewaySettings, OneThatIsMissingIsReported)
 {
     const TrieConfiguration empty;
     try

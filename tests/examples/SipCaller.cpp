@@ -35,7 +35,8 @@ sockaddr_in socketAddress(const std::string& in_strAddress, std::uint16_t in_uiP
     return address;
 }
 
-/// The line of a header, with its end; empty where there is none.
+/// Returns the line of a header with its line end, or an empty text if the message does not have
+/// it.
 std::string header(const std::string& in_strMessage, const std::string& in_strName)
 {
     const std::size_t uiBegin = in_strMessage.find("\r\n" + in_strName + ":");
@@ -65,7 +66,8 @@ SipCaller::~SipCaller() { close(m_iSocket); }
 void SipCaller::send(const std::string& in_strMethod, const std::string& in_strUser,
                      const std::string& in_strBody)
 {
-    // The ACK of an answer from 300 on belongs to the INVITE (RFC 3261, 17.1.1.3).
+    // The ACK of an answer of 300 or above belongs to the transaction of the INVITE (RFC 3261,
+    // 17.1.1.3).
     const bool bSameTransaction = in_strMethod == "CANCEL" || (in_strMethod == "ACK" && m_bRefused);
     if (!bSameTransaction)
         ++m_iBranch;
@@ -175,7 +177,7 @@ int SipCaller::expectFinalAnswer()
     }
 }
 
-/// Notes what later messages depend on.
+/// Stores the parts of an answer that later messages need.
 void SipCaller::note(const std::string& in_strAnswer)
 {
     const std::string strTo = header(in_strAnswer, "To");

@@ -7,13 +7,12 @@
 namespace Velmora::Test
 {
 
-/// A caller who sends and takes SIP messages one by one, to do what no proper client does. It is at
-/// an address and a port of its own.
+/// A SIP caller that sends and receives single messages, so that tests can deviate from the
+/// protocol. It has an address and a port of its own.
 class SipCaller
 {
   public:
-    /// `in_strAddress` and `in_uiPort` are where the gateway receives; the caller is at the same
-    /// address.
+    /// `in_strAddress` and `in_uiPort` are those of the gateway. The caller uses the same address.
     explicit SipCaller(const std::string& in_strAddress, std::uint16_t in_uiPort = 5060);
     ~SipCaller();
     SipCaller(const SipCaller&) = delete;
@@ -22,38 +21,38 @@ class SipCaller
     void setCallId(const std::string& in_strCallId) { m_strCallId = in_strCallId; }
     [[nodiscard]] const std::string& callId() const { return m_strCallId; }
 
-    /// Sends a request to a user at the gateway. After an answer with a tag it is one within the
-    /// dialog. Each but ACK and CANCEL gets the next number.
+    /// Sends a request to a user at the gateway. After an answer with a tag, requests belong to the
+    /// dialog. Each request except ACK and CANCEL gets the next sequence number.
     void send(const std::string& in_strMethod, const std::string& in_strUser,
               const std::string& in_strBody = {});
 
-    /// INVITE with an offer of one encoding, as in "0 PCMU/8000".
+    /// Sends an INVITE that offers one encoding, such as "0 PCMU/8000".
     void invite(const std::string& in_strUser, const std::string& in_strRtpMap = "0 PCMU/8000");
 
-    /// Sends what need not be SIP.
+    /// Sends arbitrary bytes, not necessarily SIP.
     void transmit(const std::string& in_strMessage);
 
-    /// Sends the last message once more.
+    /// Sends the last message again.
     void repeat() const;
 
-    /// The next message, waited for; a failure of the test when none comes.
+    /// Waits for the next message. Fails the test if none arrives.
     std::string receive();
 
-    /// Waits for an answer, as in "180 Ringing", leaving others out; gives it whole, or fails the
-    /// test and gives an empty text.
+    /// Waits for an answer such as "180 Ringing" and skips others. Returns the whole message. On a
+    /// timeout, fails the test and returns an empty text.
     std::string expectAnswer(const std::string& in_strStatus);
 
-    /// Waits for an answer that is final, to an INVITE or another request, and accepts the requests
-    /// of the gateway. Gives its status, or fails the test and gives 0.
+    /// Waits for the final answer to the last request, and accepts requests of the gateway until
+    /// then. Returns its status. On a timeout, fails the test and returns 0.
     int expectFinalAnswer();
 
-    /// The same for a request of the gateway.
+    /// Waits for a request of the gateway, as `expectAnswer` does for an answer.
     std::string expectRequest(const std::string& in_strMethod);
 
-    /// How many messages have been left out while others were waited for.
+    /// Returns the number of messages that were skipped.
     [[nodiscard]] int leftOut() const { return m_iLeftOut; }
 
-    /// How many of them come within a time.
+    /// Return the number of such messages that arrive within a time.
     int countAnswers(const std::string& in_strStatus, std::chrono::milliseconds in_time = s_while);
     int countRequests(const std::string& in_strMethod, std::chrono::milliseconds in_time = s_while);
 
@@ -75,7 +74,7 @@ class SipCaller
     std::string m_strCallId = "a-call@caller";
     std::string m_strTo;
     std::string m_strLast;
-    /// The last INVITE has had an answer from 300 on.
+    /// Whether the last INVITE was answered with 300 or above.
     bool m_bRefused = false;
     int m_iSequence = 0;
     int m_iBranch = 0;

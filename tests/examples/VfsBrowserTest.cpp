@@ -1,5 +1,5 @@
-// The example that lists directories and archives: as a program on archives that tools of the
-// system have made, and within this process on file systems that are not steady.
+// Tests the example that lists directories and archives: as a program on archives that system tools
+// have made, and in this process on file systems that change while they are read.
 
 #include "ArchiveMaker.h"
 #include "examples/vfs-browser/ArchiveFileSystem.h"
@@ -46,14 +46,14 @@ class VfsBrowser : public testing::Test
         return m_directory.file(in_strName);
     }
 
-    /// Writes a file, with its parents.
+    /// Writes a file and creates its parents.
     void makeFile(const std::string& in_strName, const std::string& in_strContent) const
     {
         fs::create_directories(fs::path(path(in_strName)).parent_path());
         std::ofstream(path(in_strName)) << in_strContent;
     }
 
-    /// Writes an archive and gives its path.
+    /// Writes an archive and returns its path.
     [[nodiscard]] std::string made(ArchiveMaker& inout_maker,
                                    const std::string& in_strName = "a.tar") const
     {
@@ -61,14 +61,14 @@ class VfsBrowser : public testing::Test
         return path(in_strName);
     }
 
-    /// Runs a tool of the system, which must succeed.
+    /// Runs a system tool, which must succeed.
     static void tool(const std::string& in_strProgram, const std::vector<std::string>& in_arguments)
     {
         const HelperResult result = runHelper(in_strProgram, in_arguments);
         EXPECT_EQ(0, result.iExitCode) << in_strProgram << ": " << result.strErrors;
     }
 
-    /// Builds a package of a few files, and gives its path.
+    /// Builds a package of a few files and returns its path.
     std::string makePackage() const
     {
         makeFile("hello/DEBIAN/control",
@@ -112,7 +112,8 @@ const std::string s_strListingOfPackage = "INFO - + Directory /\n"
                                           "        + Directory /usr/share/doc/hello\n"
                                           "          + File /usr/share/doc/hello/README\n\n";
 
-/// What each file and directory is, by the path behind that of the start.
+/// Returns a line for each file and directory, with its path relative to the start, its type, size,
+/// checksum and error.
 std::vector<std::string> walked(VirtualFileSystem& inout_fileSystem, const std::string& in_strStart)
 {
     std::vector<std::string> lines;
@@ -320,7 +321,7 @@ TEST_F(VfsBrowser, WritesNothing)
 namespace
 {
 
-/// Runs the program with so much memory for all that it has.
+/// Runs the program with a limit on its address space, in MiB.
 HelperResult runWithin(std::size_t in_uiMiB, const std::vector<std::string>& in_arguments)
 {
     std::vector<std::string> arguments{"-c", "ulimit -v $0 && exec \"$@\"",
@@ -335,7 +336,7 @@ TEST_F(VfsBrowser, DoesNotTakeTheMemoryOfABomb)
 {
     if (s_bSanitized)
         GTEST_SKIP() << "a sanitizer reserves more addresses than a limit leaves";
-    // Ten GiB of zeros in one member, and in 160.
+    // 10 GiB of zeros: in one member, and in 160 members.
     const std::string strZeros = compressed(std::string(64 * s_uiMiB, '\0'), ARCHIVE_FILTER_GZIP);
     const std::string strHeader = compressed(tarHeader("zeros", 64 * s_uiMiB), ARCHIVE_FILTER_GZIP);
     std::string strOne = compressed(tarHeader("zeros", 10240 * s_uiMiB), ARCHIVE_FILTER_GZIP);
@@ -382,7 +383,7 @@ TEST_F(VfsBrowser, SaysThatThereIsNoMemoryForADecompressor)
         GTEST_SKIP() << "a sanitizer reserves more addresses than a limit leaves";
     const std::string strArchive =
         VELMORA_SOURCE_DIRECTORY "/tests/examples/archives/large-window.tar.xz";
-    // It asks for a window of 1.5 GiB.
+    // The decompressor requests a window of 1.5 GiB.
     EXPECT_EQ(0, runWithin(4096, {strArchive}).iExitCode);
     const HelperResult result = runWithin(1200, {strArchive});
     EXPECT_EQ(s_iFailed, result.iExitCode);
@@ -396,14 +397,14 @@ TEST_F(VfsBrowser, SaysThatThereIsNoMemoryForADecompressor)
 namespace
 {
 
-/// A tree with duplicates, links and parents that are not named, such that each link leads
-/// somewhere: a listing of the disk ends at one that does not.
+/// Adds a random tree with duplicates, links and parents without members of their own. Each link
+/// leads to an existing member, because a listing of the disk ends at a link that does not.
 void addRandomMembers(ArchiveMaker& inout_maker, unsigned int in_uiSeed)
 {
     std::minstd_rand random(in_uiSeed);
     std::vector<std::string> directories{""};
-    // What can be opened as a file, and what of it is no symbolic link: another name for one of
-    // those leads elsewhere.
+    // All names that can be opened as files, and those of them that are not symbolic links: a hard
+    // link to a symbolic link would lead elsewhere.
     std::vector<std::string> files;
     std::vector<std::string> plainFiles;
     const auto anyOf = [&](const std::vector<std::string>& in_texts)
@@ -438,7 +439,7 @@ void addRandomMembers(ArchiveMaker& inout_maker, unsigned int in_uiSeed)
         }
         else if (uiKind == 3 && bNew && !files.empty())
         {
-            // Relative to the directory that it is in.
+            // The target is relative to the directory of the link.
             std::string strTarget = anyOf(files);
             for (const char c : strName)
                 strTarget = c == '/' ? "../" + strTarget : strTarget;
@@ -467,7 +468,8 @@ TEST_F(VfsBrowser, SeesInAnArchiveWhatIsThereWhenTarHasUnpackedIt)
             addRandomMembers(maker, uiSeed);
             const std::string strArchive = made(maker, strName + ".tar");
             fs::create_directory(path(strName));
-            // Without -P tar makes links that lead upwards last, whatever has taken their names.
+            // Without -P, tar creates links that lead upwards last, even if another member has
+            // taken their names.
             tool("/usr/bin/tar", {"-C", path(strName), "-xPf", strArchive});
             ArchiveFileSystem archive(strArchive);
             DiskFileSystem disk;
@@ -495,7 +497,7 @@ TEST_F(VfsBrowser, ListsAnArchiveAsTheDirectoryThatItIsOf)
         return lines;
     };
     std::vector<std::string> expected = linesOfListing(path("hello") + "/", path("hello") + "/");
-    // What the disk says where the link leads round once too often.
+    // The errors of the disk at the end of the cycle of links.
     std::erase_if(expected,
                   [](const std::string& in_strLine) { return in_strLine.starts_with("ERROR"); });
     EXPECT_LT(100U, expected.size());
@@ -507,7 +509,7 @@ TEST_F(VfsBrowser, ListsAnArchiveAsTheDirectoryThatItIsOf)
 namespace
 {
 
-/// A disk on which a path sometimes leads to another one.
+/// A disk on which one path leads to another path while a condition holds.
 class UnsteadyDisk : public DiskFileSystem
 {
   public:
@@ -541,7 +543,7 @@ class UnsteadyDisk : public DiskFileSystem
     const When m_when;
 };
 
-/// The program over such a disk.
+/// The program on such a disk.
 class BrowserOfUnsteadyDisk : public Browser
 {
   public:
@@ -551,7 +553,7 @@ class BrowserOfUnsteadyDisk : public Browser
     {
     }
 
-    /// The lines of a test with threads on a directory, behind the listing.
+    /// Runs a test with threads on a directory and returns the lines after the listing.
     std::vector<LogLine> test(std::string in_strDirectory)
     {
         const CapturedLog log(INFO_LOG_LEVEL);
@@ -579,13 +581,13 @@ class BrowserOfUnsteadyDisk : public Browser
     const TSHandle<VirtualFileSystem> m_hDisk;
 };
 
-/// True on all threads but the one that has made it.
+/// Returns a condition that holds on all threads except the one that creates it.
 UnsteadyDisk::When onOtherThreads()
 {
     return [main = std::this_thread::get_id()] { return std::this_thread::get_id() != main; };
 }
 
-/// The line that each thread logs.
+/// Returns the lines that the eight threads log.
 std::vector<LogLine> eightTimes(const std::string& in_strDifference)
 {
     std::vector<LogLine> lines;
@@ -634,7 +636,7 @@ TEST_F(VfsBrowser, FailsWhenTheListingIsSomethingElse)
 {
     makeFile("d/file", "content");
     fs::create_directory(path("empty"));
-    // It is measured, listed, walked, and listed once more for the comparison.
+    // The program measures, lists and walks the directory, and lists it again for the comparison.
     BrowserOfUnsteadyDisk browser(path("d"), path("empty"),
                                   [iTimes = 0]() mutable { return ++iTimes == 4; });
     EXPECT_THAT(browser.test(path("d")),
