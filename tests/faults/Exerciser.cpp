@@ -1,10 +1,10 @@
-// Uses everything that the library offers, at small scale, while the harness makes something fail.
-// Each step ends with one line: "done STEP" on standard output, or "FAILED STEP: why" on standard
-// error, which makes the exit code 1.
+// Uses everything that the library offers, at small scale, while the harness makes system calls or
+// allocations fail. Each step ends with one line: "done STEP" on standard output, or "FAILED STEP:
+// why" on standard error, which makes the exit code 1.
 //
-// What a step has done it looks at itself. "LOST ..." on standard output says that something went
-// well by its result and did not happen: if nothing else reports it, the harness counts it as lost
-// silently. What stands in the files of the run is for the harness to look at.
+// Each step checks its own results. A line "LOST ..." on standard output means that an operation
+// reported success and had no effect. If nothing else reports the failure, the harness counts it as
+// lost silently. The harness checks the contents of the files of the run.
 //
 // faults-exerciser <directory> library|python
 
@@ -86,12 +86,12 @@ void step(const char* in_szName, Function in_function)
     }
     s_iFailed = 1;
     std::fprintf(stderr, "FAILED %s: %s\n", in_szName, szWhy);
-    // What is thrown in a child must not make it go on as another parent.
+    // A child must not continue as a second parent after an exception.
     if (getpid() != s_parent)
         _exit(1);
 }
 
-/// Runs a function on a thread of its own; what it throws goes to the caller.
+/// Runs a function on a new thread and rethrows its exception to the caller.
 template <class Function>
 void onThread(Function in_function)
 {
@@ -121,8 +121,7 @@ void expect(bool in_bHolds, const char* in_szWhat)
         lost(in_szWhat);
 }
 
-// --- Configuration
-// ---------------------------------------------------------------------------------------------------
+// --- Configuration ---
 
 bool load()
 {
@@ -163,7 +162,7 @@ bool convert()
 {
     ParameterTrie trie;
     RWGlobalConfig::getInstance()->convertTo(trie, "keswardin");
-    // As text, since that is what convertTo of the trie makes of each value.
+    // The properties contain the values as texts, so this tests the conversion of each value.
     log4cplus::helpers::Properties properties;
     trie.convertTo(properties);
     std::vector<std::string> names = properties.propertyNames();
@@ -178,8 +177,7 @@ bool configureLogging()
     return RWGlobalConfig::getInstance()->configureLogger(RunMode::production);
 }
 
-// --- Logging
-// ---------------------------------------------------------------------------------------------------------
+// --- Logging ---
 
 void logLines(const char* in_szWhen)
 {
@@ -194,7 +192,7 @@ bool logOnThreads()
     return true;
 }
 
-/// So much that the rolling log rolls over.
+/// Logs enough to make the rolling log roll over.
 bool logMuch()
 {
     const std::string strText(20000, 'x');
@@ -222,8 +220,7 @@ bool haveCalls()
     return true;
 }
 
-// --- Alarms
-// ----------------------------------------------------------------------------------------------------------
+// --- Alarms ---
 
 class Counter : public AlarmRegistry::Observer
 {
@@ -272,8 +269,7 @@ bool monitor()
     return timer.getSystemIdleTime(dIdle);
 }
 
-// --- Memory
-// ----------------------------------------------------------------------------------------------------------
+// --- Memory ---
 
 template <class Allocator>
 void useAllocator()
@@ -308,8 +304,7 @@ bool useMemory()
     return true;
 }
 
-// --- Files
-// -----------------------------------------------------------------------------------------------------------
+// --- Files ---
 
 bool makeTree()
 {
@@ -335,7 +330,7 @@ bool writeFiles()
         int iLines = 0;
         for (std::string strLine; std::getline(in, strLine); ++iLines)
             ;
-        // A read that fails gives the end of the file; the buffer is in error mode then.
+        // A failed read looks like the end of the file, but leaves the buffer in error mode.
         if (in.bad() || in.rdbuf()->pubsync() != 0)
             return false;
         expect(iLines == 2000, "lines of a file");
@@ -343,7 +338,7 @@ bool writeFiles()
     return true;
 }
 
-/// Gives what could not be opened or read as -1.
+/// Returns the number of entries below a directory, or -1 if one cannot be opened or read.
 int count(VirtualFileSystem& inout_disk, const std::string& in_strPath)
 {
     const VirtualFileSystem::DirectoryHandle hDirectory = inout_disk.opendir(in_strPath.c_str());
@@ -397,8 +392,7 @@ bool deleteTree()
     return true;
 }
 
-// --- System
-// ----------------------------------------------------------------------------------------------------------
+// --- System ---
 
 bool useUUIDs()
 {
@@ -413,14 +407,14 @@ bool executeCommands()
     std::string strCommand = "echo a command >> '" + s_strHome + "/command' && exit 7";
     const int iStatus = OS::executeCommand(strCommand);
     std::printf("status of the command: %d\n", iStatus);
-    // Otherwise it has not run, or not ended.
+    // Any other status means that the command has not run or has not ended.
     return iStatus == 7;
 }
 
 bool lookAtSystem()
 {
     StringVector addresses;
-    // A machine may have none.
+    // A machine may have no adapter.
     const bool bAdapters = OS::GetNetworkAdaptersPhysicalAddresses(addresses);
     std::printf("%zu network adapters, %s\n", addresses.size(), bAdapters ? "found" : "not found");
     return true;
@@ -428,7 +422,7 @@ bool lookAtSystem()
 
 bool openLibrary()
 {
-    // It stays open until the process ends.
+    // The factory is never destroyed, so the library stays open until the process ends.
     static auto& s_factory = *new DynlibObjectFactoryNoT;
     if (!s_factory.openDynlib("faults-plugin"))
         return false;
@@ -437,8 +431,7 @@ bool openLibrary()
     return true;
 }
 
-// --- Forks
-// -----------------------------------------------------------------------------------------------------------
+// --- Forks ---
 
 bool forkChild()
 {
@@ -458,13 +451,12 @@ bool forkChild()
     return iStatus == 0;
 }
 
-// --- Python
-// ----------------------------------------------------------------------------------------------------------
+// --- Python ---
 
 bool startPython() { return Python::EmbeddedInterpreter::getInstance().initialize(); }
 
-/// Hands a script's object to a function that gives whether it did its work. An exception of the
-/// script is logged and gives the other result.
+/// Passes an object of the script to a function that returns whether it succeeded. An exception of
+/// the script is logged, and the result is `in_bAfterException`.
 template <class Function>
 bool withScript(Function in_function, bool in_bAfterException)
 {

@@ -1,3 +1,3 @@
-// What the exerciser opens as a shared library.
+// The shared library that the exerciser opens.
 
 extern "C" [[gnu::visibility("default")]] int answerOfPlugin() { return 42; }

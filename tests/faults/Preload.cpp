@@ -1,19 +1,22 @@
-// Loaded before everything else by LD_PRELOAD into a program that the harness runs. It marks where
-// the loader has done its work, lets allocations fail, and notes stacks: that of a failed
-// allocation, and those of a crash or of a hang.
+// LD_PRELOAD loads this library before everything else into a program that the harness runs. It
+// marks the point at which the loader has finished, makes allocations fail, and records stacks:
+// that of a failed allocation, and those of a crash or of a hang.
 //
-// All that it notes goes to a mapped file, since a call of the kernel could be one that fails, and
-// is shared with the children of forks. Environment:
+// All records go to a mapped file: system calls may be the ones that fail, and the file is shared
+// with the children of forks. Environment:
 //
-//   FAULTS_STATE     the file, of the size of `State`
-//   FAULTS_ALLOCATION  N: the N-th allocation after main has begun fails; N+: that and all later
-//   ones FAULTS_FROM      parts of the names of files, separated by commas: only allocations that
-//   one of these asks for are
-//                    counted. Those that the C and C++ libraries make on behalf of another count as
-//                    the other's.
-//   FAULTS_WAIT       is set: the process stops until it gets a SIGCONT
-//   FAULTS_SITES     is set: for each allocation a number that stands for its stack goes to the
-//   file
+// FAULTS_STATE: the file, of the size of `State`.
+//
+// FAULTS_ALLOCATION: N makes the N-th allocation after main has begun fail; N+ makes that one and
+// all later ones fail.
+//
+// FAULTS_FROM: parts of the names of files, separated by commas. Only allocations that one of these
+// files requests are counted. Allocations that the C and C++ libraries make on behalf of another
+// file count as that file's.
+//
+// FAULTS_WAIT: if set, the process stops until it gets a SIGCONT.
+//
+// FAULTS_SITES: if set, the file gets, for each allocation, a number that identifies its stack.
 
 #include <dlfcn.h>
 #include <execinfo.h>
@@ -44,7 +47,7 @@ extern "C"
 namespace
 {
 
-/// As scripts/faults reads it.
+/// The layout of the state file; faults.py reads it.
 struct State
 {
     std::atomic<std::uint64_t> uiAllocations;
@@ -67,12 +70,12 @@ struct Range
     std::uintptr_t uiEnd;
 };
 
-// The C and C++ libraries, which allocate for those who call them, and this one.
+// The C and C++ libraries, which allocate on behalf of their callers, and this library.
 std::array<Range, 8> s_transparent;
 std::size_t s_uiTransparent = 0;
 const char* s_szFrom = nullptr;
 const char* s_szProgram = "";
-// What FAULTS_FROM names.
+// The files that FAULTS_FROM names.
 std::array<Range, 8> s_from;
 std::size_t s_uiFrom = 0;
 
@@ -145,22 +148,22 @@ void put(std::uint64_t in_uiNumber)
     put(digits.data() + uiAt);
 }
 
-/// A line "what", and one for each frame: file, offset in it, name of the function if the file
-/// has it.
+/// Writes a line with the given word, and a line for each frame: the file, the offset in it, and
+/// the name of the function if the file has it.
 void noteStack(const char* in_szWhat)
 {
     put(in_szWhat);
     put("\n");
-    // The unwinder is not loaded yet.
+    // The unwinder is not loaded before main.
     if (!s_bInMain)
         return put("  {before main}\n");
     std::array<void*, 64> frames{};
     const int iFrames = backtrace(frames.data(), static_cast<int>(frames.size()));
-    // The first is this function.
+    // The first frame is this function.
     for (int iFrame = 1; iFrame < iFrames; ++iFrame)
     {
         Dl_info info{};
-        // The return address may be the first one of the next function.
+        // The return address may already belong to the next function.
         const void* const pCall = static_cast<char*>(frames[static_cast<std::size_t>(iFrame)]) - 1;
         if (dladdr(pCall, &info) == 0)
             continue;
@@ -182,7 +185,9 @@ void onCrash(int in_iSignal)
     s_bInside = false;
 }
 
-/// Whether one of the asked files wants the memory; and what stands for its stack.
+/// Returns whether an allocation counts: whether the first caller outside the C and C++ libraries
+/// is in a file that FAULTS_FROM names, or always without FAULTS_FROM. Sets a hash of the stack
+/// (FNV-1a, 64 bits).
 bool isCounted(std::uint64_t& out_uiSite)
 {
     std::array<void*, 24> frames{};
@@ -233,7 +238,7 @@ int mainOfProgram(int in_iArguments, char** in_ppArguments, char** in_ppEnvironm
 {
     if (s_pState != nullptr)
     {
-        // The first call loads the unwinder.
+        // The first call loads the unwinder, which allocates.
         std::array<void*, 2> frames{};
         backtrace(frames.data(), static_cast<int>(frames.size()));
         dl_iterate_phdr(noteImage, reinterpret_cast<void*>(&noteImage));
@@ -260,7 +265,7 @@ const char* valueOf(char** in_ppEnvironment, const char* in_szName)
     return nullptr;
 }
 
-/// A program that is started from this one is left alone.
+/// Removes LD_PRELOAD, so that programs that this one starts do not load this library.
 void forgetPreload(char** inout_ppEnvironment)
 {
     char** ppKept = inout_ppEnvironment;
@@ -270,7 +275,7 @@ void forgetPreload(char** inout_ppEnvironment)
     *ppKept = nullptr;
 }
 
-/// Runs before the C library has prepared itself: that has no environment yet.
+/// Runs before the C library is initialised, so `environ` is not set yet.
 [[gnu::constructor]] void prepare(int, char** in_ppArguments, char** in_ppEnvironment)
 {
     const char* const szState = valueOf(in_ppEnvironment, "FAULTS_STATE");

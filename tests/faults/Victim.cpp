@@ -1,5 +1,5 @@
-// What the harness is tested with: a program that does one thing which may fail, and then does as
-// its argument says.
+// The program that the tests of the harness run. It makes one system call or allocation that may
+// fail, and reacts as its argument specifies.
 //
 // faults-victim <what> [its directory]
 
@@ -45,7 +45,7 @@ void writeLine(bool in_bReport)
         uiTurn = uiTurn + 1;
 }
 
-/// Kept from the optimiser.
+/// A function of its own, so that the optimiser does not remove the allocation.
 char* allocate() { return static_cast<char*>(operator new(1000)); }
 
 void allocateWithoutThrowing() noexcept { operator delete(allocate()); }
@@ -59,7 +59,7 @@ int crashInChild()
             std::raise(SIGSEGV);
         _exit(0);
     }
-    // Its end is not looked at.
+    // The exit status of the child is ignored on purpose.
     waitpid(pid, nullptr, 0);
     return 0;
 }
@@ -84,7 +84,7 @@ int act(std::string_view in_what)
         operator delete(allocate());
     if (in_what == "allocates without throwing")
         allocateWithoutThrowing();
-    if (in_what == "allocates in vain")
+    if (in_what == "allocates with nothrow")
         operator delete(operator new(1000, std::nothrow));
     writeLine(in_what == "reports");
     if (in_what == "reports a loss" && !opens())

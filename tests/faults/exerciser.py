@@ -13,7 +13,7 @@ class ScriptAlarm(Alarm):
 
 class Script:
     def __init__(self) -> None:
-        # A second object finds it there already.
+        # A second object finds the alarm in the registry already.
         AlarmRegistry.getInstance().addAlarm(ScriptAlarm())
 
     def add(self, one: int, other: int) -> int:

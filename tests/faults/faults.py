@@ -1,5 +1,5 @@
 #!/usr/bin/python3
-"""Lets one call of the kernel or one allocation of a program fail, looks at what becomes of it, and counts.
+"""Makes one system call or one allocation of a program fail, classifies the outcome, and counts.
 
     scripts/faults                                   all of it; takes hours
     scripts/faults --limit 20                        no more than 20 places of each call and error
@@ -39,8 +39,9 @@ from typing import Optional
 HERE = pathlib.Path(__file__).resolve().parent
 ROOT = HERE.parent.parent
 
-# What the kernel may refuse, call by call. Of the calls that are not here some cannot fail (getpid), and of one a
-# failure that never was would be a hang: futex, of which a wake-up that is refused is one that is lost.
+# The errors that the kernel may return, by system call. Some of the other calls cannot fail
+# (getpid). futex is left out, because a failed wake-up is a lost one: the fault itself would make
+# the program hang.
 ERRORS: dict[str, list[str]] = {
     "access": ["EACCES"],
     "bind": ["EADDRINUSE", "EACCES"],
@@ -107,20 +108,24 @@ ERRORS: dict[str, list[str]] = {
     "write": ["ENOSPC", "EIO", "EINTR"],
     "writev": ["ENOSPC", "EIO", "EINTR"],
 }
-# What goes on for ever where it is repeated for ever, as a caller may repeat the call.
+# Errors that are injected only once: a caller may repeat the call until it succeeds, which would
+# never end.
 ONLY_ONCE = {"EINTR", "EAGAIN"}
 
-# Who asks for the memory that fails: the code of the library and of the program, or anybody.
+# Whose allocations fail: those of the library and of the program, or those of any code.
 ALLOCATION = "allocation"
 OWN, ANY = "own", "any"
-# How many of them are in a sample for one of each call and error: their places are many more.
+# The number of allocations in a sample for each fault of a call and error, because there are far
+# more places that allocate.
 ALLOCATIONS_FOR_A_CALL = 10
 
-# Stands in the stack of a crash for an exception that nobody catches, not even main, and that nobody must not throw.
+# Marks, in the stack of a crash, an exception that no function catches, main included, and that no
+# noexcept function stops.
 LEAVES_MAIN = "{leaves main}"
-# All that there is of the stack of a crash in a static constructor, where the unwinder cannot be loaded.
+# Replaces the stack of a crash in a static constructor, where the unwinder cannot be loaded.
 BEFORE_MAIN = "{before main}"
-# Where a program that counts its lines (--coverage) is to write, so that it cannot, and what it calls for that.
+# Redirects the output of a coverage build to a path that cannot be written, and recognises the
+# system calls with which it tries.
 NO_PROFILE = {"GCOV_PREFIX": "/dev/null", "GCOV_PREFIX_STRIP": "99"}
 OF_PROFILE = re.compile(r'"/dev(/null(/[^"]*)?)?"')
 
@@ -128,7 +133,8 @@ STATE_TEXT = 65536 - 24
 STATE_SITES = 1 << 20
 STATE_SIZE = 65536 + 8 * STATE_SITES
 
-# A hang is no matter of speed: nothing runs for so long, or far more is computed than is needed.
+# A hang is independent of speed: no thread runs for this time, or the program uses far more
+# processor time than it needs.
 IDLE_SECONDS = 25.0
 CPU_SECONDS = 20.0
 WALL_SECONDS = 900.0
@@ -168,7 +174,7 @@ Facts = collections.Counter[tuple[str, str]]
 
 @dataclasses.dataclass
 class Run:
-    """How a run ended and what it left."""
+    """How a run ended, and the files and output that it left."""
 
     status: int = 0
     hung: bool = False
@@ -177,7 +183,7 @@ class Run:
     notes: str = ""
     trace: str = ""
     facts: Facts = dataclasses.field(default_factory=collections.Counter)
-    # Lines that may be reports: of standard error and of logs.
+    # Lines of standard error and of logs that may be reports.
     said: Facts = dataclasses.field(default_factory=collections.Counter)
     errors: str = ""
 
@@ -194,25 +200,26 @@ class Target:
     """A program, how it is used in a run, and what it leaves behind."""
 
     name = ""
-    # Parts of names of files whose allocations are the program's own.
+    # Parts of the names of files whose allocations count as the program's own.
     own = "libkeswardin-infra"
     allocations: tuple[str, ...] = (OWN, ANY)
-    # Regular expressions of what differs from run to run without any fault, and what stands for it.
+    # Regular expressions of texts that differ from run to run without a fault, and their
+    # replacements.
     varies: list[tuple[str, str]] = []
 
     def __init__(self, build: pathlib.Path) -> None:
         self.build = build
 
     def prepare(self, home: pathlib.Path, number: int) -> tuple[list[str], dict[str, str]]:
-        """Returns the command and what it needs in its environment."""
+        """Returns the command and the environment variables that it needs."""
         raise NotImplementedError
 
     def use(self, home: pathlib.Path, number: int, process: Process) -> list[str]:
-        """Does what a user of the running program does; returns facts."""
+        """Acts as a user of the running program and returns facts."""
         return []
 
     def files(self, home: pathlib.Path) -> Iterator[tuple[str, pathlib.Path]]:
-        """What it writes, with a name for each."""
+        """Yields the files that it writes, with a name for each."""
         yield "standard output", home / "stdout"
 
     def plain(self, text: str, home: pathlib.Path) -> str:
@@ -222,7 +229,7 @@ class Target:
         return text
 
     def needed(self) -> list[str]:
-        """Programs and libraries that must have been built."""
+        """Returns the programs and libraries that must have been built."""
         return []
 
 
@@ -295,7 +302,7 @@ class ExerciserLibrary(Exerciser):
 class ExerciserPython(Exerciser):
     name = "python"
     part = "python"
-    # Those of Python itself are many thousands, and its own affair.
+    # Python itself makes many thousands of allocations, which are not under test.
     allocations = (OWN,)
     tree: Optional[pathlib.Path] = None
 
@@ -309,7 +316,7 @@ class ExerciserPython(Exerciser):
 
 
 class Caller:
-    """A client that makes a call as SIP wants it, and repeats what is not answered."""
+    """A client that makes a correct SIP call and retransmits unanswered requests."""
 
     def __init__(self, address: str, call: str) -> None:
         self.address, self.call = address, call
@@ -337,7 +344,7 @@ class Caller:
         return "\r\n".join([*lines, f"Content-Length: {len(body)}", "", body]).encode()
 
     def request(self, method: str, body: str, process: Process) -> str:
-        """Returns the last answer, or an empty text; gives up after a while, or when nobody is there any more."""
+        """Returns the final answer, or an empty text after a time limit or the end of the process."""
         message = self.message(method, body)
         for wait in (0.5, 1.0, 2.0):
             self.socket.sendto(message, (self.address, 5060))
@@ -350,7 +357,7 @@ class Caller:
                     answer = self.socket.recv(65536).decode("utf-8", "replace")
                 except (TimeoutError, ConnectionRefusedError):
                     continue
-                # A request of the gateway, as when it ends the call.
+                # A request of the gateway, for example when it ends the call.
                 if not answer.startswith("SIP/2.0 "):
                     self.accept(answer)
                     continue
@@ -382,7 +389,7 @@ class Caller:
         return facts
 
     def stream(self, port: int) -> str:
-        """Sends three packets, and once more what does not come back; UDP may lose any."""
+        """Sends three packets, and repeats a packet that does not come back, because UDP may lose any."""
         self.media.settimeout(0.5)
         for number in range(3):
             packet = struct.pack(">BBHII", 0x80, 0, number, 160 * number, 7) + bytes(160)
@@ -409,7 +416,7 @@ class Gateway(Target):
 
     @staticmethod
     def address(number: int) -> str:
-        # An address of the loopback that no other run and no other session of this machine has.
+        # A loopback address that no other run on this machine uses.
         place = os.getpid() * 4096 + number
         return f"127.{64 + (place >> 16) % 128}.{(place >> 8) % 256}.{place % 253 + 1}"
 
@@ -431,7 +438,7 @@ class Gateway(Target):
         if not self.wait_for_start(home, process):
             return ["the gateway does not run"]
         facts = ["the gateway runs"]
-        # What hits the first call must leave the second one alone.
+        # A fault in the first call must not affect the second one.
         for name in ("first", "second"):
             caller = Caller(address, name)
             try:
@@ -445,7 +452,7 @@ class Gateway(Target):
 
     @staticmethod
     def wait_for_start(home: pathlib.Path, process: Process) -> bool:
-        """By the socket, as the line that says so may be the one that fails."""
+        """Waits for the gateway's socket, because the log line of the start may be the one that fails."""
         address = Gateway.address_of(home)
         packed = struct.pack("<I", struct.unpack(">I", socket.inet_aton(address))[0])
         wanted = f"{struct.unpack('>I', packed)[0]:08X}:{5060:04X}"
@@ -484,7 +491,7 @@ def ticks_of(pid: int) -> int:
 
 
 class Process:
-    """A program that runs, with all that it starts, in a session of its own; with strace, from where it is loaded on."""
+    """A running program and its children, in a session of their own; optionally traced by strace once it is loaded."""
 
     def __init__(self, command: list[str], environment: dict[str, str], home: pathlib.Path,
                  strace: Optional[list[str]]) -> None:
@@ -497,7 +504,7 @@ class Process:
             self.trace(strace, home)
 
     def trace(self, options: list[str], home: pathlib.Path) -> None:
-        """Attaches strace, so that no call of the loader counts: what fails there is not ours to see to."""
+        """Attaches strace after the loader has finished: failures in the loader are not under test."""
         stat = pathlib.Path(f"/proc/{self.popen.pid}/stat")
         while stat.read_text().rpartition(")")[2].split()[0] != "T":
             if self.popen.poll() is not None:
@@ -514,7 +521,7 @@ class Process:
         os.kill(self.popen.pid, signal.SIGCONT)
 
     def members(self) -> list[tuple[int, str, int]]:
-        """Process, state and time used of all threads of the session."""
+        """Returns the process, the state and the processor time of all threads of the session."""
         result = []
         for entry in os.listdir("/proc"):
             if not entry.isdigit():
@@ -534,7 +541,7 @@ class Process:
         self.popen.send_signal(number)
 
     def wait(self) -> bool:
-        """Returns False if it hangs; it is killed then."""
+        """Waits for the end of the program. Kills it and returns False if it hangs."""
         start = last = time.monotonic()
         used = -1
         pause = 0.005
@@ -542,7 +549,7 @@ class Process:
             try:
                 self.popen.wait(pause)
                 self.ended.set()
-                # It ends with the last process that it traces.
+                # strace ends with the last process that it traces.
                 if self.tracer:
                     self.tracer.wait(pause)
                 return True
@@ -552,7 +559,7 @@ class Process:
             if now - start < 2:
                 continue
             members = self.members()
-            # What is spent on following a program counts as its own.
+            # The time that strace uses counts as the program's own.
             time_used = sum(ticks for _, _, ticks in members) + (ticks_of(self.tracer.pid) if self.tracer else 0)
             if time_used != used or any(state in "RD" for _, state, _ in members):
                 used, last = time_used, now
@@ -562,7 +569,7 @@ class Process:
                 return False
 
     def note_stacks(self) -> None:
-        """Lets each thread note where it is."""
+        """Makes each thread write its stack to the notes."""
         tgkill = 234
         libc = ctypes.CDLL(None)
         for pid in sorted({pid for pid, _, _ in self.members()}):
@@ -595,7 +602,7 @@ class Harness:
 
     def run(self, target: Target, fault: Optional[Fault], strace: Optional[list[str]] = None,
             sites: bool = False) -> tuple[Run, list[int]]:
-        """Runs a target once. `strace` has further options; also without a fault if it is not None."""
+        """Runs a target once. `strace` has additional options; if it is not None, strace runs without a fault, too."""
         with self.lock:
             number = next(self.numbers)
         home = self.work / f"{target.name}-{number}"
@@ -655,7 +662,8 @@ class Harness:
         if fault:
             run.reached = failed > 0 if fault.call == ALLOCATION else "(INJECTED)" in run.trace
         run.errors = (home / "stderr").read_text("utf-8", "replace")
-        # What a program would have said, had that not failed as well: the fault is of its output, not of its words.
+        # Adds the lines that the program tried to write: only their output failed, so they count as
+        # reported.
         run.errors += "".join(text.replace("\\n", "\n") + "\n" for text in REFUSED.findall(run.trace))
         for line in run.errors.splitlines():
             if not line.startswith("profiling:"):
@@ -674,13 +682,14 @@ def injection(fault: Optional[Fault]) -> list[str]:
     if fault is None or fault.call == ALLOCATION:
         return []
     when = f"{fault.number}{'+' if fault.lasting else ''}"
-    # A brk that the kernel refuses gives the end of the memory as it is, which no caller takes for an error's number.
+    # A failed brk returns the end of the memory, and callers would take an error number for an
+    # address. So the result is 0.
     how = "retval=0" if fault.call == "brk" else f"error={fault.error}"
     return ["-e", f"trace={fault.call}", "-e", f"inject={fault.call}:{how}:when={when}"]
 
 
 def read_sites(state: pathlib.Path) -> list[int]:
-    """Returns for each place that asks for memory the number of its first allocation."""
+    """Returns the number of the first allocation of each place that allocates."""
     with open(state, "rb") as file, mmap.mmap(file.fileno(), 0, access=mmap.ACCESS_READ) as memory:
         count = min(int.from_bytes(memory[:8], "little"), STATE_SITES)
         stacks = struct.unpack_from(f"<{count}Q", memory, 65536)
@@ -693,7 +702,7 @@ def read_sites(state: pathlib.Path) -> list[int]:
 # --- What it shows ----------------------------------------------------------------------------------------------------
 
 class Baseline:
-    """What runs without a fault leave, as far as they agree."""
+    """The facts on which the runs without a fault agree."""
 
     def __init__(self, runs: list[Run]) -> None:
         self.status = runs[0].status
@@ -761,7 +770,7 @@ def read_known(path: pathlib.Path) -> list[Known]:
 
 
 class Symbols:
-    """Names of functions by file and offset, without parameters and templates' arguments."""
+    """Names of functions by file and offset, without parameters and template arguments."""
 
     def __init__(self) -> None:
         self.names: dict[tuple[str, str], list[str]] = {}
@@ -777,7 +786,7 @@ class Symbols:
                 names = subprocess.run(["c++filt", symbol], capture_output=True, text=True).stdout.split("\n")[:1]
             if not names:
                 names = [f"{pathlib.Path(file).name}+0x{offset}"]
-            # Within itself, the C library calls its functions by names of their own.
+            # The C library uses internal aliases for calls of its own functions.
             self.names[file, offset] = [bare(name).removeprefix("__GI_") for name in names]
         return self.names[file, offset]
 
@@ -792,14 +801,15 @@ class Symbols:
             elif len(fields) == 3 and result and "libfaults-preload" not in fields[0]:
                 result[-1][1].extend(self.frame(*fields))
         for what, stack in result:
-            # What is noexcept ends the process elsewhere than in the throw.
+            # If a noexcept function stops the exception, std::terminate is not called from the
+            # throw.
             throws = [stack[place + 1] for place, name in enumerate(stack[:-1]) if name == "std::terminate"]
             if what == "crash" and throws and throws[-1] in ("__cxa_throw", "__cxa_rethrow") and "main" in stack:
                 stack.append(LEAVES_MAIN)
         return result
 
     def of_trace(self, trace: str) -> list[str]:
-        """The stack below the first injected call, as strace -k prints it."""
+        """Returns the stack of the first injected call, which strace -k prints below it."""
         after = trace.partition("(INJECTED)")[2].splitlines()[1:]
         result = []
         for line in itertools.takewhile(lambda text: re.match(r"(\d+ +)?>", text.strip()) or text.startswith(" >"), after):
@@ -811,7 +821,7 @@ class Symbols:
 
 
 def bare(name: str) -> str:
-    """"void a::b<int>(char) const" becomes "a::b"."""
+    """Returns the bare name of a function: "a::b" for "void a::b<int>(char) const"."""
     name = re.sub(r" *\[[^\]]*\]", "", name.replace("(anonymous namespace)", "{anonymous}"))
     depth, kept = 0, ""
     operator = re.search(r"\boperator\W+?(?=\()", name)
@@ -834,7 +844,7 @@ TRACE_LINE = re.compile(r"^(\d+) +(\w+)\((.*)")
 
 
 def places_of_calls(trace: str) -> dict[str, list[int]]:
-    """Returns for each call the numbers that it has in any thread."""
+    """Returns the numbers that each call has in any thread."""
     counts: collections.Counter[tuple[str, str]] = collections.Counter()
     places: dict[str, set[int]] = collections.defaultdict(set)
     for line in trace.splitlines():
@@ -870,7 +880,7 @@ def limited(faults: list[Fault], limit: Optional[int], chance: random.Random) ->
 
 
 def in_turn(jobs: Iterable[tuple[Target, Fault]], chance: random.Random) -> list[tuple[Target, Fault]]:
-    """In an order of which each beginning has something of each target, call and error."""
+    """Returns the jobs in an order in which each prefix covers as many targets, calls and errors as possible."""
     groups: dict[tuple[str, str, str], list[tuple[Target, Fault]]] = collections.defaultdict(list)
     for target, fault in jobs:
         groups[target.name, fault.call, fault.error].append((target, fault))
@@ -896,7 +906,7 @@ class Findings:
 
     def stacks(self, target: Target, fault: Fault, run: Run) -> list[tuple[str, list[str]]]:
         stacks = self.symbols.of_notes(run.notes)
-        # A hang has its own, and would be one again.
+        # The notes of a hang have its stack, and the repeated run would hang as well.
         if fault.call != ALLOCATION and not run.hung:
             again = self.harness.run(target, fault, strace=["-k"])[0]
             stacks.insert(0, ("failed", self.symbols.of_trace(again.trace)))
@@ -921,7 +931,7 @@ class Findings:
 
     @staticmethod
     def signature(verdict: Verdict, stacks: list[tuple[str, list[str]]]) -> tuple[str, ...]:
-        # What fails, of a lasting fault, is only the first of what does.
+        # With a lasting fault, the failed call is only the first of several.
         ends = [entry for entry in stacks if entry[0] != "failed" and entry[1] != [BEFORE_MAIN]] or stacks
         machinery = r"std::|_|abort$|raise$|new$|operator|futex_wait|lll_|lib(c|stdc)\S*\.so"
         return (verdict.outcome, *[f"{what}: " + " < ".join([name for name in stack if not re.match(machinery, name)][:6])

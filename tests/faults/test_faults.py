@@ -1,4 +1,4 @@
-"""The harness itself: programs that crash, hang, lose and report are seen as what they are.
+"""Tests the harness: programs that crash, hang, lose and report are classified correctly.
 
 FAULTS_BUILD names the directory of the build.
 """
@@ -59,38 +59,38 @@ class Outcome(WithHarness):
     def test_an_abort_is_a_crash(self) -> None:
         self.assertEqual({faults.CRASHED}, self.outcomes("aborts", "openat", "EMFILE"))
 
-    def test_a_crash_of_a_child_that_nobody_looks_at_is_a_crash(self) -> None:
+    def test_a_crash_of_an_ignored_child_is_a_crash(self) -> None:
         self.assertEqual({faults.CRASHED}, self.outcomes("crashes in a child", "openat", "EMFILE"))
 
     def test_an_exception_from_noexcept_is_a_crash(self) -> None:
         self.assertEqual({faults.CRASHED}, self.outcomes("allocates without throwing", faults.ALLOCATION, faults.OWN))
 
-    def test_who_waits_for_ever_hangs(self) -> None:
+    def test_a_program_that_waits_forever_hangs(self) -> None:
         self.assertEqual({faults.HUNG}, self.outcomes("hangs", "openat", "EMFILE"))
 
-    def test_who_computes_for_ever_hangs(self) -> None:
+    def test_a_program_that_computes_forever_hangs(self) -> None:
         self.assertEqual({faults.HUNG}, self.outcomes("spins", "openat", "EMFILE"))
 
-    def test_output_that_is_not_there_is_lost(self) -> None:
+    def test_output_that_is_missing_is_lost(self) -> None:
         self.assertEqual({faults.LOST}, self.outcomes("loses", "write", "ENOSPC"))
 
-    def test_what_the_program_misses_itself_is_lost(self) -> None:
+    def test_a_loss_that_the_program_detects_is_lost(self) -> None:
         self.assertEqual({faults.LOST}, self.outcomes("reports a loss", "openat", "EMFILE"))
 
-    def test_output_that_is_missed_on_standard_error_is_reported(self) -> None:
+    def test_a_loss_that_standard_error_names_is_reported(self) -> None:
         self.assertEqual({faults.REPORTED}, self.outcomes("reports", "write", "ENOSPC"))
 
     def test_another_exit_code_is_a_report(self) -> None:
         self.assertEqual({faults.REPORTED}, self.outcomes("returns 1", "openat", "EMFILE"))
 
-    def test_who_tries_again_is_unaffected(self) -> None:
+    def test_a_program_that_tries_again_is_unaffected(self) -> None:
         self.assertEqual({faults.UNAFFECTED}, self.outcomes("tries again", "openat", "EMFILE"))
 
     def test_a_lasting_fault_hits_the_second_try_too(self) -> None:
         self.assertEqual({faults.REPORTED}, self.outcomes("tries again", "openat", "EMFILE", lasting=True))
 
-    def test_who_does_without_the_memory_is_unaffected(self) -> None:
-        self.assertEqual({faults.UNAFFECTED}, self.outcomes("allocates in vain", faults.ALLOCATION, faults.OWN))
+    def test_a_program_that_does_without_the_memory_is_unaffected(self) -> None:
+        self.assertEqual({faults.UNAFFECTED}, self.outcomes("allocates with nothrow", faults.ALLOCATION, faults.OWN))
 
     def test_a_fault_that_comes_too_late_has_not_been_reached(self) -> None:
         self.assertEqual(faults.UNREACHED, self.run_victim("loses", Fault("write", "EIO", 50, False))[1].outcome)
@@ -108,7 +108,7 @@ class Places(WithHarness):
         self.assertEqual([1], sorted({fault.number for fault in self.faults_of("loses", "write")}))
         self.assertEqual([1], sorted({fault.number for fault in self.faults_of("crashes", "openat")}))
 
-    def test_a_call_that_may_be_repeated_for_ever_does_not_fail_for_ever(self) -> None:
+    def test_a_call_that_may_be_repeated_forever_does_not_fail_forever(self) -> None:
         errors = {fault.error for fault in self.faults_of("loses", "write") if fault.lasting}
         self.assertEqual({"ENOSPC", "EIO"}, errors)
 
@@ -137,7 +137,7 @@ class Stacks(WithHarness):
         self.assertIn("{anonymous}::opens", self.stacks("crashes", fault)["failed"])
 
     def test_a_failed_allocation_has_one(self) -> None:
-        stacks = self.stacks("allocates in vain", Fault("allocation", "own", 1, False))
+        stacks = self.stacks("allocates with nothrow", Fault("allocation", "own", 1, False))
         self.assertIn("{anonymous}::act", stacks["failed"])
 
     def test_a_crash_has_one(self) -> None:
