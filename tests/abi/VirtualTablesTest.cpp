@@ -60,15 +60,14 @@
 #include <type_traits>
 #include <vector>
 
-// Programs call virtual operations by their place in a table. These tests read the tables of real
-// objects, as a program that was compiled earlier does, so an operation that moves is seen here. A
-// new virtual operation stands behind all others of its class, and of the classes that derive from
-// it.
+// Programs call virtual operations by their index in a table. These tests read the tables of real
+// objects, as a compiled program does, so they detect an operation that moves. Add a new virtual
+// operation after all others of its class and of the classes that derive from it.
 
 namespace Velmora::Test
 {
 
-// Visible, so that their functions have names at run time.
+// These classes are exported, so that dladdr finds the names of their functions.
 
 class VELMORA_API Program : public ApplicationImpl
 {
@@ -134,7 +133,7 @@ class VELMORA_API OnExitList : public AceCleanupNoT
 
 OnExitList::~OnExitList() = default;
 
-/// An alarm that is as its base class, but for its name.
+/// An alarm that overrides only the id and the description of its base class.
 template <class Base>
 class VELMORA_API Named : public Base
 {
@@ -216,7 +215,7 @@ void replaceAll(std::string& inout_strText, std::string_view in_what, std::strin
         inout_strText.replace(uiFound, in_what.size(), in_by);
 }
 
-/// The function at an address, as a program writes it.
+/// Returns the name of the function at an address, as it is written in source code.
 std::string functionAt(const void* in_pAddress)
 {
     Dl_info info{};
@@ -239,7 +238,8 @@ std::string functionAt(const void* in_pAddress)
     return strName;
 }
 
-/// The first slots of the table through which a program calls the operations of `T`.
+/// Returns the functions in the first slots of the table through which a program calls the
+/// operations of `T`.
 template <class T>
 Functions tableOf(const T& in_object, std::size_t in_uiNumSlots)
 {
@@ -250,14 +250,15 @@ Functions tableOf(const T& in_object, std::size_t in_uiNumSlots)
     return functions;
 }
 
-/// Expects functions in the slots of `T` from the first one on.
+/// Expects the given functions in the first slots of `T`.
 template <class T>
 void expectTable(const T& in_object, const Functions& in_expected)
 {
     EXPECT_EQ(tableOf(in_object, in_expected.size()), in_expected);
 }
 
-/// The slot that a call through a pointer to a virtual operation goes to.
+/// Returns the slot of a virtual operation. In the ABI of x86-64, a pointer to a virtual member
+/// function contains the offset of the slot plus 1.
 template <class Signature, class T>
 std::size_t slotOf(Signature T::*in_operation)
 {
@@ -274,14 +275,14 @@ Functions operator+(Functions in_first, const Functions& in_second)
     return in_first;
 }
 
-/// A destructor has two slots: one destroys, the other deletes.
+/// Returns the two slots of a destructor: the first destroys, the second also deletes.
 Functions destructorOf(const std::string& in_strClass)
 {
     const std::string strName = in_strClass.substr(in_strClass.rfind(':') + 1);
     return Functions(2, in_strClass + "::~" + strName.substr(0, strName.find('<')) + "()");
 }
 
-/// A store of a class that overrides nothing but the two operations that are pure.
+/// Returns the operations of a read-only configuration that overrides only `getParameter`.
 Functions readStore(const std::string& in_strClass)
 {
     return destructorOf(in_strClass) +
@@ -293,6 +294,7 @@ Functions readStore(const std::string& in_strClass)
                      "ROConfiguration::getFloatParameter(char const*, float&) const"};
 }
 
+/// Returns the operations of a configuration that also overrides only `setParameter`.
 Functions store(const std::string& in_strClass)
 {
     return readStore(in_strClass) +
@@ -303,7 +305,7 @@ Functions store(const std::string& in_strClass)
                      "Configuration::setFloatParameter(char const*, float)"};
 }
 
-/// What replaces the operations of a logger, by class.
+/// The classes that override the operations of a logger.
 struct LoggerOverrides
 {
     std::string strClass;
@@ -366,7 +368,7 @@ Functions onExitList(const std::string& in_strClass,
     return destructorOf(in_strClass) + Functions{in_strCleanup + "::cleanup(void*)"};
 }
 
-/// The operations of an application.
+/// Returns the operations of an application.
 Functions application(const std::string& in_strClass)
 {
     return destructorOf(in_strClass) + Functions{"ApplicationImpl::getConfig() const",
@@ -375,7 +377,7 @@ Functions application(const std::string& in_strClass)
                                                  "ApplicationImpl::getAppLogger() const"};
 }
 
-/// Those of the frame, which go on from there.
+/// Returns the operations of the framework, which follow those.
 Functions frame(const std::string& in_strClass, const std::string& in_strLogging)
 {
     return application(in_strClass) +
@@ -390,7 +392,7 @@ Functions frame(const std::string& in_strClass, const std::string& in_strLogging
                      "ApplicationImpl::configure(ROConfiguration const&)"};
 }
 
-/// What replaces the operations of an alarm, by class.
+/// The classes that override the operations of an alarm.
 struct AlarmOverrides
 {
     std::string strClass;
@@ -398,7 +400,7 @@ struct AlarmOverrides
     std::string strSetState = "AlarmImpl";
 };
 
-/// The operations of an alarm in their order.
+/// Returns the operations of an alarm, in their order.
 Functions alarm(const AlarmOverrides& in_overrides)
 {
     return destructorOf(in_overrides.strClass) +
@@ -415,7 +417,7 @@ Functions alarm(const AlarmOverrides& in_overrides)
                      "AlarmImpl::removeObserver(LimitedObjPtr<Alarm::Observer>)"};
 }
 
-/// The operations of an alarm that watches others, behind those of an observer.
+/// Returns the operations of an alarm that watches others, after those of an observer.
 Functions watcher(const std::string& in_strClass, const std::string& in_strOverrides)
 {
     return destructorOf(in_strClass) +
@@ -423,7 +425,7 @@ Functions watcher(const std::string& in_strClass, const std::string& in_strOverr
                      in_strOverrides + "::onNewAlarmState()"};
 }
 
-/// Properties of an appender that writes to a file of the test.
+/// Returns the properties of an appender that writes to a file of the test.
 log4cplus::helpers::Properties propertiesOf(const TemporaryDirectory& in_directory)
 {
     log4cplus::helpers::Properties properties;
@@ -848,7 +850,7 @@ TEST(VirtualTables, OfStackTraceHasPrintBeforeLog)
 
 TEST(VirtualTables, OfAlarmsHaveTheOperationsOfAlarmInTheirOrder)
 {
-    // As a program sees each of them: through the interface.
+    // A program calls each of them through the interface.
     const auto expectAlarm = [](const Alarm& in_alarm, const AlarmOverrides& in_overrides)
     { expectTable(in_alarm, alarm(in_overrides)); };
     expectAlarm(Named<AlarmImpl>(), {"Test::Named<AlarmImpl>"});

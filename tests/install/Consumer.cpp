@@ -1,5 +1,5 @@
-// A program of somebody who has the library installed: it logs a line, keeps a value, fails an
-// assertion and looks for a regular expression.
+// A program that uses the installed library: it logs a line, stores a parameter, fails an assertion
+// and matches a regular expression.
 
 #include "velmora/application/Assertion.h"
 #include "velmora/config/ParameterHashMap.h"

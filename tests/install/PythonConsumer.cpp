@@ -1,4 +1,4 @@
-// A program that scripts: makes an object of a Python class and calls it.
+// A program that uses Python: it creates an object of a Python class and calls it.
 
 #include "velmora/python/InterpreterLock.h"
 #include "velmora/python/PyClassName.h"
