@@ -13,6 +13,7 @@ VELMORA_FILE_SCOPE_LOGGER("keswardin.gateway.EventLoop")
 namespace
 {
 
+/// Bounds the delay with which the gateway notices that its exit timeout is over.
 constexpr su_duration_t s_longestWaitMs = 1000;
 
 /// Keeps exceptions out of the loop, which is C code.

@@ -182,6 +182,7 @@ void Gateway::handleSignal(UserAgent& inout_userAgent)
     const int iSignal = m_signals.take();
     if (iSignal == SIGUSR1)
         return toggleRecording();
+    // Saved before other calls change it.
     const int iError = errno;
     // It is stopping already, and a second signal does not extend the time limit.
     if (m_deadline)

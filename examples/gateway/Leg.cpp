@@ -19,6 +19,7 @@ Leg::Leg(nta_agent_t* in_pAgent, nta_incoming_t* in_pInvite, const sip_t* in_pSi
     : ObjectWithLogger(std::string("keswardin.gateway.Leg")), m_pAgent(in_pAgent),
       m_pDialog(nta_leg_tcreate(in_pAgent, requestReceived,
                                 reinterpret_cast<nta_leg_magic_t*>(this),
+                                // The local end of the dialog is the To of the INVITE.
                                 SIPTAG_CALL_ID(in_pSip->sip_call_id), SIPTAG_FROM(in_pSip->sip_to),
                                 SIPTAG_TO(in_pSip->sip_from), TAG_END())),
       m_pInvite(in_pInvite), m_strServer(in_strServer),
@@ -107,7 +108,7 @@ int Leg::handleRequest(nta_incoming_t* in_pRequest, const sip_t& in_sip)
     case sip_method_options:
         return replyToOptions(in_pRequest, m_strServer);
     case sip_method_invite:
-        // The session stays as it is.
+        // A re-INVITE: changes of the session are not supported.
         return 488;
     case sip_method_ack:
         return 0;

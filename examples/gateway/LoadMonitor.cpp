@@ -100,6 +100,8 @@ bool LoadMonitor::isOverloaded() const { return m_pAlarm->getState() == Alarm::A
 void LoadMonitor::observe()
 {
     m_timer.start(m_period, [this] { observe(); });
+    // The timer is started before, so that an exception of the observation does not end the
+    // monitoring.
     const std::optional<double> value = m_observe();
     if (!value)
         return;

@@ -15,6 +15,7 @@ using std::chrono::steady_clock;
 namespace
 {
 
+/// More than an Ethernet frame carries.
 constexpr std::size_t s_uiMaxPacket = 2048;
 
 /// The fixed header of an RTP packet, and its version in the first two bits (RFC 3550).

@@ -60,6 +60,8 @@ UserAgent::UserAgent(EventLoop& in_loop, const Settings& in_settings,
     nta_agent_set_params(m_pAgent, NTATAG_UA(1), NTATAG_SIP_T1(milliseconds(m_settings.timerT1)),
                          NTATAG_SIP_T2(milliseconds(m_settings.timerT2)),
                          NTATAG_SIP_T1X64(milliseconds(m_settings.transactionLifetime)),
+                         // Refuses the second copy of an INVITE that arrives on two paths (RFC
+                         // 3261, 8.2.2.2).
                          NTATAG_MERGE_482(1), TAG_END());
     m_pOutOfDialog =
         nta_leg_tcreate(m_pAgent, requestReceived, reinterpret_cast<nta_leg_magic_t*>(this),
@@ -95,6 +97,7 @@ void UserAgent::listen(const std::string& in_strURL)
         bDone = nta_agent_add_tport(m_pAgent, pURL, TAG_END()) == 0;
     if (bDone)
         return;
+    // The destructor does not run after this exception of the constructor.
     if (m_pAgent != nullptr)
         nta_agent_destroy(m_pAgent);
     throw std::runtime_error("SIP cannot be received at " + in_strURL + " : " + s_strLastOfStack);

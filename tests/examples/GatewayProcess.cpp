@@ -53,6 +53,7 @@ std::vector<std::string> GatewayProcess::sources(const std::vector<std::string>&
 
 void GatewayProcess::configure(const std::string& in_strLine) const
 {
+    // The last line with a name takes effect.
     std::ofstream(etc("site.cfg"), std::ios::app) << in_strLine << '\n';
 }
 

@@ -392,7 +392,7 @@ TEST_F(VfsBrowser, SaysThatThereIsNoMemoryForADecompressor)
               result.strOutput);
 }
 
-// The disk as its peer
+// Comparison with the disk
 
 namespace
 {
@@ -504,7 +504,7 @@ TEST_F(VfsBrowser, ListsAnArchiveAsTheDirectoryThatItIsOf)
     EXPECT_EQ(expected, linesOfListing(path("a.tar.xz"), "/"));
 }
 
-// Within this process
+// In this process
 
 namespace
 {

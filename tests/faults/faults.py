@@ -197,7 +197,7 @@ class Verdict:
 # --- Targets ----------------------------------------------------------------------------------------------------------
 
 class Target:
-    """A program, how it is used in a run, and what it leaves behind."""
+    """A program, the way a run uses it, and the files that it writes."""
 
     name = ""
     # Parts of the names of files whose allocations count as the program's own.
@@ -699,7 +699,7 @@ def read_sites(state: pathlib.Path) -> list[int]:
     return sorted(first.values())
 
 
-# --- What it shows ----------------------------------------------------------------------------------------------------
+# --- Results ----------------------------------------------------------------------------------------------------------
 
 class Baseline:
     """The facts on which the runs without a fault agree."""
@@ -893,7 +893,7 @@ def in_turn(jobs: Iterable[tuple[Target, Fault]], chance: random.Random) -> list
     return [job for _, job in sorted(keyed, key=lambda entry: entry[0])]
 
 
-# --- The whole --------------------------------------------------------------------------------------------------------
+# --- Driver -----------------------------------------------------------------------------------------------------------
 
 class Findings:
     def __init__(self, harness: Harness, known: list[Known], options: str) -> None:
