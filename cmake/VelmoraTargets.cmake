@@ -63,7 +63,7 @@ function(velmora_add_benchmark name)
   add_dependencies(benchmarks ${name})
 endfunction()
 
-# velmora_add_fuzzer(name SOURCES ... [LIBRARIES ...]): seeds stand in fuzz/corpus/<name>/.
+# velmora_add_fuzzer(name SOURCES ... [LIBRARIES ...]): a fuzz target whose seeds are in fuzz/corpus/<name>/.
 function(velmora_add_fuzzer name)
   cmake_parse_arguments(PARSE_ARGV 1 ARG "" "" "SOURCES;LIBRARIES")
   add_executable(${name} ${ARG_SOURCES})
