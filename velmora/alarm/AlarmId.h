@@ -1,6 +1,5 @@
 #pragma once
 
-#include "velmora/alarm/Alarm.h"
 #include "velmora/logging/LogText.h"
 #include "velmora/system/WholeText.h"
 
@@ -17,7 +16,8 @@ namespace Velmora
 class AlarmId
 {
   public:
-    explicit AlarmId(const Alarm& in_alarm)
+    /// Takes an `Alarm`, or a class derived from it.
+    explicit AlarmId(const auto& in_alarm)
     {
         writeWhole(m_text.stream(),
                    [&in_alarm](std::ostream& out_stream) { in_alarm.writeAlarmId(out_stream); });

@@ -1,6 +1,5 @@
 #include "velmora/alarm/AlarmRegistry.h"
 
-#include "velmora/alarm/AlarmRegistryImpl.h"
 #include "velmora/application/Assertion.h"
 #include "velmora/logging/LibraryLoggers.h"
 
@@ -32,7 +31,5 @@ bool AlarmRegistry::resetAlarm(const std::string& in_strId)
     pAlarm->reset();
     return true;
 }
-
-AlarmRegistry& AlarmRegistry::getInstance() { return *AlarmRegistryImpl::getInstance(); }
 
 } // namespace Velmora

@@ -37,6 +37,8 @@ OncePerProcess<AlarmRegistryImpl>& aliveInProcess()
 
 } // namespace
 
+AlarmRegistry& AlarmRegistry::getInstance() { return *AlarmRegistryImpl::getInstance(); }
+
 AlarmRegistryImpl* AlarmRegistryImpl::getInstance()
 {
     static AlarmRegistryImpl* const pSingleton = aliveInProcess().fill(
@@ -68,7 +70,7 @@ LimitedObjPtr<Alarm> AlarmRegistryImpl::addAlarm(Alarm* in_pAlarm, bool in_bAllo
         return nullptr;
     // A refused alarm is deleted at the end of this function, without the mutex and after its
     // message has been logged.
-    MutexedAlarmPtr pNew(new MutexedAlarm(*this, MutexedAlarm::AlarmPtr(in_pAlarm)));
+    MutexedAlarmPtr pNew(new MutexedAlarm(m_mutex, m_observers, MutexedAlarm::AlarmPtr(in_pAlarm)));
     const AlarmId id(*in_pAlarm);
     const LimitedObjPtr<Alarm> pRegistered = insertOrFind(id.text(), pNew);
     if (pNew == nullptr)
@@ -118,15 +120,16 @@ void AlarmRegistryImpl::addObserver(LimitedObjPtr<Observer> in_pObserver)
     if (in_pObserver.isNull())
         return;
     const Lock lock(*this);
-    m_observers.push_back(in_pObserver);
+    m_observers.all.push_back(in_pObserver);
 }
 
 void AlarmRegistryImpl::removeObserver(LimitedObjPtr<Observer> in_pObserver)
 {
     const Lock lock(*this);
-    const auto found = std::find(m_observers.begin(), m_observers.end(), in_pObserver);
-    if (found != m_observers.end())
-        m_observers.erase(found);
+    std::vector<LimitedObjPtr<Observer>>& all = m_observers.all;
+    const auto found = std::find(all.begin(), all.end(), in_pObserver);
+    if (found != all.end())
+        all.erase(found);
 }
 
 void AlarmRegistryImpl::clear() { letGoOfAlarms(AlarmHash(s_uiNumBuckets)); }
@@ -140,12 +143,12 @@ void AlarmRegistryImpl::letGoOfAlarms(AlarmHash in_table)
     in_table.swap(m_alarmHash);
 }
 
-void AlarmRegistryImpl::notifyObservers(const Alarm& in_alarm) const
+void AlarmRegistryImpl::Observers::newAlarmState(const Alarm& in_alarm)
 {
     // By index, as an iterator would be invalidated if an observer broke the rule and added one.
     // NOLINTNEXTLINE(modernize-loop-convert)
-    for (std::size_t uiIndex = 0; uiIndex < m_observers.size(); ++uiIndex)
-        m_observers[uiIndex]->newAlarmState(in_alarm);
+    for (std::size_t uiIndex = 0; uiIndex < all.size(); ++uiIndex)
+        all[uiIndex]->newAlarmState(in_alarm);
 }
 
 } // namespace Velmora

@@ -52,15 +52,20 @@ class VELMORA_API AlarmRegistryImpl : public AlarmRegistry
     void removeObserver(LimitedObjPtr<Observer> in_pObserver) override;
     void clear() override;
 
-    /// Calls all observers. The caller holds the lock.
-    void notifyObservers(const Alarm& in_alarm) const;
-
   private:
     friend class Test::AlarmRegistryPeer;
 
     using MutexedAlarmPtr =
         CountedBuiltInPtr<MutexedAlarm, ReferenceCount, DeleteCountedObjDeleter<MutexedAlarm>>;
     using AlarmHash = std::unordered_map<std::string, MutexedAlarmPtr>;
+
+    /// Calls all observers, for the handles of alarms. The caller holds the lock.
+    struct Observers final : Observer
+    {
+        void newAlarmState(const Alarm& in_alarm) override;
+
+        std::vector<LimitedObjPtr<Observer>> all;
+    };
 
     AlarmRegistryImpl();
 
@@ -78,7 +83,7 @@ class VELMORA_API AlarmRegistryImpl : public AlarmRegistry
 
     AlarmHash m_alarmHash;
 
-    std::vector<LimitedObjPtr<Observer>> m_observers;
+    Observers m_observers;
 };
 
 } // namespace Velmora

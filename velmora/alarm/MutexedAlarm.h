@@ -1,13 +1,14 @@
 #pragma once
 
 #include "velmora/alarm/Alarm.h"
+#include "velmora/alarm/AlarmRegistry.h"
 #include "velmora/application/Handle.h"
 #include "velmora/memory/InAccount.h"
 
+#include <ace/Recursive_Thread_Mutex.h>
+
 namespace Velmora
 {
-
-class AlarmRegistryImpl;
 
 /// The handle of an alarm. Performs each operation under the registry's mutex, and calls the
 /// registry's observers after a change.
@@ -19,7 +20,10 @@ class MutexedAlarm : public virtual Alarm, public InAccount<"MutexedAlarm">
   public:
     using AlarmPtr = CountedBuiltInPtr<Alarm, ReferenceCount, DeleteCountedObjDeleter<Alarm>>;
 
-    MutexedAlarm(AlarmRegistryImpl& in_registry, AlarmPtr in_pAlarm);
+    /// Takes the registry's mutex and an observer that calls those of the registry. Both must
+    /// outlive the handle.
+    MutexedAlarm(ACE_Recursive_Thread_Mutex& in_mutex, AlarmRegistry::Observer& in_observers,
+                 AlarmPtr in_pAlarm);
     ~MutexedAlarm() override;
 
     std::ostream& writeAlarmId(std::ostream& out_stream) const override;
@@ -31,7 +35,10 @@ class MutexedAlarm : public virtual Alarm, public InAccount<"MutexedAlarm">
     void removeObserver(LimitedObjPtr<Observer> in_pObserver) override;
 
   private:
-    AlarmRegistryImpl& m_registry;
+    /// Guards `m_pAlarm` and the registry. Observers and the code of the alarm run while it is
+    /// held.
+    ACE_Recursive_Thread_Mutex& m_mutex;
+    AlarmRegistry::Observer& m_observers;
     AlarmPtr m_pAlarm;
 };
 
