@@ -5,6 +5,9 @@
 #include "velmora/python/InterpreterLock.h"
 #include "velmora/python/PyRef.h"
 
+#include <chrono>
+#include <thread>
+
 namespace Velmora::Python
 {
 
@@ -18,6 +21,13 @@ void callWithout(void (*in_pFunction)(void*), void* in_pArgument)
     in_pFunction(in_pArgument);
 }
 
+/// Releases the interpreter lock for a moment, in which another thread finishes a thread state.
+void pauseWithoutLock()
+{
+    const InterpreterUnlock unlock;
+    std::this_thread::sleep_for(std::chrono::microseconds(100));
+}
+
 bool isHeld() { return Py_IsInitialized() != 0 && InterpreterLock::isHeld(); }
 
 /// Whether the gate could be closed for the current fork. Guarded by the turn to close the gate,
@@ -27,7 +37,7 @@ bool s_bClosed = false;
 PyObject* before(PyObject*, PyObject*)
 {
     s_bClosed = ProcessGate::closeForFork();
-    InterpreterGate::ofProcess().beginForkOfPython();
+    InterpreterGate::ofProcess().beginForkOfPython(&pauseWithoutLock);
     Py_RETURN_NONE;
 }
 

@@ -4,7 +4,8 @@
 #include "velmora/logging/LogMacros.h"
 #include "velmora/logging/OncePerProcess.h"
 #include "velmora/logging/WithoutThrowing.h"
-#include "velmora/python/InterpreterLock.h"
+
+#include <Python.h>
 
 #include <chrono>
 #include <thread>
@@ -82,7 +83,7 @@ bool InterpreterGate::comeBack(const ThreadInPython& in_thread)
     return false;
 }
 
-void InterpreterGate::beginForkOfPython()
+void InterpreterGate::beginForkOfPython(void (*in_pPause)())
 {
     if (m_bHasForkKey)
         pthread_setspecific(m_forkKey, this);
@@ -97,8 +98,7 @@ void InterpreterGate::beginForkOfPython()
             return;
         if (bForking && (state() != State::forking || countInside() == countSettled()))
             return;
-        const InterpreterUnlock unlock;
-        std::this_thread::sleep_for(s_pause);
+        in_pPause();
     }
 }
 
@@ -130,11 +130,17 @@ void InterpreterGate::reportFork()
                     });
 }
 
+bool InterpreterGate::holdsInterpreterLock()
+{
+    const PyThreadState* const pState = PyGILState_GetThisThreadState();
+    return pState != nullptr && pState == _PyThreadState_UncheckedGet();
+}
+
 bool InterpreterGate::goInLate()
 {
     // A thread that holds the interpreter lock has a thread state, so it need not wait for the end
     // of a fork. It must not wait either: the thread that forks waits for the interpreter lock.
-    const bool bHolds = InterpreterLock::isHeld();
+    const bool bHolds = holdsInterpreterLock();
     while (!bHolds && state() == State::forking)
         std::this_thread::sleep_for(s_pause);
     switch (state())

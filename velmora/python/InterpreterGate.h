@@ -69,13 +69,17 @@ class InterpreterGate
 
     /// Called before Python forks. Waits until no thread is making a thread state, and lets no
     /// thread begin to make one: Python has a lock for that, which the child would find taken
-    /// forever. The caller holds the interpreter lock, which is released while waiting.
-    void beginForkOfPython();
+    /// forever. The caller holds the interpreter lock. While it waits, this function repeatedly
+    /// calls the given one, which releases the lock for a moment.
+    void beginForkOfPython(void (*in_pPause)());
     /// Called after the fork, in the parent and in the child. Opens the gate again.
     void endForkOfPython();
 
     /// Counts the calling thread as outside.
     void goOut() { countsOfThisThread().uiInside.fetch_sub(1); }
+
+    /// Returns true if the calling thread holds the interpreter lock.
+    [[nodiscard]] static bool holdsInterpreterLock();
 
     [[nodiscard]] State state() const { return m_state.load(); }
     void setState(State in_state) { m_state.store(in_state); }

@@ -53,11 +53,7 @@ void InterpreterLock::leave(int in_iState)
         gate.goOut();
 }
 
-bool InterpreterLock::isHeld()
-{
-    const PyThreadState* const pState = PyGILState_GetThisThreadState();
-    return pState != nullptr && pState == _PyThreadState_UncheckedGet();
-}
+bool InterpreterLock::isHeld() { return InterpreterGate::holdsInterpreterLock(); }
 
 InterpreterUnlock::InterpreterUnlock() : m_pThreadState(nullptr)
 {
