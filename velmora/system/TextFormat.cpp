@@ -1,8 +1,7 @@
 #include "velmora/system/TextFormat.h"
 
-#include "velmora/system/OS.h"
-
 #include <algorithm>
+#include <cstdio>
 #include <limits>
 
 namespace Velmora
@@ -24,7 +23,7 @@ constexpr unsigned long s_uiLargestSize = 1UL + std::numeric_limits<int>::max();
     out_strText.resize(in_uiSize);
     std::va_list args;
     va_copy(args, in_args);
-    const int iLength = OS::vsnprintf(out_strText.data(), in_uiSize, in_szFormat, args);
+    const int iLength = std::vsnprintf(out_strText.data(), in_uiSize, in_szFormat, args);
     va_end(args);
     if (iLength < 0 || static_cast<unsigned long>(iLength) >= in_uiSize)
         return false;
