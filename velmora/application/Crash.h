@@ -1,20 +1,12 @@
 #pragma once
 
 #include "velmora/Export.h"
+#include "velmora/application/CrashParameters.h"
 
 namespace Velmora
 {
 
 class ROConfiguration;
-
-/// Whether the process prepares for core dumps: a bool, true by default.
-inline constexpr const char* s_szINFRA_COREDUMP_WRITEONCRASH_PARAM =
-    "keswardin.infra.coreDump.writeOnCrash";
-
-/// The directory where core dumps are written: a string without a default. Without it they are
-/// written to the current directory.
-inline constexpr const char* s_szINFRA_COREDUMP_WRITEONCRASH_PATH_PARAM =
-    "keswardin.infra.coreDump.writeOnCrash.path";
 
 /// Prepares the process for core dumps if `keswardin.infra.coreDump.writeOnCrash` is true. It
 /// removes the limit on the size of core files, and changes the working directory of the whole

@@ -1,7 +1,7 @@
 #pragma once
 
 #include "velmora/application/Assertion.h"
-#include "velmora/application/Crash.h"
+#include "velmora/application/CrashParameters.h"
 #include "velmora/config/ParameterRow.h"
 
 namespace Velmora

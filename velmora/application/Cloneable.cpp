@@ -1,0 +1,8 @@
+#include "velmora/application/Cloneable.h"
+
+namespace Velmora
+{
+
+Cloneable::~Cloneable() = default;
+
+} // namespace Velmora
