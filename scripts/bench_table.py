@@ -2,7 +2,8 @@
 """Makes one table of the results of the benchmark programs.
 
 The results are Google Benchmark's JSON, a file for each process: <program>.<variant>.<round>.json.
-The document gets the table between its two marker lines.
+The document gets the table between its two marker lines. The file headers.json has the seconds that the
+compiler takes for each public header, by scripts/header_cost.py.
 
 The time of a work is the smallest of all rounds: other activity of the machine can only add to it.
 """
@@ -108,7 +109,7 @@ class Results:
         self.allocations = collections.defaultdict(dict)
         self.bytes = {}
         self.named_bytes = collections.defaultdict(dict)
-        for path in sorted(directory.glob("*.json")):
+        for path in sorted(directory.glob("*.*.*.json")):
             self._read(path)
         if not self.times:
             sys.exit(f"bench_table.py: no results in {directory}")
@@ -224,6 +225,27 @@ def allocation_rows(results):
                            for doer in ("ours", "log4cplus", "spdlog"))]
 
 
+# What a program compiles for a public header, as a multiple of log4cplus's logger.h.
+HEADER_PEER = "log4cplus/logger.h"
+HEADER_TARGETS = {"velmora/application/ApplicationImpl.h": 1.3}
+CHEAP_HEADER = 0.5
+
+
+def header_rows(seconds):
+    peer = seconds.pop(HEADER_PEER)
+    dearest = sorted(seconds, key=seconds.get, reverse=True)
+    for header in dearest:
+        ratio = seconds[header] / peer
+        target = HEADER_TARGETS.get(header)
+        if target is not None or ratio > CHEAP_HEADER:
+            yield [f"`{header}`", f"{1000 * seconds[header]:.0f}", f"{ratio:.2f}",
+                   "" if target is None else f"{target:.2f}",
+                   "reported" if target is None else verdict(ratio <= target)]
+    cheap = [header for header in dearest if seconds[header] / peer <= CHEAP_HEADER]
+    yield [f"{len(cheap)} others", "", f"at most {seconds[cheap[0]] / peer:.2f}", "", "reported"]
+    yield [f"`{HEADER_PEER}`", f"{1000 * peer:.0f}", "1.00", "", ""]
+
+
 def markdown(head, rows):
     lines = [head, *rows]
     widths = [max(len(line[column]) for line in lines) for column in range(len(head))]
@@ -260,7 +282,9 @@ def main():
                      [*named_rows(results), *allocator_rows(results), *footprint_rows(results)])
     allocations = markdown(["Allocations", "Ours", "log4cplus", "spdlog"],
                            list(allocation_rows(results)))
-    text = f"Measured on {machine(results.context)}.\n\n{table}\n\n{allocations}"
+    headers = markdown(["Header compiled by itself", "ms", "Ratio", "Target", ""],
+                       list(header_rows(json.loads((arguments.results / "headers.json").read_text()))))
+    text = f"Measured on {machine(results.context)}.\n\n{table}\n\n{allocations}\n\n{headers}"
     print(text)
     if arguments.write:
         write(arguments.write, text)
