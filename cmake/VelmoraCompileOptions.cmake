@@ -4,6 +4,8 @@
 add_library(velmora-options INTERFACE)
 target_compile_options(velmora-options INTERFACE
   -Wall -Wextra -Wpedantic -Wshadow
+  # Members that VELMORA_GUARDED_BY names a lock for are used only while it is held.
+  $<$<CXX_COMPILER_ID:Clang>:-Wthread-safety>
   # Log lines and assertions name a source file relative to the project, wherever it was built.
   "-fmacro-prefix-map=${PROJECT_SOURCE_DIR}/=")
 if(VELMORA_WERROR)

@@ -2,9 +2,8 @@
 
 #include "velmora/alarm/AlarmRegistry.h"
 #include "velmora/application/GatedGuard.h"
+#include "velmora/application/GatedMutex.h"
 #include "velmora/application/Handle.h"
-
-#include <ace/Recursive_Thread_Mutex.h>
 
 #include <string>
 #include <unordered_map>
@@ -29,13 +28,19 @@ class VELMORA_API AlarmRegistryImpl : public AlarmRegistry
 {
   public:
     /// Holds the mutex for a scope, to make several operations atomic.
-    class Lock
+    class VELMORA_SCOPED_CAPABILITY Lock
     {
       public:
-        explicit Lock(const AlarmRegistryImpl& in_registry) : m_guard(in_registry.m_mutex) {}
+        explicit Lock(const AlarmRegistryImpl& in_registry) VELMORA_ACQUIRE(in_registry.m_mutex)
+            : m_guard(in_registry.m_mutex)
+        {
+        }
+        ~Lock() VELMORA_RELEASE() {}
+        Lock(const Lock&) = delete;
+        Lock& operator=(const Lock&) = delete;
 
       private:
-        GatedGuard<ACE_Recursive_Thread_Mutex> m_guard;
+        GatedGuard<GatedRecursiveMutex> m_guard;
     };
 
     static AlarmRegistryImpl* getInstance();
@@ -79,9 +84,9 @@ class VELMORA_API AlarmRegistryImpl : public AlarmRegistry
     /// Guards `m_alarmHash`, `m_observers` and every alarm while it is used through its handle.
     /// Observers and the code of alarms run while it is held. Recursive, as they may use the
     /// registry and its handles.
-    mutable ACE_Recursive_Thread_Mutex m_mutex;
+    mutable GatedRecursiveMutex m_mutex;
 
-    AlarmHash m_alarmHash;
+    AlarmHash m_alarmHash VELMORA_GUARDED_BY(m_mutex);
 
     Observers m_observers;
 };

@@ -7,10 +7,10 @@
 namespace Velmora
 {
 
-using Lock = GatedGuard<ACE_Recursive_Thread_Mutex>;
+using Lock = GatedGuard<GatedRecursiveMutex>;
 
-MutexedAlarm::MutexedAlarm(ACE_Recursive_Thread_Mutex& in_mutex,
-                           AlarmRegistry::Observer& in_observers, AlarmPtr in_pAlarm)
+MutexedAlarm::MutexedAlarm(GatedRecursiveMutex& in_mutex, AlarmRegistry::Observer& in_observers,
+                           AlarmPtr in_pAlarm)
     : m_mutex(in_mutex), m_observers(in_observers), m_pAlarm(std::move(in_pAlarm))
 {
 }

@@ -2,10 +2,9 @@
 
 #include "velmora/alarm/Alarm.h"
 #include "velmora/alarm/AlarmRegistry.h"
+#include "velmora/application/GatedMutex.h"
 #include "velmora/application/Handle.h"
 #include "velmora/memory/InAccount.h"
-
-#include <ace/Recursive_Thread_Mutex.h>
 
 namespace Velmora
 {
@@ -22,7 +21,7 @@ class MutexedAlarm : public virtual Alarm, public InAccount<"MutexedAlarm">
 
     /// Takes the registry's mutex and an observer that calls those of the registry. Both must
     /// outlive the handle.
-    MutexedAlarm(ACE_Recursive_Thread_Mutex& in_mutex, AlarmRegistry::Observer& in_observers,
+    MutexedAlarm(GatedRecursiveMutex& in_mutex, AlarmRegistry::Observer& in_observers,
                  AlarmPtr in_pAlarm);
     ~MutexedAlarm() override;
 
@@ -37,9 +36,9 @@ class MutexedAlarm : public virtual Alarm, public InAccount<"MutexedAlarm">
   private:
     /// Guards `m_pAlarm` and the registry. Observers and the code of the alarm run while it is
     /// held.
-    ACE_Recursive_Thread_Mutex& m_mutex;
+    GatedRecursiveMutex& m_mutex;
     AlarmRegistry::Observer& m_observers;
-    AlarmPtr m_pAlarm;
+    AlarmPtr m_pAlarm VELMORA_PT_GUARDED_BY(m_mutex);
 };
 
 } // namespace Velmora

@@ -1,6 +1,7 @@
 #pragma once
 
 #include "velmora/Sanitizers.h"
+#include "velmora/ThreadAnnotations.h"
 #include "velmora/application/ProcessGate.h"
 
 #include <ace/RW_Mutex.h>
@@ -81,7 +82,10 @@ struct TryReadLocking
 /// Passes the gate and holds a lock, for a scope. The library takes its locks by this guard;
 /// "velmora/ungated-locks.list" names the exceptions.
 ///
-///     const GatedGuard<ACE_Thread_Mutex> guard(m_mutex);
+///     const GatedGuard<GatedMutex> guard(m_mutex);
+///
+/// With the locks of "GatedMutex.h", clang checks that members are used only while their lock is
+/// held.
 ///
 /// A fork and a change of the logging configuration wait until the guard is destroyed. A fork does
 /// not wait for a guard that waits for its lock, if its thread holds no other lock of the library.
@@ -95,10 +99,11 @@ struct TryReadLocking
 /// Failure: if the lock cannot be taken, the guard holds nothing and `isLocked` returns false. A
 /// guard that takes its lock leaves `errno` unchanged.
 template <class Lock, template <class> class Locking = ExclusiveLocking>
-class GatedGuard
+class VELMORA_SCOPED_CAPABILITY GatedGuard
 {
   public:
-    explicit GatedGuard(Lock& inout_lock) : m_pLock(&inout_lock)
+    explicit GatedGuard(Lock& inout_lock)
+        VELMORA_ACQUIRE(inout_lock) VELMORA_NO_THREAD_SAFETY_ANALYSIS : m_pLock(&inout_lock)
     {
         ProcessGate::beginHolding(m_pLock, &act);
         if (!takeIfFree() && acquire() == -1) [[unlikely]]
@@ -107,7 +112,7 @@ class GatedGuard
             ProcessGate::endHolding();
         }
     }
-    ~GatedGuard()
+    ~GatedGuard() VELMORA_RELEASE() VELMORA_NO_THREAD_SAFETY_ANALYSIS
     {
         if (m_pLock == nullptr) [[unlikely]]
             return;

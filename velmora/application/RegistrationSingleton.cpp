@@ -20,7 +20,7 @@ constexpr std::size_t s_uiExpectedObjects = 100;
 
 } // namespace
 
-ACE_Thread_Mutex& RegistrationSingleton::s_mutex = *new ACE_Thread_Mutex;
+GatedMutex& RegistrationSingleton::s_mutex = *new GatedMutex;
 RegistrationSingleton::ObjectHash& RegistrationSingleton::s_objectHash =
     *new ObjectHash(s_uiExpectedObjects);
 std::string& RegistrationSingleton::s_strScratchName = *new std::string;
@@ -31,7 +31,7 @@ bool RegistrationSingleton::registerInstance(const char* in_szName, TSHandle<Obj
     VELMORA_FILE_ASSERT_TEXT(in_szName != nullptr, "in_szName != 0");
     if (in_szName == nullptr)
         return false;
-    const GatedGuard<ACE_Thread_Mutex> guard(s_mutex);
+    const GatedGuard<GatedMutex> guard(s_mutex);
     VELMORA_FILE_LOG_DEBUG("Registring object named " << in_szName);
     s_strScratchName = in_szName;
     s_objectHash.emplace(s_strScratchName, std::move(in_hObject));
@@ -46,7 +46,7 @@ bool RegistrationSingleton::deregister(const char* in_szName)
         return false;
     // Destroyed after the mutex is unlocked, as the destructor of an object may use the pool.
     std::vector<ObjectHash::node_type> removed;
-    const GatedGuard<ACE_Thread_Mutex> guard(s_mutex);
+    const GatedGuard<GatedMutex> guard(s_mutex);
     VELMORA_FILE_LOG_DEBUG("Deregistring object named " << in_szName);
     s_strScratchName = in_szName;
     auto iter = s_objectHash.find(s_strScratchName);
@@ -63,7 +63,7 @@ std::vector<TSHandle<Object>> RegistrationSingleton::getInstances(const char* in
     VELMORA_FILE_ASSERT_TEXT(in_szName != nullptr, "in_szName != 0");
     if (in_szName == nullptr)
         return result;
-    const GatedGuard<ACE_Thread_Mutex> guard(s_mutex);
+    const GatedGuard<GatedMutex> guard(s_mutex);
     VELMORA_FILE_LOG_DEBUG("Getting object named " << in_szName);
     s_strScratchName = in_szName;
     const auto [begin, end] = s_objectHash.equal_range(s_strScratchName);
@@ -87,7 +87,7 @@ void RegistrationSingleton::cleanup(void*, void*)
 {
     // Destroyed after the mutex is unlocked, as the destructor of an object may use the pool.
     ObjectHash removed;
-    const GatedGuard<ACE_Thread_Mutex> guard(s_mutex);
+    const GatedGuard<GatedMutex> guard(s_mutex);
     removed.swap(s_objectHash);
 }
 

@@ -1,8 +1,7 @@
 #pragma once
 
+#include "velmora/application/GatedMutex.h"
 #include "velmora/application/Handle.h"
-
-#include <ace/Thread_Mutex.h>
 
 #include <string>
 #include <unordered_map>
@@ -41,12 +40,10 @@ class VELMORA_API RegistrationSingleton
     // The statics are never destroyed.
     /// Guards the members below. No foreign code runs while it is held: objects are released after
     /// it, and lines that are logged under it wait.
-    static ACE_Thread_Mutex& s_mutex;
-    /// Guarded by `s_mutex`.
-    static ObjectHash& s_objectHash;
-    /// The name that is looked up, stored so that a look-up allocates no string. Guarded by
-    /// `s_mutex`.
-    static std::string& s_strScratchName;
+    static GatedMutex& s_mutex;
+    static ObjectHash& s_objectHash VELMORA_GUARDED_BY(s_mutex);
+    /// The name that is looked up, stored so that a look-up allocates no string.
+    static std::string& s_strScratchName VELMORA_GUARDED_BY(s_mutex);
 };
 
 } // namespace Velmora

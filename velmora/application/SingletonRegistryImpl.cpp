@@ -49,7 +49,7 @@ void* SingletonRegistryImpl::find(const char* in_szName) const
 {
     if (!isName(in_szName))
         return nullptr;
-    const GatedGuard<ACE_Thread_Mutex> guard(m_mutex);
+    const GatedGuard<GatedMutex> guard(m_mutex);
     const auto found = m_objectHash.find(in_szName);
     return found == m_objectHash.end() ? nullptr : found->second;
 }
@@ -59,7 +59,7 @@ void* SingletonRegistryImpl::insert(const char* in_szName, void* in_pObject,
 {
     if (!isName(in_szName) || in_pObject == nullptr)
         return nullptr;
-    const GatedGuard<ACE_Thread_Mutex> guard(m_mutex);
+    const GatedGuard<GatedMutex> guard(m_mutex);
     // Another thread or image may have inserted the name. The table and the exit list change under
     // one lock, so that the order of the list is the order of the registrations.
     const auto [entry, bNew] = m_objectHash.emplace(in_szName, in_pObject);

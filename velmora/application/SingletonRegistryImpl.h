@@ -1,8 +1,7 @@
 #pragma once
 
+#include "velmora/application/GatedMutex.h"
 #include "velmora/application/SingletonRegistry.h"
-
-#include <ace/Thread_Mutex.h>
 
 #include <string>
 #include <unordered_map>
@@ -39,9 +38,8 @@ class VELMORA_API SingletonRegistryImpl : public SingletonRegistry
   private:
     /// Guards `m_objectHash`. `insert` takes the lock of the exit list while it is held; no foreign
     /// code runs.
-    mutable ACE_Thread_Mutex m_mutex;
-    /// Guarded by `m_mutex`.
-    std::unordered_map<std::string, void*> m_objectHash;
+    mutable GatedMutex m_mutex;
+    std::unordered_map<std::string, void*> m_objectHash VELMORA_GUARDED_BY(m_mutex);
 };
 
 } // namespace Velmora

@@ -23,7 +23,7 @@ namespace Velmora
 namespace
 {
 
-using Guard = GatedGuard<ACE_Thread_Mutex>;
+using Guard = GatedGuard<GatedMutex>;
 
 OncePerProcess<UnitTestSingleton>& aliveInProcess()
 {
@@ -81,7 +81,7 @@ UnitTestSingleton* UnitTestSingleton::getInstance()
     return OnDemandSingleton<UnitTestSingleton>::getInstance();
 }
 
-UnitTestSingleton::UnitTestSingleton() : m_pMutex(std::make_unique<ACE_Thread_Mutex>())
+UnitTestSingleton::UnitTestSingleton() : m_pMutex(std::make_unique<GatedMutex>())
 {
     aliveInProcess().fill(this);
 }

@@ -3,9 +3,8 @@
 #include "velmora/Export.h"
 #include "velmora/alarm/AlarmRegistry.h"
 #include "velmora/application/ApplicationImpl.h"
+#include "velmora/application/GatedMutex.h"
 #include "velmora/application/OutputStreamable.h"
-
-#include <ace/Thread_Mutex.h>
 
 #include <atomic>
 #include <memory>
@@ -86,11 +85,11 @@ class VELMORA_API UnitTestSingleton : public AlarmRegistry::Observer
     UnitTestSingleton();
 
     /// Guards the members below. Nothing is logged and no foreign code runs while it is held.
-    std::unique_ptr<ACE_Thread_Mutex> m_pMutex;
-    std::vector<std::unique_ptr<Check>> m_checks;
-    bool m_bObservingAlarms = false;
-    /// Whether the alarm registry has the object as an observer. Guarded by the mutex.
-    bool m_bRegistered = false;
+    std::unique_ptr<GatedMutex> m_pMutex;
+    std::vector<std::unique_ptr<Check>> m_checks VELMORA_GUARDED_BY(*m_pMutex);
+    bool m_bObservingAlarms VELMORA_GUARDED_BY(*m_pMutex) = false;
+    /// Whether the alarm registry has the object as an observer.
+    bool m_bRegistered VELMORA_GUARDED_BY(*m_pMutex) = false;
 };
 
 /// The exception that ends a test when its remaining checks make no sense.
