@@ -25,9 +25,6 @@ namespace Velmora
 namespace
 {
 
-/// In bytes. A longer text gets an event of its own, so that the pooled ones stay small.
-constexpr std::size_t s_uiLongestReusedText = 16384;
-
 /// The copy of a line that goes to the file of a call, reused for each line. Thread-specific fields
 /// are not copied, since the line is written on the thread that logs it.
 class EventInCall : public log4cplus::spi::InternalLoggingEvent
@@ -47,6 +44,8 @@ class EventInCall : public log4cplus::spi::InternalLoggingEvent
 
     EventInCall* m_pNextInPool = nullptr;
 };
+
+using EventPool = PerThreadPool<EventInCall>;
 
 /// Casts an event to one with identifiers; returns null for any other event. A dynamic_cast
 /// compares type names, so the type that it accepted last is cached.
@@ -196,14 +195,14 @@ void FileCallAppender::append(const log4cplus::spi::InternalLoggingEvent& in_eve
         write(in_event);
         return;
     }
-    if (in_event.getMessage().size() > s_uiLongestReusedText) [[unlikely]]
+    if (in_event.getMessage().size() > EventPool::s_uiLongestText) [[unlikely]]
     {
         LoggingIdEvent copy(*pEvent);
         copy.removeCallId();
         write(copy);
         return;
     }
-    const PerThreadPool<EventInCall>::Lease copy;
+    const EventPool::Lease copy;
     copy->fill(*pEvent);
     write(*copy);
 }

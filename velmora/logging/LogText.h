@@ -8,7 +8,7 @@
 namespace Velmora
 {
 
-class LogTextBuffer;
+class ReusableStream;
 
 /// Builds the text of one log line. The stream is a reused one of the calling thread, in the state
 /// of a new stream with the classic locale. A line that is built inside an argument of another one
@@ -30,7 +30,7 @@ class VELMORA_API LogText
     [[nodiscard]] const std::string& text() const { return *m_pText; }
 
   private:
-    LogTextBuffer* m_pBuffer;
+    ReusableStream* m_pBuffer;
     std::ostream* m_pStream;
     const std::string* m_pText;
 };

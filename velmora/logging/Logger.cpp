@@ -6,6 +6,7 @@
 #include "velmora/logging/DeferredLine.h"
 #include "velmora/logging/LevelChange.h"
 #include "velmora/logging/Log4cplusAccess.h"
+#include "velmora/logging/PerThreadPool.h"
 #include "velmora/logging/ReusableEvent.h"
 
 #include <log4cplus/hierarchy.h>
@@ -15,9 +16,6 @@ namespace Velmora
 
 namespace
 {
-
-/// In bytes. A longer text gets an event of its own, so that the pooled ones stay small.
-constexpr std::size_t s_uiLongestReusedMessage = 16384;
 
 /// Returns the effective level of a logger: its own or that of the nearest parent with one.
 [[gnu::noinline]] int levelInForce(const log4cplus::spi::LoggerImpl& in_logger)
@@ -74,7 +72,7 @@ void Logger::log(int in_logLevel, const std::string& in_strMessage, const char* 
 void Logger::forcedLog(int in_logLevel, const std::string& in_strMessage, const char* in_szFile,
                        int in_iLine) const
 {
-    if (in_strMessage.size() > s_uiLongestReusedMessage) [[unlikely]]
+    if (in_strMessage.size() > PerThreadPool<ReusableEvent>::s_uiLongestText) [[unlikely]]
     {
         callAppenders(log4cplus::spi::InternalLoggingEvent(getName(), in_logLevel, in_strMessage,
                                                            in_szFile, in_iLine));

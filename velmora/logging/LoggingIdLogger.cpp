@@ -24,9 +24,6 @@ constexpr const char* s_szNoCallId = "LoggingIdLogger::???CallId???";
 /// The number of identifiers above which each is warned of. No logger needs more.
 constexpr std::size_t s_uiUsualLoggingIds = 10;
 
-/// In bytes. A longer text gets an event of its own, so that the pooled ones stay small.
-constexpr std::size_t s_uiLongestReusedText = 16384;
-
 /// An event that is reused for each line.
 class ReusedLoggingIdEvent : public LoggingIdEvent
 {
@@ -35,6 +32,8 @@ class ReusedLoggingIdEvent : public LoggingIdEvent
 
     ReusedLoggingIdEvent* m_pNextInPool = nullptr;
 };
+
+using EventPool = PerThreadPool<ReusedLoggingIdEvent>;
 
 /// Overwrites a string with prefix and identifier. The identifier may be the text after such a
 /// prefix in the same string.
@@ -204,13 +203,13 @@ void LoggingIdLogger::forcedLog(LogLevel in_logLevel, const std::string& in_strM
     const std::string* const pBegin = loggingIdsBegin();
     const std::string* const pEnd = pBegin + m_uiLoggingIdVecSize;
     if (m_uiLoggingIdVecSize > s_uiUsualLoggingIds ||
-        in_strMessage.size() + lengthOf(pBegin, pEnd) > s_uiLongestReusedText) [[unlikely]]
+        in_strMessage.size() + lengthOf(pBegin, pEnd) > EventPool::s_uiLongestText) [[unlikely]]
     {
         callAppenders(LoggingIdEvent(getName(), in_logLevel, in_strMessage, in_szFile, in_iLine,
                                      pBegin, pEnd));
         return;
     }
-    const PerThreadPool<ReusedLoggingIdEvent>::Lease event;
+    const EventPool::Lease event;
     event->fill(getName(), in_logLevel, in_strMessage, in_szFile, in_iLine, pBegin, pEnd);
     callAppenders(*event);
 }

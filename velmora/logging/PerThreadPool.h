@@ -1,6 +1,6 @@
 #pragma once
 
-#include <memory>
+#include <cstddef>
 #include <utility>
 
 namespace Velmora
@@ -20,6 +20,12 @@ template <class T>
 class PerThreadPool
 {
   public:
+    /// In bytes: the longest text that an object of a pool keeps the memory of. Pooled objects live
+    /// as long as their thread, so without a limit each would keep the memory of its longest line.
+    /// Nearly all lines are shorter, a dump of a message or a stack included. The user of a pool
+    /// handles a longer text in an object of its own.
+    static constexpr std::size_t s_uiLongestText = 16384;
+
     /// Holds an object of the pool for a scope.
     class Lease
     {

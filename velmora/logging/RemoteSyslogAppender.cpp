@@ -2,6 +2,7 @@
 
 #include "velmora/config/Parameter.h"
 #include "velmora/logging/LibraryLoggers.h"
+#include "velmora/logging/LogText.h"
 #include "velmora/logging/Syslog.h"
 #include "velmora/logging/SyslogHosts.h"
 
@@ -20,8 +21,6 @@
 #include <cstddef>
 #include <cstdint>
 #include <cstring>
-#include <ios>
-#include <locale>
 
 VELMORA_LIBRARY_FILE_SCOPE_LOGGER(RemoteSyslogAppender)
 
@@ -33,9 +32,6 @@ namespace
 
 /// In bytes. Fits into a packet of a common network path.
 constexpr std::size_t s_uiLongestDatagram = 900;
-
-/// In bytes. The memory of a longer line is released after it.
-constexpr std::size_t s_uiMostKept = 16384;
 
 /// Reads an integer above 0. An empty text leaves the number as it is. Returns false for any other
 /// text.
@@ -72,27 +68,6 @@ class Header
     std::size_t m_uiLength;
 };
 
-std::ostringstream makeStream()
-{
-    std::ostringstream stream;
-    stream.imbue(std::locale::classic());
-    return stream;
-}
-
-/// Puts a stream back into the state of a new one, whatever a layout has changed.
-void putBack(std::ostringstream& out_stream)
-{
-    if (out_stream.view().size() > s_uiMostKept || out_stream.getloc() != std::locale::classic() ||
-        out_stream.exceptions() != std::ios_base::goodbit)
-        out_stream = makeStream();
-    out_stream.str({});
-    out_stream.clear();
-    out_stream.flags(std::ios_base::skipws | std::ios_base::dec);
-    out_stream.precision(6);
-    out_stream.width(0);
-    out_stream.fill(' ');
-}
-
 /// Turns the rest of a message, after its first datagram has been sent, into a message. Returns its
 /// length.
 std::size_t moveRestBehindHeader(char* out_pMessage, std::size_t in_uiHeader,
@@ -127,8 +102,7 @@ void RemoteSyslogAppender::registerFactory()
 }
 
 RemoteSyslogAppender::RemoteSyslogAppender(const log4cplus::helpers::Properties& in_properties)
-    : log4cplus::Appender(in_properties), m_strHostName(in_properties.getProperty("Hostname")),
-      m_stream(makeStream())
+    : log4cplus::Appender(in_properties), m_strHostName(in_properties.getProperty("Hostname"))
 {
     if (configure(in_properties) && !open())
         errorHandler->error("failed to open RemoteSyslogAppender");
@@ -205,30 +179,13 @@ void RemoteSyslogAppender::append(const log4cplus::spi::InternalLoggingEvent& in
     const Fallible<unsigned> severity =
         loglevelToSyslogLevel(static_cast<LogLevel>(in_event.getLogLevel()));
     const Header header(static_cast<int>(severity + static_cast<unsigned>(m_iFacility)));
-    if (m_bFormatting) [[unlikely]]
-    {
-        // The layout logs to this appender itself, or it has thrown once. In the second case each
-        // line costs more from then on, but is sent.
-        std::ostringstream stream = makeStream();
-        formatAndSend(stream, header.text(), in_event);
-        return;
-    }
-    m_bFormatting = true;
-    putBack(m_stream);
-    formatAndSend(m_stream, header.text(), in_event);
-    m_bFormatting = false;
-}
-
-void RemoteSyslogAppender::formatAndSend(std::ostringstream& out_stream,
-                                         std::string_view in_strHeader,
-                                         const log4cplus::spi::InternalLoggingEvent& in_event) const
-{
-    out_stream.write(in_strHeader.data(), static_cast<std::streamsize>(in_strHeader.size()));
-    layout->formatAndAppend(out_stream, in_event);
-    const std::string_view strMessage = out_stream.view();
+    LogText text;
+    text.stream() << header.text();
+    layout->formatAndAppend(text.stream(), in_event);
+    const std::string& strMessage = text.text();
     if (strMessage.size() > s_uiLongestDatagram)
-        sendInPieces(std::string(strMessage), in_strHeader.size());
-    else if (strMessage.size() > in_strHeader.size())
+        sendInPieces(strMessage, header.text().size());
+    else if (strMessage.size() > header.text().size())
         send(strMessage);
 }
 

@@ -8,7 +8,6 @@
 #include <log4cplus/tstring.h>
 
 #include <cstddef>
-#include <sstream>
 #include <string>
 #include <string_view>
 
@@ -87,8 +86,6 @@ class VELMORA_API RemoteSyslogAppender : public log4cplus::Appender
     bool lookUpHost();
     bool openSocket();
     void closeSocket();
-    void formatAndSend(std::ostringstream& out_stream, std::string_view in_strHeader,
-                       const log4cplus::spi::InternalLoggingEvent& in_event) const;
     void sendInPieces(std::string in_strMessage, std::size_t in_uiHeader) const;
     void send(std::string_view in_strDatagram) const;
 
@@ -97,8 +94,6 @@ class VELMORA_API RemoteSyslogAppender : public log4cplus::Appender
     int m_iSocket = -1;
     std::string m_strHostName;
     SyslogHosts::Address m_hostAddress = 0;
-    bool m_bFormatting = false; ///< A line is in the stream, or a layout has thrown.
-    std::ostringstream m_stream;
     int m_iPort = 514;
     int m_iFacility = 8;
 };
