@@ -65,7 +65,7 @@ bool AccountMemAllocator::NameEqual::operator()(const NameRef& in_first,
 }
 
 AccountMemAllocator::AccountMemAllocator(const Logger& in_logger, bool in_bReportLeaks)
-    : MemAllocator<ACE_Thread_Mutex, 32>(in_logger, in_bReportLeaks)
+    : MemAllocator(in_logger, in_bReportLeaks)
 {
 }
 

@@ -28,7 +28,8 @@ namespace Velmora
 /// ERROR and fails an assertion; the memory is left alone. A header with a wrong token fails an
 /// assertion. A wrong account name is logged as an ERROR. In the last two cases the memory is
 /// released and credited to the account in its header.
-class VELMORA_API AccountMemAllocator : public MemAllocator<ACE_Thread_Mutex, 32>
+class VELMORA_API AccountMemAllocator
+    : public MemAllocator<ACE_Thread_Mutex, SizeClasses::s_ulNumber>
 {
   public:
     /// The name of an account: a copy of the text, with its hash.

@@ -1,6 +1,7 @@
 #pragma once
 
 #include "velmora/Export.h"
+#include "velmora/memory/SizeClasses.h"
 #include "velmora/memory/ThreadCache.h"
 
 #include <cstddef>
@@ -23,7 +24,8 @@ class VELMORA_API DefaultStaticMemAllocator
     {
         // While memory is accounted, this magazine is always empty. A size of 0 wraps and takes the
         // slow path.
-        if (const std::size_t uiClass = (in_uiSize - 1) / 8; uiClass < 32) [[likely]]
+        if (const std::size_t uiClass = SizeClasses::classOf(in_uiSize);
+            uiClass < SizeClasses::s_ulNumber) [[likely]]
             if (Magazine& magazine = ThreadCaches::defaultMagazine(uiClass); !magazine.isEmpty())
                 [[likely]]
                 return magazine.take();
@@ -34,7 +36,8 @@ class VELMORA_API DefaultStaticMemAllocator
     static void deallocate(void* in_pMemory, std::size_t in_uiSize, const char* in_szAccountName)
     {
         // While memory is accounted, this magazine is always full.
-        if (const std::size_t uiClass = (in_uiSize - 1) / 8; uiClass < 32) [[likely]]
+        if (const std::size_t uiClass = SizeClasses::classOf(in_uiSize);
+            uiClass < SizeClasses::s_ulNumber) [[likely]]
             if (Magazine& magazine = ThreadCaches::defaultMagazine(uiClass);
                 !magazine.isFull() && in_pMemory != nullptr) [[likely]]
                 return magazine.put(in_pMemory);

@@ -2,6 +2,7 @@
 
 #include "velmora/Export.h"
 #include "velmora/memory/AccountMemBlock.h"
+#include "velmora/memory/SizeClasses.h"
 
 #include <cstddef>
 #include <cstdint>
@@ -87,7 +88,8 @@ class VELMORA_API LMVectorIterator
 template <class T>
 class VELMORA_API LMVector
 {
-    static_assert(alignof(T) <= 8, "blocks of memory are aligned to 8 bytes");
+    static_assert(alignof(T) <= SizeClasses::s_ulGranule,
+                  "blocks of memory are aligned to 8 bytes");
 
   public:
     using value_type = T;

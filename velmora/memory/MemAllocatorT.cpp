@@ -200,6 +200,6 @@ void MemAllocatorNoT::openCaches(TakeBack in_takeBack)
 
 void MemAllocatorNoT::closeCaches() { ThreadCaches::releaseSlot(*this); }
 
-template class MemAllocator<ACE_Thread_Mutex, 32>;
+template class MemAllocator<ACE_Thread_Mutex, SizeClasses::s_ulNumber>;
 
 } // namespace Velmora

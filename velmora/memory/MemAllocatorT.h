@@ -4,6 +4,7 @@
 #include "velmora/application/GatedGuard.h"
 #include "velmora/application/OutputStreamable.h"
 #include "velmora/logging/ObjectWithLogger.h"
+#include "velmora/memory/SizeClasses.h"
 #include "velmora/memory/ThreadCache.h"
 
 #include <ace/Thread_Mutex.h>
@@ -195,8 +196,8 @@ class VELMORA_API MemAllocatorNoT : public ObjectWithLogger<Logger>
 };
 
 /// Allocates small objects in chunks, with one chunk allocator for each size class: element `i` has
-/// chunks of `8 * (i + 1)` bytes. Larger requests go to `malloc`. The caller passes the size again
-/// when it releases memory, so blocks have no header.
+/// chunks of `i + 1` granules (see `SizeClasses`). Larger requests go to `malloc`. The caller
+/// passes the size again when it releases memory, so blocks have no header.
 ///
 /// Each thread keeps some free chunks of each class in a cache, so that most operations take no
 /// lock. To a single thread, the free chunks of a class behave as one stack.
@@ -210,7 +211,7 @@ template <class Mutex, unsigned long NumClasses>
 class MemAllocator : public MemAllocatorNoT
 {
   public:
-    using ChunkAllocatorType = ChunkAllocator<Mutex, 8>;
+    using ChunkAllocatorType = ChunkAllocator<Mutex, SizeClasses::s_ulGranule>;
 
     MemAllocator(const Logger& in_logger, bool in_bReportLeaks);
     ~MemAllocator();
@@ -222,7 +223,7 @@ class MemAllocator : public MemAllocatorNoT
     /// Releases memory. Does nothing for a null pointer or a size of 0. The account is not used.
     void deallocate(void* in_pMemory, std::size_t in_uiSize, const char* in_szAccountName);
 
-    /// Returns the counters of the class of chunks of `8 * (in_uiClass + 1)` bytes, summed over all
+    /// Returns the counters of the class of chunks of `in_uiClass + 1` granules, summed over all
     /// threads.
     [[nodiscard]] ChunkAllocatorNoT::Stats getStats(std::size_t in_uiClass) const;
 
@@ -239,10 +240,6 @@ class MemAllocator : public MemAllocatorNoT
     void* allocateFromEmptyMagazine(std::size_t in_uiClass);
     void deallocateToFullMagazine(std::size_t in_uiClass, void* in_pMemory);
     Magazine* findOrMakeMagazine(std::size_t in_uiClass);
-
-    /// Returns the size class of a size. It is at least `NumClasses` if the memory comes from
-    /// `malloc`. A size of 0 wraps to a very large class, so callers check for 0 only there.
-    static std::size_t classOf(std::size_t in_uiSize) { return (in_uiSize - 1) / 8; }
 };
 
 template <class Mutex, unsigned long NumClasses>
@@ -274,7 +271,7 @@ void MemAllocator<Mutex, NumClasses>::initChunkAllocator(ChunkAllocatorType** ou
 template <class Mutex, unsigned long NumClasses>
 inline void* MemAllocator<Mutex, NumClasses>::allocate(std::size_t in_uiSize, const char*)
 {
-    const std::size_t uiClass = classOf(in_uiSize);
+    const std::size_t uiClass = SizeClasses::classOf(in_uiSize);
     if (uiClass < NumClasses) [[likely]]
     {
         if (ThreadCache* const pCache = ThreadCaches::find(getCacheSlot())) [[likely]]
@@ -289,7 +286,7 @@ template <class Mutex, unsigned long NumClasses>
 inline void MemAllocator<Mutex, NumClasses>::deallocate(void* in_pMemory, std::size_t in_uiSize,
                                                         const char*)
 {
-    const std::size_t uiClass = classOf(in_uiSize);
+    const std::size_t uiClass = SizeClasses::classOf(in_uiSize);
     if (in_pMemory == nullptr) [[unlikely]]
         return;
     if (uiClass < NumClasses) [[likely]]
@@ -373,6 +370,6 @@ void MemAllocator<Mutex, NumClasses>::takeBack(MemAllocatorNoT& in_allocator,
         pChunkAllocator->takeAll(in_magazine);
 }
 
-extern template class VELMORA_API MemAllocator<ACE_Thread_Mutex, 32>;
+extern template class VELMORA_API MemAllocator<ACE_Thread_Mutex, SizeClasses::s_ulNumber>;
 
 } // namespace Velmora

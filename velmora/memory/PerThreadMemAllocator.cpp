@@ -27,6 +27,6 @@ void PerThreadMemAllocatorNoT::reportBrokenHeader(const char* in_szCondition)
     const Assertion assertion(false, in_szCondition, __FILE__, __LINE__);
 }
 
-template class PerThreadMemAllocator<MemAllocator<ACE_Thread_Mutex, 32>>;
+template class PerThreadMemAllocator<MemAllocator<ACE_Thread_Mutex, SizeClasses::s_ulNumber>>;
 
 } // namespace Velmora

@@ -136,6 +136,7 @@ class PerThreadMemAllocator : public PerThreadMemAllocatorNoT
         std::numeric_limits<std::size_t>::max() - sizeof(Header);
 };
 
-extern template class VELMORA_API PerThreadMemAllocator<MemAllocator<ACE_Thread_Mutex, 32>>;
+extern template class VELMORA_API
+    PerThreadMemAllocator<MemAllocator<ACE_Thread_Mutex, SizeClasses::s_ulNumber>>;
 
 } // namespace Velmora

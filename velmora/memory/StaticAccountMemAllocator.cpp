@@ -14,9 +14,8 @@ namespace
 
 using TheAllocator = AllocatorOfProcess<AceCleanupAccountMemAllocator>;
 
-// As in `AccountMemAllocator`.
+/// As in `AccountMemAllocator`.
 constexpr std::size_t s_uiHeaderSize = 16;
-constexpr std::size_t s_uiLargestChunk = 256;
 
 } // namespace
 
@@ -39,7 +38,7 @@ void StaticAccountMemAllocator::deallocate(void* in_pMemory, std::size_t in_uiSi
     if (AccountMemAllocator* const pAllocator = TheAllocator::get()) [[likely]]
         pAllocator->deallocate(in_pMemory, in_uiSize, in_szAccountName);
     // Larger blocks come from `malloc`: after the end without a header, before it with one.
-    else if (in_uiSize + s_uiHeaderSize > s_uiLargestChunk &&
+    else if (in_uiSize + s_uiHeaderSize > SizeClasses::s_uiLargestChunk &&
              !MemoryAfterTheEnd::deallocate(in_pMemory))
         std::free(static_cast<char*>(in_pMemory) - s_uiHeaderSize);
 }

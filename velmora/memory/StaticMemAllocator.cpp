@@ -15,9 +15,8 @@ namespace Velmora
 namespace
 {
 
-using TheAllocator = AllocatorOfProcess<AceCleanupMemAllocator<ACE_Thread_Mutex, 32>>;
-
-constexpr std::size_t s_uiLargestChunk = 256;
+using TheAllocator =
+    AllocatorOfProcess<AceCleanupMemAllocator<ACE_Thread_Mutex, SizeClasses::s_ulNumber>>;
 
 } // namespace
 
@@ -38,7 +37,8 @@ void StaticMemAllocator::deallocate(void* in_pMemory, std::size_t in_uiSize,
     if (Allocator* const pAllocator = TheAllocator::get()) [[likely]]
         pAllocator->deallocate(in_pMemory, in_uiSize, in_szAccountName);
     // Larger blocks come from `malloc`, before the end and after it.
-    else if (in_uiSize > s_uiLargestChunk && !MemoryAfterTheEnd::deallocate(in_pMemory))
+    else if (in_uiSize > SizeClasses::s_uiLargestChunk &&
+             !MemoryAfterTheEnd::deallocate(in_pMemory))
         std::free(in_pMemory);
 }
 

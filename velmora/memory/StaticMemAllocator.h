@@ -11,14 +11,14 @@ namespace Velmora
 /// The allocator of the process that keeps no accounts. Code calls `DefaultStaticMemAllocator`.
 ///
 /// Works at any time in the life of the process. When the exit list has destroyed the allocator,
-/// all of its chunks are freed. New memory then comes from `malloc`. A release of at most 256
-/// bytes, the largest chunk, is ignored then; larger blocks go back to `malloc`.
+/// all of its chunks are freed. New memory then comes from `malloc`. A release of at most the size
+/// of the largest chunk is ignored then; larger blocks go back to `malloc`.
 ///
 /// Thread-safety: all operations may be called on any thread.
 class VELMORA_API StaticMemAllocator
 {
   public:
-    using Allocator = MemAllocator<ACE_Thread_Mutex, 32>;
+    using Allocator = MemAllocator<ACE_Thread_Mutex, SizeClasses::s_ulNumber>;
 
     [[nodiscard]] static void* allocate(std::size_t in_uiSize, const char* in_szAccountName);
     static void deallocate(void* in_pMemory, std::size_t in_uiSize, const char* in_szAccountName);

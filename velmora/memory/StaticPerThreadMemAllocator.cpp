@@ -18,8 +18,6 @@ namespace
 {
 
 constexpr std::size_t s_uiNumAllocators = 16;
-constexpr std::size_t s_uiHeaderSize = 16;
-constexpr std::size_t s_uiLargestChunk = 256;
 
 /// The object while it exists; null before its construction and after its destruction.
 constinit std::atomic<StaticPerThreadMemAllocatorImpl*> s_pAlive{nullptr};
@@ -80,9 +78,8 @@ void StaticPerThreadMemAllocator::deallocateSlowly(void* in_pMemory, std::size_t
     if (Impl* const pImpl = Impl::getInstance()) [[likely]]
         pImpl->deallocate(in_pMemory, in_uiSize, in_szAccountName);
     // Larger blocks come from `malloc`: after the end without a header, before it with one.
-    else if (in_uiSize + s_uiHeaderSize > s_uiLargestChunk &&
-             !MemoryAfterTheEnd::deallocate(in_pMemory))
-        std::free(static_cast<char*>(in_pMemory) - s_uiHeaderSize);
+    else if (in_uiSize > s_uiLargestInChunk && !MemoryAfterTheEnd::deallocate(in_pMemory))
+        std::free(static_cast<Impl::Header*>(in_pMemory) - 1);
 }
 
 bool StaticPerThreadMemAllocator::initializeClass()

@@ -18,7 +18,7 @@ namespace Velmora
 /// Ownership: the exit list's.
 /// Thread-safety, failure: as `PerThreadMemAllocator`.
 class VELMORA_API StaticPerThreadMemAllocatorImpl
-    : public PerThreadMemAllocator<MemAllocator<ACE_Thread_Mutex, 32>>,
+    : public PerThreadMemAllocator<MemAllocator<ACE_Thread_Mutex, SizeClasses::s_ulNumber>>,
       public AceCleanupNoT
 {
   public:
@@ -86,13 +86,14 @@ class VELMORA_API StaticPerThreadMemAllocator
 
   private:
     using Impl = StaticPerThreadMemAllocatorImpl;
-    using Allocator = MemAllocator<ACE_Thread_Mutex, 32>;
+    using Allocator = MemAllocator<ACE_Thread_Mutex, SizeClasses::s_ulNumber>;
 
-    static constexpr std::size_t s_uiLargestInChunk = 256 - sizeof(Impl::Header);
+    static constexpr std::size_t s_uiLargestInChunk =
+        SizeClasses::s_uiLargestChunk - sizeof(Impl::Header);
 
     static Magazine& magazineFor(const ThreadCaches::Preferred& in_own, std::size_t in_uiSize)
     {
-        const std::size_t uiClass = (in_uiSize + sizeof(Impl::Header) - 1) / 8;
+        const std::size_t uiClass = SizeClasses::classOf(in_uiSize + sizeof(Impl::Header));
         return in_own.pMagazines.load(std::memory_order_relaxed)[uiClass];
     }
 

@@ -11,8 +11,6 @@ namespace Velmora
 namespace
 {
 
-constexpr std::size_t s_uiNumDefaultClasses = 32;
-
 /// The state that all threads share. Never destroyed, because threads may end after static
 /// destructors have run.
 struct Shared
@@ -40,7 +38,7 @@ constinit thread_local bool s_bThreadIsEnding = false;
 } // namespace
 
 constinit ThreadCaches::Table ThreadCaches::s_noEntries;
-constinit Magazine ThreadCaches::s_noMagazines[s_uiNumDefaultClasses];
+constinit Magazine ThreadCaches::s_noMagazines[SizeClasses::s_ulNumber];
 constinit thread_local ThreadCaches::Table* ThreadCaches::s_pTable = &ThreadCaches::s_noEntries;
 constinit thread_local std::atomic<Magazine*> ThreadCaches::s_pDefaultMagazines{
     ThreadCaches::s_noMagazines};

@@ -1,6 +1,7 @@
 #pragma once
 
 #include "velmora/Export.h"
+#include "velmora/memory/SizeClasses.h"
 
 #include <array>
 #include <atomic>
@@ -191,8 +192,8 @@ class VELMORA_API ThreadCaches
     }
 
     /// Makes an allocator the default, whose magazines threads find by one thread-local pointer. It
-    /// must have 32 size classes. Caches that threads created before are still found the slower
-    /// way.
+    /// must have the classes of `SizeClasses`. Caches that threads created before are still found
+    /// the slower way.
     static void setDefault(const MemAllocatorNoT& in_allocator);
 
     /// The allocator that a thread prefers, and the thread's magazines for it. Without one, the
@@ -208,7 +209,7 @@ class VELMORA_API ThreadCaches
     static const Preferred& preferred() { return s_preferred; }
 
     /// Makes an allocator the preferred one of the calling thread. Does nothing if the thread has
-    /// no cache for it. It must have 32 size classes.
+    /// no cache for it. It must have the classes of `SizeClasses`.
     static void prefer(MemAllocatorNoT& in_allocator);
     /// Leaves the calling thread without a preferred allocator.
     static void preferNone();
