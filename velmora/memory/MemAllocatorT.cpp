@@ -184,22 +184,6 @@ void ChunkAllocatorNoT::addCounts(std::uint64_t in_uiAllocated, std::uint64_t in
     m_stats.uiNumChunkDealloc += in_uiDeallocated;
 }
 
-MemAllocatorNoT::MemAllocatorNoT(const Logger& in_logger, bool in_bReportLeaks)
-    : ObjectWithLogger<Logger>(in_logger), m_bReportLeaks(in_bReportLeaks)
-{
-    VELMORA_TRACE_SCOPE(MemAllocatorNoT::MemAllocatorNoT);
-}
-
-MemAllocatorNoT::~MemAllocatorNoT() { VELMORA_TRACE_SCOPE(MemAllocatorNoT::~MemAllocatorNoT); }
-
-void MemAllocatorNoT::openCaches(TakeBack in_takeBack)
-{
-    m_takeBack = in_takeBack;
-    ThreadCaches::takeSlot(*this);
-}
-
-void MemAllocatorNoT::closeCaches() { ThreadCaches::releaseSlot(*this); }
-
 template class MemAllocator<ACE_Thread_Mutex, SizeClasses::s_ulNumber>;
 
 } // namespace Velmora

@@ -4,6 +4,7 @@
 #include "velmora/application/GatedGuard.h"
 #include "velmora/application/OutputStreamable.h"
 #include "velmora/logging/ObjectWithLogger.h"
+#include "velmora/memory/MemAllocatorNoT.h"
 #include "velmora/memory/SizeClasses.h"
 #include "velmora/memory/ThreadCache.h"
 
@@ -161,38 +162,6 @@ class ChunkAllocator : public ChunkAllocatorNoT
     /// Guards the members of the base class. `malloc` and `free` may run while it is held, but no
     /// foreign code.
     mutable Mutex m_mutex;
-};
-
-/// The part of an allocator that does not depend on the lock and the number of size classes.
-class VELMORA_API MemAllocatorNoT : public ObjectWithLogger<Logger>
-{
-  public:
-    MemAllocatorNoT(const Logger& in_logger, bool in_bReportLeaks);
-    ~MemAllocatorNoT();
-    MemAllocatorNoT(const MemAllocatorNoT&) = delete;
-    MemAllocatorNoT& operator=(const MemAllocatorNoT&) = delete;
-
-  protected:
-    /// Takes back a magazine of one size class. A function pointer stands for a virtual function,
-    /// as the classes have none.
-    using TakeBack = void (*)(MemAllocatorNoT&, std::size_t in_uiClass, Magazine&);
-
-    /// Lets threads cache chunks. Called when the allocator is completely constructed.
-    void openCaches(TakeBack in_takeBack);
-
-    /// Takes back all chunks that threads cache.
-    void closeCaches();
-
-    [[nodiscard]] bool isReportingLeaks() const { return m_bReportLeaks; }
-    [[nodiscard]] std::size_t getCacheSlot() const { return m_uiCacheSlot; }
-
-  private:
-    friend class ThreadCaches;
-
-    bool m_bReportLeaks;
-    std::size_t m_uiCacheSlot = ThreadCaches::s_uiNoSlot;
-    TakeBack m_takeBack = nullptr;
-    ThreadCache* m_pFirstCache = nullptr;
 };
 
 /// Allocates small objects in chunks, with one chunk allocator for each size class: element `i` has

@@ -1,6 +1,9 @@
 #include "velmora/memory/ThreadCache.h"
 
-#include "velmora/memory/MemAllocatorT.h"
+#include "velmora/application/GatedGuard.h"
+#include "velmora/memory/MemAllocatorNoT.h"
+
+#include <ace/Thread_Mutex.h>
 
 #include <memory>
 #include <new>
@@ -146,6 +149,14 @@ void ThreadCaches::unlinkFromOwner(const ThreadCache& in_cache)
         ppLink = &(*ppLink)->m_pNextOfOwner;
     *ppLink = in_cache.m_pNextOfOwner;
 }
+
+void MemAllocatorNoT::openCaches(TakeBack in_takeBack)
+{
+    m_takeBack = in_takeBack;
+    ThreadCaches::takeSlot(*this);
+}
+
+void MemAllocatorNoT::closeCaches() { ThreadCaches::releaseSlot(*this); }
 
 void ThreadCaches::takeSlot(MemAllocatorNoT& out_owner)
 {

@@ -2,6 +2,7 @@
 
 #include "velmora/Export.h"
 #include "velmora/memory/SizeClasses.h"
+#include "velmora/memory/ThreadCacheSlots.h"
 
 #include <array>
 #include <atomic>
@@ -179,10 +180,8 @@ class VELMORA_API ThreadCache
 class VELMORA_API ThreadCaches
 {
   public:
-    /// The largest number of allocators with caches at one time. Further allocators work without.
-    static constexpr std::size_t s_uiNumSlots = 64;
-    /// The slot of an allocator without caches; its entry is null in each table.
-    static constexpr std::size_t s_uiNoSlot = s_uiNumSlots;
+    static constexpr std::size_t s_uiNumSlots = ThreadCacheSlots::s_uiNumber;
+    static constexpr std::size_t s_uiNoSlot = ThreadCacheSlots::s_uiNone;
 
     /// Returns the calling thread's magazine of a size class of the default allocator. If there is
     /// none, returns a magazine that is always empty and full.
@@ -244,6 +243,7 @@ class VELMORA_API ThreadCaches
   private:
     struct Table
     {
+        /// The last one, of `s_uiNoSlot`, stays null.
         std::array<std::atomic<ThreadCache*>, s_uiNumSlots + 1> entries{};
         /// The thread's `s_pDefaultMagazines`.
         std::atomic<Magazine*>* ppDefaultMagazines = nullptr;
