@@ -43,7 +43,7 @@ class VELMORA_API RemoteSyslogAppender : public log4cplus::Appender
 {
   public:
     /// The name of the appender in a configuration.
-    static constexpr const char* s_szTypeName = "velmora::RemoteSyslogAppender";
+    static constexpr const char* s_szTypeName = SyslogHosts::s_szAppenderClass;
 
     /// Makes the appenders that a configuration names.
     class VELMORA_API Factory : public log4cplus::spi::AppenderFactory

@@ -1,7 +1,5 @@
 #include "velmora/logging/SyslogHosts.h"
 
-#include "velmora/logging/RemoteSyslogAppender.h"
-
 #include <log4cplus/helpers/property.h>
 
 #include <netdb.h>
@@ -29,7 +27,7 @@ SyslogHosts::SyslogHosts(const log4cplus::helpers::Properties& in_configuration)
         in_configuration.getPropertySubset("appender.");
     for (const std::string& strAppender : appenders.propertyNames())
     {
-        if (appenders.getProperty(strAppender) != RemoteSyslogAppender::s_szTypeName)
+        if (appenders.getProperty(strAppender) != s_szAppenderClass)
             continue;
         const std::string& strHostName = appenders.getProperty(strAppender + ".Hostname");
         if (!strHostName.empty() && !m_addresses.contains(strHostName))

@@ -29,6 +29,9 @@ class VELMORA_API SyslogHosts
   public:
     using Address = std::uint32_t; ///< An IPv4 address in network byte order.
 
+    /// The class of the remote syslog appenders, as a configuration names it.
+    static constexpr const char* s_szAppenderClass = "velmora::RemoteSyslogAppender";
+
     /// Looks up the servers. The properties are those of a `PropertyConfigurator`, whose names
     /// begin with "appender.".
     explicit SyslogHosts(const log4cplus::helpers::Properties& in_configuration);
