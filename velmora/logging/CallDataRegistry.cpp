@@ -1,9 +1,7 @@
 #include "velmora/logging/CallDataRegistry.h"
 
 #include "velmora/application/Assertion.h"
-#include "velmora/logging/CallDataRegistryImpl.h"
 #include "velmora/logging/LibraryLoggers.h"
-#include "velmora/logging/WithoutThrowing.h"
 
 #include <utility>
 
@@ -16,8 +14,6 @@ CallData::~CallData() = default;
 
 CallDataRegistry::~CallDataRegistry() = default;
 
-CallDataRegistry* CallDataRegistry::getInstance() { return CallDataRegistryImpl::getInstance(); }
-
 CallDataRegistry::CallDataHandle::CallDataHandle(const char* in_szCallId) : m_strCallId(in_szCallId)
 {
 }
@@ -26,7 +22,7 @@ CallDataRegistry::CallDataHandle::CallDataHandle(const CallDataHandle& in_handle
     : m_strCallId(in_handle.m_strCallId), m_pCallData(in_handle.m_pCallData)
 {
     if (m_pCallData != nullptr)
-        CallDataRegistryImpl::getInstance()->incrementRefCount(m_strCallId.c_str());
+        addReference();
 }
 
 CallDataRegistry::CallDataHandle::CallDataHandle(CallDataHandle&& in_handle) noexcept
@@ -46,7 +42,7 @@ CallDataRegistry::CallDataHandle::operator=(const CallDataHandle& in_handle)
     letGo();
     m_strCallId = in_handle.m_strCallId;
     if (in_handle.m_pCallData != nullptr)
-        CallDataRegistryImpl::getInstance()->incrementRefCount(m_strCallId.c_str());
+        addReference();
     m_pCallData = in_handle.m_pCallData;
     return *this;
 }
@@ -72,22 +68,6 @@ void CallDataRegistry::CallDataHandle::releaseObject()
         return;
     letGo();
     m_strCallId.clear();
-}
-
-void CallDataRegistry::CallDataHandle::letGo() noexcept
-{
-    if (m_pCallData == nullptr)
-        return;
-    m_pCallData = nullptr;
-    if (CallDataRegistryImpl* const pRegistry = CallDataRegistryImpl::ifAlive())
-        withoutThrowing(::liveFileScopeLogger(), "exception while a call ends",
-                        [this, pRegistry] { pRegistry->decrementRefCount(m_strCallId.c_str()); });
-}
-
-log4cplus::Appender* CallDataRegistry::CallDataHandle::getAppenderOfCall() const
-{
-    return m_pCallData != nullptr ? static_cast<CallDataImpl*>(m_pCallData)->getOwnAppender().get()
-                                  : nullptr;
 }
 
 LimitedObjPtr<CallData> CallDataRegistry::CallDataHandle::operator->() const

@@ -90,6 +90,8 @@ class VELMORA_API CallDataRegistry::CallDataHandle
   private:
     friend class CallDataRegistryImpl;
 
+    /// Counts a reference on the active call with this handle's id.
+    void addReference() const;
     /// Releases the call if one is held, and keeps the id.
     void letGo() noexcept;
 

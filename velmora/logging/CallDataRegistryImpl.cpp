@@ -6,6 +6,7 @@
 #include "velmora/logging/LibraryLoggers.h"
 #include "velmora/logging/LogMacros.h"
 #include "velmora/logging/OncePerProcess.h"
+#include "velmora/logging/WithoutThrowing.h"
 
 #include <exception>
 
@@ -189,6 +190,29 @@ void CallDataRegistryImpl::afterForkInChild()
         for (const auto& entry : pRegistry->m_callDataHash)
             if (entry.second)
                 entry.second->leaveAppenderToParent();
+}
+
+CallDataRegistry* CallDataRegistry::getInstance() { return CallDataRegistryImpl::getInstance(); }
+
+void CallDataRegistry::CallDataHandle::addReference() const
+{
+    CallDataRegistryImpl::getInstance()->incrementRefCount(m_strCallId.c_str());
+}
+
+void CallDataRegistry::CallDataHandle::letGo() noexcept
+{
+    if (m_pCallData == nullptr)
+        return;
+    m_pCallData = nullptr;
+    if (CallDataRegistryImpl* const pRegistry = CallDataRegistryImpl::ifAlive())
+        withoutThrowing(::liveFileScopeLogger(), "exception while a call ends",
+                        [this, pRegistry] { pRegistry->decrementRefCount(m_strCallId.c_str()); });
+}
+
+log4cplus::Appender* CallDataRegistry::CallDataHandle::getAppenderOfCall() const
+{
+    return m_pCallData != nullptr ? static_cast<CallDataImpl*>(m_pCallData)->getOwnAppender().get()
+                                  : nullptr;
 }
 
 CallDataRegistry::CallDataImpl::CallDataImpl(const std::string& in_strCallId)
