@@ -77,9 +77,8 @@ VELMORA_LIBRARY_LOGGERS(VELMORA_DECLARE_LIBRARY_LOGGER)
 
 } // namespace Velmora::LibraryLoggers
 
-/// VELMORA_FILE_SCOPE_LOGGER for a source file of the library itself. Brings up the whole library,
-/// in its order, before the logger is used.
-#define VELMORA_LIBRARY_FILE_SCOPE_LOGGER(source)                                            \
+/// Defines one of these loggers.
+#define VELMORA_LIBRARY_LOGGER(source)                                                       \
     namespace Velmora::LibraryLoggers                                                        \
     {                                                                                        \
     AceCleanupLogger* source()                                                               \
@@ -87,7 +86,12 @@ VELMORA_LIBRARY_LOGGERS(VELMORA_DECLARE_LIBRARY_LOGGER)
         static AceCleanupLogger* const s_pLogger = new AceCleanupLogger(s_sz##source##Name); \
         return s_pLogger;                                                                    \
     }                                                                                        \
-    }                                                                                        \
+    }
+
+/// VELMORA_FILE_SCOPE_LOGGER for a source file of the library itself. Brings up the whole library,
+/// in its order, before the logger is used.
+#define VELMORA_LIBRARY_FILE_SCOPE_LOGGER(source) \
+    VELMORA_LIBRARY_LOGGER(source)                \
     VELMORA_LIBRARY_FILE_SCOPE_LOGGER_OF(source)
 
 /// Same, for a further source file that logs through the logger of another one.

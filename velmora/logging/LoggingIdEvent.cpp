@@ -1,10 +1,6 @@
 #include "velmora/logging/LoggingIdEvent.h"
 
-#include "velmora/logging/LibraryLoggers.h"
-
 #include <algorithm>
-
-VELMORA_LIBRARY_FILE_SCOPE_LOGGER(LoggingIdEvent)
 
 namespace Velmora
 {

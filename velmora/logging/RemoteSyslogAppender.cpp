@@ -1,7 +1,6 @@
 #include "velmora/logging/RemoteSyslogAppender.h"
 
 #include "velmora/config/Parameter.h"
-#include "velmora/logging/LibraryLoggers.h"
 #include "velmora/logging/LogText.h"
 #include "velmora/logging/Syslog.h"
 #include "velmora/logging/SyslogHosts.h"
@@ -21,8 +20,6 @@
 #include <cstddef>
 #include <cstdint>
 #include <cstring>
-
-VELMORA_LIBRARY_FILE_SCOPE_LOGGER(RemoteSyslogAppender)
 
 namespace Velmora
 {
