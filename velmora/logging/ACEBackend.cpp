@@ -2,6 +2,7 @@
 
 #include "velmora/logging/Log4cplusAccess.h"
 #include "velmora/logging/Log4cplusBackend.h"
+#include "velmora/logging/LoggingSeam.h"
 #include "velmora/logging/OncePerProcess.h"
 
 #include <ace/Log_Msg.h>
@@ -67,5 +68,7 @@ ACEBackend* getACEBackend()
     static_cast<void>(s_bMade);
     return backendOfProcess().get();
 }
+
+ACEBackend* LoggingSeam::makeBridge() { return getACEBackend(); }
 
 } // namespace Velmora

@@ -1,12 +1,10 @@
 #include "velmora/logging/DeferredLine.h"
 
 #include "velmora/logging/Log4cplusAccess.h"
-#include "velmora/logging/Logger.h"
 #include "velmora/logging/LoggingIdEvent.h"
+#include "velmora/logging/LoggingSeam.h"
 #include "velmora/logging/PerThreadPool.h"
-#include "velmora/logging/WithoutThrowing.h"
 
-#include <exception>
 #include <typeinfo>
 #include <utility>
 
@@ -17,8 +15,6 @@ namespace
 {
 
 using log4cplus::spi::InternalLoggingEvent;
-
-constexpr const char* s_szFailure = "exception of an appender";
 
 log4cplus::spi::LoggerImpl& implOf(const log4cplus::Logger& in_logger)
 {
@@ -62,17 +58,6 @@ void DeferredLine::keep(const InternalLoggingEvent& in_event)
         m_pCopy = in_event.clone();
 }
 
-void DeferredLine::reportFailure() const noexcept
-try
-{
-    const Logger logger(m_pAppender ? "keswardin" : m_logger.getName());
-    logCaughtException(&logger, s_szFailure);
-}
-catch (const std::exception&)
-{
-    logCaughtException(nullptr, s_szFailure);
-}
-
 void DeferredLine::run() noexcept
 {
     const InternalLoggingEvent& event =
@@ -86,7 +71,7 @@ void DeferredLine::run() noexcept
     }
     catch (...)
     {
-        reportFailure();
+        LoggingSeam::logFailureOfLine(m_pAppender ? "keswardin" : m_logger.getName().c_str());
     }
     // If the call has ended while its line waited, this closes the call's file.
     m_pAppender = log4cplus::SharedAppenderPtr();

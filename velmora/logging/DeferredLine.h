@@ -41,8 +41,6 @@ class DeferredLine final : public ProcessGate::Deferred
   private:
     /// Stores the event, without a copy if possible.
     void keep(const log4cplus::spi::InternalLoggingEvent& in_event);
-    /// Logs the exception that is being handled.
-    void reportFailure() const noexcept;
 
     /// The destination: the appender if it is set, else the logger.
     log4cplus::Logger m_logger;

@@ -2,10 +2,10 @@
 
 #include "velmora/application/Lifetime.h"
 #include "velmora/application/ProcessGate.h"
-#include "velmora/logging/ACEBackend.h"
 #include "velmora/logging/DeferredLine.h"
 #include "velmora/logging/LevelChange.h"
 #include "velmora/logging/Log4cplusAccess.h"
+#include "velmora/logging/LoggingSeam.h"
 #include "velmora/logging/PerThreadPool.h"
 #include "velmora/logging/ReusableEvent.h"
 
@@ -40,7 +40,7 @@ namespace
 }
 
 [[maybe_unused]] const ACEBackend* const __force_init__ACEBackend__ =
-    (bringUpLibrary(), getACEBackend());
+    (bringUpLibrary(), LoggingSeam::makeBridge());
 [[maybe_unused]] const ACE_Thread_Mutex* const __force_init_mutex__ = &Logger::sGetConfigMutex();
 
 } // namespace
@@ -53,7 +53,7 @@ Logger::Logger(const std::string& in_strName)
     : log4cplus::Logger(log4cplus::Logger::getInstance(in_strName))
 {
     // Configures log4cplus if this is the first logger of the process.
-    getACEBackend();
+    LoggingSeam::makeBridge();
 }
 
 Logger::Logger(const Logger&) = default;

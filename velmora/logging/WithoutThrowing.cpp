@@ -3,6 +3,7 @@
 #include "velmora/logging/DeferredLine.h"
 #include "velmora/logging/Log4cplusAccess.h"
 #include "velmora/logging/Logger.h"
+#include "velmora/logging/LoggingSeam.h"
 
 #include <log4cplus/spi/loggingevent.h>
 
@@ -121,6 +122,20 @@ void logCaughtException(const Logger* in_pLogger, const char* in_szWhat) noexcep
     catch (...)
     {
         logOnce(in_pLogger, in_szWhat, "an exception without a text");
+    }
+}
+
+void LoggingSeam::logFailureOfLine(const char* in_szLogger) noexcept
+{
+    constexpr const char* szFailure = "exception of an appender";
+    try
+    {
+        const Logger logger(in_szLogger);
+        logCaughtException(&logger, szFailure);
+    }
+    catch (const std::exception&)
+    {
+        logCaughtException(nullptr, szFailure);
     }
 }
 
