@@ -12,10 +12,10 @@
 #include "velmora/logging/CallAppenderFactory.h"
 #include "velmora/logging/CallDataRegistryImpl.h"
 #include "velmora/logging/ConfigurationTurn.h"
+#include "velmora/logging/HierarchyLocks.h"
 #include "velmora/logging/LevelChange.h"
 #include "velmora/logging/LibraryLoggers.h"
 #include "velmora/logging/LineInTime.h"
-#include "velmora/logging/Log4cplusAccess.h"
 #include "velmora/logging/OncePerProcess.h"
 #include "velmora/logging/RemoteSyslogAppender.h"
 #include "velmora/memory/PerThreadMemAllocator.h"
@@ -94,7 +94,7 @@ class ForkHandlers
     {
         Python::InterpreterFork::setInterpreterOfGate();
         // Allocated here, as a fork may happen when there is no memory.
-        s_pLocks = new Log4cplusAccess::HierarchyLocks(log4cplus::Logger::getDefaultHierarchy());
+        s_pLocks = new HierarchyLocks(log4cplus::Logger::getDefaultHierarchy());
         pthread_atfork(&prepare, &parent, &child);
     }
 
@@ -131,7 +131,7 @@ class ForkHandlers
             // Not unlocked but renewed: the mutexes know their owner by a thread id that differs in
             // the child.
             s_pLocks->forget();
-            Log4cplusAccess::renewHierarchyAfterFork(log4cplus::Logger::getDefaultHierarchy());
+            HierarchyLocks::renewAfterFork(log4cplus::Logger::getDefaultHierarchy());
         }
         CallDataRegistryImpl::afterForkInChild();
         Python::InterpreterFork::child();
@@ -158,7 +158,7 @@ class ForkHandlers
     }
 
     /// These two are guarded by the turn to close the gate, which the forking thread has.
-    static inline Log4cplusAccess::HierarchyLocks* s_pLocks = nullptr;
+    static inline HierarchyLocks* s_pLocks = nullptr;
     static inline bool s_bClosed = false;
 };
 

@@ -1,10 +1,10 @@
 #include "velmora/logging/CallLogger.h"
 
 #include "velmora/application/Assertion.h"
+#include "velmora/logging/AppenderChain.h"
 #include "velmora/logging/CallAppenderFactory.h"
 #include "velmora/logging/DeferredLine.h"
 #include "velmora/logging/LibraryLoggers.h"
-#include "velmora/logging/Log4cplusAccess.h"
 #include "velmora/logging/WithoutThrowing.h"
 
 #include <cstring>
@@ -59,7 +59,7 @@ bool CallLogger::isParticipant() const
 {
     // Never destroyed: calls may start in static destructors.
     static const std::string& s_strName = *new std::string(s_szCallLogAppender);
-    return Log4cplusAccess::isAppenderInChain(*value, s_strName);
+    return AppenderChain::contains(*value, s_strName);
 }
 
 void CallLogger::callEnd()

@@ -1,5 +1,6 @@
 #include "velmora/logging/DeferredLine.h"
 
+#include "velmora/logging/AppenderChain.h"
 #include "velmora/logging/Log4cplusAccess.h"
 #include "velmora/logging/LoggingIdEvent.h"
 #include "velmora/logging/LoggingSeam.h"
@@ -27,7 +28,7 @@ void DeferredLine::append(const log4cplus::Logger& in_logger, const InternalLogg
 {
     const ProcessGate::Pass pass;
     if (!ProcessGate::isHolding()) [[likely]]
-        return Log4cplusAccess::callAppenders(implOf(in_logger), in_event);
+        return AppenderChain::callAppenders(implOf(in_logger), in_event);
     PerThreadPool<DeferredLine>::Lease line;
     line->m_logger = in_logger;
     line->keep(in_event);
@@ -39,7 +40,7 @@ void DeferredLine::append(log4cplus::Appender& inout_appender, const InternalLog
 {
     const ProcessGate::Pass pass;
     if (!ProcessGate::isHolding()) [[likely]]
-        return Log4cplusAccess::append(inout_appender, in_event);
+        return AppenderChain::append(inout_appender, in_event);
     PerThreadPool<DeferredLine>::Lease line;
     line->keep(in_event);
     // Set last: if `keep` throws, the pool must not keep a reference on the appender.
@@ -65,9 +66,9 @@ void DeferredLine::run() noexcept
     try
     {
         if (m_pAppender)
-            Log4cplusAccess::append(*m_pAppender, event);
+            AppenderChain::append(*m_pAppender, event);
         else
-            Log4cplusAccess::callAppenders(implOf(m_logger), event);
+            AppenderChain::callAppenders(implOf(m_logger), event);
     }
     catch (...)
     {

@@ -1,5 +1,6 @@
 #include "velmora/logging/LineInTime.h"
 
+#include "velmora/logging/AppenderChain.h"
 #include "velmora/logging/Log4cplusAccess.h"
 
 #include <log4cplus/helpers/loglog.h>
@@ -24,19 +25,19 @@ class ChainLocks
     explicit ChainLocks(const log4cplus::Logger& in_logger)
     {
         const auto end = Log4cplusAccess::TimedMutex::Clock::now() + s_limit;
-        Log4cplusAccess::forEachInAppenderChain(Log4cplusAccess::HandleMembers::implOf(in_logger),
-                                                [&](const log4cplus::spi::LoggerImpl& in_link)
-                                                {
-                                                    const Log4cplusAccess::TimedMutex mutex(
-                                                        in_link.appender_list_mutex);
-                                                    // Reserved first, so that a locked mutex can be
-                                                    // recorded without memory.
-                                                    m_locked.reserve(m_locked.size() + 1);
-                                                    m_bAll = mutex.lock(end);
-                                                    if (m_bAll)
-                                                        m_locked.push_back(mutex);
-                                                    return m_bAll;
-                                                });
+        AppenderChain::forEach(Log4cplusAccess::HandleMembers::implOf(in_logger),
+                               [&](const log4cplus::spi::LoggerImpl& in_link)
+                               {
+                                   const Log4cplusAccess::TimedMutex mutex(
+                                       in_link.appender_list_mutex);
+                                   // Reserved first, so that a locked mutex can be
+                                   // recorded without memory.
+                                   m_locked.reserve(m_locked.size() + 1);
+                                   m_bAll = mutex.lock(end);
+                                   if (m_bAll)
+                                       m_locked.push_back(mutex);
+                                   return m_bAll;
+                               });
     }
     ~ChainLocks()
     {

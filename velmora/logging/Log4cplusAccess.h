@@ -1,10 +1,10 @@
 #pragma once
 
 // Everything that this library needs from log4cplus beyond its published interface, for the
-// versions that it is built with. Nothing else in the tree depends on the version.
+// versions that it is built with. Nothing else in the tree depends on the version. What is built on
+// these parts alone is in AppenderChain.h and HierarchyLocks.h.
 
 #include "velmora/Sanitizers.h"
-#include "velmora/application/ProcessGate.h"
 
 #include <log4cplus/appender.h>
 #include <log4cplus/fileappender.h>
@@ -16,13 +16,10 @@
 #include <pthread.h>
 
 #include <chrono>
-#include <cstddef>
 #include <ctime>
 #include <map>
 #include <memory>
 #include <new>
-#include <utility>
-#include <vector>
 
 #if LOG4CPLUS_VERSION < LOG4CPLUS_MAKE_VERSION(2, 0, 0) || \
     LOG4CPLUS_VERSION >= LOG4CPLUS_MAKE_VERSION(2, 1, 0)
@@ -205,140 +202,11 @@ class TimedMutex
     pthread_mutex_t* m_pMutex;
 };
 
-/// Holds a mutex of log4cplus for a line that has passed the gate. While the line waits for the
-/// mutex, its thread counts as outside for forks, because an appender that forks may hold it.
-///
-/// With ThreadSanitizer, log4cplus's own operations are used, which ThreadSanitizer sees, and the
-/// mutex is always waited for: it learns the order of locks from waiting only.
-class MutexOfLine
-{
-  public:
-    explicit MutexOfLine(const log4cplus::thread::Mutex& in_mutex) : m_mutex(in_mutex)
-    {
-        if (VELMORA_THREAD_SANITIZER || !TimedMutex(in_mutex).tryLock()) [[unlikely]]
-            wait();
-    }
-    ~MutexOfLine()
-    {
-        if (VELMORA_THREAD_SANITIZER)
-            m_mutex.unlock();
-        else
-            TimedMutex(m_mutex).unlock();
-    }
-    MutexOfLine(const MutexOfLine&) = delete;
-    MutexOfLine& operator=(const MutexOfLine&) = delete;
-
-  private:
-    [[gnu::noinline]] void wait()
-    {
-        ProcessGate::waitForLock(
-            ProcessGate::Awaited::foreign,
-            [this]
-            {
-                m_mutex.lock();
-                return 0;
-            },
-            [this] { m_mutex.unlock(); });
-    }
-
-    const log4cplus::thread::Mutex& m_mutex;
-};
-
-/// Holds the locks of a hierarchy for a thread that has closed the gate. Threads that log through
-/// log4cplus itself do not pass the gate; these locks make them wait. While one of the locks is
-/// held, the others are waited for only up to a time limit.
-class HierarchyLocks
-{
-  public:
-    using Clock = TimedMutex::Clock;
-
-    explicit HierarchyLocks(log4cplus::Hierarchy& in_hierarchy) : m_hierarchy(in_hierarchy) {}
-    ~HierarchyLocks() { unlock(); }
-    HierarchyLocks(const HierarchyLocks&) = delete;
-    HierarchyLocks& operator=(const HierarchyLocks&) = delete;
-
-    /// Locks the hierarchy's own mutex and the list of each logger.
-    /// Failure: returns false, with none of them held, if one cannot be locked until `in_end`, or
-    /// if there is no memory to record them.
-    [[nodiscard]] bool lockAll(Clock::time_point in_end)
-    {
-        if (lockWhatCanBeHad(in_end))
-            return true;
-        unlock();
-        return false;
-    }
-
-    /// Same, but keeps the locks that it could take. Returns whether it could take all of them.
-    bool lockWhatCanBeHad(Clock::time_point in_end) noexcept
-    try
-    {
-        m_bHierarchy = TimedMutex(hashtableMutexOf(m_hierarchy)).lock(in_end);
-        if (!m_bHierarchy)
-            return false;
-        // Locked a second time, so that ThreadSanitizer sees it while the loggers are read, but not
-        // while lists are used later.
-        const log4cplus::thread::MutexGuard guard(hashtableMutexOf(m_hierarchy));
-        m_locked.reserve(loggersOf(m_hierarchy).size() + 1);
-        bool bAll = true;
-        forEachLogger(m_hierarchy,
-                      [this, in_end, &bAll](log4cplus::spi::LoggerImpl& in_logger)
-                      {
-                          if (TimedMutex(in_logger.appender_list_mutex).lock(in_end))
-                              m_locked.push_back(&in_logger);
-                          else
-                              bAll = false;
-                      });
-        return bAll;
-    }
-    catch (const std::bad_alloc&)
-    {
-        return false;
-    }
-
-    void unlock() noexcept
-    {
-        for (const log4cplus::spi::LoggerImpl* const pLogger : m_locked)
-            TimedMutex(pLogger->appender_list_mutex).unlock();
-        m_locked.clear();
-        if (std::exchange(m_bHierarchy, false))
-            TimedMutex(hashtableMutexOf(m_hierarchy)).unlock();
-    }
-
-    /// Forgets the locks without unlocking them, in the child of a fork: the mutexes are
-    /// reinitialized there.
-    void forget() noexcept
-    {
-        m_locked.clear();
-        m_bHierarchy = false;
-    }
-
-  private:
-    log4cplus::Hierarchy& m_hierarchy;
-    /// Whether the hierarchy's own mutex is held.
-    bool m_bHierarchy = false;
-    /// The loggers whose lists are locked.
-    std::vector<log4cplus::spi::LoggerImpl*> m_locked;
-};
-
 /// Reinitializes, in the child of a fork, a recursive mutex that the forking thread holds.
 /// Unlocking it there would fail, since its owner is a thread number that the child does not have.
 inline void renewAfterFork(log4cplus::thread::Mutex& out_mutex)
 {
     new (&out_mutex) log4cplus::thread::Mutex;
-}
-
-/// Reinitializes, in the child of a fork, all mutexes that logging takes.
-inline void renewHierarchyAfterFork(log4cplus::Hierarchy& in_hierarchy)
-{
-    renewAfterFork(hashtableMutexOf(in_hierarchy));
-    forEachLogger(in_hierarchy,
-                  [](log4cplus::spi::LoggerImpl& in_logger)
-                  {
-                      renewAfterFork(in_logger.appender_list_mutex);
-                      for (const log4cplus::SharedAppenderPtr& pAppender :
-                           LoggerMembers::appendersOf(in_logger))
-                          renewAfterFork(pAppender->access_mutex);
-                  });
 }
 
 /// Returns the effective level of a logger; NOT_SET_LOG_LEVEL if not even the root has one. In that
@@ -356,143 +224,6 @@ inline int chainedLogLevel(const log4cplus::spi::LoggerImpl& in_logger)
 inline bool isDisabled(const log4cplus::spi::LoggerImpl& in_logger, int in_level)
 {
     return in_logger.getHierarchy().isDisabled(in_level);
-}
-
-/// Calls the function for the logger and its parents, as far as additivity leads, until it returns
-/// false.
-template <class Function>
-void forEachInAppenderChain(const log4cplus::spi::LoggerImpl& in_logger, Function in_function)
-{
-    for (const log4cplus::spi::LoggerImpl* pLogger = &in_logger; pLogger != nullptr;
-         pLogger = LoggerMembers::isAdditive(*pLogger) ? LoggerMembers::parentOf(*pLogger)
-                                                       : nullptr)
-        if (!in_function(*pLogger))
-            return;
-}
-
-/// Passes an event to an appender, for a line that has passed the gate.
-inline void append(log4cplus::Appender& inout_appender,
-                   const log4cplus::spi::InternalLoggingEvent& in_event)
-{
-    const MutexOfLine mutex(inout_appender.access_mutex);
-    // Locks the same mutex again; it is recursive.
-    inout_appender.doAppend(in_event);
-}
-
-/// Passes an event to the appenders of a logger and of its parents, as `LoggerImpl::callAppenders`
-/// does, for a line that has passed the gate. Locks no empty list.
-inline void callAppenders(log4cplus::spi::LoggerImpl& in_logger,
-                          const log4cplus::spi::InternalLoggingEvent& in_event)
-{
-    bool bAny = false;
-    forEachInAppenderChain(in_logger,
-                           [&in_event, &bAny](const log4cplus::spi::LoggerImpl& in_link)
-                           {
-                               const auto& appenders = LoggerMembers::appendersOf(in_link);
-                               if (appenders.empty())
-                                   return true;
-                               const MutexOfLine mutex(in_link.appender_list_mutex);
-                               for (const log4cplus::SharedAppenderPtr& pAppender : appenders)
-                                   append(*pAppender, in_event);
-                               bAny = true;
-                               return true;
-                           });
-    // log4cplus reports, once, that there is no appender.
-    if (!bAny) [[unlikely]]
-        in_logger.callAppenders(in_event);
-}
-
-/// Gives a reader access to a logger's list of appenders, under its lock if that is free soon
-/// enough. A line in progress keeps the list locked, perhaps for long, but does not change it. So a
-/// reader that has waited for 20 ms continues without the lock: the line may be waiting for a lock
-/// that the reader's thread holds. The configuration does not change concurrently either, because
-/// the reader has passed the gate.
-class ListReader
-{
-  public:
-    explicit ListReader(const log4cplus::spi::LoggerImpl& in_logger)
-        : m_mutex(in_logger.appender_list_mutex),
-          m_bLocked(m_mutex.lock(TimedMutex::Clock::now() + s_patience)),
-          m_list(LoggerMembers::appendersOf(in_logger))
-    {
-    }
-    ~ListReader()
-    {
-        if (m_bLocked)
-            m_mutex.unlock();
-    }
-    ListReader(const ListReader&) = delete;
-    ListReader& operator=(const ListReader&) = delete;
-
-    [[nodiscard]] const log4cplus::SharedAppenderPtrList& list() const { return m_list; }
-
-  private:
-    static constexpr std::chrono::milliseconds s_patience{20};
-
-    ProcessGate::Pass m_pass;
-    TimedMutex m_mutex;
-    bool m_bLocked;
-    const log4cplus::SharedAppenderPtrList& m_list;
-};
-
-/// Returns whether an appender of that name is in the chain. Takes no reference on an appender.
-inline bool isAppenderInChain(const log4cplus::spi::LoggerImpl& in_logger,
-                              const log4cplus::tstring& in_strName)
-{
-    bool bFound = false;
-    forEachInAppenderChain(in_logger,
-                           [&in_strName, &bFound](const log4cplus::spi::LoggerImpl& in_link)
-                           {
-                               const ListReader reader(in_link);
-                               for (const log4cplus::SharedAppenderPtr& pAppender : reader.list())
-                                   bFound = bFound || pAppender->getName() == in_strName;
-                               return !bFound;
-                           });
-    return bFound;
-}
-
-/// Returns the appender of that name in the chain; null if there is none.
-inline log4cplus::SharedAppenderPtr findAppenderInChain(const log4cplus::spi::LoggerImpl& in_logger,
-                                                        const log4cplus::tstring& in_strName)
-{
-    log4cplus::SharedAppenderPtr found;
-    forEachInAppenderChain(in_logger,
-                           [&in_strName, &found](const log4cplus::spi::LoggerImpl& in_link)
-                           {
-                               const ListReader reader(in_link);
-                               for (const log4cplus::SharedAppenderPtr& pAppender : reader.list())
-                                   if (!found && pAppender->getName() == in_strName)
-                                       found = pAppender;
-                               return !found;
-                           });
-    return found;
-}
-
-/// Returns the number of appenders in the chain, read without the locks of the lists. Each list is
-/// a vector, of which two words are read, so a list that is growing does not look empty.
-inline std::size_t countAppendersUnlocked(const log4cplus::spi::LoggerImpl& in_logger)
-{
-    std::size_t uiCount = 0;
-    forEachInAppenderChain(in_logger,
-                           [&uiCount](const log4cplus::spi::LoggerImpl& in_link)
-                           {
-                               uiCount += LoggerMembers::appendersOf(in_link).size();
-                               return true;
-                           });
-    return uiCount;
-}
-
-/// Returns the number of appenders in the chain. Reads each list under its lock.
-inline std::size_t countAppendersLocked(const log4cplus::spi::LoggerImpl& in_logger)
-{
-    std::size_t uiCount = 0;
-    forEachInAppenderChain(in_logger,
-                           [&uiCount](const log4cplus::spi::LoggerImpl& in_link)
-                           {
-                               uiCount += ListReader(in_link).list().size();
-                               return true;
-                           });
-    return uiCount;
 }
 
 } // namespace Velmora::Log4cplusAccess

@@ -2,6 +2,7 @@
 
 #include "velmora/application/Lifetime.h"
 #include "velmora/application/ProcessGate.h"
+#include "velmora/logging/AppenderChain.h"
 #include "velmora/logging/DeferredLine.h"
 #include "velmora/logging/LevelChange.h"
 #include "velmora/logging/Log4cplusAccess.h"
@@ -93,11 +94,10 @@ std::size_t Logger::getChainedNumAppender() const
     // Waits while the configuration changes, so that a line is not lost between the old appenders
     // and the new ones.
     const ProcessGate::Pass pass;
-    if (const std::size_t uiCount = Log4cplusAccess::countAppendersUnlocked(*value); uiCount != 0)
-        [[likely]]
+    if (const std::size_t uiCount = AppenderChain::countUnlocked(*value); uiCount != 0) [[likely]]
         return uiCount;
     // There is none, or a thread that does not pass the gate is just replacing them.
-    return Log4cplusAccess::countAppendersLocked(*value);
+    return AppenderChain::countLocked(*value);
 }
 
 void Logger::forcedTrace(const char* in_szText) const
@@ -131,7 +131,7 @@ void Logger::setLogLevel(LogLevel in_logLevel)
 
 log4cplus::SharedAppenderPtr Logger::getChainedAppender(const std::string& in_strName)
 {
-    return Log4cplusAccess::findAppenderInChain(*value, in_strName);
+    return AppenderChain::find(*value, in_strName);
 }
 
 ACE_Thread_Mutex& Logger::sGetConfigMutex()

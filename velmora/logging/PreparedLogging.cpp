@@ -1,5 +1,6 @@
 #include "velmora/logging/PreparedLogging.h"
 
+#include "velmora/logging/HierarchyLocks.h"
 #include "velmora/logging/LevelChange.h"
 #include "velmora/logging/Log4cplusAccess.h"
 
@@ -421,7 +422,7 @@ void PreparedLogging::noteLoggers()
 PreparedLogging::Outcome PreparedLogging::putInPlace(PreparedLogging& inout_other)
 {
     log4cplus::Hierarchy& hierarchy = hierarchyInForce();
-    Log4cplusAccess::HierarchyLocks locks(hierarchy);
+    HierarchyLocks locks(hierarchy);
     // The limit is in the past, so locks are only tried: the gate is closed.
     if (!locks.lockAll(Clock::time_point()))
         return Outcome::locked;

@@ -1,5 +1,6 @@
 #include "velmora/logging/WithoutThrowing.h"
 
+#include "velmora/logging/AppenderChain.h"
 #include "velmora/logging/DeferredLine.h"
 #include "velmora/logging/Log4cplusAccess.h"
 #include "velmora/logging/Logger.h"
@@ -77,17 +78,16 @@ bool logAtEachAppender(const Logger& in_logger, const char* in_szWhat, const cha
                                                      __FILE__, __LINE__);
     bool bTaken = false;
     const ProcessGate::Pass pass;
-    Log4cplusAccess::forEachInAppenderChain(
-        Log4cplusAccess::HandleMembers::implOf(in_logger),
-        [&event, &bTaken](const log4cplus::spi::LoggerImpl& in_link)
-        {
-            // A copy, so that the list is not locked while its appenders run.
-            const log4cplus::SharedAppenderPtrList appenders =
-                Log4cplusAccess::ListReader(in_link).list();
-            for (const log4cplus::SharedAppenderPtr& pAppender : appenders)
-                bTaken = append(*pAppender, event) || bTaken;
-            return true;
-        });
+    AppenderChain::forEach(Log4cplusAccess::HandleMembers::implOf(in_logger),
+                           [&event, &bTaken](const log4cplus::spi::LoggerImpl& in_link)
+                           {
+                               // A copy, so that the list is not locked while its appenders run.
+                               const log4cplus::SharedAppenderPtrList appenders =
+                                   AppenderChain::ListReader(in_link).list();
+                               for (const log4cplus::SharedAppenderPtr& pAppender : appenders)
+                                   bTaken = append(*pAppender, event) || bTaken;
+                               return true;
+                           });
     return bTaken;
 }
 
