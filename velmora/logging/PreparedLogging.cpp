@@ -1,25 +1,18 @@
 #include "velmora/logging/PreparedLogging.h"
 
+#include "velmora/logging/AppendersInUse.h"
 #include "velmora/logging/HierarchyLocks.h"
 #include "velmora/logging/LevelChange.h"
 #include "velmora/logging/Log4cplusAccess.h"
+#include "velmora/logging/StepwiseConfigurator.h"
 
 #include <log4cplus/consoleappender.h>
-#include <log4cplus/helpers/appenderattachableimpl.h>
-#include <log4cplus/helpers/loglog.h>
 #include <log4cplus/initializer.h>
 #include <log4cplus/loglevel.h>
-#include <log4cplus/nullappender.h>
-#include <log4cplus/syslogappender.h>
-
-#include <sys/stat.h>
 
 #include <algorithm>
 #include <exception>
-#include <limits>
-#include <map>
 #include <string>
-#include <string_view>
 #include <utility>
 
 namespace Velmora
@@ -33,86 +26,6 @@ using log4cplus::helpers::Properties;
 using log4cplus::spi::LoggerImpl;
 using Log4cplusAccess::HandleMembers;
 using Log4cplusAccess::LoggerMembers;
-
-/// Identifies a file by its path or, if it exists, by its device and inode.
-class FileIdentity
-{
-  public:
-    explicit FileIdentity(const std::string& in_strPath)
-        : m_strPath(in_strPath), m_bExists(stat(in_strPath.c_str(), &m_status) == 0)
-    {
-    }
-
-    bool operator==(const FileIdentity& in_other) const
-    {
-        return m_strPath == in_other.m_strPath ||
-               (m_bExists && in_other.m_bExists && m_status.st_dev == in_other.m_status.st_dev &&
-                m_status.st_ino == in_other.m_status.st_ino);
-    }
-
-  private:
-    std::string m_strPath;
-    struct stat m_status = {};
-    bool m_bExists;
-};
-
-/// The resources that current appenders do not share with others.
-class InUse
-{
-  public:
-    void add(const SharedAppenderPtr& in_pAppender)
-    {
-        if (const auto* const pFile =
-                dynamic_cast<const log4cplus::FileAppenderBase*>(in_pAppender.get()))
-            m_files.emplace_back(Log4cplusAccess::FileAppenderMembers::fileOf(*pFile));
-        m_bTimeBased = m_bTimeBased || dynamic_cast<log4cplus::TimeBasedRollingFileAppender*>(
-                                           in_pAppender.get()) != nullptr;
-        m_bSyslog =
-            m_bSyslog || dynamic_cast<log4cplus::SysLogAppender*>(in_pAppender.get()) != nullptr;
-        if (auto* const pNested =
-                dynamic_cast<log4cplus::spi::AppenderAttachable*>(in_pAppender.get()))
-            for (const SharedAppenderPtr& pAppender : pNested->getAllAppenders())
-                add(pAppender);
-    }
-
-    /// Returns whether an appender of that class, with these properties, must not be made while the
-    /// current appenders exist.
-    [[nodiscard]] bool isInTheWayOf(const std::string& in_strClass,
-                                    const Properties& in_properties) const
-    {
-        if (in_strClass == "log4cplus::SysLogAppender")
-            // A process has one identity in the system's log.
-            return m_bSyslog && in_properties.getProperty("host").empty();
-        if (in_strClass == "log4cplus::TimeBasedRollingFileAppender" && m_bTimeBased)
-            return true;
-        bool bAppends = false;
-        if (in_strClass == "log4cplus::FileAppender" && in_properties.getBool(bAppends, "Append") &&
-            bAppends)
-            return false;
-        const std::vector<std::string> names = in_properties.propertyNames();
-        return std::any_of(names.begin(), names.end(),
-                           [&](const std::string& in_strName) {
-                               return isFile(in_strName) &&
-                                      has(FileIdentity(in_properties.getProperty(in_strName)));
-                           });
-    }
-
-    [[nodiscard]] bool has(const FileIdentity& in_file) const
-    {
-        return std::find(m_files.begin(), m_files.end(), in_file) != m_files.end();
-    }
-
-  private:
-    /// Returns whether the property is the file of the appender, or of one nested in it.
-    static bool isFile(std::string_view in_strName)
-    {
-        return in_strName == "File" || in_strName.ends_with(".File");
-    }
-
-    std::vector<FileIdentity> m_files;
-    bool m_bTimeBased = false;
-    bool m_bSyslog = false;
-};
 
 constexpr const char* s_szConsole = "STDOUT";
 
@@ -157,129 +70,9 @@ std::size_t depthOf(const log4cplus::Logger& in_logger)
 
 } // namespace
 
-/// Runs log4cplus's own configurator in steps.
-class PreparedLogging::Configurator : public log4cplus::PropertyConfigurator
-{
-  public:
-    /// A placeholder and the appender that replaces it, which is null if it cannot be made.
-    using Replacements = std::vector<std::pair<SharedAppenderPtr, SharedAppenderPtr>>;
-
-    Configurator(const Properties& in_properties, log4cplus::Hierarchy& inout_shadow)
-        : log4cplus::PropertyConfigurator(in_properties, inout_shadow)
-    {
-        // This property would start threads, which the library must not leave in the program.
-        properties.removeProperty("threadPoolSize");
-    }
-
-    Properties& all() { return properties; }
-
-    [[nodiscard]] bool flag(const char* in_szName) const
-    {
-        bool bValue = false;
-        return properties.getBool(bValue, in_szName) && bValue;
-    }
-
-    void setUpReports() const
-    {
-        bool bValue = false;
-        if (properties.getBool(bValue, "configDebug"))
-            log4cplus::helpers::getLogLog().setInternalDebugging(bValue);
-        if (properties.getBool(bValue, "quietMode"))
-            log4cplus::helpers::getLogLog().setQuietMode(bValue);
-    }
-
-    /// Makes the appenders, except those that an appender in use is in the way of. These get
-    /// placeholders.
-    void makeAppenders(const InUse& in_inUse)
-    {
-        appenders.clear();
-        m_late.clear();
-        const Properties whole = properties;
-        const Properties sections = properties.getPropertySubset(s_szAppender);
-        for (const std::string& strName : sections.propertyNames())
-            if (strName.find('.') == std::string::npos &&
-                in_inUse.isInTheWayOf(sections.getProperty(strName),
-                                      sections.getPropertySubset(strName + ".")))
-                m_late.emplace(strName, SharedAppenderPtr(new log4cplus::NullAppender));
-        keepAppenders(whole, [this](const std::string& in_strName)
-                      { return !m_late.contains(in_strName); });
-        configureAppenders();
-        properties = whole;
-        appenders.insert(m_late.begin(), m_late.end());
-    }
-
-    /// Returns whether no appender has a placeholder.
-    [[nodiscard]] bool isComplete() const { return m_late.empty(); }
-
-    /// Makes the appenders that have placeholders.
-    Replacements makeLateAppenders()
-    {
-        appenders.clear();
-        keepAppenders(Properties(properties), [this](const std::string& in_strName)
-                      { return m_late.contains(in_strName); });
-        configureAppenders();
-        Replacements made;
-        for (const auto& [strName, pStandIn] : m_late)
-            made.emplace_back(pStandIn, appenders[strName]);
-        appenders.clear();
-        return made;
-    }
-
-    void putAppender(const char* in_szName, const SharedAppenderPtr& in_pAppender)
-    {
-        appenders[in_szName] = in_pAppender;
-    }
-
-    void setUpLoggers()
-    {
-        configureLoggers();
-        configureAdditivity();
-    }
-
-    /// Returns whether an appender is a placeholder.
-    [[nodiscard]] bool isStandIn(const SharedAppenderPtr& in_pAppender) const
-    {
-        return std::any_of(m_late.begin(), m_late.end(),
-                           [&](const auto& in_late) { return in_late.second == in_pAppender; });
-    }
-
-    /// Returns whether a current appender is in the way of one that has a placeholder.
-    [[nodiscard]] bool isInTheWay(const SharedAppenderPtr& in_pAppender) const
-    {
-        InUse one;
-        one.add(in_pAppender);
-        const Properties sections = properties.getPropertySubset(s_szAppender);
-        return std::any_of(m_late.begin(), m_late.end(),
-                           [&](const auto& in_late)
-                           {
-                               return one.isInTheWayOf(
-                                   sections.getProperty(in_late.first),
-                                   sections.getPropertySubset(in_late.first + "."));
-                           });
-    }
-
-  private:
-    static constexpr const char* s_szAppender = "appender.";
-
-    /// Removes the sections of appenders that the function does not accept from the properties.
-    template <class Function>
-    void keepAppenders(const Properties& in_whole, Function in_function)
-    {
-        const std::string_view prefix = s_szAppender;
-        for (const std::string& strProperty : in_whole.propertyNames())
-            if (strProperty.starts_with(prefix) &&
-                !in_function(strProperty.substr(
-                    prefix.size(), strProperty.find('.', prefix.size()) - prefix.size())))
-                properties.removeProperty(strProperty);
-    }
-
-    /// The placeholders by the names of their appenders.
-    std::map<std::string, SharedAppenderPtr> m_late;
-};
-
 PreparedLogging::PreparedLogging(const Properties& in_properties, bool in_bDefault)
     : m_shadow(shadowHierarchy(in_bDefault)),
-      m_pConfigurator(std::make_unique<Configurator>(in_properties, m_shadow)),
+      m_pConfigurator(std::make_unique<StepwiseConfigurator>(in_properties, m_shadow)),
       m_bDefault(in_bDefault)
 {
 }
@@ -345,7 +138,7 @@ bool PreparedLogging::make(Clock::time_point in_end)
     m_bMade = true;
     log4cplus::initialize();
     m_pConfigurator->setUpReports();
-    InUse inUse;
+    AppendersInUse inUse;
     log4cplus::LoggerList loggers = hierarchyInForce().getCurrentLoggers();
     loggers.push_back(hierarchyInForce().getRoot());
     for (const log4cplus::Logger& logger : loggers)
@@ -468,7 +261,7 @@ void PreparedLogging::change()
 
 void PreparedLogging::makeTheRest() noexcept
 {
-    Configurator::Replacements made;
+    StepwiseConfigurator::Replacements made;
     try
     {
         closeFormerIf([this](const SharedAppenderPtr& in_pAppender)

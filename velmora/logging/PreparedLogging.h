@@ -1,8 +1,10 @@
 #pragma once
 
-#include <log4cplus/configurator.h>
+#include <log4cplus/appender.h>
 #include <log4cplus/helpers/property.h>
 #include <log4cplus/hierarchy.h>
+#include <log4cplus/logger.h>
+#include <log4cplus/loglevel.h>
 
 #include <chrono>
 #include <cstddef>
@@ -11,6 +13,8 @@
 
 namespace Velmora
 {
+
+class StepwiseConfigurator;
 
 /// A logging configuration that is ready to be put in place: a level, an additivity and the
 /// appenders for each logger. Making it changes nothing that is in effect and holds no lock, so
@@ -76,8 +80,6 @@ class PreparedLogging
     void closeFormer();
 
   private:
-    class Configurator;
-
     PreparedLogging(const log4cplus::helpers::Properties& in_properties, bool in_bDefault);
 
     /// The new settings of a logger. After the change, `appenders` are the former ones.
@@ -100,7 +102,7 @@ class PreparedLogging
 
     /// The hierarchy on which log4cplus's configurator does its work.
     log4cplus::Hierarchy& m_shadow;
-    std::unique_ptr<Configurator> m_pConfigurator;
+    std::unique_ptr<StepwiseConfigurator> m_pConfigurator;
     /// The settings of all loggers, in the order in which the levels change.
     std::vector<OfLogger> m_loggers;
     bool m_bMade = false;
