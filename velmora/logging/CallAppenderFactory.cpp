@@ -134,6 +134,8 @@ bool CallAppenderFactory::haveDirectory() const
             return false;
         }
     }
+    // The owner's bit decides, not what this process may do: a directory that was made read-only
+    // is refused to a program that runs as root too.
     if ((status.st_mode & S_IWUSR) != 0)
         return true;
     VELMORA_LOG_ERROR("Call Logger configuration. Don't have write permission on directory "
