@@ -2,6 +2,7 @@
 
 #include "tests/support/CapturedAssertions.h"
 #include "tests/support/CapturedLog.h"
+#include "tests/support/CountedAllocations.h"
 #include "tests/support/Locales.h"
 #include "tests/support/NumberedText.h"
 #include "tests/support/UdpServer.h"
@@ -690,6 +691,31 @@ TEST_F(RemoteSyslog, ALayoutThatThrowsDoesNotSpoilTheLinesThatFollow)
     appender.doAppend(eventOf(INFO_LOG_LEVEL, "text"));
 
     EXPECT_EQ(m_server.receive(), "<13>text");
+}
+
+TEST_F(RemoteSyslog, ALaterLineAllocatesNothing)
+{
+    RemoteSyslogAppender appender(properties());
+    const log4cplus::spi::InternalLoggingEvent event = eventOf(INFO_LOG_LEVEL, numberedText(800));
+
+    EXPECT_EQ(allocationsOfLaterCalls([&] { appender.doAppend(event); }), 0);
+}
+
+TEST_F(RemoteSyslog, ALineAfterALayoutThatThrewAllocatesNothing)
+{
+    RemoteSyslogAppender appender(properties());
+    bool bThrows = true;
+    appender.setLayout(std::make_unique<FunctionLayout>(
+        [&bThrows](std::ostream& out_stream, const std::string& in_strText)
+        {
+            out_stream << in_strText;
+            if (std::exchange(bThrows, false))
+                throw std::runtime_error("layout");
+        }));
+    const log4cplus::spi::InternalLoggingEvent event = eventOf(INFO_LOG_LEVEL, numberedText(800));
+    EXPECT_THROW(appender.doAppend(event), std::runtime_error);
+
+    EXPECT_EQ(allocationsOfLaterCalls([&] { appender.doAppend(event); }), 0);
 }
 
 TEST_F(RemoteSyslog, AShortLineAfterAHugeOneIsWhole)
