@@ -10,6 +10,12 @@
 #include <string>
 #include <vector>
 
+using GatewayExample::agree;
+using GatewayExample::BadSessionDescription;
+using GatewayExample::describe;
+using GatewayExample::namesOf;
+using GatewayExample::Session;
+
 namespace
 {
 

@@ -12,6 +12,9 @@ using std::chrono::duration_cast;
 using std::chrono::milliseconds;
 using std::chrono::steady_clock;
 
+namespace GatewayExample
+{
+
 namespace
 {
 
@@ -223,3 +226,5 @@ void Call::follow(Leg::Event in_event)
         return giveUp();
     }
 }
+
+} // namespace GatewayExample

@@ -12,6 +12,9 @@
 #include <functional>
 #include <string>
 
+namespace GatewayExample
+{
+
 /// The objects and settings that all calls of a gateway share.
 struct CallSurroundings
 {
@@ -88,3 +91,5 @@ class Call : public Velmora::ObjectWithLogger<Velmora::CallLogger>
     std::string m_strReason;
     std::chrono::steady_clock::time_point m_started = std::chrono::steady_clock::now();
 };
+
+} // namespace GatewayExample

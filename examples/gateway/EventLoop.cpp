@@ -10,6 +10,9 @@
 
 VELMORA_FILE_SCOPE_LOGGER("keswardin.gateway.EventLoop")
 
+namespace GatewayExample
+{
+
 namespace
 {
 
@@ -90,3 +93,5 @@ int ReadWatch::readable(su_root_magic_t*, su_wait_t*, su_wakeup_arg_t* in_pWatch
     run(reinterpret_cast<ReadWatch*>(in_pWatch)->m_action);
     return 0;
 }
+
+} // namespace GatewayExample

@@ -5,6 +5,9 @@
 #include <chrono>
 #include <functional>
 
+namespace GatewayExample
+{
+
 /// The only loop of the gateway. SIP, RTP, timers and the operator's signals all run on its thread,
 /// one after the other, so none of them needs a lock.
 ///
@@ -70,3 +73,5 @@ class ReadWatch
     std::function<void()> m_action;
     int m_iIndex;
 };
+
+} // namespace GatewayExample

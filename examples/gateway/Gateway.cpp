@@ -29,6 +29,9 @@ namespace po = boost::program_options;
 
 VELMORA_FILE_SCOPE_LOGGER("keswardin.gateway")
 
+namespace GatewayExample
+{
+
 namespace
 {
 
@@ -214,3 +217,5 @@ void Gateway::toggleRecording() const
     if (RWGlobalConfig::getInstance()->setBoolParameter(CallParameters::s_szRecording, !bRecording))
         VELMORA_FILE_LOG_INFO("recording of calls is " << (bRecording ? "off" : "on"));
 }
+
+} // namespace GatewayExample

@@ -9,6 +9,9 @@
 #include <csignal>
 #include <optional>
 
+namespace GatewayExample
+{
+
 /// The signals that an operator sends to a program. The constructor blocks them, so they stay
 /// pending until `take` reads them, on any thread. Threads that are started later inherit the
 /// block.
@@ -79,3 +82,5 @@ class Gateway : public Velmora::ProductApplicationImpl
     bool m_bAnswered = false;
     bool m_bFailed = false;
 };
+
+} // namespace GatewayExample

@@ -14,6 +14,9 @@
 
 using namespace Velmora;
 
+namespace GatewayExample
+{
+
 Leg::Leg(nta_agent_t* in_pAgent, nta_incoming_t* in_pInvite, const sip_t* in_pSip,
          const std::string& in_strServer, std::function<void(Event)> in_onEvent)
     : ObjectWithLogger(std::string("keswardin.gateway.Leg")), m_pAgent(in_pAgent),
@@ -165,3 +168,5 @@ int Leg::byeAnswered(nta_outgoing_magic_t* in_pLeg, nta_outgoing_t*, const sip_t
         });
     return 0;
 }
+
+} // namespace GatewayExample

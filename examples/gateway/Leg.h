@@ -9,6 +9,9 @@
 #include <memory>
 #include <string>
 
+namespace GatewayExample
+{
+
 /// The SIP side of one incoming call: its dialog and its INVITE. The SIP stack handles
 /// retransmissions in both directions.
 class Leg : public Velmora::ObjectWithLogger<Velmora::CallLogger>
@@ -72,3 +75,5 @@ class Leg : public Velmora::ObjectWithLogger<Velmora::CallLogger>
     std::string m_strFails;
     std::function<void(Event)> m_onEvent;
 };
+
+} // namespace GatewayExample

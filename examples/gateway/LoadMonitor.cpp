@@ -12,6 +12,9 @@ using namespace Velmora;
 
 VELMORA_FILE_SCOPE_LOGGER("keswardin.gateway.LoadMonitor")
 
+namespace GatewayExample
+{
+
 namespace
 {
 
@@ -108,3 +111,5 @@ void LoadMonitor::observe()
     VELMORA_FILE_LOG_DEBUG(m_strResource << " in use : " << *value);
     m_monitor.pushObservation(*value);
 }
+
+} // namespace GatewayExample

@@ -10,6 +10,9 @@
 #include <optional>
 #include <string>
 
+namespace GatewayExample
+{
+
 /// Observes the use of one resource periodically and sets an alarm if it is too high. The id of the
 /// alarm is "system.overload." and the name of the resource; the alarm "system.overload" follows
 /// it. The parameters below a prefix configure the monitor: "monitoringPeriodInMs" (in
@@ -46,3 +49,5 @@ class LoadMonitor
     Observe m_observe;
     Timer m_timer;
 };
+
+} // namespace GatewayExample

@@ -8,7 +8,7 @@ namespace
 
 int run(int argc, char** argv)
 {
-    Gateway gateway;
+    GatewayExample::Gateway gateway;
     if (!gateway.initialize(argc, argv))
         return 1;
     gateway.run();

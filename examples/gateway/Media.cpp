@@ -12,6 +12,9 @@ using std::chrono::duration_cast;
 using std::chrono::milliseconds;
 using std::chrono::steady_clock;
 
+namespace GatewayExample
+{
+
 namespace
 {
 
@@ -104,3 +107,5 @@ void Media::tellOfFirstPacket()
                      << duration_cast<milliseconds>(steady_clock::now() - m_opened).count()
                      << " ms");
 }
+
+} // namespace GatewayExample

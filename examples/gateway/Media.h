@@ -16,6 +16,9 @@
 #include <optional>
 #include <string>
 
+namespace GatewayExample
+{
+
 /// The audio of a call. It negotiates the session with the caller and sends each RTP packet back to
 /// its sender, so that callers hear themselves.
 class Media : public Velmora::ObjectWithLogger<Velmora::CallLogger>
@@ -56,3 +59,5 @@ class Media : public Velmora::ObjectWithLogger<Velmora::CallLogger>
     std::uint64_t m_uiBytes = 0;
     bool m_bLossTold = false;
 };
+
+} // namespace GatewayExample

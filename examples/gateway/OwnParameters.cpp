@@ -7,6 +7,9 @@ using Velmora::ParameterInfoDB;
 using Velmora::ParameterValue;
 using Velmora::ProgramParameter;
 
+namespace GatewayExample
+{
+
 namespace
 {
 
@@ -44,3 +47,5 @@ constexpr ProgramParameter s_parameters[] = {
 } // namespace
 
 bool OwnParameters::registerAll() { return ParameterInfoDB::registerParameters(s_parameters); }
+
+} // namespace GatewayExample

@@ -1,5 +1,8 @@
 #pragma once
 
+namespace GatewayExample
+{
+
 /// The gateway's own parameters, which are not in the library's table.
 namespace OwnParameters
 {
@@ -16,3 +19,5 @@ inline constexpr const char* s_szRetryAfter = "gateway.calls.retryAfterSec";
 bool registerAll();
 
 } // namespace OwnParameters
+
+} // namespace GatewayExample

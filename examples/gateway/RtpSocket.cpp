@@ -10,6 +10,9 @@
 #include <netdb.h>
 #include <unistd.h>
 
+namespace GatewayExample
+{
+
 namespace
 {
 
@@ -111,3 +114,5 @@ std::string RtpSocket::sender() const
                 host.size(), port.data(), port.size(), NI_NUMERICHOST | NI_NUMERICSERV);
     return std::string(host.data()) + ':' + port.data();
 }
+
+} // namespace GatewayExample

@@ -12,6 +12,9 @@
 
 #include <sys/socket.h>
 
+namespace GatewayExample
+{
+
 /// The free RTP ports of a range, in a queue: the port that has been free for the longest time
 /// comes first.
 class RtpPorts
@@ -94,3 +97,5 @@ class RtpSocket
     sockaddr_storage m_sender{};
     socklen_t m_uiSenderLength = 0;
 };
+
+} // namespace GatewayExample

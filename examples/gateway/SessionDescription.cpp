@@ -11,6 +11,9 @@
 #include <string_view>
 #include <utility>
 
+namespace GatewayExample
+{
+
 namespace
 {
 
@@ -262,3 +265,5 @@ std::string namesOf(const std::vector<RtpEncoding>& in_encodings)
         strNames += (strNames.empty() ? "" : ",") + encoding.strName;
     return strNames;
 }
+
+} // namespace GatewayExample

@@ -5,6 +5,9 @@
 #include <string>
 #include <vector>
 
+namespace GatewayExample
+{
+
 /// Reports a session description that cannot be read or is not acceptable; `what` has the reason.
 class BadSessionDescription : public std::runtime_error
 {
@@ -60,3 +63,5 @@ struct Session
 
 /// Returns the names of encodings, separated by commas.
 [[nodiscard]] std::string namesOf(const std::vector<RtpEncoding>& in_encodings);
+
+} // namespace GatewayExample

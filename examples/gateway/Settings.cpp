@@ -10,6 +10,9 @@
 
 using Velmora::ROConfiguration;
 
+namespace GatewayExample
+{
+
 namespace
 {
 
@@ -88,7 +91,7 @@ BadSetting::BadSetting(const std::string& in_strName, const std::string& in_strV
 std::chrono::milliseconds CallParameters::duration(const ROConfiguration& in_config,
                                                    const char* in_szName)
 {
-    return ::duration(in_config, in_szName);
+    return GatewayExample::duration(in_config, in_szName);
 }
 
 Settings::Settings(const ROConfiguration& in_config)
@@ -106,3 +109,5 @@ Settings::Settings(const ROConfiguration& in_config)
           CallParameters::s_szRxStartTimeout})
         CallParameters::duration(in_config, szName);
 }
+
+} // namespace GatewayExample

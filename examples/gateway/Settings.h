@@ -8,6 +8,9 @@
 #include <string>
 #include <vector>
 
+namespace GatewayExample
+{
+
 /// Reports an invalid setting; `what` has the name, the value and the reason.
 class BadSetting : public std::runtime_error
 {
@@ -67,3 +70,5 @@ struct Settings
     /// The names of the RTP encodings, the preferred one first.
     std::vector<std::string> encodings;
 };
+
+} // namespace GatewayExample

@@ -4,6 +4,9 @@
 #include <sofia-sip/sip_status.h>
 #include <sofia-sip/sip_tag.h>
 
+namespace GatewayExample
+{
+
 int replyToOptions(nta_incoming_t* in_pRequest, const std::string& in_strServer)
 {
     nta_incoming_treply(in_pRequest, SIP_200_OK, SIPTAG_ALLOW_STR(s_szAllowedMethods),
@@ -28,3 +31,5 @@ int replyNotAllowed(nta_incoming_t* in_pRequest, const std::string& in_strServer
                         SIPTAG_SERVER_STR(in_strServer.c_str()), TAG_END());
     return 405;
 }
+
+} // namespace GatewayExample

@@ -5,6 +5,9 @@
 #include <chrono>
 #include <string>
 
+namespace GatewayExample
+{
+
 /// The methods that the gateway supports.
 inline constexpr const char* s_szAllowedMethods = "INVITE, ACK, BYE, CANCEL, OPTIONS";
 
@@ -18,3 +21,5 @@ int replyOverloaded(nta_incoming_t* in_pRequest, const std::string& in_strServer
 
 /// Refuses a request whose method the gateway does not support. Returns the status.
 int replyNotAllowed(nta_incoming_t* in_pRequest, const std::string& in_strServer);
+
+} // namespace GatewayExample

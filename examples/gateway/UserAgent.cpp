@@ -17,6 +17,9 @@
 
 using namespace Velmora;
 
+namespace GatewayExample
+{
+
 namespace
 {
 
@@ -190,3 +193,5 @@ int UserAgent::handleInvite(nta_incoming_t* in_pInvite, const sip_t* in_pSip)
     (*it)->start(in_pSip);
     return 0;
 }
+
+} // namespace GatewayExample

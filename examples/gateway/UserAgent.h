@@ -16,6 +16,9 @@
 #include <list>
 #include <memory>
 
+namespace GatewayExample
+{
+
 /// The SIP user agent: receives SIP over UDP, creates a call for each INVITE and answers OPTIONS.
 class UserAgent : public Velmora::ObjectWithLogger<Velmora::CachedLLLogger>
 {
@@ -79,3 +82,5 @@ class UserAgent : public Velmora::ObjectWithLogger<Velmora::CachedLLLogger>
     std::uint64_t m_uiCalls = 0;
     std::uint64_t m_uiRefusedCalls = 0;
 };
+
+} // namespace GatewayExample

@@ -17,6 +17,9 @@ VELMORA_FILE_SCOPE_LOGGER("keswardin.scripted.RuleRunner")
 using Velmora::Python::EmbeddedInterpreter;
 using Velmora::Python::InterpreterLock;
 
+namespace ScriptedExample
+{
+
 namespace
 {
 
@@ -122,3 +125,5 @@ RuleRunner::~RuleRunner()
 }
 
 void RuleRunner::activeCalls(unsigned int in_uiCalls) { m_pWorker->activeCalls(in_uiCalls); }
+
+} // namespace ScriptedExample

@@ -5,6 +5,9 @@
 
 #include <memory>
 
+namespace ScriptedExample
+{
+
 /// Calls the method `onActiveCalls` of a site's object for each number of active calls. The calls
 /// run on a thread of their own, so the program continues whatever the script does. While the
 /// script processes one number, only the last of the numbers that arrive is kept.
@@ -32,3 +35,5 @@ class RuleRunner
     /// Shared with the thread, which may outlive this object.
     std::shared_ptr<Worker> m_pWorker;
 };
+
+} // namespace ScriptedExample

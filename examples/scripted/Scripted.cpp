@@ -7,6 +7,9 @@
 #include <memory>
 #include <string>
 
+namespace ScriptedExample
+{
+
 namespace
 {
 
@@ -72,9 +75,11 @@ class Scripted : public Velmora::ApplicationImpl
     }
 };
 
+} // namespace ScriptedExample
+
 int main(int argc, char** argv)
 {
-    Scripted program;
+    ScriptedExample::Scripted program;
     if (!program.initialize(argc, argv))
         return 1;
     program.run();

@@ -23,6 +23,7 @@ namespace Velmora::Test
 namespace
 {
 
+using GatewayExample::Gateway;
 using testing::AllOf;
 using testing::Contains;
 using testing::ElementsAre;

@@ -19,6 +19,9 @@ namespace Velmora::Test
 namespace
 {
 
+using GatewayExample::BadSetting;
+using GatewayExample::EventLoop;
+using GatewayExample::LoadMonitor;
 using testing::ElementsAre;
 
 constexpr const char* s_szId = "system.overload.doors";

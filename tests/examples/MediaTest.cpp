@@ -23,6 +23,10 @@ namespace Velmora::Test
 namespace
 {
 
+using GatewayExample::EventLoop;
+using GatewayExample::Media;
+using GatewayExample::RtpPorts;
+using GatewayExample::Settings;
 using testing::ElementsAre;
 
 constexpr const char* s_szLogger = "keswardin.gateway.Media";

@@ -17,6 +17,8 @@ namespace Velmora::Test
 namespace
 {
 
+using GatewayExample::RtpPorts;
+using GatewayExample::RtpSocket;
 using testing::HasSubstr;
 
 /// Returns the exception of a socket that cannot be opened; null if it can.

@@ -9,6 +9,12 @@ namespace Velmora::Test
 namespace
 {
 
+using GatewayExample::agree;
+using GatewayExample::BadSessionDescription;
+using GatewayExample::describe;
+using GatewayExample::namesOf;
+using GatewayExample::offered;
+using GatewayExample::Session;
 using testing::HasSubstr;
 
 const std::vector<std::string> s_encodings{"PCMU", "PCMA", "telephone-event"};

@@ -12,6 +12,9 @@ namespace
 {
 
 using namespace std::chrono_literals;
+using GatewayExample::BadSetting;
+using GatewayExample::Settings;
+namespace CallParameters = GatewayExample::CallParameters;
 using testing::ElementsAre;
 
 class GatewaySettings : public testing::Test
