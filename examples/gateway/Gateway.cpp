@@ -57,26 +57,27 @@ class ProcessorUse
     bool m_bStarted = false;
 };
 
-} // namespace
-
-OperatorSignals::OperatorSignals()
+/// Blocks the signals and returns a descriptor from which they are read.
+Descriptor blockSignals()
 {
     sigset_t signals;
     sigemptyset(&signals);
     for (const int iSignal : {SIGTERM, SIGINT, SIGUSR1})
         sigaddset(&signals, iSignal);
     pthread_sigmask(SIG_BLOCK, &signals, nullptr);
-    m_iDescriptor = signalfd(-1, &signals, SFD_CLOEXEC);
+    return Descriptor(signalfd(-1, &signals, SFD_CLOEXEC));
 }
 
-OperatorSignals::~OperatorSignals() { close(m_iDescriptor); }
+} // namespace
+
+OperatorSignals::OperatorSignals() : m_descriptor(blockSignals()) {}
 
 int OperatorSignals::take() const
 {
     signalfd_siginfo signal{};
     ssize_t iLength = -1;
     do
-        iLength = read(m_iDescriptor, &signal, sizeof(signal));
+        iLength = read(descriptor(), &signal, sizeof(signal));
     while (iLength < 0 && errno == EINTR);
     return iLength == sizeof(signal) ? static_cast<int>(signal.ssi_signo) : 0;
 }

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "Descriptor.h"
 #include "EventLoop.h"
 #include "LoadMonitor.h"
 #include "UserAgent.h"
@@ -19,19 +20,16 @@ class OperatorSignals
 {
   public:
     OperatorSignals();
-    ~OperatorSignals();
-    OperatorSignals(const OperatorSignals&) = delete;
-    OperatorSignals& operator=(const OperatorSignals&) = delete;
 
     /// The descriptor, which is readable while a signal is pending.
-    [[nodiscard]] int descriptor() const { return m_iDescriptor; }
+    [[nodiscard]] int descriptor() const { return m_descriptor.number(); }
 
     /// Takes the pending signal: SIGTERM, SIGINT or SIGUSR1. Returns 0, with `errno` set, if it
     /// cannot be read.
     [[nodiscard]] int take() const;
 
   private:
-    int m_iDescriptor;
+    Descriptor m_descriptor;
 };
 
 /// A gateway of the family: it answers calls over SIP, and callers hear themselves. It starts from

@@ -8,7 +8,6 @@
 #include <stdexcept>
 
 #include <netdb.h>
-#include <unistd.h>
 
 namespace GatewayExample
 {
@@ -41,6 +40,16 @@ Addresses socketAddress(const std::string& in_strAddress, std::uint16_t in_uiPor
     return Addresses(pFound);
 }
 
+/// Opens a socket of the family to which the address belongs.
+Descriptor openSocket(const std::string& in_strAddress)
+{
+    const int iFamily = socketAddress(in_strAddress, 0)->ai_family;
+    const int iSocket = socket(iFamily, SOCK_DGRAM | SOCK_NONBLOCK | SOCK_CLOEXEC, 0);
+    if (iSocket < 0)
+        throw failed(in_strAddress, std::strerror(errno));
+    return Descriptor(iSocket);
+}
+
 } // namespace
 
 RtpPorts::RtpPorts(const PortRange& in_range) : m_free(std::size_t{UINT16_MAX})
@@ -56,22 +65,9 @@ std::uint16_t RtpPorts::take()
     return uiPort;
 }
 
-RtpSocket::Socket::Socket(int in_iFamily)
-    : iDescriptor(socket(in_iFamily, SOCK_DGRAM | SOCK_NONBLOCK | SOCK_CLOEXEC, 0))
-{
-}
-
-RtpSocket::Socket::~Socket()
-{
-    if (iDescriptor >= 0)
-        close(iDescriptor);
-}
-
 RtpSocket::RtpSocket(const std::string& in_strAddress, RtpPorts& inout_ports)
-    : m_strAddress(in_strAddress), m_socket(socketAddress(in_strAddress, 0)->ai_family)
+    : m_strAddress(in_strAddress), m_socket(openSocket(in_strAddress))
 {
-    if (m_socket.iDescriptor < 0)
-        throw failed(m_strAddress, std::strerror(errno));
     for (std::size_t uiLeft = inout_ports.countFree(); uiLeft > 0; --uiLeft)
         if (bindTo(inout_ports))
             return;

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "Descriptor.h"
 #include "Settings.h"
 
 #include <cstddef>
@@ -64,7 +65,7 @@ class RtpSocket
     RtpSocket(const RtpSocket&) = delete;
     RtpSocket& operator=(const RtpSocket&) = delete;
 
-    [[nodiscard]] int descriptor() const { return m_socket.iDescriptor; }
+    [[nodiscard]] int descriptor() const { return m_socket.number(); }
     [[nodiscard]] std::uint16_t port() const { return m_port->port(); }
 
     /// Receives a packet and returns its length. Returns -1, with `errno` set, if there is none.
@@ -78,22 +79,11 @@ class RtpSocket
     [[nodiscard]] std::string sender() const;
 
   private:
-    /// Closes the descriptor in the destructor.
-    struct Socket
-    {
-        explicit Socket(int in_iFamily);
-        ~Socket();
-        Socket(const Socket&) = delete;
-        Socket& operator=(const Socket&) = delete;
-
-        const int iDescriptor;
-    };
-
     bool bindTo(RtpPorts& inout_ports);
 
     std::string m_strAddress;
     std::optional<TakenPort> m_port;
-    Socket m_socket;
+    Descriptor m_socket;
     sockaddr_storage m_sender{};
     socklen_t m_uiSenderLength = 0;
 };

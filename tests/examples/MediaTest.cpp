@@ -1,5 +1,7 @@
 #include "examples/gateway/Media.h"
 
+#include "examples/gateway/Descriptor.h"
+
 #include "tests/support/CapturedLog.h"
 #include "tests/support/UdpServer.h"
 #include "velmora/config/TrieConfiguration.h"
@@ -23,6 +25,7 @@ namespace Velmora::Test
 namespace
 {
 
+using GatewayExample::Descriptor;
 using GatewayExample::EventLoop;
 using GatewayExample::Media;
 using GatewayExample::RtpPorts;
@@ -57,15 +60,15 @@ class GatewayMedia : public testing::Test
     /// Sends an RTP packet without the system calls that the tests make fail.
     void sendPacket()
     {
-        const int iSocket = socket(AF_INET, SOCK_DGRAM | SOCK_CLOEXEC, 0);
+        const Descriptor caller(socket(AF_INET, SOCK_DGRAM | SOCK_CLOEXEC, 0));
         sockaddr_in address{};
         address.sin_family = AF_INET;
         address.sin_port = htons(s_uiPort);
         ASSERT_EQ(1, inet_aton(m_strAddress.c_str(), &address.sin_addr));
-        ASSERT_EQ(0, connect(iSocket, reinterpret_cast<sockaddr*>(&address), sizeof(address)));
+        ASSERT_EQ(0,
+                  connect(caller.number(), reinterpret_cast<sockaddr*>(&address), sizeof(address)));
         const std::array<unsigned char, 12> packet{0x80};
-        EXPECT_EQ(12, write(iSocket, packet.data(), packet.size()));
-        close(iSocket);
+        EXPECT_EQ(12, write(caller.number(), packet.data(), packet.size()));
     }
 
     /// Lets the media of a call receive two packets, while a system call fails.

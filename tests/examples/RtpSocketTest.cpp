@@ -7,6 +7,8 @@
 #include <gtest/gtest.h>
 
 #include <exception>
+#include <filesystem>
+#include <iterator>
 #include <optional>
 #include <stdexcept>
 #include <string>
@@ -52,6 +54,12 @@ std::string textOf(const std::exception_ptr& in_pError)
 std::string errorOf(const std::string& in_strAddress, RtpPorts& inout_ports)
 {
     return textOf(tryToOpen(in_strAddress, inout_ports));
+}
+
+/// Returns the number of descriptors of this process.
+std::ptrdiff_t countDescriptors()
+{
+    return std::distance(std::filesystem::directory_iterator("/proc/self/fd"), {});
 }
 
 } // namespace
@@ -123,6 +131,31 @@ TEST(RtpSocket, ALackOfDescriptorsIsReportedAndCostsNoPort)
     }
     EXPECT_EQ("no RTP at " + strAddress + " : Too many open files", textOf(pError));
     EXPECT_EQ("", errorOf(strAddress, ports));
+}
+
+TEST(RtpSocket, HasADescriptorUntilItGoes)
+{
+    RtpPorts ports({20000, 20001});
+    const std::ptrdiff_t iBefore = countDescriptors();
+    {
+        const RtpSocket socket(addressOfThisProcess(), ports);
+        EXPECT_EQ(iBefore + 1, countDescriptors());
+    }
+    EXPECT_EQ(iBefore, countDescriptors());
+}
+
+TEST(RtpSocket, OneThatCannotBeOpenedKeepsNoDescriptor)
+{
+    const std::string strAddress = addressOfThisProcess();
+    RtpPorts ports({20000, 20001});
+    const RtpSocket socket(strAddress, ports);
+    RtpPorts others({20000, 20001});
+    const std::ptrdiff_t iBefore = countDescriptors();
+    EXPECT_NE("", errorOf(strAddress, ports)) << "no port is free";
+    EXPECT_NE("", errorOf(strAddress, others)) << "another socket has the port";
+    EXPECT_NE("", errorOf("192.0.2.1", others)) << "the address is one of another machine";
+    EXPECT_NE("", errorOf("no address", others)) << "the text is no address";
+    EXPECT_EQ(iBefore, countDescriptors());
 }
 
 } // namespace Velmora::Test

@@ -6,7 +6,6 @@
 #include <netinet/in.h>
 #include <poll.h>
 #include <sys/socket.h>
-#include <unistd.h>
 
 #include <cerrno>
 #include <chrono>
@@ -49,19 +48,17 @@ std::string header(const std::string& in_strMessage, const std::string& in_strNa
 } // namespace
 
 SipCaller::SipCaller(const std::string& in_strAddress, std::uint16_t in_uiPort)
-    : m_iSocket(socket(AF_INET, SOCK_DGRAM | SOCK_CLOEXEC, 0)), m_strAddress(in_strAddress),
+    : m_socket(socket(AF_INET, SOCK_DGRAM | SOCK_CLOEXEC, 0)), m_strAddress(in_strAddress),
       m_uiPort(in_uiPort)
 {
-    require(m_iSocket >= 0, "socket");
+    require(m_socket.isOpen(), "socket");
     sockaddr_in own = socketAddress(in_strAddress, 0);
     socklen_t uiLength = sizeof own;
-    require(bind(m_iSocket, reinterpret_cast<sockaddr*>(&own), uiLength) == 0, "bind");
-    require(getsockname(m_iSocket, reinterpret_cast<sockaddr*>(&own), &uiLength) == 0,
+    require(bind(m_socket.number(), reinterpret_cast<sockaddr*>(&own), uiLength) == 0, "bind");
+    require(getsockname(m_socket.number(), reinterpret_cast<sockaddr*>(&own), &uiLength) == 0,
             "getsockname");
     m_strOwn = in_strAddress + ':' + std::to_string(ntohs(own.sin_port));
 }
-
-SipCaller::~SipCaller() { close(m_iSocket); }
 
 void SipCaller::send(const std::string& in_strMethod, const std::string& in_strUser,
                      const std::string& in_strBody)
@@ -100,7 +97,7 @@ void SipCaller::invite(const std::string& in_strUser, const std::string& in_strR
 void SipCaller::repeat() const
 {
     const sockaddr_in gateway = socketAddress(m_strAddress, m_uiPort);
-    require(sendto(m_iSocket, m_strLast.data(), m_strLast.size(), 0,
+    require(sendto(m_socket.number(), m_strLast.data(), m_strLast.size(), 0,
                    reinterpret_cast<const sockaddr*>(&gateway),
                    sizeof gateway) == static_cast<ssize_t>(m_strLast.size()),
             "sendto");
@@ -114,11 +111,11 @@ void SipCaller::transmit(const std::string& in_strMessage)
 
 std::string SipCaller::receive(int in_iMilliseconds)
 {
-    pollfd polled{m_iSocket, POLLIN, 0};
+    pollfd polled{m_socket.number(), POLLIN, 0};
     if (poll(&polled, 1, in_iMilliseconds) != 1)
         return {};
     std::string strText(65536, '\0');
-    const ssize_t iLength = recv(m_iSocket, strText.data(), strText.size(), 0);
+    const ssize_t iLength = recv(m_socket.number(), strText.data(), strText.size(), 0);
     require(iLength >= 0, "recv");
     strText.resize(static_cast<std::size_t>(iLength));
     return strText;

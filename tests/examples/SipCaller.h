@@ -1,5 +1,7 @@
 #pragma once
 
+#include "examples/gateway/Descriptor.h"
+
 #include <chrono>
 #include <cstdint>
 #include <string>
@@ -14,9 +16,6 @@ class SipCaller
   public:
     /// `in_strAddress` and `in_uiPort` are those of the gateway. The caller uses the same address.
     explicit SipCaller(const std::string& in_strAddress, std::uint16_t in_uiPort = 5060);
-    ~SipCaller();
-    SipCaller(const SipCaller&) = delete;
-    SipCaller& operator=(const SipCaller&) = delete;
 
     void setCallId(const std::string& in_strCallId) { m_strCallId = in_strCallId; }
     [[nodiscard]] const std::string& callId() const { return m_strCallId; }
@@ -67,7 +66,7 @@ class SipCaller
     std::string expect(const std::string& in_strStart);
     std::string receive(int in_iMilliseconds);
 
-    int m_iSocket = -1;
+    GatewayExample::Descriptor m_socket;
     std::string m_strAddress;
     std::uint16_t m_uiPort;
     std::string m_strOwn;
