@@ -1,7 +1,6 @@
 #include "EventLoop.h"
 
 #include "velmora/logging/FileScopeLogger.h"
-#include "velmora/logging/WithoutThrowing.h"
 
 #include <sofia-sip/su.h>
 
@@ -19,11 +18,7 @@ namespace
 /// Bounds the delay with which the gateway notices that its exit timeout is over.
 constexpr su_duration_t s_longestWaitMs = 1000;
 
-/// Keeps exceptions out of the loop, which is C code.
-void run(const std::function<void()>& in_action)
-{
-    Velmora::withoutThrowing(liveFileScopeLogger(), "an event is left undone", in_action);
-}
+FailureLine failureOfEvent() { return {liveFileScopeLogger(), "an event is left undone"}; }
 
 } // namespace
 
@@ -57,7 +52,7 @@ Timer::~Timer() { su_timer_destroy(m_pTimer); }
 void Timer::start(std::chrono::milliseconds in_delay, std::function<void()> in_action)
 {
     m_action = std::move(in_action);
-    if (su_timer_set_interval(m_pTimer, expired, reinterpret_cast<su_timer_arg_t*>(this),
+    if (su_timer_set_interval(m_pTimer, StackCallback<&Timer::expire>::timer, StackContext(this),
                               static_cast<su_duration_t>(in_delay.count())) != 0)
         throw std::runtime_error("a timer cannot be started");
 }
@@ -68,11 +63,13 @@ void Timer::cancel()
     m_action = nullptr;
 }
 
-void Timer::expired(su_root_magic_t*, su_timer_t*, su_timer_arg_t* in_pTimer)
+FailureLine Timer::failureLine() { return failureOfEvent(); }
+
+void Timer::expire()
 {
     // The action may start the timer again and set a new action, so `m_action` is emptied before.
-    const auto action = std::exchange(reinterpret_cast<Timer*>(in_pTimer)->m_action, nullptr);
-    run(action);
+    const auto action = std::exchange(m_action, nullptr);
+    action();
 }
 
 ReadWatch::ReadWatch(const EventLoop& in_loop, int in_iDescriptor, std::function<void()> in_action)
@@ -80,18 +77,15 @@ ReadWatch::ReadWatch(const EventLoop& in_loop, int in_iDescriptor, std::function
 {
     m_iIndex = su_wait_create(&m_wait, in_iDescriptor, SU_WAIT_IN);
     if (m_iIndex == 0)
-        m_iIndex = su_root_register(m_pRoot, &m_wait, readable,
-                                    reinterpret_cast<su_wakeup_arg_t*>(this), 0);
+        m_iIndex = su_root_register(m_pRoot, &m_wait,
+                                    StackCallback<&ReadWatch::handleReadable>::descriptor,
+                                    StackContext(this), 0);
     if (m_iIndex < 0)
         throw std::runtime_error("a descriptor cannot be watched");
 }
 
 ReadWatch::~ReadWatch() { su_root_deregister(m_pRoot, m_iIndex); }
 
-int ReadWatch::readable(su_root_magic_t*, su_wait_t*, su_wakeup_arg_t* in_pWatch)
-{
-    run(reinterpret_cast<ReadWatch*>(in_pWatch)->m_action);
-    return 0;
-}
+FailureLine ReadWatch::failureLine() { return failureOfEvent(); }
 
 } // namespace GatewayExample

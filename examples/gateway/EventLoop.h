@@ -1,5 +1,7 @@
 #pragma once
 
+#include "StackCallback.h"
+
 #include <sofia-sip/su_wait.h>
 
 #include <chrono>
@@ -47,7 +49,11 @@ class Timer
     void cancel();
 
   private:
-    static void expired(su_root_magic_t*, su_timer_t*, su_timer_arg_t* in_pTimer);
+    template <auto Handle>
+    friend class StackCallback;
+
+    [[nodiscard]] static FailureLine failureLine();
+    void expire();
 
     su_timer_t* m_pTimer;
     std::function<void()> m_action;
@@ -66,7 +72,11 @@ class ReadWatch
     ReadWatch& operator=(const ReadWatch&) = delete;
 
   private:
-    static int readable(su_root_magic_t*, su_wait_t*, su_wakeup_arg_t* in_pWatch);
+    template <auto Handle>
+    friend class StackCallback;
+
+    [[nodiscard]] static FailureLine failureLine();
+    void handleReadable() { m_action(); }
 
     su_root_t* m_pRoot;
     su_wait_t m_wait{};

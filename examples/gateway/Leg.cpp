@@ -3,7 +3,6 @@
 #include "SipMethods.h"
 
 #include "velmora/logging/LogMacros.h"
-#include "velmora/logging/WithoutThrowing.h"
 
 #include <sofia-sip/nta_tag.h>
 #include <sofia-sip/sip_status.h>
@@ -20,8 +19,8 @@ namespace GatewayExample
 Leg::Leg(nta_agent_t* in_pAgent, nta_incoming_t* in_pInvite, const sip_t* in_pSip,
          const std::string& in_strServer, std::function<void(Event)> in_onEvent)
     : ObjectWithLogger(std::string("keswardin.gateway.Leg")), m_pAgent(in_pAgent),
-      m_pDialog(nta_leg_tcreate(in_pAgent, requestReceived,
-                                reinterpret_cast<nta_leg_magic_t*>(this),
+      m_pDialog(nta_leg_tcreate(in_pAgent, StackCallback<&Leg::handleRequest>::request,
+                                StackContext(this),
                                 // The local end of the dialog is the To of the INVITE.
                                 SIPTAG_CALL_ID(in_pSip->sip_call_id), SIPTAG_FROM(in_pSip->sip_to),
                                 SIPTAG_TO(in_pSip->sip_from), TAG_END())),
@@ -36,8 +35,8 @@ Leg::Leg(nta_agent_t* in_pAgent, nta_incoming_t* in_pInvite, const sip_t* in_pSi
     if (nta_leg_tag(m_pDialog.get(), nta_incoming_tag(m_pInvite.get(), nullptr)) == nullptr ||
         nta_leg_server_route(m_pDialog.get(), in_pSip->sip_record_route, in_pSip->sip_contact) < 0)
         throw std::runtime_error("no dialog");
-    nta_incoming_bind(m_pInvite.get(), inviteFollowed,
-                      reinterpret_cast<nta_incoming_magic_t*>(this));
+    nta_incoming_bind(m_pInvite.get(), StackCallback<&Leg::handleAckOrCancel>::ackOrCancel,
+                      StackContext(this));
     VELMORA_LOG_INFO("INVITE received : CSeq = " << in_pSip->sip_cseq->cs_seq);
 }
 
@@ -68,8 +67,8 @@ void Leg::reply(int in_iStatus, const char* in_szPhrase, const std::string& in_s
 void Leg::hangUp()
 {
     m_pBye.reset(nta_outgoing_tcreate(
-        m_pDialog.get(), byeAnswered, reinterpret_cast<nta_outgoing_magic_t*>(this), nullptr,
-        SIP_METHOD_BYE, nullptr, SIPTAG_USER_AGENT_STR(m_strServer.c_str()), TAG_END()));
+        m_pDialog.get(), StackCallback<&Leg::handleAnswerToBye>::answer, StackContext(this),
+        nullptr, SIP_METHOD_BYE, nullptr, SIPTAG_USER_AGENT_STR(m_strServer.c_str()), TAG_END()));
     if (m_pBye != nullptr)
     {
         VELMORA_LOG_INFO("BYE sent");
@@ -77,23 +76,6 @@ void Leg::hangUp()
     }
     VELMORA_LOG_WARN("no BYE can be sent to the contact of the caller");
     m_onEvent(Event::DISCONNECTED);
-}
-
-/// Keeps exceptions out of the SIP stack, which is C code. A failure ends this call only.
-template <class Function>
-void Leg::handleOrFail(Function in_function)
-{
-    if (!withoutThrowing(&getLogger(), m_strFails.c_str(), in_function))
-        m_onEvent(Event::FAILED);
-}
-
-int Leg::requestReceived(nta_leg_magic_t* in_pLeg, nta_leg_t*, nta_incoming_t* in_pRequest,
-                         const sip_t* in_pSip)
-{
-    Leg& leg = *reinterpret_cast<Leg*>(in_pLeg);
-    int iStatus = 500;
-    leg.handleOrFail([&] { iStatus = leg.handleRequest(in_pRequest, *in_pSip); });
-    return iStatus;
 }
 
 int Leg::handleRequest(nta_incoming_t* in_pRequest, const sip_t& in_sip)
@@ -123,13 +105,6 @@ int Leg::handleRequest(nta_incoming_t* in_pRequest, const sip_t& in_sip)
     }
 }
 
-int Leg::inviteFollowed(nta_incoming_magic_t* in_pLeg, nta_incoming_t*, const sip_t* in_pSip)
-{
-    Leg& leg = *reinterpret_cast<Leg*>(in_pLeg);
-    leg.handleOrFail([&] { leg.handleAckOrCancel(in_pSip); });
-    return 0;
-}
-
 void Leg::handleAckOrCancel(const sip_t* in_pSip)
 {
     const int iStatus = nta_incoming_status(m_pInvite.get());
@@ -153,20 +128,14 @@ void Leg::handleAckOrCancel(const sip_t* in_pSip)
     }
 }
 
-int Leg::byeAnswered(nta_outgoing_magic_t* in_pLeg, nta_outgoing_t*, const sip_t* in_pSip)
+void Leg::handleAnswerToBye(const sip_t* in_pSip)
 {
-    Leg& leg = *reinterpret_cast<Leg*>(in_pLeg);
     // The stack generates a 408 if the BYE times out.
     const int iStatus = in_pSip != nullptr ? in_pSip->sip_status->st_status : 408;
     if (iStatus < 200)
-        return 0;
-    leg.handleOrFail(
-        [&]
-        {
-            VELMORA_LOG(leg.getLogger(), INFO_LOG_LEVEL, iStatus << " received for BYE");
-            leg.m_onEvent(Event::DISCONNECTED);
-        });
-    return 0;
+        return;
+    VELMORA_LOG_INFO(iStatus << " received for BYE");
+    m_onEvent(Event::DISCONNECTED);
 }
 
 } // namespace GatewayExample

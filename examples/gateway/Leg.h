@@ -1,5 +1,7 @@
 #pragma once
 
+#include "StackCallback.h"
+
 #include "velmora/logging/CallLogger.h"
 #include "velmora/logging/ObjectWithLogger.h"
 
@@ -45,13 +47,16 @@ class Leg : public Velmora::ObjectWithLogger<Velmora::CallLogger>
     void hangUp();
 
   private:
-    static int requestReceived(nta_leg_magic_t* in_pLeg, nta_leg_t*, nta_incoming_t* in_pRequest,
-                               const sip_t* in_pSip);
-    static int inviteFollowed(nta_incoming_magic_t* in_pLeg, nta_incoming_t*, const sip_t* in_pSip);
-    static int byeAnswered(nta_outgoing_magic_t* in_pLeg, nta_outgoing_t*, const sip_t* in_pSip);
+    template <auto Handle>
+    friend class StackCallback;
+
+    [[nodiscard]] FailureLine failureLine() const { return {&getLogger(), m_strFails.c_str()}; }
+    /// Ends this call, and no other.
+    void callbackFailed() { m_onEvent(Event::FAILED); }
 
     int handleRequest(nta_incoming_t* in_pRequest, const sip_t& in_sip);
     void handleAckOrCancel(const sip_t* in_pSip);
+    void handleAnswerToBye(const sip_t* in_pSip);
     void reply(int in_iStatus, const char* in_szPhrase, const std::string& in_strDescription = {});
 
     struct Destroy
@@ -62,9 +67,6 @@ class Leg : public Velmora::ObjectWithLogger<Velmora::CallLogger>
     };
     template <class T>
     using Owned = std::unique_ptr<T, Destroy>;
-
-    template <class Function>
-    void handleOrFail(Function in_function);
 
     nta_agent_t* m_pAgent;
     Owned<nta_leg_t> m_pDialog;

@@ -8,11 +8,7 @@
 #include <sofia-sip/nta_tag.h>
 #include <sofia-sip/sip_status.h>
 #include <sofia-sip/sip_tag.h>
-#include <sofia-sip/su_log.h>
 
-#include <array>
-#include <cstdarg>
-#include <cstdio>
 #include <stdexcept>
 
 using namespace Velmora;
@@ -28,26 +24,6 @@ unsigned int milliseconds(std::chrono::milliseconds in_time)
     return static_cast<unsigned int>(in_time.count());
 }
 
-/// The last line that the SIP stack logged. After a failure of the stack it is the reason.
-std::string s_strLastOfStack;
-
-/// Sends the log lines of the SIP stack to our log.
-void logOfStack(void*, const char* in_szFormat, va_list in_arguments)
-{
-    std::array<char, 1024> text{};
-    std::vsnprintf(text.data(), text.size(), in_szFormat, in_arguments);
-    std::string_view strText = text.data();
-    while (strText.ends_with('\n'))
-        strText.remove_suffix(1);
-    withoutThrowing(nullptr, "a line of the SIP stack is lost",
-                    [strText]
-                    {
-                        static const CachedLLLogger s_logger("keswardin.gateway.SipStack");
-                        s_strLastOfStack = strText;
-                        VELMORA_LOG(s_logger, DEBUG_LOG_LEVEL, strText);
-                    });
-}
-
 } // namespace
 
 UserAgent::UserAgent(EventLoop& in_loop, const Settings& in_settings,
@@ -57,7 +33,6 @@ UserAgent::UserAgent(EventLoop& in_loop, const Settings& in_settings,
       m_settings(in_settings), m_callMonitor(in_callMonitor)
 {
     m_callParameters.setConfiguration(in_hConfig);
-    su_log_redirect(nullptr, logOfStack, nullptr);
     for (const std::string& strURL : m_settings.sipURLs)
         listen(strURL);
     nta_agent_set_params(m_pAgent, NTATAG_UA(1), NTATAG_SIP_T1(milliseconds(m_settings.timerT1)),
@@ -66,16 +41,15 @@ UserAgent::UserAgent(EventLoop& in_loop, const Settings& in_settings,
                          // Refuses the second copy of an INVITE that arrives on two paths (RFC
                          // 3261, 8.2.2.2).
                          NTATAG_MERGE_482(1), TAG_END());
-    m_pOutOfDialog =
-        nta_leg_tcreate(m_pAgent, requestReceived, reinterpret_cast<nta_leg_magic_t*>(this),
-                        NTATAG_NO_DIALOG(1), TAG_END());
+    m_pOutOfDialog = nta_leg_tcreate(m_pAgent, StackCallback<&UserAgent::handleRequest>::request,
+                                     StackContext(this), NTATAG_NO_DIALOG(1), TAG_END());
     m_pSurroundings = std::make_unique<CallSurroundings>(
         CallSurroundings{m_loop, m_settings, m_callParameters, m_pAgent, in_answerAfter,
                          RtpPorts(m_settings.rtpPorts)});
     if (m_pOutOfDialog == nullptr)
     {
         nta_agent_destroy(m_pAgent);
-        throw std::runtime_error("SIP requests cannot be received : " + s_strLastOfStack);
+        throw std::runtime_error("SIP requests cannot be received : " + m_stackLog.lastLine());
     }
 }
 
@@ -90,7 +64,7 @@ void UserAgent::listen(const std::string& in_strURL)
 {
     const auto* const pURL = reinterpret_cast<const url_string_t*>(in_strURL.c_str());
     bool bDone = false;
-    s_strLastOfStack.clear();
+    m_stackLog.forget();
     if (m_pAgent == nullptr)
     {
         m_pAgent = nta_agent_create(m_loop.root(), pURL, nullptr, nullptr, TAG_END());
@@ -103,7 +77,8 @@ void UserAgent::listen(const std::string& in_strURL)
     // The destructor does not run after this exception of the constructor.
     if (m_pAgent != nullptr)
         nta_agent_destroy(m_pAgent);
-    throw std::runtime_error("SIP cannot be received at " + in_strURL + " : " + s_strLastOfStack);
+    throw std::runtime_error("SIP cannot be received at " + in_strURL + " : " +
+                             m_stackLog.lastLine());
 }
 
 std::uint64_t UserAgent::repeatedRequests() const
@@ -131,25 +106,15 @@ void UserAgent::cutOffCalls()
     m_endedCalls.clear();
 }
 
-int UserAgent::requestReceived(nta_leg_magic_t* in_pUserAgent, nta_leg_t*,
-                               nta_incoming_t* in_pRequest, const sip_t* in_pSip)
+int UserAgent::handleRequest(nta_incoming_t* in_pRequest, const sip_t& in_sip)
 {
-    UserAgent& userAgent = *reinterpret_cast<UserAgent*>(in_pUserAgent);
-    int iStatus = 500;
-    withoutThrowing(&userAgent.getLogger(), "a request is refused",
-                    [&] { iStatus = userAgent.handleRequest(in_pRequest, in_pSip); });
-    return iStatus;
-}
-
-int UserAgent::handleRequest(nta_incoming_t* in_pRequest, const sip_t* in_pSip)
-{
-    const sip_method_t method = in_pSip->sip_request->rq_method;
-    VELMORA_LOG_DEBUG(in_pSip->sip_request->rq_method_name << " received");
+    const sip_method_t method = in_sip.sip_request->rq_method;
+    VELMORA_LOG_DEBUG(in_sip.sip_request->rq_method_name << " received");
     if (method == sip_method_ack)
         return 0;
     // A request with our tag belongs to a dialog. Requests of existing dialogs go to their `Leg`,
     // so this dialog does not exist. A CANCEL of a pending INVITE goes there, too.
-    if (in_pSip->sip_to->a_tag != nullptr || method == sip_method_cancel)
+    if (in_sip.sip_to->a_tag != nullptr || method == sip_method_cancel)
         return 481;
     if (method == sip_method_options)
         return replyToOptions(in_pRequest, m_settings.strUserAgentName);
@@ -157,28 +122,28 @@ int UserAgent::handleRequest(nta_incoming_t* in_pRequest, const sip_t* in_pSip)
         return replyNotAllowed(in_pRequest, m_settings.strUserAgentName);
     if (m_bEnding)
         return 503;
-    return m_callMonitor.isOverloaded() ? refuseForOverload(in_pRequest, in_pSip)
-                                        : handleInvite(in_pRequest, in_pSip);
+    return m_callMonitor.isOverloaded() ? refuseForOverload(in_pRequest, in_sip)
+                                        : handleInvite(in_pRequest, in_sip);
 }
 
-int UserAgent::refuseForOverload(nta_incoming_t* in_pInvite, const sip_t* in_pSip)
+int UserAgent::refuseForOverload(nta_incoming_t* in_pInvite, const sip_t& in_sip)
 {
     ++m_uiRefusedCalls;
     // Logged at DEBUG, which is normally off: there may be many of them when the gateway is
     // overloaded.
-    VELMORA_LOG_DEBUG("refused for overload : call " << in_pSip->sip_call_id->i_id
+    VELMORA_LOG_DEBUG("refused for overload : call " << in_sip.sip_call_id->i_id
                                                      << ", calls at once = " << callsAtOnce());
     return replyOverloaded(in_pInvite, m_settings.strUserAgentName, m_settings.retryAfter);
 }
 
-int UserAgent::handleInvite(nta_incoming_t* in_pInvite, const sip_t* in_pSip)
+int UserAgent::handleInvite(nta_incoming_t* in_pInvite, const sip_t& in_sip)
 {
     auto it = m_calls.end();
     try
     {
         m_callParameters.flush();
         it = m_calls.emplace(it);
-        *it = std::make_unique<Call>(*m_pSurroundings, in_pInvite, in_pSip,
+        *it = std::make_unique<Call>(*m_pSurroundings, in_pInvite, &in_sip,
                                      [this, it]
                                      { m_endedCalls.splice(m_endedCalls.end(), m_calls, it); });
     }
@@ -186,11 +151,11 @@ int UserAgent::handleInvite(nta_incoming_t* in_pInvite, const sip_t* in_pSip)
     {
         if (it != m_calls.end())
             m_calls.erase(it);
-        VELMORA_LOG_ERROR("no call " << in_pSip->sip_call_id->i_id << " : " << error.what());
+        VELMORA_LOG_ERROR("no call " << in_sip.sip_call_id->i_id << " : " << error.what());
         return 500;
     }
     ++m_uiCalls;
-    (*it)->start(in_pSip);
+    (*it)->start(&in_sip);
     return 0;
 }
 

@@ -4,6 +4,8 @@
 #include "EventLoop.h"
 #include "LoadMonitor.h"
 #include "Settings.h"
+#include "SipStackLog.h"
+#include "StackCallback.h"
 
 #include "velmora/config/ConfigCache.h"
 #include "velmora/logging/CachedLLLogger.h"
@@ -60,13 +62,16 @@ class UserAgent : public Velmora::ObjectWithLogger<Velmora::CachedLLLogger>
   private:
     using Calls = std::list<std::unique_ptr<Call>>;
 
-    static int requestReceived(nta_leg_magic_t* in_pUserAgent, nta_leg_t*,
-                               nta_incoming_t* in_pRequest, const sip_t* in_pSip);
-    int handleRequest(nta_incoming_t* in_pRequest, const sip_t* in_pSip);
-    int refuseForOverload(nta_incoming_t* in_pInvite, const sip_t* in_pSip);
-    int handleInvite(nta_incoming_t* in_pInvite, const sip_t* in_pSip);
+    template <auto Handle>
+    friend class StackCallback;
+
+    [[nodiscard]] FailureLine failureLine() const { return {&getLogger(), "a request is refused"}; }
+    int handleRequest(nta_incoming_t* in_pRequest, const sip_t& in_sip);
+    int refuseForOverload(nta_incoming_t* in_pInvite, const sip_t& in_sip);
+    int handleInvite(nta_incoming_t* in_pInvite, const sip_t& in_sip);
     void listen(const std::string& in_strURL);
 
+    SipStackLog m_stackLog;
     EventLoop& m_loop;
     const Settings& m_settings;
     const LoadMonitor& m_callMonitor;

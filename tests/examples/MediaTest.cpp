@@ -2,6 +2,7 @@
 
 #include "examples/gateway/Descriptor.h"
 
+#include "tests/examples/GatewayParameters.h"
 #include "tests/support/CapturedLog.h"
 #include "tests/support/UdpServer.h"
 #include "velmora/config/TrieConfiguration.h"
@@ -38,24 +39,7 @@ constexpr std::uint16_t s_uiPort = 20000;
 class GatewayMedia : public testing::Test
 {
   protected:
-    GatewayMedia()
-    {
-        set("keswardin.sip.userAgent.IPAddress", ("udp:" + m_strAddress + ":5060").c_str());
-        set("keswardin.sip.userAgentName", "gateway");
-        set("keswardin.media.rtp.IPAddress", m_strAddress.c_str());
-        set("keswardin.media.rtp.udpPortRange", "20000-20001");
-        set("keswardin.rtp.encodingList", "PCMU");
-        for (const char* const szName :
-             {"keswardin.sip.TimerT1", "keswardin.sip.TimerT2", "keswardin.sip.lifetimeTimer",
-              "keswardin.gw.ringTimeoutMs", "keswardin.sip.state.Disconnecting.timeoutMs",
-              "keswardin.media.rxStartTimeoutMs", "gateway.calls.retryAfterSec"})
-            EXPECT_TRUE(m_config.setIntParameter(szName, 1000));
-    }
-
-    void set(const char* in_szName, const char* in_szValue)
-    {
-        EXPECT_TRUE(m_config.setStringParameter(in_szName, in_szValue));
-    }
+    GatewayMedia() { setGatewayParameters(m_config, m_strAddress); }
 
     /// Sends an RTP packet without the system calls that the tests make fail.
     void sendPacket()
