@@ -1,6 +1,7 @@
 #pragma once
 
 #include "StackCallback.h"
+#include "StackPointer.h"
 
 #include "velmora/logging/CallLogger.h"
 #include "velmora/logging/ObjectWithLogger.h"
@@ -8,7 +9,6 @@
 #include <sofia-sip/nta.h>
 
 #include <functional>
-#include <memory>
 #include <string>
 
 namespace GatewayExample
@@ -59,19 +59,10 @@ class Leg : public Velmora::ObjectWithLogger<Velmora::CallLogger>
     void handleAnswerToBye(const sip_t* in_pSip);
     void reply(int in_iStatus, const char* in_szPhrase, const std::string& in_strDescription = {});
 
-    struct Destroy
-    {
-        void operator()(nta_leg_t* in_pDialog) const { nta_leg_destroy(in_pDialog); }
-        void operator()(nta_incoming_t* in_pInvite) const { nta_incoming_destroy(in_pInvite); }
-        void operator()(nta_outgoing_t* in_pBye) const { nta_outgoing_destroy(in_pBye); }
-    };
-    template <class T>
-    using Owned = std::unique_ptr<T, Destroy>;
-
     nta_agent_t* m_pAgent;
-    Owned<nta_leg_t> m_pDialog;
-    Owned<nta_incoming_t> m_pInvite;
-    Owned<nta_outgoing_t> m_pBye;
+    StackPointer<nta_leg_t> m_pDialog;
+    StackPointer<nta_incoming_t> m_pInvite;
+    StackPointer<nta_outgoing_t> m_pBye;
     std::string m_strServer;
     /// The text that is logged after a failure; see `Call`.
     std::string m_strFails;

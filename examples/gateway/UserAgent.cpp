@@ -35,29 +35,21 @@ UserAgent::UserAgent(EventLoop& in_loop, const Settings& in_settings,
     m_callParameters.setConfiguration(in_hConfig);
     for (const std::string& strURL : m_settings.sipURLs)
         listen(strURL);
-    nta_agent_set_params(m_pAgent, NTATAG_UA(1), NTATAG_SIP_T1(milliseconds(m_settings.timerT1)),
+    nta_agent_set_params(m_pAgent.get(), NTATAG_UA(1),
+                         NTATAG_SIP_T1(milliseconds(m_settings.timerT1)),
                          NTATAG_SIP_T2(milliseconds(m_settings.timerT2)),
                          NTATAG_SIP_T1X64(milliseconds(m_settings.transactionLifetime)),
                          // Refuses the second copy of an INVITE that arrives on two paths (RFC
                          // 3261, 8.2.2.2).
                          NTATAG_MERGE_482(1), TAG_END());
-    m_pOutOfDialog = nta_leg_tcreate(m_pAgent, StackCallback<&UserAgent::handleRequest>::request,
-                                     StackContext(this), NTATAG_NO_DIALOG(1), TAG_END());
-    m_pSurroundings = std::make_unique<CallSurroundings>(
-        CallSurroundings{m_loop, m_settings, m_callParameters, m_pAgent, in_answerAfter,
-                         RtpPorts(m_settings.rtpPorts)});
+    m_pOutOfDialog.reset(nta_leg_tcreate(m_pAgent.get(),
+                                         StackCallback<&UserAgent::handleRequest>::request,
+                                         StackContext(this), NTATAG_NO_DIALOG(1), TAG_END()));
     if (m_pOutOfDialog == nullptr)
-    {
-        nta_agent_destroy(m_pAgent);
         throw std::runtime_error("SIP requests cannot be received : " + m_stackLog.lastLine());
-    }
-}
-
-UserAgent::~UserAgent()
-{
-    cutOffCalls();
-    nta_leg_destroy(m_pOutOfDialog);
-    nta_agent_destroy(m_pAgent);
+    m_pSurroundings = std::make_unique<CallSurroundings>(
+        CallSurroundings{m_loop, m_settings, m_callParameters, m_pAgent.get(), in_answerAfter,
+                         RtpPorts(m_settings.rtpPorts)});
 }
 
 void UserAgent::listen(const std::string& in_strURL)
@@ -67,24 +59,20 @@ void UserAgent::listen(const std::string& in_strURL)
     m_stackLog.forget();
     if (m_pAgent == nullptr)
     {
-        m_pAgent = nta_agent_create(m_loop.root(), pURL, nullptr, nullptr, TAG_END());
+        m_pAgent.reset(nta_agent_create(m_loop.root(), pURL, nullptr, nullptr, TAG_END()));
         bDone = m_pAgent != nullptr;
     }
     else
-        bDone = nta_agent_add_tport(m_pAgent, pURL, TAG_END()) == 0;
-    if (bDone)
-        return;
-    // The destructor does not run after this exception of the constructor.
-    if (m_pAgent != nullptr)
-        nta_agent_destroy(m_pAgent);
-    throw std::runtime_error("SIP cannot be received at " + in_strURL + " : " +
-                             m_stackLog.lastLine());
+        bDone = nta_agent_add_tport(m_pAgent.get(), pURL, TAG_END()) == 0;
+    if (!bDone)
+        throw std::runtime_error("SIP cannot be received at " + in_strURL + " : " +
+                                 m_stackLog.lastLine());
 }
 
 std::uint64_t UserAgent::repeatedRequests() const
 {
     usize_t uiRepeated = 0;
-    nta_agent_get_stats(m_pAgent, NTATAG_S_RECV_RETRY_REF(uiRepeated), TAG_END());
+    nta_agent_get_stats(m_pAgent.get(), NTATAG_S_RECV_RETRY_REF(uiRepeated), TAG_END());
     return uiRepeated;
 }
 
@@ -147,11 +135,12 @@ int UserAgent::handleInvite(nta_incoming_t* in_pInvite, const sip_t& in_sip)
                                      [this, it]
                                      { m_endedCalls.splice(m_endedCalls.end(), m_calls, it); });
     }
-    catch (const std::exception& error)
+    catch (...)
     {
         if (it != m_calls.end())
             m_calls.erase(it);
-        VELMORA_LOG_ERROR("no call " << in_sip.sip_call_id->i_id << " : " << error.what());
+        logCaughtException(&getLogger(),
+                           (std::string("no call ") + in_sip.sip_call_id->i_id).c_str());
         return 500;
     }
     ++m_uiCalls;

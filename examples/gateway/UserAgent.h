@@ -6,6 +6,7 @@
 #include "Settings.h"
 #include "SipStackLog.h"
 #include "StackCallback.h"
+#include "StackPointer.h"
 
 #include "velmora/config/ConfigCache.h"
 #include "velmora/logging/CachedLLLogger.h"
@@ -32,7 +33,6 @@ class UserAgent : public Velmora::ObjectWithLogger<Velmora::CachedLLLogger>
     UserAgent(EventLoop& in_loop, const Settings& in_settings,
               const Velmora::TSHandle<Velmora::ROConfiguration>& in_hConfig,
               const LoadMonitor& in_callMonitor, std::chrono::milliseconds in_answerAfter);
-    ~UserAgent();
     UserAgent(const UserAgent&) = delete;
     UserAgent& operator=(const UserAgent&) = delete;
 
@@ -78,8 +78,9 @@ class UserAgent : public Velmora::ObjectWithLogger<Velmora::CachedLLLogger>
     /// Caches the parameters that calls read. The cache is emptied when a call begins, so that each
     /// call sees the changes made before it.
     Velmora::ConfigCache m_callParameters;
-    nta_agent_t* m_pAgent = nullptr;
-    nta_leg_t* m_pOutOfDialog = nullptr;
+    /// The members below use those above them, also in their destructors.
+    StackPointer<nta_agent_t> m_pAgent;
+    StackPointer<nta_leg_t> m_pOutOfDialog;
     std::unique_ptr<CallSurroundings> m_pSurroundings;
     Calls m_calls;
     Calls m_endedCalls;

@@ -181,4 +181,24 @@ TEST_F(GatewayUserAgent, AnAnswerToAByeThatThrowsEndsItsCall)
     EXPECT_FALSE(m_userAgent.hasCalls());
 }
 
+TEST_F(GatewayUserAgent, OneThatCannotReceiveAtASecondAddressReleasesTheFirst)
+{
+    Settings settings = m_settings;
+    const std::string strFree = "sip:" + m_strAddress + ":5062;transport=udp";
+    settings.sipURLs.insert(settings.sipURLs.begin(), strFree);
+    try
+    {
+        const UserAgent userAgent(m_loop, settings, m_hConfig, m_monitor, 0ms);
+        FAIL();
+    }
+    catch (const std::runtime_error& error)
+    {
+        EXPECT_EQ("SIP cannot be received at " + m_settings.sipURLs.front() + " : nta: bind(" +
+                      m_strAddress + ":5060;transport=udp): Address already in use",
+                  std::string(error.what()));
+    }
+    settings.sipURLs = {strFree};
+    const UserAgent userAgent(m_loop, settings, m_hConfig, m_monitor, 0ms);
+}
+
 } // namespace Velmora::Test
