@@ -10,10 +10,10 @@
 #include <string>
 #include <vector>
 
-using GatewayExample::agree;
 using GatewayExample::BadSessionDescription;
 using GatewayExample::describe;
 using GatewayExample::namesOf;
+using GatewayExample::negotiate;
 using GatewayExample::Session;
 
 namespace
@@ -45,11 +45,11 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* in_pData, std::size_t 
     const std::string strOffer(reinterpret_cast<const char*>(in_pData), in_uiSize);
     try
     {
-        const Session session = agree(strOffer, s_encodings);
+        const Session session = negotiate(strOffer, s_encodings);
         const std::string strAnswer = describe(session, "127.0.0.1", 20000);
         require(countLines(strAnswer, "\nm=") == session.lines.size(),
                 "an answer has other lines than its offer", strOffer);
-        const Session again = agree(strAnswer, s_encodings);
+        const Session again = negotiate(strAnswer, s_encodings);
         require(again.uiRemotePort == 20000 &&
                     namesOf(again.encodings) == namesOf(session.encodings),
                 "an answer says something else than was agreed", strOffer);

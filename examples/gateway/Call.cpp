@@ -39,24 +39,24 @@ std::string payloadOf(const sip_t& in_sip)
 
 } // namespace
 
-Call::Call(CallSurroundings& in_surroundings, nta_incoming_t* in_pInvite, const sip_t* in_pSip,
-           std::function<void()> in_onOver)
-    : ObjectWithLogger(std::string("keswardin.gateway.Call")), m_surroundings(in_surroundings),
-      m_onOver(std::move(in_onOver)),
-      m_strFails(std::string("call ") + in_pSip->sip_call_id->i_id + " fails"),
-      m_leg(in_surroundings.pAgent, in_pInvite, in_pSip, in_surroundings.settings.strUserAgentName,
+Call::Call(CallContext& in_context, nta_incoming_t* in_pInvite, const sip_t* in_pSip,
+           std::function<void()> in_onEnd)
+    : ObjectWithLogger(std::string("keswardin.gateway.Call")), m_context(in_context),
+      m_onEnd(std::move(in_onEnd)),
+      m_strFailureText(std::string("call ") + in_pSip->sip_call_id->i_id + " fails"),
+      m_leg(in_context.pAgent, in_pInvite, in_pSip, in_context.settings.strUserAgentName,
             [this](Leg::Event in_event) { handle(in_event); }),
-      m_media(in_surroundings.loop, in_surroundings.settings, in_surroundings.parameters,
+      m_media(in_context.loop, in_context.settings, in_context.parameters,
               in_pSip->sip_call_id->i_id),
-      m_answerTimer(in_surroundings.loop), m_timeout(in_surroundings.loop)
+      m_answerTimer(in_context.loop), m_timeout(in_context.loop)
 {
     getLogger().callStart(in_pSip->sip_call_id->i_id);
 }
 
 Call::~Call()
 {
-    if (m_state != State::OVER)
-        withoutThrowing(&getLogger(), m_strFails.c_str(),
+    if (m_state != State::ENDED)
+        withoutThrowing(&getLogger(), m_strFailureText.c_str(),
                         [this] { VELMORA_LOG_WARN("cut off : the gateway ends"); });
 }
 
@@ -64,18 +64,18 @@ Call::~Call()
 template <class Step>
 void Call::attempt(Step in_step)
 {
-    if (withoutThrowing(&getLogger(), m_strFails.c_str(), in_step) ||
-        withoutThrowing(&getLogger(), m_strFails.c_str(), [this] { giveUp(); }))
+    if (withoutThrowing(&getLogger(), m_strFailureText.c_str(), in_step) ||
+        withoutThrowing(&getLogger(), m_strFailureText.c_str(), [this] { giveUp(); }))
         return;
     // The call could not be ended in the regular way either, so it is only removed.
-    over({});
+    finish({});
 }
 
 void Call::giveUp()
 {
     constexpr const char* szReason = "the call has failed";
     if (m_state == State::DISCONNECTING)
-        over(szReason);
+        finish(szReason);
     else
         endAs(SIP_500_INTERNAL_SERVER_ERROR, szReason);
 }
@@ -95,7 +95,7 @@ void Call::ring(const sip_t& in_sip)
         return refuse(SIP_486_BUSY_HERE, "the called party is busy");
     try
     {
-        m_strDescription = m_media.open(payloadOf(in_sip), m_surroundings.rtpPorts);
+        m_strDescription = m_media.open(payloadOf(in_sip), m_context.rtpPorts);
     }
     catch (const BadSessionDescription& error)
     {
@@ -108,16 +108,16 @@ void Call::ring(const sip_t& in_sip)
     }
     m_leg.proceed();
     if (strCalled != s_strNobody)
-        m_answerTimer.start(m_surroundings.answerAfter, [this] { attempt([this] { answer(); }); });
+        m_answerTimer.start(m_context.answerAfter, [this] { attempt([this] { answer(); }); });
     m_timeout.start(
-        CallParameters::duration(m_surroundings.parameters, CallParameters::s_szRingTimeout), [this]
+        CallParameters::duration(m_context.parameters, CallParameters::s_szRingTimeout), [this]
         { attempt([this] { refuse(SIP_480_TEMPORARILY_UNAVAILABLE, "nobody has answered"); }); });
 }
 
 bool Call::isToBeRecorded() const
 {
     bool bRecorded = false;
-    return m_surroundings.parameters.getBoolParameter(CallParameters::s_szRecording, bRecorded) &&
+    return m_context.parameters.getBoolParameter(CallParameters::s_szRecording, bRecorded) &&
            bRecorded;
 }
 
@@ -159,7 +159,7 @@ void Call::endAs(int in_iStatus, const char* in_szPhrase, const char* in_szReaso
     case State::CONNECTED:
         return disconnect(in_szReason);
     case State::DISCONNECTING:
-    case State::OVER:
+    case State::ENDED:
         return;
     }
 }
@@ -167,7 +167,7 @@ void Call::endAs(int in_iStatus, const char* in_szPhrase, const char* in_szReaso
 void Call::refuse(int in_iStatus, const char* in_szPhrase, const std::string& in_strReason)
 {
     m_leg.refuse(in_iStatus, in_szPhrase);
-    over(in_strReason);
+    finish(in_strReason);
 }
 
 void Call::disconnect(const char* in_szReason)
@@ -175,20 +175,19 @@ void Call::disconnect(const char* in_szReason)
     if (m_strReason.empty())
         m_strReason = in_szReason;
     m_state = State::DISCONNECTING;
-    m_timeout.start(CallParameters::duration(m_surroundings.parameters,
-                                             CallParameters::s_szDisconnectingTimeout),
-                    [this]
-                    { attempt([this] { over(m_strReason + ", and the BYE has no answer"); }); });
+    m_timeout.start(
+        CallParameters::duration(m_context.parameters, CallParameters::s_szDisconnectingTimeout),
+        [this] { attempt([this] { finish(m_strReason + ", and the BYE has no answer"); }); });
     m_leg.hangUp();
 }
 
-void Call::over(const std::string& in_strReason)
+void Call::finish(const std::string& in_strReason)
 {
-    if (std::exchange(m_state, State::OVER) == State::OVER)
+    if (std::exchange(m_state, State::ENDED) == State::ENDED)
         return;
     m_answerTimer.cancel();
     m_timeout.cancel();
-    withoutThrowing(&getLogger(), m_strFails.c_str(),
+    withoutThrowing(&getLogger(), m_strFailureText.c_str(),
                     [&]
                     {
                         VELMORA_LOG_INFO(
@@ -196,15 +195,15 @@ void Call::over(const std::string& in_strReason)
                             << duration_cast<milliseconds>(steady_clock::now() - m_started).count()
                             << " ms : " << in_strReason);
                     });
-    m_onOver();
+    m_onEnd();
 }
 
 void Call::handle(Leg::Event in_event)
 {
-    attempt([this, in_event] { follow(in_event); });
+    attempt([this, in_event] { applyEvent(in_event); });
 }
 
-void Call::follow(Leg::Event in_event)
+void Call::applyEvent(Leg::Event in_event)
 {
     switch (in_event)
     {
@@ -217,11 +216,11 @@ void Call::follow(Leg::Event in_event)
             disconnect("the answer was not acknowledged");
         return;
     case Leg::Event::CANCELLED:
-        return over("the caller has given up");
+        return finish("the caller has given up");
     case Leg::Event::HUNG_UP:
-        return over("the caller has hung up");
+        return finish("the caller has hung up");
     case Leg::Event::DISCONNECTED:
-        return over(m_strReason);
+        return finish(m_strReason);
     case Leg::Event::FAILED:
         return giveUp();
     }

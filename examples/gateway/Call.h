@@ -16,7 +16,7 @@ namespace GatewayExample
 {
 
 /// The objects and settings that all calls of a gateway share.
-struct CallSurroundings
+struct CallContext
 {
     const EventLoop& loop;
     const Settings& settings;
@@ -37,10 +37,10 @@ struct CallSurroundings
 class Call : public Velmora::ObjectWithLogger<Velmora::CallLogger>
 {
   public:
-    /// Calls `in_onOver` once when the call ends, on either side's initiative. The caller destroys
+    /// Calls `in_onEnd` once when the call ends, on either side's initiative. The caller destroys
     /// the call later, when none of its functions is running.
-    Call(CallSurroundings& in_surroundings, nta_incoming_t* in_pInvite, const sip_t* in_pSip,
-         std::function<void()> in_onOver);
+    Call(CallContext& in_context, nta_incoming_t* in_pInvite, const sip_t* in_pSip,
+         std::function<void()> in_onEnd);
     Call(const Call&) = delete;
     Call& operator=(const Call&) = delete;
     ~Call();
@@ -58,7 +58,7 @@ class Call : public Velmora::ObjectWithLogger<Velmora::CallLogger>
         ANSWERED,
         CONNECTED,
         DISCONNECTING,
-        OVER,
+        ENDED,
     };
 
     template <class Step>
@@ -72,15 +72,15 @@ class Call : public Velmora::ObjectWithLogger<Velmora::CallLogger>
     void endAs(int in_iStatus, const char* in_szPhrase, const char* in_szReason);
     void refuse(int in_iStatus, const char* in_szPhrase, const std::string& in_strReason);
     void disconnect(const char* in_szReason);
-    void over(const std::string& in_strReason);
+    void finish(const std::string& in_strReason);
     void handle(Leg::Event in_event);
-    void follow(Leg::Event in_event);
+    void applyEvent(Leg::Event in_event);
 
-    CallSurroundings& m_surroundings;
-    std::function<void()> m_onOver;
+    CallContext& m_context;
+    std::function<void()> m_onEnd;
     /// The text that is logged after a failure. It is built in advance, because there may be no
     /// memory for it then.
-    std::string m_strFails;
+    std::string m_strFailureText;
     Leg m_leg;
     Media m_media;
     Timer m_answerTimer;

@@ -72,12 +72,12 @@ Descriptor blockSignals()
 
 OperatorSignals::OperatorSignals() : m_descriptor(blockSignals()) {}
 
-int OperatorSignals::take() const
+int OperatorSignals::read() const
 {
     signalfd_siginfo signal{};
     ssize_t iLength = -1;
     do
-        iLength = read(descriptor(), &signal, sizeof(signal));
+        iLength = ::read(descriptor(), &signal, sizeof(signal));
     while (iLength < 0 && errno == EINTR);
     return iLength == sizeof(signal) ? static_cast<int>(signal.ssi_signo) : 0;
 }
@@ -95,13 +95,13 @@ bool Gateway::processCmdlineVarsMap(const po::variables_map& in_variables)
 {
     if (!ProductApplicationImpl::processCmdlineVarsMap(in_variables))
         return false;
-    const auto isAsked = [&](const char* in_szSwitch)
-    { return in_variables[in_szSwitch].as<bool>() && (m_bAnswered = true); };
-    if (isAsked("product-name"))
+    const auto isRequested = [&](const char* in_szSwitch)
+    { return in_variables[in_szSwitch].as<bool>() && (m_bOnlyInformation = true); };
+    if (isRequested("product-name"))
         std::cout << "Product name : " << getProductName() << '\n';
-    if (isAsked("version"))
+    if (isRequested("version"))
         std::cout << "Product version : " << GATEWAY_VERSION << '\n';
-    if (isAsked("build-info"))
+    if (isRequested("build-info"))
         BuildInfo::getInstance()->write(std::cout << "Build Info :\n") << '\n';
     m_bFailed = !std::cout.flush();
     return true;
@@ -109,7 +109,7 @@ bool Gateway::processCmdlineVarsMap(const po::variables_map& in_variables)
 
 bool Gateway::configure(const ROConfiguration& in_config)
 {
-    if (m_bAnswered)
+    if (m_bOnlyInformation)
         return true;
     if (!ProductApplicationImpl::configure(in_config))
         return false;
@@ -129,7 +129,7 @@ bool Gateway::configure(const ROConfiguration& in_config)
 
 void Gateway::run()
 {
-    if (m_bAnswered)
+    if (m_bOnlyInformation)
         return;
     bool bHandled = false;
     // Answers --help and --get-param-info, which need the loaded configuration.
@@ -158,7 +158,7 @@ void Gateway::serve()
                           [this, &userAgent] { handleSignal(userAgent); });
     ProcessorUse processorUse;
     m_processorMonitor->start(std::ref(processorUse));
-    m_callMonitor->start([&userAgent] { return static_cast<double>(userAgent.callsAtOnce()); });
+    m_callMonitor->start([&userAgent] { return static_cast<double>(userAgent.concurrentCalls()); });
     for (const std::string& strURL : m_settings->sipURLs)
         VELMORA_FILE_LOG_INFO("running at " << strURL);
     while (!isDone(userAgent))
@@ -183,7 +183,7 @@ bool Gateway::isDone(const UserAgent& in_userAgent) const
 
 void Gateway::handleSignal(UserAgent& inout_userAgent)
 {
-    const int iSignal = m_signals.take();
+    const int iSignal = m_signals.read();
     if (iSignal == SIGUSR1)
         return toggleRecording();
     // Saved before other calls change it.

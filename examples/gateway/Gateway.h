@@ -14,7 +14,7 @@ namespace GatewayExample
 {
 
 /// The signals that an operator sends to a program. The constructor blocks them, so they stay
-/// pending until `take` reads them, on any thread. Threads that are started later inherit the
+/// pending until `read` reads them, on any thread. Threads that are started later inherit the
 /// block.
 class OperatorSignals
 {
@@ -26,7 +26,7 @@ class OperatorSignals
 
     /// Takes the pending signal: SIGTERM, SIGINT or SIGUSR1. Returns 0, with `errno` set, if it
     /// cannot be read.
-    [[nodiscard]] int take() const;
+    [[nodiscard]] int read() const;
 
   private:
     Descriptor m_descriptor;
@@ -77,7 +77,7 @@ class Gateway : public Velmora::ProductApplicationImpl
     /// Set once the gateway is stopping: the time at which the remaining calls are cut off.
     std::optional<std::chrono::steady_clock::time_point> m_deadline;
     /// The command line only requested information about the program.
-    bool m_bAnswered = false;
+    bool m_bOnlyInformation = false;
     bool m_bFailed = false;
 };
 

@@ -25,7 +25,7 @@ Leg::Leg(nta_agent_t* in_pAgent, nta_incoming_t* in_pInvite, const sip_t* in_pSi
                                 SIPTAG_CALL_ID(in_pSip->sip_call_id), SIPTAG_FROM(in_pSip->sip_to),
                                 SIPTAG_TO(in_pSip->sip_from), TAG_END())),
       m_pInvite(in_pInvite), m_strServer(in_strServer),
-      m_strFails(std::string("call ") + in_pSip->sip_call_id->i_id + " fails"),
+      m_strFailureText(std::string("call ") + in_pSip->sip_call_id->i_id + " fails"),
       m_onEvent(std::move(in_onEvent))
 {
     if (m_pDialog == nullptr)

@@ -50,7 +50,10 @@ class Leg : public Velmora::ObjectWithLogger<Velmora::CallLogger>
     template <auto Handle>
     friend class StackCallback;
 
-    [[nodiscard]] FailureLine failureLine() const { return {&getLogger(), m_strFails.c_str()}; }
+    [[nodiscard]] FailureLine failureLine() const
+    {
+        return {&getLogger(), m_strFailureText.c_str()};
+    }
     /// Ends this call, and no other.
     void callbackFailed() { m_onEvent(Event::FAILED); }
 
@@ -65,7 +68,7 @@ class Leg : public Velmora::ObjectWithLogger<Velmora::CallLogger>
     StackPointer<nta_outgoing_t> m_pBye;
     std::string m_strServer;
     /// The text that is logged after a failure; see `Call`.
-    std::string m_strFails;
+    std::string m_strFailureText;
     std::function<void(Event)> m_onEvent;
 };
 

@@ -49,8 +49,8 @@ Media::~Media()
 
 std::string Media::open(const std::string& in_strOffer, RtpPorts& inout_ports)
 {
-    const Session session = in_strOffer.empty() ? offered(m_settings.encodings)
-                                                : agree(in_strOffer, m_settings.encodings);
+    const Session session = in_strOffer.empty() ? makeOffer(m_settings.encodings)
+                                                : negotiate(in_strOffer, m_settings.encodings);
     m_socket.emplace(m_settings.strRtpAddress, inout_ports);
     m_watch.emplace(m_loop, m_socket->descriptor(), [this] { receive(); });
     m_opened = steady_clock::now();
@@ -61,12 +61,12 @@ std::string Media::open(const std::string& in_strOffer, RtpPorts& inout_ports)
     return describe(session, m_settings.strRtpAddress, m_socket->port());
 }
 
-void Media::expectPackets(std::function<void()> in_onSilence)
+void Media::expectPackets(std::function<void()> in_onTimeout)
 {
     if (m_uiPackets == 0)
         m_rxStartTimer.start(
             CallParameters::duration(m_parameters, CallParameters::s_szRxStartTimeout),
-            std::move(in_onSilence));
+            std::move(in_onTimeout));
 }
 
 void Media::receive()
@@ -74,7 +74,7 @@ void Media::receive()
     std::array<std::byte, s_uiMaxPacket> packet;
     const ssize_t iLength = m_socket->receive(packet);
     if (iLength < 0)
-        return tellOfLoss("received", errno);
+        return reportLoss("received", errno);
     const auto uiLength = static_cast<std::size_t>(iLength);
     if (uiLength < s_uiRtpHeader || (packet[0] & s_versionMask) != s_version2)
     {
@@ -82,24 +82,24 @@ void Media::receive()
         return;
     }
     if (m_uiPackets == 0)
-        tellOfFirstPacket();
+        reportFirstPacket();
     ++m_uiPackets;
     m_uiBytes += uiLength;
     if (!m_socket->sendBack(std::span(packet).first(uiLength)))
-        tellOfLoss("sent", errno);
+        reportLoss("sent", errno);
 }
 
-void Media::tellOfLoss(const char* in_szWhat, int in_iReason)
+void Media::reportLoss(const char* in_szWhat, int in_iReason)
 {
     // A full queue loses packets as a network does. An interrupted system call is repeated with the
     // next event.
-    if (in_iReason == EAGAIN || in_iReason == EINTR || std::exchange(m_bLossTold, true))
+    if (in_iReason == EAGAIN || in_iReason == EINTR || std::exchange(m_bLossReported, true))
         return;
     VELMORA_LOG_WARN("RTP cannot be " << in_szWhat << ": " << std::strerror(in_iReason)
                                       << "; packets are lost");
 }
 
-void Media::tellOfFirstPacket()
+void Media::reportFirstPacket()
 {
     m_rxStartTimer.cancel();
     VELMORA_LOG_INFO("first RTP packet from "

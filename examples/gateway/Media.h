@@ -40,13 +40,13 @@ class Media : public Velmora::ObjectWithLogger<Velmora::CallLogger>
     [[nodiscard]] std::string open(const std::string& in_strOffer, RtpPorts& inout_ports);
 
     /// Calls the function if no packet arrives within `keswardin.media.rxStartTimeoutMs` from now.
-    void expectPackets(std::function<void()> in_onSilence);
+    void expectPackets(std::function<void()> in_onTimeout);
 
   private:
     void receive();
-    void tellOfFirstPacket();
+    void reportFirstPacket();
     /// Logs a warning once per call only, since the next packet follows 20 ms later.
-    void tellOfLoss(const char* in_szWhat, int in_iReason);
+    void reportLoss(const char* in_szWhat, int in_iReason);
 
     const EventLoop& m_loop;
     const Settings& m_settings;
@@ -57,7 +57,7 @@ class Media : public Velmora::ObjectWithLogger<Velmora::CallLogger>
     std::chrono::steady_clock::time_point m_opened{};
     std::uint64_t m_uiPackets = 0;
     std::uint64_t m_uiBytes = 0;
-    bool m_bLossTold = false;
+    bool m_bLossReported = false;
 };
 
 } // namespace GatewayExample

@@ -22,7 +22,7 @@ struct AddressesFree
 
 using Addresses = std::unique_ptr<addrinfo, AddressesFree>;
 
-std::runtime_error failed(const std::string& in_strAddress, const std::string& in_strReason)
+std::runtime_error failure(const std::string& in_strAddress, const std::string& in_strReason)
 {
     return std::runtime_error("no RTP at " + in_strAddress + " : " + in_strReason);
 }
@@ -36,7 +36,7 @@ Addresses socketAddress(const std::string& in_strAddress, std::uint16_t in_uiPor
     const int iError =
         getaddrinfo(in_strAddress.c_str(), std::to_string(in_uiPort).c_str(), &hints, &pFound);
     if (iError != 0)
-        throw failed(in_strAddress, gai_strerror(iError));
+        throw failure(in_strAddress, gai_strerror(iError));
     return Addresses(pFound);
 }
 
@@ -46,7 +46,7 @@ Descriptor openSocket(const std::string& in_strAddress)
     const int iFamily = socketAddress(in_strAddress, 0)->ai_family;
     const int iSocket = socket(iFamily, SOCK_DGRAM | SOCK_NONBLOCK | SOCK_CLOEXEC, 0);
     if (iSocket < 0)
-        throw failed(in_strAddress, std::strerror(errno));
+        throw failure(in_strAddress, std::strerror(errno));
     return Descriptor(iSocket);
 }
 
@@ -58,7 +58,7 @@ RtpPorts::RtpPorts(const PortRange& in_range) : m_free(std::size_t{UINT16_MAX})
         m_free.push_back(static_cast<std::uint16_t>(uiPort));
 }
 
-std::uint16_t RtpPorts::take()
+std::uint16_t RtpPorts::acquire()
 {
     const std::uint16_t uiPort = m_free.front();
     m_free.pop_front();
@@ -71,7 +71,7 @@ RtpSocket::RtpSocket(const std::string& in_strAddress, RtpPorts& inout_ports)
     for (std::size_t uiLeft = inout_ports.countFree(); uiLeft > 0; --uiLeft)
         if (bindTo(inout_ports))
             return;
-    throw failed(m_strAddress, "no port of the range is free");
+    throw failure(m_strAddress, "no port of the range is free");
 }
 
 /// Binds the next free port. Returns false if another program uses it; the port then goes to the
@@ -86,7 +86,7 @@ bool RtpSocket::bindTo(RtpPorts& inout_ports)
     m_port.reset();
     if (iReason == EADDRINUSE)
         return false;
-    throw failed(m_strAddress, std::strerror(iReason));
+    throw failure(m_strAddress, std::strerror(iReason));
 }
 
 ssize_t RtpSocket::receive(std::span<std::byte> out_packet)

@@ -26,9 +26,9 @@ class RtpPorts
     [[nodiscard]] std::size_t countFree() const { return m_free.size(); }
 
     /// Takes a free port. There must be one.
-    [[nodiscard]] std::uint16_t take();
+    [[nodiscard]] std::uint16_t acquire();
     /// Returns a port. Does not allocate.
-    void giveBack(std::uint16_t in_uiPort) { m_free.push_back(in_uiPort); }
+    void release(std::uint16_t in_uiPort) { m_free.push_back(in_uiPort); }
 
   private:
     /// Has capacity for the whole range.
@@ -36,15 +36,16 @@ class RtpPorts
 };
 
 /// Takes a port, and returns it in the destructor.
-class TakenPort
+class AcquiredPort
 {
   public:
-    explicit TakenPort(RtpPorts& inout_ports) : m_ports(inout_ports), m_uiPort(inout_ports.take())
+    explicit AcquiredPort(RtpPorts& inout_ports)
+        : m_ports(inout_ports), m_uiPort(inout_ports.acquire())
     {
     }
-    ~TakenPort() { m_ports.giveBack(m_uiPort); }
-    TakenPort(const TakenPort&) = delete;
-    TakenPort& operator=(const TakenPort&) = delete;
+    ~AcquiredPort() { m_ports.release(m_uiPort); }
+    AcquiredPort(const AcquiredPort&) = delete;
+    AcquiredPort& operator=(const AcquiredPort&) = delete;
 
     [[nodiscard]] std::uint16_t port() const { return m_uiPort; }
 
@@ -82,7 +83,7 @@ class RtpSocket
     bool bindTo(RtpPorts& inout_ports);
 
     std::string m_strAddress;
-    std::optional<TakenPort> m_port;
+    std::optional<AcquiredPort> m_port;
     Descriptor m_socket;
     sockaddr_storage m_sender{};
     socklen_t m_uiSenderLength = 0;

@@ -23,13 +23,13 @@ constexpr const char* s_szTelephoneEvent = "telephone-event";
 constexpr const char* s_szTelephoneEvents = "0-15";
 
 /// The payload types that need no "a=rtpmap" (RFC 3551, 6).
-const std::array<RtpEncoding, 7> s_wellKnown{{{0, "PCMU", 8000},
-                                              {3, "GSM", 8000},
-                                              {4, "G723", 8000},
-                                              {8, "PCMA", 8000},
-                                              {9, "G722", 8000},
-                                              {15, "G728", 8000},
-                                              {18, "G729", 8000}}};
+const std::array<RtpEncoding, 7> s_staticPayloadTypes{{{0, "PCMU", 8000},
+                                                       {3, "GSM", 8000},
+                                                       {4, "G723", 8000},
+                                                       {8, "PCMA", 8000},
+                                                       {9, "G722", 8000},
+                                                       {15, "G728", 8000},
+                                                       {18, "G729", 8000}}};
 
 /// The payload type that this end proposes for telephone events.
 constexpr unsigned int s_uiTelephoneEventType = 101;
@@ -49,7 +49,7 @@ struct OfferedMedia
 bool isControl(char in_c) { return static_cast<unsigned char>(in_c) < 0x20 || in_c == 0x7F; }
 
 /// Replaces control bytes, because the text comes from the network and goes to the log.
-BadSessionDescription cannotRead(std::string_view in_strLine)
+BadSessionDescription unreadable(std::string_view in_strLine)
 {
     std::string strLine(in_strLine);
     std::replace_if(strLine.begin(), strLine.end(), isControl, '?');
@@ -76,9 +76,9 @@ template <class Number>
 bool readNumber(std::string_view in_strText, Number& out_number, std::string_view in_strMayFollow)
 {
     const char* const pEnd = in_strText.data() + in_strText.size();
-    const auto [pBehind, error] = std::from_chars(in_strText.data(), pEnd, out_number);
+    const auto [pRest, error] = std::from_chars(in_strText.data(), pEnd, out_number);
     return error == std::errc() &&
-           (pBehind == pEnd || in_strMayFollow.find(*pBehind) != std::string_view::npos);
+           (pRest == pEnd || in_strMayFollow.find(*pRest) != std::string_view::npos);
 }
 
 /// Reads "audio 6000 RTP/AVP 0 8". The port may be followed by "/" and a number of ports.
@@ -87,7 +87,7 @@ OfferedMedia readMedia(std::string_view in_strValue)
     const std::vector<std::string> parts = partsOf(in_strValue, " ");
     OfferedMedia media;
     if (parts.size() < 4 || !readNumber(parts[1], media.uiPort, "/"))
-        throw cannotRead(in_strValue);
+        throw unreadable(in_strValue);
     media.line = {parts[0], parts[2], "", false};
     for (std::size_t ui = 3; ui < parts.size(); ++ui)
     {
@@ -104,7 +104,7 @@ std::string readAddress(std::string_view in_strValue)
 {
     const std::vector<std::string> parts = partsOf(in_strValue, " ");
     if (parts.size() != 3 || parts[2].empty())
-        throw cannotRead(in_strValue);
+        throw unreadable(in_strValue);
     return parts[2].substr(0, parts[2].find('/'));
 }
 
@@ -118,14 +118,14 @@ void readAttribute(std::string_view in_strValue, OfferedMedia& inout_media)
     RtpEncoding encoding{};
     if (parts.size() < 3 || !readNumber(parts[0], encoding.uiPayloadType, "") ||
         !readNumber(parts[2], encoding.uiRate, ""))
-        throw cannotRead(in_strValue);
+        throw unreadable(in_strValue);
     encoding.strName = parts[1];
     inout_media.rtpMaps.emplace(encoding.uiPayloadType, encoding);
 }
 
-std::vector<OfferedMedia> read(const std::string& in_strOffer)
+std::vector<OfferedMedia> readOffer(const std::string& in_strOffer)
 {
-    std::vector<OfferedMedia> medias;
+    std::vector<OfferedMedia> streams;
     std::string strAddress;
     std::istringstream text(in_strOffer);
     // Makes `getline` throw if a line does not fit in memory, because it would otherwise look like
@@ -138,19 +138,19 @@ std::vector<OfferedMedia> read(const std::string& in_strOffer)
             strLine.pop_back();
         if (strLine.size() < 2 || strLine[1] != '=' ||
             std::any_of(strLine.begin(), strLine.end(), isControl) || (bFirst && strLine != "v=0"))
-            throw cannotRead(strLine);
+            throw unreadable(strLine);
         const std::string_view strValue = std::string_view(strLine).substr(2);
         if (strLine[0] == 'm')
         {
-            medias.push_back(readMedia(strValue));
-            medias.back().strAddress = strAddress;
+            streams.push_back(readMedia(strValue));
+            streams.back().strAddress = strAddress;
         }
         else if (strLine[0] == 'c')
-            (medias.empty() ? strAddress : medias.back().strAddress) = readAddress(strValue);
-        else if (strLine[0] == 'a' && !medias.empty())
-            readAttribute(strValue, medias.back());
+            (streams.empty() ? strAddress : streams.back().strAddress) = readAddress(strValue);
+        else if (strLine[0] == 'a' && !streams.empty())
+            readAttribute(strValue, streams.back());
     }
-    return medias;
+    return streams;
 }
 
 bool isAudio(const OfferedMedia& in_media)
@@ -164,15 +164,15 @@ const RtpEncoding* encodingOf(const OfferedMedia& in_media, unsigned int in_uiPa
     const auto mapped = in_media.rtpMaps.find(in_uiPayloadType);
     if (mapped != in_media.rtpMaps.end())
         return &mapped->second;
-    const auto* const pKnown =
-        std::find_if(s_wellKnown.begin(), s_wellKnown.end(),
+    const auto* const pStatic =
+        std::find_if(s_staticPayloadTypes.begin(), s_staticPayloadTypes.end(),
                      [in_uiPayloadType](const RtpEncoding& in_encoding)
                      { return in_encoding.uiPayloadType == in_uiPayloadType; });
-    return pKnown != s_wellKnown.end() ? pKnown : nullptr;
+    return pStatic != s_staticPayloadTypes.end() ? pStatic : nullptr;
 }
 
-std::vector<RtpEncoding> common(const OfferedMedia& in_media,
-                                const std::vector<std::string>& in_encodings)
+std::vector<RtpEncoding> commonEncodings(const OfferedMedia& in_media,
+                                         const std::vector<std::string>& in_encodings)
 {
     std::vector<RtpEncoding> encodings;
     for (const std::string& strName : in_encodings)
@@ -189,10 +189,10 @@ std::vector<RtpEncoding> common(const OfferedMedia& in_media,
 
 } // namespace
 
-Session agree(const std::string& in_strOffer, const std::vector<std::string>& in_encodings)
+Session negotiate(const std::string& in_strOffer, const std::vector<std::string>& in_encodings)
 {
     Session session;
-    for (const OfferedMedia& media : read(in_strOffer))
+    for (const OfferedMedia& media : readOffer(in_strOffer))
     {
         MediaLine& line = session.lines.emplace_back(media.line);
         if (session.uiRemotePort != 0 || !isAudio(media))
@@ -200,7 +200,7 @@ Session agree(const std::string& in_strOffer, const std::vector<std::string>& in
         line.bAccepted = true;
         session.uiRemotePort = static_cast<std::uint16_t>(media.uiPort);
         session.strRemoteAddress = media.strAddress;
-        session.encodings = common(media, in_encodings);
+        session.encodings = commonEncodings(media, in_encodings);
     }
     if (session.uiRemotePort == 0)
         throw BadSessionDescription("no audio over RTP is offered");
@@ -209,12 +209,12 @@ Session agree(const std::string& in_strOffer, const std::vector<std::string>& in
     return session;
 }
 
-Session offered(const std::vector<std::string>& in_encodings)
+Session makeOffer(const std::vector<std::string>& in_encodings)
 {
     Session session;
     for (const std::string& strName : in_encodings)
     {
-        for (const RtpEncoding& known : s_wellKnown)
+        for (const RtpEncoding& known : s_staticPayloadTypes)
             if (boost::iequals(strName, known.strName))
                 session.encodings.push_back(known);
         if (boost::iequals(strName, s_szTelephoneEvent))

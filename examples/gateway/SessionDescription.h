@@ -50,12 +50,12 @@ struct Session
 ///
 /// Failure: throws `BadSessionDescription` if the offer cannot be read, has no audio over RTP, or
 /// has no encoding of the list except telephone events.
-[[nodiscard]] Session agree(const std::string& in_strOffer,
-                            const std::vector<std::string>& in_encodings);
+[[nodiscard]] Session negotiate(const std::string& in_strOffer,
+                                const std::vector<std::string>& in_encodings);
 
 /// Returns the session that this end offers to a caller without an offer: the encodings of the list
 /// that have a static payload type (RFC 3551), and telephone events.
-[[nodiscard]] Session offered(const std::vector<std::string>& in_encodings);
+[[nodiscard]] Session makeOffer(const std::vector<std::string>& in_encodings);
 
 /// Returns the session description of this end.
 [[nodiscard]] std::string describe(const Session& in_session, const std::string& in_strAddress,

@@ -47,9 +47,9 @@ UserAgent::UserAgent(EventLoop& in_loop, const Settings& in_settings,
                                          StackContext(this), NTATAG_NO_DIALOG(1), TAG_END()));
     if (m_pOutOfDialog == nullptr)
         throw std::runtime_error("SIP requests cannot be received : " + m_stackLog.lastLine());
-    m_pSurroundings = std::make_unique<CallSurroundings>(
-        CallSurroundings{m_loop, m_settings, m_callParameters, m_pAgent.get(), in_answerAfter,
-                         RtpPorts(m_settings.rtpPorts)});
+    m_pContext = std::make_unique<CallContext>(CallContext{m_loop, m_settings, m_callParameters,
+                                                           m_pAgent.get(), in_answerAfter,
+                                                           RtpPorts(m_settings.rtpPorts)});
 }
 
 void UserAgent::listen(const std::string& in_strURL)
@@ -120,7 +120,7 @@ int UserAgent::refuseForOverload(nta_incoming_t* in_pInvite, const sip_t& in_sip
     // Logged at DEBUG, which is normally off: there may be many of them when the gateway is
     // overloaded.
     VELMORA_LOG_DEBUG("refused for overload : call " << in_sip.sip_call_id->i_id
-                                                     << ", calls at once = " << callsAtOnce());
+                                                     << ", calls at once = " << concurrentCalls());
     return replyOverloaded(in_pInvite, m_settings.strUserAgentName, m_settings.retryAfter);
 }
 
@@ -131,7 +131,7 @@ int UserAgent::handleInvite(nta_incoming_t* in_pInvite, const sip_t& in_sip)
     {
         m_callParameters.flush();
         it = m_calls.emplace(it);
-        *it = std::make_unique<Call>(*m_pSurroundings, in_pInvite, &in_sip,
+        *it = std::make_unique<Call>(*m_pContext, in_pInvite, &in_sip,
                                      [this, it]
                                      { m_endedCalls.splice(m_endedCalls.end(), m_calls, it); });
     }

@@ -51,7 +51,7 @@ class UserAgent : public Velmora::ObjectWithLogger<Velmora::CachedLLLogger>
     [[nodiscard]] std::uint64_t callCount() const { return m_uiCalls; }
 
     /// The number of concurrent calls.
-    [[nodiscard]] std::size_t callsAtOnce() const { return m_calls.size(); }
+    [[nodiscard]] std::size_t concurrentCalls() const { return m_calls.size(); }
 
     /// The number of calls that were refused for overload.
     [[nodiscard]] std::uint64_t refusedCalls() const { return m_uiRefusedCalls; }
@@ -81,7 +81,7 @@ class UserAgent : public Velmora::ObjectWithLogger<Velmora::CachedLLLogger>
     /// The members below use those above them, also in their destructors.
     StackPointer<nta_agent_t> m_pAgent;
     StackPointer<nta_leg_t> m_pOutOfDialog;
-    std::unique_ptr<CallSurroundings> m_pSurroundings;
+    std::unique_ptr<CallContext> m_pContext;
     Calls m_calls;
     Calls m_endedCalls;
     bool m_bEnding = false;

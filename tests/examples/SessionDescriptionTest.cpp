@@ -9,11 +9,11 @@ namespace Velmora::Test
 namespace
 {
 
-using GatewayExample::agree;
 using GatewayExample::BadSessionDescription;
 using GatewayExample::describe;
+using GatewayExample::makeOffer;
 using GatewayExample::namesOf;
-using GatewayExample::offered;
+using GatewayExample::negotiate;
 using GatewayExample::Session;
 using testing::HasSubstr;
 
@@ -29,7 +29,7 @@ std::string errorOf(const std::string& in_strOffer)
 {
     try
     {
-        return namesOf(agree(in_strOffer, s_encodings).encodings);
+        return namesOf(negotiate(in_strOffer, s_encodings).encodings);
     }
     catch (const BadSessionDescription& error)
     {
@@ -41,9 +41,9 @@ std::string errorOf(const std::string& in_strOffer)
 
 TEST(SessionDescription, TheOrderOfEncodingsIsTheOneOfThisEnd)
 {
-    const Session session = agree(offer("m=audio 6000 RTP/AVP 101 8 0 18\r\na=rtpmap:101 "
-                                        "telephone-event/8000\r\n"),
-                                  s_encodings);
+    const Session session = negotiate(offer("m=audio 6000 RTP/AVP 101 8 0 18\r\na=rtpmap:101 "
+                                            "telephone-event/8000\r\n"),
+                                      s_encodings);
     EXPECT_EQ("PCMU,PCMA,telephone-event", namesOf(session.encodings));
     EXPECT_EQ("10.0.0.1", session.strRemoteAddress);
     EXPECT_EQ(6000, session.uiRemotePort);
@@ -51,9 +51,10 @@ TEST(SessionDescription, TheOrderOfEncodingsIsTheOneOfThisEnd)
 
 TEST(SessionDescription, AnAnswerHasThePayloadTypesOfTheOffer)
 {
-    const Session session = agree(offer("m=audio 6000 RTP/AVP 97 100\r\na=rtpmap:97 pcma/8000\r\n"
-                                        "a=rtpmap:100 telephone-event/8000\r\n"),
-                                  s_encodings);
+    const Session session =
+        negotiate(offer("m=audio 6000 RTP/AVP 97 100\r\na=rtpmap:97 pcma/8000\r\n"
+                        "a=rtpmap:100 telephone-event/8000\r\n"),
+                  s_encodings);
     EXPECT_EQ("v=0\r\no=- 20000 1 IN IP4 127.0.0.1\r\ns=-\r\nc=IN IP4 127.0.0.1\r\nt=0 0\r\n"
               "m=audio 20000 RTP/AVP 97 100\r\na=rtpmap:97 PCMA/8000\r\na=rtpmap:100 "
               "telephone-event/8000\r\na=fmtp:100 0-15\r\n",
@@ -62,10 +63,10 @@ TEST(SessionDescription, AnAnswerHasThePayloadTypesOfTheOffer)
 
 TEST(SessionDescription, AnAnswerHasALineForEachOfTheOfferAndAcceptsOnlyTheFirstAudio)
 {
-    const Session session = agree(offer("m=video 5000 RTP/AVP 31\r\nm=audio 0 RTP/AVP 0\r\n"
-                                        "m=audio 6000 RTP/AVP 0\r\nm=audio 6002 RTP/AVP 8\r\n"
-                                        "m=image 6004 udptl t38\r\n"),
-                                  s_encodings);
+    const Session session = negotiate(offer("m=video 5000 RTP/AVP 31\r\nm=audio 0 RTP/AVP 0\r\n"
+                                            "m=audio 6000 RTP/AVP 0\r\nm=audio 6002 RTP/AVP 8\r\n"
+                                            "m=image 6004 udptl t38\r\n"),
+                                      s_encodings);
     EXPECT_EQ(6000, session.uiRemotePort);
     EXPECT_THAT(describe(session, "127.0.0.1", 20000),
                 HasSubstr("t=0 0\r\nm=video 0 RTP/AVP 31\r\nm=audio 0 RTP/AVP 0\r\n"
@@ -76,25 +77,25 @@ TEST(SessionDescription, AnAnswerHasALineForEachOfTheOfferAndAcceptsOnlyTheFirst
 TEST(SessionDescription, AnAddressOfTheMediaOverridesTheOneOfTheSession)
 {
     const Session session =
-        agree(offer("m=audio 6000 RTP/AVP 0\r\nc=IN IP4 10.0.0.2\r\n"), s_encodings);
+        negotiate(offer("m=audio 6000 RTP/AVP 0\r\nc=IN IP4 10.0.0.2\r\n"), s_encodings);
     EXPECT_EQ("10.0.0.2", session.strRemoteAddress);
 }
 
 TEST(SessionDescription, AnIPv6AddressIsDescribedAsOne)
 {
-    EXPECT_THAT(describe(offered(s_encodings), "::1", 20000), HasSubstr("\r\nc=IN IP6 ::1\r\n"));
+    EXPECT_THAT(describe(makeOffer(s_encodings), "::1", 20000), HasSubstr("\r\nc=IN IP6 ::1\r\n"));
 }
 
 TEST(SessionDescription, WhatIsOfferedByThisEndIsWhatNeedsNoAgreement)
 {
     EXPECT_EQ("PCMA,telephone-event",
-              namesOf(offered({"opus", "PCMA", "telephone-event"}).encodings));
+              namesOf(makeOffer({"opus", "PCMA", "telephone-event"}).encodings));
 }
 
 TEST(SessionDescription, APortMayHaveANumberOfPortsAndAnAddressATimeToLive)
 {
     const Session session =
-        agree(offer("m=audio 6000/2 RTP/AVP 0\r\n", "224.2.1.1/127"), s_encodings);
+        negotiate(offer("m=audio 6000/2 RTP/AVP 0\r\n", "224.2.1.1/127"), s_encodings);
     EXPECT_EQ(6000, session.uiRemotePort);
     EXPECT_EQ("224.2.1.1", session.strRemoteAddress);
 }
