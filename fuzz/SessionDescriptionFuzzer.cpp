@@ -2,6 +2,8 @@
 
 #include "examples/gateway/SessionDescription.h"
 
+#include "examples/gateway/BadSessionDescription.h"
+
 #include <algorithm>
 #include <cstddef>
 #include <cstdint>

@@ -1,5 +1,8 @@
 #include "Call.h"
 
+#include "BadSessionDescription.h"
+#include "CallParameters.h"
+
 #include "velmora/logging/LogMacros.h"
 #include "velmora/logging/WithoutThrowing.h"
 

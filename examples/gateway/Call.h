@@ -1,9 +1,9 @@
 #pragma once
 
-#include "EventLoop.h"
+#include "CallContext.h"
 #include "Leg.h"
 #include "Media.h"
-#include "Settings.h"
+#include "Timer.h"
 
 #include "velmora/logging/CallLogger.h"
 #include "velmora/logging/ObjectWithLogger.h"
@@ -14,19 +14,6 @@
 
 namespace GatewayExample
 {
-
-/// The objects and settings that all calls of a gateway share.
-struct CallContext
-{
-    const EventLoop& loop;
-    const Settings& settings;
-    /// Contains the `CallParameters`.
-    const Velmora::ROConfiguration& parameters;
-    nta_agent_t* pAgent;
-    /// How long a call rings before its called party answers.
-    std::chrono::milliseconds answerAfter;
-    RtpPorts rtpPorts;
-};
 
 /// An incoming call, from its INVITE to its end. The user part of the request's address selects
 /// what the called party does: "busy" is busy, "nobody" rings until the time limit, all others

@@ -1,8 +1,11 @@
 #include "Gateway.h"
 
+#include "BadSetting.h"
+#include "CallParameters.h"
 #include "OwnParameters.h"
+#include "ProcessorUse.h"
+#include "ReadWatch.h"
 
-#include "velmora/alarm/ProfileTimer.h"
 #include "velmora/application/BuildInfo.h"
 #include "velmora/config/RWGlobalConfig.h"
 #include "velmora/logging/CallDataRegistry.h"
@@ -14,17 +17,13 @@
 #include <boost/program_options/variables_map.hpp>
 
 #include <cerrno>
+#include <chrono>
+#include <csignal>
 #include <cstring>
-#include <functional>
+#include <exception>
 #include <iostream>
-#include <stdexcept>
-#include <utility>
-
-#include <sys/signalfd.h>
-#include <unistd.h>
 
 using namespace Velmora;
-using std::chrono::steady_clock;
 namespace po = boost::program_options;
 
 VELMORA_FILE_SCOPE_LOGGER("keswardin.gateway")
@@ -38,49 +37,7 @@ namespace
 constexpr const char* s_szAnswerAfter = "answer-after-ms";
 constexpr unsigned int s_uiDefaultAnswerAfterMs = 200;
 
-/// Returns the load of the processors since the last call, in percent; nothing at the first call
-/// and if the system does not report it.
-class ProcessorUse
-{
-  public:
-    std::optional<double> operator()()
-    {
-        constexpr double dAll = 100;
-        double dIdle = 0;
-        if (!m_timer.getSystemIdleTime(dIdle) || !std::exchange(m_bStarted, true))
-            return std::nullopt;
-        return dAll - dIdle;
-    }
-
-  private:
-    ProfileTimer m_timer;
-    bool m_bStarted = false;
-};
-
-/// Blocks the signals and returns a descriptor from which they are read.
-Descriptor blockSignals()
-{
-    sigset_t signals;
-    sigemptyset(&signals);
-    for (const int iSignal : {SIGTERM, SIGINT, SIGUSR1})
-        sigaddset(&signals, iSignal);
-    pthread_sigmask(SIG_BLOCK, &signals, nullptr);
-    return Descriptor(signalfd(-1, &signals, SFD_CLOEXEC));
-}
-
 } // namespace
-
-OperatorSignals::OperatorSignals() : m_descriptor(blockSignals()) {}
-
-int OperatorSignals::read() const
-{
-    signalfd_siginfo signal{};
-    ssize_t iLength = -1;
-    do
-        iLength = ::read(descriptor(), &signal, sizeof(signal));
-    while (iLength < 0 && errno == EINTR);
-    return iLength == sizeof(signal) ? static_cast<int>(signal.ssi_signo) : 0;
-}
 
 Gateway::Gateway() : ProductApplicationImpl("Gateway")
 {
@@ -95,13 +52,15 @@ bool Gateway::processCmdlineVarsMap(const po::variables_map& in_variables)
 {
     if (!ProductApplicationImpl::processCmdlineVarsMap(in_variables))
         return false;
-    const auto isRequested = [&](const char* in_szSwitch)
-    { return in_variables[in_szSwitch].as<bool>() && (m_bOnlyInformation = true); };
-    if (isRequested("product-name"))
+    const bool bProductName = in_variables["product-name"].as<bool>();
+    const bool bVersion = in_variables["version"].as<bool>();
+    const bool bBuildInfo = in_variables["build-info"].as<bool>();
+    m_bOnlyInformation = bProductName || bVersion || bBuildInfo;
+    if (bProductName)
         std::cout << "Product name : " << getProductName() << '\n';
-    if (isRequested("version"))
+    if (bVersion)
         std::cout << "Product version : " << GATEWAY_VERSION << '\n';
-    if (isRequested("build-info"))
+    if (bBuildInfo)
         BuildInfo::getInstance()->write(std::cout << "Build Info :\n") << '\n';
     m_bFailed = !std::cout.flush();
     return true;
@@ -157,7 +116,7 @@ void Gateway::serve()
     const ReadWatch watch(m_loop, m_signals.descriptor(),
                           [this, &userAgent] { handleSignal(userAgent); });
     ProcessorUse processorUse;
-    m_processorMonitor->start(std::ref(processorUse));
+    m_processorMonitor->start([&processorUse] { return processorUse.sinceLastCall(); });
     m_callMonitor->start([&userAgent] { return static_cast<double>(userAgent.concurrentCalls()); });
     for (const std::string& strURL : m_settings->sipURLs)
         VELMORA_FILE_LOG_INFO("running at " << strURL);
@@ -178,25 +137,21 @@ void Gateway::serve()
 
 bool Gateway::isDone(const UserAgent& in_userAgent) const
 {
-    return m_deadline && (!in_userAgent.hasCalls() || steady_clock::now() >= *m_deadline);
+    return m_shutdown.hasBegun() && (!in_userAgent.hasCalls() || m_shutdown.isOverdue());
 }
 
 void Gateway::handleSignal(UserAgent& inout_userAgent)
 {
     const int iSignal = m_signals.read();
-    if (iSignal == SIGUSR1)
-        return toggleRecording();
     // Saved before other calls change it.
     const int iError = errno;
-    // It is stopping already, and a second signal does not extend the time limit.
-    if (m_deadline)
+    if (iSignal == SIGUSR1)
+        return toggleRecording();
+    // A second signal does not extend the time limit.
+    if (m_shutdown.hasBegun())
         return;
-    m_deadline = steady_clock::time_point::max();
-    if (getExitTimeout() != ACE_Time_Value::max_time)
-        m_deadline = steady_clock::now() + std::chrono::seconds(getExitTimeout().sec());
-    // SIGALRM ends the process if it hangs.
-    if (getKillTimeout() != ACE_Time_Value::max_time)
-        alarm(static_cast<unsigned int>(getKillTimeout().sec()));
+    m_shutdown.begin(getExitTimeout(), getKillTimeout());
+    // The calls end even if the line cannot be logged.
     withoutThrowing(liveFileScopeLogger(), "a line is lost",
                     [iSignal, iError]
                     {

@@ -1,36 +1,18 @@
 #pragma once
 
-#include "Descriptor.h"
 #include "EventLoop.h"
 #include "LoadMonitor.h"
+#include "OperatorSignals.h"
+#include "Settings.h"
+#include "Shutdown.h"
 #include "UserAgent.h"
 
 #include "velmora/application/ProductApplicationImpl.h"
 
-#include <csignal>
 #include <optional>
 
 namespace GatewayExample
 {
-
-/// The signals that an operator sends to a program. The constructor blocks them, so they stay
-/// pending until `read` reads them, on any thread. Threads that are started later inherit the
-/// block.
-class OperatorSignals
-{
-  public:
-    OperatorSignals();
-
-    /// The descriptor, which is readable while a signal is pending.
-    [[nodiscard]] int descriptor() const { return m_descriptor.number(); }
-
-    /// Takes the pending signal: SIGTERM, SIGINT or SIGUSR1. Returns 0, with `errno` set, if it
-    /// cannot be read.
-    [[nodiscard]] int read() const;
-
-  private:
-    Descriptor m_descriptor;
-};
 
 /// A gateway of the family: it answers calls over SIP, and callers hear themselves. It starts from
 /// the configuration files in etc/, and handles these signals:
@@ -65,17 +47,18 @@ class Gateway : public Velmora::ProductApplicationImpl
 
   private:
     void serve();
+    [[nodiscard]] bool isDone(const UserAgent& in_userAgent) const;
     void handleSignal(UserAgent& inout_userAgent);
     void toggleRecording() const;
-    [[nodiscard]] bool isDone(const UserAgent& in_userAgent) const;
 
+    /// Constructed first, so that no thread is started before the signals are blocked.
     OperatorSignals m_signals;
     EventLoop m_loop;
+    // Set by `configure`.
     std::optional<Settings> m_settings;
     std::optional<LoadMonitor> m_processorMonitor;
     std::optional<LoadMonitor> m_callMonitor;
-    /// Set once the gateway is stopping: the time at which the remaining calls are cut off.
-    std::optional<std::chrono::steady_clock::time_point> m_deadline;
+    Shutdown m_shutdown;
     /// The command line only requested information about the program.
     bool m_bOnlyInformation = false;
     bool m_bFailed = false;

@@ -1,6 +1,7 @@
 #include "LoadMonitor.h"
 
-#include "Settings.h"
+#include "BadSetting.h"
+#include "RequiredParameters.h"
 
 #include "velmora/alarm/AlarmRegistry.h"
 #include "velmora/alarm/SystemOverloadAlarmImpl.h"
@@ -43,21 +44,13 @@ std::string text(double in_dValue)
     return std::move(stream).str();
 }
 
-float threshold(const ROConfiguration& in_config, const std::string& in_strName)
-{
-    float fValue = 0;
-    if (!in_config.getFloatParameter(in_strName.c_str(), fValue))
-        throw BadSetting(in_strName, "", "it is not set");
-    return fValue;
-}
-
 void checkThresholds(const ROConfiguration& in_config, const std::string& in_strPrefix)
 {
     const std::string strSet = in_strPrefix + "." + s_szRESOURCE_MONITOR_SET_ALARM_THRESHOLD_PARAM;
     const std::string strReset =
         in_strPrefix + "." + s_szRESOURCE_MONITOR_RESET_ALARM_THRESHOLD_PARAM;
-    const float fSet = threshold(in_config, strSet);
-    const float fReset = threshold(in_config, strReset);
+    const float fSet = requiredFloat(in_config, strSet);
+    const float fReset = requiredFloat(in_config, strReset);
     if (!(fReset < fSet))
         throw BadSetting(strReset, text(fReset),
                          "it must be below " + strSet + ", which is " + text(fSet));
@@ -66,9 +59,7 @@ void checkThresholds(const ROConfiguration& in_config, const std::string& in_str
 std::chrono::milliseconds period(const ROConfiguration& in_config, const std::string& in_strPrefix)
 {
     const std::string strName = in_strPrefix + ".monitoringPeriodInMs";
-    int iValue = 0;
-    if (!in_config.getIntParameter(strName.c_str(), iValue))
-        throw BadSetting(strName, "", "it is not set");
+    const int iValue = requiredInt(in_config, strName);
     if (iValue < 0)
         throw BadSetting(strName, std::to_string(iValue),
                          "it must be above 0, or 0 for no monitor");

@@ -1,6 +1,7 @@
 #pragma once
 
 #include "EventLoop.h"
+#include "Timer.h"
 
 #include "velmora/alarm/ResourceMonitor.h"
 #include "velmora/config/Configuration.h"

@@ -1,5 +1,7 @@
 #include "Media.h"
 
+#include "CallParameters.h"
+
 #include "velmora/logging/LogMacros.h"
 #include "velmora/logging/WithoutThrowing.h"
 

@@ -1,9 +1,10 @@
 #pragma once
 
-#include "EventLoop.h"
+#include "ReadWatch.h"
 #include "RtpSocket.h"
 #include "SessionDescription.h"
 #include "Settings.h"
+#include "Timer.h"
 
 #include "velmora/logging/CallLogger.h"
 #include "velmora/logging/ObjectWithLogger.h"

@@ -52,19 +52,6 @@ Descriptor openSocket(const std::string& in_strAddress)
 
 } // namespace
 
-RtpPorts::RtpPorts(const PortRange& in_range) : m_free(std::size_t{UINT16_MAX})
-{
-    for (unsigned int uiPort = (in_range.uiFirst + 1U) & ~1U; uiPort < in_range.uiLast; uiPort += 2)
-        m_free.push_back(static_cast<std::uint16_t>(uiPort));
-}
-
-std::uint16_t RtpPorts::acquire()
-{
-    const std::uint16_t uiPort = m_free.front();
-    m_free.pop_front();
-    return uiPort;
-}
-
 RtpSocket::RtpSocket(const std::string& in_strAddress, RtpPorts& inout_ports)
     : m_strAddress(in_strAddress), m_socket(openSocket(in_strAddress))
 {

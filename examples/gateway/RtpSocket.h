@@ -1,7 +1,8 @@
 #pragma once
 
+#include "AcquiredPort.h"
 #include "Descriptor.h"
-#include "Settings.h"
+#include "RtpPorts.h"
 
 #include <cstddef>
 #include <cstdint>
@@ -9,50 +10,10 @@
 #include <span>
 #include <string>
 
-#include <boost/circular_buffer.hpp>
-
 #include <sys/socket.h>
 
 namespace GatewayExample
 {
-
-/// The free RTP ports of a range, in a queue: the port that has been free for the longest time
-/// comes first.
-class RtpPorts
-{
-  public:
-    explicit RtpPorts(const PortRange& in_range);
-
-    [[nodiscard]] std::size_t countFree() const { return m_free.size(); }
-
-    /// Takes a free port. There must be one.
-    [[nodiscard]] std::uint16_t acquire();
-    /// Returns a port. Does not allocate.
-    void release(std::uint16_t in_uiPort) { m_free.push_back(in_uiPort); }
-
-  private:
-    /// Has capacity for the whole range.
-    boost::circular_buffer<std::uint16_t> m_free;
-};
-
-/// Takes a port, and returns it in the destructor.
-class AcquiredPort
-{
-  public:
-    explicit AcquiredPort(RtpPorts& inout_ports)
-        : m_ports(inout_ports), m_uiPort(inout_ports.acquire())
-    {
-    }
-    ~AcquiredPort() { m_ports.release(m_uiPort); }
-    AcquiredPort(const AcquiredPort&) = delete;
-    AcquiredPort& operator=(const AcquiredPort&) = delete;
-
-    [[nodiscard]] std::uint16_t port() const { return m_uiPort; }
-
-  private:
-    RtpPorts& m_ports;
-    std::uint16_t m_uiPort;
-};
 
 /// A UDP socket that receives RTP, on an even port (RFC 3550).
 class RtpSocket

@@ -1,15 +1,13 @@
 #include "SessionDescription.h"
 
+#include "BadSessionDescription.h"
+#include "SessionOffer.h"
+
 #include <boost/algorithm/string/predicate.hpp>
-#include <boost/algorithm/string/split.hpp>
 
 #include <algorithm>
 #include <array>
-#include <charconv>
-#include <map>
 #include <sstream>
-#include <string_view>
-#include <utility>
 
 namespace GatewayExample
 {
@@ -34,123 +32,9 @@ const std::array<RtpEncoding, 7> s_staticPayloadTypes{{{0, "PCMU", 8000},
 /// The payload type that this end proposes for telephone events.
 constexpr unsigned int s_uiTelephoneEventType = 101;
 
-constexpr unsigned int s_uiLastPayloadType = 127;
-
-/// One stream of an offer.
-struct OfferedMedia
-{
-    MediaLine line;
-    unsigned int uiPort = 0;
-    std::string strAddress;
-    std::vector<unsigned int> payloadTypes;
-    std::map<unsigned int, RtpEncoding> rtpMaps;
-};
-
-bool isControl(char in_c) { return static_cast<unsigned char>(in_c) < 0x20 || in_c == 0x7F; }
-
-/// Replaces control bytes, because the text comes from the network and goes to the log.
-BadSessionDescription unreadable(std::string_view in_strLine)
-{
-    std::string strLine(in_strLine);
-    std::replace_if(strLine.begin(), strLine.end(), isControl, '?');
-    return BadSessionDescription("the session description cannot be read : \"" + strLine + '"');
-}
-
 bool isTelephoneEvent(const RtpEncoding& in_encoding)
 {
     return boost::iequals(in_encoding.strName, s_szTelephoneEvent);
-}
-
-std::vector<std::string> partsOf(std::string_view in_strText, std::string_view in_strSeparators)
-{
-    std::vector<std::string> parts;
-    const auto isSeparator = [in_strSeparators](char in_c)
-    { return in_strSeparators.find(in_c) != std::string_view::npos; };
-    boost::split(parts, in_strText, isSeparator, boost::token_compress_on);
-    return parts;
-}
-
-/// Reads the number that a text begins with. The text may end after it, or continue with a
-/// character of `in_strMayFollow`.
-template <class Number>
-bool readNumber(std::string_view in_strText, Number& out_number, std::string_view in_strMayFollow)
-{
-    const char* const pEnd = in_strText.data() + in_strText.size();
-    const auto [pRest, error] = std::from_chars(in_strText.data(), pEnd, out_number);
-    return error == std::errc() &&
-           (pRest == pEnd || in_strMayFollow.find(*pRest) != std::string_view::npos);
-}
-
-/// Reads "audio 6000 RTP/AVP 0 8". The port may be followed by "/" and a number of ports.
-OfferedMedia readMedia(std::string_view in_strValue)
-{
-    const std::vector<std::string> parts = partsOf(in_strValue, " ");
-    OfferedMedia media;
-    if (parts.size() < 4 || !readNumber(parts[1], media.uiPort, "/"))
-        throw unreadable(in_strValue);
-    media.line = {parts[0], parts[2], "", false};
-    for (std::size_t ui = 3; ui < parts.size(); ++ui)
-    {
-        media.line.strFormats += ' ' + parts[ui];
-        unsigned int uiType = 0;
-        if (readNumber(parts[ui], uiType, "") && uiType <= s_uiLastPayloadType)
-            media.payloadTypes.push_back(uiType);
-    }
-    return media;
-}
-
-/// Reads "IN IP4 10.0.0.1". The address may be followed by "/" and a time to live.
-std::string readAddress(std::string_view in_strValue)
-{
-    const std::vector<std::string> parts = partsOf(in_strValue, " ");
-    if (parts.size() != 3 || parts[2].empty())
-        throw unreadable(in_strValue);
-    return parts[2].substr(0, parts[2].find('/'));
-}
-
-/// Reads "rtpmap:97 PCMA/8000". Other attributes are ignored.
-void readAttribute(std::string_view in_strValue, OfferedMedia& inout_media)
-{
-    constexpr std::string_view strRtpMap = "rtpmap:";
-    if (!in_strValue.starts_with(strRtpMap))
-        return;
-    const std::vector<std::string> parts = partsOf(in_strValue.substr(strRtpMap.size()), " /");
-    RtpEncoding encoding{};
-    if (parts.size() < 3 || !readNumber(parts[0], encoding.uiPayloadType, "") ||
-        !readNumber(parts[2], encoding.uiRate, ""))
-        throw unreadable(in_strValue);
-    encoding.strName = parts[1];
-    inout_media.rtpMaps.emplace(encoding.uiPayloadType, encoding);
-}
-
-std::vector<OfferedMedia> readOffer(const std::string& in_strOffer)
-{
-    std::vector<OfferedMedia> streams;
-    std::string strAddress;
-    std::istringstream text(in_strOffer);
-    // Makes `getline` throw if a line does not fit in memory, because it would otherwise look like
-    // the end of the offer.
-    text.exceptions(std::ios_base::badbit);
-    bool bFirst = true;
-    for (std::string strLine; std::getline(text, strLine); bFirst = false)
-    {
-        if (strLine.ends_with('\r'))
-            strLine.pop_back();
-        if (strLine.size() < 2 || strLine[1] != '=' ||
-            std::any_of(strLine.begin(), strLine.end(), isControl) || (bFirst && strLine != "v=0"))
-            throw unreadable(strLine);
-        const std::string_view strValue = std::string_view(strLine).substr(2);
-        if (strLine[0] == 'm')
-        {
-            streams.push_back(readMedia(strValue));
-            streams.back().strAddress = strAddress;
-        }
-        else if (strLine[0] == 'c')
-            (streams.empty() ? strAddress : streams.back().strAddress) = readAddress(strValue);
-        else if (strLine[0] == 'a' && !streams.empty())
-            readAttribute(strValue, streams.back());
-    }
-    return streams;
 }
 
 bool isAudio(const OfferedMedia& in_media)

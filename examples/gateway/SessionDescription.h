@@ -1,36 +1,14 @@
 #pragma once
 
+#include "MediaLine.h"
+#include "RtpEncoding.h"
+
 #include <cstdint>
-#include <stdexcept>
 #include <string>
 #include <vector>
 
 namespace GatewayExample
 {
-
-/// Reports a session description that cannot be read or is not acceptable; `what` has the reason.
-class BadSessionDescription : public std::runtime_error
-{
-  public:
-    using std::runtime_error::runtime_error;
-};
-
-/// An RTP encoding and its payload type in one session.
-struct RtpEncoding
-{
-    unsigned int uiPayloadType;
-    std::string strName;
-    unsigned long uiRate;
-};
-
-/// One "m=" line of a session description.
-struct MediaLine
-{
-    std::string strType;
-    std::string strTransport;
-    std::string strFormats;
-    bool bAccepted = false;
-};
 
 /// The negotiated session: one stream of audio (RFC 3264, RFC 4566).
 struct Session
@@ -42,9 +20,6 @@ struct Session
     /// The media lines of the offer. An answer repeats them, one by one.
     std::vector<MediaLine> lines;
 };
-
-// An offer comes from the network. A malformed offer is refused, and the time to read one is linear
-// in its length.
 
 /// Negotiates a session from an offer and this end's list of encodings.
 ///

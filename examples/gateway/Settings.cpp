@@ -1,12 +1,15 @@
 #include "Settings.h"
 
+#include "BadSetting.h"
+#include "CallParameters.h"
 #include "OwnParameters.h"
+#include "RequiredParameters.h"
 
 #include <boost/algorithm/string/split.hpp>
 #include <boost/algorithm/string/trim.hpp>
 
 #include <charconv>
-#include <limits>
+#include <string_view>
 
 using Velmora::ROConfiguration;
 
@@ -16,23 +19,10 @@ namespace GatewayExample
 namespace
 {
 
-std::string text(const ROConfiguration& in_config, const char* in_szName)
-{
-    std::string strValue;
-    if (!in_config.getStringParameter(in_szName, strValue))
-        throw BadSetting(in_szName, "", "it is not set");
-    return strValue;
-}
-
 template <class Duration = std::chrono::milliseconds>
 Duration duration(const ROConfiguration& in_config, const char* in_szName)
 {
-    int iValue = 0;
-    if (!in_config.getIntParameter(in_szName, iValue))
-        throw BadSetting(in_szName, "", "it is not set");
-    if (iValue <= 0)
-        throw BadSetting(in_szName, std::to_string(iValue), "it must be above 0");
-    return Duration(iValue);
+    return Duration(requiredPositiveInt(in_config, in_szName));
 }
 
 /// Splits a value at its commas and removes the blanks around the parts.
@@ -53,7 +43,7 @@ std::vector<std::string> sipURLsOf(const ROConfiguration& in_config)
 {
     constexpr const char* s_szName = "keswardin.sip.userAgent.IPAddress";
     constexpr std::string_view s_strTransport = "udp:";
-    const std::string strValue = text(in_config, s_szName);
+    const std::string strValue = requiredString(in_config, s_szName);
     std::vector<std::string> urls;
     for (const std::string& strAddress : list(s_szName, strValue))
     {
@@ -67,7 +57,7 @@ std::vector<std::string> sipURLsOf(const ROConfiguration& in_config)
 PortRange portsOf(const ROConfiguration& in_config)
 {
     constexpr const char* s_szName = "keswardin.media.rtp.udpPortRange";
-    const std::string strValue = text(in_config, s_szName);
+    const std::string strValue = requiredString(in_config, s_szName);
     const char* const pEnd = strValue.data() + strValue.size();
     PortRange range{};
     auto read = std::from_chars(strValue.data(), pEnd, range.uiFirst);
@@ -82,27 +72,17 @@ PortRange portsOf(const ROConfiguration& in_config)
 
 } // namespace
 
-BadSetting::BadSetting(const std::string& in_strName, const std::string& in_strValue,
-                       const std::string& in_strReason)
-    : std::runtime_error(in_strName + " = \"" + in_strValue + "\" : " + in_strReason)
-{
-}
-
-std::chrono::milliseconds CallParameters::duration(const ROConfiguration& in_config,
-                                                   const char* in_szName)
-{
-    return GatewayExample::duration(in_config, in_szName);
-}
-
 Settings::Settings(const ROConfiguration& in_config)
     : sipURLs(sipURLsOf(in_config)),
-      strUserAgentName(text(in_config, "keswardin.sip.userAgentName")),
+      strUserAgentName(requiredString(in_config, "keswardin.sip.userAgentName")),
       timerT1(duration(in_config, "keswardin.sip.TimerT1")),
       timerT2(duration(in_config, "keswardin.sip.TimerT2")),
       transactionLifetime(duration(in_config, "keswardin.sip.lifetimeTimer")),
       retryAfter(duration<std::chrono::seconds>(in_config, OwnParameters::s_szRetryAfter)),
-      strRtpAddress(text(in_config, "keswardin.media.rtp.IPAddress")), rtpPorts(portsOf(in_config)),
-      encodings(list("keswardin.rtp.encodingList", text(in_config, "keswardin.rtp.encodingList")))
+      strRtpAddress(requiredString(in_config, "keswardin.media.rtp.IPAddress")),
+      rtpPorts(portsOf(in_config)),
+      encodings(list("keswardin.rtp.encodingList",
+                     requiredString(in_config, "keswardin.rtp.encodingList")))
 {
     for (const char* const szName :
          {CallParameters::s_szRingTimeout, CallParameters::s_szDisconnectingTimeout,

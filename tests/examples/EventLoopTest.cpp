@@ -1,6 +1,8 @@
 #include "examples/gateway/EventLoop.h"
 
 #include "examples/gateway/Descriptor.h"
+#include "examples/gateway/ReadWatch.h"
+#include "examples/gateway/Timer.h"
 
 #include "tests/support/CapturedLog.h"
 

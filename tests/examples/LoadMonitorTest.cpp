@@ -1,6 +1,6 @@
 #include "examples/gateway/LoadMonitor.h"
 
-#include "examples/gateway/Settings.h"
+#include "examples/gateway/BadSetting.h"
 
 #include "tests/support/CapturedLog.h"
 #include "velmora/alarm/AlarmRegistry.h"

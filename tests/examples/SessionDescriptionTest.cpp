@@ -1,5 +1,7 @@
 #include "examples/gateway/SessionDescription.h"
 
+#include "examples/gateway/BadSessionDescription.h"
+
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 

@@ -1,5 +1,8 @@
 #include "examples/gateway/Settings.h"
 
+#include "examples/gateway/BadSetting.h"
+#include "examples/gateway/CallParameters.h"
+
 #include "velmora/config/TrieConfiguration.h"
 
 #include <gmock/gmock.h>

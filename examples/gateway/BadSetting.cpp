@@ -1,0 +1,12 @@
+#include "BadSetting.h"
+
+namespace GatewayExample
+{
+
+BadSetting::BadSetting(const std::string& in_strName, const std::string& in_strValue,
+                       const std::string& in_strReason)
+    : std::runtime_error(in_strName + " = \"" + in_strValue + "\" : " + in_strReason)
+{
+}
+
+} // namespace GatewayExample

@@ -1,0 +1,17 @@
+#pragma once
+
+#include <string>
+
+namespace GatewayExample
+{
+
+/// One "m=" line of a session description.
+struct MediaLine
+{
+    std::string strType;
+    std::string strTransport;
+    std::string strFormats;
+    bool bAccepted = false;
+};
+
+} // namespace GatewayExample

@@ -1,0 +1,41 @@
+#include "OperatorSignals.h"
+
+#include <cerrno>
+#include <csignal>
+#include <initializer_list>
+
+#include <sys/signalfd.h>
+#include <unistd.h>
+
+namespace GatewayExample
+{
+
+namespace
+{
+
+/// Blocks the signals and returns a descriptor from which they are read.
+Descriptor blockSignals()
+{
+    sigset_t signals;
+    sigemptyset(&signals);
+    for (const int iSignal : {SIGTERM, SIGINT, SIGUSR1})
+        sigaddset(&signals, iSignal);
+    pthread_sigmask(SIG_BLOCK, &signals, nullptr);
+    return Descriptor(signalfd(-1, &signals, SFD_CLOEXEC));
+}
+
+} // namespace
+
+OperatorSignals::OperatorSignals() : m_descriptor(blockSignals()) {}
+
+int OperatorSignals::read() const
+{
+    signalfd_siginfo signal{};
+    ssize_t iLength = -1;
+    do
+        iLength = ::read(descriptor(), &signal, sizeof(signal));
+    while (iLength < 0 && errno == EINTR);
+    return iLength == sizeof(signal) ? static_cast<int>(signal.ssi_signo) : 0;
+}
+
+} // namespace GatewayExample

@@ -1,0 +1,23 @@
+#include "ReadWatch.h"
+
+#include <stdexcept>
+#include <utility>
+
+namespace GatewayExample
+{
+
+ReadWatch::ReadWatch(const EventLoop& in_loop, int in_iDescriptor, std::function<void()> in_action)
+    : m_pRoot(in_loop.root()), m_action(std::move(in_action))
+{
+    m_iIndex = su_wait_create(&m_wait, in_iDescriptor, SU_WAIT_IN);
+    if (m_iIndex == 0)
+        m_iIndex = su_root_register(m_pRoot, &m_wait,
+                                    StackCallback<&ReadWatch::handleReadable>::descriptor,
+                                    StackContext(this), 0);
+    if (m_iIndex < 0)
+        throw std::runtime_error("a descriptor cannot be watched");
+}
+
+ReadWatch::~ReadWatch() { su_root_deregister(m_pRoot, m_iIndex); }
+
+} // namespace GatewayExample

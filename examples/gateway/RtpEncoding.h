@@ -1,0 +1,16 @@
+#pragma once
+
+#include <string>
+
+namespace GatewayExample
+{
+
+/// An RTP encoding and its payload type in one session.
+struct RtpEncoding
+{
+    unsigned int uiPayloadType;
+    std::string strName;
+    unsigned long uiRate;
+};
+
+} // namespace GatewayExample
