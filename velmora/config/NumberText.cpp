@@ -1,5 +1,7 @@
 #include "velmora/config/NumberText.h"
 
+#include "velmora/system/ClassicText.h"
+
 #include <charconv>
 #include <clocale>
 #include <cmath>
@@ -18,19 +20,6 @@ constexpr std::uint64_t s_uiLargestUnsigned = std::numeric_limits<std::uint32_t>
 /// The magnitude of the smallest int.
 constexpr std::uint64_t s_uiLargestNegated = std::uint64_t{1} << 31;
 
-constexpr unsigned int s_uiNoDigit = 255;
-
-constexpr unsigned int digitOf(char in_character)
-{
-    if (in_character >= '0' && in_character <= '9')
-        return static_cast<unsigned int>(in_character - '0');
-    if (in_character >= 'a' && in_character <= 'f')
-        return static_cast<unsigned int>(in_character - 'a' + 10);
-    if (in_character >= 'A' && in_character <= 'F')
-        return static_cast<unsigned int>(in_character - 'A' + 10);
-    return s_uiNoDigit;
-}
-
 /// Reads one or more digits whose number is at most `in_uiLargest`.
 template <unsigned int t_uiBase>
 bool readDigits(std::string_view in_digits, std::uint64_t in_uiLargest, std::uint64_t& out_uiValue)
@@ -40,7 +29,7 @@ bool readDigits(std::string_view in_digits, std::uint64_t in_uiLargest, std::uin
     std::uint64_t uiValue = 0;
     for (const char character : in_digits)
     {
-        const unsigned int uiDigit = digitOf(character);
+        const unsigned int uiDigit = ClassicText::valueOfHexDigit(character);
         if (uiDigit >= t_uiBase)
             return false;
         uiValue = uiValue * t_uiBase + uiDigit;
@@ -73,7 +62,7 @@ bool readNegated(std::string_view in_digits, int& out_iValue)
 
 bool beginsWithDigitOrPoint(std::string_view in_text)
 {
-    return !in_text.empty() && (digitOf(in_text.front()) < 10 || in_text.front() == '.');
+    return !in_text.empty() && (ClassicText::isDigit(in_text.front()) || in_text.front() == '.');
 }
 
 /// Reads a number whose magnitude is too large or too small for a float. `std::from_chars` does not

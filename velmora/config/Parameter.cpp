@@ -7,6 +7,7 @@
 #include "velmora/logging/LibraryLoggers.h"
 #include "velmora/logging/LogMacros.h"
 #include "velmora/memory/NoSizeMemAllocator.h"
+#include "velmora/system/ClassicText.h"
 #include "velmora/system/QuietStream.h"
 
 #include <algorithm>
@@ -38,15 +39,17 @@ enum CharacterClass : unsigned char
     DIGIT_CHARACTER = 2
 };
 
-/// Makes a table of the characters of the classic locale. `std::isspace` would follow the locale of
-/// the process.
 constexpr std::array<unsigned char, 256> classifyCharacters()
 {
     std::array<unsigned char, 256> classes{};
-    for (const char blank : std::string_view(" \t\n\v\f\r"))
-        classes[static_cast<unsigned char>(blank)] = BLANK_CHARACTER;
-    for (const char digit : std::string_view("0123456789"))
-        classes[static_cast<unsigned char>(digit)] = DIGIT_CHARACTER;
+    for (std::size_t i = 0; i < classes.size(); ++i)
+    {
+        const char character = static_cast<char>(i);
+        if (ClassicText::isBlank(character))
+            classes[i] = BLANK_CHARACTER;
+        else if (ClassicText::isDigit(character))
+            classes[i] = DIGIT_CHARACTER;
+    }
     return classes;
 }
 
@@ -56,32 +59,6 @@ constexpr unsigned char classOf(char in_character)
 {
     return s_characterClasses[static_cast<unsigned char>(in_character)];
 }
-
-constexpr bool isBlank(char in_character) { return classOf(in_character) == BLANK_CHARACTER; }
-
-const char* skipBlanks(const char* in_szText)
-{
-    while (isBlank(*in_szText))
-        ++in_szText;
-    return in_szText;
-}
-
-constexpr char toLowerCase(char in_character)
-{
-    return in_character >= 'A' && in_character <= 'Z' ? static_cast<char>(in_character - 'A' + 'a')
-                                                      : in_character;
-}
-
-/// Returns whether a text is a given lower-case word, in any case. `strcasecmp` would follow the
-/// locale of the process.
-bool equalsIgnoringCase(std::string_view in_text, std::string_view in_lowerCaseWord)
-{
-    return in_text.size() == in_lowerCaseWord.size() &&
-           std::equal(in_text.begin(), in_text.end(), in_lowerCaseWord.begin(),
-                      [](char in_left, char in_right) { return toLowerCase(in_left) == in_right; });
-}
-
-const char* boolText(bool in_bValue) { return in_bValue ? "true" : "false"; }
 
 /// The properties that decide the type of a text, found in one pass over it.
 struct ScannedText
@@ -93,7 +70,7 @@ struct ScannedText
 
 ScannedText scan(const char* in_szText, bool in_bTrim)
 {
-    const char* const pBegin = in_bTrim ? skipBlanks(in_szText) : in_szText;
+    const char* const pBegin = in_bTrim ? ClassicText::skipBlanks(in_szText) : in_szText;
     const char* pFirstBlank = nullptr;
     bool bHasDigit = false;
     const char* pEnd = pBegin;
@@ -104,10 +81,8 @@ ScannedText scan(const char* in_szText, bool in_bTrim)
         if (characterClass == BLANK_CHARACTER && pFirstBlank == nullptr)
             pFirstBlank = pEnd;
     }
-    // The test for the beginning ends the loop for an empty text only: otherwise the first
-    // character is not a blank.
-    while (in_bTrim && pEnd != pBegin && isBlank(pEnd[-1]))
-        --pEnd;
+    if (in_bTrim)
+        pEnd = ClassicText::trimEnd(pBegin, pEnd);
     return {.text{pBegin, static_cast<std::size_t>(pEnd - pBegin)},
             .bHasDigit = bHasDigit,
             .bHasInnerBlank = pFirstBlank != nullptr && pFirstBlank < pEnd};
@@ -174,9 +149,9 @@ bool initFromNumber(ParameterValue& out_value, std::string_view in_text,
 bool initFromBool(ParameterValue& out_value, std::string_view in_text,
                   ParameterValue::Type in_target)
 {
-    const bool bTrue = equalsIgnoringCase(in_text, "true");
+    const bool bTrue = ClassicText::equalsIgnoringCase(in_text, "true");
     if (!accepts(in_target, ParameterValue::BOOL_TYPE) ||
-        (!bTrue && !equalsIgnoringCase(in_text, "false")))
+        (!bTrue && !ClassicText::equalsIgnoringCase(in_text, "false")))
         return false;
     out_value = bTrue;
     return true;
@@ -436,7 +411,7 @@ ParameterValue::Type ParameterValue::parseTypeString(const char* in_szType)
         return UNDEF_TYPE;
     for (const auto& [name, type] : s_types)
     {
-        if (equalsIgnoringCase(in_szType, name))
+        if (ClassicText::equalsIgnoringCase(in_szType, name))
             return type;
     }
     return UNDEF_TYPE;
@@ -453,7 +428,7 @@ std::ostream& ParameterValue::dump(std::ostream& out_stream) const
     case INT_TYPE:
         return out_stream << "type=INT value=" << NumberWritten(m_payload.iInt);
     case BOOL_TYPE:
-        return out_stream << "type=BOOL value=" << boolText(m_payload.bBool);
+        return out_stream << "type=BOOL value=" << ClassicText::ofBool(m_payload.bBool);
     case FLOAT_TYPE:
         return out_stream << "type=FLOAT value=" << NumberWritten(m_payload.fFloat, out_stream);
     case LONG_TYPE:
@@ -507,7 +482,7 @@ std::ostream& operator<<(std::ostream& out_stream, const ParameterValue& in_valu
     case ParameterValue::LONG_TYPE:
         return out_stream << NumberWritten(in_value.m_payload.lLong);
     case ParameterValue::BOOL_TYPE:
-        return out_stream << boolText(in_value.m_payload.bBool);
+        return out_stream << ClassicText::ofBool(in_value.m_payload.bBool);
     case ParameterValue::FLOAT_TYPE:
         return out_stream << NumberWritten(in_value.m_payload.fFloat, out_stream);
     }
@@ -584,14 +559,11 @@ bool Parameter::initNameFromText(const char*& inout_szText)
 {
     if (inout_szText == nullptr)
         return false;
-    inout_szText = skipBlanks(inout_szText);
+    inout_szText = ClassicText::skipBlanks(inout_szText);
     const char* const pEquals = std::strchr(inout_szText, '=');
     if (pEquals == nullptr)
         return false;
-    const char* pEnd = pEquals;
-    while (pEnd != inout_szText && isBlank(pEnd[-1]))
-        --pEnd;
-    m_name.assign(inout_szText, pEnd);
+    m_name.assign(inout_szText, ClassicText::trimEnd(inout_szText, pEquals));
     inout_szText = pEquals + 1;
     return true;
 }

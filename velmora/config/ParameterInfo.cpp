@@ -1,17 +1,12 @@
 #include "velmora/config/ParameterInfo.h"
 
+#include "velmora/system/ClassicText.h"
+
 #include <ostream>
 #include <utility>
 
 namespace Velmora
 {
-
-namespace
-{
-
-const char* boolText(bool in_bValue) { return in_bValue ? "true" : "false"; }
-
-} // namespace
 
 void ParameterInfo::reset()
 {
@@ -26,8 +21,8 @@ std::ostream& ParameterInfo::write(std::ostream& out_stream) const
 {
     return out_stream << "type=" << ParameterValue::getTypeAsString(m_type)
                       << " default-value=" << m_defaultValue
-                      << " run-time-settable=" << boolText(m_bRunTimeSettable)
-                      << " deprecated=" << boolText(m_bDeprecated) << " description=\""
+                      << " run-time-settable=" << ClassicText::ofBool(m_bRunTimeSettable)
+                      << " deprecated=" << ClassicText::ofBool(m_bDeprecated) << " description=\""
                       << m_strDescription << '"';
 }
 

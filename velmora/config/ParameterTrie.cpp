@@ -6,6 +6,7 @@
 #include "velmora/config/ParameterInfoDB.h"
 #include "velmora/logging/LibraryLoggers.h"
 #include "velmora/logging/LogMacros.h"
+#include "velmora/system/ClassicText.h"
 #include "velmora/system/DottedName.h"
 #include "velmora/system/EnvironVars.h"
 #include "velmora/system/QuietStream.h"
@@ -16,7 +17,6 @@
 
 #include <algorithm>
 #include <cstdlib>
-#include <cstring>
 #include <forward_list>
 #include <istream>
 #include <iterator>
@@ -41,13 +41,11 @@ constexpr std::size_t s_uiLongestRawText = std::size_t{64} * 1024;
 /// produce new ones without end.
 constexpr int s_iMostExpressions = 16;
 
-bool isBlank(char in_character) { return std::strchr(" \t\n\v\f\r", in_character) != nullptr; }
-
 /// Returns whether a line is blank or a comment.
 bool isBlankOrComment(const std::string& in_strLine)
 {
-    const auto first = std::find_if_not(in_strLine.begin(), in_strLine.end(),
-                                        [](char c) { return c != '\0' && isBlank(c); });
+    const auto first =
+        std::find_if_not(in_strLine.begin(), in_strLine.end(), &ClassicText::isBlank);
     return first == in_strLine.end() || *first == '#';
 }
 
@@ -79,10 +77,9 @@ bool isPlainName(std::string_view in_name)
     return std::all_of(in_name.begin(), in_name.end(),
                        [](char in_character)
                        {
-                           return (in_character >= 'a' && in_character <= 'z') ||
-                                  (in_character >= 'A' && in_character <= 'Z') ||
-                                  (in_character >= '0' && in_character <= '9') ||
-                                  in_character == '_' || in_character == '-' || in_character == '.';
+                           return ClassicText::isLetter(in_character) ||
+                                  ClassicText::isDigit(in_character) || in_character == '_' ||
+                                  in_character == '-' || in_character == '.';
                        });
 }
 

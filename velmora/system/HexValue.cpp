@@ -1,5 +1,7 @@
 #include "velmora/system/HexValue.h"
 
+#include "velmora/system/StringHelpers.h"
+
 #include <algorithm>
 #include <array>
 #include <charconv>
@@ -32,11 +34,7 @@ std::string textOf(const HexValue& in_value, std::ios_base::fmtflags in_flags)
         strText.insert(0, "0x");
     }
     if ((in_flags & std::ios_base::uppercase) != 0)
-        std::transform(strText.begin(), strText.end(), strText.begin(),
-                       [](char in_character) {
-                           return in_character >= 'a' ? static_cast<char>(in_character - 'a' + 'A')
-                                                      : in_character;
-                       });
+        strToUpper(strText);
     return strText;
 }
 

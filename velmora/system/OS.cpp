@@ -4,6 +4,7 @@
 #include "velmora/config/Configuration.h"
 #include "velmora/logging/LibraryLoggers.h"
 #include "velmora/logging/LogMacros.h"
+#include "velmora/system/ClassicText.h"
 #include "velmora/system/ShellProcess.h"
 #include "velmora/system/SigChldGuard.h"
 #include "velmora/system/StringVector.h"
@@ -225,7 +226,7 @@ const char* OS::typeIdName(const char* in_szTypeIdName)
     VELMORA_FILE_ASSERT_TEXT(in_szTypeIdName != nullptr, "in_szTypeIdName != 0");
     if (in_szTypeIdName == nullptr)
         return "";
-    while (*in_szTypeIdName >= '0' && *in_szTypeIdName <= '9')
+    while (ClassicText::isDigit(*in_szTypeIdName))
         ++in_szTypeIdName;
     return in_szTypeIdName;
 }

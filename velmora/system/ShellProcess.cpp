@@ -1,5 +1,7 @@
 #include "velmora/system/ShellProcess.h"
 
+#include "velmora/system/ClassicText.h"
+
 #include <dirent.h>
 #include <fcntl.h>
 #include <sys/syscall.h>
@@ -24,7 +26,7 @@ int descriptorOf(const char* in_szName)
     int iDescriptor = 0;
     for (; *in_szName != '\0'; ++in_szName)
     {
-        if (*in_szName < '0' || *in_szName > '9')
+        if (!ClassicText::isDigit(*in_szName))
             return -1;
         iDescriptor = iDescriptor * 10 + (*in_szName - '0');
     }

@@ -1,5 +1,6 @@
 #include "velmora/system/StringHelpers.h"
 
+#include "velmora/system/ClassicText.h"
 #include "velmora/system/StringVector.h"
 
 #include <cstddef>
@@ -11,8 +12,6 @@ namespace Velmora
 namespace
 {
 
-constexpr char s_cFromLowerToUpper = 'A' - 'a';
-
 template <char (*t_pChange)(char)>
 std::string& changeAll(std::string& out_strText)
 {
@@ -23,17 +22,9 @@ std::string& changeAll(std::string& out_strText)
 
 } // namespace
 
-char toLower(char in_character)
-{
-    const bool bUpper = in_character >= 'A' && in_character <= 'Z';
-    return bUpper ? static_cast<char>(in_character - s_cFromLowerToUpper) : in_character;
-}
+char toLower(char in_character) { return ClassicText::toLower(in_character); }
 
-char toUpper(char in_character)
-{
-    const bool bLower = in_character >= 'a' && in_character <= 'z';
-    return bLower ? static_cast<char>(in_character + s_cFromLowerToUpper) : in_character;
-}
+char toUpper(char in_character) { return ClassicText::toUpper(in_character); }
 
 std::string& strToLower(std::string& out_strText) { return changeAll<&toLower>(out_strText); }
 

@@ -1,5 +1,7 @@
 #include "velmora/system/URL.h"
 
+#include "velmora/system/ClassicText.h"
+
 #include <cstddef>
 #include <cstdlib>
 #include <utility>
@@ -12,9 +14,7 @@ namespace
 
 bool isHexDigit(char in_character)
 {
-    return (in_character >= '0' && in_character <= '9') ||
-           (in_character >= 'a' && in_character <= 'f') ||
-           (in_character >= 'A' && in_character <= 'F');
+    return ClassicText::valueOfHexDigit(in_character) != ClassicText::s_uiNoDigit;
 }
 
 /// Returns whether a '%' at this position begins an encoded byte.
