@@ -1,7 +1,7 @@
 #pragma once
 
 #include "velmora/application/Exception.h"
-#include "velmora/config/Parameter.h"
+#include "velmora/config/ParameterValue.h"
 
 namespace Velmora
 {

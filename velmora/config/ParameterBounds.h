@@ -1,7 +1,7 @@
 #pragma once
 
 #include "velmora/Export.h"
-#include "velmora/config/Parameter.h"
+#include "velmora/config/ParameterValue.h"
 
 #include <iosfwd>
 

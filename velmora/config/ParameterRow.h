@@ -1,6 +1,6 @@
 #pragma once
 
-#include "velmora/config/Parameter.h"
+#include "velmora/config/ParameterValue.h"
 
 namespace Velmora
 {

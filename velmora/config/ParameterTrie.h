@@ -3,6 +3,7 @@
 #include "velmora/Export.h"
 #include "velmora/application/OutputStreamable.h"
 #include "velmora/config/Configuration.h"
+#include "velmora/config/Parameter.h"
 #include "velmora/config/Trie.h"
 
 #include <cstddef>

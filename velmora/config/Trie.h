@@ -1,7 +1,7 @@
 #pragma once
 
 #include "velmora/Export.h"
-#include "velmora/config/Parameter.h"
+#include "velmora/config/ParameterValue.h"
 #include "velmora/config/TrieIterator.h"
 #include "velmora/memory/AccountMemBlock.h"
 #include "velmora/memory/LMHashFcn.h"

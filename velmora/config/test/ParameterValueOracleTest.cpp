@@ -1,4 +1,4 @@
-#include "velmora/config/Parameter.h"
+#include "velmora/config/ParameterValue.h"
 #include "velmora/config/test/StreamExtractionOracle.h"
 
 #include <gtest/gtest.h>

@@ -1,4 +1,4 @@
-#include "velmora/config/Parameter.h"
+#include "velmora/config/ParameterValue.h"
 
 #include "tests/support/CapturedAssertions.h"
 #include "tests/support/CapturedLog.h"
