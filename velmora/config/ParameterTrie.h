@@ -22,6 +22,8 @@ namespace Velmora
 {
 
 class ParameterInfoDB;
+class TagSubstitution;
+class UnresolvedLines;
 struct LoadSummary;
 
 /// The store behind configuration files. It reads and writes the configuration text and keeps the
@@ -121,7 +123,6 @@ class VELMORA_API ParameterTrie : public Trie<std::string, ParameterValue, LMHas
     bool substituteEnvVarsInKeys();
 
   private:
-    struct Tag;
     struct Reading;
 
     /// Returns the node of a name; null if there is none.
@@ -129,28 +130,10 @@ class VELMORA_API ParameterTrie : public Trie<std::string, ParameterValue, LMHas
     /// Returns the node of a name. Makes the node if there is none.
     StringTrie& nodeFor(std::string_view in_name);
 
-    /// Finds the first tag of a line. Without a tag, returns false and the rest of the line as
-    /// text.
-    static bool findTag(std::string_view in_line, Tag& out_matches);
-    /// Does the same within a trace scope.
-    static bool getKey(const char* in_lineStart, const char* in_lineEnd, Tag& out_matches);
-    /// Returns the name of the first tag of a line; false if there is none.
-    static bool getKey(const std::string& in_strLine, std::string& out_strKey);
-    /// Replaces all tags whose names are known. Returns whether no tag is left. If the line becomes
-    /// too long, logs an error and returns true with an empty line.
-    bool substituteVars(const std::string& in_strLine, std::string& out_strLine,
-                        const ParameterTrie* in_pOther) const;
-    /// Returns the text that replaces a tag. A parameter that is not a STRING fails an assertion
-    /// and yields an empty text.
-    /// Failure: returns false if there is neither a parameter nor an environment variable.
-    bool getReplacement(const std::string& in_strName, const ParameterTrie* in_pOther,
-                        std::string& out_strReplacement) const;
-
-    /// Reads and stores the lines up to the end of the stream. Returns false, and logs the reason,
-    /// at a line that ends the reading.
+    /// Reads and stores the lines up to the end of the stream. Replaces their tags unless
+    /// `in_pTags` is null. Returns false, and logs the reason, at a line that ends the reading.
     bool readLines(Reading& inout_reading, std::istream& inout_stream, char in_cDelimiter,
-                   bool in_bSubstitute, std::vector<std::string>* inout_pUnresolved,
-                   const ParameterTrie* in_pOther);
+                   const TagSubstitution* in_pTags, UnresolvedLines* inout_pUnresolved);
     /// Parses and stores one line. Returns false if it is no parameter. A value out of bounds is
     /// skipped, which is not a failure.
     bool addToTrie(Reading& inout_reading, const std::string& in_strLine);
@@ -164,19 +147,6 @@ class VELMORA_API ParameterTrie : public Trie<std::string, ParameterValue, LMHas
     /// Returns the node of the next name, made if there is none, by way of the previous name's
     /// branch.
     StringTrie& nodeForNext(Reading& inout_reading, const std::string& in_strName);
-    /// Tries all waiting lines once more. Stores the lines that can be resolved and leaves the
-    /// others in the vector.
-    void processUnresolvedConfigLines(Reading& inout_reading,
-                                      std::vector<std::string>* inout_pUnresolved,
-                                      const ParameterTrie* in_pOther);
-    /// Replaces the tags of a waiting line, if necessary by the raw values of the lines behind it.
-    /// May change the line in the vector even if a tag is left.
-    bool resolveInVector(std::string* inout_pLine, const std::string* in_pEnd,
-                         std::string& out_strLine, const ParameterTrie* in_pOther) const;
-    /// Replaces the first tag of a line by the raw value of the first line behind it that defines
-    /// the name. Returns false, and leaves the line unchanged, if there is none.
-    static bool findKeyValueInVector(std::string* inout_pLine, const std::string* in_pEnd,
-                                     std::string*& out_pFound);
 };
 
 } // namespace Velmora
