@@ -1,129 +1,41 @@
 #include "velmora/config/GlobalConfig.h"
 
-#include "velmora/application/AssertionSeam.h"
-#include "velmora/application/Lifetime.h"
-#include "velmora/config/AceCleanupGlobalConfigHandle.h"
-#include "velmora/config/GlobalConfigImpl.h"
-#include "velmora/config/GlobalConfigSeam.h"
+#include "velmora/logging/LibraryLoggers.h"
+#include "velmora/logging/LogMacros.h"
+#include "velmora/logging/WithoutThrowing.h"
 
-#include <ace/Object_Manager.h>
+#include <boost/program_options.hpp>
 
-#include <atomic>
+#include <exception>
+
+VELMORA_LIBRARY_FILE_SCOPE_LOGGER(GlobalConfig)
 
 namespace Velmora
 {
 
-namespace
-{
-
-constinit std::atomic<GlobalConfigSeam::DatabaseSource*> s_pDatabaseSource{nullptr};
-constinit std::atomic<GlobalConfigSeam::CallLogging*> s_pCallLogging{nullptr};
-
-/// Gives failed assertions access to the configuration.
-class ParametersOfAssertions final : public AssertionSeam::BoolParameters
-{
-  public:
-    ParametersOfAssertions() = default;
-    ParametersOfAssertions(const ParametersOfAssertions&) = delete;
-    ParametersOfAssertions& operator=(const ParametersOfAssertions&) = delete;
-    virtual ~ParametersOfAssertions() = default;
-
-    bool getBoolParameter(const char* in_szName, bool& out_bValue) override
-    {
-        return m_pConfig->tryGetBoolParameter(in_szName, out_bValue);
-    }
-
-    bool setBoolParameter(const char* in_szName, bool in_bValue) override
-    {
-        return m_pConfig->setBoolParameter(in_szName, in_bValue);
-    }
-
-    GlobalConfigImpl* m_pConfig = nullptr;
-};
-
-/// The handles that callers get. Never destroyed: the exit list empties them.
-struct GivenHandles
-{
-    TSHandle<GlobalConfig> globalConfig;
-    TSHandle<RWGlobalConfig> rwGlobalConfig;
-    ParametersOfAssertions parametersOfAssertions;
-};
-
-GivenHandles& givenHandles()
-{
-    static GivenHandles* const s_pHandles = []
-    {
-        auto* const pConfig = new GlobalConfigImpl;
-        pConfig->publishToAssertions();
-        auto* const pHandles = new GivenHandles;
-        // It adds itself to the exit list, which will delete it.
-        const TSHandle<RWGlobalConfig>& hOnExitList = *new AceCleanupGlobalConfigHandle(pConfig);
-        pHandles->rwGlobalConfig = hOnExitList;
-        pHandles->globalConfig = pHandles->rwGlobalConfig;
-        pHandles->parametersOfAssertions.m_pConfig = pConfig;
-        AssertionSeam::setBoolParameters(&pHandles->parametersOfAssertions);
-        return pHandles;
-    }();
-    return *s_pHandles;
-}
-
-[[maybe_unused]] const bool __force_init_GlobalConfig__ = (bringUpLibrary(), givenHandles(), true);
-
-} // namespace
-
 GlobalConfig::~GlobalConfig() = default;
 
-// Not virtual: a new virtual operation of this class would shift the later ones in the tables of
-// derived classes, and programs call these by position.
-LoadSummary GlobalConfig::getLoadSummary() const
+void GlobalConfig::getConfigOptionsFromCmdline(int in_argc, char** in_argv,
+                                               std::vector<std::string>& out_values,
+                                               const char* in_szOptionName)
 {
-    const auto* const pConfig = dynamic_cast<const GlobalConfigImpl*>(this);
-    return pConfig != nullptr ? pConfig->getLoadSummary() : LoadSummary();
-}
-
-const TSHandle<GlobalConfig>& GlobalConfig::getInstance() { return givenHandles().globalConfig; }
-
-RWGlobalConfig::~RWGlobalConfig() = default;
-
-const TSHandle<RWGlobalConfig>& RWGlobalConfig::getInstance()
-{
-    return givenHandles().rwGlobalConfig;
-}
-
-AceCleanupGlobalConfigHandle::AceCleanupGlobalConfigHandle(RWGlobalConfig* in_pConfig)
-    : TSHandle<RWGlobalConfig>(in_pConfig)
-{
-    ACE_Object_Manager::at_exit(static_cast<ACE_Cleanup*>(this), nullptr, "GlobalConfig");
-}
-
-AceCleanupGlobalConfigHandle::~AceCleanupGlobalConfigHandle()
-{
-    // Assertions stop using the configuration before the handles release it. The destructor of the
-    // base class, which runs last, releases the handle of the exit list.
-    GivenHandles& handles = givenHandles();
-    AssertionSeam::setBoolParameters(nullptr);
-    handles.globalConfig.reset();
-    handles.rwGlobalConfig.reset();
-}
-
-void GlobalConfigSeam::setDatabaseSource(DatabaseSource* in_pSource)
-{
-    s_pDatabaseSource.store(in_pSource, std::memory_order_release);
-}
-
-GlobalConfigSeam::DatabaseSource* GlobalConfigSeam::getDatabaseSource()
-{
-    return s_pDatabaseSource.load(std::memory_order_acquire);
-}
-
-void GlobalConfigSeam::setCallLogging(CallLogging* in_pCallLogging)
-{
-    s_pCallLogging.store(in_pCallLogging, std::memory_order_release);
-}
-
-GlobalConfigSeam::CallLogging* GlobalConfigSeam::getCallLogging()
-{
-    return s_pCallLogging.load(std::memory_order_acquire);
+    namespace po = boost::program_options;
+    try
+    {
+        constexpr unsigned int uiLineWidth = 80;
+        po::options_description description("Allowed options", uiLineWidth);
+        description.add_options()(in_szOptionName, po::value<std::vector<std::string>>(&out_values),
+                                  "");
+        po::variables_map variables;
+        po::store(po::parse_command_line(in_argc, in_argv, description), variables);
+        // Only this writes the output: a command line that cannot be parsed leaves it unchanged.
+        po::notify(variables);
+    }
+    catch (const std::exception& error)
+    {
+        withoutThrowing(::liveFileScopeLogger(), "failed to read the command line",
+                        [&error] { VELMORA_FILE_LOG_DEBUG(error.what()); });
+    }
 }
 
 } // namespace Velmora

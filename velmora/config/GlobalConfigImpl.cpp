@@ -3,33 +3,31 @@
 #include "velmora/application/Assertion.h"
 #include "velmora/application/AssertionSeam.h"
 #include "velmora/application/GatedGuard.h"
-#include "velmora/config/GlobalConfigSeam.h"
+#include "velmora/config/GlobalConfigErrors.h"
+#include "velmora/config/GlobalConfigSource.h"
 #include "velmora/config/ParameterBounds.h"
 #include "velmora/config/ParameterInfoDB.h"
 #include "velmora/config/RegisteredParameters.h"
 #include "velmora/logging/LibraryLoggers.h"
 #include "velmora/logging/LogMacros.h"
-#include "velmora/logging/WithoutThrowing.h"
 #include "velmora/system/DottedName.h"
 #include "velmora/system/InputFile.h"
 #include "velmora/system/QuietStream.h"
-#include "velmora/system/Regexx.h"
 #include "velmora/system/SourceText.h"
 
-#include <boost/program_options.hpp>
-
-#include <strings.h>
-
-#include <cstring>
 #include <list>
 #include <locale>
 #include <new>
 #include <sstream>
 
-VELMORA_LIBRARY_FILE_SCOPE_LOGGER(GlobalConfig)
+VELMORA_LIBRARY_FILE_SCOPE_LOGGER_OF(GlobalConfig)
 
 namespace Velmora
 {
+
+using GlobalConfigErrors::failed;
+using GlobalConfigErrors::isUnresolvedVectorEmpty;
+using GlobalConfigErrors::logReason;
 
 namespace
 {
@@ -39,32 +37,9 @@ namespace
 using ReadLock = GatedGuard<ACE_RW_Thread_Mutex, ReadLocking>;
 using TryReadLock = GatedGuard<ACE_RW_Thread_Mutex, TryReadLocking>;
 
-constexpr const char* s_szCallLogSection = "log4cplus.appender.CALL_LOG_APPENDER";
-constexpr const char* s_szCallLogDirectory = "log4cplus.appender.CALL_LOG_APPENDER.Directory";
-
 constexpr const char* s_szLoadFails = "failed to load the Global Config";
 constexpr const char* s_szReadFails = "failed to read a Global Configuration parameter";
 constexpr const char* s_szSetFails = "failed to set a Global Configuration parameter";
-constexpr const char* s_szLoggerFails = "failed to configure the Logger";
-
-/// Logs the exception that is being handled and returns false, for operations that must not throw.
-bool failed(const char* in_szWhat)
-{
-    logCaughtException(::liveFileScopeLogger(), in_szWhat);
-    return false;
-}
-
-/// Logs the lines that no source has completed, and sets `out_bOK` to false if there are any.
-void isUnresolvedVectorEmpty(const std::vector<std::string>& in_unresolved, bool& out_bOK)
-{
-    if (in_unresolved.empty())
-        return;
-    std::string strLines;
-    for (const std::string& strLine : in_unresolved)
-        strLines += " [" + strLine + "]";
-    VELMORA_FILE_LOG_ERROR("Unable to complete the configuration. Unknown parameters:" << strLines);
-    out_bOK = false;
-}
 
 /// Ends the registration of parameters: the table must not change any more once a configuration has
 /// been checked against it.
@@ -72,14 +47,6 @@ void endRegistration()
 {
     if (RegisteredParameters* const pRegistered = RegisteredParameters::ifAlive())
         pRegistered->close();
-}
-
-/// Logs the system's error, if there is one.
-void logReason(const char* in_szWhat, const std::string& in_strPath, const InputFile& in_file)
-{
-    if (in_file.error() != 0)
-        VELMORA_FILE_LOG_ERROR("cannot " << in_szWhat << ' ' << in_strPath << ": "
-                                         << std::strerror(in_file.error()));
 }
 
 } // namespace
@@ -110,58 +77,6 @@ class GlobalConfigImpl::WriteLock
   private:
     GatedGuard<ACE_RW_Thread_Mutex, WriteLocking> m_guard;
     GlobalConfigImpl& m_config;
-};
-
-/// A URL of a configuration, split into its parts, with the content of the file or the answer of
-/// the database. Both are read before the lock is taken.
-class GlobalConfigImpl::Source
-{
-  public:
-    explicit Source(const std::string& in_strUrl) : strUrl(in_strUrl), strPath(in_strUrl)
-    {
-        // The scheme and the path are the groups; the host is ignored.
-        Regexx rxx("^(\\w+)://[\\w\\.-]*/(.+)");
-        // A text that is not a URL is a path.
-        if (rxx.exec(in_strUrl) == 0)
-        {
-            file.emplace(strPath);
-            return;
-        }
-        VELMORA_FILE_ASSERT(rxx.match[0].atom.size() == 2);
-        strScheme = rxx.match[0].atom[0];
-        strPath = rxx.match[0].atom[1];
-        if (isDatabase())
-            fetch();
-        else
-            file.emplace(strPath);
-    }
-
-    [[nodiscard]] bool isDatabase() const
-    {
-        return !strScheme.empty() && strcasecmp(strScheme.c_str(), "file") != 0;
-    }
-
-    const std::string strUrl;
-    /// Empty for a plain path.
-    std::string strScheme;
-    std::string strPath;
-    std::optional<GlobalConfigSeam::DatabaseSource::Parameters> parameters;
-    /// The content of the file, for any source that is not a database.
-    std::optional<InputFile> file;
-
-  private:
-    void fetch()
-    {
-        // Without a source or an answer, `parameters` stays empty, and loadDBURLNoMutex fails
-        // later.
-        GlobalConfigSeam::DatabaseSource* const pSource = GlobalConfigSeam::getDatabaseSource();
-        if (pSource != nullptr)
-            parameters = pSource->fetch(strUrl);
-        if (!parameters)
-            VELMORA_FILE_LOG_ERROR("failed to initialize global config from "
-                                   << strUrl
-                                   << (pSource == nullptr ? " : no database source" : ""));
-    }
 };
 
 GlobalConfigImpl::GlobalConfigImpl() = default;
@@ -304,13 +219,13 @@ try
         return false;
     }
     endRegistration();
-    std::list<Source> sources;
+    std::list<GlobalConfigSource> sources;
     for (const std::string& strUrl : in_urls)
         sources.emplace_back(strUrl);
     const WriteLock lock(*this);
     std::vector<std::string> unresolved;
     bool bOK = true;
-    for (Source& source : sources)
+    for (GlobalConfigSource& source : sources)
         // A source that fails does not keep the later ones from being loaded.
         bOK = loadUrlNoMutex(source, unresolved) && bOK;
     isUnresolvedVectorEmpty(unresolved, bOK);
@@ -321,7 +236,7 @@ catch (...)
     return failed(s_szLoadFails);
 }
 
-bool GlobalConfigImpl::loadUrlNoMutex(Source& inout_source,
+bool GlobalConfigImpl::loadUrlNoMutex(GlobalConfigSource& inout_source,
                                       std::vector<std::string>& inout_unresolved)
 {
     VELMORA_FILE_LOG_DEBUG("GlobalConfigImpl::load : Config URL: " << inout_source.strUrl);
@@ -350,7 +265,7 @@ bool GlobalConfigImpl::loadFileNoMutex(const std::string& in_strPath, InputFile&
     return false;
 }
 
-bool GlobalConfigImpl::loadDBURLNoMutex(const Source& in_source,
+bool GlobalConfigImpl::loadDBURLNoMutex(const GlobalConfigSource& in_source,
                                         std::vector<std::string>& inout_unresolved)
 {
     if (!in_source.parameters)
@@ -388,29 +303,6 @@ bool GlobalConfigImpl::loadNoMutex(std::istream& inout_stream,
         return true;
     VELMORA_FILE_LOG_ERROR("failed to initialize global config from istream");
     return false;
-}
-
-void GlobalConfig::getConfigOptionsFromCmdline(int in_argc, char** in_argv,
-                                               std::vector<std::string>& out_values,
-                                               const char* in_szOptionName)
-{
-    namespace po = boost::program_options;
-    try
-    {
-        constexpr unsigned int uiLineWidth = 80;
-        po::options_description description("Allowed options", uiLineWidth);
-        description.add_options()(in_szOptionName, po::value<std::vector<std::string>>(&out_values),
-                                  "");
-        po::variables_map variables;
-        po::store(po::parse_command_line(in_argc, in_argv, description), variables);
-        // Only this writes the output: a command line that cannot be parsed leaves it unchanged.
-        po::notify(variables);
-    }
-    catch (const std::exception& error)
-    {
-        withoutThrowing(::liveFileScopeLogger(), "failed to read the command line",
-                        [&error] { VELMORA_FILE_LOG_DEBUG(error.what()); });
-    }
 }
 
 bool GlobalConfigImpl::initialize(int in_argc, char** in_argv, const char* in_szOptionName)
@@ -502,6 +394,14 @@ catch (...)
     return {};
 }
 
+// Not virtual: a new virtual operation of this class would shift the later ones in the tables of
+// derived classes, and programs call these by position.
+LoadSummary GlobalConfig::getLoadSummary() const
+{
+    const auto* const pConfig = dynamic_cast<const GlobalConfigImpl*>(this);
+    return pConfig != nullptr ? pConfig->getLoadSummary() : LoadSummary();
+}
+
 bool GlobalConfigImpl::warnOnUnknownParameterNames() const
 try
 {
@@ -544,126 +444,6 @@ catch (...)
     out_trie.clear();
     out_trie.data() = ParameterValue();
     failed("failed to copy the Global Config");
-}
-
-bool GlobalConfigImpl::configureLogger(RunMode in_runMode) const
-try
-{
-    std::ostringstream errors;
-    if (configureLogger(errors, in_runMode))
-        return true;
-    VELMORA_FILE_LOG_ERROR("GlobalConfigImpl::configureLogger(" << getRunModeString(in_runMode)
-                                                                << ") failed : " << errors.str());
-    return false;
-}
-catch (...)
-{
-    return failed(s_szLoggerFails);
-}
-
-bool GlobalConfigImpl::configureLogger(std::ostream& out_errors, RunMode in_runMode) const
-try
-{
-    const QuietStream quiet(out_errors);
-    if (in_runMode == RunMode::undefined)
-        VELMORA_FILE_LOG_INFO("Logger will be configured from the Global Configuration because the "
-                              "run mode is undefined");
-    else
-    {
-        const std::string strName =
-            std::string("keswardin.infra.Logger.PropertiesFile.") + getRunModeString(in_runMode);
-        std::string strPath;
-        if (getStringParameter(strName.c_str(), strPath))
-            return configureLoggerFromPropsFile(strPath, out_errors);
-        VELMORA_FILE_LOG_INFO("Logger will be configured from the Global Configuration because the "
-                              "following parameter is undefined : "
-                              << strName);
-    }
-    // Logging is configured from a copy and without the lock, because it makes appenders, which may
-    // take long and may read the configuration.
-    if (!configureLogger(loggingSections(), out_errors))
-        return false;
-    VELMORA_FILE_LOG_INFO("Logger successfully configured from Global Configuration");
-    return true;
-}
-catch (...)
-{
-    const QuietStream quiet(out_errors);
-    out_errors << s_szLoggerFails;
-    return failed(s_szLoggerFails);
-}
-
-ParameterTrie GlobalConfigImpl::loggingSections() const
-{
-    ParameterTrie sections;
-    const ReadLock lock(m_mutex);
-    // The second section holds the settings of the log files of calls.
-    for (const char* const szSection : {"log4cplus", "keswardin.infra.CallLogger"})
-        if (const auto found = m_trie.find(szSection); found != m_trie.end())
-            *sections.insert(szSection, ParameterValue()).first = *found;
-    return sections;
-}
-
-bool GlobalConfigImpl::configureLoggerFromPropsFile(const std::string& in_strPath,
-                                                    std::ostream& out_errors) const
-{
-    InputFile file(in_strPath);
-    if (!file)
-    {
-        logReason("open", in_strPath, file);
-        out_errors << "failed to configure logger from file " << in_strPath
-                   << ". Unable to open for reading";
-        return false;
-    }
-    ParameterTrie properties;
-    std::vector<std::string> unresolved;
-    {
-        const ReadLock lock(m_mutex);
-        // The file is in memory already. Its tags may name parameters of this configuration.
-        properties.read(file, nullptr, '\n', true, &unresolved, &m_trie);
-    }
-    if (file.fail())
-    {
-        VELMORA_FILE_LOG_ERROR("failed to configure logger from file " << in_strPath);
-        logReason("read", in_strPath, file);
-        return false;
-    }
-    bool bResolved = true;
-    isUnresolvedVectorEmpty(unresolved, bResolved);
-    if (!bResolved || !configureLogger(properties, out_errors))
-        return false;
-    VELMORA_FILE_LOG_INFO("Logger successfully configured from " << in_strPath);
-    return true;
-}
-
-bool GlobalConfigImpl::configureLogger(const ParameterTrie& in_trie, std::ostream& out_errors) const
-try
-{
-    const QuietStream quiet(out_errors);
-    if (!Logger::configure(in_trie, out_errors))
-        return false;
-    GlobalConfigSeam::CallLogging* const pCallLogging = GlobalConfigSeam::getCallLogging();
-    if (pCallLogging == nullptr || in_trie.find(s_szCallLogSection) == in_trie.end())
-        return true;
-    if (!in_trie.parameterDefined(s_szCallLogDirectory))
-    {
-        VELMORA_FILE_LOG_WARN(s_szCallLogSection
-                              << " is configured without a directory, so no call gets a log file "
-                                 "from this configuration. Set "
-                              << s_szCallLogDirectory << " to the directory of these files");
-        return true;
-    }
-    VELMORA_FILE_LOG_DEBUG("Configuring the Call Logging Facility");
-    if (pCallLogging->configure(in_trie))
-        return true;
-    out_errors << "failed to configure the Call Logging facility";
-    return false;
-}
-catch (...)
-{
-    const QuietStream quiet(out_errors);
-    out_errors << s_szLoggerFails;
-    return failed(s_szLoggerFails);
 }
 
 } // namespace Velmora

@@ -16,6 +16,7 @@
 namespace Velmora
 {
 
+class GlobalConfigSource;
 class InputFile;
 
 /// The implementation of the configuration of the process. Programs use `GlobalConfig` and
@@ -71,14 +72,15 @@ class VELMORA_API GlobalConfigImpl final : public RWGlobalConfig,
     void publishToAssertions();
 
   private:
-    class Source;
     class WriteLock;
 
     bool loadNoMutex(std::istream& inout_stream, std::vector<std::string>& inout_unresolved);
     bool loadFileNoMutex(const std::string& in_strPath, InputFile& inout_file,
                          std::vector<std::string>& inout_unresolved);
-    bool loadUrlNoMutex(Source& inout_source, std::vector<std::string>& inout_unresolved);
-    bool loadDBURLNoMutex(const Source& in_source, std::vector<std::string>& inout_unresolved);
+    bool loadUrlNoMutex(GlobalConfigSource& inout_source,
+                        std::vector<std::string>& inout_unresolved);
+    bool loadDBURLNoMutex(const GlobalConfigSource& in_source,
+                          std::vector<std::string>& inout_unresolved);
     /// Returns a copy of the sections from which logging is configured.
     [[nodiscard]] ParameterTrie loggingSections() const;
     bool configureLoggerFromPropsFile(const std::string& in_strPath,

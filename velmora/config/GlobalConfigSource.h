@@ -1,0 +1,38 @@
+#pragma once
+
+#include "velmora/config/GlobalConfigSeam.h"
+#include "velmora/system/InputFile.h"
+
+#include <optional>
+#include <string>
+
+namespace Velmora
+{
+
+/// A URL of a configuration, split into its parts, with the content of the file or the answer of
+/// the database. The constructor reads both, before the lock of the configuration is taken. Its
+/// lines are those of "keswardin.infra.GlobalConfig".
+///
+/// Thread-safety: none.
+class GlobalConfigSource
+{
+  public:
+    explicit GlobalConfigSource(const std::string& in_strUrl);
+
+    /// Returns whether the URL has a scheme other than "file".
+    [[nodiscard]] bool isDatabase() const;
+
+    const std::string strUrl;
+    /// Empty for a plain path.
+    std::string strScheme;
+    std::string strPath;
+    /// The answer of the database; empty without a database source or an answer.
+    std::optional<GlobalConfigSeam::DatabaseSource::Parameters> parameters;
+    /// The content of the file, for any source that is not a database.
+    std::optional<InputFile> file;
+
+  private:
+    void fetch();
+};
+
+} // namespace Velmora

@@ -1,0 +1,8 @@
+#include "velmora/config/RWGlobalConfig.h"
+
+namespace Velmora
+{
+
+RWGlobalConfig::~RWGlobalConfig() = default;
+
+} // namespace Velmora
