@@ -34,8 +34,6 @@ static_assert(areNamesWellFormed(s_paramDefsTable),
 static_assert(areNamesDistinct(s_paramDefsTable), "two rows have the same name");
 static_assert(areTypesOfParameters(s_paramDefsTable),
               "a parameter is a STRING, an INT, a BOOL or a FLOAT");
-static_assert(doDefaultsFitTypes(s_paramDefsTable),
-              "a default's text reads as a value of another type than the row's");
 static_assert(areDescriptionsReadable(s_paramDefsTable),
               "a description is one line of text, and a deprecated row has one");
 
