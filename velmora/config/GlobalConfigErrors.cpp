@@ -18,15 +18,21 @@ bool GlobalConfigErrors::failed(const char* in_szWhat)
     return false;
 }
 
+std::string GlobalConfigErrors::unknownParameters(const std::vector<std::string>& in_unresolved)
+{
+    std::string strText = "Unknown parameters:";
+    for (const std::string& strLine : in_unresolved)
+        strText += " [" + strLine + "]";
+    return strText;
+}
+
 void GlobalConfigErrors::isUnresolvedVectorEmpty(const std::vector<std::string>& in_unresolved,
                                                  bool& out_bOK)
 {
     if (in_unresolved.empty())
         return;
-    std::string strLines;
-    for (const std::string& strLine : in_unresolved)
-        strLines += " [" + strLine + "]";
-    VELMORA_FILE_LOG_ERROR("Unable to complete the configuration. Unknown parameters:" << strLines);
+    VELMORA_FILE_LOG_ERROR("Unable to complete the configuration. "
+                           << unknownParameters(in_unresolved));
     out_bOK = false;
 }
 

@@ -17,6 +17,9 @@ namespace GlobalConfigErrors
 /// Logs the exception that is being handled and returns false, for operations that must not throw.
 bool failed(const char* in_szWhat);
 
+/// Returns the text "Unknown parameters:" with the lines that no source has completed.
+std::string unknownParameters(const std::vector<std::string>& in_unresolved);
+
 /// Logs the lines that no source has completed, and sets `out_bOK` to false if there are any.
 void isUnresolvedVectorEmpty(const std::vector<std::string>& in_unresolved, bool& out_bOK);
 

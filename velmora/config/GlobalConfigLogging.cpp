@@ -7,6 +7,7 @@
 #include "velmora/system/InputFile.h"
 #include "velmora/system/QuietStream.h"
 
+#include <cstring>
 #include <ostream>
 #include <sstream>
 #include <string>
@@ -20,6 +21,7 @@ namespace Velmora
 using GlobalConfigErrors::failed;
 using GlobalConfigErrors::isUnresolvedVectorEmpty;
 using GlobalConfigErrors::logReason;
+using GlobalConfigErrors::unknownParameters;
 
 namespace
 {
@@ -30,6 +32,7 @@ constexpr const char* s_szCallLogSection = "log4cplus.appender.CALL_LOG_APPENDER
 constexpr const char* s_szCallLogDirectory = "log4cplus.appender.CALL_LOG_APPENDER.Directory";
 
 constexpr const char* s_szLoggerFails = "failed to configure the Logger";
+constexpr const char* s_szFromFileFails = "failed to configure logger from file ";
 
 } // namespace
 
@@ -98,8 +101,7 @@ bool GlobalConfigImpl::configureLoggerFromPropsFile(const std::string& in_strPat
     if (!file)
     {
         logReason("open", in_strPath, file);
-        out_errors << "failed to configure logger from file " << in_strPath
-                   << ". Unable to open for reading";
+        out_errors << s_szFromFileFails << in_strPath << ". Unable to open for reading";
         return false;
     }
     ParameterTrie properties;
@@ -111,13 +113,21 @@ bool GlobalConfigImpl::configureLoggerFromPropsFile(const std::string& in_strPat
     }
     if (file.fail())
     {
-        VELMORA_FILE_LOG_ERROR("failed to configure logger from file " << in_strPath);
+        VELMORA_FILE_LOG_ERROR(s_szFromFileFails << in_strPath);
         logReason("read", in_strPath, file);
+        out_errors << s_szFromFileFails << in_strPath;
+        if (file.error() != 0)
+            out_errors << ": " << std::strerror(file.error());
         return false;
     }
     bool bResolved = true;
     isUnresolvedVectorEmpty(unresolved, bResolved);
-    if (!bResolved || !configureLogger(properties, out_errors))
+    if (!bResolved)
+    {
+        out_errors << s_szFromFileFails << in_strPath << ". " << unknownParameters(unresolved);
+        return false;
+    }
+    if (!configureLogger(properties, out_errors))
         return false;
     VELMORA_FILE_LOG_INFO("Logger successfully configured from " << in_strPath);
     return true;

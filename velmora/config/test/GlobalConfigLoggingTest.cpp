@@ -166,7 +166,7 @@ TEST_F(GlobalConfigLoggingTest, ADirectoryIsNoFileOfTheLoggingThatCanBeRead)
     m_log.clear();
     std::ostringstream errors;
     EXPECT_FALSE(m_config.configureLogger(errors, RunMode::production));
-    EXPECT_EQ("", errors.str());
+    EXPECT_EQ("failed to configure logger from file /tmp: Is a directory", errors.str());
     EXPECT_THAT(m_log.linesOf(s_szLogger),
                 ElementsAre(error("failed to configure logger from file /tmp"),
                             error("cannot read /tmp: Is a directory")));
@@ -192,6 +192,7 @@ TEST_F(GlobalConfigLoggingTest, AFileOfTheLoggingWithAParseErrorFails)
     m_log.clear();
     std::ostringstream errors;
     EXPECT_FALSE(m_config.configureLogger(errors, RunMode::production));
+    EXPECT_EQ("failed to configure logger from file " + strPath, errors.str());
     EXPECT_THAT(m_log.linesOf(s_szLogger),
                 ElementsAre(error("failed to configure logger from file " + strPath)));
 }
@@ -199,7 +200,7 @@ TEST_F(GlobalConfigLoggingTest, AFileOfTheLoggingWithAParseErrorFails)
 TEST_F(GlobalConfigLoggingTest, AFileOfTheLoggingWithOpenLinesFails)
 {
     const std::string strPath =
-        write("logging", std::string(s_szLoggingSection) + "log4cplus.a=${nowhere}\n");
+        write("logging", std::string(s_szLoggingSection) + "log4cplus.a=${nowhere}\nb=${there}\n");
     loadText(m_config, "keswardin.infra.Logger.PropertiesFile.production=" + strPath + "\n");
     m_log.clear();
     std::ostringstream errors;
@@ -207,7 +208,36 @@ TEST_F(GlobalConfigLoggingTest, AFileOfTheLoggingWithOpenLinesFails)
     EXPECT_EQ(DEBUG_LOG_LEVEL, log4cplus::Logger::getRoot().getLogLevel());
     EXPECT_THAT(m_log.linesOf(s_szLogger),
                 ElementsAre(error("Unable to complete the configuration. Unknown parameters: "
-                                  "[log4cplus.a=${nowhere}]")));
+                                  "[log4cplus.a=${nowhere}] [b=${there}]")));
+    EXPECT_EQ("failed to configure logger from file " + strPath +
+                  ". Unknown parameters: [log4cplus.a=${nowhere}] [b=${there}]",
+              errors.str());
+}
+
+TEST_F(GlobalConfigLoggingTest, AFileOfTheLoggingThatCannotBeReadIsLoggedWithItsReason)
+{
+    loadText(m_config, "keswardin.infra.Logger.PropertiesFile.production=/tmp\n");
+    m_log.clear();
+    EXPECT_FALSE(m_config.configureLogger(RunMode::production));
+    EXPECT_THAT(m_log.linesOf(s_szLogger),
+                ElementsAre(error("failed to configure logger from file /tmp"),
+                            error("cannot read /tmp: Is a directory"),
+                            error("GlobalConfigImpl::configureLogger(production) failed : failed "
+                                  "to configure logger from file /tmp: Is a directory")));
+}
+
+TEST_F(GlobalConfigLoggingTest, AFileOfTheLoggingWithOpenLinesIsLoggedWithItsReason)
+{
+    const std::string strPath = write("logging", "log4cplus.a=${nowhere}\n");
+    loadText(m_config, "keswardin.infra.Logger.PropertiesFile.production=" + strPath + "\n");
+    m_log.clear();
+    EXPECT_FALSE(m_config.configureLogger(RunMode::production));
+    EXPECT_THAT(m_log.linesOf(s_szLogger),
+                ElementsAre(error("Unable to complete the configuration. Unknown parameters: "
+                                  "[log4cplus.a=${nowhere}]"),
+                            error("GlobalConfigImpl::configureLogger(production) failed : failed "
+                                  "to configure logger from file " +
+                                  strPath + ". Unknown parameters: [log4cplus.a=${nowhere}]")));
 }
 
 TEST_F(GlobalConfigLoggingTest, AFileOfTheLoggingWithoutItsSectionFails)
