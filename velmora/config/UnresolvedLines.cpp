@@ -28,6 +28,11 @@ constexpr std::size_t s_uiLongestRawText = std::size_t{64} * 1024;
 /// The number of names that are expressions which one waiting line may meet: their replacements can
 /// produce new ones without end.
 constexpr int s_iMostExpressions = 16;
+/// The longest name that is used as an expression, and the longest line that one is searched in.
+/// The time of a search grows with the product of both, and a replacement may produce a name of
+/// twice the length: without limits, a text of 80 characters took minutes.
+constexpr std::size_t s_uiLongestExpression = 128;
+constexpr std::size_t s_uiLongestSearchedLine = s_uiLongestRawText;
 
 /// An output iterator that appends characters to a text until it has the given length.
 class BoundedAppender
@@ -127,8 +132,12 @@ bool UnresolvedLines::resolveInVector(std::string* inout_pLine, const std::strin
             return true;
         if (TagSubstitution::findTag(*inout_pLine, tag))
         {
-            if (std::find(namesMet.begin(), namesMet.end(), tag.name) != namesMet.end() ||
-                (!DefiningLine::isPlainName(tag.name) && ++iExpressions > s_iMostExpressions))
+            if (std::find(namesMet.begin(), namesMet.end(), tag.name) != namesMet.end())
+                return false;
+            if (!DefiningLine::isPlainName(tag.name) &&
+                (tag.name.size() > s_uiLongestExpression ||
+                 inout_pLine->size() > s_uiLongestSearchedLine ||
+                 ++iExpressions > s_iMostExpressions))
                 return false;
             namesMet.emplace_back(tag.name);
         }

@@ -233,6 +233,38 @@ TEST_F(ParameterTrieFiles, NamesThatBringAboutLongerOnesWithoutEndLeaveTheirLine
     EXPECT_TRUE(log.lines().empty());
 }
 
+TEST_F(ParameterTrieFiles, ANameOfMoreThan128CharactersIsNoExpression)
+{
+    // As an expression, the name matches the second line, and both ends of its own tag.
+    for (const std::size_t uiLength : {128, 129})
+    {
+        const std::string strWaiting = "x=${" + std::string(uiLength - 2, 'a') + "|b}";
+        Lines unresolved{strWaiting, "b=V"};
+        const CapturedLog log(ERROR_LOG_LEVEL);
+        EXPECT_TRUE(read("", &unresolved));
+        if (uiLength == 128)
+            EXPECT_THAT(unresolved, IsEmpty());
+        else
+            EXPECT_THAT(unresolved, ElementsAre(strWaiting));
+        EXPECT_TRUE(log.lines().empty());
+    }
+}
+
+TEST_F(ParameterTrieFiles, AnExpressionIsNotSearchedInALineAbove64Kibibytes)
+{
+    const std::string strTag = "${a|b}";
+    for (const std::size_t uiTooMuch : {0, 1})
+    {
+        const std::string strWaiting =
+            "x=" + std::string(64 * 1024 - 2 - strTag.size() + uiTooMuch, 'r') + strTag;
+        Lines unresolved{strWaiting, "b=V"};
+        const CapturedLog log(ERROR_LOG_LEVEL);
+        EXPECT_TRUE(read("", &unresolved));
+        EXPECT_EQ(uiTooMuch, unresolved.size());
+        EXPECT_TRUE(log.lines().empty());
+    }
+}
+
 TEST_F(ParameterTrieFiles, ALineThatWaitsMayGrowByTheLongestRawTextAndNoMore)
 {
     const std::string strTag = "${a}";
