@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: BSD-2-Clause
+
 // Alarms: a request for the state that the alarm already has, on and off through a handle of the
 // registry, and the look-up of a handle. Each beside the least work that it must do.
 

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: BSD-2-Clause
+
 #include "velmora/config/ParameterTrie.h"
 #include "velmora/logging/CallAppenderFactory.h"
 #include "velmora/logging/CallDataRegistry.h"

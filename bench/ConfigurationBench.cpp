@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: BSD-2-Clause
+
 // The cost of reading a configuration text, beside log4cplus's Properties, Poco's
 // PropertyFileConfiguration and Boost's reader of ini files; of one integer of the global
 // configuration, beside Poco's MapConfiguration and abseil's hash map behind the same lock; and of

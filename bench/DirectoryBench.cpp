@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: BSD-2-Clause
+
 // The cost of making sure that an existing directory exists, beside the system calls that can find
 // it out.
 

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: BSD-2-Clause
+
 // The cost of splitting a dotted name when a similar name was split before, beside searching for
 // its dots.
 

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: BSD-2-Clause
+
 // The cost of running the smallest command by the shell, beside other ways to start the same shell.
 
 #include "velmora/logging/Logger.h"

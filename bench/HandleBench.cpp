@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: BSD-2-Clause
+
 #include "bench/Opaque.h"
 
 #include "velmora/application/Handle.h"

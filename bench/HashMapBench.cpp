@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: BSD-2-Clause
+
 // The cost of small maps from names to pointers, in memory and for a look-up, beside the hash maps
 // of the standard library and of abseil.
 

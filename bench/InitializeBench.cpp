@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: BSD-2-Clause
+
 // The cost of starting a program of the family, with and without a configuration, including the
 // loading and the end of the program: the processor time of its process, user and system. Beside
 // it, a program that only links the library, and the time that the libraries of Python alone add to

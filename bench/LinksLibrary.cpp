@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: BSD-2-Clause
+
 // Does nothing but link the library, which is initialized and shut down.
 
 #include "velmora/application/VersionControl.h"

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: BSD-2-Clause
+
 // The cost of one period of a monitor: the idle time of the system, beside a bare read of the file
 // that holds it, and an observation.
 

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: BSD-2-Clause
+
 // The cost of the table of known parameters: a look-up by name, beside that of Poco's
 // MapConfiguration, and the closest name to a wrong one, beside a scan that computes the
 // Levenshtein distance with two rows.

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: BSD-2-Clause
+
 // The cost of reading a parameter's value from text, beside stream extraction.
 
 #include "velmora/config/Parameter.h"

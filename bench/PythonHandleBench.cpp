@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: BSD-2-Clause
+
 // The cost of copying and dropping a handle to a Python object on a thread that does not hold the
 // interpreter lock, beside an object of pybind11 whose copy and drop each take that lock.
 

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: BSD-2-Clause
+
 // A line of 100 bytes to a syslog server on the loopback, beside the bare system call and the
 // layout. Nothing reads the lines: once the server's queue is full, the kernel drops them.
 

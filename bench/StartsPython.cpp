@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: BSD-2-Clause
+
 // Starts Python once and prints the processor time that it took in nanoseconds. The first argument
 // "ours" starts it by the library, "bare" by Python's own call in the same environment.
 

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: BSD-2-Clause
+
 // The interface of a virtual file system on the disk, beside the system calls that it makes: a
 // small file, and a walk of 10,000 entries.
 

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: BSD-2-Clause
+
 // Reading and writing a file through streams on a virtual file system, beside those of the standard
 // library. The file is in memory (`/dev/shm`), which excludes the disk.
 

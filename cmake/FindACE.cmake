@@ -1,3 +1,5 @@
+# SPDX-License-Identifier: BSD-2-Clause
+
 # Finds the ADAPTIVE Communication Environment, which ships no CMake package of its own.
 # Defines the imported target ACE::ACE.
 

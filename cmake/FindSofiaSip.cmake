@@ -1,3 +1,5 @@
+# SPDX-License-Identifier: BSD-2-Clause
+
 # Finds the SIP stack of the example gateway, which ships a pkg-config file but no CMake package.
 # Defines the imported target SofiaSip::SofiaSip.
 

@@ -1,3 +1,5 @@
+# SPDX-License-Identifier: BSD-2-Clause
+
 # Warnings, sanitizers and coverage, in one place for every target of the tree.
 
 # What every target is compiled with.

@@ -1,3 +1,5 @@
+# SPDX-License-Identifier: BSD-2-Clause
+
 # What cmake --install installs: the headers, the library, CMake packages, pkg-config files, documents.
 
 include(CMakePackageConfigHelpers)

@@ -1,3 +1,5 @@
+# SPDX-License-Identifier: BSD-2-Clause
+
 # velmora_needs(<variable> <who> <packages>): reports a dependency that is missing. <variable> is what
 # find_package, find_program or pkg_check_modules has set; <packages> are the Debian packages to install.
 # CMake goes on, so that one run reports everything that is missing, and fails at the end.

@@ -1,3 +1,5 @@
+# SPDX-License-Identifier: BSD-2-Clause
+
 # Functions that make a test, a helper program, a benchmark or a fuzz target in one line.
 
 # Every test runs in a process of its own, with an environment free of the library's variables.

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: BSD-2-Clause
+
 // Reads the input as an archive, as the example browser does. A refusal must give a reason in one
 // line. An archive that is read can be walked, and each walk sees the same.
 

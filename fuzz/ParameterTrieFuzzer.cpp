@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: BSD-2-Clause
+
 // Reads two configuration texts one after the other into one trie, like the files of a program.
 //
 // The first byte of the input holds flags: 1 for the table of known parameters, 2 for a vector of

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: BSD-2-Clause
+
 // Compares the value of any text for any type with stream extraction, and checks everything else
 // that takes text.
 //

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: BSD-2-Clause
+
 // Answers the input as the session description of a caller, as the example gateway does.
 
 #include "examples/gateway/SessionDescription.h"

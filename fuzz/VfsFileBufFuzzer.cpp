@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: BSD-2-Clause
+
 // Compares any operations on a stream buffer over a virtual file system with the same ones on the
 // standard library's file buffer.
 //

@@ -1,4 +1,5 @@
 #!/usr/bin/python3
+# SPDX-License-Identifier: BSD-2-Clause
 """Makes one table of the results of the benchmark programs.
 
 The results are Google Benchmark's JSON, a file for each process: <program>.<variant>.<round>.json.

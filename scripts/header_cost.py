@@ -1,4 +1,5 @@
 #!/usr/bin/python3
+# SPDX-License-Identifier: BSD-2-Clause
 """Measures how long a program compiles for each public header of the library.
 
 The headers are those of the file sets of a build folder, which CMake lists when it is configured. Each is

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: BSD-2-Clause
+
 // Writes the reference of all known parameters to a file, in Markdown:
 //
 //     parameter-reference <file>

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: BSD-2-Clause
+
 #pragma once
 
 /// Exports a class, function or variable from the shared library. All other symbols of the library

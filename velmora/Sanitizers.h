@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: BSD-2-Clause
+
 #pragma once
 
 // Each macro is 1 if the source is compiled with that sanitizer, and 0 otherwise. g++ reports a

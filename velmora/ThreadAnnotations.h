@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: BSD-2-Clause
+
 #pragma once
 
 // Annotations by which clang checks at compile time that a member is only used while its lock is

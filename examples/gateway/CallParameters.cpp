@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: BSD-2-Clause
+
 #include "CallParameters.h"
 
 #include "RequiredParameters.h"

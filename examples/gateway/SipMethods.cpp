@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: BSD-2-Clause
+
 #include "SipMethods.h"
 
 #include <sofia-sip/nta_tag.h>

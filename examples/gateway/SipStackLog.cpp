@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: BSD-2-Clause
+
 #include "SipStackLog.h"
 
 #include "velmora/logging/LogMacros.h"

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: BSD-2-Clause
+
 #include "examples/scripted/RuleRunner.h"
 #include "velmora/application/ApplicationImpl.h"
 #include "velmora/python/PyClassName.h"

@@ -1,3 +1,5 @@
+# SPDX-License-Identifier: BSD-2-Clause
+
 from velmora.infra import Alarm, AlarmRegistry
 
 class TrunkFull(Alarm):

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: BSD-2-Clause
+
 #include "ArchiveFileSystem.h"
 
 #include <fcntl.h>

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: BSD-2-Clause
+
 #include "Browser.h"
 
 int main(int argc, char** argv)

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: BSD-2-Clause
+
 // Forks in an observer of an alarm, with the registry's mutex locked twice. The child continues in
 // the observer, changes another alarm, returns from the observer, and has another thread use the
 // registry. The parent then does the same. Both end through exit(). The child's output comes first.

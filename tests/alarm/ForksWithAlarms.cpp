@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: BSD-2-Clause
+
 // Forks repeatedly while other threads set and reset alarms through handles. Each child uses the
 // registry and these alarms, on two threads, and ends through exit().
 //

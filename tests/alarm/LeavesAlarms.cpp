@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: BSD-2-Clause
+
 // Ends with alarms in the registry, one of which logs in its destructor and uses the registry
 // there. With "close", the program runs the exit list itself. Then, in a static destructor, it
 // changes a source of overload after the system's alarm has been deleted with the registry.

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: BSD-2-Clause
+
 // A program of the family with its own parameters. A static of one of its source files registers
 // some of them, main registers the others:
 //

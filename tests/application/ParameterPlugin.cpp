@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: BSD-2-Clause
+
 // A plug-in that registers a parameter when it is opened. Its texts are unmapped when it is closed.
 
 #include "velmora/config/ParameterInfoDB.h"

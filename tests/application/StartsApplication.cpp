@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: BSD-2-Clause
+
 // A program that derives from ApplicationImpl. Its arguments up to the first "--" change its
 // behaviour. The arguments after each "--" are a command line; it is initialised with one after the
 // other:

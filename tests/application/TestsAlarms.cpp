@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: BSD-2-Clause
+
 // A test of alarms, as a program of the family has one. Its arguments up to "--" make something
 // fail; the arguments after it are its command line:
 //

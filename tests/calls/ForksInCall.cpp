@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: BSD-2-Clause
+
 // Forks repeatedly during a call while another thread begins and ends calls. Each child logs in the
 // call of its parent and in a call of its own, and ends through exit().
 //

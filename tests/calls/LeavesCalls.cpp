@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: BSD-2-Clause
+
 // Ends during two calls: one of a logger that is never destroyed and one of a logger with static
 // storage. With "close", the program runs the exit list itself, before its static destructors. The
 // second call is then held by a handle, because a logger must leave its call before the list runs.

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: BSD-2-Clause
+
 // Two threads log numbered lines in many concurrent calls, to the main log and to the file of each
 // call. Each thread has a logger of its own in each call. The program then checks that each line is
 // in both places.

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: BSD-2-Clause
+
 // Performs its arguments one after the other, and prints the result of each to standard output:
 //
 //   bool=NAME=true|false  sets a parameter of the configuration

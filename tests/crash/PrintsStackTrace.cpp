@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: BSD-2-Clause
+
 // On a second thread, prints and logs the stack trace of a function that has returned. Writes the
 // number of that thread to standard output. With an argument, the texts of the functions are
 // missing.

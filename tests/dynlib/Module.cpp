@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: BSD-2-Clause
+
 // A library that extends a program. Its static constructor logs and adds an entry to the exit list.
 // VELMORA_TEST_MODULE is its name.
 

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: BSD-2-Clause
+
 // A library that calls a function of another library without being linked with it.
 
 extern "C" int answer_a();

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: BSD-2-Clause
+
 // Executes its arguments in order and prints the result of each:
 //
 //   load=NAME        DynLibsLoader::loadDynLib

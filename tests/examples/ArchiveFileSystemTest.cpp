@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: BSD-2-Clause
+
 #include "examples/vfs-browser/ArchiveFileSystem.h"
 
 #include "ArchiveMaker.h"

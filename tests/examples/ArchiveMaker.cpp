@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: BSD-2-Clause
+
 #include "ArchiveMaker.h"
 
 #include <archive_entry.h>

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: BSD-2-Clause
+
 #include "examples/gateway/EventLoop.h"
 
 #include "examples/gateway/Descriptor.h"

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: BSD-2-Clause
+
 // Replaces `operator new` in a program that it is preloaded into. A test writes a number to the
 // file that the variable VELMORA_TEST_ALLOCATIONS names. Each allocation decrements it, and the one
 // that brings it to 0 fails.

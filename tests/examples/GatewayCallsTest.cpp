@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: BSD-2-Clause
+
 #include "tests/examples/GatewayProcess.h"
 #include "tests/examples/SipCaller.h"
 

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: BSD-2-Clause
+
 #include "tests/support/HelperProcess.h"
 
 #include <gmock/gmock.h>
@@ -46,6 +48,15 @@ std::string outputOf(const HelperResult& in_result)
     return strOutput;
 }
 
+/// Returns the source of the program without the line that names its licence.
+std::string sourceOfProgram()
+{
+    const std::string strSource = read("examples/minimal/Minimal.cpp");
+    const std::string strLicence = "// SPDX-License-Identifier: BSD-2-Clause\n\n";
+    EXPECT_EQ(strLicence, strSource.substr(0, strLicence.size()));
+    return strSource.substr(strLicence.size());
+}
+
 /// The tests run in the root directory of the project, as the README assumes.
 class Minimal : public testing::Test
 {
@@ -60,12 +71,12 @@ class Minimal : public testing::Test
 TEST_F(Minimal, TheReadmeShowsThisVeryProgram)
 {
     EXPECT_THAT(m_strReadme, HasSubstr("`examples/minimal/Minimal.cpp`:\n\n```cpp\n" +
-                                       read("examples/minimal/Minimal.cpp") + "```\n"));
+                                       sourceOfProgram() + "```\n"));
 }
 
 TEST_F(Minimal, TheProgramHasTwentyLinesOfCode)
 {
-    const std::vector<std::string> lines = linesOf(read("examples/minimal/Minimal.cpp"));
+    const std::vector<std::string> lines = linesOf(sourceOfProgram());
     EXPECT_EQ(20, std::count_if(lines.begin(), lines.end(),
                                 [](const std::string& in_strLine) { return !in_strLine.empty(); }));
 }

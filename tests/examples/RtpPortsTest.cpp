@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: BSD-2-Clause
+
 #include "examples/gateway/RtpPorts.h"
 
 #include <gtest/gtest.h>

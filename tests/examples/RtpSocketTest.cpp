@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: BSD-2-Clause
+
 #include "examples/gateway/RtpSocket.h"
 
 #include "tests/support/DescriptorLimit.h"

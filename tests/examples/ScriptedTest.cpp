@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: BSD-2-Clause
+
 #include "tests/support/BackgroundProcess.h"
 #include "tests/support/HelperProcess.h"
 #include "tests/support/TemporaryDirectory.h"

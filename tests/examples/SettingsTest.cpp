@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: BSD-2-Clause
+
 #include "examples/gateway/Settings.h"
 
 #include "examples/gateway/BadSetting.h"

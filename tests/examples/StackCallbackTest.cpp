@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: BSD-2-Clause
+
 #include "examples/gateway/StackCallback.h"
 
 #include "tests/support/CapturedLog.h"

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: BSD-2-Clause
+
 // Tests the example that lists directories and archives: as a program on archives that system tools
 // have made, and in this process on file systems that change while they are read.
 

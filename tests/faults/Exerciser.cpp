@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: BSD-2-Clause
+
 // Uses everything that the library offers, at small scale, while the harness makes system calls or
 // allocations fail. Each step ends with one line: "done STEP" on standard output, or "FAILED STEP:
 // why" on standard error, which makes the exit code 1.

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: BSD-2-Clause
+
 // LD_PRELOAD loads this library before everything else into a program that the harness runs. It
 // marks the point at which the loader has finished, makes allocations fail, and records stacks:
 // that of a failed allocation, and those of a crash or of a hang.

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: BSD-2-Clause
+
 // The program that the tests of the harness run. It makes one system call or allocation that may
 // fail, and reacts as its argument specifies.
 //

@@ -1,3 +1,5 @@
+# SPDX-License-Identifier: BSD-2-Clause
+
 """The script of the exerciser."""
 
 from velmora.infra import Alarm, AlarmRegistry

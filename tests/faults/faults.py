@@ -1,4 +1,5 @@
 #!/usr/bin/python3
+# SPDX-License-Identifier: BSD-2-Clause
 """Makes one system call or one allocation of a program fail, classifies the outcome, and counts.
 
     scripts/faults                                   all of it; takes hours

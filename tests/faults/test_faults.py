@@ -1,3 +1,5 @@
+# SPDX-License-Identifier: BSD-2-Clause
+
 """Tests the harness: programs that crash, hang, lose and report are classified correctly.
 
 FAULTS_BUILD names the directory of the build.

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: BSD-2-Clause
+
 // Fails an assertion that aborts the process, in an observer of an alarm: under the alarm
 // registry's mutex.
 

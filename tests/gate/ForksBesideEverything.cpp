@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: BSD-2-Clause
+
 // Forks repeatedly while four threads use everything that the library offers. Each child does the
 // same once more and ends through exit(), which runs its exit list.
 //

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: BSD-2-Clause
+
 #include "velmora/Sanitizers.h"
 
 #include "tests/support/HelperProcess.h"

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: BSD-2-Clause
+
 // The library runs foreign code: appenders, observers, alarms, sources of configuration and
 // destructors. Here such code uses everything that the library offers, while other foreign code
 // does the same on another thread. No thread may wait for a lock while it holds one that the other

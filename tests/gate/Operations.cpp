@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: BSD-2-Clause
+
 #include "Operations.h"
 
 #include "velmora/application/Object.h"

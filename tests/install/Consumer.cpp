@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: BSD-2-Clause
+
 // A program that uses the installed library: it logs a line, stores a parameter, fails an assertion
 // and matches a regular expression.
 

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: BSD-2-Clause
+
 // A program that uses Python: it creates an object of a Python class and calls it.
 
 #include "velmora/python/InterpreterLock.h"

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: BSD-2-Clause
+
 // Fails an assertion at a stage of its life, with the parameter set that makes it abort:
 // aborts main|main-unsynchronised|during-load|exit-list|after-list
 

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: BSD-2-Clause
+
 // Closes the ACE object manager itself. Then it logs and fails assertions in static destructors,
 // after the exit list has deleted the file's logger and the allocators.
 

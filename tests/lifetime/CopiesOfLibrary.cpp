@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: BSD-2-Clause
+
 // Opens two copies of the library, checks what they share, uses them, forks and ends:
 // copiesoflibrary <file or module with it> <the same> <directory for files of calls>
 // An empty name means the copy that the program itself is linked with.

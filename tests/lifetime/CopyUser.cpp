@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: BSD-2-Clause
+
 // A module that uses the library which it is linked with. Two modules are built from this file,
 // each with its own copy of the library.
 

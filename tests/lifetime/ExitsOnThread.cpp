@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: BSD-2-Clause
+
 // Calls exit() on a thread other than the main one.
 
 #include "velmora/logging/LogMacros.h"

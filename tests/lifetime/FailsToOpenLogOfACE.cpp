@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: BSD-2-Clause
+
 // A program in which ACE's log cannot be opened: it replaces the function that opens the log. It
 // must not reach `main`.
 

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: BSD-2-Clause
+
 // Forks repeatedly while other threads log to a file and allocate. Each child logs a line,
 // allocates, and ends through exit().
 //

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: BSD-2-Clause
+
 // Logs the number of its tasks at each stage of its life.
 
 #include "tests/support/Tasks.h"

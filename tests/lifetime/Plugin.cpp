@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: BSD-2-Clause
+
 // A module that is opened by a program without the library.
 
 #include "velmora/logging/LogMacros.h"

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: BSD-2-Clause
+
 // Opens a module that needs the library, and uses it. Closes it before the end, or leaves it open:
 // pluginhost <module> close|keep
 

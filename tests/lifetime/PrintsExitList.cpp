@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: BSD-2-Clause
+
 // Prints the name of each entry of the exit list when the entry runs:
 // printsexitlist return|thread
 //

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: BSD-2-Clause
+
 // Logs numbered lines on two threads while the main thread configures the default logging
 // repeatedly. Prints the number of lines to standard error, or -1 if a configuration failed.
 //

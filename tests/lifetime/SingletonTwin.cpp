@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: BSD-2-Clause
+
 // A module that contains a singleton. Two modules are built from this file.
 
 #include "velmora/application/Singleton.h"

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: BSD-2-Clause
+
 // Opens two modules that contain the same singleton: singletontwins <module> <module>
 
 #include "velmora/logging/LogMacros.h"

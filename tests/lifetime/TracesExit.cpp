@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: BSD-2-Clause
+
 // Logs all lines, including TRACE, while it ends.
 
 #include "velmora/logging/LogMacros.h"

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: BSD-2-Clause
+
 // Gets the configuration of the process in main, and in a static destructor after it has closed the
 // ACE object manager itself. Prints the results to standard output.
 

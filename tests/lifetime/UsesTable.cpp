@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: BSD-2-Clause
+
 // Uses the table of known parameters in main, and in a static destructor after it has closed the
 // ACE object manager itself. Prints the results to standard output.
 

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: BSD-2-Clause
+
 // Releases memory wrongly in a process whose memory is accounted. Its appender allocates and
 // releases accounted memory for each line, and writes the lines to standard output.
 

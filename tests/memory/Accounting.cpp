@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: BSD-2-Clause
+
 // Prints whether the memory of this process is accounted, and checks it by allocations.
 
 #include "velmora/logging/Logger.h"

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: BSD-2-Clause
+
 // Closes the ACE object manager at the end of main. Static destructors then release memory that was
 // allocated before, and allocate and release more. Prints the results.
 

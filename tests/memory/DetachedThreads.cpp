@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: BSD-2-Clause
+
 // Ends while detached threads are asleep that have allocated memory before.
 //
 // detachedthreads return|exit

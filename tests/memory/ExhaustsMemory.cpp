@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: BSD-2-Clause
+
 // Allocates up to the limit of its address space, in each size class and beyond, and prints how the
 // allocators and the containers fail.
 

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: BSD-2-Clause
+
 // Leaves memory allocated in both allocators of the process, for the report at exit.
 //
 // exitreport nothing|console|appender|per-thread

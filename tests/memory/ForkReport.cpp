@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: BSD-2-Clause
+
 // Forks once while another thread is asleep that has allocated memory and has free chunks of its
 // own. The child and then the parent exit, each with its report.
 

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: BSD-2-Clause
+
 // Forks repeatedly while other threads allocate heavily, start and end. Each child allocates and
 // exits at once.
 //

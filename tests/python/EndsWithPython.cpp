@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: BSD-2-Clause
+
 // Starts Python and ends in the way that the first argument names. The other arguments name what
 // happens before: threads that are busy in Python while the process ends, imports, objects. The log
 // goes to standard output.

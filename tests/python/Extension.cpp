@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: BSD-2-Clause
+
 // An extension module of Python that is built on the library. It is imported by `python3`, or by a
 // program that does not use the library itself.
 

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: BSD-2-Clause
+
 // Starts Python and forks in the way that the argument names. The child uses Python and ends
 // through exit(). It reports each step on standard output.
 //

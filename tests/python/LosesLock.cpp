@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: BSD-2-Clause
+
 // Initializes Python in a process in which the ACE object manager does not provide its lock. With
 // "none", ACE's function succeeds without a lock; with any other argument it fails.
 

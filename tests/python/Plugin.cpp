@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: BSD-2-Clause
+
 // A module that PluginHost opens. It is linked with the library and with Python; its host is not.
 
 #include "tests/support/LogToOutput.h"

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: BSD-2-Clause
+
 // Opens a module with RTLD_LOCAL and calls it: pluginhost <module>
 
 #include <dlfcn.h>

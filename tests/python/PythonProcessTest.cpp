@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: BSD-2-Clause
+
 #include "tests/support/HelperProcess.h"
 #include "tests/support/VelmoraTree.h"
 #include "velmora/Sanitizers.h"

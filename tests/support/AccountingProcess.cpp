@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: BSD-2-Clause
+
 #include "tests/support/AccountingProcess.h"
 
 #include "velmora/memory/DefaultStaticMemAllocator.h"

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: BSD-2-Clause
+
 #include "tests/support/CapturedLog.h"
 
 #include <log4cplus/hierarchy.h>

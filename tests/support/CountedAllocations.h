@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: BSD-2-Clause
+
 #pragma once
 
 // Counts the allocations of a thread, and can make one of them fail. Include it in exactly one

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: BSD-2-Clause
+
 #pragma once
 
 // Counts the locks that a thread takes. Include it in exactly one source file of a test program; it

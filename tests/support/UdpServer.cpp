@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: BSD-2-Clause
+
 #include "tests/support/UdpServer.h"
 
 #include <gtest/gtest.h>

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: BSD-2-Clause
+
 // Logs a short and a long line at each level to the console and to a remote syslog server, and
 // ends.
 //

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: BSD-2-Clause
+
 #include "tests/syslog/RsyslogServer.h"
 
 #include "tests/support/UdpServer.h"

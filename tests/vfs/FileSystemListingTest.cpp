@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: BSD-2-Clause
+
 // Starts a program that lists the disk through the file system interface, with each command line
 // that makes a difference, and compares its whole output.
 

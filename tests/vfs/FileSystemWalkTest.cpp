@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: BSD-2-Clause
+
 // Several threads walk a tree concurrently through the file system interface and read its files
 // through streams. To run it by hand with another size: WALK_ENTRIES=100000 WALK_DEPTH=200
 // vfs-FileSystemWalkTest.

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: BSD-2-Clause
+
 // Lists the disk by `VirtualFileSystemTestApplication`. The first parameter of the file system is
 // the start path, the second, if given, is the working directory, and with a third the test with
 // threads fails. Prints "threads" when that test runs. Exits with 0 on success, with 1 if

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: BSD-2-Clause
+
 #pragma once
 
 // Included by each source that `mutate` rewrites: tests whether a mutant is switched on, and

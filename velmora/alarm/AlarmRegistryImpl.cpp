@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: BSD-2-Clause
+
 #include "velmora/alarm/AlarmRegistryImpl.h"
 
 #include "velmora/alarm/AlarmId.h"

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: BSD-2-Clause
+
 #include "velmora/alarm/AlarmStateHashAlarmImpl.h"
 
 #include "velmora/alarm/AlarmId.h"

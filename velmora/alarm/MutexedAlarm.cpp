@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: BSD-2-Clause
+
 #include "velmora/alarm/MutexedAlarm.h"
 
 #include "velmora/application/GatedGuard.h"

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: BSD-2-Clause
+
 #include "velmora/alarm/StatisticComputer.h"
 
 #include "velmora/application/Assertion.h"

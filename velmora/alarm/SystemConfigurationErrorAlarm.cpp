@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: BSD-2-Clause
+
 #include "velmora/alarm/SystemConfigurationErrorAlarm.h"
 
 #include <ostream>

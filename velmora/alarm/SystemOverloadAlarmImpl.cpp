@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: BSD-2-Clause
+
 #include "velmora/alarm/SystemOverloadAlarmImpl.h"
 
 #include "velmora/alarm/AggregateSystemOverloadAlarm.h"

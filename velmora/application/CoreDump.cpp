@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: BSD-2-Clause
+
 #include "velmora/application/CoreDump.h"
 
 #include "velmora/application/Assertion.h"

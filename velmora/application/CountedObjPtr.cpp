@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: BSD-2-Clause
+
 // `__assert_fail` is only declared without NDEBUG. This file calls it in every build.
 #undef NDEBUG
 

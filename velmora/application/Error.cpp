@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: BSD-2-Clause
+
 #include "velmora/application/Error.h"
 
 #include "velmora/memory/DefaultStaticMemAllocator.h"

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: BSD-2-Clause
+
 #include "velmora/application/AssertionSeam.h"
 #include "velmora/application/Lifetime.h"
 #include "velmora/config/AceCleanupGlobalConfigHandle.h"

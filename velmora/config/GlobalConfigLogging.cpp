@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: BSD-2-Clause
+
 #include "velmora/application/GatedGuard.h"
 #include "velmora/config/GlobalConfigErrors.h"
 #include "velmora/config/GlobalConfigImpl.h"

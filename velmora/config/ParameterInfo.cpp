@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: BSD-2-Clause
+
 #include "velmora/config/ParameterInfo.h"
 
 #include "velmora/system/ClassicText.h"

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: BSD-2-Clause
+
 #include "velmora/config/InvalidParamValueTypeException.h"
 #include "velmora/config/ParameterAssertion.h"
 #include "velmora/config/ParameterValue.h"

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: BSD-2-Clause
+
 #include "velmora/logging/ACEBackend.h"
 
 #include "velmora/logging/Log4cplusAccess.h"

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: BSD-2-Clause
+
 #include "velmora/logging/AppendersInUse.h"
 
 #include "velmora/logging/Log4cplusAccess.h"

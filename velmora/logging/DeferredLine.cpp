@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: BSD-2-Clause
+
 #include "velmora/logging/DeferredLine.h"
 
 #include "velmora/logging/AppenderChain.h"

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: BSD-2-Clause
+
 #include "velmora/logging/LineInTime.h"
 
 #include "velmora/logging/AppenderChain.h"

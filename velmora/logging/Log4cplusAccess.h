@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: BSD-2-Clause
+
 #pragma once
 
 // Everything that this library needs from log4cplus beyond its published interface, for the

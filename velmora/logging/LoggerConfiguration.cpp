@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: BSD-2-Clause
+
 #include "velmora/application/ProcessGate.h"
 #include "velmora/config/ParameterTrie.h"
 #include "velmora/logging/ConfigurationTurn.h"

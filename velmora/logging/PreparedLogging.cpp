@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: BSD-2-Clause
+
 #include "velmora/logging/PreparedLogging.h"
 
 #include "velmora/logging/AppendersInUse.h"

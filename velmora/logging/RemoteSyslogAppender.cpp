@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: BSD-2-Clause
+
 #include "velmora/logging/RemoteSyslogAppender.h"
 
 #include "velmora/config/Parameter.h"

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: BSD-2-Clause
+
 #include "velmora/logging/StepwiseConfigurator.h"
 
 #include <log4cplus/helpers/loglog.h>

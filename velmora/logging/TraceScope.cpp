@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: BSD-2-Clause
+
 #include "velmora/logging/TraceScope.h"
 
 #include "velmora/logging/WithoutThrowing.h"

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: BSD-2-Clause
+
 #include "velmora/memory/DefaultStaticMemAllocator.h"
 
 #include "velmora/memory/MemAccounting.h"

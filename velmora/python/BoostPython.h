@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: BSD-2-Clause
+
 #pragma once
 
 // Includes Boost.Python and Python's own header, for the sources that need them. Include this file

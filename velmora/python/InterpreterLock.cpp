@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: BSD-2-Clause
+
 #include "velmora/python/InterpreterLock.h"
 
 #include "velmora/python/BoostPython.h"

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: BSD-2-Clause
+
 #include "velmora/python/PyOutputStreamableImpl.h"
 
 #include "velmora/python/BoostPython.h"

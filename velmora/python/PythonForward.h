@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: BSD-2-Clause
+
 #pragma once
 
 /// Forward declarations of Boost.Python classes. Headers that are included by programs which do not

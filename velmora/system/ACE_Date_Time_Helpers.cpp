@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: BSD-2-Clause
+
 #include "velmora/system/ACE_Date_Time_Helpers.h"
 
 #include "velmora/logging/LibraryLoggers.h"

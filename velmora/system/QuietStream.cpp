@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: BSD-2-Clause
+
 #include "velmora/system/QuietStream.h"
 
 namespace Velmora

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: BSD-2-Clause
+
 #include "velmora/vfs/DateTimeDirectory.h"
 
 #include "velmora/application/Assertion.h"

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: BSD-2-Clause
+
 #include "velmora/vfs/Directory.h"
 
 #include "velmora/logging/LibraryLoggers.h"

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: BSD-2-Clause
+
 #include "velmora/alarm/AlarmRegistry.h"
 
 #include "velmora/Sanitizers.h"

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: BSD-2-Clause
+
 #include "velmora/application/ApplicationImpl.h"
 
 #include "velmora/application/BuildInfo.h"

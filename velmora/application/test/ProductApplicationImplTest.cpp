@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: BSD-2-Clause
+
 #include "velmora/application/ProductApplicationImpl.h"
 
 #include "tests/support/CapturedLog.h"

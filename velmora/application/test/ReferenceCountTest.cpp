@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: BSD-2-Clause
+
 #include "velmora/application/ReferenceCount.h"
 
 #include "velmora/application/Handle.h"

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: BSD-2-Clause
+
 #include "velmora/application/Singleton.h"
 
 #include "velmora/memory/InAccount.h"

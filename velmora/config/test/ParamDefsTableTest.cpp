@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: BSD-2-Clause
+
 #include "velmora/config/ParamDefsTable.h"
 
 #include "velmora/config/test/ParameterRowSupport.h"

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: BSD-2-Clause
+
 #include "velmora/config/ParameterTrie.h"
 
 #include "velmora/config/ParameterInfoDB.h"

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: BSD-2-Clause
+
 #include "velmora/logging/CallFileName.h"
 
 #include "tests/support/PropertyTest.h"

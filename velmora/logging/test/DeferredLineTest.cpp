@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: BSD-2-Clause
+
 // A line that is logged under a lock of the library is appended when the thread has released the
 // lock.
 

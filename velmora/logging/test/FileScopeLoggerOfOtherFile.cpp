@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: BSD-2-Clause
+
 #include "velmora/logging/test/FileScopeLoggerOfOtherFile.h"
 
 #include "velmora/logging/LogMacros.h"

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: BSD-2-Clause
+
 // Counts the branches and comparisons in the machine code of a log line or a trace scope that is
 // off and of an assertion that holds. Measuring time would not give the same result on each run.
 

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: BSD-2-Clause
+
 // Small functions whose machine code `GeneratedCodeTest` reads. They are never called.
 
 #include "velmora/application/Assertion.h"

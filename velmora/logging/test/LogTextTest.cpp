@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: BSD-2-Clause
+
 #include "velmora/logging/LogText.h"
 
 #include "tests/support/Locales.h"

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: BSD-2-Clause
+
 #include "velmora/logging/ObjectWithLogger.h"
 
 #include "velmora/logging/CachedLLLogger.h"

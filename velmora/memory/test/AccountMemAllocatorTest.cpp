@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: BSD-2-Clause
+
 #include "velmora/memory/AccountMemAllocator.h"
 
 #include "tests/support/CallbackAppender.h"

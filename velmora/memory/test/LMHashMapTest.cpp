@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: BSD-2-Clause
+
 #include "velmora/memory/LMHashMap.h"
 
 #include "tests/support/AccountingProcess.h"

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: BSD-2-Clause
+
 #include "velmora/memory/LMVector.h"
 
 #include "tests/support/AccountingProcess.h"

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: BSD-2-Clause
+
 #pragma once
 
 // Records the calls of `malloc` and `free` in the whole process, and makes `malloc` fail. It

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: BSD-2-Clause
+
 #include "velmora/memory/MemAccountInfo.h"
 
 #include "tests/support/Locales.h"

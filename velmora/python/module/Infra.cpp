@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: BSD-2-Clause
+
 // The extension module velmora.infra._infra, which exports the library to scripts.
 
 #include "velmora/alarm/AlarmRegistry.h"

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: BSD-2-Clause
+
 #include "velmora/python/module/ScriptAlarm.h"
 
 #include "velmora/alarm/AlarmRegistryImpl.h"

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: BSD-2-Clause
+
 #include "velmora/python/TSPyObjPtr.h"
 #include "tests/support/CapturedAssertions.h"
 #include "tests/support/StartedPython.h"

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: BSD-2-Clause
+
 #include "velmora/system/WholeText.h"
 
 #include "tests/support/CountedAllocations.h"

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: BSD-2-Clause
+
 #include "velmora/vfs/VirtualFileSystemTestApplication.h"
 
 #include "tests/support/CapturedAssertions.h"

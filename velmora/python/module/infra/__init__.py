@@ -1,3 +1,5 @@
+# SPDX-License-Identifier: BSD-2-Clause
+
 """The infrastructure library for scripts: alarms, their registry, and making objects by class name.
 
 A site may add modules of its own to this package: in its folder, or in velmora/infra of another

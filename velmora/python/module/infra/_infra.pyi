@@ -1,3 +1,5 @@
+# SPDX-License-Identifier: BSD-2-Clause
+
 from typing import ClassVar, Dict, Optional
 
 class AlarmState(int):

@@ -1,3 +1,5 @@
+# SPDX-License-Identifier: BSD-2-Clause
+
 """Tests the package in a plain interpreter: one library, one registry, and its own end."""
 
 import gc
