@@ -12,12 +12,10 @@
 #include <log4cplus/helpers/loglog.h>
 
 #include <array>
-#include <atomic>
 #include <cerrno>
 #include <cstring>
 #include <ctime>
 #include <memory>
-#include <typeinfo>
 
 VELMORA_LIBRARY_FILE_SCOPE_LOGGER(CallAppender)
 
@@ -48,20 +46,6 @@ class EventInCall : public log4cplus::spi::InternalLoggingEvent
 };
 
 using EventPool = PerThreadPool<EventInCall>;
-
-/// Casts an event to one with identifiers; returns null for any other event. A dynamic_cast
-/// compares type names, so the type that it accepted last is cached.
-const LoggingIdEvent* asLoggingIdEvent(const log4cplus::spi::InternalLoggingEvent& in_event)
-{
-    static constinit std::atomic<const std::type_info*> s_pUsualType{nullptr};
-    const std::type_info& type = typeid(in_event);
-    if (&type == s_pUsualType.load(std::memory_order_relaxed)) [[likely]]
-        return static_cast<const LoggingIdEvent*>(&in_event);
-    const auto* const pEvent = dynamic_cast<const LoggingIdEvent*>(&in_event);
-    if (pEvent != nullptr)
-        s_pUsualType.store(&type, std::memory_order_relaxed);
-    return pEvent;
-}
 
 /// Logs the system's reason why a file cannot be used, unless the error is 0.
 void logReason(const char* in_szWhat, const std::string& in_strFile, int in_iError)
@@ -191,7 +175,7 @@ void FileCallAppender::tellOfWriting()
 
 void FileCallAppender::append(const log4cplus::spi::InternalLoggingEvent& in_event)
 {
-    const LoggingIdEvent* const pEvent = asLoggingIdEvent(in_event);
+    const auto* const pEvent = dynamic_cast<const LoggingIdEvent*>(&in_event);
     if (pEvent == nullptr)
     {
         write(in_event);
