@@ -146,9 +146,10 @@ std::streamoff VfsFileBufImpl::_M_file_size()
     if (m_pFile.isNull())
         return 0;
     const std::streamoff iPosition = m_pFile->lseek(0, SEEK_CUR);
+    if (iPosition == -1)
+        return -1;
     const std::streamoff iSize = m_pFile->lseek(0, SEEK_END);
-    m_pFile->lseek(iPosition, SEEK_SET);
-    return iSize;
+    return m_pFile->lseek(iPosition, SEEK_SET) == -1 ? -1 : iSize;
 }
 
 } // namespace Velmora

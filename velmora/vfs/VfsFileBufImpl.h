@@ -81,8 +81,8 @@ class VELMORA_API VfsFileBufImpl
     /// cannot seek, for a position before the beginning and for an unknown direction.
     std::streamoff _M_seek(std::streamoff in_iOffset, int in_iDirection);
 
-    /// Returns the size in bytes, which it finds by seeking to the end and back. The result is
-    /// meaningless if the file cannot seek, and 0 if there is no file.
+    /// Returns the size in bytes, which it finds by seeking to the end and back. Returns 0 if there
+    /// is no file, and -1 if a seek fails. A file whose position is unknown is not moved.
     [[nodiscard]] std::streamoff _M_file_size();
 
     /// Returns whether the mode has `binary`.

@@ -202,6 +202,47 @@ TEST(VfsFileBufImpl, TheSizeOfAFileThatCannotSeekIsUseless)
     EXPECT_EQ(impl._M_file_size(), -1);
 }
 
+TEST(VfsFileBufImpl, AFileWhosePositionIsUnknownIsNotMovedToFindItsSize)
+{
+    const MemoryFiles files;
+    Impl impl(files.handle());
+    EXPECT_TRUE(impl._M_open("file", Impl::in));
+    EXPECT_EQ(impl._M_seek(4, Impl::beg), 4);
+    files->m_operations.clear();
+    files->m_fault = faultOf("lseek 0 1", -1, ESPIPE);
+    errno = 0;
+    EXPECT_EQ(impl._M_seek(-20, Impl::end), -1);
+    EXPECT_EQ(errno, ESPIPE);
+    EXPECT_THAT(files->m_operations, ElementsAre("lseek 0 1"));
+    files->m_fault = nullptr;
+    EXPECT_EQ(impl._M_seek(0, Impl::cur), 4);
+}
+
+TEST(VfsFileBufImpl, AFileWhoseEndIsUnknownHasNoSizeAndKeepsItsPosition)
+{
+    const MemoryFiles files;
+    Impl impl(files.handle());
+    EXPECT_TRUE(impl._M_open("file", Impl::in));
+    EXPECT_EQ(impl._M_seek(4, Impl::beg), 4);
+    files->m_fault = faultOf("lseek 0 2", -1, EIO);
+    errno = 0;
+    EXPECT_EQ(impl._M_file_size(), -1);
+    EXPECT_EQ(errno, EIO);
+    EXPECT_EQ(impl._M_seek(0, Impl::cur), 4);
+}
+
+TEST(VfsFileBufImpl, AFileThatCannotGoBackFromItsEndHasNoSize)
+{
+    const MemoryFiles files;
+    Impl impl(files.handle());
+    EXPECT_TRUE(impl._M_open("file", Impl::in));
+    EXPECT_EQ(impl._M_seek(4, Impl::beg), 4);
+    files->m_fault = faultOf("lseek 4 0", -1, EIO);
+    errno = 0;
+    EXPECT_EQ(impl._M_file_size(), -1);
+    EXPECT_EQ(errno, EIO);
+}
+
 TEST(VfsFileBufImpl, BinaryModeIsThatOfTheOpenMode)
 {
     const MemoryFiles files;
