@@ -104,7 +104,11 @@ class VELMORA_API VfsFileBufImpl
 
     /// Returns -1: the interface does not expose a descriptor.
     [[nodiscard]] int fd() const { return m_iFileDescriptor; }
+
+    /// Returns true once a file has been opened, whatever its type, for example a FIFO: the
+    /// interface cannot query a file's status.
     [[nodiscard]] bool isRegularFile() const { return m_bRegularFile; }
+
     [[nodiscard]] const TSHandle<VirtualFileSystem>& getVirtualFileSystem() const
     {
         return m_hFileSystem;
