@@ -143,13 +143,10 @@ Fallible<unsigned long> LevinsteinDistanceComputer::walkBack(std::size_t in_uiSt
                                                              std::size_t in_uiRefLen,
                                                              std::string& out_strOperations) const
 {
-    // The texts of the assertions below contain these names.
-    const std::size_t& uiStrLen = in_uiStrLen;
-    const std::size_t& uiRefLen = in_uiRefLen;
     unsigned long uiDistance = 0;
     // Each step moves back by one row, one column or both.
-    std::size_t uiInfiniteLoopSafeguard = uiStrLen + uiRefLen;
-    for (std::size_t i = uiStrLen, j = uiRefLen; i != 0 || j != 0; --uiInfiniteLoopSafeguard)
+    std::size_t uiInfiniteLoopSafeguard = in_uiStrLen + in_uiRefLen;
+    for (std::size_t i = in_uiStrLen, j = in_uiRefLen; i != 0 || j != 0; --uiInfiniteLoopSafeguard)
     {
         const char cOperation = m_vVState[i][j].m_cOperation;
         VELMORA_ASSERT(uiInfiniteLoopSafeguard > 0);
@@ -162,7 +159,8 @@ Fallible<unsigned long> LevinsteinDistanceComputer::walkBack(std::size_t in_uiSt
         if (cOperation != '-')
             ++uiDistance;
     }
-    VELMORA_ASSERT(uiDistance == m_vVState[uiStrLen][uiRefLen].m_uiDistance);
+    VELMORA_ASSERT_TEXT(uiDistance == m_vVState[in_uiStrLen][in_uiRefLen].m_uiDistance,
+                        "uiDistance == m_vVState[uiStrLen][uiRefLen].m_uiDistance");
     std::reverse(out_strOperations.begin(), out_strOperations.end());
     return uiDistance;
 }
@@ -171,17 +169,15 @@ Fallible<unsigned long> LevinsteinDistanceComputer::walkBack(std::size_t in_uiSt
 bool LevinsteinDistanceComputer::stepBack(char in_cOperation, std::size_t& out_uiRow,
                                           std::size_t& out_uiColumn) const
 {
-    std::size_t& i = out_uiRow;
-    std::size_t& j = out_uiColumn;
     const bool bUp = in_cOperation == 'i' || in_cOperation == 's' || in_cOperation == '-';
     const bool bLeft = in_cOperation == 'd' || in_cOperation == 's' || in_cOperation == '-';
     VELMORA_ASSERT(bUp || bLeft);
-    VELMORA_ASSERT_TEXT(!bUp || i > 0, "i > 0");
-    VELMORA_ASSERT_TEXT(!bLeft || j > 0, "j > 0");
-    if ((!bUp && !bLeft) || (bUp && i == 0) || (bLeft && j == 0))
+    VELMORA_ASSERT_TEXT(!bUp || out_uiRow > 0, "i > 0");
+    VELMORA_ASSERT_TEXT(!bLeft || out_uiColumn > 0, "j > 0");
+    if ((!bUp && !bLeft) || (bUp && out_uiRow == 0) || (bLeft && out_uiColumn == 0))
         return false;
-    i -= bUp ? 1 : 0;
-    j -= bLeft ? 1 : 0;
+    out_uiRow -= bUp ? 1 : 0;
+    out_uiColumn -= bLeft ? 1 : 0;
     return true;
 }
 

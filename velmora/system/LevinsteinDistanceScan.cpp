@@ -28,7 +28,7 @@ void LevinsteinDistanceScan::prepare(std::string_view in_str)
     {
         m_whereInOneBlock.fill(0);
         for (std::size_t i = 0; i < m_uiLength; ++i)
-            m_whereInOneBlock[indexOf(in_str[i])] |= Word{1} << i;
+            m_whereInOneBlock[indexOf(in_str[i])] |= std::uint64_t{1} << i;
         return;
     }
     const std::size_t uiNumBlocks = (m_uiLength + s_uiBitsInWord - 1) / s_uiBitsInWord;
@@ -36,7 +36,7 @@ void LevinsteinDistanceScan::prepare(std::string_view in_str)
     m_whereInBlocks.assign(uiNumBlocks * s_uiNumCharacters, 0);
     for (std::size_t i = 0; i < m_uiLength; ++i)
         m_whereInBlocks[indexOf(in_str[i]) * uiNumBlocks + i / s_uiBitsInWord] |=
-            Word{1} << (i % s_uiBitsInWord);
+            std::uint64_t{1} << (i % s_uiBitsInWord);
 }
 
 unsigned long LevinsteinDistanceScan::distance(std::string_view in_strRef)
@@ -50,20 +50,20 @@ unsigned long LevinsteinDistanceScan::distance(std::string_view in_strRef)
 /// Advances a block from one column to the next. `in_uiEqual` has the rows whose character is that
 /// of the new column. Returns the change of row `in_uiRow`.
 inline LevinsteinDistanceScan::Step LevinsteinDistanceScan::advance(Block& out_block,
-                                                                    Word in_uiEqual,
+                                                                    std::uint64_t in_uiEqual,
                                                                     Step in_fromAbove,
                                                                     unsigned int in_uiRow)
 {
-    const Word uiDiagonal = in_uiEqual | in_fromAbove.uiDown;
-    const Word uiVertical = in_uiEqual | out_block.uiDown;
+    const std::uint64_t uiDiagonal = in_uiEqual | in_fromAbove.uiDown;
+    const std::uint64_t uiVertical = in_uiEqual | out_block.uiDown;
     // The carries of the addition run through the rows that become cheaper by a match.
-    const Word uiCheaper =
+    const std::uint64_t uiCheaper =
         (((uiDiagonal & out_block.uiUp) + out_block.uiUp) ^ out_block.uiUp) | uiDiagonal;
-    const Word uiStepUp = out_block.uiDown | ~(uiCheaper | out_block.uiUp);
-    const Word uiStepDown = out_block.uiUp & uiCheaper;
+    const std::uint64_t uiStepUp = out_block.uiDown | ~(uiCheaper | out_block.uiUp);
+    const std::uint64_t uiStepDown = out_block.uiUp & uiCheaper;
 
-    const Word uiAboveUp = (uiStepUp << 1) | in_fromAbove.uiUp;
-    const Word uiAboveDown = (uiStepDown << 1) | in_fromAbove.uiDown;
+    const std::uint64_t uiAboveUp = (uiStepUp << 1) | in_fromAbove.uiUp;
+    const std::uint64_t uiAboveDown = (uiStepDown << 1) | in_fromAbove.uiDown;
     out_block.uiUp = uiAboveDown | ~(uiVertical | uiAboveUp);
     out_block.uiDown = uiAboveUp & uiVertical;
     return {(uiStepUp >> in_uiRow) & 1, (uiStepDown >> in_uiRow) & 1};
@@ -95,7 +95,7 @@ unsigned long LevinsteinDistanceScan::distanceInBlocks(std::string_view in_strRe
     unsigned long uiDistance = m_uiLength;
     for (const char character : in_strRef)
     {
-        const Word* const pWhere = &m_whereInBlocks[indexOf(character) * m_column.size()];
+        const std::uint64_t* const pWhere = &m_whereInBlocks[indexOf(character) * m_column.size()];
         Step step{1, 0};
         for (std::size_t i = 0; i < uiLastBlock; ++i)
             step = advance(m_column[i], pWhere[i], step, s_uiBitsInWord - 1);

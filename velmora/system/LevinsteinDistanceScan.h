@@ -44,24 +44,22 @@ class VELMORA_API LevinsteinDistanceScan
     [[nodiscard]] unsigned long distance(std::string_view in_strRef);
 
   private:
-    using Word = std::uint64_t;
-
     /// 64 rows of one column: the rows whose value is one above that of the row before, and those
     /// whose value is one below.
     struct Block
     {
-        Word uiUp;
-        Word uiDown;
+        std::uint64_t uiUp;
+        std::uint64_t uiDown;
     };
 
     /// The change of a block's last row from one column to the next.
     struct Step
     {
-        Word uiUp;
-        Word uiDown;
+        std::uint64_t uiUp;
+        std::uint64_t uiDown;
     };
 
-    static Step advance(Block& out_block, Word in_uiEqual, Step in_fromAbove,
+    static Step advance(Block& out_block, std::uint64_t in_uiEqual, Step in_fromAbove,
                         unsigned int in_uiRow);
     unsigned long distanceInOneBlock(std::string_view in_strRef) const;
     unsigned long distanceInBlocks(std::string_view in_strRef);
@@ -71,9 +69,9 @@ class VELMORA_API LevinsteinDistanceScan
 
     std::size_t m_uiLength = 0;
     /// For each character, the bits of its positions in the string; used up to 64 characters.
-    std::array<Word, s_uiNumCharacters> m_whereInOneBlock{};
+    std::array<std::uint64_t, s_uiNumCharacters> m_whereInOneBlock{};
     /// The same for a longer string. The words of one character are adjacent.
-    std::vector<Word> m_whereInBlocks;
+    std::vector<std::uint64_t> m_whereInBlocks;
     std::vector<Block> m_column;
 };
 
