@@ -10,8 +10,8 @@
 #include "tests/support/AccountingProcess.h"
 #include "tests/support/DescriptorLimit.h"
 #include "tests/support/HelperProcess.h"
+#include "tests/support/Surroundings.h"
 #include "tests/support/TemporaryDirectory.h"
-#include "velmora/vfs/test/Surroundings.h"
 
 #include <gtest/gtest.h>
 

@@ -6,9 +6,9 @@
 #include "tests/support/DescriptorLimit.h"
 #include "tests/support/Locales.h"
 #include "tests/support/SmallDisk.h"
+#include "tests/support/Surroundings.h"
 #include "tests/support/TemporaryDirectory.h"
 #include "velmora/system/test/SyscallFilter.h"
-#include "velmora/vfs/test/Surroundings.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>

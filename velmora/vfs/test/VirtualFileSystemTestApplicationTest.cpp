@@ -6,10 +6,10 @@
 #include "tests/support/CapturedLog.h"
 #include "tests/support/DescriptorLimit.h"
 #include "tests/support/Listing.h"
+#include "tests/support/Surroundings.h"
 #include "tests/support/TemporaryDirectory.h"
 #include "velmora/system/test/SyscallFilter.h"
 #include "velmora/vfs/DiskFileSystem.h"
-#include "velmora/vfs/test/Surroundings.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
