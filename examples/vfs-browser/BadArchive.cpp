@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: BSD-2-Clause
+
 #include "BadArchive.h"
 
 std::string BadArchive::printable(std::string_view in_text)

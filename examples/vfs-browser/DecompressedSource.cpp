@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: BSD-2-Clause
+
 #include "DecompressedSource.h"
 
 #include "BadArchive.h"

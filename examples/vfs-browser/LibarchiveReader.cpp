@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: BSD-2-Clause
+
 #include "LibarchiveReader.h"
 
 #include "BadArchive.h"

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: BSD-2-Clause
+
 #include "velmora/vfs/FileFailure.h"
 
 #include "velmora/logging/LibraryLoggers.h"

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: BSD-2-Clause
+
 #pragma once
 
 // Failures of a `VfsFileBuf`: the guard that puts it into error mode.

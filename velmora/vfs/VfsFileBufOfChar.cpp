@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: BSD-2-Clause
+
 // Instantiates `VfsFileBuf` for `char`. Only this file includes the parts of the class.
 
 #include "velmora/vfs/VfsFileBufConversion.h"

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: BSD-2-Clause
+
 #pragma once
 
 // The part of `VfsFileBuf` that opens and closes the file, and resets the modes.

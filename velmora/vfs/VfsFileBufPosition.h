@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: BSD-2-Clause
+
 #pragma once
 
 // The part of `VfsFileBuf` that seeks, and finds the bytes that characters were converted from.

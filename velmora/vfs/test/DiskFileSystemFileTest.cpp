@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: BSD-2-Clause
+
 #include "velmora/vfs/DiskFileSystem.h"
 
 #include "tests/support/Surroundings.h"

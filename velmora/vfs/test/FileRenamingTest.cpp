@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: BSD-2-Clause
+
 #include "velmora/vfs/File.h"
 
 #include "tests/support/CapturedLog.h"

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: BSD-2-Clause
+
 #include "velmora/vfs/VfsFileBuf.h"
 
 #include "velmora/vfs/test/Codecvts.h"
