@@ -6,10 +6,8 @@
 
 #include "tests/alarm/ProcessAlarm.h"
 
+#include "tests/support/ForkedChild.h"
 #include "velmora/alarm/AlarmRegistryImpl.h"
-
-#include <sys/wait.h>
-#include <unistd.h>
 
 #include <cstdio>
 #include <cstdlib>
@@ -56,18 +54,11 @@ class Forking : public Alarm::Observer
     {
         if (in_state != Alarm::ALARM_ON)
             return;
-        const pid_t pid = fork();
+        const pid_t pid = Test::forkChild();
         if (pid == 0)
-        {
-            alarm(20);
             s_szProcess = "child";
-        }
         else
-        {
-            int iStatus = 0;
-            waitpid(pid, &iStatus, 0);
-            std::printf("child ended with status %d\n", iStatus);
-        }
+            std::printf("child ended with status %d\n", Test::waitForChild(pid));
         registry().setAlarm("other");
         lookAtMutexOnAnotherThread("in the observer");
     }

@@ -7,13 +7,13 @@
 
 #include "tests/alarm/ProcessAlarm.h"
 
+#include "tests/support/ForkedChild.h"
+#include "tests/support/NoLeakCheckInChild.h"
 #include "velmora/Sanitizers.h"
 #include "velmora/alarm/AlarmRegistry.h"
 
 #include <log4cplus/hierarchy.h>
 #include <log4cplus/logger.h>
-#include <sys/wait.h>
-#include <unistd.h>
 
 #include <atomic>
 #include <cstdio>
@@ -28,8 +28,6 @@ namespace
 {
 
 constexpr int s_iThreads = 2;
-
-bool s_bIsChild = false;
 
 /// Counts the changes, so that the threads spend some time under the mutex.
 class Counter : public AlarmRegistry::Observer
@@ -64,10 +62,6 @@ void useRegistryInChild(const std::vector<LimitedObjPtr<Alarm>>& in_alarms)
 
 } // namespace
 
-/// LeakSanitizer calls this. The child has the memory to which only the stacks of its parent's
-/// threads pointed, but not the threads, so all of that memory would be reported as leaked.
-extern "C" [[gnu::visibility("default")]] int __lsan_is_turned_off() { return s_bIsChild ? 1 : 0; }
-
 int main(int argc, char** argv)
 {
     if (argc != 2)
@@ -98,24 +92,19 @@ int main(int argc, char** argv)
             });
     warm.wait();
 
-    int iStatus = 0;
-    for (int iFork = 0; iFork < std::atoi(argv[1]) && iStatus == 0; ++iFork)
-    {
-        const pid_t pid = fork();
-        if (pid == 0)
-        {
-            alarm(20);
-            s_bIsChild = true;
-            useRegistryInChild(alarms);
-            std::exit(0);
-        }
-        waitpid(pid, &iStatus, 0);
-    }
+    int iCode = 0;
+    for (int iFork = 0; iFork < std::atoi(argv[1]) && iCode == 0; ++iFork)
+        iCode = Test::exitCodeOfChild(
+            [&]
+            {
+                useRegistryInChild(alarms);
+                std::exit(0);
+            });
     bStop = true;
     for (std::thread& thread : threads)
         thread.join();
     registry.removeObserver(&counter);
-    std::printf("last child ended with status %d, each observed: %d\n", iStatus,
+    std::printf("last child ended with status %d, each observed: %d\n", iCode,
                 counter.m_iChanges % 2 == 0 ? 1 : 0);
     return 0;
 }

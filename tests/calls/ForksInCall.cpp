@@ -5,6 +5,8 @@
 //
 // forks-in-call <directory> <number of forks>
 
+#include "tests/support/ForkedChild.h"
+#include "tests/support/NoLeakCheckInChild.h"
 #include "velmora/Sanitizers.h"
 #include "velmora/config/ParameterTrie.h"
 #include "velmora/logging/CallDataRegistry.h"
@@ -12,8 +14,6 @@
 #include "velmora/logging/LogMacros.h"
 
 #include <log4cplus/logger.h>
-#include <sys/wait.h>
-#include <unistd.h>
 
 #include <atomic>
 #include <cstdio>
@@ -26,8 +26,6 @@ using namespace Velmora;
 
 namespace
 {
-
-bool s_bIsChild = false;
 
 bool configure(const std::string& in_strDirectory)
 {
@@ -58,11 +56,6 @@ void haveCall(const std::string& in_strId)
 
 } // namespace
 
-/// Called by LeakSanitizer. A child has the memory of its parent's threads but not the threads
-/// themselves. Their stacks are not searched for pointers, so all of it would be reported as
-/// leaked.
-extern "C" [[gnu::visibility("default")]] int __lsan_is_turned_off() { return s_bIsChild ? 1 : 0; }
-
 int main(int argc, char** argv)
 {
     if (argc != 3 || !configure(argv[1]))
@@ -84,25 +77,19 @@ int main(int argc, char** argv)
 #endif
             }
         });
-    int iStatus = 0;
-    for (int iFork = 0; iFork < std::atoi(argv[2]) && iStatus == 0; ++iFork)
-    {
-        const pid_t pid = fork();
-        if (pid == 0)
-        {
-            // SIGALRM ends a child that hangs.
-            alarm(20);
-            s_bIsChild = true;
-            VELMORA_LOG(logger, INFO_LOG_LEVEL, "in the child");
-            haveCall("child");
-            logger.callEnd();
-            std::exit(0);
-        }
-        waitpid(pid, &iStatus, 0);
-    }
+    int iCode = 0;
+    for (int iFork = 0; iFork < std::atoi(argv[2]) && iCode == 0; ++iFork)
+        iCode = Test::exitCodeOfChild(
+            [&]
+            {
+                VELMORA_LOG(logger, INFO_LOG_LEVEL, "in the child");
+                haveCall("child");
+                logger.callEnd();
+                std::exit(0);
+            });
     bStop = true;
     thread.join();
     VELMORA_LOG(logger, INFO_LOG_LEVEL, "behind");
-    std::printf("last child ended with status %d\n", iStatus);
+    std::printf("last child ended with status %d\n", iCode);
     return 0;
 }

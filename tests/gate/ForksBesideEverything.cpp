@@ -10,11 +10,11 @@
 #include "velmora/logging/CallDataRegistry.h"
 
 #include "tests/support/CallLogging.h"
-
-#include <sys/wait.h>
-#include <unistd.h>
+#include "tests/support/ForkedChild.h"
+#include "tests/support/NoLeakCheckInChild.h"
 
 #include <atomic>
+#include <chrono>
 #include <cstdio>
 #include <cstdlib>
 #include <latch>
@@ -30,9 +30,7 @@ using namespace Velmora::Test;
 
 constexpr int s_iThreads = 4;
 /// After this time, SIGALRM ends a child that hangs.
-constexpr unsigned int s_uiSecondsOfChild = 100;
-
-bool s_bChild = false;
+constexpr std::chrono::seconds s_limit(100);
 
 void doEverything()
 {
@@ -43,28 +41,20 @@ void doEverything()
 /// Forks and waits for the child. Returns 0 if the child exited with code 7, else 1.
 int forkOnce()
 {
-    const pid_t child = fork();
-    if (child == 0)
-    {
-        s_bChild = true;
-        alarm(s_uiSecondsOfChild);
-        doEverything();
-        std::exit(7); // NOLINT(concurrency-mt-unsafe): the child has one thread
-    }
-    int iStatus = 0;
-    waitpid(child, &iStatus, 0);
-    if (WIFEXITED(iStatus) && WEXITSTATUS(iStatus) == 7)
+    const int iCode = exitCodeOfChild(
+        []
+        {
+            doEverything();
+            std::exit(7); // NOLINT(concurrency-mt-unsafe): the child has one thread
+        },
+        s_limit);
+    if (iCode == 7)
         return 0;
-    std::printf("child ended with status %d\n", iStatus);
+    std::printf("child ended with status %d\n", iCode);
     return 1;
 }
 
 } // namespace
-
-/// Called by LeakSanitizer. A child has the memory of its parent's threads but not the threads
-/// themselves. Their stacks are not searched for pointers, so all of it would be reported as
-/// leaked.
-extern "C" [[gnu::visibility("default")]] int __lsan_is_turned_off() { return s_bChild ? 1 : 0; }
 
 int main(int argc, char** argv)
 {

@@ -11,11 +11,9 @@
 
 #include "tests/support/Alarms.h"
 #include "tests/support/CallbackAppender.h"
+#include "tests/support/ForkedChild.h"
 
 #include <gtest/gtest.h>
-
-#include <sys/wait.h>
-#include <unistd.h>
 
 #include <array>
 #include <atomic>
@@ -248,16 +246,13 @@ void doEverythingAndMore()
 
 void forkAndWait()
 {
-    const pid_t child = fork();
-    if (child == 0)
-    {
-        alarm(60);
-        doEverything();
-        _exit(7);
-    }
-    int iStatus = 0;
-    waitpid(child, &iStatus, 0);
-    EXPECT_TRUE(WIFEXITED(iStatus) && WEXITSTATUS(iStatus) == 7) << iStatus;
+    EXPECT_EQ(7, exitCodeOfChild(
+                     []
+                     {
+                         doEverything();
+                         return 7;
+                     },
+                     std::chrono::seconds(60)));
 }
 
 } // namespace

@@ -4,6 +4,8 @@
 // copiesoflibrary <file or module with it> <the same> <directory for files of calls>
 // An empty name means the copy that the program itself is linked with.
 
+#include "tests/support/ForkedChild.h"
+#include "tests/support/NoLeakCheckInChild.h"
 #include "velmora/alarm/AlarmRegistryImpl.h"
 #include "velmora/application/BuildInfo.h"
 #include "velmora/application/SingletonRegistry.h"
@@ -15,8 +17,6 @@
 #include <ace/Object_Manager.h>
 #include <dlfcn.h>
 #include <log4cplus/logger.h>
-#include <sys/wait.h>
-#include <unistd.h>
 
 #include <cstdlib>
 #include <iostream>
@@ -27,11 +27,6 @@ extern "C" [[gnu::visibility("default")]] const char* __asan_default_options()
 {
     return "detect_odr_violation=1";
 }
-
-static bool s_bIsChild = false;
-
-/// LeakSanitizer calls this. A child never deletes the appenders of its parent's calls.
-extern "C" [[gnu::visibility("default")]] int __lsan_is_turned_off() { return s_bIsChild ? 1 : 0; }
 
 namespace
 {
@@ -128,18 +123,14 @@ bool hasMemoryOfItsOwn(const Copy& in_first, const Copy& in_second)
     return pOfSecond != pOfFirst && pOfFirstAgain == pOfFirst;
 }
 
-int statusOfChildThatExits()
+int exitCodeOfChildThatExits()
 {
-    const pid_t child = fork();
-    if (child == 0)
-    {
-        s_bIsChild = true;
-        std::cout.setstate(std::ios::failbit);
-        std::exit(0);
-    }
-    int iStatus = -1;
-    waitpid(child, &iStatus, 0);
-    return iStatus;
+    return Velmora::Test::exitCodeOfChild(
+        []
+        {
+            std::cout.setstate(std::ios::failbit);
+            std::exit(0);
+        });
 }
 
 } // namespace
@@ -166,8 +157,8 @@ int main(int argc, char** argv)
     first.use(argv[3], "first");
     second.use(argv[3], "second");
     ACE_Object_Manager::at_exit(new OnExitList);
-    const int iStatus = statusOfChildThatExits();
-    std::cout << "child: status " << iStatus << std::endl;
+    const int iCode = exitCodeOfChildThatExits();
+    std::cout << "child: status " << iCode << std::endl;
     first.logParameters();
     second.logParameters();
     return 0;

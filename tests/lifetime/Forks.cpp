@@ -5,14 +5,14 @@
 //
 // forks <log file> <number of forks>
 
+#include "tests/support/ForkedChild.h"
+#include "tests/support/NoLeakCheckInChild.h"
 #include "velmora/Sanitizers.h"
 #include "velmora/logging/LogMacros.h"
 #include "velmora/memory/DefaultStaticMemAllocator.h"
 
 #include <log4cplus/fileappender.h>
 #include <log4cplus/hierarchy.h>
-#include <sys/wait.h>
-#include <unistd.h>
 
 #include <atomic>
 #include <cstdio>
@@ -50,13 +50,6 @@ constexpr int s_iThreads = 3;
 
 } // namespace
 
-/// LeakSanitizer calls this. A child has the memory that the stacks of its parent's threads pointed
-/// to, but not the threads, so all of it looks leaked.
-extern "C" [[gnu::visibility("default")]] int __lsan_is_turned_off()
-{
-    return s_iProcess != 0 ? 1 : 0;
-}
-
 int main(int argc, char** argv)
 {
     if (argc != 3)
@@ -88,22 +81,18 @@ int main(int argc, char** argv)
             });
     warm.wait();
 
-    int iStatus = 0;
-    for (int iFork = 0; iFork < std::atoi(argv[2]) && iStatus == 0; ++iFork)
-    {
-        const pid_t pid = fork();
-        if (pid == 0)
-        {
-            alarm(20);
-            s_iProcess = iFork + 1;
-            useLibrary();
-            std::exit(0);
-        }
-        waitpid(pid, &iStatus, 0);
-    }
+    int iCode = 0;
+    for (int iFork = 0; iFork < std::atoi(argv[2]) && iCode == 0; ++iFork)
+        iCode = Velmora::Test::exitCodeOfChild(
+            [&]
+            {
+                s_iProcess = iFork + 1;
+                useLibrary();
+                std::exit(0);
+            });
     bStop = true;
     for (std::thread& thread : threads)
         thread.join();
-    std::printf("last child ended with status %d\n", iStatus);
-    return iStatus == 0 ? 0 : 1;
+    std::printf("last child ended with status %d\n", iCode);
+    return iCode == 0 ? 0 : 1;
 }

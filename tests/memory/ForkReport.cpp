@@ -3,9 +3,9 @@
 // Forks once while another thread is asleep that has allocated memory and has free chunks of its
 // own. The child and then the parent exit, each with its report.
 
+#include "tests/support/ForkedChild.h"
 #include "velmora/memory/StaticMemAllocator.h"
 
-#include <sys/wait.h>
 #include <unistd.h>
 
 #include <cstdlib>
@@ -41,14 +41,10 @@ int main()
 {
     std::thread(&allocateAndSleep).detach();
     s_allocated.wait();
-    const pid_t pid = fork();
-    if (pid == 0)
-    {
-        alarm(20);
-        StaticMemAllocator::deallocate(StaticMemAllocator::allocate(24, "test"), 24, "test");
-        std::exit(0);
-    }
-    int iStatus = 1;
-    waitpid(pid, &iStatus, 0);
-    return iStatus;
+    return Velmora::Test::exitCodeOfChild(
+        []
+        {
+            StaticMemAllocator::deallocate(StaticMemAllocator::allocate(24, "test"), 24, "test");
+            std::exit(0);
+        });
 }

@@ -9,13 +9,11 @@
 // With "threads", each child has threads of its own that allocate.
 // With "chunks", the threads stay, and do not call malloc once all of them have warmed up.
 
+#include "tests/support/ForkedChild.h"
 #include "velmora/logging/Logger.h"
 #include "velmora/memory/DefaultStaticMemAllocator.h"
 #include "velmora/memory/NoSizeMemAllocator.h"
 #include "velmora/memory/StaticPerThreadMemAllocator.h"
-
-#include <sys/wait.h>
-#include <unistd.h>
 
 #include <algorithm>
 #include <array>
@@ -90,23 +88,15 @@ int live(const std::string& in_strHow)
     return bDistinct ? 0 : 3;
 }
 
-/// Forks until a child fails, at most `in_iForks` times. Returns the status of the last child.
+/// Forks until a child fails, at most `in_iForks` times. Returns the exit code of the last child.
 int forkRepeatedly(int in_iForks, const std::string& in_strHow)
 {
-    int iStatus = 0;
+    int iCode = 0;
     int iForks = 0;
-    for (; iForks < in_iForks && iStatus == 0; ++iForks)
-    {
-        const pid_t pid = fork();
-        if (pid == 0)
-        {
-            alarm(20);
-            std::exit(live(in_strHow));
-        }
-        waitpid(pid, &iStatus, 0);
-    }
-    std::printf("%d forks, last child ended with status %d\n", iForks, iStatus);
-    return iStatus;
+    for (; iForks < in_iForks && iCode == 0; ++iForks)
+        iCode = Velmora::Test::exitCodeOfChild([&] { std::exit(live(in_strHow)); });
+    std::printf("%d forks, last child ended with status %d\n", iForks, iCode);
+    return iCode;
 }
 
 /// Threads that allocate while the process forks.
@@ -162,10 +152,10 @@ int main(int argc, char** argv)
     const std::string strHow = argv[2];
     const Workers workers(strHow);
 
-    int iStatus = 0;
+    int iCode = 0;
     if (strHow == "thread")
-        std::thread([&] { iStatus = forkRepeatedly(iForks, strHow); }).join();
+        std::thread([&] { iCode = forkRepeatedly(iForks, strHow); }).join();
     else
-        iStatus = forkRepeatedly(iForks, strHow);
-    return iStatus == 0 ? 0 : 1;
+        iCode = forkRepeatedly(iForks, strHow);
+    return iCode == 0 ? 0 : 1;
 }

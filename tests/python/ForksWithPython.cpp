@@ -5,12 +5,13 @@
 //
 // forkswithpython <fork>
 
+#include "tests/support/ForkedChild.h"
 #include "tests/support/LogToOutput.h"
+#include "tests/support/NoLeakCheckInChild.h"
 #include "velmora/python/BoostPython.h"
 #include "velmora/python/InterpreterLock.h"
 #include "velmora/python/PythonEmbeddedInterpreter.h"
 
-#include <sys/wait.h>
 #include <unistd.h>
 
 #include <atomic>
@@ -24,12 +25,12 @@
 using Velmora::Python::EmbeddedInterpreter;
 using Velmora::Python::InterpreterLock;
 using Velmora::Python::InterpreterUnlock;
+using Velmora::Test::exitCodeOfChild;
+using Velmora::Test::forkChild;
+using Velmora::Test::waitForChild;
 
 namespace
 {
-
-/// Whether this process is a child.
-bool s_bChild = false;
 
 void say(const std::string& in_strText)
 {
@@ -59,7 +60,6 @@ bool run(const std::string& in_strScript)
 /// Uses Python in the child, reports the results and ends the child.
 void liveInChild()
 {
-    s_bChild = true;
     alarm(20);
     say(run("print('script in child', flush=True)") ? "child entered" : "child did not enter");
     say(run("pass") ? "child entered again" : "child did not enter again");
@@ -71,7 +71,6 @@ void liveInChild()
 /// Enters Python once in the child and ends the child.
 void endChild()
 {
-    s_bChild = true;
     alarm(20);
     {
         const InterpreterLock lock;
@@ -79,20 +78,18 @@ void endChild()
     std::exit(0);
 }
 
-void waitForChild(pid_t in_pid)
+void reportEndOf(pid_t in_pid)
 {
-    int iStatus = -1;
-    waitpid(in_pid, &iStatus, 0);
-    say("child ended with status " + std::to_string(iStatus));
+    say("child ended with status " + std::to_string(waitForChild(in_pid)));
 }
 
 /// Forks without Python's `os.fork`.
 void forkNatively()
 {
-    const pid_t pid = fork();
+    const pid_t pid = forkChild();
     if (pid == 0)
         liveInChild();
-    waitForChild(pid);
+    reportEndOf(pid);
 }
 
 std::atomic<bool> s_bStop{false};
@@ -136,11 +133,11 @@ const std::map<std::string_view, void (*)()> s_forks{
          {
              const InterpreterLock lock;
              const InterpreterLock inner;
-             pid = fork();
+             pid = forkChild();
          }
          if (pid == 0)
              liveInChild();
-         waitForChild(pid);
+         reportEndOf(pid);
      }},
     {"native-takes-lock-back",
      []
@@ -149,11 +146,11 @@ const std::map<std::string_view, void (*)()> s_forks{
          {
              const InterpreterLock lock;
              const InterpreterUnlock unlock;
-             pid = fork();
+             pid = forkChild();
          }
          if (pid == 0)
              liveInChild();
-         waitForChild(pid);
+         reportEndOf(pid);
      }},
     {"python", [] { run(s_szForkInScript); }},
     {"python-on-worker", [] { std::thread([] { run(s_szForkInScript); }).join(); }},
@@ -202,12 +199,7 @@ const std::map<std::string_view, void (*)()> s_forks{
              "        print('a child failed')\n");
          for (int iChild = 0; iChild < 20; ++iChild)
          {
-             const pid_t pid = fork();
-             if (pid == 0)
-                 std::exit(0);
-             int iStatus = -1;
-             waitpid(pid, &iStatus, 0);
-             if (iStatus != 0)
+             if (exitCodeOfChild([] { std::exit(0); }) != 0)
                  say("a child failed");
          }
          s_bStop = true;
@@ -218,10 +210,6 @@ const std::map<std::string_view, void (*)()> s_forks{
 };
 
 } // namespace
-
-/// LeakSanitizer calls this. The child has the memory to which only the stacks of its parent's
-/// threads pointed, but not the threads, so all of that memory would be reported as leaked.
-extern "C" [[gnu::visibility("default")]] int __lsan_is_turned_off() { return s_bChild ? 1 : 0; }
 
 int main(int argc, char** argv)
 {
@@ -236,7 +224,7 @@ int main(int argc, char** argv)
         boost::python::object globals = interpreter.getMainNamespaceInstance();
         globals["live_in_child"] = boost::python::make_function(&liveInChild);
         globals["end_child"] = boost::python::make_function(&endChild);
-        globals["wait_for_child"] = boost::python::make_function(&waitForChild);
+        globals["wait_for_child"] = boost::python::make_function(&reportEndOf);
         globals["fork_natively"] = boost::python::make_function(&forkNatively);
     }
     s_forks.at(argv[1])();

@@ -2,6 +2,7 @@
 
 #include "tests/support/BackgroundProcess.h"
 
+#include "tests/support/ForkedChild.h"
 #include "tests/support/HelperProcess.h"
 
 #include <gtest/gtest.h>
@@ -87,7 +88,7 @@ void BackgroundProcess::signal(int in_iSignal) const
 int BackgroundProcess::waitForEnd()
 {
     EXPECT_TRUE(waitUntil([this] { return !isRunning(); })) << "the process does not end";
-    return WIFEXITED(m_iStatus) ? WEXITSTATUS(m_iStatus) : -WTERMSIG(m_iStatus);
+    return exitCodeOfStatus(m_iStatus);
 }
 
 } // namespace Velmora::Test

@@ -2,15 +2,13 @@
 
 #include "velmora/application/ProcessGate.h"
 
+#include "tests/support/ForkedChild.h"
 #include "velmora/application/GatedGuard.h"
 
 #include <ace/RW_Thread_Mutex.h>
 #include <ace/Recursive_Thread_Mutex.h>
 #include <ace/Thread_Mutex.h>
 #include <gtest/gtest.h>
-
-#include <sys/wait.h>
-#include <unistd.h>
 
 #include <algorithm>
 #include <atomic>
@@ -67,22 +65,6 @@ int mostInsideWhileClosed(const std::atomic<int>& in_iInside, Function in_functi
     for (std::thread& thread : threads)
         thread.join();
     return iMost;
-}
-
-/// Forks, runs the function in the child and returns its exit code. A child that hangs is ended by
-/// a signal; the result is negative then.
-template <class Function>
-int exitCodeOfChild(Function in_function)
-{
-    const pid_t child = fork();
-    if (child == 0)
-    {
-        alarm(30);
-        _exit(in_function());
-    }
-    int iStatus = 0;
-    waitpid(child, &iStatus, 0);
-    return WIFEXITED(iStatus) ? WEXITSTATUS(iStatus) : -WTERMSIG(iStatus);
 }
 
 /// A thread that is inside until `leave` is called.
@@ -618,22 +600,18 @@ TEST(ProcessGate, WhatTheForkingThreadHoldsItHoldsInTheChild)
     {
         const RecursiveGuard first(recursive);
         const GatedGuard<ACE_RW_Thread_Mutex, ReadLocking> read(readWrite);
-        const pid_t child = fork();
-        if (child == 0)
-        {
-            ::alarm(30);
-            int iResult = 0;
+        iCode = exitCodeOfChild(
+            [&]
             {
-                const RecursiveGuard second(recursive);
-                iResult += isFree(recursive) ? 0 : 1;
-            }
-            iResult += isFree(recursive) ? 0 : 2;
-            iResult += readWrite.tryacquire_write() == 0 ? 0 : 4;
-            _exit(iResult);
-        }
-        int iStatus = 0;
-        waitpid(child, &iStatus, 0);
-        iCode = WIFEXITED(iStatus) ? WEXITSTATUS(iStatus) : -1;
+                int iResult = 0;
+                {
+                    const RecursiveGuard second(recursive);
+                    iResult += isFree(recursive) ? 0 : 1;
+                }
+                iResult += isFree(recursive) ? 0 : 2;
+                iResult += readWrite.tryacquire_write() == 0 ? 0 : 4;
+                return iResult;
+            });
     }
     EXPECT_EQ(7, iCode);
     EXPECT_TRUE(isFree(recursive));

@@ -9,12 +9,11 @@
 #include "tests/support/CallbackAppender.h"
 #include "tests/support/CapturedAssertions.h"
 #include "tests/support/CapturedLog.h"
+#include "tests/support/ForkedChild.h"
 #include "tests/support/Locales.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
-#include <sys/wait.h>
-#include <unistd.h>
 
 #include <algorithm>
 #include <atomic>
@@ -464,20 +463,7 @@ TEST(UnitTest, AChildOfAForkMayCheckWhileThreadsOfItsParentDo)
                 unitTest().check(true, "of a thread", "", 1);
         });
     for (int iFork = 0; iFork < 100; ++iFork)
-    {
-        const pid_t child = fork();
-        ASSERT_NE(-1, child);
-        if (child == 0)
-        {
-            // A child that waits forever is ended by the signal.
-            alarm(60);
-            unitTest().check(true, "of a child", "", 1);
-            _exit(0);
-        }
-        int iStatus = -1;
-        EXPECT_EQ(child, waitpid(child, &iStatus, 0));
-        EXPECT_EQ(0, iStatus);
-    }
+        EXPECT_EQ(0, exitCodeOfChild([] { unitTest().check(true, "of a child", "", 1); }));
     bStop = true;
     checking.join();
 }

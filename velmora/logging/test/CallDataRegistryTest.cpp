@@ -9,13 +9,12 @@
 #include "tests/support/CallLogging.h"
 #include "tests/support/CapturedAssertions.h"
 #include "tests/support/CapturedLog.h"
+#include "tests/support/ForkedChild.h"
 #include "tests/support/TemporaryDirectory.h"
 #include "velmora/memory/test/MallocWatch.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
-#include <sys/wait.h>
-#include <unistd.h>
 
 #include <atomic>
 #include <cstddef>
@@ -654,16 +653,7 @@ TEST(CallDataRegistry, AChildMakesNoFileForACallOfItsParentThatHasNoneYet)
     ASSERT_TRUE(configureCalls(directory.path().string()));
     const Handle hCall = call();
 
-    const pid_t pid = fork();
-    if (pid == 0)
-    {
-        alarm(20);
-        _exit(hCall->getAppender() ? 1 : 0);
-    }
-    int iStatus = -1;
-    waitpid(pid, &iStatus, 0);
-
-    EXPECT_EQ(0, iStatus);
+    EXPECT_EQ(0, exitCodeOfChild([&hCall] { return hCall->getAppender() ? 1 : 0; }));
     EXPECT_TRUE(std::filesystem::is_empty(directory.path()));
     EXPECT_TRUE(hCall->getAppender());
     EXPECT_FALSE(std::filesystem::is_empty(directory.path()));

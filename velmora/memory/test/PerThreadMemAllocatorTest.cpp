@@ -4,12 +4,12 @@
 
 #include "tests/support/CapturedAssertions.h"
 #include "tests/support/CapturedLog.h"
+#include "tests/support/ForkedChild.h"
 #include "velmora/memory/test/MallocWatch.h"
 
 #include <dlfcn.h>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
-#include <sys/wait.h>
 #include <unistd.h>
 
 #include <algorithm>
@@ -447,19 +447,16 @@ TEST(PerThreadMemAllocator, AChildOfAForkAllocatesByItsOwnIdentifier)
     // Two children, because the id of one may have the same remainder as that of the parent.
     for (std::size_t uiChild = 0; uiChild < 2; ++uiChild)
     {
-        const pid_t child = fork();
-        ASSERT_NE(-1, child);
-        if (child == 0)
-        {
-            void* const pMemory = allocators.allocate(8, s_szAccount);
-            const bool bOwn = headerOf(pMemory).pAllocator == allocators.ofThisThread();
-            allocators.deallocate(pMemory, 8, s_szAccount);
-            allocators.deallocate(pOfParent, 8, s_szAccount);
-            _exit(bOwn ? 0 : 1);
-        }
-        int iStatus = -1;
-        EXPECT_EQ(child, waitpid(child, &iStatus, 0));
-        EXPECT_EQ(0, iStatus);
+        const int iCode = exitCodeOfChild(
+            [&]
+            {
+                void* const pMemory = allocators.allocate(8, s_szAccount);
+                const bool bOwn = headerOf(pMemory).pAllocator == allocators.ofThisThread();
+                allocators.deallocate(pMemory, 8, s_szAccount);
+                allocators.deallocate(pOfParent, 8, s_szAccount);
+                return bOwn ? 0 : 1;
+            });
+        EXPECT_EQ(0, iCode);
     }
 }
 

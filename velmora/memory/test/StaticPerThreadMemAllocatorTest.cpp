@@ -6,10 +6,10 @@
 
 #include "tests/support/CapturedAssertions.h"
 #include "tests/support/CapturedLog.h"
+#include "tests/support/ForkedChild.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
-#include <sys/wait.h>
 #include <unistd.h>
 
 #include <cstddef>
@@ -105,20 +105,17 @@ TEST(StaticPerThreadMemAllocator, AChildOfAForkUsesTheAllocatorOfItsOwnIdentifie
     static_cast<void>(StaticPerThreadMemAllocator::allocate(24, s_szAccount));
     for (int iChild = 0; iChild < 2; ++iChild)
     {
-        const pid_t child = fork();
-        ASSERT_NE(-1, child);
-        if (child == 0)
-        {
-            void* const pMemory = StaticPerThreadMemAllocator::allocate(24, s_szAccount);
-            const auto& pOwn = Open::allocators()[static_cast<std::size_t>(gettid()) % 16];
-            const bool bOwn = static_cast<void**>(pMemory)[-2] == pOwn.get();
-            StaticPerThreadMemAllocator::deallocate(pMemory, 24, s_szAccount);
-            StaticPerThreadMemAllocator::deallocate(pOfParent, 24, s_szAccount);
-            _exit(bOwn ? 0 : 1);
-        }
-        int iStatus = -1;
-        EXPECT_EQ(child, waitpid(child, &iStatus, 0));
-        EXPECT_EQ(0, iStatus);
+        const int iCode = exitCodeOfChild(
+            [&]
+            {
+                void* const pMemory = StaticPerThreadMemAllocator::allocate(24, s_szAccount);
+                const auto& pOwn = Open::allocators()[static_cast<std::size_t>(gettid()) % 16];
+                const bool bOwn = static_cast<void**>(pMemory)[-2] == pOwn.get();
+                StaticPerThreadMemAllocator::deallocate(pMemory, 24, s_szAccount);
+                StaticPerThreadMemAllocator::deallocate(pOfParent, 24, s_szAccount);
+                return bOwn ? 0 : 1;
+            });
+        EXPECT_EQ(0, iCode);
     }
 }
 

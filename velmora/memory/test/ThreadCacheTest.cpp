@@ -3,13 +3,12 @@
 #include "velmora/memory/ThreadCache.h"
 
 #include "tests/support/CapturedLog.h"
+#include "tests/support/ForkedChild.h"
 #include "velmora/memory/MemAllocatorT.h"
 #include "velmora/memory/test/Locks.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
-#include <sys/wait.h>
-#include <unistd.h>
 
 #include <algorithm>
 #include <array>
@@ -133,15 +132,7 @@ class ClosableAllocator : public MemAllocator<Mutex, NumClasses>
 /// Forks, and returns whether the function is true in the child.
 bool isTrueInChild(const std::function<bool()>& in_function)
 {
-    const pid_t pid = fork();
-    if (pid == 0)
-    {
-        alarm(20);
-        _exit(in_function() ? 0 : 1);
-    }
-    int iStatus = -1;
-    waitpid(pid, &iStatus, 0);
-    return iStatus == 0;
+    return exitCodeOfChild([&in_function] { return in_function() ? 0 : 1; }) == 0;
 }
 
 /// The memory that all threads of a test hold at one moment. Checks that none is handed out twice.

@@ -2,12 +2,12 @@
 
 #include "velmora/python/TSPyObjPtr.h"
 #include "tests/support/CapturedAssertions.h"
+#include "tests/support/ForkedChild.h"
 #include "tests/support/StartedPython.h"
 #include "velmora/Sanitizers.h"
 
 #include <ace/Object_Manager.h>
 
-#include <sys/wait.h>
 #include <unistd.h>
 
 #include <array>
@@ -552,21 +552,19 @@ TEST(TSPyObjPtr, LeaksItsReferenceInTheChildOfAFork)
     const TSPyObjPtr pHandle = counted.handle();
     TSPyObjPtr pSetToNull = counted.handle();
     auto pDropped = std::make_unique<TSPyObjPtr>(pHandle);
-    const pid_t child = fork();
-    if (child == 0)
-    {
-        const Py_ssize_t iCount = Py_REFCNT(counted.get());
-        const TSPyObjPtr pCopy(pHandle);
-        pSetToNull.setToNull();
-        pDropped.reset();
-        _exit(pCopy.ptr() == Py_None && pSetToNull.ptr() == Py_None &&
-                      Py_REFCNT(counted.get()) == iCount
-                  ? 0
-                  : 1);
-    }
-    int iStatus = -1;
-    ASSERT_EQ(waitpid(child, &iStatus, 0), child);
-    EXPECT_EQ(iStatus, 0);
+    const int iCode = exitCodeOfChild(
+        [&]
+        {
+            const Py_ssize_t iCount = Py_REFCNT(counted.get());
+            const TSPyObjPtr pCopy(pHandle);
+            pSetToNull.setToNull();
+            pDropped.reset();
+            return pCopy.ptr() == Py_None && pSetToNull.ptr() == Py_None &&
+                           Py_REFCNT(counted.get()) == iCount
+                       ? 0
+                       : 1;
+        });
+    EXPECT_EQ(iCode, 0);
 }
 
 TEST(TSPyObjPtr, ManyThreadsThatHoldAndDropHandlesLeaveTheCountsAsTheyWere)

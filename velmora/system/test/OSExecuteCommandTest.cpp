@@ -5,6 +5,7 @@
 #include "tests/support/CallbackAppender.h"
 #include "tests/support/CapturedLog.h"
 #include "tests/support/DescriptorLimit.h"
+#include "tests/support/ForkedChild.h"
 #include "tests/support/TemporaryDirectory.h"
 #include "velmora/system/test/SyscallFilter.h"
 
@@ -636,12 +637,7 @@ TEST(OSExecuteCommand, LeavesTheChildrenOfOtherThreadsAlone)
         {
             while (!bStop)
             {
-                const pid_t pid = fork();
-                if (pid == 0)
-                    _exit(7);
-                int iStatus = 0;
-                EXPECT_EQ(pid, waitpid(pid, &iStatus, 0));
-                EXPECT_EQ(7, WEXITSTATUS(iStatus));
+                EXPECT_EQ(7, exitCodeOfChild([] { return 7; }));
                 ++iNumChildren;
             }
         });
@@ -690,17 +686,15 @@ TEST(OSExecuteCommand, GivesAForkedTwinTheHandlerOfTheProgram)
     const Gate gate;
     std::thread thread([&gate] { EXPECT_EQ(1, execute(gate.command(1))); });
     waitUntilWaiting(log, gate.command(1));
-    const pid_t pid = fork();
-    if (pid == 0)
-    {
-        const bool bRestored = Disposition::of(SIGCHLD).sa_handler == SIG_IGN;
-        const bool bWorks = execute("exit 5") == 5;
-        const bool bRestoredAgain = Disposition::of(SIGCHLD).sa_handler == SIG_IGN;
-        _exit(bRestored && bWorks && bRestoredAgain ? 0 : 1);
-    }
-    int iStatus = -1;
-    EXPECT_EQ(pid, waitpid(pid, &iStatus, 0));
-    EXPECT_EQ(0, iStatus);
+    const int iCode = exitCodeOfChild(
+        []
+        {
+            const bool bRestored = Disposition::of(SIGCHLD).sa_handler == SIG_IGN;
+            const bool bWorks = execute("exit 5") == 5;
+            const bool bRestoredAgain = Disposition::of(SIGCHLD).sa_handler == SIG_IGN;
+            return bRestored && bWorks && bRestoredAgain ? 0 : 1;
+        });
+    EXPECT_EQ(0, iCode);
     gate.open();
     thread.join();
     EXPECT_EQ(SIG_IGN, Disposition::of(SIGCHLD).sa_handler);

@@ -2,18 +2,20 @@
 
 #include "velmora/system/UUID.h"
 
+#include "tests/support/ForkedChild.h"
+#include "tests/support/HelperProcess.h"
+#include "tests/support/TemporaryDirectory.h"
+
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
 #include <sys/syscall.h>
 #include <sys/time.h>
-#include <sys/wait.h>
-#include <unistd.h>
 
-#include <array>
 #include <atomic>
 #include <cstddef>
 #include <cstdlib>
+#include <fstream>
 #include <set>
 #include <sstream>
 #include <string>
@@ -45,6 +47,7 @@ extern "C" [[gnu::visibility("default")]] int gettimeofday(timeval* out_pNow, vo
 }
 
 using namespace Velmora;
+using namespace Velmora::Test;
 using testing::ElementsAre;
 using testing::MatchesRegex;
 
@@ -71,41 +74,20 @@ std::vector<std::string> fieldsOf(const UUID& in_uuid)
     return fields;
 }
 
-/// Reads all that the child of a fork writes, and closes the descriptor.
-std::string readAll(int in_iDescriptor)
-{
-    std::string strText;
-    std::array<char, 4096> buffer{};
-    for (ssize_t iRead = read(in_iDescriptor, buffer.data(), buffer.size()); iRead > 0;
-         iRead = read(in_iDescriptor, buffer.data(), buffer.size()))
-        strText.append(buffer.data(), static_cast<std::size_t>(iRead));
-    close(in_iDescriptor);
-    return strText;
-}
-
 /// Returns the texts of the first identifiers that a forked child makes.
 std::vector<std::string> textsOfTwin(std::size_t in_uiCount)
 {
-    std::array<int, 2> ends{};
-    EXPECT_EQ(0, pipe(ends.data()));
-    const pid_t pid = fork();
-    if (pid == 0)
-    {
-        std::string strTexts;
-        for (std::size_t i = 0; i < in_uiCount; ++i)
-            strTexts += textOf(UUID()) + '\n';
-        const bool bWritten = write(ends[1], strTexts.data(), strTexts.size()) ==
-                              static_cast<ssize_t>(strTexts.size());
-        _exit(bWritten ? 0 : 1);
-    }
-    close(ends[1]);
-    std::istringstream lines(readAll(ends[0]));
-    int iStatus = -1;
-    EXPECT_EQ(pid, waitpid(pid, &iStatus, 0));
-    EXPECT_EQ(0, iStatus);
-    std::vector<std::string> texts;
-    for (std::string strLine; std::getline(lines, strLine);)
-        texts.push_back(strLine);
+    const TemporaryDirectory directory;
+    const int iCode = exitCodeOfChild(
+        [&]
+        {
+            std::ofstream file(directory.file("texts"));
+            for (std::size_t i = 0; i < in_uiCount; ++i)
+                file << textOf(UUID()) << '\n';
+            return file.flush() ? 0 : 1;
+        });
+    EXPECT_EQ(0, iCode);
+    std::vector<std::string> texts = linesOf(directory.read("texts"));
     EXPECT_EQ(in_uiCount, texts.size());
     return texts;
 }
