@@ -5,6 +5,7 @@
 
 #include "tests/support/HelperProcess.h"
 #include "tests/support/TemporaryDirectory.h"
+#include "tests/support/TextOf.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -13,7 +14,6 @@
 #include <csignal>
 #include <filesystem>
 #include <fstream>
-#include <sstream>
 #include <string>
 #include <vector>
 
@@ -666,11 +666,10 @@ TEST_F(Application, KeepsVariablesToTheEndOfTheProcess)
 
 TEST_F(Application, ShowsTheBuildInfoAndRuns)
 {
-    std::ostringstream buildInfo;
-    BuildInfo::getInstance()->write(buildInfo);
     const HelperResult result = start({}, {"--build-info"});
     EXPECT_EQ(0, result.iExitCode);
-    EXPECT_EQ("INFO - Build Info :\n" + buildInfo.str() + "\ninitialize: 1\nrun\n",
+    EXPECT_EQ("INFO - Build Info :\n" + written(*BuildInfo::getInstance()) +
+                  "\ninitialize: 1\nrun\n",
               outputOf(result));
 }
 
@@ -684,11 +683,7 @@ TEST_F(Application, ShowsWhatIsKnownOfParametersAndRuns)
     ASSERT_TRUE(ParameterInfoDB::getInstance().retrieve("TimeoutSec$", infos));
     ASSERT_LT(1U, infos.size());
     for (const ParameterInfoWithName& info : infos)
-    {
-        std::ostringstream text;
-        text << info;
-        strExpected += "\nname=" + info.m_strName + " " + text.str();
-    }
+        strExpected += "\nname=" + info.m_strName + " " + textOf(info);
     EXPECT_EQ(strExpected + "\nINFO - Parameter information for regexp ^no.such.name$ : \n"
                             "initialize: 1\nrun\n",
               outputOf(result));

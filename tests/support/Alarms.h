@@ -2,6 +2,7 @@
 
 #pragma once
 
+#include "tests/support/TextOf.h"
 #include "velmora/alarm/AlarmImpl.h"
 #include "velmora/alarm/AlarmRegistry.h"
 
@@ -48,6 +49,14 @@ class NamedAlarm : public Base
     std::string m_strId;
 };
 
+/// Returns the description of an alarm.
+inline std::string descriptionOf(const Alarm& in_alarm)
+{
+    std::ostringstream text;
+    in_alarm.writeDescription(text);
+    return text.str();
+}
+
 /// Records the changes that observers of alarms and of the registry receive, as texts and in order.
 class AlarmChanges
 {
@@ -87,9 +96,7 @@ class AlarmChanges
 
     void note(const std::string& in_strName, const Alarm& in_alarm)
     {
-        std::ostringstream text;
-        text << in_strName << ": " << in_alarm;
-        m_texts.push_back(text.str());
+        m_texts.push_back(textOf(in_strName, ": ", in_alarm));
         if (m_onChange)
             m_onChange();
     }

@@ -7,6 +7,7 @@
 #include "tests/support/Alarms.h"
 #include "tests/support/CapturedLog.h"
 #include "tests/support/StartedPython.h"
+#include "tests/support/TextOf.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -15,7 +16,6 @@
 
 #include <array>
 #include <atomic>
-#include <sstream>
 #include <string>
 #include <thread>
 #include <vector>
@@ -84,20 +84,6 @@ class EntersPython : public Alarm::Observer
   public:
     void newAlarmState(const Alarm&, Alarm::State) override { evaluate("1 + 1"); }
 };
-
-std::string descriptionOf(const Alarm& in_alarm)
-{
-    std::ostringstream text;
-    in_alarm.writeDescription(text);
-    return text.str();
-}
-
-std::string textOf(const Alarm& in_alarm)
-{
-    std::ostringstream text;
-    text << in_alarm;
-    return text.str();
-}
 
 } // namespace
 

@@ -12,6 +12,7 @@
 #include "tests/support/AccountingProcess.h"
 #include "tests/support/Alarms.h"
 #include "tests/support/CapturedAssertions.h"
+#include "tests/support/TextOf.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -82,13 +83,6 @@ class LockNoting : public log4cplus::Appender
         m_locks.push_back(AlarmRegistryPeer::numLocks());
     }
 };
-
-std::string textOf(const Alarm& in_alarm)
-{
-    std::ostringstream text;
-    text << in_alarm;
-    return text.str();
-}
 
 const FailedAssertion s_notUnique =
     failedAssertion("! \"alarm is not unique\"", "AlarmRegistryImpl", s_szLogger);

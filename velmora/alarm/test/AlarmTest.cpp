@@ -4,10 +4,10 @@
 
 #include "tests/support/Alarms.h"
 #include "tests/support/Locales.h"
+#include "tests/support/TextOf.h"
 
 #include <gtest/gtest.h>
 
-#include <sstream>
 #include <string>
 #include <type_traits>
 #include <vector>
@@ -17,14 +17,6 @@ namespace Velmora::Test
 
 namespace
 {
-
-template <class T>
-std::string textOf(const T& in_value)
-{
-    std::ostringstream text;
-    text << in_value;
-    return text.str();
-}
 
 /// An alarm that only records the requests.
 class Asked : public Alarm

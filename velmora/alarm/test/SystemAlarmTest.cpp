@@ -8,11 +8,11 @@
 
 #include "tests/support/Alarms.h"
 #include "tests/support/CapturedLog.h"
+#include "tests/support/TextOf.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-#include <sstream>
 #include <string>
 
 namespace Velmora::Test
@@ -35,20 +35,6 @@ std::string idOf(const Alarm& in_alarm)
     std::string strId;
     in_alarm.getAlarmId(strId);
     return strId;
-}
-
-std::string descriptionOf(const Alarm& in_alarm)
-{
-    std::ostringstream text;
-    in_alarm.writeDescription(text);
-    return text.str();
-}
-
-std::string textOf(std::ostream& (*in_write)(std::ostream&))
-{
-    std::ostringstream text;
-    in_write(text);
-    return text.str();
 }
 
 /// An alarm of the system that adds nothing to the id "system".

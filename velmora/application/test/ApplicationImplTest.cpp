@@ -11,6 +11,7 @@
 #include "tests/support/CapturedLog.h"
 #include "tests/support/Locales.h"
 #include "tests/support/TemporaryDirectory.h"
+#include "tests/support/TextOf.h"
 
 #include <ace/Profile_Timer.h>
 #include <boost/program_options.hpp>
@@ -502,9 +503,9 @@ TEST(ApplicationImpl, LogsTheBuildInfoAtAnyLevel)
         return true;
     };
     EXPECT_TRUE(program.start({"--build-info"}));
-    std::ostringstream text;
-    BuildInfo::getInstance()->write(text << "Build Info :\n");
-    ASSERT_THAT(log.linesOf(s_szLogger), ElementsAre(infoLine(s_szLogger, text.str())));
+    ASSERT_THAT(
+        log.linesOf(s_szLogger),
+        ElementsAre(infoLine(s_szLogger, "Build Info :\n" + written(*BuildInfo::getInstance()))));
     EXPECT_EQ("", log.linesOf(s_szLogger).front().strFile);
     EXPECT_EQ(-1, log.linesOf(s_szLogger).front().iLine);
 }
@@ -590,11 +591,11 @@ TEST(ApplicationImpl, LogsTheTimesThatTheProgramHasMeasured)
     ACE_Profile_Timer::ACE_Elapsed_Time elapsed{};
     program.getProfileTimer().elapsed_time(elapsed);
     program.logProfileStats();
-    std::ostringstream text;
-    text << "Process " << getpid() << " elapsed time : real=" << elapsed.real_time
-         << " kernel=" << elapsed.system_time << " user=" << elapsed.user_time
-         << " k+u=" << elapsed.system_time + elapsed.user_time;
-    EXPECT_EQ(debugLine(s_szLogger, text.str()), log.lines().front());
+    const std::string strText =
+        textOf("Process ", getpid(), " elapsed time : real=", elapsed.real_time,
+               " kernel=", elapsed.system_time, " user=", elapsed.user_time,
+               " k+u=", elapsed.system_time + elapsed.user_time);
+    EXPECT_EQ(debugLine(s_szLogger, strText), log.lines().front());
 }
 
 TEST(ApplicationImpl, LogsTimesTheSameInEachLocale)

@@ -2,6 +2,7 @@
 
 #include "velmora/application/BuildInfo.h"
 
+#include "tests/support/TextOf.h"
 #include "velmora/application/SingletonRegistry.h"
 #include "velmora/application/VersionControl.h"
 
@@ -13,18 +14,6 @@
 
 namespace Velmora::Test
 {
-
-namespace
-{
-
-std::string textOf(const BuildInfo::ToolInfo& in_tool)
-{
-    std::ostringstream stream;
-    in_tool.write(stream);
-    return stream.str();
-}
-
-} // namespace
 
 TEST(VersionControl, ReturnsTheRevisionThatTheLibraryWasBuiltFrom)
 {
@@ -67,33 +56,27 @@ TEST(BuildInfo, WritesBranchAndRevision)
 
 TEST(BuildInfo, WritesTheToolsBehindBranchAndRevisionWithoutALineEndAtTheEnd)
 {
-    std::ostringstream stream;
-
-    EXPECT_EQ(&BuildInfo::getInstance()->write(stream), &stream);
-
-    EXPECT_EQ(stream.str(), "Branch branches/team/orrin/velmora-2.1-linux, Revision 17669?\n"
-                            "Tool gcc34, Version \n"
-                            "Tool g++34, Version ");
+    EXPECT_EQ(written(*BuildInfo::getInstance()),
+              "Branch branches/team/orrin/velmora-2.1-linux, Revision 17669?\n"
+              "Tool gcc34, Version \n"
+              "Tool g++34, Version ");
 }
 
 TEST(BuildInfo, WritesAToolWithoutItsDescription)
 {
     const BuildInfo::ToolInfo tool("ld", "Linker", "2.40.1");
-    std::ostringstream stream;
 
-    EXPECT_EQ(&tool.write(stream), &stream);
-
-    EXPECT_EQ(stream.str(), "Tool ld, Version 2.40.1");
+    EXPECT_EQ(written(tool), "Tool ld, Version 2.40.1");
 }
 
 TEST(BuildInfo, WritesAToolWithoutAVersionUpToTheBlank)
 {
-    EXPECT_EQ(textOf(BuildInfo::ToolInfo("ld", "Linker", "")), "Tool ld, Version ");
+    EXPECT_EQ(written(BuildInfo::ToolInfo("ld", "Linker", "")), "Tool ld, Version ");
 }
 
 TEST(BuildInfo, LeavesAVersionEmptyThatCannotBeRead)
 {
-    EXPECT_EQ(textOf(BuildInfo::ToolInfo("ld", "Linker", "2.x")), "Tool ld, Version ");
+    EXPECT_EQ(written(BuildInfo::ToolInfo("ld", "Linker", "2.x")), "Tool ld, Version ");
 }
 
 } // namespace Velmora::Test

@@ -5,6 +5,7 @@
 #include "tests/support/CapturedAssertions.h"
 #include "tests/support/CapturedLog.h"
 #include "tests/support/Locales.h"
+#include "tests/support/TextOf.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -34,13 +35,6 @@ namespace
 
 using testing::ElementsAre;
 using testing::IsEmpty;
-
-std::string textOf(const DottedRevision& in_revision)
-{
-    std::ostringstream stream;
-    in_revision.write(stream);
-    return stream.str();
-}
 
 DottedRevision revision(const char* in_szText)
 {
@@ -90,7 +84,7 @@ TEST_P(GoodRevision, IsRead)
 
     EXPECT_TRUE(result.initFrom(GetParam().first));
 
-    EXPECT_EQ(textOf(result), GetParam().second);
+    EXPECT_EQ(written(result), GetParam().second);
 }
 
 // The last ones are texts that streams accept as unsigned numbers. That behaviour is kept.
@@ -164,10 +158,10 @@ TEST(DottedRevision, IsReadTheSameInALocaleWithDotsBetweenThousands)
 
 TEST(DottedRevision, IsWrittenWithSingleDots)
 {
-    EXPECT_EQ(textOf(revision("1 . 20 . 3")), "1.20.3");
+    EXPECT_EQ(written(revision("1 . 20 . 3")), "1.20.3");
 }
 
-TEST(DottedRevision, IsWrittenAsNothingWhenItIsEmpty) { EXPECT_EQ(textOf(DottedRevision()), ""); }
+TEST(DottedRevision, IsWrittenAsNothingWhenItIsEmpty) { EXPECT_EQ(written(DottedRevision()), ""); }
 
 TEST(DottedRevision, IsWrittenInDecimalWhateverTheStreamIsSetTo)
 {
@@ -219,9 +213,9 @@ TEST(DottedRevision, IsAValue)
     assigned = copy;
     EXPECT_TRUE(copy.initFrom("3"));
 
-    EXPECT_EQ(textOf(source), "1.2");
-    EXPECT_EQ(textOf(assigned), "1.2");
-    EXPECT_EQ(textOf(copy), "3");
+    EXPECT_EQ(written(source), "1.2");
+    EXPECT_EQ(written(assigned), "1.2");
+    EXPECT_EQ(written(copy), "3");
 }
 
 } // namespace Velmora::Test

@@ -7,6 +7,7 @@
 #include "velmora/memory/StaticMemAllocator.h"
 
 #include "tests/support/HelperProcess.h"
+#include "tests/support/TextOf.h"
 #include "velmora/memory/test/MallocWatch.h"
 
 #include <gtest/gtest.h>
@@ -78,15 +79,9 @@ using Velmora::StaticAccountMemAllocator;
 using Velmora::StaticMemAllocator;
 using Velmora::Test::HelperResult;
 using Velmora::Test::runHelper;
+using Velmora::Test::textOf;
 
 constexpr const char* s_szLongText = "a text that is too long for a string to keep within itself";
-
-std::string textOf(const OutputStreamable& in_object)
-{
-    std::ostringstream text;
-    text << in_object;
-    return text.str();
-}
 
 std::string textOfClone(const Cloneable& in_clone)
 {

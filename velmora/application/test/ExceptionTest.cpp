@@ -2,6 +2,8 @@
 
 #include "velmora/application/Exception.h"
 
+#include "tests/support/TextOf.h"
+
 #include <gtest/gtest.h>
 
 #include <exception>
@@ -16,13 +18,7 @@ using Velmora::Exception;
 using Velmora::ExceptionWithMsg;
 using Velmora::Object;
 using Velmora::OutputStreamable;
-
-std::string textOf(const OutputStreamable& in_object)
-{
-    std::ostringstream text;
-    text << in_object;
-    return text.str();
-}
+using Velmora::Test::textOf;
 
 TEST(Exception, LeavesItsTextFormToDerivedClasses)
 {

@@ -4,6 +4,7 @@
 
 #include "tests/support/CapturedLog.h"
 #include "tests/support/HelperProcess.h"
+#include "tests/support/TextOf.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -11,7 +12,6 @@
 #include <pthread.h>
 
 #include <memory>
-#include <sstream>
 #include <string>
 #include <thread>
 #include <type_traits>
@@ -40,12 +40,7 @@ constexpr const char* s_szLogger = "keswardin.infra.StackTrace";
     return pTrace;
 }
 
-std::string beginOfLines()
-{
-    std::ostringstream stream;
-    stream << '[' << pthread_self() << "] ";
-    return stream.str();
-}
+std::string beginOfLines() { return textOf('[', pthread_self(), "] "); }
 
 /// Removes the first line if it is a function of a sanitizer, which is called between the
 /// constructor and the C library.

@@ -11,6 +11,7 @@
 #include "tests/support/CapturedLog.h"
 #include "tests/support/ForkedChild.h"
 #include "tests/support/Locales.h"
+#include "tests/support/TextOf.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -21,7 +22,6 @@
 #include <cstdio>
 #include <cstdlib>
 #include <functional>
-#include <sstream>
 #include <string>
 #include <thread>
 #include <vector>
@@ -231,9 +231,7 @@ TEST(UnitTest, ItsExceptionIsAnObjectWithATextForm)
     }
     catch (const OutputStreamable& exception)
     {
-        std::ostringstream text;
-        text << exception;
-        EXPECT_EQ("UnitTestException", text.str());
+        EXPECT_EQ("UnitTestException", textOf(exception));
         return;
     }
     FAIL() << "nothing was thrown";

@@ -6,6 +6,7 @@
 
 #include "tests/support/CapturedLog.h"
 #include "tests/support/Locales.h"
+#include "tests/support/TextOf.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -51,6 +52,7 @@ using Velmora::Test::fatalLine;
 using Velmora::Test::groupingLocale;
 using Velmora::Test::infoLine;
 using Velmora::Test::LogLine;
+using Velmora::Test::textOf;
 using Velmora::Test::warnLine;
 
 constexpr const char* s_szFileLogger = "test.LogMacros";
@@ -847,11 +849,7 @@ TEST(LogMacros, LinesOfSeveralThreadsStayWhole)
     std::vector<std::string> expected;
     for (int iThread = 0; iThread < s_iThreads; ++iThread)
         for (int iLine = 0; iLine < s_iLines; ++iLine)
-        {
-            std::ostringstream text;
-            text << "thread " << iThread << " line " << std::hex << iLine;
-            expected.push_back(text.str());
-        }
+            expected.push_back(textOf("thread ", iThread, " line ", std::hex, iLine));
     std::sort(texts.begin(), texts.end());
     std::sort(expected.begin(), expected.end());
     EXPECT_EQ(texts, expected);

@@ -5,6 +5,7 @@
 #include "tests/support/CallbackAppender.h"
 #include "tests/support/CapturedAssertions.h"
 #include "tests/support/CapturedLog.h"
+#include "tests/support/TextOf.h"
 #include "velmora/Sanitizers.h"
 #include "velmora/memory/AceCleanupMemAllocator.h"
 #include "velmora/memory/test/MallocWatch.h"
@@ -19,7 +20,6 @@
 #include <limits>
 #include <optional>
 #include <set>
-#include <sstream>
 #include <string>
 #include <thread>
 #include <vector>
@@ -45,23 +45,16 @@ std::uint64_t& magicOf(void* in_pMemory) { return static_cast<std::uint64_t*>(in
 /// Returns the class of the chunk for a block of `in_uiSize` bytes and its header.
 std::size_t classFor(std::size_t in_uiSize) { return (in_uiSize + 16 + 7) / 8 - 1; }
 
-std::string addressText(const void* in_pMemory)
-{
-    std::ostringstream text;
-    text << in_pMemory;
-    return text.str();
-}
-
 LogLine invalidIdLine(const void* in_pMemory, const std::string& in_strId)
 {
-    return errorLine(s_szLogger, "deallocating memory at " + addressText(in_pMemory) +
+    return errorLine(s_szLogger, "deallocating memory at " + textOf(in_pMemory) +
                                      " that has an invalid memory account id : " + in_strId);
 }
 
 LogLine inconsistentLine(const void* in_pMemory, const std::string& in_strOwner,
                          const std::string& in_strPassed)
 {
-    return errorLine(s_szLogger, "inconsistent account : memory at " + addressText(in_pMemory) +
+    return errorLine(s_szLogger, "inconsistent account : memory at " + textOf(in_pMemory) +
                                      " is from account " + in_strOwner +
                                      " while the call to deallocate was passed " + in_strPassed);
 }

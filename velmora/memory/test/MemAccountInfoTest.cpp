@@ -3,6 +3,7 @@
 #include "velmora/memory/MemAccountInfo.h"
 
 #include "tests/support/Locales.h"
+#include "tests/support/TextOf.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -26,22 +27,6 @@ MemAccountInfo info(std::uint64_t in_uiAccountId, std::int32_t in_iBalance,
     result.iBalance = in_iBalance;
     result.iMaximum = in_iMaximum;
     return result;
-}
-
-template <class T>
-std::string written(const T& in_object)
-{
-    std::ostringstream text;
-    EXPECT_EQ(&text, &in_object.write(text));
-    return text.str();
-}
-
-template <class T>
-std::string streamed(const T& in_object)
-{
-    std::ostringstream text;
-    text << in_object;
-    return text.str();
 }
 
 } // namespace
@@ -72,7 +57,7 @@ TEST(MemAccountInfo, WritesTheWholeRangeOfItsFields)
 
 TEST(MemAccountInfo, IsStreamedAsItIsWritten)
 {
-    EXPECT_EQ(written(info(1, 22, 333)), streamed(info(1, 22, 333)));
+    EXPECT_EQ(written(info(1, 22, 333)), textOf(info(1, 22, 333)));
 }
 
 TEST(MemAccountInfo, LargerMaxBytesReturnsWhetherTheFirstHasTheLargerMaximum)
@@ -92,7 +77,7 @@ TEST(MemAccountInfoWithName, WritesItsNameBeforeTheInfo)
 {
     const MemAccountInfoWithName account("Trie", info(4, 5, 6));
     EXPECT_EQ("Trie : account-id=4 bytes-allocated=5 max-bytes-allocated=6", written(account));
-    EXPECT_EQ(written(account), streamed(account));
+    EXPECT_EQ(written(account), textOf(account));
 }
 
 TEST(MemAccountInfoWithName, IsTheInfoWithAName)
@@ -126,7 +111,7 @@ TEST(MemAccountInfoHash, WritesTheEntryWithTheLargestMaximumFirst)
               "small : account-id=0 bytes-allocated=9 max-bytes-allocated=10\n"
               "wrapped : account-id=3 bytes-allocated=6 max-bytes-allocated=-1",
               written(hash));
-    EXPECT_EQ(written(hash), streamed(hash));
+    EXPECT_EQ(written(hash), textOf(hash));
 }
 
 TEST(MemAccountInfoHash, WritesTwoAccountsWithTheSameMaximumInEitherOrder)

@@ -6,6 +6,7 @@
 #include "tests/support/CapturedAssertions.h"
 #include "tests/support/CapturedLog.h"
 #include "tests/support/Locales.h"
+#include "tests/support/TextOf.h"
 #include "velmora/memory/AceCleanupMemAllocator.h"
 #include "velmora/memory/test/Locks.h"
 #include "velmora/memory/test/MallocWatch.h"
@@ -21,7 +22,6 @@
 #include <optional>
 #include <random>
 #include <set>
-#include <sstream>
 #include <string>
 #include <thread>
 #include <type_traits>
@@ -54,9 +54,7 @@ std::uintptr_t address(const void* in_pMemory)
 
 std::string statsText(unsigned in_uiMalloc, unsigned in_uiAlloc, unsigned in_uiDealloc)
 {
-    std::ostringstream text;
-    Stats{in_uiMalloc, in_uiAlloc, in_uiDealloc}.write(text);
-    return text.str();
+    return written(Stats{in_uiMalloc, in_uiAlloc, in_uiDealloc});
 }
 
 /// Returns the line that a chunk allocator logs when it is destroyed.
@@ -156,19 +154,15 @@ TEST(ChunkAllocatorStats, CountInSixtyFourBits)
 
 TEST(ChunkAllocatorStats, WriteThreeLinesWithoutALineEndAfterTheLast)
 {
-    std::ostringstream text;
-    EXPECT_EQ(&text, &(Stats{1, 22, 333}.write(text)));
     EXPECT_EQ("Num malloc        = 1\n"
               "Num chunk alloc   = 22\n"
               "Num chunk dealloc = 333",
-              text.str());
+              written(Stats{1, 22, 333}));
 }
 
 TEST(ChunkAllocatorStats, AreStreamedAsTheyAreWritten)
 {
-    std::ostringstream text;
-    text << Stats{1, 22, 333};
-    EXPECT_EQ(statsText(1, 22, 333), text.str());
+    EXPECT_EQ(statsText(1, 22, 333), textOf(Stats{1, 22, 333}));
 }
 
 TEST(ChunkAllocator, HasNoVirtualOperations)
@@ -223,7 +217,7 @@ TEST(ChunkAllocator, TracesItsChunkSize)
 TEST(ChunkAllocator, AsksForNoBlockBeforeTheFirstChunk)
 {
     const Chunks chunks(logger(), 1, false);
-    EXPECT_EQ(statsText(0, 0, 0), (std::ostringstream() << chunks.getStats()).str());
+    EXPECT_EQ(statsText(0, 0, 0), textOf(chunks.getStats()));
 }
 
 TEST(ChunkAllocator, HandsOutAFreshBlockFromTheHighestAddressDown)
@@ -900,7 +894,7 @@ TEST(MemAllocator, GoesOnWhenALockFails)
     std::vector<void*> chunks = allocateMany(allocator, 8, 300);
     EXPECT_EQ(300U, std::set<void*>(chunks.begin(), chunks.end()).size());
     deallocateAll(allocator, 8, chunks);
-    EXPECT_EQ(statsText(3, 300, 300), (std::ostringstream() << allocator.getStats(0)).str());
+    EXPECT_EQ(statsText(3, 300, 300), textOf(allocator.getStats(0)));
 }
 
 TEST(AceCleanupMemAllocator, DiesThroughItsCleanup)

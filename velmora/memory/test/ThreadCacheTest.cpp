@@ -4,6 +4,7 @@
 
 #include "tests/support/CapturedLog.h"
 #include "tests/support/ForkedChild.h"
+#include "tests/support/TextOf.h"
 #include "velmora/memory/MemAllocatorT.h"
 #include "velmora/memory/test/Locks.h"
 
@@ -24,7 +25,6 @@
 #include <optional>
 #include <random>
 #include <set>
-#include <sstream>
 #include <string>
 #include <thread>
 #include <vector>
@@ -107,12 +107,7 @@ class ThreadThatStays
     std::thread m_thread;
 };
 
-std::string statsText(const ChunkAllocatorNoT::Stats& in_stats)
-{
-    std::ostringstream text;
-    text << in_stats;
-    return text.str();
-}
+std::string statsText(const ChunkAllocatorNoT::Stats& in_stats) { return textOf(in_stats); }
 
 LogLine statsLine(const ChunkAllocatorNoT::Stats& in_stats)
 {

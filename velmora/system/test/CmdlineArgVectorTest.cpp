@@ -2,30 +2,24 @@
 
 #include "velmora/system/CmdlineArgVector.h"
 
+#include "tests/support/TextOf.h"
+
 #include <gtest/gtest.h>
 
-#include <sstream>
 #include <string>
 
 using namespace Velmora;
-
-namespace
-{
-
-std::string written(const CmdlineArgVector& in_args)
-{
-    std::ostringstream stream;
-    stream << in_args;
-    return stream.str();
-}
-
-} // namespace
+using namespace Velmora::Test;
 
 TEST(CmdlineArgVector, IsWrittenWithOneBlankBetweenArguments)
 {
-    EXPECT_EQ("gateway --help port=5060", written({"gateway", "--help", "port=5060"}));
-    EXPECT_EQ("gateway", written({"gateway"}));
-    EXPECT_EQ("a  b", written({"a", "", "b"}));
+    EXPECT_EQ("gateway --help port=5060",
+              textOf(CmdlineArgVector{"gateway", "--help", "port=5060"}));
+    EXPECT_EQ("gateway", textOf(CmdlineArgVector{"gateway"}));
+    EXPECT_EQ("a  b", textOf(CmdlineArgVector{"a", "", "b"}));
 }
 
-TEST(CmdlineArgVector, WithoutArgumentsIsWrittenAsNothing) { EXPECT_EQ("", written({})); }
+TEST(CmdlineArgVector, WithoutArgumentsIsWrittenAsNothing)
+{
+    EXPECT_EQ("", textOf(CmdlineArgVector{}));
+}

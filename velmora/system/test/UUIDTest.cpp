@@ -5,6 +5,7 @@
 #include "tests/support/ForkedChild.h"
 #include "tests/support/HelperProcess.h"
 #include "tests/support/TemporaryDirectory.h"
+#include "tests/support/TextOf.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -61,8 +62,6 @@ class UUIDAtOneTime : public testing::Test
     void SetUp() override { s_clock = {false, 0, {1700000000, 42}}; }
     void TearDown() override { s_clock = {}; }
 };
-
-std::string textOf(const UUID& in_uuid) { return in_uuid; }
 
 /// Returns the fields of an identifier's text.
 std::vector<std::string> fieldsOf(const UUID& in_uuid)
@@ -140,19 +139,15 @@ TEST(UUID, AllWaysToItsTextGiveTheSame)
     const UUID uuid;
     std::string strText = "what was there";
     uuid.convertTo(strText);
-    std::ostringstream stream;
-    stream << uuid;
     EXPECT_THAT(strText, MatchesRegex("[0-9]+-[0-9]+-[0-9]+-0"));
-    EXPECT_EQ(strText, stream.str());
+    EXPECT_EQ(strText, textOf(uuid));
     EXPECT_EQ(strText, static_cast<std::string>(uuid));
 }
 
 TEST(UUID, WritesPlainDecimalsWhateverTheStream)
 {
     const UUID uuid;
-    std::ostringstream stream;
-    stream << std::hex << std::showbase << uuid;
-    EXPECT_EQ(textOf(uuid), stream.str());
+    EXPECT_EQ(textOf(uuid), textOf(std::hex, std::showbase, uuid));
 }
 
 TEST(UUID, DoesNotSeedTheRandomNumbers)
