@@ -13,7 +13,6 @@
 #include <algorithm>
 #include <csignal>
 #include <filesystem>
-#include <fstream>
 #include <string>
 #include <vector>
 
@@ -121,18 +120,10 @@ void expectUsageAfterError(const Texts& in_deeds, const Texts& in_arguments,
 class Application : public testing::Test
 {
   protected:
-    /// Writes a file and returns its path.
-    std::string write(const std::string& in_strName, const std::string& in_strText) const
-    {
-        const std::string strPath = m_directory.file(in_strName);
-        std::ofstream(strPath) << in_strText;
-        return strPath;
-    }
-
     /// Writes the text to a file and returns the options that load it.
     Texts configuration(const std::string& in_strText) const
     {
-        return {"--global-config", write("test.cfg", in_strText)};
+        return {"--global-config", m_directory.write("test.cfg", in_strText)};
     }
 
     [[nodiscard]] std::string path() const { return m_directory.path().string(); }
@@ -518,11 +509,13 @@ TEST_F(Application, LogsTheStepsOfAStartWithoutAConfiguration)
 
 TEST_F(Application, EndsItsStartWithOneLineAboutWhatItHasRead)
 {
-    const std::string strFirst = write("first.cfg", s_strLogging + "keswardin.exitTimeoutSec=5\n"
-                                                                   "no.such.name=1\n");
-    const std::string strSecond = write("second.cfg", "keswardin.exitTimeoutSec=6\n"
-                                                      "keswardin.exitTimeoutSec=7\n"
-                                                      "keswardin.killTimeoutSec=soon\n");
+    const std::string strFirst =
+        m_directory.write("first.cfg", s_strLogging + "keswardin.exitTimeoutSec=5\n"
+                                                      "no.such.name=1\n");
+    const std::string strSecond =
+        m_directory.write("second.cfg", "keswardin.exitTimeoutSec=6\n"
+                                        "keswardin.exitTimeoutSec=7\n"
+                                        "keswardin.killTimeoutSec=soon\n");
     const HelperResult result =
         start({}, {"--global-config", strFirst, "--global-config", strSecond});
     EXPECT_EQ(0, result.iExitCode);
@@ -541,7 +534,7 @@ TEST_F(Application, EndsItsStartWithOneLineAboutWhatItHasRead)
 
 TEST_F(Application, ConfiguresLoggingFromTheFileOfItsRunMode)
 {
-    const std::string strProperties = write("development.properties", s_strLogging);
+    const std::string strProperties = m_directory.write("development.properties", s_strLogging);
     const HelperResult result =
         start({}, configuration("keswardin.run.mode=development\n"
                                 "keswardin.infra.Logger.PropertiesFile.development=" +
@@ -612,7 +605,7 @@ TEST_F(Application, HasNoTimeoutWhereItIsNegative)
 
 TEST_F(Application, ChangesItsDirectoryBeforeItReadsTheConfiguration)
 {
-    write("relative.cfg", s_strLogging + "keswardin.exitTimeoutSec=30\n");
+    m_directory.write("relative.cfg", s_strLogging + "keswardin.exitTimeoutSec=30\n");
     const HelperResult result =
         start({"directory", "timeouts"}, {"--global-config", "relative.cfg", "--setcwd", path()});
     EXPECT_EQ(0, result.iExitCode);
@@ -755,7 +748,7 @@ TEST_F(Application, AnotherStartGoesByItsOwnCommandLine)
 
 TEST_F(Application, AnotherStartLoadsOnlyTheSourcesOfItsOwnCommandLine)
 {
-    const std::string strConfiguration = write("test.cfg", s_strLogging);
+    const std::string strConfiguration = m_directory.write("test.cfg", s_strLogging);
     const HelperResult result = runHelper(
         VELMORA_HELPER_APPLICATION_STARTS,
         {"verbose", "--", "--global-config", strConfiguration, "--get-param-info", "^$", "--"});

@@ -6,7 +6,6 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-#include <fstream>
 #include <string>
 #include <vector>
 
@@ -59,9 +58,7 @@ class OwnParameters : public testing::Test
     /// Writes the text to a file and returns the options that load it.
     [[nodiscard]] Texts configuration(const std::string& in_strText) const
     {
-        const std::string strPath = m_directory.file("test.cfg");
-        std::ofstream(strPath) << s_strLogging << in_strText;
-        return {"--global-config", strPath};
+        return {"--global-config", m_directory.write("test.cfg", s_strLogging + in_strText)};
     }
 
     TemporaryDirectory m_directory;

@@ -7,7 +7,7 @@
 #include "tests/support/CallLogging.h"
 #include "tests/support/CapturedLog.h"
 #include "tests/support/DescriptorLimit.h"
-#include "tests/support/HelperProcess.h"
+#include "tests/support/Lines.h"
 #include "tests/support/SmallDisk.h"
 #include "tests/support/TemporaryDirectory.h"
 

@@ -8,6 +8,8 @@
 //
 // With "reconfigure", another thread configures logging for as long as the calls last.
 
+#include "tests/support/Files.h"
+#include "tests/support/Lines.h"
 #include "velmora/config/ParameterTrie.h"
 #include "velmora/logging/CallDataRegistry.h"
 #include "velmora/logging/CallLogger.h"
@@ -23,7 +25,6 @@
 #include <cstdlib>
 #include <deque>
 #include <filesystem>
-#include <fstream>
 #include <iterator>
 #include <sstream>
 #include <string>
@@ -31,6 +32,7 @@
 #include <vector>
 
 using namespace Velmora;
+using namespace Velmora::Test;
 
 namespace
 {
@@ -216,8 +218,7 @@ class Checker
 /// Checks the main log, in which the call id is in front of each line.
 void checkMainLog(const Work& in_work, Checker& out_checker)
 {
-    std::ifstream file(in_work.strDirectory + "/main.log");
-    for (std::string strLine; std::getline(file, strLine);)
+    for (const std::string& strLine : linesOf(readFile(in_work.strDirectory + "/main.log")))
     {
         // While logging is configured, the library may log lines of its own.
         if (strLine.compare(0, 16, "keswardin.infra.") == 0)
@@ -243,10 +244,7 @@ void checkMainLog(const Work& in_work, Checker& out_checker)
 /// Checks the file of a call: the first and the last line, and the lines between, without the id.
 void checkCall(const std::string& in_strFile, const std::string& in_strOfCall, Checker& out_checker)
 {
-    std::ifstream file(in_strFile);
-    std::vector<std::string> lines;
-    for (std::string strLine; std::getline(file, strLine);)
-        lines.push_back(strLine);
+    const std::vector<std::string> lines = linesOf(readFile(in_strFile));
     if (lines.size() < 2 || lines.front().compare(0, 13, "Call start : ") != 0 ||
         lines.back().compare(0, 11, "Call end : ") != 0)
     {

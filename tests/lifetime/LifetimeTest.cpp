@@ -1,5 +1,6 @@
 // SPDX-License-Identifier: BSD-2-Clause
 
+#include "tests/support/Files.h"
 #include "tests/support/HelperProcess.h"
 #include "tests/support/TemporaryDirectory.h"
 #include "velmora/Sanitizers.h"
@@ -11,9 +12,7 @@
 #include <chrono>
 #include <csignal>
 #include <filesystem>
-#include <fstream>
 #include <set>
-#include <sstream>
 #include <string>
 #include <vector>
 
@@ -55,10 +54,9 @@ void expectLinesOfWholeLife(const std::string& in_strProgram)
 /// markers.
 std::vector<std::string> documentedList(const std::string& in_strName)
 {
-    std::ifstream document(VELMORA_LIFETIME_DOCUMENT);
     std::vector<std::string> result;
     bool bInside = false;
-    for (std::string line; std::getline(document, line);)
+    for (const std::string& line : linesOf(readFile(VELMORA_LIFETIME_DOCUMENT)))
     {
         if (line == "<!-- " + in_strName + ": end -->")
             return result;
@@ -81,8 +79,7 @@ std::vector<std::string> registeredDestructors()
     EXPECT_EQ(0, result.iExitCode) << result.strErrors;
     std::vector<std::string> registrations;
     std::string strArguments;
-    std::istringstream instructions(result.strOutput);
-    for (std::string line; std::getline(instructions, line);)
+    for (const std::string& line : linesOf(result.strOutput))
     {
         // The last call of a function may be compiled as a jump.
         if (line.ends_with("atexit@plt>"))

@@ -11,7 +11,6 @@
 #include <cerrno>
 #include <csignal>
 #include <cstring>
-#include <sstream>
 #include <system_error>
 
 namespace Velmora::Test
@@ -161,15 +160,6 @@ HelperResult runHelper(const std::string& in_strProgram,
         result.iExitCode = WEXITSTATUS(iStatus);
     else if (WIFSIGNALED(iStatus))
         result.iSignal = WTERMSIG(iStatus);
-    return result;
-}
-
-std::vector<std::string> linesOf(const std::string& in_strText)
-{
-    std::vector<std::string> result;
-    std::istringstream text(in_strText);
-    for (std::string line; std::getline(text, line);)
-        result.push_back(line);
     return result;
 }
 

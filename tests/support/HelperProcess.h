@@ -2,6 +2,8 @@
 
 #pragma once
 
+#include "tests/support/Lines.h"
+
 #include <chrono>
 #include <string>
 #include <utility>
@@ -38,8 +40,5 @@ environmentOfHelper(const std::vector<std::pair<std::string, std::string>>& in_e
 
 /// Returns the argument of `exec`: pointers to the texts, which must not move, and a null pointer.
 std::vector<char*> pointersTo(std::vector<std::string>& in_texts);
-
-/// Splits a text into its lines.
-std::vector<std::string> linesOf(const std::string& in_strText);
 
 } // namespace Velmora::Test

@@ -2,10 +2,10 @@
 
 #include "tests/support/TemporaryDirectory.h"
 
+#include "tests/support/Files.h"
+
 #include <cerrno>
 #include <cstdlib>
-#include <fstream>
-#include <sstream>
 #include <system_error>
 
 namespace Velmora::Test
@@ -32,9 +32,16 @@ std::string TemporaryDirectory::file(const std::string& in_strName) const
 
 std::string TemporaryDirectory::read(const std::string& in_strName) const
 {
-    std::ostringstream text;
-    text << std::ifstream(file(in_strName), std::ios::binary).rdbuf();
-    return text.str();
+    return readFile(file(in_strName));
+}
+
+std::string TemporaryDirectory::write(const std::string& in_strName,
+                                      const std::string& in_strText) const
+{
+    const std::filesystem::path path = m_path / in_strName;
+    std::filesystem::create_directories(path.parent_path());
+    writeFile(path, in_strText);
+    return path.string();
 }
 
 } // namespace Velmora::Test

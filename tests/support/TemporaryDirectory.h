@@ -25,6 +25,12 @@ class TemporaryDirectory
     /// Returns the contents of a file in the directory, or an empty text if it does not exist.
     [[nodiscard]] std::string read(const std::string& in_strName) const;
 
+    /// Creates or overwrites a file in the directory, with the directories above it. Returns its
+    /// path.
+    ///
+    /// Failure: throws `std::system_error`.
+    std::string write(const std::string& in_strName, const std::string& in_strText) const;
+
   private:
     std::filesystem::path m_path;
 };

@@ -7,8 +7,6 @@
 #include <gtest/gtest.h>
 
 #include <cstdlib>
-#include <filesystem>
-#include <fstream>
 
 namespace Velmora::Test
 {
@@ -24,9 +22,7 @@ void VelmoraTree::use() const { setenv("VELMORA", root().c_str(), 1); }
 
 void VelmoraTree::addModule(const std::string& in_strFile, const std::string& in_strText) const
 {
-    const std::filesystem::path path = m_directory.path() / "lib" / in_strFile;
-    std::filesystem::create_directories(path.parent_path());
-    std::ofstream(path) << in_strText;
+    m_directory.write("lib/" + in_strFile, in_strText);
 }
 
 } // namespace Velmora::Test

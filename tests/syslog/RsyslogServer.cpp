@@ -2,6 +2,7 @@
 
 #include "tests/syslog/RsyslogServer.h"
 
+#include "tests/support/Lines.h"
 #include "tests/support/UdpServer.h"
 
 #include <gtest/gtest.h>
@@ -14,8 +15,6 @@
 #include <algorithm>
 #include <cerrno>
 #include <csignal>
-#include <fstream>
-#include <sstream>
 #include <system_error>
 
 namespace Velmora::Test
@@ -81,14 +80,15 @@ RsyslogServer::RsyslogServer()
 
 void RsyslogServer::configure() const
 {
-    std::ofstream(m_directory.file("rsyslog.conf"))
-        << "global(workDirectory=\"" << m_directory.path().string() << "\")\n"
-        << "module(load=\"imudp\")\n"
-        << "template(name=\"AsItCame\" type=\"string\"\n"
-        << "  string=\"%syslogfacility-text%.%syslogseverity-text% %rawmsg%\\n\")\n"
-        << "input(type=\"imudp\" address=\"" << m_strAddress << "\" port=\"" << m_iPort << "\")\n"
-        << "action(type=\"omfile\" template=\"AsItCame\" file=\"" << m_directory.file("messages")
-        << "\")\n";
+    m_directory.write(
+        "rsyslog.conf",
+        "global(workDirectory=\"" + m_directory.path().string() + "\")\n" +
+            "module(load=\"imudp\")\n" + "template(name=\"AsItCame\" type=\"string\"\n" +
+            "  string=\"%syslogfacility-text%.%syslogseverity-text% %rawmsg%\\n\")\n" +
+            "input(type=\"imudp\" address=\"" + m_strAddress + "\" port=\"" +
+            std::to_string(m_iPort) + "\")\n" +
+            "action(type=\"omfile\" template=\"AsItCame\" file=\"" + m_directory.file("messages") +
+            "\")\n");
 }
 
 void RsyslogServer::start()
@@ -122,11 +122,7 @@ void RsyslogServer::sendProbe(const std::string& in_strText) const
 
 std::vector<std::string> RsyslogServer::lines() const
 {
-    std::vector<std::string> result;
-    std::istringstream text(m_directory.read("messages"));
-    for (std::string line; std::getline(text, line);)
-        result.push_back(line);
-    return result;
+    return linesOf(m_directory.read("messages"));
 }
 
 bool RsyslogServer::hasLine(const std::string& in_strEnd) const

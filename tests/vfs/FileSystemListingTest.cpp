@@ -11,7 +11,6 @@
 #include <gtest/gtest.h>
 
 #include <filesystem>
-#include <fstream>
 #include <string>
 #include <vector>
 
@@ -52,7 +51,7 @@ class FileSystemListing : public testing::Test
 
     void makeFile(const std::string& in_strName, const std::string& in_strContent) const
     {
-        std::ofstream(path(in_strName)) << in_strContent;
+        m_directory.write(in_strName, in_strContent);
     }
 
     /// Expects the program to end with this exit code and output, and with nothing on standard

@@ -9,6 +9,7 @@
 
 #include "tests/support/AccountingProcess.h"
 #include "tests/support/DescriptorLimit.h"
+#include "tests/support/Files.h"
 #include "tests/support/HelperProcess.h"
 #include "tests/support/Surroundings.h"
 #include "tests/support/TemporaryDirectory.h"
@@ -22,7 +23,6 @@
 #include <cstddef>
 #include <cstdlib>
 #include <filesystem>
-#include <fstream>
 #include <string>
 #include <thread>
 #include <vector>
@@ -71,8 +71,8 @@ void makeTree(const fs::path& in_root, std::size_t in_uiEntries, std::size_t in_
         const fs::path directory = in_root / std::to_string(uiDirectory);
         fs::create_directory(directory);
         for (std::size_t uiFile = 0; uiFile < uiEach - 4; ++uiFile)
-            std::ofstream(directory / (std::to_string(uiFile) + ".wav"))
-                << textOf(uiDirectory * uiEach + uiFile);
+            writeFile(directory / (std::to_string(uiFile) + ".wav"),
+                      textOf(uiDirectory * uiEach + uiFile));
         ASSERT_EQ(0, mkfifo((directory / "fifo").c_str(), 0644));
         fs::create_symlink("0.wav", directory / "file");
         fs::create_symlink("../empty", directory / "directory");

@@ -84,7 +84,7 @@ class ProfileTimerOverAFile : public testing::Test
         close(iOther);
     }
 
-    void write(const std::string& in_strText) const { std::ofstream(m_strPath) << in_strText; }
+    void write(const std::string& in_strText) const { m_directory.write("stat", in_strText); }
 
     bool read(std::uint64_t (&out_counters)[8])
     {

@@ -24,7 +24,6 @@
 #include <unistd.h>
 
 #include <filesystem>
-#include <fstream>
 #include <functional>
 #include <initializer_list>
 #include <sstream>
@@ -528,8 +527,7 @@ TEST(ApplicationImpl, AnUnknownRunModeIsFoundWithoutASource)
 TEST(ApplicationImpl, TracesThatItConfiguresTheLoggerFromASource)
 {
     const TemporaryDirectory directory;
-    const std::string strSource = directory.file("gateway.cfg");
-    std::ofstream(strSource) << "keswardin.exitTimeoutSec=7\n";
+    const std::string strSource = directory.write("gateway.cfg", "keswardin.exitTimeoutSec=7\n");
     const CapturedLog log(TRACE_LOG_LEVEL);
     Program program;
     EXPECT_FALSE(program.start({"--global-config", strSource.c_str()}))

@@ -4,6 +4,7 @@
 
 #include "tests/support/CapturedAssertions.h"
 #include "tests/support/CapturedLog.h"
+#include "tests/support/Files.h"
 #include "tests/support/HelperProcess.h"
 #include "tests/support/TemporaryDirectory.h"
 
@@ -16,8 +17,6 @@
 #include <array>
 #include <csignal>
 #include <ctime>
-#include <filesystem>
-#include <fstream>
 #include <string>
 #include <vector>
 
@@ -36,15 +35,6 @@ using testing::Not;
 
 constexpr const char* s_szLogger = "keswardin.infra.CoreDump";
 
-/// Returns the names of the files in a directory.
-std::vector<std::string> namesIn(const TemporaryDirectory& in_directory)
-{
-    std::vector<std::string> names;
-    for (const auto& entry : std::filesystem::directory_iterator(in_directory.path()))
-        names.push_back(entry.path().filename());
-    return names;
-}
-
 } // namespace
 
 TEST(CoreDump, IsNotImplementedAndSaysSo)
@@ -59,17 +49,16 @@ TEST(CoreDump, IsNotImplementedAndSaysSo)
     EXPECT_THAT(log.linesOf("keswardin.infra.File"),
                 ElementsAre(debugLine("keswardin.infra.File", "The file or directory you want to "
                                                               "rename doesn't exist.")));
-    EXPECT_THAT(namesIn(directory), IsEmpty());
+    EXPECT_THAT(namesIn(directory.path()), IsEmpty());
 }
 
 TEST(CoreDump, MovesAnEarlierCoreAside)
 {
     const TemporaryDirectory directory;
-    const std::string strPath = directory.file("core.dump");
-    ASSERT_TRUE(std::ofstream(strPath) << "a core");
+    const std::string strPath = directory.write("core.dump", "a core");
     const CapturedLog log(ERROR_LOG_LEVEL);
     EXPECT_FALSE(dumpCore(strPath.c_str()));
-    const std::vector<std::string> names = namesIn(directory);
+    const std::vector<std::string> names = namesIn(directory.path());
     ASSERT_THAT(names, ElementsAre(MatchesRegex("core\\.20[0-9][0-9](_[0-9]+)+\\.dump")));
     EXPECT_EQ("a core", directory.read(names.front()));
     EXPECT_EQ(1U, failedAssertions(log).size());
@@ -81,16 +70,15 @@ TEST(CoreDump, KeepsTenCores)
     for (int i = 0; i < 12; ++i)
     {
         const std::string strPath =
-            directory.file("core.2025_1_1_0_0_" + std::to_string(i) + ".dump");
-        ASSERT_TRUE(std::ofstream(strPath) << "an old core");
+            directory.write("core.2025_1_1_0_0_" + std::to_string(i) + ".dump", "an old core");
         const std::timespec when{1000000000 + i, 0};
         const std::array<std::timespec, 2> times{when, when};
         ASSERT_EQ(0, utimensat(AT_FDCWD, strPath.c_str(), times.data(), 0));
     }
-    ASSERT_TRUE(std::ofstream(directory.file("core.dump")) << "a core");
+    const std::string strPath = directory.write("core.dump", "a core");
     const CapturedLog log(ERROR_LOG_LEVEL);
-    EXPECT_FALSE(dumpCore(directory.file("core.dump").c_str()));
-    const std::vector<std::string> names = namesIn(directory);
+    EXPECT_FALSE(dumpCore(strPath.c_str()));
+    const std::vector<std::string> names = namesIn(directory.path());
     EXPECT_EQ(10U, names.size());
     for (const int iDeleted : {0, 1, 2})
         EXPECT_THAT(names,

@@ -237,7 +237,7 @@ TEST_F(CrashLimits, WithAPathThatDoesNotExistTheProcessStaysAndIsNotWarned)
 
 TEST_F(CrashLimits, APathThatIsNoDirectoryIsAsOneThatDoesNotExist)
 {
-    std::ofstream(m_other.file("file")) << "text";
+    m_other.write("file", "text");
     EXPECT_THAT(
         outputOfRun(
             {"cd=" + start(), s_strWriteOnCrash, s_strPath + m_other.file("file"), "configure"}),

@@ -10,6 +10,7 @@
 
 #include "tests/support/CallLogging.h"
 #include "tests/support/CapturedLog.h"
+#include "tests/support/Files.h"
 #include "tests/support/TemporaryDirectory.h"
 
 #include <gmock/gmock.h>
@@ -21,8 +22,6 @@
 #include <climits>
 #include <cstddef>
 #include <filesystem>
-#include <fstream>
-#include <iterator>
 #include <sstream>
 #include <string>
 #include <type_traits>
@@ -198,7 +197,7 @@ TEST_F(CallAppenders, AnEmptyDirectoryIsAnError)
 
 TEST_F(CallAppenders, ADirectoryThatCannotBeMadeIsAnError)
 {
-    std::ofstream(m_directory.file("file")) << "in the way";
+    m_directory.write("file", "in the way");
     const std::string strCalls = m_directory.file("file/calls");
 
     EXPECT_FALSE(m_factory.configure(trieOf(callSection(strCalls))));
@@ -440,9 +439,7 @@ TEST_F(CallAppenders, AnIdFromTheNetworkCannotLeaveTheDirectory)
     EXPECT_TRUE(m_factory.newAppender(""));
 
     EXPECT_THAT(files(), ElementsAre("%..%2F..%2Fescaped.log", "%.log", "%a%2Fb.log"));
-    EXPECT_THAT(std::vector<std::filesystem::path>(
-                    std::filesystem::directory_iterator(m_directory.path()), {}),
-                SizeIs(1));
+    EXPECT_THAT(namesIn(m_directory.path()), ElementsAre("calls"));
 }
 
 TEST_F(CallAppenders, AVeryLongIdHasItsFileInDirectoriesOfItsOwn)
@@ -489,7 +486,7 @@ TEST_F(CallAppenders, ADirectoryThatCannotBeMadeAgainMeansNoFileAndOneError)
 {
     beConfigured();
     std::filesystem::remove(calls());
-    std::ofstream(calls()) << "in the way";
+    m_directory.write("calls", "in the way");
 
     EXPECT_FALSE(m_factory.newAppender("abc"));
 
@@ -501,7 +498,7 @@ TEST_F(CallAppenders, ADirectoryThatCannotBeMadeAgainMeansNoFileAndOneError)
 TEST_F(CallAppenders, AFileOfAnEarlierCallIsEmptiedAlsoWithAppend)
 {
     beConfigured("log4cplus.appender.CALL_LOG_APPENDER.Append=true\n");
-    std::ofstream(calls() + "/abc") << "an earlier call\n";
+    m_directory.write("calls/abc", "an earlier call\n");
 
     m_factory.newAppender("abc");
 

@@ -7,7 +7,7 @@
 #include "tests/support/CallLogging.h"
 #include "tests/support/CapturedLog.h"
 #include "tests/support/CountedAllocations.h"
-#include "tests/support/HelperProcess.h"
+#include "tests/support/Lines.h"
 #include "tests/support/TemporaryDirectory.h"
 
 #include <gmock/gmock.h>

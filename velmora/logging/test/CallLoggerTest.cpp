@@ -8,15 +8,13 @@
 #include "tests/support/CallLogging.h"
 #include "tests/support/CapturedAssertions.h"
 #include "tests/support/CapturedLog.h"
-#include "tests/support/HelperProcess.h"
+#include "tests/support/Files.h"
+#include "tests/support/Lines.h"
 #include "tests/support/TemporaryDirectory.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-#include <algorithm>
-#include <filesystem>
-#include <fstream>
 #include <memory>
 #include <sstream>
 #include <string>
@@ -80,14 +78,7 @@ class CallLogging : public testing::Test
             "[0-9][0-9][0-9][0-9]"))(in_strLine);
     }
 
-    [[nodiscard]] std::vector<std::string> files() const
-    {
-        std::vector<std::string> names;
-        for (const auto& entry : std::filesystem::directory_iterator(m_directory.path()))
-            names.push_back(entry.path().filename());
-        std::sort(names.begin(), names.end());
-        return names;
-    }
+    [[nodiscard]] std::vector<std::string> files() const { return namesIn(m_directory.path()); }
 
     static std::size_t numCall() { return CallDataRegistry::getInstance()->getCurrentNumCall(); }
 
@@ -603,7 +594,7 @@ TEST_F(CallLogging, IsConfiguredWithTheLoggingOfTheProcess)
 
 TEST_F(CallLogging, AFailureOfItsConfigurationIsAFailureOfThatOfTheLogging)
 {
-    std::ofstream(m_directory.file("calls")) << "in the way";
+    m_directory.write("calls", "in the way");
     std::istringstream text(
         configurationOfProcess(m_directory.file("calls/x"), m_directory.file("main.log")));
     ASSERT_TRUE(GlobalConfig::getInstance()->load(text));

@@ -8,7 +8,8 @@
 
 #include "tests/support/CallLogging.h"
 #include "tests/support/CapturedLog.h"
-#include "tests/support/HelperProcess.h"
+#include "tests/support/Files.h"
+#include "tests/support/Lines.h"
 #include "tests/support/SmallDisk.h"
 #include "tests/support/TemporaryDirectory.h"
 
@@ -24,7 +25,6 @@
 #include <cerrno>
 #include <cstring>
 #include <filesystem>
-#include <fstream>
 #include <string>
 #include <vector>
 
@@ -130,7 +130,7 @@ class RollingAppender : public testing::Test
 
     void makeFile(const std::string& in_strName = "main.log") const
     {
-        std::ofstream(file(in_strName)) << "a line\n";
+        writeFile(file(in_strName), "a line\n");
     }
 
     /// Returns the line for an operator about a file that cannot be renamed or made.
@@ -183,9 +183,7 @@ std::vector<std::string> linesAroundAFullDisk(const SmallDisk& in_disk,
     for (int i = 1; i <= 3; ++i)
         VELMORA_LOG(logger, INFO_LOG_LEVEL, "after " << i);
     Logger::configureDefault();
-    std::ostringstream text;
-    text << std::ifstream(in_strLog).rdbuf();
-    return linesOf(text.str());
+    return linesOf(readFile(in_strLog));
 }
 
 /// Removes the line that failed. The disk had room for a part of it, which is in front of the next
@@ -462,10 +460,8 @@ TEST_F(RollingAppender, IsReportedWhenItIsConfigured)
     const Logger logger("keswardin.test");
     VELMORA_LOG(logger, INFO_LOG_LEVEL, "goes on");
     Logger::configureDefault();
-    std::ostringstream text;
-    text << std::ifstream(file()).rdbuf();
     EXPECT_THAT(
-        linesOf(text.str()),
+        linesOf(readFile(file())),
         ElementsAre("a line", problemAt(file("main.log.1"), directory(), EISDIR), "goes on"));
 }
 

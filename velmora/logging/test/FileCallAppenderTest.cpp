@@ -6,7 +6,7 @@
 
 #include "tests/support/AccountingProcess.h"
 #include "tests/support/CapturedLog.h"
-#include "tests/support/HelperProcess.h"
+#include "tests/support/Lines.h"
 #include "tests/support/TemporaryDirectory.h"
 
 #include <gmock/gmock.h>

@@ -12,7 +12,6 @@
 #include <map>
 #include <optional>
 #include <ostream>
-#include <sstream>
 #include <string>
 #include <vector>
 
@@ -20,6 +19,7 @@ namespace
 {
 
 using Velmora::Test::HelperResult;
+using Velmora::Test::linesOf;
 using Velmora::Test::runHelper;
 
 struct Instruction
@@ -58,8 +58,7 @@ std::map<std::string, Function> parseListing(const std::string& in_strListing)
 {
     std::map<std::string, Function> functions;
     Function* pFunction = nullptr;
-    std::istringstream listing(in_strListing);
-    for (std::string strLine; std::getline(listing, strLine);)
+    for (const std::string& strLine : linesOf(in_strListing))
     {
         const std::size_t uiName = strLine.find(" <");
         const std::size_t uiTab = strLine.find('\t');

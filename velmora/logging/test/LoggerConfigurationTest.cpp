@@ -9,6 +9,7 @@
 #include "tests/support/CallbackAppender.h"
 #include "tests/support/CapturedLog.h"
 #include "tests/support/ForkedChild.h"
+#include "tests/support/Lines.h"
 #include "tests/support/Tasks.h"
 #include "tests/support/TemporaryDirectory.h"
 #include "tests/support/UdpServer.h"
@@ -28,7 +29,6 @@
 #include <atomic>
 #include <chrono>
 #include <filesystem>
-#include <fstream>
 #include <functional>
 #include <future>
 #include <iterator>
@@ -203,14 +203,7 @@ class LoggerConfiguration : public testing::Test
         return bOK;
     }
 
-    std::vector<std::string> linesOfFile() const
-    {
-        std::vector<std::string> result;
-        std::istringstream text(m_directory.read("log"));
-        for (std::string line; std::getline(text, line);)
-            result.push_back(line);
-        return result;
-    }
+    std::vector<std::string> linesOfFile() const { return linesOf(m_directory.read("log")); }
 
     /// Expects the default configuration: the root at DEBUG with an appender to standard output.
     static void expectDefaultInEffect()
@@ -677,11 +670,7 @@ TEST_F(LoggerConfiguration, ARollingFileIsRolledByOneAppenderAtATime)
     thread.join();
     std::size_t uiFound = linesOfFile().size();
     for (int iBackup = 1; iBackup <= 50; ++iBackup)
-    {
-        std::ifstream file(m_directory.file("log." + std::to_string(iBackup)));
-        uiFound += static_cast<std::size_t>(std::count(std::istreambuf_iterator<char>(file),
-                                                       std::istreambuf_iterator<char>(), '\n'));
-    }
+        uiFound += linesOf(m_directory.read("log." + std::to_string(iBackup))).size();
     EXPECT_EQ(static_cast<std::size_t>(iLines), uiFound);
 }
 

@@ -136,7 +136,7 @@ class Gate
     {
         return "read line < " + m_directory.file("gate") + "; exit " + std::to_string(in_iExitCode);
     }
-    void open() const { std::ofstream(m_directory.file("gate")) << "go\n"; }
+    void open() const { m_directory.write("gate", "go\n"); }
 
   private:
     TemporaryDirectory m_directory;
@@ -318,8 +318,7 @@ TEST(OSExecuteCommand, LetsTheCommandWriteToStandardErrorAndOutput)
 TEST(OSExecuteCommand, LetsTheCommandReadStandardInput)
 {
     const TemporaryDirectory directory;
-    std::ofstream(directory.file("input")) << "hello\n";
-    const Redirected input(0, open(directory.file("input").c_str(), O_RDONLY));
+    const Redirected input(0, open(directory.write("input", "hello\n").c_str(), O_RDONLY));
     EXPECT_EQ(4, execute("read line; [ \"$line\" = hello ] && exit 4"));
 }
 

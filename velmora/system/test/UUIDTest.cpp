@@ -3,7 +3,7 @@
 #include "velmora/system/UUID.h"
 
 #include "tests/support/ForkedChild.h"
-#include "tests/support/HelperProcess.h"
+#include "tests/support/Lines.h"
 #include "tests/support/TemporaryDirectory.h"
 #include "tests/support/TextOf.h"
 
