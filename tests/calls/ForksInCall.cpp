@@ -5,10 +5,10 @@
 //
 // forks-in-call <directory> <number of forks>
 
+#include "tests/support/ConfigurationText.h"
 #include "tests/support/ForkedChild.h"
 #include "tests/support/NoLeakCheckInChild.h"
 #include "velmora/Sanitizers.h"
-#include "velmora/config/ParameterTrie.h"
 #include "velmora/logging/CallDataRegistry.h"
 #include "velmora/logging/CallLogger.h"
 #include "velmora/logging/LogMacros.h"
@@ -18,32 +18,30 @@
 #include <atomic>
 #include <cstdio>
 #include <cstdlib>
-#include <sstream>
 #include <string>
 #include <thread>
 
 using namespace Velmora;
+using namespace Velmora::Test;
 
 namespace
 {
 
 bool configure(const std::string& in_strDirectory)
 {
-    std::stringstream text;
-    text << "log4cplus.rootLogger=INFO, MAIN, CALL_LOG_APPENDER\n"
-            "log4cplus.appender.MAIN=log4cplus::FileAppender\n"
-            "log4cplus.appender.MAIN.Append=true\n"
-            "log4cplus.appender.MAIN.File="
-         << in_strDirectory
-         << "/main.log\n"
-            "log4cplus.appender.CALL_LOG_APPENDER=log4cplus::NullAppender\n"
-            "log4cplus.appender.CALL_LOG_APPENDER.Directory="
-         << in_strDirectory
-         << "/calls\n"
-            // The child must not write the lines that its parent had buffered at the fork.
-            "log4cplus.appender.CALL_LOG_APPENDER.ImmediateFlush=false\n";
-    ParameterTrie trie;
-    trie.read(text, nullptr, '\n', false, nullptr, nullptr);
+    const ParameterTrie trie =
+        trieOf("log4cplus.rootLogger=INFO, MAIN, CALL_LOG_APPENDER\n"
+               "log4cplus.appender.MAIN=log4cplus::FileAppender\n"
+               "log4cplus.appender.MAIN.Append=true\n"
+               "log4cplus.appender.MAIN.File=" +
+               in_strDirectory +
+               "/main.log\n"
+               "log4cplus.appender.CALL_LOG_APPENDER=log4cplus::NullAppender\n"
+               "log4cplus.appender.CALL_LOG_APPENDER.Directory=" +
+               in_strDirectory +
+               "/calls\n"
+               // The child must not write the lines that its parent had buffered at the fork.
+               "log4cplus.appender.CALL_LOG_APPENDER.ImmediateFlush=false\n");
     return Logger::configure(trie) && CallDataRegistry::getInstance()->configure(trie);
 }
 
@@ -79,7 +77,7 @@ int main(int argc, char** argv)
         });
     int iCode = 0;
     for (int iFork = 0; iFork < std::atoi(argv[2]) && iCode == 0; ++iFork)
-        iCode = Test::exitCodeOfChild(
+        iCode = exitCodeOfChild(
             [&]
             {
                 VELMORA_LOG(logger, INFO_LOG_LEVEL, "in the child");

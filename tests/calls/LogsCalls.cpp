@@ -8,9 +8,9 @@
 //
 // With "reconfigure", another thread configures logging for as long as the calls last.
 
+#include "tests/support/ConfigurationText.h"
 #include "tests/support/Files.h"
 #include "tests/support/Lines.h"
-#include "velmora/config/ParameterTrie.h"
 #include "velmora/logging/CallDataRegistry.h"
 #include "velmora/logging/CallLogger.h"
 #include "velmora/logging/LogMacros.h"
@@ -26,7 +26,6 @@
 #include <deque>
 #include <filesystem>
 #include <iterator>
-#include <sstream>
 #include <string>
 #include <thread>
 #include <vector>
@@ -55,25 +54,21 @@ std::string idOf(int in_iRound, int in_iCall)
 
 ParameterTrie configurationOf(const Work& in_work)
 {
-    std::stringstream text;
-    text << "log4cplus.rootLogger=INFO, MAIN, CALL_LOG_APPENDER\n"
-            "log4cplus.appender.MAIN=log4cplus::FileAppender\n"
-            "log4cplus.appender.MAIN.Append=true\n"
-            "log4cplus.appender.MAIN.File="
-         << in_work.strDirectory
-         << "/main.log\n"
-            "log4cplus.appender.MAIN.layout=log4cplus::PatternLayout\n"
-            "log4cplus.appender.MAIN.layout.ConversionPattern=%c %m%n\n"
-            "log4cplus.appender.CALL_LOG_APPENDER=log4cplus::NullAppender\n"
-            "log4cplus.appender.CALL_LOG_APPENDER.Directory="
-         << in_work.strDirectory
-         << "/calls\n"
-            "log4cplus.appender.CALL_LOG_APPENDER.layout=log4cplus::PatternLayout\n"
-            "log4cplus.appender.CALL_LOG_APPENDER.layout.ConversionPattern=%m%n\n"
-            "keswardin.infra.CallLogger.outputFileSuffix=.log\n";
-    ParameterTrie trie;
-    trie.read(text, nullptr, '\n', false, nullptr, nullptr);
-    return trie;
+    return trieOf("log4cplus.rootLogger=INFO, MAIN, CALL_LOG_APPENDER\n"
+                  "log4cplus.appender.MAIN=log4cplus::FileAppender\n"
+                  "log4cplus.appender.MAIN.Append=true\n"
+                  "log4cplus.appender.MAIN.File=" +
+                  in_work.strDirectory +
+                  "/main.log\n"
+                  "log4cplus.appender.MAIN.layout=log4cplus::PatternLayout\n"
+                  "log4cplus.appender.MAIN.layout.ConversionPattern=%c %m%n\n"
+                  "log4cplus.appender.CALL_LOG_APPENDER=log4cplus::NullAppender\n"
+                  "log4cplus.appender.CALL_LOG_APPENDER.Directory=" +
+                  in_work.strDirectory +
+                  "/calls\n"
+                  "log4cplus.appender.CALL_LOG_APPENDER.layout=log4cplus::PatternLayout\n"
+                  "log4cplus.appender.CALL_LOG_APPENDER.layout.ConversionPattern=%m%n\n"
+                  "keswardin.infra.CallLogger.outputFileSuffix=.log\n");
 }
 
 bool configure(const Work& in_work)
@@ -268,13 +263,15 @@ void checkCalls(const Work& in_work, Checker& out_checker)
                       out_checker);
 }
 
-/// Raises the limit on open files as far as it goes: each active call has one.
-void useAllDescriptors()
+/// Raises the limit on open files as far as it goes: each active call has one. Returns false if the
+/// limit cannot be raised.
+bool useAllDescriptors()
 {
     rlimit limit = {};
-    getrlimit(RLIMIT_NOFILE, &limit);
+    if (getrlimit(RLIMIT_NOFILE, &limit) != 0)
+        return false;
     limit.rlim_cur = limit.rlim_max;
-    setrlimit(RLIMIT_NOFILE, &limit);
+    return setrlimit(RLIMIT_NOFILE, &limit) == 0;
 }
 
 } // namespace
@@ -284,7 +281,11 @@ int main(int argc, char** argv)
     if (argc < 5)
         return 2;
     const Work work{argv[1], std::atoi(argv[2]), std::atoi(argv[3]), std::atoi(argv[4])};
-    useAllDescriptors();
+    if (!useAllDescriptors())
+    {
+        std::perror("cannot raise the limit of descriptors");
+        return 4;
+    }
     // The library would log a line when it makes the directory.
     std::filesystem::create_directory(work.strDirectory + "/calls");
     if (!configure(work))

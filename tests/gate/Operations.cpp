@@ -7,6 +7,7 @@
 #include "velmora/system/OS.h"
 
 #include "tests/support/Alarms.h"
+#include "tests/support/ConfigurationText.h"
 
 #include <ace/Log_Msg.h>
 
@@ -70,8 +71,7 @@ void Operations::setConfiguration()
 void Operations::loadConfiguration()
 {
     // The load warns of the misspelt name.
-    std::istringstream text("keswardin.run.mode=production\nkeswardin.run.moed=1\n");
-    RWGlobalConfig::getInstance()->load(text);
+    loadGlobal("keswardin.run.mode=production\nkeswardin.run.moed=1\n");
 }
 
 void Operations::useCall()

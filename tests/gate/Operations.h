@@ -17,7 +17,6 @@
 #include <array>
 #include <cstddef>
 #include <functional>
-#include <sstream>
 #include <string>
 
 namespace Velmora::Test

@@ -2,27 +2,17 @@
 
 #pragma once
 
-#include "velmora/config/ParameterTrie.h"
+#include "tests/support/ConfigurationText.h"
 #include "velmora/logging/CallAppenderFactory.h"
 #include "velmora/logging/CallDataRegistry.h"
 
 #include <log4cplus/logger.h>
 #include <log4cplus/nullappender.h>
 
-#include <sstream>
 #include <string>
 
 namespace Velmora::Test
 {
-
-/// Returns the configuration that a text contains.
-inline ParameterTrie trieOf(const std::string& in_strText)
-{
-    ParameterTrie trie;
-    std::istringstream text(in_strText);
-    trie.read(text, nullptr, '\n', false, nullptr, nullptr);
-    return trie;
-}
 
 /// Returns the section of the marker appender that puts files of calls into a directory, with lines
 /// "LEVEL logger: text".

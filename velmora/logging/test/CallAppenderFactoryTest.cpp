@@ -10,6 +10,7 @@
 
 #include "tests/support/CallLogging.h"
 #include "tests/support/CapturedLog.h"
+#include "tests/support/ConfigurationText.h"
 #include "tests/support/Files.h"
 #include "tests/support/TemporaryDirectory.h"
 
@@ -22,7 +23,6 @@
 #include <climits>
 #include <cstddef>
 #include <filesystem>
-#include <sstream>
 #include <string>
 #include <type_traits>
 #include <vector>
@@ -106,13 +106,6 @@ class CallAppenders : public testing::Test
     CapturedLog m_log;
     CallAppenderFactory m_factory;
 };
-
-/// Loads text into the configuration of the process.
-void setGlobal(const std::string& in_strText)
-{
-    std::istringstream text(in_strText);
-    ASSERT_TRUE(GlobalConfig::getInstance()->load(text));
-}
 
 } // namespace
 
@@ -290,9 +283,9 @@ TEST_F(CallAppenders, ASecondConfigurationReplacesThePropertiesOfTheFirst)
 
 TEST_F(CallAppenders, ParametersComeFromTheConfigurationThatIsGiven)
 {
-    setGlobal("keswardin.infra.CallLogger.outputFilePrefix=global-\n"
-              "keswardin.infra.CallLogger.outputFileSuffix=.global\n"
-              "keswardin.infra.CallLogger.log1CallOutOf=1\n");
+    ASSERT_TRUE(loadGlobal("keswardin.infra.CallLogger.outputFilePrefix=global-\n"
+                           "keswardin.infra.CallLogger.outputFileSuffix=.global\n"
+                           "keswardin.infra.CallLogger.log1CallOutOf=1\n"));
     beConfigured("keswardin.infra.CallLogger.outputFilePrefix=call-\n"
                  "keswardin.infra.CallLogger.outputFileSuffix=.txt\n"
                  "keswardin.infra.CallLogger.log1CallOutOf=2\n");
@@ -305,10 +298,10 @@ TEST_F(CallAppenders, ParametersComeFromTheConfigurationThatIsGiven)
 
 TEST_F(CallAppenders, ParametersThatAreNotInItComeFromTheConfigurationOfTheProcess)
 {
-    setGlobal("keswardin.infra.CallLogger.dateTimeDirectory=true\n"
-              "keswardin.infra.CallLogger.outputFilePrefix=global-\n"
-              "keswardin.infra.CallLogger.outputFileSuffix=.global\n"
-              "keswardin.infra.CallLogger.log1CallOutOf=2\n");
+    ASSERT_TRUE(loadGlobal("keswardin.infra.CallLogger.dateTimeDirectory=true\n"
+                           "keswardin.infra.CallLogger.outputFilePrefix=global-\n"
+                           "keswardin.infra.CallLogger.outputFileSuffix=.global\n"
+                           "keswardin.infra.CallLogger.log1CallOutOf=2\n"));
     ASSERT_TRUE(configure());
 
     m_factory.newAppender("1");

@@ -8,6 +8,7 @@
 #include "tests/support/CallLogging.h"
 #include "tests/support/CapturedAssertions.h"
 #include "tests/support/CapturedLog.h"
+#include "tests/support/ConfigurationText.h"
 #include "tests/support/Files.h"
 #include "tests/support/Lines.h"
 #include "tests/support/TemporaryDirectory.h"
@@ -577,9 +578,8 @@ std::string configurationOfProcess(const std::string& in_strCalls, const std::st
 
 TEST_F(CallLogging, IsConfiguredWithTheLoggingOfTheProcess)
 {
-    std::istringstream text(
-        configurationOfProcess(m_directory.file("calls"), m_directory.file("main.log")));
-    ASSERT_TRUE(GlobalConfig::getInstance()->load(text));
+    ASSERT_TRUE(loadGlobal(
+        configurationOfProcess(m_directory.file("calls"), m_directory.file("main.log"))));
 
     EXPECT_TRUE(GlobalConfig::getInstance()->configureLogger(RunMode::undefined));
 
@@ -595,9 +595,8 @@ TEST_F(CallLogging, IsConfiguredWithTheLoggingOfTheProcess)
 TEST_F(CallLogging, AFailureOfItsConfigurationIsAFailureOfThatOfTheLogging)
 {
     m_directory.write("calls", "in the way");
-    std::istringstream text(
-        configurationOfProcess(m_directory.file("calls/x"), m_directory.file("main.log")));
-    ASSERT_TRUE(GlobalConfig::getInstance()->load(text));
+    ASSERT_TRUE(loadGlobal(
+        configurationOfProcess(m_directory.file("calls/x"), m_directory.file("main.log"))));
     std::ostringstream errors;
 
     EXPECT_FALSE(GlobalConfig::getInstance()->configureLogger(errors, RunMode::undefined));

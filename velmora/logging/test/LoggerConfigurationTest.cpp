@@ -8,6 +8,7 @@
 
 #include "tests/support/CallbackAppender.h"
 #include "tests/support/CapturedLog.h"
+#include "tests/support/ConfigurationText.h"
 #include "tests/support/ForkedChild.h"
 #include "tests/support/Lines.h"
 #include "tests/support/Tasks.h"
@@ -171,15 +172,6 @@ class LoggerConfiguration : public testing::Test
         g_lookUp = nullptr;
         g_whileMade = nullptr;
         Logger::configureDefault();
-    }
-
-    static ParameterTrie trieOf(const std::string& in_strText)
-    {
-        ParameterTrie trie;
-        std::istringstream stream(in_strText);
-        trie.read(stream, nullptr, '\n', false, nullptr, nullptr);
-        EXPECT_FALSE(stream.fail());
-        return trie;
     }
 
     /// Returns a configuration with one file appender, whose lines are "LEVEL - text".
