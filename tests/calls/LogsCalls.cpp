@@ -11,6 +11,7 @@
 #include "tests/support/ConfigurationText.h"
 #include "tests/support/Files.h"
 #include "tests/support/Lines.h"
+#include "tests/support/OpenDescriptors.h"
 #include "velmora/logging/CallDataRegistry.h"
 #include "velmora/logging/CallLogger.h"
 #include "velmora/logging/LogMacros.h"
@@ -25,7 +26,6 @@
 #include <cstdlib>
 #include <deque>
 #include <filesystem>
-#include <iterator>
 #include <string>
 #include <thread>
 #include <vector>
@@ -97,8 +97,7 @@ int balanceOf(MemAccountInfoHash& inout_accounts, const char* in_szName)
 Held held()
 {
     Held result;
-    result.uiDescriptors = static_cast<std::size_t>(
-        std::distance(std::filesystem::directory_iterator("/proc/self/fd"), {}));
+    result.uiDescriptors = countOpenDescriptors();
     if (DefaultStaticMemAllocator::isAccountingMemory())
     {
         MemAccountInfoHash accounts;

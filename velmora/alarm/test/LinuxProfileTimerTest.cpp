@@ -5,6 +5,7 @@
 #include "tests/support/CapturedLog.h"
 #include "tests/support/CountedAllocations.h"
 #include "tests/support/DescriptorLimit.h"
+#include "tests/support/OpenDescriptors.h"
 #include "tests/support/TemporaryDirectory.h"
 #include "velmora/alarm/ProfileTimer.h"
 #include "velmora/logging/LogMacros.h"
@@ -17,7 +18,6 @@
 
 #include <cmath>
 #include <cstdint>
-#include <filesystem>
 #include <fstream>
 #include <string>
 #include <vector>
@@ -35,18 +35,8 @@ LogLine error(const std::string& in_strText)
 
 const LogLine s_failed = error("Failed to retrieve Linux CPU statistics");
 
-/// Returns the descriptors of this process that are open on /proc/stat.
-std::vector<int> statisticsFiles()
-{
-    std::vector<int> files;
-    for (const auto& entry : std::filesystem::directory_iterator("/proc/self/fd"))
-    {
-        std::error_code ignored;
-        if (std::filesystem::read_symlink(entry.path(), ignored) == "/proc/stat")
-            files.push_back(std::stoi(entry.path().filename()));
-    }
-    return files;
-}
+/// Returns the descriptors of this process that are open on the statistics of the kernel.
+std::vector<int> statisticsFiles() { return descriptorsOpenOn("/proc/stat"); }
 
 /// Performs the operations of a test once before the test runs out of descriptors. A sanitizer
 /// needs descriptors when it checks a class for the first time.
