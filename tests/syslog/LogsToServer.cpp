@@ -32,10 +32,11 @@ log4cplus::helpers::Properties configurationFor(const std::string& in_strHost,
 
 } // namespace
 
-int main(int, char** in_ppArguments)
+int main(int argc, char** argv)
 {
-    log4cplus::PropertyConfigurator(configurationFor(in_ppArguments[1], in_ppArguments[2]))
-        .configure();
+    if (argc != 3)
+        return 2;
+    log4cplus::PropertyConfigurator(configurationFor(argv[1], argv[2])).configure();
     const Logger logger("keswardin.test");
     for (const LogLevel level : {FATAL_LOG_LEVEL, ERROR_LOG_LEVEL, WARN_LOG_LEVEL, INFO_LOG_LEVEL,
                                  DEBUG_LOG_LEVEL, TRACE_LOG_LEVEL})
