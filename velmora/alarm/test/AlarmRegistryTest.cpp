@@ -11,13 +11,12 @@
 
 #include "tests/support/AccountingProcess.h"
 #include "tests/support/Alarms.h"
+#include "tests/support/CallbackAppender.h"
 #include "tests/support/CapturedAssertions.h"
 #include "tests/support/TextOf.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
-#include <log4cplus/appender.h>
-#include <log4cplus/logger.h>
 
 #include <sstream>
 #include <string>
@@ -67,22 +66,6 @@ NamedAlarm<>* alarmThatGoes(const std::string& in_strId, bool& out_bHasGone)
     };
     return pAlarm;
 }
-
-/// Records for each line how many times the mutex is locked.
-class LockNoting : public log4cplus::Appender
-{
-  public:
-    ~LockNoting() override { destructorImpl(); }
-    void close() override {}
-
-    std::vector<unsigned int> m_locks;
-
-  protected:
-    void append(const log4cplus::spi::InternalLoggingEvent&) override
-    {
-        m_locks.push_back(AlarmRegistryPeer::numLocks());
-    }
-};
 
 const FailedAssertion s_notUnique =
     failedAssertion("! \"alarm is not unique\"", "AlarmRegistryImpl", s_szLogger);
@@ -168,12 +151,14 @@ TEST(AlarmRegistry, AssertsThatADuplicateIsAllowed)
 TEST(AlarmRegistry, LogsOfADuplicateWithoutItsMutex)
 {
     const CapturedLog log;
-    log4cplus::SharedAppenderPtr pAppender(new LockNoting);
-    log4cplus::Logger::getInstance(s_szLogger).addAppender(pAppender);
+    std::vector<unsigned int> locks;
+    const CallbackAppender appender([&locks](const std::string&)
+                                    { locks.push_back(AlarmRegistryPeer::numLocks()); },
+                                    s_szLogger);
     registry().addAlarm(new NamedAlarm("a"), true);
     registry().addAlarm(new NamedAlarm("a"), true);
     registry().addAlarm(new NamedAlarm("a"), false);
-    EXPECT_THAT(static_cast<const LockNoting&>(*pAppender).m_locks, ElementsAre(0, 0));
+    EXPECT_THAT(locks, ElementsAre(0, 0));
 }
 
 TEST(AlarmRegistry, TracesThatAnAlarmIsAdded)

@@ -5,6 +5,7 @@
 #include "velmora/logging/FileCallAppender.h"
 
 #include "tests/support/CallLogging.h"
+#include "tests/support/CallbackAppender.h"
 #include "tests/support/CapturedLog.h"
 #include "tests/support/CountedAllocations.h"
 #include "tests/support/Lines.h"
@@ -12,17 +13,16 @@
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
-#include <log4cplus/spi/loggingevent.h>
 
 #include <fcntl.h>
 #include <unistd.h>
 
 #include <memory>
 #include <new>
+#include <optional>
 #include <stdexcept>
 #include <string>
 #include <string_view>
-#include <utility>
 #include <vector>
 
 namespace Velmora::Test
@@ -36,25 +36,6 @@ using testing::HasSubstr;
 
 constexpr const char* s_szLogger = "keswardin.test";
 
-/// An appender that throws at each line that contains a text. An empty text is in every line.
-class Thrower : public log4cplus::Appender
-{
-  public:
-    explicit Thrower(std::string in_strText) : m_strText(std::move(in_strText)) {}
-    ~Thrower() override { destructorImpl(); }
-    void close() override { closed = true; }
-
-  protected:
-    void append(const log4cplus::spi::InternalLoggingEvent& in_event) override
-    {
-        if (in_event.getMessage().find(m_strText) != std::string::npos)
-            throw std::runtime_error("disk gone");
-    }
-
-  private:
-    std::string m_strText;
-};
-
 /// Provides a call with a file, and an appender that throws at lines of the library. The appender
 /// is on the logger "keswardin.infra", so it gets them before the appenders of the root.
 class CallEnd : public testing::Test
@@ -67,10 +48,16 @@ class CallEnd : public testing::Test
         m_log.clear();
     }
 
+    /// Makes the appender throw at each line that contains a text. An empty text is in every line.
     void throwAt(const std::string& in_strText)
     {
-        log4cplus::Logger::getInstance("keswardin.infra")
-            .addAppender(log4cplus::SharedAppenderPtr(new Thrower(in_strText)));
+        m_thrower.emplace(
+            [in_strText](const std::string& in_strLine)
+            {
+                if (in_strLine.find(in_strText) != std::string::npos)
+                    throw std::runtime_error("disk gone");
+            },
+            "keswardin.infra");
     }
 
     /// Returns a logger that has begun a call and logged a line in it.
@@ -102,6 +89,7 @@ class CallEnd : public testing::Test
 
     CapturedLog m_log;
     TemporaryDirectory m_directory;
+    std::optional<CallbackAppender> m_thrower;
 };
 
 /// The text that `DeferredLine` logs: the line at which the appender throws was logged under the

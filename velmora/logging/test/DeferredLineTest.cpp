@@ -7,21 +7,19 @@
 #include "velmora/logging/CallLogger.h"
 #include "velmora/logging/LogMacros.h"
 
+#include "tests/support/CallbackAppender.h"
 #include "tests/support/CapturedLog.h"
 
 #include <ace/Thread_Mutex.h>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
-#include <log4cplus/appender.h>
 #include <log4cplus/helpers/timehelper.h>
 #include <log4cplus/spi/loggingevent.h>
 
 #include <chrono>
-#include <functional>
 #include <stdexcept>
 #include <string>
 #include <thread>
-#include <utility>
 
 namespace Velmora::Test
 {
@@ -41,41 +39,6 @@ void logLine(const std::string& in_strText)
 {
     VELMORA_LOG(Logger(s_szLogger), WARN_LOG_LEVEL, in_strText);
 }
-
-/// Adds an appender to a logger, for the life of this object, that hands each event to a function.
-class EventAppender
-{
-  public:
-    using Callback = std::function<void(const InternalLoggingEvent& in_event)>;
-
-    EventAppender(const std::string& in_strLogger, Callback in_callback)
-        : m_logger(log4cplus::Logger::getInstance(in_strLogger)),
-          m_pAppender(new Appender(std::move(in_callback)))
-    {
-        m_logger.addAppender(m_pAppender);
-    }
-    ~EventAppender() { m_logger.removeAppender(m_pAppender); }
-    EventAppender(const EventAppender&) = delete;
-    EventAppender& operator=(const EventAppender&) = delete;
-
-  private:
-    class Appender : public log4cplus::Appender
-    {
-      public:
-        explicit Appender(Callback in_callback) : m_callback(std::move(in_callback)) {}
-        ~Appender() override { destructorImpl(); }
-        void close() override { closed = true; }
-
-      protected:
-        void append(const InternalLoggingEvent& in_event) override { m_callback(in_event); }
-
-      private:
-        Callback m_callback;
-    };
-
-    log4cplus::Logger m_logger;
-    log4cplus::SharedAppenderPtr m_pAppender;
-};
 
 } // namespace
 
@@ -134,8 +97,9 @@ TEST(DeferredLine, ALineHasTheTimeAtWhichItWasLogged)
 {
     const CapturedLog log;
     log4cplus::helpers::Time appended;
-    const EventAppender appender(s_szLogger, [&appended](const InternalLoggingEvent& in_event)
-                                 { appended = in_event.getTimestamp(); });
+    const CallbackAppender appender([&appended](const InternalLoggingEvent& in_event)
+                                    { appended = in_event.getTimestamp(); },
+                                    s_szLogger);
     ACE_Thread_Mutex mutex;
     log4cplus::helpers::Time afterTheLine;
     {
@@ -153,15 +117,16 @@ TEST(DeferredLine, AnEventThatIsForwardedTwiceUnderALockIsAppendedTwice)
 {
     const CapturedLog log;
     ACE_Thread_Mutex mutex;
-    const EventAppender forwarder(s_szLogger,
-                                  [&mutex](const InternalLoggingEvent& in_event)
-                                  {
-                                      const Guard guard(mutex);
-                                      const Logger other("keswardin.test.forwarded");
-                                      other.callAppenders(in_event);
-                                      other.callAppenders(in_event);
-                                      VELMORA_LOG(other, WARN_LOG_LEVEL, "and its own");
-                                  });
+    const CallbackAppender forwarder(
+        [&mutex](const InternalLoggingEvent& in_event)
+        {
+            const Guard guard(mutex);
+            const Logger other("keswardin.test.forwarded");
+            other.callAppenders(in_event);
+            other.callAppenders(in_event);
+            VELMORA_LOG(other, WARN_LOG_LEVEL, "and its own");
+        },
+        s_szLogger);
     logLine("line");
     logLine("second");
     const LogLine line = warnLine(s_szLogger, "line");
@@ -176,12 +141,13 @@ TEST(DeferredLine, WhatAnAppenderThrowsIsLoggedOnce)
     const CapturedLog log;
     ACE_Thread_Mutex mutex;
     int iThrown = 0;
-    const EventAppender thrower(s_szLogger,
-                                [&iThrown](const InternalLoggingEvent&)
-                                {
-                                    if (iThrown++ == 0)
-                                        throw std::runtime_error("disk on fire");
-                                });
+    const CallbackAppender thrower(
+        [&iThrown](const InternalLoggingEvent&)
+        {
+            if (iThrown++ == 0)
+                throw std::runtime_error("disk on fire");
+        },
+        s_szLogger);
     {
         const Guard guard(mutex);
         logLine("line");

@@ -4,6 +4,7 @@
 
 #include "velmora/logging/ObjectWithLogger.h"
 
+#include "tests/support/CallbackAppender.h"
 #include "tests/support/CapturedLog.h"
 #include "tests/support/Locales.h"
 #include "tests/support/TextOf.h"
@@ -45,6 +46,7 @@ using Velmora::NOT_SET_LOG_LEVEL;
 using Velmora::ObjectWithLogger;
 using Velmora::TRACE_LOG_LEVEL;
 using Velmora::WARN_LOG_LEVEL;
+using Velmora::Test::CallbackAppender;
 using Velmora::Test::CapturedLog;
 using Velmora::Test::debugLine;
 using Velmora::Test::errorLine;
@@ -609,27 +611,15 @@ TEST(LogMacros, LineAfterAnArgumentThatThrewWhileWrittenIsClean)
     EXPECT_THAT(log.lines(), ElementsAre(infoLine(s_szFileLogger, "next 16")));
 }
 
-/// An appender that throws at each line.
-class ThrowingAppender : public log4cplus::Appender
-{
-  public:
-    ~ThrowingAppender() override { destructorImpl(); }
-    void close() override { closed = true; }
-
-  protected:
-    void append(const log4cplus::spi::InternalLoggingEvent&) override
-    {
-        throw std::runtime_error("appender");
-    }
-};
-
 TEST(LogMacros, LineAfterAnAppenderThatThrewIsClean)
 {
     const CapturedLog log;
-    log4cplus::Logger broken = log4cplus::Logger::getInstance("test.Broken");
-    broken.addAppender(log4cplus::SharedAppenderPtr(new ThrowingAppender));
-    EXPECT_THROW(VELMORA_LOG(Logger("test.Broken"), INFO_LOG_LEVEL, "lost"), std::runtime_error);
-    broken.removeAllAppenders();
+    {
+        const CallbackAppender thrower(
+            [](const std::string&) { throw std::runtime_error("appender"); }, "test.Broken");
+        EXPECT_THROW(VELMORA_LOG(Logger("test.Broken"), INFO_LOG_LEVEL, "lost"),
+                     std::runtime_error);
+    }
 
     VELMORA_LOG(Logger("test.Broken"), INFO_LOG_LEVEL, "next");
 

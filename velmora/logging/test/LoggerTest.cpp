@@ -2,6 +2,7 @@
 
 #include "velmora/logging/Logger.h"
 
+#include "tests/support/CallbackAppender.h"
 #include "tests/support/CapturedLog.h"
 
 #include <ace/Guard_T.h>
@@ -34,6 +35,7 @@ using Velmora::NOT_SET_LOG_LEVEL;
 using Velmora::Resettable;
 using Velmora::TRACE_LOG_LEVEL;
 using Velmora::WARN_LOG_LEVEL;
+using Velmora::Test::CallbackAppender;
 using Velmora::Test::CapturedLog;
 using Velmora::Test::infoLine;
 using Velmora::Test::traceLine;
@@ -436,33 +438,22 @@ TEST(Logger, CallAppendersHandsTheEventToTheAppendersOfTheChain)
     EXPECT_THAT(log.lines(), ElementsAre(warnLine("other", "text")));
 }
 
-/// An appender that logs a line of its own, through another logger, for each line that it gets.
-class LoggingAppender : public log4cplus::Appender
-{
-  public:
-    ~LoggingAppender() override { destructorImpl(); }
-    void close() override { closed = true; }
-
-  protected:
-    void append(const log4cplus::spi::InternalLoggingEvent& in_event) override
-    {
-        Logger("test.Inner").log(INFO_LOG_LEVEL, "about " + in_event.getMessage(), "Inner.cpp", 7);
-        m_textAfterwards = in_event.getMessage();
-    }
-
-  public:
-    std::string m_textAfterwards;
-};
-
 TEST(Logger, LineThatAnAppenderLogsDoesNotTouchTheOneThatItHandles)
 {
     const CapturedLog log;
-    log4cplus::SharedAppenderPtr pAppender(new LoggingAppender);
-    log4cplus::Logger::getInstance("test.Outer").addAppender(pAppender);
+    std::string strAfterwards;
+    const CallbackAppender appender(
+        [&strAfterwards](const log4cplus::spi::InternalLoggingEvent& in_event)
+        {
+            Logger("test.Inner")
+                .log(INFO_LOG_LEVEL, "about " + in_event.getMessage(), "Inner.cpp", 7);
+            strAfterwards = in_event.getMessage();
+        },
+        "test.Outer");
 
     Logger("test.Outer").log(WARN_LOG_LEVEL, "outer", "Outer.cpp", 1);
 
-    EXPECT_EQ(dynamic_cast<LoggingAppender&>(*pAppender).m_textAfterwards, "outer");
+    EXPECT_EQ(strAfterwards, "outer");
     EXPECT_THAT(log.lines(), ElementsAre(infoLine("test.Inner", "about outer"),
                                          warnLine("test.Outer", "outer")));
 }

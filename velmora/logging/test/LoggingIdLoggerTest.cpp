@@ -8,13 +8,13 @@
 #include "velmora/logging/ObjectWithLogger.h"
 
 #include "tests/support/AccountingProcess.h"
+#include "tests/support/CallbackAppender.h"
 #include "tests/support/CapturedAssertions.h"
 #include "tests/support/CapturedLog.h"
 #include "velmora/memory/test/MallocWatch.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
-#include <log4cplus/appender.h>
 #include <log4cplus/spi/loggingevent.h>
 
 #include <memory>
@@ -324,26 +324,6 @@ int logInside(const LoggingIdLogger& in_logger)
     return 7;
 }
 
-/// An appender that logs through another logger while it is handed a line.
-class LoggingAppender : public log4cplus::Appender
-{
-  public:
-    ~LoggingAppender() override { destructorImpl(); }
-    void close() override {}
-
-  protected:
-    void append(const log4cplus::spi::InternalLoggingEvent& in_event) override
-    {
-        const std::string strBefore = in_event.getMessage();
-        if (in_event.getLoggerName() == s_szName)
-            VELMORA_LOG(m_logger, INFO_LOG_LEVEL, "inner");
-        EXPECT_EQ(in_event.getMessage(), strBefore);
-    }
-
-  private:
-    LoggingIdLogger m_logger{std::string("test.appender.Inner")};
-};
-
 } // namespace
 
 TEST(LoggingIdLogger, LogsALineInsideALine)
@@ -361,12 +341,18 @@ TEST(LoggingIdLogger, KeepsALineWholeWhoseAppenderLogs)
 {
     const LoggingIdLogger logger = loggerWith({"leg=1"});
     const CapturedLog log;
-    log4cplus::Logger entry = log4cplus::Logger::getInstance(s_szName);
-    entry.addAppender(log4cplus::SharedAppenderPtr(new LoggingAppender));
+    const LoggingIdLogger inner{std::string("test.appender.Inner")};
+    const CallbackAppender appender(
+        [&inner](const log4cplus::spi::InternalLoggingEvent& in_event)
+        {
+            const std::string strBefore = in_event.getMessage();
+            VELMORA_LOG(inner, INFO_LOG_LEVEL, "inner");
+            EXPECT_EQ(in_event.getMessage(), strBefore);
+        },
+        s_szName);
 
     VELMORA_LOG(logger, INFO_LOG_LEVEL, "outer");
 
-    entry.removeAllAppenders();
     EXPECT_THAT(log.lines(), ElementsAre(infoLine("test.appender.Inner", "inner"),
                                          infoLine(s_szName, "leg=1 outer")));
 }

@@ -2,6 +2,7 @@
 
 #include "velmora/python/PythonEmbeddedInterpreter.h"
 
+#include "tests/support/CallbackAppender.h"
 #include "tests/support/CapturedAssertions.h"
 #include "tests/support/CapturedLog.h"
 #include "tests/support/VelmoraTree.h"
@@ -405,22 +406,11 @@ TEST_F(EmbeddedInterpreterStarted, ReportsNothingWithoutAnError)
 /// Uses an appender that waits for another thread, which enters Python.
 TEST_F(EmbeddedInterpreterStarted, LogsExceptionsWithTheLockGivenUp)
 {
-    class EntersPython : public log4cplus::Appender
     {
-      public:
-        ~EntersPython() override { destructorImpl(); }
-        void close() override {}
-
-      protected:
-        void append(const log4cplus::spi::InternalLoggingEvent&) override
-        {
-            std::thread([] { run("entered = 1"); }).join();
-        }
-    };
-    log4cplus::SharedAppenderPtr pAppender(new EntersPython);
-    log4cplus::Logger::getRoot().addAppender(pAppender);
-    run("raise ValueError");
-    log4cplus::Logger::getRoot().removeAppender(pAppender);
+        const CallbackAppender appender([](const std::string&)
+                                        { std::thread([] { run("entered = 1"); }).join(); });
+        run("raise ValueError");
+    }
     EXPECT_EQ("1", valueOf("entered"));
 }
 

@@ -5,15 +5,12 @@
 #include "velmora/config/ParameterHashMap.h"
 #include "velmora/config/ParameterInfoDB.h"
 
+#include "tests/support/CallbackAppender.h"
 #include "tests/support/CapturedLog.h"
 #include "tests/support/OpenedLibraries.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
-
-#include <log4cplus/appender.h>
-#include <log4cplus/logger.h>
-#include <log4cplus/spi/loggingevent.h>
 
 #include <stdexcept>
 #include <string>
@@ -73,25 +70,6 @@ class ThrowingConfiguration : public ROConfiguration
     {
         throw std::runtime_error("broken");
     }
-};
-
-/// An appender that throws for lines that begin with a text.
-class ThrowingAppender : public log4cplus::Appender
-{
-  public:
-    explicit ThrowingAppender(std::string in_strBegin) : m_strBegin(std::move(in_strBegin)) {}
-    ~ThrowingAppender() override { destructorImpl(); }
-    void close() override {}
-
-  protected:
-    void append(const log4cplus::spi::InternalLoggingEvent& in_event) override
-    {
-        if (in_event.getMessage().starts_with(m_strBegin))
-            throw std::runtime_error("broken");
-    }
-
-  private:
-    std::string m_strBegin;
 };
 
 /// Returns the library names that are tried for a list. No such files need exist.
@@ -248,8 +226,12 @@ TEST(DynLibsLoader, AnExceptionWhileALibraryIsOpenedEndsTheList)
     ParameterHashMap configuration;
     configuration.setStringParameter(s_szParam, "dynlib-none, dynlib-nil,dynlib-more");
     const CapturedLog log;
-    log4cplus::Logger::getRoot().addAppender(
-        log4cplus::SharedAppenderPtr(new ThrowingAppender("Loading dynamic library dynlib-nil")));
+    const CallbackAppender thrower(
+        [](const std::string& in_strText)
+        {
+            if (in_strText.starts_with("Loading dynamic library dynlib-nil"))
+                throw std::runtime_error("broken");
+        });
     EXPECT_FALSE(DynLibsLoader::loadDynLibs(configuration));
     EXPECT_THAT(log.linesOf(s_szLogger),
                 ElementsAre(debugLine(s_szLogger, "Loading dynamic library dynlib-none"),
