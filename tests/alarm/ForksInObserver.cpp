@@ -4,9 +4,8 @@
 // the observer, changes another alarm, returns from the observer, and has another thread use the
 // registry. The parent then does the same. Both end through exit(). The child's output comes first.
 
-#include "tests/alarm/ProcessAlarm.h"
-
 #include "tests/support/ForkedChild.h"
+#include "tests/support/NamedAlarm.h"
 #include "velmora/alarm/AlarmRegistryImpl.h"
 
 #include <cstdio>
@@ -102,7 +101,7 @@ int main()
     Forking forking;
     Relay relay;
     for (const char* const szId : {"first", "forking", "other"})
-        registry().addAlarm(new ProcessAlarm(szId), false);
+        registry().addAlarm(new Test::NamedAlarm<>(szId), false);
     registry().getAlarm("forking")->addObserver(&forking);
     registry().addObserver(&relay);
     registry().setAlarm("first");

@@ -5,9 +5,8 @@
 //
 // forks-with-alarms <number of forks>
 
-#include "tests/alarm/ProcessAlarm.h"
-
 #include "tests/support/ForkedChild.h"
+#include "tests/support/NamedAlarm.h"
 #include "tests/support/NoLeakCheckInChild.h"
 #include "velmora/Sanitizers.h"
 #include "velmora/alarm/AlarmRegistry.h"
@@ -49,7 +48,7 @@ void useRegistryInChild(const std::vector<LimitedObjPtr<Alarm>>& in_alarms)
     AlarmRegistry& registry = AlarmRegistry::getInstance();
     for (const LimitedObjPtr<Alarm>& pAlarm : in_alarms)
         change(*pAlarm);
-    registry.addAlarm(new ProcessAlarm("of the child"), false)->set();
+    registry.addAlarm(new Test::NamedAlarm<>("of the child"), false)->set();
 #if VELMORA_THREAD_SANITIZER
     // ThreadSanitizer does not support threads in the child of a parent that has several.
     registry.resetAlarm("of the child");
@@ -73,10 +72,7 @@ int main(int argc, char** argv)
     AlarmRegistry& registry = AlarmRegistry::getInstance();
     Counter counter;
     registry.addObserver(&counter);
-    std::vector<LimitedObjPtr<Alarm>> alarms;
-    for (int iAlarm = 0; iAlarm < s_iThreads; ++iAlarm)
-        alarms.push_back(
-            registry.addAlarm(new ProcessAlarm("alarm" + std::to_string(iAlarm)), false));
+    const std::vector<LimitedObjPtr<Alarm>> alarms = Test::addNumberedAlarms("alarm", s_iThreads);
 
     std::atomic<bool> bStop{false};
     std::latch warm(s_iThreads);

@@ -6,8 +6,7 @@
 //
 // leaves-alarms [close]
 
-#include "tests/alarm/ProcessAlarm.h"
-
+#include "tests/support/NamedAlarm.h"
 #include "velmora/alarm/AggregateSystemOverloadAlarm.h"
 #include "velmora/alarm/AlarmRegistry.h"
 #include "velmora/alarm/SystemOverloadAlarmImpl.h"
@@ -24,10 +23,10 @@ namespace
 {
 
 /// Logs its destruction, through a logger of its own and through that of the alarms.
-class Leaving : public ProcessAlarm
+class Leaving : public Test::NamedAlarm<>
 {
   public:
-    using ProcessAlarm::ProcessAlarm;
+    using NamedAlarm::NamedAlarm;
     ~Leaving() override
     {
         VELMORA_LOG(m_logger, WARN_LOG_LEVEL, "destructor of " << *this);

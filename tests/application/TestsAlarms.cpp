@@ -20,7 +20,7 @@
 #include "velmora/application/Singleton.h"
 #include "velmora/application/UnitTest.h"
 
-#include "tests/alarm/ProcessAlarm.h"
+#include "tests/support/NamedAlarm.h"
 
 #include <ace/Object_Manager.h>
 
@@ -78,7 +78,7 @@ class AlarmsTest : public UnitTestApplication
 
     void checkCountedAlarm()
     {
-        ProcessAlarmOf<CountedStateAlarmImpl> alarm("counted");
+        Test::NamedAlarm<CountedStateAlarmImpl> alarm("counted");
         alarm.set();
         alarm.set();
         alarm.reset();
@@ -91,8 +91,8 @@ class AlarmsTest : public UnitTestApplication
 
     void checkAggregate()
     {
-        ProcessAlarmOf<AggregateAlarmImpl> aggregate("aggregate");
-        ProcessAlarm source("source");
+        Test::NamedAlarm<AggregateAlarmImpl> aggregate("aggregate");
+        Test::NamedAlarm<> source("source");
         aggregate.addAlarm(source);
         source.set();
         m_test.require(aggregate.getState() == Alarm::ALARM_ON, "the aggregate is on", s_szFile, 1);
@@ -106,7 +106,7 @@ class AlarmsTest : public UnitTestApplication
     {
         AlarmRegistry& registry = AlarmRegistry::getInstance();
         check(registry.getAlarm("trunk.1").isNull(), "the alarm is not registered");
-        registry.addAlarm(new ProcessAlarm("trunk.1"), false);
+        registry.addAlarm(new Test::NamedAlarm<>("trunk.1"), false);
         check(registry.resetAlarm("trunk.1"), "the registry knows the alarm");
         if (does("raise"))
             check(registry.setAlarm("trunk.1"), "the alarm goes on");

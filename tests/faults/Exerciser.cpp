@@ -10,7 +10,7 @@
 //
 // faults-exerciser <directory> library|python
 
-#include "tests/alarm/ProcessAlarm.h"
+#include "tests/support/NamedAlarm.h"
 #include "velmora/alarm/AggregateAlarmImpl.h"
 #include "velmora/alarm/AlarmRegistry.h"
 #include "velmora/alarm/ProfileTimer.h"
@@ -241,8 +241,9 @@ bool useAlarms()
     static Counter s_counter;
     AlarmRegistry& registry = AlarmRegistry::getInstance();
     registry.addObserver(&s_counter);
-    const LimitedObjPtr<Alarm> pLink = registry.addAlarm(new ProcessAlarm("exerciser.link"), false);
-    auto* const pAggregate = new ProcessAlarmOf<AggregateAlarmImpl>("exerciser.all");
+    const LimitedObjPtr<Alarm> pLink =
+        registry.addAlarm(new Test::NamedAlarm<>("exerciser.link"), false);
+    auto* const pAggregate = new Test::NamedAlarm<AggregateAlarmImpl>("exerciser.all");
     const LimitedObjPtr<Alarm> pAll = registry.addAlarm(pAggregate, false);
     if (pLink.isNull() || pAll.isNull())
         return false;
@@ -258,7 +259,7 @@ bool useAlarms()
 
 bool monitor()
 {
-    static ProcessAlarm s_alarm("exerciser.cpu");
+    static Test::NamedAlarm<> s_alarm("exerciser.cpu");
     AverageResourceUsageMonitor resource;
     if (!resource.configure(&s_alarm, "keswardin.system.cpu.monitor",
                             *RWGlobalConfig::getInstance()))

@@ -2,14 +2,14 @@
 
 #pragma once
 
+#include "tests/support/NamedAlarm.h"
 #include "tests/support/TextOf.h"
-#include "velmora/alarm/AlarmImpl.h"
+#include "velmora/alarm/Alarm.h"
 #include "velmora/alarm/AlarmRegistry.h"
 
 #include <gtest/gtest.h>
 
 #include <functional>
-#include <ostream>
 #include <sstream>
 #include <string>
 #include <utility>
@@ -18,35 +18,32 @@
 namespace Velmora::Test
 {
 
-/// A `Base` with a given id.
-template <class Base = AlarmImpl>
-class NamedAlarm : public Base
+/// An alarm that reports the state that the test sets.
+template <class Base>
+class LyingAlarm : public NamedAlarm<Base>
 {
   public:
-    template <class... Args>
-    explicit NamedAlarm(std::string in_strId, Args... in_args)
-        : Base(in_args...), m_strId(std::move(in_strId))
+    using NamedAlarm<Base>::NamedAlarm;
+    [[nodiscard]] Alarm::State getState() const override { return m_reported; }
+
+    Alarm::State m_reported = Alarm::ALARM_OFF;
+};
+
+/// Counts the changes of one alarm. Each change must be to the other state.
+class ChangesOfOneAlarm : public Alarm::Observer
+{
+  public:
+    void newAlarmState(const Alarm& in_alarm, Alarm::State in_state) override
     {
-    }
-    ~NamedAlarm() override
-    {
-        if (m_onDestruction)
-            m_onDestruction();
+        if (in_state == m_last || in_alarm.getState() != in_state)
+            ++m_iWrong;
+        m_last = in_state;
+        ++m_iChanges;
     }
 
-    std::ostream& writeAlarmId(std::ostream& out_stream) const override
-    {
-        return out_stream << m_strId;
-    }
-    std::ostream& writeDescription(std::ostream& out_stream) const override
-    {
-        return out_stream << "description of " << m_strId;
-    }
-
-    std::function<void()> m_onDestruction;
-
-  private:
-    std::string m_strId;
+    Alarm::State m_last = Alarm::ALARM_OFF;
+    int m_iChanges = 0;
+    int m_iWrong = 0;
 };
 
 /// Returns the description of an alarm.

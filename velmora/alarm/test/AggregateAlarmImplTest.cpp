@@ -21,16 +21,6 @@ using Aggregate = NamedAlarm<AggregateAlarmImpl>;
 
 constexpr const char* s_szLogger = "admin.alarm";
 
-/// An aggregate that reports the state that the test sets.
-class Liar : public Aggregate
-{
-  public:
-    using Aggregate::Aggregate;
-    [[nodiscard]] State getState() const override { return m_reported; }
-
-    State m_reported = ALARM_OFF;
-};
-
 } // namespace
 
 TEST(AggregateAlarmImpl, IsAPlainAlarmWithoutAlarmsToWatch)
@@ -146,7 +136,8 @@ TEST(AggregateAlarmImpl, GoesOnWithAnAlarmThatIsAddedOn)
 
 TEST(AggregateAlarmImpl, AssertsThatItIsOnWhileAnAlarmIs)
 {
-    Liar aggregate("sum");
+    LyingAlarm<AggregateAlarmImpl> aggregate("sum");
+    aggregate.m_reported = Alarm::ALARM_OFF;
     NamedAlarm alarm("a");
     aggregate.addAlarm(alarm);
     alarm.set();

@@ -32,23 +32,6 @@ constexpr int s_iThreads = 2;
 /// Each thread turns each alarm on and off.
 constexpr int s_iRequests = 2 * s_iThreads * s_iRounds * s_iAlarms;
 
-/// Counts the changes of one alarm. Each change must be to the other state.
-class OfOneAlarm : public Alarm::Observer
-{
-  public:
-    void newAlarmState(const Alarm& in_alarm, Alarm::State in_state) override
-    {
-        if (in_state == m_last || in_alarm.getState() != in_state)
-            ++m_iWrong;
-        m_last = in_state;
-        ++m_iChanges;
-    }
-
-    Alarm::State m_last = Alarm::ALARM_OFF;
-    int m_iChanges = 0;
-    int m_iWrong = 0;
-};
-
 /// Counts the changes of all alarms.
 class OfAllAlarms : public AlarmRegistry::Observer
 {
@@ -65,12 +48,9 @@ class AlarmLoad : public testing::Test
     AlarmLoad()
     {
         log4cplus::Logger::getRoot().setLogLevel(log4cplus::OFF_LOG_LEVEL);
-        for (int iAlarm = 0; iAlarm < s_iAlarms; ++iAlarm)
-        {
-            m_handles.push_back(
-                m_registry.addAlarm(new NamedAlarm("alarm." + std::to_string(iAlarm)), false));
-            m_handles.back()->addObserver(&m_observers.at(static_cast<std::size_t>(iAlarm)));
-        }
+        m_handles = addNumberedAlarms("alarm.", s_iAlarms);
+        for (std::size_t uiAlarm = 0; uiAlarm < s_iAlarms; ++uiAlarm)
+            m_handles[uiAlarm]->addObserver(&m_observers.at(uiAlarm));
         m_registry.addObserver(&m_ofAll);
     }
     ~AlarmLoad() override
@@ -108,7 +88,7 @@ class AlarmLoad : public testing::Test
     [[nodiscard]] int changes() const
     {
         int iChanges = 0;
-        for (const OfOneAlarm& observer : m_observers)
+        for (const ChangesOfOneAlarm& observer : m_observers)
         {
             EXPECT_EQ(0, observer.m_iWrong);
             iChanges += observer.m_iChanges;
@@ -118,7 +98,7 @@ class AlarmLoad : public testing::Test
 
     AlarmRegistry& m_registry = AlarmRegistry::getInstance();
     std::vector<LimitedObjPtr<Alarm>> m_handles;
-    std::array<OfOneAlarm, s_iAlarms> m_observers;
+    std::array<ChangesOfOneAlarm, s_iAlarms> m_observers;
     OfAllAlarms m_ofAll;
 };
 
@@ -167,7 +147,7 @@ TEST_F(AlarmLoad, AnAggregateBehindAHandleFollowsAlarmsOfSeveralThreads)
     const LimitedObjPtr<Alarm> pHandle = m_registry.addAlarm(pAggregate, false);
     for (const LimitedObjPtr<Alarm>& pAlarm : m_handles)
         pAggregate->addAlarm(*pAlarm);
-    OfOneAlarm observer;
+    ChangesOfOneAlarm observer;
     pHandle->addObserver(&observer);
     std::vector<std::thread> threads;
     for (int iThread = 0; iThread < s_iThreads; ++iThread)

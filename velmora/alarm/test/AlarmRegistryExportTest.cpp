@@ -63,22 +63,6 @@ class AlarmsOfScripts : public testing::Test
     AlarmRegistry& m_registry = AlarmRegistry::getInstance();
 };
 
-/// Counts the changes of one alarm. Each change must be to the other state.
-class OfOneAlarm : public Alarm::Observer
-{
-  public:
-    void newAlarmState(const Alarm&, Alarm::State in_state) override
-    {
-        m_iWrong += in_state == m_last ? 1 : 0;
-        m_last = in_state;
-        ++m_iChanges;
-    }
-
-    Alarm::State m_last = Alarm::ALARM_OFF;
-    int m_iChanges = 0;
-    int m_iWrong = 0;
-};
-
 class EntersPython : public Alarm::Observer
 {
   public:
@@ -134,7 +118,7 @@ TEST_F(AlarmsOfScripts, HaveTheSeverityOfEachHandle)
 TEST_F(AlarmsOfScripts, HaveNativeObservers)
 {
     const LimitedObjPtr<Alarm> pDoor = add("door");
-    OfOneAlarm observer;
+    ChangesOfOneAlarm observer;
     pDoor->addObserver(&observer);
     runScript("door.set()");
     EXPECT_EQ(1, observer.m_iChanges);
@@ -294,15 +278,11 @@ constexpr int s_iAlarms = 100;
 TEST_F(AlarmsOfScripts, LoseAndDoubleNoChangeUnderLoad)
 {
     log4cplus::Logger::getRoot().setLogLevel(log4cplus::OFF_LOG_LEVEL);
-    std::array<OfOneAlarm, s_iAlarms> ofNative;
-    std::vector<LimitedObjPtr<Alarm>> natives;
+    std::array<ChangesOfOneAlarm, s_iAlarms> ofNative;
+    const std::vector<LimitedObjPtr<Alarm>> natives = addNumberedAlarms("native.", s_iAlarms);
     for (std::size_t uiAlarm = 0; uiAlarm < s_iAlarms; ++uiAlarm)
-    {
-        natives.push_back(
-            m_registry.addAlarm(new NamedAlarm("native." + std::to_string(uiAlarm)), false));
-        natives.back()->addObserver(&ofNative.at(uiAlarm));
-    }
-    std::array<OfOneAlarm, 2> ofScripts;
+        natives[uiAlarm]->addObserver(&ofNative.at(uiAlarm));
+    std::array<ChangesOfOneAlarm, 2> ofScripts;
     runScript("doors = {name: Door(name) for name in 'ab'}");
     add("doors['a']")->addObserver(&ofScripts.front());
     add("doors['b']")->addObserver(&ofScripts.back());
@@ -344,12 +324,12 @@ TEST_F(AlarmsOfScripts, LoseAndDoubleNoChangeUnderLoad)
               "for thread in threads: thread.join()\n");
     for (std::thread& thread : threads)
         thread.join();
-    for (const OfOneAlarm& observer : ofNative)
+    for (const ChangesOfOneAlarm& observer : ofNative)
     {
         EXPECT_EQ(2 * s_iRounds, observer.m_iChanges);
         EXPECT_EQ(0, observer.m_iWrong);
     }
-    for (const OfOneAlarm& observer : ofScripts)
+    for (const ChangesOfOneAlarm& observer : ofScripts)
     {
         EXPECT_EQ(2 * s_iRoundsOfScripts, observer.m_iChanges);
         EXPECT_EQ(0, observer.m_iWrong);

@@ -21,16 +21,6 @@ using Maskable = NamedAlarm<MaskableAlarmImpl>;
 
 constexpr const char* s_szLogger = "admin.alarm";
 
-/// A maskable alarm that reports the state that the test sets.
-class Liar : public Maskable
-{
-  public:
-    using Maskable::Maskable;
-    [[nodiscard]] State getState() const override { return m_reported; }
-
-    State m_reported = ALARM_ON;
-};
-
 } // namespace
 
 TEST(MaskableAlarmImpl, IsAPlainAlarmWithoutAMask)
@@ -115,7 +105,8 @@ TEST(MaskableAlarmImpl, IsMaskedByAnAlarmThatIsAddedOn)
 
 TEST(MaskableAlarmImpl, AssertsThatItIsOffUnderTheMask)
 {
-    Liar alarm("a");
+    LyingAlarm<MaskableAlarmImpl> alarm("a");
+    alarm.m_reported = Alarm::ALARM_ON;
     NamedAlarm mask("mask");
     alarm.addAlarm(mask);
     mask.set();

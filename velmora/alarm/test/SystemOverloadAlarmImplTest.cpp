@@ -239,10 +239,8 @@ TEST(SystemOverloadAlarmImpl, SourcesOfManyThreadsJoinOneAlarmOfTheSystem)
 {
     constexpr int iThreads = 4;
     const CapturedLog log;
-    std::vector<LimitedObjPtr<Alarm>> handles;
-    for (int iThread = 0; iThread < iThreads; ++iThread)
-        handles.push_back(AlarmRegistry::getInstance().addAlarm(
-            new Source("source." + std::to_string(iThread)), false));
+    const std::vector<LimitedObjPtr<Alarm>> handles =
+        addNumberedAlarms<SystemOverloadAlarmImpl>("source.", iThreads);
     std::latch start(iThreads + 1);
     std::vector<std::thread> threads;
     // One thread asks for the alarm directly, not through a handle, at the same time.
