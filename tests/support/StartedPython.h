@@ -74,14 +74,18 @@ inline std::string evaluate(const std::string& in_strExpression)
     }
 }
 
-/// Creates a module and calls `in_fill` in it, as the initialiser of an extension module is called.
+/// Creates a module, calls `in_fill` in it, as the initialiser of an extension module is called,
+/// and imports it into the module "__main__".
 template <class Fill>
 void makeModule(const char* in_szName, Fill in_fill)
 {
     const Python::InterpreterLock lock;
     const boost::python::object module(boost::python::borrowed(PyImport_AddModule(in_szName)));
-    const boost::python::scope scope(module);
-    in_fill();
+    {
+        const boost::python::scope scope(module);
+        in_fill();
+    }
+    runScript(std::string("import ") + in_szName);
 }
 
 /// Calls a function with the interpreter lock held, and returns its result.

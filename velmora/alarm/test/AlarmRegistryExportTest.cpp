@@ -6,6 +6,7 @@
 
 #include "tests/support/Alarms.h"
 #include "tests/support/CapturedLog.h"
+#include "tests/support/PythonExceptions.h"
 #include "tests/support/StartedPython.h"
 #include "tests/support/TextOf.h"
 
@@ -30,8 +31,6 @@ using testing::Contains;
 using testing::ElementsAre;
 using testing::IsEmpty;
 using testing::StartsWith;
-
-constexpr const char* s_szPythonLogger = "keswardin.python.EmbeddedInterpreter";
 
 /// Starts Python and runs a script that defines the class `Door` and two variables: `door`, an
 /// alarm that has not been added yet, and `registry`.
@@ -178,10 +177,9 @@ TEST_F(AlarmsOfScripts, AreNotWhatIsNoAlarm)
 {
     const CapturedLog log;
     EXPECT_TRUE(add("5").isNull());
-    EXPECT_THAT(log.linesOf(s_szPythonLogger),
-                ElementsAre(errorLine(s_szPythonLogger,
-                                      "Embedded Python Interpreter Exception :\n"
-                                      "TypeError: expected an alarm, got an object of type int")));
+    EXPECT_THAT(
+        log.linesOf(s_szPythonLogger),
+        ElementsAre(exceptionLine("TypeError: expected an alarm, got an object of type int")));
 }
 
 TEST_F(AlarmsOfScripts, KeepTheirLastIdWhenTheScriptFails)
@@ -201,9 +199,8 @@ TEST_F(AlarmsOfScripts, AreToBeGivenAnIdByTheScript)
     const LimitedObjPtr<Alarm> pAlarm = add("Alarm()");
     EXPECT_EQ("Alarm [???] : ALARM_OFF", textOf(*pAlarm));
     EXPECT_THAT(log.linesOf(s_szPythonLogger),
-                Contains(errorLine(s_szPythonLogger, "Embedded Python Interpreter Exception :\n"
-                                                     "NotImplementedError: Alarm does not define "
-                                                     "getAlarmId")));
+                Contains(exceptionLine("NotImplementedError: Alarm does not define "
+                                       "getAlarmId")));
 }
 
 TEST_F(AlarmsOfScripts, DoNotMakeNativeObserversWaitThatEnterPython)

@@ -3,6 +3,7 @@
 #include "velmora/python/ConfigPropertiesModel.h"
 
 #include "tests/support/CapturedLog.h"
+#include "tests/support/PythonExceptions.h"
 #include "tests/support/VelmoraTree.h"
 #include "velmora/config/GlobalConfigImpl.h"
 
@@ -27,7 +28,6 @@ using testing::IsEmpty;
 using testing::MatchesRegex;
 
 constexpr const char* s_szConfigLogger = "keswardin.infra.GlobalConfig";
-constexpr const char* s_szPythonLogger = "keswardin.python.EmbeddedInterpreter";
 
 using Urls = std::vector<std::string>;
 
@@ -127,18 +127,18 @@ TEST_F(ConfigPropertiesModelTest, WithoutTheVariableTheLoadFailsAndTheNextUrlIsR
 TEST_F(ConfigPropertiesModelTest, AMissingModelIsOneErrorWithItsTraceback)
 {
     EXPECT_FALSE(m_config.load(Urls{"db://host/set"}));
-    EXPECT_EQ("Embedded Python Interpreter Exception :\n"
-              "ModuleNotFoundError: No module named 'velmora.infra.ConfigPropertiesModel'",
-              pythonError());
+    EXPECT_EQ(
+        exceptionText("ModuleNotFoundError: No module named 'velmora.infra.ConfigPropertiesModel'"),
+        pythonError());
 }
 
 TEST_F(ConfigPropertiesModelTest, AnExceptionOfTheModelIsOneErrorWithItsTraceback)
 {
     setModel(modelThatGives("1 // 0"));
     EXPECT_FALSE(m_config.load(Urls{"db://host/set"}));
-    EXPECT_THAT(pythonError(), MatchesRegex("Embedded Python Interpreter Exception :\n"
-                                            "Traceback (.|\n)*in getPropertyNameValues(.|\n)*\n"
-                                            "ZeroDivisionError: .*"));
+    EXPECT_THAT(pythonError(),
+                MatchesRegex(exceptionText("Traceback (.|\n)*in getPropertyNameValues(.|\n)*\n"
+                                           "ZeroDivisionError: .*")));
 }
 
 TEST_F(ConfigPropertiesModelTest, AModelThatExitsIsOneErrorAndDoesNotEndTheProcess)
@@ -153,8 +153,8 @@ TEST_F(ConfigPropertiesModelTest, WhatIsNoTupleIsAPythonError)
     setModel(modelThatGives("['keswardin.exitTimeoutSec=11']"));
     EXPECT_FALSE(m_config.load(Urls{"db://host/set"}));
     EXPECT_EQ(
-        "Embedded Python Interpreter Exception :\n"
-        "TypeError: expected a tuple of a name and a value, got 'keswardin.exitTimeoutSec=11'",
+        exceptionText(
+            "TypeError: expected a tuple of a name and a value, got 'keswardin.exitTimeoutSec=11'"),
         pythonError());
 }
 
@@ -164,18 +164,14 @@ TEST_F(ConfigPropertiesModelTest, ATupleThatIsNoPairOfStringsIsAnAssertionAndAPy
     EXPECT_FALSE(m_config.load(Urls{"db://host/set"}));
     expectAssertion("PyArg_ParseTuple\\(pyNameValue\\.ptr\\(\\), \"ss\", &szParamName, "
                     "&szParamValue\\)");
-    EXPECT_EQ("Embedded Python Interpreter Exception :\n"
-              "TypeError: argument 2 must be str, not int",
-              pythonError());
+    EXPECT_EQ(exceptionText("TypeError: argument 2 must be str, not int"), pythonError());
 }
 
 TEST_F(ConfigPropertiesModelTest, WhatIsNoListIsAPythonError)
 {
     setModel(modelThatGives("None"));
     EXPECT_FALSE(m_config.load(Urls{"db://host/set"}));
-    EXPECT_EQ("Embedded Python Interpreter Exception :\n"
-              "TypeError: 'NoneType' object is not iterable",
-              pythonError());
+    EXPECT_EQ(exceptionText("TypeError: 'NoneType' object is not iterable"), pythonError());
 }
 
 TEST_F(ConfigPropertiesModelTest, ADatabaseThatFailsDoesNotKeepTheNextOneFromBeingRead)

@@ -3,6 +3,7 @@
 #include "velmora/python/PyClassName.h"
 
 #include "tests/support/CapturedLog.h"
+#include "tests/support/PythonExceptions.h"
 #include "tests/support/StartedPython.h"
 #include "velmora/python/TSPyObjPtr.h"
 #include "velmora/python/test/LogsWhileAnotherEntersPython.h"
@@ -21,16 +22,8 @@ namespace
 {
 
 const char* const s_szLogger = "keswardin.infra.PyClassName";
-const char* const s_szInterpreterLogger = "keswardin.python.EmbeddedInterpreter";
 
 using Strings = std::vector<std::string>;
-
-/// Returns the line that the hook logs for an exception.
-LogLine exceptionLine(const std::string& in_strText)
-{
-    return errorLine(s_szInterpreterLogger,
-                     "Embedded Python Interpreter Exception :\n" + in_strText);
-}
 
 LogLine withoutModuleLine(const std::string& in_strClassName)
 {
@@ -64,14 +57,13 @@ Strings causeOf(const std::vector<LogLine>& in_lines, std::size_t in_uiLine)
     if (in_lines.size() != in_uiLine + 1)
         return {"not as many errors"};
     const LogLine& line = in_lines[in_uiLine];
-    EXPECT_EQ(line.strLogger, s_szInterpreterLogger);
+    EXPECT_EQ(line.strLogger, s_szPythonLogger);
     EXPECT_EQ(line.level, ERROR_LOG_LEVEL);
     const std::string& strText = line.strText;
     return {strText.substr(0, strText.find("\n  File")), strText.substr(strText.rfind('\n') + 1)};
 }
 
-const char* const s_szTracebackBegins =
-    "Embedded Python Interpreter Exception :\nTraceback (most recent call last):";
+const std::string s_strTracebackBegins = exceptionText("Traceback (most recent call last):");
 
 std::string nameOfClass(const TSPyObjPtr& in_pInstance)
 {
@@ -79,11 +71,18 @@ std::string nameOfClass(const TSPyObjPtr& in_pInstance)
     return Py_TYPE(in_pInstance.ptr())->tp_name;
 }
 
-void exportInto(const char* in_szModule)
+/// Expects that a module with this text is reported as invalid, with this last line of the
+/// traceback.
+void expectInvalidModule(const std::string& in_strText, const std::string& in_strLastLine)
 {
-    makeModule(in_szModule, &PyClassName::exportToPython);
-    runScript(std::string("import ") + in_szModule);
+    const StartedPython python;
+    python.addModule("thing", in_strText);
+    const std::vector<LogLine> errors = errorsOf("thing.Thing");
+    EXPECT_EQ(errors.at(0), invalidModuleLine("thing"));
+    EXPECT_EQ(causeOf(errors, 1), (Strings{s_strTracebackBegins, in_strLastLine}));
 }
+
+void exportInto(const char* in_szModule) { makeModule(in_szModule, &PyClassName::exportToPython); }
 
 } // namespace
 
@@ -230,7 +229,7 @@ TEST(PyClassName, SaysWhyAModuleThatMissesAnotherIsInvalid)
     EXPECT_EQ(errors.at(0), invalidModuleLine("thing"));
     EXPECT_EQ(
         causeOf(errors, 1),
-        (Strings{s_szTracebackBegins, "ModuleNotFoundError: No module named 'thing_it_needs'"}));
+        (Strings{s_strTracebackBegins, "ModuleNotFoundError: No module named 'thing_it_needs'"}));
 }
 
 TEST(PyClassName, SaysWhyAModuleThatMissesANameOfAnotherIsInvalid)
@@ -239,35 +238,23 @@ TEST(PyClassName, SaysWhyAModuleThatMissesANameOfAnotherIsInvalid)
     python.addModule("package.thing", "from os import nosuch\n");
     const std::vector<LogLine> errors = errorsOf("package.thing.Thing");
     EXPECT_EQ(errors.at(0), invalidModuleLine("package.thing"));
-    EXPECT_EQ(causeOf(errors, 1).front(), s_szTracebackBegins);
+    EXPECT_EQ(causeOf(errors, 1).front(), s_strTracebackBegins);
     EXPECT_EQ(causeOf(errors, 1).back().find("ImportError: cannot import name 'nosuch'"), 0U);
 }
 
 TEST(PyClassName, SaysWhyAModuleThatRaisesIsInvalid)
 {
-    const StartedPython python;
-    python.addModule("thing", "raise ValueError('no door')\n");
-    const std::vector<LogLine> errors = errorsOf("thing.Thing");
-    EXPECT_EQ(errors.at(0), invalidModuleLine("thing"));
-    EXPECT_EQ(causeOf(errors, 1), (Strings{s_szTracebackBegins, "ValueError: no door"}));
+    expectInvalidModule("raise ValueError('no door')\n", "ValueError: no door");
 }
 
 TEST(PyClassName, SurvivesAModuleThatRaisesANotFoundErrorWithoutAName)
 {
-    const StartedPython python;
-    python.addModule("thing", "raise ModuleNotFoundError('odd')\n");
-    const std::vector<LogLine> errors = errorsOf("thing.Thing");
-    EXPECT_EQ(errors.at(0), invalidModuleLine("thing"));
-    EXPECT_EQ(causeOf(errors, 1), (Strings{s_szTracebackBegins, "ModuleNotFoundError: odd"}));
+    expectInvalidModule("raise ModuleNotFoundError('odd')\n", "ModuleNotFoundError: odd");
 }
 
 TEST(PyClassName, SurvivesAModuleThatExits)
 {
-    const StartedPython python;
-    python.addModule("thing", "import sys\nsys.exit(3)\n");
-    const std::vector<LogLine> errors = errorsOf("thing.Thing");
-    EXPECT_EQ(errors.at(0), invalidModuleLine("thing"));
-    EXPECT_EQ(causeOf(errors, 1), (Strings{s_szTracebackBegins, "SystemExit: 3"}));
+    expectInvalidModule("import sys\nsys.exit(3)\n", "SystemExit: 3");
 }
 
 TEST(PyClassName, SurvivesANameThatIsNotUtf8)
@@ -296,7 +283,7 @@ TEST(PyClassName, ReportsAConstructorThatRaisesWithItsTraceback)
                               "    def __init__(self):\n"
                               "        raise ValueError('no door')\n");
     EXPECT_EQ(causeOf(errorsOf("thing.Thing"), 0),
-              (Strings{s_szTracebackBegins, "ValueError: no door"}));
+              (Strings{s_strTracebackBegins, "ValueError: no door"}));
 }
 
 TEST(PyClassName, ReportsAConstructorThatNeedsArguments)
@@ -323,7 +310,8 @@ TEST(PyClassName, SurvivesAConstructorThatExits)
     python.addModule("thing", "import sys\n"
                               "class Thing:\n"
                               "    def __init__(self): sys.exit(3)\n");
-    EXPECT_EQ(causeOf(errorsOf("thing.Thing"), 0), (Strings{s_szTracebackBegins, "SystemExit: 3"}));
+    EXPECT_EQ(causeOf(errorsOf("thing.Thing"), 0),
+              (Strings{s_strTracebackBegins, "SystemExit: 3"}));
 }
 
 TEST(PyClassName, ReportsAnInterruptedConstructor)
@@ -332,7 +320,7 @@ TEST(PyClassName, ReportsAnInterruptedConstructor)
     python.addModule("thing", "class Thing:\n"
                               "    def __init__(self): raise KeyboardInterrupt\n");
     EXPECT_EQ(causeOf(errorsOf("thing.Thing"), 0),
-              (Strings{s_szTracebackBegins, "KeyboardInterrupt"}));
+              (Strings{s_strTracebackBegins, "KeyboardInterrupt"}));
 }
 
 TEST(PyClassName, MakesNoInstanceBeforePythonRuns)
@@ -425,7 +413,6 @@ TEST(PyClassNameInPython, PassesBetweenPythonAndNativeCode)
                    boost::python::def(
                        "same", +[](const PyClassName& in_name) { return in_name; });
                });
-    runScript("import ofTest");
     EXPECT_EQ(evaluate("ofTest.same(ofTest.PyClassName('a.b.C')).getModulesAsString()"), "a.b");
 }
 

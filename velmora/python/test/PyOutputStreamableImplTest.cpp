@@ -57,6 +57,19 @@ std::string textInPython(const std::string& in_strText)
     return python::extract<std::string>(note.toPyString());
 }
 
+/// Returns the text of the `RuntimeError` that an expression raises in Python.
+std::string errorOf(const std::string& in_strExpression)
+{
+    runScript("raised = 'nothing'\n"
+              "try:\n"
+              "    " +
+              in_strExpression +
+              "\n"
+              "except RuntimeError as error:\n"
+              "    raised = str(error)\n");
+    return evaluate("raised");
+}
+
 } // namespace
 
 TEST(PyOutputStreamableImpl, IsOutputStreamableByAVirtualBase)
@@ -108,7 +121,6 @@ TEST(PyOutputStreamableImplInPython, StrOfAnExportedObjectIsWhatItWrites)
 {
     const StartedPython python;
     makeModule("ofTest", &exportNote);
-    runScript("import ofTest");
     EXPECT_EQ(evaluate("str(ofTest.Note('door open'))"), "door open");
     EXPECT_EQ(evaluate("f\"{ofTest.Note('door open')}\""), "door open");
     EXPECT_EQ(evaluate("isinstance(ofTest.Note(''), ofTest.OutputStreamableImpl)"), "True");
@@ -118,24 +130,15 @@ TEST(PyOutputStreamableImplInPython, StrRaisesWhatWriteThrows)
 {
     const StartedPython python;
     makeModule("ofTest", &exportNote);
-    runScript("import ofTest\n"
-              "try:\n"
-              "    str(ofTest.Note('nothing to say'))\n"
-              "except RuntimeError as error:\n"
-              "    raised = str(error)\n");
-    EXPECT_EQ(evaluate("raised"), "nothing to say");
+    EXPECT_EQ(errorOf("str(ofTest.Note('nothing to say'))"), "nothing to say");
 }
 
 TEST(PyOutputStreamableImplInPython, IsNotMadeInPython)
 {
     const StartedPython python;
     makeModule("ofTest", &exportNote);
-    runScript("import ofTest\n"
-              "try:\n"
-              "    ofTest.OutputStreamableImpl()\n"
-              "except RuntimeError as error:\n"
-              "    raised = str(error)\n");
-    EXPECT_EQ(evaluate("raised"), "This class cannot be instantiated from Python");
+    EXPECT_EQ(errorOf("ofTest.OutputStreamableImpl()"),
+              "This class cannot be instantiated from Python");
 }
 
 TEST(PyOutputStreamableImplInPython, IsExportedToAnyNumberOfModulesWithoutAWarning)
@@ -145,7 +148,6 @@ TEST(PyOutputStreamableImplInPython, IsExportedToAnyNumberOfModulesWithoutAWarni
     makeModule("ofTest", &exportNote);
     makeModule("another", &PyOutputStreamableImpl::exportToPython);
     makeModule("another", &PyOutputStreamableImpl::exportToPython);
-    runScript("import ofTest, another");
     EXPECT_EQ(evaluate("ofTest.OutputStreamableImpl is another.OutputStreamableImpl"), "True");
     EXPECT_EQ(evaluate("another.OutputStreamableImpl.__str__(ofTest.Note('door'))"), "door");
 }

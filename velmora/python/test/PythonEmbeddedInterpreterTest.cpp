@@ -5,6 +5,7 @@
 #include "tests/support/CallbackAppender.h"
 #include "tests/support/CapturedAssertions.h"
 #include "tests/support/CapturedLog.h"
+#include "tests/support/PythonExceptions.h"
 #include "tests/support/VelmoraTree.h"
 #include "velmora/config/ParameterHashMap.h"
 #include "velmora/python/BoostPython.h"
@@ -38,8 +39,7 @@ using testing::ElementsAre;
 using testing::HasSubstr;
 using testing::IsEmpty;
 
-constexpr const char* s_szLogger = "keswardin.python.EmbeddedInterpreter";
-constexpr const char* s_szPrefix = "Embedded Python Interpreter Exception :\n";
+constexpr const char* s_szLogger = s_szPythonLogger;
 
 EmbeddedInterpreter& interpreter() { return EmbeddedInterpreter::getInstance(); }
 
@@ -323,43 +323,30 @@ TEST_F(EmbeddedInterpreterStarted, FindsExtensionModulesAndPackages)
 TEST_F(EmbeddedInterpreterStarted, LogsAnUncaughtExceptionWithItsTraceback)
 {
     run("def fail(): raise ValueError('text')\nfail()");
-    EXPECT_THAT(m_log.lines(),
-                ElementsAre(errorLine(s_szLogger, std::string(s_szPrefix) +
-                                                      "Traceback (most recent call last):\n"
-                                                      "  File \"<string>\", line 2, in <module>\n"
-                                                      "  File \"<string>\", line 1, in fail\n"
-                                                      "ValueError: text")));
+    EXPECT_THAT(m_log.lines(), ElementsAre(exceptionLine({"line 2, in <module>", "line 1, in fail"},
+                                                         "ValueError: text")));
 }
 
 TEST_F(EmbeddedInterpreterStarted, LogsWhatPythonItselfHandsToTheHook)
 {
     const InterpreterLock lock;
     EXPECT_EQ(-1, PyRun_SimpleString("1 / 0"));
-    EXPECT_THAT(m_log.lines(),
-                ElementsAre(errorLine(s_szLogger, std::string(s_szPrefix) +
-                                                      "Traceback (most recent call last):\n"
-                                                      "  File \"<string>\", line 1, in <module>\n"
-                                                      "ZeroDivisionError: division by zero")));
+    EXPECT_THAT(m_log.lines(), ElementsAre(exceptionLine({"line 1, in <module>"},
+                                                         "ZeroDivisionError: division by zero")));
 }
 
 TEST_F(EmbeddedInterpreterStarted, GoesOnAfterSystemExit)
 {
     run("raise SystemExit(3)");
     EXPECT_THAT(m_log.lines(),
-                ElementsAre(errorLine(s_szLogger, std::string(s_szPrefix) +
-                                                      "Traceback (most recent call last):\n"
-                                                      "  File \"<string>\", line 1, in <module>\n"
-                                                      "SystemExit: 3")));
+                ElementsAre(exceptionLine({"line 1, in <module>"}, "SystemExit: 3")));
 }
 
 TEST_F(EmbeddedInterpreterStarted, ReplacesTextThatUtf8CannotHold)
 {
     run("raise ValueError('a\\udc80b\\0c')");
     EXPECT_THAT(m_log.lines(),
-                ElementsAre(errorLine(s_szLogger, std::string(s_szPrefix) +
-                                                      "Traceback (most recent call last):\n"
-                                                      "  File \"<string>\", line 1, in <module>\n"
-                                                      "ValueError: a?b?c")));
+                ElementsAre(exceptionLine({"line 1, in <module>"}, "ValueError: a?b?c")));
 }
 
 TEST_F(EmbeddedInterpreterStarted, LogsExceptionsWithoutASearchPath)
@@ -393,8 +380,7 @@ TEST_F(EmbeddedInterpreterStarted, LosesNoErrorToAHookThatFails)
 TEST_F(EmbeddedInterpreterStarted, LogsWhatItCanWithoutTheModuleTraceback)
 {
     run("import sys\nsys.modules['traceback'] = None\nraise ValueError('text')");
-    EXPECT_THAT(m_log.lines(),
-                Contains(errorLine(s_szLogger, std::string(s_szPrefix) + "ValueError: text")));
+    EXPECT_THAT(m_log.lines(), Contains(exceptionLine("ValueError: text")));
 }
 
 TEST_F(EmbeddedInterpreterStarted, ReportsNothingWithoutAnError)
@@ -423,11 +409,8 @@ TEST_F(EmbeddedInterpreterStarted, KeepsTheHookThatCannotBeReplaced)
         "builtins.__import__ = failing");
     EXPECT_TRUE(interpreter().replaceExceptionHook());
     EXPECT_THAT(m_log.lines(),
-                ElementsAre(errorLine(s_szLogger, std::string(s_szPrefix) +
-                                                      "Traceback (most recent call last):\n"
-                                                      "  File \"<string>\", line 5, in <module>\n"
-                                                      "  File \"<string>\", line 4, in failing\n"
-                                                      "ImportError: no sys"),
+                ElementsAre(exceptionLine({"line 5, in <module>", "line 4, in failing"},
+                                          "ImportError: no sys"),
                             errorLine(s_szLogger, "Failed to install the velmora excepthook in the "
                                                   "Python embedded interpreter")));
 }
