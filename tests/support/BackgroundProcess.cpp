@@ -13,31 +13,11 @@
 #include <unistd.h>
 
 #include <cerrno>
-#include <chrono>
 #include <csignal>
 #include <system_error>
 
 namespace Velmora::Test
 {
-
-namespace
-{
-
-constexpr std::chrono::seconds s_limit(120);
-
-} // namespace
-
-bool waitUntil(const std::function<bool()>& in_condition)
-{
-    const auto deadline = std::chrono::steady_clock::now() + s_limit;
-    while (!in_condition())
-    {
-        if (std::chrono::steady_clock::now() > deadline)
-            return false;
-        usleep(5000);
-    }
-    return true;
-}
 
 BackgroundProcess::BackgroundProcess(
     std::vector<std::string> in_command, const std::string& in_strOutputFile,

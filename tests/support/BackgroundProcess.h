@@ -2,7 +2,8 @@
 
 #pragma once
 
-#include <functional>
+#include "tests/support/WaitUntil.h"
+
 #include <string>
 #include <utility>
 #include <vector>
@@ -11,9 +12,6 @@
 
 namespace Velmora::Test
 {
-
-/// Polls a condition for two minutes at most. Returns whether it became true.
-bool waitUntil(const std::function<bool()>& in_condition);
 
 /// A program that runs concurrently with the test, such as a server. The destructor kills it. It is
 /// also killed when the test ends.

@@ -2,6 +2,8 @@
 
 #include "tests/support/HelperProcess.h"
 
+#include "tests/support/WaitUntil.h"
+
 #include <fcntl.h>
 #include <poll.h>
 #include <sys/wait.h>
@@ -83,17 +85,6 @@ bool readUntilClosed(Pipe& in_output, Pipe& in_errors, HelperResult& out_result,
     return true;
 }
 
-bool waitUntil(pid_t in_pid, int& out_iStatus, Clock::time_point in_deadline)
-{
-    while (waitpid(in_pid, &out_iStatus, WNOHANG) == 0)
-    {
-        if (Clock::now() >= in_deadline)
-            return false;
-        usleep(2000);
-    }
-    return true;
-}
-
 } // namespace
 
 std::vector<std::string>
@@ -150,7 +141,8 @@ HelperResult runHelper(const std::string& in_strProgram,
     int iStatus = 0;
     const Clock::time_point deadline = Clock::now() + in_limit;
     result.bTimedOut =
-        !readUntilClosed(output, errors, result, deadline) || !waitUntil(pid, iStatus, deadline);
+        !readUntilClosed(output, errors, result, deadline) ||
+        !waitUntil([&] { return waitpid(pid, &iStatus, WNOHANG) != 0; }, deadline - Clock::now());
     if (result.bTimedOut)
     {
         kill(-pid, SIGKILL);

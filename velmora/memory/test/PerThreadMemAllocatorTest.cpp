@@ -5,6 +5,7 @@
 #include "tests/support/CapturedAssertions.h"
 #include "tests/support/CapturedLog.h"
 #include "tests/support/ForkedChild.h"
+#include "tests/support/WaitUntil.h"
 #include "velmora/memory/test/MallocWatch.h"
 
 #include <dlfcn.h>
@@ -433,8 +434,7 @@ TEST(PerThreadMemAllocator, MayDieWhileThreadsThatUsedItLive)
             while (!bStop)
                 std::this_thread::yield();
         });
-    while (!bUsed)
-        std::this_thread::yield();
+    EXPECT_TRUE(waitUntil([&bUsed] { return bUsed.load(); }));
     allocators.reset();
     bStop = true;
     thread.join();

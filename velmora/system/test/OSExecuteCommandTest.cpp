@@ -7,6 +7,7 @@
 #include "tests/support/DescriptorLimit.h"
 #include "tests/support/ForkedChild.h"
 #include "tests/support/TemporaryDirectory.h"
+#include "tests/support/WaitUntil.h"
 #include "velmora/system/test/SyscallFilter.h"
 
 #include <gmock/gmock.h>
@@ -91,8 +92,7 @@ bool isWaiting(const CapturedLog& in_log, const std::string& in_strCommand)
 
 void waitUntilWaiting(const CapturedLog& in_log, const std::string& in_strCommand)
 {
-    while (!isWaiting(in_log, in_strCommand))
-        std::this_thread::yield();
+    EXPECT_TRUE(waitUntil([&] { return isWaiting(in_log, in_strCommand); })) << in_strCommand;
 }
 
 /// Sets the action for a signal while it exists.
@@ -568,11 +568,14 @@ TEST(OSExecuteCommand, WaitsAgainAfterASignal)
         {
             waitUntilWaiting(log, strCommand);
             const std::string strInterrupted = "done waiting, res=-1 for cmd: " + strCommand;
-            while (countOf(log, strInterrupted) < 2)
-            {
-                pthread_kill(thread, SIGUSR1);
-                std::this_thread::yield();
-            }
+            EXPECT_TRUE(waitUntil(
+                [&]
+                {
+                    if (countOf(log, strInterrupted) >= 2)
+                        return true;
+                    pthread_kill(thread, SIGUSR1);
+                    return false;
+                }));
             gate.open();
         });
     EXPECT_EQ(6, execute(strCommand));

@@ -6,6 +6,7 @@
 #include "tests/support/Lines.h"
 #include "tests/support/TemporaryDirectory.h"
 #include "tests/support/TextOf.h"
+#include "tests/support/WaitUntil.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -17,6 +18,7 @@
 #include <cstddef>
 #include <cstdlib>
 #include <fstream>
+#include <latch>
 #include <set>
 #include <sstream>
 #include <string>
@@ -167,14 +169,12 @@ TEST_F(UUIDAtOneTime, OfManyThreadsAllDiffer)
     constexpr std::size_t uiPerThread = 2000;
     std::vector<std::vector<std::string>> texts(uiNumThreads);
     std::vector<std::thread> threads;
-    std::atomic<std::size_t> uiReady{0};
+    std::latch ready(uiNumThreads);
     for (std::vector<std::string>& mine : texts)
         threads.emplace_back(
-            [&mine, &uiReady]
+            [&mine, &ready]
             {
-                ++uiReady;
-                while (uiReady != uiNumThreads)
-                    std::this_thread::yield();
+                ready.arrive_and_wait();
                 for (std::size_t i = 0; i < uiPerThread; ++i)
                     mine.push_back(fieldsOf(UUID())[3]);
             });
@@ -227,8 +227,7 @@ TEST(UUID, CanBeMadeInTheChildOfAProcessWhoseThreadsMakeThem)
                 bMade = true;
             }
         });
-    while (!bMade)
-        std::this_thread::yield();
+    EXPECT_TRUE(waitUntil([&bMade] { return bMade.load(); }));
     for (int i = 0; i < 200; ++i)
         EXPECT_EQ(1U, textsOfTwin(1).size());
     bStop = true;
