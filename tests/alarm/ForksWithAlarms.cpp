@@ -8,16 +8,15 @@
 #include "tests/support/ForkedChild.h"
 #include "tests/support/NamedAlarm.h"
 #include "tests/support/NoLeakCheckInChild.h"
+#include "tests/support/Threads.h"
 #include "velmora/Sanitizers.h"
 #include "velmora/alarm/AlarmRegistry.h"
 
 #include <log4cplus/hierarchy.h>
 #include <log4cplus/logger.h>
 
-#include <atomic>
 #include <cstdio>
 #include <cstdlib>
-#include <latch>
 #include <thread>
 #include <vector>
 
@@ -74,19 +73,8 @@ int main(int argc, char** argv)
     registry.addObserver(&counter);
     const std::vector<LimitedObjPtr<Alarm>> alarms = Test::addNumberedAlarms("alarm", s_iThreads);
 
-    std::atomic<bool> bStop{false};
-    std::latch warm(s_iThreads);
-    std::vector<std::thread> threads;
-    for (const LimitedObjPtr<Alarm>& pAlarm : alarms)
-        threads.emplace_back(
-            [&bStop, &warm, pAlarm]
-            {
-                change(*pAlarm);
-                warm.count_down();
-                while (!bStop)
-                    change(*pAlarm);
-            });
-    warm.wait();
+    Test::RepeatingThreads threads(s_iThreads, [&alarms](std::size_t in_uiThread)
+                                   { change(*alarms[in_uiThread]); });
 
     int iCode = 0;
     for (int iFork = 0; iFork < std::atoi(argv[1]) && iCode == 0; ++iFork)
@@ -96,9 +84,7 @@ int main(int argc, char** argv)
                 useRegistryInChild(alarms);
                 std::exit(0);
             });
-    bStop = true;
-    for (std::thread& thread : threads)
-        thread.join();
+    threads.stop();
     registry.removeObserver(&counter);
     std::printf("last child ended with status %d, each observed: %d\n", iCode,
                 counter.m_iChanges % 2 == 0 ? 1 : 0);

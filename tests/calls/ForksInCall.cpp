@@ -8,6 +8,7 @@
 #include "tests/support/ConfigurationText.h"
 #include "tests/support/ForkedChild.h"
 #include "tests/support/NoLeakCheckInChild.h"
+#include "tests/support/Threads.h"
 #include "velmora/Sanitizers.h"
 #include "velmora/logging/CallDataRegistry.h"
 #include "velmora/logging/CallLogger.h"
@@ -15,11 +16,9 @@
 
 #include <log4cplus/logger.h>
 
-#include <atomic>
 #include <cstdio>
 #include <cstdlib>
 #include <string>
-#include <thread>
 
 using namespace Velmora;
 using namespace Velmora::Test;
@@ -52,6 +51,17 @@ void haveCall(const std::string& in_strId)
     VELMORA_LOG(logger, INFO_LOG_LEVEL, "of its own");
 }
 
+/// What the other thread does.
+void useCalls()
+{
+#if !VELMORA_ADDRESS_SANITIZER
+    haveCall("other");
+#else
+    // AddressSanitizer's malloc does not survive a fork while another thread is in it.
+    static_cast<void>(CallDataRegistry::getInstance()->getCurrentNumCall());
+#endif
+}
+
 } // namespace
 
 int main(int argc, char** argv)
@@ -61,20 +71,7 @@ int main(int argc, char** argv)
     CallLogger logger("keswardin.test.Call");
     logger.callStart("parent");
     VELMORA_LOG(logger, INFO_LOG_LEVEL, "before");
-    std::atomic<bool> bStop{false};
-    std::thread thread(
-        [&bStop]
-        {
-            while (!bStop)
-            {
-#if !VELMORA_ADDRESS_SANITIZER
-                haveCall("other");
-#else
-                // AddressSanitizer's malloc does not survive a fork while another thread is in it.
-                static_cast<void>(CallDataRegistry::getInstance()->getCurrentNumCall());
-#endif
-            }
-        });
+    RepeatingThreads thread(1, &useCalls);
     int iCode = 0;
     for (int iFork = 0; iFork < std::atoi(argv[2]) && iCode == 0; ++iFork)
         iCode = exitCodeOfChild(
@@ -85,8 +82,7 @@ int main(int argc, char** argv)
                 logger.callEnd();
                 std::exit(0);
             });
-    bStop = true;
-    thread.join();
+    thread.stop();
     VELMORA_LOG(logger, INFO_LOG_LEVEL, "behind");
     std::printf("last child ended with status %d\n", iCode);
     return 0;

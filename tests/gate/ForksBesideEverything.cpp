@@ -12,15 +12,12 @@
 #include "tests/support/CallLogging.h"
 #include "tests/support/ForkedChild.h"
 #include "tests/support/NoLeakCheckInChild.h"
+#include "tests/support/Threads.h"
 
-#include <atomic>
 #include <chrono>
 #include <cstdio>
 #include <cstdlib>
-#include <latch>
 #include <string>
-#include <thread>
-#include <vector>
 
 namespace
 {
@@ -71,27 +68,13 @@ int main(int argc, char** argv)
         !configureCalls(argv[2]))
         return 3;
 
-    std::atomic<bool> bStop{false};
     // Forks begin when each thread has used everything once.
-    std::latch warm(s_iThreads);
-    std::vector<std::thread> threads;
-    for (int iThread = 0; iThread < s_iThreads; ++iThread)
-        threads.emplace_back(
-            [&bStop, &warm]
-            {
-                doEverything();
-                warm.count_down();
-                while (!bStop)
-                    doEverything();
-            });
-    warm.wait();
+    RepeatingThreads threads(s_iThreads, &doEverything);
     int iFailed = 0;
     const int iForks = std::atoi(argv[3]);
     for (int iFork = 0; iFork < iForks && iFailed == 0; ++iFork)
         iFailed += forkOnce();
-    bStop = true;
-    for (std::thread& thread : threads)
-        thread.join();
+    threads.stop();
     std::printf("%d of %d children failed\n", iFailed, iForks);
     return iFailed == 0 ? 0 : 1;
 }

@@ -7,6 +7,7 @@
 
 #include "tests/support/ForkedChild.h"
 #include "tests/support/NoLeakCheckInChild.h"
+#include "tests/support/Threads.h"
 #include "velmora/Sanitizers.h"
 #include "velmora/logging/LogMacros.h"
 #include "velmora/memory/DefaultStaticMemAllocator.h"
@@ -14,13 +15,9 @@
 #include <log4cplus/fileappender.h>
 #include <log4cplus/hierarchy.h>
 
-#include <atomic>
 #include <cstdio>
 #include <cstdlib>
-#include <latch>
 #include <string>
-#include <thread>
-#include <vector>
 
 VELMORA_FILE_SCOPE_LOGGER("keswardin.test.Forks")
 
@@ -63,23 +60,12 @@ int main(int argc, char** argv)
     for (int iLogger = 0; iLogger < 100; ++iLogger)
         log4cplus::Logger::getInstance("keswardin.test.Forks.logger" + std::to_string(iLogger));
 
-    std::atomic<bool> bStop{false};
-    std::latch warm(s_iThreads);
-    std::vector<std::thread> threads;
-    for (int iThread = 0; iThread < s_iThreads; ++iThread)
-        threads.emplace_back(
-            [&]
-            {
-                for (int iLine = 0; iLine < 10; ++iLine)
-                    useLibrary();
-                warm.count_down();
-                while (!bStop)
-                {
-                    useLibrary();
-                    makeLogger();
-                }
-            });
-    warm.wait();
+    Velmora::Test::RepeatingThreads threads(s_iThreads,
+                                            []
+                                            {
+                                                useLibrary();
+                                                makeLogger();
+                                            });
 
     int iCode = 0;
     for (int iFork = 0; iFork < std::atoi(argv[2]) && iCode == 0; ++iFork)
@@ -90,9 +76,7 @@ int main(int argc, char** argv)
                 useLibrary();
                 std::exit(0);
             });
-    bStop = true;
-    for (std::thread& thread : threads)
-        thread.join();
+    threads.stop();
     std::printf("last child ended with status %d\n", iCode);
     return iCode == 0 ? 0 : 1;
 }

@@ -2,6 +2,7 @@
 
 #pragma once
 
+#include "tests/support/Threads.h"
 #include "tests/support/VelmoraTree.h"
 #include "velmora/python/BoostPython.h"
 #include "velmora/python/InterpreterLock.h"
@@ -11,8 +12,6 @@
 
 #include <algorithm>
 #include <string>
-#include <thread>
-#include <utility>
 
 namespace Velmora::Test
 {
@@ -97,18 +96,11 @@ auto locked(Function in_function)
     return in_function();
 }
 
-/// Runs a function on a new thread and waits for it.
-template <class Function>
-void onThread(Function in_function)
-{
-    std::thread(std::move(in_function)).join();
-}
-
 /// Checks that another thread can enter Python now. Waits forever if this thread holds the
 /// interpreter lock, so use it only where the lock must not be held.
 inline void enterOnAnotherThread()
 {
-    onThread([] { const Python::InterpreterLock lock; });
+    onAnotherThread([] { const Python::InterpreterLock lock; });
 }
 
 } // namespace Velmora::Test

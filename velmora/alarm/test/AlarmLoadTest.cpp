@@ -6,6 +6,7 @@
 #include "velmora/alarm/AggregateAlarmImpl.h"
 
 #include "tests/support/Alarms.h"
+#include "tests/support/Threads.h"
 
 #include <gtest/gtest.h>
 #include <log4cplus/logger.h>
@@ -149,20 +150,16 @@ TEST_F(AlarmLoad, AnAggregateBehindAHandleFollowsAlarmsOfSeveralThreads)
         pAggregate->addAlarm(*pAlarm);
     ChangesOfOneAlarm observer;
     pHandle->addObserver(&observer);
-    std::vector<std::thread> threads;
-    for (int iThread = 0; iThread < s_iThreads; ++iThread)
-        threads.emplace_back(
-            [this]
-            {
-                for (int iRound = 0; iRound < s_iRounds / 10; ++iRound)
-                    for (const LimitedObjPtr<Alarm>& pAlarm : m_handles)
-                    {
-                        pAlarm->set();
-                        pAlarm->reset();
-                    }
-            });
-    for (std::thread& thread : threads)
-        thread.join();
+    onThreads(s_iThreads,
+              [this]
+              {
+                  for (int iRound = 0; iRound < s_iRounds / 10; ++iRound)
+                      for (const LimitedObjPtr<Alarm>& pAlarm : m_handles)
+                      {
+                          pAlarm->set();
+                          pAlarm->reset();
+                      }
+              });
     EXPECT_EQ(Alarm::ALARM_OFF, pHandle->getState());
     EXPECT_EQ(0, observer.m_iWrong);
     EXPECT_LT(0, observer.m_iChanges);
@@ -170,27 +167,23 @@ TEST_F(AlarmLoad, AnAggregateBehindAHandleFollowsAlarmsOfSeveralThreads)
 
 TEST_F(AlarmLoad, AlarmsAreAddedFoundAndObservedOnSeveralThreads)
 {
-    std::vector<std::thread> threads;
     std::atomic<int> iAdded{0};
-    for (int iThread = 0; iThread < s_iThreads; ++iThread)
-        threads.emplace_back(
-            [this, &iAdded]
-            {
-                OfAllAlarms observer;
-                for (int iAlarm = 0; iAlarm < s_iRounds; ++iAlarm)
-                {
-                    const std::string strId = "new." + std::to_string(iAlarm);
-                    m_registry.addObserver(&observer);
-                    const LimitedObjPtr<Alarm> pAlarm =
-                        m_registry.addAlarm(new NamedAlarm(strId), true);
-                    if (pAlarm == m_registry.getAlarm(strId))
-                        ++iAdded;
-                    pAlarm->set();
-                    m_registry.removeObserver(&observer);
-                }
-            });
-    for (std::thread& thread : threads)
-        thread.join();
+    onThreads(s_iThreads,
+              [this, &iAdded]
+              {
+                  OfAllAlarms observer;
+                  for (int iAlarm = 0; iAlarm < s_iRounds; ++iAlarm)
+                  {
+                      const std::string strId = "new." + std::to_string(iAlarm);
+                      m_registry.addObserver(&observer);
+                      const LimitedObjPtr<Alarm> pAlarm =
+                          m_registry.addAlarm(new NamedAlarm(strId), true);
+                      if (pAlarm == m_registry.getAlarm(strId))
+                          ++iAdded;
+                      pAlarm->set();
+                      m_registry.removeObserver(&observer);
+                  }
+              });
     EXPECT_EQ(s_iThreads * s_iRounds, iAdded);
     std::vector<LimitedObjPtr<Alarm>> alarms;
     m_registry.getAllAlarms(alarms);

@@ -9,6 +9,7 @@
 #include "tests/support/PythonExceptions.h"
 #include "tests/support/StartedPython.h"
 #include "tests/support/TextOf.h"
+#include "tests/support/Threads.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -232,16 +233,12 @@ TEST_F(AlarmsOfScripts, MayForkWhileNativeObserversEnterPython)
     EntersPython observer;
     const LimitedObjPtr<Alarm> pNative = m_registry.addAlarm(new NamedAlarm("native"), false);
     pNative->addObserver(&observer);
-    std::atomic<bool> bDone{false};
-    std::thread native(
-        [&]
-        {
-            while (!bDone)
-            {
-                pNative->set();
-                pNative->reset();
-            }
-        });
+    RepeatingThreads native(1,
+                            [&]
+                            {
+                                pNative->set();
+                                pNative->reset();
+                            });
     runScript("import os\n"
               "codes = set()\n"
               "for i in range(20):\n"
@@ -250,8 +247,7 @@ TEST_F(AlarmsOfScripts, MayForkWhileNativeObserversEnterPython)
               "        registry.setAlarm('native')\n"
               "        os._exit(7)\n"
               "    codes.add(os.waitstatus_to_exitcode(os.waitpid(pid, 0)[1]))\n");
-    bDone = true;
-    native.join();
+    native.stop();
     EXPECT_EQ("{7}", evaluate("codes"));
 }
 

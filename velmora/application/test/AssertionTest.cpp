@@ -9,6 +9,7 @@
 #include "tests/support/CapturedAssertions.h"
 #include "tests/support/CapturedLog.h"
 #include "tests/support/Locales.h"
+#include "tests/support/Threads.h"
 #include "velmora/application/test/BufferedFileLog.h"
 
 #include <ace/Object_Manager.h>
@@ -45,6 +46,7 @@ using Velmora::Test::FailedAssertion;
 using Velmora::Test::failedAssertion;
 using Velmora::Test::failedAssertions;
 using Velmora::Test::GlobalLocale;
+using Velmora::Test::onThreads;
 
 constexpr const char* s_szAssertionLogger = "keswardin.infra.Assertion";
 constexpr const char* s_szParameter = "keswardin.infra.abortOnAssert";
@@ -834,17 +836,12 @@ TEST_F(AssertionWithEmptySeam, MayFailOnSeveralThreadsAtOnce)
 {
     constexpr int s_iThreads = 4;
     constexpr int s_iFailures = 200;
-    std::vector<std::thread> threads;
-
-    for (int iThread = 0; iThread < s_iThreads; ++iThread)
-        threads.emplace_back(
-            []
-            {
-                for (int iFailure = 0; iFailure < s_iFailures; ++iFailure)
-                    VELMORA_FILE_ASSERT_TEXT(false, "0");
-            });
-    for (std::thread& thread : threads)
-        thread.join();
+    onThreads(s_iThreads,
+              []
+              {
+                  for (int iFailure = 0; iFailure < s_iFailures; ++iFailure)
+                      VELMORA_FILE_ASSERT_TEXT(false, "0");
+              });
 
     const std::vector<FailedAssertion> failures = failedAssertions(m_log);
     EXPECT_THAT(failures, SizeIs(s_iThreads * s_iFailures));

@@ -6,6 +6,7 @@
 
 #include "tests/support/CapturedAssertions.h"
 #include "tests/support/CapturedLog.h"
+#include "tests/support/Threads.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -105,11 +106,8 @@ TEST(OnDemandSingleton, EachThreadKeepsItsPointerToTheOneObject)
 TEST(OnDemandSingleton, ThreadsThatAskAtOnceGetOneObject)
 {
     std::vector<Recorder*> found(8);
-    std::vector<std::thread> threads;
-    for (Recorder*& pFound : found)
-        threads.emplace_back([&pFound] { pFound = OnDemandSingleton<Recorder>::getInstance(); });
-    for (std::thread& thread : threads)
-        thread.join();
+    onThreads(static_cast<int>(found.size()), [&found](std::size_t in_uiThread)
+              { found[in_uiThread] = OnDemandSingleton<Recorder>::getInstance(); });
     for (const Recorder* const pFound : found)
         EXPECT_EQ(OnDemandSingleton<Recorder>::getInstance(), pFound);
     EXPECT_EQ(1, Recorder::s_iMade);

@@ -3,6 +3,7 @@
 #include "velmora/application/ProcessGate.h"
 
 #include "tests/support/ForkedChild.h"
+#include "tests/support/Threads.h"
 #include "velmora/application/GatedGuard.h"
 
 #include <ace/RW_Thread_Mutex.h>
@@ -20,7 +21,6 @@
 #include <stdexcept>
 #include <string>
 #include <thread>
-#include <vector>
 
 namespace Velmora::Test
 {
@@ -38,19 +38,12 @@ using RecursiveGuard = GatedGuard<ACE_Recursive_Thread_Mutex>;
 template <class Function>
 int mostInsideWhileClosed(const std::atomic<int>& in_iInside, Function in_function)
 {
-    std::atomic<bool> bStop{false};
-    std::vector<std::thread> threads;
-    for (int iThread = 0; iThread < s_iThreads; ++iThread)
-        threads.emplace_back(
-            [&]
-            {
-                // Runs at least once, even if the closings are over before this thread starts.
-                do
-                {
-                    in_function();
-                    std::this_thread::yield();
-                } while (!bStop);
-            });
+    const RepeatingThreads threads(s_iThreads,
+                                   [&]
+                                   {
+                                       in_function();
+                                       std::this_thread::yield();
+                                   });
     int iMost = 0;
     for (int iClosing = 0; iClosing < s_iClosings; ++iClosing)
         EXPECT_TRUE(ProcessGate::whileClosed(
@@ -61,9 +54,6 @@ int mostInsideWhileClosed(const std::atomic<int>& in_iInside, Function in_functi
                 iMost = std::max(iMost, in_iInside.load());
                 return true;
             }));
-    bStop = true;
-    for (std::thread& thread : threads)
-        thread.join();
     return iMost;
 }
 
@@ -360,20 +350,16 @@ TEST(ProcessGate, ThreadsThatForkFromInsideDoNotWaitForEachOther)
 {
     constexpr int iForks = 20;
     std::atomic<int> iFailures{0};
-    std::vector<std::thread> threads;
-    for (int iThread = 0; iThread < 4; ++iThread)
-        threads.emplace_back(
-            [&]
-            {
-                for (int iFork = 0; iFork < iForks; ++iFork)
-                {
-                    const ProcessGate::Pass pass;
-                    if (exitCodeOfChild([] { return ProcessGate::isInside() ? 7 : 8; }) != 7)
-                        ++iFailures;
-                }
-            });
-    for (std::thread& thread : threads)
-        thread.join();
+    onThreads(4,
+              [&]
+              {
+                  for (int iFork = 0; iFork < iForks; ++iFork)
+                  {
+                      const ProcessGate::Pass pass;
+                      if (exitCodeOfChild([] { return ProcessGate::isInside() ? 7 : 8; }) != 7)
+                          ++iFailures;
+                  }
+              });
     EXPECT_EQ(0, iFailures);
 }
 

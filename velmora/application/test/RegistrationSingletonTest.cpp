@@ -4,14 +4,13 @@
 
 #include "tests/support/CapturedAssertions.h"
 #include "tests/support/CapturedLog.h"
+#include "tests/support/Threads.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
 #include <cstdio>
 #include <cstdlib>
-#include <thread>
-#include <vector>
 
 namespace Velmora::Test
 {
@@ -167,23 +166,19 @@ TEST(RegistrationSingleton, AnObjectMayComeBackToThePoolWhenItDies)
 TEST(RegistrationSingleton, ThreadsRegisterFindAndDeregisterAtOnce)
 {
     const CapturedLog silent(FATAL_LOG_LEVEL);
-    std::vector<std::thread> threads;
-    for (int iThread = 0; iThread < 4; ++iThread)
-        threads.emplace_back(
-            [iThread]
-            {
-                const std::string strOwn = "engine" + std::to_string(iThread);
-                for (int i = 0; i < 500; ++i)
-                {
-                    const TSHandle<Object> hOwn = registered(strOwn.c_str());
-                    registered("shared");
-                    ASSERT_THAT(RegistrationSingleton::getInstances(strOwn.c_str()),
-                                ElementsAre(hOwn));
-                    RegistrationSingleton::deregister(strOwn.c_str());
-                }
-            });
-    for (std::thread& thread : threads)
-        thread.join();
+    onThreads(4,
+              [](int in_iThread)
+              {
+                  const std::string strOwn = "engine" + std::to_string(in_iThread);
+                  for (int i = 0; i < 500; ++i)
+                  {
+                      const TSHandle<Object> hOwn = registered(strOwn.c_str());
+                      registered("shared");
+                      ASSERT_THAT(RegistrationSingleton::getInstances(strOwn.c_str()),
+                                  ElementsAre(hOwn));
+                      RegistrationSingleton::deregister(strOwn.c_str());
+                  }
+              });
     EXPECT_EQ(2000U, RegistrationSingleton::getInstances("shared").size());
 }
 

@@ -4,6 +4,7 @@
 
 #include "tests/support/CapturedAssertions.h"
 #include "tests/support/CapturedLog.h"
+#include "tests/support/Threads.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -11,8 +12,6 @@
 #include <array>
 #include <cstdio>
 #include <cstdlib>
-#include <thread>
-#include <vector>
 
 namespace Velmora::Test
 {
@@ -120,12 +119,9 @@ TEST(SingletonRegistry, ThreadsThatInsertOneNameGetOneObject)
     SingletonRegistryImpl registry;
     std::array<char, 8> objects{};
     std::array<void*, 8> found{};
-    std::vector<std::thread> threads;
-    for (std::size_t i = 0; i < objects.size(); ++i)
-        threads.emplace_back(
-            [&, i] { found[i] = registry.insert("name", &objects[i], nullptr, nullptr); });
-    for (std::thread& thread : threads)
-        thread.join();
+    onThreads(
+        static_cast<int>(objects.size()), [&](std::size_t in_uiThread)
+        { found[in_uiThread] = registry.insert("name", &objects[in_uiThread], nullptr, nullptr); });
     for (void* const pFound : found)
         EXPECT_EQ(registry.find("name"), pFound);
 }

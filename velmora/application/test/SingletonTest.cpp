@@ -2,13 +2,13 @@
 
 #include "velmora/application/Singleton.h"
 
+#include "tests/support/Threads.h"
 #include "velmora/memory/InAccount.h"
 
 #include <gtest/gtest.h>
 
 #include <cstdio>
 #include <cstdlib>
-#include <thread>
 #include <vector>
 
 namespace Velmora::Test
@@ -61,11 +61,8 @@ TEST(Singleton, ATwinIsDeletedAndTheFirstIsUsed)
 TEST(Singleton, ThreadsGetOneObject)
 {
     std::vector<BuildNumber*> found(8);
-    std::vector<std::thread> threads;
-    for (BuildNumber*& pFound : found)
-        threads.emplace_back([&pFound] { pFound = BuildNumber::getInstance(); });
-    for (std::thread& thread : threads)
-        thread.join();
+    onThreads(static_cast<int>(found.size()), [&found](std::size_t in_uiThread)
+              { found[in_uiThread] = BuildNumber::getInstance(); });
     for (const BuildNumber* const pFound : found)
         EXPECT_EQ(BuildNumber::getInstance(), pFound);
 }

@@ -12,6 +12,7 @@
 #include "tests/support/ForkedChild.h"
 #include "tests/support/Locales.h"
 #include "tests/support/TextOf.h"
+#include "tests/support/Threads.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -21,7 +22,6 @@
 #include <cstddef>
 #include <cstdio>
 #include <cstdlib>
-#include <functional>
 #include <string>
 #include <thread>
 #include <vector>
@@ -68,16 +68,6 @@ std::vector<LogLine> results()
 Alarm& alarmInRegistry(const char* in_szId)
 {
     return *AlarmRegistry::getInstance().addAlarm(new NamedAlarm<>(in_szId), false);
-}
-
-/// Calls a function on several threads concurrently.
-void onThreads(int in_iThreads, const std::function<void()>& in_function)
-{
-    std::vector<std::thread> threads;
-    for (int iThread = 0; iThread < in_iThreads; ++iThread)
-        threads.emplace_back(in_function);
-    for (std::thread& thread : threads)
-        thread.join();
 }
 
 /// Exposes the protected functions.
@@ -453,17 +443,9 @@ TEST(UnitTest, AnAssertionThatFailsInAnAppenderWhileResultsAreLoggedIsRecorded)
 TEST(UnitTest, AChildOfAForkMayCheckWhileThreadsOfItsParentDo)
 {
     unitTest().check(true, "before", "", 1);
-    std::atomic<bool> bStop{false};
-    std::thread checking(
-        [&bStop]
-        {
-            while (!bStop)
-                unitTest().check(true, "of a thread", "", 1);
-        });
+    const RepeatingThreads checking(1, [] { unitTest().check(true, "of a thread", "", 1); });
     for (int iFork = 0; iFork < 100; ++iFork)
         EXPECT_EQ(0, exitCodeOfChild([] { unitTest().check(true, "of a child", "", 1); }));
-    bStop = true;
-    checking.join();
 }
 
 // The end

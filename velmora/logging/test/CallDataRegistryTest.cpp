@@ -11,6 +11,7 @@
 #include "tests/support/CapturedLog.h"
 #include "tests/support/ForkedChild.h"
 #include "tests/support/TemporaryDirectory.h"
+#include "tests/support/Threads.h"
 #include "velmora/memory/test/MallocWatch.h"
 
 #include <gmock/gmock.h>
@@ -23,7 +24,6 @@
 #include <filesystem>
 #include <new>
 #include <string>
-#include <thread>
 #include <type_traits>
 #include <utility>
 #include <vector>
@@ -598,23 +598,19 @@ TEST(CallDataRegistry, ThreadsBeginCopyAndEndTheSameCalls)
     const CapturedLog log(WARN_LOG_LEVEL);
     ASSERT_TRUE(configureCalls(directory.path().string()));
     std::atomic<int> iWrong{0};
-    std::vector<std::thread> threads;
-    for (int iThread = 0; iThread < 4; ++iThread)
-        threads.emplace_back(
-            [&iWrong]
-            {
-                for (int iRound = 0; iRound < 300; ++iRound)
-                {
-                    const std::string strId = std::to_string(iRound % 3);
-                    Handle hCall = call(strId.c_str());
-                    const Handle hCopy(hCall);
-                    hCall.releaseObject();
-                    if (hCopy->getCallId() != strId || !hCopy->getAppender())
-                        ++iWrong;
-                }
-            });
-    for (std::thread& thread : threads)
-        thread.join();
+    onThreads(4,
+              [&iWrong]
+              {
+                  for (int iRound = 0; iRound < 300; ++iRound)
+                  {
+                      const std::string strId = std::to_string(iRound % 3);
+                      Handle hCall = call(strId.c_str());
+                      const Handle hCopy(hCall);
+                      hCall.releaseObject();
+                      if (hCopy->getCallId() != strId || !hCopy->getAppender())
+                          ++iWrong;
+                  }
+              });
 
     EXPECT_EQ(0, iWrong);
     EXPECT_EQ(0U, registry().getCurrentNumCall());
@@ -631,17 +627,10 @@ TEST(CallDataRegistry, IsConfiguredWhileCallsAskForTheirAppenders)
     const TemporaryDirectory directory;
     const CapturedLog log(WARN_LOG_LEVEL);
     ASSERT_TRUE(configureCalls(directory.path().string()));
-    std::atomic<bool> bStop{false};
-    std::thread thread(
-        [&bStop]
-        {
-            while (!bStop)
-                EXPECT_TRUE(call()->getAppender());
-        });
+    RepeatingThreads thread(1, [] { EXPECT_TRUE(call()->getAppender()); });
     for (int iRound = 0; iRound < 50; ++iRound)
         EXPECT_TRUE(configureCalls(directory.path().string()));
-    bStop = true;
-    thread.join();
+    thread.stop();
 
     EXPECT_THAT(log.lines(), IsEmpty());
 }

@@ -7,6 +7,7 @@
 
 #include "tests/support/CallbackAppender.h"
 #include "tests/support/CapturedLog.h"
+#include "tests/support/Threads.h"
 
 #include <ace/Log_Msg.h>
 #include <ace/Log_Record.h>
@@ -14,7 +15,6 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-#include <atomic>
 #include <chrono>
 #include <future>
 #include <string>
@@ -190,17 +190,9 @@ TEST(Log4cplusBackend, AnAppenderLogsThroughACEWhileOtherThreadsDo)
             if (in_strText == "from an appender")
                 ++iFromAppender;
         });
-    std::atomic<bool> bDone{false};
-    std::thread other(
-        [&bDone]
-        {
-            while (!bDone)
-                ACE_ERROR((LM_ERROR, "from a thread"));
-        });
+    const RepeatingThreads other(1, [] { ACE_ERROR((LM_ERROR, "from a thread")); });
     for (int iLine = 0; iLine < iLines; ++iLine)
         VELMORA_LOG(Logger("keswardin.test"), WARN_LOG_LEVEL, "line");
-    bDone = true;
-    other.join();
     EXPECT_EQ(iLines, iFromAppender);
 }
 

@@ -8,6 +8,7 @@
 #include "tests/support/CapturedLog.h"
 #include "tests/support/Locales.h"
 #include "tests/support/TextOf.h"
+#include "tests/support/Threads.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -54,6 +55,7 @@ using Velmora::Test::fatalLine;
 using Velmora::Test::groupingLocale;
 using Velmora::Test::infoLine;
 using Velmora::Test::LogLine;
+using Velmora::Test::onThreads;
 using Velmora::Test::textOf;
 using Velmora::Test::warnLine;
 
@@ -821,17 +823,13 @@ TEST(LogMacros, LinesOfSeveralThreadsStayWhole)
     constexpr int s_iThreads = 4;
     constexpr int s_iLines = 250;
     const CapturedLog log;
-    std::vector<std::thread> threads;
-
-    for (int iThread = 0; iThread < s_iThreads; ++iThread)
-        threads.emplace_back(
-            [iThread]
-            {
-                for (int iLine = 0; iLine < s_iLines; ++iLine)
-                    VELMORA_FILE_LOG_INFO("thread " << iThread << std::hex << " line " << iLine);
-            });
-    for (std::thread& thread : threads)
-        thread.join();
+    onThreads(s_iThreads,
+              [](int in_iThread)
+              {
+                  for (int iLine = 0; iLine < s_iLines; ++iLine)
+                      VELMORA_FILE_LOG_INFO("thread " << in_iThread << std::hex << " line "
+                                                      << iLine);
+              });
 
     std::vector<std::string> texts;
     for (const LogLine& line : log.lines())

@@ -13,6 +13,7 @@
 #include "tests/support/Lines.h"
 #include "tests/support/Tasks.h"
 #include "tests/support/TemporaryDirectory.h"
+#include "tests/support/Threads.h"
 #include "tests/support/UdpServer.h"
 
 #include <ace/Trace.h>
@@ -587,18 +588,14 @@ TEST_F(LoggerConfiguration, ALevelThatStaysInEffectIsInEffectAllTheTime)
         fileConfiguration("log4cplus.logger.a=INFO\nlog4cplus.logger.a.b=INHERITED\n")};
     ASSERT_TRUE(configure(texts[0]));
     const Logger logger("a.b.c");
-    std::atomic<bool> bStop{false};
     std::atomic<int> iWrong{0};
-    std::latch isLooking(1);
-    std::thread thread(
-        [&]
-        {
-            isLooking.count_down();
-            while (!bStop)
-                if (logger.isEnabledFor(DEBUG_LOG_LEVEL) || !logger.isEnabledFor(INFO_LOG_LEVEL))
-                    ++iWrong;
-        });
-    isLooking.wait();
+    RepeatingThreads thread(1,
+                            [&]
+                            {
+                                if (logger.isEnabledFor(DEBUG_LOG_LEVEL) ||
+                                    !logger.isEnabledFor(INFO_LOG_LEVEL))
+                                    ++iWrong;
+                            });
     for (int iRound = 0; iRound < 1000; ++iRound)
     {
         std::string strText = texts[static_cast<std::size_t>(iRound) % texts.size()];
@@ -607,8 +604,7 @@ TEST_F(LoggerConfiguration, ALevelThatStaysInEffectIsInEffectAllTheTime)
             strText.replace(strText.find("INFO, file"), 4, "DEBUG");
         EXPECT_TRUE(configure(strText));
     }
-    bStop = true;
-    thread.join();
+    thread.stop();
     EXPECT_EQ(0, iWrong);
 }
 
@@ -769,18 +765,14 @@ TEST_F(LoggerConfiguration, FailsWhenAThreadDoesNotComeOutOfAnOperation)
 
 TEST_F(LoggerConfiguration, ThreadsThatReconfigureWaitForEachOther)
 {
-    std::vector<std::thread> threads;
-    for (int iThread = 0; iThread < 3; ++iThread)
-        threads.emplace_back(
-            [this, iThread]
-            {
-                const ParameterTrie trie = iThread == 0 ? trieOf("log4cplus.rootLogger=INFO\n")
-                                                        : trieOf(fileConfiguration());
-                for (int i = 0; i < 30; ++i)
-                    EXPECT_EQ(iThread != 0, Logger::configure(trie));
-            });
-    for (std::thread& thread : threads)
-        thread.join();
+    onThreads(3,
+              [this](int in_iThread)
+              {
+                  const ParameterTrie trie = in_iThread == 0 ? trieOf("log4cplus.rootLogger=INFO\n")
+                                                             : trieOf(fileConfiguration());
+                  for (int i = 0; i < 30; ++i)
+                      EXPECT_EQ(in_iThread != 0, Logger::configure(trie));
+              });
     EXPECT_TRUE(Logger::configurationOK());
 }
 

@@ -7,6 +7,7 @@
 #include "tests/support/CountedAllocations.h"
 #include "tests/support/Locales.h"
 #include "tests/support/NumberedText.h"
+#include "tests/support/Threads.h"
 #include "tests/support/UdpServer.h"
 #include "velmora/logging/LogMacros.h"
 #include "velmora/logging/SyslogHosts.h"
@@ -1047,16 +1048,12 @@ TEST_F(RemoteSyslogOnThreads, AThreadLogsWhileItIsClosed)
 
 TEST_F(RemoteSyslogOnThreads, ThreadsMakeAppendersConcurrently)
 {
-    std::vector<std::thread> threads;
-    for (int iThread = 0; iThread < 4; ++iThread)
-        threads.emplace_back(
-            [properties = with(properties(), "Hostname", "localhost")]
-            {
-                for (int iTime = 0; iTime < 10; ++iTime)
-                    RemoteSyslogAppender(properties).doAppend(eventOf(INFO_LOG_LEVEL, "text"));
-            });
-    for (std::thread& thread : threads)
-        thread.join();
+    onThreads(4,
+              [properties = with(properties(), "Hostname", "localhost")]
+              {
+                  for (int iTime = 0; iTime < 10; ++iTime)
+                      RemoteSyslogAppender(properties).doAppend(eventOf(INFO_LOG_LEVEL, "text"));
+              });
 
     EXPECT_THAT(m_server.receive(40), Each("<13>text"));
 }

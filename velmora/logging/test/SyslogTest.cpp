@@ -3,6 +3,7 @@
 #include "velmora/logging/Syslog.h"
 
 #include "tests/support/CapturedLog.h"
+#include "tests/support/Threads.h"
 #include "velmora/logging/Logger.h"
 
 #include <gmock/gmock.h>
@@ -11,8 +12,6 @@
 
 #include <climits>
 #include <string>
-#include <thread>
-#include <vector>
 
 namespace Velmora::Test
 {
@@ -216,16 +215,12 @@ TEST(SyslogToLogger, ThreadsDoNotMixTheirTexts)
 {
     const CapturedLog log;
     const std::string strText(1000, 'x');
-    std::vector<std::thread> threads;
-    for (int iThread = 0; iThread < 4; ++iThread)
-        threads.emplace_back(
-            [&strText]
-            {
-                for (int iLine = 0; iLine < 100; ++iLine)
-                    syslogToLogger(6, "%s", strText.c_str());
-            });
-    for (std::thread& thread : threads)
-        thread.join();
+    onThreads(4,
+              [&strText]
+              {
+                  for (int iLine = 0; iLine < 100; ++iLine)
+                      syslogToLogger(6, "%s", strText.c_str());
+              });
 
     EXPECT_THAT(log.lines(), SizeIs(400));
     EXPECT_THAT(log.lines(), Each(lineAt(INFO_LOG_LEVEL, strText)));

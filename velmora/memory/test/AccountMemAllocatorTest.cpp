@@ -6,6 +6,7 @@
 #include "tests/support/CapturedAssertions.h"
 #include "tests/support/CapturedLog.h"
 #include "tests/support/TextOf.h"
+#include "tests/support/Threads.h"
 #include "velmora/Sanitizers.h"
 #include "velmora/memory/AceCleanupMemAllocator.h"
 #include "velmora/memory/test/MallocWatch.h"
@@ -745,19 +746,15 @@ TEST_F(AccountMemAllocatorTest, AccountsStayExactWhenThreadsReleaseWhatOthersAll
 
 TEST_F(AccountMemAllocatorTest, ThreadsThatUseOneAccountLoseNoByte)
 {
-    std::vector<std::thread> threads;
-    for (int iThread = 0; iThread < 4; ++iThread)
-        threads.emplace_back(
-            [this]
-            {
-                for (int iRound = 0; iRound < 1000; ++iRound)
-                {
-                    deallocate(allocate(100, "shared"), 100, "shared");
-                    static_cast<void>(allocate(3, "shared"));
-                }
-            });
-    for (std::thread& thread : threads)
-        thread.join();
+    onThreads(4,
+              [this]
+              {
+                  for (int iRound = 0; iRound < 1000; ++iRound)
+                  {
+                      deallocate(allocate(100, "shared"), 100, "shared");
+                      static_cast<void>(allocate(3, "shared"));
+                  }
+              });
     EXPECT_EQ(4 * 1000 * 3, accountOf("shared").iBalance);
     EXPECT_EQ(4000U, m_allocator->getStats(classFor(3)).uiNumChunkAlloc);
     EXPECT_EQ(4000U, m_allocator->getStats(classFor(100)).uiNumChunkDealloc);
@@ -765,16 +762,12 @@ TEST_F(AccountMemAllocatorTest, ThreadsThatUseOneAccountLoseNoByte)
 
 TEST_F(AccountMemAllocatorTest, ThreadsThatMakeTheSameAccountsAgreeOnThem)
 {
-    std::vector<std::thread> threads;
-    for (int iThread = 0; iThread < 4; ++iThread)
-        threads.emplace_back(
-            [this]
-            {
-                for (int iAccount = 0; iAccount < 200; ++iAccount)
-                    static_cast<void>(allocate(1, std::to_string(iAccount).c_str()));
-            });
-    for (std::thread& thread : threads)
-        thread.join();
+    onThreads(4,
+              [this]
+              {
+                  for (int iAccount = 0; iAccount < 200; ++iAccount)
+                      static_cast<void>(allocate(1, std::to_string(iAccount).c_str()));
+              });
     std::set<std::uint64_t> ids;
     for (int iAccount = 0; iAccount < 200; ++iAccount)
     {
@@ -789,13 +782,9 @@ TEST_F(AccountMemAllocatorTest, ThreadsThatMakeTheSameAccountsAgreeOnThem)
 
 TEST_F(AccountMemAllocatorTest, ReportsWhileOtherThreadsWork)
 {
-    std::atomic<bool> bStop{false};
-    std::thread worker(
-        [&]
-        {
-            for (unsigned uiRound = 0; !bStop; ++uiRound)
-                deallocate(allocate(100, std::to_string(uiRound % 50).c_str()), 100, nullptr);
-        });
+    RepeatingThreads worker(
+        1, [this, uiRound = 0U]() mutable
+        { deallocate(allocate(100, std::to_string(uiRound++ % 50).c_str()), 100, nullptr); });
     for (int iRound = 0; iRound < 200; ++iRound)
     {
         m_allocator->logMemAccountingStats();
@@ -804,8 +793,7 @@ TEST_F(AccountMemAllocatorTest, ReportsWhileOtherThreadsWork)
         for (const auto& [strName, account] : hash)
             EXPECT_THAT(account.iBalance, testing::AnyOf(0, 100));
     }
-    bStop = true;
-    worker.join();
+    worker.stop();
     EXPECT_THAT(m_log.lines(), testing::Each(testing::Field(
                                    &LogLine::strText, testing::StartsWith("Memory Account "))));
 }

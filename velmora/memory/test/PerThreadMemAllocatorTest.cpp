@@ -5,6 +5,7 @@
 #include "tests/support/CapturedAssertions.h"
 #include "tests/support/CapturedLog.h"
 #include "tests/support/ForkedChild.h"
+#include "tests/support/Threads.h"
 #include "tests/support/WaitUntil.h"
 #include "velmora/memory/test/MallocWatch.h"
 
@@ -19,7 +20,6 @@
 #include <cstdint>
 #include <cstring>
 #include <deque>
-#include <functional>
 #include <limits>
 #include <mutex>
 #include <optional>
@@ -118,8 +118,6 @@ struct Header
 };
 
 Header& headerOf(void* in_pMemory) { return static_cast<Header*>(in_pMemory)[-1]; }
-
-void onAnotherThread(const std::function<void()>& in_function) { std::thread(in_function).join(); }
 
 /// Records its destruction.
 class Noted
@@ -492,11 +490,7 @@ TEST(PerThreadMemAllocator, MoreThreadsThanAllocatorsMayReleaseEachOthersBlocks)
                 exchange.put(*other);
         }
     };
-    std::vector<std::thread> threads;
-    for (unsigned int uiThread = 1; uiThread <= uiThreads; ++uiThread)
-        threads.emplace_back(work, uiThread);
-    for (std::thread& thread : threads)
-        thread.join();
+    onThreads(uiThreads, [&work](unsigned int in_uiThread) { work(in_uiThread + 1); });
     while (const std::optional<Handed> left = exchange.get())
         release(*left);
     EXPECT_EQ(0, iBroken);

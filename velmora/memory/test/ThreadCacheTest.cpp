@@ -5,6 +5,7 @@
 #include "tests/support/CapturedLog.h"
 #include "tests/support/ForkedChild.h"
 #include "tests/support/TextOf.h"
+#include "tests/support/Threads.h"
 #include "velmora/memory/MemAllocatorT.h"
 #include "velmora/memory/test/Locks.h"
 
@@ -69,8 +70,6 @@ void allocateAHundredAndReleaseSeventy(SmallAllocator& out_allocator)
     chunks.resize(70);
     deallocateAll(out_allocator, chunks);
 }
-
-void onAnotherThread(const std::function<void()>& in_function) { std::thread(in_function).join(); }
 
 /// A thread that runs a function and stays, until it is made to run another one and to end.
 class ThreadThatStays
@@ -264,13 +263,9 @@ void runRandomWorkers(Allocator& out_allocator, unsigned in_uiThreads, int in_iO
 {
     MemoryInUse inUse;
     std::array<std::atomic<Filled*>, 32> meetingPlace{};
-    std::vector<std::thread> threads;
-    for (unsigned uiThread = 1; uiThread <= in_uiThreads; ++uiThread)
-        threads.emplace_back(
-            [&, uiThread]
-            { RandomWorker(out_allocator, inUse, meetingPlace, uiThread).run(in_iOperations); });
-    for (std::thread& thread : threads)
-        thread.join();
+    onThreads(
+        static_cast<int>(in_uiThreads), [&](unsigned in_uiThread)
+        { RandomWorker(out_allocator, inUse, meetingPlace, in_uiThread + 1).run(in_iOperations); });
     RandomWorker last(out_allocator, inUse, meetingPlace, 0);
     for (auto& place : meetingPlace)
         if (const std::unique_ptr<Filled> pTaken(place.exchange(nullptr)); pTaken)
@@ -398,13 +393,7 @@ TEST(ThreadCache, StatisticsCountWhatLivingThreadsDid)
 TEST(ThreadCache, StatisticsNeverGoBackWhileThreadsWork)
 {
     SmallAllocator allocator(logger(), false);
-    std::atomic<bool> bStop{false};
-    std::thread worker(
-        [&]
-        {
-            while (!bStop)
-                deallocateAll(allocator, allocateMany(allocator, 100));
-        });
+    RepeatingThreads worker(1, [&] { deallocateAll(allocator, allocateMany(allocator, 100)); });
     ChunkAllocatorNoT::Stats before;
     for (int iRound = 0; iRound < 10000; ++iRound)
     {
@@ -413,8 +402,7 @@ TEST(ThreadCache, StatisticsNeverGoBackWhileThreadsWork)
         ASSERT_LE(before.uiNumChunkDealloc, now.uiNumChunkDealloc);
         before = now;
     }
-    bStop = true;
-    worker.join();
+    worker.stop();
     EXPECT_EQ(allocator.getStats(0).uiNumChunkAlloc, allocator.getStats(0).uiNumChunkDealloc);
 }
 
@@ -748,19 +736,14 @@ TEST(ThreadCache, NoChunkIsHandedOutTwiceToManyThreadsThatComeAndGo)
 TEST(ThreadCache, AllocatorsComeAndGoWhileThreadsUseOthers)
 {
     Allocator allocator(logger(), false);
-    std::atomic<bool> bStop{false};
-    std::thread churn(
-        [&]
-        {
-            while (!bStop)
-            {
-                SmallAllocator shortLived(logger(), false);
-                deallocateAll(shortLived, allocateMany(shortLived, 10));
-            }
-        });
+    RepeatingThreads churn(1,
+                           [&]
+                           {
+                               SmallAllocator shortLived(logger(), false);
+                               deallocateAll(shortLived, allocateMany(shortLived, 10));
+                           });
     runRandomWorkers(allocator, 2, 2000);
-    bStop = true;
-    churn.join();
+    churn.stop();
     for (std::size_t uiClass = 0; uiClass < 32; ++uiClass)
         EXPECT_EQ(allocator.getStats(uiClass).uiNumChunkAlloc,
                   allocator.getStats(uiClass).uiNumChunkDealloc);

@@ -6,6 +6,7 @@
 #include "tests/support/CapturedAssertions.h"
 #include "tests/support/CapturedLog.h"
 #include "tests/support/PythonExceptions.h"
+#include "tests/support/Threads.h"
 #include "tests/support/VelmoraTree.h"
 #include "velmora/config/ParameterHashMap.h"
 #include "velmora/python/BoostPython.h"
@@ -587,11 +588,7 @@ TEST_F(EmbeddedInterpreterNotStarted, InitializesWithTheFirstThread)
 TEST_F(EmbeddedInterpreterNotStarted, StartsOnceForManyThreads)
 {
     setenv("VELMORA", m_tree.root().c_str(), 1);
-    std::vector<std::thread> threads;
-    for (int iThread = 0; iThread < 8; ++iThread)
-        threads.emplace_back([] { EXPECT_TRUE(interpreter().initialize()); });
-    for (std::thread& thread : threads)
-        thread.join();
+    onThreads(8, [] { EXPECT_TRUE(interpreter().initialize()); });
     EXPECT_EQ("2", valueOf("1 + 1"));
     EXPECT_THAT(m_log.lines(), IsEmpty());
 }

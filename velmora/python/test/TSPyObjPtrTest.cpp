@@ -62,7 +62,7 @@ std::uint64_t countEntries(const std::function<void()>& in_function)
     std::uint64_t uiAfter = 0;
     const auto number = []
     { return locked([] { return PyThreadState_GetID(PyThreadState_Get()); }); };
-    onThread(
+    onAnotherThread(
         [&]
         {
             uiBefore = number();
@@ -293,7 +293,7 @@ TEST(TSPyObjPtr, IsDestroyedOnAThreadThatHasNeverEnteredPython)
     const StartedPython python;
     const CountedObject counted;
     auto pHandle = std::make_unique<TSPyObjPtr>(counted.handle());
-    onThread([&] { pHandle.reset(); });
+    onAnotherThread([&] { pHandle.reset(); });
     EXPECT_EQ(counted.count(), 1);
 }
 
@@ -333,7 +333,7 @@ TEST(TSPyObjPtr, RunsTheFinaliserOfItsObjectWithTheLockHeld)
             ++iRuns;
             EXPECT_TRUE(Python::InterpreterLock::isHeld());
         });
-    onThread([&] { pHandle.reset(); });
+    onAnotherThread([&] { pHandle.reset(); });
     EXPECT_EQ(iRuns, 1);
 }
 
@@ -350,7 +350,7 @@ TEST(TSPyObjPtr, AFinaliserMayUseOtherHandles)
             const TSPyObjPtr pCopy(pSource);
             pTarget = pCopy;
         });
-    onThread([&] { pHandle.reset(); });
+    onAnotherThread([&] { pHandle.reset(); });
     EXPECT_EQ(pTarget.ptr(), counted.get());
     EXPECT_EQ(counted.count(), 3);
     enterOnAnotherThread();
@@ -371,7 +371,7 @@ TEST(TSPyObjPtr, AFinaliserSeesAndMayAssignTheHandleThatIsAssigned)
             pSeen = pHandle.ptr();
             pHandle = pSecond;
         });
-    onThread([&] { pHandle = pFirst; });
+    onAnotherThread([&] { pHandle = pFirst; });
     EXPECT_EQ(pSeen, first.get());
     EXPECT_EQ(pHandle.ptr(), second.get());
     EXPECT_EQ(first.count(), 2);
@@ -388,7 +388,7 @@ TEST(TSPyObjPtr, AFinaliserThatRaisesIsNoFailureOfTheHandle)
               "sys.unraisablehook = lambda info: unraisable.append(str(info.exc_value))\n");
     std::optional<TSPyObjPtr> pHandle(withFinaliser());
     setNative([] { throw std::runtime_error("cannot finalise"); });
-    onThread([&] { pHandle.reset(); });
+    onAnotherThread([&] { pHandle.reset(); });
     EXPECT_EQ(evaluate("unraisable"), "['cannot finalise']");
 }
 
@@ -576,7 +576,7 @@ TEST(TSPyObjPtr, ManyThreadsThatHoldAndDropHandlesLeaveTheCountsAsTheyWere)
     const auto startAndEnd = [&]
     {
         for (int i = 0; i != s_iThreads / 2; ++i)
-            onThread(
+            onAnotherThread(
                 [&]
                 {
                     TSPyObjPtr pFirst(pHandle);

@@ -7,6 +7,7 @@
 #include "tests/support/DescriptorLimit.h"
 #include "tests/support/ForkedChild.h"
 #include "tests/support/TemporaryDirectory.h"
+#include "tests/support/Threads.h"
 #include "tests/support/WaitUntil.h"
 #include "velmora/system/test/SyscallFilter.h"
 
@@ -535,17 +536,10 @@ TEST(OSExecuteCommand, RunsNoHandlerOfTheProgramInTheChild)
     ASSERT_EQ(0, setpgid(0, 0));
     s_handlingProcess = getpid();
     const Disposition handled(SIGUSR1, &checkProcess);
-    std::atomic<bool> bStop{false};
-    std::thread sender(
-        [&bStop]
-        {
-            while (!bStop)
-                kill(0, SIGUSR1);
-        });
+    RepeatingThreads sender(1, [] { kill(0, SIGUSR1); });
     for (int i = 0; i < 50; ++i)
         execute("true");
-    bStop = true;
-    sender.join();
+    sender.stop();
     EXPECT_TRUE(s_bHandled);
     EXPECT_FALSE(s_bHandledElsewhere);
 }
@@ -632,35 +626,25 @@ TEST(OSExecuteCommand, TakesNoNoticeOfTheErrorThatLoggingLeaves)
 
 TEST(OSExecuteCommand, LeavesTheChildrenOfOtherThreadsAlone)
 {
-    std::atomic<bool> bStop{false};
     std::atomic<int> iNumChildren{0};
-    std::thread thread(
-        [&]
-        {
-            while (!bStop)
-            {
-                EXPECT_EQ(7, exitCodeOfChild([] { return 7; }));
-                ++iNumChildren;
-            }
-        });
+    const RepeatingThreads forking(1,
+                                   [&iNumChildren]
+                                   {
+                                       EXPECT_EQ(7, exitCodeOfChild([] { return 7; }));
+                                       ++iNumChildren;
+                                   });
     for (int i = 0; i < 20 || iNumChildren < 20; ++i)
         EXPECT_EQ(3, execute("exit 3"));
-    bStop = true;
-    thread.join();
 }
 
 TEST(OSExecuteCommand, RunsOnSeveralThreads)
 {
-    std::vector<std::thread> threads;
-    for (int iThread = 0; iThread < 4; ++iThread)
-        threads.emplace_back(
-            [iThread]
-            {
-                for (int i = 0; i < 10; ++i)
-                    EXPECT_EQ(iThread, execute("exit " + std::to_string(iThread)));
-            });
-    for (std::thread& thread : threads)
-        thread.join();
+    onThreads(4,
+              [](int in_iThread)
+              {
+                  for (int i = 0; i < 10; ++i)
+                      EXPECT_EQ(in_iThread, execute("exit " + std::to_string(in_iThread)));
+              });
 }
 
 TEST(OSExecuteCommand, RestoresTheHandlerAfterTheLastOfSeveralCommands)

@@ -6,7 +6,7 @@
 #include "tests/support/Lines.h"
 #include "tests/support/TemporaryDirectory.h"
 #include "tests/support/TextOf.h"
-#include "tests/support/WaitUntil.h"
+#include "tests/support/Threads.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -14,7 +14,6 @@
 #include <sys/syscall.h>
 #include <sys/time.h>
 
-#include <atomic>
 #include <cstddef>
 #include <cstdlib>
 #include <fstream>
@@ -22,7 +21,6 @@
 #include <set>
 #include <sstream>
 #include <string>
-#include <thread>
 #include <vector>
 
 namespace
@@ -168,18 +166,14 @@ TEST_F(UUIDAtOneTime, OfManyThreadsAllDiffer)
     constexpr std::size_t uiNumThreads = 8;
     constexpr std::size_t uiPerThread = 2000;
     std::vector<std::vector<std::string>> texts(uiNumThreads);
-    std::vector<std::thread> threads;
     std::latch ready(uiNumThreads);
-    for (std::vector<std::string>& mine : texts)
-        threads.emplace_back(
-            [&mine, &ready]
-            {
-                ready.arrive_and_wait();
-                for (std::size_t i = 0; i < uiPerThread; ++i)
-                    mine.push_back(fieldsOf(UUID())[3]);
-            });
-    for (std::thread& thread : threads)
-        thread.join();
+    onThreads(uiNumThreads,
+              [&](std::size_t in_uiThread)
+              {
+                  ready.arrive_and_wait();
+                  for (std::size_t i = 0; i < uiPerThread; ++i)
+                      texts[in_uiThread].push_back(fieldsOf(UUID())[3]);
+              });
     // The running numbers alone are different, whatever the random numbers are.
     std::set<std::string> all;
     for (const std::vector<std::string>& some : texts)
@@ -216,20 +210,7 @@ TEST_F(UUIDAtOneTime, OfAParentGoesOnAsIfItHadNotForked)
 
 TEST(UUID, CanBeMadeInTheChildOfAProcessWhoseThreadsMakeThem)
 {
-    std::atomic<bool> bStop{false};
-    std::atomic<bool> bMade{false};
-    std::thread thread(
-        [&bStop, &bMade]
-        {
-            while (!bStop)
-            {
-                const UUID uuid;
-                bMade = true;
-            }
-        });
-    EXPECT_TRUE(waitUntil([&bMade] { return bMade.load(); }));
+    const RepeatingThreads threads(1, [] { const UUID uuid; });
     for (int i = 0; i < 200; ++i)
         EXPECT_EQ(1U, textsOfTwin(1).size());
-    bStop = true;
-    thread.join();
 }
