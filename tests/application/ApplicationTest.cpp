@@ -3,7 +3,7 @@
 #include "velmora/application/BuildInfo.h"
 #include "velmora/config/ParameterInfoDB.h"
 
-#include "tests/support/HelperProcess.h"
+#include "tests/application/StartedProgram.h"
 #include "tests/support/TemporaryDirectory.h"
 #include "tests/support/TextOf.h"
 
@@ -29,16 +29,6 @@ using testing::HasSubstr;
 using testing::IsSupersetOf;
 using testing::MatchesRegex;
 using testing::Not;
-
-using Texts = std::vector<std::string>;
-
-/// The logging section for tests with a configuration.
-const std::string s_strLogging =
-    "log4cplus.rootLogger=INFO, OUT\n"
-    "log4cplus.logger.keswardin.infra.crash=ERROR\n"
-    "log4cplus.appender.OUT=log4cplus::ConsoleAppender\n"
-    "log4cplus.appender.OUT.layout=log4cplus::PatternLayout\n"
-    "log4cplus.appender.OUT.layout.ConversionPattern=configured %p %c: %m%n\n";
 
 const std::string s_strUsage =
     "Usage : application-starts [options]\n"
@@ -69,25 +59,12 @@ const std::string s_strAlarm = "ERROR - Alarm [system.configuration.error] : ALA
 HelperResult start(const Texts& in_deeds, const Texts& in_arguments,
                    const std::string& in_strErrors = "")
 {
-    Texts arguments = in_deeds;
-    arguments.emplace_back("--");
-    arguments.insert(arguments.end(), in_arguments.begin(), in_arguments.end());
-    HelperResult result = runHelper(VELMORA_HELPER_APPLICATION_STARTS, arguments);
+    HelperResult result = startProgram(VELMORA_HELPER_APPLICATION_STARTS, in_deeds, in_arguments);
     EXPECT_EQ(in_strErrors, result.strErrors);
     return result;
 }
 
-/// Returns the lines of the output, without a warning that the program logs on a machine where the
-/// user may not raise the limit of core files.
-Texts outputLines(const HelperResult& in_result)
-{
-    Texts lines = linesOf(in_result.strOutput);
-    std::erase_if(lines, [](const std::string& in_strLine)
-                  { return in_strLine.find("setrlimit failed") != std::string::npos; });
-    return lines;
-}
-
-/// Returns the same lines as one text.
+/// Returns the same lines as `outputLines`, as one text.
 std::string outputOf(const HelperResult& in_result)
 {
     std::string strOutput;

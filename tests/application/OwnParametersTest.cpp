@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: BSD-2-Clause
 
-#include "tests/support/HelperProcess.h"
+#include "tests/application/StartedProgram.h"
 #include "tests/support/TemporaryDirectory.h"
 
 #include <gmock/gmock.h>
@@ -18,7 +18,6 @@ namespace
 using testing::ElementsAre;
 using testing::HasSubstr;
 using testing::IsSupersetOf;
-using Texts = std::vector<std::string>;
 
 const std::string s_strPort =
     "name=monitor.port type=INT default-value=8090 run-time-settable=false deprecated=false "
@@ -28,31 +27,18 @@ const std::string s_strRealm = "name=monitor.realm type=STRING default-value=UND
 const std::string s_strLevel = "name=program.level type=INT default-value=3 run-time-settable=true "
                                "deprecated=false description=\"\" bounds=\"at least 0\"";
 
-const std::string s_strLogging =
-    "log4cplus.rootLogger=INFO, OUT\n"
-    "log4cplus.logger.keswardin.infra.crash=ERROR\n"
-    "log4cplus.appender.OUT=log4cplus::ConsoleAppender\n"
-    "log4cplus.appender.OUT.layout=log4cplus::PatternLayout\n"
-    "log4cplus.appender.OUT.layout.ConversionPattern=configured %p %c: %m%n\n";
-
 class OwnParameters : public testing::Test
 {
   protected:
-    /// Starts the program and returns the lines of its output, without a warning that the program
-    /// logs on a machine where the user may not raise the limit of core files.
+    /// Starts the program and returns the lines of its output.
     static Texts start(const Texts& in_deeds, const Texts& in_arguments, int in_iExitCode = 0)
     {
-        Texts arguments = in_deeds;
-        arguments.emplace_back("--");
-        arguments.insert(arguments.end(), in_arguments.begin(), in_arguments.end());
-        const HelperResult result = runHelper(VELMORA_HELPER_APPLICATION_OWN_PARAMETERS, arguments);
+        const HelperResult result =
+            startProgram(VELMORA_HELPER_APPLICATION_OWN_PARAMETERS, in_deeds, in_arguments);
         EXPECT_EQ(in_iExitCode, result.iExitCode);
         EXPECT_EQ(0, result.iSignal);
         EXPECT_EQ("", result.strErrors);
-        Texts lines = linesOf(result.strOutput);
-        std::erase_if(lines, [](const std::string& in_strLine)
-                      { return in_strLine.find("setrlimit failed") != std::string::npos; });
-        return lines;
+        return outputLines(result);
     }
 
     /// Writes the text to a file and returns the options that load it.
@@ -162,19 +148,13 @@ TEST_F(OwnParameters, OfAPluginStayWhenThatIsClosed)
 
 TEST_F(OwnParameters, LeaveNothingBehindWhenTheProgramEnds)
 {
-    Texts arguments{"--"};
-    const Texts options = configuration("");
-    arguments.insert(arguments.end(), options.begin(), options.end());
-    const HelperResult result = runHelper(VELMORA_HELPER_APPLICATION_OWN_PARAMETERS, arguments,
-                                          {{"VELMORA_MEM_ACCOUNTING", "1"}});
+    const HelperResult result = startProgram(VELMORA_HELPER_APPLICATION_OWN_PARAMETERS, {},
+                                             configuration(""), {{"VELMORA_MEM_ACCOUNTING", "1"}});
     EXPECT_EQ(0, result.iExitCode);
     EXPECT_EQ("", result.strErrors);
-    Texts lines = linesOf(result.strOutput);
-    std::erase_if(lines, [](const std::string& in_strLine)
-                  { return in_strLine.find("setrlimit failed") != std::string::npos; });
-    EXPECT_THAT(lines, ElementsAre(HasSubstr("Logger successfully configured"),
-                                   HasSubstr("Start-up complete"), "monitor.port: 8090",
-                                   "program.level: 3"));
+    EXPECT_THAT(outputLines(result), ElementsAre(HasSubstr("Logger successfully configured"),
+                                                 HasSubstr("Start-up complete"),
+                                                 "monitor.port: 8090", "program.level: 3"));
 }
 
 } // namespace Velmora::Test

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: BSD-2-Clause
+
 #pragma once
 
 #include "velmora/config/GlobalConfig.h"

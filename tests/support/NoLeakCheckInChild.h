@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: BSD-2-Clause
+
 #pragma once
 
 // Turns LeakSanitizer off in the children that a program forks. Include it in exactly one source
