@@ -155,7 +155,7 @@ TEST_F(GatewayUserAgent, ARequestThatThrowsInACallIsRefusedWith500AndTheCallIsHu
     const std::string strBye = m_caller.expectRequest("BYE");
     m_caller.expectAnswer("500 Internal Server Error");
     m_caller.accept(strBye);
-    stepUntil("over after");
+    stepUntil(" ms : the call has failed");
     EXPECT_THAT(errors(), ElementsAre(s_callFails));
     expectGoesOn();
 }
@@ -166,7 +166,7 @@ TEST_F(GatewayUserAgent, ACancelThatThrowsEndsItsCallWith500)
     stepUntil("180 Ringing sent");
     throwAt("CANCEL received");
     m_caller.send("CANCEL", "nobody");
-    stepUntil("over after");
+    stepUntil(" ms : the call has failed");
     m_caller.expectAnswer("500 Internal Server Error");
     EXPECT_THAT(errors(), ElementsAre(s_callFails));
     expectGoesOn();
@@ -178,7 +178,7 @@ TEST_F(GatewayUserAgent, AnAnswerToAByeThatThrowsEndsItsCall)
     m_userAgent.endCalls("the test ends calls");
     m_caller.accept(m_caller.expectRequest("BYE"));
     throwAt("200 received for BYE");
-    stepUntil("over after");
+    stepUntil(" ms : the call has failed");
     EXPECT_THAT(errors(), ElementsAre(s_callFails));
     EXPECT_FALSE(m_userAgent.hasCalls());
 }
