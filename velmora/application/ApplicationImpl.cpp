@@ -99,8 +99,6 @@ std::string paramInfoText(const std::string& in_strRegex)
 
 } // namespace
 
-Application::~Application() = default;
-
 struct ApplicationImpl::State
 {
     po::options_description m_allowedOptions{"Allowed options", s_uiLineWidth};
