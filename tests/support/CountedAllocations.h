@@ -109,6 +109,7 @@ int allocationsOfLaterCalls(Function in_function)
 
 // A program has one source file that includes this header. The functions are not inlined: the
 // compiler would otherwise report a mismatch of `malloc` and `delete`.
+// NOLINTBEGIN(misc-definitions-in-headers)
 
 [[gnu::noinline]] void* operator new(std::size_t in_uiSize)
 {

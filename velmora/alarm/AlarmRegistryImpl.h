@@ -37,7 +37,7 @@ class VELMORA_API AlarmRegistryImpl : public AlarmRegistry
             : m_guard(in_registry.m_mutex)
         {
         }
-        ~Lock() VELMORA_RELEASE() {}
+        ~Lock() VELMORA_RELEASE() = default;
         Lock(const Lock&) = delete;
         Lock& operator=(const Lock&) = delete;
 

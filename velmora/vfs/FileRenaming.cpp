@@ -113,7 +113,7 @@ bool FileRenaming::run(const char* in_szPath, std::size_t in_uiMaxKept, const ch
     {
         const int iError = in_szPath == nullptr ? ENOENT : errno;
         VELMORA_FILE_LOG_DEBUG("The file or directory you want to rename doesn't exist.");
-        if (!FileFailure::isMissing(iError))
+        if (in_szPath != nullptr && !FileFailure::isMissing(iError))
             FileFailure::logUnseen(in_szPath, iError);
         return true;
     }
