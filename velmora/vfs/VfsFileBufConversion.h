@@ -13,6 +13,7 @@
 namespace Velmora
 {
 
+/// Converts by this facet from now on, and notes the properties of its encoding.
 template <class CharT, class Traits>
 void VfsFileBuf<CharT, Traits>::setCodecvt(const Codecvt& in_codecvt)
 {
@@ -25,6 +26,8 @@ void VfsFileBuf<CharT, Traits>::setCodecvt(const Codecvt& in_codecvt)
     m_pCodecvt = &in_codecvt;
 }
 
+/// Uses the given buffer, or for null and 0 one of a single character. Does nothing once there is a
+/// buffer.
 template <class CharT, class Traits>
 std::basic_streambuf<CharT, Traits>* VfsFileBuf<CharT, Traits>::setbuf(CharT* in_pBuffer,
                                                                        std::streamsize in_iSize)
@@ -47,6 +50,8 @@ std::basic_streambuf<CharT, Traits>* VfsFileBuf<CharT, Traits>::setbuf(CharT* in
     return this;
 }
 
+/// Makes the internal buffer unless there is one, and the external one if the encoding converts.
+/// Failure: throws `std::bad_alloc`.
 template <class CharT, class Traits>
 void VfsFileBuf<CharT, Traits>::needBuffers()
 {
@@ -79,6 +84,8 @@ void VfsFileBuf<CharT, Traits>::needExternalBuffer(std::size_t in_uiSize)
     m_pExtNext = m_pExtEnd = m_pExtBuffer.get();
 }
 
+/// Converts by the facet of another locale. Pending characters are written first; characters that
+/// were read and not used are converted again. Failure: error mode.
 template <class CharT, class Traits>
 void VfsFileBuf<CharT, Traits>::imbue(const std::locale& in_locale)
 {

@@ -13,6 +13,8 @@
 namespace Velmora
 {
 
+/// Prepares for reading: writes pending characters, makes the buffers. Returns false if the file is
+/// not open for reading, in error mode, and after a failure to write.
 template <class CharT, class Traits>
 bool VfsFileBuf<CharT, Traits>::enterInputMode()
 {
@@ -40,6 +42,7 @@ void VfsFileBuf<CharT, Traits>::leaveInputMode()
     m_bPutbackMode = false;
 }
 
+/// Returns the next character and leaves it in the get area, which is filled if it is empty.
 template <class CharT, class Traits>
 typename VfsFileBuf<CharT, Traits>::int_type VfsFileBuf<CharT, Traits>::underflow()
 {
@@ -80,6 +83,8 @@ bool VfsFileBuf<CharT, Traits>::fill()
     return true;
 }
 
+/// Does what `fill` does for an encoding that converts: converts the bytes in the external buffer,
+/// and reads more only if they make no complete character.
 template <class CharT, class Traits>
 bool VfsFileBuf<CharT, Traits>::fillConverted()
 {
@@ -140,6 +145,9 @@ bool VfsFileBuf<CharT, Traits>::seekBackOverBytes()
     return false;
 }
 
+/// Returns how many characters can be read without waiting: those that were put back, or, with an
+/// encoding of constant width, the bytes to the end of the file. Returns 0 if that is not known,
+/// and -1 while writing and if no file is open.
 template <class CharT, class Traits>
 std::streamsize VfsFileBuf<CharT, Traits>::showmanyc()
 {
@@ -153,6 +161,8 @@ std::streamsize VfsFileBuf<CharT, Traits>::showmanyc()
     return iPosition < 0 ? 0 : std::max<std::streamoff>(m_impl._M_file_size() - iPosition, 0);
 }
 
+/// Reads many characters: large pieces without conversion directly from the file, others through
+/// the get area. Returns how many were read.
 template <class CharT, class Traits>
 std::streamsize VfsFileBuf<CharT, Traits>::xsgetn(CharT* out_pTo, std::streamsize in_iCount)
 {

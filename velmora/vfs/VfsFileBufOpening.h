@@ -11,6 +11,7 @@
 namespace Velmora
 {
 
+/// Makes a closed buffer that converts as the global locale does.
 template <class CharT, class Traits>
 VfsFileBuf<CharT, Traits>::VfsFileBuf(const TSHandle<VirtualFileSystem>& in_hFileSystem)
     : m_impl(in_hFileSystem)
@@ -18,6 +19,7 @@ VfsFileBuf<CharT, Traits>::VfsFileBuf(const TSHandle<VirtualFileSystem>& in_hFil
     setCodecvt(std::use_facet<Codecvt>(this->getloc()));
 }
 
+/// Closes the file. A failure is lost.
 template <class CharT, class Traits>
 VfsFileBuf<CharT, Traits>::~VfsFileBuf()
 {
@@ -49,6 +51,7 @@ VfsFileBuf<CharT, Traits>* VfsFileBuf<CharT, Traits>::open(int in_iDescriptor, i
     return opened(m_impl._M_open(in_iDescriptor, in_iMode));
 }
 
+/// Returns this buffer, with its modes reset, after an open that succeeded, and null after another.
 template <class CharT, class Traits>
 VfsFileBuf<CharT, Traits>* VfsFileBuf<CharT, Traits>::opened(bool in_bOpened)
 {
@@ -58,6 +61,8 @@ VfsFileBuf<CharT, Traits>* VfsFileBuf<CharT, Traits>::opened(bool in_bOpened)
     return this;
 }
 
+/// Writes what is pending and closes the file in any case. Returns null if either failed, or if no
+/// file was open.
 template <class CharT, class Traits>
 VfsFileBuf<CharT, Traits>* VfsFileBuf<CharT, Traits>::close()
 {
@@ -91,6 +96,7 @@ VfsFileBuf<CharT, Traits>* VfsFileBuf<CharT, Traits>::close()
     return bFlushed && bClosed ? this : nullptr;
 }
 
+/// Leaves all modes and drops the contents of the buffers and the conversion state.
 template <class CharT, class Traits>
 void VfsFileBuf<CharT, Traits>::forgetState()
 {

@@ -12,6 +12,8 @@
 namespace Velmora
 {
 
+/// Prepares for writing: moves the file back to the program's position, makes the buffers. Returns
+/// false if the file is not open for writing, in error mode, and if the position cannot be found.
 template <class CharT, class Traits>
 bool VfsFileBuf<CharT, Traits>::enterOutputMode()
 {
@@ -46,6 +48,7 @@ bool VfsFileBuf<CharT, Traits>::leaveOutputMode(bool in_bUnshift)
     return true;
 }
 
+/// Makes the internal buffer the put area, with this number of characters pending in it.
 template <class CharT, class Traits>
 void VfsFileBuf<CharT, Traits>::setPutArea(std::ptrdiff_t in_iPending)
 {
@@ -55,6 +58,8 @@ void VfsFileBuf<CharT, Traits>::setPutArea(std::ptrdiff_t in_iPending)
     this->pbump(static_cast<int>(in_iPending));
 }
 
+/// Stores a character. If the put area is full, writes it, this character included. Returns end of
+/// file after a failure.
 template <class CharT, class Traits>
 typename VfsFileBuf<CharT, Traits>::int_type
 VfsFileBuf<CharT, Traits>::overflow(int_type in_character)
@@ -74,6 +79,8 @@ VfsFileBuf<CharT, Traits>::overflow(int_type in_character)
     return flush(pEnd, true) ? Traits::not_eof(in_character) : Traits::eof();
 }
 
+/// Writes many characters: large pieces without conversion directly to the file if nothing is
+/// pending, others through the put area. Returns how many were accepted.
 template <class CharT, class Traits>
 std::streamsize VfsFileBuf<CharT, Traits>::xsputn(const CharT* in_pFrom, std::streamsize in_iCount)
 {
@@ -109,6 +116,7 @@ std::streamsize VfsFileBuf<CharT, Traits>::xsputn(const CharT* in_pFrom, std::st
     return iDone;
 }
 
+/// Writes the pending characters. Returns -1 after a failure and in error mode, otherwise 0.
 template <class CharT, class Traits>
 int VfsFileBuf<CharT, Traits>::sync()
 {

@@ -9,6 +9,7 @@
 namespace Velmora
 {
 
+/// Sets the get area aside, and makes the empty putback area the get area.
 template <class CharT, class Traits>
 void VfsFileBuf<CharT, Traits>::enterPutbackMode()
 {
@@ -20,6 +21,7 @@ void VfsFileBuf<CharT, Traits>::enterPutbackMode()
     m_bPutbackMode = true;
 }
 
+/// Makes the area that was set aside the get area again.
 template <class CharT, class Traits>
 void VfsFileBuf<CharT, Traits>::leavePutbackMode()
 {
@@ -27,6 +29,8 @@ void VfsFileBuf<CharT, Traits>::leavePutbackMode()
     m_bPutbackMode = false;
 }
 
+/// Puts a character back in front of the current position, or, for end of file, the one that was
+/// read there. Returns end of file if there is no place or no such character.
 template <class CharT, class Traits>
 typename VfsFileBuf<CharT, Traits>::int_type
 VfsFileBuf<CharT, Traits>::pbackfail(int_type in_character)
