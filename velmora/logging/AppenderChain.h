@@ -113,27 +113,18 @@ class ListReader
 {
   public:
     explicit ListReader(const log4cplus::spi::LoggerImpl& in_logger)
-        : m_mutex(in_logger.appender_list_mutex),
-          m_bLocked(m_mutex.lock(Log4cplusAccess::TimedMutex::Clock::now() + s_patience)),
+        : m_lock(in_logger.appender_list_mutex,
+                 Log4cplusAccess::TimedMutex::Clock::now() + s_patience),
           m_list(Log4cplusAccess::LoggerMembers::appendersOf(in_logger))
     {
     }
-    ~ListReader()
-    {
-        if (m_bLocked)
-            m_mutex.unlock();
-    }
-    ListReader(const ListReader&) = delete;
-    ListReader& operator=(const ListReader&) = delete;
-
     [[nodiscard]] const log4cplus::SharedAppenderPtrList& list() const { return m_list; }
 
   private:
     static constexpr std::chrono::milliseconds s_patience{20};
 
     ProcessGate::Pass m_pass;
-    Log4cplusAccess::TimedMutex m_mutex;
-    bool m_bLocked;
+    Log4cplusAccess::TimedLock m_lock;
     const log4cplus::SharedAppenderPtrList& m_list;
 };
 

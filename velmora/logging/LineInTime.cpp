@@ -4,6 +4,7 @@
 
 #include "velmora/logging/AppenderChain.h"
 #include "velmora/logging/Log4cplusAccess.h"
+#include "velmora/logging/WithoutThrowing.h"
 
 #include <log4cplus/helpers/loglog.h>
 
@@ -30,29 +31,15 @@ class ChainLocks
         AppenderChain::forEach(Log4cplusAccess::HandleMembers::implOf(in_logger),
                                [&](const log4cplus::spi::LoggerImpl& in_link)
                                {
-                                   const Log4cplusAccess::TimedMutex mutex(
-                                       in_link.appender_list_mutex);
-                                   // Reserved first, so that a locked mutex can be
-                                   // recorded without memory.
-                                   m_locked.reserve(m_locked.size() + 1);
-                                   m_bAll = mutex.lock(end);
-                                   if (m_bAll)
-                                       m_locked.push_back(mutex);
+                                   m_bAll = static_cast<bool>(
+                                       m_locks.emplace_back(in_link.appender_list_mutex, end));
                                    return m_bAll;
                                });
     }
-    ~ChainLocks()
-    {
-        for (const Log4cplusAccess::TimedMutex& mutex : m_locked)
-            mutex.unlock();
-    }
-    ChainLocks(const ChainLocks&) = delete;
-    ChainLocks& operator=(const ChainLocks&) = delete;
-
     explicit operator bool() const { return m_bAll; }
 
   private:
-    std::vector<Log4cplusAccess::TimedMutex> m_locked;
+    std::vector<Log4cplusAccess::TimedLock> m_locks;
     bool m_bAll = true;
 };
 
@@ -71,7 +58,7 @@ try
 }
 catch (const std::exception&)
 {
-    // The line is lost.
+    logCaughtException(nullptr, in_strText.c_str());
 }
 
 } // namespace Velmora

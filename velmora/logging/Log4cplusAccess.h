@@ -22,6 +22,7 @@
 #include <map>
 #include <memory>
 #include <new>
+#include <utility>
 
 #if LOG4CPLUS_VERSION < LOG4CPLUS_MAKE_VERSION(2, 0, 0) || \
     LOG4CPLUS_VERSION >= LOG4CPLUS_MAKE_VERSION(2, 1, 0)
@@ -202,6 +203,36 @@ class TimedMutex
 #endif
 
     pthread_mutex_t* m_pMutex;
+};
+
+/// Holds a mutex of log4cplus, if it could be locked in time.
+class TimedLock
+{
+  public:
+    /// Locks the mutex, and waits until `in_end` at most. The lock is not held if another thread
+    /// holds it until then.
+    TimedLock(const log4cplus::thread::Mutex& in_mutex, TimedMutex::Clock::time_point in_end)
+        : m_mutex(in_mutex), m_bHeld(m_mutex.lock(in_end))
+    {
+    }
+    TimedLock(TimedLock&& inout_other) noexcept
+        : m_mutex(inout_other.m_mutex), m_bHeld(std::exchange(inout_other.m_bHeld, false))
+    {
+    }
+    ~TimedLock()
+    {
+        if (m_bHeld)
+            m_mutex.unlock();
+    }
+    TimedLock(const TimedLock&) = delete;
+    TimedLock& operator=(const TimedLock&) = delete;
+    TimedLock& operator=(TimedLock&&) = delete;
+
+    explicit operator bool() const { return m_bHeld; }
+
+  private:
+    TimedMutex m_mutex;
+    bool m_bHeld;
 };
 
 /// Reinitializes, in the child of a fork, a recursive mutex that the forking thread holds.

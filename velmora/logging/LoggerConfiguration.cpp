@@ -11,6 +11,7 @@
 #include "velmora/logging/PreparedLogging.h"
 #include "velmora/logging/RemoteSyslogAppender.h"
 #include "velmora/logging/SyslogHosts.h"
+#include "velmora/logging/WithoutThrowing.h"
 
 #include <ace/Trace.h>
 #include <log4cplus/helpers/property.h>
@@ -50,10 +51,12 @@ void refuse(const char* in_szReason, std::ostream& out_errors)
 {
     static constinit thread_local bool s_bRefusing = false;
     out_errors << s_szConfigure << in_szReason;
-    if (std::exchange(s_bRefusing, true))
+    if (s_bRefusing)
         return;
-    logInTime(reportLogger(), ERROR_LOG_LEVEL, std::string(s_szConfigure) + in_szReason, __FILE__,
-              __LINE__);
+    const std::string strText = std::string(s_szConfigure) + in_szReason;
+    const Logger logger = reportLogger();
+    s_bRefusing = true;
+    logInTime(logger, ERROR_LOG_LEVEL, strText, __FILE__, __LINE__);
     s_bRefusing = false;
 }
 
@@ -178,6 +181,8 @@ try
 }
 catch (const std::bad_alloc&)
 {
+    // Goes to standard error: there may be no other configuration in force.
+    logCaughtException(nullptr, "failed to configure Logger, the configuration in force stays");
     return false;
 }
 
@@ -251,6 +256,7 @@ bool Logger::configureInTurn(const ParameterTrie& in_trie, std::ostream& out_err
     const bool bOK = *isInForce;
     if (bOK)
         configureACE_Trace();
+    prepared.reportMissing(reportLogger());
     reportProblems(madeSynchronous, bOK ? &prepared.properties() : nullptr);
     if (bOK)
         return true;

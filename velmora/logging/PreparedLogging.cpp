@@ -7,6 +7,7 @@
 #include "velmora/logging/LevelChange.h"
 #include "velmora/logging/Log4cplusAccess.h"
 #include "velmora/logging/StepwiseConfigurator.h"
+#include "velmora/logging/WithoutThrowing.h"
 
 #include <log4cplus/consoleappender.h>
 #include <log4cplus/initializer.h>
@@ -123,6 +124,15 @@ void PreparedLogging::closeFormerIf(Function in_function)
         }
 }
 
+void PreparedLogging::reportMissing(const Logger& in_logger) const noexcept
+{
+    if (m_pWhyMissing)
+        withoutThrowing(&in_logger,
+                        "failed to make the appenders that write to the files of former appenders, "
+                        "their lines are lost ; configure logging again",
+                        [this] { std::rethrow_exception(m_pWhyMissing); });
+}
+
 Properties& PreparedLogging::properties() { return m_pConfigurator->all(); }
 
 bool PreparedLogging::hasLevelOfRoot() const
@@ -148,11 +158,13 @@ bool PreparedLogging::make(Clock::time_point in_end)
         // Locks one list at a time: a line that holds the lock of one list may wait for a thread
         // that holds the lock of another.
         const LoggerImpl& impl = HandleMembers::implOf(logger);
-        const Log4cplusAccess::TimedMutex mutex(impl.appender_list_mutex);
-        if (!mutex.lock(in_end))
-            return false;
-        const log4cplus::SharedAppenderPtrList list = LoggerMembers::appendersOf(impl);
-        mutex.unlock();
+        log4cplus::SharedAppenderPtrList list;
+        {
+            const Log4cplusAccess::TimedLock lock(impl.appender_list_mutex, in_end);
+            if (!lock)
+                return false;
+            list = LoggerMembers::appendersOf(impl);
+        }
         for (const SharedAppenderPtr& pAppender : list)
             inUse.add(pAppender);
     }
@@ -270,9 +282,10 @@ void PreparedLogging::makeTheRest() noexcept
                       { return m_pConfigurator->isInTheWay(in_pAppender); });
         made = m_pConfigurator->makeLateAppenders();
     }
-    catch (const std::exception&)
+    catch (...)
     {
         // Missing appenders are left out, as any appender that cannot be made.
+        m_pWhyMissing = std::current_exception();
     }
     for (OfLogger& ofLogger : m_loggers)
     {

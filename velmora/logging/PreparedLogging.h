@@ -10,12 +10,14 @@
 
 #include <chrono>
 #include <cstddef>
+#include <exception>
 #include <memory>
 #include <vector>
 
 namespace Velmora
 {
 
+class Logger;
 class StepwiseConfigurator;
 
 /// A logging configuration that is ready to be put in place: a level, an additivity and the
@@ -81,6 +83,10 @@ class PreparedLogging
     /// Closes the former appenders, if this configuration has been put in place.
     void closeFormer();
 
+    /// Logs at ERROR why appenders that `putInPlace` should have made are missing, if any are. Goes
+    /// to standard error if there is no memory for the line.
+    void reportMissing(const Logger& in_logger) const noexcept;
+
   private:
     PreparedLogging(const log4cplus::helpers::Properties& in_properties, bool in_bDefault);
 
@@ -107,6 +113,8 @@ class PreparedLogging
     std::unique_ptr<StepwiseConfigurator> m_pConfigurator;
     /// The settings of all loggers, in the order in which the levels change.
     std::vector<OfLogger> m_loggers;
+    /// Why the appenders that were left out by `make` could not be made, or null.
+    std::exception_ptr m_pWhyMissing;
     bool m_bMade = false;
     bool m_bInPlace = false;
     const bool m_bDefault;

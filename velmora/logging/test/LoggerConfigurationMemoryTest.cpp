@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: BSD-2-Clause
 
+#include "velmora/application/ProcessGate.h"
 #include "velmora/config/ParameterTrie.h"
+#include "velmora/logging/HierarchyLocks.h"
 #include "velmora/logging/LogMacros.h"
 #include "velmora/logging/Logger.h"
 
@@ -8,10 +10,12 @@
 #include "tests/support/CountedAllocations.h"
 #include "tests/support/TemporaryDirectory.h"
 
+#include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
 #include <sstream>
 #include <string>
+#include <thread>
 
 namespace Velmora::Test
 {
@@ -41,6 +45,21 @@ int countOf(const std::string& in_strText, const std::string& in_strPart)
          uiPlace = in_strText.find(in_strPart, uiPlace + 1))
         ++iCount;
     return iCount;
+}
+
+/// Returns whether no thread has left a list of appenders locked.
+bool areAllListsFree()
+{
+    bool bFree = false;
+    // On another thread, since the mutexes are recursive.
+    std::thread(
+        [&bFree]
+        {
+            HierarchyLocks locks(log4cplus::Logger::getDefaultHierarchy());
+            bFree = locks.lockAll(HierarchyLocks::Clock::time_point());
+        })
+        .join();
+    return bFree;
 }
 
 } // namespace
@@ -81,6 +100,7 @@ TEST(LoggerConfigurationMemory, AWholeConfigurationIsInEffectAfterEachFailure)
             testing::internal::CaptureStdout();
             EXPECT_EQ(2, countOf(strLogged, strLine)) << "failure " << iRound << strErrors;
             EXPECT_TRUE(bConfigured || !strErrors.empty() || AllocationFailure::hasFailed());
+            EXPECT_TRUE(areAllListsFree()) << "failure " << iRound;
             EXPECT_TRUE(Logger::configure(oldTrie));
             kept = appendersInEffect();
         },
@@ -90,6 +110,32 @@ TEST(LoggerConfigurationMemory, AWholeConfigurationIsInEffectAfterEachFailure)
     EXPECT_TRUE(bConfigured);
     EXPECT_LT(50, iFailures);
     Logger::configureDefault();
+}
+
+TEST(LoggerConfigurationMemory, ARefusalIsReportedAndLeavesNoListLockedAfterAnyFailure)
+{
+    for (const char* const szParent : {"keswardin", "keswardin.infra"})
+        log4cplus::Logger::getInstance(szParent);
+    testing::internal::CaptureStderr();
+    testing::internal::CaptureStdout();
+    const int iFailures = failAtEachAllocation(
+        []
+        {
+            const ProcessGate::Pass pass;
+            EXPECT_FALSE(Logger::configureDefault());
+        },
+        []
+        {
+            const std::string strOutput =
+                testing::internal::GetCapturedStdout() + testing::internal::GetCapturedStderr();
+            testing::internal::CaptureStderr();
+            testing::internal::CaptureStdout();
+            EXPECT_THAT(strOutput, testing::HasSubstr("failed to configure Logger, "));
+            EXPECT_TRUE(areAllListsFree());
+        });
+    testing::internal::GetCapturedStdout();
+    testing::internal::GetCapturedStderr();
+    EXPECT_LT(2, iFailures);
 }
 
 } // namespace Velmora::Test

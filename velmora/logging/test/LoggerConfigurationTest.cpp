@@ -618,6 +618,31 @@ TEST_F(LoggerConfiguration, AFileThatIsOpenWithoutAppendIsEmptyWithTheNewAppende
     EXPECT_THAT(linesOfFile(), ElementsAre("INFO - after"));
 }
 
+TEST_F(LoggerConfiguration, AnAppenderThatFailsAfterItsFileIsClosedIsReportedAtError)
+{
+    log4cplus::spi::getAppenderFactoryRegistry().put(std::make_unique<ProbeFactory>());
+    ASSERT_TRUE(configure(fileConfiguration()));
+    // log4cplus lets this exception through, as it does `std::bad_alloc` where it copies
+    // properties.
+    g_whileMade = [] { throw 7; };
+    EXPECT_TRUE(configure("log4cplus.rootLogger=INFO, probe, other\n"
+                          "log4cplus.appender.probe=Probe\n"
+                          "log4cplus.appender.probe.File=" +
+                          m_directory.file("log") +
+                          "\n"
+                          "log4cplus.appender.other=log4cplus::FileAppender\n"
+                          "log4cplus.appender.other.layout=log4cplus::PatternLayout\n"
+                          "log4cplus.appender.other.layout.ConversionPattern=%p %c : %m%n\n"
+                          "log4cplus.appender.other.File=" +
+                          m_directory.file("other") + "\n"));
+    g_whileMade = nullptr;
+    EXPECT_EQ("ERROR keswardin.infra.Logger : failed to make the appenders that write to the files "
+              "of former appenders, their lines are lost ; configure logging again : an exception "
+              "without a text\n",
+              m_directory.read("other"));
+    FactoryRegistry::forget("Probe");
+}
+
 TEST_F(LoggerConfiguration, AnAppenderOfTwoLoggersIsClosedOnce)
 {
     FactoryOf<CountingFile>::registerAs("CountingFile");
