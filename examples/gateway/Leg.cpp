@@ -31,12 +31,14 @@ Leg::Leg(nta_agent_t* in_pAgent, nta_incoming_t* in_pInvite, const sip_t* in_pSi
       m_onEvent(std::move(in_onEvent))
 {
     if (m_pDialog == nullptr)
-        throw std::runtime_error("no dialog");
+        throw std::runtime_error("the SIP stack cannot create the dialog");
     getLogger().addLoggingId("leg=1");
     getLogger().callStart(in_pSip->sip_call_id->i_id);
-    if (nta_leg_tag(m_pDialog.get(), nta_incoming_tag(m_pInvite.get(), nullptr)) == nullptr ||
+    // Without a tag, `nta_leg_tag` would give the dialog another one than the answers have.
+    const char* const szTag = nta_incoming_tag(m_pInvite.get(), nullptr);
+    if (szTag == nullptr || nta_leg_tag(m_pDialog.get(), szTag) == nullptr ||
         nta_leg_server_route(m_pDialog.get(), in_pSip->sip_record_route, in_pSip->sip_contact) < 0)
-        throw std::runtime_error("no dialog");
+        throw std::runtime_error("the SIP stack cannot create the dialog");
     nta_incoming_bind(m_pInvite.get(), StackCallback<&Leg::handleAckOrCancel>::ackOrCancel,
                       StackContext(this));
     VELMORA_LOG_INFO("INVITE received : CSeq = " << in_pSip->sip_cseq->cs_seq);
