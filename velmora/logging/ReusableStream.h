@@ -18,6 +18,8 @@ namespace Velmora
 /// A stream with its text, which a `PerThreadPool` keeps for the next line. It is made in the state
 /// of a new stream with the classic locale, and `reset` puts it back into that state.
 ///
+/// If memory runs out, the text ends with a note about that, and the stream is bad.
+///
 /// Thread-safety: belongs to the thread that took it.
 class ReusableStream
 {
@@ -52,7 +54,7 @@ class ReusableStream
     ReusableStream* m_pNextInPool = nullptr;
 
   private:
-    /// A stream buffer that appends to a string.
+    /// A stream buffer that appends to a string, whose capacity is at least that of a new object.
     class StringAppender : public std::streambuf
     {
       public:

@@ -27,6 +27,8 @@ using Velmora::FATAL_LOG_LEVEL;
 using Velmora::INFO_LOG_LEVEL;
 using Velmora::Logger;
 using Velmora::LoggingIdLogger;
+using Velmora::LogText;
+using Velmora::Test::AllocationFailure;
 using Velmora::Test::allocationsOfLaterCalls;
 using Velmora::Test::s_iAllocations;
 
@@ -255,6 +257,24 @@ TEST_F(LogMacroAllocation, TraceScopeThatIsOffAllocatesNothing)
     }
 
     EXPECT_EQ(s_iAllocations - iBefore, 0);
+}
+
+TEST_F(LogMacroAllocation, ATextForWhichThereIsNoMemoryEndsWithANote)
+{
+    const std::string strNote = " ... ERROR: not enough memory for the rest of the line";
+    const std::string strLong(10000, 'x');
+    LogText text;
+    LogText longText;
+    longText.stream() << std::string(255, 'y');
+    {
+        const AllocationFailure failure(0, AllocationFailure::Lasts::ON);
+        text.stream() << "begin " << strLong << " end";
+        longText.stream() << strLong;
+    }
+    EXPECT_EQ("begin " + strNote, text.text());
+    EXPECT_TRUE(text.stream().bad());
+    EXPECT_TRUE(longText.text().starts_with("yyy")) << longText.text();
+    EXPECT_TRUE(longText.text().ends_with("y" + strNote)) << longText.text();
 }
 
 } // namespace
