@@ -3,6 +3,7 @@
 #include "velmora/logging/AceCleanupLogger.h"
 
 #include "velmora/application/GatedGuard.h"
+#include "velmora/application/GatedMutex.h"
 #include "velmora/logging/WithoutThrowing.h"
 
 #include <ace/Object_Manager.h>
@@ -45,26 +46,26 @@ class LivingLoggers
 
     void add(const void* in_pLogger)
     {
-        const GatedGuard<ACE_Thread_Mutex> guard(m_mutex);
+        const GatedGuard<GatedMutex> guard(m_mutex);
         m_loggers.insert(in_pLogger);
     }
 
     void remove(const void* in_pLogger)
     {
-        const GatedGuard<ACE_Thread_Mutex> guard(m_mutex);
+        const GatedGuard<GatedMutex> guard(m_mutex);
         m_loggers.erase(in_pLogger);
     }
 
     bool contains(const void* in_pLogger)
     {
-        const GatedGuard<ACE_Thread_Mutex> guard(m_mutex);
+        const GatedGuard<GatedMutex> guard(m_mutex);
         return m_loggers.count(in_pLogger) != 0;
     }
 
   private:
-    /// Guards m_loggers. Only operations of the set run while it is held.
-    ACE_Thread_Mutex m_mutex;
-    std::unordered_set<const void*> m_loggers;
+    /// Only operations of the set run while it is held.
+    GatedMutex m_mutex;
+    std::unordered_set<const void*> m_loggers VELMORA_GUARDED_BY(m_mutex);
 };
 
 } // namespace

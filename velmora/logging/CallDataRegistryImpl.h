@@ -2,6 +2,7 @@
 
 #pragma once
 
+#include "velmora/ThreadAnnotations.h"
 #include "velmora/logging/CallAppenderFactory.h"
 #include "velmora/logging/CallDataRegistry.h"
 #include "velmora/memory/InAccount.h"
@@ -54,11 +55,11 @@ class VELMORA_API CallDataRegistryImpl : public CallDataRegistry
     /// Called by the fork handlers in the child. The child has the calls of its parent, but does
     /// not write to their files, which the parent continues to use. A call that begins in the child
     /// has its own file.
-    static void afterForkInChild();
+    static void afterForkInChild() VELMORA_NO_THREAD_SAFETY_ANALYSIS;
 
     /// A mutex whose waiters spin before they sleep. Files are opened and closed under the mutexes
     /// of this class, which takes microseconds: less than falling asleep and being woken.
-    class Mutex : public ACE_Thread_Mutex
+    class VELMORA_CAPABILITY("mutex") Mutex : public ACE_Thread_Mutex
     {
       public:
         Mutex();
@@ -77,30 +78,28 @@ class VELMORA_API CallDataRegistryImpl : public CallDataRegistry
     void incrementRefCount(const char* in_szCallId);
     void decrementRefCount(const char* in_szCallId);
 
-    void beginCall(const CallDataHash::iterator& in_entry);
-    void endCall(const CallDataHash::iterator& in_entry);
-    bool isFound(const CallDataHash::iterator& in_entry) const;
+    void beginCall(const CallDataHash::iterator& in_entry) VELMORA_REQUIRES(m_tableMutex);
+    void endCall(const CallDataHash::iterator& in_entry) VELMORA_REQUIRES(m_tableMutex);
+    bool isFound(const CallDataHash::iterator& in_entry) const VELMORA_REQUIRES(m_tableMutex);
 
-    /// The active calls by their ids. Grows as needed. Guarded by `m_tableMutex`.
-    CallDataHash m_callDataHash;
-
-    /// The id that an operation looks up; kept, so that a look-up does not allocate. Guarded by
-    /// `m_tableMutex`.
-    std::string m_strScratchName;
-
-    /// Guards m_callDataHash, m_strScratchName and m_uiMaxNumCall. A file is closed while it is
-    /// held.
+    /// A file is closed while it is held.
     mutable Mutex m_tableMutex;
 
-    /// Guards the reference counts and appenders of calls, and m_callAppenderFactory. Files are
-    /// opened and closed, and directories made, while it is held.
+    /// The active calls by their ids. Grows as needed.
+    CallDataHash m_callDataHash VELMORA_GUARDED_BY(m_tableMutex);
+
+    /// The id that an operation looks up; kept, so that a look-up does not allocate.
+    std::string m_strScratchName VELMORA_GUARDED_BY(m_tableMutex);
+
+    /// Also guards the reference counts and appenders of calls. Files are opened and closed, and
+    /// directories made, while it is held.
     Mutex m_refCountMutex;
 
-    /// The highest size of the table so far. Guarded by `m_tableMutex`.
-    std::size_t m_uiMaxNumCall = 0;
+    /// The highest size of the table so far.
+    std::size_t m_uiMaxNumCall VELMORA_GUARDED_BY(m_tableMutex) = 0;
 
-    /// Configured under both mutexes, used under `m_refCountMutex`.
-    CallAppenderFactory m_callAppenderFactory;
+    /// Configured under both mutexes.
+    CallAppenderFactory m_callAppenderFactory VELMORA_GUARDED_BY(m_refCountMutex);
 };
 
 /// An active call.

@@ -101,21 +101,21 @@ void* AccountMemAllocator::allocate(std::size_t in_uiSize, const char* in_szAcco
     // Charged only now: without memory, the maximum would otherwise count bytes that were never
     // allocated.
     charge(*pAccount, in_uiSize);
-    *pHeader = {pAccount->second.info.uiAccountId, getMagicToken()};
+    *pHeader = {pAccount->second.uiId, getMagicToken()};
     return pHeader + 1;
 }
 
 AccountMemAllocator::Account* AccountMemAllocator::findOrMakeAccount(const NameRef& in_name)
 try
 {
-    const GatedGuard<ACE_Thread_Mutex> guard(m_mutex);
+    const GatedGuard<GatedMutex> guard(m_mutex);
     if (const auto found = m_idsByName.find(in_name); found != m_idsByName.end())
         return m_memAccountVector[found->second].get();
 
     const std::size_t uiId = m_memAccountVector.size();
-    auto pNewAccount = std::make_unique<Account>(
-        std::piecewise_construct, std::forward_as_tuple(in_name.szText), std::forward_as_tuple());
-    pNewAccount->second.info.uiAccountId = uiId;
+    auto pNewAccount =
+        std::make_unique<Account>(std::piecewise_construct, std::forward_as_tuple(in_name.szText),
+                                  std::forward_as_tuple(uiId));
     const auto entry = m_idsByName.emplace(&pNewAccount->first, uiId).first;
     try
     {
@@ -143,7 +143,7 @@ void AccountMemAllocator::deallocate(void* in_pMemory, std::size_t in_uiSize,
     Header found{};
     Account* pAccount = nullptr;
     {
-        const GatedGuard<ACE_Thread_Mutex> guard(m_mutex);
+        const GatedGuard<GatedMutex> guard(m_mutex);
         found = *pHeader;
         // The free list overwrites the first word of a released chunk. The second word still shows
         // that it was released.
@@ -191,7 +191,7 @@ void AccountMemAllocator::deallocate(void* in_pMemory, std::size_t in_uiSize,
 
 void AccountMemAllocator::charge(Account& out_account, std::size_t in_uiSize)
 {
-    const GatedGuard<ACE_Thread_Mutex> guard(out_account.second.mutex);
+    const GatedGuard<GatedMutex> guard(out_account.second.mutex);
     MemAccountInfo& info = out_account.second.info;
     addToBalance(info, in_uiSize);
     if (info.iBalance > info.iMaximum)
@@ -200,13 +200,13 @@ void AccountMemAllocator::charge(Account& out_account, std::size_t in_uiSize)
 
 void AccountMemAllocator::credit(Account& out_account, std::size_t in_uiSize)
 {
-    const GatedGuard<ACE_Thread_Mutex> guard(out_account.second.mutex);
+    const GatedGuard<GatedMutex> guard(out_account.second.mutex);
     addToBalance(out_account.second.info, std::size_t{0} - in_uiSize);
 }
 
 MemAccountInfo AccountMemAllocator::copyInfo(const Account& in_account)
 {
-    const GatedGuard<ACE_Thread_Mutex> guard(in_account.second.mutex);
+    const GatedGuard<GatedMutex> guard(in_account.second.mutex);
     return in_account.second.info;
 }
 
@@ -216,7 +216,7 @@ bool AccountMemAllocator::getMemAccountInfo(const char* in_szAccountName,
     VELMORA_ASSERT_TEXT(in_szAccountName != nullptr, "in_szAccountName != 0");
     if (in_szAccountName == nullptr)
         return false;
-    const GatedGuard<ACE_Thread_Mutex> guard(m_mutex);
+    const GatedGuard<GatedMutex> guard(m_mutex);
     const auto found =
         m_idsByName.find(NameRef{in_szAccountName, String::hashOf(in_szAccountName)});
     if (found == m_idsByName.end())
@@ -228,7 +228,7 @@ bool AccountMemAllocator::getMemAccountInfo(const char* in_szAccountName,
 void AccountMemAllocator::getMemAccountInfo(MemAccountInfoHash& out_hash) const
 {
     out_hash.clear();
-    const GatedGuard<ACE_Thread_Mutex> guard(m_mutex);
+    const GatedGuard<GatedMutex> guard(m_mutex);
     for (const std::unique_ptr<Account>& pAccount : m_memAccountVector)
         out_hash.emplace(pAccount->first.getText(), copyInfo(*pAccount));
 }
@@ -238,7 +238,7 @@ void AccountMemAllocator::logMemAccountingStats() const
     // Copied first, because nothing may be logged while the lock is held.
     std::vector<MemAccountInfoWithName> accounts;
     {
-        const GatedGuard<ACE_Thread_Mutex> guard(m_mutex);
+        const GatedGuard<GatedMutex> guard(m_mutex);
         accounts.reserve(m_memAccountVector.size());
         for (const std::unique_ptr<Account>& pAccount : m_memAccountVector)
             accounts.emplace_back(pAccount->first.getText(), copyInfo(*pAccount));

@@ -2,10 +2,9 @@
 
 #pragma once
 
+#include "velmora/application/GatedMutex.h"
 #include "velmora/memory/MemAccountInfo.h"
 #include "velmora/memory/MemAllocatorT.h"
-
-#include <ace/Thread_Mutex.h>
 
 #include <cstddef>
 #include <cstdint>
@@ -83,9 +82,12 @@ class VELMORA_API AccountMemAllocator
   private:
     struct AccountRecord
     {
-        MemAccountInfo info;
-        /// Guards `info`. No other code runs while it is held.
-        mutable ACE_Thread_Mutex mutex;
+        explicit AccountRecord(std::size_t in_uiId) : uiId(in_uiId) { info.uiAccountId = in_uiId; }
+
+        const std::size_t uiId;
+        /// No other code runs while it is held.
+        mutable GatedMutex mutex;
+        MemAccountInfo info VELMORA_GUARDED_BY(mutex);
     };
     using Account = std::pair<String, AccountRecord>;
 
@@ -117,13 +119,13 @@ class VELMORA_API AccountMemAllocator
     static void credit(Account& out_account, std::size_t in_uiSize);
     static MemAccountInfo copyInfo(const Account& in_account);
 
+    /// Also guards a header while it is checked and overwritten. An account's mutex may be taken
+    /// and the heap used while it is held; no foreign code runs.
+    mutable GatedMutex m_mutex;
     /// The accounts by index. Accounts are never removed, so a pointer to one stays valid.
-    std::vector<std::unique_ptr<Account>> m_memAccountVector;
-    std::unordered_map<const String*, std::size_t, NameHash, NameEqual> m_idsByName;
-    /// Guards `m_memAccountVector` and `m_idsByName`, and a header while it is checked and
-    /// overwritten. An account's mutex may be taken and the heap used while it is held; no foreign
-    /// code runs.
-    mutable ACE_Thread_Mutex m_mutex;
+    std::vector<std::unique_ptr<Account>> m_memAccountVector VELMORA_GUARDED_BY(m_mutex);
+    std::unordered_map<const String*, std::size_t, NameHash, NameEqual>
+        m_idsByName VELMORA_GUARDED_BY(m_mutex);
 };
 
 } // namespace Velmora

@@ -3,8 +3,8 @@
 #include "velmora/memory/MemoryAfterTheEnd.h"
 
 #include "velmora/application/GatedGuard.h"
+#include "velmora/application/GatedMutex.h"
 
-#include <ace/Thread_Mutex.h>
 
 #include <cstdlib>
 #include <new>
@@ -20,9 +20,9 @@ namespace
 /// used until the process ends.
 struct Given
 {
-    /// Guards `memory`. The heap is used while it is held; no foreign code runs.
-    ACE_Thread_Mutex mutex;
-    std::unordered_set<void*> memory;
+    /// The heap is used while it is held; no foreign code runs.
+    GatedMutex mutex;
+    std::unordered_set<void*> memory VELMORA_GUARDED_BY(mutex);
 
     static Given& getInstance()
     {
@@ -39,7 +39,7 @@ void* MemoryAfterTheEnd::allocate(std::size_t in_uiSize)
     if (pMemory == nullptr)
         return nullptr;
     Given& given = Given::getInstance();
-    const GatedGuard<ACE_Thread_Mutex> guard(given.mutex);
+    const GatedGuard<GatedMutex> guard(given.mutex);
     try
     {
         given.memory.insert(pMemory);
@@ -55,7 +55,7 @@ void* MemoryAfterTheEnd::allocate(std::size_t in_uiSize)
 bool MemoryAfterTheEnd::deallocate(void* in_pMemory)
 {
     Given& given = Given::getInstance();
-    const GatedGuard<ACE_Thread_Mutex> guard(given.mutex);
+    const GatedGuard<GatedMutex> guard(given.mutex);
     if (given.memory.erase(in_pMemory) == 0)
         return false;
     std::free(in_pMemory);

@@ -3,9 +3,9 @@
 #include "velmora/memory/ThreadCache.h"
 
 #include "velmora/application/GatedGuard.h"
+#include "velmora/application/GatedMutex.h"
 #include "velmora/memory/MemAllocatorNoT.h"
 
-#include <ace/Thread_Mutex.h>
 
 #include <memory>
 #include <new>
@@ -20,13 +20,13 @@ namespace
 /// destructors have run.
 struct Shared
 {
-    /// Guards the members below, the links between tables, and the lists of caches that allocators
-    /// have. A size class's lock may be taken while it is held; no foreign code runs.
-    ACE_Thread_Mutex mutex;
-    std::array<bool, ThreadCaches::s_uiNumSlots> slotsInUse{};
+    /// Also guards the links between tables, and the lists of caches that allocators have. A size
+    /// class's lock may be taken while it is held; no foreign code runs.
+    GatedMutex mutex;
+    std::array<bool, ThreadCaches::s_uiNumSlots> slotsInUse VELMORA_GUARDED_BY(mutex){};
     /// The list of all threads' tables. `ThreadCaches::Table` is private, hence the type.
-    void* pFirstTable = nullptr;
-    const MemAllocatorNoT* pDefault = nullptr;
+    void* pFirstTable VELMORA_GUARDED_BY(mutex) = nullptr;
+    const MemAllocatorNoT* pDefault VELMORA_GUARDED_BY(mutex) = nullptr;
 
     static Shared& getInstance()
     {
@@ -35,7 +35,7 @@ struct Shared
     }
 };
 
-using SharedGuard = GatedGuard<ACE_Thread_Mutex>;
+using SharedGuard = GatedGuard<GatedMutex>;
 
 /// Set once the calling thread has returned its caches. It gets no new ones from then on.
 constinit thread_local bool s_bThreadIsEnding = false;
@@ -94,7 +94,7 @@ class ThreadCaches::TableOfThread
     TableOfThread& operator=(const TableOfThread&) = delete;
 
   private:
-    void unlinkFrom(Shared& out_shared)
+    void unlinkFrom(Shared& out_shared) VELMORA_REQUIRES(out_shared.mutex)
     {
         if (out_shared.pFirstTable == m_pTable.get())
         {
@@ -243,7 +243,7 @@ void ThreadCaches::addCounts(const MemAllocatorNoT& in_allocator, std::size_t in
     }
 }
 
-void ThreadCaches::forgetOtherThreads()
+void ThreadCaches::forgetOtherThreads() VELMORA_NO_THREAD_SAFETY_ANALYSIS
 {
     Shared& shared = Shared::getInstance();
     Table* const pOwn = s_pTable != &s_noEntries ? s_pTable : nullptr;

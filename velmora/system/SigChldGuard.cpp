@@ -3,8 +3,8 @@
 #include "velmora/system/SigChldGuard.h"
 
 #include "velmora/application/GatedGuard.h"
+#include "velmora/application/GatedMutex.h"
 
-#include <ace/Thread_Mutex.h>
 
 #include <pthread.h>
 
@@ -24,7 +24,7 @@ class SharedState
   public:
     static void enter()
     {
-        const GatedGuard<ACE_Thread_Mutex> guard(mutex());
+        const GatedGuard<GatedMutex> guard(s_mutex);
         if (s_uiNumGuards++ != 0)
             return;
         struct sigaction action = {};
@@ -36,7 +36,7 @@ class SharedState
 
     static void leave()
     {
-        const GatedGuard<ACE_Thread_Mutex> guard(mutex());
+        const GatedGuard<GatedMutex> guard(s_mutex);
         if (--s_uiNumGuards == 0)
             restore();
     }
@@ -44,24 +44,20 @@ class SharedState
     static void installForkHandlers() { pthread_atfork(nullptr, nullptr, &startAnewInChild); }
 
   private:
-    static void restore() { sigaction(SIGCHLD, &s_former, nullptr); }
+    static void restore() VELMORA_REQUIRES(s_mutex) { sigaction(SIGCHLD, &s_former, nullptr); }
 
     /// The threads with guards do not exist in the child.
-    static void startAnewInChild()
+    static void startAnewInChild() VELMORA_NO_THREAD_SAFETY_ANALYSIS
     {
         if (s_uiNumGuards != 0)
             restore();
         s_uiNumGuards = 0;
     }
 
-    /// Guards `s_uiNumGuards` and `s_former`. Nothing else runs while it is held. Never destroyed.
-    static ACE_Thread_Mutex& mutex()
-    {
-        static ACE_Thread_Mutex& s_mutex = *new ACE_Thread_Mutex;
-        return s_mutex;
-    }
-    static inline unsigned int s_uiNumGuards = 0;
-    static inline struct sigaction s_former = {};
+    /// Nothing else runs while it is held. Never destroyed.
+    static inline GatedMutex& s_mutex = *new GatedMutex;
+    static inline unsigned int s_uiNumGuards VELMORA_GUARDED_BY(s_mutex) = 0;
+    static inline struct sigaction s_former VELMORA_GUARDED_BY(s_mutex) = {};
 };
 
 } // namespace
