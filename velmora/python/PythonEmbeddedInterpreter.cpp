@@ -24,7 +24,9 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <cerrno>
 #include <cstdlib>
+#include <cstring>
 #include <string_view>
 
 VELMORA_LIBRARY_FILE_SCOPE_LOGGER(EmbeddedInterpreter)
@@ -189,12 +191,25 @@ void makePythonGlobal()
         dlopen(info.dli_fname, RTLD_LAZY | RTLD_NOLOAD | RTLD_GLOBAL);
 }
 
+/// Sets a variable of the environment. Returns false, and adds an ERROR, if that fails.
+bool setVariable(StartLog& out_log, const char* in_szName, const char* in_szValue,
+                 bool in_bOverwrite)
+{
+    if (setenv(in_szName, in_szValue, in_bOverwrite ? 1 : 0) == 0)
+        return true;
+    const int iError = errno;
+    out_log.add(ERROR_LOG_LEVEL, std::string("Failed to start Python : cannot set ") + in_szName +
+                                     " : " + std::strerror(iError));
+    return false;
+}
+
 /// Sets the environment variables and starts Python. On return no thread holds the interpreter
 /// lock.
 /// Failure: returns false if Python cannot start.
 bool startPython(StartLog& out_log)
 {
-    setenv("PYTHONHOME", ".", 0);
+    if (!setVariable(out_log, "PYTHONHOME", ".", false))
+        return false;
     std::vector<std::string> bootstrapPath;
     if (!appendBootstrapPath(bootstrapPath))
     {
@@ -204,7 +219,8 @@ bool startPython(StartLog& out_log)
     std::string strPath;
     for (const std::string& strDirectory : bootstrapPath)
         strPath += strDirectory + ':';
-    setenv("PYTHONPATH", strPath.c_str(), 1);
+    if (!setVariable(out_log, "PYTHONPATH", strPath.c_str(), true))
+        return false;
     makePythonGlobal();
     warnOfWritableDirectories(out_log, bootstrapPath);
     if (!startInterpreter(out_log))
