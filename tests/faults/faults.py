@@ -125,6 +125,8 @@ ALLOCATIONS_FOR_A_CALL = 10
 LEAVES_MAIN = "{leaves main}"
 # Replaces the stack of a crash in a static constructor, where the unwinder cannot be loaded.
 BEFORE_MAIN = "{before main}"
+# Files whose frames do not count when the origin of a stack is named: "{crash in libsofia-sip-ua.so.0}".
+RUN_TIME = re.compile(r"/lib(c|stdc\+\+|gcc_s|pthread)\.so|/ld-linux|\[vdso\]")
 # Redirects the output of a coverage build to a path that cannot be written, and recognises the
 # system calls with which it tries.
 NO_PROFILE = {"GCOV_PREFIX": "/dev/null", "GCOV_PREFIX_STRIP": "99"}
@@ -793,6 +795,7 @@ class Symbols:
 
     def of_notes(self, notes: str) -> list[tuple[str, list[str]]]:
         result: list[tuple[str, list[str]]] = []
+        origins: dict[int, str] = {}
         for line in notes.splitlines():
             fields = line.split()
             if not line.startswith("  "):
@@ -801,6 +804,10 @@ class Symbols:
                 result[-1][1].append(BEFORE_MAIN)
             elif len(fields) == 3 and result and "libfaults-preload" not in fields[0]:
                 result[-1][1].extend(self.frame(*fields))
+                if not RUN_TIME.search(fields[0]):
+                    origins.setdefault(len(result) - 1, f"{{{result[-1][0]} in {pathlib.Path(fields[0]).name}}}")
+        for index, origin in origins.items():
+            result[index][1].append(origin)
         for what, stack in result:
             # If a noexcept function stops the exception, std::terminate is not called from the
             # throw.

@@ -147,6 +147,11 @@ class Stacks(WithHarness):
         self.assertIn("{anonymous}::allocateWithoutThrowing", stacks["crash"])
         self.assertNotIn(faults.LEAVES_MAIN, stacks["crash"])
 
+    def test_a_crash_names_the_file_that_it_began_in(self) -> None:
+        stacks = self.stacks("allocates without throwing", Fault("allocation", "own", 1, False))
+        self.assertIn("{failed in faults-victim}", stacks["failed"])
+        self.assertIn("{crash in faults-victim}", stacks["crash"])
+
     def test_a_hang_has_one(self) -> None:
         fault = self.faults_of("hangs", "openat")[0]
         self.assertIn("{anonymous}::hang", self.stacks("hangs", fault)["hang"])
