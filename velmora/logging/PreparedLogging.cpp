@@ -6,6 +6,7 @@
 #include "velmora/logging/HierarchyLocks.h"
 #include "velmora/logging/LevelChange.h"
 #include "velmora/logging/Log4cplusAccess.h"
+#include "velmora/logging/Log4cplusBackend.h"
 #include "velmora/logging/StepwiseConfigurator.h"
 #include "velmora/logging/WithoutThrowing.h"
 
@@ -102,7 +103,12 @@ void PreparedLogging::closeFormer()
 {
     if (!m_bInPlace)
         return;
-    closeFormerIf([](const SharedAppenderPtr&) { return true; });
+    const auto closeAll = [this] { closeFormerIf([](const SharedAppenderPtr&) { return true; }); };
+    // An appender whose `close` throws is out of the lists, so the next attempt closes the others.
+    while (!withoutThrowing(Log4cplusBackend::getLiveLogger(), "failed to close a former appender",
+                            closeAll))
+    {
+    }
     m_loggers.clear();
 }
 

@@ -38,8 +38,10 @@
 #include <memory>
 #include <set>
 #include <sstream>
+#include <stdexcept>
 #include <string>
 #include <thread>
+#include <utility>
 #include <vector>
 
 namespace Velmora::Test
@@ -147,6 +149,22 @@ class Talkative : public log4cplus::Appender
     {
         VELMORA_LOG(Logger("answer"), INFO_LOG_LEVEL, "to " << in_event.getMessage());
     }
+};
+
+/// An appender that throws when it is closed for the first time.
+class Unclosable : public log4cplus::Appender
+{
+  public:
+    using log4cplus::Appender::Appender;
+    ~Unclosable() override { destructorImpl(); }
+    void close() override
+    {
+        if (!std::exchange(closed, true))
+            throw std::runtime_error("the disk is gone");
+    }
+
+  protected:
+    void append(const log4cplus::spi::InternalLoggingEvent&) override {}
 };
 
 /// Counts the calls of `CountingFile::close`.
@@ -657,6 +675,22 @@ TEST_F(LoggerConfiguration, AnAppenderOfTwoLoggersIsClosedOnce)
     EXPECT_EQ(1, g_iCloses);
     EXPECT_TRUE(Logger::configureDefault());
     EXPECT_EQ(2, g_iCloses);
+}
+
+TEST_F(LoggerConfiguration, AFormerAppenderThatThrowsWhenItIsClosedIsReportedAtError)
+{
+    FactoryOf<Unclosable>::registerAs("Unclosable");
+    FactoryOf<CountingFile>::registerAs("CountingFile");
+    ASSERT_TRUE(configure("log4cplus.rootLogger=INFO, first, second\n"
+                          "log4cplus.appender.first=Unclosable\n"
+                          "log4cplus.appender.second=CountingFile\n"
+                          "log4cplus.appender.second.File=" +
+                          m_directory.file("former") + "\n"));
+    g_iCloses = 0;
+    EXPECT_TRUE(configure(fileConfiguration()));
+    EXPECT_EQ(1, g_iCloses) << "the other one is closed";
+    EXPECT_THAT(linesOfFile(),
+                ElementsAre("ERROR - failed to close a former appender : the disk is gone"));
 }
 
 TEST_F(LoggerConfiguration, ARollingFileIsRolledByOneAppenderAtATime)
