@@ -678,7 +678,10 @@ class Harness:
                 if REPORT.search(plain):
                     run.said[name, plain] += 1
         for fact in facts:
-            run.facts["user", target.plain(fact, home) if target.name != "gateway" else fact] += 1
+            plain = target.plain(fact, home) if target.name != "gateway" else fact
+            run.facts["user", plain] += 1
+            if REPORT.search(plain):
+                run.said["user", plain] += 1
 
 
 def injection(fault: Optional[Fault]) -> list[str]:
