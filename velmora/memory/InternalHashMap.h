@@ -4,6 +4,7 @@
 
 #include "velmora/Export.h"
 #include "velmora/application/Fallible.h"
+#include "velmora/memory/FullSlots.h"
 #include "velmora/memory/LMVector.h"
 
 #include <algorithm>
@@ -155,6 +156,11 @@ class VELMORA_API InternalHashMap : public LMVector<std::pair<K, D>>, public Int
     /// that key, and whether it was added.
     std::pair<std::size_t, bool> insert(const K& in_key, const D& in_data);
 
+    /// Adds an entry whose key the table must not have, and returns its slot, which is the one that
+    /// `insert` would choose. The object must belong to this table: it is brought up to date here
+    /// only, and other operations that add or remove entries must not be used with it.
+    std::size_t insertAbsent(const K& in_key, const D& in_data, FullSlots& inout_full);
+
     /// Makes room for the given number of elements.
     void reserve(std::size_t in_uiNumElements);
 
@@ -197,8 +203,23 @@ class VELMORA_API InternalHashMap : public LMVector<std::pair<K, D>>, public Int
     [[nodiscard]] std::pair<std::size_t, bool> findInList(LookupKey in_key) const;
     [[nodiscard]] std::pair<std::size_t, bool> findByHash(LookupKey in_key) const;
 
+    /// Returns whether the table is so large that a key that it does not have is placed by
+    /// `FullSlots`.
+    [[nodiscard]] bool isLarge() const
+    {
+        return this->capacity() >= FullSlots::s_uiFewestSlots && isPowerOf2(this->capacity());
+    }
+    static bool isPowerOf2(std::size_t in_uiNumber)
+    {
+        return (in_uiNumber & (in_uiNumber - 1)) == 0;
+    }
+    /// Returns the first slot that a search for a key looks at.
+    [[nodiscard]] std::size_t firstSlotOf(LookupKey in_key) const;
+
     /// Adds an entry. The table must have room for it and must not have its key.
-    void place(value_type& inout_entry);
+    void place(value_type& inout_entry, FullSlots* inout_pFull);
+    template <class... Args>
+    std::size_t placeAbsent(FullSlots& inout_full, LookupKey in_key, Args&&... in_args);
 
     void eraseIndex(std::size_t in_uiIndex);
 
@@ -232,12 +253,7 @@ template <class K, class D, class H>
 std::pair<std::size_t, bool> InternalHashMap<K, D, H>::findByHash(LookupKey in_key) const
 {
     const std::size_t uiCapacity = this->capacity();
-    const std::size_t uiHash = H()(in_key);
-    // Sizes are powers of two unless the caller of `resize` chose another. A division would take
-    // most of the time of the search.
-    const bool bPowerOf2 = (uiCapacity & (uiCapacity - 1)) == 0;
-    const std::size_t uiFirst = bPowerOf2 ? uiHash & (uiCapacity - 1) : uiHash % uiCapacity;
-    for (const std::size_t uiBegin : {uiFirst, std::size_t{0}})
+    for (const std::size_t uiBegin : {firstSlotOf(in_key), std::size_t{0}})
         for (std::size_t i = uiBegin; i != uiCapacity; ++i)
         {
             if (!this->isValid(i))
@@ -246,6 +262,16 @@ std::pair<std::size_t, bool> InternalHashMap<K, D, H>::findByHash(LookupKey in_k
                 return {i, true};
         }
     return {uiCapacity, false};
+}
+
+template <class K, class D, class H>
+inline std::size_t InternalHashMap<K, D, H>::firstSlotOf(LookupKey in_key) const
+{
+    const std::size_t uiCapacity = this->capacity();
+    const std::size_t uiHash = H()(in_key);
+    // Sizes are powers of two unless the caller of `resize` chose another. A division would take
+    // most of the time of the search.
+    return isPowerOf2(uiCapacity) ? uiHash & (uiCapacity - 1) : uiHash % uiCapacity;
 }
 
 template <class K, class D, class H>
@@ -268,6 +294,41 @@ std::pair<std::size_t, bool> InternalHashMap<K, D, H>::insert(const K& in_key, c
 }
 
 template <class K, class D, class H>
+std::size_t InternalHashMap<K, D, H>::insertAbsent(const K& in_key, const D& in_data,
+                                                   FullSlots& inout_full)
+{
+    if (slotsFor(this->size() + 1) <= this->capacity())
+        return placeAbsent(inout_full, in_key, in_key, in_data);
+    // As in `insert`.
+    value_type entry(in_key, in_data);
+    reserve(this->size() + 1);
+    return placeAbsent(inout_full, entry.first, std::move(entry));
+}
+
+template <class K, class D, class H>
+template <class... Args>
+std::size_t InternalHashMap<K, D, H>::placeAbsent(FullSlots& inout_full, LookupKey in_key,
+                                                  Args&&... in_args)
+{
+    if (!isLarge())
+    {
+        const std::size_t uiIndex = findIndex(in_key).first;
+        this->emplace(uiIndex, std::forward<Args>(in_args)...);
+        return uiIndex;
+    }
+    if (inout_full.capacity() != this->capacity())
+    {
+        inout_full.reset(this->capacity());
+        for (auto iter = this->begin_valid(); iter != this->end_valid(); this->increment(iter))
+            inout_full.fill(this->indexOf(iter));
+    }
+    const std::size_t uiIndex = inout_full.firstEmpty(firstSlotOf(in_key));
+    this->emplace(uiIndex, std::forward<Args>(in_args)...);
+    inout_full.fill(uiIndex);
+    return uiIndex;
+}
+
+template <class K, class D, class H>
 void InternalHashMap<K, D, H>::reserve(std::size_t in_uiNumElements)
 {
     if (const std::size_t uiCapacity = capacityFor(in_uiNumElements); uiCapacity > this->capacity())
@@ -283,8 +344,11 @@ void InternalHashMap<K, D, H>::resize(std::size_t in_uiCapacity)
     {
         this->clear();
         Vector::reserve(in_uiCapacity);
+        FullSlots full;
+        if (isLarge())
+            full.reset(this->capacity());
         for (auto iter = former.begin_valid(); iter != former.end_valid(); former.increment(iter))
-            place(*iter);
+            place(*iter, isLarge() ? &full : nullptr);
     }
     catch (...)
     {
@@ -310,9 +374,13 @@ void InternalHashMap<K, D, H>::erase(const const_iterator& in_iterator)
 }
 
 template <class K, class D, class H>
-void InternalHashMap<K, D, H>::place(value_type& inout_entry)
+void InternalHashMap<K, D, H>::place(value_type& inout_entry, FullSlots* inout_pFull)
 {
-    const std::size_t uiIndex = findIndex(inout_entry.first).first;
+    const std::size_t uiIndex = inout_pFull != nullptr
+                                    ? inout_pFull->firstEmpty(firstSlotOf(inout_entry.first))
+                                    : findIndex(inout_entry.first).first;
+    if (inout_pFull != nullptr)
+        inout_pFull->fill(uiIndex);
     if constexpr (s_bMovesSafely)
         this->emplace(uiIndex, std::move(inout_entry));
     else

@@ -72,6 +72,14 @@ class VELMORA_API LMHashMap
     /// whether it was added.
     std::pair<iterator, bool> insert(const K& in_key, const D& in_data);
 
+    /// Adds an entry whose key the map must not have. See `InternalHashMap::insertAbsent`.
+    iterator insertAbsent(const K& in_key, const D& in_data, FullSlots& inout_full)
+    {
+        if (m_pTable == nullptr)
+            return insert(in_key, in_data).first;
+        return m_pTable->entryAt(m_pTable->insertAbsent(in_key, in_data, inout_full));
+    }
+
     /// Removes an entry. The order of the others may change. Does nothing at the end.
     void erase(const const_iterator& in_iterator)
     {
