@@ -7,9 +7,11 @@
 #include "velmora/application/GatedGuard.h"
 #include "velmora/config/GlobalConfigErrors.h"
 #include "velmora/config/GlobalConfigSource.h"
+#include "velmora/config/NameIndex.h"
 #include "velmora/config/ParameterBounds.h"
 #include "velmora/config/ParameterInfoDB.h"
 #include "velmora/config/RegisteredParameters.h"
+#include "velmora/config/UnresolvedLines.h"
 #include "velmora/logging/LibraryLoggers.h"
 #include "velmora/logging/LogMacros.h"
 #include "velmora/system/DottedName.h"
@@ -51,6 +53,35 @@ void endRegistration()
         pRegistered->close();
 }
 
+void readFrom(const NameIndex& in_index, const char* in_szParamName, ParameterValue& out_value)
+{
+    const NameIndex::StringTrie* const pNode = in_index.find(in_szParamName);
+    if (pNode != nullptr)
+        out_value = pNode->data();
+    else
+        out_value = ParameterValue();
+}
+
+/// The parameters of a trie, read and set through its index.
+class IndexedTrie final : public Configuration
+{
+  public:
+    explicit IndexedTrie(NameIndex& inout_index) : m_index(inout_index) {}
+
+    void getParameter(const char* in_szParamName, ParameterValue& out_value) const override
+    {
+        readFrom(m_index, in_szParamName, out_value);
+    }
+    bool setParameter(const char* in_szParamName, const ParameterValue& in_value) override
+    {
+        m_index.nodeFor(in_szParamName).data() = in_value;
+        return true;
+    }
+
+  private:
+    NameIndex& m_index;
+};
+
 } // namespace
 
 /// Holds the lock for writing and records the thread that holds it. The value for assertions is
@@ -81,7 +112,7 @@ class GlobalConfigImpl::WriteLock
     GlobalConfigImpl& m_config;
 };
 
-GlobalConfigImpl::GlobalConfigImpl() = default;
+GlobalConfigImpl::GlobalConfigImpl() : m_pIndex(std::make_unique<NameIndex>(m_trie)) {}
 
 GlobalConfigImpl::~GlobalConfigImpl() = default;
 
@@ -89,7 +120,7 @@ void GlobalConfigImpl::getParameter(const char* in_szParamName, ParameterValue& 
 try
 {
     const ReadLock lock(m_mutex);
-    m_trie.ParameterTrie::getParameter(in_szParamName, out_value);
+    readFrom(*m_pIndex, in_szParamName, out_value);
 }
 catch (...)
 {
@@ -163,7 +194,8 @@ try
                                << in_szParamName);
         return false;
     }
-    return m_trie.setParameter(in_szParamName, in_value);
+    m_pIndex->nodeFor(in_szParamName).data() = in_value;
+    return true;
 }
 catch (...)
 {
@@ -183,9 +215,10 @@ try
     // A stream that had failed before is not read and makes the load fail.
     text.setstate(inout_stream.rdstate());
     const WriteLock lock(*this);
-    std::vector<std::string> unresolved;
+    std::vector<std::string> lines;
+    UnresolvedLines unresolved(lines);
     bool bOK = loadNoMutex(text, unresolved);
-    isUnresolvedVectorEmpty(unresolved, bOK);
+    isUnresolvedVectorEmpty(lines, bOK);
     inout_stream.setstate(text.rdstate());
     return bOK;
 }
@@ -200,9 +233,10 @@ try
     endRegistration();
     InputFile file(in_szPath);
     const WriteLock lock(*this);
-    std::vector<std::string> unresolved;
+    std::vector<std::string> lines;
+    UnresolvedLines unresolved(lines);
     bool bOK = loadFileNoMutex(in_szPath, file, unresolved);
-    isUnresolvedVectorEmpty(unresolved, bOK);
+    isUnresolvedVectorEmpty(lines, bOK);
     return bOK;
 }
 catch (...)
@@ -225,12 +259,13 @@ try
     for (const std::string& strUrl : in_urls)
         sources.emplace_back(strUrl);
     const WriteLock lock(*this);
-    std::vector<std::string> unresolved;
+    std::vector<std::string> lines;
+    UnresolvedLines unresolved(lines);
     bool bOK = true;
     for (GlobalConfigSource& source : sources)
         // A source that fails does not keep the later ones from being loaded.
         bOK = loadUrlNoMutex(source, unresolved) && bOK;
-    isUnresolvedVectorEmpty(unresolved, bOK);
+    isUnresolvedVectorEmpty(lines, bOK);
     return bOK;
 }
 catch (...)
@@ -239,7 +274,7 @@ catch (...)
 }
 
 bool GlobalConfigImpl::loadUrlNoMutex(GlobalConfigSource& inout_source,
-                                      std::vector<std::string>& inout_unresolved)
+                                      UnresolvedLines& inout_unresolved)
 {
     VELMORA_FILE_LOG_DEBUG("GlobalConfigImpl::load : Config URL: " << inout_source.strUrl);
     if (!inout_source.strScheme.empty())
@@ -250,7 +285,7 @@ bool GlobalConfigImpl::loadUrlNoMutex(GlobalConfigSource& inout_source,
 }
 
 bool GlobalConfigImpl::loadFileNoMutex(const std::string& in_strPath, InputFile& inout_file,
-                                       std::vector<std::string>& inout_unresolved)
+                                       UnresolvedLines& inout_unresolved)
 {
     VELMORA_FILE_LOG_DEBUG("Loading Global Config from " << in_strPath);
     if (!inout_file)
@@ -268,7 +303,7 @@ bool GlobalConfigImpl::loadFileNoMutex(const std::string& in_strPath, InputFile&
 }
 
 bool GlobalConfigImpl::loadDBURLNoMutex(const GlobalConfigSource& in_source,
-                                        std::vector<std::string>& inout_unresolved)
+                                        UnresolvedLines& inout_unresolved)
 {
     if (!in_source.parameters)
         return false;
@@ -288,8 +323,7 @@ bool GlobalConfigImpl::loadDBURLNoMutex(const GlobalConfigSource& in_source,
     return false;
 }
 
-bool GlobalConfigImpl::loadNoMutex(std::istream& inout_stream,
-                                   std::vector<std::string>& inout_unresolved)
+bool GlobalConfigImpl::loadNoMutex(std::istream& inout_stream, UnresolvedLines& inout_unresolved)
 {
     if (m_bWriteProtected)
     {
@@ -299,8 +333,8 @@ bool GlobalConfigImpl::loadNoMutex(std::istream& inout_stream,
     VELMORA_FILE_LOG_DEBUG("Loading Global Config from istream");
     const QuietStream quiet(inout_stream);
     if (!inout_stream.fail())
-        m_trie.read(inout_stream, &ParameterInfoDB::getInstance(), '\n', true, &inout_unresolved,
-                    nullptr, &m_summary);
+        m_trie.read(inout_stream, &ParameterInfoDB::getInstance(), nullptr,
+                    {&m_summary, m_pIndex.get(), &inout_unresolved});
     if (!inout_stream.fail())
         return true;
     VELMORA_FILE_LOG_ERROR("failed to initialize global config from istream");
@@ -336,7 +370,8 @@ try
         VELMORA_FILE_LOG_ERROR("can not set defaults in global config, it is write protected");
         return false;
     }
-    ParameterInfoDB::getInstance().addDefaultsToConfig(m_trie, in_bIncludeDeprecated);
+    IndexedTrie trie(*m_pIndex);
+    ParameterInfoDB::getInstance().addDefaultsToConfig(trie, in_bIncludeDeprecated);
     return true;
 }
 catch (...)
@@ -434,8 +469,7 @@ void GlobalConfigImpl::convertTo(ParameterTrie& out_trie, const char* in_szPrefi
 try
 {
     const ReadLock lock(m_mutex);
-    std::vector<std::string> scratch;
-    if (const ParameterTrie::StringTrie* const pNode = m_trie.fastFind(in_szPrefix, scratch))
+    if (const ParameterTrie::StringTrie* const pNode = m_pIndex->find(in_szPrefix))
         out_trie = ParameterTrie(*pNode);
     else
         out_trie = ParameterTrie();

@@ -11,6 +11,7 @@
 
 #include <atomic>
 #include <iosfwd>
+#include <memory>
 #include <string>
 #include <thread>
 #include <vector>
@@ -20,6 +21,8 @@ namespace Velmora
 
 class GlobalConfigSource;
 class InputFile;
+class NameIndex;
+class UnresolvedLines;
 
 /// The implementation of the configuration of the process. Programs use `GlobalConfig` and
 /// `RWGlobalConfig`; tests make objects of their own.
@@ -76,13 +79,11 @@ class VELMORA_API GlobalConfigImpl final : public RWGlobalConfig,
   private:
     class WriteLock;
 
-    bool loadNoMutex(std::istream& inout_stream, std::vector<std::string>& inout_unresolved);
+    bool loadNoMutex(std::istream& inout_stream, UnresolvedLines& inout_unresolved);
     bool loadFileNoMutex(const std::string& in_strPath, InputFile& inout_file,
-                         std::vector<std::string>& inout_unresolved);
-    bool loadUrlNoMutex(GlobalConfigSource& inout_source,
-                        std::vector<std::string>& inout_unresolved);
-    bool loadDBURLNoMutex(const GlobalConfigSource& in_source,
-                          std::vector<std::string>& inout_unresolved);
+                         UnresolvedLines& inout_unresolved);
+    bool loadUrlNoMutex(GlobalConfigSource& inout_source, UnresolvedLines& inout_unresolved);
+    bool loadDBURLNoMutex(const GlobalConfigSource& in_source, UnresolvedLines& inout_unresolved);
     /// Returns a copy of the sections from which logging is configured.
     [[nodiscard]] ParameterTrie loggingSections() const;
     bool configureLoggerFromPropsFile(const std::string& in_strPath,
@@ -93,15 +94,17 @@ class VELMORA_API GlobalConfigImpl final : public RWGlobalConfig,
 
     /// Set before other threads use the object; not guarded.
     bool m_bPublishes = false;
-    /// Guarded by `m_mutex`, as are the three members below.
+    /// Guarded by `m_mutex`, as are the four members below.
     bool m_bWriteProtected = false;
     bool m_bRunTime = false;
     ParameterTrie m_trie;
+    /// Makes and finds the nodes of `m_trie`.
+    std::unique_ptr<NameIndex> m_pIndex;
     /// `m_uiParameters` stays 0 here: `getLoadSummary` counts the parameters.
     LoadSummary m_summary;
-    /// Guards `m_bWriteProtected`, `m_bRunTime`, `m_trie` and `m_summary`. No foreign code runs
-    /// while it is held: sources are read before it is taken, and appenders run after it is
-    /// released.
+    /// Guards `m_bWriteProtected`, `m_bRunTime`, `m_trie`, `m_pIndex` and `m_summary`. No foreign
+    /// code runs while it is held: sources are read before it is taken, and appenders run after it
+    /// is released.
     mutable ACE_RW_Thread_Mutex m_mutex;
     /// The thread that holds `m_mutex` for writing.
     std::atomic<std::thread::id> m_writer{};

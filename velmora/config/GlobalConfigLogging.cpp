@@ -4,6 +4,7 @@
 #include "velmora/config/GlobalConfigErrors.h"
 #include "velmora/config/GlobalConfigImpl.h"
 #include "velmora/config/GlobalConfigSeam.h"
+#include "velmora/config/NameIndex.h"
 #include "velmora/logging/LibraryLoggers.h"
 #include "velmora/logging/LogMacros.h"
 #include "velmora/system/InputFile.h"
@@ -91,8 +92,8 @@ ParameterTrie GlobalConfigImpl::loggingSections() const
     const ReadLock lock(m_mutex);
     // The second section holds the settings of the log files of calls.
     for (const char* const szSection : {"log4cplus", "keswardin.infra.CallLogger"})
-        if (const auto found = m_trie.find(szSection); found != m_trie.end())
-            *sections.insert(szSection, ParameterValue()).first = *found;
+        if (const ParameterTrie::StringTrie* const pNode = m_pIndex->find(szSection))
+            *sections.insert(szSection, ParameterValue()).first = *pNode;
     return sections;
 }
 

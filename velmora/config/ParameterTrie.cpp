@@ -4,6 +4,7 @@
 
 #include "velmora/application/Assertion.h"
 #include "velmora/config/LoadSummary.h"
+#include "velmora/config/NameIndex.h"
 #include "velmora/config/ParameterBounds.h"
 #include "velmora/config/ParameterInfoDB.h"
 #include "velmora/config/TagSubstitution.h"
@@ -53,6 +54,7 @@ struct ParameterTrie::Reading
     /// Whether `m_pDB` is the table of the process, the only one with bounds of parameters.
     bool m_bHasBounds;
     LoadSummary& m_summary;
+    NameIndex* m_pIndex;
     Parameter m_parameter{};
     /// The last name up to and including its last dot, and the node of that prefix, as the next
     /// name often has the same prefix. Nodes never move, so the pointer stays valid while lines are
@@ -130,24 +132,40 @@ std::istream& ParameterTrie::read(std::istream& inout_stream, const ParameterInf
                                   std::vector<std::string>* inout_pUnresolved,
                                   const ParameterTrie* in_pOther, LoadSummary* inout_pSummary)
 {
+    std::optional<UnresolvedLines> unresolved;
+    if (inout_pUnresolved != nullptr)
+        unresolved.emplace(*inout_pUnresolved);
+    return readText(inout_stream, in_pDB, in_cDelimiter, in_bSubstitute, in_pOther,
+                    {inout_pSummary, nullptr, unresolved ? &*unresolved : nullptr});
+}
+
+std::istream& ParameterTrie::read(std::istream& inout_stream, const ParameterInfoDB* in_pDB,
+                                  const ParameterTrie* in_pOther, const ReadHelpers& in_helpers)
+{
+    return readText(inout_stream, in_pDB, '\n', true, in_pOther, in_helpers);
+}
+
+std::istream& ParameterTrie::readText(std::istream& inout_stream, const ParameterInfoDB* in_pDB,
+                                      char in_cDelimiter, bool in_bSubstitute,
+                                      const ParameterTrie* in_pOther, const ReadHelpers& in_helpers)
+{
     LoadSummary summaryOfNobody;
     Reading reading{in_pDB, in_pDB == &ParameterInfoDB::getInstance(),
-                    inout_pSummary != nullptr ? *inout_pSummary : summaryOfNobody};
+                    in_helpers.pSummary != nullptr ? *in_helpers.pSummary : summaryOfNobody,
+                    in_helpers.pIndex};
     // Reading past the last line sets the failbit, which must not keep the waiting lines from being
     // tried.
     QuietStream quiet(inout_stream);
-    const TagSubstitution tags(*this, in_pOther);
-    std::optional<UnresolvedLines> unresolved;
-    if (inout_pUnresolved != nullptr)
-        unresolved.emplace(*inout_pUnresolved, tags);
+    const TagSubstitution tags(*this, in_pOther, in_helpers.pIndex);
     if (!readLines(reading, inout_stream, in_cDelimiter, in_bSubstitute ? &tags : nullptr,
-                   unresolved ? &*unresolved : nullptr))
+                   in_helpers.pUnresolved))
         inout_stream.setstate(std::ios::failbit);
     else
     {
-        if (unresolved)
-            unresolved->processUnresolvedConfigLines([&](const std::string& in_strLine)
-                                                     { return addToTrie(reading, in_strLine); });
+        if (in_helpers.pUnresolved != nullptr)
+            in_helpers.pUnresolved->processUnresolvedConfigLines(
+                tags,
+                [&](const std::string& in_strLine) { return addToTrie(reading, in_strLine); });
         if (inout_stream.eof())
             inout_stream.clear(std::ios::eofbit);
         if (inout_stream.fail())
@@ -225,8 +243,13 @@ void ParameterTrie::warnOfMisfit(const Parameter& in_parameter, ParameterInitRes
         if (in_parameter.getName().starts_with("log4cplus"))
             return;
         ++inout_summary.m_uiUnknownNames;
+        // The closest name is found by a comparison with all that are known, which takes long.
+        const Logger* const pLogger = ::liveFileScopeLogger();
+        const bool bLogged = pLogger != nullptr && pLogger->isEnabledFor(WARN_LOG_LEVEL);
         std::string strClosestParamName;
-        const bool bKnown = db.validateParamName(szName, strClosestParamName);
+        ParameterInfo paramInfo;
+        const bool bKnown = bLogged ? db.validateParamName(szName, strClosestParamName)
+                                    : db.retrieve(szName, paramInfo);
         VELMORA_FILE_ASSERT_TEXT(!bKnown,
                                  "! ParameterInfoDB::getInstance(). "
                                  "validateParamName(parameter.getName(), strClosestParamName)");
@@ -279,6 +302,8 @@ void ParameterTrie::store(Reading& inout_reading)
 ParameterTrie::StringTrie& ParameterTrie::nodeForNext(Reading& inout_reading,
                                                       const std::string& in_strName)
 {
+    if (inout_reading.m_pIndex != nullptr)
+        return inout_reading.m_pIndex->nodeFor(in_strName);
     std::string& strBranch = inout_reading.m_strBranch;
     std::string_view name(in_strName);
     if (inout_reading.m_pBranch == nullptr || !name.starts_with(strBranch) ||

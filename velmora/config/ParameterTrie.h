@@ -23,6 +23,7 @@ class Properties;
 namespace Velmora
 {
 
+class NameIndex;
 class ParameterInfoDB;
 class TagSubstitution;
 class UnresolvedLines;
@@ -98,6 +99,21 @@ class VELMORA_API ParameterTrie : public Trie<std::string, ParameterValue, LMHas
                        std::vector<std::string>* inout_pUnresolved, const ParameterTrie* in_pOther,
                        LoadSummary* inout_pSummary = nullptr);
 
+    /// What an owner keeps from one reading to the next. All pointers may be null.
+    struct ReadHelpers
+    {
+        /// Counts the warnings.
+        LoadSummary* pSummary = nullptr;
+        /// The index through which all nodes of this trie are made.
+        NameIndex* pIndex = nullptr;
+        /// The waiting lines. Its vector takes the place of `inout_pUnresolved` above.
+        UnresolvedLines* pUnresolved = nullptr;
+    };
+
+    /// Does the same for lines that end with a newline, with tags replaced.
+    std::istream& read(std::istream& inout_stream, const ParameterInfoDB* in_pDB,
+                       const ParameterTrie* in_pOther, const ReadHelpers& in_helpers);
+
     /// Makes the node of a name with the value unless the node exists. Returns the node with its
     /// path, and whether it was made.
     std::pair<iterator, bool> insert(const char* in_szName, const ParameterValue& in_value);
@@ -126,6 +142,10 @@ class VELMORA_API ParameterTrie : public Trie<std::string, ParameterValue, LMHas
 
   private:
     struct Reading;
+
+    std::istream& readText(std::istream& inout_stream, const ParameterInfoDB* in_pDB,
+                           char in_cDelimiter, bool in_bSubstitute, const ParameterTrie* in_pOther,
+                           const ReadHelpers& in_helpers);
 
     /// Returns the node of a name; null if there is none.
     [[nodiscard]] const StringTrie* nodeOf(std::string_view in_name) const;

@@ -2,6 +2,7 @@
 
 #include "velmora/config/TagSubstitution.h"
 
+#include "velmora/config/NameIndex.h"
 #include "velmora/logging/LibraryLoggers.h"
 #include "velmora/logging/LogMacros.h"
 #include "velmora/system/DottedName.h"
@@ -116,13 +117,25 @@ bool TagSubstitution::substituteVars(const std::string& in_strLine, std::string&
     return bResult;
 }
 
+const TagSubstitution::StringTrie* TagSubstitution::parameterOf(const std::string& in_strName) const
+{
+    const char* const szName = in_strName.c_str();
+    const StringTrie* pNode = m_pIndex != nullptr ? m_pIndex->find(szName) : nodeIn(m_trie, szName);
+    if ((pNode == nullptr || !pNode->data().defined()) && m_pOther != nullptr)
+        pNode = nodeIn(*m_pOther, szName);
+    return pNode != nullptr && pNode->data().defined() ? pNode : nullptr;
+}
+
+bool TagSubstitution::isKnown(const std::string& in_strName) const
+{
+    return parameterOf(in_strName) != nullptr ||
+           std::getenv(in_strName.c_str()) != nullptr; // NOLINT(concurrency-mt-unsafe)
+}
+
 bool TagSubstitution::getReplacement(const std::string& in_strName,
                                      std::string& out_strReplacement) const
 {
-    const StringTrie* pNode = nodeIn(m_trie, in_strName.c_str());
-    if ((pNode == nullptr || !pNode->data().defined()) && m_pOther != nullptr)
-        pNode = nodeIn(*m_pOther, in_strName.c_str());
-    if (pNode != nullptr && pNode->data().defined())
+    if (const StringTrie* const pNode = parameterOf(in_strName))
     {
         const char* const szValue = pNode->data();
         out_strReplacement = szValue == nullptr ? "" : szValue;

@@ -10,6 +10,8 @@
 namespace Velmora
 {
 
+class NameIndex;
+
 /// Replaces the tags `${name}` in lines of a configuration by the values of parameters or by
 /// environment variables. For the rules see `ParameterTrie`. Its lines and scopes are those of
 /// "keswardin.infra.ParameterTrie".
@@ -32,16 +34,20 @@ class TagSubstitution
         std::string_view name;
     };
 
-    /// Looks up names in a trie and then in another one, unless that is null. Both must outlive the
-    /// object; lines may be added to them.
-    TagSubstitution(const StringTrie& in_trie, const StringTrie* in_pOther)
-        : m_trie(in_trie), m_pOther(in_pOther)
+    /// Looks up names in a trie and then in another one, unless that is null. The index, unless it
+    /// is null, is that of the first trie. All must outlive the object; lines may be added to them.
+    TagSubstitution(const StringTrie& in_trie, const StringTrie* in_pOther,
+                    const NameIndex* in_pIndex)
+        : m_trie(in_trie), m_pOther(in_pOther), m_pIndex(in_pIndex)
     {
     }
 
     /// Replaces all tags whose names are known. Returns whether no tag is left. If the line becomes
     /// too long, logs an error and returns true with an empty line.
     bool substituteVars(const std::string& in_strLine, std::string& out_strLine) const;
+
+    /// Returns whether a tag of that name would be replaced.
+    [[nodiscard]] bool isKnown(const std::string& in_strName) const;
 
     /// Finds the first tag of a line. Without a tag, returns false and the rest of the line as
     /// text.
@@ -60,8 +66,12 @@ class TagSubstitution
     /// Failure: returns false if there is neither a parameter nor an environment variable.
     bool getReplacement(const std::string& in_strName, std::string& out_strReplacement) const;
 
+    /// Returns the parameter of a name; null if there is none that is defined.
+    [[nodiscard]] const StringTrie* parameterOf(const std::string& in_strName) const;
+
     const StringTrie& m_trie;
     const StringTrie* m_pOther;
+    const NameIndex* m_pIndex;
 };
 
 } // namespace Velmora

@@ -93,12 +93,23 @@ class VELMORA_API Trie : public TrieNoT
         return m_children.find(in_key);
     }
 
-    /// Returns the number of this node's children.
+    /// Returns the number of this node's children, and of the slots of their table.
     [[nodiscard]] std::size_t size() const { return m_children.size(); }
+    [[nodiscard]] std::size_t capacity() const
+    {
+        return m_children.table() != nullptr ? m_children.table()->capacity() : 0;
+    }
 
     /// Makes a child with a copy of the data unless the key exists. Returns the edge with that key,
     /// and whether the child was made.
     std::pair<child_iterator, bool> insert(const K& in_key, const D& in_data);
+
+    /// Makes a child with a key that this node must not have, and returns it. The object must
+    /// belong to this node alone, as `InternalHashMap::insertAbsent` describes.
+    Trie& insertAbsent(const K& in_key, const D& in_data, FullSlots& inout_full)
+    {
+        return addChild(in_key, in_data, inout_full);
+    }
 
     /// Makes the node of a key, and the nodes on the way to it. Returns the node with its path from
     /// this node, and whether it was made. An existing node keeps its data, even if it is only on
@@ -196,6 +207,14 @@ class VELMORA_API Trie : public TrieNoT
     static NodePointer makeNode(const Source& in_source);
     static void destroyNode(Trie* in_pNode) noexcept;
     static const D& defaultData();
+
+    template <class Source>
+    Trie& addChild(const K& in_key, const Source& in_source, FullSlots& inout_full)
+    {
+        NodePointer pNode = makeNode(in_source);
+        m_children.insertAbsent(in_key, pNode.get(), inout_full);
+        return *pNode.release();
+    }
 
     template <class Iterator, class Follow>
     std::pair<Trie*, bool> insertAlong(Iterator in_first, Iterator in_last, const D& in_data,
@@ -364,6 +383,14 @@ void Trie<K, D, H>::pairChildrenWith(const Trie& in_trie, Assignments& out_assig
 template <class K, class D, class H>
 void Trie<K, D, H>::addChildrenOf(const Trie& in_trie)
 {
+    FullSlots full;
+    if (m_children.empty())
+    {
+        for (const_child_iterator iter = in_trie.beginChild(); iter != in_trie.endChild(); ++iter)
+            if (iter.data() != nullptr)
+                addChild(iter.key(), *iter.data(), full);
+        return;
+    }
     for (const_child_iterator iter = in_trie.beginChild(); iter != in_trie.endChild(); ++iter)
     {
         if (iter.data() == nullptr || m_children.find(iter.key()) != m_children.end())

@@ -15,6 +15,8 @@
 #include <forward_list>
 #include <iterator>
 #include <stdexcept>
+#include <string_view>
+#include <utility>
 
 VELMORA_LIBRARY_FILE_SCOPE_LOGGER_OF(ParameterTrie)
 
@@ -97,28 +99,94 @@ void UnresolvedLines::add(const std::string& in_strLine)
 {
     VELMORA_FILE_LOG_DEBUG("Adding line to unresolved vector: " << in_strLine);
     m_lines.push_back(in_strLine);
+    m_waits.resize(m_lines.size());
+    ++m_uiAdded;
 }
 
-void UnresolvedLines::processUnresolvedConfigLines(const Store& in_addToTrie)
+void UnresolvedLines::processUnresolvedConfigLines(const TagSubstitution& in_tags,
+                                                   const Store& in_addToTrie)
 {
     VELMORA_FILE_TRACE_SCOPE(ParameterTrie::processUnresolvedConfigLines);
     std::vector<std::string> lines;
+    std::vector<Wait> waits;
     // Taken out of the vector, which then receives the lines that are still unresolved.
     lines.swap(m_lines);
+    waits.swap(m_waits);
+    const Logger* const pLogger = ::liveFileScopeLogger();
+    const bool bLogged = pLogger != nullptr && pLogger->isEnabledFor(DEBUG_LOG_LEVEL);
     std::string* const pEnd = lines.data() + lines.size();
     std::string strResolved;
     for (std::string* pLine = lines.data(); pLine != pEnd; ++pLine)
     {
-        VELMORA_FILE_LOG_DEBUG("Trying to resolve param: " << *pLine);
-        if (!resolveInVector(pLine, pEnd, strResolved))
-            m_lines.push_back(*pLine);
-        else if (!in_addToTrie(strResolved))
-            VELMORA_FILE_LOG_ERROR("parse error. failed to parse : " << strResolved);
+        Wait& wait = waits[static_cast<std::size_t>(pLine - lines.data())];
+        if (bLogged || !stillWaits(wait, in_tags, {pLine + 1, pEnd}))
+        {
+            VELMORA_FILE_LOG_DEBUG("Trying to resolve param: " << *pLine);
+            ++m_uiTries;
+            bool bChanged = false;
+            const Search result = resolveInVector(in_tags, pLine, pEnd, strResolved, bChanged);
+            if (result == Search::replaced)
+            {
+                if (!in_addToTrie(strResolved))
+                    VELMORA_FILE_LOG_ERROR("parse error. failed to parse : " << strResolved);
+                continue;
+            }
+            if (bChanged)
+                m_uiLastChange = ++m_uiAdded;
+            wait = result == Search::notDefined && !bChanged ? reasonOf(*pLine, in_tags) : Wait();
+        }
+        m_lines.push_back(std::move(*pLine));
+        m_waits.push_back(std::move(wait));
     }
 }
 
-bool UnresolvedLines::resolveInVector(std::string* inout_pLine, const std::string* in_pEnd,
-                                      std::string& out_strLine) const
+bool UnresolvedLines::stillWaits(Wait& inout_wait, const TagSubstitution& in_tags,
+                                 std::span<const std::string> in_laterLines) const
+{
+    if (inout_wait.strMissing.empty() || inout_wait.uiAdded < m_uiLastChange ||
+        in_tags.isKnown(inout_wait.strMissing))
+        return false;
+    const std::size_t uiNew = std::min(m_uiAdded - inout_wait.uiAdded, in_laterLines.size());
+    if (uiNew != 0)
+    {
+        const DefiningLine definingLine(inout_wait.strFirst);
+        std::string strValue;
+        for (const std::string& strLine : in_laterLines.last(uiNew))
+            if (definingLine.matches(strLine, strValue))
+                return false;
+    }
+    inout_wait.uiAdded = m_uiAdded;
+    return true;
+}
+
+UnresolvedLines::Wait UnresolvedLines::reasonOf(const std::string& in_strLine,
+                                                const TagSubstitution& in_tags) const
+{
+    Wait wait;
+    TagSubstitution::Tag tag;
+    std::string_view rest = in_strLine;
+    for (bool bFirst = true; TagSubstitution::findTag(rest, tag); bFirst = false)
+    {
+        if (bFirst && !DefiningLine::isPlainName(tag.name))
+            return wait;
+        if (bFirst)
+            wait.strFirst = tag.name;
+        if (!in_tags.isKnown(std::string(tag.name)))
+        {
+            wait.strMissing = tag.name;
+            wait.uiAdded = m_uiAdded;
+            return wait;
+        }
+        rest.remove_prefix(static_cast<std::size_t>(tag.tag.data() + tag.tag.size() - rest.data()));
+    }
+    return wait;
+}
+
+UnresolvedLines::Search UnresolvedLines::resolveInVector(const TagSubstitution& in_tags,
+                                                         std::string* inout_pLine,
+                                                         const std::string* in_pEnd,
+                                                         std::string& out_strLine,
+                                                         bool& out_bChanged)
 {
     // Each pass replaces one tag. Its trace scope is nested in that of the previous pass.
     std::forward_list<TraceScope> passes;
@@ -130,27 +198,30 @@ bool UnresolvedLines::resolveInVector(std::string* inout_pLine, const std::strin
     for (;;)
     {
         passes.emplace_front(::liveFileScopeLogger(), "ParameterTrie::resolveInVector");
-        if (m_tags.substituteVars(*inout_pLine, out_strLine))
-            return true;
+        if (in_tags.substituteVars(*inout_pLine, out_strLine))
+            return Search::replaced;
         if (TagSubstitution::findTag(*inout_pLine, tag))
         {
             if (std::find(namesMet.begin(), namesMet.end(), tag.name) != namesMet.end())
-                return false;
+                return Search::impossible;
             if (!DefiningLine::isPlainName(tag.name) &&
                 (tag.name.size() > s_uiLongestExpression ||
                  inout_pLine->size() > s_uiLongestSearchedLine ||
                  ++iExpressions > s_iMostExpressions))
-                return false;
+                return Search::impossible;
             namesMet.emplace_back(tag.name);
         }
-        if (!findKeyValueInVector(inout_pLine, in_pEnd, pFound))
-            return false;
+        const Search search = findKeyValueInVector(inout_pLine, in_pEnd, pFound);
+        if (search != Search::replaced)
+            return search;
+        out_bChanged = true;
         inout_pLine = pFound;
     }
 }
 
-bool UnresolvedLines::findKeyValueInVector(std::string* inout_pLine, const std::string* in_pEnd,
-                                           std::string*& out_pFound)
+UnresolvedLines::Search UnresolvedLines::findKeyValueInVector(std::string* inout_pLine,
+                                                              const std::string* in_pEnd,
+                                                              std::string*& out_pFound)
 {
     VELMORA_FILE_TRACE_SCOPE(ParameterTrie::findKeyInVector);
     std::string strName;
@@ -158,8 +229,9 @@ bool UnresolvedLines::findKeyValueInVector(std::string* inout_pLine, const std::
     {
         VELMORA_FILE_LOG_DEBUG(
             "No parameter tag of form ${x.y.z} in config line: " << *inout_pLine);
-        return false;
+        return Search::impossible;
     }
+    Search search = Search::impossible;
     try
     {
         const DefiningLine definingLine(strName);
@@ -173,11 +245,12 @@ bool UnresolvedLines::findKeyValueInVector(std::string* inout_pLine, const std::
             if (!replaceAll(*inout_pLine, boost::regex("\\$\\{" + strName + "\\}"), strValue))
             {
                 TagSubstitution::reportTooLong(*inout_pLine);
-                return false;
+                return Search::impossible;
             }
             out_pFound = inout_pLine;
-            return true;
+            return Search::replaced;
         }
+        search = Search::notDefined;
     }
     catch (const std::exception&)
     {
@@ -186,7 +259,7 @@ bool UnresolvedLines::findKeyValueInVector(std::string* inout_pLine, const std::
     VELMORA_FILE_LOG_DEBUG("Value of parameter: "
                            << strName
                            << " not defined yet. Value might in an other configuration file");
-    return false;
+    return search;
 }
 
 } // namespace Velmora

@@ -2,7 +2,9 @@
 
 #pragma once
 
+#include <cstddef>
 #include <functional>
+#include <span>
 #include <string>
 #include <vector>
 
@@ -15,6 +17,10 @@ class TagSubstitution;
 /// line that needs a value which a line behind it defines takes over the raw text of that value.
 /// Its lines and scopes are those of "keswardin.infra.ParameterTrie".
 ///
+/// An object that lives as long as the lines wait remembers why each of them waits, and tries a
+/// line again only if that may have changed. With its logger at DEBUG it tries, and logs, all of
+/// them.
+///
 /// Ownership: the vector belongs to the caller and carries the lines from one text to the next.
 /// Thread-safety: none.
 class UnresolvedLines
@@ -23,9 +29,9 @@ class UnresolvedLines
     /// Parses and stores a line. Returns false if it is no parameter.
     using Store = std::function<bool(const std::string& in_strLine)>;
 
-    /// Both arguments must outlive the object.
-    UnresolvedLines(std::vector<std::string>& inout_lines, const TagSubstitution& in_tags)
-        : m_lines(inout_lines), m_tags(in_tags)
+    /// The vector must outlive the object, and must not be changed otherwise while it lives.
+    explicit UnresolvedLines(std::vector<std::string>& inout_lines)
+        : m_lines(inout_lines), m_waits(inout_lines.size())
     {
     }
 
@@ -34,20 +40,58 @@ class UnresolvedLines
 
     /// Tries all lines once more. Stores the lines that can be resolved, logs an error for each
     /// that is then no parameter, and leaves the others in the vector.
-    void processUnresolvedConfigLines(const Store& in_addToTrie);
+    void processUnresolvedConfigLines(const TagSubstitution& in_tags, const Store& in_addToTrie);
+
+    /// Returns the number of lines that were tried so far.
+    [[nodiscard]] std::size_t getNumTries() const { return m_uiTries; }
 
   private:
+    /// Why a line waits.
+    struct Wait
+    {
+        /// A name that is not known. Empty if the line must be tried.
+        std::string strMissing{};
+        /// The name of the first tag, which no line behind this one defines.
+        std::string strFirst{};
+        /// The value of `m_uiAdded` when the line was tried.
+        std::size_t uiAdded = 0;
+    };
+
+    /// Returns whether a line would wait for the same reason if it was tried again. The later lines
+    /// are those behind it.
+    bool stillWaits(Wait& inout_wait, const TagSubstitution& in_tags,
+                    std::span<const std::string> in_laterLines) const;
+    /// Returns why a line waits that was tried without success and has not changed.
+    [[nodiscard]] Wait reasonOf(const std::string& in_strLine,
+                                const TagSubstitution& in_tags) const;
+
+    enum class Search
+    {
+        replaced,
+        notDefined,
+        /// The replacement would be too long, or the name is no valid expression.
+        impossible
+    };
+
     /// Replaces the tags of a line, if necessary by the raw values of the lines behind it. May
-    /// change the line in the vector even if a tag is left.
-    bool resolveInVector(std::string* inout_pLine, const std::string* in_pEnd,
-                         std::string& out_strLine) const;
+    /// change the line in the vector even if a tag is left. Returns `replaced` if no tag is left,
+    /// or else why the last one stays.
+    static Search resolveInVector(const TagSubstitution& in_tags, std::string* inout_pLine,
+                                  const std::string* in_pEnd, std::string& out_strLine,
+                                  bool& out_bChanged);
     /// Replaces the first tag of a line by the raw value of the first line behind it that defines
-    /// the name. Returns false, and leaves the line unchanged, if there is none.
-    static bool findKeyValueInVector(std::string* inout_pLine, const std::string* in_pEnd,
-                                     std::string*& out_pFound);
+    /// the name. Leaves the line unchanged if there is none.
+    static Search findKeyValueInVector(std::string* inout_pLine, const std::string* in_pEnd,
+                                       std::string*& out_pFound);
 
     std::vector<std::string>& m_lines;
-    const TagSubstitution& m_tags;
+    /// Why each of the lines waits.
+    std::vector<Wait> m_waits;
+    /// The number of lines that were added or changed so far, and the value of that number after
+    /// the last change. A line that has changed may define another name.
+    std::size_t m_uiAdded = 0;
+    std::size_t m_uiLastChange = 0;
+    std::size_t m_uiTries = 0;
 };
 
 } // namespace Velmora

@@ -2,6 +2,7 @@
 
 #include "velmora/config/ParameterTrie.h"
 
+#include "velmora/config/LoadSummary.h"
 #include "velmora/config/ParameterInfoDB.h"
 
 #include "tests/support/CapturedAssertions.h"
@@ -397,6 +398,20 @@ TEST_F(ParameterTrieTable, ATableThatDoesNotKnowWhatThatOfTheProcessKnowsIsAnAss
                     "! ParameterInfoDB::getInstance(). validateParamName(parameter.getName(), "
                     "strClosestParamName)",
                     "ParameterTrie", s_szLogger)));
+}
+
+TEST_F(ParameterTrieTable, ThisIsAnAssertionAlsoIfItsWarningIsOff)
+{
+    const OtherTable other;
+    const CapturedLog log;
+    log4cplus::Logger::getInstance(s_szLogger).setLogLevel(ERROR_LOG_LEVEL);
+    EXPECT_TRUE(readWith(&other, "keswardin.exitTimeoutSec=5\n"));
+    EXPECT_EQ("type=INT value=5", dump("keswardin.exitTimeoutSec"));
+    EXPECT_THAT(failedAssertions(log), testing::SizeIs(1));
+    LoadSummary summary;
+    std::istringstream text("no.such.name=1\n");
+    m_trie.read(text, &ParameterInfoDB::getInstance(), '\n', true, nullptr, nullptr, &summary);
+    EXPECT_EQ(1U, summary.m_uiUnknownNames);
 }
 
 TEST_F(ParameterTrieTable, ATableThatKnowsWhatThatOfTheProcessDoesNotIsAnAssertion)

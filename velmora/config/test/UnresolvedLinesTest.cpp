@@ -7,7 +7,9 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <cstddef>
 #include <cstdlib>
+#include <random>
 #include <sstream>
 #include <string>
 #include <vector>
@@ -339,6 +341,98 @@ TEST_F(ParameterTrieFiles, EachTagThatIsReplacedInALineThatWaitsIsAScopeInTheOne
             passes.push_back(strScope.substr(0, strScope.find(' ')));
     EXPECT_THAT(passes,
                 ElementsAre("entering", "entering", "exiting", "exiting", "entering", "exiting"));
+}
+
+/// Reads a text with waiting lines that remember why they wait, with the log off.
+void readQuietly(ParameterTrie& inout_trie, const std::string& in_strText,
+                 UnresolvedLines& inout_unresolved)
+{
+    log4cplus::Logger::getRoot().setLogLevel(log4cplus::OFF_LOG_LEVEL);
+    std::istringstream text(in_strText);
+    inout_trie.read(text, nullptr, nullptr, {nullptr, nullptr, &inout_unresolved});
+}
+
+TEST(UnresolvedLinesTries, ALineIsTriedOnceUntilANameThatItNeedsMayBeKnown)
+{
+    ParameterTrie trie;
+    Lines lines;
+    UnresolvedLines unresolved(lines);
+    constexpr std::size_t uiSources = 300;
+    for (std::size_t i = 0; i != uiSources; ++i)
+        readQuietly(trie,
+                    "x" + std::to_string(i) + "=${known}${missing" + std::to_string(i) +
+                        "}\nknown=K\n",
+                    unresolved);
+    EXPECT_EQ(uiSources, unresolved.getNumTries());
+    readQuietly(trie, "missing7=M\n", unresolved);
+    EXPECT_EQ(uiSources + 1, unresolved.getNumTries());
+    EXPECT_EQ(uiSources - 1, lines.size());
+    ParameterValue value;
+    trie.getParameter("x7", value);
+    EXPECT_STREQ("KM", static_cast<const char*>(value));
+}
+
+TEST(UnresolvedLinesTries, ALineIsTriedAgainWhenALaterLineDefinesItsFirstTag)
+{
+    ParameterTrie trie;
+    Lines lines;
+    UnresolvedLines unresolved(lines);
+    readQuietly(trie, "x=${a.b}\n", unresolved);
+    readQuietly(trie, "y=${c}\n", unresolved);
+    EXPECT_EQ(2U, unresolved.getNumTries());
+    // The dot of the name stands for any character.
+    readQuietly(trie, "a-b=${c}!\n", unresolved);
+    EXPECT_THAT(lines, ElementsAre("x=${c}!", "y=${c}", "a-b=${c}!"));
+}
+
+TEST(UnresolvedLinesTries, EachLineIsTriedAndLoggedAtDebug)
+{
+    ParameterTrie trie;
+    Lines lines;
+    UnresolvedLines unresolved(lines);
+    const CapturedLog log;
+    for (const char* const szText : {"x=${a}\n", "y=${b}\n", "z=1\n"})
+    {
+        std::istringstream text(szText);
+        trie.read(text, nullptr, nullptr, {nullptr, nullptr, &unresolved});
+    }
+    EXPECT_EQ(5U, unresolved.getNumTries());
+    EXPECT_THAT(log.lines(),
+                Contains(debugLine(s_szLogger, "Trying to resolve param: x=${a}")).Times(3));
+}
+
+TEST(UnresolvedLinesTries, TheResultIsThatOfTryingAllLines)
+{
+    std::mt19937 random(5);
+    const std::vector<std::string> names{"a", "b", "c", "d.e", "dxe", "f", "[", "g.*"};
+    for (int iRound = 0; iRound != 2000; ++iRound)
+    {
+        ParameterTrie remembering;
+        ParameterTrie forgetful;
+        Lines rememberedLines;
+        Lines forgottenLines;
+        UnresolvedLines unresolved(rememberedLines);
+        for (int iSource = 0; iSource != 8; ++iSource)
+        {
+            std::string strText;
+            for (unsigned int uiLines = random() % 3; uiLines != 0; --uiLines)
+            {
+                strText += names[random() % names.size()] + (random() % 4 == 0 ? " = " : "=");
+                for (unsigned int uiTags = random() % 3; uiTags != 0; --uiTags)
+                    strText += "t${" + names[random() % names.size()] + "}";
+                strText += "v\n";
+            }
+            readQuietly(remembering, strText, unresolved);
+            UnresolvedLines forgets(forgottenLines);
+            readQuietly(forgetful, strText, forgets);
+            ASSERT_EQ(forgottenLines, rememberedLines) << "round " << iRound;
+            std::ostringstream expected;
+            std::ostringstream text;
+            ASSERT_EQ((forgetful.write(expected), expected.str()),
+                      (remembering.write(text), text.str()))
+                << "round " << iRound;
+        }
+    }
 }
 
 } // namespace Velmora::Test

@@ -1,0 +1,111 @@
+// SPDX-License-Identifier: BSD-2-Clause
+
+#pragma once
+
+#include "velmora/Export.h"
+#include "velmora/config/ParameterValue.h"
+#include "velmora/config/Trie.h"
+#include "velmora/memory/FullSlots.h"
+
+#include <cstddef>
+#include <cstdint>
+#include <memory>
+#include <string>
+#include <string_view>
+#include <unordered_map>
+#include <vector>
+
+namespace Velmora
+{
+
+/// Finds and makes the nodes of a trie by their whole dotted names, prefixes included. It holds all
+/// nodes below the root in one hash table, so the time for a name does not depend on the number of
+/// names, nor on how many of them have the same parent.
+///
+/// All nodes of the trie must be made through the index. The trie is the same, node for node and
+/// slot for slot, as if it had been filled directly.
+///
+/// Ownership: the trie must outlive the index. The index holds a copy of each name.
+/// Failure: throws `std::bad_alloc`, with some of the nodes made that are on the way to the name.
+/// Thread-safety: as the trie.
+class VELMORA_API NameIndex
+{
+  public:
+    using StringTrie = Trie<std::string, ParameterValue, LMHashFcn<std::string>>;
+
+    /// The trie must have no children.
+    explicit NameIndex(StringTrie& inout_trie) : m_trie(inout_trie) {}
+    NameIndex(const NameIndex&) = delete;
+    NameIndex& operator=(const NameIndex&) = delete;
+
+    /// Returns the node of a name; null if there is none.
+    [[nodiscard]] const StringTrie* find(std::string_view in_name) const
+    {
+        return in_name.empty() ? &m_trie : findKey(keyOf(in_name));
+    }
+
+    /// Returns the node of a name, made if there is none.
+    StringTrie& nodeFor(std::string_view in_name);
+
+    /// Returns the number of nodes below the root.
+    [[nodiscard]] std::size_t size() const { return m_uiNodes; }
+    /// Returns the memory that the index takes beside the trie, in bytes.
+    [[nodiscard]] std::size_t memory() const;
+    /// Returns the number of entries that a search for the name looks at.
+    [[nodiscard]] std::size_t stepsFor(std::string_view in_name) const;
+
+  private:
+    struct Entry
+    {
+        StringTrie* pNode = nullptr;
+        const char* pName = nullptr;
+        std::uint32_t uiLength = 0;
+        std::uint32_t uiHash = 0;
+    };
+
+    /// The text of names. Grows by blocks, which never move.
+    class Names
+    {
+      public:
+        /// Makes room for a text of that length.
+        void reserve(std::size_t in_uiLength);
+        /// Adds a text, for which there must be room.
+        const char* add(std::string_view in_text) noexcept;
+        [[nodiscard]] std::size_t memory() const { return m_uiMemory; }
+
+      private:
+        std::vector<std::unique_ptr<char[]>> m_blocks;
+        char* m_pFree = nullptr;
+        std::size_t m_uiFree = 0;
+        std::size_t m_uiMemory = 0;
+    };
+
+    /// Returns a name without the dot at its end, which adds no component.
+    static std::string_view keyOf(std::string_view in_name)
+    {
+        if (in_name.ends_with('.'))
+            in_name.remove_suffix(1);
+        return in_name;
+    }
+    static std::uint32_t hashOf(std::string_view in_key);
+
+    [[nodiscard]] StringTrie* findKey(std::string_view in_key) const;
+    /// Returns the slot of a key, or the empty one at which its search ends.
+    [[nodiscard]] std::size_t slotOf(std::string_view in_key, std::uint32_t in_uiHash) const;
+    /// Makes room for an entry and its name.
+    void reserve(std::size_t in_uiLength);
+    void add(std::string_view in_key, StringTrie& in_node) noexcept;
+    void place(const Entry& in_entry) noexcept;
+    StringTrie& makeChild(StringTrie& inout_parent, std::string_view in_component);
+
+    StringTrie& m_trie;
+    /// A power of two, at least a quarter of them empty. An entry is at the slot of its hash, or
+    /// behind it with no empty slot between.
+    std::vector<Entry> m_entries;
+    std::size_t m_uiNodes = 0;
+    Names m_names;
+    /// The empty slots of nodes with many children.
+    std::unordered_map<const StringTrie*, FullSlots> m_fullSlots;
+};
+
+} // namespace Velmora
