@@ -5,6 +5,7 @@
 #include <cerrno>
 #include <csignal>
 #include <initializer_list>
+#include <system_error>
 
 #include <sys/signalfd.h>
 #include <unistd.h>
@@ -16,14 +17,18 @@ namespace
 {
 
 /// Blocks the signals and returns a descriptor from which they are read.
-Descriptor blockSignals()
+/// Failure: throws `std::system_error` if there is no descriptor.
+int blockSignals()
 {
     sigset_t signals;
     sigemptyset(&signals);
     for (const int iSignal : {SIGTERM, SIGINT, SIGUSR1})
         sigaddset(&signals, iSignal);
     pthread_sigmask(SIG_BLOCK, &signals, nullptr);
-    return Descriptor(signalfd(-1, &signals, SFD_CLOEXEC));
+    const int iDescriptor = signalfd(-1, &signals, SFD_CLOEXEC);
+    if (iDescriptor < 0)
+        throw std::system_error(errno, std::generic_category(), "signals cannot be received");
+    return iDescriptor;
 }
 
 } // namespace
