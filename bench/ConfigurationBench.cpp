@@ -6,9 +6,10 @@
 // among many names with the same parent; and of one that a ConfigCache remembers, beside a trie
 // behind a lock of that kind.
 
+#include "bench/ManyNames.h"
+
 #include "velmora/config/ConfigCache.h"
 #include "velmora/config/GlobalConfig.h"
-#include "velmora/config/GlobalConfigImpl.h"
 #include "velmora/config/ParamDefs.h"
 #include "velmora/config/ParameterInfoDB.h"
 #include "velmora/config/ParameterTrie.h"
@@ -25,13 +26,10 @@
 #include <boost/property_tree/ini_parser.hpp>
 #include <log4cplus/helpers/property.h>
 
-#include <algorithm>
 #include <array>
 #include <cstddef>
 #include <cstdint>
 #include <deque>
-#include <map>
-#include <random>
 #include <sstream>
 #include <string>
 #include <vector>
@@ -213,19 +211,9 @@ std::vector<std::string> namesOfIntegers()
 
 /// Looks up all integers in turn, one in each turn of the loop.
 template <class GetInt>
-void lookUpIntegers(benchmark::State& out_state, GetInt in_getInt,
-                    const std::vector<std::string>& in_names = namesOfIntegers())
+void lookUpIntegers(benchmark::State& out_state, GetInt in_getInt)
 {
-    const std::vector<std::string>& names = in_names;
-    std::size_t uiName = 0;
-    for ([[maybe_unused]] auto _ : out_state)
-    {
-        int iValue = 0;
-        if (!in_getInt(names[uiName], iValue))
-            out_state.SkipWithError("unknown name");
-        benchmark::DoNotOptimize(iValue);
-        uiName = uiName + 1 == names.size() ? 0 : uiName + 1;
-    }
+    Bench::lookUpInTurn(out_state, namesOfIntegers(), in_getInt);
 }
 
 void getIntOurs(benchmark::State& out_state)
@@ -281,61 +269,15 @@ void getIntAbseil(benchmark::State& out_state)
 constexpr int s_iFewSiblings = 300;
 constexpr int s_iManySiblings = 300000;
 
-/// Returns names with the same parent, in an order that is that of no table.
-const std::vector<std::string>& siblings(int in_iNumber)
-{
-    static std::map<int, std::vector<std::string>> s_names;
-    std::vector<std::string>& names = s_names[in_iNumber];
-    if (names.empty())
-    {
-        for (int i = 0; i != in_iNumber; ++i)
-            names.push_back("gateway.subscriber." + std::to_string(i));
-        std::shuffle(names.begin(), names.end(), std::mt19937(1));
-    }
-    return names;
-}
-
 void siblingOurs(benchmark::State& out_state, int in_iNumber)
 {
     silence();
-    // Never destroyed: the allocators of its nodes end before static destructors run.
-    static std::map<int, GlobalConfigImpl*> s_configs;
-    GlobalConfigImpl*& pConfig = s_configs[in_iNumber];
-    if (pConfig == nullptr)
-    {
-        pConfig = new GlobalConfigImpl;
-        std::stringstream text;
-        for (const std::string& strName : siblings(in_iNumber))
-            text << strName << "=5060\n";
-        if (!pConfig->load(text))
-            out_state.SkipWithError("not loaded");
-    }
-    const GlobalConfig& config = *pConfig;
-    lookUpIntegers(
-        out_state,
-        [&config](const std::string& in_strName, int& out_iValue)
-        { return config.getIntParameter(in_strName.c_str(), out_iValue); },
-        siblings(in_iNumber));
+    Bench::lookUpByOurs(out_state, Bench::manyNames(Bench::Shape::siblings, in_iNumber));
 }
 
 void siblingAbseil(benchmark::State& out_state, int in_iNumber)
 {
-    static ACE_RW_Thread_Mutex s_mutex;
-    absl::flat_hash_map<std::string, ParameterValue> values;
-    for (const std::string& strName : siblings(in_iNumber))
-        values[strName] = 5060;
-    lookUpIntegers(
-        out_state,
-        [&values](const std::string& in_strName, int& out_iValue)
-        {
-            const ACE_Read_Guard<ACE_RW_Thread_Mutex> lock(s_mutex);
-            const auto found = values.find(in_strName);
-            if (found == values.end())
-                return false;
-            out_iValue = static_cast<int>(found->second);
-            return true;
-        },
-        siblings(in_iNumber));
+    Bench::lookUpByAbseil(out_state, Bench::manyNames(Bench::Shape::siblings, in_iNumber));
 }
 
 /// A configuration with no more than a trie and the lock of the process's configuration.
