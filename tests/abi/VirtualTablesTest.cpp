@@ -589,10 +589,10 @@ TEST(VirtualTables, OfFileCallAppenderIsThatOfAFileAppender)
     const TemporaryDirectory directory;
     expectTable<log4cplus::FileAppender>(
         FileCallAppender(propertiesOf(directory), std::ios_base::trunc),
-        appender("FileCallAppender", "log4cplus::FileAppenderBase") +
+        appender("FileCallAppender", "FileCallAppender") +
             Functions{"log4cplus::FileAppenderBase::imbue(std::locale const&)",
                       "log4cplus::FileAppenderBase::getloc() const",
-                      "log4cplus::FileAppenderBase::open(std::_Ios_Openmode)"});
+                      "FileCallAppender::open(std::_Ios_Openmode)"});
 }
 
 TEST(VirtualTables, OfCallAppenderFactoryHasTheDestructor)

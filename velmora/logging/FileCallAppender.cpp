@@ -2,6 +2,7 @@
 
 #include "velmora/logging/FileCallAppender.h"
 
+#include "velmora/logging/DescriptorBuf.h"
 #include "velmora/logging/LibraryLoggers.h"
 #include "velmora/logging/Log4cplusAccess.h"
 #include "velmora/logging/LogMacros.h"
@@ -11,11 +12,15 @@
 
 #include <log4cplus/helpers/loglog.h>
 
+#include <fcntl.h>
+#include <unistd.h>
+
 #include <array>
 #include <cerrno>
 #include <cstring>
 #include <ctime>
 #include <memory>
+#include <new>
 
 VELMORA_LIBRARY_FILE_SCOPE_LOGGER(CallAppender)
 
@@ -94,7 +99,9 @@ FileCallAppender::FileCallAppender(const log4cplus::helpers::Properties& in_prop
 {
     const int iError = errno;
     const bool bOpen = out.good();
-    if (!bOpen)
+    if (bOpen)
+        takeBuffer();
+    else
         logReason("cannot open ", filename, iError);
     // Both steps may fail for lack of memory; the file is used even so. If an exception left this
     // constructor, log4cplus would destroy what it has made, which needs memory too.
@@ -115,8 +122,59 @@ void FileCallAppender::operator delete(FileCallAppender* in_pAppender,
 {
     // The destructors of the bases are skipped; what they would release is released here.
     in_pAppender->end();
+    std::destroy_at(&in_pAppender->m_pBuffer);
     Log4cplusAccess::FileAppenderMembers::destroyAllOf(*in_pAppender);
     InAccount::operator delete(in_pAppender, sizeof(FileCallAppender));
+}
+
+void FileCallAppender::takeBuffer() noexcept
+{
+    const int iOfStream = Log4cplusAccess::FileAppenderMembers::descriptorOf(out);
+    const int iOwn = ::fcntl(iOfStream, F_DUPFD_CLOEXEC, 0);
+    if (iOwn < 0)
+        return;
+    m_pBuffer.reset(new (std::nothrow) DescriptorBuf(iOwn));
+    if (!m_pBuffer)
+    {
+        ::close(iOwn);
+        return;
+    }
+    m_pBuffer->pubsetbuf(buffer.get(), static_cast<std::streamsize>(bufferSize));
+    // Nothing has been written through it yet. The C library closes its newest stream quickly.
+    out.close();
+    out.std::ostream::rdbuf(m_pBuffer.get());
+}
+
+bool FileCallAppender::dropBuffer() noexcept
+{
+    if (!m_pBuffer)
+        return true;
+    const bool bWritten = m_pBuffer->close();
+    out.std::ostream::rdbuf(out.rdbuf());
+    m_pBuffer.reset();
+    return bWritten;
+}
+
+void FileCallAppender::open(std::ios_base::openmode in_mode)
+{
+    dropBuffer();
+    FileAppender::open(in_mode);
+    if (out.good())
+        takeBuffer();
+}
+
+void FileCallAppender::close()
+{
+    const log4cplus::thread::MutexGuard guard(access_mutex);
+    if (!m_pBuffer)
+    {
+        FileAppender::close();
+        return;
+    }
+    const std::ios_base::iostate state = out.rdstate();
+    const bool bWritten = dropBuffer();
+    out.clear(bWritten ? state : state | std::ios_base::badbit);
+    closed = true;
 }
 
 void FileCallAppender::end() noexcept

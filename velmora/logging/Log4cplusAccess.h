@@ -84,6 +84,20 @@ class FileAppenderMembers : public log4cplus::FileAppenderBase
         return in_appender.*(&FileAppenderMembers::filename);
     }
 
+    /// Returns the descriptor of a file stream, which is open. The C++ library keeps it in a
+    /// protected member.
+    static int descriptorOf(log4cplus::tofstream& in_stream)
+    {
+        struct Members : std::basic_filebuf<log4cplus::tchar>
+        {
+            static int descriptorOf(std::basic_filebuf<log4cplus::tchar>& in_buffer)
+            {
+                return (in_buffer.*(&Members::_M_file)).fd();
+            }
+        };
+        return Members::descriptorOf(*in_stream.rdbuf());
+    }
+
     /// Destroys all members of `FileAppenderBase`, `Appender` and `SharedObject`, in place of their
     /// destructors.
     static void destroyAllOf(FileAppenderBase& in_appender) noexcept

@@ -198,11 +198,11 @@ TEST_F(CallEnd, OutlivesEachAllocationThatFails)
 
 TEST_F(CallEnd, ClosesTheFileAtEachAllocationThatFails)
 {
+    testing::internal::CaptureStderr();
     // The system gives out the lowest free descriptor: the same one as before if none has leaked.
     const int iDescriptor = open("/dev/null", O_RDONLY | O_CLOEXEC);
     close(iDescriptor);
     std::unique_ptr<CallLogger> pLogger = startedCall();
-    testing::internal::CaptureStderr();
     failAtEachAllocation([&] { pLogger.reset(); },
                          [&]
                          {
