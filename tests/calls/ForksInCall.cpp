@@ -1,7 +1,8 @@
 // SPDX-License-Identifier: BSD-2-Clause
 
-// Forks repeatedly during a call while another thread begins and ends calls. Each child logs in the
-// call of its parent and in a call of its own, and ends through exit().
+// Forks repeatedly during a call while two other threads begin and end calls with the same id and
+// with different ones. Each child logs in the call of its parent and in a call of its own, and ends
+// through exit().
 //
 // forks-in-call <directory> <number of forks>
 
@@ -51,11 +52,12 @@ void haveCall(const std::string& in_strId)
     VELMORA_LOG(logger, INFO_LOG_LEVEL, "of its own");
 }
 
-/// What the other thread does.
-void useCalls()
+/// What each of the other threads does.
+void useCalls([[maybe_unused]] int in_iThread)
 {
 #if !VELMORA_ADDRESS_SANITIZER
     haveCall("other");
+    haveCall("other" + std::to_string(in_iThread));
 #else
     // AddressSanitizer's malloc does not survive a fork while another thread is in it.
     static_cast<void>(CallDataRegistry::getInstance()->getCurrentNumCall());
@@ -71,7 +73,7 @@ int main(int argc, char** argv)
     CallLogger logger("keswardin.test.Call");
     logger.callStart("parent");
     VELMORA_LOG(logger, INFO_LOG_LEVEL, "before");
-    RepeatingThreads thread(1, &useCalls);
+    RepeatingThreads threads(2, &useCalls);
     int iCode = 0;
     for (int iFork = 0; iFork < std::atoi(argv[2]) && iCode == 0; ++iFork)
         iCode = exitCodeOfChild(
@@ -79,10 +81,12 @@ int main(int argc, char** argv)
             {
                 VELMORA_LOG(logger, INFO_LOG_LEVEL, "in the child");
                 haveCall("child");
+                // Another thread may have been about to end a call with this id.
+                haveCall("other");
                 logger.callEnd();
                 std::exit(0);
             });
-    thread.stop();
+    threads.stop();
     VELMORA_LOG(logger, INFO_LOG_LEVEL, "behind");
     std::printf("last child ended with status %d\n", iCode);
     return 0;

@@ -2,6 +2,7 @@
 
 #include "velmora/logging/CallAppenderFactory.h"
 
+#include "velmora/application/GatedGuard.h"
 #include "velmora/application/Lifetime.h"
 #include "velmora/application/Singleton.h"
 #include "velmora/config/GlobalConfig.h"
@@ -185,50 +186,80 @@ log4cplus::SharedAppenderPtr CallAppenderFactory::newAppender(const char* in_szC
 {
     getLogger().cacheLogLevel();
     VELMORA_TRACE_SCOPE(CallAppenderFactory::newAppender);
-    std::string strFile;
-    if (!m_bConfigured || !isInSample() || !nameFile(in_szCallId, strFile))
+    return open(nextFile(in_szCallId));
+}
+
+log4cplus::SharedAppenderPtr CallAppenderFactory::newAppender(const char* in_szCallId,
+                                                              AdaptiveMutex& inout_mutex)
+{
+    getLogger().cacheLogLevel();
+    VELMORA_TRACE_SCOPE(CallAppenderFactory::newAppender);
+    const auto decide = [&]
+    {
+        const GatedGuard<AdaptiveMutex> guard(inout_mutex);
+        return nextFile(in_szCallId);
+    };
+    return open(decide());
+}
+
+std::optional<CallAppenderFactory::FileOfCall>
+CallAppenderFactory::nextFile(const char* in_szCallId)
+{
+    if (!m_bConfigured || !isInSample())
+        return std::nullopt;
+    return nameFile(in_szCallId);
+}
+
+bool CallAppenderFactory::isInSample() { return m_uiCallCounter++ % m_uiLog1CallOutOf == 0; }
+
+CallAppenderFactory::FileOfCall CallAppenderFactory::nameFile(const char* in_szCallId)
+{
+    FileOfCall file;
+    file.strDirectory = m_strDirectory;
+    if (m_bDateTimeDirectory)
+    {
+        std::string strSubdirectory;
+        DateTimeDirectory::formName(strSubdirectory);
+        file.strDirectory.append(1, '/').append(strSubdirectory);
+    }
+    file.strFile = file.strDirectory + '/';
+    const CallFileName::Name name = CallFileName(m_strPrefix, m_strSuffix).partsOf(in_szCallId);
+    if (!name.strDirectory.empty())
+    {
+        file.strInnerDirectory = file.strFile + name.strDirectory;
+        file.strFile = file.strInnerDirectory + '/';
+    }
+    file.strFile.append(name.strFile);
+    m_properties.setProperty("File", file.strFile);
+    file.properties = m_properties;
+    return file;
+}
+
+log4cplus::SharedAppenderPtr
+CallAppenderFactory::open(const std::optional<FileOfCall>& in_file) const
+{
+    if (!in_file || !makeDirectories(*in_file))
         return log4cplus::SharedAppenderPtr();
-    m_properties.setProperty("File", strFile);
-    VELMORA_LOG_DEBUG("Filename for new call is : " << strFile
+    VELMORA_LOG_DEBUG("Filename for new call is : " << in_file->strFile
                                                     << " and log4cplus property for new call is : "
-                                                    << m_properties.getProperty("File"));
+                                                    << in_file->properties.getProperty("File"));
     try
     {
         return log4cplus::SharedAppenderPtr(
-            new FileCallAppender(m_properties, std::ios_base::trunc));
+            new FileCallAppender(in_file->properties, std::ios_base::trunc));
     }
     catch (const std::exception& exception)
     {
-        VELMORA_LOG_ERROR("failed to create call logging appender for " << strFile << ". "
+        VELMORA_LOG_ERROR("failed to create call logging appender for " << in_file->strFile << ". "
                                                                         << exception.what());
         return log4cplus::SharedAppenderPtr();
     }
 }
 
-bool CallAppenderFactory::isInSample() { return m_uiCallCounter++ % m_uiLog1CallOutOf == 0; }
-
-bool CallAppenderFactory::nameFile(const char* in_szCallId, std::string& out_strFile) const
+bool CallAppenderFactory::makeDirectories(const FileOfCall& in_file) const
 {
-    out_strFile = m_strDirectory;
-    if (m_bDateTimeDirectory)
-    {
-        std::string strSubdirectory;
-        DateTimeDirectory::formName(strSubdirectory);
-        out_strFile.append(1, '/').append(strSubdirectory);
-    }
-    if (!makeDirectoryOfCall(out_strFile))
-        return false;
-    const CallFileName::Name name = CallFileName(m_strPrefix, m_strSuffix).partsOf(in_szCallId);
-    out_strFile.append(1, '/');
-    if (!name.strDirectory.empty())
-    {
-        out_strFile.append(name.strDirectory);
-        if (!makeDirectoryOfCall(out_strFile))
-            return false;
-        out_strFile.append(1, '/');
-    }
-    out_strFile.append(name.strFile);
-    return true;
+    return makeDirectoryOfCall(in_file.strDirectory) &&
+           (in_file.strInnerDirectory.empty() || makeDirectoryOfCall(in_file.strInnerDirectory));
 }
 
 bool CallAppenderFactory::makeDirectoryOfCall(const std::string& in_strPath) const

@@ -3,6 +3,7 @@
 #pragma once
 
 #include "velmora/Export.h"
+#include "velmora/logging/AdaptiveMutex.h"
 #include "velmora/logging/CachedLLLogger.h"
 #include "velmora/logging/ObjectWithLogger.h"
 
@@ -10,6 +11,7 @@
 #include <log4cplus/helpers/property.h>
 
 #include <cstddef>
+#include <optional>
 #include <string>
 
 namespace Velmora
@@ -49,7 +51,8 @@ inline constexpr const char* s_szCallLogAppender = "CALL_LOG_APPENDER";
 /// The factory in use belongs to the `CallDataRegistry`. The library never configures the one that
 /// `getInstance` returns.
 ///
-/// Thread-safety: none; the owner serializes the calls.
+/// Thread-safety: none; the owner serializes the calls, except where a function locks the owner's
+/// mutex itself.
 class VELMORA_API CallAppenderFactory : public ObjectWithLogger<CachedLLLogger>
 {
   public:
@@ -90,6 +93,11 @@ class VELMORA_API CallAppenderFactory : public ObjectWithLogger<CachedLLLogger>
     /// and the appender tries again as lines arrive.
     log4cplus::SharedAppenderPtr newAppender(const char* in_szCallId);
 
+    /// Same, for threads that share the factory. Holds the mutex, under which all other operations
+    /// are called, while it decides whether the call has a file and what its name is. Makes
+    /// directories and opens the file without it.
+    log4cplus::SharedAppenderPtr newAppender(const char* in_szCallId, AdaptiveMutex& inout_mutex);
+
   private:
     bool readDirectory(const ParameterTrie& in_trie);
     bool haveDirectory() const;
@@ -97,8 +105,23 @@ class VELMORA_API CallAppenderFactory : public ObjectWithLogger<CachedLLLogger>
     void setNames(const Parameters& in_parameters);
     void setSample(int in_iLog1CallOutOf);
 
+    /// What the factory decides about the file of a call.
+    struct FileOfCall
+    {
+        std::string strFile;
+        /// The directories to be made, the outer one first. The inner one is empty if there is
+        /// none.
+        std::string strDirectory;
+        std::string strInnerDirectory;
+        /// Those of the factory, with the name of the file.
+        log4cplus::helpers::Properties properties;
+    };
+    /// Returns nothing for a call without a file.
+    std::optional<FileOfCall> nextFile(const char* in_szCallId);
     bool isInSample();
-    bool nameFile(const char* in_szCallId, std::string& out_strFile) const;
+    FileOfCall nameFile(const char* in_szCallId);
+    log4cplus::SharedAppenderPtr open(const std::optional<FileOfCall>& in_file) const;
+    bool makeDirectories(const FileOfCall& in_file) const;
     bool makeDirectoryOfCall(const std::string& in_strPath) const;
 
     bool m_bConfigured = false;

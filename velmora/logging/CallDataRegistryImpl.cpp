@@ -11,8 +11,7 @@
 #include "velmora/logging/WithoutThrowing.h"
 
 #include <exception>
-
-#include <pthread.h>
+#include <utility>
 
 VELMORA_LIBRARY_FILE_SCOPE_LOGGER_OF(CallData)
 
@@ -22,26 +21,7 @@ namespace Velmora
 namespace
 {
 
-using MutexGuard = GatedGuard<CallDataRegistryImpl::Mutex>;
-
-/// Attributes of a mutex whose waiters spin before they sleep.
-class AdaptiveMutexAttributes
-{
-  public:
-    AdaptiveMutexAttributes()
-    {
-        pthread_mutexattr_init(&m_attributes);
-        pthread_mutexattr_settype(&m_attributes, PTHREAD_MUTEX_ADAPTIVE_NP);
-    }
-    ~AdaptiveMutexAttributes() { pthread_mutexattr_destroy(&m_attributes); }
-    AdaptiveMutexAttributes(const AdaptiveMutexAttributes&) = delete;
-    AdaptiveMutexAttributes& operator=(const AdaptiveMutexAttributes&) = delete;
-
-    ACE_mutexattr_t* get() { return &m_attributes; }
-
-  private:
-    ACE_mutexattr_t m_attributes;
-};
+using MutexGuard = GatedGuard<AdaptiveMutex>;
 
 /// The maximum load factor of the table. With many concurrent calls, cache misses make up the cost
 /// of a look-up. In a sparse table a look-up reads the entry of the call and few others.
@@ -70,8 +50,6 @@ CallDataRegistryImpl* CallDataRegistryImpl::getInstance()
 }
 
 CallDataRegistryImpl* CallDataRegistryImpl::ifAlive() { return aliveInProcess().get(); }
-
-CallDataRegistryImpl::Mutex::Mutex() : ACE_Thread_Mutex(nullptr, AdaptiveMutexAttributes().get()) {}
 
 CallDataRegistryImpl::CallDataRegistryImpl()
 {
@@ -107,22 +85,50 @@ CallDataRegistry::CallDataHandle CallDataRegistryImpl::getCallData(const char* i
 {
     const TraceScope traceScope(::liveFileScopeLogger(), s_szGetCallData);
     CallDataHandle hResult(in_szCallId);
-    const MutexGuard tableGuard(m_tableMutex);
+    while (true)
+    {
+        std::uint32_t uiRemoved = 0;
+        {
+            const MutexGuard tableGuard(m_tableMutex);
+            hResult.m_pCallData = takeCall(in_szCallId);
+            uiRemoved = m_uiRemoved.load(std::memory_order_relaxed);
+        }
+        if (!hResult.isNull()) [[likely]]
+            break;
+        waitForRemoval(uiRemoved);
+    }
+    VELMORA_FILE_ASSERT_TEXT(!hResult.isNull(), "! hResult.isNull()");
+    return hResult;
+}
+
+CallDataRegistry::CallDataImpl* CallDataRegistryImpl::takeCall(const char* in_szCallId)
+{
     m_strScratchName = in_szCallId;
     const auto [entry, bNew] = m_callDataHash.try_emplace(m_strScratchName);
     if (bNew)
         beginCall(entry);
-    else
+    else if (entry->second)
         VELMORA_FILE_LOG_DEBUG(s_szGetCallData << " : Call already exists  : " << in_szCallId
                                                << " (" << m_callDataHash.size()
                                                << " active call(s))");
-    {
-        const MutexGuard refCountGuard(m_refCountMutex);
-        ++entry->second->m_uiRefCnt;
-    }
-    hResult.m_pCallData = entry->second.get();
-    VELMORA_FILE_ASSERT_TEXT(!hResult.isNull(), "! hResult.isNull()");
-    return hResult;
+    else
+        return nullptr;
+    const MutexGuard refCountGuard(m_refCountMutex);
+    ++entry->second->m_uiRefCnt;
+    return entry->second.get();
+}
+
+void CallDataRegistryImpl::waitForRemoval(std::uint32_t in_uiRemoved)
+{
+    // A fork does not wait for this thread, as the forking one may have to end the call.
+    ProcessGate::waitForLock(
+        ProcessGate::Awaited::foreign,
+        [this, in_uiRemoved]
+        {
+            m_uiRemoved.wait(in_uiRemoved);
+            return 0;
+        },
+        [] {});
 }
 
 void CallDataRegistryImpl::beginCall(const CallDataHash::iterator& in_entry)
@@ -142,56 +148,81 @@ void CallDataRegistryImpl::beginCall(const CallDataHash::iterator& in_entry)
         m_uiMaxNumCall = m_callDataHash.size();
 }
 
-bool CallDataRegistryImpl::isFound(const CallDataHash::iterator& in_entry) const
+std::unique_ptr<CallDataRegistry::CallDataImpl>*
+CallDataRegistryImpl::findCall(const char* in_szCallId)
 {
-    const bool bFound = in_entry != m_callDataHash.end();
+    m_strScratchName = in_szCallId;
+    const CallDataHash::iterator found = m_callDataHash.find(m_strScratchName);
+    const bool bFound = found != m_callDataHash.end() && found->second;
     VELMORA_FILE_ASSERT_TEXT(bFound, "found != m_callDataHash.end()");
-    return bFound;
+    return bFound ? &found->second : nullptr;
 }
 
 void CallDataRegistryImpl::incrementRefCount(const char* in_szCallId)
 {
     const TraceScope traceScope(::liveFileScopeLogger(), s_szIncrementRefCount);
     const MutexGuard tableGuard(m_tableMutex);
-    m_strScratchName = in_szCallId;
-    const CallDataHash::iterator found = m_callDataHash.find(m_strScratchName);
-    if (!isFound(found))
+    const std::unique_ptr<CallDataImpl>* const pFound = findCall(in_szCallId);
+    if (pFound == nullptr)
         return;
     const MutexGuard refCountGuard(m_refCountMutex);
-    ++found->second->m_uiRefCnt;
+    ++(*pFound)->m_uiRefCnt;
 }
 
 void CallDataRegistryImpl::decrementRefCount(const char* in_szCallId)
 {
     const TraceScope traceScope(::liveFileScopeLogger(), s_szDecrementRefCount);
-    const MutexGuard tableGuard(m_tableMutex);
-    m_strScratchName = in_szCallId;
-    const CallDataHash::iterator found = m_callDataHash.find(m_strScratchName);
-    if (!isFound(found))
+    const std::unique_ptr<CallDataImpl> pEnded = dropReference(in_szCallId);
+    if (!pEnded)
         return;
-    const MutexGuard refCountGuard(m_refCountMutex);
-    std::size_t& uiRefCnt = found->second->m_uiRefCnt;
-    VELMORA_FILE_ASSERT(uiRefCnt > 0);
-    if (--uiRefCnt == 0)
-        endCall(found);
+    // The lines that are logged from here on wait until the call has ended.
+    const GatedGuard<GatedMutex> fileGuard(pEnded->m_fileMutex);
+    // The file is complete and closed before the id can name another call.
+    pEnded->m_pAppender = log4cplus::SharedAppenderPtr();
+    removeCall(in_szCallId);
 }
 
-void CallDataRegistryImpl::endCall(const CallDataHash::iterator& in_entry)
+std::unique_ptr<CallDataRegistry::CallDataImpl>
+CallDataRegistryImpl::dropReference(const char* in_szCallId)
 {
-    // The file is complete and closed before the id can name another call.
-    in_entry->second.reset();
-    m_callDataHash.erase(in_entry);
-    // The key is gone with the entry; the scratch name still has the id.
+    const MutexGuard tableGuard(m_tableMutex);
+    std::unique_ptr<CallDataImpl>* const pFound = findCall(in_szCallId);
+    if (pFound == nullptr)
+        return nullptr;
+    const MutexGuard refCountGuard(m_refCountMutex);
+    std::size_t& uiRefCnt = (*pFound)->m_uiRefCnt;
+    VELMORA_FILE_ASSERT(uiRefCnt > 0);
+    return --uiRefCnt == 0 ? std::exchange(*pFound, nullptr) : nullptr;
+}
+
+void CallDataRegistryImpl::removeCall(const char* in_szCallId)
+{
+    const MutexGuard tableGuard(m_tableMutex);
+    m_strScratchName = in_szCallId;
+    m_callDataHash.erase(m_strScratchName);
+    m_uiRemoved.fetch_add(1, std::memory_order_relaxed);
+    m_uiRemoved.notify_all();
+    // The argument may have been in the entry.
     VELMORA_FILE_LOG_DEBUG(s_szDecrementRefCount << " : Call end : " << m_strScratchName << " ("
                                                  << m_callDataHash.size() << " active call(s))");
 }
 
+log4cplus::SharedAppenderPtr
+CallDataRegistryImpl::newAppender(const char* in_szCallId) VELMORA_NO_THREAD_SAFETY_ANALYSIS
+{
+    // The factory locks the mutex itself.
+    return m_callAppenderFactory.newAppender(in_szCallId, m_refCountMutex);
+}
+
 void CallDataRegistryImpl::afterForkInChild()
 {
-    if (CallDataRegistryImpl* const pRegistry = ifAlive())
-        for (const auto& entry : pRegistry->m_callDataHash)
-            if (entry.second)
-                entry.second->leaveAppenderToParent();
+    CallDataRegistryImpl* const pRegistry = ifAlive();
+    if (pRegistry == nullptr)
+        return;
+    // The thread that ends a call may not exist in the child.
+    std::erase_if(pRegistry->m_callDataHash, [](const auto& in_entry) { return !in_entry.second; });
+    for (const auto& entry : pRegistry->m_callDataHash)
+        entry.second->leaveAppenderToParent();
 }
 
 CallDataRegistry* CallDataRegistry::getInstance() { return CallDataRegistryImpl::getInstance(); }
@@ -227,12 +258,12 @@ CallDataRegistry::CallDataImpl::~CallDataImpl() = default;
 void CallDataRegistry::CallDataImpl::makeAppender()
 {
     CallDataRegistryImpl* const pRegistry = CallDataRegistryImpl::getInstance();
-    const MutexGuard refCountGuard(pRegistry->m_refCountMutex);
+    const GatedGuard<GatedMutex> fileGuard(m_fileMutex);
     if (m_bTried.load(std::memory_order_relaxed))
         return;
     try
     {
-        m_pAppender = pRegistry->m_callAppenderFactory.newAppender(m_strCallId.c_str());
+        m_pAppender = pRegistry->newAppender(m_strCallId.c_str());
     }
     catch (const std::exception& exception)
     {

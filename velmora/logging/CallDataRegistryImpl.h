@@ -3,14 +3,15 @@
 #pragma once
 
 #include "velmora/ThreadAnnotations.h"
+#include "velmora/application/GatedMutex.h"
+#include "velmora/logging/AdaptiveMutex.h"
 #include "velmora/logging/CallAppenderFactory.h"
 #include "velmora/logging/CallDataRegistry.h"
 #include "velmora/memory/InAccount.h"
 
-#include <ace/Thread_Mutex.h>
-
 #include <atomic>
 #include <cstddef>
+#include <cstdint>
 #include <memory>
 #include <string>
 #include <unordered_map>
@@ -26,9 +27,10 @@ class CallDataRegistryPeer;
 /// Implements the registry. Locks the table mutex before the reference mutex. Lines that its
 /// operations log are appended when both are unlocked (`DeferredLine`).
 ///
-/// A call's file is opened under the reference mutex, so opening one delays the begin and the end
-/// of other calls. It is closed under both mutexes. The lines of a call whose file is open take
-/// neither.
+/// A call's file is opened and closed under neither, so a slow disk delays only that call: other
+/// lines of the call wait while its file is opened, and a new call with its id begins once the file
+/// is closed. The lines of a call whose file is open take no lock of this class. The cost of each
+/// operation does not depend on the number of active calls and open files.
 ///
 /// One object serves all copies of the library in the process. Its calls are made by the copy that
 /// it belongs to.
@@ -57,14 +59,6 @@ class VELMORA_API CallDataRegistryImpl : public CallDataRegistry
     /// has its own file.
     static void afterForkInChild() VELMORA_NO_THREAD_SAFETY_ANALYSIS;
 
-    /// A mutex whose waiters spin before they sleep. Files are opened and closed under the mutexes
-    /// of this class, which takes microseconds: less than falling asleep and being woken.
-    class VELMORA_CAPABILITY("mutex") Mutex : public ACE_Thread_Mutex
-    {
-      public:
-        Mutex();
-    };
-
   private:
     friend class CallDataRegistry::CallDataHandle;
     friend class CallDataRegistry::CallDataImpl;
@@ -78,28 +72,42 @@ class VELMORA_API CallDataRegistryImpl : public CallDataRegistry
     void incrementRefCount(const char* in_szCallId);
     void decrementRefCount(const char* in_szCallId);
 
+    /// Counts a reference on the call with the id, and begins the call if it is not active. Returns
+    /// null if a call with the id is ending.
+    CallDataImpl* takeCall(const char* in_szCallId) VELMORA_REQUIRES(m_tableMutex);
     void beginCall(const CallDataHash::iterator& in_entry) VELMORA_REQUIRES(m_tableMutex);
-    void endCall(const CallDataHash::iterator& in_entry) VELMORA_REQUIRES(m_tableMutex);
-    bool isFound(const CallDataHash::iterator& in_entry) const VELMORA_REQUIRES(m_tableMutex);
+    /// Returns the active call with the id.
+    /// Failure: fails an assertion and returns null if there is none.
+    std::unique_ptr<CallDataImpl>* findCall(const char* in_szCallId) VELMORA_REQUIRES(m_tableMutex);
+    /// Drops a reference. If it was the last one, takes the call out of its entry and returns it.
+    std::unique_ptr<CallDataImpl> dropReference(const char* in_szCallId);
+    /// Removes the entry of a call that has ended.
+    void removeCall(const char* in_szCallId);
+    /// Waits until a call has been removed after `m_uiRemoved` had the value.
+    void waitForRemoval(std::uint32_t in_uiRemoved);
+    log4cplus::SharedAppenderPtr
+    newAppender(const char* in_szCallId) VELMORA_NO_THREAD_SAFETY_ANALYSIS;
 
-    /// A file is closed while it is held.
-    mutable Mutex m_tableMutex;
+    mutable AdaptiveMutex m_tableMutex;
 
-    /// The active calls by their ids. Grows as needed.
+    /// The active calls by their ids. The entry of a call that is ending holds null. Grows as
+    /// needed.
     CallDataHash m_callDataHash VELMORA_GUARDED_BY(m_tableMutex);
 
     /// The id that an operation looks up; kept, so that a look-up does not allocate.
     std::string m_strScratchName VELMORA_GUARDED_BY(m_tableMutex);
 
-    /// Also guards the reference counts and appenders of calls. Files are opened and closed, and
-    /// directories made, while it is held.
-    Mutex m_refCountMutex;
+    /// Also guards the reference counts of calls.
+    AdaptiveMutex m_refCountMutex;
 
     /// The highest size of the table so far.
     std::size_t m_uiMaxNumCall VELMORA_GUARDED_BY(m_tableMutex) = 0;
 
-    /// Configured under both mutexes.
+    /// Configured under both mutexes. Directories are made while it is configured.
     CallAppenderFactory m_callAppenderFactory VELMORA_GUARDED_BY(m_refCountMutex);
+
+    /// The number of removed calls; wraps around. Changes under the table mutex.
+    std::atomic<std::uint32_t> m_uiRemoved{0};
 };
 
 /// An active call.
@@ -144,12 +152,16 @@ class CallDataRegistry::CallDataImpl : public CallData,
     /// The number of handles on the call. Guarded by `m_refCountMutex` of the registry.
     std::size_t m_uiRefCnt = 0;
 
-    /// Null until it is made, and for a call without a file. Written under `m_refCountMutex` of the
-    /// registry; read without a lock once `m_bTried` is set.
+    /// Null until it is made, and for a call without a file. Written under `m_fileMutex`; read
+    /// without a lock once `m_bTried` is set.
     log4cplus::SharedAppenderPtr m_pAppender;
 
     /// Whether the factory has been asked for the appender.
     std::atomic<bool> m_bTried{false};
+
+    /// Held while the file is opened, and while the call ends and its file is closed. Is locked
+    /// before the registry's mutexes.
+    GatedMutex m_fileMutex;
 };
 
 } // namespace Velmora
