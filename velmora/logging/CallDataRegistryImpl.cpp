@@ -95,7 +95,7 @@ CallDataRegistry::CallDataHandle CallDataRegistryImpl::getCallData(const char* i
         }
         if (!hResult.isNull()) [[likely]]
             break;
-        waitForRemoval(uiRemoved);
+        waitForClosing(uiRemoved);
     }
     VELMORA_FILE_ASSERT_TEXT(!hResult.isNull(), "! hResult.isNull()");
     return hResult;
@@ -118,7 +118,7 @@ CallDataRegistry::CallDataImpl* CallDataRegistryImpl::takeCall(const char* in_sz
     return entry->second.get();
 }
 
-void CallDataRegistryImpl::waitForRemoval(std::uint32_t in_uiRemoved)
+void CallDataRegistryImpl::waitForClosing(std::uint32_t in_uiRemoved)
 {
     // A fork does not wait for this thread, as the forking one may have to end the call.
     ProcessGate::waitForLock(
@@ -172,14 +172,16 @@ void CallDataRegistryImpl::incrementRefCount(const char* in_szCallId)
 void CallDataRegistryImpl::decrementRefCount(const char* in_szCallId)
 {
     const TraceScope traceScope(::liveFileScopeLogger(), s_szDecrementRefCount);
-    const std::unique_ptr<CallDataImpl> pEnded = dropReference(in_szCallId);
-    if (!pEnded)
+    const std::unique_ptr<CallDataImpl> pEnding = dropReference(in_szCallId);
+    if (!pEnding)
         return;
     // The lines that are logged from here on wait until the call has ended.
-    const GatedGuard<GatedMutex> fileGuard(pEnded->m_fileMutex);
+    const GatedGuard<GatedMutex> fileGuard(pEnding->m_fileMutex);
     // The file is complete and closed before the id can name another call.
-    pEnded->m_pAppender = log4cplus::SharedAppenderPtr();
-    removeCall(in_szCallId);
+    pEnding->m_pAppender = log4cplus::SharedAppenderPtr();
+    const MutexGuard tableGuard(m_tableMutex);
+    m_strScratchName = in_szCallId;
+    removeCall();
 }
 
 std::unique_ptr<CallDataRegistry::CallDataImpl>
@@ -189,26 +191,30 @@ CallDataRegistryImpl::dropReference(const char* in_szCallId)
     std::unique_ptr<CallDataImpl>* const pFound = findCall(in_szCallId);
     if (pFound == nullptr)
         return nullptr;
-    const MutexGuard refCountGuard(m_refCountMutex);
-    std::size_t& uiRefCnt = (*pFound)->m_uiRefCnt;
-    VELMORA_FILE_ASSERT(uiRefCnt > 0);
-    return --uiRefCnt == 0 ? std::exchange(*pFound, nullptr) : nullptr;
+    {
+        const MutexGuard refCountGuard(m_refCountMutex);
+        std::size_t& uiRefCnt = (*pFound)->m_uiRefCnt;
+        VELMORA_FILE_ASSERT(uiRefCnt > 0);
+        if (--uiRefCnt != 0)
+            return nullptr;
+    }
+    if ((*pFound)->m_pAppender)
+        return std::exchange(*pFound, nullptr);
+    removeCall();
+    return nullptr;
 }
 
-void CallDataRegistryImpl::removeCall(const char* in_szCallId)
+void CallDataRegistryImpl::removeCall()
 {
-    const MutexGuard tableGuard(m_tableMutex);
-    m_strScratchName = in_szCallId;
     m_callDataHash.erase(m_strScratchName);
     m_uiRemoved.fetch_add(1, std::memory_order_relaxed);
     m_uiRemoved.notify_all();
-    // The argument may have been in the entry.
+    // The key is gone with the entry; the scratch name still has the id.
     VELMORA_FILE_LOG_DEBUG(s_szDecrementRefCount << " : Call end : " << m_strScratchName << " ("
                                                  << m_callDataHash.size() << " active call(s))");
 }
 
-log4cplus::SharedAppenderPtr
-CallDataRegistryImpl::newAppender(const char* in_szCallId) VELMORA_NO_THREAD_SAFETY_ANALYSIS
+log4cplus::SharedAppenderPtr CallDataRegistryImpl::newAppender(const char* in_szCallId)
 {
     // The factory locks the mutex itself.
     return m_callAppenderFactory.newAppender(in_szCallId, m_refCountMutex);

@@ -73,24 +73,25 @@ class VELMORA_API CallDataRegistryImpl : public CallDataRegistry
     void decrementRefCount(const char* in_szCallId);
 
     /// Counts a reference on the call with the id, and begins the call if it is not active. Returns
-    /// null if a call with the id is ending.
+    /// null while the file of a call with the id is closed.
     CallDataImpl* takeCall(const char* in_szCallId) VELMORA_REQUIRES(m_tableMutex);
     void beginCall(const CallDataHash::iterator& in_entry) VELMORA_REQUIRES(m_tableMutex);
     /// Returns the active call with the id.
     /// Failure: fails an assertion and returns null if there is none.
     std::unique_ptr<CallDataImpl>* findCall(const char* in_szCallId) VELMORA_REQUIRES(m_tableMutex);
-    /// Drops a reference. If it was the last one, takes the call out of its entry and returns it.
+    /// Drops a reference. If it was the last one, ends the call. If the call has a file, its entry
+    /// remains, and the call is returned, for its file to be closed.
     std::unique_ptr<CallDataImpl> dropReference(const char* in_szCallId);
-    /// Removes the entry of a call that has ended.
-    void removeCall(const char* in_szCallId);
-    /// Waits until a call has been removed after `m_uiRemoved` had the value.
-    void waitForRemoval(std::uint32_t in_uiRemoved);
+    /// Removes the entry of the scratch name.
+    void removeCall() VELMORA_REQUIRES(m_tableMutex);
+    /// Waits until an entry has been removed after `m_uiRemoved` had the value.
+    void waitForClosing(std::uint32_t in_uiRemoved);
     log4cplus::SharedAppenderPtr
     newAppender(const char* in_szCallId) VELMORA_NO_THREAD_SAFETY_ANALYSIS;
 
     mutable AdaptiveMutex m_tableMutex;
 
-    /// The active calls by their ids. The entry of a call that is ending holds null. Grows as
+    /// The active calls by their ids. The entry of a call whose file is closed holds null. Grows as
     /// needed.
     CallDataHash m_callDataHash VELMORA_GUARDED_BY(m_tableMutex);
 
@@ -106,7 +107,7 @@ class VELMORA_API CallDataRegistryImpl : public CallDataRegistry
     /// Configured under both mutexes. Directories are made while it is configured.
     CallAppenderFactory m_callAppenderFactory VELMORA_GUARDED_BY(m_refCountMutex);
 
-    /// The number of removed calls; wraps around. Changes under the table mutex.
+    /// The number of removed entries; wraps around. Changes under the table mutex.
     std::atomic<std::uint32_t> m_uiRemoved{0};
 };
 
@@ -159,8 +160,8 @@ class CallDataRegistry::CallDataImpl : public CallData,
     /// Whether the factory has been asked for the appender.
     std::atomic<bool> m_bTried{false};
 
-    /// Held while the file is opened, and while the call ends and its file is closed. Is locked
-    /// before the registry's mutexes.
+    /// Held while the file is opened and while it is closed. Is locked before the registry's
+    /// mutexes.
     GatedMutex m_fileMutex;
 };
 
