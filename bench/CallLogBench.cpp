@@ -15,7 +15,11 @@
 #include <spdlog/sinks/basic_file_sink.h>
 #include <spdlog/spdlog.h>
 
+#include <sys/resource.h>
+
+#include <algorithm>
 #include <array>
+#include <chrono>
 #include <cstddef>
 #include <cstdlib>
 #include <ctime>
@@ -23,7 +27,9 @@
 #include <memory>
 #include <sstream>
 #include <string>
+#include <thread>
 #include <unordered_map>
+#include <utility>
 #include <vector>
 
 #include <unistd.h>
@@ -333,6 +339,95 @@ void callsAtOnceMap(benchmark::State& out_state, std::size_t in_uiCalls)
     callsAtOnce(out_state, calls, in_uiCalls);
 }
 
+// Many active calls with open files.
+
+/// Holds calls with a line each, and so with an open file each. Ends the oldest one and begins
+/// another.
+class CallsWithFiles
+{
+  public:
+    CallsWithFiles(const benchmark::State& in_state, std::size_t in_uiCalls)
+        : m_entry(in_state), m_ids(in_state)
+    {
+        rlimit limit = {};
+        getrlimit(RLIMIT_NOFILE, &limit);
+        limit.rlim_cur = limit.rlim_max;
+        setrlimit(RLIMIT_NOFILE, &limit);
+        configureCalls(1);
+        m_entry.mark();
+        m_loggers.assign(in_uiCalls, CallLogger(nameOfThread(in_state)));
+        for (CallLogger& logger : m_loggers)
+            begin(logger);
+    }
+
+    void endOldestAndBegin()
+    {
+        CallLogger& oldest = m_loggers[m_uiOldest];
+        oldest.callEnd();
+        begin(oldest);
+        m_uiOldest = m_uiOldest + 1 < m_loggers.size() ? m_uiOldest + 1 : 0;
+    }
+
+  private:
+    void begin(CallLogger& out_logger)
+    {
+        out_logger.callStart(m_ids.next().c_str());
+        logLine(out_logger, 0);
+    }
+
+    Entry m_entry;
+    CallIds m_ids;
+    std::vector<CallLogger> m_loggers;
+    std::size_t m_uiOldest = 0;
+};
+
+void callFilesAtOnce(benchmark::State& out_state, std::size_t in_uiCalls)
+{
+    CallsWithFiles calls(out_state, in_uiCalls);
+    for ([[maybe_unused]] auto turn : out_state)
+        calls.endOldestAndBegin();
+}
+
+/// Measures each call without a file by itself, for a while. The reported time is that which 99 of
+/// 100 calls do not exceed.
+void callBesideEnds(benchmark::State& out_state, int in_iEndsOfSecond)
+{
+    using Clock = std::chrono::steady_clock;
+    constexpr std::chrono::milliseconds period(300);
+    CallsWithFiles calls(out_state, 10'000);
+    for ([[maybe_unused]] auto turn : out_state)
+    {
+        const Clock::time_point end = Clock::now() + period;
+        std::thread ending(
+            [&calls, in_iEndsOfSecond, end]
+            {
+                if (in_iEndsOfSecond == 0)
+                    return;
+                const auto pause =
+                    std::chrono::nanoseconds(1'000'000'000 / in_iEndsOfSecond);
+                for (Clock::time_point next = Clock::now(); next < end; next += pause)
+                {
+                    std::this_thread::sleep_until(next);
+                    calls.endOldestAndBegin();
+                }
+            });
+        CallLogger logger("keswardin.bench.CallWithoutFile");
+        std::vector<Clock::duration> times;
+        times.reserve(2'000'000);
+        for (Clock::time_point now = Clock::now(); now < end && times.size() < times.capacity();)
+        {
+            logger.callStart("without-a-file");
+            logger.callEnd();
+            const Clock::time_point before = std::exchange(now, Clock::now());
+            times.push_back(now - before);
+        }
+        ending.join();
+        const auto reported = times.begin() + static_cast<std::ptrdiff_t>(times.size() * 99 / 100);
+        std::nth_element(times.begin(), reported, times.end());
+        out_state.SetIterationTime(std::chrono::duration<double>(*reported).count());
+    }
+}
+
 } // namespace
 
 BENCHMARK(callFileOurs)->Name("callFile/ours")->UseRealTime();
@@ -353,5 +448,14 @@ BENCHMARK_CAPTURE(callsAtOnceOurs, , 100)->Name("callsAtOnce100/ours");
 BENCHMARK_CAPTURE(callsAtOnceMap, , 100)->Name("callsAtOnce100/map");
 BENCHMARK_CAPTURE(callsAtOnceOurs, , 10'000)->Name("callsAtOnce10000/ours");
 BENCHMARK_CAPTURE(callsAtOnceMap, , 10'000)->Name("callsAtOnce10000/map");
+
+BENCHMARK_CAPTURE(callFilesAtOnce, , 10'000)->Name("callFilesAtOnce/ours")->Iterations(3000);
+BENCHMARK_CAPTURE(callFilesAtOnce, , 100)->Name("callFilesAtOnce/100 open")->Iterations(3000);
+
+BENCHMARK_CAPTURE(callBesideEnds, , 600)
+    ->Name("callBesideEnds/ours")
+    ->Iterations(1)
+    ->UseManualTime();
+BENCHMARK_CAPTURE(callBesideEnds, , 0)->Name("callBesideEnds/idle")->Iterations(1)->UseManualTime();
 
 BENCHMARK_MAIN();

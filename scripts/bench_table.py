@@ -72,6 +72,9 @@ NAMED_WORKS = [
     *((f"callsAtOnce{calls}", f"`callEnd` and `callStart` with no line, {calls:,} calls at once",
        None, None) for calls in CALLS_AT_ONCE),
     ("callsAtOnceMore", "additional cost of the second of these", "map", 1.3),
+    ("callFilesAtOnce", "`callEnd` and `callStart` with a file, 10,000 files open", "100 open", 1.3),
+    ("callBesideEnds", "99th percentile of a call without a file, beside 600 ends with files a second",
+     "idle", 2.0),
     ("alarmSameState", "`setState` to the state that an `AlarmImpl` has", "comparison", 1.5),
     ("alarmOnOff", "alarm on and off through its handle, null appender", "linesAndLocks", 1.3),
     ("alarmLookUp", "`getAlarm` among 10,000 alarms", "std", 1.5),
@@ -147,7 +150,7 @@ class Results:
     @staticmethod
     def _split(name, variant):
         work, _, doer = (
-            name.removesuffix("/iterations:1").replace("/real_time", "")
+            re.sub("/iterations:[0-9]+", "", name).replace("/real_time", "")
             .removesuffix("/manual_time").partition("/"))
         if work in names(NAMED_WORKS + NAMED_BYTES):
             return work, doer.partition("/threads:")[0]
