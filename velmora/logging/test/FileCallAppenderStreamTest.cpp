@@ -395,6 +395,29 @@ TEST_F(StreamOfCall, LosesOnlyTheLineThatFailsTwice)
                 ElementsAre(StartsWith("Call start : "), "second", StartsWith("Call end : ")));
 }
 
+TEST_F(StreamOfCall, IsOpenedAgainByTheDescriptorThatItHadIfNoOtherIsLeft)
+{
+#if VELMORA_ADDRESS_SANITIZER
+    GTEST_SKIP() << "the sanitizer looks at memory through pipes of its own";
+#endif
+    testing::internal::CaptureStderr();
+    open();
+    // The number that the stream of the C library had is below that of the file and must be taken.
+    const int iTaken = ::open("/dev/null", O_RDONLY | O_CLOEXEC);
+    {
+        const DescriptorLimit limit = DescriptorLimit::noneLeft();
+        letWrites({-EIO});
+        log("first");
+        log("second");
+    }
+    ::close(iTaken);
+    close();
+
+    EXPECT_EQ(report("Input/output error"), testing::internal::GetCapturedStderr());
+    EXPECT_THAT(lines(), ElementsAre(StartsWith("Call start : "), "first", "second",
+                                     StartsWith("Call end : ")));
+}
+
 TEST_F(StreamOfCall, IsNotOpenedAgainBeforeTheReopenDelayIsOver)
 {
     m_properties.setProperty("ReopenDelay", "3600");
