@@ -403,8 +403,7 @@ void callBesideEnds(benchmark::State& out_state, int in_iEndsOfSecond)
             {
                 if (in_iEndsOfSecond == 0)
                     return;
-                const auto pause =
-                    std::chrono::nanoseconds(1'000'000'000 / in_iEndsOfSecond);
+                const auto pause = std::chrono::nanoseconds(1'000'000'000 / in_iEndsOfSecond);
                 for (Clock::time_point next = Clock::now(); next < end; next += pause)
                 {
                     std::this_thread::sleep_until(next);
