@@ -180,8 +180,7 @@ void CallDataRegistryImpl::decrementRefCount(const char* in_szCallId)
     // The file is complete and closed before the id can name another call.
     pEnding->m_pAppender = log4cplus::SharedAppenderPtr();
     const MutexGuard tableGuard(m_tableMutex);
-    m_strScratchName = in_szCallId;
-    removeCall();
+    removeCall(pEnding->m_strCallId);
 }
 
 std::unique_ptr<CallDataRegistry::CallDataImpl>
@@ -200,17 +199,18 @@ CallDataRegistryImpl::dropReference(const char* in_szCallId)
     }
     if ((*pFound)->m_pAppender)
         return std::exchange(*pFound, nullptr);
-    removeCall();
+    removeCall(m_strScratchName);
     return nullptr;
 }
 
-void CallDataRegistryImpl::removeCall()
+void CallDataRegistryImpl::removeCall(const std::string& in_strCallId)
 {
-    m_callDataHash.erase(m_strScratchName);
+    // Takes no memory: an entry that stayed would keep a new call with its id waiting. The node
+    // keeps the id for the line.
+    const auto node = m_callDataHash.extract(in_strCallId);
     m_uiRemoved.fetch_add(1, std::memory_order_relaxed);
     m_uiRemoved.notify_all();
-    // The key is gone with the entry; the scratch name still has the id.
-    VELMORA_FILE_LOG_DEBUG(s_szDecrementRefCount << " : Call end : " << m_strScratchName << " ("
+    VELMORA_FILE_LOG_DEBUG(s_szDecrementRefCount << " : Call end : " << node.key() << " ("
                                                  << m_callDataHash.size() << " active call(s))");
 }
 

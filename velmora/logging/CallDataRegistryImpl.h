@@ -82,8 +82,8 @@ class VELMORA_API CallDataRegistryImpl : public CallDataRegistry
     /// Drops a reference. If it was the last one, ends the call. If the call has a file, its entry
     /// remains, and the call is returned, for its file to be closed.
     std::unique_ptr<CallDataImpl> dropReference(const char* in_szCallId);
-    /// Removes the entry of the scratch name.
-    void removeCall() VELMORA_REQUIRES(m_tableMutex);
+    /// Removes the entry of an id, which may be the key of that entry.
+    void removeCall(const std::string& in_strCallId) VELMORA_REQUIRES(m_tableMutex);
     /// Waits until an entry has been removed after `m_uiRemoved` had the value.
     void waitForClosing(std::uint32_t in_uiRemoved);
     log4cplus::SharedAppenderPtr

@@ -7,16 +7,12 @@
 #include "velmora/logging/FileCallAppender.h"
 
 #include "tests/support/CapturedLog.h"
+#include "tests/support/CountedAllocations.h"
 #include "tests/support/DescriptorLimit.h"
 #include "tests/support/Files.h"
 #include "tests/support/Lines.h"
 #include "tests/support/OpenDescriptors.h"
 #include "tests/support/TemporaryDirectory.h"
-
-#if !VELMORA_THREAD_SANITIZER
-// It replaces `operator new`, as the sanitizer does.
-#include "tests/support/CountedAllocations.h"
-#endif
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -483,8 +479,6 @@ TEST_F(StreamOfCall, WritesThroughTheCLibraryWithoutADescriptorOfItsOwn)
                 ElementsAre(StartsWith("Call start : "), "text", StartsWith("Call end : ")));
 }
 
-#if !VELMORA_THREAD_SANITIZER
-
 TEST_F(StreamOfCall, WritesThroughTheCLibraryWithoutMemoryForTheBuffer)
 {
     // Each allocation fails once. Where the object can be made without it, the file is used.
@@ -516,8 +510,6 @@ TEST_F(StreamOfCall, WritesThroughTheCLibraryWithoutMemoryForTheBuffer)
 
     EXPECT_EQ(1, iThroughLibrary);
 }
-
-#endif
 
 TEST_F(StreamOfCall, IsCompleteAndClosedOnceAnotherOwnerHasClosedIt)
 {
