@@ -1,11 +1,12 @@
 // SPDX-License-Identifier: BSD-2-Clause
 
+#include "bench/ComparedAllocator.h"
+
 #include <benchmark/benchmark.h>
 
 #include <array>
 #include <cstddef>
 #include <cstdio>
-#include <cstdlib>
 #include <cstring>
 #include <string>
 #include <vector>
@@ -14,35 +15,16 @@
 #include <unistd.h>
 
 #ifndef VELMORA_BENCH_MALLOC
-#include "velmora/memory/DefaultStaticMemAllocator.h"
 #include "velmora/memory/StaticPerThreadMemAllocator.h"
 #endif
 
-// The same work on the library's allocator or, with VELMORA_BENCH_MALLOC, on malloc and free, which
-// a preloaded library may replace.
+// The same work on the library's allocator and on malloc and free: see ComparedAllocator.h.
+
+using Velmora::Bench::giveBack;
+using Velmora::Bench::take;
 
 namespace
 {
-
-#ifdef VELMORA_BENCH_MALLOC
-
-inline void* take(std::size_t in_uiSize) { return std::malloc(in_uiSize); }
-
-inline void giveBack(void* in_pMemory, std::size_t) { std::free(in_pMemory); }
-
-#else
-
-inline void* take(std::size_t in_uiSize)
-{
-    return Velmora::DefaultStaticMemAllocator::allocate(in_uiSize, "Bench");
-}
-
-inline void giveBack(void* in_pMemory, std::size_t in_uiSize)
-{
-    Velmora::DefaultStaticMemAllocator::deallocate(in_pMemory, in_uiSize, "Bench");
-}
-
-#endif
 
 constexpr std::size_t s_uiBatch = 1000;
 

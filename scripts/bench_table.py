@@ -103,6 +103,15 @@ NAMED_BYTES = [
 ]
 
 
+# Works on chunks on threads that come and go: the name, the text, the largest acceptable multiple of
+# the fastest malloc.
+CHURN_WORKS = [
+    ("larson/200", "block replaced on threads that replace 200 blocks each", 1.2),
+    ("larson/5000", "the same on threads that replace 5,000 blocks each", 1.2),
+    ("stress", "block of a thread that exchanges blocks with others and ends", 1.0),
+]
+
+
 def names(works):
     return [named[0] for named in works]
 
@@ -149,12 +158,11 @@ class Results:
 
     @staticmethod
     def _split(name, variant):
-        work, _, doer = (
-            re.sub("/iterations:[0-9]+", "", name).replace("/real_time", "")
-            .removesuffix("/manual_time").partition("/"))
+        name = re.sub(r"/(iterations:\d+|real_time|manual_time)(?=/|$)", "", name)
+        work, _, doer = name.partition("/")
         if work in names(NAMED_WORKS + NAMED_BYTES):
             return work, doer.partition("/threads:")[0]
-        return name.replace("/real_time", ""), variant
+        return name, variant
 
 
 def figure(value):
@@ -209,6 +217,16 @@ def allocator_rows(results):
         if "accounted" in times:
             without = {"without": times["ours"]}
             yield row(f"accounted: {text}", times["accounted"], without, None, None)
+
+
+def churn_rows(results):
+    for work, text, target in CHURN_WORKS:
+        times = results.times[work]
+        peers = {name: times[name] for name in MALLOCS}
+        yield row(f"{text}, ns", times["ours"], peers, min(peers, key=peers.get), target)
+    times = results.times["firstBlocks"]
+    yield row("first block of each size class on a new thread, together, ns", times["ours"],
+              {name: times[name] for name in MALLOCS}, None, 10_000)
 
 
 def footprint_rows(results):
@@ -285,7 +303,8 @@ def main():
 
     results = Results(arguments.results)
     table = markdown(["Work", "Ours", "Peers", "Ratio", "Target", ""],
-                     [*named_rows(results), *allocator_rows(results), *footprint_rows(results)])
+                     [*named_rows(results), *allocator_rows(results), *churn_rows(results),
+                      *footprint_rows(results)])
     allocations = markdown(["Allocations", "Ours", "log4cplus", "spdlog"],
                            list(allocation_rows(results)))
     headers = markdown(["Header compiled by itself", "ms", "Ratio", "Target", ""],
