@@ -16,6 +16,7 @@
 #include <deque>
 #include <functional>
 #include <random>
+#include <semaphore>
 #include <thread>
 #include <vector>
 
@@ -94,14 +95,17 @@ class Successions
             block.release();
     }
 
-    void start() { start(0); }
+    void start()
+    {
+        start(0);
+        m_firstStored.release();
+    }
 
     /// Waits until the last thread has ended.
     void join()
     {
-        // Each thread has stored its successor when it ends.
-        for (std::thread& thread : m_threads)
-            thread.join();
+        m_lastStarted.acquire();
+        m_threads.back().join();
     }
 
   private:
@@ -111,8 +115,15 @@ class Successions
             [this, in_uiThread]
             {
                 replaceBlocks();
+                // A thread that has ended has stored its successor.
+                if (in_uiThread > 0)
+                    m_threads[in_uiThread - 1].join();
+                else
+                    m_firstStored.acquire();
                 if (in_uiThread + 1 < m_threads.size())
                     start(in_uiThread + 1);
+                else
+                    m_lastStarted.release();
             });
     }
 
@@ -129,6 +140,8 @@ class Successions
     Random m_random;
     std::vector<Block> m_blocks;
     std::vector<std::thread> m_threads;
+    std::binary_semaphore m_firstStored{0};
+    std::binary_semaphore m_lastStarted{0};
 };
 
 /// Runs four such servers concurrently. The time is that of one replaced block.
