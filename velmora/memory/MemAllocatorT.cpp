@@ -94,90 +94,36 @@ bool ChunkAllocatorNoT::allocateBlock()
     }
     ++m_stats.uiNumMalloc;
 
-    m_pFreeList = new (pBlock) FreeChunk{nullptr};
+    auto* const pLowest = new (pBlock) FreeChunk{nullptr};
+    ChunkBatch chunks{pLowest, pLowest, 1};
     for (char* pBytes = pBlock + m_uiChunkSize; pBytes < pBlock + m_uiBlockSize;
          pBytes += m_uiChunkSize)
-        m_pFreeList = new (pBytes) FreeChunk{m_pFreeList};
+    {
+        chunks.pFirst = new (pBytes) FreeChunk{chunks.pFirst};
+        ++chunks.uiNumChunks;
+    }
+    m_freeChunks.push(chunks);
     return true;
 }
 
 void* ChunkAllocatorNoT::popChunk()
 {
-    // Single chunks come from the free list, and the full magazines are on top of it.
-    spreadMagazines();
-    if (m_pFreeList == nullptr && !allocateBlock())
+    if (m_freeChunks.isEmpty() && !allocateBlock())
         return nullptr;
-    FreeChunk* const pChunk = m_pFreeList;
-    m_pFreeList = pChunk->pNext;
     ++m_stats.uiNumChunkAlloc;
-    return pChunk;
+    return m_freeChunks.pop();
 }
 
 void ChunkAllocatorNoT::pushChunk(void* in_pMemory)
 {
-    spreadMagazines();
-    m_pFreeList = new (in_pMemory) FreeChunk{m_pFreeList};
+    m_freeChunks.push(new (in_pMemory) FreeChunk{nullptr});
     ++m_stats.uiNumChunkDealloc;
 }
 
 void ChunkAllocatorNoT::popInto(Magazine& out_magazine)
 {
-    if (!m_fullMagazines.empty())
-    {
-        // The topmost batch moves as a whole, so its chunks are not touched.
-        const Magazine::Batch batch = m_fullMagazines.back();
-        m_fullMagazines.pop_back();
-        out_magazine.load(batch.pFirst, batch.pLast, Magazine::s_uiCapacity);
-        return;
-    }
-
-    if (m_pFreeList == nullptr && !allocateBlock())
-        return;
-    FreeChunk* const pFirst = m_pFreeList;
-    FreeChunk* pLast = pFirst;
-    std::uint64_t uiNumChunks = 1;
-    while (uiNumChunks < Magazine::s_uiCapacity && pLast->pNext != nullptr)
-    {
-        pLast = pLast->pNext;
-        ++uiNumChunks;
-    }
-    m_pFreeList = pLast->pNext;
-    pLast->pNext = nullptr;
-    out_magazine.load(pFirst, pLast, uiNumChunks);
-}
-
-void ChunkAllocatorNoT::pushFull(const Magazine::Batch& in_batch)
-{
-    try
-    {
-        m_fullMagazines.push_back(in_batch);
-    }
-    catch (const std::bad_alloc&)
-    {
-        // Memory must be released even when there is none left. The free list needs no memory of
-        // its own.
-        pushBatch(in_batch);
-    }
-}
-
-void ChunkAllocatorNoT::pushBatch(const Magazine::Batch& in_batch)
-{
-    if (in_batch.pFirst == nullptr)
-        return;
-    spreadMagazines();
-    in_batch.pLast->pNext = m_pFreeList;
-    m_pFreeList = in_batch.pFirst;
-}
-
-/// Moves the chunks of the full magazines to the free list, in their order.
-void ChunkAllocatorNoT::spreadMagazines()
-{
-    for (const Magazine::Batch& batch : m_fullMagazines)
-    {
-        batch.pLast->pNext = m_pFreeList;
-        m_pFreeList = batch.pFirst;
-    }
-    m_fullMagazines.clear();
+    if (!m_freeChunks.isEmpty() || allocateBlock())
+        out_magazine.load(m_freeChunks.popBatch(out_magazine.nextFill()));
 }
 
 void ChunkAllocatorNoT::addCounts(std::uint64_t in_uiAllocated, std::uint64_t in_uiDeallocated)

@@ -6,6 +6,7 @@
 #include "velmora/application/GatedGuard.h"
 #include "velmora/application/OutputStreamable.h"
 #include "velmora/logging/ObjectWithLogger.h"
+#include "velmora/memory/ChunkStack.h"
 #include "velmora/memory/MemAllocatorNoT.h"
 #include "velmora/memory/SizeClasses.h"
 #include "velmora/memory/ThreadCache.h"
@@ -62,8 +63,8 @@ class VELMORA_API ChunkAllocatorNoT : public ObjectWithLogger<Logger>
     [[nodiscard]] std::size_t getBlockSize() const { return m_uiBlockSize; }
 
   protected:
-    /// Gets a block from `malloc` and makes its chunks the free list, the highest address first.
-    /// The free list must be empty.
+    /// Gets a block from `malloc` and makes its chunks the free ones, the highest address first.
+    /// There must be no free chunks.
     /// Failure: returns false when there is no memory.
     [[nodiscard]] bool allocateBlock();
 
@@ -75,11 +76,8 @@ class VELMORA_API ChunkAllocatorNoT : public ObjectWithLogger<Logger>
     /// memory.
     void popInto(Magazine& out_magazine);
 
-    /// Puts the chunks of a full magazine on top of the free chunks.
-    void pushFull(const Magazine::Batch& in_batch);
-
     /// Puts a batch of any length, possibly empty, on top of the free chunks.
-    void pushBatch(const Magazine::Batch& in_batch);
+    void pushBatch(const ChunkBatch& in_batch) { m_freeChunks.push(in_batch); }
 
     void addCounts(std::uint64_t in_uiAllocated, std::uint64_t in_uiDeallocated);
 
@@ -87,18 +85,13 @@ class VELMORA_API ChunkAllocatorNoT : public ObjectWithLogger<Logger>
 
   private:
     void reportLeaks() const;
-    void spreadMagazines();
 
     std::size_t m_uiChunkSize;
     std::size_t m_uiBlockSize;
-    FreeChunk* m_pFreeList = nullptr;
+    ChunkStack m_freeChunks;
     std::deque<char*> m_blocks;
     Stats m_stats;
     bool m_bReportLeaks;
-
-    /// Full magazines that threads returned. They are on top of the free list, the last one
-    /// topmost.
-    std::vector<Magazine::Batch> m_fullMagazines;
 };
 
 VELMORA_API std::ostream& operator<<(std::ostream& out_stream,
@@ -148,7 +141,7 @@ class ChunkAllocator : public ChunkAllocatorNoT
     void takeSpare(Magazine& out_magazine)
     {
         const GatedGuard<Mutex> guard(m_mutex);
-        pushFull(out_magazine.removeSpare());
+        pushBatch(out_magazine.removeSpare());
     }
 
     /// Takes all chunks out of a magazine and adds its counts.

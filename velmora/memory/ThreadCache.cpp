@@ -6,7 +6,6 @@
 #include "velmora/application/GatedMutex.h"
 #include "velmora/memory/MemAllocatorNoT.h"
 
-
 #include <memory>
 #include <new>
 
@@ -140,7 +139,8 @@ void ThreadCaches::giveBack(ThreadCache* in_pCache)
 {
     MemAllocatorNoT& owner = in_pCache->m_owner;
     for (std::size_t uiClass = 0; uiClass < in_pCache->m_uiNumClasses; ++uiClass)
-        owner.m_takeBack(owner, uiClass, (*in_pCache)[uiClass]);
+        if (Magazine& magazine = (*in_pCache)[uiClass]; !magazine.isUnused())
+            owner.m_takeBack(owner, uiClass, magazine);
     delete in_pCache;
 }
 

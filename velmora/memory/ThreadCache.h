@@ -3,9 +3,11 @@
 #pragma once
 
 #include "velmora/Export.h"
+#include "velmora/memory/ChunkStack.h"
 #include "velmora/memory/SizeClasses.h"
 #include "velmora/memory/ThreadCacheSlots.h"
 
+#include <algorithm>
 #include <array>
 #include <atomic>
 #include <cstddef>
@@ -17,12 +19,6 @@ namespace Velmora
 {
 
 class MemAllocatorNoT;
-
-/// A free chunk. Its first word points to the next free chunk.
-struct FreeChunk
-{
-    FreeChunk* pNext;
-};
 
 /// The chunks of one size class that one thread keeps for itself: the top of the class's stack of
 /// free chunks, as this thread sees it. The thread takes and returns chunks here without a lock.
@@ -42,7 +38,13 @@ class alignas(64) Magazine
   public:
     /// The capacity in chunks. Large enough that the lock of a class is rarely taken, and that a
     /// thread mostly gets back the chunks that are in its own processor's cache.
-    static constexpr std::uint64_t s_uiCapacity = 512;
+    static constexpr std::uint64_t s_uiCapacity = ChunkStack::s_uiLargestBatch;
+
+    /// The largest number of chunks that the class fills a new magazine with, so that a thread that
+    /// needs few chunks keeps few from the others. It grows with each fill up to the capacity. It
+    /// grows fast, because the class walks over the chunks of each smaller fill.
+    static constexpr std::uint64_t s_uiFirstFill = 8;
+    static constexpr std::uint64_t s_uiFillGrowth = 8;
 
     [[nodiscard]] bool isEmpty() const { return m_pLoaded == nullptr; }
     [[nodiscard]] bool isFull() const { return balance() == m_uiFullAt; }
@@ -67,12 +69,20 @@ class alignas(64) Magazine
         increment(m_uiPut);
     }
 
-    /// Fills an empty magazine with a batch.
-    void load(FreeChunk* in_pFirst, FreeChunk* in_pLast, std::uint64_t in_uiNumChunks)
+    /// Fills an empty magazine with a batch, of at most as many chunks as it holds.
+    void load(const ChunkBatch& in_batch)
     {
-        m_pLoaded = in_pFirst;
-        m_pLoadedLast = in_pLast;
-        m_uiFullAt = balance() + (s_uiCapacity - in_uiNumChunks);
+        m_pLoaded = in_batch.pFirst;
+        m_pLoadedLast = in_batch.pLast;
+        m_uiFullAt = balance() + (s_uiCapacity - in_batch.uiNumChunks);
+    }
+
+    /// Returns how many chunks the class may fill the magazine with this time.
+    [[nodiscard]] std::uint64_t nextFill()
+    {
+        const std::uint64_t uiFill = m_uiNextFill;
+        m_uiNextFill = std::min(s_uiFillGrowth * uiFill, s_uiCapacity);
+        return uiFill;
     }
 
     /// Makes the spare chunks the loaded ones; there must be no loaded chunks. Returns false if
@@ -81,8 +91,7 @@ class alignas(64) Magazine
     {
         if (m_pSpare == nullptr)
             return false;
-        load(m_pSpare, m_pSpareLast, s_uiCapacity);
-        m_pSpare = nullptr;
+        load(removeSpare());
         return true;
     }
 
@@ -91,27 +100,29 @@ class alignas(64) Magazine
     {
         m_pSpare = m_pLoaded;
         m_pSpareLast = m_pLoadedLast;
-        load(nullptr, nullptr, 0);
+        load({});
     }
-
-    /// A list of chunks, from the first to the last; `pFirst` is null when there are none.
-    struct Batch
-    {
-        FreeChunk* pFirst;
-        FreeChunk* pLast;
-    };
 
     [[nodiscard]] bool hasSpare() const { return m_pSpare != nullptr; }
 
     /// Removes and returns the spare chunks.
-    [[nodiscard]] Batch removeSpare() { return {std::exchange(m_pSpare, nullptr), m_pSpareLast}; }
+    [[nodiscard]] ChunkBatch removeSpare()
+    {
+        return {std::exchange(m_pSpare, nullptr), m_pSpareLast, s_uiCapacity};
+    }
 
     /// Removes and returns the loaded chunks.
-    [[nodiscard]] Batch removeLoaded()
+    [[nodiscard]] ChunkBatch removeLoaded()
     {
-        const Batch batch{m_pLoaded, m_pLoadedLast};
-        load(nullptr, nullptr, 0);
+        const ChunkBatch batch{m_pLoaded, m_pLoadedLast, s_uiCapacity - (m_uiFullAt - balance())};
+        load({});
         return batch;
+    }
+
+    /// Returns whether the magazine never had a chunk.
+    [[nodiscard]] bool isUnused() const
+    {
+        return isEmpty() && !hasSpare() && getNumTaken() == 0 && getNumPut() == 0;
     }
 
     /// Forgets all chunks; they stay unused.
@@ -148,6 +159,7 @@ class alignas(64) Magazine
     /// The chunks of a full magazine below the loaded ones, or null.
     FreeChunk* m_pSpare = nullptr;
     FreeChunk* m_pSpareLast = nullptr;
+    std::uint64_t m_uiNextFill = s_uiFirstFill;
 };
 
 /// The magazines of one thread for one allocator.

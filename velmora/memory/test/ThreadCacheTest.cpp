@@ -28,6 +28,7 @@
 #include <set>
 #include <string>
 #include <thread>
+#include <utility>
 #include <vector>
 
 namespace Velmora::Test
@@ -583,18 +584,28 @@ TEST(ThreadCache, AThreadThatIsEndingGetsTheChunkThatItReturnedLast)
     EXPECT_EQ(pHeld, pGot);
 }
 
-TEST(ThreadCache, AMagazineIsFilledWithNoMoreChunksThanItHolds)
+TEST(ThreadCache, AMagazineIsFilledWithEightChunksFirstThenWith64AndThenWithAllThatItHolds)
 {
     ChunkAllocator<ACE_Thread_Mutex, 8> sizeClass(logger(), 1, false);
-    std::vector<void*> chunks(600);
+    std::vector<void*> chunks(4096);
     for (void*& pMemory : chunks)
         pMemory = sizeClass.allocate();
     for (void* const pMemory : chunks)
         sizeClass.deallocate(pMemory);
     Magazine magazine;
-    sizeClass.fill(magazine);
-    EXPECT_TRUE(magazine.isFull());
-    EXPECT_EQ(Magazine::s_uiCapacity, countTaken(magazine));
+    // The third fill is what is left of the batch that the first two came from.
+    for (const std::size_t uiExpected : {8U, 64U, 440U})
+    {
+        sizeClass.fill(magazine);
+        EXPECT_FALSE(magazine.isFull());
+        EXPECT_EQ(uiExpected, countTaken(magazine));
+    }
+    for (int iFill = 0; iFill < 7; ++iFill)
+    {
+        sizeClass.fill(magazine);
+        EXPECT_TRUE(magazine.isFull());
+        EXPECT_EQ(Magazine::s_uiCapacity, countTaken(magazine));
+    }
 }
 
 TEST(ThreadCache, AMagazineHasRoomForWhatItWasNotFilledWith)
@@ -602,7 +613,7 @@ TEST(ThreadCache, AMagazineHasRoomForWhatItWasNotFilledWith)
     ChunkAllocator<ACE_Thread_Mutex, 8> sizeClass(logger(), 1, false);
     Magazine magazine;
     sizeClass.fill(magazine);
-    std::vector<FreeChunk> more(Magazine::s_uiCapacity - 128);
+    std::vector<FreeChunk> more(Magazine::s_uiCapacity - Magazine::s_uiFirstFill);
     for (FreeChunk& chunk : more)
     {
         ASSERT_FALSE(magazine.isFull());
@@ -611,6 +622,70 @@ TEST(ThreadCache, AMagazineHasRoomForWhatItWasNotFilledWith)
     }
     EXPECT_TRUE(magazine.isFull());
     EXPECT_EQ(Magazine::s_uiCapacity, countTaken(magazine));
+}
+
+TEST(ThreadCache, AMagazineCountsTheChunksThatItGivesBack)
+{
+    std::array<FreeChunk, 5> chunks{};
+    Magazine magazine;
+    EXPECT_TRUE(magazine.isUnused());
+    magazine.makeLoadedSpare();
+    for (FreeChunk& chunk : chunks)
+        magazine.put(&chunk);
+    EXPECT_FALSE(magazine.isUnused());
+    static_cast<void>(magazine.take());
+    EXPECT_EQ(4U, magazine.removeLoaded().uiNumChunks);
+    EXPECT_EQ(nullptr, magazine.removeLoaded().pFirst);
+    EXPECT_FALSE(magazine.isUnused()) << "its counts are not yet added";
+}
+
+TEST(ThreadCache, TheFirstBlockOfANewThreadReadsEightFreeChunksAtMost)
+{
+    SmallAllocator allocator(logger(), false);
+    std::vector<void*> chunks;
+    onAnotherThread(
+        [&]
+        {
+            chunks = allocateMany(allocator, 4000);
+            deallocateAll(allocator, chunks);
+        });
+    // A walk past the eighth chunk would crash.
+    std::vector<FreeChunk*> links;
+    for (std::size_t uiLeft = chunks.size() - Magazine::s_uiFirstFill; uiLeft > 0; --uiLeft)
+    {
+        auto* const pChunk = static_cast<FreeChunk*>(chunks[uiLeft - 1]);
+        links.push_back(std::exchange(pChunk->pNext, reinterpret_cast<FreeChunk*>(8)));
+    }
+    onAnotherThread([&] { EXPECT_EQ(chunks.back(), allocator.allocate(8, s_szAccount)); });
+    for (std::size_t uiLeft = chunks.size() - Magazine::s_uiFirstFill; uiLeft > 0; --uiLeft)
+        static_cast<FreeChunk*>(chunks[uiLeft - 1])->pNext =
+            links[chunks.size() - Magazine::s_uiFirstFill - uiLeft];
+    const std::vector<void*> rest = allocateMany(allocator, 3999);
+    EXPECT_EQ(3999U, std::set<void*>(rest.begin(), rest.end()).size());
+}
+
+TEST(ThreadCache, AnEndedThreadTakesTheLocksOfTheClassesThatItUsedOnly)
+{
+    MemAllocator<CountingMutex, 32> allocator(logger(), false);
+    unsigned uiLocksBefore = 0;
+    onAnotherThread(
+        [&]
+        {
+            allocator.deallocate(allocator.allocate(8, s_szAccount), 8, s_szAccount);
+            allocator.deallocate(allocator.allocate(256, s_szAccount), 256, s_szAccount);
+            uiLocksBefore = CountingMutex::numAcquired();
+        });
+    EXPECT_EQ(2U, CountingMutex::numAcquired() - uiLocksBefore);
+}
+
+TEST(ThreadCache, ANewThreadKeepsFewChunksFromTheOthers)
+{
+    SmallAllocator allocator(logger(), false);
+    onAnotherThread([&] { deallocateAll(allocator, allocateMany(allocator, 1024)); });
+    const ThreadThatStays first([&] { allocateMany(allocator, 1); });
+    const ThreadThatStays second([&] { allocateMany(allocator, 1); });
+    allocateMany(allocator, 1024 - 2 * Magazine::s_uiFirstFill);
+    EXPECT_EQ(8U, allocator.getStats(0).uiNumMalloc);
 }
 
 TEST(ThreadCache, AMagazineThatHasGivenItsChunksAwayHasRoomForAllOfThemAgain)
