@@ -2,6 +2,7 @@
 
 #include "velmora/memory/ChunkStack.h"
 
+#include "velmora/Sanitizers.h"
 #include "velmora/memory/test/MallocWatch.h"
 
 #include <gmock/gmock.h>

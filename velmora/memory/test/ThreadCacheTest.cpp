@@ -6,6 +6,7 @@
 #include "tests/support/ForkedChild.h"
 #include "tests/support/TextOf.h"
 #include "tests/support/Threads.h"
+#include "velmora/Sanitizers.h"
 #include "velmora/memory/MemAllocatorT.h"
 #include "velmora/memory/test/Locks.h"
 
@@ -922,7 +923,7 @@ bool usesAThreadOfItsOwn(SmallAllocator& out_allocator)
 
 TEST(ThreadCache, InAChildANewThreadTakesThePlaceOfAnOlderOneThatIsNotThere)
 {
-#ifdef __SANITIZE_THREAD__
+#if VELMORA_THREAD_SANITIZER
     GTEST_SKIP() << "the sanitizer ends a child that begins a thread";
 #endif
     SmallAllocator allocator(logger(), false);
@@ -937,7 +938,7 @@ TEST(ThreadCache, InAChildANewThreadTakesThePlaceOfAnOlderOneThatIsNotThere)
 
 TEST(ThreadCache, InAChildANewThreadTakesThePlaceOfAYoungerOneThatIsNotThere)
 {
-#ifdef __SANITIZE_THREAD__
+#if VELMORA_THREAD_SANITIZER
     GTEST_SKIP() << "the sanitizer ends a child that begins a thread";
 #endif
     SmallAllocator allocator(logger(), false);
