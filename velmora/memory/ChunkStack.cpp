@@ -2,8 +2,6 @@
 
 #include "velmora/memory/ChunkStack.h"
 
-#include <new>
-
 namespace Velmora
 {
 

@@ -6,6 +6,8 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <cstdlib>
+#include <new>
 #include <vector>
 
 namespace Velmora
@@ -62,12 +64,34 @@ class VELMORA_API ChunkStack
     [[nodiscard]] std::size_t getNumBatches() const { return m_below.size() + (isEmpty() ? 0 : 1); }
 
   private:
+    /// Takes the memory for the batches from `malloc`. A program may replace `operator new` by one
+    /// that uses the allocators, whose lock is held while a batch is pushed.
+    template <class T>
+    struct FromMalloc
+    {
+        using value_type = T;
+        FromMalloc() = default;
+        template <class Other>
+        FromMalloc(
+            const FromMalloc<Other>&) // NOLINT(google-explicit-constructor): as the standard asks.
+        {
+        }
+        static T* allocate(std::size_t in_uiNumber)
+        {
+            if (void* const pMemory = std::malloc(in_uiNumber * sizeof(T)))
+                return static_cast<T*>(pMemory);
+            throw std::bad_alloc();
+        }
+        static void deallocate(T* in_pMemory, std::size_t) { std::free(in_pMemory); }
+        friend bool operator==(const FromMalloc&, const FromMalloc&) { return true; }
+    };
+
     void removeTop();
 
     /// Has no chunks only if there are no batches below it.
     ChunkBatch m_top;
     /// The last one is next to the top.
-    std::vector<ChunkBatch> m_below;
+    std::vector<ChunkBatch, FromMalloc<ChunkBatch>> m_below;
 };
 
 } // namespace Velmora

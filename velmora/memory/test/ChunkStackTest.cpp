@@ -5,6 +5,8 @@
 #include "velmora/Sanitizers.h"
 #include "velmora/memory/test/MallocWatch.h"
 
+#include "tests/support/CountedAllocations.h"
+
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
@@ -209,6 +211,17 @@ TEST(ChunkStack, WithoutMemoryJoinsBatchesToALargerOne)
     EXPECT_TRUE(stack.isEmpty());
 }
 #endif
+
+TEST(ChunkStack, DoesNotUseOperatorNew)
+{
+    Chunks chunks(20 * s_uiLargest);
+    ChunkStack stack;
+    const int iBefore = s_iAllocations;
+    for (int iBatch = 0; iBatch < 20; ++iBatch)
+        stack.push(chunks.batch(s_uiLargest));
+    EXPECT_EQ(iBefore, s_iAllocations);
+    EXPECT_EQ(20U, stack.getNumBatches());
+}
 
 // Compares random operations with a plain stack.
 TEST(ChunkStack, KeepsTheOrderOfOneStack)
