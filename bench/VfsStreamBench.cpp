@@ -45,16 +45,15 @@ class BenchFile
     std::string m_strPath;
 };
 
-/// The sizes of a piece and of the file. The file is small enough for a short round; the time grows
-/// linearly with its size.
+/// The sizes of a piece and of the file.
 template <long in_iPieceSize, long in_iFileSize>
 struct Pieces
 {
     static constexpr long s_iSize = in_iPieceSize;
     static constexpr long s_iCount = in_iFileSize / in_iPieceSize;
 };
-using Small = Pieces<100, 1L << 20>;
-using Large = Pieces<65536, 4L << 20>;
+using Small = Pieces<100, 64L << 20>;
+using Large = Pieces<65536, 64L << 20>;
 
 /// Writes a file in pieces repeatedly, over its former contents, so that only the first round makes
 /// pages.

@@ -26,7 +26,10 @@ def public_headers(build):
         if not found:
             sys.exit(f"header_cost.py: {folder} has no headers; configure the build first")
         for source in found:
-            yield str(source.relative_to(folder))[:-len(".cxx")]
+            header = str(source.relative_to(folder))[:-len(".cxx")]
+            # A folder that was configured before may still list a header that has gone.
+            if pathlib.Path(header).exists():
+                yield header
 
 
 def processor_time(header):
