@@ -5,7 +5,6 @@
 #include "velmora/application/GatedGuard.h"
 #include "velmora/application/GatedMutex.h"
 
-
 #include <pthread.h>
 
 #include <csignal>
