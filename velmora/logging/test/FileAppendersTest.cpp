@@ -274,31 +274,53 @@ TEST(FileAppenders, AConfiguredLogWithADelayOfItsOwnKeepsIt)
                 ElementsAre("before"));
 }
 
-TEST(FileAppenders, TheFileOfACallLosesNoLineBehindOneThatFailed)
+/// Logs a line of a call to a full disk, with others before and after it. Returns the lines of the
+/// call's file.
+std::vector<std::string> linesOfCallAroundAFullDisk(const SmallDisk& in_disk,
+                                                    const TemporaryDirectory& in_directory,
+                                                    const std::string& in_strFailing)
 {
-    const TemporaryDirectory directory;
-    const SmallDisk disk(directory.path());
-    VELMORA_NEEDS_DISK(disk);
     const CapturedLog log(FATAL_LOG_LEVEL);
-    ASSERT_TRUE(configureCalls(directory.path()));
+    EXPECT_TRUE(configureCalls(in_directory.path()));
     makeParticipant("keswardin.test");
     CallLogger logger("keswardin.test");
     logger.callStart("one");
     const auto logLine = [&logger](const std::string& in_strText)
     { logger.forcedLog(INFO_LOG_LEVEL, in_strText, nullptr, -1); };
     logLine("before");
-    disk.fill();
-    logLine(std::string(8000, 'x'));
-    disk.makeRoom();
+    in_disk.fill();
+    logLine(in_strFailing);
+    in_disk.makeRoom();
     logLine("after 1");
     logLine("after 2");
     logger.callEnd();
-    std::vector<std::string> lines = withoutTheLineThatFailed(linesOf(directory.read("one")));
-    // Where the disk has room for the line up to its end, its beginning is a line of its own.
-    std::erase(lines, "INFO keswardin.test: ");
-    EXPECT_THAT(lines, ElementsAre(HasSubstr("Call start : "), "INFO keswardin.test: before",
-                                   HasSubstr("INFO keswardin.test: after 1"),
-                                   "INFO keswardin.test: after 2", HasSubstr("Call end : ")));
+    return linesOf(in_directory.read("one"));
+}
+
+TEST(FileAppenders, TheFileOfACallGetsTheRestOfALineThatFailedWhenThereIsRoom)
+{
+    const TemporaryDirectory directory;
+    const SmallDisk disk(directory.path());
+    VELMORA_NEEDS_DISK(disk);
+    // The line fits into the buffer, where the part stays for which the disk had no room.
+    const std::string strFailing(8000, 'x');
+    EXPECT_THAT(linesOfCallAroundAFullDisk(disk, directory, strFailing),
+                ElementsAre(HasSubstr("Call start : "), "INFO keswardin.test: before",
+                            "INFO keswardin.test: " + strFailing, "INFO keswardin.test: after 1",
+                            "INFO keswardin.test: after 2", HasSubstr("Call end : ")));
+}
+
+TEST(FileAppenders, TheFileOfACallLosesNoLineBehindALongOneThatFailed)
+{
+    const TemporaryDirectory directory;
+    const SmallDisk disk(directory.path());
+    VELMORA_NEEDS_DISK(disk);
+    // The line does not fit into the buffer, so its end is lost.
+    EXPECT_THAT(withoutTheLineThatFailed(
+                    linesOfCallAroundAFullDisk(disk, directory, std::string(20000, 'x'))),
+                ElementsAre(HasSubstr("Call start : "), "INFO keswardin.test: before",
+                            HasSubstr("INFO keswardin.test: after 1"),
+                            "INFO keswardin.test: after 2", HasSubstr("Call end : ")));
 }
 
 TEST_F(RollingAppender, InADirectoryOfItsOwnIsNotReported)
