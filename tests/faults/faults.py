@@ -759,7 +759,13 @@ class Known:
     def fits(self, outcome: str, target: str, fault: Fault, stack: list[str]) -> bool:
         return (self.outcome == outcome.split()[0] and fnmatch.fnmatchcase(target, self.target)
                 and fnmatch.fnmatchcase(fault.call, self.call) and fnmatch.fnmatchcase(fault.error, self.error)
-                and all(symbol in stack for symbol in self.symbols))
+                and bool(stack) and all(self.holds(symbol, stack) for symbol in self.symbols))
+
+    @staticmethod
+    def holds(symbol: str, stack: list[str]) -> bool:
+        if symbol.startswith("!"):
+            return not any(name.startswith(symbol[1:]) for name in stack)
+        return symbol in stack
 
 
 def read_known(path: pathlib.Path) -> list[Known]:

@@ -190,8 +190,22 @@ class KnownList(unittest.TestCase):
                      "lost minimal write EIO a::b", "lost minimal write ENOSPC a", "lost minimal write ENOSPC a::b & c"):
             self.assertFalse(self.fits(text), text)
 
+    def test_a_function_may_be_excluded_by_the_beginning_of_its_name(self) -> None:
+        self.assertTrue(self.fits("lost minimal write ENOSPC main & !b"))
+        self.assertFalse(self.fits("lost minimal write ENOSPC main & !a::"))
+
     def test_without_a_stack_nothing_fits(self) -> None:
         self.assertFalse(self.fits("lost * * * a::b", stack=[]))
+        self.assertFalse(self.fits("lost * * * !a::b", stack=[]))
+
+    def test_a_request_that_the_gateway_handles_is_not_excused(self) -> None:
+        own = ["su_strdup", "GatewayExample::Leg::Leg", "GatewayExample::StackCallback::request", "nta_incoming_destroy",
+               "tport_deliver", "{failed in libsofia-sip-ua.so.0}"]
+        fault = Fault("allocation", "any", 1, False)
+        known = faults.read_known(faults.HERE / "known.list")
+        self.assertFalse([line for line in known if line.fits(faults.LOST, "gateway", fault, own)])
+        stack = [name for name in own if not name.startswith("GatewayExample")]
+        self.assertTrue([line for line in known if line.fits(faults.LOST, "gateway", fault, stack)])
 
     def test_a_line_without_a_function_is_refused(self) -> None:
         for text in ("lost minimal write ENOSPC", "reported minimal write ENOSPC a::b"):
