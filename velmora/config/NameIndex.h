@@ -2,7 +2,6 @@
 
 #pragma once
 
-#include "velmora/Export.h"
 #include "velmora/config/ParameterValue.h"
 #include "velmora/config/Trie.h"
 #include "velmora/memory/FullSlots.h"
@@ -28,7 +27,7 @@ namespace Velmora
 /// Ownership: the trie must outlive the index. The index holds a copy of each name.
 /// Failure: throws `std::bad_alloc`, with some of the nodes made that are on the way to the name.
 /// Thread-safety: as the trie.
-class VELMORA_API NameIndex
+class NameIndex
 {
   public:
     using StringTrie = Trie<std::string, ParameterValue, LMHashFcn<std::string>>;
