@@ -40,6 +40,8 @@ inline constexpr bool s_bCountsLocks = true;
 VELMORA_COUNT_LOCK(pthread_mutex_lock, pthread_mutex_t)
 VELMORA_COUNT_LOCK(pthread_mutex_trylock, pthread_mutex_t)
 VELMORA_COUNT_LOCK(pthread_rwlock_rdlock, pthread_rwlock_t)
+VELMORA_COUNT_LOCK(pthread_rwlock_tryrdlock, pthread_rwlock_t)
+VELMORA_COUNT_LOCK(pthread_rwlock_trywrlock, pthread_rwlock_t)
 VELMORA_COUNT_LOCK(pthread_rwlock_wrlock, pthread_rwlock_t)
 
 #undef VELMORA_COUNT_LOCK

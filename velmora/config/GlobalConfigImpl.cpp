@@ -11,6 +11,7 @@
 #include "velmora/config/ParameterBounds.h"
 #include "velmora/config/ParameterInfoDB.h"
 #include "velmora/config/RegisteredParameters.h"
+#include "velmora/config/SharedParameterValue.h"
 #include "velmora/config/UnresolvedLines.h"
 #include "velmora/logging/LibraryLoggers.h"
 #include "velmora/logging/LogMacros.h"
@@ -74,7 +75,7 @@ class IndexedTrie final : public Configuration
     }
     bool setParameter(const char* in_szParamName, const ParameterValue& in_value) override
     {
-        m_index.nodeFor(in_szParamName).data() = in_value;
+        SharedParameterValue::assign(m_index.nodeFor(in_szParamName).data(), in_value);
         return true;
     }
 
@@ -93,15 +94,19 @@ class GlobalConfigImpl::WriteLock
     explicit WriteLock(GlobalConfigImpl& inout_config)
         : m_guard(inout_config.m_mutex), m_config(inout_config)
     {
-        if (m_guard.isLocked())
-            m_config.m_writer.store(std::this_thread::get_id(), std::memory_order_relaxed);
+        if (!m_guard.isLocked())
+            return;
+        m_config.m_writer.store(std::this_thread::get_id(), std::memory_order_relaxed);
+        m_config.m_pIndex->beginChange();
     }
 
     ~WriteLock()
     {
         m_config.publishAbortOnAssert();
-        if (m_guard.isLocked())
-            m_config.m_writer.store(std::thread::id(), std::memory_order_relaxed);
+        if (!m_guard.isLocked())
+            return;
+        m_config.m_pIndex->endChange();
+        m_config.m_writer.store(std::thread::id(), std::memory_order_relaxed);
     }
 
     WriteLock(const WriteLock&) = delete;
@@ -119,6 +124,9 @@ GlobalConfigImpl::~GlobalConfigImpl() = default;
 void GlobalConfigImpl::getParameter(const char* in_szParamName, ParameterValue& out_value) const
 try
 {
+    // Threads that read numbers while nobody writes do not meet at the lock.
+    if (m_pIndex->readUnlocked(in_szParamName, out_value))
+        return;
     const ReadLock lock(m_mutex);
     readFrom(*m_pIndex, in_szParamName, out_value);
 }
@@ -194,7 +202,7 @@ try
                                << in_szParamName);
         return false;
     }
-    m_pIndex->nodeFor(in_szParamName).data() = in_value;
+    SharedParameterValue::assign(m_pIndex->nodeFor(in_szParamName).data(), in_value);
     return true;
 }
 catch (...)

@@ -2,6 +2,8 @@
 
 #include "velmora/config/NameIndex.h"
 
+#include "velmora/config/SharedParameterValue.h"
+
 #include <algorithm>
 #include <cstring>
 #include <utility>
@@ -85,38 +87,72 @@ bool isSame(const char* in_pLeft, const char* in_pRight, std::size_t in_uiLength
     return static_cast<std::uint32_t>(uiHash ^ uiHash >> 32);
 }
 
-[[gnu::always_inline]] inline std::size_t NameIndex::slotOf(std::string_view in_key,
-                                                            std::uint32_t in_uiHash) const
+NameIndex::NameIndex(StringTrie& inout_trie)
+    : m_trie(inout_trie), m_pTable(std::make_unique<Table>(s_uiFewestEntries)),
+      m_pPublished(m_pTable.get())
 {
-    const std::size_t uiMask = m_entries.size() - 1;
-    const Entry* const pEntries = m_entries.data();
-    std::size_t uiSlot = in_uiHash & uiMask;
-    for (;; uiSlot = (uiSlot + 1) & uiMask)
+}
+
+[[gnu::always_inline]] inline std::size_t
+NameIndex::slotOf(const Table& in_table, std::string_view in_key, std::uint32_t in_uiHash)
+{
+    const Entry* const pEntries = in_table.pEntries.get();
+    std::size_t uiSlot = in_uiHash & in_table.uiMask;
+    for (;; uiSlot = (uiSlot + 1) & in_table.uiMask)
     {
         const Entry& entry = pEntries[uiSlot];
-        if (entry.pNode == nullptr)
+        const StringTrie* const pNode = entry.pNode.load(std::memory_order_acquire);
+        if (pNode == nullptr)
             return uiSlot;
         if (entry.uiHash != in_uiHash || entry.uiLength != in_key.size())
             continue;
         // The caller reads the node next. Its memory arrives while the names are compared.
-        __builtin_prefetch(entry.pNode);
+        __builtin_prefetch(pNode);
         if (isSame(in_key.data(), entry.pName, in_key.size()))
             return uiSlot;
     }
 }
 
-NameIndex::StringTrie* NameIndex::findKey(std::string_view in_key) const
+NameIndex::StringTrie* NameIndex::findIn(const Table& in_table, std::string_view in_key)
 {
-    return m_entries.empty() ? nullptr : m_entries[slotOf(in_key, hashOf(in_key))].pNode;
+    const std::size_t uiSlot = slotOf(in_table, in_key, hashOf(in_key));
+    return in_table.pEntries[uiSlot].pNode.load(std::memory_order_acquire);
+}
+
+void NameIndex::endChange() noexcept
+{
+    m_pPublished.store(m_pTable.get(), std::memory_order_release);
+    m_changes.endChange();
+}
+
+bool NameIndex::readUnlocked(std::string_view in_name, ParameterValue& out_value) const
+{
+    SharedParameterValue::Copy copy;
+    const bool bIsConsistent = m_changes.read(
+        [&]
+        {
+            const Table& table = *m_pPublished.load(std::memory_order_acquire);
+            const StringTrie* const pNode =
+                in_name.empty() ? &m_trie : findIn(table, keyOf(in_name));
+            if (pNode != nullptr)
+                copy = SharedParameterValue::copy(pNode->data());
+        });
+    if (!bIsConsistent || copy.m_type == ParameterValue::STRING_TYPE)
+        return false;
+    ParameterValue value;
+    value.m_type = copy.m_type;
+    value.m_payload = copy.m_payload;
+    out_value = std::move(value);
+    return true;
 }
 
 std::size_t NameIndex::stepsFor(std::string_view in_name) const
 {
-    if (in_name.empty() || m_entries.empty())
+    if (in_name.empty())
         return 0;
     const std::string_view key = keyOf(in_name);
     const std::uint32_t uiHash = hashOf(key);
-    return ((slotOf(key, uiHash) - uiHash) & (m_entries.size() - 1)) + 1;
+    return ((slotOf(*m_pTable, key, uiHash) - uiHash) & m_pTable->uiMask) + 1;
 }
 
 NameIndex::StringTrie& NameIndex::nodeFor(std::string_view in_name)
@@ -124,14 +160,14 @@ NameIndex::StringTrie& NameIndex::nodeFor(std::string_view in_name)
     if (in_name.empty())
         return m_trie;
     const std::string_view key = keyOf(in_name);
-    if (StringTrie* const pNode = findKey(key))
+    if (StringTrie* const pNode = findIn(*m_pTable, key))
         return *pNode;
     // The longest prefix that has a node. The first component of a name has no dot before it.
     StringTrie* pNode = &m_trie;
     std::size_t uiBegin = 0;
     for (std::size_t uiDot = key.rfind('.'); uiDot != std::string_view::npos;
          uiDot = uiDot == 0 ? std::string_view::npos : key.rfind('.', uiDot - 1))
-        if (StringTrie* const pPrefix = findKey(key.substr(0, uiDot)))
+        if (StringTrie* const pPrefix = findIn(*m_pTable, key.substr(0, uiDot)))
         {
             pNode = pPrefix;
             uiBegin = uiDot + 1;
@@ -161,34 +197,46 @@ NameIndex::StringTrie& NameIndex::makeChild(StringTrie& inout_parent, std::strin
 void NameIndex::reserve(std::size_t in_uiLength)
 {
     m_names.reserve(in_uiLength);
-    if ((m_uiNodes + 1) * 4 <= m_entries.size() * 3)
+    if ((m_uiNodes + 1) * 4 <= m_pTable->size() * 3)
         return;
-    std::vector<Entry> former(std::max(m_entries.size() * 2, s_uiFewestEntries));
-    former.swap(m_entries);
-    for (const Entry& entry : former)
-        if (entry.pNode != nullptr)
-            place(entry);
+    auto pTable = std::make_unique<Table>(m_pTable->size() * 2);
+    for (std::size_t uiSlot = 0; uiSlot != m_pTable->size(); ++uiSlot)
+    {
+        const Entry& entry = m_pTable->pEntries[uiSlot];
+        if (StringTrie* const pNode = entry.pNode.load(std::memory_order_relaxed))
+            place(*pTable, entry.pName, entry.uiLength, entry.uiHash, *pNode);
+    }
+    // A table that was never published has no readers.
+    const bool bPublished = m_pTable.get() == m_pPublished.load(std::memory_order_relaxed);
+    pTable->pFormer = std::move(bPublished ? m_pTable : m_pTable->pFormer);
+    m_pTable = std::move(pTable);
 }
 
 void NameIndex::add(std::string_view in_key, StringTrie& in_node) noexcept
 {
-    place(
-        {&in_node, m_names.add(in_key), static_cast<std::uint32_t>(in_key.size()), hashOf(in_key)});
+    place(*m_pTable, m_names.add(in_key), static_cast<std::uint32_t>(in_key.size()), hashOf(in_key),
+          in_node);
     ++m_uiNodes;
 }
 
-void NameIndex::place(const Entry& in_entry) noexcept
+void NameIndex::place(Table& inout_table, const char* in_pName, std::uint32_t in_uiLength,
+                      std::uint32_t in_uiHash, StringTrie& in_node) noexcept
 {
-    const std::size_t uiMask = m_entries.size() - 1;
-    std::size_t uiSlot = in_entry.uiHash & uiMask;
-    while (m_entries[uiSlot].pNode != nullptr)
-        uiSlot = (uiSlot + 1) & uiMask;
-    m_entries[uiSlot] = in_entry;
+    std::size_t uiSlot = in_uiHash & inout_table.uiMask;
+    while (inout_table.pEntries[uiSlot].pNode.load(std::memory_order_relaxed) != nullptr)
+        uiSlot = (uiSlot + 1) & inout_table.uiMask;
+    Entry& entry = inout_table.pEntries[uiSlot];
+    entry.pName = in_pName;
+    entry.uiLength = in_uiLength;
+    entry.uiHash = in_uiHash;
+    entry.pNode.store(&in_node, std::memory_order_release);
 }
 
 std::size_t NameIndex::memory() const
 {
-    std::size_t uiMemory = m_entries.capacity() * sizeof(Entry) + m_names.memory();
+    std::size_t uiMemory = m_names.memory();
+    for (const Table* pTable = m_pTable.get(); pTable != nullptr; pTable = pTable->pFormer.get())
+        uiMemory += sizeof(Table) + pTable->size() * sizeof(Entry);
     for (const auto& [pNode, full] : m_fullSlots)
         uiMemory += full.memory();
     return uiMemory;

@@ -3,9 +3,11 @@
 #pragma once
 
 #include "velmora/config/ParameterValue.h"
+#include "velmora/config/SequenceCount.h"
 #include "velmora/config/Trie.h"
 #include "velmora/memory/FullSlots.h"
 
+#include <atomic>
 #include <cstddef>
 #include <cstdint>
 #include <memory>
@@ -26,25 +28,36 @@ namespace Velmora
 ///
 /// Ownership: the trie must outlive the index. The index holds a copy of each name.
 /// Failure: throws `std::bad_alloc`, with some of the nodes made that are on the way to the name.
-/// Thread-safety: as the trie.
+/// Thread-safety: as the trie. Only `readUnlocked` may be called while another thread changes the
+/// trie, between `beginChange` and `endChange`.
 class NameIndex
 {
   public:
     using StringTrie = Trie<std::string, ParameterValue, LMHashFcn<std::string>>;
 
     /// The trie must have no children.
-    explicit NameIndex(StringTrie& inout_trie) : m_trie(inout_trie) {}
+    explicit NameIndex(StringTrie& inout_trie);
     NameIndex(const NameIndex&) = delete;
     NameIndex& operator=(const NameIndex&) = delete;
 
     /// Returns the node of a name; null if there is none.
     [[nodiscard]] const StringTrie* find(std::string_view in_name) const
     {
-        return in_name.empty() ? &m_trie : findKey(keyOf(in_name));
+        return in_name.empty() ? &m_trie : findIn(*m_pTable, keyOf(in_name));
     }
 
     /// Returns the node of a name, made if there is none.
     StringTrie& nodeFor(std::string_view in_name);
+
+    /// Between these calls, one thread changes the trie, by `nodeFor` and
+    /// `SharedParameterValue::assign` only.
+    void beginChange() noexcept { m_changes.beginChange(); }
+    void endChange() noexcept;
+
+    /// Copies the value of a name, undefined if there is no node. Takes no lock and does not wait.
+    /// Returns false, without a change of the output, while another thread changes the trie, and if
+    /// the value is a string.
+    [[nodiscard]] bool readUnlocked(std::string_view in_name, ParameterValue& out_value) const;
 
     /// Returns the number of nodes below the root.
     [[nodiscard]] std::size_t size() const { return m_uiNodes; }
@@ -56,10 +69,27 @@ class NameIndex
   private:
     struct Entry
     {
-        StringTrie* pNode = nullptr;
+        /// Is set last, once: then the other members never change.
+        std::atomic<StringTrie*> pNode = nullptr;
         const char* pName = nullptr;
         std::uint32_t uiLength = 0;
         std::uint32_t uiHash = 0;
+    };
+
+    /// A hash table. An entry is at the slot of its hash, or behind it with no empty slot between.
+    struct Table
+    {
+        explicit Table(std::size_t in_uiEntries)
+            : uiMask(in_uiEntries - 1), pEntries(new Entry[in_uiEntries])
+        {
+        }
+        [[nodiscard]] std::size_t size() const { return uiMask + 1; }
+
+        /// The number of entries is a power of two; at least a quarter of them are empty.
+        const std::size_t uiMask;
+        const std::unique_ptr<Entry[]> pEntries;
+        /// The table that was published before: threads may still search it.
+        std::unique_ptr<Table> pFormer;
     };
 
     /// The text of names. Grows by blocks, which never move.
@@ -88,19 +118,22 @@ class NameIndex
     }
     static std::uint32_t hashOf(std::string_view in_key);
 
-    [[nodiscard]] StringTrie* findKey(std::string_view in_key) const;
+    [[nodiscard]] static StringTrie* findIn(const Table& in_table, std::string_view in_key);
     /// Returns the slot of a key, or the empty one at which its search ends.
-    [[nodiscard]] std::size_t slotOf(std::string_view in_key, std::uint32_t in_uiHash) const;
+    [[nodiscard]] static std::size_t slotOf(const Table& in_table, std::string_view in_key,
+                                            std::uint32_t in_uiHash);
     /// Makes room for an entry and its name.
     void reserve(std::size_t in_uiLength);
     void add(std::string_view in_key, StringTrie& in_node) noexcept;
-    void place(const Entry& in_entry) noexcept;
+    static void place(Table& inout_table, const char* in_pName, std::uint32_t in_uiLength,
+                      std::uint32_t in_uiHash, StringTrie& in_node) noexcept;
     StringTrie& makeChild(StringTrie& inout_parent, std::string_view in_component);
 
     StringTrie& m_trie;
-    /// A power of two, at least a quarter of them empty. An entry is at the slot of its hash, or
-    /// behind it with no empty slot between.
-    std::vector<Entry> m_entries;
+    std::unique_ptr<Table> m_pTable;
+    /// `m_pTable` as of the end of the last change.
+    std::atomic<const Table*> m_pPublished;
+    SequenceCount m_changes;
     std::size_t m_uiNodes = 0;
     Names m_names;
     /// The empty slots of nodes with many children.

@@ -7,6 +7,7 @@
 #include "velmora/config/NameIndex.h"
 #include "velmora/config/ParameterBounds.h"
 #include "velmora/config/ParameterInfoDB.h"
+#include "velmora/config/SharedParameterValue.h"
 #include "velmora/config/TagSubstitution.h"
 #include "velmora/config/UnresolvedLines.h"
 #include "velmora/logging/LibraryLoggers.h"
@@ -296,7 +297,8 @@ void ParameterTrie::store(Reading& inout_reading)
         VELMORA_FILE_LOG_WARN("Parameter " << parameter.getName() << " redefined from " << value
                                            << " to " << parameter.getValue());
     }
-    value = parameter.getValue();
+    // Other threads may read the value of a configuration that has an index.
+    SharedParameterValue::assign(value, parameter.getValue());
 }
 
 ParameterTrie::StringTrie& ParameterTrie::nodeForNext(Reading& inout_reading,

@@ -8,12 +8,14 @@
 
 #include "tests/support/CapturedAssertions.h"
 #include "tests/support/CapturedLog.h"
+#include "tests/support/CountedLocks.h"
 #include "tests/support/TemporaryDirectory.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <array>
 #include <atomic>
 #include <fstream>
 #include <functional>
@@ -96,17 +98,21 @@ class ActingCallLogging final : public GlobalConfigSeam::CallLogging
     std::function<void()> m_act;
 };
 
-} // namespace
-
-TEST(GlobalConfigLock, ReadersSeeALoadWholeOrNotAtAll)
+/// Returns the number of locks that reading the parameter takes.
+int locksToRead(const GlobalConfig& in_config, const char* in_szName)
 {
-    const CapturedLog log(FATAL_LOG_LEVEL);
-    GlobalConfigImpl config;
+    ParameterValue value;
+    const int iBefore = s_iLocks;
+    in_config.getParameter(in_szName, value);
+    return s_iLocks - iBefore;
+}
+
+/// Runs the reader concurrently with the writer until the writer has returned.
+void runConcurrently(const std::function<void()>& in_read, const std::function<void()>& in_write)
+{
     constexpr int iReaders = 2;
-    constexpr int iRounds = 200;
     std::latch start(iReaders + 1);
     std::atomic<bool> bDone{false};
-    std::atomic<int> iTorn{0};
     std::vector<std::thread> readers;
     for (int i = 0; i < iReaders; ++i)
         readers.emplace_back(
@@ -114,28 +120,46 @@ TEST(GlobalConfigLock, ReadersSeeALoadWholeOrNotAtAll)
             {
                 start.arrive_and_wait();
                 do
-                {
-                    ParameterTrie copy;
-                    config.convertTo(copy, "keswardin");
-                    int iFirst = 0;
-                    int iSecond = 0;
-                    copy.getIntParameter("exitTimeoutSec", iFirst);
-                    copy.getIntParameter("killTimeoutSec", iSecond);
-                    const int iRead = std::max(timeoutOf(config), 0);
-                    iTorn += iFirst != iSecond || iRead < iFirst ? 1 : 0;
-                } while (!bDone);
+                    in_read();
+                while (!bDone);
             });
     start.arrive_and_wait();
-    for (int i = 1; i <= iRounds; ++i)
-    {
-        const std::string strNumber = std::to_string(i);
-        std::istringstream text("keswardin.exitTimeoutSec=" + strNumber +
-                                "\nkeswardin.killTimeoutSec=" + strNumber + "\n");
-        config.load(text);
-    }
+    in_write();
     bDone = true;
     for (std::thread& reader : readers)
         reader.join();
+}
+
+} // namespace
+
+TEST(GlobalConfigLock, ReadersSeeALoadWholeOrNotAtAll)
+{
+    const CapturedLog log(FATAL_LOG_LEVEL);
+    GlobalConfigImpl config;
+    constexpr int iRounds = 200;
+    std::atomic<int> iTorn{0};
+    runConcurrently(
+        [&]
+        {
+            ParameterTrie copy;
+            config.convertTo(copy, "keswardin");
+            int iFirst = 0;
+            int iSecond = 0;
+            copy.getIntParameter("exitTimeoutSec", iFirst);
+            copy.getIntParameter("killTimeoutSec", iSecond);
+            const int iRead = std::max(timeoutOf(config), 0);
+            iTorn += iFirst != iSecond || iRead < iFirst ? 1 : 0;
+        },
+        [&]
+        {
+            for (int i = 1; i <= iRounds; ++i)
+            {
+                const std::string strNumber = std::to_string(i);
+                std::istringstream text("keswardin.exitTimeoutSec=" + strNumber +
+                                        "\nkeswardin.killTimeoutSec=" + strNumber + "\n");
+                config.load(text);
+            }
+        });
     EXPECT_EQ(0, iTorn);
     EXPECT_EQ(iRounds, timeoutOf(config));
 }
@@ -171,6 +195,83 @@ TEST(GlobalConfigLock, ReadersAndAWriterOfSingleParametersDoNotDisturbEachOther)
     reader.join();
     EXPECT_EQ(0, iBackwards);
     EXPECT_EQ(499, timeoutOf(config));
+}
+
+TEST(GlobalConfigLock, OnlyAStringIsReadWithTheLock)
+{
+    if (!s_bCountsLocks)
+        GTEST_SKIP() << "ThreadSanitizer interposes the same functions";
+    const CapturedLog log;
+    GlobalConfigImpl config;
+    std::istringstream text("an.int=5\na.bool=true\na.float=1.5\na.string=text\n");
+    config.load(text);
+    for (const char* const szName : {"an.int", "a.bool", "a.float", "an", "unknown", ""})
+        EXPECT_EQ(0, locksToRead(config, szName)) << szName;
+    EXPECT_EQ(1, locksToRead(config, "a.string"));
+}
+
+TEST(GlobalConfigLock, AReaderNeverSeesTheTypeOfOneValueWithThePayloadOfAnother)
+{
+    const CapturedLog log(FATAL_LOG_LEVEL);
+    GlobalConfigImpl config;
+    std::istringstream first("a.value=1\n");
+    config.load(first);
+    std::atomic<int> iTorn{0};
+    runConcurrently(
+        [&]
+        {
+            ParameterValue value;
+            config.getParameter("a.value", value);
+            switch (value.getType())
+            {
+            case ParameterValue::INT_TYPE:
+                iTorn += static_cast<int>(value) != 1 ? 1 : 0;
+                break;
+            case ParameterValue::FLOAT_TYPE:
+                iTorn += static_cast<float>(value) != 2.5F ? 1 : 0;
+                break;
+            case ParameterValue::STRING_TYPE:
+                iTorn += static_cast<const char*>(value) != std::string("text") ? 1 : 0;
+                break;
+            default:
+                ++iTorn;
+            }
+        },
+        [&]
+        {
+            for (int i = 0; i != 3000; ++i)
+            {
+                constexpr std::array<const char*, 3> values{"1", "2.5", "text"};
+                std::istringstream text(std::string("a.value=") + values[i % 3] + "\n");
+                config.load(text);
+            }
+        });
+    EXPECT_EQ(0, iTorn);
+}
+
+TEST(GlobalConfigLock, AReaderFindsAParameterWhileOthersAreAdded)
+{
+    const CapturedLog log(FATAL_LOG_LEVEL);
+    GlobalConfigImpl config;
+    std::istringstream first("gateway.subscriber.first=5060\n");
+    config.load(first);
+    std::atomic<int> iMissed{0};
+    runConcurrently(
+        [&]
+        {
+            int iValue = 0;
+            iMissed += config.getIntParameter("gateway.subscriber.first", iValue) ? 0 : 1;
+            iMissed += iValue == 5060 ? 0 : 1;
+        },
+        [&]
+        {
+            for (int i = 0; i != 3000; ++i)
+            {
+                std::istringstream text("gateway.subscriber." + std::to_string(i) + "=1\n");
+                config.load(text);
+            }
+        });
+    EXPECT_EQ(0, iMissed);
 }
 
 TEST(GlobalConfigLock, ASourceIsReadWithoutTheLock)

@@ -3,6 +3,7 @@
 #include "velmora/config/NameIndex.h"
 
 #include "velmora/config/ParameterTrie.h"
+#include "velmora/config/SharedParameterValue.h"
 
 #include "tests/support/CountedAllocations.h"
 
@@ -160,6 +161,70 @@ TEST(NameIndex, NamesOfAllLengthsAreToldApart)
         }
     std::sort(nodes.begin(), nodes.end());
     EXPECT_EQ(nodes.end(), std::adjacent_find(nodes.begin(), nodes.end()));
+}
+
+TEST(NameIndex, ReadsEachValueButAStringWithoutALock)
+{
+    ParameterTrie trie;
+    NameIndex index(trie);
+    index.beginChange();
+    SharedParameterValue::assign(index.nodeFor("a.number").data(), numberValue(7));
+    ParameterValue text;
+    text = "text";
+    SharedParameterValue::assign(index.nodeFor("a.text").data(), text);
+    index.endChange();
+
+    ParameterValue value;
+    EXPECT_TRUE(index.readUnlocked("a.number", value));
+    EXPECT_EQ(7, static_cast<int>(value));
+    EXPECT_FALSE(index.readUnlocked("a.text", value));
+    EXPECT_EQ(7, static_cast<int>(value)) << "unchanged";
+    for (const char* const szName : {"a", "unknown", ""})
+    {
+        value = 8;
+        EXPECT_TRUE(index.readUnlocked(szName, value)) << szName;
+        EXPECT_FALSE(value.defined()) << szName;
+    }
+}
+
+TEST(NameIndex, ReadsNothingWithoutALockWhileTheTrieChanges)
+{
+    ParameterTrie trie;
+    NameIndex index(trie);
+    index.nodeFor("a").data() = numberValue(7);
+    index.endChange();
+    ParameterValue value;
+    // Twice: the child of a fork may begin the change that its parent's other thread has not ended.
+    for (const int iChanges : {1, 2})
+    {
+        for (int i = 0; i != iChanges; ++i)
+            index.beginChange();
+        EXPECT_FALSE(index.readUnlocked("a", value));
+        EXPECT_FALSE(value.defined());
+        index.endChange();
+        EXPECT_TRUE(index.readUnlocked("a", value));
+        value = ParameterValue();
+    }
+}
+
+TEST(NameIndex, KeepsOnlyTheTablesThatThreadsMaySearch)
+{
+    ParameterTrie trieOfOneChange;
+    ParameterTrie trieOfMany;
+    NameIndex oneChange(trieOfOneChange);
+    NameIndex many(trieOfMany);
+    oneChange.beginChange();
+    for (int i = 0; i != 10000; ++i)
+    {
+        const std::string strName = std::to_string(i);
+        oneChange.nodeFor(strName);
+        many.beginChange();
+        many.nodeFor(strName);
+        many.endChange();
+    }
+    oneChange.endChange();
+    EXPECT_LT(oneChange.memory(), many.memory());
+    EXPECT_LT(many.memory(), 2 * oneChange.memory());
 }
 
 TEST(NameIndex, AllNodesAreInTheIndexAfterEachFailure)
