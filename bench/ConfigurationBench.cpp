@@ -3,8 +3,8 @@
 // The cost of reading a configuration text, beside log4cplus's Properties, Poco's
 // PropertyFileConfiguration and Boost's reader of ini files; of one integer of the global
 // configuration, beside Poco's MapConfiguration and abseil's hash map behind the same lock, also
-// among many names with the same parent; and of one that a ConfigCache remembers, beside a trie
-// behind a lock of that kind.
+// among many names with the same parent and while another thread sets a parameter; and of one that
+// a ConfigCache remembers, beside a trie behind a lock of that kind.
 
 #include "bench/ManyNames.h"
 
@@ -13,6 +13,7 @@
 #include "velmora/config/ParamDefs.h"
 #include "velmora/config/ParameterInfoDB.h"
 #include "velmora/config/ParameterTrie.h"
+#include "velmora/config/RWGlobalConfig.h"
 #include "velmora/logging/Logger.h"
 
 #include <benchmark/benchmark.h>
@@ -32,6 +33,7 @@
 #include <deque>
 #include <sstream>
 #include <string>
+#include <thread>
 #include <vector>
 
 using namespace Velmora;
@@ -244,26 +246,71 @@ void getIntPoco(benchmark::State& out_state)
                    });
 }
 
-void getIntAbseil(benchmark::State& out_state)
+/// The integers in abseil's hash map behind a lock of the kind that the configuration has.
+struct LockedMap
 {
-    static ACE_RW_Thread_Mutex s_mutex;
-    static const auto s_values = []
+    LockedMap()
     {
-        absl::flat_hash_map<std::string, ParameterValue> values;
         for (const std::string& strName : namesOfIntegers())
             values[strName] = 5060;
-        return values;
-    }();
+    }
+
+    ACE_RW_Thread_Mutex mutex;
+    absl::flat_hash_map<std::string, ParameterValue> values;
+};
+
+LockedMap& lockedMap()
+{
+    static LockedMap s_map;
+    return s_map;
+}
+
+void getIntAbseil(benchmark::State& out_state)
+{
+    LockedMap& map = lockedMap();
     lookUpIntegers(out_state,
-                   [](const std::string& in_strName, int& out_iValue)
+                   [&map](const std::string& in_strName, int& out_iValue)
                    {
-                       const ACE_Read_Guard<ACE_RW_Thread_Mutex> lock(s_mutex);
-                       const auto found = s_values.find(in_strName);
-                       if (found == s_values.end())
+                       const ACE_Read_Guard<ACE_RW_Thread_Mutex> lock(map.mutex);
+                       const auto found = map.values.find(in_strName);
+                       if (found == map.values.end())
                            return false;
                        out_iValue = static_cast<int>(found->second);
                        return true;
                    });
+}
+
+/// Sets one parameter repeatedly while other threads look up all integers.
+std::jthread s_setter;
+
+void stopSetting(const benchmark::State&) { s_setter = std::jthread(); }
+
+template <class Set>
+void startSetting(Set in_set)
+{
+    s_setter = std::jthread(
+        [in_set](const std::stop_token& in_stop)
+        {
+            for (int iValue = 0; !in_stop.stop_requested(); ++iValue)
+                in_set(iValue);
+        });
+}
+
+void startSettingOurs(const benchmark::State&)
+{
+    startSetting(
+        [](int in_iValue)
+        { RWGlobalConfig::getInstance()->setIntParameter("keswardin.exitTimeoutSec", in_iValue); });
+}
+
+void startSettingAbseil(const benchmark::State&)
+{
+    startSetting(
+        [&map = lockedMap()](int in_iValue)
+        {
+            const ACE_Write_Guard<ACE_RW_Thread_Mutex> lock(map.mutex);
+            map.values["keswardin.exitTimeoutSec"] = in_iValue;
+        });
 }
 
 constexpr int s_iFewSiblings = 300;
@@ -331,6 +378,16 @@ BENCHMARK(getIntAbseil)->Name("getInt/abseil");
 BENCHMARK(getIntOurs)->Name("getIntBoth/ours")->Threads(2);
 BENCHMARK(getIntPoco)->Name("getIntBoth/Poco")->Threads(2);
 BENCHMARK(getIntAbseil)->Name("getIntBoth/abseil")->Threads(2);
+BENCHMARK(getIntOurs)
+    ->Name("getIntWhileSet/ours")
+    ->Threads(4)
+    ->Setup(&startSettingOurs)
+    ->Teardown(&stopSetting);
+BENCHMARK(getIntAbseil)
+    ->Name("getIntWhileSet/abseil")
+    ->Threads(4)
+    ->Setup(&startSettingAbseil)
+    ->Teardown(&stopSetting);
 BENCHMARK_CAPTURE(siblingOurs, , s_iFewSiblings)->Name("sibling300/ours");
 BENCHMARK_CAPTURE(siblingAbseil, , s_iFewSiblings)->Name("sibling300/abseil");
 BENCHMARK_CAPTURE(siblingOurs, , s_iManySiblings)->Name("sibling300000/ours");

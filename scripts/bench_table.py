@@ -56,6 +56,7 @@ NAMED_WORKS = [
     ("readDifferent", "10,000 lines with different names, all in the table, read", None, None),
     ("getInt", "integer of the global configuration, one thread", "abseil", 1.0),
     ("getIntBoth", "integer of the global configuration, two threads", "abseil", 1.0),
+    ("getIntWhileSet", "the same, four threads while a fifth sets a parameter", "abseil", 1.0),
     ("sibling300", "integer of the global configuration, 300 names with the same parent", "abseil", 1.3),
     ("sibling300000", "the same with 300,000 names", "abseil", 1.3),
     ("cachedInt", "integer that a `ConfigCache` remembers", "lockedTrie", 0.9),
