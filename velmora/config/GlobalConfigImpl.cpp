@@ -75,7 +75,8 @@ class IndexedTrie final : public Configuration
     }
     bool setParameter(const char* in_szParamName, const ParameterValue& in_value) override
     {
-        SharedParameterValue::assign(m_index.nodeFor(in_szParamName).data(), in_value);
+        SharedParameterValue::assign(m_index.nodeFor(in_szParamName).data(),
+                                     ParameterValue(in_value));
         return true;
     }
 
@@ -202,7 +203,8 @@ try
                                << in_szParamName);
         return false;
     }
-    SharedParameterValue::assign(m_pIndex->nodeFor(in_szParamName).data(), in_value);
+    SharedParameterValue::assign(m_pIndex->nodeFor(in_szParamName).data(),
+                                 ParameterValue(in_value));
     return true;
 }
 catch (...)

@@ -2,10 +2,10 @@
 
 #include "velmora/config/NameIndex.h"
 
+#include "velmora/config/NameHash.h"
 #include "velmora/config/SharedParameterValue.h"
 
 #include <algorithm>
-#include <cstring>
 #include <utility>
 
 namespace Velmora
@@ -18,74 +18,7 @@ constexpr std::size_t s_uiFewestEntries = 64;
 /// In bytes. The usual size of a block of names.
 constexpr std::size_t s_uiBlock = std::size_t{64} * 1024;
 
-std::uint64_t wordAt(const char* in_pText)
-{
-    std::uint64_t uiWord = 0;
-    std::memcpy(&uiWord, in_pText, sizeof(uiWord));
-    return uiWord;
-}
-
-/// Multiplies two words and folds the 128 bits of the product into 64: each bit of the result
-/// depends on all bits of both.
-std::uint64_t fold(std::uint64_t in_uiLeft, std::uint64_t in_uiRight)
-{
-    __extension__ using Product = unsigned __int128;
-    const Product product = static_cast<Product>(in_uiLeft) * in_uiRight;
-    return static_cast<std::uint64_t>(product) ^ static_cast<std::uint64_t>(product >> 64);
-}
-
-/// Returns whether two texts of the same length are equal, without a call of `memcmp`.
-bool isSame(const char* in_pLeft, const char* in_pRight, std::size_t in_uiLength)
-{
-    constexpr std::size_t uiWord = sizeof(std::uint64_t);
-    if (in_uiLength < uiWord)
-        return std::equal(in_pLeft, in_pLeft + in_uiLength, in_pRight);
-    for (std::size_t i = 0; i + uiWord < in_uiLength; i += uiWord)
-        if (wordAt(in_pLeft + i) != wordAt(in_pRight + i))
-            return false;
-    // The last word may overlap the one before.
-    return wordAt(in_pLeft + in_uiLength - uiWord) == wordAt(in_pRight + in_uiLength - uiWord);
-}
-
 } // namespace
-
-/// Takes four words at a time, in two chains of multiplications that the processor computes in
-/// parallel. The last two words may overlap those before, or be made of a short text's bytes. Names
-/// are not chosen to collide, so the constants are no secret: they are fractions of irrational
-/// numbers.
-[[gnu::always_inline]] inline std::uint32_t NameIndex::hashOf(std::string_view in_key)
-{
-    constexpr std::uint64_t uiFirst = 0x9e3779b97f4a7c15;
-    constexpr std::uint64_t uiSecond = 0xb7e151628aed2a6b;
-    const char* pText = in_key.data();
-    std::size_t uiLeft = in_key.size();
-    std::uint64_t uiHash = uiFirst ^ uiLeft;
-    std::uint64_t uiOther = uiSecond;
-    std::uint64_t uiLow = 0;
-    std::uint64_t uiHigh = 0;
-    if (uiLeft > 16)
-    {
-        for (; uiLeft > 32; uiLeft -= 32, pText += 32)
-        {
-            uiHash = fold(wordAt(pText) ^ uiSecond, wordAt(pText + 8) ^ uiHash);
-            uiOther = fold(wordAt(pText + 16) ^ uiFirst, wordAt(pText + 24) ^ uiOther);
-        }
-        if (uiLeft > 16)
-            uiOther = fold(wordAt(pText) ^ uiFirst, wordAt(pText + 8) ^ uiOther);
-        uiLow = wordAt(pText + uiLeft - 16);
-        uiHigh = wordAt(pText + uiLeft - 8);
-    }
-    else if (uiLeft >= 8)
-    {
-        uiLow = wordAt(pText);
-        uiHigh = wordAt(pText + uiLeft - 8);
-    }
-    else
-        for (std::size_t i = 0; i != uiLeft; ++i)
-            uiLow = uiLow << 8 | static_cast<unsigned char>(pText[i]);
-    uiHash = fold(uiLow ^ uiSecond, uiHigh ^ uiHash) ^ uiOther;
-    return static_cast<std::uint32_t>(uiHash ^ uiHash >> 32);
-}
 
 NameIndex::NameIndex(StringTrie& inout_trie)
     : m_trie(inout_trie), m_pTable(std::make_unique<Table>(s_uiFewestEntries)),
@@ -108,14 +41,14 @@ NameIndex::slotOf(const Table& in_table, std::string_view in_key, std::uint32_t 
             continue;
         // The caller reads the node next. Its memory arrives while the names are compared.
         __builtin_prefetch(pNode);
-        if (isSame(in_key.data(), entry.pName, in_key.size()))
+        if (NameHash::isEqual(in_key, {entry.pName, entry.uiLength}))
             return uiSlot;
     }
 }
 
 NameIndex::StringTrie* NameIndex::findIn(const Table& in_table, std::string_view in_key)
 {
-    const std::size_t uiSlot = slotOf(in_table, in_key, hashOf(in_key));
+    const std::size_t uiSlot = slotOf(in_table, in_key, NameHash::hashOf(in_key));
     return in_table.pEntries[uiSlot].pNode.load(std::memory_order_acquire);
 }
 
@@ -151,7 +84,7 @@ std::size_t NameIndex::stepsFor(std::string_view in_name) const
     if (in_name.empty())
         return 0;
     const std::string_view key = keyOf(in_name);
-    const std::uint32_t uiHash = hashOf(key);
+    const std::uint32_t uiHash = NameHash::hashOf(key);
     return ((slotOf(*m_pTable, key, uiHash) - uiHash) & m_pTable->uiMask) + 1;
 }
 
@@ -162,12 +95,12 @@ NameIndex::StringTrie& NameIndex::nodeFor(std::string_view in_name)
     const std::string_view key = keyOf(in_name);
     if (StringTrie* const pNode = findIn(*m_pTable, key))
         return *pNode;
-    // The longest prefix that has a node. The first component of a name has no dot before it.
     StringTrie* pNode = &m_trie;
     std::size_t uiBegin = 0;
+    // The first component of a name has no dot before it.
     for (std::size_t uiDot = key.rfind('.'); uiDot != std::string_view::npos;
          uiDot = uiDot == 0 ? std::string_view::npos : key.rfind('.', uiDot - 1))
-        if (StringTrie* const pPrefix = findIn(*m_pTable, key.substr(0, uiDot)))
+        if (StringTrie* const pPrefix = findBranch(key.substr(0, uiDot)))
         {
             pNode = pPrefix;
             uiBegin = uiDot + 1;
@@ -184,6 +117,21 @@ NameIndex::StringTrie& NameIndex::nodeFor(std::string_view in_name)
         uiBegin = uiEnd + 1;
     } while (uiEnd != key.size());
     return *pNode;
+}
+
+NameIndex::StringTrie* NameIndex::findBranch(std::string_view in_key)
+{
+    if (m_pLastBranch != nullptr && NameHash::isEqual(in_key, m_lastBranch))
+        return m_pLastBranch;
+    const std::size_t uiSlot = slotOf(*m_pTable, in_key, NameHash::hashOf(in_key));
+    const Entry& entry = m_pTable->pEntries[uiSlot];
+    StringTrie* const pNode = entry.pNode.load(std::memory_order_relaxed);
+    if (pNode != nullptr)
+    {
+        m_pLastBranch = pNode;
+        m_lastBranch = {entry.pName, entry.uiLength};
+    }
+    return pNode;
 }
 
 NameIndex::StringTrie& NameIndex::makeChild(StringTrie& inout_parent, std::string_view in_component)
@@ -214,8 +162,8 @@ void NameIndex::reserve(std::size_t in_uiLength)
 
 void NameIndex::add(std::string_view in_key, StringTrie& in_node) noexcept
 {
-    place(*m_pTable, m_names.add(in_key), static_cast<std::uint32_t>(in_key.size()), hashOf(in_key),
-          in_node);
+    place(*m_pTable, m_names.add(in_key), static_cast<std::uint32_t>(in_key.size()),
+          NameHash::hashOf(in_key), in_node);
     ++m_uiNodes;
 }
 

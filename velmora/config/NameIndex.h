@@ -116,12 +116,13 @@ class NameIndex
             in_name.remove_suffix(1);
         return in_name;
     }
-    static std::uint32_t hashOf(std::string_view in_key);
 
     [[nodiscard]] static StringTrie* findIn(const Table& in_table, std::string_view in_key);
     /// Returns the slot of a key, or the empty one at which its search ends.
     [[nodiscard]] static std::size_t slotOf(const Table& in_table, std::string_view in_key,
                                             std::uint32_t in_uiHash);
+    /// Returns the node of a name to which a component is added; null if there is none.
+    [[nodiscard]] StringTrie* findBranch(std::string_view in_key);
     /// Makes room for an entry and its name.
     void reserve(std::size_t in_uiLength);
     void add(std::string_view in_key, StringTrie& in_node) noexcept;
@@ -135,6 +136,9 @@ class NameIndex
     std::atomic<const Table*> m_pPublished;
     SequenceCount m_changes;
     std::size_t m_uiNodes = 0;
+    /// The node that `findBranch` found last and its name, as the next name often has the same.
+    StringTrie* m_pLastBranch = nullptr;
+    std::string_view m_lastBranch;
     Names m_names;
     /// The empty slots of nodes with many children.
     std::unordered_map<const StringTrie*, FullSlots> m_fullSlots;

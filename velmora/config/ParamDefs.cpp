@@ -4,6 +4,7 @@
 
 #include "velmora/application/Assertion.h"
 #include "velmora/config/Configuration.h"
+#include "velmora/config/NameHash.h"
 #include "velmora/config/ParamDefsCheck.h"
 #include "velmora/config/ParamDefsTable.h"
 #include "velmora/config/ProgramParameter.h"
@@ -15,6 +16,7 @@
 #include "velmora/system/WholeText.h"
 
 #include <algorithm>
+#include <bit>
 #include <exception>
 #include <limits>
 #include <ostream>
@@ -133,10 +135,26 @@ void ParamDefs::listDefinitions()
 
 void ParamDefs::indexDefinitions()
 {
-    // Filled when the list is complete: the keys refer to its names, which move while it grows.
-    m_index.reserve(m_definitions.size());
+    // Filled when the list is complete: the slots refer to its elements, which move while it grows.
+    m_index.resize(std::bit_ceil(2 * m_definitions.size() + 1));
     for (const Definition& definition : m_definitions)
-        m_index.emplace(definition.strName, definition.known);
+    {
+        const std::uint32_t uiHash = NameHash::hashOf(definition.strName);
+        m_index[slotOf(definition.strName, uiHash)] = {definition.strName, uiHash,
+                                                       definition.known};
+    }
+}
+
+std::size_t ParamDefs::slotOf(std::string_view in_name, std::uint32_t in_uiHash) const
+{
+    const std::size_t uiMask = m_index.size() - 1;
+    for (std::size_t uiSlot = in_uiHash & uiMask;; uiSlot = (uiSlot + 1) & uiMask)
+    {
+        const Slot& slot = m_index[uiSlot];
+        if (slot.known.pInfo == nullptr ||
+            (slot.uiHash == in_uiHash && NameHash::isEqual(in_name, slot.name)))
+            return uiSlot;
+    }
 }
 
 template <class Function>
@@ -156,9 +174,11 @@ ParamDefs::Known ParamDefs::find(const char* in_szName) const
     // A dot at the end ends the last component and begins no further one.
     if (name.back() == '.')
         name.remove_suffix(1);
+    const std::uint32_t uiHash = NameHash::hashOf(name);
     for (const ParamDefs* pTable = this; pTable != nullptr; pTable = pTable->next())
-        if (const auto found = pTable->m_index.find(name); found != pTable->m_index.end())
-            return found->second;
+        if (const Known& known = pTable->m_index[pTable->slotOf(name, uiHash)].known;
+            known.pInfo != nullptr)
+            return known;
     return {};
 }
 

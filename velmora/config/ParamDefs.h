@@ -13,6 +13,7 @@
 #include <ace/Cleanup.h>
 
 #include <atomic>
+#include <cstdint>
 #include <span>
 #include <string>
 #include <string_view>
@@ -36,7 +37,7 @@ struct ProgramParameter;
 /// Lists, warnings and defaults follow the order of the tree's iteration. If several names are
 /// equally close to an unknown one, the first in that order is the closest. Registered parameters
 /// come after all others, in the order of their registrations. A look-up costs one hash of the
-/// name; for a name that is not in the table itself, one more for each registration.
+/// name and one search; for a name that is not in the table itself, one more for each registration.
 ///
 /// Logs on "keswardin.infra.ParameterInfo".
 ///
@@ -98,6 +99,15 @@ class VELMORA_API ParamDefs : public ParameterInfoDB,
         Known known;
     };
 
+    /// A definition in `m_index`. An empty slot has the unknown name.
+    struct Slot
+    {
+        /// Refers to the name in `m_definitions`.
+        std::string_view name;
+        std::uint32_t uiHash = 0;
+        Known known;
+    };
+
     /// Makes a table of these rows, which have been checked already.
     explicit ParamDefs(std::span<const ProgramParameter> in_rows);
 
@@ -113,6 +123,8 @@ class VELMORA_API ParamDefs : public ParameterInfoDB,
     /// Calls a function with each definition of this table and of the tables that follow it.
     template <class Function>
     void forEachDefinition(Function in_function) const;
+    /// Returns the slot of a name, or the empty one at which its search ends.
+    [[nodiscard]] std::size_t slotOf(std::string_view in_name, std::uint32_t in_uiHash) const;
     /// Looks up a name in this table and in the tables that follow it.
     [[nodiscard]] Known find(const char* in_szName) const;
     /// Returns whether a value of the parameter's type is within its bounds. Logs a warning if it
@@ -126,8 +138,10 @@ class VELMORA_API ParamDefs : public ParameterInfoDB,
     std::unordered_map<const ParameterInfo*, ParameterBounds> m_bounds;
     /// All definitions, in the order of the tree's iteration.
     std::vector<Definition> m_definitions;
-    /// The definitions by name. The keys refer to the names in `m_definitions`.
-    std::unordered_map<std::string_view, Known> m_index;
+    /// The definitions by the hashes of their names. A definition is at the slot of its hash, or
+    /// behind it with no empty slot between. At least half of the slots are empty; their number is
+    /// a power of two.
+    std::vector<Slot> m_index;
     /// The table that is registered after this one.
     Link m_ownNext{nullptr};
     /// The link to the table that follows this one: `m_ownNext`, or the beginning of the list of

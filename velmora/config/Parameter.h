@@ -9,6 +9,7 @@
 
 #include <iosfwd>
 #include <string>
+#include <utility>
 
 namespace Velmora
 {
@@ -36,6 +37,8 @@ class VELMORA_API Parameter
   public:
     [[nodiscard]] const std::string& getName() const { return m_name; }
     [[nodiscard]] const ParameterValue& getValue() const { return m_value; }
+    /// Moves the value out of the parameter, which is undefined afterwards.
+    [[nodiscard]] ParameterValue takeValue() { return std::move(m_value); }
 
     /// Reads the name: the text before the first "=", without the blanks around it, possibly empty.
     /// Sets `inout_szText` to the text behind the "=".

@@ -289,7 +289,7 @@ bool ParameterTrie::isWithinBounds(const Parameter& in_parameter, LoadSummary& i
 
 void ParameterTrie::store(Reading& inout_reading)
 {
-    const Parameter& parameter = inout_reading.m_parameter;
+    Parameter& parameter = inout_reading.m_parameter;
     ParameterValue& value = nodeForNext(inout_reading, parameter.getName()).data();
     if (value.defined())
     {
@@ -298,7 +298,7 @@ void ParameterTrie::store(Reading& inout_reading)
                                            << " to " << parameter.getValue());
     }
     // Other threads may read the value of a configuration that has an index.
-    SharedParameterValue::assign(value, parameter.getValue());
+    SharedParameterValue::assign(value, parameter.takeValue());
 }
 
 ParameterTrie::StringTrie& ParameterTrie::nodeForNext(Reading& inout_reading,

@@ -5,6 +5,7 @@
 #include "velmora/config/ParameterValue.h"
 
 #include <atomic>
+#include <utility>
 
 namespace Velmora
 {
@@ -15,11 +16,10 @@ namespace SharedParameterValue
 {
 
 /// Assigns a value. Only the calling thread may write.
-/// Failure: throws `std::bad_alloc`; the value is unchanged.
-inline void assign(ParameterValue& out_value, const ParameterValue& in_value)
+inline void assign(ParameterValue& out_value, ParameterValue&& in_value) noexcept
 {
     // Deallocates the former string at the end.
-    ParameterValue value(in_value);
+    ParameterValue value(std::move(in_value));
     const ParameterValue::Type type = out_value.m_type;
     const ParameterValue::Payload payload = out_value.m_payload;
     std::atomic_ref(out_value.m_type).store(value.m_type, std::memory_order_release);

@@ -171,7 +171,7 @@ TEST(NameIndex, ReadsEachValueButAStringWithoutALock)
     SharedParameterValue::assign(index.nodeFor("a.number").data(), numberValue(7));
     ParameterValue text;
     text = "text";
-    SharedParameterValue::assign(index.nodeFor("a.text").data(), text);
+    SharedParameterValue::assign(index.nodeFor("a.text").data(), std::move(text));
     index.endChange();
 
     ParameterValue value;
