@@ -148,25 +148,24 @@ void CallDataRegistryImpl::beginCall(const CallDataHash::iterator& in_entry)
         m_uiMaxNumCall = m_callDataHash.size();
 }
 
-std::unique_ptr<CallDataRegistry::CallDataImpl>*
-CallDataRegistryImpl::findCall(const char* in_szCallId)
+CallDataRegistryImpl::CallDataHash::iterator CallDataRegistryImpl::findCall(const char* in_szCallId)
 {
     m_strScratchName = in_szCallId;
     const CallDataHash::iterator found = m_callDataHash.find(m_strScratchName);
     const bool bFound = found != m_callDataHash.end() && found->second;
     VELMORA_FILE_ASSERT_TEXT(bFound, "found != m_callDataHash.end()");
-    return bFound ? &found->second : nullptr;
+    return bFound ? found : m_callDataHash.end();
 }
 
 void CallDataRegistryImpl::incrementRefCount(const char* in_szCallId)
 {
     const TraceScope traceScope(::liveFileScopeLogger(), s_szIncrementRefCount);
     const MutexGuard tableGuard(m_tableMutex);
-    const std::unique_ptr<CallDataImpl>* const pFound = findCall(in_szCallId);
-    if (pFound == nullptr)
+    const CallDataHash::iterator found = findCall(in_szCallId);
+    if (found == m_callDataHash.end())
         return;
     const MutexGuard refCountGuard(m_refCountMutex);
-    ++(*pFound)->m_uiRefCnt;
+    ++found->second->m_uiRefCnt;
 }
 
 void CallDataRegistryImpl::decrementRefCount(const char* in_szCallId)
@@ -180,34 +179,33 @@ void CallDataRegistryImpl::decrementRefCount(const char* in_szCallId)
     // The file is complete and closed before the id can name another call.
     pEnding->m_pAppender = log4cplus::SharedAppenderPtr();
     const MutexGuard tableGuard(m_tableMutex);
-    removeCall(pEnding->m_strCallId);
+    removeCall(m_callDataHash.find(pEnding->m_strCallId));
 }
 
 std::unique_ptr<CallDataRegistry::CallDataImpl>
 CallDataRegistryImpl::dropReference(const char* in_szCallId)
 {
     const MutexGuard tableGuard(m_tableMutex);
-    std::unique_ptr<CallDataImpl>* const pFound = findCall(in_szCallId);
-    if (pFound == nullptr)
+    const CallDataHash::iterator found = findCall(in_szCallId);
+    if (found == m_callDataHash.end())
         return nullptr;
+    std::unique_ptr<CallDataImpl>& pCall = found->second;
     {
         const MutexGuard refCountGuard(m_refCountMutex);
-        std::size_t& uiRefCnt = (*pFound)->m_uiRefCnt;
-        VELMORA_FILE_ASSERT(uiRefCnt > 0);
-        if (--uiRefCnt != 0)
+        VELMORA_FILE_ASSERT_TEXT(pCall->m_uiRefCnt > 0, "uiRefCnt > 0");
+        if (--pCall->m_uiRefCnt != 0)
             return nullptr;
     }
-    if ((*pFound)->m_pAppender)
-        return std::exchange(*pFound, nullptr);
-    removeCall(m_strScratchName);
+    if (pCall->m_pAppender)
+        return std::exchange(pCall, nullptr);
+    removeCall(found);
     return nullptr;
 }
 
-void CallDataRegistryImpl::removeCall(const std::string& in_strCallId)
+void CallDataRegistryImpl::removeCall(const CallDataHash::iterator& in_entry)
 {
-    // Takes no memory: an entry that stayed would keep a new call with its id waiting. The node
-    // keeps the id for the line.
-    const auto node = m_callDataHash.extract(in_strCallId);
+    // The node keeps the id for the line.
+    const auto node = m_callDataHash.extract(in_entry);
     m_uiRemoved.fetch_add(1, std::memory_order_relaxed);
     m_uiRemoved.notify_all();
     VELMORA_FILE_LOG_DEBUG(s_szDecrementRefCount << " : Call end : " << node.key() << " ("

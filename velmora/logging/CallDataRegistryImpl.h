@@ -76,14 +76,15 @@ class VELMORA_API CallDataRegistryImpl : public CallDataRegistry
     /// null while the file of a call with the id is closed.
     CallDataImpl* takeCall(const char* in_szCallId) VELMORA_REQUIRES(m_tableMutex);
     void beginCall(const CallDataHash::iterator& in_entry) VELMORA_REQUIRES(m_tableMutex);
-    /// Returns the active call with the id.
-    /// Failure: fails an assertion and returns null if there is none.
-    std::unique_ptr<CallDataImpl>* findCall(const char* in_szCallId) VELMORA_REQUIRES(m_tableMutex);
+    /// Returns the entry of the active call with the id.
+    /// Failure: fails an assertion and returns the end if there is none.
+    CallDataHash::iterator findCall(const char* in_szCallId) VELMORA_REQUIRES(m_tableMutex);
     /// Drops a reference. If it was the last one, ends the call. If the call has a file, its entry
     /// remains, and the call is returned, for its file to be closed.
     std::unique_ptr<CallDataImpl> dropReference(const char* in_szCallId);
-    /// Removes the entry of an id, which may be the key of that entry.
-    void removeCall(const std::string& in_strCallId) VELMORA_REQUIRES(m_tableMutex);
+    /// Removes an entry. Takes no memory and does not throw: an entry that stayed would keep a new
+    /// call with its id waiting.
+    void removeCall(const CallDataHash::iterator& in_entry) VELMORA_REQUIRES(m_tableMutex);
     /// Waits until an entry has been removed after `m_uiRemoved` had the value.
     void waitForClosing(std::uint32_t in_uiRemoved);
     log4cplus::SharedAppenderPtr
