@@ -388,6 +388,12 @@ void callFilesAtOnce(benchmark::State& out_state, std::size_t in_uiCalls)
         calls.endOldestAndBegin();
 }
 
+template <auto Work>
+void grow(benchmark::State& out_state)
+{
+    Work(out_state, static_cast<std::size_t>(out_state.range()));
+}
+
 /// Measures each call without a file by itself, for a while. The reported time is that which 99 of
 /// 100 calls do not exceed.
 void callBesideEnds(benchmark::State& out_state, int in_iEndsOfSecond)
@@ -456,5 +462,14 @@ BENCHMARK_CAPTURE(callBesideEnds, , 600)
     ->Iterations(1)
     ->UseManualTime();
 BENCHMARK_CAPTURE(callBesideEnds, , 0)->Name("callBesideEnds/idle")->Iterations(1)->UseManualTime();
+
+// For the plots of "scripts/bench --growth".
+BENCHMARK(grow<callsAtOnceOurs>)->Name("growCalls/ours")->RangeMultiplier(10)->Range(1, 10'000);
+BENCHMARK(grow<callsAtOnceMap>)->Name("growCalls/map")->RangeMultiplier(10)->Range(1, 10'000);
+BENCHMARK(grow<callFilesAtOnce>)
+    ->Name("growCallFiles/ours")
+    ->RangeMultiplier(10)
+    ->Range(1, 10'000)
+    ->Iterations(3000);
 
 BENCHMARK_MAIN();

@@ -267,5 +267,11 @@ void firstBlocks(benchmark::State& out_state)
 } // namespace
 
 BENCHMARK(larson)->Arg(200)->Arg(5000)->UseRealTime();
+// For the plots of "scripts/bench --growth".
+BENCHMARK(larson)
+    ->Name("growShortThreads/ours")
+    ->RangeMultiplier(10)
+    ->Range(20, 20'000)
+    ->UseRealTime();
 BENCHMARK(stress)->UseRealTime();
 BENCHMARK(firstBlocks)->Iterations(1)->UseManualTime();

@@ -29,8 +29,9 @@ PLOTS = {
     "growLoad": ("A line of a configuration is loaded", "names"),
     "growLoggers": ("A logger is made by its name", "loggers"),
     "growThreads": ("A line that is on, null appender; elapsed time", "threads"),
-    "growCalls": ("A call starts and ends", "open calls"),
-    "growShortThreads": ("A block on threads that come and go", "blocks of a thread"),
+    "growCalls": ("A call without a file ends and another starts", "calls at once"),
+    "growCallFiles": ("A call with a file ends and another starts", "calls at once"),
+    "growShortThreads": ("A block replaced on threads that come and go; elapsed time", "blocks of a thread"),
 }
 
 
@@ -47,7 +48,7 @@ def read(directory: pathlib.Path) -> dict[str, dict[str, dict[int, float]]]:
                 continue
             series = parts[1] if variant == "ours" else variant
             argument = int(parts[-1].removeprefix("threads:"))
-            threaded = parts[-1].startswith("threads:") or "manual_time" in run["name"]
+            threaded = parts[-1].startswith("threads:") or run["name"].endswith(("/manual_time", "/real_time"))
             time = run["real_time" if threaded else "cpu_time"]
             times = result[parts[0]][series]
             times[argument] = min(times.get(argument, time), time)
