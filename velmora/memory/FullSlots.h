@@ -73,12 +73,14 @@ class FullSlots
     [[nodiscard]] std::size_t memory() const
     {
         std::size_t uiWords = 0;
-        for (const std::vector<std::uint64_t>& floor : m_floors)
+        for (const Floor& floor : m_floors)
             uiWords += floor.capacity();
-        return uiWords * sizeof(std::uint64_t) + m_floors.capacity() * sizeof(m_floors[0]);
+        return uiWords * sizeof(std::uint64_t) + m_floors.capacity() * sizeof(Floor);
     }
 
   private:
+    using Floor = std::vector<std::uint64_t>;
+
     static constexpr std::size_t s_uiBits = 64;
 
     [[nodiscard]] std::size_t firstEmptyBehind(std::size_t in_uiSlot) const noexcept
@@ -112,7 +114,7 @@ class FullSlots
     }
 
     /// The lowest floor is the bitmap of the table.
-    std::vector<std::vector<std::uint64_t>> m_floors;
+    std::vector<Floor> m_floors;
     std::size_t m_uiCapacity = 0;
 };
 

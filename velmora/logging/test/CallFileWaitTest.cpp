@@ -54,7 +54,6 @@ namespace
 
 using testing::ElementsAre;
 using testing::HasSubstr;
-using testing::IsEmpty;
 using testing::SizeIs;
 
 constexpr const char* s_szLogger = "keswardin.test";
