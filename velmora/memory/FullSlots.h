@@ -31,7 +31,7 @@ class FullSlots
     /// Failure: throws `std::bad_alloc`.
     void reset(std::size_t in_uiCapacity)
     {
-        std::vector<std::vector<std::uint64_t>> floors;
+        std::vector<Floor> floors;
         std::size_t uiBits = in_uiCapacity;
         do
         {
@@ -51,7 +51,7 @@ class FullSlots
 
     void fill(std::size_t in_uiSlot) noexcept
     {
-        for (std::vector<std::uint64_t>& floor : m_floors)
+        for (Floor& floor : m_floors)
         {
             std::uint64_t& uiWord = floor[in_uiSlot / s_uiBits];
             uiWord |= std::uint64_t{1} << in_uiSlot % s_uiBits;
@@ -88,7 +88,7 @@ class FullSlots
         std::size_t uiBit = in_uiSlot;
         for (std::size_t uiFloor = 0; uiFloor != m_floors.size(); ++uiFloor)
         {
-            const std::vector<std::uint64_t>& floor = m_floors[uiFloor];
+            const Floor& floor = m_floors[uiFloor];
             const std::size_t uiWord = uiBit / s_uiBits;
             if (uiWord >= floor.size())
                 return m_uiCapacity;
