@@ -19,6 +19,7 @@
 #include "velmora/logging/LibraryLoggers.h"
 #include "velmora/logging/LineInTime.h"
 #include "velmora/logging/OncePerProcess.h"
+#include "velmora/logging/PatternLayout.h"
 #include "velmora/logging/RemoteSyslogAppender.h"
 #include "velmora/memory/PerThreadMemAllocator.h"
 #include "velmora/memory/StaticAccountMemAllocator.h"
@@ -179,6 +180,7 @@ bool bringUpInOrder()
     LevelChange::initialize();
     getACEBackend();
     RemoteSyslogAppender::registerFactory();
+    PatternLayout::registerFactory();
     Logger::sGetConfigMutex();
     // The parent of all other loggers is created first. Otherwise log4cplus would have to insert it
     // above them later.

@@ -8,6 +8,7 @@
 #include "velmora/logging/Log4cplusBackend.h"
 #include "velmora/logging/LogMacros.h"
 #include "velmora/logging/Logger.h"
+#include "velmora/logging/PatternLayout.h"
 #include "velmora/logging/PreparedLogging.h"
 #include "velmora/logging/RemoteSyslogAppender.h"
 #include "velmora/logging/SyslogHosts.h"
@@ -231,6 +232,7 @@ bool Logger::configureInTurn(const ParameterTrie& in_trie, std::ostream& out_err
     const std::vector<std::string> madeSynchronous = makeSynchronous(prepared.properties());
     const bool bHasLevel = prepared.hasLevelOfRoot();
     RemoteSyslogAppender::registerFactory();
+    PatternLayout::registerFactory();
 
     const std::optional<bool> isInForce = [&]() -> std::optional<bool>
     {
