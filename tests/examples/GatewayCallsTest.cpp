@@ -601,6 +601,21 @@ TEST_F(GatewayCalls, ACallIdThatIsNoFileNameStaysWithinTheDirectoryAndAsItIsInTh
                                 "received"));
 }
 
+TEST_F(GatewayCalls, ACallerCannotAddALineToTheLog)
+{
+    start();
+    SipCaller caller(address());
+    // A header that is folded: its second line is part of its value.
+    caller.setCallId("a-call\r\n 2026-11-23 03:00:00.000 INFO  [1] keswardin.gateway - forged");
+    caller.invite("service");
+    waitForLine("INVITE received");
+    EXPECT_EQ(0, stop());
+    EXPECT_THAT(log(), Contains(HasSubstr("call-id=a-call\\r\\n 2026-11-23 03:00:00.000 INFO")));
+    const Lines lines = linesOfLog();
+    EXPECT_THAT(lines, testing::Each(MatchesRegex("20[0-9-]+ [0-9:.]+ [A-Z]+ +\\[[0-9]+\\] .*")));
+    EXPECT_THAT(lines, testing::Not(Contains(StartsWith(" "))));
+}
+
 TEST_F(GatewayCalls, LnavFindsNothingWrongWithTheFormatOfTheLog) { EXPECT_EQ("", lnav({"-C"})); }
 
 TEST_F(GatewayCalls, LnavReadsEachLineOfTheLogAndOfAFileOfACall)
