@@ -15,6 +15,7 @@
 #include "velmora/logging/CallDataRegistryImpl.h"
 #include "velmora/logging/ConfigurationTurn.h"
 #include "velmora/logging/HierarchyLocks.h"
+#include "velmora/logging/JsonLayout.h"
 #include "velmora/logging/LevelChange.h"
 #include "velmora/logging/LibraryLoggers.h"
 #include "velmora/logging/LineInTime.h"
@@ -181,6 +182,7 @@ bool bringUpInOrder()
     getACEBackend();
     RemoteSyslogAppender::registerFactory();
     PatternLayout::registerFactory();
+    JsonLayout::registerFactory();
     Logger::sGetConfigMutex();
     // The parent of all other loggers is created first. Otherwise log4cplus would have to insert it
     // above them later.

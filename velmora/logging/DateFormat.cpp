@@ -52,6 +52,11 @@ DateFormat::DateFormat(std::string_view in_format, Zone in_zone) : m_zone(in_zon
             addFormat(cConversion);
         }
     }
+    // `strftime` returns 0 both for a text that does not fit and for an empty one. The blank, which
+    // is removed again, makes sure that it is not empty.
+    for (auto& [kind, strFormat] : m_parts)
+        if (kind == Kind::format)
+            strFormat += ' ';
 }
 
 void DateFormat::addFormat(char in_cSign)
@@ -112,16 +117,13 @@ void DateFormat::formatSecond(std::time_t in_second)
 
 void DateFormat::appendFormatted(const std::string& in_strFormat, const std::tm& in_time)
 {
-    // `strftime` returns 0 both for a text that does not fit and for an empty one. The blank makes
-    // sure that it is not empty.
-    const std::string strFormat = in_strFormat + ' ';
     const std::size_t uiBegin = m_strText.size();
-    const std::size_t uiMost = std::max<std::size_t>(1024, 16 * strFormat.size());
-    for (std::size_t uiSize = 2 * strFormat.size() + 64; uiSize <= 2 * uiMost; uiSize *= 2)
+    const std::size_t uiMost = std::max<std::size_t>(1024, 16 * in_strFormat.size());
+    for (std::size_t uiSize = 2 * in_strFormat.size() + 64; uiSize <= 2 * uiMost; uiSize *= 2)
     {
         m_strText.resize(uiBegin + uiSize);
         const std::size_t uiLength =
-            std::strftime(m_strText.data() + uiBegin, uiSize, strFormat.c_str(), &in_time);
+            std::strftime(m_strText.data() + uiBegin, uiSize, in_strFormat.c_str(), &in_time);
         if (uiLength != 0)
         {
             m_strText.resize(uiBegin + uiLength - 1);

@@ -2,7 +2,6 @@
 
 #pragma once
 
-
 #include <log4cplus/helpers/timehelper.h>
 
 #include <cstddef>
@@ -46,6 +45,7 @@ class DateFormat
     struct Part
     {
         Kind kind;
+        /// With a blank at its end, for `Kind::format`.
         std::string strFormat;
     };
     /// A place in the text of the second that is different in each line.

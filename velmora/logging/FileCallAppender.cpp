@@ -30,22 +30,12 @@ namespace Velmora
 namespace
 {
 
-/// The copy of a line that goes to the file of a call, reused for each line. Thread-specific fields
-/// are not copied, since the line is written on the thread that logs it.
-class EventInCall : public log4cplus::spi::InternalLoggingEvent
+/// The copy of a line that goes to the file of a call, reused for each line. It is written on the
+/// thread that logs it.
+class EventInCall : public LoggingIdEvent
 {
   public:
-    void fill(const LoggingIdEvent& in_event)
-    {
-        in_event.composeWithoutCallId(message);
-        loggerName = in_event.getLoggerName();
-        ll = in_event.getLogLevel();
-        timestamp = in_event.getTimestamp();
-        file = in_event.getFile();
-        line = in_event.getLine();
-        function = in_event.getFunction();
-        threadCached = thread2Cached = ndcCached = mdcCached = false;
-    }
+    using LoggingIdEvent::fillWithoutCallId;
 
     EventInCall* m_pNextInPool = nullptr;
 };
@@ -247,7 +237,7 @@ void FileCallAppender::append(const log4cplus::spi::InternalLoggingEvent& in_eve
         return;
     }
     const EventPool::Lease copy;
-    copy->fill(*pEvent);
+    copy->fillWithoutCallId(*pEvent);
     write(*copy);
 }
 

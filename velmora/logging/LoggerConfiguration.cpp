@@ -4,6 +4,7 @@
 #include "velmora/config/ParameterTrie.h"
 #include "velmora/logging/ConfigurationTurn.h"
 #include "velmora/logging/FileAppenders.h"
+#include "velmora/logging/JsonLayout.h"
 #include "velmora/logging/LineInTime.h"
 #include "velmora/logging/Log4cplusBackend.h"
 #include "velmora/logging/LogMacros.h"
@@ -233,6 +234,7 @@ bool Logger::configureInTurn(const ParameterTrie& in_trie, std::ostream& out_err
     const bool bHasLevel = prepared.hasLevelOfRoot();
     RemoteSyslogAppender::registerFactory();
     PatternLayout::registerFactory();
+    JsonLayout::registerFactory();
 
     const std::optional<bool> isInForce = [&]() -> std::optional<bool>
     {

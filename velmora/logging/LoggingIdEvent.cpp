@@ -53,13 +53,16 @@ void LoggingIdEvent::copyLoggingIds(const std::string* in_pIdsBegin, const std::
 {
     m_uiLoggingIdVecSize = 0;
     for (const std::string* pId = in_pIdsBegin; pId != in_pIdsEnd; ++pId)
-    {
-        if (m_uiLoggingIdVecSize < m_loggingIdVector.size())
-            m_loggingIdVector[m_uiLoggingIdVecSize] = *pId;
-        else
-            m_loggingIdVector.push_back(*pId);
-        ++m_uiLoggingIdVecSize;
-    }
+        addLoggingId(*pId);
+}
+
+void LoggingIdEvent::addLoggingId(const std::string& in_strId)
+{
+    if (m_uiLoggingIdVecSize < m_loggingIdVector.size())
+        m_loggingIdVector[m_uiLoggingIdVecSize] = in_strId;
+    else
+        m_loggingIdVector.push_back(in_strId);
+    ++m_uiLoggingIdVecSize;
 }
 
 const std::string* LoggingIdEvent::loggingIdsBegin() const
@@ -72,23 +75,33 @@ const std::string* LoggingIdEvent::loggingIdsEnd() const
     return m_uiLoggingIdVecSize != 0 ? &m_loggingIdVector[0] + m_uiLoggingIdVecSize : nullptr;
 }
 
-void LoggingIdEvent::computeMessage() { compose(message, nullptr); }
-
-void LoggingIdEvent::compose(std::string& out_strMessage, const std::string* in_pLeftOut) const
+void LoggingIdEvent::computeMessage()
 {
-    out_strMessage.clear();
-    for (const std::string* pId = loggingIdsBegin(); pId != loggingIdsEnd(); ++pId)
-        if (pId != in_pLeftOut)
-        {
-            out_strMessage += *pId;
-            out_strMessage += ' ';
-        }
-    out_strMessage += m_strRawMessage;
+    message.clear();
+    for (const std::string& strId : getLoggingIds())
+    {
+        message += strId;
+        message += ' ';
+    }
+    message += m_strRawMessage;
 }
 
-void LoggingIdEvent::composeWithoutCallId(std::string& out_strMessage) const
+void LoggingIdEvent::fillWithoutCallId(const LoggingIdEvent& in_event)
 {
-    compose(out_strMessage, findCallId());
+    loggerName = in_event.getLoggerName();
+    ll = in_event.getLogLevel();
+    timestamp = in_event.getTimestamp();
+    file = in_event.getFile();
+    line = in_event.getLine();
+    function = in_event.getFunction();
+    threadCached = thread2Cached = ndcCached = mdcCached = false;
+    m_strRawMessage = in_event.m_strRawMessage;
+    m_uiLoggingIdVecSize = 0;
+    const std::string* const pCallId = in_event.findCallId();
+    for (const std::string& strId : in_event.getLoggingIds())
+        if (&strId != pCallId)
+            addLoggingId(strId);
+    computeMessage();
 }
 
 const std::string* LoggingIdEvent::findCallId() const

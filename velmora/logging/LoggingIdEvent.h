@@ -8,6 +8,7 @@
 #include <log4cplus/spi/loggingevent.h>
 
 #include <cstddef>
+#include <span>
 #include <string>
 
 namespace Velmora
@@ -43,8 +44,15 @@ class VELMORA_API LoggingIdEvent : public log4cplus::spi::InternalLoggingEvent
     /// again.
     void removeCallId();
 
-    /// Overwrites a string with the message that this event would have after `removeCallId`.
-    void composeWithoutCallId(std::string& out_strMessage) const;
+    /// Returns the message without the identifiers.
+    [[nodiscard]] const std::string& getRawMessage() const { return m_strRawMessage; }
+
+    /// Returns the identifiers.
+    /// Ownership: they belong to the event, and may change when it does.
+    [[nodiscard]] std::span<const std::string> getLoggingIds() const
+    {
+        return {loggingIdsBegin(), m_uiLoggingIdVecSize};
+    }
 
   protected:
     /// Makes an event for `fill`.
@@ -55,10 +63,14 @@ class VELMORA_API LoggingIdEvent : public log4cplus::spi::InternalLoggingEvent
               const std::string& in_strMessage, const char* in_szFile, int in_iLine,
               const std::string* in_pIdsBegin, const std::string* in_pIdsEnd);
 
+    /// Turns this event into another one without its call id. Thread-specific fields are not
+    /// copied. Reuses the memory of its texts.
+    void fillWithoutCallId(const LoggingIdEvent& in_event);
+
   private:
-    void compose(std::string& out_strMessage, const std::string* in_pLeftOut) const;
     [[nodiscard]] const std::string* findCallId() const;
     void copyLoggingIds(const std::string* in_pIdsBegin, const std::string* in_pIdsEnd);
+    void addLoggingId(const std::string& in_strId);
     [[nodiscard]] const std::string* loggingIdsBegin() const;
     [[nodiscard]] const std::string* loggingIdsEnd() const;
 

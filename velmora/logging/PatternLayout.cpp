@@ -4,7 +4,7 @@
 
 #include "velmora/logging/ConversionPattern.h"
 #include "velmora/logging/EscapedText.h"
-#include "velmora/system/WholeText.h"
+#include "velmora/logging/LayoutProperties.h"
 
 #include <log4cplus/helpers/loglog.h>
 #include <log4cplus/spi/factory.h>
@@ -16,7 +16,6 @@
 #include <chrono>
 #include <cstdlib>
 #include <memory>
-#include <ostream>
 
 #include <unistd.h>
 
@@ -86,23 +85,6 @@ std::string patternOf(const log4cplus::helpers::Properties& in_properties)
     return in_properties.getProperty("Pattern");
 }
 
-/// Reads a property. Reports a value that is none of the property's type; the property keeps its
-/// default.
-template <class Value>
-void read(const log4cplus::helpers::Properties& in_properties, const char* in_szName,
-          Value& inout_value,
-          bool (log4cplus::helpers::Properties::*in_pRead)(Value&, const log4cplus::tstring&) const,
-          const char* in_szExpected)
-{
-    if (in_properties.exists(in_szName) && !(in_properties.*in_pRead)(inout_value, in_szName))
-        log4cplus::helpers::getLogLog().error(wholeText(
-            [&](std::ostream& out_stream)
-            {
-                out_stream << "velmora::PatternLayout: \"" << in_szName << "\" is \""
-                           << in_properties.getProperty(in_szName) << "\"; write " << in_szExpected;
-            }));
-}
-
 class Factory final : public log4cplus::spi::LayoutFactory
 {
   public:
@@ -128,14 +110,11 @@ void PatternLayout::registerFactory()
 PatternLayout::PatternLayout(const log4cplus::helpers::Properties& in_properties)
     : TextLayout(in_properties)
 {
-    using log4cplus::helpers::Properties;
+    const LayoutProperties properties(s_szTypeName, in_properties);
+    properties.read("Escape", m_bEscapes);
     unsigned int uiNdcLevels = 0;
-    unsigned int uiMaxLength = s_uiMaxLength;
-    read(in_properties, "NDCMaxDepth", uiNdcLevels, &Properties::getUInt, "a number of levels");
-    read(in_properties, "MaxLength", uiMaxLength, &Properties::getUInt,
-         "a number of bytes, or 0 for no limit");
-    read(in_properties, "Escape", m_bEscapes, &Properties::getBool, "\"true\" or \"false\"");
-    m_uiMaxLength = uiMaxLength;
+    properties.read("NDCMaxDepth", uiNdcLevels, "a number of levels");
+    m_pLimit = std::make_unique<MessageLimit>(properties);
     m_fields = readConversionPattern(patternOf(in_properties), static_cast<int>(uiNdcLevels));
 }
 
@@ -229,16 +208,10 @@ void PatternLayout::appendField(std::string& inout_strText, PatternField& inout_
 
 void PatternLayout::appendMessage(std::string& inout_strText, std::string_view in_message) const
 {
-    if (m_uiMaxLength == 0 || in_message.size() <= m_uiMaxLength) [[likely]]
-    {
-        appendText(inout_strText, in_message);
-        return;
-    }
-    const std::size_t uiKept = EscapedText::lengthOfWholeCharacters(in_message, m_uiMaxLength);
-    appendText(inout_strText, in_message.substr(0, uiKept));
-    inout_strText += "... (";
-    appendNumber(inout_strText, in_message.size() - uiKept);
-    inout_strText += " bytes more)";
+    const std::string_view kept = m_pLimit->keptOf(in_message);
+    appendText(inout_strText, kept);
+    if (kept.size() != in_message.size()) [[unlikely]]
+        MessageLimit::appendRest(inout_strText, in_message.size() - kept.size());
 }
 
 void PatternLayout::appendText(std::string& inout_strText, std::string_view in_text) const

@@ -8,6 +8,7 @@
 #include <log4cplus/helpers/property.h>
 
 #include <cstddef>
+#include <memory>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -15,6 +16,7 @@
 namespace Velmora
 {
 
+class MessageLimit;
 struct PatternField;
 
 /// A layout with the conversions of log4cplus's `PatternLayout`, which a configuration names
@@ -45,7 +47,6 @@ class VELMORA_API PatternLayout : public TextLayout
 {
   public:
     static constexpr const char* s_szTypeName = "velmora::PatternLayout";
-    static constexpr std::size_t s_uiMaxLength = 8192;
 
     explicit PatternLayout(const log4cplus::helpers::Properties& in_properties);
     ~PatternLayout() override;
@@ -69,7 +70,7 @@ class VELMORA_API PatternLayout : public TextLayout
              const PatternField& in_field) const;
 
     bool m_bEscapes = true;
-    std::size_t m_uiMaxLength = s_uiMaxLength;
+    std::unique_ptr<MessageLimit> m_pLimit;
     std::vector<PatternField> m_fields;
 };
 

@@ -1,0 +1,195 @@
+// SPDX-License-Identifier: BSD-2-Clause
+
+#include "velmora/logging/JsonLayout.h"
+
+#include "velmora/logging/DateFormat.h"
+#include "velmora/logging/JsonText.h"
+#include "velmora/logging/LayoutProperties.h"
+#include "velmora/logging/LoggingIdEvent.h"
+#include "velmora/system/ClassicText.h"
+
+#include <log4cplus/helpers/timehelper.h>
+#include <log4cplus/spi/factory.h>
+#include <log4cplus/spi/loggingevent.h>
+
+#include <algorithm>
+#include <array>
+#include <charconv>
+#include <cstddef>
+#include <string_view>
+
+namespace Velmora
+{
+
+namespace
+{
+
+constexpr std::array<std::string_view, 10> s_ownFields{
+    "time", "level", "logger", "thread", "ids", "message", "ndc", "mdc", "file", "line"};
+
+/// Returns the key of an identifier; an empty text if it has none.
+std::string_view keyOf(std::string_view in_id)
+{
+    const std::size_t uiEquals = in_id.find('=');
+    return uiEquals == std::string_view::npos ? std::string_view() : in_id.substr(0, uiEquals);
+}
+
+char signOfField(char in_cSign)
+{
+    return ClassicText::isLetter(in_cSign) || ClassicText::isDigit(in_cSign) ? in_cSign : '_';
+}
+
+void setFieldName(std::string& out_strName, std::string_view in_key)
+{
+    out_strName = in_key;
+    std::transform(out_strName.begin(), out_strName.end(), out_strName.begin(), signOfField);
+}
+
+void appendField(std::string& inout_strText, std::string_view in_name, std::string_view in_value)
+{
+    inout_strText += ",\"";
+    inout_strText += in_name;
+    inout_strText += "\":";
+    appendJsonString(inout_strText, in_value);
+}
+
+class Factory final : public log4cplus::spi::LayoutFactory
+{
+  public:
+    [[nodiscard]] const log4cplus::tstring& getTypeName() const override { return m_strTypeName; }
+    std::unique_ptr<log4cplus::Layout>
+    createObject(const log4cplus::helpers::Properties& in_properties) override
+    {
+        return std::make_unique<JsonLayout>(in_properties);
+    }
+
+  private:
+    const std::string m_strTypeName = JsonLayout::s_szTypeName;
+};
+
+} // namespace
+
+void JsonLayout::registerFactory()
+{
+    // log4cplus deletes a factory whose name is already registered.
+    log4cplus::spi::getLayoutFactoryRegistry().put(std::make_unique<Factory>());
+}
+
+JsonLayout::JsonLayout(const log4cplus::helpers::Properties& in_properties)
+    : TextLayout(in_properties),
+      m_pLimit(std::make_unique<MessageLimit>(LayoutProperties(s_szTypeName, in_properties))),
+      m_pSecond(std::make_unique<DateFormat>("%Y-%m-%dT%H:%M:%S", DateFormat::Zone::utc))
+{
+}
+
+JsonLayout::~JsonLayout() = default;
+
+void JsonLayout::append(std::string& inout_strText,
+                        const log4cplus::spi::InternalLoggingEvent& in_event)
+{
+    appendTime(inout_strText, in_event);
+    appendField(inout_strText, "level", llmCache.toString(in_event.getLogLevel()));
+    appendField(inout_strText, "logger", in_event.getLoggerName());
+    appendField(inout_strText, "thread", in_event.getThread());
+    const auto* const pIdEvent = dynamic_cast<const LoggingIdEvent*>(&in_event);
+    if (pIdEvent != nullptr)
+        appendIds(inout_strText, pIdEvent->getLoggingIds());
+    appendMessage(inout_strText,
+                  pIdEvent != nullptr ? pIdEvent->getRawMessage() : in_event.getMessage());
+    if (const std::string& strNdc = in_event.getNDC(); !strNdc.empty())
+        appendField(inout_strText, "ndc", strNdc);
+    if (const auto& context = in_event.getMDCCopy(); !context.empty())
+    {
+        inout_strText += ",\"mdc\":";
+        char cBefore = '{';
+        for (const auto& [strKey, strValue] : context)
+        {
+            inout_strText += cBefore;
+            appendJsonString(inout_strText, strKey);
+            inout_strText += ':';
+            appendJsonString(inout_strText, strValue);
+            cBefore = ',';
+        }
+        inout_strText += '}';
+    }
+    if (!in_event.getFile().empty())
+        appendField(inout_strText, "file", in_event.getFile());
+    if (in_event.getLine() >= 0)
+    {
+        std::array<char, 16> digits;
+        char* const pEnd =
+            std::to_chars(digits.data(), digits.data() + digits.size(), in_event.getLine()).ptr;
+        inout_strText += ",\"line\":";
+        inout_strText.append(digits.data(), pEnd);
+    }
+    inout_strText += "}\n";
+}
+
+void JsonLayout::appendTime(std::string& inout_strText,
+                            const log4cplus::spi::InternalLoggingEvent& in_event)
+{
+    inout_strText += "{\"time\":\"";
+    m_pSecond->append(inout_strText, in_event.getTimestamp());
+    std::array<char, 7> fraction{'.'};
+    long lMicroseconds = log4cplus::helpers::microseconds_part(in_event.getTimestamp());
+    for (auto digit = fraction.rbegin(); digit + 1 != fraction.rend(); ++digit)
+    {
+        *digit = static_cast<char>('0' + lMicroseconds % 10);
+        lMicroseconds /= 10;
+    }
+    inout_strText.append(fraction.data(), fraction.size());
+    inout_strText += "Z\"";
+}
+
+void JsonLayout::appendIds(std::string& inout_strText, std::span<const std::string> in_ids)
+{
+    // Returns whether the identifier is a field, whose name is then in `m_strKey`.
+    const auto isField = [&](const std::string& in_strId)
+    {
+        const std::string_view key = keyOf(in_strId);
+        setFieldName(m_strKey, key);
+        if (key.empty() ||
+            std::find(s_ownFields.begin(), s_ownFields.end(), m_strKey) != s_ownFields.end())
+            return false;
+        return std::none_of(in_ids.data(), &in_strId,
+                            [&](const std::string& in_strBefore)
+                            {
+                                setFieldName(m_strOtherKey, keyOf(in_strBefore));
+                                return m_strOtherKey == m_strKey;
+                            });
+    };
+    bool bHasOthers = false;
+    for (const std::string& strId : in_ids)
+        if (isField(strId))
+            appendField(inout_strText, m_strKey,
+                        std::string_view(strId).substr(keyOf(strId).size() + 1));
+        else
+            bHasOthers = true;
+    if (!bHasOthers)
+        return;
+    inout_strText += ",\"ids\":";
+    char cBefore = '[';
+    for (const std::string& strId : in_ids)
+        if (!isField(strId))
+        {
+            inout_strText += cBefore;
+            appendJsonString(inout_strText, strId);
+            cBefore = ',';
+        }
+    inout_strText += ']';
+}
+
+void JsonLayout::appendMessage(std::string& inout_strText, const std::string& in_strMessage)
+{
+    const std::string_view kept = m_pLimit->keptOf(in_strMessage);
+    if (kept.size() == in_strMessage.size()) [[likely]]
+    {
+        appendField(inout_strText, "message", kept);
+        return;
+    }
+    m_strCut = kept;
+    MessageLimit::appendRest(m_strCut, in_strMessage.size() - kept.size());
+    appendField(inout_strText, "message", m_strCut);
+}
+
+} // namespace Velmora

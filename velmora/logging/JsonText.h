@@ -1,0 +1,19 @@
+// SPDX-License-Identifier: BSD-2-Clause
+
+#pragma once
+
+#include <string>
+#include <string_view>
+
+namespace Velmora
+{
+
+/// Appends a text as a string of JSON (RFC 8259), with its quotes. The string is well-formed UTF-8:
+/// a byte that does not belong to it becomes the text "\xff", as in `EscapedText`. Characters that
+/// end a line, control a terminal or turn the direction of text are written by their code points.
+///
+/// Thread-safety: may be called on any thread.
+/// Failure: throws `std::bad_alloc`; a part may have been appended.
+void appendJsonString(std::string& inout_strJson, std::string_view in_text);
+
+} // namespace Velmora
