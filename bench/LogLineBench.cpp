@@ -4,20 +4,28 @@
 #include "bench/Opaque.h"
 
 #include "velmora/logging/CachedLLLogger.h"
+#include "velmora/logging/JsonLayout.h"
 #include "velmora/logging/LogMacros.h"
 #include "velmora/logging/LoggingIdLogger.h"
+#include "velmora/logging/PatternLayout.h"
 
 #include <log4cplus/fileappender.h>
 #include <log4cplus/layout.h>
 #include <log4cplus/loggingmacros.h>
 #include <log4cplus/nullappender.h>
+#include <log4cplus/spi/loggingevent.h>
+#include <spdlog/pattern_formatter.h>
 #include <spdlog/sinks/basic_file_sink.h>
 #include <spdlog/sinks/null_sink.h>
 #include <spdlog/spdlog.h>
 
+#include <chrono>
+#include <cstddef>
 #include <filesystem>
 #include <memory>
+#include <sstream>
 #include <string>
+#include <vector>
 
 #include <unistd.h>
 
@@ -254,6 +262,97 @@ void enabledFileSpdlog(benchmark::State& out_state, Flush in_flush)
     logBySpdlog(out_state, *pLogger);
 }
 
+// The text of a line, by the layout alone. The events are a millisecond apart.
+
+constexpr const char* s_szLayoutMessage = "call a84b4c76e66710 took 1234 ms from port 5060";
+
+/// Makes the events of lines.
+class Events
+{
+  public:
+    log4cplus::spi::InternalLoggingEvent next()
+    {
+        m_time += std::chrono::milliseconds(1);
+        return {LoudEntry::s_szName,
+                log4cplus::DEBUG_LOG_LEVEL,
+                "",
+                {},
+                s_szLayoutMessage,
+                "139764956037504",
+                "1",
+                m_time,
+                __FILE__,
+                __LINE__};
+    }
+
+  private:
+    log4cplus::helpers::Time m_time = log4cplus::helpers::now();
+};
+
+/// Calls a function with many events in turn.
+template <class Format>
+void format(benchmark::State& out_state, Format in_format)
+{
+    std::vector<log4cplus::spi::InternalLoggingEvent> events;
+    Events source;
+    while (events.size() != 4096)
+        events.push_back(source.next());
+    std::size_t uiEvent = 0;
+    const Bench::AllocationCount allocations(out_state);
+    for ([[maybe_unused]] auto turn : out_state)
+        in_format(events[uiEvent++ % events.size()]);
+}
+
+log4cplus::helpers::Properties layoutProperties()
+{
+    log4cplus::helpers::Properties properties;
+    properties.setProperty("ConversionPattern", "%d{%Y-%m-%d %H:%M:%S.%q} %-5p [%t] %c - %m%n");
+    return properties;
+}
+
+template <class Layout>
+void layoutOurs(benchmark::State& out_state)
+{
+    Layout layout(layoutProperties());
+    std::string strText;
+    format(out_state,
+           [&](const log4cplus::spi::InternalLoggingEvent& in_event)
+           {
+               strText.clear();
+               layout.append(strText, in_event);
+               benchmark::DoNotOptimize(strText);
+           });
+}
+
+void layoutLog4cplus(benchmark::State& out_state)
+{
+    log4cplus::PatternLayout layout(layoutProperties());
+    std::ostringstream text;
+    format(out_state,
+           [&](const log4cplus::spi::InternalLoggingEvent& in_event)
+           {
+               text.seekp(0);
+               layout.formatAndAppend(text, in_event);
+               benchmark::DoNotOptimize(text);
+           });
+}
+
+void layoutSpdlog(benchmark::State& out_state)
+{
+    spdlog::pattern_formatter formatter("%Y-%m-%d %H:%M:%S.%e %-5l [%t] %n - %v",
+                                        spdlog::pattern_time_type::utc);
+    spdlog::details::log_msg message(LoudEntry::s_szName, spdlog::level::debug, s_szLayoutMessage);
+    spdlog::memory_buf_t text;
+    const Bench::AllocationCount allocations(out_state);
+    for ([[maybe_unused]] auto turn : out_state)
+    {
+        message.time += std::chrono::milliseconds(1);
+        text.clear();
+        formatter.format(message, text);
+        benchmark::DoNotOptimize(text);
+    }
+}
+
 } // namespace
 
 BENCHMARK(disabledCachedOurs)->Name("disabledCached/ours");
@@ -277,5 +376,12 @@ BENCHMARK_CAPTURE(enabledFileSpdlog, , Flush::eachLine)->Name("enabledFile/spdlo
 BENCHMARK_CAPTURE(enabledFileOurs, , Flush::whenFull)->Name("enabledFileBuffered/ours");
 BENCHMARK_CAPTURE(enabledFileLog4cplus, , Flush::whenFull)->Name("enabledFileBuffered/log4cplus");
 BENCHMARK_CAPTURE(enabledFileSpdlog, , Flush::whenFull)->Name("enabledFileBuffered/spdlog");
+
+BENCHMARK(layoutOurs<Velmora::PatternLayout>)->Name("layout/ours");
+BENCHMARK(layoutLog4cplus)->Name("layout/log4cplus");
+BENCHMARK(layoutSpdlog)->Name("layout/spdlog");
+
+BENCHMARK(layoutOurs<JsonLayout>)->Name("layoutJson/ours");
+BENCHMARK(layoutOurs<Velmora::PatternLayout>)->Name("layoutJson/pattern");
 
 BENCHMARK_MAIN();

@@ -38,6 +38,8 @@ NAMED_WORKS = [
     ("enabledIdentifiers", "line with two logging identifiers, null appender", "plain", 1.25),
     ("enabledFile", "line that is on, file, flushed each time", "log4cplus", 1.0),
     ("enabledFileBuffered", "line that is on, file, buffered", "log4cplus", 1.0),
+    ("layout", "text of a line by the layout alone", "spdlog", 1.0),
+    ("layoutJson", "the same as an object of JSON", "pattern", 1.3),
     ("traceScopeOff", "trace scope that is off, own level set", "comparison", 2.0),
     ("initFromText", "`initFromText`, a mix of values", "stream", 1 / 3),
     ("handleCopy", "copy and release of a `TSHandle`", "lockAndCount", 1.1),
