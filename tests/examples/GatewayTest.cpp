@@ -208,7 +208,9 @@ TEST_F(GatewayProcess, LogsItsOptionsAndEnds)
 {
     const HelperResult result = run(sources({"--help"}));
     EXPECT_EQ(0, result.iExitCode);
-    EXPECT_THAT(home().read("logs/gateway.log"), HasSubstr("Usage : gateway [options]\n"));
+    // The layout keeps a text of several lines in one.
+    EXPECT_THAT(home().read("logs/gateway.log"),
+                HasSubstr("Usage : gateway [options]\\nAllowed options:\\n"));
 }
 
 TEST(Gateway, ProtectsItsConfigurationAndDeclaresRunTimeBeforeItRuns)
