@@ -158,7 +158,10 @@ void Call::endAs(int in_iStatus, const char* in_szPhrase, const char* in_szReaso
     case State::RINGING:
         return refuse(in_iStatus, in_szPhrase, in_szReason);
     case State::ANSWERED:
-        // A BYE from this side has to wait for the ACK (RFC 3261, 15).
+        if (!m_leg.isAnswered())
+            return refuse(in_iStatus, in_szPhrase, in_szReason);
+        if (!m_leg.isAckAwaited())
+            return disconnect(in_szReason);
         m_strReason = in_szReason;
         return;
     case State::CONNECTED:

@@ -111,6 +111,8 @@ int Leg::handleRequest(nta_incoming_t* in_pRequest, const sip_t& in_sip)
 
 void Leg::handleAckOrCancel(const sip_t* in_pSip)
 {
+    // Known also if the line below throws.
+    m_bAckHandled = true;
     const int iStatus = nta_incoming_status(m_pInvite.get());
     if (in_pSip == nullptr)
     {

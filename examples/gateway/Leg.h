@@ -45,6 +45,11 @@ class Leg : public Velmora::ObjectWithLogger<Velmora::CallLogger>
     void answer(const std::string& in_strDescription);
     /// Sends a final answer of 300 or above, which ends the leg.
     void refuse(int in_iStatus, const char* in_szPhrase);
+    /// Returns whether the ACK of an answer, or the end of the time for it, is still to come. A BYE
+    /// of this side has to wait for that (RFC 3261, 15).
+    [[nodiscard]] bool isAckAwaited() const { return isAnswered() && !m_bAckHandled; }
+    /// Returns whether the stack has taken a final answer.
+    [[nodiscard]] bool isAnswered() const { return nta_incoming_status(m_pInvite.get()) >= 200; }
     /// Sends BYE. `DISCONNECTED` follows.
     void hangUp();
 
@@ -68,6 +73,7 @@ class Leg : public Velmora::ObjectWithLogger<Velmora::CallLogger>
     StackPointer<nta_leg_t> m_pDialog;
     StackPointer<nta_incoming_t> m_pInvite;
     StackPointer<nta_outgoing_t> m_pBye;
+    bool m_bAckHandled = false;
     std::string m_strServer;
     /// The text that is logged after a failure; see `Call`.
     std::string m_strFailureText;

@@ -160,6 +160,20 @@ TEST_F(GatewayUserAgent, ARequestThatThrowsInACallIsRefusedWith500AndTheCallIsHu
     expectGoesOn();
 }
 
+TEST_F(GatewayUserAgent, AnAckThatThrowsHangsItsCallUp)
+{
+    m_caller.invite("service");
+    stepUntil("200 OK sent");
+    m_caller.expectAnswer("200 OK");
+    throwAt("ACK received");
+    m_caller.send("ACK", "service");
+    stepUntil("BYE sent");
+    m_caller.accept(m_caller.expectRequest("BYE"));
+    stepUntil(" ms : the call has failed");
+    EXPECT_THAT(errors(), ElementsAre(s_callFails));
+    expectGoesOn();
+}
+
 TEST_F(GatewayUserAgent, ACancelThatThrowsEndsItsCallWith500)
 {
     m_caller.invite("nobody");
