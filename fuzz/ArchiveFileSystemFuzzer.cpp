@@ -3,6 +3,8 @@
 // Reads the input as an archive, as the example browser does. A refusal must give a reason in one
 // line. An archive that is read can be walked, and each walk sees the same.
 
+#include "fuzz/Require.h"
+
 #include "examples/vfs-browser/ArchiveFileSystem.h"
 #include "examples/vfs-browser/FileSystemWalk.h"
 
@@ -11,11 +13,11 @@
 #include <algorithm>
 #include <cstddef>
 #include <cstdint>
-#include <cstdlib>
-#include <iostream>
 #include <string>
 #include <string_view>
 #include <vector>
+
+using Velmora::Fuzz::require;
 
 namespace
 {
@@ -26,14 +28,6 @@ constexpr std::size_t s_uiLimit = std::size_t{1024} * 1024;
 constexpr std::size_t s_uiMostEntries = 500;
 
 using Seen = FileSystemWalk::Seen;
-
-void require(bool in_bCondition, const char* in_szWhat, const std::string& in_strText)
-{
-    if (in_bCondition)
-        return;
-    std::cerr << in_szWhat << ": \"" << in_strText << "\"\n";
-    std::abort();
-}
 
 std::vector<Seen> walk(ArchiveFileSystem& inout_archive)
 {

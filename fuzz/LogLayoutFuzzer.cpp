@@ -6,6 +6,8 @@
 // The input is four texts, each up to a zero byte: a pattern, two identifiers and the message,
 // which is the rest.
 
+#include "fuzz/Require.h"
+
 #include "velmora/logging/EscapedText.h"
 #include "velmora/logging/JsonLayout.h"
 #include "velmora/logging/LoggingIdEvent.h"
@@ -18,24 +20,15 @@
 #include <array>
 #include <cstddef>
 #include <cstdint>
-#include <cstdlib>
-#include <iostream>
 #include <sstream>
 #include <string>
 #include <string_view>
 
 using namespace Velmora;
+using Fuzz::require;
 
 namespace
 {
-
-void require(bool in_bCondition, const char* in_szWhat, const std::string& in_strText)
-{
-    if (in_bCondition)
-        return;
-    std::cerr << in_szWhat << ": \"" << in_strText << "\"\n";
-    std::abort();
-}
 
 log4cplus::helpers::Properties patternOf(const std::string& in_strPattern)
 {

@@ -5,6 +5,8 @@
 // The first byte of the input holds flags: 1 for the table of known parameters, 2 for a vector of
 // lines that wait for tags, 4 for another trie. A byte of 1 separates the texts.
 
+#include "fuzz/Require.h"
+
 #include "velmora/config/ParameterInfoDB.h"
 #include "velmora/config/ParameterTrie.h"
 #include "velmora/logging/Logger.h"
@@ -14,25 +16,16 @@
 #include <algorithm>
 #include <cstddef>
 #include <cstdint>
-#include <cstdlib>
 #include <cstring>
-#include <iostream>
 #include <sstream>
 #include <string>
 #include <vector>
 
 using namespace Velmora;
+using Fuzz::require;
 
 namespace
 {
-
-void require(bool in_bCondition, const char* in_szWhat, const std::string& in_strText)
-{
-    if (in_bCondition)
-        return;
-    std::cerr << in_szWhat << ": \"" << in_strText << "\"\n";
-    std::abort();
-}
 
 using Lines = std::vector<std::string>;
 

@@ -5,30 +5,23 @@
 //
 // The first byte of the input holds the target type and the trim flag, the rest is the text.
 
+#include "fuzz/Require.h"
+
 #include "velmora/config/Parameter.h"
 #include "velmora/config/test/StreamExtractionOracle.h"
 
 #include <cstddef>
 #include <cstdint>
-#include <cstdlib>
-#include <iostream>
 #include <locale>
 #include <sstream>
 #include <string>
 #include <vector>
 
 using namespace Velmora;
+using Fuzz::require;
 
 namespace
 {
-
-void require(bool in_bCondition, const char* in_szWhat, const std::string& in_strText)
-{
-    if (in_bCondition)
-        return;
-    std::cerr << in_szWhat << ": \"" << in_strText << "\"\n";
-    std::abort();
-}
 
 void checkValue(const std::string& in_strText, ParameterValue::Type in_target, bool in_bTrim)
 {

@@ -2,6 +2,8 @@
 
 // Answers the input as the session description of a caller, as the example gateway does.
 
+#include "fuzz/Require.h"
+
 #include "examples/gateway/SessionDescription.h"
 
 #include "examples/gateway/BadSessionDescription.h"
@@ -9,8 +11,6 @@
 #include <algorithm>
 #include <cstddef>
 #include <cstdint>
-#include <cstdlib>
-#include <iostream>
 #include <string>
 #include <vector>
 
@@ -19,19 +19,12 @@ using GatewayExample::describe;
 using GatewayExample::namesOf;
 using GatewayExample::negotiate;
 using GatewayExample::Session;
+using Velmora::Fuzz::require;
 
 namespace
 {
 
 const std::vector<std::string> s_encodings{"PCMU", "PCMA", "telephone-event"};
-
-void require(bool in_bCondition, const char* in_szWhat, const std::string& in_strText)
-{
-    if (in_bCondition)
-        return;
-    std::cerr << in_szWhat << ": \"" << in_strText << "\"\n";
-    std::abort();
-}
 
 std::size_t countLines(const std::string& in_strText, const std::string& in_strBegin)
 {
