@@ -24,6 +24,8 @@ namespace Velmora
 namespace
 {
 
+using Factory = log4cplus::spi::FactoryTempl<JsonLayout, log4cplus::spi::LayoutFactory>;
+
 constexpr std::array<std::string_view, 10> s_ownFields{
     "time", "level", "logger", "thread", "ids", "message", "ndc", "mdc", "file", "line"};
 
@@ -53,26 +55,12 @@ void appendField(std::string& inout_strText, std::string_view in_name, std::stri
     appendJsonString(inout_strText, in_value);
 }
 
-class Factory final : public log4cplus::spi::LayoutFactory
-{
-  public:
-    [[nodiscard]] const log4cplus::tstring& getTypeName() const override { return m_strTypeName; }
-    std::unique_ptr<log4cplus::Layout>
-    createObject(const log4cplus::helpers::Properties& in_properties) override
-    {
-        return std::make_unique<JsonLayout>(in_properties);
-    }
-
-  private:
-    const std::string m_strTypeName = JsonLayout::s_szTypeName;
-};
-
 } // namespace
 
 void JsonLayout::registerFactory()
 {
     // log4cplus deletes a factory whose name is already registered.
-    log4cplus::spi::getLayoutFactoryRegistry().put(std::make_unique<Factory>());
+    log4cplus::spi::getLayoutFactoryRegistry().put(std::make_unique<Factory>(s_szTypeName));
 }
 
 JsonLayout::JsonLayout(const log4cplus::helpers::Properties& in_properties)

@@ -25,6 +25,8 @@ namespace Velmora
 namespace
 {
 
+using Factory = log4cplus::spi::FactoryTempl<PatternLayout, log4cplus::spi::LayoutFactory>;
+
 using Kind = PatternField::Kind;
 
 template <class Number>
@@ -85,26 +87,12 @@ std::string patternOf(const log4cplus::helpers::Properties& in_properties)
     return in_properties.getProperty("Pattern");
 }
 
-class Factory final : public log4cplus::spi::LayoutFactory
-{
-  public:
-    [[nodiscard]] const log4cplus::tstring& getTypeName() const override { return m_strTypeName; }
-    std::unique_ptr<log4cplus::Layout>
-    createObject(const log4cplus::helpers::Properties& in_properties) override
-    {
-        return std::make_unique<PatternLayout>(in_properties);
-    }
-
-  private:
-    const std::string m_strTypeName = PatternLayout::s_szTypeName;
-};
-
 } // namespace
 
 void PatternLayout::registerFactory()
 {
     // log4cplus deletes a factory whose name is already registered.
-    log4cplus::spi::getLayoutFactoryRegistry().put(std::make_unique<Factory>());
+    log4cplus::spi::getLayoutFactoryRegistry().put(std::make_unique<Factory>(s_szTypeName));
 }
 
 PatternLayout::PatternLayout(const log4cplus::helpers::Properties& in_properties)
