@@ -127,14 +127,24 @@ class VELMORA_API ProcessGate
     /// left anything half done that the child of a fork would use.
     ///
     /// `in_acquire` takes the lock. Its result is returned: -1 if the lock cannot be taken.
-    /// `in_release` releases the lock.
+    /// `in_release` releases the lock. Throws what `in_acquire` throws.
     template <class Acquire, class Release>
     static int waitForLock(Awaited in_awaited, Acquire in_acquire, Release in_release)
     {
         const bool bOutside = beginWaiting(in_awaited);
         while (true)
         {
-            const int iResult = in_acquire();
+            int iResult = -1;
+            try
+            {
+                iResult = in_acquire();
+            }
+            catch (...)
+            {
+                while (bOutside && !endWaiting())
+                    waitForEndOfFork();
+                throw;
+            }
             if (!bOutside || endWaiting())
                 return iResult;
             if (iResult != -1)

@@ -20,6 +20,7 @@
 #include <optional>
 #include <stdexcept>
 #include <string>
+#include <system_error>
 #include <thread>
 
 namespace Velmora::Test
@@ -431,6 +432,23 @@ TEST(ProcessGate, AForkDoesNotWaitForAThreadThatWaitsForALockOfForeignCode)
     EXPECT_FALSE(waits.isDone());
     ProcessGate::open();
     lock.unlock();
+}
+
+TEST(ProcessGate, AThreadWhoseLockThrowsIsInsideAgain)
+{
+    Insider insider(
+        []
+        {
+            const auto throws = []() -> int
+            { throw std::system_error(EDEADLK, std::system_category()); };
+            EXPECT_THROW(ProcessGate::waitForLock(ProcessGate::Awaited::foreign, throws, [] {}),
+                         std::system_error);
+        });
+    EXPECT_FALSE(ProcessGate::closeForFork()) << "the other thread is inside";
+    ProcessGate::open();
+    insider.leave();
+    EXPECT_TRUE(ProcessGate::closeForFork());
+    ProcessGate::open();
 }
 
 TEST(ProcessGate, AGuardThatWaitsLeavesErrnoAsItWas)
