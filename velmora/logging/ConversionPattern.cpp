@@ -214,7 +214,7 @@ class Reader
             m_uiNext = m_pattern.size();
             return {};
         }
-        const std::string strOption(m_pattern.substr(m_uiNext + 1, uiEnd - m_uiNext - 1));
+        std::string strOption(m_pattern.substr(m_uiNext + 1, uiEnd - m_uiNext - 1));
         m_uiNext = uiEnd + 1;
         return strOption;
     }
