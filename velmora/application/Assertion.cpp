@@ -49,7 +49,10 @@ std::string longMessage(const char* in_szExpression, const char* in_szFile, int 
 void tellUnitTest(const char* in_szExpression, const char* in_szFile, int in_iLine)
 {
     AssertionSeam::UnitTestRecord* const pRecord = AssertionSeam::getUnitTestRecord();
-    if (pRecord != nullptr && pRecord->isRunning())
+    if (pRecord == nullptr)
+        return;
+    pRecord->make();
+    if (pRecord->isRunning())
         pRecord->recordFailedCheck(shortMessage(in_szExpression), in_szFile, in_iLine);
 }
 

@@ -30,6 +30,10 @@ class VELMORA_API AssertionSeam
         virtual void recordFailedCheck(const std::string& in_strText, const char* in_szFile,
                                        int in_iLine) = 0;
 
+        /// Makes the object that records, and the calling thread's pointer to it, if that is
+        /// possible at the moment. Is called at each failed assertion, before the other operations.
+        virtual void make() {}
+
       protected:
         ~UnitTestRecord() = default;
     };

@@ -5,14 +5,18 @@
 #include "velmora/application/AssertionSeam.h"
 #include "velmora/application/GatedGuard.h"
 #include "velmora/application/OnDemandSingleton.h"
+#include "velmora/application/ProcessGate.h"
 #include "velmora/logging/LibraryLoggers.h"
 #include "velmora/logging/LogMacros.h"
 #include "velmora/logging/OncePerProcess.h"
+
+#include <ace/Object_Manager.h>
 
 #include <algorithm>
 #include <cstddef>
 #include <ios>
 #include <locale>
+#include <new>
 #include <ostream>
 #include <sstream>
 #include <utility>
@@ -33,12 +37,24 @@ OncePerProcess<UnitTestSingleton>& aliveInProcess()
     return s_place;
 }
 
-/// Records failed assertions. It does not call `UnitTestSingleton::getInstance`, as an assertion
-/// may fail under any lock, and after the object has been deleted.
+/// Records failed assertions.
 // NOLINTNEXTLINE(cppcoreguidelines-virtual-class-destructor): static, never destroyed.
 class RecordOfAssertions final : public AssertionSeam::UnitTestRecord
 {
   public:
+    /// Makes the singleton, unless the thread holds a lock of the library, under which nothing may
+    /// be made, or the exit list runs, which would not delete it any more. Without memory, the next
+    /// failed assertion tries again.
+    void make() override
+    try
+    {
+        if (!ProcessGate::isHolding() && !ACE_Object_Manager::shutting_down())
+            UnitTestSingleton::getInstance();
+    }
+    catch (const std::bad_alloc&)
+    {
+    }
+
     bool isRunning() override { return UnitTestSingleton::s_bRunningUnitTest; }
 
     void recordFailedCheck(const std::string& in_strText, const char* in_szFile,
@@ -50,6 +66,9 @@ class RecordOfAssertions final : public AssertionSeam::UnitTestRecord
 };
 
 constinit RecordOfAssertions s_recordOfAssertions;
+
+[[maybe_unused]] const bool s_bRecordsAssertions =
+    (AssertionSeam::setUnitTestRecord(&s_recordOfAssertions), true);
 
 const char* textOrEmpty(const char* in_szText) { return in_szText != nullptr ? in_szText : ""; }
 
@@ -101,7 +120,6 @@ UnitTestSingleton::~UnitTestSingleton()
 void UnitTestSingleton::setUnitTestRunning()
 {
     const Guard guard(*m_pMutex);
-    AssertionSeam::setUnitTestRecord(&s_recordOfAssertions);
     s_bRunningUnitTest = true;
 }
 

@@ -3,12 +3,15 @@
 #include "velmora/application/UnitTest.h"
 
 #include "velmora/application/Assertion.h"
+#include "velmora/application/GatedGuard.h"
+#include "velmora/application/GatedMutex.h"
 #include "velmora/application/Singleton.h"
 
 #include "tests/support/Alarms.h"
 #include "tests/support/CallbackAppender.h"
 #include "tests/support/CapturedAssertions.h"
 #include "tests/support/CapturedLog.h"
+#include "tests/support/CountedAllocations.h"
 #include "tests/support/ForkedChild.h"
 #include "tests/support/Locales.h"
 #include "tests/support/TextOf.h"
@@ -90,6 +93,51 @@ TEST(UnitTest, IsOneObjectThatEachThreadFinds)
     EXPECT_EQ(pUnitTest, UnitTestSingleton::getInstance());
     EXPECT_EQ(pUnitTest, SingletonRegistry::getInstance()->find("UnitTestSingleton"));
     std::thread([pUnitTest] { EXPECT_EQ(pUnitTest, UnitTestSingleton::getInstance()); }).join();
+}
+
+TEST(UnitTest, EachFailedAssertionMakesItAlsoWhileNoneRuns)
+{
+    const CapturedLog log(FATAL_LOG_LEVEL);
+    EXPECT_EQ(nullptr, SingletonRegistry::getInstance()->find("UnitTestSingleton"));
+    VELMORA_PLAIN_ASSERT(true);
+    EXPECT_EQ(nullptr, SingletonRegistry::getInstance()->find("UnitTestSingleton"));
+    std::thread([] { VELMORA_PLAIN_ASSERT(false); }).join();
+    void* const pMade = SingletonRegistry::getInstance()->find("UnitTestSingleton");
+    EXPECT_NE(nullptr, pMade);
+    EXPECT_FALSE(UnitTestSingleton::s_bRunningUnitTest);
+    EXPECT_EQ(pMade, UnitTestSingleton::getInstance());
+    EXPECT_THAT(results(), ElementsAre(s_noChecks));
+}
+
+TEST(UnitTest, AnAssertionThatFailsUnderALockOfTheLibraryDoesNotMakeIt)
+{
+    const CapturedLog log(FATAL_LOG_LEVEL);
+    GatedMutex mutex;
+    {
+        const GatedGuard<GatedMutex> guard(mutex);
+        VELMORA_PLAIN_ASSERT(false);
+    }
+    EXPECT_EQ(nullptr, SingletonRegistry::getInstance()->find("UnitTestSingleton"));
+    VELMORA_PLAIN_ASSERT(false);
+    EXPECT_NE(nullptr, SingletonRegistry::getInstance()->find("UnitTestSingleton"));
+}
+
+TEST(UnitTest, WithoutMemoryForItAnAssertionFailsAllTheSame)
+{
+    CapturedLog log;
+    int iLines = 0;
+    for (int iServed = 0; iServed != 10; ++iServed)
+    {
+        {
+            const AllocationFailure failure(iServed, AllocationFailure::Lasts::ONCE);
+            VELMORA_PLAIN_ASSERT(false);
+        }
+        iLines += static_cast<int>(failedAssertions(log).size());
+        log.clear();
+    }
+    EXPECT_LT(0, iLines);
+    VELMORA_PLAIN_ASSERT(false);
+    EXPECT_NE(nullptr, SingletonRegistry::getInstance()->find("UnitTestSingleton"));
 }
 
 TEST(UnitTest, DoesNotRunUntilItIsStarted)
@@ -465,6 +513,37 @@ struct Older
 };
 
 } // namespace
+
+namespace
+{
+
+/// Fails an assertion while the exit list runs, the first one of the process.
+class FailsAtTheEnd
+{
+  public:
+    FailsAtTheEnd() = default;
+    FailsAtTheEnd(const FailsAtTheEnd&) = delete;
+    FailsAtTheEnd& operator=(const FailsAtTheEnd&) = delete;
+    ~FailsAtTheEnd()
+    {
+        VELMORA_PLAIN_ASSERT(false);
+        std::fprintf(stderr, "made %d",
+                     SingletonRegistry::getInstance()->find("UnitTestSingleton") != nullptr);
+    }
+};
+
+} // namespace
+
+TEST(UnitTestDeathTest, AnAssertionThatFailsWhileTheProcessEndsDoesNotMakeIt)
+{
+    EXPECT_EXIT(
+        {
+            log4cplus::Logger::getRoot().setLogLevel(log4cplus::OFF_LOG_LEVEL);
+            registerSingleton("FailsAtTheEnd", new FailsAtTheEnd);
+            std::exit(0);
+        },
+        testing::ExitedWithCode(0), "^made 0$");
+}
 
 TEST(UnitTestDeathTest, OnceItHasGoneAssertionsAndAlarmsGoOnWithoutIt)
 {
