@@ -27,7 +27,10 @@ namespace
 class PlaceFactory final : public log4cplus::spi::LocalFactoryBase<log4cplus::spi::LocaleFactory>
 {
   public:
-    explicit PlaceFactory(const std::string& in_strName) : LocalFactoryBase(in_strName.c_str()) {}
+    PlaceFactory(const std::string& in_strName, std::atomic<void*>& in_place)
+        : LocalFactoryBase(in_strName.c_str()), m_place(in_place)
+    {
+    }
 
     std::locale createObject(const log4cplus::helpers::Properties&) override
     {
@@ -35,7 +38,7 @@ class PlaceFactory final : public log4cplus::spi::LocalFactoryBase<log4cplus::sp
     }
 
     /// Never destroyed: it outlives the factory, which log4cplus destroys at its own end.
-    std::atomic<void*>& m_place = *new std::atomic<void*>(nullptr);
+    std::atomic<void*>& m_place;
 };
 
 } // namespace
@@ -46,9 +49,17 @@ std::atomic<void*>& OncePerProcessNoT::placeNamed(const char* in_szName)
                                 std::to_string(VELMORA_VERSION_MAJOR) + "." +
                                 std::to_string(VELMORA_VERSION_MINOR);
     log4cplus::spi::LocaleFactoryRegistry& registry = log4cplus::spi::getLocaleFactoryRegistry();
+    std::unique_ptr<std::atomic<void*>> pNew;
     if (!registry.exists(strName))
-        registry.put(std::make_unique<PlaceFactory>(strName));
-    return static_cast<PlaceFactory*>(registry.get(strName))->m_place;
+    {
+        pNew = std::make_unique<std::atomic<void*>>(nullptr);
+        registry.put(std::make_unique<PlaceFactory>(strName, *pNew));
+    }
+    std::atomic<void*>& place = static_cast<PlaceFactory*>(registry.get(strName))->m_place;
+    // Another thread's factory may have been the first.
+    if (&place == pNew.get())
+        static_cast<void>(pNew.release());
+    return place;
 }
 
 } // namespace Velmora
