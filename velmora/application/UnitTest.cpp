@@ -42,13 +42,14 @@ OncePerProcess<UnitTestSingleton>& aliveInProcess()
 class RecordOfAssertions final : public AssertionSeam::UnitTestRecord
 {
   public:
-    /// Makes the singleton, unless the thread holds a lock of the library, under which nothing may
-    /// be made, or the exit list runs, which would not delete it any more. Without memory, the next
-    /// failed assertion tries again.
+    /// Makes the singleton, unless the thread is within an operation of the library, such as a
+    /// line, whose locks others may await while they hold those that are needed here; or the exit
+    /// list runs, which would not delete it any more. Without memory, the next failed assertion
+    /// tries again.
     void make() override
     try
     {
-        if (!ProcessGate::isHolding() && !ACE_Object_Manager::shutting_down())
+        if (!ProcessGate::isInside() && !ACE_Object_Manager::shutting_down())
             UnitTestSingleton::getInstance();
     }
     catch (const std::bad_alloc&)

@@ -27,6 +27,7 @@
 #include <cstdlib>
 #include <string>
 #include <thread>
+#include <utility>
 #include <vector>
 
 namespace Velmora::Test
@@ -120,6 +121,22 @@ TEST(UnitTest, AnAssertionThatFailsUnderALockOfTheLibraryDoesNotMakeIt)
     EXPECT_EQ(nullptr, SingletonRegistry::getInstance()->find("UnitTestSingleton"));
     VELMORA_PLAIN_ASSERT(false);
     EXPECT_NE(nullptr, SingletonRegistry::getInstance()->find("UnitTestSingleton"));
+}
+
+TEST(UnitTest, AnAssertionThatFailsInAnAppenderDoesNotMakeIt)
+{
+    const CapturedLog log(INFO_LOG_LEVEL);
+    bool bFails = true;
+    const CallbackAppender appender(
+        [&bFails](const std::string&)
+        {
+            if (std::exchange(bFails, false))
+                VELMORA_PLAIN_ASSERT(false);
+        });
+    Logger("keswardin.test").log(INFO_LOG_LEVEL, "line", nullptr, -1);
+    EXPECT_FALSE(bFails);
+    EXPECT_THAT(failedAssertions(log), testing::SizeIs(1));
+    EXPECT_EQ(nullptr, SingletonRegistry::getInstance()->find("UnitTestSingleton"));
 }
 
 TEST(UnitTest, WithoutMemoryForItAnAssertionFailsAllTheSame)
