@@ -23,7 +23,15 @@ void LayoutProperties::read(const char* in_szName, bool& inout_bValue) const
 void LayoutProperties::read(const char* in_szName, unsigned int& inout_uiValue,
                             const char* in_szExpected) const
 {
-    if (m_properties.exists(in_szName) && !m_properties.getUInt(inout_uiValue, in_szName))
+    if (!m_properties.exists(in_szName))
+        return;
+    unsigned int uiValue = 0;
+    // log4cplus reads a negative number as a large one.
+    const bool bIsNegative =
+        m_properties.getProperty(in_szName).find('-') != log4cplus::tstring::npos;
+    if (!bIsNegative && m_properties.getUInt(uiValue, in_szName))
+        inout_uiValue = uiValue;
+    else
         report(in_szName, in_szExpected);
 }
 

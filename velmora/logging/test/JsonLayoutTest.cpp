@@ -2,12 +2,12 @@
 
 #include "velmora/logging/JsonLayout.h"
 
-#include "velmora/config/ParameterTrie.h"
 #include "velmora/logging/LogMacros.h"
 #include "velmora/logging/Logger.h"
 #include "velmora/logging/LoggingIdEvent.h"
 #include "velmora/logging/LoggingIdLogger.h"
 
+#include "tests/support/ConfigurationText.h"
 #include "tests/support/CountedAllocations.h"
 #include "tests/support/Files.h"
 #include "tests/support/HelperProcess.h"
@@ -165,13 +165,16 @@ TEST(JsonLayout, AMessageThatIsTooLongIsCut)
 
 TEST(JsonLayout, AValueThatIsNoNumberIsReportedAndTheDefaultStays)
 {
-    testing::internal::CaptureStderr();
-    EXPECT_THAT(lineOf(eventOf(std::string(9000, 'x')), propertiesOf("MaxLength", "many")),
-                HasSubstr("... (808 bytes more)"));
-    EXPECT_THAT(
-        testing::internal::GetCapturedStderr(),
-        HasSubstr("velmora::JsonLayout: \"MaxLength\" is \"many\"; write a number of bytes, or "
-                  "0 for no limit"));
+    for (const std::string strValue : {"many", "-1", "8k", ""})
+    {
+        testing::internal::CaptureStderr();
+        EXPECT_THAT(
+            lineOf(eventOf(std::string(9000, 'x')), propertiesOf("MaxLength", strValue.c_str())),
+            HasSubstr("... (808 bytes more)"));
+        EXPECT_THAT(testing::internal::GetCapturedStderr(),
+                    HasSubstr("velmora::JsonLayout: \"MaxLength\" is \"" + strValue +
+                              "\"; write a number of bytes, or 0 for no limit"));
+    }
 }
 
 TEST(JsonLayout, ALineAllocatesNothing)
@@ -195,14 +198,12 @@ TEST(JsonLayout, AConfigurationNamesIt)
 {
     const TemporaryDirectory directory;
     const std::string strFile = directory.file("gateway.json");
-    std::istringstream text("log4cplus.rootLogger=INFO, file\n"
-                            "log4cplus.appender.file=log4cplus::FileAppender\n"
-                            "log4cplus.appender.file.File=" +
-                            strFile +
-                            "\nlog4cplus.appender.file.layout=velmora::JsonLayout\n"
-                            "log4cplus.appender.file.layout.MaxLength=8\n");
-    ParameterTrie trie;
-    trie.read(text, nullptr, '\n', false, nullptr, nullptr);
+    const ParameterTrie trie = trieOf("log4cplus.rootLogger=INFO, file\n"
+                                      "log4cplus.appender.file=log4cplus::FileAppender\n"
+                                      "log4cplus.appender.file.File=" +
+                                      strFile +
+                                      "\nlog4cplus.appender.file.layout=velmora::JsonLayout\n"
+                                      "log4cplus.appender.file.layout.MaxLength=8\n");
     std::ostringstream errors;
     ASSERT_TRUE(Logger::configure(trie, errors)) << errors.str();
     LoggingIdLogger logger("gateway");

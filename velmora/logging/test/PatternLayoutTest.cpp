@@ -2,11 +2,11 @@
 
 #include "velmora/logging/PatternLayout.h"
 
-#include "velmora/config/ParameterTrie.h"
 #include "velmora/logging/LogMacros.h"
 #include "velmora/logging/Logger.h"
 #include "velmora/logging/LoggingIdLogger.h"
 
+#include "tests/support/ConfigurationText.h"
 #include "tests/support/CountedAllocations.h"
 #include "tests/support/Files.h"
 #include "tests/support/TemporaryDirectory.h"
@@ -381,15 +381,14 @@ TEST(PatternLayout, AConfigurationNamesItAndItsProperties)
 {
     const TemporaryDirectory directory;
     const std::string strFile = directory.file("gateway.log");
-    std::istringstream text("log4cplus.rootLogger=INFO, file\n"
-                            "log4cplus.appender.file=log4cplus::FileAppender\n"
-                            "log4cplus.appender.file.File=" +
-                            strFile +
-                            "\nlog4cplus.appender.file.layout=velmora::PatternLayout\n"
-                            "log4cplus.appender.file.layout.ConversionPattern=%-5p %c - %m%n\n"
-                            "log4cplus.appender.file.layout.MaxLength=20\n");
-    ParameterTrie trie;
-    trie.read(text, nullptr, '\n', false, nullptr, nullptr);
+    const ParameterTrie trie =
+        trieOf("log4cplus.rootLogger=INFO, file\n"
+               "log4cplus.appender.file=log4cplus::FileAppender\n"
+               "log4cplus.appender.file.File=" +
+               strFile +
+               "\nlog4cplus.appender.file.layout=velmora::PatternLayout\n"
+               "log4cplus.appender.file.layout.ConversionPattern=%-5p %c - %m%n\n"
+               "log4cplus.appender.file.layout.MaxLength=20\n");
     std::ostringstream errors;
     ASSERT_TRUE(Logger::configure(trie, errors)) << errors.str();
     LoggingIdLogger logger("gateway");
