@@ -187,6 +187,21 @@ class StreamOfCall : public testing::Test
         return linesOf(m_directory.read("call"));
     }
 
+    /// Logs two lines while writes have these results. Expects that both are in the file, once, and
+    /// one report.
+    void expectBothLinesAfter(const std::vector<long>& in_results)
+    {
+        open();
+        testing::internal::CaptureStderr();
+        letWrites(in_results);
+        log("first");
+        log("second");
+        close();
+        EXPECT_EQ(report("No space left on device"), testing::internal::GetCapturedStderr());
+        EXPECT_THAT(lines(), testing::ElementsAre(testing::StartsWith("Call start : "), "first",
+                                                  "second", testing::StartsWith("Call end : ")));
+    }
+
     /// Returns what log4cplus reports when a file cannot be written.
     [[nodiscard]] std::string report(const std::string& in_strReason) const
     {
@@ -351,30 +366,12 @@ TEST_F(StreamOfCall, GoesOnAfterAnInterruptedAndAShortWrite)
 
 TEST_F(StreamOfCall, WritesALineThatFailedWhenTheFileIsOpenedAgain)
 {
-    open();
-    testing::internal::CaptureStderr();
-    letWrites({-ENOSPC});
-    log("first");
-    log("second");
-    close();
-
-    EXPECT_EQ(report("No space left on device"), testing::internal::GetCapturedStderr());
-    EXPECT_THAT(lines(), ElementsAre(StartsWith("Call start : "), "first", "second",
-                                     StartsWith("Call end : ")));
+    expectBothLinesAfter({-ENOSPC});
 }
 
 TEST_F(StreamOfCall, RepeatsNothingOfALineThatWasWrittenInPart)
 {
-    open();
-    testing::internal::CaptureStderr();
-    letWrites({2, -ENOSPC});
-    log("first");
-    log("second");
-    close();
-
-    EXPECT_EQ(report("No space left on device"), testing::internal::GetCapturedStderr());
-    EXPECT_THAT(lines(), ElementsAre(StartsWith("Call start : "), "first", "second",
-                                     StartsWith("Call end : ")));
+    expectBothLinesAfter({2, -ENOSPC});
 }
 
 TEST_F(StreamOfCall, LosesOnlyTheLineThatFailsTwice)
