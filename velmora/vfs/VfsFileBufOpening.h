@@ -32,12 +32,15 @@ VfsFileBuf<CharT, Traits>::~VfsFileBuf()
     }
 }
 
+/// Opens the file with that name. A new file gets the permission 0666, less the bits of the
+/// process's umask. Returns null if a file is open already, or if this one cannot be opened.
 template <class CharT, class Traits>
 VfsFileBuf<CharT, Traits>* VfsFileBuf<CharT, Traits>::open(const char* in_szName, int in_iMode)
 {
     return opened(m_impl._M_open(in_szName, in_iMode));
 }
 
+/// Does the same. A new file gets this permission, less the bits of the process's umask.
 template <class CharT, class Traits>
 VfsFileBuf<CharT, Traits>* VfsFileBuf<CharT, Traits>::open(const char* in_szName, int in_iMode,
                                                            long in_iPermission)
@@ -45,6 +48,7 @@ VfsFileBuf<CharT, Traits>* VfsFileBuf<CharT, Traits>::open(const char* in_szName
     return opened(m_impl._M_open(in_szName, in_iMode, in_iPermission));
 }
 
+/// Returns null: a descriptor of the operating system cannot be adopted.
 template <class CharT, class Traits>
 VfsFileBuf<CharT, Traits>* VfsFileBuf<CharT, Traits>::open(int in_iDescriptor, int in_iMode)
 {
