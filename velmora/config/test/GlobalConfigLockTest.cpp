@@ -98,6 +98,12 @@ class ActingCallLogging final : public GlobalConfigSeam::CallLogging
     std::function<void()> m_act;
 };
 
+bool loadText(GlobalConfig& inout_config, const std::string& in_strText)
+{
+    std::istringstream text(in_strText);
+    return inout_config.load(text);
+}
+
 /// Returns the number of locks that reading the parameter takes.
 int locksToRead(const GlobalConfig& in_config, const char* in_szName)
 {
@@ -155,9 +161,8 @@ TEST(GlobalConfigLock, ReadersSeeALoadWholeOrNotAtAll)
             for (int i = 1; i <= iRounds; ++i)
             {
                 const std::string strNumber = std::to_string(i);
-                std::istringstream text("keswardin.exitTimeoutSec=" + strNumber +
-                                        "\nkeswardin.killTimeoutSec=" + strNumber + "\n");
-                config.load(text);
+                loadText(config, "keswardin.exitTimeoutSec=" + strNumber +
+                                     "\nkeswardin.killTimeoutSec=" + strNumber + "\n");
             }
         });
     EXPECT_EQ(0, iTorn);
@@ -203,8 +208,7 @@ TEST(GlobalConfigLock, OnlyAStringIsReadWithTheLock)
         GTEST_SKIP() << "ThreadSanitizer interposes the same functions";
     const CapturedLog log;
     GlobalConfigImpl config;
-    std::istringstream text("an.int=5\na.bool=true\na.float=1.5\na.string=text\n");
-    config.load(text);
+    loadText(config, "an.int=5\na.bool=true\na.float=1.5\na.string=text\n");
     for (const char* const szName : {"an.int", "a.bool", "a.float", "an", "unknown", ""})
         EXPECT_EQ(0, locksToRead(config, szName)) << szName;
     EXPECT_EQ(1, locksToRead(config, "a.string"));
@@ -214,8 +218,7 @@ TEST(GlobalConfigLock, AReaderNeverSeesTheTypeOfOneValueWithThePayloadOfAnother)
 {
     const CapturedLog log(FATAL_LOG_LEVEL);
     GlobalConfigImpl config;
-    std::istringstream first("a.value=1\n");
-    config.load(first);
+    loadText(config, "a.value=1\n");
     std::atomic<int> iTorn{0};
     runConcurrently(
         [&]
@@ -242,8 +245,7 @@ TEST(GlobalConfigLock, AReaderNeverSeesTheTypeOfOneValueWithThePayloadOfAnother)
             for (int i = 0; i != 3000; ++i)
             {
                 constexpr std::array<const char*, 3> values{"1", "2.5", "text"};
-                std::istringstream text(std::string("a.value=") + values[i % 3] + "\n");
-                config.load(text);
+                loadText(config, std::string("a.value=") + values[i % 3] + "\n");
             }
         });
     EXPECT_EQ(0, iTorn);
@@ -253,8 +255,7 @@ TEST(GlobalConfigLock, AReaderFindsAParameterWhileOthersAreAdded)
 {
     const CapturedLog log(FATAL_LOG_LEVEL);
     GlobalConfigImpl config;
-    std::istringstream first("gateway.subscriber.first=5060\n");
-    config.load(first);
+    loadText(config, "gateway.subscriber.first=5060\n");
     std::atomic<int> iMissed{0};
     runConcurrently(
         [&]
@@ -266,10 +267,7 @@ TEST(GlobalConfigLock, AReaderFindsAParameterWhileOthersAreAdded)
         [&]
         {
             for (int i = 0; i != 3000; ++i)
-            {
-                std::istringstream text("gateway.subscriber." + std::to_string(i) + "=1\n");
-                config.load(text);
-            }
+                loadText(config, "gateway.subscriber." + std::to_string(i) + "=1\n");
         });
     EXPECT_EQ(0, iMissed);
 }
@@ -355,8 +353,7 @@ TEST(GlobalConfigLock, EachFinishedChangePublishesForAssertionsThatCannotRead)
     EXPECT_TRUE(hConfig->setBoolParameter(s_szAbort, true));
     EXPECT_TRUE(AssertionSeam::isAbortOnAssertPublished());
 
-    std::istringstream text("keswardin.infra.abortOnAssert=false\n");
-    EXPECT_TRUE(hConfig->load(text));
+    EXPECT_TRUE(loadText(*hConfig, "keswardin.infra.abortOnAssert=false\n"));
     EXPECT_FALSE(AssertionSeam::isAbortOnAssertPublished());
 
     std::ofstream(directory.file("abort.cfg")) << "keswardin.infra.abortOnAssert=true\n";
@@ -375,8 +372,8 @@ TEST(GlobalConfigLock, EachFinishedChangePublishesForAssertionsThatCannotRead)
 TEST(GlobalConfigLock, AFailedLoadPublishesWhatItHasRead)
 {
     const CapturedLog log;
-    std::istringstream text("keswardin.infra.abortOnAssert=true\nno parameter\n");
-    EXPECT_FALSE(GlobalConfig::getInstance()->load(text));
+    EXPECT_FALSE(loadText(*GlobalConfig::getInstance(),
+                          "keswardin.infra.abortOnAssert=true\nno parameter\n"));
     EXPECT_TRUE(AssertionSeam::isAbortOnAssertPublished());
     EXPECT_TRUE(Assertion::setAbortOnAssert(false));
 }
