@@ -2,6 +2,7 @@
 
 #include "velmora/logging/EscapedText.h"
 
+#include "velmora/logging/AppendNumber.h"
 #include "velmora/logging/Utf8.h"
 #include "velmora/system/ClassicText.h"
 
@@ -14,12 +15,13 @@ namespace Velmora::EscapedText
 namespace
 {
 
-void appendHex(std::string& inout_strText, char in_cForm, unsigned int in_uiValue, int in_iDigits)
+/// Appends a backslash, the sign of a form and a number.
+void appendNumberForm(std::string& inout_strText, char in_cForm, unsigned int in_uiValue,
+                      int in_iDigits)
 {
     inout_strText += '\\';
     inout_strText += in_cForm;
-    for (int iShift = 4 * (in_iDigits - 1); iShift >= 0; iShift -= 4)
-        inout_strText += "0123456789abcdef"[in_uiValue >> iShift & 0xf];
+    appendHex(inout_strText, in_uiValue, in_iDigits);
 }
 
 /// Appends the first character of a text, which is not plain. Returns its length.
@@ -45,11 +47,11 @@ std::size_t appendFirst(std::string& inout_strEscaped, std::string_view in_text)
     const std::optional<Utf8::Character> character = Utf8::first(in_text);
     if (!character || character->uiLength == 1)
     {
-        appendHex(inout_strEscaped, 'x', static_cast<unsigned char>(in_text.front()), 2);
+        appendNumberForm(inout_strEscaped, 'x', static_cast<unsigned char>(in_text.front()), 2);
         return 1;
     }
     if (Utf8::isHidden(character->uiCodePoint))
-        appendHex(inout_strEscaped, 'u', character->uiCodePoint, 4);
+        appendNumberForm(inout_strEscaped, 'u', character->uiCodePoint, 4);
     else
         inout_strEscaped.append(in_text.substr(0, character->uiLength));
     return character->uiLength;

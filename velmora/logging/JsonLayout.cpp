@@ -2,6 +2,7 @@
 
 #include "velmora/logging/JsonLayout.h"
 
+#include "velmora/logging/AppendNumber.h"
 #include "velmora/logging/DateFormat.h"
 #include "velmora/logging/JsonText.h"
 #include "velmora/logging/LayoutProperties.h"
@@ -14,7 +15,6 @@
 
 #include <algorithm>
 #include <array>
-#include <charconv>
 #include <cstddef>
 #include <string_view>
 
@@ -104,11 +104,8 @@ void JsonLayout::append(std::string& inout_strText,
         appendField(inout_strText, "file", in_event.getFile());
     if (in_event.getLine() >= 0)
     {
-        std::array<char, 16> digits;
-        char* const pEnd =
-            std::to_chars(digits.data(), digits.data() + digits.size(), in_event.getLine()).ptr;
         inout_strText += ",\"line\":";
-        inout_strText.append(digits.data(), pEnd);
+        appendNumber(inout_strText, in_event.getLine());
     }
     inout_strText += "}\n";
 }

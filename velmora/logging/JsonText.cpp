@@ -2,6 +2,7 @@
 
 #include "velmora/logging/JsonText.h"
 
+#include "velmora/logging/AppendNumber.h"
 #include "velmora/logging/EscapedText.h"
 #include "velmora/logging/Utf8.h"
 
@@ -13,13 +14,6 @@ namespace Velmora
 
 namespace
 {
-
-void appendCodePoint(std::string& inout_strJson, unsigned int in_uiCodePoint)
-{
-    inout_strJson += "\\u";
-    for (int iShift = 12; iShift >= 0; iShift -= 4)
-        inout_strJson += "0123456789abcdef"[in_uiCodePoint >> iShift & 0xf];
-}
 
 /// Appends the first character of a text, which is not plain or is a quote. Returns its length.
 std::size_t appendFirst(std::string& inout_strJson, std::string_view in_text)
@@ -40,7 +34,10 @@ std::size_t appendFirst(std::string& inout_strJson, std::string_view in_text)
         return 1;
     }
     if (character->uiLength == 1 || Utf8::isHidden(character->uiCodePoint))
-        appendCodePoint(inout_strJson, character->uiCodePoint);
+    {
+        inout_strJson += "\\u";
+        appendHex(inout_strJson, character->uiCodePoint, 4);
+    }
     else
         inout_strJson.append(in_text.substr(0, character->uiLength));
     return character->uiLength;
@@ -51,15 +48,17 @@ std::size_t appendFirst(std::string& inout_strJson, std::string_view in_text)
 void appendJsonString(std::string& inout_strJson, std::string_view in_text)
 {
     inout_strJson += '"';
-    while (!in_text.empty())
+    // A quote is plain otherwise. Each is looked for once.
+    std::size_t uiQuote = 0;
+    for (std::size_t uiNext = 0; uiNext != in_text.size();)
     {
-        // A quote is plain otherwise.
-        const std::size_t uiQuote = std::min(in_text.find('"'), in_text.size());
-        const std::size_t uiPlain = Utf8::countPlain(in_text.substr(0, uiQuote));
-        inout_strJson.append(in_text.substr(0, uiPlain));
-        in_text.remove_prefix(uiPlain);
-        if (!in_text.empty())
-            in_text.remove_prefix(appendFirst(inout_strJson, in_text));
+        if (uiQuote <= uiNext)
+            uiQuote = std::min(in_text.find('"', uiNext), in_text.size());
+        const std::size_t uiPlain = Utf8::countPlain(in_text.substr(uiNext, uiQuote - uiNext));
+        inout_strJson.append(in_text.substr(uiNext, uiPlain));
+        uiNext += uiPlain;
+        if (uiNext != in_text.size())
+            uiNext += appendFirst(inout_strJson, in_text.substr(uiNext));
     }
     inout_strJson += '"';
 }

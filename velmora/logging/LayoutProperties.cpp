@@ -2,13 +2,12 @@
 
 #include "velmora/logging/LayoutProperties.h"
 
+#include "velmora/logging/AppendNumber.h"
 #include "velmora/logging/EscapedText.h"
 #include "velmora/system/WholeText.h"
 
 #include <log4cplus/helpers/loglog.h>
 
-#include <array>
-#include <charconv>
 #include <ostream>
 
 namespace Velmora
@@ -59,11 +58,8 @@ std::string_view MessageLimit::keptOf(std::string_view in_message) const
 
 void MessageLimit::appendRest(std::string& inout_strText, std::size_t in_uiBytes)
 {
-    // Large enough for 64 bits.
-    std::array<char, 24> digits;
-    char* const pEnd = std::to_chars(digits.data(), digits.data() + digits.size(), in_uiBytes).ptr;
     inout_strText += "... (";
-    inout_strText.append(digits.data(), pEnd);
+    appendNumber(inout_strText, in_uiBytes);
     inout_strText += " bytes more)";
 }
 

@@ -2,6 +2,7 @@
 
 #include "velmora/logging/PatternLayout.h"
 
+#include "velmora/logging/AppendNumber.h"
 #include "velmora/logging/ConversionPattern.h"
 #include "velmora/logging/EscapedText.h"
 #include "velmora/logging/LayoutProperties.h"
@@ -11,8 +12,6 @@
 #include <log4cplus/spi/loggingevent.h>
 
 #include <algorithm>
-#include <array>
-#include <charconv>
 #include <chrono>
 #include <cstdlib>
 #include <memory>
@@ -28,15 +27,6 @@ namespace
 using Factory = log4cplus::spi::FactoryTempl<PatternLayout, log4cplus::spi::LayoutFactory>;
 
 using Kind = PatternField::Kind;
-
-template <class Number>
-void appendNumber(std::string& inout_strText, Number in_number)
-{
-    // Large enough for a sign and 64 bits.
-    std::array<char, 24> digits;
-    char* const pEnd = std::to_chars(digits.data(), digits.data() + digits.size(), in_number).ptr;
-    inout_strText.append(digits.data(), pEnd);
-}
 
 std::string_view baseNameOf(std::string_view in_file)
 {
@@ -126,8 +116,10 @@ void PatternLayout::appendField(std::string& inout_strText, PatternField& inout_
     switch (inout_field.kind)
     {
     case Kind::literal:
-    case Kind::hostName:
         inout_strText += inout_field.strText;
+        break;
+    case Kind::hostName:
+        appendText(inout_strText, inout_field.strText);
         break;
     case Kind::newline:
         inout_strText += '\n';

@@ -19,6 +19,7 @@
 #include <log4cplus/ndc.h>
 #include <log4cplus/spi/loggingevent.h>
 
+#include <algorithm>
 #include <chrono>
 #include <fstream>
 #include <random>
@@ -149,6 +150,8 @@ TEST(JsonLayout, StringsAreEscaped)
                 HasSubstr("\"message\":\"\\\"\\\\\\b\\f\\n\\r\\t\\u001b\\u007f\","));
     EXPECT_THAT(lineOf(eventOf("\xc2\x85\xe2\x80\xa8\xe2\x80\xae\xe2\x82\xac")),
                 HasSubstr("\"message\":\"\\u0085\\u2028\\u202e\xe2\x82\xac\","));
+    EXPECT_THAT(lineOf(eventOf("\"\"a\n\"b\"\n\"")),
+                HasSubstr("\"message\":\"\\\"\\\"a\\n\\\"b\\\"\\n\\\"\","));
     EXPECT_THAT(lineOf(eventOf("a\xff\xc0\x8a")),
                 HasSubstr("\"message\":\"a\\\\xff\\\\xc0\\\\x8a\","));
 }
@@ -161,6 +164,14 @@ TEST(JsonLayout, AMessageThatIsTooLongIsCut)
                 HasSubstr("\"message\":\"ab... (3 bytes more)\","));
     EXPECT_THAT(lineOf(eventOf(std::string(60000, 'x')), propertiesOf("MaxLength", "0")),
                 HasSubstr("\"message\":\"" + std::string(60000, 'x') + "\","));
+}
+
+TEST(JsonLayout, AMessageOfManyControlBytesTakesNoLongerForEachOfThem)
+{
+    // Minutes, if the rest of the text were searched at each of them.
+    const std::string strLine =
+        lineOf(eventOf(std::string(8'000'000, '\n')), propertiesOf("MaxLength", "0"));
+    EXPECT_EQ(8'000'000, std::count(strLine.begin(), strLine.end(), '\\'));
 }
 
 TEST(JsonLayout, AValueThatIsNoNumberIsReportedAndTheDefaultStays)
