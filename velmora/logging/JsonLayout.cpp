@@ -3,10 +3,11 @@
 #include "velmora/logging/JsonLayout.h"
 
 #include "velmora/logging/AppendNumber.h"
+#include "velmora/logging/CheckedProperties.h"
 #include "velmora/logging/DateFormat.h"
 #include "velmora/logging/JsonText.h"
-#include "velmora/logging/LayoutProperties.h"
 #include "velmora/logging/LoggingIdEvent.h"
+#include "velmora/logging/MessageLimit.h"
 #include "velmora/system/ClassicText.h"
 
 #include <log4cplus/helpers/timehelper.h>
@@ -65,7 +66,7 @@ void JsonLayout::registerFactory()
 
 JsonLayout::JsonLayout(const log4cplus::helpers::Properties& in_properties)
     : TextLayout(in_properties),
-      m_pLimit(std::make_unique<MessageLimit>(LayoutProperties(s_szTypeName, in_properties))),
+      m_pLimit(std::make_unique<MessageLimit>(CheckedProperties(s_szTypeName, in_properties))),
       m_pSecond(std::make_unique<DateFormat>("%Y-%m-%dT%H:%M:%S", DateFormat::Zone::utc))
 {
 }

@@ -3,9 +3,10 @@
 #include "velmora/logging/PatternLayout.h"
 
 #include "velmora/logging/AppendNumber.h"
+#include "velmora/logging/CheckedProperties.h"
 #include "velmora/logging/ConversionPattern.h"
 #include "velmora/logging/EscapedText.h"
-#include "velmora/logging/LayoutProperties.h"
+#include "velmora/logging/MessageLimit.h"
 
 #include <log4cplus/helpers/loglog.h>
 #include <log4cplus/spi/factory.h>
@@ -88,7 +89,7 @@ void PatternLayout::registerFactory()
 PatternLayout::PatternLayout(const log4cplus::helpers::Properties& in_properties)
     : TextLayout(in_properties)
 {
-    const LayoutProperties properties(s_szTypeName, in_properties);
+    const CheckedProperties properties(s_szTypeName, in_properties);
     properties.read("Escape", m_bEscapes);
     unsigned int uiNdcLevels = 0;
     properties.read("NDCMaxDepth", uiNdcLevels, "a number of levels");
