@@ -14,11 +14,13 @@
 #include "velmora/logging/CallAppenderFactory.h"
 #include "velmora/logging/CallDataRegistryImpl.h"
 #include "velmora/logging/ConfigurationTurn.h"
+#include "velmora/logging/FileAppender.h"
 #include "velmora/logging/HierarchyLocks.h"
 #include "velmora/logging/JsonLayout.h"
 #include "velmora/logging/LevelChange.h"
 #include "velmora/logging/LibraryLoggers.h"
 #include "velmora/logging/LineInTime.h"
+#include "velmora/logging/LivingFileAppenders.h"
 #include "velmora/logging/OncePerProcess.h"
 #include "velmora/logging/PatternLayout.h"
 #include "velmora/logging/RemoteSyslogAppender.h"
@@ -138,6 +140,7 @@ class ForkHandlers
             HierarchyLocks::renewAfterFork(log4cplus::Logger::getDefaultHierarchy());
         }
         CallDataRegistryImpl::afterForkInChild();
+        LivingFileAppenders::forgetBuffersInChild();
         Python::InterpreterFork::child();
     }
 
@@ -181,6 +184,7 @@ bool bringUpInOrder()
     LevelChange::initialize();
     getACEBackend();
     RemoteSyslogAppender::registerFactory();
+    FileAppender::registerFactory();
     PatternLayout::registerFactory();
     JsonLayout::registerFactory();
     Logger::sGetConfigMutex();

@@ -2,6 +2,7 @@
 
 #include "velmora/logging/AppendersInUse.h"
 
+#include "velmora/logging/FileAppender.h"
 #include "velmora/logging/Log4cplusAccess.h"
 
 #include <log4cplus/fileappender.h>
@@ -23,6 +24,18 @@ bool isFile(std::string_view in_strName)
     return in_strName == "File" || in_strName.ends_with(".File");
 }
 
+/// Returns whether the appender leaves what is in its file, and can write to it beside another one.
+bool sharesItsFile(const std::string& in_strClass,
+                   const log4cplus::helpers::Properties& in_properties)
+{
+    const bool bOurs = in_strClass == FileAppender::s_szTypeName;
+    if (!bOurs && in_strClass != "log4cplus::FileAppender")
+        return false;
+    bool bAppends = bOurs;
+    in_properties.getBool(bAppends, "Append");
+    return bAppends;
+}
+
 } // namespace
 
 AppendersInUse::FileIdentity::FileIdentity(const std::string& in_strPath)
@@ -42,6 +55,8 @@ void AppendersInUse::add(const log4cplus::SharedAppenderPtr& in_pAppender)
     if (const auto* const pFile =
             dynamic_cast<const log4cplus::FileAppenderBase*>(in_pAppender.get()))
         m_files.emplace_back(Log4cplusAccess::FileAppenderMembers::fileOf(*pFile));
+    if (const auto* const pFile = dynamic_cast<const FileAppender*>(in_pAppender.get()))
+        m_files.emplace_back(pFile->getPath());
     m_bTimeBased = m_bTimeBased || dynamic_cast<log4cplus::TimeBasedRollingFileAppender*>(
                                        in_pAppender.get()) != nullptr;
     m_bSyslog =
@@ -59,9 +74,7 @@ bool AppendersInUse::isInTheWayOf(const std::string& in_strClass,
         return m_bSyslog && in_properties.getProperty("host").empty();
     if (in_strClass == "log4cplus::TimeBasedRollingFileAppender" && m_bTimeBased)
         return true;
-    bool bAppends = false;
-    if (in_strClass == "log4cplus::FileAppender" && in_properties.getBool(bAppends, "Append") &&
-        bAppends)
+    if (sharesItsFile(in_strClass, in_properties))
         return false;
     const std::vector<std::string> names = in_properties.propertyNames();
     return std::any_of(names.begin(), names.end(),

@@ -2,6 +2,8 @@
 
 #include "velmora/logging/FileAppenders.h"
 
+#include "velmora/logging/FileAppender.h"
+
 #include <algorithm>
 #include <array>
 #include <cerrno>
@@ -42,8 +44,11 @@ struct Appender
     std::string strType;
     Properties properties;
 
-    [[nodiscard]] bool isToFile() const
+    [[nodiscard]] bool isToFileOfLog4cplus() const
     {
+        // It opens its file by itself, without a delay.
+        if (strType == FileAppender::s_szTypeName)
+            return false;
         constexpr std::array types{s_strFile, s_strRolling, s_strDailyRolling,
                                    s_strTimeBasedRolling};
         return properties.exists("File") ||
@@ -201,7 +206,7 @@ void addDefaultsToAll(Properties& inout_configuration, const std::string& in_str
 {
     for (Appender& appender : appendersOf(inout_configuration, in_strPrefix))
     {
-        if (!appender.isToFile())
+        if (!appender.isToFileOfLog4cplus())
             continue;
         addDefaults(appender.properties);
         for (const std::string& strName : appender.properties.propertyNames())

@@ -22,7 +22,7 @@ VELMORA_API void addDefaults(log4cplus::helpers::Properties& inout_appender);
 
 /// Does the same for each file appender in a configuration, whose keys begin with `in_strPrefix`
 /// and then "appender.". File appenders are those of log4cplus that write to files, and any other
-/// that has the property "File". Appenders nested in others are included.
+/// that has the property "File", except `FileAppender`. Appenders nested in others are included.
 VELMORA_API void addDefaultsToAll(log4cplus::helpers::Properties& inout_configuration,
                                   const std::string& in_strPrefix = "log4cplus.");
 

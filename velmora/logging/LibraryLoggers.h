@@ -47,6 +47,7 @@
     entry(DottedRevision, "keswardin.infra.DottedRevision")               \
     entry(Syslog, "keswardin.infra.Syslog")                               \
     entry(RemoteSyslogAppender, "keswardin.infra.RemoteSyslogAppender")   \
+    entry(FileAppender, "keswardin.infra.FileAppender")                   \
     entry(Crash, "keswardin.infra.crash")                                 \
     entry(CoreDump, "keswardin.infra.CoreDump")                           \
     entry(StackTrace, "keswardin.infra.StackTrace")                       \

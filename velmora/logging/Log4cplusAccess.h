@@ -17,6 +17,7 @@
 #include <dlfcn.h>
 #include <pthread.h>
 
+#include <atomic>
 #include <chrono>
 #include <ctime>
 #include <map>
@@ -147,6 +148,38 @@ struct HierarchyLoggers
 };
 template struct HierarchyLoggers<&log4cplus::Hierarchy::loggerPtrs>;
 std::map<log4cplus::tstring, log4cplus::Logger>& loggersOf(log4cplus::Hierarchy& in_hierarchy);
+
+/// Defines `referencesOf`, which returns a private member in the same way: the number of references
+/// on an object.
+template <std::atomic<unsigned int> log4cplus::helpers::SharedObject::*Member>
+struct SharedObjectMembers
+{
+    friend std::atomic<unsigned int>&
+    referencesOf(const log4cplus::helpers::SharedObject& in_object)
+    {
+        return const_cast<log4cplus::helpers::SharedObject&>(in_object).*Member;
+    }
+};
+template struct SharedObjectMembers<&log4cplus::helpers::SharedObject::count__>;
+std::atomic<unsigned int>& referencesOf(const log4cplus::helpers::SharedObject& in_object);
+
+/// Returns a pointer to an object that another thread may be releasing. Returns null if there is no
+/// reference on it: it is being made, or destroyed. The caller prevents its memory from being
+/// freed.
+template <class T>
+log4cplus::helpers::SharedObjectPtr<T> shareIfReferenced(T& inout_object)
+{
+    std::atomic<unsigned int>& uiReferences = referencesOf(inout_object);
+    unsigned int uiCount = uiReferences.load();
+    while (uiCount != 0)
+        if (uiReferences.compare_exchange_weak(uiCount, uiCount + 1))
+        {
+            log4cplus::helpers::SharedObjectPtr<T> pObject(&inout_object);
+            inout_object.removeReference();
+            return pObject;
+        }
+    return log4cplus::helpers::SharedObjectPtr<T>();
+}
 
 /// Calls the function for the root logger and every other logger. Allocates nothing. The caller
 /// holds the hierarchy's own mutex.

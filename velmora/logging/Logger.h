@@ -11,6 +11,7 @@
 #include <log4cplus/spi/loggerimpl.h>
 
 #include <cstddef>
+#include <cstdint>
 #include <iosfwd>
 #include <string>
 
@@ -117,6 +118,23 @@ class VELMORA_API Logger : public log4cplus::Logger, public virtual Resettable
     /// Starts ACE's function trace if TRACE is enabled for the logger "keswardin.ace", and stops it
     /// otherwise.
     static void configureACE_Trace();
+
+    /// Lets each `FileAppender` of the process open its path again, after a program that rotates
+    /// logs has renamed the files. What is buffered goes to the old file; lines go to the new one
+    /// as soon as it is open, and none is lost. The files of calls stay open. May be called at any
+    /// time, except in a signal handler.
+    ///
+    /// Failure: returns false, and logs an ERROR of "keswardin.infra.FileAppender" for each file
+    /// that cannot be opened. Its lines still go to the old file.
+    static bool reopenFiles();
+
+    /// Returns the number of lines that all objects of `FileAppender` in this process have written
+    /// to their files. Lines that are buffered do not count.
+    [[nodiscard]] static std::uint64_t getLineCount();
+
+    /// Returns the number of lines that these objects have lost: the disk was full, or a file could
+    /// not be opened.
+    [[nodiscard]] static std::uint64_t getLossCount();
 
   private:
     static bool configureInTurn(const ParameterTrie& in_trie, std::ostream& out_errors);

@@ -3,9 +3,11 @@
 #include "velmora/application/ProcessGate.h"
 #include "velmora/config/ParameterTrie.h"
 #include "velmora/logging/ConfigurationTurn.h"
+#include "velmora/logging/FileAppender.h"
 #include "velmora/logging/FileAppenders.h"
 #include "velmora/logging/JsonLayout.h"
 #include "velmora/logging/LineInTime.h"
+#include "velmora/logging/LivingFileAppenders.h"
 #include "velmora/logging/Log4cplusBackend.h"
 #include "velmora/logging/LogMacros.h"
 #include "velmora/logging/Logger.h"
@@ -167,6 +169,12 @@ void Logger::configureACE_Trace()
         ACE_Trace::stop_tracing();
 }
 
+bool Logger::reopenFiles() { return LivingFileAppenders::reopenAll(); }
+
+std::uint64_t Logger::getLineCount() { return LivingFileAppenders::getLineCount(); }
+
+std::uint64_t Logger::getLossCount() { return LivingFileAppenders::getLossCount(); }
+
 bool Logger::configureDefault()
 try
 {
@@ -233,6 +241,7 @@ bool Logger::configureInTurn(const ParameterTrie& in_trie, std::ostream& out_err
     const std::vector<std::string> madeSynchronous = makeSynchronous(prepared.properties());
     const bool bHasLevel = prepared.hasLevelOfRoot();
     RemoteSyslogAppender::registerFactory();
+    FileAppender::registerFactory();
     PatternLayout::registerFactory();
     JsonLayout::registerFactory();
 
