@@ -132,7 +132,7 @@ void append(std::string& inout_strEscaped, std::string_view in_text)
 {
     while (!in_text.empty())
     {
-        const std::size_t uiPlain = Utf8::countPlain(in_text);
+        const std::size_t uiPlain = Utf8::countPlain<'\\'>(in_text);
         inout_strEscaped.append(in_text.substr(0, uiPlain));
         in_text.remove_prefix(uiPlain);
         if (!in_text.empty())

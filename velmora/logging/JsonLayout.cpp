@@ -48,12 +48,13 @@ void setFieldName(std::string& out_strName, std::string_view in_key)
     std::transform(out_strName.begin(), out_strName.end(), out_strName.begin(), signOfField);
 }
 
-void appendField(std::string& inout_strText, std::string_view in_name, std::string_view in_value)
+/// Appends a text, behind the name of its field and a quote.
+void appendText(std::string& inout_strText, std::string_view in_beginning,
+                std::string_view in_value)
 {
-    inout_strText += ",\"";
-    inout_strText += in_name;
-    inout_strText += "\":";
-    appendJsonString(inout_strText, in_value);
+    inout_strText += in_beginning;
+    appendJsonText(inout_strText, in_value);
+    inout_strText += '"';
 }
 
 } // namespace
@@ -67,7 +68,8 @@ void JsonLayout::registerFactory()
 JsonLayout::JsonLayout(const log4cplus::helpers::Properties& in_properties)
     : TextLayout(in_properties),
       m_pLimit(std::make_unique<MessageLimit>(CheckedProperties(s_szTypeName, in_properties))),
-      m_pSecond(std::make_unique<DateFormat>("%Y-%m-%dT%H:%M:%S", DateFormat::Zone::utc))
+      m_pSecond(
+          std::make_unique<DateFormat>("{\"time\":\"%Y-%m-%dT%H:%M:%S.", DateFormat::Zone::utc))
 {
 }
 
@@ -77,16 +79,16 @@ void JsonLayout::append(std::string& inout_strText,
                         const log4cplus::spi::InternalLoggingEvent& in_event)
 {
     appendTime(inout_strText, in_event);
-    appendField(inout_strText, "level", llmCache.toString(in_event.getLogLevel()));
-    appendField(inout_strText, "logger", in_event.getLoggerName());
-    appendField(inout_strText, "thread", in_event.getThread());
+    appendText(inout_strText, "Z\",\"level\":\"", llmCache.toString(in_event.getLogLevel()));
+    appendText(inout_strText, ",\"logger\":\"", in_event.getLoggerName());
+    appendText(inout_strText, ",\"thread\":\"", in_event.getThread());
     const auto* const pIdEvent = dynamic_cast<const LoggingIdEvent*>(&in_event);
     if (pIdEvent != nullptr)
         appendIds(inout_strText, pIdEvent->getLoggingIds());
     appendMessage(inout_strText,
                   pIdEvent != nullptr ? pIdEvent->getRawMessage() : in_event.getMessage());
     if (const std::string& strNdc = in_event.getNDC(); !strNdc.empty())
-        appendField(inout_strText, "ndc", strNdc);
+        appendText(inout_strText, ",\"ndc\":\"", strNdc);
     if (const auto& context = in_event.getMDCCopy(); !context.empty())
     {
         inout_strText += ",\"mdc\":";
@@ -94,15 +96,14 @@ void JsonLayout::append(std::string& inout_strText,
         for (const auto& [strKey, strValue] : context)
         {
             inout_strText += cBefore;
-            appendJsonString(inout_strText, strKey);
-            inout_strText += ':';
-            appendJsonString(inout_strText, strValue);
+            appendText(inout_strText, "\"", strKey);
+            appendText(inout_strText, ":\"", strValue);
             cBefore = ',';
         }
         inout_strText += '}';
     }
     if (!in_event.getFile().empty())
-        appendField(inout_strText, "file", in_event.getFile());
+        appendText(inout_strText, ",\"file\":\"", in_event.getFile());
     if (in_event.getLine() >= 0)
     {
         inout_strText += ",\"line\":";
@@ -114,17 +115,15 @@ void JsonLayout::append(std::string& inout_strText,
 void JsonLayout::appendTime(std::string& inout_strText,
                             const log4cplus::spi::InternalLoggingEvent& in_event)
 {
-    inout_strText += "{\"time\":\"";
     m_pSecond->append(inout_strText, in_event.getTimestamp());
-    std::array<char, 7> fraction{'.'};
+    std::array<char, 6> fraction{};
     long lMicroseconds = log4cplus::helpers::microseconds_part(in_event.getTimestamp());
-    for (auto digit = fraction.rbegin(); digit + 1 != fraction.rend(); ++digit)
+    for (auto digit = fraction.rbegin(); digit != fraction.rend(); ++digit)
     {
         *digit = static_cast<char>('0' + lMicroseconds % 10);
         lMicroseconds /= 10;
     }
     inout_strText.append(fraction.data(), fraction.size());
-    inout_strText += "Z\"";
 }
 
 void JsonLayout::appendIds(std::string& inout_strText, std::span<const std::string> in_ids)
@@ -147,8 +146,12 @@ void JsonLayout::appendIds(std::string& inout_strText, std::span<const std::stri
     bool bHasOthers = false;
     for (const std::string& strId : in_ids)
         if (isField(strId))
-            appendField(inout_strText, m_strKey,
-                        std::string_view(strId).substr(keyOf(strId).size() + 1));
+        {
+            inout_strText += ",\"";
+            inout_strText += m_strKey;
+            appendText(inout_strText, "\":\"",
+                       std::string_view(strId).substr(keyOf(strId).size() + 1));
+        }
         else
             bHasOthers = true;
     if (!bHasOthers)
@@ -159,7 +162,7 @@ void JsonLayout::appendIds(std::string& inout_strText, std::span<const std::stri
         if (!isField(strId))
         {
             inout_strText += cBefore;
-            appendJsonString(inout_strText, strId);
+            appendText(inout_strText, "\"", strId);
             cBefore = ',';
         }
     inout_strText += ']';
@@ -170,12 +173,12 @@ void JsonLayout::appendMessage(std::string& inout_strText, const std::string& in
     const std::string_view kept = m_pLimit->keptOf(in_strMessage);
     if (kept.size() == in_strMessage.size()) [[likely]]
     {
-        appendField(inout_strText, "message", kept);
+        appendText(inout_strText, ",\"message\":\"", kept);
         return;
     }
     m_strCut = kept;
     MessageLimit::appendRest(m_strCut, in_strMessage.size() - kept.size());
-    appendField(inout_strText, "message", m_strCut);
+    appendText(inout_strText, ",\"message\":\"", m_strCut);
 }
 
 } // namespace Velmora

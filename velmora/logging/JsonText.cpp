@@ -6,7 +6,6 @@
 #include "velmora/logging/EscapedText.h"
 #include "velmora/logging/Utf8.h"
 
-#include <algorithm>
 #include <optional>
 
 namespace Velmora
@@ -45,22 +44,16 @@ std::size_t appendFirst(std::string& inout_strJson, std::string_view in_text)
 
 } // namespace
 
-void appendJsonString(std::string& inout_strJson, std::string_view in_text)
+void appendJsonText(std::string& inout_strJson, std::string_view in_text)
 {
-    inout_strJson += '"';
-    // A quote is plain otherwise. Each is looked for once.
-    std::size_t uiQuote = 0;
-    for (std::size_t uiNext = 0; uiNext != in_text.size();)
+    while (!in_text.empty())
     {
-        if (uiQuote <= uiNext)
-            uiQuote = std::min(in_text.find('"', uiNext), in_text.size());
-        const std::size_t uiPlain = Utf8::countPlain(in_text.substr(uiNext, uiQuote - uiNext));
-        inout_strJson.append(in_text.substr(uiNext, uiPlain));
-        uiNext += uiPlain;
-        if (uiNext != in_text.size())
-            uiNext += appendFirst(inout_strJson, in_text.substr(uiNext));
+        const std::size_t uiPlain = Utf8::countPlain<'\\', '"'>(in_text);
+        inout_strJson.append(in_text.substr(0, uiPlain));
+        in_text.remove_prefix(uiPlain);
+        if (!in_text.empty())
+            in_text.remove_prefix(appendFirst(inout_strJson, in_text));
     }
-    inout_strJson += '"';
 }
 
 } // namespace Velmora

@@ -178,7 +178,7 @@ catch (...)
     // There is no memory for the text, or a layout throws. The next line tries again.
 }
 
-/// Counts the lines in the buffer, of which so many bytes have been written.
+/// Counts the lines in the buffer. Its first bytes have been written.
 void LogFileWriter::settle(std::size_t in_uiWritten) noexcept
 {
     const auto firstLost = std::upper_bound(m_ends.begin(), m_ends.end(), in_uiWritten);

@@ -2,6 +2,9 @@
 
 #pragma once
 
+#include <emmintrin.h>
+
+#include <bit>
 #include <cstddef>
 #include <cstdint>
 #include <cstring>
@@ -80,33 +83,77 @@ constexpr bool isHidden(char32_t in_uiCodePoint)
            (in_uiCodePoint >= 0x2066 && in_uiCodePoint <= 0x2069);
 }
 
-/// Returns whether a byte is a visible character of ASCII or a blank, and not a backslash.
-constexpr bool isPlain(unsigned char in_uiByte)
+/// Returns a bit for each of 16 bytes that is not plain: no visible character of ASCII and no
+/// blank, or one of the signs.
+template <char... Signs>
+unsigned int notPlain(__m128i in_bytes)
 {
-    return in_uiByte >= ' ' && in_uiByte < 0x7f && in_uiByte != '\\';
+    // The comparison is signed, so that bytes above 0x7f are below the blank as well.
+    __m128i found = _mm_or_si128(_mm_cmplt_epi8(in_bytes, _mm_set1_epi8(' ')),
+                                 _mm_cmpeq_epi8(in_bytes, _mm_set1_epi8(0x7f)));
+    ((found = _mm_or_si128(found, _mm_cmpeq_epi8(in_bytes, _mm_set1_epi8(Signs)))), ...);
+    return static_cast<unsigned int>(_mm_movemask_epi8(found));
 }
 
-/// Returns the number of plain bytes at the beginning of a text. Looks at eight bytes at a time.
-inline std::size_t countPlain(std::string_view in_text)
+/// Returns the first bytes of a text and the last ones, which may overlap.
+template <class Word>
+__m128i firstAndLast(std::string_view in_text)
 {
-    constexpr std::uint64_t uiOnes = 0x0101010101010101;
-    constexpr std::uint64_t uiHighBits = 0x80 * uiOnes;
-    // Sets the high bit of each byte that is zero, and maybe of those above it.
-    const auto zeros = [](std::uint64_t in_uiWord)
-    { return (in_uiWord - uiOnes) & ~in_uiWord & uiHighBits; };
-    std::size_t uiPlain = 0;
-    for (; uiPlain + sizeof(std::uint64_t) <= in_text.size(); uiPlain += sizeof(std::uint64_t))
+    Word first = 0;
+    Word last = 0;
+    std::memcpy(&first, in_text.data(), sizeof first);
+    std::memcpy(&last, in_text.data() + in_text.size() - sizeof last, sizeof last);
+    if constexpr (sizeof(Word) == 8)
+        return _mm_set_epi64x(static_cast<long long>(last), static_cast<long long>(first));
+    else
+        return _mm_set_epi32(0, 0, static_cast<int>(last), static_cast<int>(first));
+}
+
+/// Returns the number of bytes at the beginning of a text that are visible characters of ASCII or
+/// blanks, and none of the signs. Looks at up to 16 bytes at a time.
+template <char... Signs>
+std::size_t countPlain(std::string_view in_text)
+{
+    const std::size_t uiSize = in_text.size();
+    // Returns the index of the first byte found; the bits begin at an index.
+    const auto indexOf = [uiSize](std::size_t in_uiBegin, unsigned int in_uiFound)
     {
-        std::uint64_t uiWord = 0;
-        std::memcpy(&uiWord, in_text.data() + uiPlain, sizeof uiWord);
-        const std::uint64_t uiBelowBlank = (uiWord - uiOnes * ' ') & ~uiWord & uiHighBits;
-        if (((uiWord & uiHighBits) | uiBelowBlank | zeros(uiWord ^ uiOnes * '\\') |
-             zeros(uiWord ^ uiOnes * 0x7f)) != 0)
-            break;
+        return in_uiFound == 0
+                   ? uiSize
+                   : in_uiBegin + static_cast<std::size_t>(std::countr_zero(in_uiFound));
+    };
+    // The same for two words, of which the second ends with the text.
+    const auto indexInWords = [&indexOf, uiSize](unsigned int in_uiFound, std::size_t in_uiWord)
+    {
+        const unsigned int uiFirst = in_uiFound & ((1U << in_uiWord) - 1);
+        return uiFirst != 0 ? indexOf(0, uiFirst)
+                            : indexOf(uiSize - in_uiWord, in_uiFound >> in_uiWord);
+    };
+    const auto bytesAt = [in_text](std::size_t in_uiIndex)
+    {
+        return _mm_loadu_si128(
+            reinterpret_cast<const __m128i*>(in_text.data() + in_uiIndex)); // NOLINT: unaligned
+    };
+    constexpr std::size_t uiStep = sizeof(__m128i);
+    if (uiSize >= uiStep)
+    {
+        for (std::size_t i = 0; i + uiStep <= uiSize; i += uiStep)
+            if (const unsigned int uiFound = notPlain<Signs...>(bytesAt(i)); uiFound != 0)
+                return indexOf(i, uiFound);
+        // Those before have been looked at already.
+        return indexOf(uiSize - uiStep, notPlain<Signs...>(bytesAt(uiSize - uiStep)));
     }
-    while (uiPlain != in_text.size() && isPlain(byteAt(in_text, uiPlain)))
-        ++uiPlain;
-    return uiPlain;
+    if (uiSize >= sizeof(std::uint64_t))
+        return indexInWords(notPlain<Signs...>(firstAndLast<std::uint64_t>(in_text)),
+                            sizeof(std::uint64_t));
+    if (uiSize >= sizeof(std::uint32_t))
+        // The bytes behind the two words are zero.
+        return indexInWords(notPlain<Signs...>(firstAndLast<std::uint32_t>(in_text)) & 0xff,
+                            sizeof(std::uint32_t));
+    for (std::size_t i = 0; i != uiSize; ++i)
+        if (const char c = in_text[i]; c < ' ' || c == 0x7f || ((c == Signs) || ...))
+            return i;
+    return uiSize;
 }
 
 } // namespace Velmora::Utf8
