@@ -151,7 +151,7 @@ void configureCalls(int in_iLog1CallOutOf)
     text << "log4cplus.appender.CALL_LOG_APPENDER=log4cplus::NullAppender\n"
             "log4cplus.appender.CALL_LOG_APPENDER.Directory="
          << CallDirectory::path()
-         << "\nlog4cplus.appender.CALL_LOG_APPENDER.layout=log4cplus::PatternLayout\n"
+         << "\nlog4cplus.appender.CALL_LOG_APPENDER.layout=velmora::PatternLayout\n"
             "log4cplus.appender.CALL_LOG_APPENDER.layout.ConversionPattern="
          << s_szPattern
          << "\nkeswardin.infra.CallLogger.outputFileSuffix=.log\n"

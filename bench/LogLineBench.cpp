@@ -9,25 +9,20 @@
 #include "velmora/logging/LoggingIdLogger.h"
 #include "velmora/logging/PatternLayout.h"
 
-#include <log4cplus/fileappender.h>
 #include <log4cplus/layout.h>
 #include <log4cplus/loggingmacros.h>
 #include <log4cplus/nullappender.h>
 #include <log4cplus/spi/loggingevent.h>
 #include <spdlog/pattern_formatter.h>
-#include <spdlog/sinks/basic_file_sink.h>
 #include <spdlog/sinks/null_sink.h>
 #include <spdlog/spdlog.h>
 
 #include <chrono>
 #include <cstddef>
-#include <filesystem>
 #include <memory>
 #include <sstream>
 #include <string>
 #include <vector>
-
-#include <unistd.h>
 
 using namespace Velmora;
 using Bench::opaque;
@@ -132,55 +127,6 @@ class LoudEntry
     log4cplus::Logger m_logger = log4cplus::Logger::getInstance(s_szName);
 };
 
-/// A file for the lines. The destructor deletes it.
-class LogFile
-{
-  public:
-    LogFile()
-        : m_path(std::filesystem::temp_directory_path() /
-                 ("log-line-bench." + std::to_string(getpid()) + ".log"))
-    {
-    }
-    ~LogFile()
-    {
-        std::error_code ignored;
-        std::filesystem::remove(m_path, ignored);
-    }
-    LogFile(const LogFile&) = delete;
-    LogFile& operator=(const LogFile&) = delete;
-
-    [[nodiscard]] std::string getPath() const { return m_path.string(); }
-
-  private:
-    std::filesystem::path m_path;
-};
-
-enum class Flush
-{
-    eachLine,
-    whenFull
-};
-
-log4cplus::SharedAppenderPtr makeFileAppender(const LogFile& in_file, Flush in_flush)
-{
-    log4cplus::SharedAppenderPtr pAppender(new log4cplus::FileAppender(
-        in_file.getPath(), std::ios_base::trunc, in_flush == Flush::eachLine));
-    pAppender->setLayout(
-        std::make_unique<log4cplus::PatternLayout>("%d{%Y-%m-%d %H:%M:%S.%q} %-5p [%t] %c - %m%n"));
-    return pAppender;
-}
-
-std::unique_ptr<spdlog::logger> makeFileLoggerOfSpdlog(const LogFile& in_file, Flush in_flush)
-{
-    auto pLogger = std::make_unique<spdlog::logger>(
-        LoudEntry::s_szName,
-        std::make_shared<spdlog::sinks::basic_file_sink_mt>(in_file.getPath(), true));
-    pLogger->set_pattern("%Y-%m-%d %H:%M:%S.%e %-5l [%t] %n - %v", spdlog::pattern_time_type::utc);
-    pLogger->flush_on(in_flush == Flush::eachLine ? spdlog::level::trace : spdlog::level::off);
-    pLogger->set_level(spdlog::level::debug);
-    return pLogger;
-}
-
 template <class LoggerClass>
 void logThrough(const LoggerClass& in_logger, benchmark::State& out_state)
 {
@@ -239,27 +185,6 @@ void enabledIdentifiersOurs(benchmark::State& out_state)
     logger.addLoggingId("leg=1");
     logger.logCallId("9f3c1d2e5b7a4086@192.0.2.17");
     logThrough(logger, out_state);
-}
-
-void enabledFileOurs(benchmark::State& out_state, Flush in_flush)
-{
-    const LogFile file;
-    const LoudEntry entry(makeFileAppender(file, in_flush));
-    logByOurs(out_state);
-}
-
-void enabledFileLog4cplus(benchmark::State& out_state, Flush in_flush)
-{
-    const LogFile file;
-    const LoudEntry entry(makeFileAppender(file, in_flush));
-    logByLog4cplus(out_state);
-}
-
-void enabledFileSpdlog(benchmark::State& out_state, Flush in_flush)
-{
-    const LogFile file;
-    const std::unique_ptr<spdlog::logger> pLogger = makeFileLoggerOfSpdlog(file, in_flush);
-    logBySpdlog(out_state, *pLogger);
 }
 
 // The text of a line, by the layout alone. The events are a millisecond apart.
@@ -368,14 +293,6 @@ BENCHMARK(enabledNullSpdlog)->Name("enabledNull/spdlog");
 
 BENCHMARK(enabledIdentifiersOurs)->Name("enabledIdentifiers/ours");
 BENCHMARK(enabledNullOurs)->Name("enabledIdentifiers/plain");
-
-BENCHMARK_CAPTURE(enabledFileOurs, , Flush::eachLine)->Name("enabledFile/ours");
-BENCHMARK_CAPTURE(enabledFileLog4cplus, , Flush::eachLine)->Name("enabledFile/log4cplus");
-BENCHMARK_CAPTURE(enabledFileSpdlog, , Flush::eachLine)->Name("enabledFile/spdlog");
-
-BENCHMARK_CAPTURE(enabledFileOurs, , Flush::whenFull)->Name("enabledFileBuffered/ours");
-BENCHMARK_CAPTURE(enabledFileLog4cplus, , Flush::whenFull)->Name("enabledFileBuffered/log4cplus");
-BENCHMARK_CAPTURE(enabledFileSpdlog, , Flush::whenFull)->Name("enabledFileBuffered/spdlog");
 
 BENCHMARK(layoutOurs<Velmora::PatternLayout>)->Name("layout/ours");
 BENCHMARK(layoutLog4cplus)->Name("layout/log4cplus");

@@ -31,6 +31,7 @@ PLOTS = {
     "growThreads": ("A line that is on, null appender; elapsed time", "threads"),
     "growCalls": ("A call without a file ends and another starts", "calls at once"),
     "growCallFiles": ("A call with a file ends and another starts", "calls at once"),
+    "growLatency": ("Latency at 100,000 lines a second, flushed", "lines of which one takes longer"),
     "growShortThreads": ("A block replaced on threads that come and go; elapsed time", "blocks of a thread"),
 }
 
