@@ -26,7 +26,7 @@ constexpr int s_iLines = 100'000;
 /// 100,000 lines a second.
 constexpr nanoseconds s_interval(10'000);
 
-/// A share of the lines takes longer than the latency of that rank: one line in so many.
+/// The latency of rank n is the one that a line in n exceeds.
 constexpr std::array s_ranks{2, 10, 100, 1000, 10000};
 
 /// The latencies of a run, or of the medians of several: for each rank, and the highest.

@@ -29,6 +29,8 @@ namespace
 
 using Factory = log4cplus::spi::FactoryTempl<FileAppender, log4cplus::spi::AppenderFactory>;
 
+constexpr std::uint64_t s_uiLargestBuffer = 64 * 1024 * 1024;
+
 LogFileWriter::Options optionsOf(const log4cplus::helpers::Properties& in_properties)
 {
     const CheckedProperties properties(FileAppender::s_szTypeName, in_properties);
@@ -40,7 +42,10 @@ LogFileWriter::Options optionsOf(const log4cplus::helpers::Properties& in_proper
     properties.read("ImmediateFlush", options.bImmediate);
     std::uint64_t uiBufferSize = options.uiBufferSize;
     properties.readSize("BufferSize", uiBufferSize);
-    options.uiBufferSize = uiBufferSize;
+    if (uiBufferSize <= s_uiLargestBuffer)
+        options.uiBufferSize = uiBufferSize;
+    else
+        properties.report("BufferSize", "a number of bytes up to 64MB");
     properties.readLevel("FlushLevel", options.flushLevel);
     unsigned int uiInterval = static_cast<unsigned int>(options.flushInterval.count());
     properties.read("FlushInterval", uiInterval, "a number of seconds");

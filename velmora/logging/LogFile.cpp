@@ -3,7 +3,6 @@
 #include "velmora/logging/LogFile.h"
 
 #include "velmora/logging/TrustedOpen.h"
-#include "velmora/vfs/Directory.h"
 
 #include <fcntl.h>
 #include <sys/stat.h>
@@ -17,8 +16,6 @@ namespace Velmora
 
 namespace
 {
-
-constexpr unsigned int s_uiModeOfDirectories = 0755;
 
 /// How often `open` makes a file that is gone when it is opened, or the other way round.
 constexpr int s_iAttempts = 10;
@@ -60,10 +57,6 @@ LogFile::Opened LogFile::open(bool in_bTruncates) const
 {
     if (m_location.strPath.empty())
         return {{}, ENOENT, "cannot open a file without a name. Set \"File\" to its path"};
-    if (m_location.bMakesDirectories)
-        // If it fails, the file cannot be opened either, which is reported.
-        static_cast<void>(
-            Directory::makeFromFullFilePath(m_location.strPath, s_uiModeOfDirectories));
     Opened opened = openOrMake(in_bTruncates);
     if (opened.iError != 0 && opened.strProblem.empty())
         opened.strProblem = "cannot open " + m_location.strPath + ": " +
@@ -80,7 +73,8 @@ LogFile::Opened LogFile::openOrMake(bool in_bTruncates) const
         result = openTrusted(m_location.strPath, iFlags | (in_bTruncates ? O_TRUNC : 0), 0);
         if (result.iError != ENOENT)
             break;
-        result = openTrusted(m_location.strPath, iFlags | O_CREAT | O_EXCL, m_location.uiMode);
+        result = openTrusted(m_location.strPath, iFlags | O_CREAT | O_EXCL, m_location.uiMode,
+                             m_location.bMakesDirectories);
         // Not up to the umask of the process. A file system without modes is no failure.
         if (result.descriptor.isOpen())
             static_cast<void>(::fchmod(result.descriptor.number(), m_location.uiMode));

@@ -157,7 +157,8 @@ try
     if (m_loss.uiLines != 0)
     {
         std::string strMessage = std::to_string(m_loss.uiLines) + " line(s) lost since ";
-        DateFormat("%Y-%m-%d %H:%M:%S.%q", DateFormat::Zone::local)
+        // With the difference from UTC, as the layout may have another zone.
+        DateFormat("%Y-%m-%d %H:%M:%S.%q %z", DateFormat::Zone::local)
             .append(strMessage, m_loss.since);
         m_formatReport(strText,
                        strMessage + " : " +

@@ -22,12 +22,15 @@ namespace
 /// As many as the kernel follows.
 constexpr int s_iMostLinks = 40;
 
+constexpr mode_t s_uiModeOfDirectories = 0755;
+
 /// A walk along a path, from one directory to the next.
 class Walk
 {
   public:
-    Walk(const std::string& in_strPath, int in_iFlags, mode_t in_uiMode)
-        : m_iFlags(in_iFlags | O_CLOEXEC), m_uiMode(in_uiMode), m_strRest(in_strPath)
+    Walk(const std::string& in_strPath, int in_iFlags, mode_t in_uiMode, bool in_bMakesDirectories)
+        : m_iFlags(in_iFlags | O_CLOEXEC), m_uiMode(in_uiMode),
+          m_bMakesDirectories(in_bMakesDirectories), m_strRest(in_strPath)
     {
     }
 
@@ -102,8 +105,11 @@ class Walk
                 return end(iFile);
         }
         const int iError = errno;
-        OwnedDescriptor item(
-            ::openat(m_directory.number(), strName.c_str(), O_PATH | O_NOFOLLOW | O_CLOEXEC));
+        OwnedDescriptor item = openItem(strName);
+        if (!item.isOpen() && errno == ENOENT && !bLast && m_bMakesDirectories &&
+            (::mkdirat(m_directory.number(), strName.c_str(), s_uiModeOfDirectories) == 0 ||
+             errno == EEXIST))
+            item = openItem(strName);
         struct stat status = {};
         if (!item.isOpen() || ::fstat(item.number(), &status) != 0)
             return end(-1);
@@ -113,6 +119,12 @@ class Walk
             fail(iError);
         else
             m_directory = std::move(item);
+    }
+
+    [[nodiscard]] OwnedDescriptor openItem(const std::string& in_strName) const
+    {
+        return OwnedDescriptor(
+            ::openat(m_directory.number(), in_strName.c_str(), O_PATH | O_NOFOLLOW | O_CLOEXEC));
     }
 
     void follow(const OwnedDescriptor& in_link, const std::string& in_strName, uid_t in_uiOwner)
@@ -168,6 +180,7 @@ class Walk
 
     int m_iFlags;
     mode_t m_uiMode;
+    bool m_bMakesDirectories;
     /// The path below the directory.
     std::string m_strRest;
     OwnedDescriptor m_directory;
@@ -178,9 +191,10 @@ class Walk
 
 } // namespace
 
-TrustedOpen openTrusted(const std::string& in_strPath, int in_iFlags, mode_t in_uiMode)
+TrustedOpen openTrusted(const std::string& in_strPath, int in_iFlags, mode_t in_uiMode,
+                        bool in_bMakesDirectories)
 {
-    return Walk(in_strPath, in_iFlags, in_uiMode).run();
+    return Walk(in_strPath, in_iFlags, in_uiMode, in_bMakesDirectories).run();
 }
 
 } // namespace Velmora

@@ -29,11 +29,15 @@ struct TrustedOpen
 /// make the process write to a file of his choice. A link to a descriptor in /proc, such as
 /// /dev/stdout, is followed in the same case.
 ///
+/// With `in_bMakesDirectories`, missing directories on the path are made, with the mode 0755 less
+/// the umask of the process.
+///
 /// Each link on the path is checked and followed by way of descriptors, so that it cannot be
 /// exchanged in between.
 ///
 /// Thread-safety: may be called on any thread.
 /// Failure: gives the error; ELOOP for a link that is not followed. Throws `std::bad_alloc`.
-TrustedOpen openTrusted(const std::string& in_strPath, int in_iFlags, mode_t in_uiMode);
+TrustedOpen openTrusted(const std::string& in_strPath, int in_iFlags, mode_t in_uiMode,
+                        bool in_bMakesDirectories = false);
 
 } // namespace Velmora

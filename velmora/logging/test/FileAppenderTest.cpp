@@ -859,6 +859,26 @@ TEST_F(AppenderToFile, MakesDirectoriesIfAskedTo)
     EXPECT_EQ("line\n", read("one/two/log"));
 }
 
+TEST_F(AppenderToFile, OpensItsFileAgainWithoutLoggingToItself)
+{
+    EXPECT_TRUE(Logger::configure(trieOf("log4cplus.rootLogger=TRACE, FILE\n"
+                                         "log4cplus.appender.FILE=velmora::FileAppender\n"
+                                         "log4cplus.appender.FILE.CreateDirs=true\n"
+                                         "log4cplus.appender.FILE.File=" +
+                                         file("log/log") + "\n")));
+    std::filesystem::remove_all(file("log"));
+    m_directory.write("log", "");
+    std::this_thread::sleep_for(s_untilNoticed);
+    const Logger logger("test");
+    EXPECT_THAT(errorsOf([&] { VELMORA_LOG(logger, INFO_LOG_LEVEL, "first"); }),
+                HasSubstr("cannot open " + file("log/log") + ": Not a directory"));
+    std::filesystem::remove(file());
+    std::this_thread::sleep_for(s_untilNoticed);
+    VELMORA_LOG(logger, INFO_LOG_LEVEL, "second");
+    EXPECT_EQ("INFO - second\n", read("log/log"));
+    Logger::configureDefault();
+}
+
 TEST_F(AppenderToFile, RefusesASymbolicLinkOfAnotherUser)
 {
     if (geteuid() != 0)
@@ -909,8 +929,9 @@ TEST_P(AppenderOfEachKind, CountsAndReportsLinesThatAFullDiskHasLost)
     ASSERT_GE(lines.size(), 3U);
     EXPECT_EQ("first", lines.front());
     EXPECT_THAT(lines[lines.size() - 2],
-                MatchesRegex("3 line\\(s\\) lost since [0-9]+-[0-9]+-[0-9]+ [0-9:]+\\.[0-9]+ : " +
-                             file() + ": No space left on device"));
+                MatchesRegex(
+                    "3 line\\(s\\) lost since [0-9]+-[0-9]+-[0-9]+ [0-9:]+\\.[0-9]+ [+-][0-9]+ : " +
+                    file() + ": No space left on device"));
     EXPECT_EQ("after", lines.back());
 
     // The next time, it is reported again.
@@ -1087,6 +1108,7 @@ INSTANTIATE_TEST_SUITE_P(
         WrongProperty{"Append", "maybe", "\"true\" or \"false\""},
         WrongProperty{"ImmediateFlush", "", "\"true\" or \"false\""},
         WrongProperty{"CreateDirs", "2x", "\"true\" or \"false\""},
+        WrongProperty{"BufferSize", "65MB", "a number of bytes up to 64MB"},
         WrongProperty{"BufferSize", "MB",
                       "a number of bytes, or one with a unit, such as 500KB or 10MB"},
         WrongProperty{"MaxFileSize", "-1",
