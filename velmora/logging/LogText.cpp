@@ -3,23 +3,18 @@
 #include "velmora/logging/LogText.h"
 
 #include "velmora/logging/PerThreadPool.h"
-#include "velmora/logging/ReusableStream.h"
 
 namespace Velmora
 {
 
-LogText::LogText()
-    : m_pBuffer(PerThreadPool<ReusableStream>::take()), m_pStream(&m_pBuffer->stream()),
-      m_pText(&m_pBuffer->text())
-{
-}
+LogText::LogText() : m_pStream(PerThreadPool<LogStream>::take()) {}
 
 LogText::~LogText()
 {
-    if (m_pBuffer->reset())
-        PerThreadPool<ReusableStream>::giveBack(m_pBuffer);
+    if (m_pStream->reset()) [[likely]]
+        PerThreadPool<LogStream>::giveBack(m_pStream);
     else
-        delete m_pBuffer;
+        delete m_pStream;
 }
 
 } // namespace Velmora

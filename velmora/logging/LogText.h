@@ -3,14 +3,12 @@
 #pragma once
 
 #include "velmora/Export.h"
+#include "velmora/logging/LogStream.h"
 
-#include <ostream>
 #include <string>
 
 namespace Velmora
 {
-
-class ReusableStream;
 
 /// Builds the text of one log line. The stream is a reused one of the calling thread, in the state
 /// of a new stream with the classic locale. A line that is built inside an argument of another one
@@ -25,16 +23,14 @@ class VELMORA_API LogText
     LogText(const LogText&) = delete;
     LogText& operator=(const LogText&) = delete;
 
-    [[nodiscard]] std::ostream& stream() { return *m_pStream; }
+    [[nodiscard]] LogStream& stream() { return *m_pStream; }
 
-    /// Returns what has been streamed so far.
+    /// Returns what has been streamed until the call.
     /// Ownership: owned by this object.
-    [[nodiscard]] const std::string& text() const { return *m_pText; }
+    [[nodiscard]] const std::string& text() const { return m_pStream->text(); }
 
   private:
-    ReusableStream* m_pBuffer;
-    std::ostream* m_pStream;
-    const std::string* m_pText;
+    LogStream* m_pStream;
 };
 
 } // namespace Velmora

@@ -259,6 +259,30 @@ TEST_F(LogMacroAllocation, TraceScopeThatIsOffAllocatesNothing)
     EXPECT_EQ(s_iAllocations - iBefore, 0);
 }
 
+/// Returns the text of a line of two pieces, of which there is no memory for the second one.
+std::string textWithoutMemoryFor(const std::string& in_strSecond, std::size_t in_uiLengthOfFirst)
+{
+    const std::string strFirst(in_uiLengthOfFirst, 'x');
+    LogText text;
+    {
+        const AllocationFailure failure(0, AllocationFailure::Lasts::ON);
+        text.stream() << strFirst << in_strSecond;
+    }
+    EXPECT_TRUE(text.stream().bad());
+    return text.text();
+}
+
+TEST_F(LogMacroAllocation, ATextWithoutMemoryHasNothingOfThePieceThatDidNotFit)
+{
+    const std::string strNote = " ... ERROR: not enough memory for the rest of the line";
+    const std::string strLong(300, 'y');
+    for (const std::size_t uiLength : {0U, 1U, 100U, 200U, 201U, 202U})
+        EXPECT_EQ(textWithoutMemoryFor(strLong, uiLength), std::string(uiLength, 'x') + strNote);
+    // The note takes the place of the last characters.
+    for (const std::size_t uiLength : {203U, 255U, 256U})
+        EXPECT_EQ(textWithoutMemoryFor(strLong, uiLength), std::string(202, 'x') + strNote);
+}
+
 TEST_F(LogMacroAllocation, ATextForWhichThereIsNoMemoryEndsWithANote)
 {
     const std::string strNote = " ... ERROR: not enough memory for the rest of the line";

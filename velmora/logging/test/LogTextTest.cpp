@@ -220,6 +220,12 @@ TEST(LogText, WidthAndFillDoNotReachTheNextOne)
               samplesOfANewStream());
 }
 
+TEST(LogText, FillAloneDoesNotReachTheNextOne)
+{
+    EXPECT_EQ(samplesAfter([](std::ostream& out_stream) { out_stream << std::setfill('*'); }),
+              samplesOfANewStream());
+}
+
 TEST(LogText, ErrorStateDoesNotReachTheNextOne)
 {
     EXPECT_EQ(
