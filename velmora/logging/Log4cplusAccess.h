@@ -12,6 +12,7 @@
 #include <log4cplus/fileappender.h>
 #include <log4cplus/hierarchy.h>
 #include <log4cplus/spi/loggerimpl.h>
+#include <log4cplus/spi/loggingevent.h>
 #include <log4cplus/version.h>
 
 #include <dlfcn.h>
@@ -23,6 +24,7 @@
 #include <map>
 #include <memory>
 #include <new>
+#include <string_view>
 #include <utility>
 
 #if LOG4CPLUS_VERSION < LOG4CPLUS_MAKE_VERSION(2, 0, 0) || \
@@ -72,6 +74,39 @@ class HandleMembers : public log4cplus::Logger
     static log4cplus::spi::LoggerImpl& implOf(const log4cplus::Logger& in_logger)
     {
         return *(in_logger.*(&HandleMembers::value));
+    }
+};
+
+/// Gives access to the protected members of an event.
+class EventMembers : public log4cplus::spi::InternalLoggingEvent
+{
+  public:
+    /// Turns an event into that of another line, as `setLoggingEvent` does, except its message. A
+    /// null file means that the place is not known. Reuses the memory of the texts: most lines have
+    /// the logger and the file of the line before, and are not copied.
+    static void fill(InternalLoggingEvent& out_event, const log4cplus::tstring& in_strLogger,
+                     int in_logLevel, const char* in_szFile, int in_iLine)
+    {
+        assign(out_event.*(&EventMembers::loggerName), in_strLogger);
+        out_event.*(&EventMembers::ll) = in_logLevel;
+        out_event.*(&EventMembers::timestamp) = log4cplus::helpers::now();
+        assign(out_event.*(&EventMembers::file), in_szFile != nullptr ? in_szFile : "");
+        out_event.*(&EventMembers::line) = in_iLine;
+        (out_event.*(&EventMembers::function)).clear();
+        out_event.*(&EventMembers::threadCached) = false;
+        out_event.*(&EventMembers::thread2Cached) = false;
+        out_event.*(&EventMembers::ndcCached) = false;
+        out_event.*(&EventMembers::mdcCached) = false;
+    }
+
+    EventMembers() = delete;
+
+  private:
+    [[gnu::always_inline]] static void assign(log4cplus::tstring& out_strText,
+                                              std::string_view in_strText)
+    {
+        if (out_strText != in_strText)
+            out_strText = in_strText;
     }
 };
 

@@ -2,7 +2,10 @@
 
 #include "velmora/logging/LoggingIdEvent.h"
 
+#include "velmora/logging/Log4cplusAccess.h"
+
 #include <algorithm>
+#include <utility>
 
 namespace Velmora
 {
@@ -30,6 +33,7 @@ LoggingIdEvent& LoggingIdEvent::operator=(const LoggingIdEvent& in_event)
         log4cplus::spi::InternalLoggingEvent::operator=(in_event);
         m_strRawMessage = in_event.m_strRawMessage;
         copyLoggingIds(in_event.loggingIdsBegin(), in_event.loggingIdsEnd());
+        m_uiLengthOfIds = s_uiNotComposed;
     }
     return *this;
 }
@@ -40,24 +44,31 @@ void LoggingIdEvent::fill(const std::string& in_strLogger, LogLevel in_logLevel,
                           const std::string& in_strMessage, const char* in_szFile, int in_iLine,
                           const std::string* in_pIdsBegin, const std::string* in_pIdsEnd)
 {
+    Log4cplusAccess::EventMembers::fill(*this, in_strLogger, in_logLevel, in_szFile, in_iLine);
     m_strRawMessage = in_strMessage;
     copyLoggingIds(in_pIdsBegin, in_pIdsEnd);
-    // With the name of the file, it would build a temporary string for each line.
-    setLoggingEvent(in_strLogger, in_logLevel, std::string(), nullptr, in_iLine);
-    if (in_szFile != nullptr)
-        file = in_szFile;
-    computeMessage();
+    if (m_uiLengthOfIds != s_uiNotComposed) [[likely]]
+        message.replace(m_uiLengthOfIds, std::string::npos, m_strRawMessage);
+    else
+        computeMessage();
 }
 
 void LoggingIdEvent::copyLoggingIds(const std::string* in_pIdsBegin, const std::string* in_pIdsEnd)
 {
-    m_uiLoggingIdVecSize = 0;
+    const std::size_t uiBefore = std::exchange(m_uiLoggingIdVecSize, 0);
     for (const std::string* pId = in_pIdsBegin; pId != in_pIdsEnd; ++pId)
-        addLoggingId(*pId);
+        if (m_uiLoggingIdVecSize < uiBefore && m_loggingIdVector[m_uiLoggingIdVecSize] == *pId)
+            [[likely]]
+            ++m_uiLoggingIdVecSize;
+        else
+            addLoggingId(*pId);
+    if (m_uiLoggingIdVecSize != uiBefore)
+        m_uiLengthOfIds = s_uiNotComposed;
 }
 
 void LoggingIdEvent::addLoggingId(const std::string& in_strId)
 {
+    m_uiLengthOfIds = s_uiNotComposed;
     if (m_uiLoggingIdVecSize < m_loggingIdVector.size())
         m_loggingIdVector[m_uiLoggingIdVecSize] = in_strId;
     else
@@ -77,12 +88,14 @@ const std::string* LoggingIdEvent::loggingIdsEnd() const
 
 void LoggingIdEvent::computeMessage()
 {
+    m_uiLengthOfIds = s_uiNotComposed;
     message.clear();
     for (const std::string& strId : getLoggingIds())
     {
         message += strId;
         message += ' ';
     }
+    m_uiLengthOfIds = message.size();
     message += m_strRawMessage;
 }
 

@@ -79,6 +79,11 @@ class VELMORA_API LoggingIdEvent : public log4cplus::spi::InternalLoggingEvent
     /// The identifiers. Strings after the first `m_uiLoggingIdVecSize` are not in use.
     StringVector m_loggingIdVector;
     std::size_t m_uiLoggingIdVecSize = 0;
+
+    static constexpr std::size_t s_uiNotComposed = std::string::npos;
+    /// The length of the identifiers at the beginning of the message, with their blanks, so that
+    /// they stay there for the next line. `s_uiNotComposed` if they may be others than the event's.
+    std::size_t m_uiLengthOfIds = s_uiNotComposed;
 };
 
 } // namespace Velmora

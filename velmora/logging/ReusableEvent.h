@@ -2,6 +2,7 @@
 
 #pragma once
 
+#include "velmora/logging/Log4cplusAccess.h"
 #include "velmora/logging/PerThreadPool.h"
 
 #include <log4cplus/spi/loggingevent.h>
@@ -38,10 +39,8 @@ class ReusableEvent : public log4cplus::spi::InternalLoggingEvent
     void fill(const std::string& in_strLogger, int in_logLevel, const std::string& in_strMessage,
               const char* in_szFile, int in_iLine)
     {
-        // With the name of the file, it would build a temporary string for each line.
-        setLoggingEvent(in_strLogger, in_logLevel, in_strMessage, nullptr, in_iLine);
-        if (in_szFile != nullptr)
-            file = in_szFile;
+        Log4cplusAccess::EventMembers::fill(*this, in_strLogger, in_logLevel, in_szFile, in_iLine);
+        message = in_strMessage;
     }
 
     /// Keeps the event beyond the line that it was filled for, until `letGo`. Returns the event.

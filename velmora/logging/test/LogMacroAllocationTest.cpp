@@ -6,6 +6,7 @@
 #include "velmora/logging/CachedLLLogger.h"
 #include "velmora/logging/LoggingIdLogger.h"
 
+#include "tests/support/CallbackAppender.h"
 #include "tests/support/CountedAllocations.h"
 
 #include <gtest/gtest.h>
@@ -13,6 +14,7 @@
 #include <log4cplus/nullappender.h>
 
 #include <iomanip>
+#include <new>
 #include <string>
 #include <thread>
 
@@ -257,6 +259,37 @@ TEST_F(LogMacroAllocation, TraceScopeThatIsOffAllocatesNothing)
     }
 
     EXPECT_EQ(s_iAllocations - iBefore, 0);
+}
+
+TEST_F(LogMacroAllocation, LineAfterOneWithoutMemoryForItsIdentifiersHasItsOwn)
+{
+    std::string strLast;
+    const Velmora::Test::CallbackAppender appender(Velmora::Test::CallbackAppender::TextCallback(
+        [&strLast](const std::string& in_strText) { strLast = in_strText; }));
+    LoggingIdLogger two("test.Call");
+    two.addLoggingId("first");
+    two.addLoggingId("second");
+    LoggingIdLogger other("test.Call");
+    other.addLoggingId("other");
+    LoggingIdLogger longOther(other);
+    longOther.addLoggingId(std::string(500, 'x').c_str());
+    const std::string strText = "text";
+
+    for (int iServed = 0; iServed < 8; ++iServed)
+    {
+        VELMORA_LOG(two, INFO_LOG_LEVEL, "text");
+        EXPECT_EQ(strLast, "first second text");
+        try
+        {
+            const AllocationFailure failure(iServed, AllocationFailure::Lasts::ON);
+            longOther.forcedLog(INFO_LOG_LEVEL, strText, nullptr, -1);
+        }
+        catch (const std::bad_alloc&)
+        {
+            VELMORA_LOG(other, INFO_LOG_LEVEL, "text");
+            EXPECT_EQ(strLast, "other text") << iServed;
+        }
+    }
 }
 
 /// Returns the text of a line of two pieces, of which there is no memory for the second one.

@@ -10,8 +10,11 @@
 #include <gtest/gtest.h>
 #include <log4cplus/fileappender.h>
 #include <log4cplus/hierarchy.h>
+#include <log4cplus/mdc.h>
+#include <log4cplus/ndc.h>
 #include <log4cplus/nullappender.h>
 #include <log4cplus/spi/loggingevent.h>
+#include <log4cplus/thread/threads.h>
 
 #include <memory>
 #include <string>
@@ -38,6 +41,7 @@ using Velmora::WARN_LOG_LEVEL;
 using Velmora::Test::CallbackAppender;
 using Velmora::Test::CapturedLog;
 using Velmora::Test::infoLine;
+using Velmora::Test::LogLine;
 using Velmora::Test::traceLine;
 using Velmora::Test::warnLine;
 
@@ -281,6 +285,68 @@ TEST(Logger, LineWithoutAPlaceTakesNoneFromTheLineBefore)
     ASSERT_THAT(log.lines(), SizeIs(2));
     EXPECT_EQ(log.lines()[1].strFile, "");
     EXPECT_EQ(log.lines()[1].iLine, -1);
+}
+
+TEST(Logger, EachLineHasItsOwnLoggerAndPlace)
+{
+    const CapturedLog log;
+    std::string strFile = "One.cpp";
+
+    Logger("test.One").log(INFO_LOG_LEVEL, "first", strFile.c_str(), 1);
+    Logger("test.Two").log(WARN_LOG_LEVEL, "second", "Two.cpp", 2);
+    Logger("test.One").log(INFO_LOG_LEVEL, "third", "One.cpp", 1);
+    // The same place in memory, with another text.
+    strFile = "Six.cpp";
+    Logger("test.One").log(INFO_LOG_LEVEL, "fourth", strFile.c_str(), 3);
+
+    EXPECT_THAT(log.lines(),
+                ElementsAre(infoLine("test.One", "first"), warnLine("test.Two", "second"),
+                            infoLine("test.One", "third"), infoLine("test.One", "fourth")));
+    std::vector<std::string> places;
+    for (const LogLine& line : log.lines())
+        places.push_back(line.strFile + ':' + std::to_string(line.iLine));
+    EXPECT_THAT(places, ElementsAre("One.cpp:1", "Two.cpp:2", "One.cpp:1", "Six.cpp:3"));
+}
+
+TEST(Logger, EachLineHasTheDiagnosticContextOfItsTime)
+{
+    std::vector<std::string> contexts;
+    const CallbackAppender appender(
+        CallbackAppender::EventCallback(
+            [&contexts](const log4cplus::spi::InternalLoggingEvent& in_event)
+            { contexts.push_back(in_event.getNDC() + '/' + in_event.getMDC("leg")); }),
+        "test.Call");
+    const Logger logger("test.Call");
+
+    logger.log(INFO_LOG_LEVEL, "first", nullptr, -1);
+    log4cplus::getNDC().push("call");
+    log4cplus::getMDC().put("leg", "1");
+    logger.log(INFO_LOG_LEVEL, "second", nullptr, -1);
+    log4cplus::getNDC().remove();
+    log4cplus::getMDC().clear();
+    logger.log(INFO_LOG_LEVEL, "third", nullptr, -1);
+
+    EXPECT_THAT(contexts, ElementsAre("/", "call/1", "/"));
+}
+
+TEST(Logger, EachLineHasTheNamesThatItsThreadHasAtThatTime)
+{
+    std::vector<std::string> names;
+    const CallbackAppender appender(
+        CallbackAppender::EventCallback(
+            [&names](const log4cplus::spi::InternalLoggingEvent& in_event)
+            { names.push_back(in_event.getThread() + '/' + in_event.getThread2()); }),
+        "test.Call");
+    const Logger logger("test.Call");
+
+    for (const char* const szName : {"one", "two"})
+    {
+        log4cplus::thread::setCurrentThreadName(szName);
+        log4cplus::thread::setCurrentThreadName2(szName);
+        logger.log(INFO_LOG_LEVEL, "text", nullptr, -1);
+    }
+
+    EXPECT_THAT(names, ElementsAre("one/one", "two/two"));
 }
 
 TEST(Logger, LevelBetweenTheNamedOnesIsKept)

@@ -315,6 +315,49 @@ TEST(LoggingIdLogger, ShowsOfEachLoggerOnlyItsOwnIdentifiers)
                             infoLine(s_szName, "3"), infoLine(s_szName, "one two three 4")));
 }
 
+TEST(LoggingIdLogger, ShowsTheIdentifiersThatItHasAtTheTimeOfTheLine)
+{
+    LoggingIdLogger logger("test.Call");
+    std::vector<std::string> texts;
+    const CapturedLog log;
+    const auto logLine = [&]
+    {
+        VELMORA_LOG(logger, INFO_LOG_LEVEL, "text");
+        texts.push_back(log.lines().back().strText);
+    };
+
+    logger.addLoggingId("one");
+    logLine();
+    logLine();
+    logger.logCallId("abc");
+    logLine();
+    logger.logCallId("xyz");
+    logLine();
+    logger.clearCallId();
+    logLine();
+    logger.clearLoggingIds();
+    logLine();
+    logger.addLoggingId("two");
+    logLine();
+
+    EXPECT_THAT(texts, ElementsAre("one text", "one text", "one call-id=abc text",
+                                   "one call-id=xyz text", "one text", "text", "two text"));
+}
+
+TEST(LoggingIdLogger, LogsALongTextAShortOneAndAnEmptyOneInTurn)
+{
+    const LoggingIdLogger logger = loggerWith({"one"});
+    const CapturedLog log;
+
+    VELMORA_LOG(logger, INFO_LOG_LEVEL, std::string(300, 'x'));
+    VELMORA_LOG(logger, INFO_LOG_LEVEL, "short");
+    VELMORA_LOG(logger, INFO_LOG_LEVEL, "");
+
+    EXPECT_THAT(log.lines(),
+                ElementsAre(infoLine(s_szName, "one " + std::string(300, 'x')),
+                            infoLine(s_szName, "one short"), infoLine(s_szName, "one ")));
+}
+
 namespace
 {
 
