@@ -77,8 +77,7 @@ inline void append(log4cplus::Appender& inout_appender,
                    const log4cplus::spi::InternalLoggingEvent& in_event)
 {
     const MutexOfLine mutex(inout_appender.access_mutex);
-    // Locks the same mutex again; it is recursive.
-    inout_appender.doAppend(in_event);
+    Log4cplusAccess::AppenderMembers::appendUnderLock(inout_appender, in_event);
 }
 
 /// Passes an event to the appenders of a logger and of its parents, as `LoggerImpl::callAppenders`

@@ -110,6 +110,28 @@ class EventMembers : public log4cplus::spi::InternalLoggingEvent
     }
 };
 
+/// Gives access to the protected members of an appender.
+class AppenderMembers : public log4cplus::Appender
+{
+  public:
+    /// Passes an event to an appender whose mutex the thread holds, as `doAppend` does. Does not
+    /// lock the mutex once more if there is nothing to do but the appender's own work.
+    static void appendUnderLock(Appender& inout_appender,
+                                const log4cplus::spi::InternalLoggingEvent& in_event)
+    {
+        if (inout_appender.*(&AppenderMembers::async) ||
+            inout_appender.*(&AppenderMembers::closed) ||
+            inout_appender.*(&AppenderMembers::useLockFile) ||
+            (inout_appender.*(&AppenderMembers::filter)).get() != nullptr ||
+            !inout_appender.isAsSevereAsThreshold(in_event.getLogLevel())) [[unlikely]]
+            inout_appender.doAppend(in_event);
+        else
+            (inout_appender.*(&AppenderMembers::append))(in_event);
+    }
+
+    AppenderMembers() = delete;
+};
+
 /// Gives access to the protected members of an appender that writes to a file.
 class FileAppenderMembers : public log4cplus::FileAppenderBase
 {
