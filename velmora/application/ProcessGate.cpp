@@ -3,6 +3,7 @@
 #include "velmora/application/ProcessGate.h"
 
 #include "velmora/application/ProcessGateImpl.h"
+#include "velmora/application/ProcessGatePass.h"
 #include "velmora/application/ProcessGateThread.h"
 
 #include <exception>
@@ -10,9 +11,7 @@
 namespace Velmora
 {
 
-// The model "initial-exec" makes the access a single load. The general model calls a function.
-[[gnu::tls_model(
-    "initial-exec")]] constinit thread_local ProcessGate::Thread* ProcessGate::s_pThread = nullptr;
+constinit thread_local ProcessGate::Thread* ProcessGate::s_pThread = nullptr;
 
 ProcessGate::Gate& ProcessGate::gate() noexcept
 {
@@ -50,20 +49,7 @@ void ProcessGate::endOfThread(void* in_pThread) noexcept
     gate().endThread(*static_cast<Thread*>(in_pThread));
 }
 
-// Threads pass very often. Rare cases end in a call of a separate function, so that the common case
-// needs no stack frame.
-
-void ProcessGate::enter() noexcept
-{
-    if (s_pThread == nullptr) [[unlikely]]
-        return enterAsNewThread();
-    std::atomic<unsigned int>& uiInside = s_pThread->uiInside;
-    const unsigned int uiBefore = uiInside.load(std::memory_order_relaxed);
-    uiInside.store(uiBefore + 1, s_orderOfPass);
-    std::atomic_signal_fence(std::memory_order_seq_cst);
-    if (uiBefore == 0 && !Gate::isOpen()) [[unlikely]]
-        waitOutside();
-}
+void ProcessGate::enter() noexcept { InlinePass::enter(); }
 
 [[gnu::noinline]] void ProcessGate::enterAsNewThread() noexcept
 {
@@ -73,11 +59,7 @@ void ProcessGate::enter() noexcept
 
 [[gnu::noinline]] void ProcessGate::waitOutside() noexcept { gate().waitOutside(*s_pThread, 1); }
 
-void ProcessGate::leave() noexcept
-{
-    std::atomic<unsigned int>& uiInside = s_pThread->uiInside;
-    uiInside.store(uiInside.load(std::memory_order_relaxed) - 1, std::memory_order_release);
-}
+void ProcessGate::leave() noexcept { InlinePass::leave(); }
 
 bool ProcessGate::isInside() noexcept
 {

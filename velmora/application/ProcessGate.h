@@ -43,6 +43,9 @@ class VELMORA_API ProcessGate
         Pass& operator=(const Pass&) = delete;
     };
 
+    /// Does the same, in code that is inlined. Defined in ProcessGatePass.h, for the library only.
+    class InlinePass;
+
     /// Passes the gate; waits while it is closed. Each call needs a call of `leave`.
     static void enter() noexcept;
     static void leave() noexcept;
@@ -215,7 +218,9 @@ class VELMORA_API ProcessGate
     static void waitForEndOfFork() noexcept;
 
     /// The record of the calling thread, for this copy of the library. Null before the first pass.
-    [[gnu::visibility("hidden")]] static constinit thread_local Thread* s_pThread;
+    /// The model "initial-exec" makes the access a single load. The general model calls a function.
+    [[gnu::visibility("hidden"),
+      gnu::tls_model("initial-exec")]] static constinit thread_local Thread* s_pThread;
 };
 
 } // namespace Velmora

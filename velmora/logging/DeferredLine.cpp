@@ -2,6 +2,7 @@
 
 #include "velmora/logging/DeferredLine.h"
 
+#include "velmora/application/ProcessGatePass.h"
 #include "velmora/logging/AppenderChain.h"
 #include "velmora/logging/Log4cplusAccess.h"
 #include "velmora/logging/LoggingIdEvent.h"
@@ -28,8 +29,8 @@ log4cplus::spi::LoggerImpl& implOf(const log4cplus::Logger& in_logger)
 
 void DeferredLine::append(const log4cplus::Logger& in_logger, const InternalLoggingEvent& in_event)
 {
-    const ProcessGate::Pass pass;
-    if (!ProcessGate::isHolding()) [[likely]]
+    const ProcessGate::InlinePass pass;
+    if (!pass.isHolding()) [[likely]]
         return AppenderChain::callAppenders(implOf(in_logger), in_event);
     PerThreadPool<DeferredLine>::Lease line;
     line->m_logger = in_logger;
@@ -40,8 +41,8 @@ void DeferredLine::append(const log4cplus::Logger& in_logger, const InternalLogg
 
 void DeferredLine::append(log4cplus::Appender& inout_appender, const InternalLoggingEvent& in_event)
 {
-    const ProcessGate::Pass pass;
-    if (!ProcessGate::isHolding()) [[likely]]
+    const ProcessGate::InlinePass pass;
+    if (!pass.isHolding()) [[likely]]
         return AppenderChain::append(inout_appender, in_event);
     PerThreadPool<DeferredLine>::Lease line;
     line->keep(in_event);

@@ -3,7 +3,7 @@
 #include "velmora/logging/Logger.h"
 
 #include "velmora/application/Lifetime.h"
-#include "velmora/application/ProcessGate.h"
+#include "velmora/application/ProcessGatePass.h"
 #include "velmora/logging/AppenderChain.h"
 #include "velmora/logging/DeferredLine.h"
 #include "velmora/logging/LevelChange.h"
@@ -95,7 +95,7 @@ std::size_t Logger::getChainedNumAppender() const
 {
     // Waits while the configuration changes, so that a line is not lost between the old appenders
     // and the new ones.
-    const ProcessGate::Pass pass;
+    const ProcessGate::InlinePass pass;
     if (const std::size_t uiCount = AppenderChain::countUnlocked(*value); uiCount != 0) [[likely]]
         return uiCount;
     // There is none, or a thread that does not pass the gate is just replacing them.
