@@ -11,6 +11,7 @@
 #include <log4cplus/spi/loggingevent.h>
 #include <log4cplus/thread/syncprims.h>
 
+#include <algorithm>
 #include <chrono>
 #include <cstddef>
 
@@ -42,8 +43,8 @@ class MutexOfLine
   public:
     explicit MutexOfLine(const log4cplus::thread::Mutex& in_mutex) : m_mutex(in_mutex)
     {
-        if (VELMORA_THREAD_SANITIZER || !Log4cplusAccess::TimedMutex(in_mutex).tryLock())
-            [[unlikely]]
+        if (VELMORA_THREAD_SANITIZER ||
+            !(Log4cplusAccess::TimedMutex(in_mutex).tryLock() || spin())) [[unlikely]]
             wait();
     }
     ~MutexOfLine()
@@ -57,6 +58,24 @@ class MutexOfLine
     MutexOfLine& operator=(const MutexOfLine&) = delete;
 
   private:
+    /// Tries for some microseconds to lock the mutex, which another thread holds for about as long:
+    /// less than falling asleep and being woken takes. Returns whether it did.
+    [[gnu::noinline]] bool spin()
+    {
+        constexpr int iMostPauses = 256;
+        constexpr int iLongestPause = 16;
+        int iPause = 1;
+        for (int iPauses = 0; iPauses < iMostPauses; iPauses += iPause)
+        {
+            for (int i = 0; i != iPause; ++i)
+                __builtin_ia32_pause();
+            if (Log4cplusAccess::TimedMutex(m_mutex).tryLock())
+                return true;
+            iPause = std::min(2 * iPause, iLongestPause);
+        }
+        return false;
+    }
+
     [[gnu::noinline]] void wait()
     {
         ProcessGate::waitForLock(
