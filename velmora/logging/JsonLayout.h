@@ -15,6 +15,7 @@ namespace Velmora
 {
 
 class DateFormat;
+class LineBuffer;
 class MessageLimit;
 
 /// A layout that writes each event as one line with one object of JSON (RFC 8259), for programs
@@ -61,14 +62,15 @@ class VELMORA_API JsonLayout : public TextLayout
     static void registerFactory();
 
   private:
-    void appendTime(std::string& inout_strText,
-                    const log4cplus::spi::InternalLoggingEvent& in_event);
-    void appendIds(std::string& inout_strText, std::span<const std::string> in_ids);
-    void appendMessage(std::string& inout_strText, const std::string& in_strMessage);
+    void appendTime(const log4cplus::spi::InternalLoggingEvent& in_event);
+    void appendIds(std::span<const std::string> in_ids);
+    void appendMessage(const std::string& in_strMessage);
 
     std::unique_ptr<MessageLimit> m_pLimit;
     std::unique_ptr<DateFormat> m_pSecond;
-    /// Texts of the line that is written; kept, so that the next line does not allocate.
+    /// The line that is written, and texts of it; kept, so that the next line does not allocate.
+    std::unique_ptr<LineBuffer> m_pLine;
+    std::string m_strTime;
     std::string m_strKey;
     std::string m_strOtherKey;
     std::string m_strCut;
