@@ -33,7 +33,7 @@ struct Call
 };
 
 inline constexpr const char* s_szLoudLogger = "keswardin.bench.Loud";
-inline constexpr const char* s_szPattern = "%d{%Y-%m-%d %H:%M:%S.%q} %-5p [%t] %c - %m%n";
+inline constexpr const char* s_szPattern = "%d{%Y-%m-%d %H:%M:%S.%q} %-5p [%T] %c - %m%n";
 inline constexpr const char* s_szPatternOfSpdlog = "%Y-%m-%d %H:%M:%S.%e %-5l [%t] %n - %v";
 
 /// How lines get into the file.
