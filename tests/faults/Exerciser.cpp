@@ -203,6 +203,17 @@ bool logMuch()
     return true;
 }
 
+/// Renames the main log, as a program does that rotates logs.
+bool rotateLog()
+{
+    const std::string strLog = s_strHome + "/logs/main.log";
+    if (std::rename(strLog.c_str(), (strLog + ".old").c_str()) != 0)
+        return false;
+    const bool bReopened = Logger::reopenFiles();
+    VELMORA_FILE_LOG_INFO("after the rotation");
+    return bReopened;
+}
+
 bool haveCalls()
 {
     for (int iCall = 0; iCall < 3; ++iCall)
@@ -536,6 +547,7 @@ void useLibrary()
     step("open library", openLibrary);
     step("fork", forkChild);
     step("log much", logMuch);
+    step("rotate the log", rotateLog);
 }
 
 void usePython()
