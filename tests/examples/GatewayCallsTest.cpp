@@ -616,6 +616,54 @@ TEST_F(GatewayCalls, ACallerCannotAddALineToTheLog)
     EXPECT_THAT(lines, testing::Not(Contains(StartsWith(" "))));
 }
 
+TEST_F(GatewayCalls, UnderLoadEachLineOfAnyLogIsAnObjectOfJson)
+{
+    // The layouts of the main log and of the files of calls.
+    for (int i = 0; i != 2; ++i)
+        replaceInFile(etc("logging.cfg"), "velmora::PatternLayout", "velmora::JsonLayout");
+    replaceInFile(etc("logging.cfg"), "rootLogger = INFO", "rootLogger = DEBUG");
+    replaceInFile(etc("logging.cfg"), "keswardin.gateway = INFO", "keswardin.gateway = DEBUG");
+    start();
+    // Texts from outside that are no UTF-8, control a terminal or end a string of JSON.
+    SipCaller caller(address());
+    int iCall = 0;
+    for (const char* const szText : {"\xff\xfe\x80", "\x1b[2J", "\"},{\"level\":\"FATAL", "\\",
+                                     "\xe2\x80\xae\xe2\x80\xa8", "a\r\n b"})
+    {
+        caller.setCallId(std::to_string(++iCall) + szText);
+        caller.invite("service");
+        caller.send("no sip at all\r\n", szText);
+    }
+    const HelperResult result =
+        runHelper("/bin/sh", {"-c", client("-sn uac -m 100 -r 50 -d 200 -p 5062")});
+    EXPECT_EQ(0, result.iExitCode) << result.strOutput << result.strErrors;
+    EXPECT_EQ(0, stop());
+    EXPECT_EQ("", output());
+
+    const std::string strFiles =
+        "'" + home().path().string() + "'/logs/* '" + home().path().string() + "'/calls/*";
+    const HelperResult byJq =
+        runHelper("/bin/sh",
+                  {"-c", "cat " + strFiles + " | " VELMORA_JQ " -c 'select(.level and .message)'"});
+    EXPECT_EQ(0, byJq.iExitCode) << byJq.strErrors;
+    const HelperResult byPython = runHelper(
+        "/bin/sh",
+        {"-c", "cat " + strFiles +
+                   " | /usr/bin/python3 -c '\n"
+                   "import json, sys\n"
+                   "for line in sys.stdin.buffer:\n"
+                   "    print(json.loads(line.decode(\"utf-8\", \"strict\"))[\"level\"])'"});
+    EXPECT_EQ(0, byPython.iExitCode) << byPython.strErrors;
+    EXPECT_THAT(callFiles(), SizeIs(testing::Ge(100)));
+    std::size_t uiLines = linesOfLog().size();
+    for (const auto& [strName, lines] : callFiles())
+        uiLines += lines.size();
+    EXPECT_GT(uiLines, 1000);
+    EXPECT_THAT(linesOf(byJq.strOutput), SizeIs(uiLines));
+    EXPECT_THAT(linesOf(byPython.strOutput), SizeIs(uiLines));
+    EXPECT_THAT(linesOf(byPython.strOutput), testing::Not(Contains("FATAL")));
+}
+
 TEST_F(GatewayCalls, LnavFindsNothingWrongWithTheFormatOfTheLog) { EXPECT_EQ("", lnav({"-C"})); }
 
 TEST_F(GatewayCalls, LnavReadsEachLineOfTheLogAndOfAFileOfACall)
