@@ -67,6 +67,9 @@ std::vector<Shared> all()
     return found;
 }
 
+/// Releases the appenders. Not inlined, so that reports of ThreadSanitizer name it.
+[[gnu::noinline]] void releaseAppenders(std::vector<Shared>& inout_shared) { inout_shared.clear(); }
+
 } // namespace
 
 void LivingFileAppenders::add(Member& in_member)
@@ -88,12 +91,14 @@ void LivingFileAppenders::remove(Member& in_member) noexcept
 bool LivingFileAppenders::reopenAll()
 {
     bool bAll = true;
-    for (const Shared& shared : all())
+    std::vector<Shared> appenders = all();
+    for (const Shared& shared : appenders)
         if (const std::string strProblem = shared.pMember->reopen(); !strProblem.empty())
         {
             bAll = false;
             VELMORA_FILE_LOG_ERROR(strProblem);
         }
+    releaseAppenders(appenders);
     return bAll;
 }
 

@@ -2,6 +2,7 @@
 
 #include "velmora/logging/FileAppender.h"
 
+#include "velmora/Sanitizers.h"
 #include "velmora/logging/LogMacros.h"
 #include "velmora/logging/Logger.h"
 
@@ -74,21 +75,16 @@ log4cplus::helpers::Time localTime(int in_iYear, int in_iMonth, int in_iDay, int
     return log4cplus::helpers::from_time_t(std::mktime(&time));
 }
 
-/// Returns how many system calls of the process have written, and how many bytes.
-struct Writes
+/// Returns how many system calls of the process have written.
+std::uint64_t countWrites()
 {
+    std::ifstream io("/proc/self/io");
     std::uint64_t uiCalls = 0;
-
-    static Writes soFar()
-    {
-        std::ifstream io("/proc/self/io");
-        Writes writes;
-        for (std::string strKey; io >> strKey;)
-            if (strKey == "syscw:")
-                io >> writes.uiCalls;
-        return writes;
-    }
-};
+    for (std::string strKey; io >> strKey;)
+        if (strKey == "syscw:")
+            io >> uiCalls;
+    return uiCalls;
+}
 
 /// Returns the descriptors of the process that refer to a path.
 std::vector<int> descriptorsOf(const std::string& in_strPath)
@@ -215,22 +211,26 @@ INSTANTIATE_TEST_SUITE_P(, AppenderOfEachKind, testing::Bool(),
 
 TEST_F(AppenderToFile, WritesEachLineWithOneSystemCall)
 {
+    if (VELMORA_ADDRESS_SANITIZER)
+        GTEST_SKIP() << "the sanitizers write, too: that is how they see what memory exists";
     log("warm");
-    const std::uint64_t uiBefore = Writes::soFar().uiCalls;
+    const std::uint64_t uiBefore = countWrites();
     for (int i = 0; i != 100; ++i)
         log(std::string(3000, 'x'));
-    EXPECT_EQ(uiBefore + 100, Writes::soFar().uiCalls);
+    EXPECT_EQ(uiBefore + 100, countWrites());
 }
 
 TEST_F(AppenderToFile, WritesManyBufferedLinesWithOneSystemCall)
 {
+    if (VELMORA_ADDRESS_SANITIZER)
+        GTEST_SKIP() << "the sanitizers write, too: that is how they see what memory exists";
     buffer();
     log("warm");
-    const std::uint64_t uiBefore = Writes::soFar().uiCalls;
+    const std::uint64_t uiBefore = countWrites();
     for (int i = 0; i != 100; ++i)
         log("line");
     close();
-    EXPECT_EQ(uiBefore + 1, Writes::soFar().uiCalls);
+    EXPECT_EQ(uiBefore + 1, countWrites());
     EXPECT_THAT(linesOf(read()), SizeIs(101));
 }
 
@@ -1067,7 +1067,7 @@ TEST_F(AppenderToFile, NoAllocationThatFailsLosesALineWithoutCountingIt)
                       {
                       }
                   },
-                  [this, &event]
+                  [this]
                   {
                       // Each time with new memory.
                       close();
