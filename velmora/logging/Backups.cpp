@@ -70,7 +70,7 @@ class GzipFile
 bool copyCompressed(const OwnedDescriptor& in_from, OwnedDescriptor in_to)
 {
     GzipFile file(std::move(in_to));
-    std::vector<char> bytes(64 * 1024);
+    std::vector<char> bytes(65536);
     while (file.isOpen())
     {
         const ssize_t iLength = ::read(in_from.number(), bytes.data(), bytes.size());

@@ -29,7 +29,7 @@ namespace
 
 using Factory = log4cplus::spi::FactoryTempl<FileAppender, log4cplus::spi::AppenderFactory>;
 
-constexpr std::uint64_t s_uiLargestBuffer = 64 * 1024 * 1024;
+constexpr std::uint64_t s_uiLargestBuffer = std::uint64_t{64} * 1024 * 1024;
 
 LogFileWriter::Options optionsOf(const log4cplus::helpers::Properties& in_properties)
 {
@@ -85,7 +85,7 @@ class FileAppender::Living final : public LivingFileAppenders::Member
     {
         LivingFileAppenders::add(*this);
     }
-    ~Living() { LivingFileAppenders::remove(*this); }
+    ~Living() override { LivingFileAppenders::remove(*this); }
     Living(const Living&) = delete;
     Living& operator=(const Living&) = delete;
 

@@ -22,6 +22,7 @@ class LivingFileAppenders
     class Member
     {
       public:
+        virtual ~Member() = default;
         Member(const Member&) = delete;
         Member& operator=(const Member&) = delete;
 
@@ -35,7 +36,6 @@ class LivingFileAppenders
 
       protected:
         Member() = default;
-        ~Member() = default;
     };
 
     /// Failure: throws `std::bad_alloc`.
