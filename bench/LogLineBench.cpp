@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: BSD-2-Clause
 
 #include "bench/AllocationCount.h"
+#include "bench/ComparedLogs.h"
 #include "bench/Opaque.h"
 
 #include "velmora/logging/CachedLLLogger.h"
@@ -30,14 +31,6 @@ using Bench::opaque;
 namespace
 {
 
-/// The arguments of a line: three of different types.
-struct Call
-{
-    std::string strId = "a84b4c76e66710";
-    int iMilliseconds = 1234;
-    unsigned short usPort = 5060;
-};
-
 // A line that is off. The level comes from the logger two steps up, which is the usual case.
 
 constexpr const char* s_szQuietParent = "keswardin.bench";
@@ -48,7 +41,7 @@ void disabledCachedOurs(benchmark::State& out_state)
     Logger(s_szQuietParent).setLogLevel(WARN_LOG_LEVEL);
     CachedLLLogger logger(s_szQuiet);
     logger.cacheLogLevel();
-    const Call call;
+    const Bench::Call call;
     const Bench::AllocationCount allocations(out_state);
     Bench::measureTiny(out_state,
                        [&logger, &call]() VELMORA_BENCH_INLINE
@@ -63,7 +56,7 @@ void disabledPlainOurs(benchmark::State& out_state)
 {
     Logger(s_szQuietParent).setLogLevel(WARN_LOG_LEVEL);
     Logger logger(s_szQuiet);
-    const Call call;
+    const Bench::Call call;
     const Bench::AllocationCount allocations(out_state);
     Bench::measureTiny(out_state,
                        [&logger, &call]() VELMORA_BENCH_INLINE
@@ -78,7 +71,7 @@ void disabledPlainLog4cplus(benchmark::State& out_state)
 {
     log4cplus::Logger::getInstance(s_szQuietParent).setLogLevel(log4cplus::WARN_LOG_LEVEL);
     log4cplus::Logger logger = log4cplus::Logger::getInstance(s_szQuiet);
-    const Call call;
+    const Bench::Call call;
     const Bench::AllocationCount allocations(out_state);
     Bench::measureTiny(out_state,
                        [&logger, &call]() VELMORA_BENCH_INLINE
@@ -93,7 +86,7 @@ void disabledPlainSpdlog(benchmark::State& out_state)
 {
     spdlog::logger logger(s_szQuiet, std::make_shared<spdlog::sinks::null_sink_mt>());
     logger.set_level(spdlog::level::warn);
-    const Call call;
+    const Bench::Call call;
     const Bench::AllocationCount allocations(out_state);
     Bench::measureTiny(out_state,
                        [&logger, &call]() VELMORA_BENCH_INLINE
@@ -106,31 +99,10 @@ void disabledPlainSpdlog(benchmark::State& out_state)
 
 // A line that is on.
 
-/// The entry of the hierarchy that our loggers and those of log4cplus refer to, with one appender
-/// of its own.
-class LoudEntry
-{
-  public:
-    static constexpr const char* s_szName = "keswardin.bench.Loud";
-
-    explicit LoudEntry(const log4cplus::SharedAppenderPtr& in_pAppender)
-    {
-        m_logger.setLogLevel(log4cplus::DEBUG_LOG_LEVEL);
-        m_logger.setAdditivity(false);
-        m_logger.addAppender(in_pAppender);
-    }
-    ~LoudEntry() { m_logger.removeAllAppenders(); }
-    LoudEntry(const LoudEntry&) = delete;
-    LoudEntry& operator=(const LoudEntry&) = delete;
-
-  private:
-    log4cplus::Logger m_logger = log4cplus::Logger::getInstance(s_szName);
-};
-
 template <class LoggerClass>
 void logThrough(const LoggerClass& in_logger, benchmark::State& out_state)
 {
-    const Call call;
+    const Bench::Call call;
     const Bench::AllocationCount allocations(out_state);
     for ([[maybe_unused]] auto turn : out_state)
         VELMORA_LOG(in_logger, DEBUG_LOG_LEVEL,
@@ -138,12 +110,15 @@ void logThrough(const LoggerClass& in_logger, benchmark::State& out_state)
                             << call.usPort);
 }
 
-void logByOurs(benchmark::State& out_state) { logThrough(Logger(LoudEntry::s_szName), out_state); }
+void logByOurs(benchmark::State& out_state)
+{
+    logThrough(Logger(Bench::s_szLoudLogger), out_state);
+}
 
 void logByLog4cplus(benchmark::State& out_state)
 {
-    const log4cplus::Logger logger = log4cplus::Logger::getInstance(LoudEntry::s_szName);
-    const Call call;
+    const log4cplus::Logger logger = log4cplus::Logger::getInstance(Bench::s_szLoudLogger);
+    const Bench::Call call;
     const Bench::AllocationCount allocations(out_state);
     for ([[maybe_unused]] auto turn : out_state)
         LOG4CPLUS_DEBUG(logger, "call " << call.strId << " took " << call.iMilliseconds
@@ -152,7 +127,7 @@ void logByLog4cplus(benchmark::State& out_state)
 
 void logBySpdlog(benchmark::State& out_state, spdlog::logger& out_logger)
 {
-    const Call call;
+    const Bench::Call call;
     const Bench::AllocationCount allocations(out_state);
     for ([[maybe_unused]] auto turn : out_state)
         SPDLOG_LOGGER_CALL(&out_logger, spdlog::level::debug, "call {} took {} ms from port {}",
@@ -161,27 +136,27 @@ void logBySpdlog(benchmark::State& out_state, spdlog::logger& out_logger)
 
 void enabledNullOurs(benchmark::State& out_state)
 {
-    const LoudEntry entry(log4cplus::SharedAppenderPtr(new log4cplus::NullAppender));
+    const Bench::LoudEntry entry(log4cplus::SharedAppenderPtr(new log4cplus::NullAppender));
     logByOurs(out_state);
 }
 
 void enabledNullLog4cplus(benchmark::State& out_state)
 {
-    const LoudEntry entry(log4cplus::SharedAppenderPtr(new log4cplus::NullAppender));
+    const Bench::LoudEntry entry(log4cplus::SharedAppenderPtr(new log4cplus::NullAppender));
     logByLog4cplus(out_state);
 }
 
 void enabledNullSpdlog(benchmark::State& out_state)
 {
-    spdlog::logger logger(LoudEntry::s_szName, std::make_shared<spdlog::sinks::null_sink_mt>());
+    spdlog::logger logger(Bench::s_szLoudLogger, std::make_shared<spdlog::sinks::null_sink_mt>());
     logger.set_level(spdlog::level::debug);
     logBySpdlog(out_state, logger);
 }
 
 void enabledIdentifiersOurs(benchmark::State& out_state)
 {
-    const LoudEntry entry(log4cplus::SharedAppenderPtr(new log4cplus::NullAppender));
-    LoggingIdLogger logger(LoudEntry::s_szName);
+    const Bench::LoudEntry entry(log4cplus::SharedAppenderPtr(new log4cplus::NullAppender));
+    LoggingIdLogger logger(Bench::s_szLoudLogger);
     logger.addLoggingId("leg=1");
     logger.logCallId("9f3c1d2e5b7a4086@192.0.2.17");
     logThrough(logger, out_state);
@@ -198,7 +173,7 @@ class Events
     log4cplus::spi::InternalLoggingEvent next()
     {
         m_time += std::chrono::milliseconds(1);
-        return {LoudEntry::s_szName,
+        return {Bench::s_szLoudLogger,
                 log4cplus::DEBUG_LOG_LEVEL,
                 "",
                 {},
@@ -266,7 +241,8 @@ void layoutSpdlog(benchmark::State& out_state)
 {
     spdlog::pattern_formatter formatter("%Y-%m-%d %H:%M:%S.%e %-5l [%t] %n - %v",
                                         spdlog::pattern_time_type::utc);
-    spdlog::details::log_msg message(LoudEntry::s_szName, spdlog::level::debug, s_szLayoutMessage);
+    spdlog::details::log_msg message(Bench::s_szLoudLogger, spdlog::level::debug,
+                                     s_szLayoutMessage);
     spdlog::memory_buf_t text;
     const Bench::AllocationCount allocations(out_state);
     for ([[maybe_unused]] auto turn : out_state)
