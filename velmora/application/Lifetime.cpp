@@ -140,7 +140,7 @@ class ForkHandlers
             HierarchyLocks::renewAfterFork(log4cplus::Logger::getDefaultHierarchy());
         }
         CallDataRegistryImpl::afterForkInChild();
-        LivingFileAppenders::forgetBuffersInChild();
+        LivingFileAppenders::forgetInChild();
         Python::InterpreterFork::child();
     }
 

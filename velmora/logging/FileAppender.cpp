@@ -17,6 +17,7 @@
 #include <log4cplus/thread/syncprims.h>
 
 #include <chrono>
+#include <type_traits>
 #include <utility>
 
 VELMORA_LIBRARY_FILE_SCOPE_LOGGER(FileAppender)
@@ -97,19 +98,23 @@ class FileAppender::Living final : public LivingFileAppenders::Member
     std::string reopen() override
     {
         LogFileWriter& writer = *m_appender.m_pWriter;
+        if (withLock([this] { return m_appender.closed; }))
+            return {};
         LogFile::Opened opened = writer.openAgain();
         if (!opened.descriptor.isOpen())
-            return opened.strProblem + "; lines still go to the file that was open before";
-        // Closed without the lock.
-        OwnedDescriptor former;
-        const ProcessGate::Pass pass;
-        const AppenderChain::MutexOfLine mutex(m_appender.access_mutex);
-        if (!m_appender.closed)
-            former = writer.use(std::move(opened.descriptor));
+            return opened.strProblem + withLock([&writer] { return writer.meaningOfProblem(); });
+        // The former file, or one that was opened for an appender that is closed by now, is closed
+        // without the lock.
+        withLock(
+            [&]
+            {
+                if (!m_appender.closed)
+                    opened.descriptor = writer.use(std::move(opened.descriptor));
+            });
         return {};
     }
 
-    void forgetBuffer() noexcept override { m_appender.m_pWriter->forgetBuffer(); }
+    void forgetInChild() noexcept override { m_appender.m_pWriter->forgetInChild(); }
     [[nodiscard]] std::uint64_t getLineCount() const noexcept override
     {
         return m_appender.m_pWriter->getLineCount();
@@ -120,6 +125,15 @@ class FileAppender::Living final : public LivingFileAppenders::Member
     }
 
   private:
+    /// Calls a function with the lock of the appender, for which it waits as a line does.
+    template <class Function>
+    std::invoke_result_t<Function> withLock(Function in_function)
+    {
+        const ProcessGate::Pass pass;
+        const AppenderChain::MutexOfLine mutex(m_appender.access_mutex);
+        return in_function();
+    }
+
     FileAppender& m_appender;
 };
 

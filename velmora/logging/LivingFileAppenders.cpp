@@ -122,10 +122,10 @@ std::uint64_t LivingFileAppenders::getLossCount()
     return uiLosses;
 }
 
-void LivingFileAppenders::forgetBuffersInChild() noexcept VELMORA_NO_THREAD_SAFETY_ANALYSIS
+void LivingFileAppenders::forgetInChild() noexcept VELMORA_NO_THREAD_SAFETY_ANALYSIS
 {
     for (Member* const pMember : list().members)
-        pMember->forgetBuffer();
+        pMember->forgetInChild();
 }
 
 } // namespace Velmora

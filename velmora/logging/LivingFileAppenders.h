@@ -12,7 +12,7 @@ namespace Velmora
 
 /// The appenders in the process that write to files, those of other copies of the library included.
 ///
-/// Thread-safety: all functions may be called from any thread, except `forgetBuffersInChild`.
+/// Thread-safety: all functions may be called from any thread, except `forgetInChild`.
 class LivingFileAppenders
 {
   public:
@@ -30,7 +30,7 @@ class LivingFileAppenders
         [[nodiscard]] virtual log4cplus::SharedAppenderPtr share() const = 0;
         /// Opens the path again. Returns why that failed; an empty text if it worked.
         [[nodiscard]] virtual std::string reopen() = 0;
-        virtual void forgetBuffer() noexcept = 0;
+        virtual void forgetInChild() noexcept = 0;
         [[nodiscard]] virtual std::uint64_t getLineCount() const noexcept = 0;
         [[nodiscard]] virtual std::uint64_t getLossCount() const noexcept = 0;
 
@@ -52,8 +52,9 @@ class LivingFileAppenders
     static std::uint64_t getLineCount();
     static std::uint64_t getLossCount();
 
-    /// Called in the child of a fork. Lets each appender forget what it has buffered.
-    static void forgetBuffersInChild() noexcept;
+    /// Called in the child of a fork. Lets each appender forget what its parent will write: what is
+    /// buffered, and the report of lost lines.
+    static void forgetInChild() noexcept;
 };
 
 } // namespace Velmora

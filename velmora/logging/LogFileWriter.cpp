@@ -28,9 +28,6 @@ constexpr std::chrono::seconds s_lookInterval{1};
 /// one, the clock has been set back.
 constexpr std::chrono::hours s_longestWait{1};
 
-constexpr const char* s_szLost = "; lines are lost until it can be opened";
-constexpr const char* s_szRest = "; lines still go to the file that was open before";
-
 /// Adds to a count that only one thread at a time changes.
 void add(std::atomic<std::uint64_t>& inout_uiCount, std::uint64_t in_uiNumber) noexcept
 {
@@ -71,7 +68,7 @@ LogFileWriter::LogFileWriter(Options in_options, FormatReport in_formatReport)
     if (opened.descriptor.isOpen())
         m_file.use(std::move(opened.descriptor));
     else
-        m_opening.report([&] { return opened.strProblem + s_szLost; });
+        m_opening.report([&] { return opened.strProblem + meaningOfProblem(); });
     m_looked = CoarseClock::now();
     if (!m_options.schedule)
         return;
@@ -228,6 +225,18 @@ void LogFileWriter::forgetBuffer() noexcept
     m_strBuffer.clear();
 }
 
+void LogFileWriter::forgetInChild() noexcept
+{
+    forgetBuffer();
+    m_loss = {};
+}
+
+const char* LogFileWriter::meaningOfProblem() const noexcept
+{
+    return m_file.isOpen() ? "; lines still go to the file that was open before"
+                           : "; lines are lost until it can be opened";
+}
+
 void LogFileWriter::close() noexcept
 {
     flush();
@@ -249,7 +258,7 @@ OwnedDescriptor LogFileWriter::exchange(OwnedDescriptor in_descriptor) noexcept
 
 /// Opens the path, and uses the file if that works. Otherwise reports the problem and what it
 /// means, and leaves the file as it is.
-bool LogFileWriter::openPath(const char* in_szMeaning) noexcept
+bool LogFileWriter::openPath() noexcept
 try
 {
     LogFile::Opened opened = m_file.open(false);
@@ -257,7 +266,7 @@ try
     if (opened.descriptor.isOpen())
         exchange(std::move(opened.descriptor));
     else
-        m_opening.report([&] { return opened.strProblem + in_szMeaning; });
+        m_opening.report([&] { return opened.strProblem + meaningOfProblem(); });
     return opened.iError == 0;
 }
 catch (const std::bad_alloc&)
@@ -269,7 +278,7 @@ catch (const std::bad_alloc&)
 void LogFileWriter::openIfClosed() noexcept
 {
     if (!m_file.isOpen())
-        openPath(s_szLost);
+        openPath();
 }
 
 /// Follows the path if it names another file. Returns whether it names the open one.
@@ -281,7 +290,7 @@ bool LogFileWriter::look(CoarseClock::time_point in_now) noexcept
     const LogFile::Place place = m_file.look();
     // What is buffered goes to the new file: the old one may be deleted, or being compressed.
     if (place == LogFile::Place::moved)
-        openPath(s_szRest);
+        openPath();
     return place == LogFile::Place::same;
 }
 
@@ -334,7 +343,7 @@ bool LogFileWriter::moveAside()
         return false;
     }
     m_rolling.end();
-    if (openPath(s_szRest) && m_options.bCompresses)
+    if (openPath() && m_options.bCompresses)
         compress(backups.getNewest());
     return true;
 }

@@ -79,11 +79,14 @@ class LogFileWriter
     void flush() noexcept;
     /// Writes what is buffered, and closes the file.
     void close() noexcept;
-    /// Forgets what is buffered. Used in the child of a fork: the parent writes it.
-    void forgetBuffer() noexcept;
+    /// Forgets what the parent of a fork will write: what is buffered, and the report of lost
+    /// lines.
+    void forgetInChild() noexcept;
 
     /// Opens the path again, for `use`.
     [[nodiscard]] LogFile::Opened openAgain() const { return m_file.open(false); }
+    /// Returns what it means for lines that the path cannot be opened, as the end of a message.
+    [[nodiscard]] const char* meaningOfProblem() const noexcept;
     /// Writes what is buffered, and uses that file from now on. Returns the former one.
     OwnedDescriptor use(OwnedDescriptor in_descriptor) noexcept;
 
@@ -127,6 +130,7 @@ class LogFileWriter
     [[nodiscard]] bool isFlushDue(log4cplus::LogLevel in_level,
                                   CoarseClock::time_point in_now) const noexcept;
     void settle(std::size_t in_uiWritten) noexcept;
+    void forgetBuffer() noexcept;
 
     void failToWrite(std::uint64_t in_uiLines, log4cplus::helpers::Time in_since) noexcept;
     void addLoss(std::uint64_t in_uiLines, log4cplus::helpers::Time in_since,
@@ -134,7 +138,7 @@ class LogFileWriter
     void reportLoss() noexcept;
 
     OwnedDescriptor exchange(OwnedDescriptor in_descriptor) noexcept;
-    bool openPath(const char* in_szMeaning) noexcept;
+    bool openPath() noexcept;
     void openIfClosed() noexcept;
     bool look(CoarseClock::time_point in_now) noexcept;
 

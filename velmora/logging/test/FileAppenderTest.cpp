@@ -511,6 +511,23 @@ TEST_F(AppenderToFile, RemovesTheOldestBackup)
     EXPECT_EQ("three\n", read("log.1"));
 }
 
+TEST_F(AppenderToFile, FillsTheFirstNumberThatIsFree)
+{
+    for (const char* const szName : {"log.1", "log.3"})
+        m_directory.write(szName, szName);
+    m_directory.write("log.4.gz", "log.4.gz");
+    set("MaxFileSize", "1");
+    set("MaxBackupIndex", "9");
+    log("first");
+    log("second");
+    EXPECT_THAT(names(), ElementsAre("log", "log.1", "log.2", "log.3", "log.4.gz"));
+    EXPECT_EQ("first\n", read("log.1"));
+    EXPECT_EQ("log.1", read("log.2"));
+    EXPECT_EQ("log.3", read("log.3"));
+    log("third");
+    EXPECT_THAT(names(), ElementsAre("log", "log.1", "log.2", "log.3", "log.4", "log.5.gz"));
+}
+
 TEST_F(AppenderToFile, CountsWhatWasInTheFileBefore)
 {
     m_directory.write("log", "former\n");
@@ -716,7 +733,22 @@ TEST_F(AppenderToFile, ReopensNothingAfterItWasClosed)
     appender().close();
     std::filesystem::remove(file());
     EXPECT_TRUE(Logger::reopenFiles());
-    EXPECT_THAT(descriptorsOf(file()), IsEmpty());
+    EXPECT_THAT(names(), IsEmpty());
+    std::filesystem::create_directory(file());
+    EXPECT_TRUE(Logger::reopenFiles());
+}
+
+TEST_F(AppenderToFile, ReportsThatLinesAreLostIfNoFileIsOpen)
+{
+    const CapturedLog captured;
+    std::filesystem::create_directory(file());
+    errorsOfOpening();
+    EXPECT_FALSE(Logger::reopenFiles());
+    EXPECT_THAT(captured.lines(),
+                ElementsAre(errorLine("keswardin.infra.FileAppender",
+                                      "cannot open " + file() +
+                                          ": Is a directory. Name a file in it; lines are lost "
+                                          "until it can be opened")));
 }
 
 TEST_P(AppenderOfEachKind, NoticesThatTheFileWasMoved)
@@ -1014,6 +1046,18 @@ TEST_P(AppenderOfEachKind, LosesLinesUntilTheFileCanBeOpened)
                             "third"));
     EXPECT_EQ(2, appender().getLossCount());
     EXPECT_EQ(1, appender().getLineCount());
+}
+
+TEST_F(AppenderToFile, AChildDoesNotReportTheLossesOfItsParent)
+{
+    set("File", file("missing/log"));
+    errorsOfOpening();
+    log("lost");
+    std::filesystem::create_directory(file("missing"));
+    EXPECT_EQ(0, exitCodeOfChild([this] { log("of the child"); }));
+    log("of the parent");
+    EXPECT_THAT(linesOf(read("missing/log")),
+                ElementsAre("of the child", StartsWith("1 line(s) lost since "), "of the parent"));
 }
 
 TEST_F(AppenderToFile, ALineThatItsLayoutCannotFormatIsLost)
