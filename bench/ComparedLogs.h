@@ -8,6 +8,7 @@
 #include <log4cplus/fileappender.h>
 #include <log4cplus/layout.h>
 #include <log4cplus/logger.h>
+#include <log4cplus/loggingmacros.h>
 #include <spdlog/sinks/basic_file_sink.h>
 #include <spdlog/sinks/rotating_file_sink.h>
 #include <spdlog/spdlog.h>
@@ -143,6 +144,13 @@ template <class LoggerClass>
     VELMORA_LOG(in_logger, DEBUG_LOG_LEVEL,
                 "call " << in_call.strId << " took " << in_call.iMilliseconds << " ms from port "
                         << in_call.usPort);
+}
+
+[[gnu::always_inline]] inline void logCallByLog4cplus(const log4cplus::Logger& in_logger,
+                                                      const Call& in_call)
+{
+    LOG4CPLUS_DEBUG(in_logger, "call " << in_call.strId << " took " << in_call.iMilliseconds
+                                       << " ms from port " << in_call.usPort);
 }
 
 [[gnu::always_inline]] inline void logCallBySpdlog(spdlog::logger& in_logger, const Call& in_call)

@@ -5,8 +5,6 @@
 
 #include "velmora/logging/LoggingIdLogger.h"
 
-#include <log4cplus/loggingmacros.h>
-
 #include <memory>
 #include <optional>
 #include <string>
@@ -91,8 +89,7 @@ void byLog4cplus(benchmark::State& out_state, FileKind in_kind)
     {
         const Bench::AllocationCount allocations(out_state);
         for ([[maybe_unused]] auto turn : out_state)
-            LOG4CPLUS_DEBUG(logger, "call " << call.strId << " took " << call.iMilliseconds
-                                            << " ms from port " << call.usPort);
+            Bench::logCallByLog4cplus(logger, call);
     }
     end(out_state);
 }

@@ -105,9 +105,7 @@ void logThrough(const LoggerClass& in_logger, benchmark::State& out_state)
     const Bench::Call call;
     const Bench::AllocationCount allocations(out_state);
     for ([[maybe_unused]] auto turn : out_state)
-        VELMORA_LOG(in_logger, DEBUG_LOG_LEVEL,
-                    "call " << call.strId << " took " << call.iMilliseconds << " ms from port "
-                            << call.usPort);
+        Bench::logCall(in_logger, call);
 }
 
 void logByOurs(benchmark::State& out_state)
@@ -121,8 +119,7 @@ void logByLog4cplus(benchmark::State& out_state)
     const Bench::Call call;
     const Bench::AllocationCount allocations(out_state);
     for ([[maybe_unused]] auto turn : out_state)
-        LOG4CPLUS_DEBUG(logger, "call " << call.strId << " took " << call.iMilliseconds
-                                        << " ms from port " << call.usPort);
+        Bench::logCallByLog4cplus(logger, call);
 }
 
 void logBySpdlog(benchmark::State& out_state, spdlog::logger& out_logger)
@@ -130,8 +127,7 @@ void logBySpdlog(benchmark::State& out_state, spdlog::logger& out_logger)
     const Bench::Call call;
     const Bench::AllocationCount allocations(out_state);
     for ([[maybe_unused]] auto turn : out_state)
-        SPDLOG_LOGGER_CALL(&out_logger, spdlog::level::debug, "call {} took {} ms from port {}",
-                           call.strId, call.iMilliseconds, call.usPort);
+        Bench::logCallBySpdlog(out_logger, call);
 }
 
 void enabledNullOurs(benchmark::State& out_state)
