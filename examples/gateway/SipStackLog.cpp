@@ -3,10 +3,28 @@
 #include "SipStackLog.h"
 
 #include "velmora/logging/LogMacros.h"
+#include "velmora/logging/WithoutThrowing.h"
 
 #include <array>
+#include <cerrno>
 #include <cstdio>
+#include <cstring>
 #include <string_view>
+
+VELMORA_FILE_SCOPE_LOGGER("keswardin.gateway.SipStack")
+
+// The SIP stack reports some failures by this function, which writes to standard error in the C
+// library.
+extern "C" [[gnu::visibility("default")]] void perror(const char* in_szText)
+{
+    const int iError = errno;
+    Velmora::withoutThrowing(liveFileScopeLogger(), "a line of the SIP stack is lost",
+                             [in_szText, iError]
+                             {
+                                 VELMORA_FILE_LOG_WARN((in_szText != nullptr ? in_szText : "")
+                                                       << " : " << std::strerror(iError));
+                             });
+}
 
 namespace GatewayExample
 {

@@ -15,7 +15,8 @@ namespace GatewayExample
 {
 
 /// Logs the lines of the SIP stack's own log at DEBUG, to "keswardin.gateway.SipStack", during the
-/// lifetime of this object. There may be only one.
+/// lifetime of this object. There may be only one. What the stack reports by `perror` is logged
+/// there at WARN while the process lives.
 class SipStackLog
 {
   public:

@@ -8,6 +8,9 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <dlfcn.h>
+
+#include <cerrno>
 #include <stdexcept>
 #include <string>
 
@@ -74,6 +77,21 @@ TEST(SipStackLog, GivesTheStackItsFormerLogBack)
     EXPECT_EQ(0, iLines);
     su_log("second\n");
     EXPECT_EQ(1, iLines);
+}
+
+TEST(SipStackLog, LogsAsWarningsWhatTheStackReportsOnStandardError)
+{
+    const CapturedLog log;
+    testing::internal::CaptureStderr();
+    // The stack's call of the same function.
+    const auto pReport = reinterpret_cast<void (*)(const char*)>(dlsym(RTLD_DEFAULT, "perror"));
+    errno = EMFILE;
+    pReport("sres: socket");
+    errno = EBADF;
+    pReport(nullptr);
+    EXPECT_EQ("", testing::internal::GetCapturedStderr());
+    EXPECT_THAT(log.lines(), ElementsAre(warnLine(s_szLogger, "sres: socket : Too many open files"),
+                                         warnLine(s_szLogger, " : Bad file descriptor")));
 }
 
 } // namespace Velmora::Test
