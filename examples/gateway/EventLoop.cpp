@@ -5,10 +5,29 @@
 #include "velmora/logging/FileScopeLogger.h"
 
 #include <sofia-sip/su.h>
+#include <sofia-sip/su_time.h>
 
+#include <ctime>
 #include <stdexcept>
 
 VELMORA_FILE_SCOPE_LOGGER("keswardin.gateway.EventLoop")
+
+// The SIP stack calls these functions instead of its own ones, which follow the clock of the day: a
+// clock that is set must not end calls. Both are needed, since the stack compares their results. It
+// has no other use for the times than to compare them.
+
+extern "C" [[gnu::visibility("default")]] su_time_t su_now(void)
+{
+    timespec now{};
+    clock_gettime(CLOCK_MONOTONIC, &now);
+    return {.tv_sec = static_cast<unsigned long>(now.tv_sec),
+            .tv_usec = static_cast<unsigned long>(now.tv_nsec / 1000)};
+}
+
+extern "C" [[gnu::visibility("default")]] void su_time(su_time_t* out_pTime)
+{
+    *out_pTime = su_now();
+}
 
 namespace GatewayExample
 {

@@ -4,11 +4,11 @@
 
 #include "BadSetting.h"
 #include "CallParameters.h"
+#include "InformationOptions.h"
 #include "OwnParameters.h"
 #include "ProcessorUse.h"
 #include "ReadWatch.h"
 
-#include "velmora/application/BuildInfo.h"
 #include "velmora/config/RWGlobalConfig.h"
 #include "velmora/logging/CallDataRegistry.h"
 #include "velmora/logging/LogMacros.h"
@@ -22,8 +22,8 @@
 #include <chrono>
 #include <csignal>
 #include <cstring>
-#include <exception>
 #include <iostream>
+#include <stdexcept>
 
 using namespace Velmora;
 namespace po = boost::program_options;
@@ -39,39 +39,58 @@ namespace
 constexpr const char* s_szAnswerAfter = "answer-after-ms";
 constexpr unsigned int s_uiDefaultAnswerAfterMs = 200;
 
+/// From this signal on, calls have no time to end.
+constexpr int s_iImpatientSignals = 3;
+
+void reopenLogFiles()
+{
+    // The library logs each file that cannot be opened, with the reason.
+    if (Logger::reopenFiles())
+        VELMORA_FILE_LOG_INFO("log files are open again : " << sigdescr_np(SIGHUP));
+}
+
 } // namespace
 
-Gateway::Gateway() : ProductApplicationImpl("Gateway")
+Gateway::Gateway(const OperatorSignals& in_signals, StartWatch& inout_startWatch)
+    : ProductApplicationImpl("Gateway"), m_signals(in_signals), m_startWatch(inout_startWatch)
 {
     OwnParameters::registerAll();
     setDottedRevision(GATEWAY_VERSION);
-    getAllowedOptions().add_options()(
-        s_szAnswerAfter, po::value<unsigned int>()->default_value(s_uiDefaultAnswerAfterMs),
-        "how long a called party lets it ring");
+    // clang-format off
+    getAllowedOptions().add_options()
+        ("json", po::bool_switch(), "writes the answer to get-param-info as JSON")
+        (s_szAnswerAfter, po::value<unsigned int>()->default_value(s_uiDefaultAnswerAfterMs),
+         "how long a called party lets it ring");
+    // clang-format on
 }
 
-bool Gateway::processCmdlineVarsMap(const po::variables_map& in_variables)
+std::optional<int> Gateway::answer(int in_argc, char** in_argv) const
 {
-    if (!ProductApplicationImpl::processCmdlineVarsMap(in_variables))
-        return false;
-    const bool bProductName = in_variables["product-name"].as<bool>();
-    const bool bVersion = in_variables["version"].as<bool>();
-    const bool bBuildInfo = in_variables["build-info"].as<bool>();
-    m_bOnlyInformation = bProductName || bVersion || bBuildInfo;
-    if (bProductName)
-        std::cout << "Product name : " << getProductName() << '\n';
-    if (bVersion)
-        std::cout << "Product version : " << GATEWAY_VERSION << '\n';
-    if (bBuildInfo)
-        BuildInfo::getInstance()->write(std::cout << "Build Info :\n") << '\n';
-    m_bFailed = !std::cout.flush();
-    return true;
+    try
+    {
+        const po::variables_map variables =
+            InformationOptions::parse(getAllowedOptions(), in_argc, in_argv);
+        if (variables["json"].as<bool>())
+            optionDependency(variables, "json", "get-param-info");
+        if (!InformationOptions::isAsked(variables))
+            return std::nullopt;
+        InformationOptions::answer(variables, getAllowedOptions(), getProductName(), std::cout);
+    }
+    // Of Boost.Program_options, and of `optionDependency`.
+    catch (const std::logic_error& error)
+    {
+        std::cerr << "gateway: " << error.what() << "\ngateway: see gateway --help\n";
+        return 2;
+    }
+    errno = 0;
+    if (std::cout.flush())
+        return 0;
+    std::cerr << "gateway: standard output cannot be written: " << std::strerror(errno) << '\n';
+    return 1;
 }
 
 bool Gateway::configure(const ROConfiguration& in_config)
 {
-    if (m_bOnlyInformation)
-        return true;
     if (!ProductApplicationImpl::configure(in_config))
         return false;
     try
@@ -90,23 +109,16 @@ bool Gateway::configure(const ROConfiguration& in_config)
 
 void Gateway::run()
 {
-    if (m_bOnlyInformation)
-        return;
-    bool bHandled = false;
-    // Answers --help and --get-param-info, which need the loaded configuration.
-    processHelpParamInfoOptions(bHandled);
-    if (bHandled)
-        return;
     GlobalConfig::getInstance()->writeProtect();
     GlobalConfig::getInstance()->declareRunTime();
     try
     {
         serve();
     }
-    catch (const std::exception& error)
+    catch (...)
     {
         m_bFailed = true;
-        VELMORA_FILE_LOG_ERROR(error.what());
+        logCaughtException(liveFileScopeLogger(), "the gateway ends");
     }
 }
 
@@ -120,6 +132,7 @@ void Gateway::serve()
     ProcessorUse processorUse;
     m_processorMonitor->start([&processorUse] { return processorUse.sinceLastCall(); });
     m_callMonitor->start([&userAgent] { return static_cast<double>(userAgent.concurrentCalls()); });
+    m_startWatch.end();
     for (const std::string& strURL : m_settings->sipURLs)
         VELMORA_FILE_LOG_INFO("running at " << strURL);
     while (!isDone(userAgent))
@@ -148,20 +161,33 @@ void Gateway::handleSignal(UserAgent& inout_userAgent)
     // Saved before other calls change it.
     const int iError = errno;
     if (iSignal == SIGUSR1)
-        return toggleRecording();
-    // A second signal does not extend the time limit.
+        toggleRecording();
+    else if (iSignal == SIGHUP)
+        reopenLogFiles();
+    else
+        stop(inout_userAgent, iSignal, iError);
+}
+
+void Gateway::stop(UserAgent& inout_userAgent, int in_iSignal, int in_iError)
+{
+    ++m_iStopSignals;
+    // The second signal does not extend the time limit.
     if (m_shutdown.hasBegun())
+    {
+        if (m_iStopSignals == s_iImpatientSignals)
+            m_shutdown.hurry();
         return;
+    }
     m_shutdown.begin(getExitTimeout(), getKillTimeout());
     // The calls end even if the line cannot be logged.
     withoutThrowing(liveFileScopeLogger(), "a line is lost",
-                    [iSignal, iError]
+                    [in_iSignal, in_iError]
                     {
-                        if (iSignal == 0)
+                        if (in_iSignal == 0)
                             VELMORA_FILE_LOG_ERROR(
-                                "stopping : signals cannot be read: " << std::strerror(iError));
+                                "stopping : signals cannot be read: " << std::strerror(in_iError));
                         else
-                            VELMORA_FILE_LOG_INFO("stopping : " << sigdescr_np(iSignal));
+                            VELMORA_FILE_LOG_INFO("stopping : " << sigdescr_np(in_iSignal));
                     });
     inout_userAgent.endCalls("the gateway stops");
 }

@@ -7,6 +7,7 @@
 #include "OperatorSignals.h"
 #include "Settings.h"
 #include "Shutdown.h"
+#include "StartWatch.h"
 #include "UserAgent.h"
 
 #include "velmora/application/ProductApplicationImpl.h"
@@ -20,30 +21,32 @@ namespace GatewayExample
 /// the configuration files in etc/, and handles these signals:
 ///
 /// - SIGTERM or SIGINT: ends its calls and then itself, within `keswardin.exitTimeoutSec`. Calls
-///   that are left then are cut off. Further signals change nothing. If the gateway hangs, SIGALRM
-///   ends it after `keswardin.killTimeoutSec`;
+///   that are left then are cut off. A second signal changes nothing; the third cuts off all calls
+///   at once. If the gateway hangs, SIGALRM ends it after `keswardin.killTimeoutSec`;
+/// - SIGHUP: opens the log files again, after a program that rotates logs has renamed them;
 /// - SIGUSR1: switches the recording of calls on or off.
 ///
 /// It monitors the load of the processors, for the operator's information, and the number of calls.
 /// While there are too many calls, new ones are refused.
-///
-/// `--product-name`, `--version` and `--build-info` print to standard output, need no
-/// configuration, and the gateway does nothing else.
 class Gateway : public Velmora::ProductApplicationImpl
 {
   public:
-    Gateway();
+    /// The signals and the watch must outlive the gateway, which ends the watch when it has
+    /// started.
+    Gateway(const OperatorSignals& in_signals, StartWatch& inout_startWatch);
 
-    /// Failure: logs an error and returns if SIP cannot be received. `hasFailed` is true then, and
-    /// also if standard output cannot be written.
+    /// Checks the command line and does what it asks for without a start: `InformationOptions`.
+    /// Returns the exit code of the program, or nothing if the gateway is to be started. The exit
+    /// code is 2 if the command line is wrong. Standard error has the reason then.
+    [[nodiscard]] std::optional<int> answer(int in_argc, char** in_argv) const;
+
+    /// Failure: logs an error and returns if SIP cannot be received, or if the event loop ends with
+    /// an exception. `hasFailed` is true then.
     void run() override;
 
     [[nodiscard]] bool hasFailed() const { return m_bFailed; }
 
   protected:
-    [[nodiscard]] bool
-    processCmdlineVarsMap(const boost::program_options::variables_map& in_variables) override;
-
     /// Failure: also false if a setting is missing or invalid.
     [[nodiscard]] bool configure(const Velmora::ROConfiguration& in_config) override;
 
@@ -51,18 +54,18 @@ class Gateway : public Velmora::ProductApplicationImpl
     void serve();
     [[nodiscard]] bool isDone(const UserAgent& in_userAgent) const;
     void handleSignal(UserAgent& inout_userAgent);
+    void stop(UserAgent& inout_userAgent, int in_iSignal, int in_iError);
     void toggleRecording() const;
 
-    /// Constructed first, so that no thread is started before the signals are blocked.
-    OperatorSignals m_signals;
+    const OperatorSignals& m_signals;
+    StartWatch& m_startWatch;
     EventLoop m_loop;
     // Set by `configure`.
     std::optional<Settings> m_settings;
     std::optional<LoadMonitor> m_processorMonitor;
     std::optional<LoadMonitor> m_callMonitor;
     Shutdown m_shutdown;
-    /// The command line only requested information about the program.
-    bool m_bOnlyInformation = false;
+    int m_iStopSignals = 0;
     bool m_bFailed = false;
 };
 

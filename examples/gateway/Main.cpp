@@ -4,13 +4,19 @@
 
 #include <exception>
 #include <iostream>
+#include <optional>
 
 namespace
 {
 
 int run(int argc, char** argv)
 {
-    GatewayExample::Gateway gateway;
+    // First, so that a gateway that is stopped while it starts ends as it would later.
+    const GatewayExample::OperatorSignals signals;
+    GatewayExample::StartWatch startWatch(signals);
+    GatewayExample::Gateway gateway(signals, startWatch);
+    if (const std::optional<int> exitCode = gateway.answer(argc, argv))
+        return *exitCode;
     if (!gateway.initialize(argc, argv))
         return 1;
     gateway.run();

@@ -2,12 +2,15 @@
 
 #include "OperatorSignals.h"
 
+#include <atomic>
 #include <cerrno>
 #include <csignal>
+#include <cstdint>
 #include <initializer_list>
 #include <system_error>
 
-#include <sys/signalfd.h>
+#include <fcntl.h>
+#include <sys/eventfd.h>
 #include <unistd.h>
 
 namespace GatewayExample
@@ -16,33 +19,71 @@ namespace GatewayExample
 namespace
 {
 
-/// Blocks the signals and returns a descriptor from which they are read.
-/// Failure: throws `std::system_error` if there is no descriptor.
-int blockSignals()
+/// What the handlers use. The descriptors are never closed.
+struct Handled
 {
-    sigset_t signals;
-    sigemptyset(&signals);
-    for (const int iSignal : {SIGTERM, SIGINT, SIGUSR1})
-        sigaddset(&signals, iSignal);
-    pthread_sigmask(SIG_BLOCK, &signals, nullptr);
-    const int iDescriptor = signalfd(-1, &signals, SFD_CLOEXEC);
-    if (iDescriptor < 0)
+    pid_t process = getpid();
+    /// A pipe, which takes a byte for each signal.
+    int signals[2] = {-1, -1};
+    int iStop = eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK);
+};
+
+// Lock-free, as the handlers read it.
+std::atomic<const Handled*> s_pHandled;
+static_assert(std::atomic<const Handled*>::is_always_lock_free);
+
+void handle(int in_iSignal)
+{
+    const int iError = errno;
+    const Handled& handled = *s_pHandled.load();
+    if (getpid() != handled.process)
+    {
+        // Delivered when the handler returns.
+        std::signal(in_iSignal, SIG_DFL);
+        raise(in_iSignal);
+        return;
+    }
+    // If the pipe is full, as many signals as a program can want are pending.
+    const auto uiSignal = static_cast<unsigned char>(in_iSignal);
+    [[maybe_unused]] ssize_t iWritten = write(handled.signals[1], &uiSignal, sizeof(uiSignal));
+    const std::uint64_t uiOne = 1;
+    if (in_iSignal == SIGTERM || in_iSignal == SIGINT)
+        iWritten = write(handled.iStop, &uiOne, sizeof(uiOne));
+    errno = iError;
+}
+
+const Handled* install()
+{
+    static Handled handled;
+    if (handled.iStop < 0 || pipe2(handled.signals, O_CLOEXEC | O_NONBLOCK) != 0)
         throw std::system_error(errno, std::generic_category(), "signals cannot be received");
-    return iDescriptor;
+    s_pHandled = &handled;
+    struct sigaction action
+    {
+    };
+    action.sa_handler = handle;
+    action.sa_flags = SA_RESTART;
+    for (const int iSignal : {SIGTERM, SIGINT, SIGHUP, SIGUSR1})
+        sigaction(iSignal, &action, nullptr);
+    return &handled;
 }
 
 } // namespace
 
-OperatorSignals::OperatorSignals() : m_descriptor(blockSignals()) {}
+OperatorSignals::OperatorSignals() { [[maybe_unused]] static const Handled* const s_p = install(); }
+
+int OperatorSignals::descriptor() const { return s_pHandled.load()->signals[0]; }
+
+int OperatorSignals::stopDescriptor() const { return s_pHandled.load()->iStop; }
 
 int OperatorSignals::read() const
 {
-    signalfd_siginfo signal{};
+    unsigned char uiSignal = 0;
     ssize_t iLength = -1;
     do
-        iLength = ::read(descriptor(), &signal, sizeof(signal));
+        iLength = ::read(descriptor(), &uiSignal, sizeof(uiSignal));
     while (iLength < 0 && errno == EINTR);
-    return iLength == sizeof(signal) ? static_cast<int>(signal.ssi_signo) : 0;
+    return iLength == sizeof(uiSignal) ? uiSignal : 0;
 }
 
 } // namespace GatewayExample

@@ -18,6 +18,8 @@ void Shutdown::begin(const ACE_Time_Value& in_exitTimeout, const ACE_Time_Value&
         alarm(static_cast<unsigned int>(in_killTimeout.sec()));
 }
 
+void Shutdown::hurry() { m_deadline = steady_clock::now(); }
+
 bool Shutdown::isOverdue() const { return m_deadline && steady_clock::now() >= *m_deadline; }
 
 } // namespace GatewayExample

@@ -18,6 +18,9 @@ class Shutdown
     /// process after `in_killTimeout`, if it hangs.
     void begin(const ACE_Time_Value& in_exitTimeout, const ACE_Time_Value& in_killTimeout);
 
+    /// Leaves the calls no time.
+    void hurry();
+
     [[nodiscard]] bool hasBegun() const { return m_deadline.has_value(); }
 
     /// Returns whether the shutdown has begun and the calls have no time left.

@@ -66,11 +66,16 @@ HelperResult GatewayProcess::run(const std::vector<std::string>& in_arguments)
 
 void GatewayProcess::start(const std::vector<std::string>& in_more) { startWith(sources(in_more)); }
 
-void GatewayProcess::startWith(const std::vector<std::string>& in_arguments)
+void GatewayProcess::begin(const std::vector<std::string>& in_arguments)
 {
     std::vector<std::string> command{VELMORA_HELPER_GATEWAY};
     command.insert(command.end(), in_arguments.begin(), in_arguments.end());
     m_process.emplace(command, m_home.file("output"), m_environment);
+}
+
+void GatewayProcess::startWith(const std::vector<std::string>& in_arguments)
+{
+    begin(in_arguments);
     waitForLine("running at");
 }
 

@@ -39,6 +39,9 @@ class GatewayProcess : public testing::Test
     /// Runs the gateway to its end, for command lines after which it ends by itself.
     HelperResult run(const std::vector<std::string>& in_arguments);
 
+    /// Starts the gateway and does not wait.
+    void begin(const std::vector<std::string>& in_arguments);
+
     /// Start the gateway and wait until it runs. Fail the test if it does not.
     void start(const std::vector<std::string>& in_more = {});
     void startWith(const std::vector<std::string>& in_arguments);

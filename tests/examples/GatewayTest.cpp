@@ -26,6 +26,8 @@ namespace
 {
 
 using GatewayExample::Gateway;
+using GatewayExample::OperatorSignals;
+using GatewayExample::StartWatch;
 using testing::AllOf;
 using testing::Contains;
 using testing::ElementsAre;
@@ -55,28 +57,6 @@ TEST_F(GatewayProcess, StartsFromItsConfigurationAndStopsAtSigterm)
                     "INFO keswardin.gateway.UserAgent - ending calls : 0",
                     "INFO keswardin.gateway - stopped : calls = 0, at once at most = 0, "
                     "refused = 0, repeated requests = 0"));
-}
-
-TEST_F(GatewayProcess, StopsAtSigintToo)
-{
-    start();
-    signal(SIGINT);
-    EXPECT_EQ(0, waitForEnd());
-    EXPECT_THAT(log(), Contains("INFO keswardin.gateway - stopping : Interrupt"));
-}
-
-TEST_F(GatewayProcess, SwitchesRecordingOnAndOffAtRunTimeOfItsProtectedConfiguration)
-{
-    start();
-    signal(SIGUSR1);
-    waitForLine("recording of calls is on");
-    signal(SIGUSR1);
-    waitForLine("recording of calls is off");
-    EXPECT_EQ(0, stop());
-    EXPECT_THAT(log(), Contains("ERROR keswardin.infra.GlobalConfig - failed to set a Global "
-                                "Configuration parameter because it is write protected : "
-                                "keswardin.gw.recordCalls.enabled")
-                           .Times(2));
 }
 
 TEST_F(GatewayProcess, TheOrderOfTheSourcesDoesNotMatterToTheirTags)
@@ -132,9 +112,11 @@ TEST_F(GatewayProcess, AnAddressThatIsTakenIsLoggedAndItEnds)
     start();
     const HelperResult result = run(sources());
     EXPECT_EQ(1, result.iExitCode);
-    EXPECT_THAT(log(), Contains("ERROR keswardin.gateway - SIP cannot be received at sip:" +
-                                address() + ":5060;transport=udp : nta: bind(" + address() +
-                                ":5060;transport=udp): Address already in use"));
+    EXPECT_THAT(
+        log(),
+        Contains("ERROR keswardin.gateway - the gateway ends : SIP cannot be received at sip:" +
+                 address() + ":5060;transport=udp : nta: bind(" + address() +
+                 ":5060;transport=udp): Address already in use"));
     EXPECT_EQ(0, stop());
 }
 
@@ -146,7 +128,11 @@ TEST_F(GatewayProcess, WithoutDescriptorsItSaysSoAndEnds)
     const HelperResult result =
         runHelper("/usr/bin/prlimit", {"--nofile=5", VELMORA_HELPER_GATEWAY});
     EXPECT_EQ(1, result.iExitCode);
-    EXPECT_THAT(result.strErrors, HasSubstr("gateway: no event loop\n"));
+    EXPECT_EQ("gateway: signals cannot be received: Too many open files\n", result.strErrors);
+    const HelperResult later =
+        runHelper("/usr/bin/prlimit", {"--nofile=9", VELMORA_HELPER_GATEWAY});
+    EXPECT_EQ(1, later.iExitCode);
+    EXPECT_THAT(later.strErrors, HasSubstr("gateway: no event loop\n"));
 }
 
 TEST_F(GatewayProcess, WithoutItsEnvironmentVariableItDoesNotStart)
@@ -166,53 +152,6 @@ TEST_F(GatewayProcess, WithoutItsEnvironmentVariableItDoesNotStart)
                           "[keswardin.Installation.Directory = ${GATEWAY_HOME}]"));
 }
 
-TEST_F(GatewayProcess, AnswersWhatItIsOnStandardOutputAndNeedsNoConfiguration)
-{
-    const std::vector<std::pair<std::string, std::string>> answers{
-        {"--product-name", "Product name : Keswardin Tarnel Gateway\n"},
-        {"--version", "Product version : " GATEWAY_VERSION "\n"},
-        {"--build-info", "Build Info :\n"
-                         "Branch branches/team/orrin/velmora-2.1-linux, Revision 17669?\n"
-                         "Tool gcc34, Version \n"
-                         "Tool g++34, Version \n"}};
-    std::string strAll;
-    for (const auto& [strOption, strAnswer] : answers)
-    {
-        const HelperResult result = run({strOption});
-        EXPECT_EQ(0, result.iExitCode);
-        EXPECT_EQ(strAnswer, result.strOutput);
-        EXPECT_EQ("", result.strErrors);
-        strAll += strAnswer;
-    }
-    const HelperResult result = run(sources({"--build-info", "--version", "--product-name"}));
-    EXPECT_EQ(0, result.iExitCode);
-    EXPECT_EQ(strAll, result.strOutput);
-    EXPECT_THAT(log(), testing::IsEmpty());
-}
-
-TEST_F(GatewayProcess, FailsWhereItsAnswerCannotBeWritten)
-{
-    const HelperResult result =
-        runHelper("/bin/sh", {"-c", VELMORA_HELPER_GATEWAY " --version > /dev/full"});
-    EXPECT_EQ(1, result.iExitCode);
-}
-
-TEST_F(GatewayProcess, DoesNotAnswerWhatACommandLineAsksThatIsWrong)
-{
-    const HelperResult result = run({"--version", "--no-such-option"});
-    EXPECT_EQ(1, result.iExitCode);
-    EXPECT_THAT(result.strOutput, testing::Not(HasSubstr("Product version")));
-}
-
-TEST_F(GatewayProcess, LogsItsOptionsAndEnds)
-{
-    const HelperResult result = run(sources({"--help"}));
-    EXPECT_EQ(0, result.iExitCode);
-    // The layout keeps a text of several lines in one.
-    EXPECT_THAT(home().read("logs/gateway.log"),
-                HasSubstr("Usage : gateway [options]\\nAllowed options:\\n"));
-}
-
 TEST(Gateway, ProtectsItsConfigurationAndDeclaresRunTimeBeforeItRuns)
 {
     const CapturedLog log(ERROR_LOG_LEVEL);
@@ -221,12 +160,14 @@ TEST(Gateway, ProtectsItsConfigurationAndDeclaresRunTimeBeforeItRuns)
     config.setStringParameter("keswardin.sip.userAgent.IPAddress",
                               ("udp:" + strAddress + ":5060").c_str());
     config.setStringParameter("keswardin.media.rtp.IPAddress", strAddress.c_str());
-    Gateway gateway;
+    const OperatorSignals signals;
+    StartWatch startWatch(signals);
+    Gateway gateway(signals, startWatch);
     std::string strName = "gateway";
     char* const argv[] = {strName.data(), nullptr};
     ASSERT_TRUE(gateway.initialize(1, const_cast<char**>(argv)));
     const CapturedLog logOfRun(ERROR_LOG_LEVEL);
-    // The signal is blocked and stays pending until the gateway runs.
+    // The signal stays pending until the gateway runs.
     kill(getpid(), SIGTERM);
     gateway.run();
 
