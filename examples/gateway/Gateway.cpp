@@ -8,6 +8,7 @@
 #include "OwnParameters.h"
 #include "ProcessorUse.h"
 #include "ReadWatch.h"
+#include "SettingRules.h"
 
 #include "velmora/config/RWGlobalConfig.h"
 #include "velmora/logging/CallDataRegistry.h"
@@ -41,6 +42,21 @@ constexpr unsigned int s_uiDefaultAnswerAfterMs = 200;
 
 /// From this signal on, calls have no time to end.
 constexpr int s_iImpatientSignals = 3;
+
+/// Logs each rule that the configuration breaks. Returns whether the gateway can work with it.
+bool keepsRules(const ROConfiguration& in_config)
+{
+    bool bCanWork = true;
+    for (const BrokenRule& broken : SettingRules::check(in_config))
+    {
+        if (broken.bFatal)
+            VELMORA_FILE_LOG_ERROR(broken.setting.what());
+        else
+            VELMORA_FILE_LOG_WARN(broken.setting.what());
+        bCanWork = bCanWork && !broken.bFatal;
+    }
+    return bCanWork;
+}
 
 void reopenLogFiles()
 {
@@ -92,6 +108,8 @@ std::optional<int> Gateway::answer(int in_argc, char** in_argv) const
 bool Gateway::configure(const ROConfiguration& in_config)
 {
     if (!ProductApplicationImpl::configure(in_config))
+        return false;
+    if (!keepsRules(in_config))
         return false;
     try
     {

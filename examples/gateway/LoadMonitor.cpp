@@ -82,6 +82,12 @@ LoadMonitor::LoadMonitor(const EventLoop& in_loop, const char* in_szResource,
         throw BadSetting(in_strPrefix, "", "the monitor cannot be configured ; see above");
 }
 
+void LoadMonitor::check(const std::string& in_strPrefix, const ROConfiguration& in_config)
+{
+    static_cast<void>(period(in_config, in_strPrefix));
+    checkThresholds(in_config, in_strPrefix);
+}
+
 void LoadMonitor::start(Observe in_observe)
 {
     m_observe = std::move(in_observe);

@@ -34,6 +34,9 @@ class LoadMonitor
     LoadMonitor(const LoadMonitor&) = delete;
     LoadMonitor& operator=(const LoadMonitor&) = delete;
 
+    /// Checks the parameters below a prefix as the constructor does, and fails as it does.
+    static void check(const std::string& in_strPrefix, const Velmora::ROConfiguration& in_config);
+
     /// Observes after each period from now on. Objects that the function uses must live until
     /// `stop` or the monitor's destructor.
     void start(Observe in_observe);

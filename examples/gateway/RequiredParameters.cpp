@@ -4,6 +4,9 @@
 
 #include "BadSetting.h"
 
+#include <sstream>
+
+using Velmora::ParameterValue;
 using Velmora::ROConfiguration;
 
 namespace GatewayExample
@@ -12,10 +15,17 @@ namespace GatewayExample
 namespace
 {
 
-void require(bool in_bSet, const std::string& in_strName)
+/// Says why a parameter could not be read: it is missing, or it has another type.
+[[noreturn]] void refuse(const ROConfiguration& in_config, const std::string& in_strName,
+                         const char* in_szWanted)
 {
-    if (!in_bSet)
-        throw BadSetting(in_strName, "", "it is not set");
+    ParameterValue value;
+    in_config.getParameter(in_strName.c_str(), value);
+    if (!value.defined())
+        throw BadSetting(in_strName, "", std::string("it is not set ; write ") + in_szWanted);
+    std::ostringstream text;
+    text << value;
+    throw BadSetting(in_strName, text.str(), std::string("it must be ") + in_szWanted);
 }
 
 } // namespace
@@ -23,14 +33,16 @@ void require(bool in_bSet, const std::string& in_strName)
 std::string requiredString(const ROConfiguration& in_config, const std::string& in_strName)
 {
     std::string strValue;
-    require(in_config.getStringParameter(in_strName.c_str(), strValue), in_strName);
+    if (!in_config.getStringParameter(in_strName.c_str(), strValue))
+        refuse(in_config, in_strName, "a text");
     return strValue;
 }
 
 int requiredInt(const ROConfiguration& in_config, const std::string& in_strName)
 {
     int iValue = 0;
-    require(in_config.getIntParameter(in_strName.c_str(), iValue), in_strName);
+    if (!in_config.getIntParameter(in_strName.c_str(), iValue))
+        refuse(in_config, in_strName, "an integer, such as 500");
     return iValue;
 }
 
@@ -45,7 +57,8 @@ int requiredPositiveInt(const ROConfiguration& in_config, const std::string& in_
 float requiredFloat(const ROConfiguration& in_config, const std::string& in_strName)
 {
     float fValue = 0;
-    require(in_config.getFloatParameter(in_strName.c_str(), fValue), in_strName);
+    if (!in_config.getFloatParameter(in_strName.c_str(), fValue))
+        refuse(in_config, in_strName, "a number with a decimal point, such as 85.0");
     return fValue;
 }
 

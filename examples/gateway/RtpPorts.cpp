@@ -7,7 +7,7 @@ namespace GatewayExample
 
 RtpPorts::RtpPorts(const PortRange& in_range) : m_free(std::size_t{UINT16_MAX})
 {
-    for (unsigned int uiPort = (in_range.uiFirst + 1U) & ~1U; uiPort < in_range.uiLast; uiPort += 2)
+    for (unsigned int uiPort = in_range.firstEven(); uiPort < in_range.uiLast; uiPort += 2)
         m_free.push_back(static_cast<std::uint16_t>(uiPort));
 }
 

@@ -144,6 +144,20 @@ std::string describe(const Session& in_session, const std::string& in_strAddress
     return text.str();
 }
 
+bool isKnownEncoding(const std::string& in_strName)
+{
+    const auto hasName = [&in_strName](const RtpEncoding& in_encoding)
+    { return boost::iequals(in_strName, in_encoding.strName); };
+    return boost::iequals(in_strName, s_szTelephoneEvent) ||
+           std::ranges::any_of(s_staticPayloadTypes, hasName);
+}
+
+std::string knownEncodings()
+{
+    return namesOf({s_staticPayloadTypes.begin(), s_staticPayloadTypes.end()}) + ',' +
+           s_szTelephoneEvent;
+}
+
 std::string namesOf(const std::vector<RtpEncoding>& in_encodings)
 {
     std::string strNames;

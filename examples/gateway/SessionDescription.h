@@ -38,6 +38,12 @@ struct Session
 [[nodiscard]] std::string describe(const Session& in_session, const std::string& in_strAddress,
                                    std::uint16_t in_uiPort);
 
+/// Returns whether an encoding can be offered, which needs a payload type.
+[[nodiscard]] bool isKnownEncoding(const std::string& in_strName);
+
+/// Returns the names of all such encodings, separated by commas.
+[[nodiscard]] std::string knownEncodings();
+
 /// Returns the names of encodings, separated by commas.
 [[nodiscard]] std::string namesOf(const std::vector<RtpEncoding>& in_encodings);
 

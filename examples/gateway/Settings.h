@@ -3,6 +3,7 @@
 #pragma once
 
 #include "PortRange.h"
+#include "SipAddress.h"
 
 #include "velmora/config/Configuration.h"
 
@@ -20,6 +21,25 @@ struct Settings
     ///
     /// Failure: throws `BadSetting` for the first one that is missing or invalid.
     explicit Settings(const Velmora::ROConfiguration& in_config);
+
+    // Parameters of which a rule of `SettingRules` looks at the parts.
+    static constexpr const char* s_szSipAddress = "keswardin.sip.userAgent.IPAddress";
+    static constexpr const char* s_szTimerT1 = "keswardin.sip.TimerT1";
+    static constexpr const char* s_szTimerT2 = "keswardin.sip.TimerT2";
+    static constexpr const char* s_szTransactionLifetime = "keswardin.sip.lifetimeTimer";
+    static constexpr const char* s_szRtpAddress = "keswardin.media.rtp.IPAddress";
+    static constexpr const char* s_szRtpPorts = "keswardin.media.rtp.udpPortRange";
+    static constexpr const char* s_szEncodings = "keswardin.rtp.encodingList";
+
+    // Read one of them.
+    //
+    // Failure: throw `BadSetting` if it is missing or invalid.
+    [[nodiscard]] static std::vector<SipAddress>
+    readSipAddresses(const Velmora::ROConfiguration& in_config);
+    [[nodiscard]] static PortRange readRtpPorts(const Velmora::ROConfiguration& in_config);
+    /// Splits a value at its commas and removes the blanks around the parts.
+    [[nodiscard]] static std::vector<std::string>
+    readList(const Velmora::ROConfiguration& in_config, const char* in_szName);
 
     /// The URLs at which SIP is received, at least one, such as "sip:127.0.0.1:5060;transport=udp".
     std::vector<std::string> sipURLs;

@@ -121,12 +121,50 @@ TEST_F(GatewaySettings, ATimeOfZeroIsReported)
 TEST_F(GatewaySettings, AnInvalidRangeOfPortsIsReported)
 {
     constexpr const char* szName = "keswardin.media.rtp.udpPortRange";
-    for (const char* const szRange : {"", "20000", "20000-", "-1", "a-b", "20000-20001x",
-                                      "30000-20000", "20000-20000", "0-10", "1-65536"})
-        EXPECT_EQ(std::string(szName) + " = \"" + szRange +
-                      "\" : a range of ports is like 20000-29999",
+    const std::vector<std::pair<const char*, const char*>> reasons{
+        {"", "a range of ports is like 20000-29999"},
+        {"20000", "a range of ports is like 20000-29999"},
+        {"20000-", "a range of ports is like 20000-29999"},
+        {"-1", "a range of ports is like 20000-29999"},
+        {"a-b", "port a is not a number from 1 to 65535"},
+        {"20000-20001x", "port 20001x is not a number from 1 to 65535"},
+        {"0-10", "port 0 is not a number from 1 to 65535"},
+        {"1-65536", "port 65536 is not a number from 1 to 65535"},
+        {"30000-20000", "the range ends before it begins ; write 20000-30000"},
+        {"20001-20002", "the range has no even port with the odd port above it ; a range of ports "
+                        "is like 20000-29999"},
+        {"20000-20000", "the range has no even port with the odd port above it ; a range of ports "
+                        "is like 20000-29999"}};
+    for (const auto& [szRange, szReason] : reasons)
+        EXPECT_EQ(std::string(szName) + " = \"" + szRange + "\" : " + szReason,
                   errorWith(szName, szRange));
     EXPECT_EQ("", errorWith(szName, "1-65535"));
+    EXPECT_EQ("", errorWith(szName, "20000-20001"));
+}
+
+TEST_F(GatewaySettings, AnInvalidAddressOfSipIsReported)
+{
+    const std::vector<std::pair<const char*, const char*>> reasons{
+        {"udp:127.0.0.1:99999", "port 99999 is not a number from 1 to 65535"},
+        {"udp:127.0.0.1:0", "port 0 is not a number from 1 to 65535"},
+        {"udp:127.0.0.1:", "port  is not a number from 1 to 65535"},
+        {"udp:127.0.0.1:sip", "port sip is not a number from 1 to 65535"},
+        {"udp:[::1:5060", "the bracket of the address is not closed"},
+        {"udp:[127.0.0.1]:5060", "[127.0.0.1] is not an IPv6 address"},
+        {"udp:[::1]5060", "an address is like udp:[::1]:5060"},
+        {"udp:::1", "an IPv6 address has brackets, as in udp:[::1]:5060"},
+        {"udp:", "an address is like udp:10.0.0.1:5060"},
+        {"udp::5060", "an address is like udp:10.0.0.1:5060"}};
+    for (const auto& [szAddress, szReason] : reasons)
+        EXPECT_EQ(std::string("keswardin.sip.userAgent.IPAddress = \"") + szAddress +
+                      "\" : " + szReason,
+                  errorWith("keswardin.sip.userAgent.IPAddress", szAddress));
+}
+
+TEST_F(GatewaySettings, AValueOfAnotherTypeIsReportedWithWhatIsWanted)
+{
+    EXPECT_EQ("keswardin.sip.TimerT1 = \"5s\" : it must be an integer, such as 500",
+              errorWith("keswardin.sip.TimerT1", "5s"));
 }
 
 TEST_F(GatewaySettings, OneThatIsMissingIsReported)
@@ -139,7 +177,8 @@ TEST_F(GatewaySettings, OneThatIsMissingIsReported)
     }
     catch (const BadSetting& error)
     {
-        EXPECT_STREQ("keswardin.sip.userAgent.IPAddress = \"\" : it is not set", error.what());
+        EXPECT_STREQ("keswardin.sip.userAgent.IPAddress = \"\" : it is not set ; write a text",
+                     error.what());
     }
 }
 
