@@ -74,7 +74,9 @@ class VELMORA_API AlarmRegistry : public virtual Object
     /// Removes the first entry for that observer, if there is one.
     virtual void removeObserver(LimitedObjPtr<Observer> in_pObserver) = 0;
 
-    /// Deletes all alarms. Keeps the observers.
+    /// Deletes all alarms. Keeps the observers. May be called by an observer of a change that was
+    /// requested through a handle or by a script: the alarms are then removed at once and deleted
+    /// after that change. An observer of an alarm that is changed directly must not call it.
     virtual void clear() = 0;
 
     /// Turn the alarm with that id on or off, through its handle.

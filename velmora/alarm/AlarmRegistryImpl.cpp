@@ -57,12 +57,29 @@ AlarmRegistryImpl::AlarmRegistryImpl() : m_alarmHash(s_uiNumBuckets)
     Python::EmbeddedInterpreter::getInstance();
 }
 
+/// The alarms of a table that `clear` has replaced.
+class AlarmRegistryImpl::RemovedAlarms final : public AlarmMutex::Removed
+{
+  public:
+    explicit RemovedAlarms(AlarmHash in_table) : m_table(std::move(in_table)) {}
+
+    AlarmHash& table() { return m_table; }
+
+  private:
+    AlarmHash m_table;
+};
+
 AlarmRegistryImpl::~AlarmRegistryImpl()
 {
     // First, so that destructors of alarms find no registry.
     aliveInProcess().clear(this);
-    // A table without buckets needs no memory.
-    letGoOfAlarms(AlarmHash());
+    // Needs no memory, unlike `clear`. If the process ends in an observer, alarms may also be left
+    // that the observer has removed.
+    AlarmHash table;
+    std::unique_ptr<AlarmMutex::Removed> pRemoved;
+    const Lock lock(*this);
+    table.swap(m_alarmHash);
+    pRemoved = m_mutex.takeRemoved();
 }
 
 LimitedObjPtr<Alarm> AlarmRegistryImpl::addAlarm(Alarm* in_pAlarm, bool in_bAllowDuplicate)
@@ -134,15 +151,14 @@ void AlarmRegistryImpl::removeObserver(LimitedObjPtr<Observer> in_pObserver)
         all.erase(found);
 }
 
-void AlarmRegistryImpl::clear() { letGoOfAlarms(AlarmHash(s_uiNumBuckets)); }
-
-void AlarmRegistryImpl::letGoOfAlarms(AlarmHash in_table)
+void AlarmRegistryImpl::clear()
 {
-    // The old table is destroyed by the caller, after the lock has been released. Destructors of
-    // alarms are foreign code: they may take any lock, and use the registry, whose table is
-    // consistent by then.
+    auto pRemoved = std::make_unique<RemovedAlarms>(AlarmHash(s_uiNumBuckets));
+    // The alarms are deleted after the lock has been released. Destructors of alarms are foreign
+    // code: they may take any lock, and use the registry, whose table is consistent by then.
     const Lock lock(*this);
-    in_table.swap(m_alarmHash);
+    pRemoved->table().swap(m_alarmHash);
+    m_mutex.deleteWhenReleased(std::move(pRemoved));
 }
 
 void AlarmRegistryImpl::Observers::newAlarmState(const Alarm& in_alarm)

@@ -2,9 +2,8 @@
 
 #pragma once
 
+#include "velmora/alarm/AlarmMutex.h"
 #include "velmora/alarm/AlarmRegistry.h"
-#include "velmora/application/GatedGuard.h"
-#include "velmora/application/GatedMutex.h"
 #include "velmora/application/Handle.h"
 
 #include <string>
@@ -29,7 +28,8 @@ class AlarmRegistryPeer;
 class VELMORA_API AlarmRegistryImpl : public AlarmRegistry
 {
   public:
-    /// Holds the mutex for a scope, to make several operations atomic.
+    /// Holds the mutex for a scope, to make several operations atomic. Alarms that are removed in
+    /// the scope are deleted at its end.
     class VELMORA_SCOPED_CAPABILITY Lock
     {
       public:
@@ -42,7 +42,7 @@ class VELMORA_API AlarmRegistryImpl : public AlarmRegistry
         Lock& operator=(const Lock&) = delete;
 
       private:
-        GatedGuard<GatedRecursiveMutex> m_guard;
+        AlarmMutex::Guard m_guard;
     };
 
     static AlarmRegistryImpl* getInstance();
@@ -66,6 +66,8 @@ class VELMORA_API AlarmRegistryImpl : public AlarmRegistry
         CountedBuiltInPtr<MutexedAlarm, ReferenceCount, DeleteCountedObjDeleter<MutexedAlarm>>;
     using AlarmHash = std::unordered_map<std::string, MutexedAlarmPtr>;
 
+    class RemovedAlarms;
+
     /// Calls all observers, for the handles of alarms. The caller holds the lock.
     struct Observers final : Observer
     {
@@ -76,9 +78,6 @@ class VELMORA_API AlarmRegistryImpl : public AlarmRegistry
 
     AlarmRegistryImpl();
 
-    /// Replaces the table of alarms and deletes the old one, the latter without the mutex.
-    void letGoOfAlarms(AlarmHash in_table);
-
     /// Inserts the new entry and sets the pointer to null, unless there is an entry with that id.
     /// Returns the entry that the table holds afterwards.
     LimitedObjPtr<Alarm> insertOrFind(const std::string& in_strId, MutexedAlarmPtr& inout_pNew);
@@ -86,7 +85,7 @@ class VELMORA_API AlarmRegistryImpl : public AlarmRegistry
     /// Guards `m_alarmHash`, `m_observers` and every alarm while it is used through its handle.
     /// Observers and the code of alarms run while it is held. Recursive, as they may use the
     /// registry and its handles.
-    mutable GatedRecursiveMutex m_mutex;
+    mutable AlarmMutex m_mutex;
 
     AlarmHash m_alarmHash VELMORA_GUARDED_BY(m_mutex);
 

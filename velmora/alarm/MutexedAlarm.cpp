@@ -2,16 +2,14 @@
 
 #include "velmora/alarm/MutexedAlarm.h"
 
-#include "velmora/application/GatedGuard.h"
-
 #include <utility>
 
 namespace Velmora
 {
 
-using Lock = GatedGuard<GatedRecursiveMutex>;
+using Lock = AlarmMutex::Guard;
 
-MutexedAlarm::MutexedAlarm(GatedRecursiveMutex& in_mutex, AlarmRegistry::Observer& in_observers,
+MutexedAlarm::MutexedAlarm(AlarmMutex& in_mutex, AlarmRegistry::Observer& in_observers,
                            AlarmPtr in_pAlarm)
     : m_mutex(in_mutex), m_observers(in_observers), m_pAlarm(std::move(in_pAlarm))
 {

@@ -3,8 +3,8 @@
 #pragma once
 
 #include "velmora/alarm/Alarm.h"
+#include "velmora/alarm/AlarmMutex.h"
 #include "velmora/alarm/AlarmRegistry.h"
-#include "velmora/application/GatedMutex.h"
 #include "velmora/application/Handle.h"
 #include "velmora/memory/InAccount.h"
 
@@ -12,7 +12,8 @@ namespace Velmora
 {
 
 /// The handle of an alarm. Performs each operation under the registry's mutex, and calls the
-/// registry's observers after a change.
+/// registry's observers after a change. An observer may remove the alarm from the registry in any
+/// of them: the alarm and its handle are deleted after the operation.
 ///
 /// Thread-safety: all operations may be called on any thread.
 /// Ownership: the registry's. Owns the alarm.
@@ -23,8 +24,7 @@ class MutexedAlarm : public virtual Alarm, public InAccount<"MutexedAlarm">
 
     /// Takes the registry's mutex and an observer that calls those of the registry. Both must
     /// outlive the handle.
-    MutexedAlarm(GatedRecursiveMutex& in_mutex, AlarmRegistry::Observer& in_observers,
-                 AlarmPtr in_pAlarm);
+    MutexedAlarm(AlarmMutex& in_mutex, AlarmRegistry::Observer& in_observers, AlarmPtr in_pAlarm);
     ~MutexedAlarm() override;
 
     std::ostream& writeAlarmId(std::ostream& out_stream) const override;
@@ -38,7 +38,7 @@ class MutexedAlarm : public virtual Alarm, public InAccount<"MutexedAlarm">
   private:
     /// Guards `m_pAlarm` and the registry. Observers and the code of the alarm run while it is
     /// held.
-    GatedRecursiveMutex& m_mutex;
+    AlarmMutex& m_mutex;
     AlarmRegistry::Observer& m_observers;
     AlarmPtr m_pAlarm VELMORA_PT_GUARDED_BY(m_mutex);
 };

@@ -542,4 +542,76 @@ TEST_F(AlarmRegistryObservers, MayUseTheRegistryAndOtherAlarms)
                 ElementsAre("alarm: Alarm [a] : ALARM_ON", "second: Alarm [a] : ALARM_ON"));
 }
 
+// Alarms that are removed while they are used
+
+TEST_F(AlarmRegistryObservers, MayClearTheRegistryWhileAnAlarmChanges)
+{
+    bool bHasGone = false;
+    const LimitedObjPtr<Alarm> pHandle = registry().addAlarm(alarmThatGoes("a", bHasGone), false);
+    pHandle->addObserver(&m_ofAlarm);
+    registry().addObserver(&m_first);
+    m_changes.m_onChange = [&]
+    {
+        registry().clear();
+        EXPECT_TRUE(registry().getAlarm("a").isNull());
+        EXPECT_FALSE(bHasGone) << "it is calling its observers";
+    };
+    pHandle->set();
+    EXPECT_TRUE(bHasGone);
+    EXPECT_THAT(m_changes.take(),
+                ElementsAre("alarm: Alarm [a] : ALARM_ON", "first: Alarm [a] : ALARM_ON"));
+}
+
+TEST_F(AlarmRegistryObservers, MayReplaceAnAlarmWhileItChanges)
+{
+    bool bHasGone = false;
+    const LimitedObjPtr<Alarm> pOld = registry().addAlarm(alarmThatGoes("a", bHasGone), false);
+    pOld->addObserver(&m_ofAlarm);
+    m_changes.m_onChange = []
+    {
+        registry().clear();
+        registry().addAlarm(new NamedAlarm("a"), false);
+    };
+    pOld->set();
+    EXPECT_TRUE(bHasGone);
+    ASSERT_FALSE(registry().getAlarm("a").isNull());
+    EXPECT_EQ(Alarm::ALARM_OFF, registry().getAlarm("a")->getState());
+}
+
+TEST_F(AlarmRegistryObservers, MayClearTheRegistryWhileAnAggregateFollowsAnAlarm)
+{
+    bool bHasGone = false;
+    auto* const pAggregate = new NamedAlarm<AggregateAlarmImpl>("aggregate");
+    pAggregate->m_onDestruction = [&bHasGone] { bHasGone = true; };
+    registry().addAlarm(pAggregate, false);
+    const LimitedObjPtr<Alarm> pSource = registry().addAlarm(new NamedAlarm("source"), false);
+    pAggregate->addAlarm(*pSource);
+    pAggregate->addObserver(&m_ofAlarm);
+    m_changes.m_onChange = [&bHasGone]
+    {
+        registry().clear();
+        EXPECT_FALSE(bHasGone) << "it is calling its observers";
+    };
+    pSource->set();
+    EXPECT_TRUE(bHasGone);
+    EXPECT_THAT(m_changes.take(), ElementsAre("alarm: Alarm [aggregate] : ALARM_ON"));
+}
+
+TEST(AlarmRegistry, KeepsRemovedAlarmsUntilItsMutexIsReleased)
+{
+    bool bFirstHasGone = false;
+    bool bSecondHasGone = false;
+    {
+        const AlarmRegistryImpl::Lock lock(*AlarmRegistryImpl::getInstance());
+        registry().addAlarm(alarmThatGoes("a", bFirstHasGone), false);
+        registry().clear();
+        registry().addAlarm(alarmThatGoes("a", bSecondHasGone), false);
+        registry().clear();
+        EXPECT_FALSE(bFirstHasGone);
+        EXPECT_FALSE(bSecondHasGone);
+    }
+    EXPECT_TRUE(bFirstHasGone);
+    EXPECT_TRUE(bSecondHasGone);
+}
+
 } // namespace Velmora::Test
