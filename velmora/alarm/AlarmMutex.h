@@ -26,9 +26,12 @@ class VELMORA_CAPABILITY("mutex") AlarmMutex : public GatedRecursiveMutex
         Removed& operator=(const Removed&) = delete;
         virtual ~Removed() = default;
 
+        /// Is called with the mutex held, before the deletion.
+        virtual void report() noexcept = 0;
+
       private:
         friend class AlarmMutex;
-        std::unique_ptr<Removed> m_pOlder;
+        std::unique_ptr<Removed> m_pNext;
     };
 
     /// Holds the mutex for a scope. A thread may have several; the first one deletes, in its
@@ -61,13 +64,19 @@ class VELMORA_CAPABILITY("mutex") AlarmMutex : public GatedRecursiveMutex
     /// Takes over what was removed, until the first guard of the calling thread ends.
     void deleteWhenReleased(std::unique_ptr<Removed> in_pRemoved) VELMORA_REQUIRES(this)
     {
-        in_pRemoved->m_pOlder = std::exchange(m_pRemoved, nullptr);
-        m_pRemoved = std::move(in_pRemoved);
+        std::unique_ptr<Removed>* pEnd = &m_pRemoved;
+        while (*pEnd != nullptr)
+            pEnd = &(*pEnd)->m_pNext;
+        *pEnd = std::move(in_pRemoved);
     }
 
-    /// Returns what was removed and has not been deleted.
+    /// Reports what was removed and has not been deleted, in its order, and returns it.
     std::unique_ptr<Removed> takeRemoved() VELMORA_REQUIRES(this)
     {
+        // What a report calls may remove further alarms.
+        for (Removed* pRemoved = m_pRemoved.get(); pRemoved != nullptr;
+             pRemoved = pRemoved->m_pNext.get())
+            pRemoved->report();
         return std::exchange(m_pRemoved, nullptr);
     }
 

@@ -3,6 +3,7 @@
 #include "velmora/alarm/AlarmRegistryImpl.h"
 
 #include "velmora/alarm/AlarmId.h"
+#include "velmora/alarm/AlarmTableObserver.h"
 #include "velmora/alarm/MutexedAlarm.h"
 #include "velmora/application/Assertion.h"
 #include "velmora/application/Singleton.h"
@@ -61,11 +62,20 @@ AlarmRegistryImpl::AlarmRegistryImpl() : m_alarmHash(s_uiNumBuckets)
 class AlarmRegistryImpl::RemovedAlarms final : public AlarmMutex::Removed
 {
   public:
-    explicit RemovedAlarms(AlarmHash in_table) : m_table(std::move(in_table)) {}
+    RemovedAlarms(AlarmRegistryImpl& inout_registry, AlarmHash in_table)
+        : m_registry(inout_registry), m_table(std::move(in_table))
+    {
+    }
+
+    void report() noexcept VELMORA_NO_THREAD_SAFETY_ANALYSIS override
+    {
+        m_registry.reportRemoval(m_table);
+    }
 
     AlarmHash& table() { return m_table; }
 
   private:
+    AlarmRegistryImpl& m_registry;
     AlarmHash m_table;
 };
 
@@ -79,6 +89,7 @@ AlarmRegistryImpl::~AlarmRegistryImpl()
     std::unique_ptr<AlarmMutex::Removed> pRemoved;
     const Lock lock(*this);
     table.swap(m_alarmHash);
+    reportRemoval(table);
     pRemoved = m_mutex.takeRemoved();
 }
 
@@ -113,6 +124,10 @@ LimitedObjPtr<Alarm> AlarmRegistryImpl::insertOrFind(const std::string& in_strId
         m_alarmHash.emplace(in_strId, std::move(inout_pNew));
         found = m_alarmHash.find(in_strId);
         VELMORA_FILE_ASSERT(found != m_alarmHash.end());
+        // By index, as an observer that breaks the rule and adds one would invalidate an iterator.
+        // NOLINTNEXTLINE(modernize-loop-convert)
+        for (std::size_t uiIndex = 0; uiIndex < m_tableObservers.size(); ++uiIndex)
+            m_tableObservers[uiIndex]->alarmIsThere(in_strId, found->second->alarm());
     }
     return LimitedObjPtr<Alarm>(found->second);
 }
@@ -153,12 +168,45 @@ void AlarmRegistryImpl::removeObserver(LimitedObjPtr<Observer> in_pObserver)
 
 void AlarmRegistryImpl::clear()
 {
-    auto pRemoved = std::make_unique<RemovedAlarms>(AlarmHash(s_uiNumBuckets));
+    auto pRemoved = std::make_unique<RemovedAlarms>(*this, AlarmHash(s_uiNumBuckets));
     // The alarms are deleted after the lock has been released. Destructors of alarms are foreign
     // code: they may take any lock, and use the registry, whose table is consistent by then.
     const Lock lock(*this);
     pRemoved->table().swap(m_alarmHash);
     m_mutex.deleteWhenReleased(std::move(pRemoved));
+}
+
+void AlarmRegistryImpl::reportRemoval(const AlarmHash& in_table) noexcept
+{
+    for (AlarmTableObserver* const pObserver : m_tableObservers)
+        for (const AlarmHash::value_type& entry : in_table)
+            pObserver->alarmGoes(entry.second->alarm());
+}
+
+void AlarmRegistryImpl::addTableObserver(AlarmTableObserver& inout_observer)
+{
+    const Lock lock(*this);
+    m_tableObservers.push_back(&inout_observer);
+    reportAlarms(inout_observer);
+}
+
+void AlarmRegistryImpl::removeTableObserver(AlarmTableObserver& inout_observer)
+{
+    const Lock lock(*this);
+    std::erase(m_tableObservers, &inout_observer);
+}
+
+void AlarmRegistryImpl::reportAlarms(AlarmTableObserver& inout_observer)
+{
+    const Lock lock(*this);
+    // A copy, as the code of alarms that runs in the loop may change the table. The lock keeps the
+    // alarms alive, also those that are removed.
+    std::vector<std::pair<std::string, MutexedAlarm*>> alarms;
+    alarms.reserve(m_alarmHash.size());
+    for (const AlarmHash::value_type& entry : m_alarmHash)
+        alarms.emplace_back(entry.first, entry.second.get());
+    for (const auto& [strId, pAlarm] : alarms)
+        inout_observer.alarmIsThere(strId, pAlarm->alarm());
 }
 
 void AlarmRegistryImpl::Observers::newAlarmState(const Alarm& in_alarm)

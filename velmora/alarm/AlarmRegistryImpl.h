@@ -13,6 +13,7 @@
 namespace Velmora
 {
 
+class AlarmTableObserver;
 class MutexedAlarm;
 
 namespace Test
@@ -59,6 +60,15 @@ class VELMORA_API AlarmRegistryImpl : public AlarmRegistry
     void removeObserver(LimitedObjPtr<Observer> in_pObserver) override;
     void clear() override;
 
+    /// Calls `alarmIsThere` for each alarm, and from then on for each alarm that is added.
+    /// Ownership: the caller's. The observer must live until it is removed or the registry is
+    /// deleted, which it notices by `ifAlive`.
+    void addTableObserver(AlarmTableObserver& inout_observer);
+    void removeTableObserver(AlarmTableObserver& inout_observer);
+
+    /// Calls `alarmIsThere` for each alarm. Failure: throws `std::bad_alloc` before the first call.
+    void reportAlarms(AlarmTableObserver& inout_observer);
+
   private:
     friend class Test::AlarmRegistryPeer;
 
@@ -78,6 +88,9 @@ class VELMORA_API AlarmRegistryImpl : public AlarmRegistry
 
     AlarmRegistryImpl();
 
+    /// Calls `alarmGoes` for each alarm of a table. The caller holds the lock.
+    void reportRemoval(const AlarmHash& in_table) noexcept VELMORA_REQUIRES(m_mutex);
+
     /// Inserts the new entry and sets the pointer to null, unless there is an entry with that id.
     /// Returns the entry that the table holds afterwards.
     LimitedObjPtr<Alarm> insertOrFind(const std::string& in_strId, MutexedAlarmPtr& inout_pNew);
@@ -90,6 +103,8 @@ class VELMORA_API AlarmRegistryImpl : public AlarmRegistry
     AlarmHash m_alarmHash VELMORA_GUARDED_BY(m_mutex);
 
     Observers m_observers;
+
+    std::vector<AlarmTableObserver*> m_tableObservers VELMORA_GUARDED_BY(m_mutex);
 };
 
 } // namespace Velmora

@@ -35,6 +35,9 @@ class MutexedAlarm : public virtual Alarm, public InAccount<"MutexedAlarm">
     void addObserver(LimitedObjPtr<Observer> in_pObserver) override;
     void removeObserver(LimitedObjPtr<Observer> in_pObserver) override;
 
+    /// Returns the alarm itself. Only for use with the mutex held.
+    [[nodiscard]] Alarm& alarm() const { return *m_pAlarm.get(); }
+
   private:
     /// Guards `m_pAlarm` and the registry. Observers and the code of the alarm run while it is
     /// held.
