@@ -29,6 +29,9 @@ class PyRedirectAlarm : public virtual Alarm, public InAccount<"PyRedirectAlarm"
     void addObserver(LimitedObjPtr<Observer> in_pObserver) override;
     void removeObserver(LimitedObjPtr<Observer> in_pObserver) override;
 
+    /// Returns the alarm that the object owns.
+    [[nodiscard]] const Alarm& target() const { return *m_pAlarm; }
+
   private:
     TSPyObjPtr m_pObject;
     Alarm* m_pAlarm;
