@@ -87,4 +87,48 @@ TEST(AlarmProcess, ASourceOfOverloadOutlivesTheExitList)
                     "state: ALARM_ON"));
 }
 
+TEST(AlarmJournalProcess, AStaticJournalEndsBeforeTheRegistry)
+{
+    const HelperResult result = runHelper(VELMORA_HELPER_ALARM_USES_JOURNAL, {"static"});
+    expectEndsWell(result);
+    EXPECT_THAT(linesOf(result.strOutput),
+                ElementsAre("ERROR - Alarm [a] : ALARM_ON", "main : 1 of 1 on", "end : 1 of 1 on"));
+}
+
+TEST(AlarmJournalProcess, AJournalOutlivesTheRegistry)
+{
+    const HelperResult result = runHelper(VELMORA_HELPER_ALARM_USES_JOURNAL, {"close"});
+    expectEndsWell(result);
+    EXPECT_THAT(linesOf(result.strOutput),
+                ElementsAre("ERROR - Alarm [a] : ALARM_ON", "main : 1 of 1 on", "end : 0 of 1 on"));
+}
+
+TEST(AlarmJournalProcess, AJournalNeedNotBeDestroyed)
+{
+    const HelperResult result = runHelper(VELMORA_HELPER_ALARM_USES_JOURNAL, {"leave"});
+    expectEndsWell(result);
+    EXPECT_THAT(linesOf(result.strOutput),
+                ElementsAre("ERROR - Alarm [a] : ALARM_ON", "main : 1 of 1 on"));
+}
+
+TEST(AlarmJournalProcess, AJournalThatIsMadeAfterTheRegistryIsEmpty)
+{
+    const HelperResult result = runHelper(VELMORA_HELPER_ALARM_USES_JOURNAL, {"late"});
+    expectEndsWell(result);
+    EXPECT_EQ("end : 0 of 0 on\n", result.strOutput);
+}
+
+TEST(AlarmJournalProcess, AChildOfAForkUsesTheJournalWhateverOtherThreadsDidWithIt)
+{
+#if VELMORA_THREAD_SANITIZER
+    constexpr const char* szForks = "50";
+#else
+    constexpr const char* szForks = "300";
+#endif
+    const HelperResult result =
+        runHelper(VELMORA_HELPER_ALARM_USES_JOURNAL, {"fork", szForks}, {}, s_forksLimit);
+    expectEndsWell(result);
+    EXPECT_EQ("last child ended with status 0\n", result.strOutput);
+}
+
 } // namespace Velmora::Test
