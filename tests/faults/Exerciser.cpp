@@ -12,6 +12,7 @@
 
 #include "tests/support/NamedAlarm.h"
 #include "velmora/alarm/AggregateAlarmImpl.h"
+#include "velmora/alarm/AlarmJournal.h"
 #include "velmora/alarm/AlarmRegistry.h"
 #include "velmora/alarm/ProfileTimer.h"
 #include "velmora/alarm/ResourceMonitor.h"
@@ -265,6 +266,24 @@ bool useAlarms()
     registry.resetAlarm("exerciser.link");
     expect(pAll->getState() == Alarm::ALARM_OFF, "the end of an aggregate's state");
     std::printf("changes that an observer of the registry hears: %d\n", s_counter.m_iChanges);
+    return true;
+}
+
+bool keepJournal()
+{
+    AlarmJournal journal;
+    const LimitedObjPtr<Alarm> pTrunk =
+        AlarmRegistry::getInstance().addAlarm(new Test::NamedAlarm<>("exerciser.trunk"), false);
+    if (pTrunk.isNull())
+        return false;
+    pTrunk->set();
+    journal.poll();
+    expect(journal.activeAlarms().size() == 1, "the alarm of a journal");
+    std::ostringstream text;
+    journal.writeText(text);
+    journal.writeJson(text);
+    expect(text.str().find("exerciser.trunk : on since ") != std::string::npos,
+           "the text of a journal");
     return true;
 }
 
@@ -534,6 +553,7 @@ void useLibrary()
     step("convert", convert);
     step("calls", haveCalls);
     step("alarms", useAlarms);
+    step("journal of alarms", keepJournal);
     step("monitor", monitor);
     step("memory", useMemory);
     step("make directories", makeTree);
