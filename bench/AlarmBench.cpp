@@ -1,13 +1,15 @@
 // SPDX-License-Identifier: BSD-2-Clause
 
 // Alarms: a request for the state that the alarm already has, on and off through a handle of the
-// registry, and the look-up of a handle. Each beside the least work that it must do.
+// registry, the same with a journal, and the look-up of a handle. Each beside the least work that
+// it must do.
 
 #include "bench/AllocationCount.h"
 #include "bench/ComparedState.h"
 #include "bench/Opaque.h"
 
 #include "velmora/alarm/AlarmImpl.h"
+#include "velmora/alarm/AlarmJournal.h"
 #include "velmora/alarm/AlarmRegistry.h"
 #include "velmora/logging/LogMacros.h"
 
@@ -99,7 +101,7 @@ class NullLog
     log4cplus::Logger m_logger = log4cplus::Logger::getInstance("admin.alarm");
 };
 
-void onOffOurs(benchmark::State& out_state)
+void turnOnAndOff(benchmark::State& out_state)
 {
     const NullLog log;
     Alarm& handle = *AlarmRegistry::getInstance().addAlarm(new TrunkAlarm(s_szId), false);
@@ -112,6 +114,17 @@ void onOffOurs(benchmark::State& out_state)
         }
     }
     AlarmRegistry::getInstance().clear();
+}
+
+void onOffOurs(benchmark::State& out_state) { turnOnAndOff(out_state); }
+
+void onOffJournaled(benchmark::State& out_state)
+{
+    AlarmJournal::Options options;
+    // The alarm would be shelved.
+    options.uiFlapChanges = 0;
+    const AlarmJournal journal(options);
+    turnOnAndOff(out_state);
 }
 
 void onOffLinesAndLocks(benchmark::State& out_state)
@@ -200,6 +213,9 @@ BENCHMARK(sameStateComparison)->Name("alarmSameState/comparison");
 
 BENCHMARK(onOffOurs)->Name("alarmOnOff/ours");
 BENCHMARK(onOffLinesAndLocks)->Name("alarmOnOff/linesAndLocks");
+
+BENCHMARK(onOffJournaled)->Name("alarmJournaled/ours");
+BENCHMARK(onOffOurs)->Name("alarmJournaled/alone");
 
 BENCHMARK(lookUpOurs)->Name("alarmLookUp/ours");
 BENCHMARK(lookUpStandard)->Name("alarmLookUp/std");

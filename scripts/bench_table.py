@@ -89,6 +89,7 @@ NAMED_WORKS = [
      "idle", 2.0),
     ("alarmSameState", "`setState` to the state that an `AlarmImpl` has", "comparison", 1.5),
     ("alarmOnOff", "alarm on and off through its handle, null appender", "linesAndLocks", 1.3),
+    ("alarmJournaled", "the same with an `AlarmJournal`", "alone", 2.0),
     ("alarmLookUp", "`getAlarm` among 10,000 alarms", "std", 1.5),
     ("perThread", "24 bytes of `StaticPerThreadMemAllocator` taken and released, two threads",
      "default", 1.5),
