@@ -176,6 +176,13 @@ void FileAppender::setLayout(std::unique_ptr<log4cplus::Layout> in_pLayout)
     log4cplus::Appender::setLayout(std::move(in_pLayout));
 }
 
+void FileAppender::flush()
+{
+    const ProcessGate::Pass pass;
+    const AppenderChain::MutexOfLine mutex(access_mutex);
+    m_pWriter->flush();
+}
+
 const std::string& FileAppender::getPath() const { return m_pWriter->getPath(); }
 
 std::uint64_t FileAppender::getLineCount() const { return m_pWriter->getLineCount(); }

@@ -79,6 +79,9 @@ class VELMORA_API FileAppender : public log4cplus::Appender
 
     void setLayout(std::unique_ptr<log4cplus::Layout> in_pLayout) override;
 
+    /// Writes what is buffered. Waits for the lock as a line does.
+    void flush();
+
     [[nodiscard]] const std::string& getPath() const;
     /// Returns the number of lines that this appender has written to its files, and the number of
     /// those that it has lost. Buffered lines are in neither.

@@ -142,6 +142,12 @@ class FileAppenderMembers : public log4cplus::FileAppenderBase
         return in_appender.*(&FileAppenderMembers::filename);
     }
 
+    /// Returns the stream of the file.
+    static log4cplus::tofstream& streamOf(FileAppenderBase& inout_appender)
+    {
+        return inout_appender.*(&FileAppenderMembers::out);
+    }
+
     /// Returns the descriptor of a file stream, which is open. The C++ library keeps it in a
     /// protected member.
     static int descriptorOf(log4cplus::tofstream& in_stream)
