@@ -43,13 +43,14 @@ Lines writtenLines(const ParameterTrie& in_trie)
 }
 
 /// Returns whether reading a line restores the parameter that wrote it. The name must not look like
-/// a comment and must not end in an empty component or in blanks, which reading trims ("a. ." is
-/// read as "a. ").
+/// a comment, must not end in an empty component or in blanks, which reading trims ("a. ." is read
+/// as "a. "), and must not begin with a byte order mark.
 bool comesBack(const std::string& in_strLine)
 {
     const std::size_t uiEquals = in_strLine.find('=');
     return uiEquals != std::string::npos && uiEquals != 0 &&
-           std::strchr(". \t\v\f\r", in_strLine[uiEquals - 1]) == nullptr && in_strLine[0] != '#';
+           std::strchr(". \t\v\f\r", in_strLine[uiEquals - 1]) == nullptr && in_strLine[0] != '#' &&
+           !in_strLine.starts_with("\xEF\xBB\xBF");
 }
 
 Lines writtenAfterReading(const Lines& in_lines, const ParameterInfoDB* in_pDB)

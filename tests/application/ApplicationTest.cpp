@@ -222,6 +222,10 @@ TEST_F(Application, DoesNotStartWithALineThatIsOpen)
     EXPECT_THAT(outputLines(result),
                 ElementsAre("ERROR - Unable to complete the configuration. Unknown parameters: "
                             "[keswardin.sip.userAgentName=${nobody.knows}]",
+                            "ERROR - " + path() +
+                                "/test.cfg:6 : no parameter and no environment variable is named "
+                                "${nobody.knows} ; add the line \"nobody.knows = ...\", or correct "
+                                "the tag",
                             "ERROR - failed to initialize the Global Configuration", s_strAlarm,
                             "initialize: 0"));
 }
@@ -319,17 +323,24 @@ TEST_F(Application, DoesNotStartWithADeprecatedParameter)
         start({}, configuration(s_strLogging + "keswardin.sip.transport=tcp\n"
                                                "keswardin.sip.trnasport=udp\n"));
     EXPECT_EQ(1, result.iExitCode);
-    // The lines are logged by the new configuration. Unknown names are not checked after a failure.
+    const std::string strUnknown = "Unknown parameter : keswardin.sip.trnasport. Closest known "
+                                   "parameter : keswardin.sip.transport";
+    const std::string strAdvice = path() + "/test.cfg:7 : write \"keswardin.sip.transport = udp\"";
+    // The lines are logged by the new configuration. Unknown names are not checked after a failure,
+    // so the lines of the load about them are logged again.
     EXPECT_THAT(
         outputLines(result),
-        ElementsAre("WARN - Unknown parameter : keswardin.sip.trnasport. Closest known parameter : "
-                    "keswardin.sip.transport",
+        ElementsAre("WARN - " + strUnknown, "WARN - " + strAdvice,
                     "configured INFO keswardin.infra.GlobalConfig: Logger successfully configured "
                     "from Global Configuration",
                     "configured WARN keswardin.infra.ParameterInfo: Parameter "
                     "keswardin.sip.transport is deprecated. Use parameter sip.userAgent.IPAddress",
+                    "configured WARN keswardin.infra.ParameterInfo: " + path() +
+                        "/test.cfg:6 : write \"keswardin.sip.userAgent.IPAddress = ...\" instead",
                     "configured ERROR keswardin.test.Program: the Global Configuration contains "
                     "deprecated parameters. Please update your configuration",
+                    "configured WARN keswardin.infra.ParameterTrie: " + strUnknown,
+                    "configured WARN keswardin.infra.ParameterTrie: " + strAdvice,
                     "configured ERROR admin.alarm: Alarm [system.configuration.error] : ALARM_ON",
                     "initialize: 0"));
 }
@@ -360,10 +371,13 @@ TEST_F(Application, StartsWithAnUnknownParameterAndWarnsOfIt)
     EXPECT_EQ(0, result.iExitCode);
     const std::string strWarning = "Unknown parameter : keswardin.sip.userAgentNaem. Closest known "
                                    "parameter : keswardin.sip.userAgentName";
+    const std::string strAdvice =
+        path() + "/test.cfg:6 : write \"keswardin.sip.userAgentName = x\"";
     EXPECT_THAT(outputLines(result),
-                ElementsAre("WARN - " + strWarning,
+                ElementsAre("WARN - " + strWarning, "WARN - " + strAdvice,
                             HasSubstr("Logger successfully configured from Global Configuration"),
                             "configured WARN keswardin.infra.GlobalConfig: " + strWarning,
+                            "configured WARN keswardin.infra.GlobalConfig: " + strAdvice,
                             HasSubstr(", unknown names = 1, "), "initialize: 1", "run"));
 }
 

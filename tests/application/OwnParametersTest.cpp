@@ -76,12 +76,22 @@ TEST_F(OwnParameters, HaveTheValuesOfTheConfiguration)
 TEST_F(OwnParameters, KeepTheDefaultWhereTheConfigurationIsOutOfBounds)
 {
     const Texts lines = start({}, configuration("monitor.port=70000\nprogram.level=-1\n"));
+    const std::string strFile = m_directory.file("test.cfg");
+    const Texts warnings{
+        "Parameter monitor.port with value 70000 is out of bounds. Should be from 1 "
+        "to 65535. The line is skipped",
+        strFile + ":6 : write a value that is from 1 to 65535 instead of \"70000\"",
+        "Parameter program.level with value -1 is out of bounds. Should be at least "
+        "0. The line is skipped",
+        strFile + ":7 : write a value that is at least 0 instead of \"-1\""};
+    const auto configured = [&warnings](std::size_t in_uiLine)
+    { return "configured WARN keswardin.infra.ParameterTrie: " + warnings[in_uiLine]; };
+    // The log that is configured gets the warnings, too, which were logged before it existed.
     EXPECT_THAT(lines,
-                ElementsAre("WARN - Parameter monitor.port with value 70000 is out of bounds. "
-                            "Should be from 1 to 65535. The line is skipped",
-                            "WARN - Parameter program.level with value -1 is out of bounds. Should "
-                            "be at least 0. The line is skipped",
-                            HasSubstr("Logger successfully configured"),
+                ElementsAre("WARN - " + warnings[0], "WARN - " + warnings[1],
+                            "WARN - " + warnings[2], "WARN - " + warnings[3],
+                            HasSubstr("Logger successfully configured"), configured(0),
+                            configured(1), configured(2), configured(3),
                             HasSubstr(", wrong types = 0, out of bounds = 2, redefinitions = 0, "),
                             "monitor.port: 8090", "program.level: 3"));
 }

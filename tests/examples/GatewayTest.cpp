@@ -76,6 +76,9 @@ TEST_F(GatewayProcess, AnOutdatedLineInItsConfigurationKeepsItFromStarting)
         log(),
         AllOf(Contains(AllOf(testing::StartsWith("WARN keswardin.infra."),
                              HasSubstr("keswardin.sip.userAgentPort"))),
+              Contains(HasSubstr("outdated.cfg:4 : write \"keswardin.sip.userAgent.IPAddress = "
+                                 "...\" instead")),
+              Contains(HasSubstr("outdated.cfg:5 : write \"keswardin.gw.ringTimeoutMs = 30000\"")),
               Contains("ERROR keswardin.infra.Application - the Global Configuration contains "
                        "deprecated parameters. Please update your configuration")));
 }

@@ -131,12 +131,14 @@ TEST_F(Minimal, FailsWithAConfigurationThatIsNotThere)
     const HelperResult result =
         runHelper(VELMORA_HELPER_MINIMAL, {"--global-config", "nowhere.cfg"});
     EXPECT_EQ(1, result.iExitCode);
-    EXPECT_THAT(linesOf(outputOf(result)),
-                testing::ElementsAre("ERROR - failed to initialize Global Config : unable to open "
-                                     "nowhere.cfg for reading",
-                                     "ERROR - cannot open nowhere.cfg: No such file or directory",
-                                     "ERROR - failed to initialize the Global Configuration",
-                                     "ERROR - Alarm [system.configuration.error] : ALARM_ON"));
+    EXPECT_THAT(
+        linesOf(outputOf(result)),
+        testing::ElementsAre("ERROR - failed to initialize Global Config : unable to open "
+                             "nowhere.cfg for reading",
+                             "ERROR - cannot open nowhere.cfg: No such file or directory (" +
+                                 std::filesystem::current_path().string() + "/nowhere.cfg)",
+                             "ERROR - failed to initialize the Global Configuration",
+                             "ERROR - Alarm [system.configuration.error] : ALARM_ON"));
 }
 
 } // namespace Velmora::Test

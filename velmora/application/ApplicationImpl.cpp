@@ -290,6 +290,7 @@ bool ApplicationImpl::initializeGlobalConfigAndLogger(const std::vector<std::str
 {
     VELMORA_LOG(getLogger(), TRACE_LOG_LEVEL, "Initializing the Global Config");
     const TSHandle<GlobalConfig> hConfig = GlobalConfig::getInstance();
+    hConfig->keepProblems();
     if (!in_sources.empty() && !hConfig->load(in_sources))
     {
         VELMORA_LOG_ERROR("failed to initialize the Global Configuration");
@@ -308,10 +309,16 @@ bool ApplicationImpl::initializeGlobalConfigAndLogger(const std::vector<std::str
         return false;
     if (!in_sources.empty())
     {
-        if (!configureLoggerFromConfig(runMode) || !hasNoDeprecated(*hConfig))
+        if (!configureLoggerFromConfig(runMode))
             return false;
+        const bool bMayStart = hasNoDeprecated(*hConfig);
         // Each unknown name is logged as a warning. It does not keep the program from starting.
-        static_cast<void>(hConfig->warnOnUnknownParameterNames());
+        if (bMayStart)
+            static_cast<void>(hConfig->warnOnUnknownParameterNames());
+        // What the load has logged is only on the console so far.
+        hConfig->logProblemsAgain();
+        if (!bMayStart)
+            return false;
     }
     VELMORA_LOG(Support::getLogger(), DEBUG_LOG_LEVEL,
                 "Version control : branch=" << VersionControl::getBranchName()

@@ -109,6 +109,20 @@ class VELMORA_API GlobalConfig : public virtual ROConfiguration, public virtual 
     /// other than the library's.
     [[nodiscard]] LoadSummary getLoadSummary() const;
 
+    /// Makes the loads from now on keep the lines that they log at WARN and ERROR, until logging is
+    /// configured from this configuration. A new configuration keeps them. A program calls this if
+    /// it goes back to the default configuration of logging and loads again.
+    ///
+    /// At most 1000 lines are kept, and the others are counted.
+    void keepProblems();
+
+    /// Logs the kept lines again, to the same loggers at the same levels, once logging has been
+    /// configured from this configuration: the log that it configures would not have them
+    /// otherwise. Lines about names of which `warnOnUnknownParameterNames` has warned since are
+    /// left out. All lines in the log's files are then written at once, even if files are buffered.
+    /// Each line is logged once.
+    void logProblemsAgain() const;
+
     /// Returns the configuration of the process. It is made when the library is loaded. The handle
     /// is null once the exit list has released the configuration.
     static const TSHandle<GlobalConfig>& getInstance();

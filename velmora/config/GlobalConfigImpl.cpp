@@ -5,14 +5,19 @@
 #include "velmora/application/Assertion.h"
 #include "velmora/application/AssertionSeam.h"
 #include "velmora/application/GatedGuard.h"
+#include "velmora/config/ConfigurationAdvice.h"
 #include "velmora/config/GlobalConfigErrors.h"
 #include "velmora/config/GlobalConfigSource.h"
+#include "velmora/config/LoadProblems.h"
 #include "velmora/config/NameIndex.h"
 #include "velmora/config/ParameterBounds.h"
 #include "velmora/config/ParameterInfoDB.h"
+#include "velmora/config/ReadingContext.h"
 #include "velmora/config/RegisteredParameters.h"
 #include "velmora/config/SharedParameterValue.h"
+#include "velmora/config/TagSubstitution.h"
 #include "velmora/config/UnresolvedLines.h"
+#include "velmora/logging/FlushAppenders.h"
 #include "velmora/logging/LibraryLoggers.h"
 #include "velmora/logging/LogMacros.h"
 #include "velmora/system/DottedName.h"
@@ -24,6 +29,7 @@
 #include <locale>
 #include <new>
 #include <sstream>
+#include <utility>
 
 VELMORA_LIBRARY_FILE_SCOPE_LOGGER_OF(GlobalConfig)
 
@@ -61,6 +67,27 @@ void readFrom(const NameIndex& in_index, const char* in_szParamName, ParameterVa
         out_value = pNode->data();
     else
         out_value = ParameterValue();
+}
+
+using NameAndAdvice = std::pair<std::string, std::string>;
+
+/// Returns the deprecated names of the table with what to write instead. Programs cannot register
+/// deprecated parameters, so the names do not change. Never destroyed: a configuration may be
+/// loaded until the end of the exit list.
+const std::vector<NameAndAdvice>& deprecatedNames()
+{
+    static const std::vector<NameAndAdvice>& s_names = []() -> const std::vector<NameAndAdvice>&
+    {
+        auto* const pNames = new std::vector<NameAndAdvice>;
+        std::vector<ParameterInfoWithName> infos;
+        ParameterInfoDB::getInstance().retrieve("", infos);
+        for (const ParameterInfoWithName& info : infos)
+            if (info.m_bDeprecated)
+                pNames->emplace_back(info.m_strName,
+                                     ConfigurationAdvice::forDeprecated(info.m_strDescription));
+        return *pNames;
+    }();
+    return s_names;
 }
 
 /// The parameters of a trie, read and set through its index.
@@ -118,7 +145,59 @@ class GlobalConfigImpl::WriteLock
     GlobalConfigImpl& m_config;
 };
 
-GlobalConfigImpl::GlobalConfigImpl() : m_pIndex(std::make_unique<NameIndex>(m_trie)) {}
+/// What the sources of a load share: the waiting lines and the places. Made and destroyed while the
+/// lock is held for writing.
+class GlobalConfigImpl::Load
+{
+  public:
+    explicit Load(GlobalConfigImpl& inout_config)
+        : m_config(inout_config), m_context(inout_config.m_pProblems.get())
+    {
+    }
+    Load(const Load&) = delete;
+    Load& operator=(const Load&) = delete;
+
+    [[nodiscard]] ReadingContext& context() { return m_context; }
+    [[nodiscard]] UnresolvedLines& unresolved() { return m_unresolved; }
+
+    /// Logs the lines that no source has completed, and returns false if there are any.
+    [[nodiscard]] bool end()
+    {
+        // No line is being read any more.
+        m_context.returnTo(LinePlace());
+        noteDeprecated();
+        bool bOK = true;
+        isUnresolvedVectorEmpty(
+            m_unresolved,
+            TagSubstitution(m_config.m_trie, nullptr, m_config.m_pIndex.get(), m_context), bOK);
+        return bOK;
+    }
+
+  private:
+    /// Notes the places of deprecated parameters, which are reported when the start has gone on.
+    void noteDeprecated()
+    {
+        for (const auto& [strName, strAdvice] : deprecatedNames())
+        {
+            const NameIndex::StringTrie* const pNode = m_config.m_pIndex->find(strName);
+            if (pNode == nullptr || !pNode->data().defined())
+                continue;
+            const LinePlace place = m_context.definitionOf(strName);
+            if (place.known())
+                m_config.m_pProblems->note(strName, m_context.lineAbout(place, strAdvice));
+        }
+    }
+
+    GlobalConfigImpl& m_config;
+    ReadingContext m_context;
+    std::vector<std::string> m_lines;
+    UnresolvedLines m_unresolved{m_lines};
+};
+
+GlobalConfigImpl::GlobalConfigImpl()
+    : m_pIndex(std::make_unique<NameIndex>(m_trie)), m_pProblems(std::make_unique<LoadProblems>())
+{
+}
 
 GlobalConfigImpl::~GlobalConfigImpl() = default;
 
@@ -225,10 +304,9 @@ try
     // A stream that had failed before is not read and makes the load fail.
     text.setstate(inout_stream.rdstate());
     const WriteLock lock(*this);
-    std::vector<std::string> lines;
-    UnresolvedLines unresolved(lines);
-    bool bOK = loadNoMutex(text, unresolved);
-    isUnresolvedVectorEmpty(lines, bOK);
+    Load theLoad(*this);
+    bool bOK = loadNoMutex(text, "", theLoad);
+    bOK = theLoad.end() && bOK;
     inout_stream.setstate(text.rdstate());
     return bOK;
 }
@@ -243,11 +321,9 @@ try
     endRegistration();
     InputFile file(in_szPath);
     const WriteLock lock(*this);
-    std::vector<std::string> lines;
-    UnresolvedLines unresolved(lines);
-    bool bOK = loadFileNoMutex(in_szPath, file, unresolved);
-    isUnresolvedVectorEmpty(lines, bOK);
-    return bOK;
+    Load theLoad(*this);
+    const bool bOK = loadFileNoMutex(in_szPath, file, theLoad);
+    return theLoad.end() && bOK;
 }
 catch (...)
 {
@@ -267,87 +343,93 @@ try
     endRegistration();
     std::list<GlobalConfigSource> sources;
     for (const std::string& strUrl : in_urls)
-        sources.emplace_back(strUrl);
+        sources.emplace_back(strUrl, *m_pProblems);
     const WriteLock lock(*this);
-    std::vector<std::string> lines;
-    UnresolvedLines unresolved(lines);
+    Load theLoad(*this);
     bool bOK = true;
     for (GlobalConfigSource& source : sources)
         // A source that fails does not keep the later ones from being loaded.
-        bOK = loadUrlNoMutex(source, unresolved) && bOK;
-    isUnresolvedVectorEmpty(lines, bOK);
-    return bOK;
+        bOK = loadUrlNoMutex(source, theLoad) && bOK;
+    return theLoad.end() && bOK;
 }
 catch (...)
 {
     return failed(s_szLoadFails);
 }
 
-bool GlobalConfigImpl::loadUrlNoMutex(GlobalConfigSource& inout_source,
-                                      UnresolvedLines& inout_unresolved)
+bool GlobalConfigImpl::loadUrlNoMutex(GlobalConfigSource& inout_source, Load& inout_load)
 {
+    const GlobalConfigSource::Address& address = inout_source.address;
     VELMORA_FILE_LOG_DEBUG("GlobalConfigImpl::load : Config URL: " << inout_source.strUrl);
-    if (!inout_source.strScheme.empty())
-        VELMORA_FILE_LOG_DEBUG("Config URL prefix: " << inout_source.strScheme);
-    return inout_source.isDatabase()
-               ? loadDBURLNoMutex(inout_source, inout_unresolved)
-               : loadFileNoMutex(inout_source.strPath, *inout_source.file, inout_unresolved);
+    if (!address.strScheme.empty())
+        VELMORA_FILE_LOG_DEBUG("Config URL prefix: " << address.strScheme);
+    return address.isDatabase() ? loadDBURLNoMutex(inout_source, inout_load)
+                                : loadFileNoMutex(address.strPath, *inout_source.file, inout_load);
 }
 
 bool GlobalConfigImpl::loadFileNoMutex(const std::string& in_strPath, InputFile& inout_file,
-                                       UnresolvedLines& inout_unresolved)
+                                       Load& inout_load)
 {
     VELMORA_FILE_LOG_DEBUG("Loading Global Config from " << in_strPath);
     if (!inout_file)
     {
-        VELMORA_FILE_LOG_ERROR("failed to initialize Global Config : unable to open "
-                               << in_strPath << " for reading");
-        logReason("open", in_strPath, inout_file);
+        VELMORA_LOG_PROBLEM(m_pProblems.get(), ERROR_LOG_LEVEL,
+                            "failed to initialize Global Config : unable to open "
+                                << in_strPath << " for reading");
+        logReason("open", in_strPath, inout_file, *m_pProblems);
         return false;
     }
-    if (loadNoMutex(inout_file, inout_unresolved))
+    if (loadNoMutex(inout_file, in_strPath, inout_load))
         return true;
-    VELMORA_FILE_LOG_ERROR("failed to initialize global config from " << in_strPath);
-    logReason("read", in_strPath, inout_file);
+    VELMORA_LOG_PROBLEM(m_pProblems.get(), ERROR_LOG_LEVEL,
+                        "failed to initialize global config from " << in_strPath);
+    logReason("read", in_strPath, inout_file, *m_pProblems);
     return false;
 }
 
-bool GlobalConfigImpl::loadDBURLNoMutex(const GlobalConfigSource& in_source,
-                                        UnresolvedLines& inout_unresolved)
+bool GlobalConfigImpl::loadDBURLNoMutex(GlobalConfigSource& inout_source, Load& inout_load)
 {
-    if (!in_source.parameters)
+    if (!inout_source.parameters)
         return false;
     std::string strText;
     // Parsed like a file, so that values get their types and tags are replaced.
-    for (const auto& [strName, strValue] : *in_source.parameters)
+    for (const auto& [strName, strValue] : *inout_source.parameters)
     {
         VELMORA_FILE_LOG_DEBUG("Obtained param \"" << strName << "\" value: \"" << strValue
                                                    << "\" from database");
         strText.append(strName).append(1, '=').append(strValue).append(1, '\n');
     }
-    std::istringstream text(strText);
-    text.imbue(std::locale::classic());
-    if (loadNoMutex(text, inout_unresolved))
+    inout_source.text.imbue(std::locale::classic());
+    inout_source.text.str(std::move(strText));
+    if (loadNoMutex(inout_source.text, inout_source.strUrl, inout_load))
         return true;
-    VELMORA_FILE_LOG_ERROR("failed to initialize global config from " << in_source.strUrl);
+    VELMORA_LOG_PROBLEM(m_pProblems.get(), ERROR_LOG_LEVEL,
+                        "failed to initialize global config from " << inout_source.strUrl);
     return false;
 }
 
-bool GlobalConfigImpl::loadNoMutex(std::istream& inout_stream, UnresolvedLines& inout_unresolved)
+bool GlobalConfigImpl::loadNoMutex(std::istream& inout_stream, std::string_view in_name,
+                                   Load& inout_load)
 {
     if (m_bWriteProtected)
     {
-        VELMORA_FILE_LOG_ERROR("Global config is write protected. Not loading");
+        VELMORA_LOG_PROBLEM(m_pProblems.get(), ERROR_LOG_LEVEL,
+                            "Global config is write protected. Not loading");
         return false;
     }
     VELMORA_FILE_LOG_DEBUG("Loading Global Config from istream");
     const QuietStream quiet(inout_stream);
     if (!inout_stream.fail())
         m_trie.read(inout_stream, &ParameterInfoDB::getInstance(), nullptr,
-                    {&m_summary, m_pIndex.get(), &inout_unresolved});
+                    {.pSummary = &m_summary,
+                     .pIndex = m_pIndex.get(),
+                     .pUnresolved = &inout_load.unresolved(),
+                     .pContext = &inout_load.context(),
+                     .sourceName = in_name});
     if (!inout_stream.fail())
         return true;
-    VELMORA_FILE_LOG_ERROR("failed to initialize global config from istream");
+    VELMORA_LOG_PROBLEM(m_pProblems.get(), ERROR_LOG_LEVEL,
+                        "failed to initialize global config from istream");
     return false;
 }
 
@@ -441,12 +523,42 @@ catch (...)
     return {};
 }
 
+void GlobalConfigImpl::keepProblems() { m_pProblems->keep(); }
+
+void GlobalConfigImpl::logProblemsAgain() const
+try
+{
+    if (m_pProblems->logAgain())
+        flushAppenders();
+}
+catch (...)
+{
+    failed("failed to log again what is wrong with the Global Config");
+}
+
+std::string GlobalConfigImpl::lineAbout(const std::string& in_strParamName) const
+{
+    return m_pProblems->noteOf(in_strParamName);
+}
+
 // Not virtual: a new virtual operation of this class would shift the later ones in the tables of
 // derived classes, and programs call these by position.
 LoadSummary GlobalConfig::getLoadSummary() const
 {
     const auto* const pConfig = dynamic_cast<const GlobalConfigImpl*>(this);
     return pConfig != nullptr ? pConfig->getLoadSummary() : LoadSummary();
+}
+
+void GlobalConfig::keepProblems()
+{
+    if (auto* const pConfig = dynamic_cast<GlobalConfigImpl*>(this))
+        pConfig->keepProblems();
+}
+
+void GlobalConfig::logProblemsAgain() const
+{
+    if (const auto* const pConfig = dynamic_cast<const GlobalConfigImpl*>(this))
+        pConfig->logProblemsAgain();
 }
 
 bool GlobalConfigImpl::warnOnUnknownParameterNames() const
@@ -466,6 +578,9 @@ try
             continue;
         VELMORA_FILE_LOG_WARN(
             "Unknown parameter : " << strName << ". Closest known parameter : " << strClosestName);
+        if (const std::string strLine = lineAbout(strName); !strLine.empty())
+            VELMORA_FILE_LOG_WARN(strLine);
+        m_pProblems->forgetUnknown(strName);
         bAllKnown = false;
     }
     return bAllKnown;

@@ -13,6 +13,7 @@
 #include <iosfwd>
 #include <memory>
 #include <string>
+#include <string_view>
 #include <thread>
 #include <vector>
 
@@ -21,7 +22,9 @@ namespace Velmora
 
 class GlobalConfigSource;
 class InputFile;
+class LoadProblems;
 class NameIndex;
+class ReadingContext;
 class UnresolvedLines;
 
 /// The implementation of the configuration of the process. Programs use `GlobalConfig` and
@@ -67,6 +70,14 @@ class VELMORA_API GlobalConfigImpl final : public RWGlobalConfig,
     /// Returns the counted warnings of all loads and the current number of parameters.
     [[nodiscard]] LoadSummary getLoadSummary() const;
 
+    /// See `GlobalConfig`.
+    void keepProblems();
+    void logProblemsAgain() const;
+
+    /// Returns the line of the log about a parameter that is unknown or deprecated: the place of
+    /// the line that defines it, and what to write there. Empty if the place is not known.
+    [[nodiscard]] std::string lineAbout(const std::string& in_strParamName) const;
+
     /// Implements `getBoolParameter` for a failed assertion: never waits, and also returns false
     /// while another thread writes.
     bool tryGetBoolParameter(const char* in_szParamName, bool& out_bValue) const;
@@ -79,11 +90,12 @@ class VELMORA_API GlobalConfigImpl final : public RWGlobalConfig,
   private:
     class WriteLock;
 
-    bool loadNoMutex(std::istream& inout_stream, UnresolvedLines& inout_unresolved);
-    bool loadFileNoMutex(const std::string& in_strPath, InputFile& inout_file,
-                         UnresolvedLines& inout_unresolved);
-    bool loadUrlNoMutex(GlobalConfigSource& inout_source, UnresolvedLines& inout_unresolved);
-    bool loadDBURLNoMutex(const GlobalConfigSource& in_source, UnresolvedLines& inout_unresolved);
+    class Load;
+
+    bool loadNoMutex(std::istream& inout_stream, std::string_view in_name, Load& inout_load);
+    bool loadFileNoMutex(const std::string& in_strPath, InputFile& inout_file, Load& inout_load);
+    bool loadUrlNoMutex(GlobalConfigSource& inout_source, Load& inout_load);
+    bool loadDBURLNoMutex(GlobalConfigSource& inout_source, Load& inout_load);
     /// Returns a copy of the sections from which logging is configured.
     [[nodiscard]] ParameterTrie loggingSections() const;
     bool configureLoggerFromPropsFile(const std::string& in_strPath,
@@ -108,6 +120,8 @@ class VELMORA_API GlobalConfigImpl final : public RWGlobalConfig,
     mutable ACE_RW_Thread_Mutex m_mutex;
     /// The thread that holds `m_mutex` for writing.
     std::atomic<std::thread::id> m_writer{};
+    /// Has a lock of its own, which may be taken while `m_mutex` is held.
+    const std::unique_ptr<LoadProblems> m_pProblems;
 };
 
 } // namespace Velmora

@@ -4,6 +4,7 @@
 #include "velmora/application/Lifetime.h"
 #include "velmora/config/AceCleanupGlobalConfigHandle.h"
 #include "velmora/config/GlobalConfigImpl.h"
+#include "velmora/config/ParameterLineSeam.h"
 
 #include <ace/Object_Manager.h>
 
@@ -35,6 +36,12 @@ class ParametersOfAssertions final : public AssertionSeam::BoolParameters
     GlobalConfigImpl* m_pConfig = nullptr;
 };
 
+std::string lineAbout(const ROConfiguration& in_configuration, const std::string& in_strName)
+{
+    const auto* const pConfig = dynamic_cast<const GlobalConfigImpl*>(&in_configuration);
+    return pConfig != nullptr ? pConfig->lineAbout(in_strName) : std::string();
+}
+
 /// The handles that callers get. Never destroyed: the exit list empties them.
 struct GivenHandles
 {
@@ -56,6 +63,7 @@ GivenHandles& givenHandles()
         pHandles->globalConfig = pHandles->rwGlobalConfig;
         pHandles->parametersOfAssertions.m_pConfig = pConfig;
         AssertionSeam::setBoolParameters(&pHandles->parametersOfAssertions);
+        ParameterLineSeam::fill(&lineAbout);
         return pHandles;
     }();
     return *s_pHandles;

@@ -4,13 +4,16 @@
 #include "velmora/config/GlobalConfigErrors.h"
 #include "velmora/config/GlobalConfigImpl.h"
 #include "velmora/config/GlobalConfigSeam.h"
+#include "velmora/config/LoadProblems.h"
 #include "velmora/config/NameIndex.h"
+#include "velmora/config/ReadingContext.h"
+#include "velmora/config/TagSubstitution.h"
+#include "velmora/config/UnresolvedLines.h"
 #include "velmora/logging/LibraryLoggers.h"
 #include "velmora/logging/LogMacros.h"
 #include "velmora/system/InputFile.h"
 #include "velmora/system/QuietStream.h"
 
-#include <cstring>
 #include <ostream>
 #include <sstream>
 #include <string>
@@ -24,6 +27,7 @@ namespace Velmora
 using GlobalConfigErrors::failed;
 using GlobalConfigErrors::isUnresolvedVectorEmpty;
 using GlobalConfigErrors::logReason;
+using GlobalConfigErrors::reason;
 using GlobalConfigErrors::unknownParameters;
 
 namespace
@@ -103,31 +107,37 @@ bool GlobalConfigImpl::configureLoggerFromPropsFile(const std::string& in_strPat
     InputFile file(in_strPath);
     if (!file)
     {
-        logReason("open", in_strPath, file);
+        logReason("open", in_strPath, file, *m_pProblems);
         out_errors << s_szFromFileFails << in_strPath << ". Unable to open for reading";
         return false;
     }
     ParameterTrie properties;
-    std::vector<std::string> unresolved;
+    ReadingContext context(m_pProblems.get());
+    std::vector<std::string> lines;
+    UnresolvedLines unresolved(lines);
+    bool bResolved = true;
     {
         const ReadLock lock(m_mutex);
         // The file is in memory already. Its tags may name parameters of this configuration.
-        properties.read(file, nullptr, '\n', true, &unresolved, &m_trie);
+        properties.read(
+            file, nullptr, &m_trie,
+            {.pUnresolved = &unresolved, .pContext = &context, .sourceName = in_strPath});
+        if (!file.fail())
+            isUnresolvedVectorEmpty(
+                unresolved, TagSubstitution(properties, &m_trie, nullptr, context), bResolved);
     }
     if (file.fail())
     {
-        VELMORA_FILE_LOG_ERROR(s_szFromFileFails << in_strPath);
-        logReason("read", in_strPath, file);
+        VELMORA_LOG_PROBLEM(m_pProblems.get(), ERROR_LOG_LEVEL, s_szFromFileFails << in_strPath);
+        logReason("read", in_strPath, file, *m_pProblems);
         out_errors << s_szFromFileFails << in_strPath;
         if (file.error() != 0)
-            out_errors << ": " << std::strerror(file.error());
+            out_errors << ": " << reason(in_strPath, file);
         return false;
     }
-    bool bResolved = true;
-    isUnresolvedVectorEmpty(unresolved, bResolved);
     if (!bResolved)
     {
-        out_errors << s_szFromFileFails << in_strPath << ". " << unknownParameters(unresolved);
+        out_errors << s_szFromFileFails << in_strPath << ". " << unknownParameters(lines);
         return false;
     }
     if (!configureLogger(properties, out_errors))
@@ -142,6 +152,7 @@ try
     const QuietStream quiet(out_errors);
     if (!Logger::configure(in_trie, out_errors))
         return false;
+    m_pProblems->stopKeeping();
     GlobalConfigSeam::CallLogging* const pCallLogging = GlobalConfigSeam::getCallLogging();
     if (pCallLogging == nullptr || in_trie.find(s_szCallLogSection) == in_trie.end())
         return true;

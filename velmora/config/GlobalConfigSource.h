@@ -6,10 +6,13 @@
 #include "velmora/system/InputFile.h"
 
 #include <optional>
+#include <sstream>
 #include <string>
 
 namespace Velmora
 {
+
+class LoadProblems;
 
 /// A URL of a configuration, split into its parts, with the content of the file or the answer of
 /// the database. The constructor reads both, before the lock of the configuration is taken. Its
@@ -19,22 +22,33 @@ namespace Velmora
 class GlobalConfigSource
 {
   public:
-    explicit GlobalConfigSource(const std::string& in_strUrl);
+    /// Keeps the line that it logs if the URL cannot be read.
+    GlobalConfigSource(const std::string& in_strUrl, LoadProblems& inout_problems);
 
-    /// Returns whether the URL has a scheme other than "file".
-    [[nodiscard]] bool isDatabase() const;
+    /// The parts of a URL.
+    struct Address
+    {
+        explicit Address(const std::string& in_strUrl);
+
+        /// Returns whether the URL has a scheme other than "file".
+        [[nodiscard]] bool isDatabase() const;
+
+        /// Empty for a plain path.
+        std::string strScheme;
+        std::string strPath;
+    };
 
     const std::string strUrl;
-    /// Empty for a plain path.
-    std::string strScheme;
-    std::string strPath;
+    const Address address;
     /// The answer of the database; empty without a database source or an answer.
     std::optional<GlobalConfigSeam::DatabaseSource::Parameters> parameters;
     /// The content of the file, for any source that is not a database.
     std::optional<InputFile> file;
+    /// The answer of the database as a text, once it is read.
+    std::istringstream text;
 
   private:
-    void fetch();
+    void fetch(LoadProblems& inout_problems);
 };
 
 } // namespace Velmora

@@ -7,6 +7,7 @@
 #include "velmora/config/NameHash.h"
 #include "velmora/config/ParamDefsCheck.h"
 #include "velmora/config/ParamDefsTable.h"
+#include "velmora/config/ParameterLineSeam.h"
 #include "velmora/config/ProgramParameter.h"
 #include "velmora/logging/LibraryLoggers.h"
 #include "velmora/logging/LogMacros.h"
@@ -291,6 +292,9 @@ bool ParamDefs::warnOnDeprecated(const ROConfiguration& in_configuration) const
             bFound = true;
             VELMORA_FILE_LOG_WARN("Parameter " << strName << " is deprecated. "
                                                << known.pInfo->m_strDescription);
+            if (const std::string strLine = ParameterLineSeam::lineAbout(in_configuration, strName);
+                !strLine.empty())
+                VELMORA_FILE_LOG_WARN(strLine);
         });
     return bFound;
 }

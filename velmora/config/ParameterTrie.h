@@ -25,6 +25,7 @@ namespace Velmora
 
 class NameIndex;
 class ParameterInfoDB;
+class ReadingContext;
 class TagSubstitution;
 class UnresolvedLines;
 struct LoadSummary;
@@ -42,6 +43,8 @@ struct LoadSummary;
 /// tags, and tags do not nest. A "$" that opens no tag drops the text before it, up to the previous
 /// tag or the beginning of the line. A line with a tag that cannot be replaced yet waits in a
 /// vector of the caller's, which is passed to the reading of one file after another.
+///
+/// A UTF-8 byte order mark at the beginning of a text is skipped.
 ///
 /// A name is split at each "."; an empty component is kept, but a dot at the end adds no component.
 /// The empty name is the root. A node whose data is undefined is not a parameter.
@@ -85,6 +88,10 @@ class VELMORA_API ParameterTrie : public Trie<std::string, ParameterValue, LMHas
     /// them in the vector. The lines that are still unresolved stay there, for the next text or for
     /// the caller to report.
     ///
+    /// Behind each warning and error, a line of the same level states the place and what to write,
+    /// as in `etc/gateway.cfg:12 : write "keswardin.exitTimeoutSec = 5"`, or `line 12 : ...` for a
+    /// text without a name.
+    ///
     /// Failure: sets the stream's failbit and logs the line number. A line that is no parameter
     /// ends the reading, as does a tag that cannot be replaced if there is no vector. The
     /// parameters that were stored before stay. A line that grows beyond 2 MiB by its tags counts
@@ -108,6 +115,10 @@ class VELMORA_API ParameterTrie : public Trie<std::string, ParameterValue, LMHas
         NameIndex* pIndex = nullptr;
         /// The waiting lines. Its vector takes the place of `inout_pUnresolved` above.
         UnresolvedLines* pUnresolved = nullptr;
+        /// Knows the sources that were read before, and keeps what is logged.
+        ReadingContext* pContext = nullptr;
+        /// Names the text in the lines of the log; empty for a text without a name.
+        std::string_view sourceName{};
     };
 
     /// Does the same for lines that end with a newline, with tags replaced.
@@ -160,10 +171,11 @@ class VELMORA_API ParameterTrie : public Trie<std::string, ParameterValue, LMHas
     /// skipped, which is not a failure.
     bool addToTrie(Reading& inout_reading, const std::string& in_strLine);
     /// Logs and counts an unknown name or a value of a wrong type.
-    static void warnOfMisfit(const Parameter& in_parameter, ParameterInitResult in_result,
-                             LoadSummary& inout_summary);
+    static void warnOfMisfit(Reading& inout_reading, ParameterInitResult in_result,
+                             const std::string& in_strLine);
+    static void warnOfUnknownName(Reading& inout_reading, const std::string& in_strLine);
     /// Returns whether a value is within the registered bounds. Logs and counts one that is not.
-    static bool isWithinBounds(const Parameter& in_parameter, LoadSummary& inout_summary);
+    static bool isWithinBounds(Reading& inout_reading, const std::string& in_strLine);
     /// Stores the parameter of the reading. Logs and counts a redefinition.
     void store(Reading& inout_reading);
     /// Returns the node of the next name, made if there is none, by way of the previous name's

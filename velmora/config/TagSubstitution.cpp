@@ -2,18 +2,25 @@
 
 #include "velmora/config/TagSubstitution.h"
 
+#include "velmora/config/ConfigurationAdvice.h"
 #include "velmora/config/NameIndex.h"
+#include "velmora/config/ReadingContext.h"
 #include "velmora/logging/LibraryLoggers.h"
 #include "velmora/logging/LogMacros.h"
 #include "velmora/system/DottedName.h"
 
+#include <algorithm>
 #include <cstddef>
 #include <cstdlib>
+#include <utility>
 
 VELMORA_LIBRARY_FILE_SCOPE_LOGGER_OF(ParameterTrie)
 
 namespace Velmora
 {
+
+using ConfigurationLine::findTag;
+using ConfigurationLine::Tag;
 
 namespace
 {
@@ -32,48 +39,35 @@ const TagSubstitution::StringTrie* nodeIn(const TagSubstitution::StringTrie& in_
 
 } // namespace
 
-void TagSubstitution::reportTooLong(const std::string& in_strLine)
+const AceCleanupLogger* TagSubstitution::logger() const
 {
-    constexpr std::size_t uiShown = 100;
-    VELMORA_FILE_LOG_ERROR(
-        "Line becomes too long with its tags replaced : " << in_strLine.substr(0, uiShown));
+    return m_context.tagReports() == nullptr ? ::liveFileScopeLogger() : nullptr;
 }
 
-// A tag matches the expression "([^$]*)(\\$\\{)([^${}]*)(\\})". A match can begin only after a "$"
-// or at the beginning, so one pass over the line finds the same tags as a search with the
-// expression.
-bool TagSubstitution::findTag(std::string_view in_line, Tag& out_matches)
+void TagSubstitution::reportTooLong(const std::string& in_strLine) const
 {
-    std::size_t uiText = 0;
-    for (std::size_t uiDollar = in_line.find('$'); uiDollar != std::string_view::npos;
-         uiDollar = in_line.find('$', uiText))
+    if (m_context.tagReports() != nullptr)
     {
-        if (in_line.substr(uiDollar + 1, 1) == "{")
-        {
-            const std::size_t uiName = uiDollar + 2;
-            const std::size_t uiNameEnd = in_line.find_first_of("${}", uiName);
-            if (uiNameEnd != std::string_view::npos && in_line[uiNameEnd] == '}')
-            {
-                out_matches.text = in_line.substr(uiText, uiDollar - uiText);
-                out_matches.tag = in_line.substr(uiDollar, uiNameEnd + 1 - uiDollar);
-                out_matches.name = in_line.substr(uiName, uiNameEnd - uiName);
-                return true;
-            }
-        }
-        uiText = uiDollar + 1;
+        m_context.tagReports()->lineTooLong();
+        return;
     }
-    out_matches = {in_line.substr(uiText), {}, {}};
-    return false;
+    constexpr std::size_t uiShown = 100;
+    VELMORA_LOG_PROBLEM(
+        m_context.problems(), ERROR_LOG_LEVEL,
+        "Line becomes too long with its tags replaced : " << in_strLine.substr(0, uiShown));
+    VELMORA_LOG_ADVICE(m_context, ERROR_LOG_LEVEL, "", ConfigurationAdvice::forTooLongLine());
 }
 
-bool TagSubstitution::getKey(const char* in_lineStart, const char* in_lineEnd, Tag& out_matches)
+bool TagSubstitution::getKey(const char* in_lineStart, const char* in_lineEnd,
+                             Tag& out_matches) const
 {
-    VELMORA_FILE_TRACE_SCOPE(ParameterTrie::getKey(in_lineStart, in_lineEnd, out_matches));
+    const TraceScope scope(logger(),
+                           "ParameterTrie::getKey(in_lineStart, in_lineEnd, out_matches)");
     return findTag({in_lineStart, static_cast<std::size_t>(in_lineEnd - in_lineStart)},
                    out_matches);
 }
 
-bool TagSubstitution::getKey(const std::string& in_strLine, std::string& out_strKey)
+bool TagSubstitution::getKey(const std::string& in_strLine, std::string& out_strKey) const
 {
     Tag matches;
     if (!getKey(in_strLine.data(), in_strLine.data() + in_strLine.size(), matches))
@@ -84,7 +78,7 @@ bool TagSubstitution::getKey(const std::string& in_strLine, std::string& out_str
 
 bool TagSubstitution::substituteVars(const std::string& in_strLine, std::string& out_strLine) const
 {
-    VELMORA_FILE_TRACE_SCOPE(ParameterTrie::substituteVars);
+    const TraceScope scope(logger(), "ParameterTrie::substituteVars");
     bool bResult = true;
     out_strLine.clear();
     const char* pPosition = in_strLine.data();
@@ -101,7 +95,8 @@ bool TagSubstitution::substituteVars(const std::string& in_strLine, std::string&
             // The tag stays in the line, but later tags are still replaced.
             strReplacement = matches.tag;
         }
-        VELMORA_FILE_LOG_DEBUG("Parameter value: " << strReplacement);
+        if (const AceCleanupLogger* const pLogger = logger())
+            VELMORA_LOG(*pLogger, DEBUG_LOG_LEVEL, "Parameter value: " << strReplacement);
         out_strLine += matches.text;
         out_strLine += strReplacement;
         if (out_strLine.size() > s_uiLongestSubstitutedLine)
@@ -132,15 +127,47 @@ bool TagSubstitution::isKnown(const std::string& in_strName) const
            std::getenv(in_strName.c_str()) != nullptr; // NOLINT(concurrency-mt-unsafe)
 }
 
+std::vector<std::string> TagSubstitution::unknownNamesIn(std::string_view in_line) const
+{
+    std::vector<std::string> names;
+    Tag tag;
+    for (std::string_view rest = in_line; findTag(rest, tag); rest.remove_prefix(
+             static_cast<std::size_t>(tag.tag.data() + tag.tag.size() - rest.data())))
+        if (std::string strName(tag.name);
+            !isKnown(strName) && std::find(names.begin(), names.end(), strName) == names.end())
+            names.push_back(std::move(strName));
+    return names;
+}
+
+void TagSubstitution::reportNoString(const std::string& in_strName,
+                                     const ParameterValue& in_value) const
+{
+    if (m_context.tagReports() != nullptr)
+    {
+        m_context.tagReports()->tagOfNoString(in_strName, in_value.getType());
+        return;
+    }
+    // Logs an error and fails an assertion, which name neither the line nor the tag.
+    static_cast<void>(static_cast<const char*>(in_value));
+    VELMORA_LOG_ADVICE(m_context, ERROR_LOG_LEVEL, "",
+                       ConfigurationAdvice::forTagOfNoString(in_strName, in_value.getType()));
+}
+
 bool TagSubstitution::getReplacement(const std::string& in_strName,
                                      std::string& out_strReplacement) const
 {
     if (const StringTrie* const pNode = parameterOf(in_strName))
     {
-        const char* const szValue = pNode->data();
-        out_strReplacement = szValue == nullptr ? "" : szValue;
-        VELMORA_FILE_LOG_DEBUG("Parameter for key: " << in_strName
-                                                     << " is: " << out_strReplacement);
+        if (pNode->data().getType() == ParameterValue::STRING_TYPE)
+            out_strReplacement = static_cast<const char*>(pNode->data());
+        else
+        {
+            out_strReplacement.clear();
+            reportNoString(in_strName, pNode->data());
+        }
+        if (const AceCleanupLogger* const pLogger = logger())
+            VELMORA_LOG(*pLogger, DEBUG_LOG_LEVEL,
+                        "Parameter for key: " << in_strName << " is: " << out_strReplacement);
         return true;
     }
     const char* const szVariable = std::getenv(in_strName.c_str()); // NOLINT(concurrency-mt-unsafe)

@@ -2,19 +2,23 @@
 
 #pragma once
 
+#include "velmora/config/ConfigurationLine.h"
 #include "velmora/config/Trie.h"
 
 #include <string>
 #include <string_view>
+#include <vector>
 
 namespace Velmora
 {
 
+class AceCleanupLogger;
 class NameIndex;
+class ReadingContext;
 
 /// Replaces the tags `${name}` in lines of a configuration by the values of parameters or by
 /// environment variables. For the rules see `ParameterTrie`. Its lines and scopes are those of
-/// "keswardin.infra.ParameterTrie".
+/// "keswardin.infra.ParameterTrie". With a context that has `TagReports`, nothing is logged.
 ///
 /// Thread-safety: none; the environment must not change.
 class TagSubstitution
@@ -22,23 +26,12 @@ class TagSubstitution
   public:
     using StringTrie = Trie<std::string, ParameterValue, LMHashFcn<std::string>>;
 
-    /// The first tag behind a position in a line.
-    struct Tag
-    {
-        /// The text before the tag, or, without a tag, the text to the end of the line. It begins
-        /// after the last "$" that opens no tag.
-        std::string_view text;
-        /// The tag from its "$" to its "}".
-        std::string_view tag;
-        /// The name between the braces.
-        std::string_view name;
-    };
-
     /// Looks up names in a trie and then in another one, unless that is null. The index, unless it
-    /// is null, is that of the first trie. All must outlive the object; lines may be added to them.
+    /// is null, is that of the first trie. The current line of the context is the one whose tags
+    /// are replaced. All must outlive the object; lines may be added to them.
     TagSubstitution(const StringTrie& in_trie, const StringTrie* in_pOther,
-                    const NameIndex* in_pIndex)
-        : m_trie(in_trie), m_pOther(in_pOther), m_pIndex(in_pIndex)
+                    const NameIndex* in_pIndex, ReadingContext& inout_context)
+        : m_trie(in_trie), m_pOther(in_pOther), m_pIndex(in_pIndex), m_context(inout_context)
     {
     }
 
@@ -49,22 +42,30 @@ class TagSubstitution
     /// Returns whether a tag of that name would be replaced.
     [[nodiscard]] bool isKnown(const std::string& in_strName) const;
 
-    /// Finds the first tag of a line. Without a tag, returns false and the rest of the line as
-    /// text.
-    static bool findTag(std::string_view in_line, Tag& out_matches);
     /// Returns the name of the first tag of a line; false if there is none. Logs its trace scope.
-    static bool getKey(const std::string& in_strLine, std::string& out_strKey);
+    bool getKey(const std::string& in_strLine, std::string& out_strKey) const;
+
+    /// Returns the different names in the tags of a line that are not known.
+    [[nodiscard]] std::vector<std::string> unknownNamesIn(std::string_view in_line) const;
 
     /// Logs that a line becomes too long with its tags replaced.
-    static void reportTooLong(const std::string& in_strLine);
+    void reportTooLong(const std::string& in_strLine) const;
+
+    [[nodiscard]] ReadingContext& context() const { return m_context; }
+    /// Returns the logger of the replacement; null if nothing is to be logged.
+    [[nodiscard]] const AceCleanupLogger* logger() const;
 
   private:
-    /// Does the same as `findTag` within a trace scope.
-    static bool getKey(const char* in_lineStart, const char* in_lineEnd, Tag& out_matches);
+    /// Does the same as `ConfigurationLine::findTag` within a trace scope.
+    bool getKey(const char* in_lineStart, const char* in_lineEnd,
+                ConfigurationLine::Tag& out_matches) const;
     /// Returns the text that replaces a tag. A parameter that is not a STRING fails an assertion
     /// and yields an empty text.
     /// Failure: returns false if there is neither a parameter nor an environment variable.
     bool getReplacement(const std::string& in_strName, std::string& out_strReplacement) const;
+
+    /// Logs that a tag names a parameter that is not a STRING.
+    void reportNoString(const std::string& in_strName, const ParameterValue& in_value) const;
 
     /// Returns the parameter of a name; null if there is none that is defined.
     [[nodiscard]] const StringTrie* parameterOf(const std::string& in_strName) const;
@@ -72,6 +73,7 @@ class TagSubstitution
     const StringTrie& m_trie;
     const StringTrie* m_pOther;
     const NameIndex* m_pIndex;
+    ReadingContext& m_context;
 };
 
 } // namespace Velmora

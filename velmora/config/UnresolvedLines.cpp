@@ -2,7 +2,10 @@
 
 #include "velmora/config/UnresolvedLines.h"
 
+#include "velmora/config/ConfigurationAdvice.h"
+#include "velmora/config/ConfigurationLine.h"
 #include "velmora/config/DefiningLine.h"
+#include "velmora/config/ReadingContext.h"
 #include "velmora/config/TagSubstitution.h"
 #include "velmora/logging/LibraryLoggers.h"
 #include "velmora/logging/LogMacros.h"
@@ -93,26 +96,48 @@ bool replaceAll(std::string& inout_strLine, const boost::regex& in_regex,
     return true;
 }
 
+void logDebug(const TagSubstitution& in_tags, const char* in_szBefore,
+              const std::string& in_strText, const char* in_szBehind = "")
+{
+    if (const AceCleanupLogger* const pLogger = in_tags.logger())
+        VELMORA_LOG(*pLogger, DEBUG_LOG_LEVEL, in_szBefore << in_strText << in_szBehind);
+}
+
+void reportNoParameter(const ReadingContext& in_context, const std::string& in_strLine)
+{
+    if (in_context.tagReports() != nullptr)
+    {
+        in_context.tagReports()->resolvedToNoParameter(in_strLine);
+        return;
+    }
+    VELMORA_LOG_PROBLEM(in_context.problems(), ERROR_LOG_LEVEL,
+                        "parse error. failed to parse : " << in_strLine);
+    VELMORA_LOG_ADVICE(in_context, ERROR_LOG_LEVEL, "",
+                       ConfigurationAdvice::forParseError(in_strLine, in_strLine));
+}
+
 } // namespace
 
-void UnresolvedLines::add(const std::string& in_strLine)
+void UnresolvedLines::add(const std::string& in_strLine, const TagSubstitution& in_tags)
 {
-    VELMORA_FILE_LOG_DEBUG("Adding line to unresolved vector: " << in_strLine);
+    logDebug(in_tags, "Adding line to unresolved vector: ", in_strLine);
     m_lines.push_back(in_strLine);
     m_waits.resize(m_lines.size());
+    m_waits.back().place = in_tags.context().current();
+    in_tags.context().exclude(m_waits.back().place);
     ++m_uiAdded;
 }
 
 void UnresolvedLines::processUnresolvedConfigLines(const TagSubstitution& in_tags,
                                                    const Store& in_addToTrie)
 {
-    VELMORA_FILE_TRACE_SCOPE(ParameterTrie::processUnresolvedConfigLines);
+    const TraceScope scope(in_tags.logger(), "ParameterTrie::processUnresolvedConfigLines");
     std::vector<std::string> lines;
     std::vector<Wait> waits;
     // Taken out of the vector, which then receives the lines that are still unresolved.
     lines.swap(m_lines);
     waits.swap(m_waits);
-    const Logger* const pLogger = ::liveFileScopeLogger();
+    const Logger* const pLogger = in_tags.logger();
     const bool bLogged = pLogger != nullptr && pLogger->isEnabledFor(DEBUG_LOG_LEVEL);
     std::string* const pEnd = lines.data() + lines.size();
     std::string strResolved;
@@ -121,19 +146,22 @@ void UnresolvedLines::processUnresolvedConfigLines(const TagSubstitution& in_tag
         Wait& wait = waits[static_cast<std::size_t>(pLine - lines.data())];
         if (bLogged || !stillWaits(wait, in_tags, {pLine + 1, pEnd}))
         {
-            VELMORA_FILE_LOG_DEBUG("Trying to resolve param: " << *pLine);
+            logDebug(in_tags, "Trying to resolve param: ", *pLine);
+            in_tags.context().returnTo(wait.place);
             ++m_uiTries;
             bool bChanged = false;
             const Search result = resolveInVector(in_tags, pLine, pEnd, strResolved, bChanged);
             if (result == Search::replaced)
             {
                 if (!in_addToTrie(strResolved))
-                    VELMORA_FILE_LOG_ERROR("parse error. failed to parse : " << strResolved);
+                    reportNoParameter(in_tags.context(), strResolved);
                 continue;
             }
             if (bChanged)
                 m_uiLastChange = ++m_uiAdded;
+            const LinePlace place = wait.place;
             wait = result == Search::notDefined && !bChanged ? reasonOf(*pLine, in_tags) : Wait();
+            wait.place = place;
         }
         m_lines.push_back(std::move(*pLine));
         m_waits.push_back(std::move(wait));
@@ -163,9 +191,9 @@ UnresolvedLines::Wait UnresolvedLines::reasonOf(const std::string& in_strLine,
                                                 const TagSubstitution& in_tags) const
 {
     Wait wait;
-    TagSubstitution::Tag tag;
+    ConfigurationLine::Tag tag;
     std::string_view rest = in_strLine;
-    for (bool bFirst = true; TagSubstitution::findTag(rest, tag); bFirst = false)
+    for (bool bFirst = true; ConfigurationLine::findTag(rest, tag); bFirst = false)
     {
         if (bFirst && !DefiningLine::isPlainName(tag.name))
             return wait;
@@ -193,14 +221,14 @@ UnresolvedLines::Search UnresolvedLines::resolveInVector(const TagSubstitution& 
     // The names replaced so far. A name that returns refers to itself, however indirectly.
     std::vector<std::string> namesMet;
     int iExpressions = 0;
-    TagSubstitution::Tag tag;
+    ConfigurationLine::Tag tag;
     std::string* pFound = inout_pLine;
     for (;;)
     {
-        passes.emplace_front(::liveFileScopeLogger(), "ParameterTrie::resolveInVector");
+        passes.emplace_front(in_tags.logger(), "ParameterTrie::resolveInVector");
         if (in_tags.substituteVars(*inout_pLine, out_strLine))
             return Search::replaced;
-        if (TagSubstitution::findTag(*inout_pLine, tag))
+        if (ConfigurationLine::findTag(*inout_pLine, tag))
         {
             if (std::find(namesMet.begin(), namesMet.end(), tag.name) != namesMet.end())
                 return Search::impossible;
@@ -211,7 +239,7 @@ UnresolvedLines::Search UnresolvedLines::resolveInVector(const TagSubstitution& 
                 return Search::impossible;
             namesMet.emplace_back(tag.name);
         }
-        const Search search = findKeyValueInVector(inout_pLine, in_pEnd, pFound);
+        const Search search = findKeyValueInVector(in_tags, inout_pLine, in_pEnd, pFound);
         if (search != Search::replaced)
             return search;
         out_bChanged = true;
@@ -219,16 +247,16 @@ UnresolvedLines::Search UnresolvedLines::resolveInVector(const TagSubstitution& 
     }
 }
 
-UnresolvedLines::Search UnresolvedLines::findKeyValueInVector(std::string* inout_pLine,
+UnresolvedLines::Search UnresolvedLines::findKeyValueInVector(const TagSubstitution& in_tags,
+                                                              std::string* inout_pLine,
                                                               const std::string* in_pEnd,
                                                               std::string*& out_pFound)
 {
-    VELMORA_FILE_TRACE_SCOPE(ParameterTrie::findKeyInVector);
+    const TraceScope scope(in_tags.logger(), "ParameterTrie::findKeyInVector");
     std::string strName;
-    if (!TagSubstitution::getKey(*inout_pLine, strName))
+    if (!in_tags.getKey(*inout_pLine, strName))
     {
-        VELMORA_FILE_LOG_DEBUG(
-            "No parameter tag of form ${x.y.z} in config line: " << *inout_pLine);
+        logDebug(in_tags, "No parameter tag of form ${x.y.z} in config line: ", *inout_pLine);
         return Search::impossible;
     }
     Search search = Search::impossible;
@@ -244,7 +272,7 @@ UnresolvedLines::Search UnresolvedLines::findKeyValueInVector(std::string* inout
         {
             if (!replaceAll(*inout_pLine, boost::regex("\\$\\{" + strName + "\\}"), strValue))
             {
-                TagSubstitution::reportTooLong(*inout_pLine);
+                in_tags.reportTooLong(*inout_pLine);
                 return Search::impossible;
             }
             out_pFound = inout_pLine;
@@ -256,9 +284,8 @@ UnresolvedLines::Search UnresolvedLines::findKeyValueInVector(std::string* inout
     {
         // The name is not a valid expression, or matching it takes too long.
     }
-    VELMORA_FILE_LOG_DEBUG("Value of parameter: "
-                           << strName
-                           << " not defined yet. Value might in an other configuration file");
+    logDebug(in_tags, "Value of parameter: ", strName,
+             " not defined yet. Value might in an other configuration file");
     return search;
 }
 

@@ -2,6 +2,8 @@
 
 #pragma once
 
+#include "velmora/config/LinePlace.h"
+
 #include <cstddef>
 #include <functional>
 #include <span>
@@ -26,7 +28,8 @@ class TagSubstitution;
 class UnresolvedLines
 {
   public:
-    /// Parses and stores a line. Returns false if it is no parameter.
+    /// Parses and stores a line, which is the current one of the context. Returns false if it is no
+    /// parameter.
     using Store = std::function<bool(const std::string& in_strLine)>;
 
     /// The vector must outlive the object, and must not be changed otherwise while it lives.
@@ -35,12 +38,20 @@ class UnresolvedLines
     {
     }
 
-    /// Adds a line, in which the tags that are known have been replaced.
-    void add(const std::string& in_strLine);
+    /// Adds the current line of the context, in which the tags that are known have been replaced.
+    void add(const std::string& in_strLine, const TagSubstitution& in_tags);
 
     /// Tries all lines once more. Stores the lines that can be resolved, logs an error for each
     /// that is then no parameter, and leaves the others in the vector.
     void processUnresolvedConfigLines(const TagSubstitution& in_tags, const Store& in_addToTrie);
+
+    /// Returns the lines, and the place of one of them. It is not known for a line that was in the
+    /// vector before.
+    [[nodiscard]] const std::vector<std::string>& lines() const { return m_lines; }
+    [[nodiscard]] LinePlace placeOf(std::size_t in_uiLine) const
+    {
+        return m_waits[in_uiLine].place;
+    }
 
     /// Returns the number of lines that were tried so far.
     [[nodiscard]] std::size_t getNumTries() const { return m_uiTries; }
@@ -55,6 +66,7 @@ class UnresolvedLines
         std::string strFirst{};
         /// The value of `m_uiAdded` when the line was tried.
         std::size_t uiAdded = 0;
+        LinePlace place{};
     };
 
     /// Returns whether a line would wait for the same reason if it was tried again. The later lines
@@ -81,8 +93,8 @@ class UnresolvedLines
                                   bool& out_bChanged);
     /// Replaces the first tag of a line by the raw value of the first line behind it that defines
     /// the name. Leaves the line unchanged if there is none.
-    static Search findKeyValueInVector(std::string* inout_pLine, const std::string* in_pEnd,
-                                       std::string*& out_pFound);
+    static Search findKeyValueInVector(const TagSubstitution& in_tags, std::string* inout_pLine,
+                                       const std::string* in_pEnd, std::string*& out_pFound);
 
     std::vector<std::string>& m_lines;
     /// Why each of the lines waits.

@@ -210,7 +210,13 @@ TEST_F(GlobalConfigLoggingTest, AFileOfTheLoggingWithOpenLinesFails)
     EXPECT_EQ(DEBUG_LOG_LEVEL, log4cplus::Logger::getRoot().getLogLevel());
     EXPECT_THAT(m_log.linesOf(s_szLogger),
                 ElementsAre(error("Unable to complete the configuration. Unknown parameters: "
-                                  "[log4cplus.a=${nowhere}] [b=${there}]")));
+                                  "[log4cplus.a=${nowhere}] [b=${there}]"),
+                            error(strPath + ":3 : no parameter and no environment variable is "
+                                            "named ${nowhere} ; add the line \"nowhere = ...\", or "
+                                            "correct the tag"),
+                            error(strPath + ":4 : no parameter and no environment variable is "
+                                            "named ${there} ; add the line \"there = ...\", or "
+                                            "correct the tag")));
     EXPECT_EQ("failed to configure logger from file " + strPath +
                   ". Unknown parameters: [log4cplus.a=${nowhere}] [b=${there}]",
               errors.str());
@@ -237,6 +243,9 @@ TEST_F(GlobalConfigLoggingTest, AFileOfTheLoggingWithOpenLinesIsLoggedWithItsRea
     EXPECT_THAT(m_log.linesOf(s_szLogger),
                 ElementsAre(error("Unable to complete the configuration. Unknown parameters: "
                                   "[log4cplus.a=${nowhere}]"),
+                            error(strPath + ":1 : no parameter and no environment variable is "
+                                            "named ${nowhere} ; add the line \"nowhere = ...\", or "
+                                            "correct the tag"),
                             error("GlobalConfigImpl::configureLogger(production) failed : failed "
                                   "to configure logger from file " +
                                   strPath + ". Unknown parameters: [log4cplus.a=${nowhere}]")));

@@ -109,12 +109,15 @@ TEST_F(GlobalConfigSourceTest, ALineThatOneSourceLeavesOpenIsCompletedByALaterOn
 
 TEST_F(GlobalConfigSourceTest, ALaterSourceOverwritesAnEarlierOne)
 {
-    EXPECT_TRUE(m_config.load(Urls{write("a.cfg", "keswardin.exitTimeoutSec=1\n"),
-                                   write("b.cfg", "keswardin.exitTimeoutSec=2\n")}));
+    const std::string strFirst = write("a.cfg", "keswardin.exitTimeoutSec=1\n");
+    const std::string strSecond = write("b.cfg", "keswardin.exitTimeoutSec=2\n");
+    EXPECT_TRUE(m_config.load(Urls{strFirst, strSecond}));
     EXPECT_EQ(2, intOf(m_config, "keswardin.exitTimeoutSec"));
-    EXPECT_THAT(m_log.linesOf(s_szTrieLogger),
-                ElementsAre(warnLine(s_szTrieLogger, "Parameter keswardin.exitTimeoutSec "
-                                                     "redefined from 1 to 2")));
+    EXPECT_THAT(
+        m_log.linesOf(s_szTrieLogger),
+        ElementsAre(warnLine(s_szTrieLogger, "Parameter keswardin.exitTimeoutSec "
+                                             "redefined from 1 to 2"),
+                    warnLine(s_szTrieLogger, strSecond + ":1 : replaces " + strFirst + ":1")));
 }
 
 TEST_F(GlobalConfigSourceTest, TheSchemeFileReadsAPathBehindTheHostRelativeToTheCurrentDirectory)

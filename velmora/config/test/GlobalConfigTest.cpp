@@ -130,10 +130,12 @@ TEST_F(GlobalConfigTest, NamesAreCheckedAgainstTheTableAndValuesGetItsTypes)
 {
     EXPECT_TRUE(loadText(m_config, "keswardin.gw.recordCalls.directory=5\nkeswardin.exitTime=3\n"));
     EXPECT_EQ("5", stringOf(m_config, "keswardin.gw.recordCalls.directory"));
-    EXPECT_THAT(m_log.linesOf(s_szTrieLogger),
-                ElementsAre(warnLine(s_szTrieLogger,
-                                     "Unknown parameter : keswardin.exitTime. Closest known "
-                                     "parameter : keswardin.exitTimeoutSec")));
+    EXPECT_THAT(
+        m_log.linesOf(s_szTrieLogger),
+        ElementsAre(warnLine(s_szTrieLogger,
+                             "Unknown parameter : keswardin.exitTime. Closest known "
+                             "parameter : keswardin.exitTimeoutSec"),
+                    warnLine(s_szTrieLogger, "line 2 : write \"keswardin.exitTimeoutSec = 3\"")));
 }
 
 TEST_F(GlobalConfigTest, LinesThatStayOpenAreAllLoggedInOneLine)
@@ -383,7 +385,8 @@ TEST_F(GlobalConfigTest, AnUnknownNameDrawsAWarningWithTheClosestKnownOne)
     EXPECT_EQ(5, intOf(m_config, "keswardin.run.mods")) << "nothing is removed";
     EXPECT_THAT(m_log.lines(),
                 ElementsAre(warnLine(s_szLogger, "Unknown parameter : keswardin.run.mods. Closest "
-                                                 "known parameter : keswardin.run.mode")));
+                                                 "known parameter : keswardin.run.mode"),
+                            warnLine(s_szLogger, "line 1 : write \"keswardin.run.mode = 5\"")));
 }
 
 TEST_F(GlobalConfigTest, TheParameterWithoutANameIsUnknown)
@@ -391,7 +394,9 @@ TEST_F(GlobalConfigTest, TheParameterWithoutANameIsUnknown)
     loadText(m_config, "=5\n");
     m_log.clear();
     EXPECT_FALSE(m_config.warnOnUnknownParameterNames());
-    ASSERT_THAT(m_log.lines(), testing::SizeIs(1));
+    ASSERT_THAT(m_log.lines(), testing::SizeIs(2));
+    EXPECT_EQ(warnLine(s_szLogger, "line 1 : correct the name \"\", or delete the line"),
+              m_log.lines()[1]);
     EXPECT_THAT(m_log.lines()[0].strText,
                 testing::StartsWith("Unknown parameter : . Closest known parameter : "));
 }

@@ -191,7 +191,8 @@ TEST_F(ParameterTrieText, TheDelimiterEndsALine)
 
 TEST_F(ParameterTrieText, ALineWithoutEqualsIsAParseErrorWithItsNumber)
 {
-    expectParseError("# one\n\na=1\nno parameter\nb=2\n", 4, "no parameter");
+    expectParseError("# one\n\na=1\nno parameter\nb=2\n", 4, "no parameter",
+                     "write \"name = value\" instead of \"no parameter\"");
     EXPECT_EQ("a=1", written()) << "what was read before stays";
 }
 
@@ -248,8 +249,11 @@ TEST_F(ParameterTrieText, AStreamThatThrowsOnFailureDoesSoForAParseErrorThatHasB
                  std::ios_base::failure);
     EXPECT_EQ("a=1", written());
     EXPECT_EQ(std::ios::failbit, stream.exceptions());
-    EXPECT_THAT(log.lines(), ElementsAre(errorLine(s_szLogger, "parse error at line 2. failed to "
-                                                               "parse : nonsense")));
+    EXPECT_THAT(
+        log.lines(),
+        ElementsAre(
+            errorLine(s_szLogger, "parse error at line 2. failed to parse : nonsense"),
+            errorLine(s_szLogger, "line 2 : write \"name = value\" instead of \"nonsense\"")));
 }
 
 TEST_F(ParameterTrieText, AStreamThatHasFailedIsReported)
@@ -269,7 +273,9 @@ TEST_F(ParameterTrieText, ALaterLineForANameWinsWithAWarning)
     EXPECT_TRUE(read("a.b=1\na.b=2\n"));
     EXPECT_EQ("type=INT value=2", dump("a.b"));
     EXPECT_THAT(log.lines(),
-                ElementsAre(warnLine(s_szLogger, "Parameter a.b redefined from 1 to 2")));
+                ElementsAre(warnLine(s_szLogger, "Parameter a.b redefined from 1 to 2"),
+                            warnLine(s_szLogger,
+                                     "line 2 : replaces line 1 ; delete one of the two lines")));
 }
 
 TEST_F(ParameterTrieText, APrefixThatGetsAValueIsNotRedefined)
@@ -288,7 +294,9 @@ TEST_F(ParameterTrieText, AnEmptyNameSetsTheRootWithoutAWarningTheFirstTime)
     EXPECT_EQ("type=INT value=5", dump(""));
     EXPECT_THAT(log.lines(), IsEmpty());
     EXPECT_TRUE(read("=6\n"));
-    EXPECT_THAT(log.lines(), ElementsAre(warnLine(s_szLogger, "Parameter  redefined from 5 to 6")));
+    EXPECT_THAT(log.lines(),
+                ElementsAre(warnLine(s_szLogger, "Parameter  redefined from 5 to 6"),
+                            warnLine(s_szLogger, "line 1 : replaces an earlier value")));
 }
 
 TEST_F(ParameterTrieText, AHundredThousandLinesAreRead)
@@ -312,7 +320,10 @@ TEST_F(ParameterTrieText, ALineOfAMegabyteOfOpenTagsIsAParseErrorOfItsLast)
     std::string strLine = "a=";
     for (int i = 0; i < 1 << 18; ++i)
         strLine += "${x ";
-    expectParseError(strLine, 1, "{x ");
+    const std::string strShown = strLine.substr(0, 200);
+    expectParseError(strLine, 1, "{x ",
+                     "close the tag that begins with \"" + strLine.substr(2, 40) + "\" in \"" +
+                         strShown + "...\"");
 }
 
 TEST_F(ParameterTrieText, ANameOfAHundredThousandComponentsIsRead)
@@ -338,10 +349,12 @@ TEST_F(ParameterTrieTable, AnUnknownNameIsStoredWithAWarning)
     const CapturedLog log;
     EXPECT_TRUE(readWith(table(), "keswardin.exitTimeoutSecs=5\n"));
     EXPECT_EQ("type=INT value=5", dump("keswardin.exitTimeoutSecs"));
-    EXPECT_THAT(log.linesOf(s_szLogger),
-                ElementsAre(warnLine(s_szLogger, "Unknown parameter : keswardin.exitTimeoutSecs. "
-                                                 "Closest known parameter : "
-                                                 "keswardin.exitTimeoutSec")));
+    EXPECT_THAT(
+        log.linesOf(s_szLogger),
+        ElementsAre(warnLine(s_szLogger, "Unknown parameter : keswardin.exitTimeoutSecs. "
+                                         "Closest known parameter : "
+                                         "keswardin.exitTimeoutSec"),
+                    warnLine(s_szLogger, "line 1 : write \"keswardin.exitTimeoutSec = 5\"")));
 }
 
 TEST_F(ParameterTrieTable, ANameOfTheLogIsStoredInSilence)
@@ -360,7 +373,10 @@ TEST_F(ParameterTrieTable, AValueOfTheWrongTypeIsStoredWithAWarning)
     EXPECT_THAT(
         log.linesOf(s_szLogger),
         ElementsAre(warnLine(s_szLogger, "Parameter keswardin.exitTimeoutSec with type STRING has "
-                                         "wrong type. Should be INT")));
+                                         "wrong type. Should be INT"),
+                    warnLine(s_szLogger,
+                             "line 1 : write an INT, a whole number without a unit, as in "
+                             "\"keswardin.exitTimeoutSec = 60\", instead of \"soon\"")));
 }
 
 namespace

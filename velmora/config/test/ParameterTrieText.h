@@ -65,13 +65,17 @@ class ParameterTrieText : public testing::Test
         return stream.str();
     }
 
-    void expectParseError(const std::string& in_strText, int in_iLine, const std::string& in_strBad)
+    void expectParseError(const std::string& in_strText, int in_iLine, const std::string& in_strBad,
+                          const std::string& in_strAdvice)
     {
         const CapturedLog log;
         EXPECT_FALSE(read(in_strText));
-        EXPECT_THAT(log.lines(), testing::ElementsAre(errorLine(
-                                     s_szLogger, "parse error at line " + std::to_string(in_iLine) +
-                                                     ". failed to parse : " + in_strBad)));
+        const std::string strLine = std::to_string(in_iLine);
+        EXPECT_THAT(
+            log.lines(),
+            testing::ElementsAre(errorLine(s_szLogger, "parse error at line " + strLine +
+                                                           ". failed to parse : " + in_strBad),
+                                 errorLine(s_szLogger, "line " + strLine + " : " + in_strAdvice)));
     }
 
     ParameterTrie m_trie;

@@ -135,13 +135,20 @@ TEST(RegisteredParameters, AreSkippedInAConfigurationThatHasThemOutOfBounds)
     EXPECT_TRUE(loadText(config, "monitor.port=70000\nmonitor.load=2\nmonitor.port=-1\n"));
     const auto skipped = [](const std::string& in_strText)
     { return warnLine("keswardin.infra.ParameterTrie", in_strText + ". The line is skipped"); };
+    const auto advice = [](const std::string& in_strText)
+    { return warnLine("keswardin.infra.ParameterTrie", in_strText); };
     EXPECT_THAT(log.lines(),
                 ElementsAre(skipped("Parameter monitor.port with value 70000 is out of bounds. "
                                     "Should be from 1 to 65535"),
+                            advice("line 1 : write a value that is from 1 to 65535 instead of "
+                                   "\"70000\""),
                             skipped("Parameter monitor.load with value 2 is out of bounds. Should "
                                     "be at most 1"),
+                            advice("line 2 : write a value that is at most 1 instead of \"2\""),
                             skipped("Parameter monitor.port with value -1 is out of bounds. "
-                                    "Should be from 1 to 65535")));
+                                    "Should be from 1 to 65535"),
+                            advice("line 3 : write a value that is from 1 to 65535 instead of "
+                                   "\"-1\"")));
     EXPECT_FALSE(config.parameterDefined("monitor.port"));
     const LoadSummary summary = config.getLoadSummary();
     EXPECT_EQ(3U, summary.m_uiOutOfBounds);
@@ -158,7 +165,7 @@ TEST(RegisteredParameters, KeepTheValueBeforeOneThatIsOutOfBounds)
     const CapturedLog log(WARN_LOG_LEVEL);
     GlobalConfigImpl config;
     loadText(config, "monitor.port=80\nmonitor.port=70000\n");
-    EXPECT_EQ(1U, log.lines().size());
+    EXPECT_EQ(2U, log.lines().size());
     EXPECT_EQ(80, intOf(config, "monitor.port"));
 }
 
@@ -168,7 +175,7 @@ TEST(RegisteredParameters, AreCheckedInALineThatWaitedForItsTags)
     const CapturedLog log(WARN_LOG_LEVEL);
     GlobalConfigImpl config;
     EXPECT_TRUE(loadText(config, "monitor.port=7000${monitor.realm}\nmonitor.realm=7\n"));
-    EXPECT_EQ(1U, log.lines().size());
+    EXPECT_EQ(2U, log.lines().size());
     EXPECT_FALSE(config.parameterDefined("monitor.port"));
 }
 
@@ -181,7 +188,10 @@ TEST(RegisteredParameters, OfAWrongTypeAreStoredAsTheLibrarysOwn)
     EXPECT_THAT(log.lines(),
                 ElementsAre(warnLine("keswardin.infra.ParameterTrie",
                                      "Parameter monitor.port with type STRING has wrong type. "
-                                     "Should be INT")));
+                                     "Should be INT"),
+                            warnLine("keswardin.infra.ParameterTrie",
+                                     "line 1 : write an INT, a whole number without a unit, as in "
+                                     "\"monitor.port = 8090\", instead of \"many\"")));
     EXPECT_TRUE(config.parameterDefined("monitor.port"));
     EXPECT_EQ(1U, config.getLoadSummary().m_uiWrongTypes);
     EXPECT_EQ(0U, config.getLoadSummary().m_uiOutOfBounds);

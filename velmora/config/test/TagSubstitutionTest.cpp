@@ -63,17 +63,22 @@ TEST_F(ParameterTrieTags, TagsDoNotNest)
 
 TEST_F(ParameterTrieTags, ADollarThatOpensNoTagDropsTheTextBeforeIt)
 {
-    expectParseError("x=a$b\n", 1, "b");
-    expectParseError("x=$a$b=c d\nno\n", 2, "no");
+    expectParseError("x=a$b\n", 1, "b",
+                     "remove the \"$\" in \"$b\" from \"x=a$b\", or write a tag as ${name}");
+    expectParseError("x=$a$b=c d\nno\n", 2, "no", "write \"name = value\" instead of \"no\"");
     EXPECT_EQ("type=STRING value=c d", dump("b"));
 }
 
 TEST_F(ParameterTrieTags, ADollarAtTheEndIsAParseErrorOfNothing)
 {
-    expectParseError("x=a$\n", 1, "");
+    expectParseError("x=a$\n", 1, "",
+                     "remove the \"$\" in \"$\" from \"x=a$\", or write a tag as ${name}");
 }
 
-TEST_F(ParameterTrieTags, AnUnclosedTagIsAParseError) { expectParseError("x=${a\n", 1, "{a"); }
+TEST_F(ParameterTrieTags, AnUnclosedTagIsAParseError)
+{
+    expectParseError("x=${a\n", 1, "{a", "close the tag that begins with \"${a\" in \"x=${a\"");
+}
 
 TEST_F(ParameterTrieTags, ADollarBeforeATagDropsTheTextBeforeIt)
 {
@@ -93,7 +98,10 @@ TEST_F(ParameterTrieTags, ATagOfAParameterThatIsNoStringStandsForNothing)
               log.lines().at(0));
     EXPECT_EQ(1U, failedAssertions(log).size());
     EXPECT_THAT(log.linesOf(s_szLogger),
-                ElementsAre(debugLine(s_szLogger, "Parameter for key: x is: "),
+                ElementsAre(errorLine(s_szLogger,
+                                      "line 2 : ${x} is replaced by nothing, because its parameter "
+                                      "is INT and not STRING ; write the value itself"),
+                            debugLine(s_szLogger, "Parameter for key: x is: "),
                             debugLine(s_szLogger, "Parameter value: ")));
 }
 
@@ -145,7 +153,10 @@ TEST_F(ParameterTrieTags, ATagWithoutAValueEndsTheReadingWhenThereIsNoVector)
     EXPECT_THAT(
         log.lines(),
         ElementsAre(debugLine(s_szLogger, "Parameter value: ${x}"),
-                    errorLine(s_szLogger, "Unable to resolve line [y=${x}]. Parameter unknown")));
+                    errorLine(s_szLogger, "Unable to resolve line [y=${x}]. Parameter unknown"),
+                    errorLine(s_szLogger,
+                              "line 2 : no parameter and no environment variable is named ${x} ; "
+                              "add the line \"x = ...\", or correct the tag")));
     EXPECT_EQ("w=1", written());
 }
 
