@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: BSD-2-Clause
 
 #include "velmora/application/BuildInfo.h"
+#include "velmora/config/ConfigurationCheck.h"
 #include "velmora/config/ParameterInfoDB.h"
 
 #include "tests/application/StartedProgram.h"
@@ -398,6 +399,41 @@ TEST_F(Application, DoesNotStartWhereTheProgramItselfCannotBeConfigured)
     const HelperResult result = start({"refuse-configure"}, {});
     EXPECT_EQ(1, result.iExitCode);
     EXPECT_THAT(outputLines(result), ElementsAre(s_strAlarm, "initialize: 0"));
+}
+
+TEST_F(Application, StartsExactlyWithAConfigurationInWhichTheCheckFindsNoError)
+{
+    const std::string strFile = "keswardin.infra.Logger.PropertiesFile.production=";
+    const Texts configurations{
+        s_strLogging,
+        "",
+        "keswardin.exitTimeoutSec=5\n",
+        s_strLogging + "nonsense\n",
+        s_strLogging + "keswardin.exitTimeoutSec=soon\nkeswardin.killTimeoutSec=010\n",
+        s_strLogging + "keswardin.nowhere=1\nkeswardin.exitTimeoutSec=1\n"
+                       "keswardin.exitTimeoutSec=2\n",
+        s_strLogging + "keswardin.sip.userAgentName=${nobody.knows}\n",
+        s_strLogging + "keswardin.sip.userAgentName=${nobody\n",
+        s_strLogging + "log4cplus.a=$log4cplus.b=1\n",
+        s_strLogging + "${log4cplus.a}\nlog4cplus.a=text\n",
+        s_strLogging + "log4cplus.a=5\nlog4cplus.b=${log4cplus.a}\n",
+        s_strLogging + "keswardin.run.mode=test\n",
+        s_strLogging + "keswardin.run.mode=0\n",
+        s_strLogging + "keswardin.sip.transport=udp\n",
+        s_strLogging + "keswardin.infra.coreDump.writeOnCrash=false\n"
+                       "keswardin.infra.coreDump.writeOnCrash.path=/\n",
+        s_strLogging + strFile + m_directory.file("nowhere.cfg") + "\n",
+        strFile + m_directory.write("log.cfg", s_strLogging) + "\n",
+        strFile + m_directory.write("empty.cfg", "a=1\n") + "\n",
+        strFile + m_directory.write("bad.cfg", s_strLogging + "nonsense\n") + "\n",
+        strFile + m_directory.write("open.cfg", s_strLogging + "a=${nobody.knows}\n") + "\n",
+        strFile + path() + "\n"};
+    for (const std::string& strText : configurations)
+    {
+        const Texts options = configuration(strText);
+        EXPECT_EQ(start({}, options).iExitCode != 0, ConfigurationCheck({options[1]}).hasErrors())
+            << strText;
+    }
 }
 
 // The alarm of a configuration that cannot be used

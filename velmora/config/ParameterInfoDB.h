@@ -39,8 +39,9 @@ class VELMORA_API ParameterInfoDB
     /// Failure: returns false and resets the output if the name is unknown.
     virtual bool retrieve(const char* in_szName, ParameterInfo& out_info) const = 0;
 
-    /// Replaces the output by all parameters whose names contain a match of a regular expression.
-    /// An empty result is not a failure.
+    /// Replaces the output by all parameters whose names contain a match of a regular expression,
+    /// those that programs have registered included. The empty expression lists all; for bounds see
+    /// `retrieveBounds`. An empty result is not a failure.
     /// Failure: returns false and logs an error if the expression is invalid or takes too long; the
     /// output keeps the parameters found so far.
     virtual bool retrieve(const char* in_szRegex,
