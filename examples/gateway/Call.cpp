@@ -82,7 +82,7 @@ void Call::giveUp()
     if (m_state == State::DISCONNECTING)
         finish(szReason);
     else
-        endAs(SIP_500_INTERNAL_SERVER_ERROR, szReason);
+        endAs(Refusal::FAILURE, SIP_500_INTERNAL_SERVER_ERROR, szReason);
 }
 
 void Call::start(const sip_t* in_pSip)
@@ -97,26 +97,32 @@ void Call::ring(const sip_t& in_sip)
                                   << (isToBeRecorded() ? ", to be recorded" : ""));
     const std::string strCalled = userOf(*in_sip.sip_request->rq_url);
     if (strCalled == s_strBusy)
-        return refuse(SIP_486_BUSY_HERE, "the called party is busy");
+        return refuse(Refusal::BUSY, SIP_486_BUSY_HERE, "the called party is busy");
     try
     {
         m_strDescription = m_media.open(payloadOf(in_sip), m_context.rtpPorts);
     }
     catch (const BadSessionDescription& error)
     {
-        return refuse(SIP_488_NOT_ACCEPTABLE, error.what());
+        return refuse(Refusal::NOT_ACCEPTABLE, SIP_488_NOT_ACCEPTABLE, error.what());
     }
     catch (const std::runtime_error& error)
     {
         VELMORA_LOG_ERROR(error.what());
-        return refuse(SIP_503_SERVICE_UNAVAILABLE, error.what());
+        return refuse(Refusal::NO_RTP_PORT, SIP_503_SERVICE_UNAVAILABLE, error.what());
     }
     m_leg.proceed();
     if (strCalled != s_strNobody)
         m_answerTimer.start(m_context.answerAfter, [this] { attempt([this] { answer(); }); });
-    m_timeout.start(
-        CallParameters::duration(m_context.parameters, CallParameters::s_szRingTimeout), [this]
-        { attempt([this] { refuse(SIP_480_TEMPORARILY_UNAVAILABLE, "nobody has answered"); }); });
+    m_timeout.start(CallParameters::duration(m_context.parameters, CallParameters::s_szRingTimeout),
+                    [this]
+                    {
+                        attempt(
+                            [this] {
+                                refuse(Refusal::NO_ANSWER, SIP_480_TEMPORARILY_UNAVAILABLE,
+                                       "nobody has answered");
+                            });
+                    });
 }
 
 bool Call::isToBeRecorded() const
@@ -133,6 +139,7 @@ void Call::answer()
                      << duration_cast<milliseconds>(steady_clock::now() - m_started).count()
                      << " ms");
     m_state = State::ANSWERED;
+    ++m_context.statistics.uiAnswered;
     m_leg.answer(m_strDescription);
 }
 
@@ -147,19 +154,20 @@ void Call::connected()
 
 void Call::end(const char* in_szReason)
 {
-    attempt([&] { endAs(SIP_503_SERVICE_UNAVAILABLE, in_szReason); });
+    attempt([&] { endAs(Refusal::STOPPING, SIP_503_SERVICE_UNAVAILABLE, in_szReason); });
 }
 
 /// Ends the call in any state. The status is for a call that is still ringing.
-void Call::endAs(int in_iStatus, const char* in_szPhrase, const char* in_szReason)
+void Call::endAs(Refusal in_refusal, int in_iStatus, const char* in_szPhrase,
+                 const char* in_szReason)
 {
     switch (m_state)
     {
     case State::RINGING:
-        return refuse(in_iStatus, in_szPhrase, in_szReason);
+        return refuse(in_refusal, in_iStatus, in_szPhrase, in_szReason);
     case State::ANSWERED:
         if (!m_leg.isAnswered())
-            return refuse(in_iStatus, in_szPhrase, in_szReason);
+            return refuse(in_refusal, in_iStatus, in_szPhrase, in_szReason);
         if (!m_leg.isAckAwaited())
             return disconnect(in_szReason);
         m_strReason = in_szReason;
@@ -172,8 +180,10 @@ void Call::endAs(int in_iStatus, const char* in_szPhrase, const char* in_szReaso
     }
 }
 
-void Call::refuse(int in_iStatus, const char* in_szPhrase, const std::string& in_strReason)
+void Call::refuse(Refusal in_refusal, int in_iStatus, const char* in_szPhrase,
+                  const std::string& in_strReason)
 {
+    m_context.statistics.countRefusal(in_refusal);
     m_leg.refuse(in_iStatus, in_szPhrase);
     finish(in_strReason);
 }

@@ -37,7 +37,8 @@ class Call : public Velmora::ObjectWithLogger<Velmora::CallLogger>
     /// Lets the call ring, or refuses it.
     void start(const sip_t* in_pSip);
 
-    /// Ends the call from this side: refuses a ringing call, hangs up an answered one.
+    /// Ends the call from this side, as the gateway stops: refuses a ringing call, hangs up an
+    /// answered one.
     void end(const char* in_szReason);
 
   private:
@@ -58,8 +59,10 @@ class Call : public Velmora::ObjectWithLogger<Velmora::CallLogger>
     [[nodiscard]] bool isToBeRecorded() const;
     void answer();
     void connected();
-    void endAs(int in_iStatus, const char* in_szPhrase, const char* in_szReason);
-    void refuse(int in_iStatus, const char* in_szPhrase, const std::string& in_strReason);
+    void endAs(Refusal in_refusal, int in_iStatus, const char* in_szPhrase,
+               const char* in_szReason);
+    void refuse(Refusal in_refusal, int in_iStatus, const char* in_szPhrase,
+                const std::string& in_strReason);
     void disconnect(const char* in_szReason);
     void finish(const std::string& in_strReason);
     void handle(Leg::Event in_event);

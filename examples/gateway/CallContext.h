@@ -2,6 +2,7 @@
 
 #pragma once
 
+#include "CallStatistics.h"
 #include "EventLoop.h"
 #include "RtpPorts.h"
 #include "Settings.h"
@@ -26,6 +27,7 @@ struct CallContext
     /// How long a call rings before its called party answers.
     std::chrono::milliseconds answerAfter;
     RtpPorts rtpPorts;
+    CallStatistics statistics{};
 };
 
 } // namespace GatewayExample

@@ -4,14 +4,15 @@
 
 #include "BadSetting.h"
 #include "CallParameters.h"
+#include "CheckCommand.h"
 #include "InformationOptions.h"
 #include "OwnParameters.h"
 #include "ProcessorUse.h"
 #include "ReadWatch.h"
 #include "SettingRules.h"
+#include "StatusCommand.h"
 
 #include "velmora/config/RWGlobalConfig.h"
-#include "velmora/logging/CallDataRegistry.h"
 #include "velmora/logging/LogMacros.h"
 #include "velmora/logging/WithoutThrowing.h"
 
@@ -25,6 +26,8 @@
 #include <cstring>
 #include <iostream>
 #include <stdexcept>
+#include <string>
+#include <vector>
 
 using namespace Velmora;
 namespace po = boost::program_options;
@@ -43,11 +46,14 @@ constexpr unsigned int s_uiDefaultAnswerAfterMs = 200;
 /// From this signal on, calls have no time to end.
 constexpr int s_iImpatientSignals = 3;
 
-/// Logs each rule that the configuration breaks. Returns whether the gateway can work with it.
-bool keepsRules(const ROConfiguration& in_config)
+/// Logs each rule that the configuration breaks, and counts them. Returns whether the gateway can
+/// work with it.
+bool keepsRules(const ROConfiguration& in_config, std::size_t& out_uiBroken)
 {
     bool bCanWork = true;
-    for (const BrokenRule& broken : SettingRules::check(in_config))
+    const std::vector<BrokenRule> allBroken = SettingRules::check(in_config);
+    out_uiBroken = allBroken.size();
+    for (const BrokenRule& broken : allBroken)
     {
         if (broken.bFatal)
             VELMORA_FILE_LOG_ERROR(broken.setting.what());
@@ -74,23 +80,47 @@ Gateway::Gateway(const OperatorSignals& in_signals, StartWatch& inout_startWatch
     setDottedRevision(GATEWAY_VERSION);
     // clang-format off
     getAllowedOptions().add_options()
-        ("json", po::bool_switch(), "writes the answer to get-param-info as JSON")
+        ("check", po::bool_switch(), "checks the configuration and does not start")
+        ("status", po::bool_switch(), "asks the running gateway for its status")
+        ("status-socket", po::value<std::string>(), "where the running gateway listens for that")
+        ("json", po::bool_switch(), "writes the answer to check, status or get-param-info as JSON")
         (s_szAnswerAfter, po::value<unsigned int>()->default_value(s_uiDefaultAnswerAfterMs),
          "how long a called party lets it ring");
     // clang-format on
 }
 
-std::optional<int> Gateway::answer(int in_argc, char** in_argv) const
+bool Gateway::doCommand(const po::variables_map& in_variables, int& out_iExitCode)
 {
+    const bool bCheck = in_variables["check"].as<bool>();
+    const bool bStatus = in_variables["status"].as<bool>();
+    const bool bInformation = InformationOptions::isAsked(in_variables);
+    optionDependency(in_variables, "status-socket", "status");
+    if (bCheck)
+        optionDependency(in_variables, "check", "global-config");
+    if (in_variables["json"].as<bool>() && !bCheck && !bStatus &&
+        in_variables.count("get-param-info") == 0)
+        throw po::error("option '--json' needs '--check', '--status' or '--get-param-info'");
+    if (!bCheck && !bStatus && !bInformation)
+        return false;
+    // The files of the configuration are found as in a start.
+    if ((bCheck || bStatus) && !processCmdlineVarsMap(in_variables))
+        out_iExitCode = 1;
+    else if (bCheck)
+        out_iExitCode = CheckCommand::run(in_variables, std::cout) ? 0 : 1;
+    else if (bStatus)
+        StatusCommand::run(in_variables, std::cout);
+    else
+        InformationOptions::answer(in_variables, getAllowedOptions(), getProductName(), std::cout);
+    return true;
+}
+
+std::optional<int> Gateway::answer(int in_argc, char** in_argv)
+{
+    int iExitCode = 0;
     try
     {
-        const po::variables_map variables =
-            InformationOptions::parse(getAllowedOptions(), in_argc, in_argv);
-        if (variables["json"].as<bool>())
-            optionDependency(variables, "json", "get-param-info");
-        if (!InformationOptions::isAsked(variables))
+        if (!doCommand(InformationOptions::parse(getAllowedOptions(), in_argc, in_argv), iExitCode))
             return std::nullopt;
-        InformationOptions::answer(variables, getAllowedOptions(), getProductName(), std::cout);
     }
     // Of Boost.Program_options, and of `optionDependency`.
     catch (const std::logic_error& error)
@@ -98,9 +128,14 @@ std::optional<int> Gateway::answer(int in_argc, char** in_argv) const
         std::cerr << "gateway: " << error.what() << "\ngateway: see gateway --help\n";
         return 2;
     }
+    catch (const std::runtime_error& error)
+    {
+        std::cerr << "gateway: " << error.what() << '\n';
+        return 1;
+    }
     errno = 0;
     if (std::cout.flush())
-        return 0;
+        return iExitCode;
     std::cerr << "gateway: standard output cannot be written: " << std::strerror(errno) << '\n';
     return 1;
 }
@@ -109,7 +144,8 @@ bool Gateway::configure(const ROConfiguration& in_config)
 {
     if (!ProductApplicationImpl::configure(in_config))
         return false;
-    if (!keepsRules(in_config))
+    m_alarms.leaveService();
+    if (!keepsRules(in_config, m_uiBrokenRules))
         return false;
     try
     {
@@ -137,7 +173,29 @@ void Gateway::run()
     {
         m_bFailed = true;
         logCaughtException(liveFileScopeLogger(), "the gateway ends");
+        m_phase = m_phase == StatusReport::Phase::STARTING ? StatusReport::Phase::NOT_STARTED
+                                                           : StatusReport::Phase::STOPPED;
+        m_alarms.leaveService();
+        writeMetrics();
     }
+}
+
+void Gateway::reportFailedStart()
+{
+    m_phase = StatusReport::Phase::NOT_STARTED;
+    m_alarms.leaveService();
+    writeMetrics();
+}
+
+void Gateway::writeMetrics() const
+{
+    std::string strFile;
+    if (!getConfig()->getStringParameter(OwnParameters::s_szMetricsFile, strFile) ||
+        strFile.empty())
+        return;
+    const std::string strFailure = ReplacedFile::replaceNow(strFile, report().toPrometheus());
+    if (!strFailure.empty())
+        VELMORA_FILE_LOG_ERROR("metrics are out of date : " << strFailure);
 }
 
 void Gateway::serve()
@@ -145,14 +203,20 @@ void Gateway::serve()
     UserAgent userAgent(
         m_loop, *m_settings, getConfig(), *m_callMonitor,
         std::chrono::milliseconds(getVariablesMap()[s_szAnswerAfter].as<unsigned int>()));
+    std::optional<Supervision> supervision;
     const ReadWatch watch(m_loop, m_signals.descriptor(),
-                          [this, &userAgent] { handleSignal(userAgent); });
+                          [this, &userAgent, &supervision]
+                          { handleSignal(userAgent, *supervision); });
     ProcessorUse processorUse;
     m_processorMonitor->start([&processorUse] { return processorUse.sinceLastCall(); });
     m_callMonitor->start([&userAgent] { return static_cast<double>(userAgent.concurrentCalls()); });
     m_startWatch.end();
-    for (const std::string& strURL : m_settings->sipURLs)
-        VELMORA_FILE_LOG_INFO("running at " << strURL);
+    m_phase = StatusReport::Phase::RUNNING;
+    m_alarms.enterService();
+    supervision.emplace(m_loop, *m_settings, m_alarms,
+                        [this, &userAgent] { return report(userAgent); });
+    for (const SipAddress& address : m_settings->sipAddresses)
+        VELMORA_FILE_LOG_INFO("running at " << address.url());
     while (!isDone(userAgent))
     {
         m_loop.step();
@@ -161,11 +225,12 @@ void Gateway::serve()
     m_processorMonitor->stop();
     m_callMonitor->stop();
     userAgent.cutOffCalls();
-    VELMORA_FILE_LOG_INFO("stopped : calls = " << userAgent.callCount() << ", at once at most = "
-                                               << CallDataRegistry::getInstance()->getMaxNumCall()
-                                               << ", refused = " << userAgent.refusedCalls()
-                                               << ", repeated requests = "
-                                               << userAgent.repeatedRequests());
+    m_phase = StatusReport::Phase::STOPPED;
+    const CallStatistics& statistics = userAgent.statistics();
+    VELMORA_FILE_LOG_INFO("stopped : calls = "
+                          << statistics.uiTaken << ", at once at most = " << statistics.uiMostAtOnce
+                          << ", refused = " << statistics.refusals(Refusal::OVERLOAD)
+                          << ", repeated requests = " << userAgent.repeatedRequests());
 }
 
 bool Gateway::isDone(const UserAgent& in_userAgent) const
@@ -173,7 +238,7 @@ bool Gateway::isDone(const UserAgent& in_userAgent) const
     return m_shutdown.hasBegun() && (!in_userAgent.hasCalls() || m_shutdown.isOverdue());
 }
 
-void Gateway::handleSignal(UserAgent& inout_userAgent)
+void Gateway::handleSignal(UserAgent& inout_userAgent, Supervision& inout_supervision)
 {
     const int iSignal = m_signals.read();
     // Saved before other calls change it.
@@ -183,10 +248,11 @@ void Gateway::handleSignal(UserAgent& inout_userAgent)
     else if (iSignal == SIGHUP)
         reopenLogFiles();
     else
-        stop(inout_userAgent, iSignal, iError);
+        stop(inout_userAgent, inout_supervision, iSignal, iError);
 }
 
-void Gateway::stop(UserAgent& inout_userAgent, int in_iSignal, int in_iError)
+void Gateway::stop(UserAgent& inout_userAgent, Supervision& inout_supervision, int in_iSignal,
+                   int in_iError)
 {
     ++m_iStopSignals;
     // The second signal does not extend the time limit.
@@ -197,7 +263,8 @@ void Gateway::stop(UserAgent& inout_userAgent, int in_iSignal, int in_iError)
         return;
     }
     m_shutdown.begin(getExitTimeout(), getKillTimeout());
-    // The calls end even if the line cannot be logged.
+    m_phase = StatusReport::Phase::STOPPING;
+    // The calls end even if the reports fail.
     withoutThrowing(liveFileScopeLogger(), "a line is lost",
                     [in_iSignal, in_iError]
                     {
@@ -207,7 +274,38 @@ void Gateway::stop(UserAgent& inout_userAgent, int in_iSignal, int in_iError)
                         else
                             VELMORA_FILE_LOG_INFO("stopping : " << sigdescr_np(in_iSignal));
                     });
+    withoutThrowing(liveFileScopeLogger(), "the end is not reported",
+                    [this, &inout_supervision]
+                    {
+                        m_alarms.leaveService();
+                        inout_supervision.stopping();
+                    });
     inout_userAgent.endCalls("the gateway stops");
+}
+
+StatusReport Gateway::report() const
+{
+    StatusReport report;
+    report.phase = m_phase;
+    report.startTime = m_startTime;
+    report.uptime = std::chrono::duration_cast<std::chrono::milliseconds>(
+        std::chrono::steady_clock::now() - m_start);
+    report.uiLogLines = Logger::getLineCount();
+    report.uiLogLinesLost = Logger::getLossCount();
+    report.configuration = GlobalConfig::getInstance()->getLoadSummary();
+    report.uiBrokenRules = m_uiBrokenRules;
+    report.alarms = m_alarms.journal().content();
+    return report;
+}
+
+StatusReport Gateway::report(const UserAgent& in_userAgent) const
+{
+    StatusReport report = this->report();
+    report.calls = in_userAgent.statistics();
+    report.uiCallsNow = in_userAgent.concurrentCalls();
+    report.uiRtpPortsUsed = in_userAgent.rtpPorts().countUsed();
+    report.uiRtpPorts = m_settings->rtpPorts.pairs();
+    return report;
 }
 
 void Gateway::toggleRecording() const

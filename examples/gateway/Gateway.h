@@ -3,15 +3,20 @@
 #pragma once
 
 #include "EventLoop.h"
+#include "GatewayAlarms.h"
 #include "LoadMonitor.h"
 #include "OperatorSignals.h"
 #include "Settings.h"
 #include "Shutdown.h"
 #include "StartWatch.h"
+#include "StatusReport.h"
+#include "Supervision.h"
 #include "UserAgent.h"
 
 #include "velmora/application/ProductApplicationImpl.h"
 
+#include <chrono>
+#include <cstddef>
 #include <optional>
 
 namespace GatewayExample
@@ -35,10 +40,11 @@ class Gateway : public Velmora::ProductApplicationImpl
     /// started.
     Gateway(const OperatorSignals& in_signals, StartWatch& inout_startWatch);
 
-    /// Checks the command line and does what it asks for without a start: `InformationOptions`.
-    /// Returns the exit code of the program, or nothing if the gateway is to be started. The exit
-    /// code is 2 if the command line is wrong. Standard error has the reason then.
-    [[nodiscard]] std::optional<int> answer(int in_argc, char** in_argv) const;
+    /// Checks the command line and does what it asks for without a start: `CheckCommand`,
+    /// `StatusCommand`, `InformationOptions`. Returns the exit code of the program, or nothing if
+    /// the gateway is to be started. The exit code is 2 if the command line is wrong. Standard
+    /// error has the reason then.
+    [[nodiscard]] std::optional<int> answer(int in_argc, char** in_argv);
 
     /// Failure: logs an error and returns if SIP cannot be received, or if the event loop ends with
     /// an exception. `hasFailed` is true then.
@@ -46,21 +52,38 @@ class Gateway : public Velmora::ProductApplicationImpl
 
     [[nodiscard]] bool hasFailed() const { return m_bFailed; }
 
+    /// Writes the file of metrics after a start that has failed, if the configuration names one: it
+    /// has the alarm of the configuration then.
+    void reportFailedStart();
+
   protected:
     /// Failure: also false if a setting is missing or invalid.
     [[nodiscard]] bool configure(const Velmora::ROConfiguration& in_config) override;
 
   private:
+    [[nodiscard]] bool doCommand(const boost::program_options::variables_map& in_variables,
+                                 int& out_iExitCode);
     void serve();
+    void writeMetrics() const;
+    /// Reports the gateway without calls.
+    [[nodiscard]] StatusReport report() const;
+    [[nodiscard]] StatusReport report(const UserAgent& in_userAgent) const;
     [[nodiscard]] bool isDone(const UserAgent& in_userAgent) const;
-    void handleSignal(UserAgent& inout_userAgent);
-    void stop(UserAgent& inout_userAgent, int in_iSignal, int in_iError);
+    void handleSignal(UserAgent& inout_userAgent, Supervision& inout_supervision);
+    void stop(UserAgent& inout_userAgent, Supervision& inout_supervision, int in_iSignal,
+              int in_iError);
     void toggleRecording() const;
 
     const OperatorSignals& m_signals;
     StartWatch& m_startWatch;
+    const std::chrono::system_clock::time_point m_startTime = std::chrono::system_clock::now();
+    const std::chrono::steady_clock::time_point m_start = std::chrono::steady_clock::now();
     EventLoop m_loop;
+    GatewayAlarms m_alarms;
+    StatusReport::Phase m_phase = StatusReport::Phase::STARTING;
+
     // Set by `configure`.
+    std::size_t m_uiBrokenRules = 0;
     std::optional<Settings> m_settings;
     std::optional<LoadMonitor> m_processorMonitor;
     std::optional<LoadMonitor> m_callMonitor;

@@ -18,7 +18,10 @@ int run(int argc, char** argv)
     if (const std::optional<int> exitCode = gateway.answer(argc, argv))
         return *exitCode;
     if (!gateway.initialize(argc, argv))
+    {
+        gateway.reportFailedStart();
         return 1;
+    }
     gateway.run();
     return gateway.hasFailed() ? 1 : 0;
 }

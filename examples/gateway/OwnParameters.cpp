@@ -39,10 +39,26 @@ constexpr ProgramParameter s_parameters[] = {
      .szDefault = "3",
      .szLowest = "1",
      .szDescription = "The number of counts required to compute the average"},
+    {.szName = OwnParameters::s_szStatusSocket,
+     .type = ParameterValue::STRING_TYPE,
+     .szDescription = "The path of the Unix socket at which gateway --status asks the running "
+                      "gateway. Without it, there is none."},
+    {.szName = OwnParameters::s_szMetricsFile,
+     .type = ParameterValue::STRING_TYPE,
+     .szDescription = "The path of the file of metrics, in the text format of Prometheus. A path "
+                      "like /var/lib/node_exporter/gateway.prom is what the node exporter reads. "
+                      "Without it, there is none."},
+    {.szName = OwnParameters::s_szMetricsPeriod,
+     .type = ParameterValue::INT_TYPE,
+     .szDefault = "15",
+     .szLowest = "1",
+     .szHighest = "3600",
+     .szDescription = "After how many seconds the file of metrics is replaced"},
     {.szName = OwnParameters::s_szRetryAfter,
      .type = ParameterValue::INT_TYPE,
      .szDefault = "5",
      .szLowest = "1",
+     .szHighest = "3600",
      .szDescription = "After how many seconds a caller may try again who was refused for overload"},
 };
 

@@ -15,6 +15,15 @@ inline constexpr const char* s_szCallMonitor = "gateway.calls.monitor";
 /// The seconds after which a caller that was refused for overload may try again.
 inline constexpr const char* s_szRetryAfter = "gateway.calls.retryAfterSec";
 
+/// The path of the socket at which a running gateway is asked for its status.
+inline constexpr const char* s_szStatusSocket = "gateway.status.socket";
+
+/// The path of the file of metrics.
+inline constexpr const char* s_szMetricsFile = "gateway.metrics.file";
+
+/// The seconds after which the file of metrics is replaced.
+inline constexpr const char* s_szMetricsPeriod = "gateway.metrics.periodSec";
+
 /// Adds them to the table of known parameters. Must be called before the configuration is read.
 ///
 /// Failure: returns false and logs the reason.

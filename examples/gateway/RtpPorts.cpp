@@ -5,7 +5,8 @@
 namespace GatewayExample
 {
 
-RtpPorts::RtpPorts(const PortRange& in_range) : m_free(std::size_t{UINT16_MAX})
+RtpPorts::RtpPorts(const PortRange& in_range)
+    : m_free(std::size_t{UINT16_MAX}), m_uiAll(in_range.pairs())
 {
     for (unsigned int uiPort = in_range.firstEven(); uiPort < in_range.uiLast; uiPort += 2)
         m_free.push_back(static_cast<std::uint16_t>(uiPort));

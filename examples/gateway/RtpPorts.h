@@ -20,6 +20,7 @@ class RtpPorts
     explicit RtpPorts(const PortRange& in_range);
 
     [[nodiscard]] std::size_t countFree() const { return m_free.size(); }
+    [[nodiscard]] std::size_t countUsed() const { return m_uiAll - m_free.size(); }
 
     /// Takes a free port. There must be one.
     [[nodiscard]] std::uint16_t acquire();
@@ -29,6 +30,7 @@ class RtpPorts
   private:
     /// Has capacity for the whole range.
     boost::circular_buffer<std::uint16_t> m_free;
+    std::size_t m_uiAll;
 };
 
 } // namespace GatewayExample

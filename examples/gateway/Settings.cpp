@@ -26,12 +26,12 @@ Duration duration(const ROConfiguration& in_config, const char* in_szName)
     return Duration(requiredPositiveInt(in_config, in_szName));
 }
 
-std::vector<std::string> sipURLsOf(const ROConfiguration& in_config)
+/// Returns the value of a parameter that need not be set; empty if it is not.
+std::string optionalString(const ROConfiguration& in_config, const char* in_szName)
 {
-    std::vector<std::string> urls;
-    for (const SipAddress& address : Settings::readSipAddresses(in_config))
-        urls.push_back(address.url());
-    return urls;
+    std::string strValue;
+    in_config.getStringParameter(in_szName, strValue);
+    return strValue;
 }
 
 } // namespace
@@ -79,13 +79,16 @@ PortRange Settings::readRtpPorts(const ROConfiguration& in_config)
 }
 
 Settings::Settings(const ROConfiguration& in_config)
-    : sipURLs(sipURLsOf(in_config)),
+    : sipAddresses(readSipAddresses(in_config)),
       strUserAgentName(requiredString(in_config, "keswardin.sip.userAgentName")),
       timerT1(duration(in_config, s_szTimerT1)), timerT2(duration(in_config, s_szTimerT2)),
       transactionLifetime(duration(in_config, s_szTransactionLifetime)),
       retryAfter(duration<std::chrono::seconds>(in_config, OwnParameters::s_szRetryAfter)),
       strRtpAddress(requiredString(in_config, s_szRtpAddress)), rtpPorts(readRtpPorts(in_config)),
-      encodings(readList(in_config, s_szEncodings))
+      encodings(readList(in_config, s_szEncodings)),
+      strStatusSocket(optionalString(in_config, OwnParameters::s_szStatusSocket)),
+      strMetricsFile(optionalString(in_config, OwnParameters::s_szMetricsFile)),
+      metricsPeriod(duration<std::chrono::seconds>(in_config, OwnParameters::s_szMetricsPeriod))
 {
     for (const char* const szName :
          {CallParameters::s_szRingTimeout, CallParameters::s_szDisconnectingTimeout,

@@ -41,8 +41,8 @@ struct Settings
     [[nodiscard]] static std::vector<std::string>
     readList(const Velmora::ROConfiguration& in_config, const char* in_szName);
 
-    /// The URLs at which SIP is received, at least one, such as "sip:127.0.0.1:5060;transport=udp".
-    std::vector<std::string> sipURLs;
+    /// Where SIP is received, at least one.
+    std::vector<SipAddress> sipAddresses;
     std::string strUserAgentName;
     std::chrono::milliseconds timerT1;
     std::chrono::milliseconds timerT2;
@@ -57,6 +57,12 @@ struct Settings
     PortRange rtpPorts;
     /// The names of the RTP encodings, the preferred one first.
     std::vector<std::string> encodings;
+
+    /// The path of the status socket; empty for none.
+    std::string strStatusSocket;
+    /// The path of the file of metrics; empty for none.
+    std::string strMetricsFile;
+    std::chrono::seconds metricsPeriod;
 };
 
 } // namespace GatewayExample

@@ -11,6 +11,7 @@
 #include <sofia-sip/sip_status.h>
 #include <sofia-sip/sip_tag.h>
 
+#include <algorithm>
 #include <stdexcept>
 
 using namespace Velmora;
@@ -35,8 +36,8 @@ UserAgent::UserAgent(EventLoop& in_loop, const Settings& in_settings,
       m_settings(in_settings), m_callMonitor(in_callMonitor)
 {
     m_callParameters.setConfiguration(in_hConfig);
-    for (const std::string& strURL : m_settings.sipURLs)
-        listen(strURL);
+    for (const SipAddress& address : m_settings.sipAddresses)
+        listen(address.url());
     nta_agent_set_params(m_pAgent.get(), NTATAG_UA(1),
                          NTATAG_SIP_T1(milliseconds(m_settings.timerT1)),
                          NTATAG_SIP_T2(milliseconds(m_settings.timerT2)),
@@ -111,14 +112,17 @@ int UserAgent::handleRequest(nta_incoming_t* in_pRequest, const sip_t& in_sip)
     if (method != sip_method_invite)
         return replyNotAllowed(in_pRequest, m_settings.strUserAgentName);
     if (m_bEnding)
+    {
+        m_pContext->statistics.countRefusal(Refusal::STOPPING);
         return 503;
+    }
     return m_callMonitor.isOverloaded() ? refuseForOverload(in_pRequest, in_sip)
                                         : handleInvite(in_pRequest, in_sip);
 }
 
 int UserAgent::refuseForOverload(nta_incoming_t* in_pInvite, const sip_t& in_sip)
 {
-    ++m_uiRefusedCalls;
+    m_pContext->statistics.countRefusal(Refusal::OVERLOAD);
     // Logged at DEBUG, which is normally off: there may be many of them when the gateway is
     // overloaded.
     VELMORA_LOG_DEBUG("refused for overload : call " << in_sip.sip_call_id->i_id
@@ -141,11 +145,14 @@ int UserAgent::handleInvite(nta_incoming_t* in_pInvite, const sip_t& in_sip)
     {
         if (it != m_calls.end())
             m_calls.erase(it);
+        m_pContext->statistics.countRefusal(Refusal::FAILURE);
         logCaughtException(&getLogger(),
                            (std::string("no call ") + in_sip.sip_call_id->i_id).c_str());
         return 500;
     }
-    ++m_uiCalls;
+    ++m_pContext->statistics.uiTaken;
+    m_pContext->statistics.uiMostAtOnce =
+        std::max(m_pContext->statistics.uiMostAtOnce, m_calls.size());
     (*it)->start(&in_sip);
     return 0;
 }

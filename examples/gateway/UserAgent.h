@@ -49,14 +49,12 @@ class UserAgent : public Velmora::ObjectWithLogger<Velmora::CachedLLLogger>
 
     [[nodiscard]] bool hasCalls() const { return !m_calls.empty(); }
 
-    /// The number of calls since the start.
-    [[nodiscard]] std::uint64_t callCount() const { return m_uiCalls; }
+    [[nodiscard]] const CallStatistics& statistics() const { return m_pContext->statistics; }
+
+    [[nodiscard]] const RtpPorts& rtpPorts() const { return m_pContext->rtpPorts; }
 
     /// The number of concurrent calls.
     [[nodiscard]] std::size_t concurrentCalls() const { return m_calls.size(); }
-
-    /// The number of calls that were refused for overload.
-    [[nodiscard]] std::uint64_t refusedCalls() const { return m_uiRefusedCalls; }
 
     /// The number of requests that were received again because their sender had no answer.
     [[nodiscard]] std::uint64_t repeatedRequests() const;
@@ -87,8 +85,6 @@ class UserAgent : public Velmora::ObjectWithLogger<Velmora::CachedLLLogger>
     Calls m_calls;
     Calls m_endedCalls;
     bool m_bEnding = false;
-    std::uint64_t m_uiCalls = 0;
-    std::uint64_t m_uiRefusedCalls = 0;
 };
 
 } // namespace GatewayExample

@@ -6,6 +6,7 @@
 #include "examples/gateway/ParameterListing.h"
 #include "examples/gateway/Settings.h"
 
+#include "velmora/Sanitizers.h"
 #include "velmora/config/ParameterHashMap.h"
 #include "velmora/config/ParameterInfoDB.h"
 
@@ -17,6 +18,7 @@
 #include <nlohmann/json.hpp>
 
 #include <algorithm>
+#include <filesystem>
 #include <set>
 #include <string>
 #include <utility>
@@ -97,7 +99,9 @@ TEST_F(GatewayProcess, AWrongCommandLineIsReportedOnStandardErrorAndEndsItWithTw
         {{"--global-config"}, "the required argument for option '--global-config' is missing"},
         {{"--answer-after-ms", "soon"},
          "the argument ('soon') for option '--answer-after-ms' is invalid"},
-        {{"--json"}, "Option 'json' requires option 'get-param-info'."},
+        {{"--json"}, "option '--json' needs '--check', '--status' or '--get-param-info'"},
+        {{"--check"}, "Option 'check' requires option 'global-config'."},
+        {{"--status-socket", "/tmp/x"}, "Option 'status-socket' requires option 'status'."},
         {{"--get-param-info", "no.such.name"},
          "no parameter has a name that matches 'no.such.name'"},
         {{"--get-param-info", "("},
@@ -138,6 +142,7 @@ TEST_F(GatewayProcess, PrintsTheParametersOfTheFamilyThatAnExpressionMatches)
     EXPECT_EQ("keswardin.sip.TimerT2", list[1]["name"]);
     EXPECT_EQ(nlohmann::json::parse(R"({
         "name": "gateway.calls.retryAfterSec", "type": "INT", "default": 5, "lowest": 1,
+        "highest": 3600,
         "run-time-settable": false, "deprecated": false,
         "description":
         "After how many seconds a caller may try again who was refused for overload"})"),
@@ -145,7 +150,7 @@ TEST_F(GatewayProcess, PrintsTheParametersOfTheFamilyThatAnExpressionMatches)
     EXPECT_EQ(
         "name=gateway.calls.retryAfterSec type=INT default-value=5 run-time-settable=false "
         "deprecated=false description=\"After how many seconds a caller may try again who was "
-        "refused for overload\" bounds=\"at least 1\"\n",
+        "refused for overload\" bounds=\"from 1 to 3600\"\n",
         run({"--get-param-info", "retryAfterSec"}).strOutput);
 }
 
@@ -164,6 +169,89 @@ TEST_F(GatewayProcess, PrintsTheParametersThatItReadsWithoutAnExpression)
     EXPECT_THAT(result.strOutput, testing::Not(HasSubstr("deprecated=true")));
     const auto list = nlohmann::json::parse(run({"--json", "--get-param-info"}).strOutput);
     EXPECT_EQ(std::ranges::count(result.strOutput, '\n'), list.size());
+}
+
+TEST_F(GatewayProcess, ChecksItsConfigurationAndStartsNothing)
+{
+    const HelperResult result = run(sources({"--check"}));
+    EXPECT_EQ(0, result.iExitCode);
+    EXPECT_EQ("", result.strErrors);
+    EXPECT_EQ("The gateway starts with this configuration: 0 errors, 0 warnings, 0 notes.\n",
+              result.strOutput);
+    // Nothing was written.
+    EXPECT_EQ(1, std::distance(std::filesystem::directory_iterator(home().path()), {}));
+}
+
+TEST_F(GatewayProcess, TheCheckListsWhatIsWrongWithPlaceAndRuleAndEndsWithOne)
+{
+    configure("keswardin.sip.TimerT1 = 0500");
+    configure("keswardin.media.rtp.udpPortRange = 20000-99999");
+    configure("keswardin.gw.ringTimeoutMillis = 4");
+    configure("no parameter");
+    const HelperResult result = run(sources({"--check"}));
+    EXPECT_EQ(1, result.iExitCode);
+    EXPECT_EQ("", result.strErrors);
+    const std::string strFile = etc("site.cfg");
+    for (
+        const char* const szLine :
+        {":9: warning: keswardin.sip.TimerT1 = 0500 is 320, because a number that begins with 0 is "
+         "octal; write 500 [octal]\n",
+         ":10: error: keswardin.media.rtp.udpPortRange = 20000-99999 : port 99999 is not a number "
+         "from 1 to 65535 [port-range]\n",
+         ":11: warning: keswardin.gw.ringTimeoutMillis = 4 is unknown; write "
+         "\"keswardin.gw.ringTimeoutMs = 4\" [unknown-name]\n",
+         ":12: error: the line is no parameter; write \"name = value\" instead of \"no parameter\" "
+         "[parse-error]\n"})
+        EXPECT_THAT(result.strOutput, HasSubstr(strFile + szLine));
+    EXPECT_THAT(result.strOutput,
+                testing::EndsWith("The gateway does not start with this configuration: 2 errors, 3 "
+                                  "warnings, 1 note.\n"));
+    const auto json = nlohmann::json::parse(run(sources({"--check", "--json"})).strOutput);
+    EXPECT_EQ(false, json["starts"]);
+    EXPECT_EQ(2, json["errors"]);
+    EXPECT_EQ(3, json["warnings"]);
+    EXPECT_EQ(6, json["problems"].size());
+    EXPECT_EQ("octal", json["problems"][0]["rule"]);
+    EXPECT_EQ(strFile, json["problems"][0]["file"]);
+    EXPECT_EQ(9, json["problems"][0]["line"]);
+    EXPECT_EQ(1, run(sources()).iExitCode);
+}
+
+TEST_F(GatewayProcess, TheCheckOpensNoSocketAndWritesNothing)
+{
+#if VELMORA_ADDRESS_SANITIZER || VELMORA_THREAD_SANITIZER
+    GTEST_SKIP() << "the sanitizers need ptrace themselves";
+#endif
+    const std::string strTrace = home().file("trace");
+    std::vector<std::string> command{"-f",
+                                     "-o",
+                                     strTrace,
+                                     "-e",
+                                     "trace=socket,open,openat,creat,mkdir,mkdirat,unlink,rename",
+                                     VELMORA_HELPER_GATEWAY};
+    for (const std::string& strArgument : sources({"--check"}))
+        command.push_back(strArgument);
+    const HelperResult result =
+        runHelper("/usr/bin/strace", command, {{"GATEWAY_HOME", home().path().string()}});
+    EXPECT_EQ(0, result.iExitCode) << result.strErrors;
+    const std::string strCalls = home().read("trace");
+    EXPECT_THAT(strCalls, HasSubstr("site.cfg"));
+    for (const char* const szCall :
+         {"socket(", "O_WRONLY", "O_RDWR", "O_CREAT", "mkdir", "unlink", "rename"})
+        EXPECT_THAT(strCalls, testing::Not(HasSubstr(szCall)));
+}
+
+TEST_F(GatewayProcess, TheCheckFindsItsFilesAsAStartDoes)
+{
+    const HelperResult result =
+        run({"--setcwd", home().path().string(), "--putenv", "SITE=etc/site", "--check",
+             "--global-config", "etc/gateway.cfg", "--global-config", "etc/site.cfg"});
+    EXPECT_EQ(0, result.iExitCode) << result.strOutput;
+    EXPECT_EQ(1,
+              run({"--setcwd", "/no/such/directory", "--check", "--global-config", "x"}).iExitCode);
+    const HelperResult missing = run({"--check", "--global-config", home().file("missing.cfg")});
+    EXPECT_EQ(1, missing.iExitCode);
+    EXPECT_THAT(missing.strOutput, testing::StartsWith(home().file("missing.cfg") + ": error: "));
 }
 
 TEST(GatewayParameterListing, HasEachParameterThatTheGatewayReads)

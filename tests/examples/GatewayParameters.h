@@ -25,7 +25,8 @@ inline void setGatewayParameters(Configuration& out_config, const std::string& i
     for (const char* const szName :
          {"keswardin.sip.TimerT1", "keswardin.sip.TimerT2", "keswardin.sip.lifetimeTimer",
           "keswardin.gw.ringTimeoutMs", "keswardin.sip.state.Disconnecting.timeoutMs",
-          "keswardin.media.rxStartTimeoutMs", "gateway.calls.retryAfterSec"})
+          "keswardin.media.rxStartTimeoutMs", "gateway.calls.retryAfterSec",
+          "gateway.metrics.periodSec"})
         EXPECT_TRUE(out_config.setIntParameter(szName, 60000));
     EXPECT_TRUE(out_config.setIntParameter("gateway.calls.monitor.monitoringPeriodInMs", 0));
     EXPECT_TRUE(out_config.setIntParameter("gateway.calls.monitor.averageWindowSize", 1));

@@ -50,10 +50,13 @@ TEST_F(GatewayProcess, StartsFromItsConfigurationAndStopsAtSigterm)
                     "INFO keswardin.infra.GlobalConfig - Logger successfully "
                     "configured from " +
                         etc("logging.cfg"),
+                    "INFO admin.alarm - Alarm [system.out-of-service] : ALARM_ON",
                     MatchesRegex("INFO keswardin\\.infra\\.Application - .*" + etc("gateway.cfg") +
                                  ".*" + etc("site.cfg") + ".* ms.*"),
+                    "INFO admin.alarm - Alarm [system.out-of-service] : ALARM_OFF",
                     "INFO keswardin.gateway - running at sip:" + address() + ":5060;transport=udp",
                     "INFO keswardin.gateway - stopping : Terminated",
+                    "INFO admin.alarm - Alarm [system.out-of-service] : ALARM_ON",
                     "INFO keswardin.gateway.UserAgent - ending calls : 0",
                     "INFO keswardin.gateway - stopped : calls = 0, at once at most = 0, "
                     "refused = 0, repeated requests = 0"));

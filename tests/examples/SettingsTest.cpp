@@ -33,6 +33,7 @@ class GatewaySettings : public testing::Test
         set("keswardin.media.rtp.udpPortRange", "20000-29999");
         set("keswardin.rtp.encodingList", "PCMU,PCMA");
         set("gateway.calls.retryAfterSec", 7);
+        set("gateway.metrics.periodSec", 15);
         int iValue = 0;
         for (const char* const szName :
              {"keswardin.sip.TimerT1", "keswardin.sip.TimerT2", "keswardin.sip.lifetimeTimer",
@@ -74,7 +75,8 @@ class GatewaySettings : public testing::Test
 TEST_F(GatewaySettings, AreThoseOfTheConfiguration)
 {
     const Settings settings(m_config);
-    EXPECT_THAT(settings.sipURLs, ElementsAre("sip:127.0.0.1:5060;transport=udp"));
+    ASSERT_EQ(1, settings.sipAddresses.size());
+    EXPECT_EQ("sip:127.0.0.1:5060;transport=udp", settings.sipAddresses[0].url());
     EXPECT_EQ("gateway", settings.strUserAgentName);
     EXPECT_EQ(1ms, settings.timerT1);
     EXPECT_EQ(2ms, settings.timerT2);
@@ -92,8 +94,10 @@ TEST_F(GatewaySettings, AreThoseOfTheConfiguration)
 TEST_F(GatewaySettings, SeveralAddressesHaveCommasBetweenThem)
 {
     set("keswardin.sip.userAgent.IPAddress", "udp:127.0.0.1 , udp:[::1]:5062");
-    EXPECT_THAT(Settings(m_config).sipURLs,
-                ElementsAre("sip:127.0.0.1;transport=udp", "sip:[::1]:5062;transport=udp"));
+    const Settings settings(m_config);
+    ASSERT_EQ(2, settings.sipAddresses.size());
+    EXPECT_EQ("sip:127.0.0.1;transport=udp", settings.sipAddresses[0].url());
+    EXPECT_EQ("sip:[::1]:5062;transport=udp", settings.sipAddresses[1].url());
 }
 
 TEST_F(GatewaySettings, AnAddressWithoutUdpIsReported)

@@ -200,8 +200,8 @@ TEST_F(GatewayUserAgent, AnAnswerToAByeThatThrowsEndsItsCall)
 TEST_F(GatewayUserAgent, OneThatCannotReceiveAtASecondAddressReleasesTheFirst)
 {
     Settings settings = m_settings;
-    const std::string strFree = "sip:" + m_strAddress + ":5062;transport=udp";
-    settings.sipURLs.insert(settings.sipURLs.begin(), strFree);
+    const GatewayExample::SipAddress free("udp:" + m_strAddress + ":5062");
+    settings.sipAddresses.insert(settings.sipAddresses.begin(), free);
     try
     {
         const UserAgent userAgent(m_loop, settings, m_hConfig, m_monitor, 0ms);
@@ -209,11 +209,11 @@ TEST_F(GatewayUserAgent, OneThatCannotReceiveAtASecondAddressReleasesTheFirst)
     }
     catch (const std::runtime_error& error)
     {
-        EXPECT_EQ("SIP cannot be received at " + m_settings.sipURLs.front() + " : nta: bind(" +
+        EXPECT_EQ("SIP cannot be received at " + m_settings.sipAddresses.front().url() + " : nta: bind(" +
                       m_strAddress + ":5060;transport=udp): Address already in use",
                   std::string(error.what()));
     }
-    settings.sipURLs = {strFree};
+    settings.sipAddresses = {free};
     const UserAgent userAgent(m_loop, settings, m_hConfig, m_monitor, 0ms);
 }
 

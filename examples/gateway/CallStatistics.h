@@ -1,0 +1,45 @@
+// SPDX-License-Identifier: BSD-2-Clause
+
+#pragma once
+
+#include <array>
+#include <cstddef>
+#include <cstdint>
+
+namespace GatewayExample
+{
+
+/// Why the gateway refused a call.
+enum class Refusal
+{
+    OVERLOAD,       ///< There were too many calls at once.
+    STOPPING,       ///< The gateway was about to stop.
+    BUSY,           ///< The called party was busy.
+    NO_ANSWER,      ///< The called party has not answered in time.
+    NOT_ACCEPTABLE, ///< The session could not be negotiated.
+    NO_RTP_PORT,    ///< No RTP port could be opened.
+    FAILURE,        ///< The gateway failed, for lack of memory for example.
+};
+
+/// The name of each, as reports have it.
+inline constexpr std::array<const char*, 7> s_refusalNames{
+    "overload", "stopping", "busy", "no-answer", "not-acceptable", "no-rtp-port", "failure"};
+
+/// Counts of calls since the start. They only grow.
+struct CallStatistics
+{
+    /// Calls that were neither refused for overload nor while the gateway stopped.
+    std::uint64_t uiTaken = 0;
+    std::uint64_t uiAnswered = 0;
+    std::array<std::uint64_t, s_refusalNames.size()> refused{};
+    /// The largest number of calls at once.
+    std::size_t uiMostAtOnce = 0;
+
+    void countRefusal(Refusal in_refusal) { ++refused[static_cast<std::size_t>(in_refusal)]; }
+    [[nodiscard]] std::uint64_t refusals(Refusal in_refusal) const
+    {
+        return refused[static_cast<std::size_t>(in_refusal)];
+    }
+};
+
+} // namespace GatewayExample
