@@ -51,6 +51,9 @@ class GatewayProcess : public testing::Test
 
     void signal(int in_iSignal);
 
+    /// Returns the process id of the gateway, which has been started.
+    [[nodiscard]] pid_t pid() const { return m_process->pid(); }
+
     /// Waits for the gateway to end and returns its exit code.
     int waitForEnd();
 
