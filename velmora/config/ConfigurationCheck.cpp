@@ -7,6 +7,7 @@
 #include "velmora/config/ConfigurationReader.h"
 #include "velmora/config/GlobalConfigErrors.h"
 #include "velmora/config/GlobalConfigSource.h"
+#include "velmora/config/LogDirectories.h"
 #include "velmora/config/ParameterInfoDB.h"
 #include "velmora/config/RunMode.h"
 #include "velmora/logging/EscapedText.h"
@@ -229,6 +230,9 @@ void ConfigurationCheck::checkLogging()
                "has no line, so logging cannot be configured; write the level and the appender of "
                "the root logger, as in \"log4cplus.rootLogger = INFO, file\", and the properties "
                "of that appender");
+    for (const LogDirectories::Problem& problem : LogDirectories::problemsOf(logging))
+        report(problem.bFatal ? Severity::ERROR : Severity::WARNING, "directory", problem.strName,
+               ": " + problem.strText);
 }
 
 void ConfigurationCheck::report(Severity in_severity, const std::string& in_strRule,

@@ -46,6 +46,7 @@ class ROConfiguration;
 /// | `core-size` | warning | a setting of core dumps that are switched off |
 /// | `run-mode` | error | an unknown run mode |
 /// | `logging-file` | error | a file of logging that cannot be read |
+/// | `directory` | warning | a directory of logs that cannot be written; an error for calls |
 /// | `no-logging` | error | no section "log4cplus" where logging is configured |
 ///
 /// A "$" is a warning if the line is a parameter without the text before it, which is dropped. A

@@ -10,6 +10,7 @@
 #include "velmora/logging/LogLevel.h"
 
 #include "tests/support/CapturedLog.h"
+#include "tests/support/SmallDisk.h"
 #include "tests/support/TemporaryDirectory.h"
 #include "tests/support/TextOf.h"
 #include "velmora/system/test/SyscallFilter.h"
@@ -139,6 +140,50 @@ TEST_F(ConfigurationCheckTest, DoesNotQueryADatabase)
                     "\"nowhere = ...\", or correct the tag; a database that is not checked may "
                     "give it one [unresolved-tag]"));
     EXPECT_FALSE(check.hasErrors());
+}
+
+TEST_F(ConfigurationCheckTest, FindsADirectoryOfALogThatIsMissing)
+{
+    const std::string strFile = "log4cplus.appender.OUT.File=logs/main.log\n";
+    EXPECT_THAT(check(strFile),
+                ElementsAre("a.cfg:1: warning: log4cplus.appender.OUT.File = logs/main.log : the "
+                            "directory logs cannot be used: No such file or directory; make it, "
+                            "or let the program make it: "
+                            "log4cplus.appender.OUT.CreateDirs = true [directory]"));
+    EXPECT_THAT(check(strFile + "log4cplus.appender.OUT.CreateDirs=true\n"), IsEmpty());
+    EXPECT_THAT(check("log4cplus.appender.OUT.File=main.log\n"), IsEmpty());
+    std::filesystem::create_directory("logs");
+    EXPECT_THAT(check(strFile), IsEmpty());
+    EXPECT_TRUE(std::filesystem::is_empty("logs"));
+}
+
+TEST_F(ConfigurationCheckTest, FindsADirectoryOfCallsThatCannotBeMade)
+{
+    const std::string strDirectory = "log4cplus.appender.CALL_LOG_APPENDER.Directory=";
+    EXPECT_THAT(check(strDirectory + "calls/of/today\n"), IsEmpty());
+    EXPECT_FALSE(std::filesystem::exists("calls"));
+    m_directory.write("file", "");
+    EXPECT_THAT(check(strDirectory + "file/calls\n"),
+                ElementsAre("a.cfg:1: error: log4cplus.appender.CALL_LOG_APPENDER.Directory = "
+                            "file/calls : the directory file/calls cannot be used: Not a "
+                            "directory; let the user of the program write there, or choose another "
+                            "one [directory]"));
+}
+
+TEST_F(ConfigurationCheckTest, FindsADirectoryOfALogThatIsNotWritable)
+{
+    const std::string strDisk = m_directory.file("disk");
+    std::filesystem::create_directory(strDisk);
+    Texts lines;
+    const bool bDone = doWithReadOnlyDisk(
+        strDisk, [] {},
+        [&] { lines = check("log4cplus.appender.OUT.File=" + strDisk + "/main.log\n"); });
+    if (!bDone)
+        GTEST_SKIP() << s_szNoMount;
+    EXPECT_THAT(lines, ElementsAre("a.cfg:1: warning: log4cplus.appender.OUT.File = " + strDisk +
+                                   "/main.log : the directory " + strDisk +
+                                   " cannot be used: Read-only file system; let the user of the "
+                                   "program write there, or choose another one [directory]"));
 }
 
 TEST_F(ConfigurationCheckTest, FindsEveryLineThatIsNoParameterAndReadsOn)
