@@ -128,8 +128,7 @@ class GatewayCalls : public GatewayProcess
 
     [[nodiscard]] std::string lnav(Lines in_arguments) const
     {
-        in_arguments.insert(in_arguments.begin(),
-                            {"-I", VELMORA_SOURCE_DIRECTORY "/examples/gateway/lnav"});
+        in_arguments.insert(in_arguments.begin(), {"-I", VELMORA_SOURCE_DIRECTORY "/tools/lnav"});
         const HelperResult result = runHelper(VELMORA_LNAV, in_arguments,
                                               {{"HOME", home().path().string()}, {"TERM", "dumb"}});
         EXPECT_EQ(0, result.iExitCode);
@@ -678,10 +677,10 @@ TEST_F(GatewayCalls, LnavReadsEachLineOfTheLogAndOfAFileOfACall)
                   ",a-call@caller,1,INVITE received : CSeq = 1\n",
               lnav("SELECT count(*) AS lines, max(call_id) AS calls, max(leg) AS leg, "
                    "min(CASE WHEN log_body LIKE 'INVITE%' THEN log_body END) AS received "
-                   "FROM gateway_log",
+                   "FROM keswardin_log",
                    home().file("logs/gateway.log")));
     EXPECT_EQ("lines,info\n13,13\n",
-              lnav("SELECT count(*) AS lines, sum(log_level = 'info') AS info FROM gateway_log",
+              lnav("SELECT count(*) AS lines, sum(log_level = 'info') AS info FROM keswardin_log",
                    home().file("calls/a-call@caller.log")));
 }
 
