@@ -7,8 +7,9 @@
 #include <sofia-sip/su.h>
 #include <sofia-sip/su_time.h>
 
+#include <cerrno>
 #include <ctime>
-#include <stdexcept>
+#include <system_error>
 
 VELMORA_FILE_SCOPE_LOGGER("keswardin.gateway.EventLoop")
 
@@ -46,8 +47,10 @@ EventLoop::EventLoop()
     m_pRoot = su_root_create(nullptr);
     if (m_pRoot == nullptr)
     {
+        // `su_deinit` may change errno.
+        const int iError = errno;
         su_deinit();
-        throw std::runtime_error("no event loop");
+        throw std::system_error(iError, std::generic_category(), "no event loop");
     }
 }
 

@@ -2,7 +2,8 @@
 
 #include "ReadWatch.h"
 
-#include <stdexcept>
+#include <cerrno>
+#include <system_error>
 #include <utility>
 
 namespace GatewayExample
@@ -17,7 +18,7 @@ ReadWatch::ReadWatch(const EventLoop& in_loop, int in_iDescriptor, std::function
                                     StackCallback<&ReadWatch::handleReadable>::descriptor,
                                     StackContext(this), 0);
     if (m_iIndex < 0)
-        throw std::runtime_error("a descriptor cannot be watched");
+        throw std::system_error(errno, std::generic_category(), "a descriptor cannot be watched");
 }
 
 ReadWatch::~ReadWatch() { su_root_deregister(m_pRoot, m_iIndex); }

@@ -138,7 +138,7 @@ TEST_F(GatewayProcess, WithoutDescriptorsItSaysSoAndEnds)
     const HelperResult later =
         runHelper("/usr/bin/prlimit", {"--nofile=9", VELMORA_HELPER_GATEWAY});
     EXPECT_EQ(1, later.iExitCode);
-    EXPECT_THAT(later.strErrors, HasSubstr("gateway: no event loop\n"));
+    EXPECT_THAT(later.strErrors, HasSubstr("gateway: no event loop: Too many open files\n"));
 }
 
 TEST_F(GatewayProcess, WithoutItsEnvironmentVariableItDoesNotStart)
