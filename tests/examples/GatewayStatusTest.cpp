@@ -9,12 +9,14 @@
 #include <gtest/gtest.h>
 #include <nlohmann/json.hpp>
 
+#include <algorithm>
 #include <csignal>
 #include <filesystem>
 #include <fstream>
 #include <string>
 #include <vector>
 
+#include <sched.h>
 #include <sys/socket.h>
 #include <sys/un.h>
 #include <unistd.h>
@@ -271,6 +273,30 @@ TEST_F(GatewayStatus, HasTheAlarmOfMetricsThatCannotBeWritten)
     EXPECT_THAT(log(), Contains("ERROR keswardin.gateway.Supervision - metrics are out of date : "
                                 "cannot write " +
                                 home().file("run/gateway.prom") + ": Is a directory"));
+}
+
+TEST_F(GatewayStatus, HasTheAlarmOfAnAddressThatTheMachineHasLostUntilItIsBack)
+{
+    // A network of this thread and of the processes that it starts.
+    if (unshare(CLONE_NEWNET) != 0)
+        GTEST_SKIP() << "this process may not have a network of its own";
+    const auto ip = [](const std::vector<std::string>& in_arguments)
+    {
+        const HelperResult result = runHelper(VELMORA_IP, in_arguments);
+        EXPECT_EQ(0, result.iExitCode) << result.strErrors;
+    };
+    ip({"link", "set", "lo", "up"});
+    ip({"address", "add", "198.51.100.7/32", "dev", "lo"});
+    configure("keswardin.media.rtp.IPAddress = 198.51.100.7");
+    start();
+    waitForMetric("gateway_alarm{id=\"gateway.address\"} 0");
+    ip({"address", "del", "198.51.100.7/32", "dev", "lo"});
+    waitForLine("Alarm [gateway.address] : ALARM_ON");
+    waitForMetric("gateway_alarm{id=\"gateway.address\"} 1");
+    EXPECT_THAT(ask().strOutput, HasSubstr("  ERROR gateway.address since "));
+    ip({"address", "add", "198.51.100.7/32", "dev", "lo"});
+    waitForLine("Alarm [gateway.address] : ALARM_OFF");
+    EXPECT_EQ(0, stop());
 }
 
 TEST_F(GatewayStatus, IsReportedToSystemd)
