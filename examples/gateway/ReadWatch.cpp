@@ -21,6 +21,10 @@ ReadWatch::ReadWatch(const EventLoop& in_loop, int in_iDescriptor, std::function
         throw std::system_error(errno, std::generic_category(), "a descriptor cannot be watched");
 }
 
+void ReadWatch::pause() { su_root_eventmask(m_pRoot, m_iIndex, m_wait.fd, 0); }
+
+void ReadWatch::resume() { su_root_eventmask(m_pRoot, m_iIndex, m_wait.fd, SU_WAIT_IN); }
+
 ReadWatch::~ReadWatch() { su_root_deregister(m_pRoot, m_iIndex); }
 
 } // namespace GatewayExample

@@ -24,6 +24,10 @@ class ReadWatch
     ReadWatch(const ReadWatch&) = delete;
     ReadWatch& operator=(const ReadWatch&) = delete;
 
+    /// Stop and begin to watch. May be called by the function.
+    void pause();
+    void resume();
+
   private:
     template <auto Handle>
     friend class StackCallback;

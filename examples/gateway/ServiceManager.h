@@ -8,8 +8,8 @@
 namespace GatewayExample
 {
 
-/// Reports to systemd how the gateway is, if systemd has started it as a service of type notify. Without
-/// systemd, all functions do nothing.
+/// Reports to systemd how the gateway is, if systemd has started it as a service of type notify.
+/// Without systemd, all functions do nothing.
 namespace ServiceManager
 {
 

@@ -36,12 +36,19 @@ int eventDescriptor()
     return iDescriptor;
 }
 
-/// Waits until one of the descriptors is readable.
+/// The thread looks this often whether the start is over, if it cannot be woken.
+constexpr int s_iLookMs = 1000;
+
+/// Waits until one of the descriptors is readable, or the time is over. Returns false if that is
+/// not possible.
 template <std::size_t Size>
-void waitFor(std::array<pollfd, Size>& inout_descriptors, int in_iTimeoutMs)
+bool waitFor(std::array<pollfd, Size>& inout_descriptors, int in_iTimeoutMs)
 {
-    while (poll(inout_descriptors.data(), Size, in_iTimeoutMs) < 0 && errno == EINTR)
-        ;
+    int iResult = 0;
+    do
+        iResult = poll(inout_descriptors.data(), Size, in_iTimeoutMs);
+    while (iResult < 0 && errno == EINTR);
+    return iResult >= 0;
 }
 
 /// Ends the process while another thread is in the middle of the start. Only what cannot wait for
@@ -71,6 +78,7 @@ void StartWatch::end()
 {
     if (!m_thread.joinable())
         return;
+    m_bOver = true;
     eventfd_write(m_over.number(), 1);
     m_thread.join();
 }
@@ -80,12 +88,12 @@ void StartWatch::watch() const
     std::array<pollfd, 2> both{
         {{.fd = m_over.number(), .events = POLLIN, .revents = 0},
          {.fd = m_signals.stopDescriptor(), .events = POLLIN, .revents = 0}}};
-    waitFor(both, -1);
-    if (both[0].revents != 0)
-        return;
+    while (both[1].revents == 0)
+        // Without a watch, a signal waits until the start is over.
+        if (!waitFor(both, s_iLookMs) || m_bOver)
+            return;
     std::array<pollfd, 1> over{both[0]};
-    waitFor(over, s_iGraceMs);
-    if (over[0].revents == 0)
+    if (waitFor(over, s_iGraceMs) && !m_bOver)
         endProcess();
 }
 

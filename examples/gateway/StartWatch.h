@@ -5,6 +5,7 @@
 #include "Descriptor.h"
 #include "OperatorSignals.h"
 
+#include <atomic>
 #include <thread>
 
 namespace GatewayExample
@@ -32,6 +33,7 @@ class StartWatch
     void watch() const;
 
     OperatorSignals m_signals;
+    std::atomic<bool> m_bOver = false;
     /// Readable when the start is over.
     Descriptor m_over;
     std::thread m_thread;

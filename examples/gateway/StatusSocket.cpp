@@ -23,6 +23,7 @@ namespace
 constexpr int s_iWaiting = 8;
 constexpr int s_iBufferBytes = 1 << 20;
 constexpr time_t s_askTimeoutSec = 5;
+constexpr std::chrono::milliseconds s_pause{1000};
 
 std::runtime_error failure(const std::string& in_strPath, const std::string& in_strReason)
 {
@@ -115,18 +116,23 @@ std::string reasonFor(int in_iError)
 StatusSocket::StatusSocket(const EventLoop& in_loop, const std::string& in_strPath,
                            std::function<std::string()> in_report)
     : m_strPath(in_strPath), m_report(std::move(in_report)), m_socket(listenAt(in_strPath)),
-      m_watch(in_loop, m_socket.number(), [this] { answer(); })
+      m_watch(in_loop, m_socket.number(), [this] { answer(); }), m_pause(in_loop)
 {
 }
 
 StatusSocket::~StatusSocket() { unlink(m_strPath.c_str()); }
 
-void StatusSocket::answer() const
+void StatusSocket::answer()
 {
     const Descriptor connection(
         accept4(m_socket.number(), nullptr, nullptr, SOCK_CLOEXEC | SOCK_NONBLOCK));
     if (!connection.isOpen())
+    {
+        // Without descriptors the connection would wake the loop all the time.
+        m_watch.pause();
+        m_pause.start(s_pause, [this] { m_watch.resume(); });
         return;
+    }
     // The loop does not wait for who asks: the buffer takes the whole report.
     setsockopt(connection.number(), SOL_SOCKET, SO_SNDBUF, &s_iBufferBytes, sizeof(s_iBufferBytes));
     const std::string strReport = m_report();

@@ -4,6 +4,7 @@
 
 #include "Descriptor.h"
 #include "ReadWatch.h"
+#include "Timer.h"
 
 #include <functional>
 #include <string>
@@ -34,12 +35,13 @@ class StatusSocket
     [[nodiscard]] static std::string ask(const std::string& in_strPath);
 
   private:
-    void answer() const;
+    void answer();
 
     std::string m_strPath;
     std::function<std::string()> m_report;
     Descriptor m_socket;
     ReadWatch m_watch;
+    Timer m_pause;
 };
 
 } // namespace GatewayExample

@@ -18,6 +18,7 @@
 #include <thread>
 #include <vector>
 
+#include <sys/resource.h>
 #include <sys/socket.h>
 #include <sys/stat.h>
 #include <sys/un.h>
@@ -183,6 +184,30 @@ TEST_F(GatewayStatusSocket, GoesOnIfWhoAsksDoesNotRead)
         m_loop.step();
     }
     EXPECT_THAT(ask(), testing::StartsWith("xxx"));
+}
+
+TEST_F(GatewayStatusSocket, LetsTheLoopRestWhileThereIsNoDescriptorAndAnswersLater)
+{
+    const StatusSocket socket(m_loop, m_strPath, [] { return "late"; });
+    const Descriptor asker(::socket(AF_UNIX, SOCK_STREAM, 0));
+    sockaddr_un address{};
+    address.sun_family = AF_UNIX;
+    m_strPath.copy(address.sun_path, sizeof(address.sun_path) - 1);
+    ASSERT_EQ(
+        0, connect(asker.number(), reinterpret_cast<const sockaddr*>(&address), sizeof(address)));
+    rlimit limit{};
+    ASSERT_EQ(0, getrlimit(RLIMIT_NOFILE, &limit));
+    const rlimit none{3, limit.rlim_max};
+    ASSERT_EQ(0, setrlimit(RLIMIT_NOFILE, &none));
+    m_loop.step();
+    ASSERT_EQ(0, setrlimit(RLIMIT_NOFILE, &limit));
+    // The connection still waits. It does not wake the loop before the pause is over.
+    int iSteps = 0;
+    std::string strText(4, '\0');
+    for (; recv(asker.number(), strText.data(), strText.size(), MSG_DONTWAIT) < 0; ++iSteps)
+        m_loop.step();
+    EXPECT_LT(iSteps, 10);
+    EXPECT_EQ("late", strText);
 }
 
 } // namespace Velmora::Test

@@ -44,6 +44,7 @@ ROOT = HERE.parent.parent
 # (getpid). futex is left out, because a failed wake-up is a lost one: the fault itself would make
 # the program hang.
 ERRORS: dict[str, list[str]] = {
+    "accept4": ["EMFILE", "ENOMEM"],
     "access": ["EACCES"],
     "bind": ["EADDRINUSE", "EACCES"],
     "brk": ["ENOMEM"],
@@ -76,6 +77,7 @@ ERRORS: dict[str, list[str]] = {
     "getsockopt": ["ENOMEM"],
     "ioctl": ["EIO"],
     "kill": ["EPERM"],
+    "listen": ["EADDRINUSE"],
     "lseek": ["EIO"],
     "membarrier": ["ENOSYS", "EPERM"],
     "mkdir": ["ENOSPC", "EACCES"],
