@@ -110,6 +110,29 @@ TEST_F(GatewayService, HasAUnitThatSystemdUnderstands)
     EXPECT_EQ(0, result.iExitCode);
 }
 
+TEST_F(GatewayService, RunsWhereItIsInstalled)
+{
+    const std::string strPrefix = home().file("opt");
+    const HelperResult install =
+        runHelper(VELMORA_CMAKE, {"--install", VELMORA_BINARY_DIRECTORY, "--component", "gateway",
+                                  "--prefix", strPrefix});
+    ASSERT_EQ(0, install.iExitCode) << install.strErrors;
+    // The environment has no path of libraries, and the program knows none of the build.
+    const HelperResult check =
+        runHelper("/usr/bin/env",
+                  [&]
+                  {
+                      Lines arguments{"-i", "GATEWAY_HOME=" + home().path().string(),
+                                      strPrefix + "/bin/gateway", "--check"};
+                      for (const std::string& strArgument : sources())
+                          arguments.push_back(strArgument);
+                      return arguments;
+                  }());
+    EXPECT_EQ(0, check.iExitCode) << check.strOutput << check.strErrors;
+    const HelperResult libraries = runHelper("/usr/bin/ldd", {strPrefix + "/bin/gateway"});
+    EXPECT_THAT(libraries.strOutput, HasSubstr(strPrefix + "/bin/../lib/libkeswardin-infra.so"));
+}
+
 TEST_F(GatewayService, LosesNoLineWhenLogrotateRenamesTheLogUnderLoad)
 {
     constexpr int iCalls = 200;
