@@ -6,9 +6,11 @@
 #include "velmora/config/ParameterBounds.h"
 #include "velmora/config/ParameterInfoDB.h"
 #include "velmora/logging/EscapedText.h"
+#include "velmora/system/ClassicText.h"
 #include "velmora/system/LevinsteinDistanceScan.h"
 #include "velmora/system/WholeText.h"
 
+#include <algorithm>
 #include <locale>
 #include <ostream>
 
@@ -66,6 +68,22 @@ Form formOf(const ParameterInfo& in_info)
     default:
         return {"a STRING, which is no number that begins with 0", "text"};
     }
+}
+
+/// Returns a number as a value of the type, if only the 0 in front makes it one of another type;
+/// otherwise an empty text.
+std::string withoutLeadingZeros(ParameterValue::Type in_type, std::string_view in_value)
+{
+    const bool bNumber =
+        in_type == ParameterValue::INT_TYPE || in_type == ParameterValue::FLOAT_TYPE;
+    if (!bNumber || !in_value.starts_with('0') ||
+        !std::all_of(in_value.begin(), in_value.end(), &ClassicText::isDigit))
+        return "";
+    in_value.remove_prefix(std::min(in_value.find_first_not_of('0'), in_value.size() - 1));
+    std::string strValue(in_value);
+    if (in_type == ParameterValue::FLOAT_TYPE)
+        strValue += ".0";
+    return strValue;
 }
 
 } // namespace
@@ -126,6 +144,10 @@ std::string ConfigurationAdvice::forWrongType(std::string_view in_name,
                                               const ParameterInfo& in_info,
                                               std::string_view in_value)
 {
+    if (const std::string strNumber = withoutLeadingZeros(in_info.m_type, in_value);
+        !strNumber.empty())
+        return "write \"" + shown(in_name) + " = " + shown(strNumber) + "\" instead of \"" +
+               shown(in_value) + "\", because a number that begins with 0 is octal";
     const Form form = formOf(in_info);
     return std::string("write ") + form.szWhat + ", as in \"" + shown(in_name) + " = " +
            shown(form.strExample) + "\", instead of \"" + shown(in_value) + '"';

@@ -129,11 +129,18 @@ TEST_F(ConfigurationPlaces, EachTypeHasItsForm)
     m_log.clear();
     EXPECT_EQ(at(1) + "write a STRING, which is no number that begins with 0, as in "
                       "\"keswardin.sip.userAgentName = text\", instead of \"0123\"",
-              [this]
-              {
-                  std::string strAdvice = adviceAfter("keswardin.sip.userAgentName=0123\n");
-                  return strAdvice;
-              }());
+              adviceAfter("keswardin.sip.userAgentName=0123\n"));
+}
+
+TEST_F(ConfigurationPlaces, ANumberThatOnlyItsZeroInFrontMakesWrongIsProposedWithoutIt)
+{
+    EXPECT_EQ(at(1) + "write \"keswardin.configTimeoutSec = 89\" instead of \"089\", because a "
+                      "number that begins with 0 is octal",
+              adviceAfter("keswardin.configTimeoutSec=089\n"));
+    m_log.clear();
+    EXPECT_EQ(at(1) + "write \"keswardin.pstn.input.gain.dB = 0.0\" instead of \"0\", because a "
+                      "number that begins with 0 is octal",
+              adviceAfter("keswardin.pstn.input.gain.dB=0\n"));
 }
 
 TEST_F(ConfigurationPlaces, ARedefinitionLeadsToBothLines)
