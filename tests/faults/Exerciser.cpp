@@ -16,6 +16,7 @@
 #include "velmora/alarm/AlarmRegistry.h"
 #include "velmora/alarm/ProfileTimer.h"
 #include "velmora/alarm/ResourceMonitor.h"
+#include "velmora/config/ConfigurationCheck.h"
 #include "velmora/config/LoadSummary.h"
 #include "velmora/config/ParameterTrie.h"
 #include "velmora/config/RWGlobalConfig.h"
@@ -173,6 +174,18 @@ bool convert()
     for (const std::string& strName : names)
         std::printf("%s=%s\n", strName.c_str(), properties.getProperty(strName).c_str());
     return true;
+}
+
+bool checkConfiguration()
+{
+    const ConfigurationCheck check({s_strHome + "/exerciser.cfg"});
+    for (const ConfigurationProblem& problem : check.problems())
+    {
+        std::ostringstream text;
+        text << problem;
+        std::printf("%s\n", text.str().c_str());
+    }
+    return !check.hasErrors();
 }
 
 bool configureLogging()
@@ -587,6 +600,7 @@ int main(int argc, char** argv)
     step("begin", [argv] { return !(s_strHome = argv[1]).empty(); });
     step("load", load);
     step("read", readParameters);
+    step("check", checkConfiguration);
     step("configure logging", configureLogging);
     step("log", logOnThreads);
     std::strcmp(argv[2], "python") == 0 ? usePython() : useLibrary();

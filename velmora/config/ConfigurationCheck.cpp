@@ -17,6 +17,7 @@
 #include <algorithm>
 #include <limits>
 #include <locale>
+#include <new>
 #include <optional>
 #include <ostream>
 #include <string_view>
@@ -54,10 +55,23 @@ std::string textOfError(const char* in_szWhat, const std::string& in_strPath,
         .append("; correct the path, or make the file");
 }
 
+/// Returns a STRING parameter; nothing if there is none.
+/// Failure: throws `std::bad_alloc`, for which `getStringParameter` returns false.
+std::optional<std::string> stringOf(const ROConfiguration& in_configuration, const char* in_szName)
+{
+    ParameterValue value;
+    in_configuration.getParameter(in_szName, value);
+    if (value.getType() != ParameterValue::STRING_TYPE)
+        return std::nullopt;
+    return static_cast<const char*>(value);
+}
+
 std::vector<ParameterInfoWithName> knownParameters()
 {
     std::vector<ParameterInfoWithName> infos;
-    ParameterInfoDB::getInstance().retrieve("", infos);
+    // The list fails only if memory runs out.
+    if (!ParameterInfoDB::getInstance().retrieve("", infos))
+        throw std::bad_alloc();
     return infos;
 }
 
@@ -177,10 +191,9 @@ void ConfigurationCheck::checkCoreDump()
 
 void ConfigurationCheck::checkRunMode()
 {
-    std::string strMode;
     // A value of a wrong type counts as none, and the mode is then "production".
-    if (!configuration().getStringParameter(s_szRunMode, strMode))
-        strMode = getRunModeString(RunMode::production);
+    const std::string strMode =
+        stringOf(configuration(), s_szRunMode).value_or(getRunModeString(RunMode::production));
     const RunMode mode = parseRunModeString(strMode.c_str());
     if (mode == RunMode::undefined)
         report(Severity::ERROR, "run-mode", s_szRunMode,
@@ -192,9 +205,8 @@ void ConfigurationCheck::checkRunMode()
 void ConfigurationCheck::readLogging(const std::string& in_strMode)
 {
     const std::string strName = std::string(s_loggingFile) + in_strMode;
-    std::string strPath;
-    if (configuration().getStringParameter(strName.c_str(), strPath))
-        readLoggingFile(strName, strPath);
+    if (const std::optional<std::string> path = stringOf(configuration(), strName.c_str()))
+        readLoggingFile(strName, *path);
     else
         for (const char* const szSection : {"log4cplus", "keswardin.infra.CallLogger"})
         {

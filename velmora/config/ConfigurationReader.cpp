@@ -14,6 +14,7 @@
 #include <algorithm>
 #include <cstring>
 #include <istream>
+#include <new>
 #include <utility>
 
 namespace Velmora
@@ -59,6 +60,9 @@ void ConfigurationReader::read(const std::string& in_strPath, InputFile& inout_f
         if (!ConfigurationLine::isBlankOrComment(strLine))
             readLine(strLine);
     }
+    // A stream swallows the exception.
+    if (inout_file.bad() && inout_file.error() == 0)
+        throw std::bad_alloc();
     m_unresolved.processUnresolvedConfigLines(m_tags, [this](const std::string& in_strLine)
                                               { return define(in_strLine); });
 }

@@ -54,6 +54,7 @@ class ConfigurationReader final : private ReadingContext::TagReports
     ConfigurationReader& operator=(const ConfigurationReader&) = delete;
 
     /// Reads a file that has been opened.
+    /// Failure: throws `std::bad_alloc`.
     void read(const std::string& in_strPath, InputFile& inout_file);
 
     /// Adds a source that is not read.

@@ -78,14 +78,16 @@ const std::vector<NameAndAdvice>& deprecatedNames()
 {
     static const std::vector<NameAndAdvice>& s_names = []() -> const std::vector<NameAndAdvice>&
     {
-        auto* const pNames = new std::vector<NameAndAdvice>;
+        auto pNames = std::make_unique<std::vector<NameAndAdvice>>();
         std::vector<ParameterInfoWithName> infos;
-        ParameterInfoDB::getInstance().retrieve("", infos);
+        // The list fails only if memory runs out, and the next load then tries again.
+        if (!ParameterInfoDB::getInstance().retrieve("", infos))
+            throw std::bad_alloc();
         for (const ParameterInfoWithName& info : infos)
             if (info.m_bDeprecated)
                 pNames->emplace_back(info.m_strName,
                                      ConfigurationAdvice::forDeprecated(info.m_strDescription));
-        return *pNames;
+        return *pNames.release();
     }();
     return s_names;
 }
