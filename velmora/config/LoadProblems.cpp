@@ -67,7 +67,7 @@ bool LoadProblems::logAgain()
     if (uiMore != 0)
         VELMORA_FILE_LOG_WARN(uiMore << " more lines about the configuration are only in the log "
                                         "that was in effect while it was loaded");
-    return !lines.empty() || uiMore != 0;
+    return true;
 }
 
 void LoadProblems::note(const std::string& in_strName, std::string in_strText)

@@ -44,7 +44,7 @@ class LoadProblems
     void stopKeeping();
 
     /// Logs the kept lines again, to the same loggers at the same levels, and forgets them. Does
-    /// nothing while lines are kept. Returns whether it logged any.
+    /// nothing while lines are kept. Returns whether lines reach the configured log by now.
     bool logAgain();
 
     /// Keeps the line that states where a name is and what to write.

@@ -352,6 +352,15 @@ TEST_F(ConfigurationPlaces, TheyAreWrittenAtOnceByTheLibrarysAppenderToo)
     EXPECT_THAT(m_directory.read("own"), HasSubstr("has wrong type"));
 }
 
+TEST_F(ConfigurationPlaces, TheReasonOfAStartThatFailsIsWrittenAtOnceEvenIfNothingIsLoggedAgain)
+{
+    EXPECT_EQ("", logOf(m_config, m_directory));
+    set("keswardin.sip.transport", valueOf("tcp"));
+    EXPECT_TRUE(ParameterInfoDB::getInstance().warnOnDeprecated(m_config));
+    m_config.logProblemsAgain();
+    EXPECT_THAT(m_directory.read("log"), HasSubstr("keswardin.sip.transport is deprecated"));
+}
+
 TEST_F(ConfigurationPlaces, TheyAreThereOnce)
 {
     linesAfter("keswardin.traceShutdown=maybe\n");
