@@ -47,6 +47,12 @@ const std::string s_strUsage =
 /// A logging section that cannot be used, and the message of log4cplus about it.
 const std::string s_strLoud = "log4cplus.rootLogger=LOUD, OUT\n";
 const std::string s_strErrorsOfLoud = "log4cplus:ERROR Unrecognized log level: LOUD\n";
+const Texts s_aWarningsOfLoud{
+    "WARN - log4cplus.rootLogger = LOUD, OUT : \"LOUD\" is no level; write OFF, FATAL, ERROR, "
+    "WARN, "
+    "INFO, DEBUG, TRACE or ALL",
+    "WARN - log4cplus.rootLogger = LOUD, OUT : there is no appender \"OUT\"; add "
+    "log4cplus.appender.OUT or remove it from the list"};
 
 const std::string s_strReverted =
     "ERROR - failed to configure the logger from the Global Configuration. Reverted to a default "
@@ -283,7 +289,8 @@ TEST_F(Application, GoesBackToTheDefaultLoggerFromALoggingSectionThatCannotBeUse
     const HelperResult result = start({"levels"}, configuration(s_strLoud), s_strErrorsOfLoud);
     EXPECT_EQ(1, result.iExitCode);
     EXPECT_THAT(outputLines(result),
-                ElementsAre("ERROR - log4cplus.rootLogger=LOUD, OUT : Invalid logger "
+                ElementsAre(s_aWarningsOfLoud[0], s_aWarningsOfLoud[1],
+                            "ERROR - log4cplus.rootLogger=LOUD, OUT : Invalid logger "
                             "configuration. Invalid rootLogger log level.",
                             s_strReverted, s_strAlarm, "initialize: 0", "levels: 10000 30000"));
 }
@@ -309,12 +316,14 @@ TEST_F(Application, AssertsThatItCanGoBackToTheDefaultLogger)
     EXPECT_EQ(1, result.iExitCode);
     // Later lines come from logging without a level, which passes DEBUG, too.
     const Texts lines = outputLines(result);
-    ASSERT_LE(3U, lines.size());
-    EXPECT_THAT(lines[0],
+    ASSERT_LE(5U, lines.size());
+    EXPECT_EQ(s_aWarningsOfLoud[0], lines[0]);
+    EXPECT_EQ(s_aWarningsOfLoud[1], lines[1]);
+    EXPECT_THAT(lines[2],
                 MatchesRegex("ERROR - Assertion failed \\(configureLoggerDefault\\(\\)\\) "
                              "file=velmora/application/ApplicationImpl.cpp line=[0-9]+"));
-    EXPECT_EQ(s_strAlarm, lines[1]);
-    EXPECT_EQ("initialize: 0", lines[2]);
+    EXPECT_EQ(s_strAlarm, lines[3]);
+    EXPECT_EQ("initialize: 0", lines[4]);
     EXPECT_THAT(result.strOutput, Not(HasSubstr(s_strReverted)));
 }
 

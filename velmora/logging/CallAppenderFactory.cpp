@@ -12,6 +12,7 @@
 #include "velmora/logging/FileAppenders.h"
 #include "velmora/logging/FileCallAppender.h"
 #include "velmora/logging/LogMacros.h"
+#include "velmora/logging/LoggingCheck.h"
 #include "velmora/vfs/DateTimeDirectory.h"
 #include "velmora/vfs/Directory.h"
 
@@ -163,8 +164,11 @@ bool CallAppenderFactory::readProperties(const ParameterTrie& in_trie)
                                                         << " is not present in the configuration");
         return false;
     }
-    m_properties = log4cplus::helpers::Properties();
-    ParameterTrie(*found).convertTo(m_properties);
+    log4cplus::helpers::Properties configuration;
+    in_trie.convertTo(configuration);
+    // The layout of each file would report them again.
+    LoggingCheck::removeReportedByOwner(LoggingCheck::problemsOf(configuration), configuration);
+    m_properties = configuration.getPropertySubset(std::string(s_szSection) + '.');
     // "Append" would keep the lines of an earlier call in the file. "AsyncAppend" would queue a
     // clone of each event, and a clone has no identifiers.
     m_properties.removeProperty("Append");

@@ -30,11 +30,10 @@ namespace
 
 using Factory = log4cplus::spi::FactoryTempl<FileAppender, log4cplus::spi::AppenderFactory>;
 
-constexpr std::uint64_t s_uiLargestBuffer = std::uint64_t{64} * 1024 * 1024;
-
 LogFileWriter::Options optionsOf(const log4cplus::helpers::Properties& in_properties)
 {
-    const CheckedProperties properties(FileAppender::s_szTypeName, in_properties);
+    const CheckedProperties properties(
+        *KnownType::find(KnownType::appenders(), FileAppender::s_szTypeName), in_properties);
     LogFileWriter::Options options;
     options.location.strPath = in_properties.getProperty("File");
     properties.readMode("Mode", options.location.uiMode);
@@ -43,37 +42,19 @@ LogFileWriter::Options optionsOf(const log4cplus::helpers::Properties& in_proper
     properties.read("ImmediateFlush", options.bImmediate);
     std::uint64_t uiBufferSize = options.uiBufferSize;
     properties.readSize("BufferSize", uiBufferSize);
-    if (uiBufferSize <= s_uiLargestBuffer)
-        options.uiBufferSize = uiBufferSize;
-    else
-        properties.report("BufferSize", "a number of bytes up to 64MB");
+    options.uiBufferSize = uiBufferSize;
     properties.readLevel("FlushLevel", options.flushLevel);
     unsigned int uiInterval = static_cast<unsigned int>(options.flushInterval.count());
-    properties.read("FlushInterval", uiInterval, "a number of seconds");
+    properties.read("FlushInterval", uiInterval);
     options.flushInterval = std::chrono::seconds(uiInterval);
     properties.readSize("MaxFileSize", options.uiMaxFileSize);
-    if (in_properties.exists("Schedule"))
-    {
+    if (properties.isGiven("Schedule"))
         options.schedule = RollSchedule::parse(in_properties.getProperty("Schedule"));
-        if (!options.schedule)
-            properties.report("Schedule",
-                              "MONTHLY, WEEKLY, DAILY, TWICE_DAILY, HOURLY or MINUTELY");
-    }
     // The defaults of log4cplus.
     options.uiMaxBackupIndex = options.schedule ? 10 : 1;
-    properties.read("MaxBackupIndex", options.uiMaxBackupIndex, "a number of files, at least 1");
-    if (options.uiMaxBackupIndex == 0)
-    {
-        properties.report("MaxBackupIndex", "a number of files, at least 1");
-        options.uiMaxBackupIndex = 1;
-    }
-    options.bCompresses = in_properties.getProperty("Compress") == "gzip";
-    if (in_properties.exists("Compress") && !options.bCompresses)
-        properties.report("Compress", "\"gzip\", or leave it out");
-    properties.warnOfOthers({"File", "Append", "ImmediateFlush", "BufferSize", "FlushLevel",
-                             "FlushInterval", "MaxFileSize", "Schedule", "MaxBackupIndex",
-                             "Compress", "Mode", "CreateDirs", "Threshold", "layout", "layout.*",
-                             "filters.*", "UseLockFile", "LockFile", "AsyncAppend"});
+    properties.read("MaxBackupIndex", options.uiMaxBackupIndex);
+    options.bCompresses = properties.isGiven("Compress");
+    properties.warnOfOthers();
     return options;
 }
 

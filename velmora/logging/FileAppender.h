@@ -37,8 +37,8 @@ class TextLayout;
 /// `Mode` | the permissions of a new file, in octal, whatever the umask | 0640 | | `CreateDirs` |
 /// whether missing directories are made | false |
 ///
-/// `Threshold`, `filters`, `layout`, `UseLockFile` and `LockFile` have the same meaning as for all
-/// appenders.
+/// `Threshold`, `filters` and `layout` have the same meaning as for all appenders. `UseLockFile` and
+/// `AsyncAppend` have no effect.
 ///
 /// A line is written by one `write` of the system to a descriptor that appends (`O_APPEND`), so
 /// several processes may share a file that does not roll over, and no line is torn. After a part of
@@ -65,7 +65,8 @@ class TextLayout;
 /// is lost and counts in `Logger::getLossCount`. The reason is reported to log4cplus's log once.
 /// When writing works again, a line at ERROR of "keswardin.infra.FileAppender" in the file states
 /// how many lines were lost and since when. What is wrong with the properties is reported to
-/// log4cplus's log. A line throws what its layout throws.
+/// log4cplus's log, or by `Logger::configure` if the appender comes from a configuration. A line
+/// throws what its layout throws.
 class VELMORA_API FileAppender : public log4cplus::Appender
 {
   public:

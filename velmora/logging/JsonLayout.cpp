@@ -72,7 +72,8 @@ void JsonLayout::registerFactory()
 
 JsonLayout::JsonLayout(const log4cplus::helpers::Properties& in_properties)
     : TextLayout(in_properties),
-      m_pLimit(std::make_unique<MessageLimit>(CheckedProperties(s_szTypeName, in_properties))),
+      m_pLimit(std::make_unique<MessageLimit>(
+          CheckedProperties(*KnownType::find(KnownType::layouts(), s_szTypeName), in_properties))),
       m_pSecond(
           std::make_unique<DateFormat>("{\"time\":\"%Y-%m-%dT%H:%M:%S.%q", DateFormat::Zone::utc)),
       m_pLine(std::make_unique<LineBuffer>())

@@ -11,6 +11,7 @@
 #include "velmora/logging/Log4cplusBackend.h"
 #include "velmora/logging/LogMacros.h"
 #include "velmora/logging/Logger.h"
+#include "velmora/logging/LoggingCheck.h"
 #include "velmora/logging/PatternLayout.h"
 #include "velmora/logging/PreparedLogging.h"
 #include "velmora/logging/RemoteSyslogAppender.h"
@@ -130,14 +131,17 @@ std::vector<std::string> makeSynchronous(log4cplus::helpers::Properties& inout_p
     return names;
 }
 
-/// Logs what an operator should know about a configuration: appenders that differ from their
-/// configuration and, if it is in effect, rollovers that will fail. If there is no memory for a
-/// line, the line is lost, and the configuration stays in effect.
-void reportProblems(const std::vector<std::string>& in_madeSynchronous,
+/// Logs what an operator should know about a configuration: lines that are wrong, appenders that
+/// differ from their configuration and, if it is in effect, rollovers that will fail. If there is
+/// no memory for a line, the line is lost, and the configuration stays in effect.
+void reportProblems(const LoggingCheck::Problems& in_problems,
+                    const std::vector<std::string>& in_madeSynchronous,
                     const log4cplus::helpers::Properties* in_pInForce) noexcept
 try
 {
     const Logger logger = reportLogger();
+    for (const LoggingProblem& problem : in_problems)
+        VELMORA_LOG(logger, WARN_LOG_LEVEL, problem.strText);
     for (const std::string& strName : in_madeSynchronous)
         VELMORA_LOG(logger, WARN_LOG_LEVEL,
                     "Appender " << strName << " is made synchronous, AsyncAppend is not supported");
@@ -232,6 +236,8 @@ bool Logger::configureInTurn(const ParameterTrie& in_trie, std::ostream& out_err
     const ParameterTrie section = sectionOf(*found);
     log4cplus::helpers::Properties properties;
     section.convertTo(properties);
+    const LoggingCheck::Problems problems = LoggingCheck::problemsOf(properties);
+    LoggingCheck::removeReportedByOwner(problems, properties);
     FileAppenders::addDefaultsToAll(properties);
 
     const Clock::time_point end = Clock::now() + ProcessGate::s_limit;
@@ -270,7 +276,7 @@ bool Logger::configureInTurn(const ParameterTrie& in_trie, std::ostream& out_err
     if (bOK)
         configureACE_Trace();
     prepared.reportMissing(reportLogger());
-    reportProblems(madeSynchronous, bOK ? &prepared.properties() : nullptr);
+    reportProblems(problems, madeSynchronous, bOK ? &prepared.properties() : nullptr);
     if (bOK)
         return true;
     out_errors << s_szRootLogger << '=' << properties.getProperty(s_szRootLogger)

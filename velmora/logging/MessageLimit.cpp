@@ -11,7 +11,7 @@ namespace Velmora
 
 MessageLimit::MessageLimit(const CheckedProperties& in_properties)
 {
-    in_properties.read("MaxLength", m_uiMost, "a number of bytes, or 0 for no limit");
+    in_properties.read("MaxLength", m_uiMost);
 }
 
 std::string_view MessageLimit::keptOf(std::string_view in_message) const

@@ -89,10 +89,11 @@ void PatternLayout::registerFactory()
 PatternLayout::PatternLayout(const log4cplus::helpers::Properties& in_properties)
     : TextLayout(in_properties)
 {
-    const CheckedProperties properties(s_szTypeName, in_properties);
+    const CheckedProperties properties(*KnownType::find(KnownType::layouts(), s_szTypeName),
+                                       in_properties);
     properties.read("Escape", m_bEscapes);
     unsigned int uiNdcLevels = 0;
-    properties.read("NDCMaxDepth", uiNdcLevels, "a number of levels");
+    properties.read("NDCMaxDepth", uiNdcLevels);
     m_pLimit = std::make_unique<MessageLimit>(properties);
     m_fields = readConversionPattern(patternOf(in_properties), static_cast<int>(uiNdcLevels));
 }

@@ -2,8 +2,8 @@
 
 #include "velmora/logging/RemoteSyslogAppender.h"
 
-#include "velmora/config/Parameter.h"
 #include "velmora/logging/LogText.h"
+#include "velmora/logging/PropertyKind.h"
 #include "velmora/logging/Syslog.h"
 #include "velmora/logging/SyslogHosts.h"
 
@@ -36,14 +36,7 @@ constexpr std::size_t s_uiLongestDatagram = 900;
 /// text.
 bool readPositive(const std::string& in_strText, int& out_iNumber)
 {
-    if (in_strText.empty())
-        return true;
-    ParameterValue value;
-    value.initFromText(in_strText.c_str(), ParameterValue::UNDEF_TYPE, true);
-    if (value.getType() != ParameterValue::INT_TYPE || int(value) <= 0)
-        return false;
-    out_iNumber = value;
-    return true;
+    return in_strText.empty() || PropertyKind::parsePositive(in_strText, out_iNumber);
 }
 
 /// The header of a datagram: "<", the priority and ">".

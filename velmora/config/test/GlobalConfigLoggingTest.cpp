@@ -310,6 +310,11 @@ std::string warningsInFile(const std::string& in_strPath)
            "log4cplus.appender.file.layout.ConversionPattern=%p %c: %m%n\n";
 }
 
+constexpr const char* s_szMarkerWithoutDirectory =
+    "log4cplus.logger.calls=INFO, CALL_LOG_APPENDER\n"
+    "log4cplus.appender.CALL_LOG_APPENDER=log4cplus::NullAppender\n"
+    "log4cplus.appender.CALL_LOG_APPENDER.layout=log4cplus::TTCCLayout\n";
+
 constexpr const char* s_szWarningOfNoDirectory =
     "WARN keswardin.infra.GlobalConfig: log4cplus.appender.CALL_LOG_APPENDER is configured without "
     "a directory, so no call gets a log file from this configuration. Set "
@@ -320,9 +325,7 @@ constexpr const char* s_szWarningOfNoDirectory =
 TEST_F(GlobalConfigLoggingTest, TheSectionOfCallFilesWithoutADirectoryDrawsAWarning)
 {
     OneCallLogging callLogging(true);
-    loadText(m_config, warningsInFile(m_directory.file("log")) +
-                           "log4cplus.appender.CALL_LOG_APPENDER=log4cplus::NullAppender\n"
-                           "log4cplus.appender.CALL_LOG_APPENDER.layout=log4cplus::TTCCLayout\n");
+    loadText(m_config, warningsInFile(m_directory.file("log")) + s_szMarkerWithoutDirectory);
     EXPECT_TRUE(m_config.configureLogger(RunMode::undefined));
     EXPECT_EQ(s_szWarningOfNoDirectory, m_directory.read("log"));
     EXPECT_THAT(callLogging.directories(), IsEmpty());
@@ -332,8 +335,7 @@ TEST_F(GlobalConfigLoggingTest, TheSectionOfCallFilesInAFileOfTheLoggingDrawsThe
 {
     const OneCallLogging callLogging(true);
     const std::string strPath =
-        write("logging", warningsInFile(m_directory.file("log")) +
-                             "log4cplus.appender.CALL_LOG_APPENDER=log4cplus::NullAppender\n");
+        write("logging", warningsInFile(m_directory.file("log")) + s_szMarkerWithoutDirectory);
     loadText(m_config, "keswardin.infra.Logger.PropertiesFile.production=" + strPath + "\n");
     EXPECT_TRUE(m_config.configureLogger(RunMode::production));
     EXPECT_EQ(s_szWarningOfNoDirectory, m_directory.read("log"));

@@ -6,6 +6,7 @@
 #include "velmora/config/GlobalConfig.h"
 #include "velmora/config/ParameterInfoDB.h"
 #include "velmora/logging/CallFileName.h"
+#include "velmora/logging/PatternLayout.h"
 #include "velmora/vfs/DateTimeDirectory.h"
 
 #include "tests/support/CallLogging.h"
@@ -158,6 +159,16 @@ TEST_F(CallAppenders, ADirectoryThatIsThereIsTaken)
         ElementsAre(debugLine(s_szLogger, "Call Logger configuration output directory is : " +
                                               s_strDirectoryParam + "=" + calls()),
                     debugLine(s_szLogger, "m_bDateTimeDirectory=0")));
+}
+
+TEST_F(CallAppenders, AWrongPropertyOfTheirLayoutIsNotReportedForEachCall)
+{
+    PatternLayout::registerFactory();
+    beConfigured("log4cplus.appender.CALL_LOG_APPENDER.layout=velmora::PatternLayout\n"
+                 "log4cplus.appender.CALL_LOG_APPENDER.layout.MaxLength=long\n");
+    testing::internal::CaptureStderr();
+    EXPECT_TRUE(m_factory.newAppender("abc"));
+    EXPECT_EQ("", testing::internal::GetCapturedStderr());
 }
 
 TEST_F(CallAppenders, WithoutADirectoryTheyAreNotConfigured)

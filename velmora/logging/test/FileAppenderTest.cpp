@@ -1152,9 +1152,10 @@ INSTANTIATE_TEST_SUITE_P(
         WrongProperty{"Append", "maybe", "\"true\" or \"false\""},
         WrongProperty{"ImmediateFlush", "", "\"true\" or \"false\""},
         WrongProperty{"CreateDirs", "2x", "\"true\" or \"false\""},
-        WrongProperty{"BufferSize", "65MB", "a number of bytes up to 64MB"},
+        WrongProperty{"BufferSize", "65MB",
+                      "a number of bytes up to 64MB, or one with a unit, such as 500KB or 10MB"},
         WrongProperty{"BufferSize", "MB",
-                      "a number of bytes, or one with a unit, such as 500KB or 10MB"},
+                      "a number of bytes up to 64MB, or one with a unit, such as 500KB or 10MB"},
         WrongProperty{"MaxFileSize", "-1",
                       "a number of bytes, or one with a unit, such as 500KB or 10MB"},
         WrongProperty{"MaxFileSize", "10TB",
@@ -1249,6 +1250,28 @@ TEST_F(AppenderToFile, IsNamedInAConfiguration)
     EXPECT_TRUE(Logger::configure(trieOf(configurationOf(file()))));
     VELMORA_LOG(logger, INFO_LOG_LEVEL, "second");
     EXPECT_EQ("first 1\nsecond\n", read());
+    Logger::configureDefault();
+}
+
+TEST_F(AppenderToFile, WhatIsWrongInAConfigurationIsReportedOnceAndHasNoEffect)
+{
+    EXPECT_EQ("", errorsOf(
+                      [this]
+                      {
+                          EXPECT_TRUE(Logger::configure(
+                              trieOf(configurationOf(file(), "log4cplus.appender.FILE.Mod=rw\n"
+                                                             "log4cplus.appender.FILE.Mode=rw\n"
+                                                             "log4cplus.appender.FILE.layout."
+                                                             "MaxLength=long\n"))));
+                      }));
+    EXPECT_EQ("log4cplus.appender.FILE.Mod = rw has no effect: velmora::FileAppender has no "
+              "property \"Mod\"; write log4cplus.appender.FILE.Mode\n"
+              "log4cplus.appender.FILE.Mode = rw is not valid; write the permissions of the file "
+              "in octal, such as 0640\n"
+              "log4cplus.appender.FILE.layout.MaxLength = long is not valid; write a number of "
+              "bytes, or 0 for no limit\n",
+              read());
+    EXPECT_EQ(std::filesystem::perms(0640), std::filesystem::status(file()).permissions());
     Logger::configureDefault();
 }
 

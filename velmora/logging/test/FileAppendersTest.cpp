@@ -249,13 +249,14 @@ TEST(FileAppenders, AConfiguredLogLosesNoLineBehindOneThatFailed)
     const SmallDisk disk(directory.path());
     VELMORA_NEEDS_DISK(disk);
     const std::string strLog = directory.file("main.log");
-    for (const char* const szType :
-         {"FileAppender", "RollingFileAppender", "DailyRollingFileAppender"})
+    for (const auto& [strType, strMore] : std::vector<std::pair<std::string, std::string>>{
+             {"FileAppender", ""},
+             {"RollingFileAppender", ""},
+             {"DailyRollingFileAppender", "log4cplus.appender.MAIN.Schedule=DAILY\n"
+                                          "log4cplus.appender.MAIN.RollOnClose=false\n"}})
     {
-        SCOPED_TRACE(szType);
-        ASSERT_TRUE(configureMain(mainAppender(szType, strLog) +
-                                  "log4cplus.appender.MAIN.Schedule=DAILY\n"
-                                  "log4cplus.appender.MAIN.RollOnClose=false\n"));
+        SCOPED_TRACE(strType);
+        ASSERT_TRUE(configureMain(mainAppender(strType, strLog) + strMore));
         EXPECT_THAT(withoutTheLineThatFailed(linesAroundAFullDisk(disk, strLog)),
                     ElementsAre("before", "after 1", "after 2", "after 3"));
         std::filesystem::remove(strLog);

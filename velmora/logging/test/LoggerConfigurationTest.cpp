@@ -469,6 +469,29 @@ TEST_F(LoggerConfiguration, TheWarningComesFromTheLoggerOfLoggers)
     EXPECT_THAT(linesOfFile(), ElementsAre("WARN keswardin.infra.Logger"));
 }
 
+TEST_F(LoggerConfiguration, AWrongLineIsAWarningInTheNewLogEachTime)
+{
+    const std::string strText = fileConfiguration("log4cplus.appender.file.Apend=false\n");
+    const std::string strWarning =
+        "WARN - log4cplus.appender.file.Apend = false has no effect: log4cplus::FileAppender has "
+        "no property \"Apend\"; write log4cplus.appender.file.Append";
+    EXPECT_TRUE(configure(strText));
+    EXPECT_TRUE(configure(strText));
+    EXPECT_THAT(linesOfFile(), ElementsAre(strWarning, strWarning));
+}
+
+TEST_F(LoggerConfiguration, AWrongLineOfAFailedConfigurationIsAWarningInTheDefaultLog)
+{
+    testing::internal::CaptureStderr();
+    testing::internal::CaptureStdout();
+    EXPECT_FALSE(configure("log4cplus.rootLogger=INF, file\n"
+                           "log4cplus.appender.file=log4cplus::NullAppender\n"));
+    testing::internal::GetCapturedStderr();
+    EXPECT_EQ("WARN - log4cplus.rootLogger = INF, file : \"INF\" is no level; write INFO\n",
+              testing::internal::GetCapturedStdout());
+    expectDefaultInEffect();
+}
+
 TEST_F(LoggerConfiguration, NoThreadIsStarted)
 {
     EXPECT_TRUE(configure(fileConfiguration("log4cplus.threadPoolSize=3\n"
