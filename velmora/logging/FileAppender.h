@@ -34,11 +34,11 @@ class TextLayout;
 /// time: `MONTHLY`, `WEEKLY`, `DAILY`, `TWICE_DAILY`, `HOURLY` or `MINUTELY` | none | |
 /// `MaxBackupIndex` | the highest number of a backup | 1, or 10 with `Schedule` | | `Compress` |
 /// `gzip`: a file that has rolled over is compressed, in the call that logs the line | none | |
-/// `Mode` | the permissions of a new file, in octal, whatever the umask | 0640 | | `CreateDirs` |
-/// whether missing directories are made | false |
+/// `Mode` | the permissions of a new file, in octal from 0600 to 0777, whatever the umask | 0640 |
+/// | `CreateDirs` | whether missing directories are made | false |
 ///
-/// `Threshold`, `filters` and `layout` have the same meaning as for all appenders. `UseLockFile` and
-/// `AsyncAppend` have no effect.
+/// `Threshold`, `filters` and `layout` have the same meaning as for all appenders. `UseLockFile`
+/// has no effect.
 ///
 /// A line is written by one `write` of the system to a descriptor that appends (`O_APPEND`), so
 /// several processes may share a file that does not roll over, and no line is torn. After a part of

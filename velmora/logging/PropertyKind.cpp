@@ -193,12 +193,21 @@ bool PropertyKind::parseSize(std::string_view in_value, std::uint64_t& out_uiByt
 
 bool PropertyKind::parseMode(std::string_view in_value, mode_t& out_uiMode)
 {
+    constexpr mode_t uiLeast = 0600;
     constexpr mode_t uiMost = 0777;
-    mode_t uiMode = 0;
-    if (!takeNumber(in_value, uiMode, 8) || !in_value.empty() || (uiMode & ~uiMost) != 0)
-        return false;
-    out_uiMode = uiMode;
-    return true;
+    for (const int iBase : {8, 10})
+    {
+        // A configuration reads a number with a leading 0 as octal, and writes it in decimal. The
+        // octal numbers from 600 to 777 and the decimal ones from 384 to 511 are all different.
+        std::string_view rest = in_value;
+        if (mode_t uiMode = 0; takeNumber(rest, uiMode, iBase) && rest.empty() &&
+                               uiMode >= uiLeast && uiMode <= uiMost)
+        {
+            out_uiMode = uiMode;
+            return true;
+        }
+    }
+    return false;
 }
 
 bool PropertyKind::parseNatural(const std::string& in_strValue, unsigned int& out_uiValue)
@@ -242,8 +251,8 @@ constexpr PropertyKind PropertyKind::s_sizeOfLog4cplus{
 constexpr PropertyKind PropertyKind::s_schedule{
     &isSchedule, "MONTHLY, WEEKLY, DAILY, TWICE_DAILY, HOURLY or MINUTELY"};
 constexpr PropertyKind PropertyKind::s_compression{&isCompression, "\"gzip\", or leave it out"};
-constexpr PropertyKind PropertyKind::s_mode{&isMode,
-                                            "the permissions of the file in octal, such as 0640"};
+constexpr PropertyKind PropertyKind::s_mode{
+    &isMode, "the permissions of the file in octal, from 0600 to 0777"};
 constexpr PropertyKind PropertyKind::s_locale{
     &isLocale, "a locale that \"locale -a\" lists, or DEFAULT, CLASSIC, GLOBAL or USER"};
 constexpr PropertyKind PropertyKind::s_textMode{&isTextMode, "Text or Binary"};

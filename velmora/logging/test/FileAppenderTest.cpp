@@ -1168,8 +1168,8 @@ INSTANTIATE_TEST_SUITE_P(
         WrongProperty{"MaxBackupIndex", "0", "a number of files, at least 1"},
         WrongProperty{"MaxBackupIndex", "many", "a number of files, at least 1"},
         WrongProperty{"Compress", "zip", "\"gzip\", or leave it out"},
-        WrongProperty{"Mode", "0888", "the permissions of the file in octal, such as 0640"},
-        WrongProperty{"Mode", "4755", "the permissions of the file in octal, such as 0640"}));
+        WrongProperty{"Mode", "0888", "the permissions of the file in octal, from 0600 to 0777"},
+        WrongProperty{"Mode", "4755", "the permissions of the file in octal, from 0600 to 0777"}));
 
 TEST_P(AppenderWithWrongProperty, ReportsItAndUsesTheDefault)
 {
@@ -1253,6 +1253,24 @@ TEST_F(AppenderToFile, IsNamedInAConfiguration)
     Logger::configureDefault();
 }
 
+TEST_F(AppenderToFile, TakesTheModeFromAConfigurationWithAndWithoutItsZero)
+{
+    for (const char* const szMode : {"0600", "0640", "0777", "600", "640", "777"})
+    {
+        EXPECT_EQ("", errorsOf(
+                          [&]
+                          {
+                              EXPECT_TRUE(Logger::configure(trieOf(configurationOf(
+                                  file(), std::string("log4cplus.appender.FILE.Mode=") + szMode))));
+                          }));
+        EXPECT_EQ(std::filesystem::perms(std::stoi(szMode, nullptr, 8)),
+                  std::filesystem::status(file()).permissions());
+        EXPECT_EQ("", read());
+        std::filesystem::remove(file());
+    }
+    Logger::configureDefault();
+}
+
 TEST_F(AppenderToFile, WhatIsWrongInAConfigurationIsReportedOnceAndHasNoEffect)
 {
     EXPECT_EQ("", errorsOf(
@@ -1267,7 +1285,7 @@ TEST_F(AppenderToFile, WhatIsWrongInAConfigurationIsReportedOnceAndHasNoEffect)
     EXPECT_EQ("log4cplus.appender.FILE.Mod = rw has no effect: velmora::FileAppender has no "
               "property \"Mod\"; write log4cplus.appender.FILE.Mode\n"
               "log4cplus.appender.FILE.Mode = rw is not valid; write the permissions of the file "
-              "in octal, such as 0640\n"
+              "in octal, from 0600 to 0777\n"
               "log4cplus.appender.FILE.layout.MaxLength = long is not valid; write a number of "
               "bytes, or 0 for no limit\n",
               read());

@@ -420,7 +420,7 @@ INSTANTIATE_TEST_SUITE_P(
         WrongValue{"velmora::FileAppender", "MaxFileSize", "20XB",
                    "a number of bytes, or one with a unit, such as 500KB or 10MB"},
         WrongValue{"velmora::FileAppender", "Mode", "rw",
-                   "the permissions of the file in octal, such as 0640"},
+                   "the permissions of the file in octal, from 0600 to 0777"},
         WrongValue{"velmora::FileAppender", "Compress", "zip", "\"gzip\", or leave it out"},
         WrongValue{"velmora::FileAppender", "MaxBackupIndex", "0",
                    "a number of files, at least 1"}));
