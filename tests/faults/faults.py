@@ -98,7 +98,9 @@ ERRORS: dict[str, list[str]] = {
     "recvfrom": ["ENOMEM", "EINTR", "ECONNREFUSED"],
     "recvmsg": ["ENOMEM", "EINTR", "ECONNREFUSED"],
     "rename": ["EACCES", "ENOSPC", "EIO"],
-    "renameat2": ["EACCES", "ENOSPC"],
+    "renameat": ["EACCES", "ENOSPC"],
+    # EINVAL comes from a file system that does not know a flag.
+    "renameat2": ["EACCES", "ENOSPC", "EINVAL"],
     "sendmsg": ["ENOBUFS", "EPERM", "EINTR", "ECONNREFUSED"],
     "sendto": ["ENOBUFS", "EPERM", "EINTR", "ECONNREFUSED"],
     "setsockopt": ["ENOMEM"],
@@ -300,7 +302,9 @@ class Exerciser(Target):
         for path in sorted(home.rglob("*")):
             if path.is_file() and path.name not in ("stdout", "stderr", "state", "strace", "trace", "exerciser.cfg"):
                 name = str(path.relative_to(home))
-                yield re.sub(r"(rolling\.log).*", r"\1", re.sub(r"\.\d+_\d+_\d+_\d+_\d+_\d+", ".DATE", name)), path
+                # The date of a recording, and that of the file of an earlier call.
+                name = re.sub(r"\.(\d+_\d+_\d+_\d+_\d+_\d+|[\d-]{10}T\d{6}Z)", ".DATE", name)
+                yield re.sub(r"(rolling\.log).*", r"\1", name), path
 
 
 class ExerciserLibrary(Exerciser):

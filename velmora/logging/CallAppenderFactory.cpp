@@ -8,7 +8,7 @@
 #include "velmora/config/GlobalConfig.h"
 #include "velmora/config/Parameter.h"
 #include "velmora/config/ParameterTrie.h"
-#include "velmora/logging/CallFileName.h"
+#include "velmora/logging/EarlierCallFile.h"
 #include "velmora/logging/FileAppenders.h"
 #include "velmora/logging/FileCallAppender.h"
 #include "velmora/logging/LogMacros.h"
@@ -169,6 +169,8 @@ bool CallAppenderFactory::readProperties(const ParameterTrie& in_trie)
     // The layout of each file would report them again.
     LoggingCheck::removeReportedByOwner(LoggingCheck::problemsOf(configuration), configuration);
     m_properties = configuration.getPropertySubset(std::string(s_szSection) + '.');
+    m_bKeepEarlier = false;
+    m_properties.getBool(m_bKeepEarlier, "KeepEarlier");
     // "Append" would keep the lines of an earlier call in the file. "AsyncAppend" would queue a
     // clone of each event, and a clone has no identifiers.
     m_properties.removeProperty("Append");
@@ -227,7 +229,13 @@ CallAppenderFactory::FileOfCall CallAppenderFactory::nameFile(const char* in_szC
         file.strDirectory.append(1, '/').append(strSubdirectory);
     }
     file.strFile = file.strDirectory + '/';
-    const CallFileName::Name name = CallFileName(m_strPrefix, m_strSuffix).partsOf(in_szCallId);
+    const CallFileName names(m_strPrefix, m_strSuffix);
+    const CallFileName::Name name = names.partsOf(in_szCallId);
+    if (m_bKeepEarlier)
+    {
+        file.keptNames = names;
+        file.strCallId = in_szCallId;
+    }
     if (!name.strDirectory.empty())
     {
         file.strInnerDirectory = file.strFile + name.strDirectory;
@@ -249,8 +257,11 @@ CallAppenderFactory::open(const std::optional<FileOfCall>& in_file) const
                                                     << in_file->properties.getProperty("File"));
     try
     {
-        return log4cplus::SharedAppenderPtr(
-            new FileCallAppender(in_file->properties, std::ios_base::trunc));
+        // A file that is to be kept is never emptied: it may still be there, because it could not
+        // be renamed or because another process has made it by now.
+        const bool bKeeps = keepEarlier(*in_file);
+        return log4cplus::SharedAppenderPtr(new FileCallAppender(
+            in_file->properties, bKeeps ? std::ios_base::app : std::ios_base::trunc));
     }
     catch (const std::exception& exception)
     {
@@ -258,6 +269,23 @@ CallAppenderFactory::open(const std::optional<FileOfCall>& in_file) const
                                                                         << exception.what());
         return log4cplus::SharedAppenderPtr();
     }
+}
+
+/// Renames the file of an earlier call if it is to be kept. Returns whether it is.
+bool CallAppenderFactory::keepEarlier(const FileOfCall& in_file) const
+{
+    if (!in_file.keptNames)
+        return false;
+    EarlierCallFile earlier(in_file.strDirectory, *in_file.keptNames, in_file.strCallId);
+    if (!earlier.keep())
+        VELMORA_LOG_ERROR("cannot rename "
+                          << in_file.strFile
+                          << ", which an earlier call has written : " << earlier.getProblem()
+                          << "; the lines of this call are appended to it. Give its directory to "
+                             "the user of this process, or move the file away");
+    else if (!earlier.getPath().empty())
+        VELMORA_LOG_DEBUG("The file of an earlier call is now : " << earlier.getPath());
+    return true;
 }
 
 bool CallAppenderFactory::makeDirectories(const FileOfCall& in_file) const

@@ -5,6 +5,7 @@
 #include "velmora/Export.h"
 #include "velmora/logging/AdaptiveMutex.h"
 #include "velmora/logging/CachedLLLogger.h"
+#include "velmora/logging/CallFileName.h"
 #include "velmora/logging/ObjectWithLogger.h"
 
 #include <log4cplus/appender.h>
@@ -43,9 +44,13 @@ inline constexpr const char* s_szCallLogAppender = "CALL_LOG_APPENDER";
 ///     log4cplus.appender.CALL_LOG_APPENDER.layout=log4cplus::PatternLayout
 ///     log4cplus.appender.CALL_LOG_APPENDER.layout.ConversionPattern=%d{%H:%M:%S.%q} %-5p %c - %m%n
 ///
-/// All properties of the section apply to each file, except "Append" and "AsyncAppend": a file
-/// begins empty, and each line is written when it is logged. "ReopenDelay" is 0 unless the section
-/// sets it, so that a failed write does not lose the lines that follow. For file names see
+/// A call whose id comes again, in the same process or after a restart, replaces the file of the
+/// earlier call. With the property "KeepEarlier" true, that file is renamed first. If it cannot be
+/// renamed, an ERROR is logged, and the lines of the new call are appended to it.
+///
+/// All other properties of the section apply to each file, except "Append" and "AsyncAppend": a
+/// file begins empty, and each line is written when it is logged. "ReopenDelay" is 0 unless the
+/// section sets it, so that a failed write does not lose the lines that follow. For file names see
 /// `CallFileName`.
 ///
 /// The factory in use belongs to the `CallDataRegistry`. The library never configures the one that
@@ -115,6 +120,9 @@ class VELMORA_API CallAppenderFactory : public ObjectWithLogger<CachedLLLogger>
         std::string strInnerDirectory;
         /// Those of the factory, with the name of the file.
         log4cplus::helpers::Properties properties;
+        /// Set if the file of an earlier call is kept.
+        std::optional<CallFileName> keptNames{};
+        std::string strCallId{};
     };
     /// Returns nothing for a call without a file.
     std::optional<FileOfCall> nextFile(const char* in_szCallId);
@@ -122,11 +130,13 @@ class VELMORA_API CallAppenderFactory : public ObjectWithLogger<CachedLLLogger>
     FileOfCall nameFile(const char* in_szCallId);
     log4cplus::SharedAppenderPtr open(const std::optional<FileOfCall>& in_file) const;
     bool makeDirectories(const FileOfCall& in_file) const;
+    bool keepEarlier(const FileOfCall& in_file) const;
     bool makeDirectoryOfCall(const std::string& in_strPath) const;
 
     bool m_bConfigured = false;
     std::string m_strDirectory;
     bool m_bDateTimeDirectory = false;
+    bool m_bKeepEarlier = false;
     std::string m_strPrefix;
     std::string m_strSuffix;
     log4cplus::helpers::Properties m_properties;

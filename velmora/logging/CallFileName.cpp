@@ -3,8 +3,10 @@
 #include "velmora/logging/CallFileName.h"
 
 #include <algorithm>
+#include <array>
 #include <climits>
 #include <cstddef>
+#include <cstdio>
 #include <vector>
 
 namespace Velmora
@@ -43,7 +45,7 @@ std::string encode(std::string_view in_strId)
     return strEncoded;
 }
 
-/// Returns the id that has the given encoded form; no value if no id has it.
+/// Returns the id that has been encoded so; no value if that cannot be read.
 std::optional<std::string> decode(std::string_view in_strEncoded)
 {
     if (!in_strEncoded.starts_with(s_cMark))
@@ -65,10 +67,51 @@ std::optional<std::string> decode(std::string_view in_strEncoded)
         strId += static_cast<char>(uiHigh * 16 + uiLow);
         ui += 2;
     }
-    // Rejects a text that escapes a byte which `encode` would not escape.
-    if (encode(strId) != in_strEncoded)
-        return std::nullopt;
     return strId;
+}
+
+/// What follows the name of a file in that of a kept one. Each "0" stands for a digit.
+constexpr std::string_view s_strKeptEnd = ".0000-00-00T000000Z";
+/// In bytes, with the largest number.
+constexpr std::size_t s_uiLongestKeptEnd = s_strKeptEnd.size() + 5;
+
+bool isDigit(char in_c) { return in_c >= '0' && in_c <= '9'; }
+
+/// Returns the length of the end by which a name is that of a kept file; 0 if it has none.
+std::size_t lengthOfKeptEnd(std::string_view in_strName)
+{
+    const std::size_t uiDot = in_strName.rfind('.');
+    if (uiDot == std::string_view::npos)
+        return 0;
+    const std::string_view strEnd = in_strName.substr(uiDot);
+    const std::string_view strTime = strEnd.substr(0, s_strKeptEnd.size());
+    if (!std::equal(strTime.begin(), strTime.end(), s_strKeptEnd.begin(), s_strKeptEnd.end(),
+                    [](char in_c, char in_cForm)
+                    { return in_cForm == '0' ? isDigit(in_c) : in_c == in_cForm; }))
+        return 0;
+    const std::string_view strNumber = strEnd.substr(strTime.size());
+    const bool bIsNumber = strNumber.size() > 1 && strEnd.size() <= s_uiLongestKeptEnd &&
+                           strNumber[0] == '-' && strNumber[1] != '0' &&
+                           std::all_of(strNumber.begin() + 1, strNumber.end(), isDigit);
+    return strNumber.empty() || bIsNumber ? strEnd.size() : 0;
+}
+
+std::string keptEnd(std::time_t in_changed, unsigned int in_uiNumber)
+{
+    // The first and the last second with a year of four digits.
+    constexpr std::time_t first = -62167219200;
+    constexpr std::time_t last = 253402300799;
+    const std::time_t changed = std::clamp(in_changed, first, last);
+    std::tm utc = {};
+    gmtime_r(&changed, &utc);
+    std::array<char, 128> text{};
+    const int iLength =
+        std::snprintf(text.data(), text.size(), ".%04d-%02d-%02dT%02d%02d%02dZ", utc.tm_year + 1900,
+                      utc.tm_mon + 1, utc.tm_mday, utc.tm_hour, utc.tm_min, utc.tm_sec);
+    std::string strEnd(text.data(), static_cast<std::size_t>(iLength));
+    if (in_uiNumber != 0)
+        strEnd.append(1, '-').append(std::to_string(in_uiNumber));
+    return strEnd;
 }
 
 /// Returns whether a name can be that of a directory which holds a piece of an id.
@@ -112,8 +155,36 @@ bool CallFileName::fits(std::string_view in_strId) const
 
 bool CallFileName::isNamedAsDirectory(std::string_view in_strId) const
 {
-    return m_strPrefix.size() + in_strId.size() + m_strSuffix.size() == NAME_MAX &&
+    // Kept files have a longer suffix, so their ids are cut although they are shorter.
+    const std::size_t uiAround = m_strPrefix.size() + m_strSuffix.size();
+    return in_strId.size() + 2 * uiAround + s_uiLongestKeptEnd > NAME_MAX &&
            isPiece(withPrefixAndSuffix(in_strId));
+}
+
+/// Returns where the name of a file would begin to end like that of a kept one; the end of the id
+/// if that is not in the id.
+std::size_t CallFileName::dotOfKeptEnd(std::string_view in_strId) const
+{
+    const std::string strEnd = std::string(in_strId).append(m_strSuffix);
+    const std::size_t uiLength = lengthOfKeptEnd(strEnd);
+    return uiLength == 0 ? in_strId.size() : std::min(strEnd.size() - uiLength, in_strId.size());
+}
+
+std::string CallFileName::encoded(std::string_view in_strId) const
+{
+    std::string strEncoded = encode(in_strId);
+    if (const std::size_t uiDot = dotOfKeptEnd(strEncoded); uiDot != strEncoded.size())
+        strEncoded.replace(uiDot, 1, "%2E");
+    return strEncoded;
+}
+
+std::optional<std::string> CallFileName::decoded(std::string_view in_strEncoded) const
+{
+    std::optional<std::string> strId = decode(in_strEncoded);
+    // Rejects a text that escapes a byte which need not be escaped.
+    if (strId && encoded(*strId) != in_strEncoded)
+        strId.reset();
+    return strId;
 }
 
 std::string CallFileName::withPrefixAndSuffix(std::string_view in_strId) const
@@ -126,10 +197,10 @@ bool CallFileName::isPlain(std::string_view in_strCallId) const
     if (in_strCallId.empty() || in_strCallId.front() == '.' || !fits(in_strCallId) ||
         std::any_of(in_strCallId.begin(), in_strCallId.end(),
                     [](char in_c) { return in_c == '/' || isControl(in_c); }) ||
-        isNamedAsDirectory(in_strCallId))
+        isNamedAsDirectory(in_strCallId) || dotOfKeptEnd(in_strCallId) != in_strCallId.size())
         return false;
     // The decoded id is shorter than the encoded one, so the recursion ends.
-    const std::optional<std::string> strOther = decode(in_strCallId);
+    const std::optional<std::string> strOther = decoded(in_strCallId);
     return !strOther || isPlain(*strOther);
 }
 
@@ -143,7 +214,7 @@ CallFileName::Name CallFileName::partsOf(std::string_view in_strCallId) const
 {
     if (isPlain(in_strCallId))
         return {std::string(), withPrefixAndSuffix(in_strCallId)};
-    const std::string strEncoded = encode(in_strCallId);
+    const std::string strEncoded = encoded(in_strCallId);
     return fits(strEncoded) ? Name{std::string(), withPrefixAndSuffix(strEncoded)}
                             : cut(strEncoded);
 }
@@ -166,7 +237,25 @@ CallFileName::Name CallFileName::cut(std::string_view in_strEncoded) const
     return name;
 }
 
+CallFileName::Name CallFileName::keptPartsOf(std::string_view in_strCallId, std::time_t in_changed,
+                                             unsigned int in_uiNumber) const
+{
+    return CallFileName(m_strPrefix, m_strSuffix + keptEnd(in_changed, in_uiNumber))
+        .partsOf(in_strCallId);
+}
+
 std::optional<std::string> CallFileName::callIdOf(std::string_view in_strPath) const
+{
+    if (const std::size_t uiKept = lengthOfKeptEnd(in_strPath); uiKept != 0)
+        if (std::optional<std::string> strId =
+                CallFileName(m_strPrefix, m_strSuffix + std::string(in_strPath.substr(
+                                                            in_strPath.size() - uiKept)))
+                    .callIdOfNotKept(in_strPath))
+            return strId;
+    return callIdOfNotKept(in_strPath);
+}
+
+std::optional<std::string> CallFileName::callIdOfNotKept(std::string_view in_strPath) const
 {
     std::string_view strDirectories = in_strPath;
     std::string_view strLast = takeLastName(strDirectories);
@@ -181,12 +270,12 @@ std::optional<std::string> CallFileName::callIdOf(std::string_view in_strPath) c
         pieces.insert(pieces.begin(), strName);
     // The outer directories may not belong to the id, so they are left out one by one.
     for (; !pieces.empty() && strLast.starts_with(s_cMark); pieces.erase(pieces.begin()))
-        if (std::optional<std::string> strId = decode(joined(pieces, strLast));
+        if (std::optional<std::string> strId = decoded(joined(pieces, strLast));
             strId && isNameOf(in_strPath, *strId))
             return strId;
     if (isNameOf(in_strPath, strLast))
         return std::string(strLast);
-    std::optional<std::string> strId = decode(strLast);
+    std::optional<std::string> strId = decoded(strLast);
     return strId && isNameOf(in_strPath, *strId) ? strId : std::nullopt;
 }
 

@@ -4,6 +4,8 @@
 
 #include "velmora/Export.h"
 
+#include <cstddef>
+#include <ctime>
 #include <optional>
 #include <string>
 #include <string_view>
@@ -33,6 +35,16 @@ namespace Velmora
 /// like the encoded form of another one, such as "%..%2Fx", or that would give the file the name of
 /// such a directory, is encoded itself.
 ///
+/// A file can be kept under another name when the same id comes again: its name is then followed by
+/// the time of its last change and, if that is taken, by a number:
+///
+///     a84b4c76@192.0.2.17   a84b4c76@192.0.2.17.log.2026-11-23T081500Z
+///                           a84b4c76@192.0.2.17.log.2026-11-23T081500Z-1
+///
+/// An id that is too long for such a name is encoded and cut for it, even if it is not for its own
+/// file. The name of no other call's file ends so: if an id would give it such an end, the dot in
+/// the id is encoded as well.
+///
 /// Prefix and suffix come from the operator and are used as they are. A name can be converted back
 /// if neither contains a "/".
 ///
@@ -56,13 +68,23 @@ class VELMORA_API CallFileName
     /// Returns the same path in two parts.
     [[nodiscard]] Name partsOf(std::string_view in_strCallId) const;
 
-    /// Returns the id of the call that a file belongs to. The path may have any directories before
-    /// the name. For an id that was cut, it must include the directories that are pieces of it.
-    /// Failure: returns no value for a name that `nameOf` does not return with the same prefix and
-    /// suffix.
+    /// Returns the path of a kept file of the call, in two parts. The time is that of the file's
+    /// last change. The number is at most `s_uiMostKept`; 0 is left out.
+    [[nodiscard]] Name keptPartsOf(std::string_view in_strCallId, std::time_t in_changed,
+                                   unsigned int in_uiNumber) const;
+    static constexpr unsigned int s_uiMostKept = 9999;
+
+    /// Returns the id of the call that a file belongs to, which may be a kept one. The path may
+    /// have any directories before the name. For an id that was cut, it must include the
+    /// directories that are pieces of it. Failure: returns no value for a name that neither
+    /// `nameOf` nor `keptPartsOf` returns with the same prefix and suffix.
     [[nodiscard]] std::optional<std::string> callIdOf(std::string_view in_strPath) const;
 
   private:
+    [[nodiscard]] std::optional<std::string> callIdOfNotKept(std::string_view in_strPath) const;
+    [[nodiscard]] std::string encoded(std::string_view in_strId) const;
+    [[nodiscard]] std::optional<std::string> decoded(std::string_view in_strEncoded) const;
+    [[nodiscard]] std::size_t dotOfKeptEnd(std::string_view in_strId) const;
     [[nodiscard]] bool isPlain(std::string_view in_strCallId) const;
     [[nodiscard]] bool fits(std::string_view in_strId) const;
     [[nodiscard]] bool isNamedAsDirectory(std::string_view in_strId) const;

@@ -21,6 +21,7 @@
 #include <sys/stat.h>
 
 #include <algorithm>
+#include <chrono>
 #include <climits>
 #include <cstddef>
 #include <filesystem>
@@ -38,9 +39,13 @@ using testing::Contains;
 using testing::ElementsAre;
 using testing::HasSubstr;
 using testing::IsEmpty;
+using testing::MatchesRegex;
+using testing::Not;
 using testing::SizeIs;
+using testing::StartsWith;
 
 constexpr const char* s_szLogger = "keswardin.infra.CallAppender";
+const std::string s_strKeepEarlier = "log4cplus.appender.CALL_LOG_APPENDER.KeepEarlier=true\n";
 const std::string s_strDirectoryParam = "log4cplus.appender.CALL_LOG_APPENDER.Directory";
 
 /// A configuration that has the parameter of the directory but not the section around it.
@@ -159,6 +164,69 @@ TEST_F(CallAppenders, ADirectoryThatIsThereIsTaken)
         ElementsAre(debugLine(s_szLogger, "Call Logger configuration output directory is : " +
                                               s_strDirectoryParam + "=" + calls()),
                     debugLine(s_szLogger, "m_bDateTimeDirectory=0")));
+}
+
+// The file of an earlier call.
+
+TEST_F(CallAppenders, AFileOfAnEarlierCallIsReplaced)
+{
+    beConfigured("keswardin.infra.CallLogger.outputFileSuffix=.log\n");
+    m_directory.write("calls/abc.log", "earlier\n");
+    m_factory.newAppender("abc");
+    EXPECT_THAT(files(), ElementsAre("abc.log"));
+    EXPECT_THAT(m_directory.read("calls/abc.log"), Not(HasSubstr("earlier")));
+}
+
+TEST_F(CallAppenders, AFileOfAnEarlierCallIsKeptIfTheyAreToKeepIt)
+{
+    beConfigured(s_strKeepEarlier + "keswardin.infra.CallLogger.outputFileSuffix=.log\n");
+    m_directory.write("calls/abc.log", "earlier\n");
+    std::filesystem::last_write_time(
+        calls() + "/abc.log", std::chrono::file_clock::from_sys(
+                                  std::chrono::sys_seconds(std::chrono::seconds(1795421700))));
+    m_factory.newAppender("abc");
+    EXPECT_THAT(files(), ElementsAre("abc.log", "abc.log.2026-11-23T081500Z"));
+    EXPECT_EQ("earlier\n", m_directory.read("calls/abc.log.2026-11-23T081500Z"));
+    EXPECT_THAT(m_directory.read("calls/abc.log"), StartsWith("INFO "));
+    EXPECT_THAT(m_log.linesOf(s_szLogger),
+                Contains(debugLine(s_szLogger, "The file of an earlier call is now : " + calls() +
+                                                   "/abc.log.2026-11-23T081500Z")));
+}
+
+TEST_F(CallAppenders, EachCallWithTheSameIdIsKept)
+{
+    beConfigured(s_strKeepEarlier);
+    for (int iCall = 0; iCall < 3; ++iCall)
+        EXPECT_TRUE(m_factory.newAppender("abc"));
+    EXPECT_THAT(files(), SizeIs(3));
+    EXPECT_THAT(linesFrom(WARN_LOG_LEVEL), IsEmpty());
+}
+
+TEST_F(CallAppenders, TheLinesAreAppendedToAFileThatCannotBeKept)
+{
+    // Makes the name of the kept file too long for its directory to be made.
+    const std::string strId(250, 'a');
+    beConfigured(s_strKeepEarlier);
+    m_directory.write("calls/" + strId, "earlier\n");
+    m_directory.write("calls/%" + strId + "%", "in the way");
+    m_factory.newAppender(strId.c_str());
+    EXPECT_THAT(m_directory.read("calls/" + strId), MatchesRegex("earlier\nINFO (.|\n)*"));
+    EXPECT_THAT(
+        linesFrom(WARN_LOG_LEVEL),
+        ElementsAre(errorLine(
+            s_szLogger, "cannot rename " + calls() + "/" + strId +
+                            ", which an earlier call has written : Not a directory; the lines of "
+                            "this call are appended to it. Give its directory to the user of this "
+                            "process, or move the file away")));
+}
+
+TEST_F(CallAppenders, ANewConfigurationEndsTheKeeping)
+{
+    beConfigured(s_strKeepEarlier);
+    beConfigured();
+    m_directory.write("calls/abc", "earlier\n");
+    m_factory.newAppender("abc");
+    EXPECT_THAT(files(), ElementsAre("abc"));
 }
 
 TEST_F(CallAppenders, AWrongPropertyOfTheirLayoutIsNotReportedForEachCall)

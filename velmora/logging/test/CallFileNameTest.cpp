@@ -7,9 +7,13 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <cstddef>
+#include <ctime>
+#include <limits>
 #include <map>
 #include <optional>
 #include <random>
+#include <set>
 #include <sstream>
 #include <string>
 #include <vector>
@@ -182,27 +186,131 @@ TEST(CallFileName, NoIdIsReadFromANameThatIsNotGiven)
     EXPECT_THAT(CallFileName("call-", "-x").callIdOf("call-x"), Eq(std::nullopt));
 }
 
+// Kept files.
+
+namespace
+{
+
+/// 2026-11-23 08:15:00 UTC.
+constexpr std::time_t s_changed = 1795421700;
+const std::string s_strEnd = ".2026-11-23T081500Z";
+
+std::string keptNameOf(const CallFileName& in_names, const std::string& in_strId,
+                       unsigned int in_uiNumber = 0)
+{
+    const CallFileName::Name name = in_names.keptPartsOf(in_strId, s_changed, in_uiNumber);
+    return name.strDirectory.empty() ? name.strFile : name.strDirectory + '/' + name.strFile;
+}
+
+} // namespace
+
+TEST(CallFileName, AKeptFileHasItsTimeInUtcBehindItsName)
+{
+    EXPECT_EQ("call-abc.log" + s_strEnd, keptNameOf(names(), "abc"));
+    EXPECT_EQ("call-%a%2Fb.log" + s_strEnd, keptNameOf(names(), "a/b"));
+    EXPECT_EQ("call-abc.log" + s_strEnd + "-12", keptNameOf(names(), "abc", 12));
+}
+
+TEST(CallFileName, ATimeWithoutAYearOfFourDigitsIsTheNextThatHasOne)
+{
+    EXPECT_EQ("call-abc.log.0000-01-01T000000Z",
+              names().keptPartsOf("abc", std::numeric_limits<std::time_t>::min(), 0).strFile);
+    EXPECT_EQ("call-abc.log.9999-12-31T235959Z",
+              names().keptPartsOf("abc", std::numeric_limits<std::time_t>::max(), 0).strFile);
+}
+
+TEST(CallFileName, TheIdIsReadBackFromAKeptFile)
+{
+    for (const std::string& strId : {std::string("abc"), std::string("a/b"), std::string(),
+                                     std::string(300, 'x'), "x" + s_strEnd})
+        for (const unsigned int uiNumber : {0U, 1U, CallFileName::s_uiMostKept})
+            EXPECT_THAT(names().callIdOf("/calls/" + keptNameOf(names(), strId, uiNumber)),
+                        Optional(strId));
+}
+
+TEST(CallFileName, NoIdIsReadFromANameWithAnotherEnd)
+{
+    for (const char* const szEnd :
+         {".2026-11-23T081500", ".2026-11-23T08150Z", ".2026-11-23T081500Z-",
+          ".2026-11-23T081500Z-0", ".2026-11-23T081500Z-01", ".2026-11-23T081500Z-10000",
+          ".2026-11-23T081500Z-1x", "-2026-11-23T081500Z", ".2026-11-23t081500Z"})
+        EXPECT_THAT(names().callIdOf(std::string("call-abc.log") + szEnd), Eq(std::nullopt))
+            << szEnd;
+}
+
+TEST(CallFileName, AnIdThatIsTooLongForTheTimeIsCutForItsKeptFile)
+{
+    // A name has at most 255 bytes, of which prefix, suffix and time take 28.
+    const std::string strLongest(255 - 28, 'a');
+    const std::string strLonger = strLongest + 'b';
+
+    EXPECT_EQ("call-" + strLongest + ".log" + s_strEnd, keptNameOf(names(), strLongest));
+    EXPECT_EQ("call-" + strLonger + ".log", nameOf(strLonger));
+    EXPECT_EQ('%' + strLonger + "%/call-%.log" + s_strEnd, keptNameOf(names(), strLonger));
+}
+
+TEST(CallFileName, AnIdThatWouldEndItsFileLikeAKeptOneIsEncoded)
+{
+    const CallFileName bare("", "");
+    const CallFileName zulu("", "Z");
+
+    EXPECT_EQ("%x%2E2026-11-23T081500Z", bare.nameOf("x.2026-11-23T081500Z"));
+    EXPECT_EQ("%x%2E2026-11-23T081500Z-3", bare.nameOf("x.2026-11-23T081500Z-3"));
+    EXPECT_EQ("%a%2Fx%2E2026-11-23T081500Z", bare.nameOf("a/x.2026-11-23T081500Z"));
+    EXPECT_EQ("%x%2E2026-11-23T081500Z", zulu.nameOf("x.2026-11-23T081500"));
+    EXPECT_EQ("call-x.2026-11-23T081500Z.log", nameOf("x.2026-11-23T081500Z"));
+    EXPECT_EQ("%%25x%252E2026-11-23T081500Z", bare.nameOf("%x%2E2026-11-23T081500Z"));
+}
+
+TEST(CallFileName, AnIdNamedAsTheDirectoryOfAKeptFileIsOutOfItsWay)
+{
+    const CallFileName bare("", "");
+    const std::string strDirectory = componentsOf(keptNameOf(bare, std::string(240, 'a'))).front();
+    ASSERT_EQ('%' + std::string(240, 'a') + '%', strDirectory);
+
+    EXPECT_NE(strDirectory, bare.nameOf(strDirectory));
+    EXPECT_THAT(bare.callIdOf(bare.nameOf(strDirectory)), Optional(strDirectory));
+}
+
 TEST(CallFileName, NoTwoIdsShareAFileAndEachIsReadBack)
 {
     constexpr std::string_view s_strAlphabet = "a%./25F\x01";
     std::mt19937 random(20261121);
-    for (const CallFileName& files : {CallFileName("", ""), CallFileName("call-", ".log"),
-                                      CallFileName(std::string(240, 'p'), ".log")})
+    for (const CallFileName& files :
+         {CallFileName("", ""), CallFileName("", "0Z"), CallFileName("call-", ".log"),
+          CallFileName(std::string(220, 'p'), ".log")})
     {
         std::map<std::string, std::string> idOfName;
-        for (int iId = 0; iId < s_iRandomOperations / 20; ++iId)
+        std::set<std::string> directories;
+        const auto expectOfId = [&](const std::string& in_strName, const std::string& in_strId)
+        {
+            ASSERT_TRUE(isSafe(in_strName)) << in_strId;
+            ASSERT_THAT(files.callIdOf(in_strName), Optional(in_strId));
+            ASSERT_EQ(in_strId, idOfName.try_emplace(in_strName, in_strId).first->second);
+            for (std::size_t ui = in_strName.find('/'); ui != std::string::npos;
+                 ui = in_strName.find('/', ui + 1))
+                directories.insert(in_strName.substr(0, ui));
+        };
+        for (int iId = 0; iId < s_iRandomOperations / 40; ++iId)
         {
             std::string strId(random() % 8, ' ');
             for (char& c : strId)
                 c = s_strAlphabet[random() % s_strAlphabet.size()];
             // A quarter of the ids are about as long as a name can be, or longer.
             if (random() % 4 == 0)
-                strId.insert(random() % (strId.size() + 1), std::string(240 + random() % 300, 'x'));
-            const std::string strName = files.nameOf(strId);
-            ASSERT_TRUE(isSafe(strName)) << strId;
-            ASSERT_THAT(files.callIdOf(strName), Optional(strId));
-            ASSERT_EQ(strId, idOfName.try_emplace(strName, strId).first->second);
+                strId.insert(random() % (strId.size() + 1), std::string(210 + random() % 330, 'x'));
+            // An eighth end like a kept file, or nearly so.
+            if (random() % 8 == 0)
+                strId += (s_strEnd + "-1").substr(0, s_strEnd.size() - 2 + random() % 5);
+            // An eighth are named as one of the directories.
+            if (random() % 8 == 0 && !directories.empty())
+                strId = *directories.begin();
+            ASSERT_NO_FATAL_FAILURE(expectOfId(files.nameOf(strId), strId));
+            const auto uiNumber = static_cast<unsigned int>(random() % 3);
+            ASSERT_NO_FATAL_FAILURE(expectOfId(keptNameOf(files, strId, uiNumber), strId));
         }
+        for (const std::string& strDirectory : directories)
+            EXPECT_FALSE(idOfName.contains(strDirectory)) << strDirectory;
     }
 }
 
