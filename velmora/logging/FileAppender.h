@@ -18,25 +18,26 @@ namespace Velmora
 class LogFileWriter;
 class TextLayout;
 
+// A table has a line for each row.
+// clang-format off
 /// Appends lines to a file. A configuration names it "velmora::FileAppender".
 ///
 /// | Property | Meaning | Default |
 /// |---|---|---|
 /// | `File` | the path | must be given |
-/// | `Append` | whether an existing file is kept when logging is configured; false empties it |
-/// true | | `ImmediateFlush` | whether each line is written at once | true | | `BufferSize` | with
-/// `ImmediateFlush` false: lines are written when they are as many bytes; units KB, MB; at most
-/// 64MB | 64KB | | `FlushLevel` | a line of this level or above is written at once, with those
-/// before it | WARN | | `FlushInterval` | in seconds: the first line that comes so long after the
-/// first buffered one is written at once, with those before it. No line is written by itself later
-/// | 1 | | `MaxFileSize` | the file rolls over before it is larger, such as 10MB; 0 for no limit |
-/// 0 | | `Schedule` | the file rolls over with the first line after the end of each period of local
-/// time: `MONTHLY`, `WEEKLY`, `DAILY`, `TWICE_DAILY`, `HOURLY` or `MINUTELY` | none | |
-/// `MaxBackupIndex` | the highest number of a backup | 1, or 10 with `Schedule` | | `Compress` |
-/// `gzip`: a file that has rolled over is compressed, in the call that logs the line | none | |
-/// `Mode` | the permissions of a new file, in octal from 0600 to 0777, whatever the umask | 0640 |
+/// | `Append` | whether an existing file is kept when logging is configured; false empties it | true |
+/// | `ImmediateFlush` | whether each line is written at once | true |
+/// | `BufferSize` | with `ImmediateFlush` false: lines are written when they are as many bytes; units KB, MB; at most 64MB | 64KB |
+/// | `FlushLevel` | a line of this level or above is written at once, with those before it | WARN |
+/// | `FlushInterval` | in seconds: the first line that comes so long after the first buffered one is written at once, with those before it. No line is written by itself later | 1 |
+/// | `MaxFileSize` | the file rolls over before it is larger, such as 10MB; 0 for no limit | 0 |
+/// | `Schedule` | the file rolls over with the first line after the end of each period of local time: `MONTHLY`, `WEEKLY`, `DAILY`, `TWICE_DAILY`, `HOURLY` or `MINUTELY` | none |
+/// | `MaxBackupIndex` | the highest number of a backup | 1, or 10 with `Schedule` |
+/// | `Compress` | `gzip`: a file that has rolled over is compressed, in the call that logs the line | none |
+/// | `Mode` | the permissions of a new file, in octal from 0600 to 0777, whatever the umask | 0640 |
 /// | `CreateDirs` | whether missing directories are made | false |
 ///
+// clang-format on
 /// `Threshold`, `filters` and `layout` have the same meaning as for all appenders. `UseLockFile`
 /// has no effect.
 ///
