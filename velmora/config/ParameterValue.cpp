@@ -2,9 +2,9 @@
 
 #include "velmora/config/ParameterValue.h"
 
+#include "velmora/application/Assertion.h"
 #include "velmora/config/NumberText.h"
 #include "velmora/config/NumberWritten.h"
-#include "velmora/config/ParameterAssertion.h"
 #include "velmora/logging/LibraryLoggers.h"
 #include "velmora/memory/NoSizeMemAllocator.h"
 #include "velmora/system/ClassicText.h"
@@ -230,7 +230,7 @@ ParameterValue& ParameterValue::operator=(double in_dValue)
 
 void ParameterValue::initFromText(const char* in_szText, Type in_target, bool in_bTrim)
 {
-    VELMORA_PARAMETER_ASSERT_TEXT(in_szText != nullptr, "in_szText != 0");
+    VELMORA_FILE_ASSERT_TEXT(in_szText != nullptr, "in_szText != 0");
     if (in_szText == nullptr)
         return;
 
@@ -268,7 +268,7 @@ bool ParameterValue::isPerlTrue() const
     case FLOAT_TYPE:
         return m_payload.fFloat < 0 || m_payload.fFloat > 0 || std::isnan(m_payload.fFloat);
     }
-    VELMORA_PARAMETER_ASSERT_TEXT(false, "0");
+    VELMORA_FILE_ASSERT_TEXT(false, "0");
     return false;
 }
 
@@ -289,7 +289,7 @@ const char* ParameterValue::getTypeAsString(Type in_type)
     case LONG_TYPE:
         break;
     }
-    VELMORA_PARAMETER_ASSERT_TEXT(false, "0");
+    VELMORA_FILE_ASSERT_TEXT(false, "0");
     return "";
 }
 
@@ -329,7 +329,7 @@ std::ostream& ParameterValue::dump(std::ostream& out_stream) const
     case LONG_TYPE:
         break;
     }
-    VELMORA_PARAMETER_ASSERT_TEXT(false, "0");
+    VELMORA_FILE_ASSERT_TEXT(false, "0");
     return out_stream;
 }
 
@@ -381,7 +381,7 @@ std::ostream& operator<<(std::ostream& out_stream, const ParameterValue& in_valu
     case ParameterValue::FLOAT_TYPE:
         return out_stream << NumberWritten(in_value.m_payload.fFloat, out_stream);
     }
-    VELMORA_PARAMETER_ASSERT_TEXT(false, "0");
+    VELMORA_FILE_ASSERT_TEXT(false, "0");
     return out_stream;
 }
 
@@ -412,7 +412,7 @@ bool operator==(const ParameterValue& in_left, const ParameterValue& in_right)
     case ParameterValue::LONG_TYPE:
         break;
     }
-    VELMORA_PARAMETER_ASSERT_TEXT(false, "0");
+    VELMORA_FILE_ASSERT_TEXT(false, "0");
     return false;
 }
 

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: BSD-2-Clause
 
+#include "velmora/application/Assertion.h"
 #include "velmora/config/InvalidParamValueTypeException.h"
-#include "velmora/config/ParameterAssertion.h"
 #include "velmora/config/ParameterValue.h"
 #include "velmora/logging/LibraryLoggers.h"
 #include "velmora/logging/LogMacros.h"
@@ -26,7 +26,7 @@ ParameterValue::operator const char*() const
     if (m_type == STRING_TYPE)
         return m_payload.szString;
     logWrongType(STRING_TYPE, m_type);
-    VELMORA_PARAMETER_ASSERT(m_type == STRING_TYPE);
+    VELMORA_FILE_ASSERT(m_type == STRING_TYPE);
     return nullptr;
 }
 
@@ -35,7 +35,7 @@ ParameterValue::operator int() const
     if (m_type == INT_TYPE)
         return m_payload.iInt;
     logWrongType(INT_TYPE, m_type);
-    VELMORA_PARAMETER_ASSERT(m_type == INT_TYPE);
+    VELMORA_FILE_ASSERT(m_type == INT_TYPE);
     return 0;
 }
 
@@ -44,7 +44,7 @@ ParameterValue::operator long() const
     if (m_type == LONG_TYPE)
         return m_payload.lLong;
     logWrongType(LONG_TYPE, m_type);
-    VELMORA_PARAMETER_ASSERT(m_type == LONG_TYPE);
+    VELMORA_FILE_ASSERT(m_type == LONG_TYPE);
     return 0;
 }
 
@@ -53,7 +53,7 @@ ParameterValue::operator bool() const
     if (m_type == BOOL_TYPE)
         return m_payload.bBool;
     logWrongType(BOOL_TYPE, m_type);
-    VELMORA_PARAMETER_ASSERT(m_type == BOOL_TYPE);
+    VELMORA_FILE_ASSERT(m_type == BOOL_TYPE);
     return false;
 }
 
@@ -62,7 +62,7 @@ ParameterValue::operator float() const
     if (m_type == FLOAT_TYPE)
         return m_payload.fFloat;
     logWrongType(FLOAT_TYPE, m_type);
-    VELMORA_PARAMETER_ASSERT(m_type == FLOAT_TYPE);
+    VELMORA_FILE_ASSERT(m_type == FLOAT_TYPE);
     return 0.0F;
 }
 

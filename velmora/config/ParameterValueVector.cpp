@@ -2,7 +2,7 @@
 
 #include "velmora/config/ParameterValueVector.h"
 
-#include "velmora/config/ParameterAssertion.h"
+#include "velmora/application/Assertion.h"
 #include "velmora/logging/LibraryLoggers.h"
 #include "velmora/system/QuietStream.h"
 
@@ -47,7 +47,7 @@ std::istream& operator>>(std::istream& in_stream, ParameterValueVector& out_valu
     // At the end of the text, the state of the stream only says that there are no more values.
     if (in_stream.eof())
         in_stream.clear();
-    VELMORA_PARAMETER_ASSERT_TEXT(!in_stream.fail(), "is != 0");
+    VELMORA_FILE_ASSERT_TEXT(!in_stream.fail(), "is != 0");
     quiet.end();
     return in_stream;
 }

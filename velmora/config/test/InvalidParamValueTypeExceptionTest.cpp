@@ -42,7 +42,7 @@ TEST(InvalidParamValueTypeException, WritesNothingForATypeWithoutAName)
                                                      ParameterValue::UNDEF_TYPE)),
               "InvalidParamValueTypeException : requested  actual UNDEF");
     EXPECT_THAT(failedAssertions(log),
-                ElementsAre(failedAssertion("0", "Parameter", "keswardin.infra.Parameter")));
+                ElementsAre(failedAssertion("0", "ParameterValue", "keswardin.infra.Parameter")));
 }
 
 TEST(InvalidParamValueTypeException, CopiesKeepBothTypes)

@@ -298,7 +298,7 @@ TEST(ParamDefs, RefusesALongWhoseTypeHasNoName)
     EXPECT_THAT(log.linesOf(s_szLogger),
                 ElementsAre(warnLine(s_szLogger, "Parameter a has type  but should be INT")));
     EXPECT_THAT(failedAssertions(log),
-                ElementsAre(failedAssertion("0", "Parameter", "keswardin.infra.Parameter")));
+                ElementsAre(failedAssertion("0", "ParameterValue", "keswardin.infra.Parameter")));
 }
 
 TEST(ParamDefs, RefusesAValueAlsoWhereWarningsAreOff)

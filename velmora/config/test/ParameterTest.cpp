@@ -233,7 +233,7 @@ TEST(Parameter, WarnsOfATextThatGivesNoValue)
     EXPECT_EQ(read.result, INIT_UNDEFINED);
     EXPECT_EQ(read.strDump, "name= type=UNDEF");
     EXPECT_THAT(failedAssertions(log),
-                ElementsAre(failedAssertion("in_szText != 0", "Parameter", s_strLogger)));
+                ElementsAre(failedAssertion("in_szText != 0", "ParameterValue", s_strLogger)));
     ASSERT_EQ(log.lines().size(), 2U);
     EXPECT_EQ(log.lines()[1],
               warnLine(s_strLogger,
@@ -247,8 +247,8 @@ TEST(Parameter, WarnsOfATextThatGivesNoValueAfterTryingTwiceWhereATypeIsRequired
     const ReadValue read(nullptr, ParameterValue::INT_TYPE);
     EXPECT_EQ(read.result, INIT_UNDEFINED);
     EXPECT_THAT(failedAssertions(log),
-                ElementsAre(failedAssertion("in_szText != 0", "Parameter", s_strLogger),
-                            failedAssertion("in_szText != 0", "Parameter", s_strLogger)));
+                ElementsAre(failedAssertion("in_szText != 0", "ParameterValue", s_strLogger),
+                            failedAssertion("in_szText != 0", "ParameterValue", s_strLogger)));
     ASSERT_EQ(log.lines().size(), 3U);
     EXPECT_EQ(log.lines()[2],
               warnLine(s_strLogger,
@@ -406,7 +406,8 @@ TEST(Parameter, LogsThatALongIsMissingAfterFailingForTheNameOfTheType)
 {
     const CapturedLog log;
     Parameter::logUndefinedParameter("keswardin.answer", ParameterValue::LONG_TYPE);
-    EXPECT_THAT(failedAssertions(log), ElementsAre(failedAssertion("0", "Parameter", s_strLogger)));
+    EXPECT_THAT(failedAssertions(log),
+                ElementsAre(failedAssertion("0", "ParameterValue", s_strLogger)));
     ASSERT_EQ(log.lines().size(), 2U);
     EXPECT_EQ(log.lines()[1],
               errorLine(s_strLogger, "Velmora parameter keswardin.answer() must be defined"));

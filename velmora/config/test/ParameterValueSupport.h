@@ -65,7 +65,9 @@ inline std::string outcome(const char* in_szText,
 
 inline FailedAssertion assertionHere(const std::string& in_strCondition)
 {
-    return failedAssertion(in_strCondition, "Parameter", s_strLogger);
+    const bool bOfAccess = in_strCondition.starts_with("m_type");
+    return failedAssertion(in_strCondition, bOfAccess ? "ParameterValueAccess" : "ParameterValue",
+                           s_strLogger);
 }
 
 inline std::vector<FailedAssertion> assertionsHere(const std::string& in_strCondition)

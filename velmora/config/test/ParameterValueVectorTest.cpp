@@ -150,7 +150,8 @@ TEST(ParameterValueVector, FailsAnAssertionForAStreamThatFailsBeforeItsEnd)
     EXPECT_FALSE(stream >> values);
     EXPECT_THAT(values, IsEmpty());
     EXPECT_THAT(failedAssertions(log),
-                ElementsAre(failedAssertion("is != 0", "Parameter", "keswardin.infra.Parameter")));
+                ElementsAre(failedAssertion("is != 0", "ParameterValueVector",
+                                            "keswardin.infra.Parameter")));
 }
 
 TEST(ParameterValueVector, AStreamThatThrowsIsReadUpToItsEnd)
@@ -174,5 +175,6 @@ TEST(ParameterValueVector, AStreamThatThrowsAndHasFailedDoesSoBehindTheAssertion
     EXPECT_THAT(values, IsEmpty());
     EXPECT_EQ(std::ios::badbit, stream.exceptions());
     EXPECT_THAT(failedAssertions(log),
-                ElementsAre(failedAssertion("is != 0", "Parameter", "keswardin.infra.Parameter")));
+                ElementsAre(failedAssertion("is != 0", "ParameterValueVector",
+                                            "keswardin.infra.Parameter")));
 }
