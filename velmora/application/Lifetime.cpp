@@ -132,6 +132,7 @@ class ForkHandlers
         ThreadCaches::forgetOtherThreads();
         PerThreadMemAllocatorNoT::forgetThreadId();
         ConfigurationTurn::startAnewInChild();
+        LevelChange::startAnewInChild();
         if (!ExitListCloser::s_bHasRun)
         {
             // Not unlocked but renewed: the mutexes know their owner by a thread id that differs in

@@ -3,7 +3,6 @@
 #pragma once
 
 #include <atomic>
-#include <thread>
 
 namespace Velmora
 {
@@ -18,8 +17,16 @@ namespace Velmora
 class LevelChange
 {
   public:
-    LevelChange() { s_pNumber->fetch_add(1); }
-    ~LevelChange() { s_pNumber->fetch_add(1); }
+    LevelChange()
+    {
+        s_bOnThisThread = true;
+        s_pNumber->fetch_add(1);
+    }
+    ~LevelChange()
+    {
+        s_pNumber->fetch_add(1);
+        s_bOnThisThread = false;
+    }
     LevelChange(const LevelChange&) = delete;
     LevelChange& operator=(const LevelChange&) = delete;
 
@@ -36,28 +43,29 @@ class LevelChange
         return uiBefore % 2 == 0 && number.load(std::memory_order_relaxed) == uiBefore;
     }
 
-    /// Repeats the walk until no level changes during it, and returns its result. After 1000
-    /// attempts it returns the result of one more walk.
+    /// Repeats the walk until no level changes during it, and returns its result. On the thread
+    /// that changes levels, returns the result of the first walk.
     template <class Walk>
     static int notMeetingOne(Walk in_walk)
     {
-        // A change takes a few microseconds, but the thread that makes it may have to wait for a
-        // processor.
-        constexpr int iTries = 1000;
         int iResult = 0;
-        for (int iTry = 0; iTry < iTries; ++iTry)
-        {
-            if (meetsNone(in_walk, iResult))
-                return iResult;
-            std::this_thread::yield();
-        }
-        return in_walk();
+        for (int iTry = 0; !meetsNone(in_walk, iResult) && !s_bOnThisThread; ++iTry)
+            waitALittle(iTry);
+        return iResult;
     }
+
+    /// Ends the change of a thread that does not exist in the child of a fork.
+    static void startAnewInChild() noexcept;
 
     /// Makes all copies of the library use one number. Called when the library comes up.
     static void initialize();
 
   private:
+    /// Lets other threads run, also those that would not get a processor while this one waits for
+    /// one all the time.
+    static void waitALittle(int in_iTry) noexcept;
+
+    static constinit thread_local bool s_bOnThisThread;
     /// Counts the beginnings and the ends of changes: odd while levels change.
     static constinit std::atomic<unsigned int>* s_pNumber;
 };
