@@ -176,11 +176,17 @@ TEST_F(GatewayLoadMonitor, ObservesNothingAfterItsStop)
 TEST_F(GatewayLoadMonitor, SaysWhichParameterIsNotSet)
 {
     m_config = TrieConfiguration();
-    EXPECT_EQ("site.doors.monitoringPeriodInMs = \"\" : it is not set", error());
+    EXPECT_EQ("site.doors.monitoringPeriodInMs = \"\" : it is not set ; write an "
+              "integer, such as 500",
+              error());
     setInt("monitoringPeriodInMs", 1);
-    EXPECT_EQ("site.doors.setAlarmThreshold = \"\" : it is not set", error());
+    EXPECT_EQ("site.doors.setAlarmThreshold = \"\" : it is not set ; write a number "
+              "with a decimal point, such as 85.0",
+              error());
     setFloat("setAlarmThreshold", 10);
-    EXPECT_EQ("site.doors.resetAlarmThreshold = \"\" : it is not set", error());
+    EXPECT_EQ("site.doors.resetAlarmThreshold = \"\" : it is not set ; write a number "
+              "with a decimal point, such as 85.0",
+              error());
 }
 
 TEST_F(GatewayLoadMonitor, SaysWhichParameterMakesNoSense)
