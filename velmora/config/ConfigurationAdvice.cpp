@@ -177,13 +177,15 @@ std::string ConfigurationAdvice::forRedefinition(std::string_view in_formerPlace
 std::string ConfigurationAdvice::forUnknownTags(const std::vector<std::string>& in_names,
                                                 std::string_view in_ownName)
 {
+    if (in_names.empty())
+        return "its tags have values by now ; correct the source that was not read to its end";
     std::string strTags;
     for (const std::string& strName : in_names)
         strTags += (strTags.empty() ? "${" : ", ${") + shown(strName) + '}';
     if (in_names.size() == 1 && in_names.front() == in_ownName)
         return strTags + " stands for the line's own value ; write that value";
     return "no parameter and no environment variable is named " + strTags + " ; add the line \"" +
-           (in_names.empty() ? "name" : shown(in_names.front())) + " = ...\", or correct the tag";
+           shown(in_names.front()) + " = ...\", or correct the tag";
 }
 
 std::string ConfigurationAdvice::forTagOfNoString(std::string_view in_name,

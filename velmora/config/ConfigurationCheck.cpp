@@ -11,6 +11,7 @@
 #include "velmora/config/ParameterInfoDB.h"
 #include "velmora/config/RunMode.h"
 #include "velmora/logging/EscapedText.h"
+#include "velmora/logging/LoggingCheck.h"
 #include "velmora/system/InputFile.h"
 #include "velmora/system/WholeText.h"
 
@@ -242,9 +243,26 @@ void ConfigurationCheck::checkLogging()
                "has no line, so logging cannot be configured; write the level and the appender of "
                "the root logger, as in \"log4cplus.rootLogger = INFO, file\", and the properties "
                "of that appender");
+    for (const LoggingProblem& problem : LoggingCheck::problemsOf(logging))
+        reportLogging(problem);
     for (const LogDirectories::Problem& problem : LogDirectories::problemsOf(logging))
         report(problem.bFatal ? Severity::ERROR : Severity::WARNING, "directory", problem.strName,
                ": " + problem.strText);
+}
+
+void ConfigurationCheck::reportLogging(const LoggingProblem& in_problem)
+{
+    // The text begins with the line, which the report has already.
+    const std::string strLine = in_problem.strKey + " = " + in_problem.strValue;
+    std::string_view text = in_problem.strText;
+    std::string strKey = in_problem.strKey;
+    if (place(strKey).strFile.empty())
+        // A line that is missing: the one to which it belongs.
+        strKey.erase(std::min(strKey.rfind('.'), strKey.size()));
+    else if (text.starts_with(strLine))
+        text.remove_prefix(strLine.size());
+    text.remove_prefix(text.starts_with(' ') ? 1 : 0);
+    report(Severity::WARNING, "logging", strKey, std::string(text));
 }
 
 void ConfigurationCheck::report(Severity in_severity, const std::string& in_strRule,

@@ -14,6 +14,7 @@ namespace Velmora
 
 class ParameterTrie;
 class ROConfiguration;
+struct LoggingProblem;
 
 /// Checks a configuration without starting the program: for its option `--check`. It reads the
 /// sources of a start, and the file that configures logging in their run mode, and lists what is
@@ -46,6 +47,7 @@ class ROConfiguration;
 /// | `core-size` | warning | a setting of core dumps that are switched off |
 /// | `run-mode` | error | an unknown run mode |
 /// | `logging-file` | error | a file of logging that cannot be read |
+/// | `logging` | warning | a line below "log4cplus" that has no effect, or not the one meant |
 /// | `directory` | warning | a directory of logs that cannot be written; an error for calls |
 /// | `no-logging` | error | no section "log4cplus" where logging is configured |
 ///
@@ -120,6 +122,7 @@ class VELMORA_API ConfigurationCheck
     void readLogging(const std::string& in_strMode);
     void readLoggingFile(const std::string& in_strParamName, const std::string& in_strPath);
     void checkLogging();
+    void reportLogging(const LoggingProblem& in_problem);
 
     const std::unique_ptr<State> m_pState;
 };

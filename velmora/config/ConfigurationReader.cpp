@@ -222,7 +222,10 @@ void ConfigurationReader::reportWrongType(std::string_view in_value)
 
 void ConfigurationReader::reportNumber(std::string_view in_value)
 {
-    if (m_parameter.getValue().getType() != ParameterValue::INT_TYPE || in_value.empty())
+    const std::string_view name = m_parameter.getName();
+    // What a mode is meant to be.
+    const bool bMode = name.starts_with("log4cplus.appender.") && name.ends_with(".Mode");
+    if (m_parameter.getValue().getType() != ParameterValue::INT_TYPE || in_value.empty() || bMode)
         return;
     const int iValue = m_parameter.getValue();
     const bool bDigits = std::all_of(in_value.begin(), in_value.end(), &ClassicText::isDigit);

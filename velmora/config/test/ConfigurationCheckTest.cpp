@@ -68,12 +68,21 @@ class ConfigurationCheckTest : public testing::Test
     }
     ~ConfigurationCheckTest() override { std::filesystem::current_path("/"); }
 
-    /// Returns the problems of the sources, one line each.
+    /// Returns the problems of the sources, one line each, without those of the rule "logging":
+    /// most tests have lines below "log4cplus" that mean nothing.
     static Texts linesOf(const ConfigurationCheck& in_check)
+    {
+        return linesIf(in_check,
+                       [](const std::string& in_strRule) { return in_strRule != "logging"; });
+    }
+
+    template <class Condition>
+    static Texts linesIf(const ConfigurationCheck& in_check, Condition in_condition)
     {
         Texts lines;
         for (const ConfigurationProblem& problem : in_check.problems())
-            lines.push_back(textOf(problem));
+            if (in_condition(problem.strRule))
+                lines.push_back(textOf(problem));
         return lines;
     }
 
@@ -161,6 +170,29 @@ TEST_F(ConfigurationCheckTest, DoesNotQueryADatabase)
                     "\"nowhere = ...\", or correct the tag; a database that is not checked may "
                     "give it one [unresolved-tag]"));
     EXPECT_FALSE(check.hasErrors());
+}
+
+TEST_F(ConfigurationCheckTest, FindsLinesOfLoggingThatHaveNoEffect)
+{
+    m_directory.write("logging.cfg", "log4cplus.rootLogger = INFO, main\n"
+                                     "log4cplus.appender.main = velmora::FileAppender\n"
+                                     "log4cplus.appender.main.File = a.log\n"
+                                     "log4cplus.appender.main.MaxFilSize = 20MB\n"
+                                     "log4cplus.loger.x = INFO\n");
+    m_directory.write("a.cfg", "keswardin.infra.Logger.PropertiesFile.production = logging.cfg\n");
+    const ConfigurationCheck check({"a.cfg"});
+    EXPECT_FALSE(check.hasErrors());
+    EXPECT_THAT(
+        linesIf(check, [](const std::string&) { return true; }),
+        ElementsAre(
+            "logging.cfg:2: warning: log4cplus.appender.main = velmora::FileAppender has no "
+            "layout: its lines are written by log4cplus::SimpleLayout, without a time; write "
+            "log4cplus.appender.main.layout = velmora::PatternLayout [logging]",
+            "logging.cfg:4: warning: log4cplus.appender.main.MaxFilSize = 20MB has no "
+            "effect: velmora::FileAppender has no property \"MaxFilSize\"; write "
+            "log4cplus.appender.main.MaxFileSize [logging]",
+            "logging.cfg:5: warning: log4cplus.loger.x = INFO has no effect: log4cplus has "
+            "no \"loger.x\"; write log4cplus.logger.x [logging]"));
 }
 
 TEST_F(ConfigurationCheckTest, FindsADirectoryOfALogThatIsMissing)
@@ -292,6 +324,12 @@ TEST_F(ConfigurationCheckTest, FindsOctalNumbers)
                             "number that begins with 0 is octal; write 123 [octal]",
                             "a.cfg:5: warning: log4cplus.appender.file.Mode = 0640 is 416, because "
                             "a number that begins with 0 is octal; write 640 [octal]"));
+}
+
+TEST_F(ConfigurationCheckTest, TheModeOfAFileMayBeOctal)
+{
+    EXPECT_THAT(check("log4cplus.appender.OUT.Mode=0640\n"), IsEmpty());
+    EXPECT_THAT(check("log4cplus.appender.OUT.Number=0640\n"), testing::SizeIs(1));
 }
 
 TEST_F(ConfigurationCheckTest, FindsNumbersThatAreTooLargeForAnInt)

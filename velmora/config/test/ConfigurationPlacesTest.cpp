@@ -222,6 +222,16 @@ TEST_F(ConfigurationPlaces, LinesThatStayOpenLeadToTheirPlacesAndTags)
                    ":1 : ${log4cplus.b} stands for the line's own value ; write that value")}));
 }
 
+TEST_F(ConfigurationPlaces, ALineWhoseTagsGotValuesFromASourceThatFailedLeadsToThatSource)
+{
+    const std::string strFirst = write("first.cfg", "log4cplus.a=${log4cplus.b}\n");
+    const std::string strSecond = write("second.cfg", "log4cplus.b=x\nnonsense\n");
+    EXPECT_FALSE(m_config.load(Urls{strFirst, strSecond}));
+    EXPECT_THAT(m_log.linesOf(s_szLogger),
+                testing::Contains(error(strFirst + ":1 : its tags have values by now ; correct the "
+                                                   "source that was not read to its end")));
+}
+
 TEST_F(ConfigurationPlaces, AByteOrderMarkIsSkipped)
 {
     EXPECT_THAT(linesAfter("\xEF\xBB\xBFkeswardin.exitTimeoutSec=5\n"), IsEmpty());
