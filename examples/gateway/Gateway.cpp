@@ -292,6 +292,7 @@ StatusReport Gateway::report() const
         std::chrono::steady_clock::now() - m_start);
     report.uiLogLines = Logger::getLineCount();
     report.uiLogLinesLost = Logger::getLossCount();
+    report.uiCallFilesFailed = Logger::getFailedCallFileCount();
     report.configuration = GlobalConfig::getInstance()->getLoadSummary();
     report.uiBrokenRules = m_uiBrokenRules;
     report.alarms = m_alarms.journal().content();

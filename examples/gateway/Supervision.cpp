@@ -133,7 +133,7 @@ void Supervision::checkDisk(steady_clock::time_point in_now)
         if (!strFailure.empty())
             VELMORA_FILE_LOG_ERROR("metrics are out of date : " << strFailure);
     }
-    const std::uint64_t uiFailures = Logger::getLossCount();
+    const std::uint64_t uiFailures = Logger::getLossCount() + Logger::getFailedCallFileCount();
     const std::uint64_t uiLines = Logger::getLineCount();
     if (uiFailures != m_uiFailures || !strFailure.empty())
     {

@@ -264,6 +264,19 @@ TEST_F(GatewayStatus, HasTheAlarmOfADiskThatIsFullUntilThereIsRoom)
     EXPECT_THAT(linesOfLog(), Contains(EndsWith("Alarm [gateway.disk] : ALARM_OFF")));
 }
 
+TEST_F(GatewayStatus, HasTheAlarmOfFilesOfCallsThatCannotBeMade)
+{
+    start();
+    std::filesystem::remove(home().path() / "calls");
+    std::ofstream(home().file("calls")) << "no directory";
+    SipCaller caller(address());
+    caller.invite("busy");
+    caller.expectAnswer("486 Busy Here");
+    waitForMetric("gateway_call_files_failed_total 1");
+    waitForMetric("gateway_alarm{id=\"gateway.disk\"} 1");
+    EXPECT_EQ(0, stop());
+}
+
 TEST_F(GatewayStatus, HasTheAlarmOfMetricsThatCannotBeWritten)
 {
     std::filesystem::create_directories(home().file("run/gateway.prom"));

@@ -250,8 +250,13 @@ CallAppenderFactory::FileOfCall CallAppenderFactory::nameFile(const char* in_szC
 log4cplus::SharedAppenderPtr
 CallAppenderFactory::open(const std::optional<FileOfCall>& in_file) const
 {
-    if (!in_file || !makeDirectories(*in_file))
+    if (!in_file)
         return log4cplus::SharedAppenderPtr();
+    if (!makeDirectories(*in_file))
+    {
+        FileCallAppender::countFailure();
+        return log4cplus::SharedAppenderPtr();
+    }
     VELMORA_LOG_DEBUG("Filename for new call is : " << in_file->strFile
                                                     << " and log4cplus property for new call is : "
                                                     << in_file->properties.getProperty("File"));
@@ -265,6 +270,7 @@ CallAppenderFactory::open(const std::optional<FileOfCall>& in_file) const
     }
     catch (const std::exception& exception)
     {
+        FileCallAppender::countFailure();
         VELMORA_LOG_ERROR("failed to create call logging appender for " << in_file->strFile << ". "
                                                                         << exception.what());
         return log4cplus::SharedAppenderPtr();

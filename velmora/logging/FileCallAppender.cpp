@@ -16,6 +16,7 @@
 #include <unistd.h>
 
 #include <array>
+#include <atomic>
 #include <cerrno>
 #include <cstring>
 #include <ctime>
@@ -66,6 +67,7 @@ class OncePerCallErrorHandler : public log4cplus::ErrorHandler
             return;
         m_bTold = true;
         const int iError = errno;
+        FileCallAppender::countFailure();
         log4cplus::helpers::getLogLog().error(in_strError);
         logReason("cannot write ", m_strFile, iError);
     }
@@ -75,6 +77,8 @@ class OncePerCallErrorHandler : public log4cplus::ErrorHandler
     std::string m_strFile;
     bool m_bTold;
 };
+
+std::atomic<std::uint64_t> s_ulFailures;
 
 const std::string* const s_pLoggerName = new std::string("keswardin.infra.CallLogger.Appender");
 
@@ -92,7 +96,10 @@ FileCallAppender::FileCallAppender(const log4cplus::helpers::Properties& in_prop
     if (bOpen)
         takeBuffer();
     else
+    {
+        countFailure();
         logReason("cannot open ", filename, iError);
+    }
     // Both steps may fail for lack of memory; the file is used even so. If an exception left this
     // constructor, log4cplus would destroy what it has made, which needs memory too.
     const auto attempt = [](auto in_step) {
@@ -106,6 +113,10 @@ FileCallAppender::FileCallAppender(const log4cplus::helpers::Properties& in_prop
 }
 
 FileCallAppender::~FileCallAppender() { end(); }
+
+void FileCallAppender::countFailure() noexcept { ++s_ulFailures; }
+
+std::uint64_t FileCallAppender::getFailureCount() noexcept { return s_ulFailures; }
 
 void FileCallAppender::operator delete(FileCallAppender* in_pAppender,
                                        std::destroying_delete_t) noexcept

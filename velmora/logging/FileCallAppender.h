@@ -8,6 +8,7 @@
 #include <log4cplus/fileappender.h>
 #include <log4cplus/helpers/property.h>
 
+#include <cstdint>
 #include <ios>
 #include <memory>
 #include <new>
@@ -52,6 +53,12 @@ class VELMORA_API FileCallAppender : public log4cplus::FileAppender,
     using InAccount<"FileCallAppender">::operator delete;
 
     void close() override;
+
+    /// Counts a file that could not be opened or written, at least for a while, or whose directory
+    /// could not be made. Each file counts once.
+    static void countFailure() noexcept;
+    /// Returns the number of such files since the process began.
+    [[nodiscard]] static std::uint64_t getFailureCount() noexcept;
 
   protected:
     /// Opens the file through log4cplus, at the beginning and after a failed write. What a failed

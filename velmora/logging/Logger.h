@@ -136,6 +136,10 @@ class VELMORA_API Logger : public log4cplus::Logger, public virtual Resettable
     /// not be opened.
     [[nodiscard]] static std::uint64_t getLossCount();
 
+    /// Returns the number of files of calls that have no line, or lack some, since the process
+    /// began: the disk was full, or a file or its directory could not be made. See `CallLogger`.
+    [[nodiscard]] static std::uint64_t getFailedCallFileCount();
+
   private:
     static bool configureInTurn(const ParameterTrie& in_trie, std::ostream& out_errors);
 };

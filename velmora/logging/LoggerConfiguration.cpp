@@ -5,6 +5,7 @@
 #include "velmora/logging/ConfigurationTurn.h"
 #include "velmora/logging/FileAppender.h"
 #include "velmora/logging/FileAppenders.h"
+#include "velmora/logging/FileCallAppender.h"
 #include "velmora/logging/JsonLayout.h"
 #include "velmora/logging/LineInTime.h"
 #include "velmora/logging/LivingFileAppenders.h"
@@ -178,6 +179,8 @@ bool Logger::reopenFiles() { return LivingFileAppenders::reopenAll(); }
 std::uint64_t Logger::getLineCount() { return LivingFileAppenders::getLineCount(); }
 
 std::uint64_t Logger::getLossCount() { return LivingFileAppenders::getLossCount(); }
+
+std::uint64_t Logger::getFailedCallFileCount() { return FileCallAppender::getFailureCount(); }
 
 bool Logger::configureDefault()
 try

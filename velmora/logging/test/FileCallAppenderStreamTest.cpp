@@ -377,12 +377,14 @@ TEST_F(StreamOfCall, RepeatsNothingOfALineThatWasWrittenInPart)
 TEST_F(StreamOfCall, LosesOnlyTheLineThatFailsTwice)
 {
     open();
+    const std::uint64_t ulBefore = FileCallAppender::getFailureCount();
     testing::internal::CaptureStderr();
     letWrites({-ENOSPC, -ENOSPC});
     log("first");
     log("second");
     close();
 
+    EXPECT_EQ(ulBefore + 1, FileCallAppender::getFailureCount());
     EXPECT_EQ(report("No space left on device"), testing::internal::GetCapturedStderr());
     EXPECT_THAT(lines(),
                 ElementsAre(StartsWith("Call start : "), "second", StartsWith("Call end : ")));

@@ -2,6 +2,7 @@
 
 #include "velmora/logging/FileCallAppender.h"
 
+#include "velmora/logging/Logger.h"
 #include "velmora/logging/LoggingIdEvent.h"
 
 #include "tests/support/AccountingProcess.h"
@@ -214,6 +215,19 @@ TEST_F(CallFile, ThatCannotBeOpenedIsReportedOnceAndHasNoLineUntilItCan)
     close();
 
     EXPECT_THAT(lines(), ElementsAre("INFO test at last", HasSubstr("Call end : ")));
+}
+
+TEST_F(CallFile, ThatCannotBeOpenedCountsAsFailedOnce)
+{
+    std::filesystem::create_directory(m_directory.file("call"));
+    const std::uint64_t ulBefore = Logger::getFailedCallFileCount();
+    testing::internal::CaptureStderr();
+    open();
+    m_pAppender->doAppend(*eventWith({}));
+    m_pAppender->doAppend(*eventWith({}));
+    close();
+    testing::internal::GetCapturedStderr();
+    EXPECT_EQ(ulBefore + 1, Logger::getFailedCallFileCount());
 }
 
 TEST_F(CallFile, ThatCannotBeOpenedAndHasNoLinesEndsQuietly)
