@@ -28,7 +28,7 @@ TEST(ConfigurationCheckMemory, ACheckFindsEverythingOrThrows)
                      "keswardin.traceShutdown=" +
                      std::string(2000, 'x') + "\nkeswardin.sip.transport=udp\n");
     const std::vector<ConfigurationProblem> expected = ConfigurationCheck({strPath}).problems();
-    ASSERT_EQ(7U, expected.size());
+    ASSERT_EQ(9U, expected.size());
     std::optional<std::vector<ConfigurationProblem>> found;
     const int iFailures = failAtEachAllocation(
         [&]

@@ -186,8 +186,8 @@ TEST_F(ConfigurationCheckTest, FindsLinesOfLoggingThatHaveNoEffect)
         linesIf(check, [](const std::string&) { return true; }),
         ElementsAre(
             "logging.cfg:2: warning: log4cplus.appender.main = velmora::FileAppender has no "
-            "layout: its lines are written by log4cplus::SimpleLayout, without a time; write "
-            "log4cplus.appender.main.layout = velmora::PatternLayout [logging]",
+            "layout, so its lines are only the level and the text, without a time; add "
+            "log4cplus.appender.main.layout with its class [logging]",
             "logging.cfg:4: warning: log4cplus.appender.main.MaxFilSize = 20MB has no "
             "effect: velmora::FileAppender has no property \"MaxFilSize\"; write "
             "log4cplus.appender.main.MaxFileSize [logging]",
@@ -316,14 +316,11 @@ TEST_F(ConfigurationCheckTest, FindsALineThatBecomesTooLong)
 TEST_F(ConfigurationCheckTest, FindsOctalNumbers)
 {
     EXPECT_THAT(check("keswardin.sip.TimerT1 = 0500\nkeswardin.exitTimeoutSec=0123\n"
-                      "keswardin.killTimeoutSec=007\nkeswardin.startTimeoutSec=0\n"
-                      "log4cplus.appender.file.Mode=0640\n"),
+                      "keswardin.killTimeoutSec=007\nkeswardin.startTimeoutSec=0\n"),
                 ElementsAre("a.cfg:1: warning: keswardin.sip.TimerT1 = 0500 is 320, because a "
                             "number that begins with 0 is octal; write 500 [octal]",
                             "a.cfg:2: warning: keswardin.exitTimeoutSec = 0123 is 83, because a "
-                            "number that begins with 0 is octal; write 123 [octal]",
-                            "a.cfg:5: warning: log4cplus.appender.file.Mode = 0640 is 416, because "
-                            "a number that begins with 0 is octal; write 640 [octal]"));
+                            "number that begins with 0 is octal; write 123 [octal]"));
 }
 
 TEST_F(ConfigurationCheckTest, TheModeOfAFileMayBeOctal)
@@ -527,7 +524,10 @@ TEST_F(ConfigurationCheckTest, ProblemsAreInTheOrderOfSourcesAndLines)
     m_directory.write("a.cfg", "x4=1\n");
     Texts places;
     for (const ConfigurationProblem& problem : ConfigurationCheck({"z.cfg", "a.cfg"}).problems())
-        places.push_back(problem.strFile + std::to_string(problem.uiLine));
+    {
+        if (problem.strRule != "logging")
+            places.push_back(problem.strFile + std::to_string(problem.uiLine));
+    }
     EXPECT_THAT(places, ElementsAre("z.cfg1", "z.cfg2", "z.cfg3", "a.cfg1"));
 }
 
