@@ -4,6 +4,7 @@
 
 #include "BadSessionDescription.h"
 #include "CallParameters.h"
+#include "SipMethods.h"
 
 #include "velmora/logging/LogMacros.h"
 #include "velmora/logging/WithoutThrowing.h"
@@ -36,12 +37,6 @@ std::string textOf(const url_t& in_url)
     return userOf(in_url) + '@' + (in_url.url_host != nullptr ? in_url.url_host : "");
 }
 
-std::string payloadOf(const sip_t& in_sip)
-{
-    const sip_payload_t* const pPayload = in_sip.sip_payload;
-    return pPayload != nullptr ? std::string(pPayload->pl_data, pPayload->pl_len) : std::string();
-}
-
 } // namespace
 
 Call::Call(CallContext& in_context, nta_incoming_t* in_pInvite, const sip_t* in_pSip,
@@ -51,9 +46,8 @@ Call::Call(CallContext& in_context, nta_incoming_t* in_pInvite, const sip_t* in_
       m_strFailureText(std::string("call ") + in_pSip->sip_call_id->i_id + " fails"),
       m_leg(in_context.pAgent, in_pInvite, in_pSip, in_context.settings.strUserAgentName,
             [this](Leg::Event in_event) { handle(in_event); }),
-      m_media(in_context.loop, in_context.settings, in_context.parameters,
-              in_pSip->sip_call_id->i_id),
-      m_answerTimer(in_context.loop), m_timeout(in_context.loop)
+      m_media(in_context, in_pSip->sip_call_id->i_id), m_answerTimer(in_context.loop),
+      m_timeout(in_context.loop)
 {
     getLogger().callStart(in_pSip->sip_call_id->i_id);
 }
@@ -100,7 +94,7 @@ void Call::ring(const sip_t& in_sip)
         return refuse(Refusal::BUSY, SIP_486_BUSY_HERE, "the called party is busy");
     try
     {
-        m_strDescription = m_media.open(payloadOf(in_sip), m_context.rtpPorts);
+        m_strDescription = m_media.open(payloadOf(in_sip), m_leg.source());
     }
     catch (const BadSessionDescription& error)
     {
@@ -140,6 +134,7 @@ void Call::answer()
                      << " ms");
     m_state = State::ANSWERED;
     ++m_context.statistics.uiAnswered;
+    m_media.answer();
     m_leg.answer(m_strDescription);
 }
 
@@ -149,6 +144,14 @@ void Call::connected()
     if (!m_strReason.empty())
         return disconnect("");
     m_state = State::CONNECTED;
+    try
+    {
+        m_media.takeAnswer(m_leg.ackDescription());
+    }
+    catch (const BadSessionDescription& error)
+    {
+        return disconnect(error.what());
+    }
     m_media.expectPackets([this] { end("no RTP has come"); });
 }
 

@@ -34,6 +34,8 @@ struct CallStatistics
     std::array<std::uint64_t, s_refusalNames.size()> refused{};
     /// The largest number of calls at once.
     std::size_t uiMostAtOnce = 0;
+    /// Packets of RTP that were not the caller's, or were repeated too often.
+    std::uint64_t uiRtpDropped = 0;
 
     void countRefusal(Refusal in_refusal) { ++refused[static_cast<std::size_t>(in_refusal)]; }
     [[nodiscard]] std::uint64_t refusals(Refusal in_refusal) const

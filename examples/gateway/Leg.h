@@ -2,6 +2,7 @@
 
 #pragma once
 
+#include "SocketAddress.h"
 #include "StackCallback.h"
 #include "StackPointer.h"
 
@@ -39,6 +40,11 @@ class Leg : public Velmora::ObjectWithLogger<Velmora::CallLogger>
     Leg(const Leg&) = delete;
     Leg& operator=(const Leg&) = delete;
 
+    /// Returns where the INVITE came from.
+    [[nodiscard]] SocketAddress source() const;
+    /// Returns the session description of the ACK; empty if it had none, or has not arrived.
+    [[nodiscard]] const std::string& ackDescription() const { return m_strAckDescription; }
+
     /// Sends 100 and 180.
     void proceed();
     /// Sends 200, with the session description of this end.
@@ -74,6 +80,7 @@ class Leg : public Velmora::ObjectWithLogger<Velmora::CallLogger>
     StackPointer<nta_incoming_t> m_pInvite;
     StackPointer<nta_outgoing_t> m_pBye;
     bool m_bAckHandled = false;
+    std::string m_strAckDescription;
     std::string m_strServer;
     /// The text that is logged after a failure; see `Call`.
     std::string m_strFailureText;

@@ -2,6 +2,7 @@
 
 #include "Media.h"
 
+#include "BadSessionDescription.h"
 #include "CallParameters.h"
 
 #include "velmora/logging/LogMacros.h"
@@ -32,10 +33,9 @@ constexpr std::byte s_version2{0x80};
 
 } // namespace
 
-Media::Media(const EventLoop& in_loop, const Settings& in_settings,
-             const ROConfiguration& in_parameters, const std::string& in_strCallId)
-    : ObjectWithLogger(std::string("keswardin.gateway.Media")), m_loop(in_loop),
-      m_settings(in_settings), m_parameters(in_parameters), m_rxStartTimer(in_loop)
+Media::Media(CallContext& inout_context, const std::string& in_strCallId)
+    : ObjectWithLogger(std::string("keswardin.gateway.Media")), m_context(inout_context),
+      m_rxStartTimer(inout_context.loop)
 {
     getLogger().addLoggingId("leg=1");
     getLogger().callStart(in_strCallId.c_str());
@@ -45,31 +45,58 @@ Media::~Media()
 {
     if (m_socket)
         withoutThrowing(&getLogger(), "the end of RTP is not logged",
-                        [this] {
+                        [this]
+                        {
                             VELMORA_LOG_INFO("RTP closed : packets = "
-                                             << m_uiPackets << ", bytes = " << m_uiBytes);
+                                             << m_uiPackets << ", bytes = " << m_uiBytes
+                                             << ", dropped = " << m_uiDropped);
                         });
 }
 
-std::string Media::open(const std::string& in_strOffer, RtpPorts& inout_ports)
+std::string Media::open(const std::string& in_strOffer, const SocketAddress& in_signalling)
 {
-    const Session session = in_strOffer.empty() ? makeOffer(m_settings.encodings)
-                                                : negotiate(in_strOffer, m_settings.encodings);
-    m_socket.emplace(m_settings.strRtpAddress, inout_ports);
-    m_watch.emplace(m_loop, m_socket->descriptor(), [this] { receive(); });
+    const Settings& settings = m_context.settings;
+    m_bOffered = in_strOffer.empty();
+    const Session session =
+        m_bOffered ? makeOffer(settings.encodings) : negotiate(in_strOffer, settings.encodings);
+    m_socket.emplace(settings.strRtpAddress, m_context.rtpPorts);
+    m_peer.emplace(SocketAddress::parse(session.strRemoteAddress, session.uiRemotePort),
+                   in_signalling);
+    m_watch.emplace(m_context.loop, m_socket->descriptor(), [this] { receive(); });
     m_opened = steady_clock::now();
-    VELMORA_LOG_INFO("RTP opened at " << m_settings.strRtpAddress << ':' << m_socket->port()
+    VELMORA_LOG_INFO("RTP opened at " << settings.strRtpAddress << ':' << m_socket->port()
                                       << " : encodings = " << namesOf(session.encodings)
                                       << ", remote = " << session.strRemoteAddress << ':'
                                       << session.uiRemotePort);
-    return describe(session, m_settings.strRtpAddress, m_socket->port());
+    return describe(session, settings.strRtpAddress, m_socket->port());
+}
+
+void Media::answer() { m_peer->answer(steady_clock::now()); }
+
+void Media::takeAnswer(const std::string& in_strAnswer)
+{
+    if (!std::exchange(m_bOffered, false))
+        return;
+    if (in_strAnswer.empty())
+    {
+        VELMORA_LOG_WARN("the ACK has no answer to the offer : RTP is expected from "
+                         << m_peer->expected());
+        return;
+    }
+    const Session session = negotiate(in_strAnswer, m_context.settings.encodings);
+    const auto described = SocketAddress::parse(session.strRemoteAddress, session.uiRemotePort);
+    if (described)
+        m_peer->describe(*described);
+    VELMORA_LOG_INFO("RTP agreed : encodings = " << namesOf(session.encodings)
+                                                 << ", remote = " << session.strRemoteAddress << ':'
+                                                 << session.uiRemotePort);
 }
 
 void Media::expectPackets(std::function<void()> in_onTimeout)
 {
     if (m_uiPackets == 0)
         m_rxStartTimer.start(
-            CallParameters::duration(m_parameters, CallParameters::s_szRxStartTimeout),
+            CallParameters::duration(m_context.parameters, CallParameters::s_szRxStartTimeout),
             std::move(in_onTimeout));
 }
 
@@ -85,12 +112,26 @@ void Media::receive()
         VELMORA_LOG_DEBUG("not an RTP packet : bytes = " << uiLength);
         return;
     }
+    if (!m_peer->isSource(m_socket->sender(), steady_clock::now()))
+        return drop("it comes from a stranger");
     if (m_uiPackets == 0)
         reportFirstPacket();
     ++m_uiPackets;
     m_uiBytes += uiLength;
+    if (!m_loopGuard.lets(packet))
+        return drop("the same packets are repeated too often");
     if (!m_socket->sendBack(std::span(packet).first(uiLength)))
         reportLoss("sent", errno);
+}
+
+/// Logs a warning for the first packet of a call that is dropped only, since anyone may send any
+/// number of them.
+void Media::drop(const char* in_szReason)
+{
+    ++m_context.statistics.uiRtpDropped;
+    if (++m_uiDropped == 1)
+        VELMORA_LOG_WARN("RTP from " << m_socket->sender().text() << " is dropped : " << in_szReason
+                                     << " ; expected from " << m_peer->expected());
 }
 
 void Media::reportLoss(const char* in_szWhat, int in_iReason)
@@ -107,7 +148,7 @@ void Media::reportFirstPacket()
 {
     m_rxStartTimer.cancel();
     VELMORA_LOG_INFO("first RTP packet from "
-                     << m_socket->sender() << " after "
+                     << m_socket->sender().text() << " after "
                      << duration_cast<milliseconds>(steady_clock::now() - m_opened).count()
                      << " ms");
 }

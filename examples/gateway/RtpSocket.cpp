@@ -2,7 +2,6 @@
 
 #include "RtpSocket.h"
 
-#include <array>
 #include <cerrno>
 #include <cstdint>
 #include <cstring>
@@ -80,24 +79,20 @@ bool RtpSocket::bindTo(RtpPorts& inout_ports)
 
 ssize_t RtpSocket::receive(std::span<std::byte> out_packet)
 {
-    m_uiSenderLength = sizeof(m_sender);
-    return recvfrom(descriptor(), out_packet.data(), out_packet.size(), 0,
-                    reinterpret_cast<sockaddr*>(&m_sender), &m_uiSenderLength);
+    sockaddr_storage sender{};
+    socklen_t uiSize = sizeof(sender);
+    auto* const pSender = reinterpret_cast<sockaddr*>(&sender);
+    const ssize_t iLength =
+        recvfrom(descriptor(), out_packet.data(), out_packet.size(), 0, pSender, &uiSize);
+    if (iLength >= 0)
+        m_sender = SocketAddress(pSender, uiSize);
+    return iLength;
 }
 
 bool RtpSocket::sendBack(std::span<const std::byte> in_packet) const
 {
-    return sendto(descriptor(), in_packet.data(), in_packet.size(), 0,
-                  reinterpret_cast<const sockaddr*>(&m_sender), m_uiSenderLength) >= 0;
-}
-
-std::string RtpSocket::sender() const
-{
-    std::array<char, NI_MAXHOST> host{};
-    std::array<char, NI_MAXSERV> port{};
-    getnameinfo(reinterpret_cast<const sockaddr*>(&m_sender), m_uiSenderLength, host.data(),
-                host.size(), port.data(), port.size(), NI_NUMERICHOST | NI_NUMERICSERV);
-    return std::string(host.data()) + ':' + port.data();
+    return sendto(descriptor(), in_packet.data(), in_packet.size(), 0, m_sender.data(),
+                  m_sender.size()) >= 0;
 }
 
 } // namespace GatewayExample

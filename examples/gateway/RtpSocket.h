@@ -5,14 +5,13 @@
 #include "AcquiredPort.h"
 #include "Descriptor.h"
 #include "RtpPorts.h"
+#include "SocketAddress.h"
 
 #include <cstddef>
 #include <cstdint>
 #include <optional>
 #include <span>
 #include <string>
-
-#include <sys/socket.h>
 
 namespace GatewayExample
 {
@@ -39,8 +38,8 @@ class RtpSocket
     /// sent.
     [[nodiscard]] bool sendBack(std::span<const std::byte> in_packet) const;
 
-    /// The sender of the last packet, such as "10.0.0.1:6000".
-    [[nodiscard]] std::string sender() const;
+    /// The sender of the last packet.
+    [[nodiscard]] const SocketAddress& sender() const { return m_sender; }
 
   private:
     bool bindTo(RtpPorts& inout_ports);
@@ -48,8 +47,7 @@ class RtpSocket
     std::string m_strAddress;
     std::optional<AcquiredPort> m_port;
     Descriptor m_socket;
-    sockaddr_storage m_sender{};
-    socklen_t m_uiSenderLength = 0;
+    SocketAddress m_sender;
 };
 
 } // namespace GatewayExample

@@ -34,4 +34,10 @@ int replyNotAllowed(nta_incoming_t* in_pRequest, const std::string& in_strServer
     return 405;
 }
 
+std::string payloadOf(const sip_t& in_sip)
+{
+    const sip_payload_t* const pPayload = in_sip.sip_payload;
+    return pPayload != nullptr ? std::string(pPayload->pl_data, pPayload->pl_len) : std::string();
+}
+
 } // namespace GatewayExample

@@ -24,4 +24,7 @@ int replyOverloaded(nta_incoming_t* in_pRequest, const std::string& in_strServer
 /// Refuses a request whose method the gateway does not support. Returns the status.
 int replyNotAllowed(nta_incoming_t* in_pRequest, const std::string& in_strServer);
 
+/// Returns the body of a message; empty if it has none.
+std::string payloadOf(const sip_t& in_sip);
+
 } // namespace GatewayExample

@@ -184,6 +184,9 @@ void writeCalls(const StatusReport& in_report, Metrics& inout_metrics)
     inout_metrics.only("rtp_ports", "gauge", "Pairs of RTP ports in use.",
                        in_report.uiRtpPortsUsed);
     inout_metrics.only("rtp_ports_limit", "gauge", "Pairs of RTP ports.", in_report.uiRtpPorts);
+    inout_metrics.only("rtp_packets_dropped_total", "counter",
+                       "Packets of RTP that were not the caller's, or were repeated too often.",
+                       in_report.calls.uiRtpDropped);
 }
 
 void writeAlarms(const StatusReport& in_report, Metrics& inout_metrics)
@@ -288,6 +291,7 @@ std::string StatusReport::toJson() const
                         {"answered", calls.uiAnswered},
                         {"refused", refusals}}},
                       {"rtp-ports", {{"used", uiRtpPortsUsed}, {"all", uiRtpPorts}}},
+                      {"rtp-packets-dropped", calls.uiRtpDropped},
                       {"log",
                        {{"lines", uiLogLines},
                         {"lines-lost", uiLogLinesLost},
@@ -334,8 +338,9 @@ try
          << calls.at("answered") << " answered\nrefused       : ";
     writeCounts(calls.at("refused"), text);
     text << "\nRTP ports     : " << report.at("rtp-ports").at("used") << " of "
-         << report.at("rtp-ports").at("all") << " in use\nlog           : " << log.at("lines")
-         << " lines written, " << log.at("lines-lost") << " lost, " << log.at("call-files-failed")
+         << report.at("rtp-ports").at("all") << " in use, " << report.at("rtp-packets-dropped")
+         << " packets of others dropped\nlog           : " << log.at("lines") << " lines written, "
+         << log.at("lines-lost") << " lost, " << log.at("call-files-failed")
          << " files of calls incomplete\nconfiguration : "
          << shown(report.at("configuration").at("verdict")) << " : ";
     writeCounts(report.at("configuration"), text);

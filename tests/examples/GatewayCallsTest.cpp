@@ -167,7 +167,7 @@ TEST_F(GatewayCalls, ACallIsAnsweredAndItsFileHasItsLines)
             strStart + ".Leg - leg=1 200 OK sent", strStart + ".Leg - leg=1 ACK received",
             strStart + ".Leg - leg=1 BYE received : CSeq = 2",
             MatchesRegex(strStart + ".Call - over after [0-9]+ ms : the caller has hung up"),
-            strStart + ".Media - leg=1 RTP closed : packets = 0, bytes = 0",
+            strStart + ".Media - leg=1 RTP closed : packets = 0, bytes = 0, dropped = 0",
             StartsWith("INFO keswardin.infra.CallLogger.Appender - Call end : ")));
 }
 
@@ -389,6 +389,10 @@ TEST_F(GatewayCalls, ACallWithoutAnOfferGetsOneInItsAnswer)
     caller.send("BYE", "service");
     caller.expectAnswer("200 OK");
     EXPECT_EQ(0, stop());
+    EXPECT_THAT(onlyCallFile(), Contains("WARN keswardin.gateway.Media - leg=1 the ACK has no "
+                                         "answer to the offer : RTP is expected from within 2 s "
+                                         "of the answer from " +
+                                         address()));
 }
 
 TEST_F(GatewayCalls, WhenNoRtpPortIsLeftACallIsRefusedAndOthersGoOn)
@@ -473,7 +477,7 @@ TEST_F(GatewayCalls, CallersHearThemselves)
     start({"--answer-after-ms", "1"});
     SipCaller caller(address());
     connect(caller);
-    SipCaller rtp(address(), 20000);
+    SipCaller rtp(address(), 20000, SipCaller::s_uiRtpPort);
     const std::string strPacket =
         std::string("\x80\x00\x00\x01\x00\x00\x00\xa0\x00\x00\x00\x07", 12) +
         std::string(160, '\xff');
@@ -490,7 +494,86 @@ TEST_F(GatewayCalls, CallersHearThemselves)
                 AllOf(Contains(MatchesRegex("INFO keswardin.gateway.Media - leg=1 first RTP packet "
                                             "from [0-9.:]+ after [0-9]+ ms")),
                       Contains("INFO keswardin.gateway.Media - leg=1 RTP closed : packets = 2, "
-                               "bytes = 344")));
+                               "bytes = 344, dropped = 0")));
+}
+
+TEST_F(GatewayCalls, RtpOfAStrangerIsCountedAndDropped)
+{
+    start({"--answer-after-ms", "1"});
+    SipCaller caller(address());
+    connect(caller);
+    SipCaller stranger(address(), 20000);
+    SipCaller rtp(address(), 20000, SipCaller::s_uiRtpPort);
+    const std::string strPacket = '\x80' + std::string(171, '\xff');
+    stranger.transmit(strPacket);
+    stranger.repeat();
+    rtp.transmit(strPacket);
+    EXPECT_EQ(strPacket, rtp.receive());
+    EXPECT_EQ(0, stranger.countAnswers(""));
+    EXPECT_THAT(run(sources({"--status"})).strOutput,
+                HasSubstr("RTP ports     : 1 of 5000 in use, 2 packets of others dropped\n"));
+    caller.send("BYE", "service");
+    caller.expectAnswer("200 OK");
+    EXPECT_EQ(0, stop());
+    EXPECT_THAT(
+        onlyCallFile(),
+        AllOf(Contains(MatchesRegex("WARN keswardin.gateway.Media - leg=1 RTP from [0-9.:]+ "
+                                    "is dropped : it comes from a stranger ; expected from "
+                                    "[0-9.]+:6000")),
+              Contains("INFO keswardin.gateway.Media - leg=1 RTP closed : packets = 1, "
+                       "bytes = 172, dropped = 2")));
+}
+
+TEST_F(GatewayCalls, ACallerBehindANatHearsItself)
+{
+    start({"--answer-after-ms", "1"});
+    SipCaller caller(address());
+    caller.send("INVITE", "service", SipCaller::describe("192.168.1.2"));
+    caller.expectAnswer("200 OK");
+    caller.send("ACK", "service");
+    SipCaller rtp(address(), 20000);
+    const std::string strPacket = '\x80' + std::string(171, '\xff');
+    rtp.transmit(strPacket);
+    EXPECT_EQ(strPacket, rtp.receive());
+    caller.send("BYE", "service");
+    caller.expectAnswer("200 OK");
+    EXPECT_EQ(0, stop());
+}
+
+TEST_F(GatewayCalls, TheAnswerOfAnAckSaysWhereRtpComesFrom)
+{
+    start({"--answer-after-ms", "1"});
+    SipCaller caller(address());
+    caller.send("INVITE", "service");
+    caller.expectAnswer("200 OK");
+    caller.send("ACK", "service", SipCaller::describe(address()));
+    waitForLine("RTP agreed");
+    SipCaller stranger(address(), 20000);
+    const std::string strPacket = '\x80' + std::string(171, '\xff');
+    stranger.transmit(strPacket);
+    SipCaller rtp(address(), 20000, SipCaller::s_uiRtpPort);
+    rtp.transmit(strPacket);
+    EXPECT_EQ(strPacket, rtp.receive());
+    EXPECT_EQ(0, stranger.countAnswers(""));
+    caller.send("BYE", "service");
+    caller.expectAnswer("200 OK");
+    EXPECT_EQ(0, stop());
+    EXPECT_THAT(onlyCallFile(), Contains("INFO keswardin.gateway.Media - leg=1 RTP agreed : "
+                                         "encodings = PCMU, remote = " +
+                                         address() + ":6000"));
+}
+
+TEST_F(GatewayCalls, AnAckWithAnAnswerThatCannotBeAcceptedEndsTheCall)
+{
+    start({"--answer-after-ms", "1"});
+    SipCaller caller(address());
+    caller.send("INVITE", "service");
+    caller.expectAnswer("200 OK");
+    caller.send("ACK", "service", SipCaller::describe(address(), "18 G729/8000"));
+    caller.accept(caller.expectRequest("BYE"));
+    waitForLine("over after");
+    EXPECT_EQ(0, stop());
+    expectOver("no encoding of keswardin.rtp.encodingList is offered");
 }
 
 TEST_F(GatewayCalls, ACallWithoutRtpIsClearedAfterItsTimeOut)
@@ -511,7 +594,7 @@ TEST_F(GatewayCalls, ACallWithRtpGoesOn)
     start({"--answer-after-ms", "1"});
     SipCaller caller(address());
     connect(caller);
-    SipCaller rtp(address(), 20000);
+    SipCaller rtp(address(), 20000, SipCaller::s_uiRtpPort);
     rtp.transmit('\x80' + std::string(171, '\xff'));
     rtp.receive();
     EXPECT_EQ(0, caller.countRequests("BYE", std::chrono::seconds(2)));

@@ -138,7 +138,7 @@ TEST_F(GatewayStatus, IsThatOfTheRunningGateway)
     EXPECT_THAT(text.strOutput,
                 AllOf(HasSubstr("calls         : 1 now, "), HasSubstr("2 taken, 1 answered\n"),
                       HasSubstr("refused       : busy 1\n"),
-                      HasSubstr("RTP ports     : 1 of 5000 in use\n"),
+                      HasSubstr("RTP ports     : 1 of 5000 in use, 0 packets of others dropped\n"),
                       HasSubstr("alarms        : none is on\n")));
     // Asking is not logged.
     EXPECT_THAT(home().read("logs/gateway.log"), Not(HasSubstr("status")));

@@ -49,12 +49,13 @@ std::string header(const std::string& in_strMessage, const std::string& in_strNa
 
 } // namespace
 
-SipCaller::SipCaller(const std::string& in_strAddress, std::uint16_t in_uiPort)
+SipCaller::SipCaller(const std::string& in_strAddress, std::uint16_t in_uiPort,
+                     std::uint16_t in_uiOwnPort)
     : m_socket(socket(AF_INET, SOCK_DGRAM | SOCK_CLOEXEC, 0)), m_strAddress(in_strAddress),
       m_uiPort(in_uiPort)
 {
     require(m_socket.isOpen(), "socket");
-    sockaddr_in own = socketAddress(in_strAddress, 0);
+    sockaddr_in own = socketAddress(in_strAddress, in_uiOwnPort);
     socklen_t uiLength = sizeof own;
     require(bind(m_socket.number(), reinterpret_cast<sockaddr*>(&own), uiLength) == 0, "bind");
     require(getsockname(m_socket.number(), reinterpret_cast<sockaddr*>(&own), &uiLength) == 0,
@@ -90,10 +91,14 @@ void SipCaller::send(const std::string& in_strMethod, const std::string& in_strU
 
 void SipCaller::invite(const std::string& in_strUser, const std::string& in_strRtpMap)
 {
-    send("INVITE", in_strUser,
-         "v=0\r\no=- 1 1 IN IP4 " + m_strAddress + "\r\ns=-\r\nc=IN IP4 " + m_strAddress +
-             "\r\nt=0 0\r\nm=audio 6000 RTP/AVP " + in_strRtpMap.substr(0, in_strRtpMap.find(' ')) +
-             "\r\na=rtpmap:" + in_strRtpMap + "\r\n");
+    send("INVITE", in_strUser, describe(m_strAddress, in_strRtpMap));
+}
+
+std::string SipCaller::describe(const std::string& in_strAddress, const std::string& in_strRtpMap)
+{
+    return "v=0\r\no=- 1 1 IN IP4 " + in_strAddress + "\r\ns=-\r\nc=IN IP4 " + in_strAddress +
+           "\r\nt=0 0\r\nm=audio " + std::to_string(s_uiRtpPort) + " RTP/AVP " +
+           in_strRtpMap.substr(0, in_strRtpMap.find(' ')) + "\r\na=rtpmap:" + in_strRtpMap + "\r\n";
 }
 
 void SipCaller::repeat() const

@@ -16,8 +16,10 @@ namespace Velmora::Test
 class SipCaller
 {
   public:
-    /// `in_strAddress` and `in_uiPort` are those of the gateway. The caller uses the same address.
-    explicit SipCaller(const std::string& in_strAddress, std::uint16_t in_uiPort = 5060);
+    /// `in_strAddress` and `in_uiPort` are those of the gateway. The caller uses the same address,
+    /// and a free port if its own is 0.
+    explicit SipCaller(const std::string& in_strAddress, std::uint16_t in_uiPort = 5060,
+                       std::uint16_t in_uiOwnPort = 0);
 
     void setCallId(const std::string& in_strCallId) { m_strCallId = in_strCallId; }
     [[nodiscard]] const std::string& callId() const { return m_strCallId; }
@@ -27,8 +29,15 @@ class SipCaller
     void send(const std::string& in_strMethod, const std::string& in_strUser,
               const std::string& in_strBody = {});
 
-    /// Sends an INVITE that offers one encoding, such as "0 PCMU/8000".
+    /// Sends an INVITE that offers one encoding, such as "0 PCMU/8000", at `s_uiRtpPort`.
     void invite(const std::string& in_strUser, const std::string& in_strRtpMap = "0 PCMU/8000");
+
+    /// Describes a session with PCMU at an address, and at `s_uiRtpPort`.
+    [[nodiscard]] static std::string describe(const std::string& in_strAddress,
+                                              const std::string& in_strRtpMap = "0 PCMU/8000");
+
+    /// Where the caller receives RTP.
+    static constexpr std::uint16_t s_uiRtpPort = 6000;
 
     /// Sends arbitrary bytes, not necessarily SIP.
     void transmit(const std::string& in_strMessage);

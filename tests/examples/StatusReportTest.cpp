@@ -43,6 +43,7 @@ StatusReport busyGateway()
     report.calls.countRefusal(Refusal::OVERLOAD);
     report.uiCallsNow = 3;
     report.uiRtpPortsUsed = 3;
+    report.calls.uiRtpDropped = 4;
     report.uiRtpPorts = 5000;
     report.uiLogLines = 100;
     report.uiLogLinesLost = 1;
@@ -89,6 +90,7 @@ TEST(StatusReport, IsAnObjectOfJson)
                                           "not-acceptable": 0, "no-rtp-port": 0, "failure": 0}})"),
               json["calls"]);
     EXPECT_EQ(Json::parse(R"({"used": 3, "all": 5000})"), json["rtp-ports"]);
+    EXPECT_EQ(4, json["rtp-packets-dropped"]);
     EXPECT_EQ(Json::parse(R"({"lines": 100, "lines-lost": 1, "call-files-failed": 0})"),
               json["log"]);
     EXPECT_EQ("see the warnings of the start", json["configuration"]["verdict"]);
@@ -111,7 +113,7 @@ TEST(StatusReport, IsLinesForPeopleWhateverAnAlarmWrites)
         "gateway " GATEWAY_VERSION " : running, started 2026-09-21T14:13:20Z, up 1 d 01:01:01\n"
         "calls         : 3 now, 5 at once at most, 12 taken, 7 answered\n"
         "refused       : overload 2, busy 1\n"
-        "RTP ports     : 3 of 5000 in use\n"
+        "RTP ports     : 3 of 5000 in use, 4 packets of others dropped\n"
         "log           : 100 lines written, 1 lost, 0 files of calls incomplete\n"
         "configuration : see the warnings of the start : parameters 183, unknown-names 1, "
         "broken-rules 2\n"
@@ -181,6 +183,7 @@ with open(sys.argv[1], encoding="utf-8", errors="surrogateescape") as file:
           "gateway_calls_refused_total [('cause', 'failure')] 0.0\n",
           "gateway_rtp_ports [] 3.0\n",
           "gateway_rtp_ports_limit [] 5000.0\n",
+          "gateway_rtp_packets_dropped_total [] 4.0\n",
           "gateway_log_lines_total [] 100.0\n",
           "gateway_log_lines_lost_total [] 1.0\n",
           "gateway_call_files_failed_total [] 0.0\n",
