@@ -10,6 +10,7 @@
 #include "ProcessorUse.h"
 #include "ReadWatch.h"
 #include "SettingRules.h"
+#include "SipDatagrams.h"
 #include "StatusCommand.h"
 
 #include "velmora/config/RWGlobalConfig.h"
@@ -305,6 +306,7 @@ StatusReport Gateway::report(const UserAgent& in_userAgent) const
     report.calls = in_userAgent.statistics();
     report.uiCallsNow = in_userAgent.concurrentCalls();
     report.uiRtpPortsUsed = in_userAgent.rtpPorts().countUsed();
+    report.uiSipNotSent = SipDatagrams::countFailures();
     report.uiRtpPorts = m_settings->rtpPorts.pairs();
     return report;
 }

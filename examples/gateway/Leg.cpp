@@ -2,6 +2,7 @@
 
 #include "Leg.h"
 
+#include "SipDatagrams.h"
 #include "SipMethods.h"
 
 #include "velmora/logging/LogMacros.h"
@@ -11,6 +12,7 @@
 #include <sofia-sip/sip_status.h>
 #include <sofia-sip/sip_tag.h>
 
+#include <cstring>
 #include <memory>
 #include <stdexcept>
 #include <utility>
@@ -70,27 +72,43 @@ void Leg::refuse(int in_iStatus, const char* in_szPhrase) { reply(in_iStatus, in
 void Leg::reply(int in_iStatus, const char* in_szPhrase, const std::string& in_strDescription)
 {
     const bool bDescription = !in_strDescription.empty();
-    const int iReplied = nta_incoming_treply(
-        m_pInvite.get(), in_iStatus, in_szPhrase, SIPTAG_CONTACT(nta_agent_contact(m_pAgent)),
-        SIPTAG_SERVER_STR(m_strServer.c_str()), SIPTAG_ALLOW_STR(s_szAllowedMethods),
-        TAG_IF(bDescription, SIPTAG_CONTENT_TYPE_STR("application/sdp")),
-        TAG_IF(bDescription, SIPTAG_PAYLOAD_STR(in_strDescription.c_str())), TAG_END());
-    // The status shows whether the stack has accepted the answer, even if sending it failed.
-    if (iReplied < 0 && nta_incoming_status(m_pInvite.get()) < in_iStatus)
+    const int iError = SipDatagrams::errorOf(
+        [&]
+        {
+            nta_incoming_treply(
+                m_pInvite.get(), in_iStatus, in_szPhrase,
+                SIPTAG_CONTACT(nta_agent_contact(m_pAgent)), SIPTAG_SERVER_STR(m_strServer.c_str()),
+                SIPTAG_ALLOW_STR(s_szAllowedMethods),
+                TAG_IF(bDescription, SIPTAG_CONTENT_TYPE_STR("application/sdp")),
+                TAG_IF(bDescription, SIPTAG_PAYLOAD_STR(in_strDescription.c_str())), TAG_END());
+        });
+    // The stack returns success if it has no memory, but keeps the former status.
+    if (nta_incoming_status(m_pInvite.get()) < in_iStatus)
         throw std::runtime_error("an answer cannot be sent");
-    VELMORA_LOG_INFO(in_iStatus << ' ' << in_szPhrase << " sent");
+    logSent(std::to_string(in_iStatus) + ' ' + in_szPhrase, iError);
+}
+
+void Leg::logSent(const std::string& in_strWhat, int in_iError)
+{
+    if (in_iError == 0)
+        VELMORA_LOG_INFO(in_strWhat << " sent");
+    else
+        VELMORA_LOG_WARN(in_strWhat << " is not sent : " << std::strerror(in_iError)
+                                    << "; it is repeated as if the network had lost it");
 }
 
 void Leg::hangUp()
 {
-    m_pBye.reset(nta_outgoing_tcreate(
-        m_pDialog.get(), StackCallback<&Leg::handleAnswerToBye>::answer, StackContext(this),
-        nullptr, SIP_METHOD_BYE, nullptr, SIPTAG_USER_AGENT_STR(m_strServer.c_str()), TAG_END()));
+    const int iError = SipDatagrams::errorOf(
+        [this]
+        {
+            m_pBye.reset(nta_outgoing_tcreate(
+                m_pDialog.get(), StackCallback<&Leg::handleAnswerToBye>::answer, StackContext(this),
+                nullptr, SIP_METHOD_BYE, nullptr, SIPTAG_USER_AGENT_STR(m_strServer.c_str()),
+                TAG_END()));
+        });
     if (m_pBye != nullptr)
-    {
-        VELMORA_LOG_INFO("BYE sent");
-        return;
-    }
+        return logSent("BYE", iError);
     VELMORA_LOG_WARN("no BYE can be sent to the contact of the caller");
     m_onEvent(Event::DISCONNECTED);
 }

@@ -74,6 +74,7 @@ class Leg : public Velmora::ObjectWithLogger<Velmora::CallLogger>
     void handleAckOrCancel(const sip_t* in_pSip);
     void handleAnswerToBye(const sip_t* in_pSip);
     void reply(int in_iStatus, const char* in_szPhrase, const std::string& in_strDescription = {});
+    void logSent(const std::string& in_strWhat, int in_iError);
 
     nta_agent_t* m_pAgent;
     StackPointer<nta_leg_t> m_pDialog;

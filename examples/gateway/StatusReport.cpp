@@ -292,6 +292,7 @@ std::string StatusReport::toJson() const
                         {"refused", refusals}}},
                       {"rtp-ports", {{"used", uiRtpPortsUsed}, {"all", uiRtpPorts}}},
                       {"rtp-packets-dropped", calls.uiRtpDropped},
+                      {"sip-not-sent", uiSipNotSent},
                       {"log",
                        {{"lines", uiLogLines},
                         {"lines-lost", uiLogLinesLost},
@@ -319,6 +320,8 @@ std::string StatusReport::toPrometheus() const
                  uiLogLinesLost);
     metrics.only("call_files_failed_total", "counter",
                  "Files of calls that have no or not all lines.", uiCallFilesFailed);
+    metrics.only("sip_not_sent_total", "counter", "Datagrams of SIP that could not be sent.",
+                 uiSipNotSent);
     writeConfiguration(*this, metrics);
     writeAlarms(*this, metrics);
     return std::move(metrics).text();
@@ -339,8 +342,9 @@ try
     writeCounts(calls.at("refused"), text);
     text << "\nRTP ports     : " << report.at("rtp-ports").at("used") << " of "
          << report.at("rtp-ports").at("all") << " in use, " << report.at("rtp-packets-dropped")
-         << " packets of others dropped\nlog           : " << log.at("lines") << " lines written, "
-         << log.at("lines-lost") << " lost, " << log.at("call-files-failed")
+         << " packets of others dropped\nSIP           : " << report.at("sip-not-sent")
+         << " datagrams could not be sent\nlog           : " << log.at("lines")
+         << " lines written, " << log.at("lines-lost") << " lost, " << log.at("call-files-failed")
          << " files of calls incomplete\nconfiguration : "
          << shown(report.at("configuration").at("verdict")) << " : ";
     writeCounts(report.at("configuration"), text);

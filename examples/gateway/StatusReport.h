@@ -36,6 +36,7 @@ struct StatusReport
     std::size_t uiCallsNow = 0;
     std::size_t uiRtpPortsUsed = 0;
     std::size_t uiRtpPorts = 0;
+    std::uint64_t uiSipNotSent = 0;
 
     std::uint64_t uiLogLines = 0;
     std::uint64_t uiLogLinesLost = 0;

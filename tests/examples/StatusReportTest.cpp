@@ -44,6 +44,7 @@ StatusReport busyGateway()
     report.uiCallsNow = 3;
     report.uiRtpPortsUsed = 3;
     report.calls.uiRtpDropped = 4;
+    report.uiSipNotSent = 6;
     report.uiRtpPorts = 5000;
     report.uiLogLines = 100;
     report.uiLogLinesLost = 1;
@@ -91,6 +92,7 @@ TEST(StatusReport, IsAnObjectOfJson)
               json["calls"]);
     EXPECT_EQ(Json::parse(R"({"used": 3, "all": 5000})"), json["rtp-ports"]);
     EXPECT_EQ(4, json["rtp-packets-dropped"]);
+    EXPECT_EQ(6, json["sip-not-sent"]);
     EXPECT_EQ(Json::parse(R"({"lines": 100, "lines-lost": 1, "call-files-failed": 0})"),
               json["log"]);
     EXPECT_EQ("see the warnings of the start", json["configuration"]["verdict"]);
@@ -114,6 +116,7 @@ TEST(StatusReport, IsLinesForPeopleWhateverAnAlarmWrites)
         "calls         : 3 now, 5 at once at most, 12 taken, 7 answered\n"
         "refused       : overload 2, busy 1\n"
         "RTP ports     : 3 of 5000 in use, 4 packets of others dropped\n"
+        "SIP           : 6 datagrams could not be sent\n"
         "log           : 100 lines written, 1 lost, 0 files of calls incomplete\n"
         "configuration : see the warnings of the start : parameters 183, unknown-names 1, "
         "broken-rules 2\n"
@@ -184,6 +187,7 @@ with open(sys.argv[1], encoding="utf-8", errors="surrogateescape") as file:
           "gateway_rtp_ports [] 3.0\n",
           "gateway_rtp_ports_limit [] 5000.0\n",
           "gateway_rtp_packets_dropped_total [] 4.0\n",
+          "gateway_sip_not_sent_total [] 6.0\n",
           "gateway_log_lines_total [] 100.0\n",
           "gateway_log_lines_lost_total [] 1.0\n",
           "gateway_call_files_failed_total [] 0.0\n",

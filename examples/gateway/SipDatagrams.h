@@ -1,0 +1,30 @@
+// SPDX-License-Identifier: BSD-2-Clause
+
+#pragma once
+
+#include <cstdint>
+#include <functional>
+
+namespace GatewayExample
+{
+
+/// The datagrams that the SIP stack sends. One that the system refuses to send is lost for the
+/// stack as one that the network loses, so its transaction repeats it (RFC 3261, 17). Without this,
+/// the stack would end the transaction.
+///
+/// A failure is logged at WARN to "keswardin.gateway.SipDatagrams", once a second at most.
+///
+/// Thread-safety: all functions belong to the thread of the event loop.
+namespace SipDatagrams
+{
+
+/// Runs a function in which the stack may send a datagram. Returns the reason (`errno`) if the last
+/// one was not sent, otherwise 0.
+int errorOf(const std::function<void()>& in_send);
+
+/// The number of datagrams that could not be sent since the process was started.
+[[nodiscard]] std::uint64_t countFailures();
+
+} // namespace SipDatagrams
+
+} // namespace GatewayExample
