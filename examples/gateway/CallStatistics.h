@@ -12,7 +12,11 @@ namespace GatewayExample
 /// Why the gateway refused a call.
 enum class Refusal
 {
-    OVERLOAD,       ///< There were too many calls at once.
+    OVERLOAD,       ///< There were too many calls at once, as the monitor of calls has it.
+    CALLS,          ///< There were as many calls at once as are allowed.
+    SOURCE_RATE,    ///< The caller's address made too many new calls.
+    MEMORY,         ///< The gateway used too much memory.
+    TOO_LONG,       ///< A header of the INVITE was too long.
     STOPPING,       ///< The gateway was about to stop.
     BUSY,           ///< The called party was busy.
     NO_ANSWER,      ///< The called party has not answered in time.
@@ -22,8 +26,9 @@ enum class Refusal
 };
 
 /// The name of each, as reports have it.
-inline constexpr std::array<const char*, 7> s_refusalNames{
-    "overload", "stopping", "busy", "no-answer", "not-acceptable", "no-rtp-port", "failure"};
+inline constexpr std::array<const char*, 11> s_refusalNames{
+    "overload", "calls-limit", "source-limit",   "memory-limit", "header-too-long", "stopping",
+    "busy",     "no-answer",   "not-acceptable", "no-rtp-port",  "failure"};
 
 /// Counts of calls since the start. They only grow.
 struct CallStatistics

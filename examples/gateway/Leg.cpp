@@ -7,13 +7,11 @@
 
 #include "velmora/logging/LogMacros.h"
 
-#include <sofia-sip/msg_addr.h>
 #include <sofia-sip/nta_tag.h>
 #include <sofia-sip/sip_status.h>
 #include <sofia-sip/sip_tag.h>
 
 #include <cstring>
-#include <memory>
 #include <stdexcept>
 #include <utility>
 
@@ -46,17 +44,6 @@ Leg::Leg(nta_agent_t* in_pAgent, nta_incoming_t* in_pInvite, const sip_t* in_pSi
     nta_incoming_bind(m_pInvite.get(), StackCallback<&Leg::handleAckOrCancel>::ackOrCancel,
                       StackContext(this));
     VELMORA_LOG_INFO("INVITE received : CSeq = " << in_pSip->sip_cseq->cs_seq);
-}
-
-SocketAddress Leg::source() const
-{
-    const std::unique_ptr<msg_t, decltype(&msg_destroy)> pMessage(
-        nta_incoming_getrequest(m_pInvite.get()), &msg_destroy);
-    su_sockaddr_t source{};
-    socklen_t uiSize = sizeof(source);
-    if (pMessage == nullptr || msg_get_address(pMessage.get(), &source, &uiSize) < 0)
-        return {};
-    return {&source.su_sa, uiSize};
 }
 
 void Leg::proceed()

@@ -2,7 +2,7 @@
 
 #pragma once
 
-#include "SocketAddress.h"
+#include "SipMethods.h"
 #include "StackCallback.h"
 #include "StackPointer.h"
 
@@ -41,7 +41,7 @@ class Leg : public Velmora::ObjectWithLogger<Velmora::CallLogger>
     Leg& operator=(const Leg&) = delete;
 
     /// Returns where the INVITE came from.
-    [[nodiscard]] SocketAddress source() const;
+    [[nodiscard]] SocketAddress source() const { return sourceOf(m_pInvite.get()); }
     /// Returns the session description of the ACK; empty if it had none, or has not arrived.
     [[nodiscard]] const std::string& ackDescription() const { return m_strAckDescription; }
 

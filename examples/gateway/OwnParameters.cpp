@@ -39,6 +39,32 @@ constexpr ProgramParameter s_parameters[] = {
      .szDefault = "3",
      .szLowest = "1",
      .szDescription = "The number of counts required to compute the average"},
+    {.szName = OwnParameters::s_szMostCalls,
+     .type = ParameterValue::INT_TYPE,
+     .szDefault = "5000",
+     .szLowest = "0",
+     .szDescription = "The largest number of calls at once. More are refused with 503. 0 is no "
+                      "limit"},
+    {.szName = OwnParameters::s_szNewFromOneSource,
+     .type = ParameterValue::INT_TYPE,
+     .szDefault = "0",
+     .szLowest = "0",
+     .szHighest = "1000000",
+     .szDescription = "How many new calls a second one IP address may make, and how many at once. "
+                      "More are refused with 503. 0 is no limit, which a gateway needs to which "
+                      "one proxy passes all calls"},
+    {.szName = OwnParameters::s_szMemoryLimit,
+     .type = ParameterValue::INT_TYPE,
+     .szDefault = "1024",
+     .szLowest = "0",
+     .szDescription = "The resident memory of the gateway in MB above which new calls are refused "
+                      "with 503. 0 is no limit"},
+    {.szName = OwnParameters::s_szHeaderLimit,
+     .type = ParameterValue::INT_TYPE,
+     .szDefault = "1024",
+     .szLowest = "0",
+     .szDescription = "The length in bytes of a request's line, Via, From, To, Call-ID, CSeq, "
+                      "Contact or Record-Route. A longer one is refused with 513. 0 is no limit"},
     {.szName = OwnParameters::s_szStatusSocket,
      .type = ParameterValue::STRING_TYPE,
      .szDescription = "The path of the Unix socket at which gateway --status asks the running "

@@ -15,6 +15,16 @@ inline constexpr const char* s_szCallMonitor = "gateway.calls.monitor";
 /// The seconds after which a caller that was refused for overload may try again.
 inline constexpr const char* s_szRetryAfter = "gateway.calls.retryAfterSec";
 
+// Limits; 0 is none.
+/// Calls at once.
+inline constexpr const char* s_szMostCalls = "gateway.calls.most";
+/// New calls a second from one address.
+inline constexpr const char* s_szNewFromOneSource = "gateway.calls.newFromOneSourcePerSec";
+/// The memory of the process in MB.
+inline constexpr const char* s_szMemoryLimit = "gateway.memory.limitMB";
+/// The length in bytes of a header of a request.
+inline constexpr const char* s_szHeaderLimit = "gateway.sip.longestHeader";
+
 /// The path of the socket at which a running gateway is asked for its status.
 inline constexpr const char* s_szStatusSocket = "gateway.status.socket";
 

@@ -96,8 +96,14 @@ class Checker
         m_config.getFloatParameter(in_strName.c_str(), fValue);
         return fValue;
     }
-    /// Returns the number of calls at once from which on calls are refused, 0 if none is.
-    [[nodiscard]] float mostCalls() const;
+    /// A number of calls at once from which on calls are refused, and the parameter that sets it.
+    struct MostCalls
+    {
+        float fCalls = 0;
+        std::string strName;
+    };
+    /// Returns the lower one of the two limits; 0 if no call is refused.
+    [[nodiscard]] MostCalls mostCalls() const;
 
     const ROConfiguration& m_config;
     std::vector<BrokenRule> m_broken;
@@ -108,11 +114,18 @@ class Checker
     std::optional<PortRange> m_rtpPorts;
 };
 
-float Checker::mostCalls() const
+Checker::MostCalls Checker::mostCalls() const
 {
     const std::string strPrefix = OwnParameters::s_szCallMonitor;
     const std::string strPeriod = strPrefix + ".monitoringPeriodInMs";
-    return intOf(strPeriod.c_str()) > 0 ? floatOf(strPrefix + ".setAlarmThreshold") : 0;
+    const MostCalls limit{static_cast<float>(intOf(OwnParameters::s_szMostCalls)),
+                          OwnParameters::s_szMostCalls};
+    const std::string strThreshold = strPrefix + ".setAlarmThreshold";
+    const MostCalls threshold{intOf(strPeriod.c_str()) > 0 ? floatOf(strThreshold) : 0,
+                              strThreshold};
+    const bool bLimit =
+        threshold.fCalls <= 0 || (limit.fCalls > 0 && limit.fCalls < threshold.fCalls);
+    return bLimit ? limit : threshold;
 }
 
 void Checker::checkTypes()
@@ -126,6 +139,11 @@ void Checker::checkTypes()
           CallParameters::s_szDisconnectingTimeout, CallParameters::s_szRxStartTimeout})
         attempt(szRule,
                 [this, szName] { static_cast<void>(requiredPositiveInt(m_config, szName)); });
+    for (const char* const szName :
+         {OwnParameters::s_szMostCalls, OwnParameters::s_szNewFromOneSource,
+          OwnParameters::s_szMemoryLimit, OwnParameters::s_szHeaderLimit})
+        attempt(szRule,
+                [this, szName] { static_cast<void>(Settings::readLimit(m_config, szName)); });
 }
 
 void Checker::checkSipAddresses()
@@ -274,14 +292,13 @@ void Checker::checkThresholds()
 
 void Checker::checkCapacity()
 {
-    const float fCalls = mostCalls();
-    const std::string strName = std::string(OwnParameters::s_szCallMonitor) + ".setAlarmThreshold";
+    const auto [fCalls, strName] = mostCalls();
     if (m_rtpPorts && m_rtpPorts->pairs() < fCalls)
         warn("too-few-ports",
              {Settings::s_szRtpPorts, requiredString(m_config, Settings::s_szRtpPorts),
               "it has ports for " + std::to_string(m_rtpPorts->pairs()) + " calls, but " + strName +
                   " = " + text(fCalls) + " ; write a range of " + text(std::ceil(2.0 * fCalls)) +
-                  " ports, or a lower threshold"});
+                  " ports, or a lower number of calls"});
     rlimit limit{};
     const double dNeeded = std::ceil(fCalls * s_dDescriptorsOfACall + s_dOtherDescriptors);
     if (fCalls > 0 && getrlimit(RLIMIT_NOFILE, &limit) == 0 &&
@@ -291,7 +308,7 @@ void Checker::checkCapacity()
               "calls up to this number need " + text(dNeeded) +
                   " descriptors, and the process may have " + std::to_string(limit.rlim_cur) +
                   " ; raise the limit (LimitNOFILE of systemd, "
-                  "ulimit -n), or write a lower threshold"});
+                  "ulimit -n), or write a lower number of calls"});
 }
 
 std::vector<BrokenRule> Checker::checkAll() &&

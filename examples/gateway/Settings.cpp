@@ -65,6 +65,16 @@ std::vector<SipAddress> Settings::readSipAddresses(const ROConfiguration& in_con
     return addresses;
 }
 
+std::size_t Settings::readLimit(const ROConfiguration& in_config, const char* in_szName)
+{
+    int iValue = 0;
+    in_config.getIntParameter(in_szName, iValue);
+    if (iValue < 0)
+        throw BadSetting(in_szName, std::to_string(iValue),
+                         "it must be above 0, or 0 for no limit");
+    return static_cast<std::size_t>(iValue);
+}
+
 PortRange Settings::readRtpPorts(const ROConfiguration& in_config)
 {
     const std::string strValue = requiredString(in_config, s_szRtpPorts);
@@ -84,6 +94,11 @@ Settings::Settings(const ROConfiguration& in_config)
       timerT1(duration(in_config, s_szTimerT1)), timerT2(duration(in_config, s_szTimerT2)),
       transactionLifetime(duration(in_config, s_szTransactionLifetime)),
       retryAfter(duration<std::chrono::seconds>(in_config, OwnParameters::s_szRetryAfter)),
+      admission{
+          readLimit(in_config, OwnParameters::s_szMostCalls),
+          static_cast<unsigned int>(readLimit(in_config, OwnParameters::s_szNewFromOneSource)),
+          readLimit(in_config, OwnParameters::s_szMemoryLimit)},
+      uiLongestHeader(readLimit(in_config, OwnParameters::s_szHeaderLimit)),
       strRtpAddress(requiredString(in_config, s_szRtpAddress)), rtpPorts(readRtpPorts(in_config)),
       encodings(readList(in_config, s_szEncodings)),
       strStatusSocket(optionalString(in_config, OwnParameters::s_szStatusSocket)),

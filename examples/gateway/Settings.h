@@ -2,12 +2,14 @@
 
 #pragma once
 
+#include "Admission.h"
 #include "PortRange.h"
 #include "SipAddress.h"
 
 #include "velmora/config/Configuration.h"
 
 #include <chrono>
+#include <cstddef>
 #include <string>
 #include <vector>
 
@@ -37,6 +39,9 @@ struct Settings
     [[nodiscard]] static std::vector<SipAddress>
     readSipAddresses(const Velmora::ROConfiguration& in_config);
     [[nodiscard]] static PortRange readRtpPorts(const Velmora::ROConfiguration& in_config);
+    /// Reads a number of which 0, or none, is no limit.
+    [[nodiscard]] static std::size_t readLimit(const Velmora::ROConfiguration& in_config,
+                                               const char* in_szName);
     /// Splits a value at its commas and removes the blanks around the parts.
     [[nodiscard]] static std::vector<std::string>
     readList(const Velmora::ROConfiguration& in_config, const char* in_szName);
@@ -51,6 +56,10 @@ struct Settings
     std::chrono::milliseconds transactionLifetime;
     /// The time after which a caller that is refused for overload may try again.
     std::chrono::seconds retryAfter;
+
+    AdmissionLimits admission;
+    /// The length in bytes of a request's headers; 0 is no limit.
+    std::size_t uiLongestHeader = 0;
 
     /// The IP address at which RTP is received.
     std::string strRtpAddress;

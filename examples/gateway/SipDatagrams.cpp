@@ -16,6 +16,7 @@
 #include <numeric>
 #include <optional>
 #include <span>
+#include <utility>
 
 #include <sys/socket.h>
 #include <sys/uio.h>
@@ -66,6 +67,39 @@ ssize_t send(int in_iSocket, const msghdr& in_message, int in_iFlags)
     return iSent;
 }
 
+/// Sends a datagram, and reports a failure. Returns false if the buffer of the socket is full.
+bool sendOrReport(int in_iSocket, const msghdr& in_message, int in_iFlags)
+{
+    if (send(in_iSocket, in_message, in_iFlags) >= 0)
+        return true;
+    const int iError = errno;
+    if (iError == EAGAIN)
+        return false;
+    Velmora::withoutThrowing(
+        liveFileScopeLogger(), "a failure to send SIP is not logged",
+        [&in_message, iError]
+        {
+            const auto* const pTo = static_cast<const sockaddr*>(in_message.msg_name);
+            reportFailure(pTo != nullptr ? SocketAddress(pTo, in_message.msg_namelen)
+                                         : SocketAddress(),
+                          iError);
+        });
+    return true;
+}
+
+SipDatagrams::Filter s_filter;
+int s_iReceivedAt = -1;
+
+/// Returns whether the filter has done what is to be done with a datagram.
+bool isDone(std::string_view in_strDatagram, const SocketAddress& in_source)
+{
+    bool bDone = false;
+    if (s_filter)
+        Velmora::withoutThrowing(liveFileScopeLogger(), "a datagram is not filtered",
+                                 [&] { bDone = s_filter(in_strDatagram, in_source); });
+    return bDone;
+}
+
 } // namespace
 
 int SipDatagrams::errorOf(const std::function<void()>& in_send)
@@ -77,14 +111,27 @@ int SipDatagrams::errorOf(const std::function<void()>& in_send)
 
 std::uint64_t SipDatagrams::countFailures() { return s_uiFailures; }
 
+void SipDatagrams::setFilter(Filter in_filter) { s_filter = std::move(in_filter); }
+
+void SipDatagrams::reply(const std::string& in_strText, const SocketAddress& in_to)
+{
+    iovec part{const_cast<char*>(in_strText.data()), in_strText.size()};
+    msghdr message{};
+    message.msg_name = const_cast<sockaddr*>(in_to.data());
+    message.msg_namelen = in_to.size();
+    message.msg_iov = &part;
+    message.msg_iovlen = 1;
+    sendOrReport(s_iReceivedAt, message, MSG_NOSIGNAL);
+}
+
 } // namespace GatewayExample
 
-// The SIP stack calls this function instead of its own one.
+// The SIP stack calls these functions instead of its own ones.
+
 extern "C" [[gnu::visibility("default")]] issize_t
 su_vsend(su_socket_t in_iSocket, const su_iovec_t in_parts[], isize_t in_iParts, int in_iFlags,
          const su_sockaddr_t* in_pTo, socklen_t in_uiToSize)
 {
-    using namespace GatewayExample;
     const std::span parts(reinterpret_cast<const iovec*>(in_parts),
                           static_cast<std::size_t>(in_iParts));
     msghdr message{};
@@ -92,20 +139,35 @@ su_vsend(su_socket_t in_iSocket, const su_iovec_t in_parts[], isize_t in_iParts,
     message.msg_namelen = in_pTo != nullptr ? in_uiToSize : 0;
     message.msg_iov = const_cast<iovec*>(parts.data());
     message.msg_iovlen = parts.size();
-    const ssize_t iSent = send(in_iSocket, message, in_iFlags);
-    const int iError = errno;
     // The stack keeps what a full buffer does not take, and sends it later.
-    if (iSent >= 0 || iError == EAGAIN)
-        return iSent;
-    Velmora::withoutThrowing(liveFileScopeLogger(), "a failure to send SIP is not logged",
-                             [in_pTo, in_uiToSize, iError]
-                             {
-                                 reportFailure(in_pTo != nullptr
-                                                   ? SocketAddress(&in_pTo->su_sa, in_uiToSize)
-                                                   : SocketAddress(),
-                                               iError);
-                             });
+    if (!GatewayExample::sendOrReport(in_iSocket, message, in_iFlags))
+        return -1;
     return std::accumulate(parts.begin(), parts.end(), issize_t{0},
                            [](issize_t in_iSum, const iovec& in_part)
                            { return in_iSum + static_cast<issize_t>(in_part.iov_len); });
+}
+
+extern "C" [[gnu::visibility("default")]] issize_t
+su_vrecv(su_socket_t in_iSocket, su_iovec_t in_parts[], isize_t in_iParts, int in_iFlags,
+         su_sockaddr_t* out_pFrom, socklen_t* inout_pFromSize)
+{
+    using namespace GatewayExample;
+    msghdr message{};
+    message.msg_name = out_pFrom;
+    message.msg_namelen = out_pFrom != nullptr ? *inout_pFromSize : 0;
+    message.msg_iov = reinterpret_cast<iovec*>(in_parts);
+    message.msg_iovlen = static_cast<std::size_t>(in_iParts);
+    const ssize_t iReceived = recvmsg(in_iSocket, &message, in_iFlags);
+    if (inout_pFromSize != nullptr)
+        *inout_pFromSize = message.msg_namelen;
+    if (iReceived <= 0 || in_iParts != 1 || out_pFrom == nullptr)
+        return iReceived;
+    s_iReceivedAt = in_iSocket;
+    const std::string_view strDatagram(static_cast<const char*>(message.msg_iov->iov_base),
+                                       static_cast<std::size_t>(iReceived));
+    if (!isDone(strDatagram, SocketAddress(&out_pFrom->su_sa, message.msg_namelen)))
+        return iReceived;
+    // As if there had been none.
+    errno = EAGAIN;
+    return -1;
 }

@@ -2,9 +2,12 @@
 
 #pragma once
 
+#include "SocketAddress.h"
+
 #include <sofia-sip/nta.h>
 
 #include <chrono>
+#include <cstddef>
 #include <string>
 
 namespace GatewayExample
@@ -23,6 +26,15 @@ int replyOverloaded(nta_incoming_t* in_pRequest, const std::string& in_strServer
 
 /// Refuses a request whose method the gateway does not support. Returns the status.
 int replyNotAllowed(nta_incoming_t* in_pRequest, const std::string& in_strServer);
+
+/// Refuses a request that has a header which is too long. Returns the status.
+int replyTooLong(nta_incoming_t* in_pRequest, const std::string& in_strServer);
+
+/// Returns the length of the longest header that is kept with a call or a transaction.
+[[nodiscard]] std::size_t longestKeptHeader(const sip_t& in_sip);
+
+/// Returns where a request came from.
+[[nodiscard]] SocketAddress sourceOf(nta_incoming_t* in_pRequest);
 
 /// Returns the body of a message; empty if it has none.
 std::string payloadOf(const sip_t& in_sip);

@@ -4,6 +4,7 @@
 
 #include <algorithm>
 #include <array>
+#include <cstddef>
 #include <cstring>
 
 #include <arpa/inet.h>
@@ -71,6 +72,21 @@ std::uint16_t SocketAddress::port() const
 {
     return ntohs(m_address.ss_family == AF_INET6 ? asIPv6(m_address).sin6_port
                                                  : asIPv4(m_address).sin_port);
+}
+
+void SocketAddress::setPort(std::uint16_t in_uiPort)
+{
+    // Both families have the port at the same place.
+    static_assert(offsetof(sockaddr_in, sin_port) == offsetof(sockaddr_in6, sin6_port));
+    reinterpret_cast<sockaddr_in&>(m_address).sin_port = htons(in_uiPort);
+}
+
+std::uint64_t SocketAddress::net() const
+{
+    const in6_addr host = hostOf(m_address);
+    std::uint64_t uiNet = 0;
+    std::memcpy(&uiNet, &host.s6_addr[IN6_IS_ADDR_V4MAPPED(&host) ? 8 : 0], sizeof(uiNet));
+    return uiNet;
 }
 
 std::string SocketAddress::hostText() const

@@ -28,6 +28,11 @@ class SocketAddress
     /// Returns whether both have the same IP address, whatever the ports.
     [[nodiscard]] bool hasHostOf(const SocketAddress& in_other) const;
 
+    /// Returns a number that is the same for one IPv4 address, or for one net of IPv6 with 64 bits.
+    [[nodiscard]] std::uint64_t net() const;
+    [[nodiscard]] std::uint16_t port() const;
+    void setPort(std::uint16_t in_uiPort);
+
     /// Returns a text such as "10.0.0.1" or "[::1]".
     [[nodiscard]] std::string hostText() const;
     /// Returns a text such as "10.0.0.1:6000" or "[::1]:6000".
@@ -45,8 +50,6 @@ class SocketAddress
     }
 
   private:
-    [[nodiscard]] std::uint16_t port() const;
-
     sockaddr_storage m_address{};
     socklen_t m_uiSize = 0;
 };

@@ -2,17 +2,25 @@
 
 #include "UserAgent.h"
 
+#include "NewInvite.h"
+#include "SipDatagrams.h"
 #include "SipMethods.h"
 
 #include "velmora/logging/LogMacros.h"
 #include "velmora/logging/WithoutThrowing.h"
 
+#include <sofia-sip/msg.h>
 #include <sofia-sip/nta_tag.h>
 #include <sofia-sip/sip_status.h>
 #include <sofia-sip/sip_tag.h>
 
 #include <algorithm>
+#include <array>
+#include <charconv>
+#include <functional>
+#include <random>
 #include <stdexcept>
+#include <utility>
 
 using namespace Velmora;
 
@@ -27,13 +35,33 @@ unsigned int milliseconds(std::chrono::milliseconds in_time)
     return static_cast<unsigned int>(in_time.count());
 }
 
+std::size_t hashOf(std::string_view in_strText)
+{
+    return std::hash<std::string_view>()(in_strText);
+}
+
+std::string hex(std::size_t in_uiNumber)
+{
+    std::array<char, 2 * sizeof(in_uiNumber)> text{};
+    const auto end = std::to_chars(text.data(), text.data() + text.size(), in_uiNumber, 16);
+    return {text.data(), end.ptr};
+}
+
+/// Returns a text that nobody can guess, so that tags differ from those of other gateways.
+std::string makeTagBegin()
+{
+    std::random_device random;
+    return "refused-" + hex(std::size_t{random()} << 32 | random()) + '-';
+}
+
 } // namespace
 
 UserAgent::UserAgent(EventLoop& in_loop, const Settings& in_settings,
                      const TSHandle<ROConfiguration>& in_hConfig, const LoadMonitor& in_callMonitor,
                      std::chrono::milliseconds in_answerAfter)
     : ObjectWithLogger(std::string("keswardin.gateway.UserAgent")), m_loop(in_loop),
-      m_settings(in_settings), m_callMonitor(in_callMonitor)
+      m_settings(in_settings), m_callMonitor(in_callMonitor), m_admission(in_settings.admission),
+      m_strTagBegin(makeTagBegin())
 {
     m_callParameters.setConfiguration(in_hConfig);
     for (const SipAddress& address : m_settings.sipAddresses)
@@ -42,6 +70,8 @@ UserAgent::UserAgent(EventLoop& in_loop, const Settings& in_settings,
                          NTATAG_SIP_T1(milliseconds(m_settings.timerT1)),
                          NTATAG_SIP_T2(milliseconds(m_settings.timerT2)),
                          NTATAG_SIP_T1X64(milliseconds(m_settings.transactionLifetime)),
+                         // Keeps the lengths of headers.
+                         NTATAG_SIPFLAGS(MSG_DO_EXTRACT_COPY),
                          // Refuses the second copy of an INVITE that arrives on two paths (RFC
                          // 3261, 8.2.2.2).
                          NTATAG_MERGE_482(1), TAG_END());
@@ -53,7 +83,11 @@ UserAgent::UserAgent(EventLoop& in_loop, const Settings& in_settings,
     m_pContext = std::make_unique<CallContext>(CallContext{m_loop, m_settings, m_callParameters,
                                                            m_pAgent.get(), in_answerAfter,
                                                            RtpPorts(m_settings.rtpPorts)});
+    SipDatagrams::setFilter([this](std::string_view in_strDatagram, const SocketAddress& in_source)
+                            { return refuseWithoutStack(in_strDatagram, in_source); });
 }
+
+UserAgent::~UserAgent() { SipDatagrams::setFilter({}); }
 
 void UserAgent::listen(const std::string& in_strURL)
 {
@@ -103,6 +137,12 @@ int UserAgent::handleRequest(nta_incoming_t* in_pRequest, const sip_t& in_sip)
     VELMORA_LOG_DEBUG(in_sip.sip_request->rq_method_name << " received");
     if (method == sip_method_ack)
         return 0;
+    if (m_settings.uiLongestHeader != 0 && longestKeptHeader(in_sip) > m_settings.uiLongestHeader)
+    {
+        if (method == sip_method_invite)
+            countRefusal(Refusal::TOO_LONG, in_sip.sip_call_id->i_id);
+        return replyTooLong(in_pRequest, m_settings.strUserAgentName);
+    }
     // A request with our tag belongs to a dialog. Requests of existing dialogs go to their `Leg`,
     // so this dialog does not exist. A CANCEL of a pending INVITE goes there, too.
     if (in_sip.sip_to->a_tag != nullptr || method == sip_method_cancel)
@@ -116,35 +156,74 @@ int UserAgent::handleRequest(nta_incoming_t* in_pRequest, const sip_t& in_sip)
         m_pContext->statistics.countRefusal(Refusal::STOPPING);
         return 503;
     }
-    return m_callMonitor.isOverloaded() ? refuseForOverload(in_pRequest, in_sip)
-                                        : handleInvite(in_pRequest, in_sip);
+    const bool bAdmitted = std::exchange(m_bAdmitted, false);
+    const std::optional<Refusal> refusal =
+        bAdmitted ? std::nullopt : refusalOf(sourceOf(in_pRequest));
+    if (!refusal)
+        return handleInvite(in_pRequest, in_sip);
+    countRefusal(*refusal, in_sip.sip_call_id->i_id);
+    return replyOverloaded(in_pRequest, m_settings.strUserAgentName, m_settings.retryAfter);
 }
 
-int UserAgent::refuseForOverload(nta_incoming_t* in_pInvite, const sip_t& in_sip)
+std::optional<Refusal> UserAgent::refusalOf(const SocketAddress& in_source)
 {
-    m_pContext->statistics.countRefusal(Refusal::OVERLOAD);
-    // Logged at DEBUG, which is normally off: there may be many of them when the gateway is
-    // overloaded.
-    VELMORA_LOG_DEBUG("refused for overload : call " << in_sip.sip_call_id->i_id
-                                                     << ", calls at once = " << concurrentCalls());
-    return replyOverloaded(in_pInvite, m_settings.strUserAgentName, m_settings.retryAfter);
+    if (m_callMonitor.isOverloaded())
+        return Refusal::OVERLOAD;
+    return m_admission.refuses(in_source, concurrentCalls(), std::chrono::steady_clock::now());
+}
+
+void UserAgent::countRefusal(Refusal in_refusal, std::string_view in_strCallId)
+{
+    m_pContext->statistics.countRefusal(in_refusal);
+    // Logged at DEBUG, which is normally off: there may be many of them.
+    VELMORA_LOG_DEBUG("refused for " << s_refusalNames[static_cast<std::size_t>(in_refusal)]
+                                     << " : call " << in_strCallId
+                                     << ", calls at once = " << concurrentCalls());
+}
+
+bool UserAgent::refuseWithoutStack(std::string_view in_strDatagram, const SocketAddress& in_source)
+{
+    m_bAdmitted = false;
+    if (isAckWithTag(in_strDatagram, m_strTagBegin))
+        return true;
+    const std::optional<NewInvite> invite =
+        m_bEnding ? std::nullopt : NewInvite::read(in_strDatagram);
+    // A repeated INVITE of a call belongs to its transaction.
+    if (!invite || m_callIds.contains(hashOf(invite->callId())))
+        return false;
+    const std::optional<Refusal> refusal = refusalOf(in_source);
+    m_bAdmitted = !refusal;
+    if (!refusal)
+        return false;
+    countRefusal(*refusal, invite->callId());
+    SipDatagrams::reply(invite->refusal(in_source, m_strTagBegin + hex(invite->transaction()),
+                                        m_settings.strUserAgentName, m_settings.retryAfter),
+                        invite->destination(in_source));
+    return true;
 }
 
 int UserAgent::handleInvite(nta_incoming_t* in_pInvite, const sip_t& in_sip)
 {
     auto it = m_calls.end();
+    auto callId = m_callIds.end();
     try
     {
         m_callParameters.flush();
         it = m_calls.emplace(it);
+        callId = m_callIds.insert(hashOf(in_sip.sip_call_id->i_id));
         *it = std::make_unique<Call>(*m_pContext, in_pInvite, &in_sip,
-                                     [this, it]
-                                     { m_endedCalls.splice(m_endedCalls.end(), m_calls, it); });
+                                     [this, it, callId]
+                                     {
+                                         m_callIds.erase(callId);
+                                         m_endedCalls.splice(m_endedCalls.end(), m_calls, it);
+                                     });
     }
     catch (...)
     {
         if (it != m_calls.end())
             m_calls.erase(it);
+        if (callId != m_callIds.end())
+            m_callIds.erase(callId);
         m_pContext->statistics.countRefusal(Refusal::FAILURE);
         logCaughtException(&getLogger(),
                            (std::string("no call ") + in_sip.sip_call_id->i_id).c_str());

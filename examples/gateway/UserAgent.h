@@ -2,6 +2,7 @@
 
 #pragma once
 
+#include "Admission.h"
 #include "Call.h"
 #include "EventLoop.h"
 #include "LoadMonitor.h"
@@ -20,11 +21,18 @@
 #include <cstdint>
 #include <list>
 #include <memory>
+#include <optional>
+#include <string>
+#include <string_view>
+#include <unordered_set>
 
 namespace GatewayExample
 {
 
 /// The SIP user agent: receives SIP over UDP, creates a call for each INVITE and answers OPTIONS.
+///
+/// While calls are refused for load, it answers their INVITEs before the SIP stack gets them. That
+/// costs a tenth of a transaction of the stack, so there is time left for the calls that it has.
 class UserAgent : public Velmora::ObjectWithLogger<Velmora::CachedLLLogger>
 {
   public:
@@ -35,6 +43,7 @@ class UserAgent : public Velmora::ObjectWithLogger<Velmora::CachedLLLogger>
     UserAgent(EventLoop& in_loop, const Settings& in_settings,
               const Velmora::TSHandle<Velmora::ROConfiguration>& in_hConfig,
               const LoadMonitor& in_callMonitor, std::chrono::milliseconds in_answerAfter);
+    ~UserAgent();
     UserAgent(const UserAgent&) = delete;
     UserAgent& operator=(const UserAgent&) = delete;
 
@@ -67,7 +76,9 @@ class UserAgent : public Velmora::ObjectWithLogger<Velmora::CachedLLLogger>
 
     [[nodiscard]] FailureLine failureLine() const { return {&getLogger(), "a request is refused"}; }
     int handleRequest(nta_incoming_t* in_pRequest, const sip_t& in_sip);
-    int refuseForOverload(nta_incoming_t* in_pInvite, const sip_t& in_sip);
+    bool refuseWithoutStack(std::string_view in_strDatagram, const SocketAddress& in_source);
+    [[nodiscard]] std::optional<Refusal> refusalOf(const SocketAddress& in_source);
+    void countRefusal(Refusal in_refusal, std::string_view in_strCallId);
     int handleInvite(nta_incoming_t* in_pInvite, const sip_t& in_sip);
     void listen(const std::string& in_strURL);
 
@@ -75,6 +86,11 @@ class UserAgent : public Velmora::ObjectWithLogger<Velmora::CachedLLLogger>
     EventLoop& m_loop;
     const Settings& m_settings;
     const LoadMonitor& m_callMonitor;
+    Admission m_admission;
+    /// How the tag of an answer without the stack begins.
+    const std::string m_strTagBegin;
+    /// Whether the datagram that the stack has got was an INVITE that is to be taken.
+    bool m_bAdmitted = false;
     /// Caches the parameters that calls read. The cache is emptied when a call begins, so that each
     /// call sees the changes made before it.
     Velmora::ConfigCache m_callParameters;
@@ -84,6 +100,8 @@ class UserAgent : public Velmora::ObjectWithLogger<Velmora::CachedLLLogger>
     std::unique_ptr<CallContext> m_pContext;
     Calls m_calls;
     Calls m_endedCalls;
+    /// The hashes of the Call-IDs of calls.
+    std::unordered_multiset<std::size_t> m_callIds;
     bool m_bEnding = false;
 };
 

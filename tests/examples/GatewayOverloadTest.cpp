@@ -179,6 +179,128 @@ TEST_F(GatewayOverload, IsNotWatchedForWithoutAPeriod)
     EXPECT_THAT(log(), Not(Contains(HasSubstr("LoadMonitor"))));
 }
 
+TEST_F(GatewayOverload, AtTheLimitOfCallsTheNextOneIsRefused)
+{
+    configure("gateway.calls.most = 1");
+    configure("gateway.calls.retryAfterSec = 7");
+    start();
+    SipCaller first(address());
+    first.invite("nobody");
+    first.expectAnswer("180 Ringing");
+    SipCaller second(address());
+    second.setCallId("second@caller");
+    second.invite("nobody");
+    const std::string strRefusal = second.expectAnswer("503 Service Unavailable");
+    EXPECT_THAT(strRefusal, HasSubstr("\nRetry-After: 7\r\n"));
+    EXPECT_THAT(strRefusal, HasSubstr(";tag=refused-"));
+    // The transaction is answered in the same way again, and its ACK is taken.
+    second.repeat();
+    EXPECT_EQ(strRefusal, second.expectAnswer("503 Service Unavailable"));
+    second.send("ACK", "nobody");
+    first.send("CANCEL", "nobody");
+    first.expectAnswer("487 Request Terminated");
+    SipCaller third(address());
+    third.setCallId("third@caller");
+    third.invite("nobody");
+    third.expectAnswer("180 Ringing");
+    EXPECT_THAT(run(sources({"--status"})).strOutput, HasSubstr("refused       : calls-limit 2\n"));
+    EXPECT_EQ(0, stop());
+    EXPECT_THAT(log(), Contains("WARN keswardin.gateway.Admission - calls are refused : the limit "
+                                "gateway.calls.most = 1 is reached. Refused until now : 1"));
+    EXPECT_THAT(callFiles(), SizeIs(2));
+}
+
+TEST_F(GatewayOverload, RefusesWhatOnlyTheStackReadsWithTheSameAnswer)
+{
+    configure("gateway.calls.most = 1");
+    start();
+    SipCaller first(address());
+    first.invite("nobody");
+    first.expectAnswer("180 Ringing");
+    SipCaller second(address());
+    second.setCallId("second@caller");
+    second.transmit("INVITE sip:nobody@" + address() + " SIP/2.0\r\nVia: SIP/2.0/UDP " +
+                    second.own() +
+                    ";branch=z9hG4bKfolded\r\nFrom: <sip:a@b>\r\n ;tag=1\r\nTo: <sip:nobody@b>\r\n"
+                    "Call-ID: second@caller\r\nCSeq: 1 INVITE\r\nContact: <sip:a@" +
+                    second.own() + ">\r\nMax-Forwards: 70\r\nContent-Length: 0\r\n\r\n");
+    const std::string strRefusal = second.expectAnswer("503 Service Unavailable");
+    EXPECT_THAT(strRefusal, HasSubstr("\nRetry-After: 5\r\n"));
+    EXPECT_THAT(strRefusal, Not(HasSubstr(";tag=refused-")));
+    EXPECT_EQ(0, stop());
+}
+
+TEST_F(GatewayOverload, ARepeatedInviteOfACallIsNotRefused)
+{
+    configure("gateway.calls.most = 1");
+    start();
+    SipCaller caller(address());
+    caller.invite("nobody");
+    caller.expectAnswer("180 Ringing");
+    caller.repeat();
+    caller.expectAnswer("180 Ringing");
+    EXPECT_EQ(0, caller.countAnswers("503 Service Unavailable"));
+    EXPECT_EQ(0, stop());
+}
+
+TEST_F(GatewayOverload, ASourceThatMakesTooManyCallsIsRefusedAndOthersAreNot)
+{
+    configure("gateway.calls.newFromOneSourcePerSec = 1");
+    start();
+    SipCaller first(address());
+    first.invite("busy");
+    first.expectAnswer("486 Busy Here");
+    SipCaller second(address());
+    second.setCallId("second@caller");
+    second.invite("busy");
+    second.expectAnswer("503 Service Unavailable");
+    EXPECT_EQ(0, stop());
+    EXPECT_THAT(log(), Contains("WARN keswardin.gateway.Admission - calls from " + address() +
+                                " are refused : the limit gateway.calls.newFromOneSourcePerSec = 1 "
+                                "is reached. Refused until now : 1"));
+}
+
+TEST_F(GatewayOverload, TooMuchMemoryRefusesNewCalls)
+{
+    configure("gateway.memory.limitMB = 1");
+    start();
+    SipCaller caller(address());
+    caller.invite("busy");
+    caller.expectAnswer("503 Service Unavailable");
+    EXPECT_EQ(0, stop());
+}
+
+TEST_F(GatewayOverload, ARequestWithATooLongHeaderIsRefusedWith513)
+{
+    configure("gateway.sip.longestHeader = 200");
+    start();
+    const std::string strLong(200, 'x');
+    const std::string strVia = "Via: SIP/2.0/UDP host;branch=z9hG4bK";
+    int iCall = 0;
+    for (const auto& [strName, strValue] : std::vector<std::pair<std::string, std::string>>{
+             {"Subject", strLong},
+             {"Via", "SIP/2.0/UDP host;branch=z9hG4bK" + strLong},
+             {"Record-Route", "<sip:" + strLong + ";lr>"}})
+    {
+        SipCaller caller(address());
+        caller.setCallId("call-" + std::to_string(++iCall));
+        caller.addHeader(strName + ": " + strValue);
+        caller.invite("busy");
+        caller.expectAnswer(strName == "Subject" ? "486 Busy Here" : "513 Message Too Large");
+    }
+    SipCaller longId(address());
+    longId.setCallId(strLong);
+    longId.invite("busy");
+    longId.expectAnswer("513 Message Too Large");
+    SipCaller longUser(address());
+    longUser.setCallId("long-user");
+    longUser.send("OPTIONS", strLong);
+    longUser.expectAnswer("513 Message Too Large");
+    EXPECT_THAT(run(sources({"--status"})).strOutput,
+                HasSubstr("refused       : header-too-long 3, busy 1\n"));
+    EXPECT_EQ(0, stop());
+}
+
 TEST_F(GatewayOverload, ParametersAreListedWithAllOthers)
 {
     const HelperResult result = run({"--get-param-info", "^gateway\\."});
@@ -186,7 +308,9 @@ TEST_F(GatewayOverload, ParametersAreListedWithAllOthers)
     for (const char* const szName :
          {"gateway.calls.monitor.monitoringPeriodInMs", "gateway.calls.monitor.setAlarmThreshold",
           "gateway.calls.monitor.resetAlarmThreshold", "gateway.calls.monitor.averageWindowSize",
-          "gateway.calls.retryAfterSec"})
+          "gateway.calls.retryAfterSec", "gateway.calls.most",
+          "gateway.calls.newFromOneSourcePerSec", "gateway.memory.limitMB",
+          "gateway.sip.longestHeader"})
         EXPECT_THAT(result.strOutput, HasSubstr("name=" + std::string(szName) + " type="));
 }
 

@@ -28,6 +28,9 @@ inline void setGatewayParameters(Configuration& out_config, const std::string& i
           "keswardin.media.rxStartTimeoutMs", "gateway.calls.retryAfterSec",
           "gateway.metrics.periodSec"})
         EXPECT_TRUE(out_config.setIntParameter(szName, 60000));
+    for (const char* const szName : {"gateway.calls.most", "gateway.calls.newFromOneSourcePerSec",
+                                     "gateway.memory.limitMB", "gateway.sip.longestHeader"})
+        EXPECT_TRUE(out_config.setIntParameter(szName, 0));
     EXPECT_TRUE(out_config.setIntParameter("gateway.calls.monitor.monitoringPeriodInMs", 0));
     EXPECT_TRUE(out_config.setIntParameter("gateway.calls.monitor.averageWindowSize", 1));
     EXPECT_TRUE(out_config.setFloatParameter("gateway.calls.monitor.setAlarmThreshold", 2));

@@ -210,13 +210,22 @@ TEST_F(GatewaySettingRules, TooFewPortsForTheCallsAreWarnedOf)
                 ElementsAre("warning [too-few-ports] keswardin.media.rtp.udpPortRange = "
                             "\"20000-20037\" : it has ports for 19 calls, but "
                             "gateway.calls.monitor.setAlarmThreshold = 20 ; write a range of 40 "
-                            "ports, or a lower threshold"));
+                            "ports, or a lower number of calls"));
     set(s_szPorts, "20000-20039");
     EXPECT_THAT(broken(), IsEmpty());
     // Without the monitor no number is wanted.
     set("gateway.calls.monitor.monitoringPeriodInMs", 0);
     set(s_szPorts, "20000-20001");
     EXPECT_THAT(broken(), IsEmpty());
+    set("gateway.calls.most", 2);
+    EXPECT_THAT(broken(),
+                ElementsAre(testing::HasSubstr("ports for 1 calls, but gateway.calls.most = 2 ;")));
+    // The lower limit counts.
+    set("gateway.calls.monitor.monitoringPeriodInMs", 1);
+    EXPECT_THAT(broken(),
+                ElementsAre(testing::HasSubstr("ports for 1 calls, but gateway.calls.most = 2 ;")));
+    set("gateway.calls.most", 21);
+    EXPECT_THAT(broken(), ElementsAre(testing::HasSubstr("setAlarmThreshold = 20 ;")));
 }
 
 TEST_F(GatewaySettingRules, AnUnknownCodecIsWarnedOf)
@@ -302,7 +311,7 @@ TEST_F(GatewaySettingRules, TooFewDescriptorsForTheCallsAreWarnedOf)
         ElementsAre("warning [descriptors] gateway.calls.monitor.setAlarmThreshold = \"20\" "
                     ": calls up to this number need 104 descriptors, and the process may "
                     "have 100 ; raise the limit (LimitNOFILE of systemd, ulimit -n), or "
-                    "write a lower threshold"));
+                    "write a lower number of calls"));
 }
 
 TEST(GatewayIPAddress, IsReadFromItsTextAndFromNoOther)

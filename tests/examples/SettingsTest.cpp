@@ -89,6 +89,28 @@ TEST_F(GatewaySettings, AreThoseOfTheConfiguration)
     EXPECT_EQ(20000, settings.rtpPorts.uiFirst);
     EXPECT_EQ(29999, settings.rtpPorts.uiLast);
     EXPECT_THAT(settings.encodings, ElementsAre("PCMU", "PCMA"));
+    EXPECT_EQ(0U, settings.admission.uiCalls) << "without a value there is no limit";
+    EXPECT_EQ(0U, settings.uiLongestHeader);
+}
+
+TEST_F(GatewaySettings, LimitsAreNumbersOfWhichZeroIsNone)
+{
+    set("gateway.calls.most", 1);
+    set("gateway.calls.newFromOneSourcePerSec", 2);
+    set("gateway.memory.limitMB", 3);
+    set("gateway.sip.longestHeader", 4);
+    const Settings settings(m_config);
+    EXPECT_EQ(1U, settings.admission.uiCalls);
+    EXPECT_EQ(2U, settings.admission.uiNewFromOneSourcePerSec);
+    EXPECT_EQ(3U, settings.admission.uiMemoryMB);
+    EXPECT_EQ(4U, settings.uiLongestHeader);
+    for (const char* const szName : {"gateway.calls.most", "gateway.calls.newFromOneSourcePerSec",
+                                     "gateway.memory.limitMB", "gateway.sip.longestHeader"})
+    {
+        EXPECT_EQ(std::string(szName) + " = \"-1\" : it must be above 0, or 0 for no limit",
+                  errorWith(szName, -1));
+        set(szName, 0);
+    }
 }
 
 TEST_F(GatewaySettings, SeveralAddressesHaveCommasBetweenThem)

@@ -83,6 +83,7 @@ void SipCaller::send(const std::string& in_strMethod, const std::string& in_strU
                              "Call-ID: " + m_strCallId +
                              "\r\nCSeq: " + std::to_string(m_iSequence) + ' ' + in_strMethod +
                              "\r\nContact: <sip:caller@" + m_strOwn + ">\r\nMax-Forwards: 70\r\n";
+    strMessage += m_strMore;
     if (!in_strBody.empty())
         strMessage += "Content-Type: application/sdp\r\n";
     transmit(strMessage + "Content-Length: " + std::to_string(in_strBody.size()) + "\r\n\r\n" +

@@ -29,6 +29,12 @@ class SipCaller
     void send(const std::string& in_strMethod, const std::string& in_strUser,
               const std::string& in_strBody = {});
 
+    /// Adds a header, such as "Subject: lunch", to all requests that `send` makes.
+    void addHeader(const std::string& in_strHeader) { m_strMore += in_strHeader + "\r\n"; }
+
+    /// The address and port of the caller.
+    [[nodiscard]] const std::string& own() const { return m_strOwn; }
+
     /// Sends an INVITE that offers one encoding, such as "0 PCMU/8000", at `s_uiRtpPort`.
     void invite(const std::string& in_strUser, const std::string& in_strRtpMap = "0 PCMU/8000");
 
@@ -83,6 +89,7 @@ class SipCaller
     std::string m_strOwn;
     std::string m_strCallId = "a-call@caller";
     std::string m_strTo;
+    std::string m_strMore;
     std::string m_strLast;
     /// Whether the last INVITE was answered with 300 or above.
     bool m_bRefused = false;
