@@ -2,14 +2,12 @@
 
 #include "NewInvite.h"
 
-#include <boost/algorithm/string/predicate.hpp>
 #include <boost/algorithm/string/trim.hpp>
 
 #include <charconv>
 #include <functional>
 
-using boost::algorithm::icontains;
-using boost::algorithm::iequals;
+#include <strings.h>
 
 namespace GatewayExample
 {
@@ -20,6 +18,23 @@ namespace
 constexpr std::string_view s_strLineEnd = "\r\n";
 constexpr std::string_view s_strBlanks = " \t";
 constexpr std::uint16_t s_uiSipPort = 5060;
+
+/// Compares without regard to case.
+bool equals(std::string_view in_strOne, std::string_view in_strOther)
+{
+    return in_strOne.size() == in_strOther.size() &&
+           strncasecmp(in_strOne.data(), in_strOther.data(), in_strOne.size()) == 0;
+}
+
+/// Returns whether a text may have a parameter "tag". One that only looks so makes no difference,
+/// since the stack reads it.
+bool mayHaveTag(std::string_view in_strText)
+{
+    for (std::size_t ui = 0; ui + 3 <= in_strText.size(); ++ui)
+        if (equals(in_strText.substr(ui, 3), "tag"))
+            return true;
+    return false;
+}
 
 std::string_view trimmed(std::string_view in_strText)
 {
@@ -41,7 +56,7 @@ std::string_view take(std::string_view& inout_strText, std::string_view in_strSe
 
 bool isName(std::string_view in_strText, const char* in_szName, const char* in_szCompactName)
 {
-    return iequals(in_strText, in_szName) || iequals(in_strText, in_szCompactName);
+    return equals(in_strText, in_szName) || equals(in_strText, in_szCompactName);
 }
 
 /// Calls a function with the name, the value and the whole of each line of the headers, while it
@@ -102,10 +117,10 @@ bool NewInvite::readHeader(std::string_view in_strName, std::string_view in_strV
         return storeOnce(m_strFrom, in_strValue);
     // One with a tag belongs to a call.
     if (isName(in_strName, "To", "t"))
-        return storeOnce(m_strTo, in_strValue) && !icontains(in_strValue, "tag");
+        return storeOnce(m_strTo, in_strValue) && !mayHaveTag(in_strValue);
     if (isName(in_strName, "Call-ID", "i"))
         return storeOnce(m_strCallId, in_strValue);
-    if (iequals(in_strName, "CSeq"))
+    if (equals(in_strName, "CSeq"))
         return storeOnce(m_strCSeq, in_strValue) && in_strValue.ends_with(" INVITE");
     return true;
 }
@@ -114,7 +129,7 @@ bool NewInvite::readHeader(std::string_view in_strName, std::string_view in_strV
 bool NewInvite::readVia(std::string_view in_strValue)
 {
     constexpr std::string_view strTransport = "SIP/2.0/UDP ";
-    if (!boost::algorithm::istarts_with(in_strValue, strTransport) ||
+    if (!equals(in_strValue.substr(0, strTransport.size()), strTransport) ||
         in_strValue.find_first_of(",\"") != std::string_view::npos)
         return false;
     in_strValue.remove_prefix(strTransport.size());
@@ -136,10 +151,10 @@ bool NewInvite::readVia(std::string_view in_strValue)
     {
         const std::string_view strParameter = trimmed(take(in_strValue, ";"));
         const std::string_view strName = trimmed(strParameter.substr(0, strParameter.find('=')));
-        if (iequals(strName, "maddr") || iequals(strName, "received"))
+        if (equals(strName, "maddr") || equals(strName, "received"))
             return false;
-        bBranch = bBranch || iequals(strName, "branch");
-        if (!iequals(strName, "rport"))
+        bBranch = bBranch || equals(strName, "branch");
+        if (!equals(strName, "rport"))
             continue;
         if (strName.size() != strParameter.size())
             return false;

@@ -10,6 +10,8 @@
 
 #include <sofia-sip/su.h>
 
+#include <algorithm>
+#include <array>
 #include <cerrno>
 #include <chrono>
 #include <cstring>
@@ -88,7 +90,27 @@ bool sendOrReport(int in_iSocket, const msghdr& in_message, int in_iFlags)
 }
 
 SipDatagrams::Filter s_filter;
-int s_iReceivedAt = -1;
+
+/// This number of datagrams is filtered at most before other events get their turn.
+constexpr int s_iMostFiltered = 64;
+
+/// The datagram that the stack gets next.
+struct Received
+{
+    int iSocket = -1;
+    /// -1 if there is none.
+    ssize_t iLength = -1;
+    /// Why there is none.
+    int iError = EAGAIN;
+    SocketAddress source;
+};
+Received s_received;
+std::array<char, 65536> s_buffer;
+
+std::string_view receivedText()
+{
+    return {s_buffer.data(), static_cast<std::size_t>(s_received.iLength)};
+}
 
 /// Returns whether the filter has done what is to be done with a datagram.
 bool isDone(std::string_view in_strDatagram, const SocketAddress& in_source)
@@ -98,6 +120,25 @@ bool isDone(std::string_view in_strDatagram, const SocketAddress& in_source)
         Velmora::withoutThrowing(liveFileScopeLogger(), "a datagram is not filtered",
                                  [&] { bDone = s_filter(in_strDatagram, in_source); });
     return bDone;
+}
+
+/// Receives the next datagram that the filter leaves to the stack.
+void receiveNext(int in_iSocket)
+{
+    for (int i = 0; i < s_iMostFiltered; ++i)
+    {
+        sockaddr_storage source{};
+        socklen_t uiSourceSize = sizeof(source);
+        auto* const pSource = reinterpret_cast<sockaddr*>(&source);
+        const ssize_t iLength = recvfrom(in_iSocket, s_buffer.data(), s_buffer.size(), MSG_DONTWAIT,
+                                         pSource, &uiSourceSize);
+        s_received = {in_iSocket, iLength, iLength < 0 ? errno : 0,
+                      SocketAddress(pSource, iLength < 0 ? 0 : uiSourceSize)};
+        if (iLength < 0 || (iLength > 0 && !isDone(receivedText(), s_received.source)))
+            return;
+    }
+    s_received.iLength = -1;
+    s_received.iError = EAGAIN;
 }
 
 } // namespace
@@ -121,7 +162,7 @@ void SipDatagrams::reply(const std::string& in_strText, const SocketAddress& in_
     message.msg_namelen = in_to.size();
     message.msg_iov = &part;
     message.msg_iovlen = 1;
-    sendOrReport(s_iReceivedAt, message, MSG_NOSIGNAL);
+    sendOrReport(s_received.iSocket, message, MSG_NOSIGNAL);
 }
 
 } // namespace GatewayExample
@@ -147,27 +188,29 @@ su_vsend(su_socket_t in_iSocket, const su_iovec_t in_parts[], isize_t in_iParts,
                            { return in_iSum + static_cast<issize_t>(in_part.iov_len); });
 }
 
-extern "C" [[gnu::visibility("default")]] issize_t
-su_vrecv(su_socket_t in_iSocket, su_iovec_t in_parts[], isize_t in_iParts, int in_iFlags,
-         su_sockaddr_t* out_pFrom, socklen_t* inout_pFromSize)
+// Returns the size of the next datagram. It is received here, so that those which the filter has
+// done need none of the stack's work.
+extern "C" [[gnu::visibility("default")]] issize_t su_getmsgsize(su_socket_t in_iSocket)
 {
     using namespace GatewayExample;
-    msghdr message{};
-    message.msg_name = out_pFrom;
-    message.msg_namelen = out_pFrom != nullptr ? *inout_pFromSize : 0;
-    message.msg_iov = reinterpret_cast<iovec*>(in_parts);
-    message.msg_iovlen = static_cast<std::size_t>(in_iParts);
-    const ssize_t iReceived = recvmsg(in_iSocket, &message, in_iFlags);
-    if (inout_pFromSize != nullptr)
-        *inout_pFromSize = message.msg_namelen;
-    if (iReceived <= 0 || in_iParts != 1 || out_pFrom == nullptr)
-        return iReceived;
-    s_iReceivedAt = in_iSocket;
-    const std::string_view strDatagram(static_cast<const char*>(message.msg_iov->iov_base),
-                                       static_cast<std::size_t>(iReceived));
-    if (!isDone(strDatagram, SocketAddress(&out_pFrom->su_sa, message.msg_namelen)))
-        return iReceived;
-    // As if there had been none.
-    errno = EAGAIN;
-    return -1;
+    receiveNext(in_iSocket);
+    // Of the size 0 the stack would receive another datagram.
+    return std::max<ssize_t>(s_received.iLength, 1);
+}
+
+extern "C" [[gnu::visibility("default")]] issize_t su_vrecv(su_socket_t, su_iovec_t out_parts[],
+                                                            isize_t in_iParts, int,
+                                                            su_sockaddr_t* out_pFrom,
+                                                            socklen_t* inout_pFromSize)
+{
+    using namespace GatewayExample;
+    errno = s_received.iError;
+    if (s_received.iLength < 0)
+        return -1;
+    std::string_view strRest = receivedText();
+    for (const su_iovec_t& part : std::span(out_parts, static_cast<std::size_t>(in_iParts)))
+        strRest.remove_prefix(strRest.copy(static_cast<char*>(part.siv_base), part.siv_len));
+    *inout_pFromSize = std::min(*inout_pFromSize, s_received.source.size());
+    std::memcpy(out_pFrom, s_received.source.data(), *inout_pFromSize);
+    return std::exchange(s_received.iLength, -1) - static_cast<ssize_t>(strRest.size());
 }
