@@ -13,6 +13,7 @@ namespace GatewayExample
 enum class Refusal
 {
     OVERLOAD,       ///< There were too many calls at once, as the monitor of calls has it.
+    BEHIND,         ///< The event loop was behind.
     CALLS,          ///< There were as many calls at once as are allowed.
     SOURCE_RATE,    ///< The caller's address made too many new calls.
     MEMORY,         ///< The gateway used too much memory.
@@ -26,9 +27,9 @@ enum class Refusal
 };
 
 /// The name of each, as reports have it.
-inline constexpr std::array<const char*, 11> s_refusalNames{
-    "overload", "calls-limit", "source-limit",   "memory-limit", "header-too-long", "stopping",
-    "busy",     "no-answer",   "not-acceptable", "no-rtp-port",  "failure"};
+inline constexpr std::array<const char*, 12> s_refusalNames{
+    "overload", "loop-behind", "calls-limit", "source-limit",   "memory-limit", "header-too-long",
+    "stopping", "busy",        "no-answer",   "not-acceptable", "no-rtp-port",  "failure"};
 
 /// Counts of calls since the start. They only grow.
 struct CallStatistics

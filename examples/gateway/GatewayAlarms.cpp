@@ -77,6 +77,14 @@ const AlarmJournal::Description s_overloads[] = {
      .strAction =
          "None, if it goes off by itself. Otherwise spread the calls over more gateways, or "
          "raise the threshold if the machine has room."},
+    {.strId = "system.overload.loop",
+     .severity = Alarm::WARN_SEVERITY,
+     .strCause = "More SIP comes than the gateway can handle: it waits longer than "
+                 "gateway.overload.queueKB or gateway.overload.timerLateMs allow. New calls are "
+                 "refused with 503.",
+     .strAction =
+         "None, if it goes off by itself. Otherwise spread the calls over more gateways. If few "
+         "calls come, look what delays the gateway: other programs (top), the disk (iostat -x)."},
     {.strId = "system.overload.cpu",
      .severity = Alarm::WARN_SEVERITY,
      .strCause = "The load of the processors has reached "

@@ -4,9 +4,8 @@
 
 #include "BadSetting.h"
 #include "RequiredParameters.h"
+#include "ResourceOverloadAlarm.h"
 
-#include "velmora/alarm/AlarmRegistry.h"
-#include "velmora/alarm/SystemOverloadAlarmImpl.h"
 #include "velmora/logging/LogMacros.h"
 
 #include <utility>
@@ -20,24 +19,6 @@ namespace GatewayExample
 
 namespace
 {
-
-/// A source of overload whose id ends in the name of the resource.
-class ResourceOverloadAlarm : public SystemOverloadAlarmImpl
-{
-  public:
-    explicit ResourceOverloadAlarm(std::string in_strResource)
-        : m_strResource(std::move(in_strResource))
-    {
-    }
-
-    std::ostream& writeAlarmId(std::ostream& out_stream) const override
-    {
-        return SystemOverloadAlarmImpl::writeAlarmId(out_stream) << '.' << m_strResource;
-    }
-
-  private:
-    std::string m_strResource;
-};
 
 std::string text(double in_dValue)
 {
@@ -75,9 +56,7 @@ LoadMonitor::LoadMonitor(const EventLoop& in_loop, const char* in_szResource,
     : m_strResource(in_szResource), m_period(period(in_config, in_strPrefix)), m_timer(in_loop)
 {
     checkThresholds(in_config, in_strPrefix);
-    constexpr bool bAllowDuplicate = true;
-    m_pAlarm = AlarmRegistry::getInstance().addAlarm(new ResourceOverloadAlarm(m_strResource),
-                                                     bAllowDuplicate);
+    m_pAlarm = ResourceOverloadAlarm::add(m_strResource);
     if (!m_monitor.configure(m_pAlarm, in_strPrefix.c_str(), in_config))
         throw BadSetting(in_strPrefix, "", "the monitor cannot be configured ; see above");
 }

@@ -65,6 +65,27 @@ constexpr ProgramParameter s_parameters[] = {
      .szLowest = "0",
      .szDescription = "The length in bytes of a request's line, Via, From, To, Call-ID, CSeq, "
                       "Contact or Record-Route. A longer one is refused with 513. 0 is no limit"},
+    {.szName = OwnParameters::s_szQueueLimit,
+     .type = ParameterValue::INT_TYPE,
+     .szDefault = "256",
+     .szLowest = "0",
+     .szHighest = "1000000",
+     .szDescription = "New calls are refused with 503 while more kB of SIP wait to be received. An "
+                      "INVITE takes about 2.3 kB. 0 is no limit"},
+    {.szName = OwnParameters::s_szLateLimit,
+     .type = ParameterValue::INT_TYPE,
+     .szDefault = "100",
+     .szLowest = "0",
+     .szHighest = "60000",
+     .szDescription = "New calls are refused with 503 while timers run later than this time in ms. "
+                      "0 is no limit"},
+    {.szName = OwnParameters::s_szReceiveBuffer,
+     .type = ParameterValue::INT_TYPE,
+     .szDefault = "4096",
+     .szLowest = "0",
+     .szHighest = "1000000",
+     .szDescription = "The size of the buffer in kB in which SIP waits to be received. Without the "
+                      "right CAP_NET_ADMIN it is net.core.rmem_max at most. 0 leaves it as it is"},
     {.szName = OwnParameters::s_szStatusSocket,
      .type = ParameterValue::STRING_TYPE,
      .szDescription = "The path of the Unix socket at which gateway --status asks the running "

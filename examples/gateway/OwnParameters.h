@@ -25,6 +25,13 @@ inline constexpr const char* s_szMemoryLimit = "gateway.memory.limitMB";
 /// The length in bytes of a header of a request.
 inline constexpr const char* s_szHeaderLimit = "gateway.sip.longestHeader";
 
+/// What may wait at the socket of SIP in kB, and how late a timer may run in ms.
+inline constexpr const char* s_szQueueLimit = "gateway.overload.queueKB";
+inline constexpr const char* s_szLateLimit = "gateway.overload.timerLateMs";
+
+/// The size in kB of the buffer in which SIP waits.
+inline constexpr const char* s_szReceiveBuffer = "gateway.sip.receiveBufferKB";
+
 /// The path of the socket at which a running gateway is asked for its status.
 inline constexpr const char* s_szStatusSocket = "gateway.status.socket";
 

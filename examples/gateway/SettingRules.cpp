@@ -141,7 +141,9 @@ void Checker::checkTypes()
                 [this, szName] { static_cast<void>(requiredPositiveInt(m_config, szName)); });
     for (const char* const szName :
          {OwnParameters::s_szMostCalls, OwnParameters::s_szNewFromOneSource,
-          OwnParameters::s_szMemoryLimit, OwnParameters::s_szHeaderLimit})
+          OwnParameters::s_szMemoryLimit, OwnParameters::s_szHeaderLimit,
+          OwnParameters::s_szQueueLimit, OwnParameters::s_szLateLimit,
+          OwnParameters::s_szReceiveBuffer})
         attempt(szRule,
                 [this, szName] { static_cast<void>(Settings::readLimit(m_config, szName)); });
 }

@@ -98,6 +98,10 @@ Settings::Settings(const ROConfiguration& in_config)
           readLimit(in_config, OwnParameters::s_szMostCalls),
           static_cast<unsigned int>(readLimit(in_config, OwnParameters::s_szNewFromOneSource)),
           readLimit(in_config, OwnParameters::s_szMemoryLimit)},
+      loopLoad{1024 * readLimit(in_config, OwnParameters::s_szQueueLimit),
+               std::chrono::milliseconds(readLimit(in_config, OwnParameters::s_szLateLimit))},
+      uiReceiveBufferKB(
+          static_cast<unsigned int>(readLimit(in_config, OwnParameters::s_szReceiveBuffer))),
       uiLongestHeader(readLimit(in_config, OwnParameters::s_szHeaderLimit)),
       strRtpAddress(requiredString(in_config, s_szRtpAddress)), rtpPorts(readRtpPorts(in_config)),
       encodings(readList(in_config, s_szEncodings)),

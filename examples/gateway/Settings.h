@@ -3,6 +3,7 @@
 #pragma once
 
 #include "Admission.h"
+#include "LoopLoad.h"
 #include "PortRange.h"
 #include "SipAddress.h"
 
@@ -58,6 +59,8 @@ struct Settings
     std::chrono::seconds retryAfter;
 
     AdmissionLimits admission;
+    LoopLoadLimits loopLoad;
+    unsigned int uiReceiveBufferKB = 0;
     /// The length in bytes of a request's headers; 0 is no limit.
     std::size_t uiLongestHeader = 0;
 

@@ -20,6 +20,7 @@
 #include <span>
 #include <utility>
 
+#include <linux/sock_diag.h>
 #include <sys/socket.h>
 #include <sys/uio.h>
 
@@ -151,6 +152,15 @@ int SipDatagrams::errorOf(const std::function<void()>& in_send)
 }
 
 std::uint64_t SipDatagrams::countFailures() { return s_uiFailures; }
+
+std::size_t SipDatagrams::queuedBytes()
+{
+    std::array<std::uint32_t, SK_MEMINFO_VARS> memory{};
+    socklen_t uiSize = sizeof(memory);
+    const int iResult =
+        getsockopt(s_received.iSocket, SOL_SOCKET, SO_MEMINFO, memory.data(), &uiSize);
+    return iResult == 0 ? memory[SK_MEMINFO_RMEM_ALLOC] : 0;
+}
 
 void SipDatagrams::setFilter(Filter in_filter) { s_filter = std::move(in_filter); }
 

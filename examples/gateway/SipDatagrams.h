@@ -4,6 +4,7 @@
 
 #include "SocketAddress.h"
 
+#include <cstddef>
 #include <cstdint>
 #include <functional>
 #include <string>
@@ -37,6 +38,10 @@ void setFilter(Filter in_filter);
 
 /// Sends a datagram from where the last one was received. A failure is logged.
 void reply(const std::string& in_strText, const SocketAddress& in_to);
+
+/// The memory in bytes of what waits at the socket of the last datagram (SO_MEMINFO); 0 if the
+/// system does not say.
+[[nodiscard]] std::size_t queuedBytes();
 
 /// The number of datagrams that could not be sent since the process was started.
 [[nodiscard]] std::uint64_t countFailures();

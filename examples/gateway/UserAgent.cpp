@@ -13,6 +13,7 @@
 #include <sofia-sip/nta_tag.h>
 #include <sofia-sip/sip_status.h>
 #include <sofia-sip/sip_tag.h>
+#include <sofia-sip/tport_tag.h>
 
 #include <algorithm>
 #include <array>
@@ -61,6 +62,7 @@ UserAgent::UserAgent(EventLoop& in_loop, const Settings& in_settings,
                      std::chrono::milliseconds in_answerAfter)
     : ObjectWithLogger(std::string("keswardin.gateway.UserAgent")), m_loop(in_loop),
       m_settings(in_settings), m_callMonitor(in_callMonitor), m_admission(in_settings.admission),
+      m_loopLoad(in_loop, in_settings.loopLoad, &SipDatagrams::queuedBytes),
       m_strTagBegin(makeTagBegin())
 {
     m_callParameters.setConfiguration(in_hConfig);
@@ -96,11 +98,15 @@ void UserAgent::listen(const std::string& in_strURL)
     m_stackLog.forget();
     if (m_pAgent == nullptr)
     {
-        m_pAgent.reset(nta_agent_create(m_loop.root(), pURL, nullptr, nullptr, TAG_END()));
+        m_pAgent.reset(nta_agent_create(m_loop.root(), pURL, nullptr, nullptr,
+                                        TPTAG_UDP_RMEM(1024 * m_settings.uiReceiveBufferKB),
+                                        TAG_END()));
         bDone = m_pAgent != nullptr;
     }
     else
-        bDone = nta_agent_add_tport(m_pAgent.get(), pURL, TAG_END()) == 0;
+        bDone = nta_agent_add_tport(m_pAgent.get(), pURL,
+                                    TPTAG_UDP_RMEM(1024 * m_settings.uiReceiveBufferKB),
+                                    TAG_END()) == 0;
     if (!bDone)
         throw std::runtime_error("SIP cannot be received at " + in_strURL + " : " +
                                  m_stackLog.lastLine());
@@ -169,7 +175,10 @@ std::optional<Refusal> UserAgent::refusalOf(const SocketAddress& in_source)
 {
     if (m_callMonitor.isOverloaded())
         return Refusal::OVERLOAD;
-    return m_admission.refuses(in_source, concurrentCalls(), std::chrono::steady_clock::now());
+    const auto now = std::chrono::steady_clock::now();
+    if (m_loopLoad.isBehind(now))
+        return Refusal::BEHIND;
+    return m_admission.refuses(in_source, concurrentCalls(), now);
 }
 
 void UserAgent::countRefusal(Refusal in_refusal, std::string_view in_strCallId)

@@ -6,6 +6,7 @@
 #include "Call.h"
 #include "EventLoop.h"
 #include "LoadMonitor.h"
+#include "LoopLoad.h"
 #include "Settings.h"
 #include "SipStackLog.h"
 #include "StackCallback.h"
@@ -87,6 +88,7 @@ class UserAgent : public Velmora::ObjectWithLogger<Velmora::CachedLLLogger>
     const Settings& m_settings;
     const LoadMonitor& m_callMonitor;
     Admission m_admission;
+    LoopLoad m_loopLoad;
     /// How the tag of an answer without the stack begins.
     const std::string m_strTagBegin;
     /// Whether the datagram that the stack has got was an INVITE that is to be taken.

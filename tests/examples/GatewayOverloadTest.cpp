@@ -11,6 +11,7 @@
 
 #include <algorithm>
 #include <csignal>
+#include <memory>
 #include <string>
 #include <vector>
 
@@ -301,6 +302,42 @@ TEST_F(GatewayOverload, ARequestWithATooLongHeaderIsRefusedWith513)
     EXPECT_EQ(0, stop());
 }
 
+TEST_F(GatewayOverload, OfTheLoopRefusesNewCallsUntilItHasCaughtUp)
+{
+    configure("gateway.overload.queueKB = 40");
+    configure("gateway.overload.timerLateMs = 0");
+    start();
+    SipCaller standing(address());
+    standing.invite("nobody");
+    standing.expectAnswer("180 Ringing");
+    signal(SIGSTOP);
+    std::vector<std::unique_ptr<SipCaller>> callers;
+    for (int i = 0; i < 40; ++i)
+    {
+        callers.push_back(std::make_unique<SipCaller>(address()));
+        callers.back()->setCallId("burst-" + std::to_string(i));
+        callers.back()->invite("busy");
+    }
+    signal(SIGCONT);
+    int iRefused = 0;
+    int iServed = 0;
+    for (const auto& pCaller : callers)
+        ++(pCaller->expectFinalAnswer() == 503 ? iRefused : iServed);
+    EXPECT_LT(0, iRefused);
+    EXPECT_LT(0, iServed) << "it takes calls again when few wait";
+    waitForLine("Alarm [system.overload.loop] : ALARM_ON");
+    EXPECT_THAT(run(sources({"--status"})).strOutput,
+                HasSubstr("refused       : loop-behind " + std::to_string(iRefused) + ", busy " +
+                          std::to_string(iServed)));
+
+    // The standing call is not harmed.
+    standing.send("CANCEL", "nobody");
+    standing.expectAnswer("487 Request Terminated");
+    waitForLine("Alarm [system.overload.loop] : ALARM_OFF");
+    EXPECT_EQ(0, stop());
+    EXPECT_THAT(log(), Contains("WARN admin.alarm - Alarm [system.overload.loop] : ALARM_ON"));
+}
+
 TEST_F(GatewayOverload, ParametersAreListedWithAllOthers)
 {
     const HelperResult result = run({"--get-param-info", "^gateway\\."});
@@ -310,7 +347,8 @@ TEST_F(GatewayOverload, ParametersAreListedWithAllOthers)
           "gateway.calls.monitor.resetAlarmThreshold", "gateway.calls.monitor.averageWindowSize",
           "gateway.calls.retryAfterSec", "gateway.calls.most",
           "gateway.calls.newFromOneSourcePerSec", "gateway.memory.limitMB",
-          "gateway.sip.longestHeader"})
+          "gateway.sip.longestHeader", "gateway.overload.queueKB", "gateway.overload.timerLateMs",
+          "gateway.sip.receiveBufferKB"})
         EXPECT_THAT(result.strOutput, HasSubstr("name=" + std::string(szName) + " type="));
 }
 
