@@ -26,6 +26,8 @@ namespace
 
 const std::vector<std::string> s_encodings{"PCMU", "PCMA", "telephone-event"};
 
+bool isControl(char in_c) { return static_cast<unsigned char>(in_c) < 0x20 || in_c == 0x7F; }
+
 std::size_t countLines(const std::string& in_strText, const std::string& in_strBegin)
 {
     std::size_t uiCount = 0;
@@ -53,7 +55,10 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* in_pData, std::size_t 
     }
     catch (const BadSessionDescription& error)
     {
-        require(*error.what() != '\0', "the reason is empty", strOffer);
+        const std::string strReason = error.what();
+        require(!strReason.empty(), "the reason is empty", strOffer);
+        require(std::none_of(strReason.begin(), strReason.end(), isControl),
+                "the reason has a control byte", strOffer);
     }
     return 0;
 }

@@ -50,6 +50,8 @@ const RtpEncoding* encodingOf(const OfferedMedia& in_media, unsigned int in_uiPa
     const auto mapped = in_media.rtpMaps.find(in_uiPayloadType);
     if (mapped != in_media.rtpMaps.end())
         return &mapped->second;
+    if (in_media.badRtpMaps.contains(in_uiPayloadType))
+        return nullptr;
     const auto* const pStatic =
         std::find_if(s_staticPayloadTypes.begin(), s_staticPayloadTypes.end(),
                      [in_uiPayloadType](const RtpEncoding& in_encoding)
@@ -73,6 +75,16 @@ std::vector<RtpEncoding> commonEncodings(const OfferedMedia& in_media,
     return encodings;
 }
 
+/// Returns why a stream cannot be used.
+BadSessionDescription notUsable(const OfferedMedia& in_media)
+{
+    for (const unsigned int uiPayloadType : in_media.payloadTypes)
+        if (const auto bad = in_media.badRtpMaps.find(uiPayloadType);
+            bad != in_media.badRtpMaps.end())
+            return unreadable(bad->second);
+    return BadSessionDescription("no encoding of keswardin.rtp.encodingList is offered");
+}
+
 } // namespace
 
 Session negotiate(const std::string& in_strOffer, const std::vector<std::string>& in_encodings)
@@ -87,11 +99,11 @@ Session negotiate(const std::string& in_strOffer, const std::vector<std::string>
         session.uiRemotePort = static_cast<std::uint16_t>(media.uiPort);
         session.strRemoteAddress = media.strAddress;
         session.encodings = commonEncodings(media, in_encodings);
+        if (std::all_of(session.encodings.begin(), session.encodings.end(), isTelephoneEvent))
+            throw notUsable(media);
     }
     if (session.uiRemotePort == 0)
         throw BadSessionDescription("no audio over RTP is offered");
-    if (std::all_of(session.encodings.begin(), session.encodings.end(), isTelephoneEvent))
-        throw BadSessionDescription("no encoding of keswardin.rtp.encodingList is offered");
     return session;
 }
 

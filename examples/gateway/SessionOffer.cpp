@@ -2,8 +2,6 @@
 
 #include "SessionOffer.h"
 
-#include "BadSessionDescription.h"
-
 #include <boost/algorithm/string/split.hpp>
 
 #include <algorithm>
@@ -21,12 +19,22 @@ constexpr unsigned int s_uiLastPayloadType = 127;
 
 bool isControl(char in_c) { return static_cast<unsigned char>(in_c) < 0x20 || in_c == 0x7F; }
 
-/// Replaces control bytes, because the text comes from the network and goes to the log.
-BadSessionDescription unreadable(std::string_view in_strLine)
+bool hasControl(std::string_view in_strText)
 {
-    std::string strLine(in_strLine);
-    std::replace_if(strLine.begin(), strLine.end(), isControl, '?');
-    return BadSessionDescription("the session description cannot be read : \"" + strLine + '"');
+    return std::any_of(in_strText.begin(), in_strText.end(), isControl);
+}
+
+/// Returns whether a line is "x=" and a value, as RFC 4566 calls a byte-string. Lines whose values
+/// are used must be printable.
+bool isWellFormed(std::string_view in_strLine)
+{
+    constexpr std::string_view strUsed = "cm";
+    constexpr std::string_view strNoText("\0\r", 2);
+    if (in_strLine.size() < 2 || in_strLine[1] != '=' || isControl(in_strLine[0]))
+        return false;
+    return strUsed.find(in_strLine[0]) != std::string_view::npos
+               ? !hasControl(in_strLine)
+               : in_strLine.find_first_of(strNoText) == std::string_view::npos;
 }
 
 std::vector<std::string> partsOf(std::string_view in_strText, std::string_view in_strSeparators)
@@ -84,20 +92,32 @@ void readAttribute(std::string_view in_strValue, OfferedMedia& inout_media)
         return;
     const std::vector<std::string> parts = partsOf(in_strValue.substr(strRtpMap.size()), " /");
     RtpEncoding encoding{};
-    if (parts.size() < 3 || !readNumber(parts[0], encoding.uiPayloadType, "") ||
-        !readNumber(parts[2], encoding.uiRate, ""))
-        throw unreadable(in_strValue);
+    if (!readNumber(parts[0], encoding.uiPayloadType, ""))
+        return;
+    if (parts.size() < 3 || !readNumber(parts[2], encoding.uiRate, ""))
+    {
+        inout_media.badRtpMaps.emplace(encoding.uiPayloadType, in_strValue);
+        return;
+    }
     encoding.strName = parts[1];
     inout_media.rtpMaps.emplace(encoding.uiPayloadType, encoding);
 }
 
 } // namespace
 
+BadSessionDescription unreadable(std::string_view in_strLine)
+{
+    std::string strLine(in_strLine);
+    std::replace_if(strLine.begin(), strLine.end(), isControl, '?');
+    return BadSessionDescription("the session description cannot be read : \"" + strLine + '"');
+}
+
 std::vector<OfferedMedia> readOffer(const std::string& in_strOffer)
 {
     std::vector<OfferedMedia> streams;
     std::string strAddress;
-    std::istringstream text(in_strOffer);
+    // Without the blank lines at the end, and without the end of the last line.
+    std::istringstream text(in_strOffer.substr(0, in_strOffer.find_last_not_of("\r\n") + 1));
     // Makes `getline` throw if a line does not fit in memory, because it would otherwise look like
     // the end of the offer.
     text.exceptions(std::ios_base::badbit);
@@ -106,8 +126,7 @@ std::vector<OfferedMedia> readOffer(const std::string& in_strOffer)
     {
         if (strLine.ends_with('\r'))
             strLine.pop_back();
-        if (strLine.size() < 2 || strLine[1] != '=' ||
-            std::any_of(strLine.begin(), strLine.end(), isControl) || (bFirst && strLine != "v=0"))
+        if (!isWellFormed(strLine) || (bFirst && strLine != "v=0"))
             throw unreadable(strLine);
         const std::string_view strValue = std::string_view(strLine).substr(2);
         if (strLine[0] == 'm')

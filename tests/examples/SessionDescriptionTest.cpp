@@ -121,10 +121,6 @@ TEST(SessionDescription, ALineThatCannotBeReadIsReportedWithItsText)
         EXPECT_EQ("the session description cannot be read : \"" + strValue + '"',
                   errorOf(offer(std::string(szLine) + "\r\nm=audio 6000 RTP/AVP 0\r\n")));
     }
-    for (const char* const szLine :
-         {"rtpmap:", "rtpmap:0", "rtpmap:0 PCMU", "rtpmap:x PCMU/8000", "rtpmap:0 PCMU/x"})
-        EXPECT_EQ(std::string("the session description cannot be read : \"") + szLine + '"',
-                  errorOf(offer(std::string("m=audio 6000 RTP/AVP 0\r\na=") + szLine + "\r\n")));
     EXPECT_EQ("the session description cannot be read : \"v=1\"", errorOf("v=1\r\n"));
 }
 
@@ -140,10 +136,69 @@ TEST(SessionDescription, APayloadTypeWithoutANameIsNoEncoding)
     EXPECT_EQ("PCMU", errorOf(offer("m=audio 6000 RTP/AVP 128 0\r\na=rtpmap:128 PCMA/8000\r\n")));
 }
 
-TEST(SessionDescription, ControlBytesAreRefusedAndDoNotGoToTheLog)
+TEST(SessionDescription, ABrokenMapOfTheOnlyPayloadTypeIsReportedWithItsText)
 {
+    for (const char* const szMap : {"rtpmap:0", "rtpmap:0 PCMU", "rtpmap:0 PCMU/x", "rtpmap:0 "})
+        EXPECT_EQ(std::string("the session description cannot be read : \"") + szMap + '"',
+                  errorOf(offer(std::string("m=audio 6000 RTP/AVP 0\r\na=") + szMap + "\r\n")));
+}
+
+TEST(SessionDescription, ABrokenMapOfAPayloadTypeThatIsNotChosenDoesNotMatter)
+{
+    for (const char* const szMap :
+         {"rtpmap:", "rtpmap:x PCMU/8000", "rtpmap:8 PCMA", "rtpmap:96", "rtpmap:97 PCMA/x",
+          "rtpmap: 0 PCMU/8000", "rtpmap:4294967296 PCMU/8000"})
+        EXPECT_EQ("PCMU",
+                  errorOf(offer(std::string("m=audio 6000 RTP/AVP 8 0 96\r\na=rtpmap:8 x/1\r\na=") +
+                                szMap + "\r\n")));
+    EXPECT_EQ("PCMA", errorOf(offer("m=audio 6000 RTP/AVP 0 8\r\na=rtpmap:0 PCMU\r\n")));
+}
+
+TEST(SessionDescription, ABrokenMapOfAStreamThatIsNotUsedDoesNotMatter)
+{
+    for (const char* const szStream :
+         {"m=video 5000 RTP/AVP 31", "m=audio 0 RTP/AVP 31", "m=image 5000 udptl t38"})
+    {
+        const std::string strStream = std::string(szStream) + "\r\na=rtpmap:31 LPC\r\n";
+        EXPECT_EQ("PCMU", errorOf(offer(strStream + "m=audio 6000 RTP/AVP 0\r\n")));
+        EXPECT_EQ("PCMU", errorOf(offer("m=audio 6000 RTP/AVP 0\r\n" + strStream)));
+    }
+    EXPECT_EQ("PCMU", errorOf(offer("m=audio 6000 RTP/AVP 0\r\nm=audio 6002 RTP/AVP 8\r\n"
+                                    "a=rtpmap:8 PCMA\r\n")));
+}
+
+TEST(SessionDescription, BlankLinesMayFollowTheLastOne)
+{
+    for (const char* const szEnd : {"", "\r\n", "\r\n\r\n", "\r\n\r\n\r\n", "\n\n", "\n\r\n"})
+        EXPECT_EQ("PCMU", errorOf(offer(std::string("m=audio 6000 RTP/AVP 0") + szEnd)));
+    EXPECT_EQ("the session description cannot be read : \"\"",
+              errorOf(offer("m=audio 6000 RTP/AVP 0\r\n\r\na=sendrecv\r\n")));
+}
+
+TEST(SessionDescription, AValueMayHoldAllBytesExceptNulAndLineEnds)
+{
+    std::string strBytes;
+    for (int iByte = 1; iByte < 256; ++iByte)
+        if (iByte != '\r' && iByte != '\n')
+            strBytes += static_cast<char>(iByte);
+    for (const char* const szType : {"s=", "i=", "a=", "x="})
+        EXPECT_EQ("PCMU", errorOf(offer(szType + strBytes +
+                                        "\r\nm=audio 6000 RTP/AVP 0\r\na=" + strBytes + "\r\n")));
+}
+
+TEST(SessionDescription, BytesThatAreNoTextAreRefusedAndDoNotGoToTheLog)
+{
+    using namespace std::string_literals;
     EXPECT_EQ("the session description cannot be read : \"s=a?[31mb?c\"",
               errorOf(offer("s=a\x1b[31mb\rc\r\n")));
+    EXPECT_EQ("the session description cannot be read : \"s=a?\"", errorOf(offer("s=a\0\r\n"s)));
+    EXPECT_EQ("the session description cannot be read : \"?=a\"", errorOf(offer("\t=a\r\n")));
+    EXPECT_EQ("the session description cannot be read : \"m=audio?6000 RTP/AVP 0\"",
+              errorOf(offer("m=audio\t6000 RTP/AVP 0\r\n")));
+    EXPECT_EQ("the session description cannot be read : \"c=IN IP4 10.0.0.1?\"",
+              errorOf(offer("m=audio 6000 RTP/AVP 0\r\nc=IN IP4 10.0.0.1\x1b\r\n")));
+    EXPECT_EQ("the session description cannot be read : \"rtpmap:0 ?\"",
+              errorOf(offer("m=audio 6000 RTP/AVP 0\r\na=rtpmap:0 \x1b\r\n")));
 }
 
 TEST(SessionDescription, AnOfferWithoutAudioOverRtpIsRefused)
