@@ -16,7 +16,7 @@ namespace GatewayExample
 int replyToOptions(nta_incoming_t* in_pRequest, const std::string& in_strServer)
 {
     nta_incoming_treply(in_pRequest, SIP_200_OK, SIPTAG_ALLOW_STR(s_szAllowedMethods),
-                        SIPTAG_ACCEPT_STR("application/sdp"),
+                        SIPTAG_ACCEPT_STR(s_szAcceptedType),
                         SIPTAG_SERVER_STR(in_strServer.c_str()), TAG_END());
     return 200;
 }

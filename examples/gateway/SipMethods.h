@@ -16,6 +16,9 @@ namespace GatewayExample
 /// The methods that the gateway supports.
 inline constexpr const char* s_szAllowedMethods = "INVITE, ACK, BYE, CANCEL, OPTIONS";
 
+/// The only type of bodies that the gateway reads.
+inline constexpr const char* s_szAcceptedType = "application/sdp";
+
 /// Answers an OPTIONS request with the gateway's capabilities. Returns the status.
 int replyToOptions(nta_incoming_t* in_pRequest, const std::string& in_strServer);
 

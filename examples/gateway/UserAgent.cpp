@@ -4,6 +4,7 @@
 
 #include "NewInvite.h"
 #include "SipDatagrams.h"
+#include "RequestCheck.h"
 #include "SipMethods.h"
 
 #include "velmora/logging/LogMacros.h"
@@ -149,6 +150,8 @@ int UserAgent::handleRequest(nta_incoming_t* in_pRequest, const sip_t& in_sip)
             countRefusal(Refusal::TOO_LONG, in_sip.sip_call_id->i_id);
         return replyTooLong(in_pRequest, m_settings.strUserAgentName);
     }
+    if (const int iRefused = RequestCheck(in_sip).refuse(in_pRequest, m_settings.strUserAgentName))
+        return iRefused;
     // A request with our tag belongs to a dialog. Requests of existing dialogs go to their `Leg`,
     // so this dialog does not exist. A CANCEL of a pending INVITE goes there, too.
     if (in_sip.sip_to->a_tag != nullptr || method == sip_method_cancel)
