@@ -1,0 +1,77 @@
+// SPDX-License-Identifier: BSD-2-Clause
+
+#include "tests/examples/UdpEndpoint.h"
+
+#include <arpa/inet.h>
+#include <netinet/in.h>
+#include <poll.h>
+#include <sys/socket.h>
+
+#include <cerrno>
+#include <system_error>
+
+namespace Velmora::Test
+{
+
+namespace
+{
+
+void require(bool in_bDone, const char* in_szWhat)
+{
+    if (!in_bDone)
+        throw std::system_error(errno, std::generic_category(), in_szWhat);
+}
+
+sockaddr_in socketAddress(const std::string& in_strAddress, std::uint16_t in_uiPort)
+{
+    sockaddr_in address{};
+    address.sin_family = AF_INET;
+    address.sin_port = htons(in_uiPort);
+    require(inet_aton(in_strAddress.c_str(), &address.sin_addr) != 0, "inet_aton");
+    return address;
+}
+
+} // namespace
+
+UdpEndpoint::UdpEndpoint(const std::string& in_strAddress, std::uint16_t in_uiPort)
+    : m_socket(socket(AF_INET, SOCK_DGRAM | SOCK_CLOEXEC, 0))
+{
+    require(m_socket.isOpen(), "socket");
+    const sockaddr_in address = socketAddress(in_strAddress, in_uiPort);
+    require(bind(m_socket.number(), reinterpret_cast<const sockaddr*>(&address), sizeof address) ==
+                0,
+            "bind");
+}
+
+std::uint16_t UdpEndpoint::port() const
+{
+    sockaddr_in address{};
+    socklen_t uiLength = sizeof address;
+    require(getsockname(m_socket.number(), reinterpret_cast<sockaddr*>(&address), &uiLength) == 0,
+            "getsockname");
+    return ntohs(address.sin_port);
+}
+
+void UdpEndpoint::send(const std::string& in_strBytes, const std::string& in_strAddress,
+                       std::uint16_t in_uiPort) const
+{
+    const sockaddr_in address = socketAddress(in_strAddress, in_uiPort);
+    // A former datagram to a port that is closed is reported at the next call.
+    while (sendto(m_socket.number(), in_strBytes.data(), in_strBytes.size(), 0,
+                  reinterpret_cast<const sockaddr*>(&address), sizeof address) < 0)
+        require(errno == ECONNREFUSED, "sendto");
+}
+
+std::string UdpEndpoint::receive(std::chrono::milliseconds in_time) const
+{
+    pollfd polled{m_socket.number(), POLLIN, 0};
+    if (poll(&polled, 1, static_cast<int>(in_time.count())) != 1)
+        return {};
+    std::string strBytes(65536, '\0');
+    const ssize_t iLength = recv(m_socket.number(), strBytes.data(), strBytes.size(), 0);
+    require(iLength >= 0, "recv");
+    strBytes.resize(static_cast<std::size_t>(iLength));
+    return strBytes;
+}
+
+} // namespace Velmora::Test
