@@ -118,9 +118,9 @@ int Leg::handleRequest(nta_incoming_t* in_pRequest, const sip_t& in_sip)
         // A re-INVITE: changes of the session are not supported.
         return 488;
     case sip_method_ack:
-        return 0;
     case sip_method_cancel:
-        // A CANCEL of a pending INVITE goes to `inviteFollowed`, so this one matches none.
+        // Those of the INVITE go to `handleAckOrCancel`, so this one matches none. The stack sends
+        // no answer to an ACK, but keeps it until it has one.
         return 481;
     default:
         return replyNotAllowed(in_pRequest, m_strServer);

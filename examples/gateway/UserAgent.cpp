@@ -142,9 +142,8 @@ int UserAgent::handleRequest(nta_incoming_t* in_pRequest, const sip_t& in_sip)
 {
     const sip_method_t method = in_sip.sip_request->rq_method;
     VELMORA_LOG_DEBUG(in_sip.sip_request->rq_method_name << " received");
-    if (method == sip_method_ack)
-        return 0;
-    if (m_settings.uiLongestHeader != 0 && longestKeptHeader(in_sip) > m_settings.uiLongestHeader)
+    if (method != sip_method_ack && m_settings.uiLongestHeader != 0 &&
+        longestKeptHeader(in_sip) > m_settings.uiLongestHeader)
     {
         if (method == sip_method_invite)
             countRefusal(Refusal::TOO_LONG, in_sip.sip_call_id->i_id);
@@ -153,8 +152,9 @@ int UserAgent::handleRequest(nta_incoming_t* in_pRequest, const sip_t& in_sip)
     if (const int iRefused = RequestCheck(in_sip).refuse(in_pRequest, m_settings.strUserAgentName))
         return iRefused;
     // A request with our tag belongs to a dialog. Requests of existing dialogs go to their `Leg`,
-    // so this dialog does not exist. A CANCEL of a pending INVITE goes there, too.
-    if (in_sip.sip_to->a_tag != nullptr || method == sip_method_cancel)
+    // so this dialog does not exist. A CANCEL of a pending INVITE goes there, too. The stack sends
+    // no answer to an ACK, but keeps it until it has one.
+    if (in_sip.sip_to->a_tag != nullptr || method == sip_method_cancel || method == sip_method_ack)
         return 481;
     if (method == sip_method_options)
         return replyToOptions(in_pRequest, m_settings.strUserAgentName);
