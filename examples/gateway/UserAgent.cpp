@@ -97,17 +97,17 @@ void UserAgent::listen(const std::string& in_strURL)
     const auto* const pURL = reinterpret_cast<const url_string_t*>(in_strURL.c_str());
     bool bDone = false;
     m_stackLog.forget();
+    const unsigned int uiBuffer = 1024 * m_settings.uiReceiveBufferKB;
+    // The stack would serve STUN, and print a line for each packet that only looks like it.
     if (m_pAgent == nullptr)
     {
         m_pAgent.reset(nta_agent_create(m_loop.root(), pURL, nullptr, nullptr,
-                                        TPTAG_UDP_RMEM(1024 * m_settings.uiReceiveBufferKB),
-                                        TAG_END()));
+                                        TPTAG_UDP_RMEM(uiBuffer), TPTAG_STUN_SERVER(0), TAG_END()));
         bDone = m_pAgent != nullptr;
     }
     else
-        bDone = nta_agent_add_tport(m_pAgent.get(), pURL,
-                                    TPTAG_UDP_RMEM(1024 * m_settings.uiReceiveBufferKB),
-                                    TAG_END()) == 0;
+        bDone = nta_agent_add_tport(m_pAgent.get(), pURL, TPTAG_UDP_RMEM(uiBuffer),
+                                    TPTAG_STUN_SERVER(0), TAG_END()) == 0;
     if (!bDone)
         throw std::runtime_error("SIP cannot be received at " + in_strURL + " : " +
                                  m_stackLog.lastLine());

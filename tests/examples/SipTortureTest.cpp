@@ -319,6 +319,19 @@ TEST_F(SipTorture, ACallIdThatLeadsElsewhereHasItsFileWhereAllOthersAre)
     EXPECT_FALSE(std::filesystem::exists("/tmp/elsewhere.log"));
 }
 
+TEST_F(SipTorture, StunIsRefusedAndWhatLooksLikeItIsNotPrinted)
+{
+    using namespace std::string_literals;
+    start();
+    const UdpEndpoint endpoint(address());
+    endpoint.send("\0\1garbage"s, address(), 5060);
+    endpoint.send("\0\1\0\0\x21\x12\xA4\x42twelve bytes"s, address(), 5060);
+    // An error response.
+    EXPECT_THAT(endpoint.receive(60s), StartsWith("\x01\x11"));
+    EXPECT_EQ(0, stop());
+    EXPECT_EQ("", output());
+}
+
 TEST_F(SipTorture, TheAnswerToAnotherVersionGoesToAnAddressInViaAndNotToAName)
 {
     const std::string strMessage = tortureMessages().at("badvers");
