@@ -5,6 +5,7 @@
 #include <arpa/inet.h>
 #include <netinet/in.h>
 #include <poll.h>
+#include <sys/ioctl.h>
 #include <sys/socket.h>
 
 #include <cerrno>
@@ -67,7 +68,9 @@ std::string UdpEndpoint::receive(std::chrono::milliseconds in_time) const
     pollfd polled{m_socket.number(), POLLIN, 0};
     if (poll(&polled, 1, static_cast<int>(in_time.count())) != 1)
         return {};
-    std::string strBytes(65536, '\0');
+    int iNext = 0;
+    require(ioctl(m_socket.number(), FIONREAD, &iNext) == 0, "ioctl");
+    std::string strBytes(static_cast<std::size_t>(iNext), '\0');
     const ssize_t iLength = recv(m_socket.number(), strBytes.data(), strBytes.size(), 0);
     require(iLength >= 0, "recv");
     strBytes.resize(static_cast<std::size_t>(iLength));
