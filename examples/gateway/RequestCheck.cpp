@@ -10,6 +10,8 @@
 #include <sofia-sip/sip_status.h>
 #include <sofia-sip/sip_tag.h>
 
+#include <string_view>
+
 namespace GatewayExample
 {
 
@@ -64,6 +66,23 @@ bool acceptsSessionDescription(const sip_accept_t* in_pAccept)
     return false;
 }
 
+/// Returns whether the last parameter of a URI begins with "lr" and continues. The SIP stack reads
+/// beyond the end of such parameters.
+bool isMisreadByStack(const url_t& in_url)
+{
+    const std::string_view params = in_url.url_params != nullptr ? in_url.url_params : "";
+    const std::string_view last = params.substr(params.rfind(';') + 1);
+    return last.size() > 2 && boost::istarts_with(last, "lr") && last[2] != '=';
+}
+
+bool hasMisreadRoute(const sip_record_route_t* in_pRoutes)
+{
+    for (const sip_record_route_t* pRoute = in_pRoutes; pRoute != nullptr; pRoute = pRoute->r_next)
+        if (isMisreadByStack(*pRoute->r_url))
+            return true;
+    return false;
+}
+
 } // namespace
 
 RequestCheck::RequestCheck(const sip_t& in_sip)
@@ -95,6 +114,8 @@ RequestCheck::RequestCheck(const sip_t& in_sip)
     else if (request.rq_method == sip_method_invite &&
              !acceptsSessionDescription(in_sip.sip_accept))
         object(SIP_406_NOT_ACCEPTABLE);
+    else if (hasMisreadRoute(in_sip.sip_record_route))
+        object(SIP_400_BAD_REQUEST);
 }
 
 int RequestCheck::refuse(nta_incoming_t* in_pRequest, const std::string& in_strServer) const

@@ -125,4 +125,15 @@ TEST(RequestCheck, TheCallerMustAcceptASessionDescription)
     EXPECT_EQ("0", refusal("OPTIONS", "\r\nAccept: text/nobodyKnowsThis"));
 }
 
+TEST(RequestCheck, ARouteThatTheStackMisreadsIsRefused)
+{
+    for (const char* const szRoute : {"sip:a;lr.com", "sip:a;maddr=b;LRx", "sip:a;lr>, <sip:b;lrx"})
+        EXPECT_EQ("400", refusal("INVITE", std::string("\r\nRecord-Route: <") + szRoute + ">"))
+            << szRoute;
+    for (const char* const szRoute :
+         {"sip:a;lr", "sip:a;lr=on", "sip:a", "sip:a;lrx;lr", "sip:a;l"})
+        EXPECT_EQ("0", refusal("INVITE", std::string("\r\nRecord-Route: <") + szRoute + ">"))
+            << szRoute;
+}
+
 } // namespace Velmora::Test
