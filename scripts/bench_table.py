@@ -298,8 +298,8 @@ def machine(context):
     return f"{context['num_cpus']} processors, {model[1] if model else 'unknown'}"
 
 
-def write(document, text):
-    begin, end = MARKERS
+def write(document, text, markers=MARKERS):
+    begin, end = markers
     content = document.read_text()
     before, found_begin, rest = content.partition(begin)
     _, found_end, after = rest.partition(end)
