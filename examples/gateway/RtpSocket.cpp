@@ -5,10 +5,9 @@
 #include <cerrno>
 #include <cstdint>
 #include <cstring>
-#include <memory>
 #include <stdexcept>
 
-#include <netdb.h>
+#include <sys/socket.h>
 
 namespace GatewayExample
 {
@@ -16,35 +15,23 @@ namespace GatewayExample
 namespace
 {
 
-struct AddressesFree
-{
-    void operator()(addrinfo* in_pAddresses) const { freeaddrinfo(in_pAddresses); }
-};
-
-using Addresses = std::unique_ptr<addrinfo, AddressesFree>;
-
 std::runtime_error failure(const std::string& in_strAddress, const std::string& in_strReason)
 {
     return std::runtime_error("no RTP at " + in_strAddress + " : " + in_strReason);
 }
 
-Addresses socketAddress(const std::string& in_strAddress, std::uint16_t in_uiPort)
+SocketAddress socketAddress(const std::string& in_strAddress, std::uint16_t in_uiPort)
 {
-    addrinfo hints{};
-    hints.ai_flags = AI_NUMERICHOST | AI_NUMERICSERV;
-    hints.ai_socktype = SOCK_DGRAM;
-    addrinfo* pFound = nullptr;
-    const int iError =
-        getaddrinfo(in_strAddress.c_str(), std::to_string(in_uiPort).c_str(), &hints, &pFound);
-    if (iError != 0)
-        throw failure(in_strAddress, gai_strerror(iError));
-    return Addresses(pFound);
+    const auto address = SocketAddress::parse(in_strAddress, in_uiPort);
+    if (!address)
+        throw failure(in_strAddress, "not an IP address");
+    return *address;
 }
 
 /// Opens a socket of the family to which the address belongs.
 Descriptor openSocket(const std::string& in_strAddress)
 {
-    const int iFamily = socketAddress(in_strAddress, 0)->ai_family;
+    const int iFamily = socketAddress(in_strAddress, 0).data()->sa_family;
     const int iSocket = socket(iFamily, SOCK_DGRAM | SOCK_NONBLOCK | SOCK_CLOEXEC, 0);
     if (iSocket < 0)
         throw failure(in_strAddress, std::strerror(errno));
@@ -67,8 +54,8 @@ RtpSocket::RtpSocket(const std::string& in_strAddress, RtpPorts& inout_ports)
 bool RtpSocket::bindTo(RtpPorts& inout_ports)
 {
     m_port.emplace(inout_ports);
-    const Addresses pAddress = socketAddress(m_strAddress, port());
-    if (::bind(descriptor(), pAddress->ai_addr, pAddress->ai_addrlen) == 0)
+    const SocketAddress address = socketAddress(m_strAddress, port());
+    if (::bind(descriptor(), address.data(), address.size()) == 0)
         return true;
     const int iReason = errno;
     m_port.reset();

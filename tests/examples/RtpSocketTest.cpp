@@ -5,7 +5,6 @@
 #include "tests/support/DescriptorLimit.h"
 #include "tests/support/UdpServer.h"
 
-#include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
 #include <exception>
@@ -23,7 +22,6 @@ namespace
 
 using GatewayExample::RtpPorts;
 using GatewayExample::RtpSocket;
-using testing::HasSubstr;
 
 /// Returns the exception of a socket that cannot be opened; null if it can.
 std::exception_ptr tryToOpen(const std::string& in_strAddress, RtpPorts& inout_ports)
@@ -97,7 +95,7 @@ TEST(RtpSocket, AnAddressOfAnotherMachineIsReportedAndCostsNoPort)
 {
     RtpPorts ports({20000, 20001});
     EXPECT_EQ("no RTP at 192.0.2.1 : Cannot assign requested address", errorOf("192.0.2.1", ports));
-    EXPECT_THAT(errorOf("no address", ports), HasSubstr("no RTP at no address : "));
+    EXPECT_EQ("no RTP at no address : not an IP address", errorOf("no address", ports));
     EXPECT_EQ(1U, ports.countFree());
 }
 
