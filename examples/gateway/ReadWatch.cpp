@@ -10,13 +10,13 @@ namespace GatewayExample
 {
 
 ReadWatch::ReadWatch(const EventLoop& in_loop, int in_iDescriptor, std::function<void()> in_action)
-    : m_pRoot(in_loop.root()), m_action(std::move(in_action))
+    // Not by `su_wait_create`, which makes two system calls for the flags of the descriptor.
+    : m_pRoot(in_loop.root()), m_wait{.fd = in_iDescriptor, .events = SU_WAIT_IN, .revents = 0},
+      m_action(std::move(in_action)),
+      m_iIndex(su_root_register(m_pRoot, &m_wait,
+                                StackCallback<&ReadWatch::handleReadable>::descriptor,
+                                StackContext(this), 0))
 {
-    m_iIndex = su_wait_create(&m_wait, in_iDescriptor, SU_WAIT_IN);
-    if (m_iIndex == 0)
-        m_iIndex = su_root_register(m_pRoot, &m_wait,
-                                    StackCallback<&ReadWatch::handleReadable>::descriptor,
-                                    StackContext(this), 0);
     if (m_iIndex < 0)
         throw std::system_error(errno, std::generic_category(), "a descriptor cannot be watched");
 }

@@ -17,6 +17,8 @@ namespace GatewayExample
 class ReadWatch
 {
   public:
+    /// The descriptor must not block.
+    ///
     /// Failure: throws `std::runtime_error` if the loop cannot watch the descriptor.
     /// Ownership: the descriptor stays the caller's and must outlive this object.
     ReadWatch(const EventLoop& in_loop, int in_iDescriptor, std::function<void()> in_action);
@@ -36,7 +38,7 @@ class ReadWatch
     void handleReadable() { m_action(); }
 
     su_root_t* m_pRoot;
-    su_wait_t m_wait{};
+    su_wait_t m_wait;
     std::function<void()> m_action;
     int m_iIndex;
 };

@@ -45,6 +45,7 @@ class GatewayBench(unittest.TestCase):
         self.assertAlmostEqual(1, calls["gateway, file a call"]["bind"])
         self.assertAlmostEqual(1, calls["gateway, file a call"]["openat"], delta=0.5)
         self.assertNotIn("bind", calls["sipp's uas"])
+        self.assertNotIn("fcntl", calls["gateway"], "the socket of RTP is made with its flags")
 
     def test_fails_if_the_gateway_does_not_start(self) -> None:
         with tempfile.TemporaryDirectory() as folder:
