@@ -5,11 +5,11 @@
 #include "BadSessionDescription.h"
 #include "SessionOffer.h"
 
-#include <boost/algorithm/string/predicate.hpp>
-
 #include <algorithm>
 #include <array>
-#include <sstream>
+#include <string>
+
+#include <strings.h>
 
 namespace GatewayExample
 {
@@ -34,9 +34,15 @@ const std::array<RtpEncoding, 7> s_staticPayloadTypes{{{0, "PCMU", 8000},
 /// The payload type that this end proposes for telephone events.
 constexpr unsigned int s_uiTelephoneEventType = 101;
 
+/// Names of encodings are of ASCII (RFC 8866). Comparisons by the rules of a locale cost more.
+bool equalsIgnoringCase(const std::string& in_strOne, const std::string& in_strOther)
+{
+    return strcasecmp(in_strOne.c_str(), in_strOther.c_str()) == 0;
+}
+
 bool isTelephoneEvent(const RtpEncoding& in_encoding)
 {
-    return boost::iequals(in_encoding.strName, s_szTelephoneEvent);
+    return equalsIgnoringCase(in_encoding.strName, s_szTelephoneEvent);
 }
 
 bool isAudio(const OfferedMedia& in_media)
@@ -67,7 +73,7 @@ std::vector<RtpEncoding> commonEncodings(const OfferedMedia& in_media,
         for (const unsigned int uiPayloadType : in_media.payloadTypes)
         {
             const RtpEncoding* const pOffered = encodingOf(in_media, uiPayloadType);
-            if (pOffered == nullptr || !boost::iequals(strName, pOffered->strName))
+            if (pOffered == nullptr || !equalsIgnoringCase(strName, pOffered->strName))
                 continue;
             encodings.push_back({uiPayloadType, strName, pOffered->uiRate});
             break;
@@ -83,6 +89,15 @@ BadSessionDescription notUsable(const OfferedMedia& in_media)
             bad != in_media.badRtpMaps.end())
             return unreadable(bad->second);
     return BadSessionDescription("no encoding of keswardin.rtp.encodingList is offered");
+}
+
+void appendAttributes(const RtpEncoding& in_encoding, std::string& inout_strText)
+{
+    const std::string strType = std::to_string(in_encoding.uiPayloadType);
+    inout_strText += "a=rtpmap:" + strType + ' ' + in_encoding.strName + '/' +
+                     std::to_string(in_encoding.uiRate) + "\r\n";
+    if (isTelephoneEvent(in_encoding))
+        inout_strText += "a=fmtp:" + strType + ' ' + s_szTelephoneEvents + "\r\n";
 }
 
 } // namespace
@@ -113,9 +128,9 @@ Session makeOffer(const std::vector<std::string>& in_encodings)
     for (const std::string& strName : in_encodings)
     {
         for (const RtpEncoding& known : s_staticPayloadTypes)
-            if (boost::iequals(strName, known.strName))
+            if (equalsIgnoringCase(strName, known.strName))
                 session.encodings.push_back(known);
-        if (boost::iequals(strName, s_szTelephoneEvent))
+        if (equalsIgnoringCase(strName, s_szTelephoneEvent))
             session.encodings.push_back({s_uiTelephoneEventType, s_szTelephoneEvent, 8000});
     }
     session.lines.push_back({"audio", "RTP/AVP", "", true});
@@ -127,40 +142,35 @@ std::string describe(const Session& in_session, const std::string& in_strAddress
 {
     const bool bIPv6 = in_strAddress.find(':') != std::string::npos;
     const std::string strAddress = (bIPv6 ? "IN IP6 " : "IN IP4 ") + in_strAddress;
-    std::ostringstream text;
-    // Makes the stream throw if memory runs out, because it would otherwise truncate the
-    // description.
-    text.exceptions(std::ios_base::badbit);
-    text << "v=0\r\no=- " << in_uiPort << " 1 " << strAddress << "\r\ns=-\r\nc=" << strAddress
-         << "\r\nt=0 0\r\n";
+    const std::string strPort = std::to_string(in_uiPort);
+    std::string strText = "v=0\r\no=- " + strPort + " 1 " + strAddress +
+                          "\r\ns=-\r\nc=" + strAddress + "\r\nt=0 0\r\n";
     for (const MediaLine& line : in_session.lines)
     {
-        text << "m=" << line.strType << ' ' << (line.bAccepted ? in_uiPort : 0) << ' '
-             << line.strTransport;
+        strText.append("m=")
+            .append(line.strType)
+            .append(1, ' ')
+            .append(line.bAccepted ? strPort : "0");
+        strText.append(1, ' ').append(line.strTransport);
         if (!line.bAccepted)
         {
-            text << line.strFormats << "\r\n";
+            strText.append(line.strFormats).append("\r\n");
             continue;
         }
         for (const RtpEncoding& encoding : in_session.encodings)
-            text << ' ' << encoding.uiPayloadType;
-        text << "\r\n";
+            strText.append(1, ' ').append(std::to_string(encoding.uiPayloadType));
+        strText.append("\r\n");
         for (const RtpEncoding& encoding : in_session.encodings)
-        {
-            text << "a=rtpmap:" << encoding.uiPayloadType << ' ' << encoding.strName << '/'
-                 << encoding.uiRate << "\r\n";
-            if (isTelephoneEvent(encoding))
-                text << "a=fmtp:" << encoding.uiPayloadType << ' ' << s_szTelephoneEvents << "\r\n";
-        }
+            appendAttributes(encoding, strText);
     }
-    return text.str();
+    return strText;
 }
 
 bool isKnownEncoding(const std::string& in_strName)
 {
     const auto hasName = [&in_strName](const RtpEncoding& in_encoding)
-    { return boost::iequals(in_strName, in_encoding.strName); };
-    return boost::iequals(in_strName, s_szTelephoneEvent) ||
+    { return equalsIgnoringCase(in_strName, in_encoding.strName); };
+    return equalsIgnoringCase(in_strName, s_szTelephoneEvent) ||
            std::ranges::any_of(s_staticPayloadTypes, hasName);
 }
 

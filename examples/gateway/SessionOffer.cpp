@@ -2,11 +2,9 @@
 
 #include "SessionOffer.h"
 
-#include <boost/algorithm/string/split.hpp>
-
 #include <algorithm>
 #include <charconv>
-#include <sstream>
+#include <cstddef>
 #include <string_view>
 
 namespace GatewayExample
@@ -37,13 +35,33 @@ bool isWellFormed(std::string_view in_strLine)
                : in_strLine.find_first_of(strNoText) == std::string_view::npos;
 }
 
-std::vector<std::string> partsOf(std::string_view in_strText, std::string_view in_strSeparators)
+/// Removes the first line of a text, and returns it without its end.
+std::string_view takeLine(std::string_view& inout_strText)
 {
-    std::vector<std::string> parts;
-    const auto isSeparator = [in_strSeparators](char in_c)
-    { return in_strSeparators.find(in_c) != std::string_view::npos; };
-    boost::split(parts, in_strText, isSeparator, boost::token_compress_on);
-    return parts;
+    const std::size_t uiEnd = std::min(inout_strText.find('\n'), inout_strText.size());
+    std::string_view strLine = inout_strText.substr(0, uiEnd);
+    inout_strText.remove_prefix(std::min(uiEnd + 1, inout_strText.size()));
+    if (strLine.ends_with('\r'))
+        strLine.remove_suffix(1);
+    return strLine;
+}
+
+/// Splits a text. Separators in a row count as one. Returns an empty part in front of a separator
+/// that the text begins with, and behind one that it ends with.
+std::vector<std::string_view> partsOf(std::string_view in_strText,
+                                      std::string_view in_strSeparators)
+{
+    std::vector<std::string_view> parts;
+    std::size_t uiBegin = 0;
+    for (;;)
+    {
+        const std::size_t uiEnd = in_strText.find_first_of(in_strSeparators, uiBegin);
+        parts.push_back(in_strText.substr(uiBegin, uiEnd - uiBegin));
+        if (uiEnd == std::string_view::npos)
+            return parts;
+        uiBegin =
+            std::min(in_strText.find_first_not_of(in_strSeparators, uiEnd), in_strText.size());
+    }
 }
 
 /// Reads the number that a text begins with. The text may end after it, or continue with a
@@ -60,14 +78,14 @@ bool readNumber(std::string_view in_strText, Number& out_number, std::string_vie
 /// Reads "audio 6000 RTP/AVP 0 8". The port may be followed by "/" and a number of ports.
 OfferedMedia readMedia(std::string_view in_strValue)
 {
-    const std::vector<std::string> parts = partsOf(in_strValue, " ");
+    const std::vector<std::string_view> parts = partsOf(in_strValue, " ");
     OfferedMedia media;
     if (parts.size() < 4 || !readNumber(parts[1], media.uiPort, "/"))
         throw unreadable(in_strValue);
-    media.line = {parts[0], parts[2], "", false};
+    media.line = {std::string(parts[0]), std::string(parts[2]), "", false};
     for (std::size_t ui = 3; ui < parts.size(); ++ui)
     {
-        media.line.strFormats += ' ' + parts[ui];
+        media.line.strFormats.append(1, ' ').append(parts[ui]);
         unsigned int uiType = 0;
         if (readNumber(parts[ui], uiType, "") && uiType <= s_uiLastPayloadType)
             media.payloadTypes.push_back(uiType);
@@ -78,10 +96,10 @@ OfferedMedia readMedia(std::string_view in_strValue)
 /// Reads "IN IP4 10.0.0.1". The address may be followed by "/" and a time to live.
 std::string readAddress(std::string_view in_strValue)
 {
-    const std::vector<std::string> parts = partsOf(in_strValue, " ");
+    const std::vector<std::string_view> parts = partsOf(in_strValue, " ");
     if (parts.size() != 3 || parts[2].empty())
         throw unreadable(in_strValue);
-    return parts[2].substr(0, parts[2].find('/'));
+    return std::string(parts[2].substr(0, parts[2].find('/')));
 }
 
 /// Reads "rtpmap:97 PCMA/8000". Other attributes are ignored.
@@ -90,7 +108,7 @@ void readAttribute(std::string_view in_strValue, OfferedMedia& inout_media)
     constexpr std::string_view strRtpMap = "rtpmap:";
     if (!in_strValue.starts_with(strRtpMap))
         return;
-    const std::vector<std::string> parts = partsOf(in_strValue.substr(strRtpMap.size()), " /");
+    const std::vector<std::string_view> parts = partsOf(in_strValue.substr(strRtpMap.size()), " /");
     RtpEncoding encoding{};
     if (!readNumber(parts[0], encoding.uiPayloadType, ""))
         return;
@@ -117,18 +135,14 @@ std::vector<OfferedMedia> readOffer(const std::string& in_strOffer)
     std::vector<OfferedMedia> streams;
     std::string strAddress;
     // Without the blank lines at the end, and without the end of the last line.
-    std::istringstream text(in_strOffer.substr(0, in_strOffer.find_last_not_of("\r\n") + 1));
-    // Makes `getline` throw if a line does not fit in memory, because it would otherwise look like
-    // the end of the offer.
-    text.exceptions(std::ios_base::badbit);
-    bool bFirst = true;
-    for (std::string strLine; std::getline(text, strLine); bFirst = false)
+    std::string_view strRest =
+        std::string_view(in_strOffer).substr(0, in_strOffer.find_last_not_of("\r\n") + 1);
+    for (bool bFirst = true; !strRest.empty(); bFirst = false)
     {
-        if (strLine.ends_with('\r'))
-            strLine.pop_back();
+        const std::string_view strLine = takeLine(strRest);
         if (!isWellFormed(strLine) || (bFirst && strLine != "v=0"))
             throw unreadable(strLine);
-        const std::string_view strValue = std::string_view(strLine).substr(2);
+        const std::string_view strValue = strLine.substr(2);
         if (strLine[0] == 'm')
         {
             streams.push_back(readMedia(strValue));

@@ -109,6 +109,19 @@ TEST(SessionDescription, LinesMayEndWithoutACarriageReturn)
     EXPECT_EQ("PCMU", errorOf("v=0\nc=IN IP4 10.0.0.1\nm=audio 6000 RTP/AVP 0\n"));
 }
 
+TEST(SessionDescription, TheLastLineMayHaveNoEnd)
+{
+    EXPECT_EQ("PCMU", errorOf("v=0\nc=IN IP4 10.0.0.1\nm=audio 6000 RTP/AVP 0"));
+}
+
+TEST(SessionDescription, BlanksInARowSeparateAsOneDoes)
+{
+    const Session session =
+        negotiate(offer("m=audio  6000 RTP/AVP   8 0 \r\na=rtpmap:8  PCMA//8000\r\n"), s_encodings);
+    EXPECT_EQ("PCMU,PCMA", namesOf(session.encodings));
+    EXPECT_EQ(6000, session.uiRemotePort);
+}
+
 TEST(SessionDescription, ALineThatCannotBeReadIsReportedWithItsText)
 {
     for (const char* const szLine :
