@@ -211,40 +211,39 @@ log4cplus::SharedAppenderPtr CallAppenderFactory::newAppender(const char* in_szC
 std::optional<CallAppenderFactory::FileOfCall>
 CallAppenderFactory::nextFile(const char* in_szCallId)
 {
-    if (!m_bConfigured || !isInSample())
-        return std::nullopt;
-    return nameFile(in_szCallId);
+    std::optional<FileOfCall> file;
+    if (m_bConfigured && isInSample())
+        nameFile(in_szCallId, file.emplace());
+    return file;
 }
 
 bool CallAppenderFactory::isInSample() { return m_uiCallCounter++ % m_uiLog1CallOutOf == 0; }
 
-CallAppenderFactory::FileOfCall CallAppenderFactory::nameFile(const char* in_szCallId)
+void CallAppenderFactory::nameFile(const char* in_szCallId, FileOfCall& out_file) const
 {
-    FileOfCall file;
-    file.strDirectory = m_strDirectory;
+    out_file.strDirectory = m_strDirectory;
     if (m_bDateTimeDirectory)
     {
         std::string strSubdirectory;
         DateTimeDirectory::formName(strSubdirectory);
-        file.strDirectory.append(1, '/').append(strSubdirectory);
+        out_file.strDirectory.append(1, '/').append(strSubdirectory);
     }
-    file.strFile = file.strDirectory + '/';
+    out_file.strFile = out_file.strDirectory + '/';
     const CallFileName names(m_strPrefix, m_strSuffix);
     const CallFileName::Name name = names.partsOf(in_szCallId);
     if (m_bKeepEarlier)
     {
-        file.keptNames = names;
-        file.strCallId = in_szCallId;
+        out_file.keptNames = names;
+        out_file.strCallId = in_szCallId;
     }
     if (!name.strDirectory.empty())
     {
-        file.strInnerDirectory = file.strFile + name.strDirectory;
-        file.strFile = file.strInnerDirectory + '/';
+        out_file.strInnerDirectory = out_file.strFile + name.strDirectory;
+        out_file.strFile = out_file.strInnerDirectory + '/';
     }
-    file.strFile.append(name.strFile);
-    m_properties.setProperty("File", file.strFile);
-    file.properties = m_properties;
-    return file;
+    out_file.strFile.append(name.strFile);
+    out_file.properties = m_properties;
+    out_file.properties.setProperty("File", out_file.strFile);
 }
 
 log4cplus::SharedAppenderPtr

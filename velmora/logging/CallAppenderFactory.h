@@ -127,7 +127,8 @@ class VELMORA_API CallAppenderFactory : public ObjectWithLogger<CachedLLLogger>
     /// Returns nothing for a call without a file.
     std::optional<FileOfCall> nextFile(const char* in_szCallId);
     bool isInSample();
-    FileOfCall nameFile(const char* in_szCallId);
+    /// Fills in a file in place: log4cplus's properties can be copied but not moved.
+    void nameFile(const char* in_szCallId, FileOfCall& out_file) const;
     log4cplus::SharedAppenderPtr open(const std::optional<FileOfCall>& in_file) const;
     bool makeDirectories(const FileOfCall& in_file) const;
     bool keepEarlier(const FileOfCall& in_file) const;
