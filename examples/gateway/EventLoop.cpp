@@ -19,13 +19,16 @@ VELMORA_FILE_SCOPE_LOGGER("keswardin.gateway.EventLoop")
 // The SIP stack calls these functions instead of its own ones, which follow the clock of the day: a
 // clock that is set must not end calls. Both are needed, since the stack compares their results. It
 // has no other use for the times than to compare them.
+//
+// The times are whole milliseconds. The stack waits for as many as are left until the next timer,
+// so it would wait for none of them in the last part of a millisecond, over and over.
 
 extern "C" [[gnu::visibility("default")]] su_time_t su_now(void)
 {
     timespec now{};
     clock_gettime(CLOCK_MONOTONIC, &now);
     return {.tv_sec = static_cast<unsigned long>(now.tv_sec),
-            .tv_usec = static_cast<unsigned long>(now.tv_nsec / 1000)};
+            .tv_usec = static_cast<unsigned long>(now.tv_nsec / 1'000'000 * 1000)};
 }
 
 extern "C" [[gnu::visibility("default")]] void su_time(su_time_t* out_pTime)

@@ -75,4 +75,23 @@ TEST(GatewayEventLoop, IsNotStoppedByTheLookUpOfAName)
     su_freeaddrinfo(pAddresses);
 }
 
+TEST(GatewayEventLoop, WaitsForATimerInsteadOfAskingForItsTimeOverAndOver)
+{
+    constexpr int iTimers = 10;
+    EventLoop loop;
+    Timer timer(loop);
+    int iSteps = 0;
+    for (int i = 0; i < iTimers; ++i)
+    {
+        bool bCalled = false;
+        timer.start(3ms, [&bCalled] { bCalled = true; });
+        while (!bCalled)
+        {
+            loop.step();
+            ++iSteps;
+        }
+    }
+    EXPECT_LE(iSteps, 3 * iTimers);
+}
+
 } // namespace Velmora::Test
