@@ -5,10 +5,7 @@
 #include "velmora/logging/FileScopeLogger.h"
 
 #include <sofia-sip/su.h>
-#include <sofia-sip/su_addrinfo.h>
 #include <sofia-sip/su_time.h>
-
-#include <dlfcn.h>
 
 #include <cerrno>
 #include <ctime>
@@ -34,21 +31,6 @@ extern "C" [[gnu::visibility("default")]] su_time_t su_now(void)
 extern "C" [[gnu::visibility("default")]] void su_time(su_time_t* out_pTime)
 {
     *out_pTime = su_now();
-}
-
-// The SIP stack looks up a name in a message by this function, before it answers. A name server
-// that is slow or silent would stop all calls, so only addresses are accepted. Where the stack
-// follows a contact, it asks the name server itself and does not wait.
-extern "C" [[gnu::visibility("default")]] int su_getaddrinfo(const char* in_szNode,
-                                                             const char* in_szService,
-                                                             const su_addrinfo_t* in_pHints,
-                                                             su_addrinfo_t** out_pResult)
-{
-    static const auto s_pOriginal =
-        reinterpret_cast<decltype(&su_getaddrinfo)>(dlsym(RTLD_NEXT, "su_getaddrinfo"));
-    su_addrinfo_t hints = in_pHints != nullptr ? *in_pHints : su_addrinfo_t{};
-    hints.ai_flags |= AI_NUMERICHOST;
-    return s_pOriginal(in_szNode, in_szService, &hints, out_pResult);
 }
 
 namespace GatewayExample

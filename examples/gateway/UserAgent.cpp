@@ -2,9 +2,10 @@
 
 #include "UserAgent.h"
 
+#include "NameLookup.h"
 #include "NewInvite.h"
-#include "SipDatagrams.h"
 #include "RequestCheck.h"
+#include "SipDatagrams.h"
 #include "SipMethods.h"
 
 #include "velmora/logging/LogMacros.h"
@@ -96,6 +97,7 @@ void UserAgent::listen(const std::string& in_strURL)
 {
     const auto* const pURL = reinterpret_cast<const url_string_t*>(in_strURL.c_str());
     bool bDone = false;
+    const NameLookup lookup;
     m_stackLog.forget();
     const unsigned int uiBuffer = 1024 * m_settings.uiReceiveBufferKB;
     // The stack would serve STUN, and print a line for each packet that only looks like it.

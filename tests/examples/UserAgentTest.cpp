@@ -119,6 +119,17 @@ const LogLine s_callFails = errorLine("keswardin.gateway.Leg", "call a-call fail
 
 } // namespace
 
+TEST_F(GatewayUserAgent, ReceivesAtAName)
+{
+    auto* const pConfig = new TrieConfiguration;
+    const TSHandle<ROConfiguration> hConfig(pConfig);
+    setGatewayParameters(*pConfig, m_strAddress);
+    EXPECT_TRUE(
+        pConfig->setStringParameter("keswardin.sip.userAgent.IPAddress", "udp:localhost:5099"));
+    const Settings settings(*hConfig);
+    EXPECT_NO_THROW(UserAgent(m_loop, settings, hConfig, m_monitor, 0ms));
+}
+
 TEST_F(GatewayUserAgent, ARequestThatThrowsIsRefusedWith500AndTheNextOneIsAnswered)
 {
     throwAt("OPTIONS received");
@@ -209,8 +220,9 @@ TEST_F(GatewayUserAgent, OneThatCannotReceiveAtASecondAddressReleasesTheFirst)
     }
     catch (const std::runtime_error& error)
     {
-        EXPECT_EQ("SIP cannot be received at " + m_settings.sipAddresses.front().url() + " : nta: bind(" +
-                      m_strAddress + ":5060;transport=udp): Address already in use",
+        EXPECT_EQ("SIP cannot be received at " + m_settings.sipAddresses.front().url() +
+                      " : nta: bind(" + m_strAddress +
+                      ":5060;transport=udp): Address already in use",
                   std::string(error.what()));
     }
     settings.sipAddresses = {free};
