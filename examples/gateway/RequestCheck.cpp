@@ -3,8 +3,11 @@
 #include "RequestCheck.h"
 
 #include "SipMethods.h"
+#include "SocketAddress.h"
 
+#include <boost/algorithm/string/classification.hpp>
 #include <boost/algorithm/string/predicate.hpp>
+#include <boost/algorithm/string/trim.hpp>
 
 #include <sofia-sip/nta_tag.h>
 #include <sofia-sip/sip_status.h>
@@ -83,6 +86,19 @@ bool hasMisreadRoute(const sip_record_route_t* in_pRoutes)
     return false;
 }
 
+/// Returns whether an answer can be sent where the topmost Via asks for it: by UDP, and to an
+/// address. The stack looks up no name.
+bool isAnswerable(const sip_via_t& in_via)
+{
+    if (in_via.v_protocol == nullptr || !boost::iequals(in_via.v_protocol, "SIP/2.0/UDP"))
+        return false;
+    if (in_via.v_maddr == nullptr)
+        return true;
+    std::string strHost = in_via.v_maddr;
+    boost::algorithm::trim_if(strHost, boost::algorithm::is_any_of("[]"));
+    return SocketAddress::parse(strHost, 0).has_value();
+}
+
 } // namespace
 
 RequestCheck::RequestCheck(const sip_t& in_sip)
@@ -102,7 +118,9 @@ RequestCheck::RequestCheck(const sip_t& in_sip)
     if (!isServed(request.rq_method))
         return;
     const bool bHasBody = in_sip.sip_payload != nullptr && in_sip.sip_payload->pl_len != 0;
-    if (!isSupportedScheme(*request.rq_url))
+    if (!isAnswerable(*in_sip.sip_via))
+        object(SIP_400_BAD_REQUEST);
+    else if (!isSupportedScheme(*request.rq_url))
         object(SIP_416_UNSUPPORTED_URI);
     else if (const std::string strRequired = textOf(in_sip.sip_require); !strRequired.empty())
         object(SIP_420_BAD_EXTENSION, "Unsupported: " + strRequired);

@@ -9,9 +9,9 @@
 namespace GatewayExample
 {
 
-/// Decides whether a request outside of a call can be served, whatever it is about: its method, the
-/// scheme of its URI, the extensions it requires, and the types of its body and of the answer's
-/// (RFC 3261, 8.2). The SIP stack has checked its syntax.
+/// Decides whether a request outside of a call can be served, whatever it is about: where its
+/// answer goes, its method, the scheme of its URI, the extensions it requires, and the types of its
+/// body and of the answer's (RFC 3261, 8.2). The SIP stack has checked its syntax.
 ///
 /// Of a method that the stack knows and the gateway does not serve, and of a request of an unknown
 /// dialog, nothing is checked, because the answer does not depend on it.

@@ -27,14 +27,15 @@ struct DestroyMessage
 /// Returns the status of the refusal and its header, or "0".
 std::string refusal(const std::string& in_strMethod, const std::string& in_strMore = {},
                     const std::string& in_strURL = "sip:service@gateway",
-                    const std::string& in_strBody = {})
+                    const std::string& in_strBody = {},
+                    const std::string& in_strVia = "SIP/2.0/UDP 10.0.0.1;branch=z9hG4bK1")
 {
-    const std::string strText =
-        in_strMethod + ' ' + in_strURL +
-        " SIP/2.0\r\nVia: SIP/2.0/UDP 10.0.0.1;branch=z9hG4bK1\r\nFrom: <sip:a@b>;tag=1\r\n"
-        "Call-ID: a-call\r\nCSeq: 1 " +
-        in_strMethod + "\r\nTo: <sip:service@gateway>" + in_strMore +
-        "\r\nContent-Length: " + std::to_string(in_strBody.size()) + "\r\n\r\n" + in_strBody;
+    const std::string strText = in_strMethod + ' ' + in_strURL + " SIP/2.0\r\nVia: " + in_strVia +
+                                "\r\nFrom: <sip:a@b>;tag=1\r\n"
+                                "Call-ID: a-call\r\nCSeq: 1 " +
+                                in_strMethod + "\r\nTo: <sip:service@gateway>" + in_strMore +
+                                "\r\nContent-Length: " + std::to_string(in_strBody.size()) +
+                                "\r\n\r\n" + in_strBody;
     const std::unique_ptr<msg_t, DestroyMessage> pMessage(
         msg_make(sip_default_mclass(), 0, strText.data(), static_cast<ssize_t>(strText.size())));
     const sip_t* const pSip = sip_object(pMessage.get());
@@ -55,6 +56,18 @@ TEST(RequestCheck, AnInviteAndOptionsAreServed)
 {
     EXPECT_EQ("0", refusal("INVITE"));
     EXPECT_EQ("0", refusal("OPTIONS"));
+}
+
+TEST(RequestCheck, ARequestThatCannotBeAnsweredWhereItsViaAsksForItIsBad)
+{
+    const auto refusalWithVia = [](const std::string& in_strVia)
+    { return refusal("INVITE", "", "sip:service@gateway", "", in_strVia); };
+    EXPECT_EQ("0", refusalWithVia("SIP/2.0/UDP host;branch=1"));
+    EXPECT_EQ("0", refusalWithVia("sip/2.0/udp host;branch=1;maddr=10.0.0.1"));
+    EXPECT_EQ("0", refusalWithVia("SIP/2.0/UDP host;branch=1;maddr=[::1]"));
+    EXPECT_EQ("400", refusalWithVia("SIP/2.0/UDP host;branch=1;maddr=.example.com"));
+    EXPECT_EQ("400", refusalWithVia("SIP/2.0/TCP host;branch=1"));
+    EXPECT_EQ("400", refusalWithVia("SIP/2.0/UNKNOWN host;branch=1"));
 }
 
 TEST(RequestCheck, AMethodThatIsNotKnownIsNotImplemented)
