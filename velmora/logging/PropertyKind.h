@@ -30,7 +30,8 @@ struct PropertyKind
     /// nothing, for any other text.
     static bool parseSize(std::string_view in_value, std::uint64_t& out_uiBytes);
     /// Reads the mode of a file that its user may read and write, in octal, or in decimal as
-    /// `ParameterTrie::convertTo` writes it. Returns false, and changes nothing, for any other text.
+    /// `ParameterTrie::convertTo` writes it. Returns false, and changes nothing, for any other
+    /// text.
     static bool parseMode(std::string_view in_value, mode_t& out_uiMode);
     /// Reads a number as log4cplus does, but not a negative one. Returns false, and changes
     /// nothing, for any other text.
