@@ -118,7 +118,7 @@ RequestCheck::RequestCheck(const sip_t& in_sip)
     if (!isServed(request.rq_method))
         return;
     const bool bHasBody = in_sip.sip_payload != nullptr && in_sip.sip_payload->pl_len != 0;
-    if (!isAnswerable(*in_sip.sip_via))
+    if (!isAnswerable(*in_sip.sip_via) || hasMisreadRoute(in_sip.sip_record_route))
         object(SIP_400_BAD_REQUEST);
     else if (!isSupportedScheme(*request.rq_url))
         object(SIP_416_UNSUPPORTED_URI);
@@ -132,8 +132,6 @@ RequestCheck::RequestCheck(const sip_t& in_sip)
     else if (request.rq_method == sip_method_invite &&
              !acceptsSessionDescription(in_sip.sip_accept))
         object(SIP_406_NOT_ACCEPTABLE);
-    else if (hasMisreadRoute(in_sip.sip_record_route))
-        object(SIP_400_BAD_REQUEST);
 }
 
 int RequestCheck::refuse(nta_incoming_t* in_pRequest, const std::string& in_strServer) const

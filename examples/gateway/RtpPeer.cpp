@@ -37,7 +37,7 @@ std::string RtpPeer::expected() const
 {
     if (m_source)
         return m_source->text();
-    const std::string strDescribed = m_described ? m_described->text() : std::string();
+    std::string strDescribed = m_described ? m_described->text() : std::string();
     if (isDescribedBySignalling())
         return strDescribed;
     return strDescribed + (m_described ? ", or " : "") + "within 2 s of the answer from " +

@@ -295,7 +295,7 @@ void Checker::checkThresholds()
 void Checker::checkCapacity()
 {
     const auto [fCalls, strName] = mostCalls();
-    if (m_rtpPorts && m_rtpPorts->pairs() < fCalls)
+    if (m_rtpPorts && static_cast<float>(m_rtpPorts->pairs()) < fCalls)
         warn("too-few-ports",
              {Settings::s_szRtpPorts, requiredString(m_config, Settings::s_szRtpPorts),
               "it has ports for " + std::to_string(m_rtpPorts->pairs()) + " calls, but " + strName +

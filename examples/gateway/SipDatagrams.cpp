@@ -205,7 +205,7 @@ extern "C" [[gnu::visibility("default")]] issize_t su_getmsgsize(su_socket_t in_
     using namespace GatewayExample;
     receiveNext(in_iSocket);
     // Of the size 0 the stack would receive another datagram.
-    return std::max<ssize_t>(s_received.iLength, 1);
+    return static_cast<issize_t>(std::max<ssize_t>(s_received.iLength, 1));
 }
 
 extern "C" [[gnu::visibility("default")]] issize_t su_vrecv(su_socket_t, su_iovec_t out_parts[],
@@ -222,5 +222,6 @@ extern "C" [[gnu::visibility("default")]] issize_t su_vrecv(su_socket_t, su_iove
         strRest.remove_prefix(strRest.copy(static_cast<char*>(part.siv_base), part.siv_len));
     *inout_pFromSize = std::min(*inout_pFromSize, s_received.source.size());
     std::memcpy(out_pFrom, s_received.source.data(), *inout_pFromSize);
-    return std::exchange(s_received.iLength, -1) - static_cast<ssize_t>(strRest.size());
+    const auto iLength = static_cast<issize_t>(std::exchange(s_received.iLength, -1));
+    return iLength - static_cast<issize_t>(strRest.size());
 }

@@ -22,7 +22,6 @@ using namespace std::chrono_literals;
 using GatewayExample::EventLoop;
 using GatewayExample::LoopLoad;
 using GatewayExample::LoopLoadLimits;
-using testing::ElementsAre;
 
 using Clock = LoopLoad::Clock;
 
