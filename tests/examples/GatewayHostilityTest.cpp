@@ -45,6 +45,7 @@ constexpr int s_iMessages = 100000;
 /// a message are thousands. What `malloc` keeps of the peak of calls was seen to grow by half of it
 /// after the warm-up, and by 15000 KiB before.
 constexpr long s_iMostGrowth = 4096;
+constexpr int s_iRounds = 4;
 
 /// The RTP ports of the gateway.
 constexpr std::uint16_t s_uiFirstPort = 20000;
@@ -242,11 +243,18 @@ class GatewayHostility : public GatewayProcess
         // The stack keeps the socket with which it asks the name server.
         m_endpoint.send(HostileMessages::withNamedContact(), address(), 5060);
         send(in_iWarmUp, in_next);
-        const long iMemory = memory();
         const std::size_t uiDescriptors = descriptors();
-        send(in_iMessages, in_next);
-        std::cout << "VmRSS: " << iMemory << " KiB, then " << memory() << " KiB\n";
-        EXPECT_TRUE(!s_bMemoryIsMeasured || memory() <= iMemory + s_iMostGrowth);
+        // What `malloc` keeps depends on how many transactions there were at once, so it may grow
+        // with one of the rounds. A leak grows with each.
+        bool bFlat = false;
+        for (int iRound = 0; iRound < s_iRounds && !bFlat; ++iRound)
+        {
+            const long iMemory = memory();
+            send(in_iMessages, in_next);
+            std::cout << "VmRSS: " << iMemory << " KiB, then " << memory() << " KiB\n";
+            bFlat = !s_bMemoryIsMeasured || memory() <= iMemory + s_iMostGrowth;
+        }
+        EXPECT_TRUE(bFlat);
         EXPECT_EQ(uiDescriptors, descriptors());
     }
 
