@@ -4,6 +4,9 @@
 
 #include "Descriptor.h"
 
+#include "velmora/logging/FileScopeLogger.h"
+#include "velmora/logging/WithoutThrowing.h"
+
 #include <cerrno>
 #include <cstdio>
 #include <cstring>
@@ -12,6 +15,8 @@
 
 #include <fcntl.h>
 #include <unistd.h>
+
+VELMORA_FILE_SCOPE_LOGGER("keswardin.gateway.ReplacedFile")
 
 namespace GatewayExample
 {
@@ -94,9 +99,12 @@ void ReplacedFile::write()
         m_changed.wait(guard, [this] { return m_next || m_bEnding; });
         if (!m_next)
             return;
-        const std::string strContent = *std::exchange(m_next, std::nullopt);
+        const std::string strContent = std::move(*m_next);
+        m_next.reset();
         guard.unlock();
-        std::string strFailure = replaceNow(m_strPath, strContent);
+        std::string strFailure;
+        Velmora::withoutThrowing(liveFileScopeLogger(), "the metrics are not written",
+                                 [&] { strFailure = replaceNow(m_strPath, strContent); });
         guard.lock();
         m_strFailure = std::move(strFailure);
     }
