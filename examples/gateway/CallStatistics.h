@@ -34,16 +34,22 @@ inline constexpr std::array<const char*, 12> s_refusalNames{
 /// Counts of calls since the start. They only grow.
 struct CallStatistics
 {
-    /// Calls that were neither refused for overload nor while the gateway stopped.
+    /// Calls that were neither refused for load or a limit nor while the gateway stopped.
     std::uint64_t uiTaken = 0;
     std::uint64_t uiAnswered = 0;
     std::array<std::uint64_t, s_refusalNames.size()> refused{};
     /// The largest number of calls at once.
     std::size_t uiMostAtOnce = 0;
-    /// Packets of RTP that were not the caller's, or were repeated too often.
+    /// Packets at the ports of RTP that were not RTP, not the caller's, or repeated too often.
     std::uint64_t uiRtpDropped = 0;
 
     void countRefusal(Refusal in_refusal) { ++refused[static_cast<std::size_t>(in_refusal)]; }
+    /// The calls that were refused for load or a limit.
+    [[nodiscard]] std::uint64_t refusalsForLoad() const
+    {
+        return refusals(Refusal::OVERLOAD) + refusals(Refusal::BEHIND) + refusals(Refusal::CALLS) +
+               refusals(Refusal::SOURCE_RATE) + refusals(Refusal::MEMORY);
+    }
     [[nodiscard]] std::uint64_t refusals(Refusal in_refusal) const
     {
         return refused[static_cast<std::size_t>(in_refusal)];

@@ -230,7 +230,7 @@ void Gateway::serve()
     const CallStatistics& statistics = userAgent.statistics();
     VELMORA_FILE_LOG_INFO("stopped : calls = "
                           << statistics.uiTaken << ", at once at most = " << statistics.uiMostAtOnce
-                          << ", refused = " << statistics.refusals(Refusal::OVERLOAD)
+                          << ", refused = " << statistics.refusalsForLoad()
                           << ", repeated requests = " << userAgent.repeatedRequests());
 }
 

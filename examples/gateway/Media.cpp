@@ -109,27 +109,33 @@ void Media::receive()
     const auto uiLength = static_cast<std::size_t>(iLength);
     if (uiLength < s_uiRtpHeader || (packet[0] & s_versionMask) != s_version2)
     {
+        countDropped();
         VELMORA_LOG_DEBUG("not an RTP packet : bytes = " << uiLength);
         return;
     }
     if (!m_peer->isSource(m_socket->sender(), steady_clock::now()))
         return drop("it comes from a stranger");
+    if (!m_loopGuard.lets(packet))
+        return drop("the same packets are repeated too often");
     if (m_uiPackets == 0)
         reportFirstPacket();
     ++m_uiPackets;
     m_uiBytes += uiLength;
-    if (!m_loopGuard.lets(packet))
-        return drop("the same packets are repeated too often");
     if (!m_socket->sendBack(std::span(packet).first(uiLength)))
         reportLoss("sent", errno);
 }
 
-/// Logs a warning for the first packet of a call that is dropped only, since anyone may send any
-/// number of them.
-void Media::drop(const char* in_szReason)
+void Media::countDropped()
 {
     ++m_context.statistics.uiRtpDropped;
-    if (++m_uiDropped == 1)
+    ++m_uiDropped;
+}
+
+/// Logs a warning once per call only, since anyone may send any number of such packets.
+void Media::drop(const char* in_szReason)
+{
+    countDropped();
+    if (!std::exchange(m_bDropReported, true))
         VELMORA_LOG_WARN("RTP from " << m_socket->sender().text() << " is dropped : " << in_szReason
                                      << " ; expected from " << m_peer->expected());
 }

@@ -60,6 +60,7 @@ class Media : public Velmora::ObjectWithLogger<Velmora::CallLogger>
 
   private:
     void receive();
+    void countDropped();
     void drop(const char* in_szReason);
     void reportFirstPacket();
     /// Logs a warning once per call only, since the next packet follows 20 ms later.
@@ -77,6 +78,7 @@ class Media : public Velmora::ObjectWithLogger<Velmora::CallLogger>
     std::uint64_t m_uiDropped = 0;
     bool m_bOffered = false;
     bool m_bLossReported = false;
+    bool m_bDropReported = false;
 };
 
 } // namespace GatewayExample

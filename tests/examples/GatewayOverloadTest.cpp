@@ -208,6 +208,8 @@ TEST_F(GatewayOverload, AtTheLimitOfCallsTheNextOneIsRefused)
     EXPECT_EQ(0, stop());
     EXPECT_THAT(log(), Contains("WARN keswardin.gateway.Admission - calls are refused : the limit "
                                 "gateway.calls.most = 1 is reached. Refused until now : 1"));
+    EXPECT_THAT(log(),
+                Contains(HasSubstr("stopped : calls = 2, at once at most = 1, refused = 2")));
     EXPECT_THAT(callFiles(), SizeIs(2));
 }
 
