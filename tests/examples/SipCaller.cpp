@@ -2,16 +2,14 @@
 
 #include "tests/examples/SipCaller.h"
 
+#include "tests/examples/Ipv4.h"
+
 #include <gtest/gtest.h>
 
-#include <arpa/inet.h>
-#include <netinet/in.h>
 #include <poll.h>
 #include <sys/socket.h>
 
-#include <cerrno>
 #include <chrono>
-#include <system_error>
 
 namespace Velmora::Test
 {
@@ -20,21 +18,6 @@ namespace
 {
 
 constexpr std::chrono::seconds s_limit(60);
-
-void require(bool in_bDone, const char* in_szWhat)
-{
-    if (!in_bDone)
-        throw std::system_error(errno, std::generic_category(), in_szWhat);
-}
-
-sockaddr_in socketAddress(const std::string& in_strAddress, std::uint16_t in_uiPort)
-{
-    sockaddr_in address{};
-    address.sin_family = AF_INET;
-    address.sin_port = htons(in_uiPort);
-    require(inet_aton(in_strAddress.c_str(), &address.sin_addr) != 0, "inet_aton");
-    return address;
-}
 
 /// Returns the line of a header with its line end, or an empty text if the message does not have
 /// it.

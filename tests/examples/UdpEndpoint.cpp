@@ -2,37 +2,16 @@
 
 #include "tests/examples/UdpEndpoint.h"
 
-#include <arpa/inet.h>
-#include <netinet/in.h>
+#include "tests/examples/Ipv4.h"
+
 #include <poll.h>
 #include <sys/ioctl.h>
 #include <sys/socket.h>
 
 #include <cerrno>
-#include <system_error>
 
 namespace Velmora::Test
 {
-
-namespace
-{
-
-void require(bool in_bDone, const char* in_szWhat)
-{
-    if (!in_bDone)
-        throw std::system_error(errno, std::generic_category(), in_szWhat);
-}
-
-sockaddr_in socketAddress(const std::string& in_strAddress, std::uint16_t in_uiPort)
-{
-    sockaddr_in address{};
-    address.sin_family = AF_INET;
-    address.sin_port = htons(in_uiPort);
-    require(inet_aton(in_strAddress.c_str(), &address.sin_addr) != 0, "inet_aton");
-    return address;
-}
-
-} // namespace
 
 UdpEndpoint::UdpEndpoint(const std::string& in_strAddress, std::uint16_t in_uiPort)
     : m_socket(socket(AF_INET, SOCK_DGRAM | SOCK_CLOEXEC, 0))
