@@ -39,24 +39,26 @@ std::string textOf(const url_t& in_url)
 
 } // namespace
 
-Call::Call(CallContext& in_context, nta_incoming_t* in_pInvite, const sip_t* in_pSip,
-           std::function<void()> in_onEnd)
+Call::Call(CallContext& in_context, PendingInvite& inout_invite, std::function<void()> in_onEnd)
     : ObjectWithLogger(std::string("keswardin.gateway.Call")), m_context(in_context),
-      m_onEnd(std::move(in_onEnd)),
-      m_strFailureText(std::string("call ") + in_pSip->sip_call_id->i_id + " fails"),
-      m_leg(in_context.pAgent, in_pInvite, in_pSip, in_context.settings.strUserAgentName,
+      m_onEnd(std::move(in_onEnd)), m_strFailureText("call " + inout_invite.callId() + " fails"),
+      m_leg(in_context.pAgent, inout_invite, in_context.settings.strUserAgentName,
             [this](Leg::Event in_event) { handle(in_event); }),
-      m_media(in_context, in_pSip->sip_call_id->i_id), m_answerTimer(in_context.loop),
-      m_timeout(in_context.loop)
+      m_media(in_context, inout_invite.callId()), m_answerTimer(in_context.loop),
+      m_timeout(in_context.loop), m_started(inout_invite.arrived())
 {
-    getLogger().callStart(in_pSip->sip_call_id->i_id);
+    getLogger().callStart(inout_invite.callId().c_str());
+    const sip_t& sip = inout_invite.message();
+    VELMORA_LOG_INFO("call from " << textOf(*sip.sip_from->a_url) << " to "
+                                  << textOf(*sip.sip_request->rq_url)
+                                  << (isToBeRecorded() ? ", to be recorded" : ""));
 }
 
 Call::~Call()
 {
     if (m_state != State::ENDED)
         withoutThrowing(&getLogger(), m_strFailureText.c_str(),
-                        [this] { VELMORA_LOG_WARN("cut off : the gateway ends"); });
+                        [this] { VELMORA_LOG_WARN(s_szCutOff); });
 }
 
 /// Runs a step of the call. If it throws, ends this call and no other.
@@ -79,16 +81,18 @@ void Call::giveUp()
         endAs(Refusal::FAILURE, SIP_500_INTERNAL_SERVER_ERROR, szReason);
 }
 
-void Call::start(const sip_t* in_pSip)
+void Call::start(const sip_t& in_sip)
 {
-    attempt([&] { ring(*in_pSip); });
+    attempt([&] { ring(in_sip); });
+}
+
+void Call::cancel()
+{
+    attempt([this] { m_leg.cancel(); });
 }
 
 void Call::ring(const sip_t& in_sip)
 {
-    VELMORA_LOG_INFO("call from " << textOf(*in_sip.sip_from->a_url) << " to "
-                                  << textOf(*in_sip.sip_request->rq_url)
-                                  << (isToBeRecorded() ? ", to be recorded" : ""));
     const std::string strCalled = userOf(*in_sip.sip_request->rq_url);
     if (strCalled == s_strBusy)
         return refuse(Refusal::BUSY, SIP_486_BUSY_HERE, "the called party is busy");
@@ -105,7 +109,7 @@ void Call::ring(const sip_t& in_sip)
         VELMORA_LOG_ERROR(error.what());
         return refuse(Refusal::NO_RTP_PORT, SIP_503_SERVICE_UNAVAILABLE, error.what());
     }
-    m_leg.proceed();
+    m_leg.ring();
     if (strCalled != s_strNobody)
         m_answerTimer.start(m_context.answerAfter, [this] { attempt([this] { answer(); }); });
     m_timeout.start(CallParameters::duration(m_context.parameters, CallParameters::s_szRingTimeout),

@@ -17,6 +17,9 @@
 namespace GatewayExample
 {
 
+/// The text that is logged when the gateway ends before a call.
+inline constexpr const char* s_szCutOff = "cut off : the gateway ends";
+
 /// An incoming call, from its INVITE to its end. The user part of the request's address selects
 /// what the called party does: "busy" is busy, "nobody" rings until the time limit, all others
 /// answer.
@@ -28,14 +31,16 @@ class Call : public Velmora::ObjectWithLogger<Velmora::CallLogger>
   public:
     /// Calls `in_onEnd` once when the call ends, on either side's initiative. The caller destroys
     /// the call later, when none of its functions is running.
-    Call(CallContext& in_context, nta_incoming_t* in_pInvite, const sip_t* in_pSip,
-         std::function<void()> in_onEnd);
+    Call(CallContext& in_context, PendingInvite& inout_invite, std::function<void()> in_onEnd);
     Call(const Call&) = delete;
     Call& operator=(const Call&) = delete;
     ~Call();
 
     /// Lets the call ring, or refuses it.
-    void start(const sip_t* in_pSip);
+    void start(const sip_t& in_sip);
+
+    /// Ends the call instead, as the caller has given up.
+    void cancel();
 
     /// Ends the call from this side, as the gateway stops: refuses a ringing call, hangs up an
     /// answered one.
@@ -81,7 +86,8 @@ class Call : public Velmora::ObjectWithLogger<Velmora::CallLogger>
     std::string m_strDescription;
     /// Why this side hangs up. Empty until it decides to.
     std::string m_strReason;
-    std::chrono::steady_clock::time_point m_started = std::chrono::steady_clock::now();
+    /// When the INVITE arrived.
+    std::chrono::steady_clock::time_point m_started;
 };
 
 } // namespace GatewayExample

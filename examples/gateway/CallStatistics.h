@@ -14,6 +14,7 @@ enum class Refusal
 {
     OVERLOAD,       ///< There were too many calls at once, as the monitor of calls has it.
     BEHIND,         ///< The event loop was behind.
+    FILES_BEHIND,   ///< A call waited too long for its file.
     CALLS,          ///< There were as many calls at once as are allowed.
     SOURCE_RATE,    ///< The caller's address made too many new calls.
     MEMORY,         ///< The gateway used too much memory.
@@ -27,9 +28,10 @@ enum class Refusal
 };
 
 /// The name of each, as reports have it.
-inline constexpr std::array<const char*, 12> s_refusalNames{
-    "overload", "loop-behind", "calls-limit", "source-limit",   "memory-limit", "header-too-long",
-    "stopping", "busy",        "no-answer",   "not-acceptable", "no-rtp-port",  "failure"};
+inline constexpr std::array<const char*, 13> s_refusalNames{
+    "overload",       "loop-behind",     "files-behind", "calls-limit", "source-limit",
+    "memory-limit",   "header-too-long", "stopping",     "busy",        "no-answer",
+    "not-acceptable", "no-rtp-port",     "failure"};
 
 /// Counts of calls since the start. They only grow.
 struct CallStatistics
@@ -47,7 +49,8 @@ struct CallStatistics
     /// The calls that were refused for load or a limit.
     [[nodiscard]] std::uint64_t refusalsForLoad() const
     {
-        return refusals(Refusal::OVERLOAD) + refusals(Refusal::BEHIND) + refusals(Refusal::CALLS) +
+        return refusals(Refusal::OVERLOAD) + refusals(Refusal::BEHIND) +
+               refusals(Refusal::FILES_BEHIND) + refusals(Refusal::CALLS) +
                refusals(Refusal::SOURCE_RATE) + refusals(Refusal::MEMORY);
     }
     [[nodiscard]] std::uint64_t refusals(Refusal in_refusal) const

@@ -86,6 +86,13 @@ const AlarmJournal::Description s_overloads[] = {
      .strAction =
          "None, if it goes off by itself. Otherwise spread the calls over more gateways. If few "
          "calls come, look what delays the gateway: other programs (top), the disk (iostat -x)."},
+    {.strId = "system.overload.files",
+     .severity = Alarm::WARN_SEVERITY,
+     .strCause = "Files of calls open too slowly: a call has waited for its file longer than "
+                 "gateway.overload.fileLateMs allows. New calls are refused with 503.",
+     .strAction = "Look what delays the disk of the call files (iostat -x; df -h; the log of the "
+                  "system). If it is slow but well, as a network file system is, raise "
+                  "gateway.calls.fileThreads. Without call files the gateway needs no disk."},
     {.strId = "system.overload.cpu",
      .severity = Alarm::WARN_SEVERITY,
      .strCause = "The load of the processors has reached "

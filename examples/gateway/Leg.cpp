@@ -20,36 +20,41 @@ using namespace Velmora;
 namespace GatewayExample
 {
 
-Leg::Leg(nta_agent_t* in_pAgent, nta_incoming_t* in_pInvite, const sip_t* in_pSip,
-         const std::string& in_strServer, std::function<void(Event)> in_onEvent)
-    : ObjectWithLogger(std::string("keswardin.gateway.Leg")), m_pAgent(in_pAgent),
-      m_pDialog(nta_leg_tcreate(in_pAgent, StackCallback<&Leg::handleRequest>::request,
-                                StackContext(this),
-                                // The local end of the dialog is the To of the INVITE.
-                                SIPTAG_CALL_ID(in_pSip->sip_call_id), SIPTAG_FROM(in_pSip->sip_to),
-                                SIPTAG_TO(in_pSip->sip_from), TAG_END())),
-      m_pInvite(in_pInvite), m_strServer(in_strServer),
-      m_strFailureText(std::string("call ") + in_pSip->sip_call_id->i_id + " fails"),
-      m_onEvent(std::move(in_onEvent))
+Leg::Leg(nta_agent_t* in_pAgent, PendingInvite& inout_invite, const std::string& in_strServer,
+         std::function<void(Event)> in_onEvent)
+    : ObjectWithLogger(std::string(s_szLogger)), m_pAgent(in_pAgent), m_strServer(in_strServer),
+      m_strFailureText("call " + inout_invite.callId() + " fails"), m_onEvent(std::move(in_onEvent))
 {
+    getLogger() = inout_invite.logger();
+    const sip_t& sip = inout_invite.message();
+    m_pDialog.reset(nta_leg_tcreate(in_pAgent, StackCallback<&Leg::handleRequest>::request,
+                                    StackContext(this),
+                                    // The local end of the dialog is the To of the INVITE.
+                                    SIPTAG_CALL_ID(sip.sip_call_id), SIPTAG_FROM(sip.sip_to),
+                                    SIPTAG_TO(sip.sip_from), TAG_END()));
     if (m_pDialog == nullptr)
         throw std::runtime_error("the SIP stack cannot create the dialog");
-    getLogger().addLoggingId("leg=1");
-    getLogger().callStart(in_pSip->sip_call_id->i_id);
+    m_pInvite = inout_invite.take();
     // Without a tag, `nta_leg_tag` would give the dialog another one than the answers have.
     const char* const szTag = nta_incoming_tag(m_pInvite.get(), nullptr);
     if (szTag == nullptr || nta_leg_tag(m_pDialog.get(), szTag) == nullptr ||
-        nta_leg_server_route(m_pDialog.get(), in_pSip->sip_record_route, in_pSip->sip_contact) < 0)
+        nta_leg_server_route(m_pDialog.get(), sip.sip_record_route, sip.sip_contact) < 0)
         throw std::runtime_error("the SIP stack cannot create the dialog");
     nta_incoming_bind(m_pInvite.get(), StackCallback<&Leg::handleAckOrCancel>::ackOrCancel,
                       StackContext(this));
-    VELMORA_LOG_INFO("INVITE received : CSeq = " << in_pSip->sip_cseq->cs_seq);
+    if (nta_incoming_status(m_pInvite.get()) == 100)
+        VELMORA_LOG_INFO("100 Trying sent");
 }
 
-void Leg::proceed()
+void Leg::ring() { reply(SIP_180_RINGING); }
+
+void Leg::cancel()
 {
-    reply(SIP_100_TRYING);
-    reply(SIP_180_RINGING);
+    VELMORA_LOG_INFO("CANCEL received");
+    // The stack has answered the CANCEL, and the INVITE as well if that was pending.
+    if (!isAnswered())
+        reply(SIP_487_REQUEST_CANCELLED);
+    m_onEvent(Event::CANCELLED);
 }
 
 void Leg::answer(const std::string& in_strDescription) { reply(SIP_200_OK, in_strDescription); }
@@ -138,13 +143,8 @@ void Leg::handleAckOrCancel(const sip_t* in_pSip)
         m_onEvent(Event::NOT_ACKNOWLEDGED);
     }
     else if (in_pSip->sip_request->rq_method == sip_method_cancel)
-    {
-        VELMORA_LOG_INFO("CANCEL received");
-        // The stack has answered the CANCEL. It does not report a CANCEL that arrives after the
-        // final answer.
-        reply(SIP_487_REQUEST_CANCELLED);
-        m_onEvent(Event::CANCELLED);
-    }
+        // The stack does not report a CANCEL that arrives after the final answer.
+        cancel();
     else
     {
         VELMORA_LOG_INFO("ACK received");

@@ -2,6 +2,7 @@
 
 #pragma once
 
+#include "PendingInvite.h"
 #include "SipMethods.h"
 #include "StackCallback.h"
 #include "StackPointer.h"
@@ -32,11 +33,14 @@ class Leg : public Velmora::ObjectWithLogger<Velmora::CallLogger>
         FAILED,           ///< A message could not be handled, for lack of memory for example.
     };
 
-    /// Takes over an INVITE within the stack's callback for it. `in_onEvent` must not throw.
+    static constexpr const char* s_szLogger = "keswardin.gateway.Leg";
+
+    /// Takes over an INVITE, and its logger. `in_onEvent` must not throw.
     ///
-    /// Failure: throws `std::runtime_error` if the dialog cannot be created from the INVITE.
-    Leg(nta_agent_t* in_pAgent, nta_incoming_t* in_pInvite, const sip_t* in_pSip,
-        const std::string& in_strServer, std::function<void(Event)> in_onEvent);
+    /// Failure: throws `std::runtime_error` if the dialog cannot be created from the INVITE, and
+    /// what kept the INVITE from entering the call.
+    Leg(nta_agent_t* in_pAgent, PendingInvite& inout_invite, const std::string& in_strServer,
+        std::function<void(Event)> in_onEvent);
     Leg(const Leg&) = delete;
     Leg& operator=(const Leg&) = delete;
 
@@ -45,8 +49,10 @@ class Leg : public Velmora::ObjectWithLogger<Velmora::CallLogger>
     /// Returns the session description of the ACK; empty if it had none, or has not arrived.
     [[nodiscard]] const std::string& ackDescription() const { return m_strAckDescription; }
 
-    /// Sends 100 and 180.
-    void proceed();
+    /// Sends 180.
+    void ring();
+    /// Ends the leg after a CANCEL. `CANCELLED` follows.
+    void cancel();
     /// Sends 200, with the session description of this end.
     void answer(const std::string& in_strDescription);
     /// Sends a final answer of 300 or above, which ends the leg.

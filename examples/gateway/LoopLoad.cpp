@@ -2,13 +2,10 @@
 
 #include "LoopLoad.h"
 
-#include "ResourceOverloadAlarm.h"
-
 #include <algorithm>
 #include <utility>
 
 using namespace std::chrono_literals;
-using Velmora::Alarm;
 
 namespace GatewayExample
 {
@@ -18,14 +15,13 @@ namespace
 
 constexpr std::chrono::milliseconds s_tick = 100ms;
 constexpr LoopLoad::Clock::duration s_betweenMeasurements = 1ms;
-constexpr LoopLoad::Clock::duration s_alarmOffAfter = 5s;
 
 } // namespace
 
 LoopLoad::LoopLoad(const EventLoop& in_loop, const LoopLoadLimits& in_limits,
                    std::function<std::size_t()> in_queuedBytes)
-    : m_limits(in_limits), m_queuedBytes(std::move(in_queuedBytes)),
-      m_pAlarm(ResourceOverloadAlarm::add("loop")), m_timer(in_loop), m_due(Clock::now() + s_tick)
+    : m_limits(in_limits), m_queuedBytes(std::move(in_queuedBytes)), m_alarm(in_loop, "loop"),
+      m_timer(in_loop), m_due(Clock::now() + s_tick)
 {
     m_timer.start(s_tick, [this] { tick(); });
 }
@@ -36,8 +32,6 @@ void LoopLoad::tick()
     const Clock::time_point now = Clock::now();
     m_late = now - m_due;
     m_due = now + s_tick;
-    if (now - m_lastBehind >= s_alarmOffAfter && m_pAlarm->getState() == Alarm::ALARM_ON)
-        m_pAlarm->setState(Alarm::ALARM_OFF);
 }
 
 bool LoopLoad::isBehind(Clock::time_point in_now)
@@ -48,12 +42,9 @@ bool LoopLoad::isBehind(Clock::time_point in_now)
         m_measured = in_now;
         m_bBehind = measure(in_now);
     }
-    if (!m_bBehind)
-        return false;
-    m_lastBehind = in_now;
-    if (m_pAlarm->getState() != Alarm::ALARM_ON)
-        m_pAlarm->setState(Alarm::ALARM_ON);
-    return true;
+    if (m_bBehind)
+        m_alarm.refuse(in_now);
+    return m_bBehind;
 }
 
 bool LoopLoad::measure(Clock::time_point in_now) const

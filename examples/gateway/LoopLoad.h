@@ -3,10 +3,8 @@
 #pragma once
 
 #include "EventLoop.h"
+#include "LoadAlarm.h"
 #include "Timer.h"
-
-#include "velmora/alarm/Alarm.h"
-#include "velmora/application/LimitedObjPtr.h"
 
 #include <chrono>
 #include <cstddef>
@@ -29,8 +27,7 @@ struct LoopLoadLimits
 /// does not answers all of them too late, and they are repeated (RFC 7339, 1); one that refuses
 /// what is too much stays at its best rate.
 ///
-/// While it is behind, the alarm "system.overload.loop" is on. It goes off when it was not behind
-/// for five seconds.
+/// The alarm is "system.overload.loop".
 class LoopLoad
 {
   public:
@@ -51,15 +48,13 @@ class LoopLoad
 
     const LoopLoadLimits m_limits;
     std::function<std::size_t()> m_queuedBytes;
-    /// Owned by the registry of alarms.
-    Velmora::LimitedObjPtr<Velmora::Alarm> m_pAlarm;
+    LoadAlarm m_alarm;
     Timer m_timer;
     /// When the timer is to run, and how late it was.
     Clock::time_point m_due;
     Clock::duration m_late{0};
     std::optional<Clock::time_point> m_measured;
     bool m_bBehind = false;
-    Clock::time_point m_lastBehind{};
 };
 
 } // namespace GatewayExample

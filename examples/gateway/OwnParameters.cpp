@@ -79,6 +79,21 @@ constexpr ProgramParameter s_parameters[] = {
      .szHighest = "60000",
      .szDescription = "New calls are refused with 503 while timers run later than this time in ms. "
                       "0 is no limit"},
+    {.szName = OwnParameters::s_szFileLateLimit,
+     .type = ParameterValue::INT_TYPE,
+     .szDefault = "200",
+     .szLowest = "0",
+     .szHighest = "60000",
+     .szDescription = "New calls are refused with 503 while a call waits longer for its log file "
+                      "than this time in ms. 0 is no limit"},
+    {.szName = OwnParameters::s_szFileThreads,
+     .type = ParameterValue::INT_TYPE,
+     .szDefault = "8",
+     .szLowest = "4",
+     .szHighest = "64",
+     .szDescription =
+         "The number of threads that open and close the log files of calls. If opening "
+         "a file takes 5 ms, each opens 200 in a second"},
     {.szName = OwnParameters::s_szReceiveBuffer,
      .type = ParameterValue::INT_TYPE,
      .szDefault = "4096",

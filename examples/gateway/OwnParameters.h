@@ -29,6 +29,10 @@ inline constexpr const char* s_szHeaderLimit = "gateway.sip.longestHeader";
 inline constexpr const char* s_szQueueLimit = "gateway.overload.queueKB";
 inline constexpr const char* s_szLateLimit = "gateway.overload.timerLateMs";
 
+/// How many threads open and close the files of calls, and how late they may be in ms.
+inline constexpr const char* s_szFileThreads = "gateway.calls.fileThreads";
+inline constexpr const char* s_szFileLateLimit = "gateway.overload.fileLateMs";
+
 /// The size in kB of the buffer in which SIP waits.
 inline constexpr const char* s_szReceiveBuffer = "gateway.sip.receiveBufferKB";
 

@@ -135,15 +135,16 @@ void Checker::checkTypes()
             [this] { static_cast<void>(requiredString(m_config, "keswardin.sip.userAgentName")); });
     for (const char* const szName :
          {Settings::s_szTimerT1, Settings::s_szTimerT2, Settings::s_szTransactionLifetime,
-          OwnParameters::s_szRetryAfter, CallParameters::s_szRingTimeout,
-          CallParameters::s_szDisconnectingTimeout, CallParameters::s_szRxStartTimeout})
+          OwnParameters::s_szRetryAfter, OwnParameters::s_szFileThreads,
+          CallParameters::s_szRingTimeout, CallParameters::s_szDisconnectingTimeout,
+          CallParameters::s_szRxStartTimeout})
         attempt(szRule,
                 [this, szName] { static_cast<void>(requiredPositiveInt(m_config, szName)); });
     for (const char* const szName :
          {OwnParameters::s_szMostCalls, OwnParameters::s_szNewFromOneSource,
           OwnParameters::s_szMemoryLimit, OwnParameters::s_szHeaderLimit,
           OwnParameters::s_szQueueLimit, OwnParameters::s_szLateLimit,
-          OwnParameters::s_szReceiveBuffer})
+          OwnParameters::s_szFileLateLimit, OwnParameters::s_szReceiveBuffer})
         attempt(szRule,
                 [this, szName] { static_cast<void>(Settings::readLimit(m_config, szName)); });
 }

@@ -100,6 +100,9 @@ Settings::Settings(const ROConfiguration& in_config)
           readLimit(in_config, OwnParameters::s_szMemoryLimit)},
       loopLoad{1024 * readLimit(in_config, OwnParameters::s_szQueueLimit),
                std::chrono::milliseconds(readLimit(in_config, OwnParameters::s_szLateLimit))},
+      fileLate(readLimit(in_config, OwnParameters::s_szFileLateLimit)),
+      uiFileThreads(
+          static_cast<std::size_t>(requiredPositiveInt(in_config, OwnParameters::s_szFileThreads))),
       uiReceiveBufferKB(
           static_cast<unsigned int>(readLimit(in_config, OwnParameters::s_szReceiveBuffer))),
       uiLongestHeader(readLimit(in_config, OwnParameters::s_szHeaderLimit)),

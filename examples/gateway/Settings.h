@@ -60,6 +60,10 @@ struct Settings
 
     AdmissionLimits admission;
     LoopLoadLimits loopLoad;
+    /// How long a call may wait for its file; 0 is no limit.
+    std::chrono::milliseconds fileLate;
+    /// The number of threads that open and close the files of calls.
+    std::size_t uiFileThreads = 0;
     unsigned int uiReceiveBufferKB = 0;
     /// The length in bytes of a request's headers; 0 is no limit.
     std::size_t uiLongestHeader = 0;

@@ -2,13 +2,14 @@
 
 #include "SipMethods.h"
 
+#include "StackPointer.h"
+
 #include <sofia-sip/msg_addr.h>
 #include <sofia-sip/nta_tag.h>
 #include <sofia-sip/sip_status.h>
 #include <sofia-sip/sip_tag.h>
 
 #include <algorithm>
-#include <memory>
 
 namespace GatewayExample
 {
@@ -65,8 +66,7 @@ std::size_t longestKeptHeader(const sip_t& in_sip)
 
 SocketAddress sourceOf(nta_incoming_t* in_pRequest)
 {
-    const std::unique_ptr<msg_t, decltype(&msg_destroy)> pMessage(
-        nta_incoming_getrequest(in_pRequest), &msg_destroy);
+    const StackPointer<msg_t> pMessage(nta_incoming_getrequest(in_pRequest));
     su_sockaddr_t source{};
     socklen_t uiSize = sizeof(source);
     if (pMessage == nullptr || msg_get_address(pMessage.get(), &source, &uiSize) < 0)

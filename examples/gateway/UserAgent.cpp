@@ -33,6 +33,9 @@ namespace GatewayExample
 namespace
 {
 
+/// Within 200 ms an INVITE must have an answer (RFC 3261, 17.2.1).
+constexpr std::chrono::milliseconds s_untilTrying{100};
+
 unsigned int milliseconds(std::chrono::milliseconds in_time)
 {
     return static_cast<unsigned int>(in_time.count());
@@ -65,7 +68,7 @@ UserAgent::UserAgent(EventLoop& in_loop, const Settings& in_settings,
     : ObjectWithLogger(std::string("keswardin.gateway.UserAgent")), m_loop(in_loop),
       m_settings(in_settings), m_callMonitor(in_callMonitor), m_admission(in_settings.admission),
       m_loopLoad(in_loop, in_settings.loopLoad, &SipDatagrams::queuedBytes),
-      m_strTagBegin(makeTagBegin())
+      m_filesAlarm(in_loop, "files"), m_strTagBegin(makeTagBegin()), m_tryingTimer(in_loop)
 {
     m_callParameters.setConfiguration(in_hConfig);
     for (const SipAddress& address : m_settings.sipAddresses)
@@ -87,6 +90,7 @@ UserAgent::UserAgent(EventLoop& in_loop, const Settings& in_settings,
     m_pContext = std::make_unique<CallContext>(CallContext{m_loop, m_settings, m_callParameters,
                                                            m_pAgent.get(), in_answerAfter,
                                                            RtpPorts(m_settings.rtpPorts)});
+    m_threads.emplace(m_loop, m_settings.uiFileThreads);
     SipDatagrams::setFilter([this](std::string_view in_strDatagram, const SocketAddress& in_source)
                             { return refuseWithoutStack(in_strDatagram, in_source); });
 }
@@ -126,18 +130,55 @@ void UserAgent::endCalls(const char* in_szReason)
 {
     m_bEnding = true;
     withoutThrowing(&getLogger(), "a line is lost",
-                    [this] { VELMORA_LOG_INFO("ending calls : " << m_calls.size()); });
+                    [this] { VELMORA_LOG_INFO("ending calls : " << concurrentCalls()); });
     // `end` removes a call from the list if it is over at once, so the iterator advances before.
     for (auto it = m_calls.begin(); it != m_calls.end();)
         (*it++)->end(in_szReason);
 }
 
-void UserAgent::removeEndedCalls() { m_endedCalls.clear(); }
+void UserAgent::removeEndedCalls()
+{
+    for (const std::unique_ptr<Call>& pCall : m_endedCalls)
+        closeFile(*pCall);
+    m_endedCalls.clear();
+}
 
 void UserAgent::cutOffCalls()
 {
+    if (!m_pending.empty())
+        withoutThrowing(&getLogger(), "a line is lost",
+                        [this]
+                        {
+                            VELMORA_LOG_WARN(m_pending.size()
+                                             << " calls wait for their files : the gateway ends "
+                                                "when these are open");
+                        });
+    m_threads.reset();
+    for (const std::unique_ptr<PendingInvite>& pInvite : m_pending)
+        pInvite->cutOff();
+    m_pending.clear();
+    m_endings.clear();
     m_calls.clear();
     m_endedCalls.clear();
+}
+
+void UserAgent::closeFile(const Call& in_call)
+{
+    // Otherwise the file is closed with the call.
+    withoutThrowing(&getLogger(), "no thread closes the file of a call",
+                    [&]
+                    {
+                        if (!haveCallsFiles())
+                            return;
+                        const auto it = m_endings.emplace(m_endings.end(), in_call.getLogger());
+                        it->onDone([this, it] { m_endings.erase(it); });
+                        m_threads->add(*it, hashOf(it->logger().getCallId()));
+                    });
+}
+
+bool UserAgent::haveCallsFiles()
+{
+    return m_callLogger.getChainedAppender(m_strFileAppender).get() != nullptr;
 }
 
 int UserAgent::handleRequest(nta_incoming_t* in_pRequest, const sip_t& in_sip)
@@ -183,6 +224,11 @@ std::optional<Refusal> UserAgent::refusalOf(const SocketAddress& in_source)
     const auto now = std::chrono::steady_clock::now();
     if (m_loopLoad.isBehind(now))
         return Refusal::BEHIND;
+    if (areFilesBehind(now))
+    {
+        m_filesAlarm.refuse(now);
+        return Refusal::FILES_BEHIND;
+    }
     return m_admission.refuses(in_source, concurrentCalls(), now);
 }
 
@@ -218,17 +264,62 @@ bool UserAgent::refuseWithoutStack(std::string_view in_strDatagram, const Socket
 
 int UserAgent::handleInvite(nta_incoming_t* in_pInvite, const sip_t& in_sip)
 {
+    // A call with the same Call-ID may have ended just now. It leaves its file before this one
+    // enters it.
+    removeEndedCalls();
+    auto it = m_pending.end();
+    bool bFiles = false;
+    std::size_t uiKey = 0;
+    try
+    {
+        it = m_pending.emplace(it);
+        *it = std::make_unique<PendingInvite>(in_pInvite, in_sip, std::chrono::steady_clock::now(),
+                                              [this, it] { beginCall(it); });
+        bFiles = haveCallsFiles();
+        if (bFiles)
+            startTryingTimer();
+        uiKey = hashOf((*it)->callId());
+        m_callIds.insert(uiKey);
+    }
+    catch (...)
+    {
+        if (it != m_pending.end())
+            m_pending.erase(it);
+        refuseFailed(in_sip.sip_call_id->i_id);
+        return 500;
+    }
+    if (bFiles)
+    {
+        m_threads->add(**it, uiKey);
+        return 0;
+    }
+    (*it)->run();
+    beginCall(it);
+    return 0;
+}
+
+void UserAgent::refuseFailed(const std::string& in_strCallId)
+{
+    m_pContext->statistics.countRefusal(Refusal::FAILURE);
+    logCaughtException(&getLogger(), ("no call " + in_strCallId).c_str());
+}
+
+/// Begins the call of an INVITE whose file is open, if there is to be one.
+void UserAgent::beginCall(PendingInvites::iterator in_pending)
+{
+    // Refuses the INVITE if there is no call.
+    const std::unique_ptr<PendingInvite> pInvite = std::move(*in_pending);
+    m_pending.erase(in_pending);
     auto it = m_calls.end();
-    auto callId = m_callIds.end();
+    const std::size_t uiKey = hashOf(pInvite->callId());
     try
     {
         m_callParameters.flush();
         it = m_calls.emplace(it);
-        callId = m_callIds.insert(hashOf(in_sip.sip_call_id->i_id));
-        *it = std::make_unique<Call>(*m_pContext, in_pInvite, &in_sip,
-                                     [this, it, callId]
+        *it = std::make_unique<Call>(*m_pContext, *pInvite,
+                                     [this, it, uiKey]
                                      {
-                                         m_callIds.erase(callId);
+                                         m_callIds.erase(m_callIds.find(uiKey));
                                          m_endedCalls.splice(m_endedCalls.end(), m_calls, it);
                                      });
     }
@@ -236,18 +327,43 @@ int UserAgent::handleInvite(nta_incoming_t* in_pInvite, const sip_t& in_sip)
     {
         if (it != m_calls.end())
             m_calls.erase(it);
-        if (callId != m_callIds.end())
-            m_callIds.erase(callId);
-        m_pContext->statistics.countRefusal(Refusal::FAILURE);
-        logCaughtException(&getLogger(),
-                           (std::string("no call ") + in_sip.sip_call_id->i_id).c_str());
-        return 500;
+        m_callIds.erase(m_callIds.find(uiKey));
+        refuseFailed(pInvite->callId());
+        return;
     }
     ++m_pContext->statistics.uiTaken;
     m_pContext->statistics.uiMostAtOnce =
-        std::max(m_pContext->statistics.uiMostAtOnce, m_calls.size());
-    (*it)->start(&in_sip);
-    return 0;
+        std::max(m_pContext->statistics.uiMostAtOnce, concurrentCalls());
+    Call& call = **it;
+    if (pInvite->isCancelled())
+        call.cancel();
+    else if (m_bEnding)
+        call.end("the gateway stops");
+    else
+        call.start(pInvite->message());
+}
+
+bool UserAgent::areFilesBehind(std::chrono::steady_clock::time_point in_now) const
+{
+    return m_settings.fileLate.count() > 0 && !m_pending.empty() &&
+           in_now - m_pending.front()->arrived() > m_settings.fileLate;
+}
+
+void UserAgent::startTryingTimer()
+{
+    if (m_bTryingTimer)
+        return;
+    m_tryingTimer.start(s_untilTrying, [this] { proceedPending(); });
+    m_bTryingTimer = true;
+}
+
+void UserAgent::proceedPending()
+{
+    m_bTryingTimer = false;
+    for (const std::unique_ptr<PendingInvite>& pInvite : m_pending)
+        pInvite->proceed(m_settings.strUserAgentName);
+    if (!m_pending.empty())
+        startTryingTimer();
 }
 
 } // namespace GatewayExample

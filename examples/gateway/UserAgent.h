@@ -4,16 +4,23 @@
 
 #include "Admission.h"
 #include "Call.h"
+#include "CallEnding.h"
 #include "EventLoop.h"
+#include "LoadAlarm.h"
 #include "LoadMonitor.h"
 #include "LoopLoad.h"
+#include "PendingInvite.h"
 #include "Settings.h"
 #include "SipStackLog.h"
 #include "StackCallback.h"
 #include "StackPointer.h"
+#include "Timer.h"
+#include "WorkerThreads.h"
 
 #include "velmora/config/ConfigCache.h"
 #include "velmora/logging/CachedLLLogger.h"
+#include "velmora/logging/CallAppenderFactory.h"
+#include "velmora/logging/Logger.h"
 #include "velmora/logging/ObjectWithLogger.h"
 
 #include <sofia-sip/nta.h>
@@ -51,26 +58,27 @@ class UserAgent : public Velmora::ObjectWithLogger<Velmora::CachedLLLogger>
     /// Accepts no new calls from now on, and ends the existing ones.
     void endCalls(const char* in_szReason);
 
-    /// Destroys the calls that are over. Must not be called from within the loop.
+    /// Destroys the calls that are over. Must not be called by an event of a call.
     void removeEndedCalls();
 
     /// Destroys all calls, active ones included. Must not be called from within the loop.
     void cutOffCalls();
 
-    [[nodiscard]] bool hasCalls() const { return !m_calls.empty(); }
+    [[nodiscard]] bool hasCalls() const { return concurrentCalls() != 0; }
 
     [[nodiscard]] const CallStatistics& statistics() const { return m_pContext->statistics; }
 
     [[nodiscard]] const RtpPorts& rtpPorts() const { return m_pContext->rtpPorts; }
 
-    /// The number of concurrent calls.
-    [[nodiscard]] std::size_t concurrentCalls() const { return m_calls.size(); }
+    /// The number of concurrent calls, with those whose files are not open yet.
+    [[nodiscard]] std::size_t concurrentCalls() const { return m_calls.size() + m_pending.size(); }
 
     /// The number of requests that were received again because their sender had no answer.
     [[nodiscard]] std::uint64_t repeatedRequests() const;
 
   private:
     using Calls = std::list<std::unique_ptr<Call>>;
+    using PendingInvites = std::list<std::unique_ptr<PendingInvite>>;
 
     template <auto Handle>
     friend class StackCallback;
@@ -81,6 +89,13 @@ class UserAgent : public Velmora::ObjectWithLogger<Velmora::CachedLLLogger>
     [[nodiscard]] std::optional<Refusal> refusalOf(const SocketAddress& in_source);
     void countRefusal(Refusal in_refusal, std::string_view in_strCallId);
     int handleInvite(nta_incoming_t* in_pInvite, const sip_t& in_sip);
+    void beginCall(PendingInvites::iterator in_pending);
+    void refuseFailed(const std::string& in_strCallId);
+    void closeFile(const Call& in_call);
+    [[nodiscard]] bool haveCallsFiles();
+    [[nodiscard]] bool areFilesBehind(std::chrono::steady_clock::time_point in_now) const;
+    void startTryingTimer();
+    void proceedPending();
     void listen(const std::string& in_strURL);
 
     SipStackLog m_stackLog;
@@ -89,6 +104,10 @@ class UserAgent : public Velmora::ObjectWithLogger<Velmora::CachedLLLogger>
     const LoadMonitor& m_callMonitor;
     Admission m_admission;
     LoopLoad m_loopLoad;
+    LoadAlarm m_filesAlarm;
+    /// Finds out whether calls have files.
+    Velmora::Logger m_callLogger{Leg::s_szLogger};
+    const std::string m_strFileAppender = Velmora::s_szCallLogAppender;
     /// How the tag of an answer without the stack begins.
     const std::string m_strTagBegin;
     /// Whether the datagram that the stack has got was an INVITE that is to be taken.
@@ -102,9 +121,16 @@ class UserAgent : public Velmora::ObjectWithLogger<Velmora::CachedLLLogger>
     std::unique_ptr<CallContext> m_pContext;
     Calls m_calls;
     Calls m_endedCalls;
+    /// In the order of their arrival.
+    PendingInvites m_pending;
+    std::list<CallEnding> m_endings;
     /// The hashes of the Call-IDs of calls.
     std::unordered_multiset<std::size_t> m_callIds;
+    Timer m_tryingTimer;
+    bool m_bTryingTimer = false;
     bool m_bEnding = false;
+    /// Uses the pending INVITEs and the endings.
+    std::optional<WorkerThreads> m_threads;
 };
 
 } // namespace GatewayExample

@@ -350,6 +350,7 @@ TEST_F(GatewayOverload, ParametersAreListedWithAllOthers)
           "gateway.calls.retryAfterSec", "gateway.calls.most",
           "gateway.calls.newFromOneSourcePerSec", "gateway.memory.limitMB",
           "gateway.sip.longestHeader", "gateway.overload.queueKB", "gateway.overload.timerLateMs",
+          "gateway.overload.fileLateMs", "gateway.calls.fileThreads",
           "gateway.sip.receiveBufferKB"})
         EXPECT_THAT(result.strOutput, HasSubstr("name=" + std::string(szName) + " type="));
 }

@@ -28,6 +28,7 @@ inline void setGatewayParameters(Configuration& out_config, const std::string& i
           "keswardin.media.rxStartTimeoutMs", "gateway.calls.retryAfterSec",
           "gateway.metrics.periodSec"})
         EXPECT_TRUE(out_config.setIntParameter(szName, 60000));
+    EXPECT_TRUE(out_config.setIntParameter("gateway.calls.fileThreads", 4));
     for (const char* const szName : {"gateway.calls.most", "gateway.calls.newFromOneSourcePerSec",
                                      "gateway.memory.limitMB", "gateway.sip.longestHeader"})
         EXPECT_TRUE(out_config.setIntParameter(szName, 0));

@@ -37,6 +37,7 @@ class GatewaySettingRules : public testing::Test
         set("keswardin.media.rtp.IPAddress", "127.0.0.1");
         set("keswardin.media.rtp.udpPortRange", "20000-29999");
         set("gateway.calls.retryAfterSec", 7);
+        set("gateway.calls.fileThreads", 8);
         set("gateway.calls.monitor.monitoringPeriodInMs", 500);
         set("gateway.calls.monitor.setAlarmThreshold", 20.0F);
         set("gateway.calls.monitor.resetAlarmThreshold", 10.0F);
@@ -99,7 +100,7 @@ TEST_F(GatewaySettingRules, ATimeThatIsMissingOrNotAboveZeroIsRefused)
 {
     for (const char* const szName :
          {"keswardin.sip.TimerT1", "keswardin.sip.TimerT2", "keswardin.sip.lifetimeTimer",
-          "gateway.calls.retryAfterSec", "keswardin.gw.ringTimeoutMs",
+          "gateway.calls.retryAfterSec", "gateway.calls.fileThreads", "keswardin.gw.ringTimeoutMs",
           "keswardin.sip.state.Disconnecting.timeoutMs", "keswardin.media.rxStartTimeoutMs"})
     {
         int iFormer = 0;

@@ -34,6 +34,7 @@ class GatewaySettings : public testing::Test
         set("keswardin.rtp.encodingList", "PCMU,PCMA");
         set("gateway.calls.retryAfterSec", 7);
         set("gateway.metrics.periodSec", 15);
+        set("gateway.calls.fileThreads", 8);
         int iValue = 0;
         for (const char* const szName :
              {"keswardin.sip.TimerT1", "keswardin.sip.TimerT2", "keswardin.sip.lifetimeTimer",

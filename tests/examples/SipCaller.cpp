@@ -62,8 +62,8 @@ void SipCaller::send(const std::string& in_strMethod, const std::string& in_strU
         bSameTransaction || m_strTo.empty() ? "To: <" + strURL + ">\r\n" : m_strTo;
     std::string strMessage = in_strMethod + ' ' + strURL + " SIP/2.0\r\nVia: SIP/2.0/UDP " +
                              m_strOwn + ";branch=z9hG4bK" + std::to_string(m_iBranch) + m_strOwn +
-                             "\r\nFrom: <sip:caller@" + m_strOwn + ">;tag=caller\r\n" + strTo +
-                             "Call-ID: " + m_strCallId +
+                             "\r\nFrom: <sip:caller@" + m_strOwn + ">;tag=" + m_strTag + "\r\n" +
+                             strTo + "Call-ID: " + m_strCallId +
                              "\r\nCSeq: " + std::to_string(m_iSequence) + ' ' + in_strMethod +
                              "\r\nContact: <sip:caller@" + m_strOwn + ">\r\nMax-Forwards: 70\r\n";
     strMessage += m_strMore;

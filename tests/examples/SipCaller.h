@@ -23,6 +23,8 @@ class SipCaller
 
     void setCallId(const std::string& in_strCallId) { m_strCallId = in_strCallId; }
     [[nodiscard]] const std::string& callId() const { return m_strCallId; }
+    /// Sets the tag of the caller, which distinguishes it from others with its Call-ID.
+    void setTag(const std::string& in_strTag) { m_strTag = in_strTag; }
 
     /// Sends a request to a user at the gateway. After an answer with a tag, requests belong to the
     /// dialog. Each request except ACK and CANCEL gets the next sequence number.
@@ -88,6 +90,7 @@ class SipCaller
     std::uint16_t m_uiPort;
     std::string m_strOwn;
     std::string m_strCallId = "a-call@caller";
+    std::string m_strTag = "caller";
     std::string m_strTo;
     std::string m_strMore;
     std::string m_strLast;

@@ -87,8 +87,9 @@ TEST(StatusReport, IsAnObjectOfJson)
     EXPECT_EQ("2026-09-21T14:13:20Z", json["started"]);
     EXPECT_EQ(90061, json["uptime-seconds"]);
     EXPECT_EQ(Json::parse(R"({"now": 3, "peak": 5, "taken": 12, "answered": 7,
-                              "refused": {"overload": 2, "loop-behind": 0, "calls-limit": 0, "source-limit": 0,
-                                          "memory-limit": 0, "header-too-long": 0,
+                              "refused": {"overload": 2, "loop-behind": 0, "files-behind": 0,
+                                          "calls-limit": 0, "source-limit": 0, "memory-limit": 0,
+                                          "header-too-long": 0,
                                           "stopping": 0, "busy": 1, "no-answer": 0,
                                           "not-acceptable": 0, "no-rtp-port": 0, "failure": 0}})"),
               json["calls"]);
