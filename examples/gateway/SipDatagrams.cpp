@@ -38,22 +38,51 @@ constexpr Clock::duration s_betweenLines = std::chrono::seconds(1);
 /// An ICMP message for an earlier datagram makes the next one fail, so that is tried again.
 constexpr int s_iAttempts = 3;
 
+/// Counts failures, of which there may be many.
+struct Failures
+{
+    std::uint64_t uiCount = 0;
+    std::optional<Clock::time_point> lastLine{};
+
+    /// Counts one. Returns whether it is to be logged.
+    bool count()
+    {
+        ++uiCount;
+        const Clock::time_point now = Clock::now();
+        if (lastLine && now - *lastLine < s_betweenLines)
+            return false;
+        lastLine = now;
+        return true;
+    }
+};
+
 int s_iError = 0;
-std::uint64_t s_uiFailures = 0;
-std::optional<Clock::time_point> s_lastLine;
+Failures s_notSent;
+Failures s_notReceived;
 
 void reportFailure(const SocketAddress& in_to, int in_iError)
 {
     s_iError = in_iError;
-    ++s_uiFailures;
-    const Clock::time_point now = Clock::now();
-    if (s_lastLine && now - *s_lastLine < s_betweenLines)
+    if (s_notSent.count())
+        VELMORA_FILE_LOG_WARN("SIP cannot be sent to "
+                              << in_to.text() << " : " << std::strerror(in_iError)
+                              << "; it is repeated as if the network had lost it. Not sent until "
+                                 "now : "
+                              << s_notSent.uiCount);
+}
+
+void reportReceiveFailure(int in_iError)
+{
+    if (in_iError == EAGAIN || in_iError == EINTR || !s_notReceived.count())
         return;
-    s_lastLine = now;
-    VELMORA_FILE_LOG_WARN("SIP cannot be sent to "
-                          << in_to.text() << " : " << std::strerror(in_iError)
-                          << "; it is repeated as if the network had lost it. Not sent until now : "
-                          << s_uiFailures);
+    Velmora::withoutThrowing(liveFileScopeLogger(), "a failure to receive SIP is not logged",
+                             [in_iError]
+                             {
+                                 VELMORA_FILE_LOG_WARN("receiving SIP has failed : "
+                                                       << std::strerror(in_iError)
+                                                       << "; it is tried again. Failed until now : "
+                                                       << s_notReceived.uiCount);
+                             });
 }
 
 bool isRepeated(int in_iError) { return in_iError == ECONNREFUSED || in_iError == EINTR; }
@@ -135,6 +164,8 @@ void receiveNext(int in_iSocket)
                                          pSource, &uiSourceSize);
         s_received = {in_iSocket, iLength, iLength < 0 ? errno : 0,
                       SocketAddress(pSource, iLength < 0 ? 0 : uiSourceSize)};
+        if (iLength < 0)
+            reportReceiveFailure(s_received.iError);
         if (iLength < 0 || (iLength > 0 && !isDone(receivedText(), s_received.source)))
             return;
     }
@@ -151,7 +182,7 @@ int SipDatagrams::errorOf(const std::function<void()>& in_send)
     return s_iError;
 }
 
-std::uint64_t SipDatagrams::countFailures() { return s_uiFailures; }
+std::uint64_t SipDatagrams::countFailures() { return s_notSent.uiCount; }
 
 std::size_t SipDatagrams::queuedBytes()
 {

@@ -106,6 +106,19 @@ TEST_F(SipDatagrams, ARefusalThatIsNotSentIsRepeatedByItsTransaction)
     expectNotSent("486 Busy Here");
 }
 
+TEST_F(SipDatagrams, OneThatCannotBeReceivedIsReceivedLater)
+{
+    setEnvironment("FAILS_RECEIVES", ",1,2,");
+    startWithout("");
+    SipCaller caller(address());
+    caller.send("OPTIONS", "service");
+    caller.expectAnswer("200 OK");
+    EXPECT_EQ(0, stop());
+    const std::string strText = "WARN keswardin.gateway.SipDatagrams - receiving SIP has failed : "
+                                "Cannot allocate memory; it is tried again. Failed until now : ";
+    EXPECT_THAT(log(), AllOf(Contains(strText + '1'), Not(Contains(strText + '2'))));
+}
+
 TEST_F(SipDatagrams, AnAnswerOutsideOfACallIsSentWhenItsRequestComesAgain)
 {
     startWithout(",1,");
