@@ -171,7 +171,13 @@ TEST_F(GatewayStatusSocket, SaysToWhoAsksThatNoGatewayRuns)
 
 TEST_F(GatewayStatusSocket, GoesOnIfWhoAsksDoesNotRead)
 {
-    const StatusSocket socket(m_loop, m_strPath, [] { return std::string(10'000'000, 'x'); });
+    const StatusSocket socket(m_loop, m_strPath,
+                              []
+                              {
+                                  std::string strAnswer;
+                                  strAnswer.resize(10'000'000, 'x');
+                                  return strAnswer;
+                              });
     std::vector<std::unique_ptr<Descriptor>> askers;
     for (int i = 0; i < 4; ++i)
     {

@@ -17,6 +17,7 @@ struct LinePlace
 
     [[nodiscard]] bool known() const { return uiLine != 0; }
 
+    // NOLINTNEXTLINE(modernize-use-nullptr): clang-tidy 14 takes the 0 of the comparison for one.
     friend auto operator<=>(const LinePlace&, const LinePlace&) = default;
 };
 

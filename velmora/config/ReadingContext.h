@@ -31,15 +31,14 @@ class ReadingContext
     class TagReports
     {
       public:
+        virtual ~TagReports() = default;
+
         /// A tag names a parameter that is not a STRING, so an empty text replaces it.
         virtual void tagOfNoString(const std::string& in_strName, ParameterValue::Type in_type) = 0;
         /// A line becomes too long with its tags replaced.
         virtual void lineTooLong() = 0;
         /// A waiting line is no parameter with its tags replaced.
         virtual void resolvedToNoParameter(const std::string& in_strLine) = 0;
-
-      protected:
-        ~TagReports() = default;
     };
 
     /// Both pointers may be null.

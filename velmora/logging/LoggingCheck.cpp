@@ -208,9 +208,7 @@ class Check
     {
         if (hasTag(in_strKey))
             return;
-        if (in_strKey == s_strRoot)
-            checkLogger(in_strKey);
-        else if (in_strKey.starts_with(s_strLogger))
+        if (in_strKey == s_strRoot || in_strKey.starts_with(s_strLogger))
             checkLogger(in_strKey);
         else if (in_strKey.starts_with(s_strAdditivity))
             checkValue(in_strKey, PropertyKind::s_bool, false);

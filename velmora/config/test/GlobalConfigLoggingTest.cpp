@@ -18,7 +18,6 @@ namespace Velmora::Test
 namespace
 {
 
-using testing::Contains;
 using testing::ElementsAre;
 using testing::HasSubstr;
 using testing::IsEmpty;
