@@ -2,12 +2,12 @@
 
 #include "NewInvite.h"
 
+#include "IgnoringCase.h"
+
 #include <boost/algorithm/string/trim.hpp>
 
 #include <charconv>
 #include <functional>
-
-#include <strings.h>
 
 namespace GatewayExample
 {
@@ -19,19 +19,12 @@ constexpr std::string_view s_strLineEnd = "\r\n";
 constexpr std::string_view s_strBlanks = " \t";
 constexpr std::uint16_t s_uiSipPort = 5060;
 
-/// Compares without regard to case.
-bool equals(std::string_view in_strOne, std::string_view in_strOther)
-{
-    return in_strOne.size() == in_strOther.size() &&
-           strncasecmp(in_strOne.data(), in_strOther.data(), in_strOne.size()) == 0;
-}
-
 /// Returns whether a text may have a parameter "tag". One that only looks so makes no difference,
 /// since the stack reads it.
 bool mayHaveTag(std::string_view in_strText)
 {
     for (std::size_t ui = 0; ui + 3 <= in_strText.size(); ++ui)
-        if (equals(in_strText.substr(ui, 3), "tag"))
+        if (equalsIgnoringCase(in_strText.substr(ui, 3), "tag"))
             return true;
     return false;
 }
@@ -56,7 +49,8 @@ std::string_view take(std::string_view& inout_strText, std::string_view in_strSe
 
 bool isName(std::string_view in_strText, const char* in_szName, const char* in_szCompactName)
 {
-    return equals(in_strText, in_szName) || equals(in_strText, in_szCompactName);
+    return equalsIgnoringCase(in_strText, in_szName) ||
+           equalsIgnoringCase(in_strText, in_szCompactName);
 }
 
 /// Calls a function with the name, the value and the whole of each line of the headers, while it
@@ -120,7 +114,7 @@ bool NewInvite::readHeader(std::string_view in_strName, std::string_view in_strV
         return storeOnce(m_strTo, in_strValue) && !mayHaveTag(in_strValue);
     if (isName(in_strName, "Call-ID", "i"))
         return storeOnce(m_strCallId, in_strValue);
-    if (equals(in_strName, "CSeq"))
+    if (equalsIgnoringCase(in_strName, "CSeq"))
         return storeOnce(m_strCSeq, in_strValue) && in_strValue.ends_with(" INVITE");
     return true;
 }
@@ -129,7 +123,7 @@ bool NewInvite::readHeader(std::string_view in_strName, std::string_view in_strV
 bool NewInvite::readVia(std::string_view in_strValue)
 {
     constexpr std::string_view strTransport = "SIP/2.0/UDP ";
-    if (!equals(in_strValue.substr(0, strTransport.size()), strTransport) ||
+    if (!equalsIgnoringCase(in_strValue.substr(0, strTransport.size()), strTransport) ||
         in_strValue.find_first_of(",\"") != std::string_view::npos)
         return false;
     in_strValue.remove_prefix(strTransport.size());
@@ -151,10 +145,10 @@ bool NewInvite::readVia(std::string_view in_strValue)
     {
         const std::string_view strParameter = trimmed(take(in_strValue, ";"));
         const std::string_view strName = trimmed(strParameter.substr(0, strParameter.find('=')));
-        if (equals(strName, "maddr") || equals(strName, "received"))
+        if (equalsIgnoringCase(strName, "maddr") || equalsIgnoringCase(strName, "received"))
             return false;
-        bBranch = bBranch || equals(strName, "branch");
-        if (!equals(strName, "rport"))
+        bBranch = bBranch || equalsIgnoringCase(strName, "branch");
+        if (!equalsIgnoringCase(strName, "rport"))
             continue;
         if (strName.size() != strParameter.size())
             return false;

@@ -2,11 +2,11 @@
 
 #include "RequestCheck.h"
 
+#include "IgnoringCase.h"
 #include "SipMethods.h"
 #include "SocketAddress.h"
 
 #include <boost/algorithm/string/classification.hpp>
-#include <boost/algorithm/string/predicate.hpp>
 #include <boost/algorithm/string/trim.hpp>
 
 #include <sofia-sip/nta_tag.h>
@@ -45,14 +45,14 @@ std::string textOf(const msg_list_t* in_pList)
 
 bool isSessionDescription(const char* in_szType)
 {
-    return in_szType != nullptr && boost::iequals(in_szType, s_szAcceptedType);
+    return in_szType != nullptr && equalsIgnoringCase(in_szType, s_szAcceptedType);
 }
 
 /// Returns whether the body is plain or has no encoding header.
 bool isPlain(const sip_content_encoding_t* in_pEncoding)
 {
     const std::string strEncodings = textOf(in_pEncoding);
-    return strEncodings.empty() || boost::iequals(strEncodings, "identity");
+    return strEncodings.empty() || equalsIgnoringCase(strEncodings, "identity");
 }
 
 /// Returns whether the sender of an INVITE accepts a session description. It does if it lists no
@@ -63,8 +63,8 @@ bool acceptsSessionDescription(const sip_accept_t* in_pAccept)
         return true;
     for (const sip_accept_t* pType = in_pAccept; pType != nullptr; pType = pType->ac_next)
         if (pType->ac_type != nullptr &&
-            (isSessionDescription(pType->ac_type) || boost::iequals(pType->ac_type, "*/*") ||
-             boost::iequals(pType->ac_type, "application/*")))
+            (isSessionDescription(pType->ac_type) || equalsIgnoringCase(pType->ac_type, "*/*") ||
+             equalsIgnoringCase(pType->ac_type, "application/*")))
             return true;
     return false;
 }
@@ -75,7 +75,7 @@ bool isMisreadByStack(const url_t& in_url)
 {
     const std::string_view params = in_url.url_params != nullptr ? in_url.url_params : "";
     const std::string_view last = params.substr(params.rfind(';') + 1);
-    return last.size() > 2 && boost::istarts_with(last, "lr") && last[2] != '=';
+    return last.size() > 2 && equalsIgnoringCase(last.substr(0, 2), "lr") && last[2] != '=';
 }
 
 bool hasMisreadRoute(const sip_record_route_t* in_pRoutes)
@@ -90,7 +90,7 @@ bool hasMisreadRoute(const sip_record_route_t* in_pRoutes)
 /// address. The stack looks up no name.
 bool isAnswerable(const sip_via_t& in_via)
 {
-    if (in_via.v_protocol == nullptr || !boost::iequals(in_via.v_protocol, "SIP/2.0/UDP"))
+    if (in_via.v_protocol == nullptr || !equalsIgnoringCase(in_via.v_protocol, "SIP/2.0/UDP"))
         return false;
     if (in_via.v_maddr == nullptr)
         return true;

@@ -3,13 +3,12 @@
 #include "SessionDescription.h"
 
 #include "BadSessionDescription.h"
+#include "IgnoringCase.h"
 #include "SessionOffer.h"
 
 #include <algorithm>
 #include <array>
 #include <string>
-
-#include <strings.h>
 
 namespace GatewayExample
 {
@@ -33,12 +32,6 @@ const std::array<RtpEncoding, 7> s_staticPayloadTypes{{{0, "PCMU", 8000},
 
 /// The payload type that this end proposes for telephone events.
 constexpr unsigned int s_uiTelephoneEventType = 101;
-
-/// Names of encodings are of ASCII (RFC 8866). Comparisons by the rules of a locale cost more.
-bool equalsIgnoringCase(const std::string& in_strOne, const std::string& in_strOther)
-{
-    return strcasecmp(in_strOne.c_str(), in_strOther.c_str()) == 0;
-}
 
 bool isTelephoneEvent(const RtpEncoding& in_encoding)
 {

@@ -4,13 +4,12 @@
 
 #include "CallParameters.h"
 #include "IPAddress.h"
+#include "IgnoringCase.h"
 #include "LoadMonitor.h"
 #include "OwnParameters.h"
 #include "RequiredParameters.h"
 #include "SessionDescription.h"
 #include "Settings.h"
-
-#include <boost/algorithm/string/predicate.hpp>
 
 #include <algorithm>
 #include <cmath>
@@ -251,7 +250,7 @@ void Checker::checkEncodings()
                   "but never offers it ; it knows " +
                       knownEncodings()});
     if (std::ranges::all_of(encodings, [](const std::string& in_strName)
-                            { return boost::iequals(in_strName, "telephone-event"); }))
+                            { return equalsIgnoringCase(in_strName, "telephone-event"); }))
         refuse("no-audio", {szName, requiredString(m_config, szName),
                             "it has no encoding of audio ; write PCMU,PCMA,telephone-event"});
 }
