@@ -175,12 +175,9 @@ void receiveNext(int in_iSocket)
 
 } // namespace
 
-int SipDatagrams::errorOf(const std::function<void()>& in_send)
-{
-    s_iError = 0;
-    in_send();
-    return s_iError;
-}
+int SipDatagrams::lastError() { return s_iError; }
+
+void SipDatagrams::forgetLastError() { s_iError = 0; }
 
 std::uint64_t SipDatagrams::countFailures() { return s_notSent.uiCount; }
 

@@ -24,9 +24,20 @@ namespace GatewayExample
 namespace SipDatagrams
 {
 
+/// Returns the reason (`errno`) if the last datagram was not sent since it was forgotten, otherwise
+/// 0.
+[[nodiscard]] int lastError();
+void forgetLastError();
+
 /// Runs a function in which the stack may send a datagram. Returns the reason (`errno`) if the last
 /// one was not sent, otherwise 0.
-int errorOf(const std::function<void()>& in_send);
+template <class Send>
+int errorOf(Send in_send)
+{
+    forgetLastError();
+    in_send();
+    return lastError();
+}
 
 /// Gets each datagram before the stack, with its source. Returns whether it is done, so that the
 /// stack does not get it.
