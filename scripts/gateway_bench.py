@@ -86,6 +86,9 @@ class Uas:
     def runs(self) -> bool:
         return self.process is not None and self.process.poll() is None
 
+    def refused(self) -> int:
+        return 0
+
     def kill(self) -> None:
         if self.process is not None:
             self.process.kill()
@@ -108,6 +111,15 @@ class Gateway(LoopbackGateway):
 
     def start(self, *arguments: str) -> None:
         super().start("--answer-after-ms", "0", *arguments)
+
+    def refused(self) -> int:
+        """Returns how many calls it has refused, with any answer."""
+        command = [str(self.program), "--status", "--json"]
+        for source in ("gateway.cfg", "site.cfg"):
+            command += ["--global-config", str(self.home / "etc" / source)]
+        answer = subprocess.run(command, env={**os.environ, "GATEWAY_HOME": str(self.home)}, check=True,
+                                capture_output=True, text=True)
+        return sum(json.loads(answer.stdout)["calls"]["refused"].values())
 
     def kill(self) -> None:
         if self.process is not None:
@@ -146,7 +158,9 @@ class Client:
              # Otherwise sipp offers fewer calls when answers are late.
              "-l", str(calls),
              "-d", str(length_ms), "-timeout", str(limit), "-nostdin", "-buff_size", str(SOCKET_BYTES),
-             "-trace_stat", "-stf", "stat.csv", "-fd", "100ms", "-trace_rtt", "-rtt_freq", "1", "-trace_error_codes"],
+             "-trace_stat", "-stf", "stat.csv", "-fd", "100ms", "-trace_rtt", "-rtt_freq", "1",
+             # A call that is refused is over.
+             "-default_behaviors", "all,-bye"],
             cwd=self.folder, env=environment(), stdout=subprocess.DEVNULL, stderr=subprocess.DEVNULL)
 
     def statistics(self) -> List[Dict[str, str]]:
@@ -165,10 +179,6 @@ class Client:
                 fields = line.split(";")
                 times.append((float(fields[0]), float(fields[1])))
         return times
-
-    def refusals(self) -> int:
-        """Returns how many calls got a 503."""
-        return sum(len(re.findall(r";503\b", path.read_text())) for path in self.folder.glob("*_error_codes.csv"))
 
     def answered_now(self) -> int:
         rows = self.statistics()
@@ -231,7 +241,7 @@ def measure_load(server: Server, name: str, rate: int, seconds: float) -> Load:
     offering = next(seconds_of(row) for row in rows if int(row["TotalCallCreated"]) == created) - seconds_of(rows[0])
     in_time = sum(moment <= 1000 * offering for moment, _ in times)
     responses = [response for _, response in times]
-    refused = client.refusals()
+    refused = server.refused()
     return Load(name, rate, created / offering, in_time / offering, refused,
                 created - int(last["SuccessfulCall(C)"]) - refused, int(last["Retransmissions(C)"]),
                 quantile(responses, 0.5), quantile(responses, 0.99), 1000 * used / max(len(times), 1))
@@ -381,7 +391,8 @@ def main() -> int:
     parser.add_argument("--rates", type=int, nargs="+", default=RATES, help="calls a second")
     parser.add_argument("--seconds", type=float, default=4, help="for how long a rate is offered")
     parser.add_argument("--rounds", type=int, default=2)
-    parser.add_argument("--held", type=int, nargs="+", default=HELD, help="numbers of calls at once, ascending")
+    parser.add_argument("--held", type=int, nargs="+", default=HELD,
+                        help="numbers of calls at once, ascending; two at least")
     parser.add_argument("--traced", type=int, default=TRACED, help="how many calls strace observes")
     parser.add_argument("--write", type=Path, metavar="DOCUMENT", help="puts the tables there")
     parser.add_argument("--plots", type=Path, metavar="FOLDER", help="draws the plots there")
