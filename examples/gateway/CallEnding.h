@@ -19,7 +19,7 @@ class CallEnding : public Work
   public:
     /// Enters the call of the logger.
     explicit CallEnding(const Velmora::CallLogger& in_logger)
-        : Work(End::NOT_AWAITED), m_logger(in_logger)
+        : Work(Haste::LATER), m_logger(in_logger)
     {
     }
 

@@ -21,7 +21,7 @@ namespace GatewayExample
 
 PendingInvite::PendingInvite(nta_incoming_t* in_pInvite, const sip_t& in_sip, Time in_arrived,
                              std::function<void()> in_onOpened)
-    : Work(End::AWAITED), m_pInvite(in_pInvite), m_pMessage(nta_incoming_getrequest(in_pInvite)),
+    : Work(Haste::AT_ONCE), m_pInvite(in_pInvite), m_pMessage(nta_incoming_getrequest(in_pInvite)),
       m_strCallId(in_sip.sip_call_id->i_id), m_uiCSeq(in_sip.sip_cseq->cs_seq),
       m_arrived(in_arrived), m_onOpened(std::move(in_onOpened))
 {

@@ -5,6 +5,7 @@
 #include "velmora/logging/WithoutThrowing.h"
 
 #include <cerrno>
+#include <chrono>
 #include <cstdint>
 #include <string>
 #include <system_error>
@@ -19,6 +20,8 @@ namespace GatewayExample
 
 namespace
 {
+
+constexpr std::chrono::milliseconds s_later{100};
 
 int makeWakeUp()
 {
@@ -58,14 +61,14 @@ WorkerThreads::Thread::~Thread()
 
 void WorkerThreads::Thread::add(Work& inout_work)
 {
-    bool bWasEmpty = false;
+    bool bWake = inout_work.m_haste == Work::Haste::AT_ONCE;
     {
         const std::lock_guard guard(m_mutex);
-        bWasEmpty = m_queue.isEmpty();
         m_queue.push(inout_work);
+        bWake = bWake && std::exchange(m_bSleeps, false);
     }
-    if (bWasEmpty)
-        m_changed.notify_one();
+    if (bWake)
+        wake();
 }
 
 void WorkerThreads::Thread::run()
@@ -73,9 +76,14 @@ void WorkerThreads::Thread::run()
     std::unique_lock guard(m_mutex);
     for (;;)
     {
-        m_changed.wait(guard, [this] { return !m_queue.isEmpty() || m_bEnding; });
-        if (m_queue.isEmpty())
-            return;
+        while (m_queue.isEmpty())
+        {
+            if (m_bEnding)
+                return;
+            m_bSleeps = true;
+            m_changed.wait(guard);
+            m_bSleeps = false;
+        }
         Work& work = m_queue.pop();
         guard.unlock();
         work.run();
@@ -85,7 +93,8 @@ void WorkerThreads::Thread::run()
 }
 
 WorkerThreads::WorkerThreads(const EventLoop& in_loop, std::size_t in_uiThreads)
-    : m_wakeUp(makeWakeUp()), m_watch(in_loop, m_wakeUp.number(), [this] { finish(); })
+    : m_timer(in_loop), m_wakeUp(makeWakeUp()),
+      m_watch(in_loop, m_wakeUp.number(), [this] { finish(); })
 {
     while (m_threads.size() < in_uiThreads)
         m_threads.emplace_back(*this, m_threads.size() + 1);
@@ -95,17 +104,35 @@ WorkerThreads::~WorkerThreads() = default;
 
 void WorkerThreads::add(Work& inout_work, std::size_t in_uiKey)
 {
+    if (inout_work.m_haste == Work::Haste::LATER)
+        startTimer();
     m_threads[in_uiKey % m_threads.size()].add(inout_work);
+}
+
+void WorkerThreads::startTimer()
+{
+    if (m_bTimer)
+        return;
+    m_timer.start(s_later, [this] { wakeAll(); });
+    m_bTimer = true;
+}
+
+void WorkerThreads::wakeAll()
+{
+    m_bTimer = false;
+    for (Thread& thread : m_threads)
+        thread.wake();
+    finish();
 }
 
 void WorkerThreads::handBack(Work& inout_work)
 {
-    const bool bAwaited = inout_work.m_end == Work::End::AWAITED;
+    const bool bAtOnce = inout_work.m_haste == Work::Haste::AT_ONCE;
     bool bWake = false;
     {
         const std::lock_guard guard(m_mutex);
         m_done.push(inout_work);
-        bWake = bAwaited && !std::exchange(m_bWoken, m_bWoken || bAwaited);
+        bWake = bAtOnce && !std::exchange(m_bWoken, true);
     }
     if (bWake)
     {

@@ -5,6 +5,7 @@
 #include "Descriptor.h"
 #include "EventLoop.h"
 #include "ReadWatch.h"
+#include "Timer.h"
 
 #include <condition_variable>
 #include <cstddef>
@@ -19,14 +20,15 @@ namespace GatewayExample
 class Work
 {
   public:
-    /// Whether the loop waits for the end of the work, or learns of it when it runs next.
-    enum class End
+    /// Whether the work is done and reported at once, or with the next that is, within a tenth of a
+    /// second. To wake a thread costs more than much work does.
+    enum class Haste
     {
-        AWAITED,
-        NOT_AWAITED,
+        AT_ONCE,
+        LATER,
     };
 
-    explicit Work(End in_end) : m_end(in_end) {}
+    explicit Work(Haste in_haste) : m_haste(in_haste) {}
     Work(const Work&) = delete;
     Work& operator=(const Work&) = delete;
     virtual ~Work() = default;
@@ -40,7 +42,7 @@ class Work
   private:
     friend class WorkerThreads;
 
-    const End m_end;
+    const Haste m_haste;
     Work* m_pNext = nullptr;
 };
 
@@ -61,8 +63,10 @@ class WorkerThreads
     WorkerThreads& operator=(const WorkerThreads&) = delete;
 
     /// Lets a thread do the work. Pieces of work with the same key are done in the order in which
-    /// they are added. Does not throw, and needs no memory.
+    /// they are added.
     ///
+    /// Failure: throws `std::runtime_error` or `std::bad_alloc`; the work has not been added then.
+    /// Work that is to be done at once needs no memory.
     /// Ownership: the work stays the caller's, and must exist until it is done.
     void add(Work& inout_work, std::size_t in_uiKey);
 
@@ -89,6 +93,7 @@ class WorkerThreads
         Thread& operator=(const Thread&) = delete;
 
         void add(Work& inout_work);
+        void wake() { m_changed.notify_one(); }
 
       private:
         void run();
@@ -98,13 +103,18 @@ class WorkerThreads
         std::condition_variable m_changed;
         // Guarded by the mutex. No work is done under it.
         Queue m_queue;
+        bool m_bSleeps = false;
         bool m_bEnding = false;
         std::thread m_thread;
     };
 
     void handBack(Work& inout_work);
     void finish();
+    void startTimer();
+    void wakeAll();
 
+    Timer m_timer;
+    bool m_bTimer = false;
     Descriptor m_wakeUp;
     ReadWatch m_watch;
     std::mutex m_mutex;

@@ -39,8 +39,8 @@ class Task : public Work
   public:
     explicit Task(
         std::function<void()> in_run, std::function<void()> in_done = [] {},
-        End in_end = End::AWAITED)
-        : Work(in_end), m_run(std::move(in_run)), m_done(std::move(in_done))
+        Haste in_haste = Haste::AT_ONCE)
+        : Work(in_haste), m_run(std::move(in_run)), m_done(std::move(in_done))
     {
     }
 
@@ -125,25 +125,41 @@ TEST_F(GatewayWorkerThreads, DoNotWaitForEachOther)
     stepUntil(bDone);
 }
 
-TEST_F(GatewayWorkerThreads, ReportWorkThatIsNotAwaitedWithTheNextThatIs)
+TEST_F(GatewayWorkerThreads, DoWorkForLaterWithTheNextThatIsToBeDoneAtOnce)
 {
     WorkerThreads threads(m_loop, 1);
     std::vector<int> done;
     bool bDone = false;
-    std::atomic<bool> bRun = false;
-    Task quiet([&] { bRun = true; }, [&] { done.push_back(1); }, Work::End::NOT_AWAITED);
-    Task awaited([] {},
-                 [&]
-                 {
-                     done.push_back(2);
-                     bDone = true;
-                 });
-    threads.add(quiet, 0);
-    EXPECT_TRUE(waitUntil([&bRun] { return bRun.load(); }));
-    EXPECT_THAT(done, testing::IsEmpty());
-    threads.add(awaited, 0);
+    Task later([] {}, [&] { done.push_back(1); }, Work::Haste::LATER);
+    Task atOnce([] {},
+                [&]
+                {
+                    done.push_back(2);
+                    bDone = true;
+                });
+    threads.add(later, 0);
+    threads.add(atOnce, 0);
     stepUntil(bDone);
     EXPECT_THAT(done, ElementsAre(1, 2));
+}
+
+TEST_F(GatewayWorkerThreads, DoWorkForLaterByThemselvesAfterATime)
+{
+    WorkerThreads threads(m_loop, 3);
+    std::atomic<int> iRun = 0;
+    std::deque<Task> tasks;
+    std::size_t uiDone = 0;
+    bool bDone = false;
+    for (std::size_t ui = 0; ui < 6; ++ui)
+        threads.add(tasks.emplace_back([&iRun] { ++iRun; }, [&] { bDone = ++uiDone == 7; },
+                                       Work::Haste::LATER),
+                    ui);
+    while (iRun < 6)
+        m_loop.step();
+    // Reported with the next work, at the latest.
+    Task atOnce([] {}, [&] { bDone = ++uiDone == 7; });
+    threads.add(atOnce, 0);
+    stepUntil(bDone);
 }
 
 TEST_F(GatewayWorkerThreads, MayDestroyWorkThatIsDone)
