@@ -16,6 +16,7 @@
 #include "velmora/config/RWGlobalConfig.h"
 #include "velmora/logging/LogMacros.h"
 #include "velmora/logging/WithoutThrowing.h"
+#include "velmora/system/URL.h"
 
 #include <boost/program_options/options_description.hpp>
 #include <boost/program_options/value_semantic.hpp>
@@ -126,7 +127,8 @@ std::optional<int> Gateway::answer(int in_argc, char** in_argv)
     // Of Boost.Program_options, and of `optionDependency`.
     catch (const std::logic_error& error)
     {
-        std::cerr << "gateway: " << error.what() << "\ngateway: see gateway --help\n";
+        std::cerr << "gateway: " << Velmora::URL::withoutSecrets(error.what())
+                  << "\ngateway: see gateway --help\n";
         return 2;
     }
     catch (const std::runtime_error& error)

@@ -568,6 +568,16 @@ TEST_F(Application, EndsItsStartWithOneLineAboutWhatItHasRead)
                                { return in_strLine.find("Start-up") != std::string::npos; }));
 }
 
+TEST_F(Application, MasksTheSecretsOfItsSourcesInTheLineThatEndsItsStart)
+{
+    const std::string strSource = m_directory.write("password=hunter2", s_strLogging);
+    const HelperResult result = start({}, {"--global-config", strSource});
+    EXPECT_EQ(0, result.iExitCode);
+    EXPECT_THAT(result.strOutput, HasSubstr("Start-up complete : sources = [" +
+                                            m_directory.file("password=***") + "], "));
+    EXPECT_THAT(result.strOutput, Not(HasSubstr("hunter2")));
+}
+
 TEST_F(Application, ConfiguresLoggingFromTheFileOfItsRunMode)
 {
     const std::string strProperties = m_directory.write("development.properties", s_strLogging);

@@ -20,6 +20,7 @@
 #include "velmora/system/CmdlineArgVector.h"
 #include "velmora/system/DynLibsLoader.h"
 #include "velmora/system/OS.h"
+#include "velmora/system/URL.h"
 
 #include <ace/Profile_Timer.h>
 #include <ace/Time_Value.h>
@@ -224,7 +225,8 @@ bool ApplicationImpl::processCmdLineArgs(int in_argc, char** in_argv)
     }
     catch (const std::exception& error)
     {
-        VELMORA_LOG_ERROR(error.what());
+        // The text may repeat an argument.
+        VELMORA_LOG_ERROR(URL::withoutSecrets(error.what()));
         return false;
     }
 }
@@ -258,15 +260,16 @@ bool ApplicationImpl::setEnvironment(const std::vector<std::string>& in_variable
 {
     for (const std::string& strVariable : in_variables)
     {
+        const std::string strShown = URL::withoutSecrets(strVariable);
         if (putenv(keepForEver(strVariable)) != 0)
         {
             const int iError = errno;
-            VELMORA_LOG_ERROR("failed to set environment variable " << strVariable);
-            VELMORA_LOG_ERROR("cannot put " << strVariable
+            VELMORA_LOG_ERROR("failed to set environment variable " << strShown);
+            VELMORA_LOG_ERROR("cannot put " << strShown
                                             << " into the environment: " << std::strerror(iError));
             return false;
         }
-        VELMORA_LOG_DEBUG("Set environment variable " << strVariable);
+        VELMORA_LOG_DEBUG("Set environment variable " << strShown);
     }
     return true;
 }
@@ -387,7 +390,7 @@ void ApplicationImpl::logEndOfStart() const
     const LoadSummary summary = GlobalConfig::getInstance()->getLoadSummary();
     std::string strSources;
     for (const std::string& strSource : m_pState->m_sources)
-        strSources += " [" + strSource + "]";
+        strSources += " [" + URL::withoutSecrets(strSource) + "]";
     std::string strOutOfBounds;
     if (summary.m_uiOutOfBounds != 0)
         strOutOfBounds = ", out of bounds = " + std::to_string(summary.m_uiOutOfBounds);
@@ -424,7 +427,13 @@ void ApplicationImpl::logUsageAndActualCommandLine() const
 {
     std::ostringstream text;
     writeUsage(text);
-    text << "\nActual command line : " << m_pState->m_origArgVector;
+    text << "\nActual command line : ";
+    const char* szSeparator = "";
+    for (const char* const szArgument : m_pState->m_origArgVector)
+    {
+        text << szSeparator << URL::withoutSecrets(szArgument);
+        szSeparator = " ";
+    }
     logForUser(text.str());
 }
 

@@ -13,6 +13,7 @@
 #include "velmora/logging/EscapedText.h"
 #include "velmora/logging/LoggingCheck.h"
 #include "velmora/system/InputFile.h"
+#include "velmora/system/URL.h"
 #include "velmora/system/WholeText.h"
 
 #include <algorithm>
@@ -137,19 +138,20 @@ void ConfigurationCheck::readSources(const std::vector<std::string>& in_sources)
         if (address.isDatabase())
         {
             bSkipped = true;
-            reader.skip(strUrl);
+            reader.skip(URL::withoutSecrets(strUrl));
             reader.report(Severity::NOTE, "not-checked", place, "", "",
                           "the parameters of a database are not checked");
             continue;
         }
         InputFile file(address.strPath);
+        const std::string strShown = URL::withoutSecrets(address.strPath);
         const bool bOpen = !file.fail();
-        reader.read(address.strPath, file);
+        reader.read(strShown, file);
         if (file.error() != 0)
             reader.report(Severity::ERROR, "unreadable-file", place, "", "",
                           escaped(textOfError(bOpen ? "the file cannot be read: "
                                                     : "the file cannot be opened: ",
-                                              address.strPath, file)));
+                                              strShown, file)));
     }
     reader.end(bSkipped);
 }

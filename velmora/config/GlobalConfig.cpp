@@ -5,6 +5,7 @@
 #include "velmora/logging/LibraryLoggers.h"
 #include "velmora/logging/LogMacros.h"
 #include "velmora/logging/WithoutThrowing.h"
+#include "velmora/system/URL.h"
 
 #include <boost/program_options.hpp>
 
@@ -36,7 +37,7 @@ void GlobalConfig::getConfigOptionsFromCmdline(int in_argc, char** in_argv,
     catch (const std::exception& error)
     {
         withoutThrowing(::liveFileScopeLogger(), "failed to read the command line",
-                        [&error] { VELMORA_FILE_LOG_DEBUG(error.what()); });
+                        [&error] { VELMORA_FILE_LOG_DEBUG(URL::withoutSecrets(error.what())); });
     }
 }
 

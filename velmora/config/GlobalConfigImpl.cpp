@@ -24,6 +24,7 @@
 #include "velmora/system/InputFile.h"
 #include "velmora/system/QuietStream.h"
 #include "velmora/system/SourceText.h"
+#include "velmora/system/URL.h"
 
 #include <list>
 #include <locale>
@@ -362,7 +363,7 @@ catch (...)
 bool GlobalConfigImpl::loadUrlNoMutex(GlobalConfigSource& inout_source, Load& inout_load)
 {
     const GlobalConfigSource::Address& address = inout_source.address;
-    VELMORA_FILE_LOG_DEBUG("GlobalConfigImpl::load : Config URL: " << inout_source.strUrl);
+    VELMORA_FILE_LOG_DEBUG("GlobalConfigImpl::load : Config URL: " << inout_source.strShown);
     if (!address.strScheme.empty())
         VELMORA_FILE_LOG_DEBUG("Config URL prefix: " << address.strScheme);
     return address.isDatabase() ? loadDBURLNoMutex(inout_source, inout_load)
@@ -372,20 +373,22 @@ bool GlobalConfigImpl::loadUrlNoMutex(GlobalConfigSource& inout_source, Load& in
 bool GlobalConfigImpl::loadFileNoMutex(const std::string& in_strPath, InputFile& inout_file,
                                        Load& inout_load)
 {
-    VELMORA_FILE_LOG_DEBUG("Loading Global Config from " << in_strPath);
+    // A URL with a user is taken for a path.
+    const std::string strShown = URL::withoutSecrets(in_strPath);
+    VELMORA_FILE_LOG_DEBUG("Loading Global Config from " << strShown);
     if (!inout_file)
     {
         VELMORA_LOG_PROBLEM(m_pProblems.get(), ERROR_LOG_LEVEL,
                             "failed to initialize Global Config : unable to open "
-                                << in_strPath << " for reading");
-        logReason("open", in_strPath, inout_file, *m_pProblems);
+                                << strShown << " for reading");
+        logReason("open", strShown, inout_file, *m_pProblems);
         return false;
     }
-    if (loadNoMutex(inout_file, in_strPath, inout_load))
+    if (loadNoMutex(inout_file, strShown, inout_load))
         return true;
     VELMORA_LOG_PROBLEM(m_pProblems.get(), ERROR_LOG_LEVEL,
-                        "failed to initialize global config from " << in_strPath);
-    logReason("read", in_strPath, inout_file, *m_pProblems);
+                        "failed to initialize global config from " << strShown);
+    logReason("read", strShown, inout_file, *m_pProblems);
     return false;
 }
 
@@ -403,10 +406,10 @@ bool GlobalConfigImpl::loadDBURLNoMutex(GlobalConfigSource& inout_source, Load& 
     }
     inout_source.text.imbue(std::locale::classic());
     inout_source.text.str(std::move(strText));
-    if (loadNoMutex(inout_source.text, inout_source.strUrl, inout_load))
+    if (loadNoMutex(inout_source.text, inout_source.strShown, inout_load))
         return true;
     VELMORA_LOG_PROBLEM(m_pProblems.get(), ERROR_LOG_LEVEL,
-                        "failed to initialize global config from " << inout_source.strUrl);
+                        "failed to initialize global config from " << inout_source.strShown);
     return false;
 }
 

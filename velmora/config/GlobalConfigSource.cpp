@@ -6,6 +6,7 @@
 #include "velmora/config/LoadProblems.h"
 #include "velmora/logging/LibraryLoggers.h"
 #include "velmora/system/Regexx.h"
+#include "velmora/system/URL.h"
 
 #include <strings.h>
 
@@ -32,7 +33,7 @@ bool GlobalConfigSource::Address::isDatabase() const
 }
 
 GlobalConfigSource::GlobalConfigSource(const std::string& in_strUrl, LoadProblems& inout_problems)
-    : strUrl(in_strUrl), address(in_strUrl)
+    : strUrl(in_strUrl), strShown(URL::withoutSecrets(in_strUrl)), address(in_strUrl)
 {
     if (address.isDatabase())
         fetch(inout_problems);
@@ -48,7 +49,7 @@ void GlobalConfigSource::fetch(LoadProblems& inout_problems)
     if (!parameters)
         VELMORA_LOG_PROBLEM(&inout_problems, ERROR_LOG_LEVEL,
                             "failed to initialize global config from "
-                                << strUrl << (pSource == nullptr ? " : no database source" : ""));
+                                << strShown << (pSource == nullptr ? " : no database source" : ""));
 }
 
 } // namespace Velmora

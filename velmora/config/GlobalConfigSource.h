@@ -39,6 +39,8 @@ class GlobalConfigSource
     };
 
     const std::string strUrl;
+    /// The URL without secrets, for the log.
+    const std::string strShown;
     const Address address;
     /// The answer of the database; empty without a database source or an answer.
     std::optional<GlobalConfigSeam::DatabaseSource::Parameters> parameters;

@@ -8,6 +8,7 @@
 #include "velmora/python/BoostPython.h"
 #include "velmora/python/InterpreterLock.h"
 #include "velmora/python/PythonEmbeddedInterpreter.h"
+#include "velmora/system/URL.h"
 
 VELMORA_LIBRARY_FILE_SCOPE_LOGGER_OF(GlobalConfig)
 
@@ -71,7 +72,8 @@ ConfigPropertiesModel::fetch(const std::string& in_strUrl)
     if (!lock)
     {
         VELMORA_FILE_LOG_ERROR("cannot ask the database for "
-                               << in_strUrl << ": Python ends, or the process was forked");
+                               << URL::withoutSecrets(in_strUrl)
+                               << ": Python ends, or the process was forked");
         return std::nullopt;
     }
     try

@@ -427,6 +427,22 @@ TEST(ApplicationImpl, ShowsItsCommandLineBehindTheUsageAtAnyLevel)
     EXPECT_EQ(-1, log.lines().front().iLine);
 }
 
+TEST(ApplicationImpl, MasksTheSecretsOfItsCommandLine)
+{
+    const CapturedLog log;
+    Program program;
+    EXPECT_FALSE(program.start({"--global-confg=db://gw:hunter2@host/x", "--global-config",
+                                "db://gw:hunter3@host/x", "--putenv", "PGPASSWORD=hunter4"}));
+    EXPECT_THAT(
+        log.linesOf(s_szLogger),
+        ElementsAre(
+            errorLine(s_szLogger, "unrecognised option '--global-confg=db://gw:***@host/x'"),
+            infoLine(s_szLogger, usageOf(program) +
+                                     "\nActual command line : /opt/bin/gateway.bin "
+                                     "--global-confg=db://gw:***@host/x --global-config "
+                                     "db://gw:***@host/x --putenv PGPASSWORD=***")));
+}
+
 TEST(ApplicationImpl, HandlesNothingThatWasNotAskedFor)
 {
     CapturedLog log(TRACE_LOG_LEVEL);

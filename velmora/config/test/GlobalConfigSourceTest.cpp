@@ -168,7 +168,35 @@ TEST_F(GlobalConfigSourceTest, ASchemeWithoutTwoSlashesIsPartOfAPath)
     EXPECT_EQ(3, intOf(m_config, "keswardin.exitTimeoutSec"));
 }
 
+TEST_F(GlobalConfigSourceTest, APasswordOfAUrlThatIsTakenForAPathIsNotLogged)
+{
+    const CurrentDirectory current(m_directory.path());
+    EXPECT_FALSE(m_config.load(Urls{"db://gw:hunter2@host/x"}));
+    EXPECT_THAT(
+        m_log.linesOf(s_szLogger),
+        ElementsAre(
+            debug("GlobalConfigImpl::load : Config URL: db://gw:***@host/x"),
+            debug("Loading Global Config from db://gw:***@host/x"),
+            errorLine(s_szLogger, "failed to initialize Global Config : unable to open "
+                                  "db://gw:***@host/x for reading"),
+            errorLine(s_szLogger, "cannot open db://gw:***@host/x: No such file or directory (" +
+                                      m_directory.file("db:/gw:***@host/x") + ")")));
+}
+
 // Database
+
+TEST_F(GlobalConfigSourceTest, APasswordInTheQueryIsNotLoggedButTheDatabaseSourceIsAskedWithIt)
+{
+    const OneDatabase database(std::nullopt);
+    EXPECT_FALSE(m_config.load(Urls{"db://host/x?password=hunter2"}));
+    EXPECT_THAT(database.asked(), ElementsAre("db://host/x?password=hunter2"));
+    EXPECT_THAT(
+        m_log.linesOf(s_szLogger),
+        ElementsAre(errorLine(s_szLogger,
+                              "failed to initialize global config from db://host/x?password=***"),
+                    debug("GlobalConfigImpl::load : Config URL: db://host/x?password=***"),
+                    debug("Config URL prefix: db")));
+}
 
 TEST_F(GlobalConfigSourceTest, AnyOtherSchemeGoesToTheDatabaseSourceAsAWhole)
 {
@@ -313,6 +341,15 @@ TEST_F(GlobalConfigSourceTest, AnotherOptionOnTheLineLeavesTheValuesAsTheyWere)
     GlobalConfig::getConfigOptionsFromCmdline(line.argc(), line.argv(), values, "config");
     EXPECT_THAT(values, ElementsAre("before"));
     EXPECT_THAT(m_log.lines(), ElementsAre(debug("unrecognised option '--other'")));
+}
+
+TEST_F(GlobalConfigSourceTest, APasswordInAnotherOptionIsNotLogged)
+{
+    CommandLine line({"program", "--other=db://gw:hunter2@host/x"});
+    Urls values;
+    GlobalConfig::getConfigOptionsFromCmdline(line.argc(), line.argv(), values, "config");
+    EXPECT_THAT(m_log.lines(),
+                ElementsAre(debug("unrecognised option '--other=db://gw:***@host/x'")));
 }
 
 TEST_F(GlobalConfigSourceTest, InitializingLoadsWhatTheOptionNames)
