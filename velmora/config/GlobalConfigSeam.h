@@ -52,6 +52,10 @@ class VELMORA_API GlobalConfigSeam
         ~CallLogging() = default;
     };
 
+    /// Logs a WARN about what a database source fetches, for the operator. If the calling thread is
+    /// inside `fetch`, the line is also kept for the log that the configuration sets up.
+    static void warnOfSource(const std::string& in_strText);
+
     static void setDatabaseSource(DatabaseSource* in_pSource);
     static DatabaseSource* getDatabaseSource();
 

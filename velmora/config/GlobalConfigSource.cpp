@@ -8,12 +8,43 @@
 #include "velmora/system/Regexx.h"
 #include "velmora/system/URL.h"
 
+#include <utility>
+
 #include <strings.h>
 
 VELMORA_LIBRARY_FILE_SCOPE_LOGGER_OF(GlobalConfig)
 
 namespace Velmora
 {
+
+namespace
+{
+
+/// What keeps the lines of the load that fetches on this thread; null outside `fetch`.
+thread_local LoadProblems* t_pProblems = nullptr;
+
+/// Names the keeper of this thread for a scope.
+class Keeping
+{
+  public:
+    explicit Keeping(LoadProblems& inout_problems)
+        : m_pFormer(std::exchange(t_pProblems, &inout_problems))
+    {
+    }
+    ~Keeping() { t_pProblems = m_pFormer; }
+    Keeping(const Keeping&) = delete;
+    Keeping& operator=(const Keeping&) = delete;
+
+  private:
+    LoadProblems* const m_pFormer;
+};
+
+} // namespace
+
+void GlobalConfigSeam::warnOfSource(const std::string& in_strText)
+{
+    VELMORA_LOG_PROBLEM(t_pProblems, WARN_LOG_LEVEL, in_strText);
+}
 
 GlobalConfigSource::Address::Address(const std::string& in_strUrl) : strPath(in_strUrl)
 {
@@ -45,7 +76,10 @@ void GlobalConfigSource::fetch(LoadProblems& inout_problems)
 {
     GlobalConfigSeam::DatabaseSource* const pSource = GlobalConfigSeam::getDatabaseSource();
     if (pSource != nullptr)
+    {
+        const Keeping keeping(inout_problems);
         parameters = pSource->fetch(strUrl);
+    }
     if (!parameters)
         VELMORA_LOG_PROBLEM(&inout_problems, ERROR_LOG_LEVEL,
                             "failed to initialize global config from "

@@ -4,6 +4,7 @@
 // again.
 
 #include "velmora/config/GlobalConfigImpl.h"
+#include "velmora/config/GlobalConfigSeam.h"
 #include "velmora/config/ParameterInfoDB.h"
 #include "velmora/config/ProgramParameter.h"
 
@@ -18,6 +19,7 @@
 #include <cerrno>
 #include <cstdlib>
 #include <filesystem>
+#include <optional>
 #include <string>
 #include <thread>
 #include <vector>
@@ -463,6 +465,30 @@ TEST_F(ConfigurationPlaces, LoadsAndTheLoggingAgainMayRunOnAnyThreads)
     EXPECT_EQ(200U, m_config.getLoadSummary().m_uiUnknownNames);
     EXPECT_EQ("line 1 : correct the name \"keswardin.nowhere\", or delete the line",
               m_config.lineAbout("keswardin.nowhere"));
+}
+
+TEST_F(ConfigurationPlaces, TheConfiguredLogGetsTheWarningsOfADatabaseSource)
+{
+    class Warning final : public GlobalConfigSeam::DatabaseSource
+    {
+      public:
+        Warning() { GlobalConfigSeam::setDatabaseSource(this); }
+        ~Warning() { GlobalConfigSeam::setDatabaseSource(nullptr); }
+        Warning(const Warning&) = delete;
+        Warning& operator=(const Warning&) = delete;
+        std::optional<Parameters> fetch(const std::string& in_strUrl) override
+        {
+            GlobalConfigSeam::warnOfSource(in_strUrl + " is old");
+            return Parameters();
+        }
+    };
+    const Warning source;
+    EXPECT_TRUE(m_config.load(Urls{"db://host/x"}));
+    GlobalConfigSeam::warnOfSource("outside of a load");
+    EXPECT_THAT(m_log.lines(), Contains(warnLine(s_szLogger, "db://host/x is old")));
+    EXPECT_THAT(m_log.lines(), Contains(warnLine(s_szLogger, "outside of a load")));
+    EXPECT_EQ("WARN keswardin.infra.GlobalConfig - db://host/x is old\n",
+              logOf(m_config, m_directory));
 }
 
 TEST_F(ConfigurationPlaces, LoggingAgainDoesNotChangeTheSummary)
