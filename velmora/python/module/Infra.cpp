@@ -3,12 +3,17 @@
 // The extension module velmora.infra._infra, which exports the library to scripts.
 
 #include "velmora/alarm/AlarmRegistry.h"
+#include "velmora/config/GlobalConfigSeam.h"
 #include "velmora/logging/Logger.h"
 #include "velmora/python/BoostPython.h"
+#include "velmora/python/InterpreterLock.h"
 #include "velmora/python/PyClassName.h"
 #include "velmora/python/PyOutputStreamableImpl.h"
 #include "velmora/python/PythonEmbeddedInterpreter.h"
 #include "velmora/python/module/ScriptAlarm.h"
+#include "velmora/system/URL.h"
+
+#include <string>
 
 namespace
 {
@@ -19,6 +24,18 @@ void setDefaultLogLevel()
     Velmora::Logger logger;
     if (logger.getLogLevel() == Velmora::NOT_SET_LOG_LEVEL)
         logger.setLogLevel(Velmora::WARN_LOG_LEVEL);
+}
+
+void warnOfSource(const std::string& in_strText)
+{
+    // An appender may wait for a thread that waits for Python.
+    const Velmora::Python::InterpreterUnlock unlock;
+    Velmora::GlobalConfigSeam::warnOfSource(in_strText);
+}
+
+std::string urlWithoutSecrets(const std::string& in_strUrl)
+{
+    return Velmora::URL::withoutSecrets(in_strUrl);
 }
 
 } // namespace
@@ -41,4 +58,6 @@ BOOST_PYTHON_MODULE(_infra)
     AlarmRegistry::exportToPython();
     PyOutputStreamableImpl::exportToPython();
     PyClassName::exportToPython();
+    boost::python::def("warnOfSource", warnOfSource, boost::python::arg("text"));
+    boost::python::def("urlWithoutSecrets", urlWithoutSecrets, boost::python::arg("url"));
 }

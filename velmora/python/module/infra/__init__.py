@@ -1,6 +1,6 @@
 # SPDX-License-Identifier: BSD-2-Clause
 
-"""The infrastructure library for scripts: alarms, their registry, and making objects by class name.
+"""The infrastructure library for scripts: alarms, their registry, making objects by class name, and warnings.
 
 A site may add modules of its own to this package: in its folder, or in velmora/infra of another
 entry of sys.path.
@@ -8,7 +8,8 @@ entry of sys.path.
 
 from pkgutil import extend_path
 
-from ._infra import Alarm, AlarmRegistry, AlarmState, OutputStreamableImpl, PyClassName
+from ._infra import Alarm, AlarmRegistry, AlarmState, OutputStreamableImpl, PyClassName, urlWithoutSecrets, warnOfSource
 
-__all__ = ["Alarm", "AlarmRegistry", "AlarmState", "OutputStreamableImpl", "PyClassName"]
+__all__ = ["Alarm", "AlarmRegistry", "AlarmState", "OutputStreamableImpl", "PyClassName", "urlWithoutSecrets",
+           "warnOfSource"]
 __path__ = extend_path(__path__, __name__)

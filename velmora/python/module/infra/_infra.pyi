@@ -49,3 +49,13 @@ class PyClassName:
     def __init__(self, name: str) -> None: ...
     def getClassName(self) -> str: ...
     def getModulesAsString(self) -> str: ...
+
+def warnOfSource(text: str) -> None:
+    """Logs a WARN about a source of the configuration. During a load, the log that the configuration sets up gets it,
+    too.
+    """
+
+def urlWithoutSecrets(url: str) -> str:
+    """Returns the text with "***" in place of a password in front of the host, and of all that follows "=" behind the
+    name of a secret, such as password=.
+    """

@@ -220,6 +220,20 @@ print("result", registry.addAlarm(Trunk()))
         self.assertIn('Assertion failed (! "alarm is not unique")', log)
 
 
+class SourceTest(unittest.TestCase):
+    def test_a_warning_is_logged(self) -> None:
+        result = run("""
+from velmora import infra
+infra.warnOfSource("the set \\u00fc is old")
+""")
+        self.assertEqual(("WARN - the set \u00fc is old\n", "", 0),
+                         (result.stdout, result.stderr, result.returncode))
+
+    def test_the_secrets_of_a_url_are_masked(self) -> None:
+        self.assertEqual("db://gw:***@host/x?password=***",
+                         infra.urlWithoutSecrets("db://gw:a@host/x?password=b"))
+
+
 class ClassNameTest(unittest.TestCase):
     def test_a_class_name_is_taken_apart(self) -> None:
         name = PyClassName("a.b.C")
