@@ -7,6 +7,7 @@
 #include <gtest/gtest.h>
 
 #include <cstdlib>
+#include <filesystem>
 
 namespace Velmora::Test
 {
@@ -22,7 +23,14 @@ void VelmoraTree::use() const { setenv("VELMORA", root().c_str(), 1); }
 
 void VelmoraTree::addModule(const std::string& in_strFile, const std::string& in_strText) const
 {
+    // The file may be a link to one of the build.
+    removeModule(in_strFile);
     m_directory.write("lib/" + in_strFile, in_strText);
+}
+
+void VelmoraTree::removeModule(const std::string& in_strFile) const
+{
+    std::filesystem::remove(m_directory.file("lib/" + in_strFile));
 }
 
 } // namespace Velmora::Test

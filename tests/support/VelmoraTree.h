@@ -31,8 +31,11 @@ class VelmoraTree
     /// Sets `VELMORA` for this process.
     void use() const;
 
-    /// Writes a module into `lib`, such as "velmora/infra/Model.py".
+    /// Writes a module into `lib`, such as "velmora/infra/Model.py", in place of one of that name.
     void addModule(const std::string& in_strFile, const std::string& in_strText) const;
+
+    /// Removes a module from `lib`, if it is there.
+    void removeModule(const std::string& in_strFile) const;
 
   private:
     TemporaryDirectory m_directory;

@@ -126,6 +126,7 @@ TEST_F(ConfigPropertiesModelTest, WithoutTheVariableTheLoadFailsAndTheNextUrlIsR
 
 TEST_F(ConfigPropertiesModelTest, AMissingModelIsOneErrorWithItsTraceback)
 {
+    m_tree.removeModule("velmora/infra/ConfigPropertiesModel.py");
     EXPECT_FALSE(m_config.load(Urls{"db://host/set"}));
     EXPECT_EQ(
         exceptionText("ModuleNotFoundError: No module named 'velmora.infra.ConfigPropertiesModel'"),

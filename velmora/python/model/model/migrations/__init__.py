@@ -1,0 +1,3 @@
+# SPDX-License-Identifier: BSD-2-Clause
+
+"""What brings the tables from one version to the next."""

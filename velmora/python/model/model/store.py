@@ -1,0 +1,289 @@
+# SPDX-License-Identifier: BSD-2-Clause
+
+"""Changes the sets of parameters in a database, and keeps the history of the changes.
+
+    store = Store("sqlite://localhost/etc/gateways.db")
+    store.initialize()
+    with store.change() as change:
+        change.create_set("common")
+        change.set("common", "keswardin.exitTimeoutSec", "10")
+"""
+
+import getpass
+import os
+import re
+import socket
+import sqlite3
+from contextlib import contextmanager
+from dataclasses import dataclass
+from datetime import datetime, timezone
+from enum import Enum
+from math import ceil
+from typing import Any, Iterator, Optional, Union
+from urllib.parse import quote
+
+from sqlalchemy import create_engine, event, select, text  # type: ignore[import]
+from sqlalchemy.engine import Connection, Engine  # type: ignore[import]
+from sqlalchemy.exc import DBAPIError  # type: ignore[import]
+from sqlalchemy.pool import NullPool  # type: ignore[import]
+
+from . import schema
+from .address import SQLITE, Address, parse
+from .failure import ChangeError, Conflict, NotReadable
+from .reading import DEEPEST, VERSION_STATEMENT, check_version, no_configuration
+from .rules import fault_of_name, fault_of_value
+
+_LABEL = re.compile(r"[A-Za-z0-9_][A-Za-z0-9_.-]*")
+
+
+class Anything(Enum):
+    """The type of `ANY`."""
+
+    ANY = 0
+
+
+# Stands for each value, also for none.
+ANY = Anything.ANY
+
+
+@dataclass(frozen=True)
+class Entry:
+    """A change that was made. A text that did not exist before, or does not exist after it, is None."""
+
+    moment: str
+    who: str
+    subject: str
+    set_name: str
+    host: str
+    name: str
+    old_text: Optional[str]
+    new_text: Optional[str]
+
+
+def _sqlite_engine(address: Address) -> Engine:
+    def connect() -> sqlite3.Connection:
+        # Transactions are begun below: SQLAlchemy would begin them with the first change, after what was read.
+        return sqlite3.connect(f"file:{quote(address.path)}?mode=rw", uri=True, timeout=address.deadline,
+                               isolation_level=None)
+
+    engine = create_engine("sqlite://", creator=connect, poolclass=NullPool, hide_parameters=True, future=True)
+
+    @event.listens_for(engine, "connect")  # type: ignore[misc]
+    def on_connect(connection: Any, _: Any) -> None:
+        connection.execute("PRAGMA foreign_keys = ON")
+
+    @event.listens_for(engine, "begin")  # type: ignore[misc]
+    def on_begin(connection: Connection) -> None:
+        connection.exec_driver_sql("BEGIN IMMEDIATE")
+
+    return engine
+
+
+def _postgresql_engine(address: Address) -> Engine:
+    import psycopg2  # type: ignore[import]
+
+    from .postgresql_reader import connection_arguments
+
+    def connect() -> Any:
+        connection = psycopg2.connect(connect_timeout=ceil(address.deadline), **connection_arguments(address))
+        with connection, connection.cursor() as cursor:
+            cursor.execute(f"SET lock_timeout = {ceil(address.deadline * 1000)}")
+        return connection
+
+    return create_engine("postgresql+psycopg2://", creator=connect, poolclass=NullPool, hide_parameters=True,
+                         future=True)
+
+
+def _now() -> str:
+    return datetime.now(timezone.utc).strftime("%Y-%m-%dT%H:%M:%S.%fZ")
+
+
+class Change:
+    """Changes in one transaction. Each raises `ChangeError` if it is refused."""
+
+    def __init__(self, connection: Connection, address: Address, who: str) -> None:
+        self._connection = connection
+        self._shown = address.shown
+        self._who = who
+
+    def create_set(self, name: str, parent: Optional[str] = None, note: str = "") -> None:
+        """Makes an empty set."""
+        if not _LABEL.fullmatch(name):
+            raise self._refused(f'"{name}" is no name of a set', 'use letters, digits, "_", "." and "-"')
+        if self._find(name) is not None:
+            raise self._refused(f'there is a set "{name}" already', "choose another name")
+        parent_id = None if parent is None else self._id_of(parent)
+        self._connection.execute(schema.sets.insert().values(name=name, parent_id=parent_id, note=note))
+        self._record("set", name, old=None, new=name)
+        if parent is not None:
+            self._record("parent", name, old=None, new=parent)
+        if note:
+            self._record("note", name, old=None, new=note)
+
+    def set_parent(self, name: str, parent: Optional[str]) -> None:
+        """Gives a set another parent, or none."""
+        set_id = self._id_of(name)
+        parent_id = None if parent is None else self._id_of(parent)
+        above = parent_id
+        for _ in range(DEEPEST):
+            if above is None:
+                break
+            if above == set_id:
+                raise self._refused(f'"{parent}" has the set "{name}" above it, so it cannot be its parent',
+                                    "choose another parent")
+            above = self._connection.execute(
+                select(schema.sets.c.parent_id).where(schema.sets.c.id == above)).scalar_one()
+        else:
+            raise self._refused(f'more than {DEEPEST} sets would be above "{name}"', "choose another parent")
+        old = self._connection.execute(
+            select(schema.sets.c.name).where(schema.sets.c.id == select(schema.sets.c.parent_id).where(
+                schema.sets.c.id == set_id).scalar_subquery())).scalar_one_or_none()
+        if old != parent:
+            self._connection.execute(
+                schema.sets.update().where(schema.sets.c.id == set_id).values(parent_id=parent_id))
+            self._record("parent", name, old=old, new=parent)
+
+    def set(self, set_name: str, name: str, value: str, host: str = "",
+            expected: Union[Optional[str], Anything] = ANY, tags: bool = False) -> Optional[str]:
+        """Sets the value of a parameter, for one host or for all, and returns the former one.
+
+        `expected` is the value that the caller has seen. `tags` permits tags such as ${HOME} in the value, which the
+        program replaces when it starts.
+        Failure: raises `Conflict` if the value is not the expected one.
+        """
+        fault = fault_of_name(name)
+        if fault:
+            raise self._refused(f"the name {name!a} cannot be in a configuration: {fault}", "correct the name")
+        fault = fault_of_value(value, tags)
+        if fault:
+            # The value may be a secret.
+            raise self._refused(f"the value of {name} cannot be in a configuration: {fault}", "correct the value")
+        return self._put(set_name, host, name, value, expected)
+
+    def unset(self, set_name: str, name: str, host: str = "",
+              expected: Union[Optional[str], Anything] = ANY) -> Optional[str]:
+        """Removes the value of a parameter, for one host or for all, and returns it; None if there was none."""
+        return self._put(set_name, host, name, None, expected)
+
+    def _put(self, set_name: str, host: str, name: str,
+             value: Optional[str], expected: Union[Optional[str], Anything]) -> Optional[str]:
+        if host and not _LABEL.fullmatch(host):
+            raise self._refused(f'"{host}" is no name of a host', 'use letters, digits, "_", "." and "-"')
+        host = host.lower()
+        set_id = self._id_of(set_name)
+        table = schema.values
+        place = (table.c.set_id == set_id) & (table.c.host == host) & (table.c.name == name)
+        old: Optional[str] = self._connection.execute(select(table.c.value).where(place)).scalar_one_or_none()
+        if expected is not ANY and expected != old:
+            raise self._conflict(set_name, host, name)
+        if old == value:
+            return old
+        if value is None:
+            self._connection.execute(table.delete().where(place))
+        elif old is None:
+            self._connection.execute(table.insert().values(set_id=set_id, host=host, name=name, value=value))
+        else:
+            self._connection.execute(table.update().where(place).values(value=value))
+        self._record("value", set_name, host, name, old=old, new=value)
+        return old
+
+    def _find(self, name: str) -> Optional[int]:
+        # The row is locked, so that the changes of a set wait for each other.
+        found: Optional[int] = self._connection.execute(
+            select(schema.sets.c.id).where(schema.sets.c.name == name).with_for_update()).scalar_one_or_none()
+        return found
+
+    def _id_of(self, name: str) -> int:
+        found = self._find(name)
+        if found is None:
+            raise self._refused(f'there is no set "{name}"', "correct the name, or make the set")
+        return found
+
+    def _record(self, subject: str, set_name: str, host: str = "",
+                name: str = "", *, old: Optional[str], new: Optional[str]) -> None:
+        self._connection.execute(schema.history.insert().values(
+            moment=_now(), who=self._who, subject=subject, set_name=set_name, host=host, name=name,
+            old_text=old, new_text=new))
+
+    def _refused(self, reason: str, cure: str) -> ChangeError:
+        return ChangeError(self._shown, reason, cure)
+
+    def _conflict(self, set_name: str, host: str, name: str) -> Conflict:
+        table = schema.history
+        last = self._connection.execute(
+            select(table.c.who, table.c.moment).where(
+                (table.c.subject == "value") & (table.c.set_name == set_name) & (table.c.host == host)
+                & (table.c.name == name)).order_by(table.c.id.desc()).limit(1)).one_or_none()
+        by = f" by {last.who} at {last.moment}" if last else ""
+        return Conflict(self._shown, f'{name} in the set "{set_name}" has been changed{by}',
+                        "look at its value and set it again")
+
+
+class Store:
+    """A database of parameters, which may be changed.
+
+    Thread-safety: an object may be used on any thread, by one at a time.
+    """
+
+    def __init__(self, url: str, who: Optional[str] = None) -> None:
+        """`who` is in the history of the changes: by default the user and the host.
+
+        Failure: raises `SourceError` if the URL is wrong.
+        """
+        self._address = parse(url, needs_sets=False)
+        self._who = who or f"{getpass.getuser()}@{socket.gethostname()}"
+        self._engine = (_sqlite_engine if self._address.scheme == SQLITE else _postgresql_engine)(self._address)
+
+    @contextmanager
+    def _transaction(self) -> Iterator[Connection]:
+        try:
+            with self._engine.begin() as connection:
+                yield connection
+        except DBAPIError as error:
+            raise ChangeError(self._address.shown, " ".join(str(error.orig).split()),
+                              "check that the database can be reached and changed by this user") from None
+        except NotReadable as fault:
+            raise ChangeError(self._address.shown, fault.reason, fault.cure) from None
+
+    def _check_version(self, connection: Connection) -> None:
+        if not self._engine.dialect.has_table(connection, schema.VERSION_TABLE):
+            raise no_configuration()
+        check_version(connection.execute(text(VERSION_STATEMENT)))
+
+    def _make_file(self) -> None:
+        # Values may be secrets, so it is not for all users. One that exists is not opened: a close would release the
+        # locks that other connections of this process have on it.
+        try:
+            os.close(os.open(self._address.path, os.O_WRONLY | os.O_CREAT | os.O_EXCL | os.O_CLOEXEC, 0o640))
+        except FileExistsError:
+            pass
+        except OSError as error:
+            raise ChangeError(self._address.shown, f"{self._address.path}: {error.strerror}",
+                              "make its directory, and let this user write to it") from None
+
+    def initialize(self) -> None:
+        """Makes the tables, or brings those of an older version up to date."""
+        if self._address.scheme == SQLITE:
+            self._make_file()
+        with self._transaction() as connection:
+            schema.upgrade(connection)
+
+    @contextmanager
+    def change(self) -> Iterator[Change]:
+        """Gives the changes of one transaction, which is undone if an exception leaves it.
+
+        Failure: raises `ChangeError`.
+        """
+        with self._transaction() as connection:
+            self._check_version(connection)
+            yield Change(connection, self._address, self._who)
+
+    def history(self, name: Optional[str] = None) -> list[Entry]:
+        """Returns the changes, the oldest first: of one parameter, or all."""
+        table = schema.history
+        query = select(*[table.c[key] for key in Entry.__dataclass_fields__]).order_by(table.c.id)
+        if name is not None:
+            query = query.where(table.c.name == name)
+        with self._transaction() as connection:
+            self._check_version(connection)
+            return [Entry(*row) for row in connection.execute(query)]
