@@ -138,9 +138,23 @@ void UserAgent::endCalls(const char* in_szReason)
 
 void UserAgent::removeEndedCalls()
 {
+    std::list<CallEnding> endings;
     for (const std::unique_ptr<Call>& pCall : m_endedCalls)
-        closeFile(*pCall);
+        // Otherwise the file is closed with the call.
+        withoutThrowing(&getLogger(), "no thread closes the file of a call",
+                        [&]
+                        {
+                            if (haveCallsFiles())
+                                endings.emplace_back(pCall->getLogger());
+                        });
     m_endedCalls.clear();
+    while (!endings.empty())
+    {
+        const auto it = endings.begin();
+        m_endings.splice(m_endings.end(), endings, it);
+        it->onDone([this, it] { m_endings.erase(it); });
+        m_threads->add(*it, hashOf(it->logger().getCallId()));
+    }
 }
 
 void UserAgent::cutOffCalls()
@@ -160,20 +174,6 @@ void UserAgent::cutOffCalls()
     m_endings.clear();
     m_calls.clear();
     m_endedCalls.clear();
-}
-
-void UserAgent::closeFile(const Call& in_call)
-{
-    // Otherwise the file is closed with the call.
-    withoutThrowing(&getLogger(), "no thread closes the file of a call",
-                    [&]
-                    {
-                        if (!haveCallsFiles())
-                            return;
-                        const auto it = m_endings.emplace(m_endings.end(), in_call.getLogger());
-                        it->onDone([this, it] { m_endings.erase(it); });
-                        m_threads->add(*it, hashOf(it->logger().getCallId()));
-                    });
 }
 
 bool UserAgent::haveCallsFiles()

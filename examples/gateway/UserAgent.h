@@ -91,7 +91,6 @@ class UserAgent : public Velmora::ObjectWithLogger<Velmora::CachedLLLogger>
     int handleInvite(nta_incoming_t* in_pInvite, const sip_t& in_sip);
     void beginCall(PendingInvites::iterator in_pending);
     void refuseFailed(const std::string& in_strCallId);
-    void closeFile(const Call& in_call);
     [[nodiscard]] bool haveCallsFiles();
     [[nodiscard]] bool areFilesBehind(std::chrono::steady_clock::time_point in_now) const;
     void startTryingTimer();

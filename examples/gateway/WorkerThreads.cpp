@@ -104,9 +104,11 @@ WorkerThreads::~WorkerThreads() = default;
 
 void WorkerThreads::add(Work& inout_work, std::size_t in_uiKey)
 {
-    if (inout_work.m_haste == Work::Haste::LATER)
-        startTimer();
     m_threads[in_uiKey % m_threads.size()].add(inout_work);
+    // Without the timer, the work is done with the next that is to be done at once.
+    const FailureLine line = EventLoop::failureLine();
+    if (inout_work.m_haste == Work::Haste::LATER)
+        Velmora::withoutThrowing(line.pLogger, line.szWhat, [this] { startTimer(); });
 }
 
 void WorkerThreads::startTimer()

@@ -63,10 +63,8 @@ class WorkerThreads
     WorkerThreads& operator=(const WorkerThreads&) = delete;
 
     /// Lets a thread do the work. Pieces of work with the same key are done in the order in which
-    /// they are added.
+    /// they are added. Does not throw.
     ///
-    /// Failure: throws `std::runtime_error` or `std::bad_alloc`; the work has not been added then.
-    /// Work that is to be done at once needs no memory.
     /// Ownership: the work stays the caller's, and must exist until it is done.
     void add(Work& inout_work, std::size_t in_uiKey);
 
