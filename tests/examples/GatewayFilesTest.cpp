@@ -30,7 +30,6 @@ using testing::Contains;
 using testing::ElementsAre;
 using testing::HasSubstr;
 using testing::MatchesRegex;
-using testing::Not;
 using testing::SizeIs;
 using testing::StartsWith;
 
