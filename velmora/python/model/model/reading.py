@@ -38,6 +38,11 @@ SELECT given.name, given.value
 FROM placed CROSS JOIN host JOIN parameter_value given ON given.set_id = placed.id AND given.host = host.name
 ORDER BY placed.place, host.place"""
 
+_PLACES = _PLACED + """,
+  host (place, name) AS (VALUES (0, ''){hosts})
+SELECT one.name, host.name FROM placed CROSS JOIN host JOIN parameter_set one ON one.id = placed.id
+ORDER BY placed.place, host.place"""
+
 Row = Sequence[object]
 Parameters = list[tuple[str, str]]
 
@@ -76,6 +81,13 @@ def sets_statement(selection: Selection, mark: str) -> str:
 def values_statement(selection: Selection, mark: str) -> str:
     """Returns the statement for all values. Its arguments are the sets, then the hosts."""
     return _completed(_VALUES, selection, mark)
+
+
+def places_statement(selection: Selection, mark: str) -> str:
+    """Returns the statement for the sets and hosts that may have a value, later ones win. Its arguments are the sets,
+    then the hosts.
+    """
+    return _completed(_PLACES, selection, mark)
 
 
 def check_version(rows: Iterable[Row]) -> None:

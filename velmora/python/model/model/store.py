@@ -19,10 +19,10 @@ from dataclasses import dataclass
 from datetime import datetime, timezone
 from enum import Enum
 from math import ceil
-from typing import Any, Iterator, Optional, Union
+from typing import Any, Iterator, Mapping, Optional, Union
 from urllib.parse import quote
 
-from sqlalchemy import create_engine, event, select, text  # type: ignore[import]
+from sqlalchemy import bindparam, create_engine, event, select, text  # type: ignore[import]
 from sqlalchemy.engine import Connection, Engine  # type: ignore[import]
 from sqlalchemy.exc import DBAPIError  # type: ignore[import]
 from sqlalchemy.pool import NullPool  # type: ignore[import]
@@ -32,6 +32,7 @@ from .address import SQLITE, Address, parse
 from .failure import ChangeError, Conflict, NotReadable
 from .reading import DEEPEST, VERSION_STATEMENT, check_version, no_configuration
 from .rules import fault_of_name, fault_of_value
+from .state import State
 
 _LABEL = re.compile(r"[A-Za-z0-9_][A-Za-z0-9_.-]*")
 
@@ -105,6 +106,12 @@ class Change:
         self._connection = connection
         self._shown = address.shown
         self._who = who
+        # All changes of a transaction have one, that of the first.
+        self._moment = ""
+
+    def has_set(self, name: str) -> bool:
+        """Returns whether there is a set of that name."""
+        return self._find(name) is not None
 
     def create_set(self, name: str, parent: Optional[str] = None, note: str = "") -> None:
         """Makes an empty set."""
@@ -151,6 +158,10 @@ class Change:
         program replaces when it starts.
         Failure: raises `Conflict` if the value is not the expected one.
         """
+        self._check(name, value, tags)
+        return self._put(set_name, host, name, value, expected)
+
+    def _check(self, name: str, value: str, tags: bool) -> None:
         fault = fault_of_name(name)
         if fault:
             raise self._refused(f"the name {name!a} cannot be in a configuration: {fault}", "correct the name")
@@ -158,7 +169,28 @@ class Change:
         if fault:
             # The value may be a secret.
             raise self._refused(f"the value of {name} cannot be in a configuration: {fault}", "correct the value")
-        return self._put(set_name, host, name, value, expected)
+
+    def set_all(self, set_name: str, values: Mapping[str, str], host: str = "",
+                tags: bool = False) -> dict[str, Optional[str]]:
+        """Sets the values of many parameters by a few statements. Returns the former ones of those that it changed."""
+        for name, value in values.items():
+            self._check(name, value, tags)
+        host = self._checked_host(host)
+        set_id = self._id_of(set_name)
+        table = schema.values
+        former: dict[str, str] = dict(self._connection.execute(select(table.c.name, table.c.value).where(
+            (table.c.set_id == set_id) & (table.c.host == host))).all())
+        changed = {name: former.get(name) for name, value in values.items() if former.get(name) != value}
+        removed = [{"old_name": name} for name, old in changed.items() if old is not None]
+        if removed:
+            self._connection.execute(table.delete().where(
+                (table.c.set_id == set_id) & (table.c.host == host) & (table.c.name == bindparam("old_name"))), removed)
+        if changed:
+            self._connection.execute(table.insert(), [
+                {"set_id": set_id, "host": host, "name": name, "value": values[name]} for name in changed])
+            self._connection.execute(schema.history.insert(), [
+                self._entry("value", set_name, host, name, old=old, new=values[name]) for name, old in changed.items()])
+        return changed
 
     def unset(self, set_name: str, name: str, host: str = "",
               expected: Union[Optional[str], Anything] = ANY) -> Optional[str]:
@@ -167,9 +199,7 @@ class Change:
 
     def _put(self, set_name: str, host: str, name: str,
              value: Optional[str], expected: Union[Optional[str], Anything]) -> Optional[str]:
-        if host and not _LABEL.fullmatch(host):
-            raise self._refused(f'"{host}" is no name of a host', 'use letters, digits, "_", "." and "-"')
-        host = host.lower()
+        host = self._checked_host(host)
         set_id = self._id_of(set_name)
         table = schema.values
         place = (table.c.set_id == set_id) & (table.c.host == host) & (table.c.name == name)
@@ -187,6 +217,11 @@ class Change:
         self._record("value", set_name, host, name, old=old, new=value)
         return old
 
+    def _checked_host(self, host: str) -> str:
+        if host and not _LABEL.fullmatch(host):
+            raise self._refused(f'"{host}" is no name of a host', 'use letters, digits, "_", "." and "-"')
+        return host.lower()
+
     def _find(self, name: str) -> Optional[int]:
         # The row is locked, so that the changes of a set wait for each other.
         found: Optional[int] = self._connection.execute(
@@ -199,11 +234,16 @@ class Change:
             raise self._refused(f'there is no set "{name}"', "correct the name, or make the set")
         return found
 
+    def _entry(self, subject: str, set_name: str, host: str = "",
+               name: str = "", *, old: Optional[str], new: Optional[str]) -> dict[str, Optional[str]]:
+        self._moment = self._moment or _now()
+        return {"moment": self._moment, "who": self._who, "subject": subject, "set_name": set_name, "host": host,
+                "name": name, "old_text": old, "new_text": new}
+
     def _record(self, subject: str, set_name: str, host: str = "",
                 name: str = "", *, old: Optional[str], new: Optional[str]) -> None:
         self._connection.execute(schema.history.insert().values(
-            moment=_now(), who=self._who, subject=subject, set_name=set_name, host=host, name=name,
-            old_text=old, new_text=new))
+            **self._entry(subject, set_name, host, name, old=old, new=new)))
 
     def _refused(self, reason: str, cure: str) -> ChangeError:
         return ChangeError(self._shown, reason, cure)
@@ -233,6 +273,21 @@ class Store:
         self._address = parse(url, needs_sets=False)
         self._who = who or f"{getpass.getuser()}@{socket.gethostname()}"
         self._engine = (_sqlite_engine if self._address.scheme == SQLITE else _postgresql_engine)(self._address)
+
+    @property
+    def shown(self) -> str:
+        """The URL without secrets."""
+        return self._address.shown
+
+    @property
+    def sets(self) -> tuple[str, ...]:
+        """The sets of the URL; empty if it names none."""
+        return self._address.sets
+
+    @property
+    def hostnames(self) -> tuple[str, ...]:
+        """The hosts of the URL; empty if it names none."""
+        return self._address.hostnames
 
     @contextmanager
     def _transaction(self) -> Iterator[Connection]:
@@ -287,3 +342,15 @@ class Store:
         with self._transaction() as connection:
             self._check_version(connection)
             return [Entry(*row) for row in connection.execute(query)]
+
+    def state(self) -> State:
+        """Returns what the database holds."""
+        sets, values = schema.sets, schema.values
+        above = sets.alias()
+        with self._transaction() as connection:
+            self._check_version(connection)
+            parents = connection.execute(select(sets.c.name, above.c.name).select_from(
+                sets.outerjoin(above, above.c.id == sets.c.parent_id)).order_by(sets.c.name)).all()
+            rows = connection.execute(select(sets.c.name, values.c.host, values.c.name, values.c.value).join(
+                sets, sets.c.id == values.c.set_id)).all()
+        return State(dict(parents), {(set_name, host, name): value for set_name, host, name, value in rows})

@@ -76,6 +76,23 @@ class StoreTest(ModelTest):
     def test_an_entry_of_the_history_has_its_moment_in_utc(self) -> None:
         self.assertRegex(self.shop.history()[0].moment, r"^20\d\d-\d\d-\d\dT\d\d:\d\d:\d\d\.\d{6}Z$")
 
+    def test_many_values_are_set_at_once(self) -> None:
+        with self.shop.change() as change:
+            change.set("a", "x", "1")
+            change.set("a", "y", "1")
+        with self.shop.change() as change:
+            self.assertEqual({"x": "1", "z": None}, change.set_all("a", {"x": "2", "y": "1", "z": "${x}"}, tags=True))
+        self.assertEqual([("x", "2"), ("y", "1"), ("z", "${x}")], sorted(read(self.url("sets=a"))))
+        self.assertEqual([("operator@desk", "value", "a", "", "x", "1", "2"),
+                          ("operator@desk", "value", "a", "", "z", None, "${x}")], self.entries()[2:])
+
+    def test_all_changes_of_a_transaction_have_one_moment(self) -> None:
+        with self.shop.change() as change:
+            change.set("a", "x", "1")
+            time.sleep(0.01)
+            change.set("a", "y", "1")
+        self.assertEqual(1, len({entry.moment for entry in self.shop.history()[1:]}))
+
     def test_the_history_names_the_user_and_the_host(self) -> None:
         with Store(self.url()).change() as change:
             change.set("a", "x", "1")

@@ -1,0 +1,144 @@
+# SPDX-License-Identifier: BSD-2-Clause
+
+"""What the commands of velmora-config do."""
+
+from argparse import Namespace
+from typing import NamedTuple, Optional
+
+from . import config_file
+from .config_file import Line
+from .reading import Parameters, Selection
+from .store import ANY, Entry, Store
+
+
+class Answer(NamedTuple):
+    """What a command writes, for a program and for a reader."""
+
+    data: object
+    text: str
+    # What was asked holds, or something is wrong.
+    good: bool = True
+
+
+class Refused(Exception):
+    """A command was not carried out. The texts are for an operator."""
+
+    def __init__(self, *texts: str) -> None:
+        super().__init__(*texts)
+        self.texts = texts
+
+
+def level(set_name: str, host: str) -> str:
+    """Returns how the values of a set for one host, or for all, are named."""
+    return f"{set_name}:{host}" if host else set_name
+
+
+def _was(old: Optional[str]) -> str:
+    return "was not set" if old is None else f"was {old}"
+
+
+def init(store: Store, _: Namespace) -> Answer:
+    store.initialize()
+    return Answer({"database": store.shown}, f"{store.shown} is ready\n")
+
+
+def create_set(store: Store, asked: Namespace) -> Answer:
+    with store.change() as change:
+        change.create_set(asked.name, asked.parent, asked.note)
+    return Answer({"set": asked.name, "parent": asked.parent, "note": asked.note}, f"made the set {asked.name}\n")
+
+
+def set_parent(store: Store, asked: Namespace) -> Answer:
+    with store.change() as change:
+        change.set_parent(asked.name, asked.parent)
+    above = f"is below {asked.parent}" if asked.parent else "has no parent"
+    return Answer({"set": asked.name, "parent": asked.parent}, f"{asked.name} {above}\n")
+
+
+def set_value(store: Store, asked: Namespace) -> Answer:
+    expected = None if asked.if_unset else ANY if asked.if_value is None else asked.if_value
+    with store.change() as change:
+        old = change.set(asked.set, asked.name, asked.value, asked.host, expected, tags=True)
+    return Answer({"set": asked.set, "host": asked.host, "name": asked.name, "old": old, "new": asked.value},
+                  f"{level(asked.set, asked.host)}: {asked.name} = {asked.value}, {_was(old)}\n")
+
+
+def unset(store: Store, asked: Namespace) -> Answer:
+    expected = ANY if asked.if_value is None else asked.if_value
+    with store.change() as change:
+        old = change.unset(asked.set, asked.name, asked.host, expected)
+    place = level(asked.set, asked.host)
+    if old is None:
+        raise Refused(f"{asked.name} has no value in {place}; velmora-config show {asked.name} lists those that it has")
+    return Answer({"set": asked.set, "host": asked.host, "name": asked.name, "old": old, "new": None},
+                  f"{place}: {asked.name} is no longer set, {_was(old)}\n")
+
+
+def _last_of(lines: list[Line]) -> dict[str, str]:
+    # As in a program, the last line of a name wins.
+    return {line.name: line.value for line in lines}
+
+
+def import_file(store: Store, asked: Namespace) -> Answer:
+    values = _last_of(config_file.read(asked.file))
+    with store.change() as change:
+        if not change.has_set(asked.set):
+            change.create_set(asked.set, asked.parent)
+        elif asked.parent is not None:
+            change.set_parent(asked.set, asked.parent)
+        former = change.set_all(asked.set, values, asked.host, tags=True)
+    new = sum(old is None for old in former.values())
+    changed = len(former) - new
+    return Answer(
+        {"file": asked.file, "set": asked.set, "host": asked.host, "parameters": len(values), "new": new,
+         "changed": changed},
+        f"{level(asked.set, asked.host)}: {asked.file} has {len(values)} parameters: {new} new, {changed} changed, "
+        f"{len(values) - len(former)} as before\n")
+
+
+def _selection(store: Store, asked: Namespace) -> Optional[Selection]:
+    """Returns the sets and hosts of the command line, or else of the URL."""
+    if asked.sets is None and not store.sets:
+        return None
+    return Selection(asked.sets or store.sets, asked.hosts or store.hostnames)
+
+
+def export(store: Store, asked: Namespace) -> Answer:
+    selection = _selection(store, asked)
+    if selection is None:
+        raise Refused("no set is named; add --sets")
+    parameters: Parameters = store.state().parameters(selection)
+    return Answer(dict(parameters), config_file.text_of(parameters))
+
+
+def show(store: Store, asked: Namespace) -> Answer:
+    selection = _selection(store, asked)
+    levels = store.state().levels(asked.name, selection)
+    if not levels:
+        where = "any set" if selection is None else "what is read"
+        raise Refused(f"{asked.name} has no value in {where}")
+    wins = [selection is not None and one is levels[-1] for one in levels]
+    return Answer(
+        {"name": asked.name, "levels": [
+            {"set": one.set_name, "host": one.host, "value": one.value, "wins": None if selection is None else won}
+            for one, won in zip(levels, wins)]},
+        "".join(f"{'*' if won else ' '} {level(one.set_name, one.host)}: {one.value}\n"
+                for one, won in zip(levels, wins)))
+
+
+def _line_of(entry: Entry) -> str:
+    made = f"{entry.moment} {entry.who} {level(entry.set_name, entry.host)}: "
+    if entry.subject == "set":
+        return made + "made the set\n"
+    what = entry.name if entry.subject == "value" else entry.subject
+    if entry.new_text is None:
+        return f"{made}{what} is no longer set, {_was(entry.old_text)}\n"
+    return f"{made}{what} = {entry.new_text}, {_was(entry.old_text)}\n"
+
+
+def history(store: Store, asked: Namespace) -> Answer:
+    entries = store.history(asked.name)
+    return Answer(
+        [{"moment": entry.moment, "who": entry.who, "subject": entry.subject, "set": entry.set_name,
+          "host": entry.host, "name": entry.name, "old": entry.old_text, "new": entry.new_text} for entry in entries],
+        "".join(map(_line_of, entries)))

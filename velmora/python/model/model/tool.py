@@ -1,0 +1,117 @@
+# SPDX-License-Identifier: BSD-2-Clause
+
+"""velmora-config: the configuration of many programs in one database, for operators and their scripts."""
+
+import argparse
+import json
+import os
+import signal
+import sys
+from typing import Callable, Optional, Sequence
+from urllib.parse import quote
+
+from . import commands
+from .commands import Answer, Refused
+from .failure import NotReadable, SourceError
+from .store import Store
+
+VARIABLE = "VELMORA_CONFIG_DATABASE"
+
+_EPILOG = f"""The database is a URL, as a program has it, or the file of SQLite; {VARIABLE} names it if --database does not.
+Exit code: 0; 1 if something is wrong with what was asked; 2 if the command line is wrong."""
+
+
+def _names(text: str) -> tuple[str, ...]:
+    return tuple(text.split(","))
+
+
+def _add_selection(command: argparse.ArgumentParser) -> None:
+    command.add_argument("--sets", type=_names, metavar="S,...", help="the sets that a program reads; those of the URL")
+    command.add_argument("--hosts", type=lambda text: _names(text.lower()), metavar="H,...", default=(),
+                         help="the hosts whose values it reads; those of the URL")
+
+
+def _add_place(command: argparse.ArgumentParser) -> None:
+    command.add_argument("--set", required=True, metavar="S", help="the set")
+    command.add_argument("--host", type=str.lower, default="", metavar="H", help="the host; all if it is missing")
+
+
+def _add_if_value(command: argparse._ActionsContainer) -> None:
+    command.add_argument("--if-value", metavar="OLD", help="refuse unless this is the value until now")
+
+
+def parser() -> argparse.ArgumentParser:
+    """Returns the commands with their options."""
+    top = argparse.ArgumentParser("velmora-config", description=__doc__.partition(": ")[2], epilog=_EPILOG,
+                                  formatter_class=argparse.RawDescriptionHelpFormatter)
+    top.add_argument("-d", "--database", metavar="URL", default=os.environ.get(VARIABLE), help="the database")
+    top.add_argument("--json", action="store_true", help="write JSON")
+    several = top.add_subparsers(title="commands", required=True, metavar="COMMAND")
+
+    def add(name: str, run: Callable[[Store, argparse.Namespace], Answer], text: str) -> argparse.ArgumentParser:
+        command = several.add_parser(name, help=text, description=text[0].upper() + text[1:] + ".")
+        command.set_defaults(run=run)
+        return command
+
+    add("init", commands.init, "make the tables, or bring those of an older version up to date")
+    command = add("create-set", commands.create_set, "make an empty set")
+    command.add_argument("name", metavar="SET")
+    command.add_argument("--parent", metavar="P", help="the set whose values it has unless it has its own")
+    command.add_argument("--note", default="", help="a text for readers")
+    command = add("set-parent", commands.set_parent, "give a set another parent, or none")
+    command.add_argument("name", metavar="SET")
+    command.add_argument("parent", metavar="PARENT", nargs="?")
+    command = add("import", commands.import_file, "set all parameters of a configuration file; all or none")
+    command.add_argument("file", metavar="FILE")
+    _add_place(command)
+    command.add_argument("--parent", metavar="P", help="the parent of the set, which is made if there is none")
+    command = add("export", commands.export, "write the parameters that a program reads, as a configuration file")
+    _add_selection(command)
+    command = add("show", commands.show, "list each value that a parameter has; * marks the one that wins")
+    command.add_argument("name", metavar="NAME")
+    _add_selection(command)
+    command = add("set", commands.set_value, "set a value")
+    command.add_argument("name", metavar="NAME")
+    command.add_argument("value", metavar="VALUE")
+    _add_place(command)
+    condition = command.add_mutually_exclusive_group()
+    _add_if_value(condition)
+    condition.add_argument("--if-unset", action="store_true", help="refuse if there is a value")
+    command = add("unset", commands.unset, "remove a value")
+    command.add_argument("name", metavar="NAME")
+    _add_place(command)
+    _add_if_value(command)
+    command = add("history", commands.history, "list the changes, the oldest first")
+    command.add_argument("name", metavar="NAME", nargs="?", help="those of this parameter alone")
+    return top
+
+
+def _url(database: str) -> str:
+    return database if "://" in database else "sqlite://localhost" + quote(os.path.abspath(database))
+
+
+def _run(asked: argparse.Namespace) -> Answer:
+    try:
+        answer: Answer = asked.run(Store(_url(asked.database)), asked)
+        return answer
+    except (NotReadable, SourceError) as fault:
+        raise Refused(str(fault)) from None
+
+
+def main(arguments: Optional[Sequence[str]] = None) -> int:
+    """Runs a command, and returns the exit code."""
+    # A reader that ends, as `head`, and a user who interrupts end it without a traceback; nothing is changed by half.
+    signal.signal(signal.SIGPIPE, signal.SIG_DFL)
+    signal.signal(signal.SIGINT, signal.SIG_DFL)
+    top = parser()
+    asked = top.parse_args(arguments)
+    if not asked.database:
+        top.error(f"no database is named; add --database, or set {VARIABLE}")
+    try:
+        answer = _run(asked)
+    except Refused as refusal:
+        for text in refusal.texts:
+            print(f"velmora-config: {text}", file=sys.stderr)
+        return 1
+    sys.stdout.write(json.dumps(answer.data, indent=2, ensure_ascii=False) + "\n" if asked.json else answer.text)
+    return 0 if answer.good else 1
