@@ -8,6 +8,7 @@ from typing import NamedTuple, Optional
 from . import config_file
 from .config_file import Line
 from .reading import Parameters, Selection
+from .rules import fault_of_name, fault_of_value
 from .store import ANY, Entry, Store
 
 
@@ -18,6 +19,16 @@ class Answer(NamedTuple):
     text: str
     # What was asked holds, or something is wrong.
     good: bool = True
+
+
+class Side(NamedTuple):
+    """What is compared: a file, or sets for hosts at a moment."""
+
+    written: str
+    sets: tuple[str, ...] = ()
+    hosts: tuple[str, ...] = ()
+    moment: Optional[str] = None
+    file: Optional[str] = None
 
 
 class Refused(Exception):
@@ -142,3 +153,48 @@ def history(store: Store, asked: Namespace) -> Answer:
         [{"moment": entry.moment, "who": entry.who, "subject": entry.subject, "set": entry.set_name,
           "host": entry.host, "name": entry.name, "old": entry.old_text, "new": entry.new_text} for entry in entries],
         "".join(map(_line_of, entries)))
+
+
+def _parameters(store: Store, side: Side) -> dict[str, str]:
+    if side.file is not None:
+        return _last_of(config_file.read(side.file))
+    sets = side.sets or store.sets
+    if not sets:
+        raise Refused(f"{side.written} names no set; write SETS:HOSTS@MOMENT, or name the sets in the URL")
+    return dict(store.state(side.moment).parameters(Selection(sets, side.hosts or store.hostnames)))
+
+
+def diff(store: Store, asked: Namespace) -> Answer:
+    old, new = _parameters(store, asked.a), _parameters(store, asked.b)
+    names = [name for name in sorted(old.keys() | new.keys()) if old.get(name) != new.get(name)]
+    lines = [f"{sign} {name} = {side[name]}\n" for name in names for sign, side in (("-", old), ("+", new)) if name in side]
+    return Answer([{"name": name, "a": old.get(name), "b": new.get(name)} for name in names], "".join(lines))
+
+
+def roll_back(store: Store, asked: Namespace) -> Answer:
+    with store.change() as change:
+        changes = change.roll_back(asked.moment)
+    return Answer({"moment": asked.moment, "changes": changes}, f"back to {asked.moment} by {changes} changes\n")
+
+
+def _fault(name: str, value: str) -> Optional[str]:
+    fault = fault_of_name(name)
+    if fault:
+        return f"the name cannot be in a configuration: {fault}"
+    fault = fault_of_value(value, tags=True)
+    return f"the value cannot be in a configuration: {fault}" if fault else None
+
+
+def check(store: Store, _: Namespace) -> Answer:
+    state = store.state()
+    state.check_parents()
+    problems = [(place, fault) for place, fault in
+                ((place, _fault(place[2], value)) for place, value in sorted(state.values.items())) if fault]
+    return Answer(
+        {"sets": len(state.parents), "values": len(state.values), "problems": [
+            {"set": set_name, "host": host, "name": name, "text": fault}
+            for (set_name, host, name), fault in problems]},
+        "".join(f"{level(set_name, host)}: {name if name.isprintable() else ascii(name)}: {fault}\n"
+                for (set_name, host, name), fault in problems)
+        + f"{len(state.values)} values in {len(state.parents)} sets, {len(problems)} problems\n",
+        good=not problems)

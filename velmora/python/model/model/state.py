@@ -77,3 +77,8 @@ class State:
         found = ((str(set_name), str(host)) for set_name, host in places)
         return [Level(set_name, host, self.values[set_name, host, name]) for set_name, host in found
                 if (set_name, host, name) in self.values]
+
+    def check_parents(self) -> None:
+        """Raises `NotReadable` if a set has no end of parents."""
+        if self.parents:
+            self._copy(Selection(tuple(self.parents), ()))

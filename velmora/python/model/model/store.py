@@ -22,7 +22,7 @@ from math import ceil
 from typing import Any, Iterator, Mapping, Optional, Union
 from urllib.parse import quote
 
-from sqlalchemy import bindparam, create_engine, event, select, text  # type: ignore[import]
+from sqlalchemy import bindparam, create_engine, event, func, select, text  # type: ignore[import]
 from sqlalchemy.engine import Connection, Engine  # type: ignore[import]
 from sqlalchemy.exc import DBAPIError  # type: ignore[import]
 from sqlalchemy.pool import NullPool  # type: ignore[import]
@@ -33,6 +33,9 @@ from .failure import ChangeError, Conflict, NotReadable
 from .reading import DEEPEST, VERSION_STATEMENT, check_version, no_configuration
 from .rules import fault_of_name, fault_of_value
 from .state import State
+
+# How a moment is written, in UTC: in the order of time.
+MOMENT = "%Y-%m-%dT%H:%M:%S.%fZ"
 
 _LABEL = re.compile(r"[A-Za-z0-9_][A-Za-z0-9_.-]*")
 
@@ -96,7 +99,37 @@ def _postgresql_engine(address: Address) -> Engine:
 
 
 def _now() -> str:
-    return datetime.now(timezone.utc).strftime("%Y-%m-%dT%H:%M:%S.%fZ")
+    return datetime.now(timezone.utc).strftime(MOMENT)
+
+
+def _state(connection: Connection) -> State:
+    sets, values = schema.sets, schema.values
+    above = sets.alias()
+    parents = connection.execute(select(sets.c.name, above.c.name).select_from(
+        sets.outerjoin(above, above.c.id == sets.c.parent_id)).order_by(sets.c.name)).all()
+    rows = connection.execute(select(sets.c.name, values.c.host, values.c.name, values.c.value).join(
+        sets, sets.c.id == values.c.set_id)).all()
+    return State(dict(parents), {(set_name, host, name): value for set_name, host, name, value in rows})
+
+
+def _state_at(connection: Connection, moment: str) -> State:
+    table = schema.history
+    rows = connection.execute(select(
+        table.c.subject, table.c.set_name, table.c.host, table.c.name, table.c.new_text
+    ).where(table.c.moment <= moment).order_by(table.c.id)).all()
+    if not rows:
+        raise NotReadable(f"there is no change up to {moment}", "velmora-config history lists the moments of the changes")
+    state = State()
+    for subject, set_name, host, name, text_then in rows:
+        if subject == "set":
+            state.parents[set_name] = None
+        elif subject == "parent":
+            state.parents[set_name] = text_then
+        elif subject == "value" and text_then is None:
+            state.values.pop((set_name, host, name), None)
+        elif subject == "value":
+            state.values[set_name, host, name] = text_then
+    return state
 
 
 class Change:
@@ -196,6 +229,33 @@ class Change:
               expected: Union[Optional[str], Anything] = ANY) -> Optional[str]:
         """Removes the value of a parameter, for one host or for all, and returns it; None if there was none."""
         return self._put(set_name, host, name, None, expected)
+
+    def roll_back(self, moment: str) -> int:
+        """Brings values and parents back to what they were at a moment, and returns the number of changes. A set that
+        was made later stays, without values.
+        """
+        # Other writers wait for the end of this change.
+        self._connection.execute(select(schema.sets.c.id).order_by(schema.sets.c.id).with_for_update()).all()
+        then, now = _state_at(self._connection, moment), _state(self._connection)
+        before = self._number_of_changes()
+        moved = {name: parent for name, parent in then.parents.items() if now.parents[name] != parent}
+        # What is below a set now may have been above it.
+        for name in moved:
+            self.set_parent(name, None)
+        for name, parent in moved.items():
+            self.set_parent(name, parent)
+        for (set_name, host, name) in now.values.keys() - then.values.keys():
+            self.unset(set_name, name, host)
+        places: dict[tuple[str, str], dict[str, str]] = {}
+        for (set_name, host, name), value in then.values.items():
+            places.setdefault((set_name, host), {})[name] = value
+        for (set_name, host), values in places.items():
+            self.set_all(set_name, values, host, tags=True)
+        return self._number_of_changes() - before
+
+    def _number_of_changes(self) -> int:
+        number: int = self._connection.execute(select(func.count()).select_from(schema.history)).scalar_one()
+        return number
 
     def _put(self, set_name: str, host: str, name: str,
              value: Optional[str], expected: Union[Optional[str], Anything]) -> Optional[str]:
@@ -343,14 +403,11 @@ class Store:
             self._check_version(connection)
             return [Entry(*row) for row in connection.execute(query)]
 
-    def state(self) -> State:
-        """Returns what the database holds."""
-        sets, values = schema.sets, schema.values
-        above = sets.alias()
+    def state(self, moment: Optional[str] = None) -> State:
+        """Returns what the database holds, or held at a moment.
+
+        Failure: raises `ChangeError`, also if there was no change up to that moment.
+        """
         with self._transaction() as connection:
             self._check_version(connection)
-            parents = connection.execute(select(sets.c.name, above.c.name).select_from(
-                sets.outerjoin(above, above.c.id == sets.c.parent_id)).order_by(sets.c.name)).all()
-            rows = connection.execute(select(sets.c.name, values.c.host, values.c.name, values.c.value).join(
-                sets, sets.c.id == values.c.set_id)).all()
-        return State(dict(parents), {(set_name, host, name): value for set_name, host, name, value in rows})
+            return _state(connection) if moment is None else _state_at(connection, moment)

@@ -7,13 +7,14 @@ import json
 import os
 import signal
 import sys
+from datetime import datetime, timezone
 from typing import Callable, Optional, Sequence
 from urllib.parse import quote
 
 from . import commands
-from .commands import Answer, Refused
+from .commands import Answer, Refused, Side
 from .failure import NotReadable, SourceError
-from .store import Store
+from .store import MOMENT, Store
 
 VARIABLE = "VELMORA_CONFIG_DATABASE"
 
@@ -23,6 +24,24 @@ Exit code: 0; 1 if something is wrong with what was asked; 2 if the command line
 
 def _names(text: str) -> tuple[str, ...]:
     return tuple(text.split(","))
+
+
+def _moment(text: str) -> str:
+    try:
+        moment = datetime.fromisoformat(text)
+    except ValueError:
+        raise argparse.ArgumentTypeError(f"{text!a} is no moment; write it as 2026-11-23T14:30:00Z") from None
+    # The history is in UTC, and so is a moment that does not say.
+    moment = moment.replace(tzinfo=moment.tzinfo or timezone.utc).astimezone(timezone.utc)
+    return moment.strftime(MOMENT)
+
+
+def _side(text: str) -> Side:
+    if "/" in text or os.path.isfile(text):
+        return Side(text, file=text)
+    place, at, moment = text.partition("@")
+    sets, _, hosts = place.partition(":")
+    return Side(text, _names(sets) if sets else (), _names(hosts.lower()) if hosts else (), _moment(moment) if at else None)
 
 
 def _add_selection(command: argparse.ArgumentParser) -> None:
@@ -81,8 +100,15 @@ def parser() -> argparse.ArgumentParser:
     command.add_argument("name", metavar="NAME")
     _add_place(command)
     _add_if_value(command)
+    command = add("diff", commands.diff, "compare what two programs read, or one at two moments")
+    for side in ("a", "b"):
+        command.add_argument(side, metavar=side.upper(), type=_side,
+                             help="SETS, SETS:HOSTS or either with @MOMENT behind it; or a file")
     command = add("history", commands.history, "list the changes, the oldest first")
     command.add_argument("name", metavar="NAME", nargs="?", help="those of this parameter alone")
+    command = add("rollback", commands.roll_back, "bring all values and parents back to what they were at a moment")
+    command.add_argument("moment", metavar="MOMENT", type=_moment, help="as in the history; UTC unless it says otherwise")
+    add("check", commands.check, "find what is wrong with the values")
     return top
 
 
