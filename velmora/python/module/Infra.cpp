@@ -10,6 +10,7 @@
 #include "velmora/python/PyClassName.h"
 #include "velmora/python/PyOutputStreamableImpl.h"
 #include "velmora/python/PythonEmbeddedInterpreter.h"
+#include "velmora/python/module/KnownParameters.h"
 #include "velmora/python/module/ScriptAlarm.h"
 #include "velmora/system/URL.h"
 
@@ -58,6 +59,7 @@ BOOST_PYTHON_MODULE(_infra)
     AlarmRegistry::exportToPython();
     PyOutputStreamableImpl::exportToPython();
     PyClassName::exportToPython();
+    KnownParameters::exportToPython();
     boost::python::def("warnOfSource", warnOfSource, boost::python::arg("text"));
     boost::python::def("urlWithoutSecrets", urlWithoutSecrets, boost::python::arg("url"));
 }

@@ -5,7 +5,7 @@
 from argparse import Namespace
 from typing import NamedTuple, Optional
 
-from . import config_file
+from . import config_file, known
 from .config_file import Line
 from .reading import Parameters, Selection
 from .rules import fault_of_name, fault_of_value
@@ -48,9 +48,28 @@ def _was(old: Optional[str]) -> str:
     return "was not set" if old is None else f"was {old}"
 
 
-def init(store: Store, _: Namespace) -> Answer:
-    store.initialize()
-    return Answer({"database": store.shown}, f"{store.shown} is ready\n")
+def _shown(name: str) -> str:
+    return name if name.isprintable() else ascii(name)
+
+
+def _fault(name: str, value: str) -> Optional[str]:
+    fault = fault_of_name(name)
+    if fault:
+        return f"the name cannot be in a configuration: {fault}"
+    fault = fault_of_value(value, tags=True)
+    return f"the value cannot be in a configuration: {fault}" if fault else known.fault(name, value)
+
+
+def init(store: Store, asked: Namespace) -> Answer:
+    if asked.rows is None:
+        store.initialize()
+    else:
+        # A row that two programs share is one.
+        rows = list({row.name: row for path in asked.rows for row in known.read_rows(path)}.values())
+        known.add_rows(rows)
+        store.initialize(rows)
+    number = len(store.rows())
+    return Answer({"database": store.shown, "rows": number}, f"{store.shown} is ready, with {number} rows of programs\n")
 
 
 def create_set(store: Store, asked: Namespace) -> Answer:
@@ -67,6 +86,10 @@ def set_parent(store: Store, asked: Namespace) -> Answer:
 
 
 def set_value(store: Store, asked: Namespace) -> Answer:
+    known.add_rows(store.rows())
+    fault = _fault(asked.name, asked.value)
+    if fault:
+        raise Refused(f"{_shown(asked.name)}: {fault}")
     expected = None if asked.if_unset else ANY if asked.if_value is None else asked.if_value
     with store.change() as change:
         old = change.set(asked.set, asked.name, asked.value, asked.host, expected, tags=True)
@@ -91,7 +114,13 @@ def _last_of(lines: list[Line]) -> dict[str, str]:
 
 
 def import_file(store: Store, asked: Namespace) -> Answer:
-    values = _last_of(config_file.read(asked.file))
+    lines = config_file.read(asked.file)
+    known.add_rows(store.rows())
+    faults = [(line, _fault(line.name, line.value)) for line in lines]
+    texts = [f"{asked.file}:{line.number}: {_shown(line.name)}: {fault}" for line, fault in faults if fault]
+    if texts:
+        raise Refused(*texts)
+    values = _last_of(lines)
     with store.change() as change:
         if not change.has_set(asked.set):
             change.create_set(asked.set, asked.parent)
@@ -127,7 +156,9 @@ def show(store: Store, asked: Namespace) -> Answer:
     levels = store.state().levels(asked.name, selection)
     if not levels:
         where = "any set" if selection is None else "what is read"
-        raise Refused(f"{asked.name} has no value in {where}")
+        known.add_rows(store.rows())
+        cure = "" if known.is_known(asked.name) else f", and no parameter has this name; {known.suggestion(asked.name)}"
+        raise Refused(f"{asked.name} has no value in {where}{cure}")
     wins = [selection is not None and one is levels[-1] for one in levels]
     return Answer(
         {"name": asked.name, "levels": [
@@ -177,15 +208,8 @@ def roll_back(store: Store, asked: Namespace) -> Answer:
     return Answer({"moment": asked.moment, "changes": changes}, f"back to {asked.moment} by {changes} changes\n")
 
 
-def _fault(name: str, value: str) -> Optional[str]:
-    fault = fault_of_name(name)
-    if fault:
-        return f"the name cannot be in a configuration: {fault}"
-    fault = fault_of_value(value, tags=True)
-    return f"the value cannot be in a configuration: {fault}" if fault else None
-
-
 def check(store: Store, _: Namespace) -> Answer:
+    known.add_rows(store.rows())
     state = store.state()
     state.check_parents()
     problems = [(place, fault) for place, fault in
@@ -194,7 +218,7 @@ def check(store: Store, _: Namespace) -> Answer:
         {"sets": len(state.parents), "values": len(state.values), "problems": [
             {"set": set_name, "host": host, "name": name, "text": fault}
             for (set_name, host, name), fault in problems]},
-        "".join(f"{level(set_name, host)}: {name if name.isprintable() else ascii(name)}: {fault}\n"
+        "".join(f"{level(set_name, host)}: {_shown(name)}: {fault}\n"
                 for (set_name, host, name), fault in problems)
         + f"{len(state.values)} values in {len(state.parents)} sets, {len(problems)} problems\n",
         good=not problems)

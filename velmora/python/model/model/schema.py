@@ -43,6 +43,14 @@ history = Table(
     Column("old_text", Text),
     Column("new_text", Text))
 
+# The parameters that programs have beside those of the library. Programs that start do not read them.
+rows = Table(
+    "parameter_row", metadata,
+    Column("name", Text, primary_key=True),
+    Column("type", Text, nullable=False),
+    Column("lowest", Text),
+    Column("highest", Text))
+
 
 def upgrade(connection: Connection) -> None:
     """Makes the tables, or brings those of an older version up to date, in the transaction of the connection."""

@@ -19,7 +19,7 @@ from dataclasses import dataclass
 from datetime import datetime, timezone
 from enum import Enum
 from math import ceil
-from typing import Any, Iterator, Mapping, Optional, Union
+from typing import Any, Iterator, Mapping, Optional, Sequence, Union
 from urllib.parse import quote
 
 from sqlalchemy import bindparam, create_engine, event, func, select, text  # type: ignore[import]
@@ -30,6 +30,7 @@ from sqlalchemy.pool import NullPool  # type: ignore[import]
 from . import schema
 from .address import SQLITE, Address, parse
 from .failure import ChangeError, Conflict, NotReadable
+from .known import Row
 from .reading import DEEPEST, VERSION_STATEMENT, check_version, no_configuration
 from .rules import fault_of_name, fault_of_value
 from .state import State
@@ -376,12 +377,25 @@ class Store:
             raise ChangeError(self._address.shown, f"{self._address.path}: {error.strerror}",
                               "make its directory, and let this user write to it") from None
 
-    def initialize(self) -> None:
-        """Makes the tables, or brings those of an older version up to date."""
+    def initialize(self, rows: Optional[Sequence[Row]] = None) -> None:
+        """Makes the tables, or brings those of an older version up to date. Replaces the rows of programs, if given."""
         if self._address.scheme == SQLITE:
             self._make_file()
         with self._transaction() as connection:
             schema.upgrade(connection)
+            if rows is not None:
+                connection.execute(schema.rows.delete())
+            if rows:
+                connection.execute(schema.rows.insert(), [row._asdict() for row in rows])
+
+    def rows(self) -> list[Row]:
+        """Returns the rows of programs, by name."""
+        table = schema.rows
+        with self._transaction() as connection:
+            self._check_version(connection)
+            found = connection.execute(
+                select(table.c.name, table.c.type, table.c.lowest, table.c.highest).order_by(table.c.name)).all()
+        return [Row(*row) for row in found]
 
     @contextmanager
     def change(self) -> Iterator[Change]:

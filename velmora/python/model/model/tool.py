@@ -72,7 +72,9 @@ def parser() -> argparse.ArgumentParser:
         command.set_defaults(run=run)
         return command
 
-    add("init", commands.init, "make the tables, or bring those of an older version up to date")
+    command = add("init", commands.init, "make the tables, or bring those of an older version up to date")
+    command.add_argument("--rows", action="append", metavar="FILE",
+                         help="what a program prints for --get-param-info --json; for several programs, repeat it")
     command = add("create-set", commands.create_set, "make an empty set")
     command.add_argument("name", metavar="SET")
     command.add_argument("--parent", metavar="P", help="the set whose values it has unless it has its own")
@@ -133,11 +135,15 @@ def main(arguments: Optional[Sequence[str]] = None) -> int:
     asked = top.parse_args(arguments)
     if not asked.database:
         top.error(f"no database is named; add --database, or set {VARIABLE}")
+    # The library logs on the standard output, which is for the answer alone.
+    output = os.fdopen(os.dup(sys.stdout.fileno()), "w")
+    os.dup2(sys.stderr.fileno(), sys.stdout.fileno())
     try:
         answer = _run(asked)
     except Refused as refusal:
         for text in refusal.texts:
             print(f"velmora-config: {text}", file=sys.stderr)
         return 1
-    sys.stdout.write(json.dumps(answer.data, indent=2, ensure_ascii=False) + "\n" if asked.json else answer.text)
+    with output:
+        output.write(json.dumps(answer.data, indent=2, ensure_ascii=False) + "\n" if asked.json else answer.text)
     return 0 if answer.good else 1

@@ -28,8 +28,8 @@ class ValuesTest(ToolTest):
 
     def test_init_makes_the_tables(self) -> None:
         self.file.unlink()
-        self.assertEqual(f"{self.url()} is ready\n", self.good("init"))
-        self.assertEqual({"database": self.url()}, self.answer("init"))
+        self.assertEqual(f"{self.url()} is ready, with 0 rows of programs\n", self.good("init"))
+        self.assertEqual({"database": self.url(), "rows": 0}, self.answer("init"))
         self.assertEqual([], self.answer("history"))
 
     def test_a_set_is_made_with_its_parent_and_note(self) -> None:
@@ -64,8 +64,8 @@ class ValuesTest(ToolTest):
                          self.answer("unset", EXIT, "--set", "site-a"))
 
     def test_a_value_that_is_no_line_is_refused(self) -> None:
-        self.assertEqual(self.change_refused(f"the value of {EXIT} cannot be in a configuration: it holds an end of a line; "
-                                             "correct the value"), self.refused("set", EXIT, "1\n2", "--set", "site-a"))
+        self.assertEqual(f"velmora-config: {EXIT}: the value cannot be in a configuration: it holds an end of a line\n",
+                         self.refused("set", EXIT, "1\n2", "--set", "site-a"))
 
     def test_a_set_that_does_not_exist_is_refused(self) -> None:
         self.assertEqual(self.change_refused('there is no set "site-b"; correct the name, or make the set'),
@@ -178,6 +178,8 @@ class FilesTest(ToolTest):
         self.assertEqual("velmora-config: no set is named; add --sets\n", self.refused("export"))
 
     def test_the_files_of_the_gateway_come_out_as_they_went_in(self) -> None:
+        rows = '[{"name": "gateway.status.socket", "type": "STRING"}, {"name": "gateway.metrics.file", "type": "STRING"}]'
+        self.good("init", "--rows", self.written("rows.json", rows))
         expected = {}
         for name in ("gateway.cfg", "site.cfg", "logging.cfg"):
             path = FILES / name

@@ -1,6 +1,6 @@
 # SPDX-License-Identifier: BSD-2-Clause
 
-from typing import ClassVar, Dict, Optional
+from typing import ClassVar, Dict, Iterable, Optional, Tuple
 
 class AlarmState(int):
     names: ClassVar[Dict[str, AlarmState]]
@@ -58,4 +58,24 @@ def warnOfSource(text: str) -> None:
 def urlWithoutSecrets(url: str) -> str:
     """Returns the text with "***" in place of a password in front of the host, and of all that follows "=" behind the
     name of a secret, such as password=.
+    """
+
+def parameterInfo(name: str) -> Optional[Tuple[str, str, bool, str]]:
+    """Returns what is known about a parameter: its type ("STRING", "INT", "BOOL" or "FLOAT"), its bounds as in "from 1
+    to 65535" (empty if there are none), whether it is deprecated, and its description. None for an unknown name.
+    """
+
+def closestParameterName(name: str) -> str:
+    """Returns the known name that is probably meant by an unknown one: at most a third of the characters differ. Empty if
+    there is none.
+    """
+
+def parameterFits(name: str, value: str) -> bool:
+    """Returns whether a text of a configuration gives the parameter a value of its type within its bounds. Returns False
+    for an unknown name.
+    """
+
+def registerParameters(rows: Iterable[Tuple[str, str, Optional[str], Optional[str]]]) -> bool:
+    """Adds a program's own parameters to those that are known, until the process ends: name, type, lowest and highest
+    value. Returns False, and logs an ERROR for each row that is refused, as one below "keswardin" is.
     """

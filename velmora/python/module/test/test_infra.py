@@ -244,6 +244,40 @@ class ClassNameTest(unittest.TestCase):
         self.assertEqual("C", PyClassName("a.C").getClassName())
 
 
+class ParametersTest(unittest.TestCase):
+    EXIT = "keswardin.exitTimeoutSec"
+
+    def test_a_known_parameter_has_a_type_and_an_unknown_one_nothing(self) -> None:
+        self.assertEqual(("INT", "", False, ""), infra.parameterInfo(self.EXIT))
+        self.assertIsNone(infra.parameterInfo("site.unknown"))
+
+    def test_a_deprecated_parameter_is_told(self) -> None:
+        self.assertEqual(("INT", "", True, "Use parameter sip.userAgent.IPAddress"), infra.parameterInfo("keswardin.sip.userAgentPort"))
+
+    def test_a_close_name_is_found_and_a_distant_one_is_not(self) -> None:
+        self.assertEqual(self.EXIT, infra.closestParameterName("keswardin.exitTimeoutSek"))
+        self.assertEqual("", infra.closestParameterName("site.unknown"))
+
+    def test_a_value_fits_its_type(self) -> None:
+        self.assertEqual([True, False, False], [infra.parameterFits(self.EXIT, value) for value in ("10", "10 s", "")])
+        self.assertFalse(infra.parameterFits("site.unknown", "1"))
+
+    def test_rows_of_a_program_are_added_with_their_bounds(self) -> None:
+        self.assertTrue(infra.registerParameters([("site.port", "INT", "1", "65535"), ("site.gain", "FLOAT", None, "1.5"),
+                                                  ("site.name", "STRING", None, None)]))
+        self.assertEqual([("INT", "from 1 to 65535", False, ""), ("FLOAT", "at most 1.5", False, ""),
+                          ("STRING", "", False, "")],
+                         [infra.parameterInfo(name) for name in ("site.port", "site.gain", "site.name")])
+        self.assertEqual([True, False], [infra.parameterFits("site.port", value) for value in ("65535", "65536")])
+        self.assertEqual("site.port", infra.closestParameterName("site.prt"))
+
+    def test_a_row_of_the_library_is_refused_and_logged(self) -> None:
+        done = run("from velmora.infra import registerParameters\n"
+                   "print(registerParameters([('keswardin.x', 'INT', None, None)]))")
+        self.assertEqual(('ERROR - cannot register parameter keswardin.x: the parameters below "keswardin" are the '
+                          "library's; begin the name with another component\nFalse\n", ""), (done.stdout, done.stderr))
+
+
 class PackageTest(unittest.TestCase):
     def test_the_package_exports_what_it_says(self) -> None:
         for name in infra.__all__:

@@ -34,3 +34,9 @@ def upgrade() -> None:
         sa.Column("name", sa.Text, nullable=False, server_default=""),
         sa.Column("old_text", sa.Text),
         sa.Column("new_text", sa.Text))
+    op.create_table(
+        "parameter_row",
+        sa.Column("name", sa.Text, primary_key=True),
+        sa.Column("type", sa.Text, nullable=False),
+        sa.Column("lowest", sa.Text),
+        sa.Column("highest", sa.Text))
