@@ -132,6 +132,13 @@ def main(arguments: Optional[Sequence[str]] = None) -> int:
     signal.signal(signal.SIGPIPE, signal.SIG_DFL)
     signal.signal(signal.SIGINT, signal.SIG_DFL)
     top = parser()
+    try:
+        import argcomplete  # type: ignore[import]
+    except ImportError:
+        pass
+    else:
+        # Ends the process if a shell asks what may follow.
+        argcomplete.autocomplete(top)
     asked = top.parse_args(arguments)
     if not asked.database:
         top.error(f"no database is named; add --database, or set {VARIABLE}")

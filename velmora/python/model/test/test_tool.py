@@ -4,6 +4,7 @@
 
 import random
 import re
+import shutil
 import string
 import subprocess
 import time
@@ -264,6 +265,26 @@ class CommandLineTest(ToolTest):
         text = self.good("--help")
         for name in ("init", "import", "export", "show", "set", "unset", "history"):
             self.assertRegex(text, rf"(?m)^    {name} ")
+
+    def test_a_missing_package_is_named(self) -> None:
+        for package in ("sqlalchemy", "alembic"):
+            shadow = self.folder / package
+            shadow.mkdir()
+            shadow.joinpath("__init__.py").write_text(f"raise ModuleNotFoundError('No module named {package}', name='{package}')")
+            code, output, errors = self.run_tool("history", PYTHONPATH=str(self.folder))
+            self.assertEqual((1, "", f"velmora-config: No module named {package}; install the package python3-{package}\n"),
+                             (code, output, errors))
+            shutil.rmtree(shadow)
+
+    def test_a_shell_is_told_what_may_follow(self) -> None:
+        for line, expected in (("velmora-config --database x rol", {"rollback "}),
+                               ("velmora-config show --s", {"--sets "}),
+                               ("velmora-config import x --", {"--set", "--host", "--parent", "--help"})):
+            done = subprocess.run(["bash", "-c", '"$0" 8>&1 9>/dev/null >/dev/null', TOOL], stdout=subprocess.PIPE, text=True,
+                                  timeout=60, check=True, env={
+                                      "_ARGCOMPLETE": "1", "IFS": "\v", "COMP_TYPE": "9", "COMP_LINE": line,
+                                      "COMP_POINT": str(len(line))})
+            self.assertEqual(expected, set(done.stdout.split("\v")))
 
 
 if __name__ == "__main__":
