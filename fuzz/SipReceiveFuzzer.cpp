@@ -275,7 +275,7 @@ class Target
         for (const char* const szName :
              {"keswardin.sip.TimerT1", "keswardin.sip.TimerT2", "keswardin.gw.ringTimeoutMs",
               "keswardin.media.rxStartTimeoutMs", "gateway.calls.retryAfterSec",
-              "gateway.metrics.periodSec"})
+              "gateway.calls.fileThreads", "gateway.metrics.periodSec"})
             pConfig->setIntParameter(szName, 1);
         for (const char* const szName :
              {"keswardin.sip.lifetimeTimer", "keswardin.sip.state.Disconnecting.timeoutMs"})
