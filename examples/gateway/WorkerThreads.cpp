@@ -105,10 +105,10 @@ WorkerThreads::~WorkerThreads() = default;
 void WorkerThreads::add(Work& inout_work, std::size_t in_uiKey)
 {
     m_threads[in_uiKey % m_threads.size()].add(inout_work);
-    // Without the timer, the work is done with the next that is to be done at once.
+    // Without the timer, work for later is done with the next that is to be done at once. With it,
+    // an event of a thread that the system refuses is only late.
     const FailureLine line = EventLoop::failureLine();
-    if (inout_work.m_haste == Work::Haste::LATER)
-        Velmora::withoutThrowing(line.pLogger, line.szWhat, [this] { startTimer(); });
+    Velmora::withoutThrowing(line.pLogger, line.szWhat, [this] { startTimer(); });
 }
 
 void WorkerThreads::startTimer()
