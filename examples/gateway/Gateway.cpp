@@ -224,6 +224,8 @@ void Gateway::serve()
     {
         m_loop.step();
         userAgent.removeEndedCalls();
+        if (m_signals.isLeft())
+            handleSignal(userAgent, *supervision);
     }
     m_processorMonitor->stop();
     m_callMonitor->stop();

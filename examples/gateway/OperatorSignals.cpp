@@ -6,7 +6,6 @@
 #include <cerrno>
 #include <csignal>
 #include <cstdint>
-#include <initializer_list>
 #include <system_error>
 
 #include <fcntl.h>
@@ -18,6 +17,8 @@ namespace GatewayExample
 
 namespace
 {
+
+constexpr int s_signals[] = {SIGTERM, SIGINT, SIGHUP, SIGUSR1};
 
 /// What the handlers use. The descriptors are never closed.
 struct Handled
@@ -32,6 +33,10 @@ struct Handled
 std::atomic<const Handled*> s_pHandled;
 static_assert(std::atomic<const Handled*>::is_always_lock_free);
 
+/// The signals that the pipe has not taken, a bit for each.
+std::atomic<unsigned int> s_uiUnwritten{0};
+static_assert(std::atomic<unsigned int>::is_always_lock_free);
+
 void handle(int in_iSignal)
 {
     const int iError = errno;
@@ -45,10 +50,13 @@ void handle(int in_iSignal)
     }
     // If the pipe is full, as many signals as a program can want are pending.
     const auto uiSignal = static_cast<unsigned char>(in_iSignal);
-    [[maybe_unused]] ssize_t iWritten = write(handled.signals[1], &uiSignal, sizeof(uiSignal));
+    if (write(handled.signals[1], &uiSignal, sizeof(uiSignal)) < 0 && errno != EAGAIN)
+        s_uiUnwritten |= 1U << uiSignal;
     const std::uint64_t uiOne = 1;
     if (in_iSignal == SIGTERM || in_iSignal == SIGINT)
-        iWritten = write(handled.iStop, &uiOne, sizeof(uiOne));
+    {
+        [[maybe_unused]] const ssize_t iWritten = write(handled.iStop, &uiOne, sizeof(uiOne));
+    }
     errno = iError;
 }
 
@@ -63,7 +71,7 @@ const Handled* install()
     };
     action.sa_handler = handle;
     action.sa_flags = SA_RESTART;
-    for (const int iSignal : {SIGTERM, SIGINT, SIGHUP, SIGUSR1})
+    for (const int iSignal : s_signals)
         sigaction(iSignal, &action, nullptr);
     return &handled;
 }
@@ -76,8 +84,14 @@ int OperatorSignals::descriptor() const { return s_pHandled.load()->signals[0]; 
 
 int OperatorSignals::stopDescriptor() const { return s_pHandled.load()->iStop; }
 
+bool OperatorSignals::isLeft() const { return s_uiUnwritten != 0; }
+
 int OperatorSignals::read() const
 {
+    for (const int iSignal : s_signals)
+        if ((s_uiUnwritten.fetch_and(~(1U << static_cast<unsigned int>(iSignal))) &
+             1U << static_cast<unsigned int>(iSignal)) != 0)
+            return iSignal;
     unsigned char uiSignal = 0;
     ssize_t iLength = -1;
     do

@@ -25,6 +25,10 @@ class OperatorSignals
     /// A descriptor that is readable from the first SIGTERM or SIGINT on. It is not to be read.
     [[nodiscard]] int stopDescriptor() const;
 
+    /// Returns whether a signal is pending that does not make the descriptor readable, since the
+    /// system has refused that. Look from time to time.
+    [[nodiscard]] bool isLeft() const;
+
     /// Takes the pending signal. Returns 0, with `errno` set, if it cannot be read.
     [[nodiscard]] int read() const;
 };

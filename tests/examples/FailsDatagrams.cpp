@@ -2,7 +2,8 @@
 
 // Preloaded into the gateway. Makes calls of `sendmsg` and `recvfrom`, by which it sends and
 // receives SIP, fail: the environment variables FAILS_SENDS and FAILS_RECEIVES have their numbers,
-// such as ",2,4,".
+// such as ",2,4,". With FAILS_SIGNALS each `write` of a single byte fails, by which a handler keeps
+// a signal.
 
 #include <cerrno>
 #include <cstdlib>
@@ -11,6 +12,7 @@
 
 #include <dlfcn.h>
 #include <sys/socket.h>
+#include <unistd.h>
 
 namespace
 {
@@ -55,4 +57,17 @@ extern "C" [[gnu::visibility("default")]] ssize_t recvfrom(int in_iSocket, void*
         return -1;
     }
     return s_pReceive(in_iSocket, out_pData, in_uiSize, in_iFlags, out_pFrom, inout_pFromSize);
+}
+
+extern "C" [[gnu::visibility("default")]] ssize_t write(int in_iFile, const void* in_pData,
+                                                        size_t in_uiSize)
+{
+    static const auto s_pWrite =
+        reinterpret_cast<ssize_t (*)(int, const void*, size_t)>(dlsym(RTLD_NEXT, "write"));
+    if (in_uiSize == 1 && std::getenv("FAILS_SIGNALS") != nullptr)
+    {
+        errno = ENOSPC;
+        return -1;
+    }
+    return s_pWrite(in_iFile, in_pData, in_uiSize);
 }

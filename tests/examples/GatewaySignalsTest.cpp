@@ -55,6 +55,19 @@ TEST_F(GatewayProcess, SwitchesRecordingOnAndOffAtRunTimeOfItsProtectedConfigura
                            .Times(2));
 }
 
+TEST_F(GatewayProcess, HandlesASignalThatItsPipeDoesNotTake)
+{
+    setEnvironment("LD_PRELOAD", VELMORA_HELPER_EXAMPLES_FAILS_DATAGRAMS);
+    setEnvironment("FAILS_SIGNALS", "1");
+    start();
+    signal(SIGUSR1);
+    waitForLine("recording of calls is on");
+    signal(SIGUSR1);
+    waitForLine("recording of calls is off");
+    EXPECT_EQ(0, stop());
+    EXPECT_THAT(log(), testing::Contains("INFO keswardin.gateway - stopping : Terminated"));
+}
+
 TEST_F(GatewayProcess, EndsAtSigtermWhileItsStartWaits)
 {
     if (VELMORA_THREAD_SANITIZER)
