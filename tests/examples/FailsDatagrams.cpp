@@ -2,8 +2,8 @@
 
 // Preloaded into the gateway. Makes calls of `sendmsg` and `recvfrom`, by which it sends and
 // receives SIP, fail: the environment variables FAILS_SENDS and FAILS_RECEIVES have their numbers,
-// such as ",2,4,". With FAILS_SIGNALS each `write` of a single byte fails, by which a handler keeps
-// a signal.
+// such as ",2,4,". Each `write` of FAILS_WRITES bytes fails: a handler keeps a signal by one
+// of a byte, and a thread wakes the loop by one of eight.
 
 #include <cerrno>
 #include <cstdlib>
@@ -64,7 +64,8 @@ extern "C" [[gnu::visibility("default")]] ssize_t write(int in_iFile, const void
 {
     static const auto s_pWrite =
         reinterpret_cast<ssize_t (*)(int, const void*, size_t)>(dlsym(RTLD_NEXT, "write"));
-    if (in_uiSize == 1 && std::getenv("FAILS_SIGNALS") != nullptr)
+    const char* const szSize = std::getenv("FAILS_WRITES");
+    if (szSize != nullptr && std::to_string(in_uiSize) == szSize)
     {
         errno = ENOSPC;
         return -1;

@@ -69,6 +69,13 @@ class GatewayFiles : public GatewayProcess
 
     [[nodiscard]] std::vector<std::string> lines() { return m_lines.get(); }
 
+    /// Makes a call whose file does not open.
+    void callWithoutFile(SipCaller& inout_caller, const std::string& in_strUser = "busy") const
+    {
+        inout_caller.invite(in_strUser);
+        inout_caller.expectAnswer("100 Trying");
+    }
+
     /// Returns the threads that have logged lines with this text.
     [[nodiscard]] std::set<std::string> threadsOf(const std::string& in_strText) const
     {
@@ -99,8 +106,7 @@ TEST_F(GatewayFiles, ThatOpenLateDelayTheirCallsOnly)
     hold();
     start();
     SipCaller late(address());
-    late.invite("busy");
-    late.expectAnswer("100 Trying");
+    callWithoutFile(late);
     late.repeat();
     SipCaller other(address());
     other.setCallId("other@caller");
@@ -129,8 +135,7 @@ TEST_F(GatewayFiles, ACallThatIsGivenUpBeforeItsFileIsOpenEndsAtOnceAndHasItsLin
     hold();
     start();
     SipCaller caller(address());
-    caller.invite("service");
-    caller.expectAnswer("100 Trying");
+    callWithoutFile(caller, "service");
     caller.send("CANCEL", "service");
     caller.expectAnswer("200 OK");
     caller.expectAnswer("487 Request Terminated");
@@ -154,8 +159,7 @@ TEST_F(GatewayFiles, ACallWhoseFileOpensWhileTheGatewayStopsIsRefused)
     hold();
     start();
     SipCaller caller(address());
-    caller.invite("service");
-    caller.expectAnswer("100 Trying");
+    callWithoutFile(caller, "service");
     signal(SIGTERM);
     waitForLine("ending calls : 1");
     release();
@@ -171,8 +175,7 @@ TEST_F(GatewayFiles, ACallWhoseFileDoesNotOpenInTimeIsCutOffAndItsFileHasItsEnd)
     hold();
     start();
     SipCaller caller(address());
-    caller.invite("service");
-    caller.expectAnswer("100 Trying");
+    callWithoutFile(caller, "service");
     signal(SIGTERM);
     waitForLine("1 calls wait for their files");
     release();
@@ -191,8 +194,7 @@ TEST_F(GatewayFiles, ThatOpenTooLateRefuseNewCalls)
     hold();
     start();
     SipCaller late(address());
-    late.invite("busy");
-    late.expectAnswer("100 Trying");
+    callWithoutFile(late);
     SipCaller other(address());
     other.setCallId("other@caller");
     other.invite("busy");
@@ -216,8 +218,7 @@ TEST_F(GatewayFiles, WithoutALimitNoTimeIsTooLate)
     hold();
     start();
     SipCaller late(address());
-    late.invite("busy");
-    late.expectAnswer("100 Trying");
+    callWithoutFile(late);
     EXPECT_EQ(0, late.countAnswers("486 Busy Here"));
     SipCaller other(address());
     other.setCallId("other@caller");
@@ -228,14 +229,24 @@ TEST_F(GatewayFiles, WithoutALimitNoTimeIsTooLate)
     EXPECT_EQ(0, stop());
 }
 
+TEST_F(GatewayFiles, ThatAreOpenLetTheirCallsBeginThoughNoThreadCanWakeTheLoop)
+{
+    setEnvironment("LD_PRELOAD", VELMORA_HELPER_EXAMPLES_FAILS_DATAGRAMS);
+    setEnvironment("FAILS_WRITES", "8");
+    start();
+    SipCaller caller(address());
+    caller.invite("busy");
+    caller.expectAnswer("486 Busy Here");
+    EXPECT_EQ(0, stop());
+}
+
 TEST_F(GatewayFiles, CallsThatWaitForThemAreCounted)
 {
     configure("gateway.calls.most = 1");
     hold();
     start();
     SipCaller late(address());
-    late.invite("busy");
-    late.expectAnswer("100 Trying");
+    callWithoutFile(late);
     SipCaller other(address());
     other.setCallId("other@caller");
     other.invite("busy");

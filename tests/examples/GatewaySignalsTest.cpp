@@ -58,7 +58,7 @@ TEST_F(GatewayProcess, SwitchesRecordingOnAndOffAtRunTimeOfItsProtectedConfigura
 TEST_F(GatewayProcess, HandlesASignalThatItsPipeDoesNotTake)
 {
     setEnvironment("LD_PRELOAD", VELMORA_HELPER_EXAMPLES_FAILS_DATAGRAMS);
-    setEnvironment("FAILS_SIGNALS", "1");
+    setEnvironment("FAILS_WRITES", "1");
     start();
     signal(SIGUSR1);
     waitForLine("recording of calls is on");
