@@ -22,18 +22,17 @@ namespace
 
 /// Returns the name and the value of an element of the result.
 /// Failure: throws `error_already_set` if the element is not a tuple of two strings.
-std::pair<std::string, std::string> nameWithValue(const python::object& in_pyNameValue)
+std::pair<std::string, std::string> nameWithValue(PyObject* in_pyNameValue)
 {
-    if (PyTuple_Check(in_pyNameValue.ptr()) == 0)
+    if (PyTuple_Check(in_pyNameValue) == 0)
     {
         PyErr_Format(PyExc_TypeError, "expected a tuple of a name and a value, got %R",
-                     in_pyNameValue.ptr());
+                     in_pyNameValue);
         python::throw_error_already_set();
     }
     const char* szParamName = nullptr;
     const char* szParamValue = nullptr;
-    const bool bPair =
-        PyArg_ParseTuple(in_pyNameValue.ptr(), "ss", &szParamName, &szParamValue) != 0;
+    const bool bPair = PyArg_ParseTuple(in_pyNameValue, "ss", &szParamName, &szParamValue) != 0;
     if (!bPair)
     {
         {
@@ -53,8 +52,11 @@ GlobalConfigSeam::DatabaseSource::Parameters askModel(const std::string& in_strU
     const python::list result(
         model.attr("getPropertyNameValuesForGivenSetsAndHostnames")(in_strUrl));
     GlobalConfigSeam::DatabaseSource::Parameters parameters;
-    for (python::ssize_t iIndex = 0; iIndex < python::len(result); ++iIndex)
-        parameters.push_back(nameWithValue(result[iIndex]));
+    parameters.reserve(static_cast<std::size_t>(PyList_GET_SIZE(result.ptr())));
+    // The list keeps its elements. An object for each index and element would cost as much as the
+    // rest of the loop.
+    for (Py_ssize_t iIndex = 0; iIndex < PyList_GET_SIZE(result.ptr()); ++iIndex)
+        parameters.push_back(nameWithValue(PyList_GET_ITEM(result.ptr(), iIndex)));
     return parameters;
 }
 

@@ -101,6 +101,7 @@ class PostgresqlConnection:
     """A read transaction in a database of PostgreSQL. Belongs to one thread."""
 
     mark = "%s"
+    concatenate = "string_agg"
 
     def __init__(self, address: Address, deadline: Deadline) -> None:
         self._deadline = deadline

@@ -5,6 +5,7 @@
 Nothing here needs SQLAlchemy, so that a program that starts does not import it.
 """
 
+from operator import itemgetter
 from typing import Iterable, NamedTuple, Optional, Protocol, Sequence
 
 from .failure import NotReadable
@@ -17,31 +18,28 @@ VERSION_STATEMENT = "SELECT version_num FROM parameter_version"
 # Only a circle of parents is longer.
 DEEPEST = 100
 
-# The sets that are read, in their order, with the greatest distance to a set that was asked for.
-_PLACED = """
+# The sets that are read with the hosts that may have values in them, and these values. They are one text, which is much
+# faster than a row for each: their number, then each name and its value, a line each; NULL if there are none. The distance
+# is the greatest to a set that was asked for.
+_PLACES = """
 WITH RECURSIVE
   asked (place, name) AS (VALUES {sets}),
-  line (place, distance, id, parent_id) AS (
-    SELECT asked.place, 0, one.id, one.parent_id FROM asked JOIN parameter_set one ON one.name = asked.name
+  line (place, distance, id, name, parent_id) AS (
+    SELECT asked.place, 0, one.id, one.name, one.parent_id FROM asked JOIN parameter_set one ON one.name = asked.name
     UNION ALL
-    SELECT line.place, line.distance + 1, one.id, one.parent_id
+    SELECT line.place, line.distance + 1, one.id, one.name, one.parent_id
     FROM line JOIN parameter_set one ON one.id = line.parent_id WHERE line.distance < {deepest}),
-  placed (place, distance, id) AS (SELECT MIN(place * {span} - distance), MAX(distance), id FROM line GROUP BY id)"""
-
-_SETS = _PLACED + """
-SELECT one.name, placed.distance FROM placed JOIN parameter_set one ON one.id = placed.id"""
-
-# In the order in which later ones win.
-_VALUES = _PLACED + """,
+  placed (place, distance, id, name) AS (
+    SELECT MIN(place * {span} - distance), MAX(distance), id, name FROM line GROUP BY id, name),
   host (place, name) AS (VALUES (0, ''){hosts})
-SELECT given.name, given.value
-FROM placed CROSS JOIN host JOIN parameter_value given ON given.set_id = placed.id AND given.host = host.name
-ORDER BY placed.place, host.place"""
+SELECT placed.place, host.place, placed.distance, placed.name, host.name, (
+  SELECT count(*) || '\n' || {concatenate}(given.name || '\n' || given.value, '\n')
+  FROM parameter_value given WHERE given.set_id = placed.id AND given.host = host.name)
+FROM placed CROSS JOIN host"""
 
-_PLACES = _PLACED + """,
-  host (place, name) AS (VALUES (0, ''){hosts})
-SELECT one.name, host.name FROM placed CROSS JOIN host JOIN parameter_set one ON one.id = placed.id
-ORDER BY placed.place, host.place"""
+_VALUES = """
+SELECT given.name, given.value FROM parameter_value given JOIN parameter_set one ON one.id = given.set_id
+WHERE one.name = {mark} AND given.host = {mark}"""
 
 Row = Sequence[object]
 Parameters = list[tuple[str, str]]
@@ -52,12 +50,11 @@ class Connection(Protocol):
 
     # How the driver marks an argument of a statement.
     mark: str
+    # The function of the database that joins texts.
+    concatenate: str
 
     def rows(self, statement: str, arguments: Sequence[str] = ()) -> list[Row]:
         """Returns all rows that the statement gives."""
-
-    def close(self) -> None:
-        """Ends the transaction."""
 
 
 class Selection(NamedTuple):
@@ -67,27 +64,20 @@ class Selection(NamedTuple):
     hostnames: tuple[str, ...]
 
 
-def _completed(text: str, selection: Selection, mark: str) -> str:
-    sets = ", ".join(f"({place}, {mark})" for place in range(len(selection.sets)))
-    hosts = "".join(f", ({place + 1}, {mark})" for place in range(len(selection.hostnames)))
-    return text.format(sets=sets, hosts=hosts, deepest=DEEPEST, span=DEEPEST + 1)
+class Place(NamedTuple):
+    """A set, and a host that may have values in it; empty for all hosts."""
+
+    set_name: str
+    host: str
+    # As the statement gives them.
+    values: Optional[str]
 
 
-def sets_statement(selection: Selection, mark: str) -> str:
-    """Returns the statement for the sets that are read. Its arguments are the sets of the selection."""
-    return _completed(_SETS, selection, mark)
-
-
-def values_statement(selection: Selection, mark: str) -> str:
-    """Returns the statement for all values. Its arguments are the sets, then the hosts."""
-    return _completed(_VALUES, selection, mark)
-
-
-def places_statement(selection: Selection, mark: str) -> str:
-    """Returns the statement for the sets and hosts that may have a value, later ones win. Its arguments are the sets,
-    then the hosts.
-    """
-    return _completed(_PLACES, selection, mark)
+def places_statement(connection: Connection, selection: Selection) -> str:
+    """Returns the statement for the places. Its arguments are the sets, then the hosts."""
+    sets = ", ".join(f"({place}, {connection.mark})" for place in range(len(selection.sets)))
+    hosts = "".join(f", ({place + 1}, {connection.mark})" for place in range(len(selection.hostnames)))
+    return _PLACES.format(sets=sets, hosts=hosts, deepest=DEEPEST, span=DEEPEST + 1, concatenate=connection.concatenate)
 
 
 def check_version(rows: Iterable[Row]) -> None:
@@ -106,24 +96,18 @@ def no_configuration() -> NotReadable:
                        "make it with velmora-config init, or name another database")
 
 
-def check(name: object, value: object) -> None:
+def check(name: str, value: str) -> None:
     """Raises `NotReadable` if a name or a value would not be one line of a configuration."""
-    fault: Optional[str]
-    if not isinstance(name, str) or not isinstance(value, str):
-        fault = "it is no text"
-    else:
-        fault = fault_of_name(name)
-        if fault:
-            raise NotReadable(f"the parameter name {name!a} cannot be in a configuration: {fault}",
-                              "remove it from the database")
-        fault = fault_of_value(value, tags=True)
+    fault = fault_of_name(name)
+    if fault:
+        raise NotReadable(f"the parameter name {name!a} cannot be in a configuration: {fault}",
+                          "remove it from the database")
+    fault = fault_of_value(value, tags=True)
     if fault:
         raise NotReadable(f"the value of {name} cannot be in a configuration: {fault}", "correct it in the database")
 
 
-def check_sets(selection: Selection, rows: Iterable[Row]) -> None:
-    """Raises `NotReadable` if a set is missing, or has no end of parents."""
-    distances = {row[0]: row[1] for row in rows}
+def _check_sets(selection: Selection, distances: dict[object, object]) -> None:
     missing = [name for name in selection.sets if name not in distances]
     if missing:
         names = ", ".join(f'"{name}"' for name in missing)
@@ -134,23 +118,52 @@ def check_sets(selection: Selection, rows: Iterable[Row]) -> None:
                               "correct the parents of the sets")
 
 
-def winners(rows: Iterable[Row]) -> Parameters:
-    """Returns each name once, with the value of its last row.
+def places(connection: Connection, selection: Selection) -> list[Place]:
+    """Returns the places that are read: a set's parents come before it, the sets in their order, and in each set the
+    values for all hosts before those for one. What comes later wins. A set that is reached twice is read once, where it
+    comes first.
 
-    Failure: raises `NotReadable` if a name or a value would not be one line of a configuration.
+    Failure: raises `NotReadable` if a set is missing, or has no end of parents.
     """
-    last: dict[object, object] = dict(rows)  # type: ignore[arg-type]  # of two columns
+    rows = connection.rows(places_statement(connection, selection), selection.sets + selection.hostnames)
+    _check_sets(selection, {row[3]: row[2] for row in rows})
+    rows.sort(key=itemgetter(0, 1))
+    return [Place(*row[3:]) for row in rows]  # type: ignore[arg-type]  # texts
+
+
+def _lines(connection: Connection, place: Place) -> list[str]:
+    """Returns each name of a place, with its value behind it."""
+    if place.values is None:
+        return []
+    number, _, text = place.values.partition("\n")
+    lines = text.split("\n")
+    if len(lines) == 2 * int(number):
+        return lines
+    # An end of a line in one of them would give its value to the next name.
+    for name, value in connection.rows(_VALUES.format(mark=connection.mark), (place.set_name, place.host)):
+        check(str(name), str(value))
+    raise NotReadable(f'a value in the set "{place.set_name}" holds an end of a line', "correct it in the database")
+
+
+def winners(connection: Connection, selection: Selection) -> Parameters:
+    """Returns each name once, with the value of the last place that has one.
+
+    Failure: raises `NotReadable`, also if a name or a value would not be one line of a configuration.
+    """
+    last: dict[str, str] = {}
+    for place in places(connection, selection):
+        lines = _lines(connection, place)
+        last.update(zip(lines[::2], lines[1::2]))
     if not are_plain(last.keys(), last.values()):
         for name, value in last.items():
             check(name, value)
-    return list(last.items())  # type: ignore[arg-type]  # texts
+    return list(last.items())
 
 
 def read(connection: Connection, selection: Selection) -> Parameters:
-    """Returns the parameters of the sets for the hosts: a set's parents come before it, the sets in their order, and
-    in each set the values for all hosts before those for one. What comes later wins. A set that is reached twice is
-    read once, where it comes first.
+    """Returns the parameters of the sets for the hosts.
+
+    Failure: raises `NotReadable`.
     """
     check_version(connection.rows(VERSION_STATEMENT))
-    check_sets(selection, connection.rows(sets_statement(selection, connection.mark), selection.sets))
-    return winners(connection.rows(values_statement(selection, connection.mark), selection.sets + selection.hostnames))
+    return winners(connection, selection)

@@ -10,6 +10,9 @@ BLANKS = " \t\n\v\f\r"
 _CONTROL = re.compile("[\0-\x08\n-\x1f\x7f]")
 # A "$" that does not begin a tag. The reader of the text drops what is in front of it.
 _STRAY_DOLLAR = re.compile(r"\$(?!\{[^${}]+\})")
+_IN_VALUES = bytes(range(0x20, 0x7F)).replace(b"$", b"")
+_IN_NAMES = _IN_VALUES.replace(b"=", b"")
+_ENDS = bytes.maketrans(b".# ", b"\n\n\n")
 _NAMES = {"\n": "an end of a line", "\r": "an end of a line", "\0": "a NUL"}
 
 
@@ -61,17 +64,26 @@ def fault_of_value(value: str, tags: bool = False) -> Optional[str]:
     return None
 
 
-def are_plain(names: Collection[object], values: Collection[object]) -> bool:
+def _are_plain_names(names: Collection[str]) -> bool:
+    lines = ("\n" + "\n".join(names) + "\n").encode(errors="surrogatepass")
+    # Two of these characters in a row are at an end of a name or of a part of it, or are worth a look.
+    return (lines.translate(None, _IN_NAMES) == b"\n" * (len(names) + 1)
+            and b"\n\n" not in lines.translate(_ENDS))
+
+
+def _are_plain_values(values: Collection[str]) -> bool:
+    lines = "\n" + "\n".join(values) + "\n"
+    if lines.isascii():
+        printable = lines.encode().translate(None, _IN_VALUES) == b"\n" * (len(values) + 1)
+    else:
+        # What is printable has no control character and no surrogate; its only blank is " ".
+        printable = (lines.count("\n") == len(values) + 1 and "$" not in lines
+                     and lines.replace("\n", "").isprintable())
+    return printable and "\n " not in lines and " \n" not in lines
+
+
+def are_plain(names: Collection[str], values: Collection[str]) -> bool:
     """Returns true if no name and no value has a fault, by a few looks at all of them together: most have neither
     special characters nor blanks at their ends. If false, each must be looked at.
     """
-    try:
-        name_lines = "\n" + "\n".join(names) + "\n"  # type: ignore[arg-type]
-        value_lines = "\n" + "\n".join(values) + "\n"  # type: ignore[arg-type]
-    except TypeError:
-        return False
-    # What is printable has no control character, no end of a line and no surrogate; its only blank is " ".
-    texts = "".join(names) + "".join(values)  # type: ignore[arg-type]
-    return (texts.isprintable() and "$" not in texts and "=" not in name_lines
-            and not any(ends in lines for ends in ("\n ", " \n") for lines in (name_lines, value_lines))
-            and not any(part in name_lines for part in ("\n\n", "\n#", "\n.", ".\n", "..")))
+    return not names or (_are_plain_names(names) and _are_plain_values(values))

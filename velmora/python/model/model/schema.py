@@ -4,8 +4,6 @@
 
 import os
 
-from alembic import command
-from alembic.config import Config
 from sqlalchemy import Column, ForeignKey, Integer, MetaData, Table, Text  # type: ignore[import]
 from sqlalchemy.engine import Connection  # type: ignore[import]
 
@@ -21,13 +19,15 @@ sets = Table(
     Column("parent_id", Integer, ForeignKey("parameter_set.id")),
     Column("note", Text, nullable=False, server_default=""))
 
-# The value of a parameter in a set, for the host of that name; for all hosts if that is empty.
+# The value of a parameter in a set, for the host of that name; for all hosts if that is empty. Without row numbers, the
+# values of a set and host are side by side in SQLite.
 values = Table(
     "parameter_value", metadata,
     Column("set_id", Integer, ForeignKey("parameter_set.id"), primary_key=True),
     Column("host", Text, primary_key=True),
     Column("name", Text, primary_key=True),
-    Column("value", Text, nullable=False))
+    Column("value", Text, nullable=False),
+    sqlite_with_rowid=False)
 
 # All changes, in their order. The subject is "value", "set", "parent" or "note"; a text that did not exist, or exists
 # no more, is null.
@@ -54,6 +54,10 @@ rows = Table(
 
 def upgrade(connection: Connection) -> None:
     """Makes the tables, or brings those of an older version up to date, in the transaction of the connection."""
+    # No other command pays for these imports.
+    from alembic import command
+    from alembic.config import Config
+
     config = Config()
     folder = os.path.join(os.path.dirname(os.path.abspath(__file__)), "migrations")
     config.set_main_option("script_location", folder.replace("%", "%%"))

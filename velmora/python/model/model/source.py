@@ -2,11 +2,19 @@
 
 """Reads the parameters behind a URL within its deadline."""
 
+import gc
+from contextlib import closing, contextmanager
+from typing import TYPE_CHECKING, Iterator, Union
+
 from .._infra import warnOfSource
 from .address import SQLITE, Address, parse
 from .deadline import Deadline, DeadlinePassed, within
 from .failure import NotReadable, SourceAway, SourceError
-from .reading import Connection, Parameters, Selection, read
+from .reading import Parameters, Selection, read
+
+if TYPE_CHECKING:
+    from .postgresql_reader import PostgresqlConnection
+    from .sqlite_reader import SqliteConnection
 
 
 # What a URL does not need is not imported: a start pays for each import.
@@ -18,7 +26,7 @@ def _own_names(address: Address, deadline: Deadline) -> tuple[str, ...]:
     return own_names(deadline, address.shown)
 
 
-def _connect(address: Address, deadline: Deadline) -> Connection:
+def _connect(address: Address, deadline: Deadline) -> Union["SqliteConnection", "PostgresqlConnection"]:
     if address.scheme == SQLITE:
         from .sqlite_reader import SqliteConnection
 
@@ -32,11 +40,8 @@ def _connect(address: Address, deadline: Deadline) -> Connection:
 
 
 def _read(address: Address, selection: Selection, deadline: Deadline) -> Parameters:
-    connection = _connect(address, deadline)
-    try:
+    with closing(_connect(address, deadline)) as connection:
         return read(connection, selection)
-    finally:
-        connection.close()
 
 
 def _read_in_time(address: Address, selection: Selection, deadline: Deadline) -> Parameters:
@@ -82,6 +87,20 @@ def _keep_snapshot(address: Address, path: str, parameters: Parameters, deadline
              "database is away")
 
 
+@contextmanager
+def _without_collection() -> Iterator[None]:
+    """Keeps Python's collector from looking through all objects of the process, several times while thousands are made
+    that it cannot free.
+    """
+    enabled = gc.isenabled()
+    gc.disable()
+    try:
+        yield
+    finally:
+        if enabled:
+            gc.enable()
+
+
 def parameters_of(url: str) -> Parameters:
     """Returns the names and values behind a URL, each name once. If the database is away and the URL names a snapshot,
     logs a WARN and returns those of the snapshot.
@@ -92,7 +111,8 @@ def parameters_of(url: str) -> Parameters:
     deadline = Deadline(address.deadline)
     selection = Selection(address.sets, address.hostnames or _own_names(address, deadline))
     try:
-        parameters = _read_in_time(address, selection, deadline)
+        with _without_collection():
+            parameters = _read_in_time(address, selection, deadline)
     except SourceAway as away:
         if address.snapshot is None:
             raise

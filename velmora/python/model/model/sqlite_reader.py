@@ -41,6 +41,7 @@ class SqliteConnection:
     """A read transaction in an SQLite file. It never makes the file."""
 
     mark = "?"
+    concatenate = "group_concat"
 
     def __init__(self, address: Address, deadline: Deadline) -> None:
         self._path = address.path

@@ -4,7 +4,7 @@
 
 import sqlite3
 from dataclasses import dataclass, field
-from typing import NamedTuple, Optional
+from typing import NamedTuple, Optional, Sequence
 
 from . import reading
 from .reading import Parameters, Row, Selection
@@ -27,6 +27,7 @@ class _Copy:
     """The tables of a state, for the statements that programs read a database with."""
 
     mark = "?"
+    concatenate = "group_concat"
 
     def __init__(self, state: "State") -> None:
         self._connection = sqlite3.connect(":memory:")
@@ -39,7 +40,7 @@ class _Copy:
             "INSERT INTO parameter_value VALUES (?, ?, ?, ?)",
             [(numbers[set_name], host, name, value) for (set_name, host, name), value in state.values.items()])
 
-    def rows(self, statement: str, arguments: tuple[str, ...]) -> list[Row]:
+    def rows(self, statement: str, arguments: Sequence[str] = ()) -> list[Row]:
         return self._connection.execute(statement, arguments).fetchall()
 
 
@@ -50,19 +51,12 @@ class State:
     parents: dict[str, Optional[str]] = field(default_factory=dict)
     values: dict[tuple[str, str, str], str] = field(default_factory=dict)
 
-    def _copy(self, selection: Selection) -> _Copy:
-        copy = _Copy(self)
-        reading.check_sets(selection, copy.rows(reading.sets_statement(selection, copy.mark), selection.sets))
-        return copy
-
     def parameters(self, selection: Selection) -> Parameters:
         """Returns what a program reads, by name.
 
         Failure: raises `NotReadable`.
         """
-        copy = self._copy(selection)
-        statement = reading.values_statement(selection, copy.mark)
-        return sorted(reading.winners(copy.rows(statement, selection.sets + selection.hostnames)))
+        return sorted(reading.winners(_Copy(self), selection))
 
     def levels(self, name: str, selection: Optional[Selection] = None) -> list[Level]:
         """Returns the values that a parameter has, the winning one last; without a selection all, by set and host.
@@ -72,13 +66,11 @@ class State:
         if selection is None:
             return sorted(Level(set_name, host, value)
                           for (set_name, host, one), value in self.values.items() if one == name)
-        copy = self._copy(selection)
-        places = copy.rows(reading.places_statement(selection, copy.mark), selection.sets + selection.hostnames)
-        found = ((str(set_name), str(host)) for set_name, host in places)
-        return [Level(set_name, host, self.values[set_name, host, name]) for set_name, host in found
-                if (set_name, host, name) in self.values]
+        return [Level(place.set_name, place.host, self.values[place.set_name, place.host, name])
+                for place in reading.places(_Copy(self), selection)
+                if (place.set_name, place.host, name) in self.values]
 
     def check_parents(self) -> None:
         """Raises `NotReadable` if a set has no end of parents."""
         if self.parents:
-            self._copy(Selection(tuple(self.parents), ()))
+            reading.places(_Copy(self), Selection(tuple(self.parents), ()))

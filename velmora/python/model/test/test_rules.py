@@ -52,11 +52,8 @@ class RulesTest(unittest.TestCase):
                 self.assertEqual((None, None), (fault_of_name(name), fault_of_value(value)), (name, value))
         self.assertGreater(plain, 1000)
 
-    def test_what_is_no_text_is_not_plain(self) -> None:
-        self.assertFalse(are_plain([1], [""]))
-        self.assertFalse(are_plain(["a"], [None]))
-
-    def test_no_names_are_plain(self) -> None:
+    def test_no_name_is_needed_but_no_name_is_empty(self) -> None:
+        self.assertTrue(are_plain([], []))
         self.assertFalse(are_plain([""], [""]))
         self.assertTrue(are_plain(["a"], [""]))
 

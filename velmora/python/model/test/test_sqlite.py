@@ -161,8 +161,9 @@ class SqliteFaultTest(ModelTest):
         if os.geteuid() == 0:
             program = ["setpriv", "--reuid=65534", "--regid=65534", "--clear-groups", *program]
         done = subprocess.run(program, capture_output=True, text=True, check=False, cwd=os.path.dirname(__file__))
-        self.assertEqual(f"velmora.infra.model.failure.SourceAway: cannot read the configuration from {url}: {self.file}: "
-                         "Permission denied; let the user of this process read the file", done.stderr.splitlines()[-1])
+        # The counts of coverage, which this user may not write, have lines of their own.
+        self.assertIn(f"velmora.infra.model.failure.SourceAway: cannot read the configuration from {url}: {self.file}: "
+                      "Permission denied; let the user of this process read the file", done.stderr.splitlines())
 
     def test_a_file_of_another_kind_is_named(self) -> None:
         self.file.write_text("keswardin.exitTimeoutSec = 10\n" * 100)
@@ -234,7 +235,9 @@ class SqliteFaultTest(ModelTest):
                                                     "line; correct it in the database"),
                 ("'x'", "'1' || char(0)", "the value of x cannot be in a configuration: it holds a NUL; correct it in the "
                                           "database"),
-                ("'x'", "x'00'", "the value of x cannot be in a configuration: it is no text; correct it in the database"),
+                ("'x'", "x'00'", "the value of x cannot be in a configuration: it holds a NUL; correct it in the database"),
+                ("'x'", "'1' || char(10) || 'y' || char(10) || '2'", "the value of x cannot be in a configuration: it holds "
+                                                                     "an end of a line; correct it in the database"),
                 ("'x'", "CAST(x'ff' AS TEXT)", f"{self.file} holds a text that is no UTF-8; correct it in the database"),
                 ("'x'", "'a$b'", 'the value of x cannot be in a configuration: it holds a "$" that begins no tag such as '
                                  "${NAME}; correct it in the database"),

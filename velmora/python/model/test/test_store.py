@@ -14,7 +14,10 @@ from typing import Sequence
 
 from support import ModelTest, read
 from velmora.infra.model import reading, schema
+from velmora.infra.model.address import parse
+from velmora.infra.model.deadline import Deadline
 from velmora.infra.model.failure import ChangeError, Conflict
+from velmora.infra.model.sqlite_reader import SqliteConnection
 from velmora.infra.model.store import Change, Store
 
 
@@ -242,8 +245,11 @@ class SchemaTest(ModelTest):
         self.assertEqual([("x", "1")], read(self.url("sets=a")))
 
     def test_the_statements_name_the_tables_that_are_made(self) -> None:
-        selection = reading.Selection(("a",), ("gw1",))
-        named = set(re.findall(r"\bparameter_\w+", reading.values_statement(selection, "?") + reading.VERSION_STATEMENT))
+        self.store()
+        connection = SqliteConnection(parse(self.url(), needs_sets=False), Deadline(5))
+        self.addCleanup(connection.close)
+        statement = reading.places_statement(connection, reading.Selection(("a",), ("gw1",)))
+        named = set(re.findall(r"\bparameter_\w+", statement + reading.VERSION_STATEMENT))
         self.assertEqual({schema.sets.name, schema.values.name, schema.VERSION_TABLE}, named)
 
 

@@ -267,11 +267,11 @@ class CommandLineTest(ToolTest):
             self.assertRegex(text, rf"(?m)^    {name} ")
 
     def test_a_missing_package_is_named(self) -> None:
-        for package in ("sqlalchemy", "alembic"):
+        for package, command in (("sqlalchemy", "history"), ("alembic", "init")):
             shadow = self.folder / package
             shadow.mkdir()
             shadow.joinpath("__init__.py").write_text(f"raise ModuleNotFoundError('No module named {package}', name='{package}')")
-            code, output, errors = self.run_tool("history", PYTHONPATH=str(self.folder))
+            code, output, errors = self.run_tool(command, PYTHONPATH=str(self.folder))
             self.assertEqual((1, "", f"velmora-config: No module named {package}; install the package python3-{package}\n"),
                              (code, output, errors))
             shutil.rmtree(shadow)

@@ -22,7 +22,8 @@ def upgrade() -> None:
         sa.Column("set_id", sa.Integer, sa.ForeignKey("parameter_set.id"), primary_key=True),
         sa.Column("host", sa.Text, primary_key=True),
         sa.Column("name", sa.Text, primary_key=True),
-        sa.Column("value", sa.Text, nullable=False))
+        sa.Column("value", sa.Text, nullable=False),
+        sqlite_with_rowid=False)
     op.create_table(
         "parameter_history",
         sa.Column("id", sa.Integer, primary_key=True),
