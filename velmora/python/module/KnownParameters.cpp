@@ -39,6 +39,16 @@ py::object parameterInfo(const std::string& in_strName)
                           info.m_bDeprecated, info.m_strDescription);
 }
 
+py::list parameterNames()
+{
+    std::vector<ParameterInfoWithName> infos;
+    ParameterInfoDB::getInstance().retrieve("", infos);
+    py::list names;
+    for (const ParameterInfoWithName& info : infos)
+        names.append(info.m_strName);
+    return names;
+}
+
 std::string closestParameterName(const std::string& in_strName)
 {
     std::string strClosest;
@@ -96,6 +106,7 @@ bool registerParameters(const py::object& in_rows)
 void KnownParameters::exportToPython()
 {
     py::def("parameterInfo", parameterInfo, py::arg("name"));
+    py::def("parameterNames", parameterNames);
     py::def("closestParameterName", closestParameterName, py::arg("name"));
     py::def("parameterFits", parameterFits, (py::arg("name"), py::arg("value")));
     py::def("registerParameters", registerParameters, py::arg("rows"));

@@ -2,8 +2,8 @@
 
 #pragma once
 
-/// Exports the table of known parameters to scripts: looking up a name, the closest one, whether a
-/// value fits, and registering a program's own rows.
+/// Exports the table of known parameters to scripts: looking up a name, all names, the closest
+/// one, whether a value fits, and registering a program's own rows.
 ///
 /// Thread-safety: the functions in Python may be called on any thread.
 namespace Velmora::KnownParameters

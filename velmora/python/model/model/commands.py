@@ -3,7 +3,7 @@
 """What the commands of velmora-config do."""
 
 from argparse import Namespace
-from typing import NamedTuple, Optional
+from typing import Any, NamedTuple, Optional
 
 from . import config_file, known
 from .config_file import Line
@@ -83,6 +83,22 @@ def set_parent(store: Store, asked: Namespace) -> Answer:
         change.set_parent(asked.name, asked.parent)
     above = f"is below {asked.parent}" if asked.parent else "has no parent"
     return Answer({"set": asked.name, "parent": asked.parent}, f"{asked.name} {above}\n")
+
+
+def _set_line(one: dict[str, Any]) -> str:
+    above = f" below {one['parent']}" if one["parent"] else ""
+    hosts = f", for {','.join(one['hosts'])}" if one["hosts"] else ""
+    note = f": {one['note']}" if one["note"] else ""
+    return f"{one['set']}{above}, {one['values']} values{hosts}{note}\n"
+
+
+def list_sets(store: Store, _: Namespace) -> Answer:
+    state, notes = store.state(), store.notes()
+    sets = [{"set": name, "parent": parent, "note": notes.get(name, ""),
+             "values": sum(place[0] == name for place in state.values),
+             "hosts": sorted({host for set_name, host, _ in state.values if set_name == name and host})}
+            for name, parent in state.parents.items()]
+    return Answer(sets, "".join(map(_set_line, sets)))
 
 
 def set_value(store: Store, asked: Namespace) -> Answer:

@@ -9,7 +9,7 @@ import re
 from pathlib import Path
 from typing import Iterable, NamedTuple, Optional
 
-from .._infra import closestParameterName, parameterFits, parameterInfo, registerParameters
+from .._infra import closestParameterName, parameterFits, parameterInfo, parameterNames, registerParameters
 from .failure import NotReadable
 
 _TYPES = ("STRING", "INT", "BOOL", "FLOAT")
@@ -78,6 +78,11 @@ def suggestion(name: str) -> str:
     """Returns what to do about a name that is not known."""
     closest = closestParameterName(name)
     return f"write {closest}" if closest else "correct it, or give the rows of its program to velmora-config init --rows"
+
+
+def names() -> list[str]:
+    """Returns all names that are known, in no order."""
+    return parameterNames()
 
 
 def is_known(name: str) -> bool:

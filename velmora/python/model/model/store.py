@@ -16,7 +16,7 @@ import socket
 import sqlite3
 from contextlib import contextmanager
 from dataclasses import dataclass
-from datetime import datetime, timezone
+from datetime import datetime, timedelta, timezone
 from enum import Enum
 from math import ceil
 from typing import Any, Iterator, Mapping, Optional, Sequence, Union
@@ -39,6 +39,11 @@ from .state import State
 MOMENT = "%Y-%m-%dT%H:%M:%S.%fZ"
 
 _LABEL = re.compile(r"[A-Za-z0-9_][A-Za-z0-9_.-]*")
+
+
+def url_of(database: str) -> str:
+    """Returns the URL of a database that is named by it, or by the path of an SQLite file."""
+    return database if "://" in database else "sqlite://localhost" + quote(os.path.abspath(database))
 
 
 class Anything(Enum):
@@ -97,10 +102,6 @@ def _postgresql_engine(address: Address) -> Engine:
 
     return create_engine("postgresql+psycopg2://", creator=connect, poolclass=NullPool, hide_parameters=True,
                          future=True)
-
-
-def _now() -> str:
-    return datetime.now(timezone.utc).strftime(MOMENT)
 
 
 def _state(connection: Connection) -> State:
@@ -295,9 +296,17 @@ class Change:
             raise self._refused(f'there is no set "{name}"', "correct the name, or make the set")
         return found
 
+    def _next_moment(self) -> str:
+        # Later than that of each change before, though the clock may have gone back.
+        last: Optional[str] = self._connection.execute(select(func.max(schema.history.c.moment))).scalar_one()
+        now = datetime.now(timezone.utc)
+        if last is not None:
+            now = max(now, datetime.strptime(last, MOMENT).replace(tzinfo=timezone.utc) + timedelta(microseconds=1))
+        return now.strftime(MOMENT)
+
     def _entry(self, subject: str, set_name: str, host: str = "",
                name: str = "", *, old: Optional[str], new: Optional[str]) -> dict[str, Optional[str]]:
-        self._moment = self._moment or _now()
+        self._moment = self._moment or self._next_moment()
         return {"moment": self._moment, "who": self._who, "subject": subject, "set_name": set_name, "host": host,
                 "name": name, "old_text": old, "new_text": new}
 
@@ -416,6 +425,12 @@ class Store:
         with self._transaction() as connection:
             self._check_version(connection)
             return [Entry(*row) for row in connection.execute(query)]
+
+    def notes(self) -> dict[str, str]:
+        """Returns the note of each set."""
+        with self._transaction() as connection:
+            self._check_version(connection)
+            return dict(connection.execute(select(schema.sets.c.name, schema.sets.c.note)).all())
 
     def state(self, moment: Optional[str] = None) -> State:
         """Returns what the database holds, or held at a moment.

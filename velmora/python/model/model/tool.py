@@ -9,12 +9,12 @@ import signal
 import sys
 from datetime import datetime, timezone
 from typing import Callable, Optional, Sequence
-from urllib.parse import quote
 
-from . import commands
+from . import commands, completion
 from .commands import Answer, Refused, Side
+from .completion import Completer, completes
 from .failure import NotReadable, SourceError
-from .store import MOMENT, Store
+from .store import MOMENT, Store, url_of
 
 VARIABLE = "VELMORA_CONFIG_DATABASE"
 
@@ -45,14 +45,24 @@ def _side(text: str) -> Side:
 
 
 def _add_selection(command: argparse.ArgumentParser) -> None:
-    command.add_argument("--sets", type=_names, metavar="S,...", help="the sets that a program reads; those of the URL")
-    command.add_argument("--hosts", type=lambda text: _names(text.lower()), metavar="H,...", default=(),
-                         help="the hosts whose values it reads; those of the URL")
+    completes(command.add_argument("--sets", type=_names, metavar="S,...",
+                                   help="the sets that a program reads; those of the URL"), completion.some_sets)
+    completes(command.add_argument("--hosts", type=lambda text: _names(text.lower()), metavar="H,...", default=(),
+                                   help="the hosts whose values it reads; those of the URL"), completion.some_hosts)
 
 
 def _add_place(command: argparse.ArgumentParser) -> None:
-    command.add_argument("--set", required=True, metavar="S", help="the set")
-    command.add_argument("--host", type=str.lower, default="", metavar="H", help="the host; all if it is missing")
+    completes(command.add_argument("--set", required=True, metavar="S", help="the set"), completion.one_set)
+    completes(command.add_argument("--host", type=str.lower, default="", metavar="H", help="the host; all if it is missing"),
+              completion.one_host)
+
+
+def _add_parent(command: argparse.ArgumentParser, text: str) -> None:
+    completes(command.add_argument("--parent", metavar="P", help=text), completion.one_set)
+
+
+def _add_name(command: argparse.ArgumentParser, completer: Completer = completion.name_with_value, **more: str) -> None:
+    completes(command.add_argument("name", metavar="NAME", **more), completer)  # type: ignore[arg-type]
 
 
 def _add_if_value(command: argparse._ActionsContainer) -> None:
@@ -77,29 +87,30 @@ def parser() -> argparse.ArgumentParser:
                          help="what a program prints for --get-param-info --json; for several programs, repeat it")
     command = add("create-set", commands.create_set, "make an empty set")
     command.add_argument("name", metavar="SET")
-    command.add_argument("--parent", metavar="P", help="the set whose values it has unless it has its own")
+    _add_parent(command, "the set whose values it has unless it has its own")
     command.add_argument("--note", default="", help="a text for readers")
     command = add("set-parent", commands.set_parent, "give a set another parent, or none")
-    command.add_argument("name", metavar="SET")
-    command.add_argument("parent", metavar="PARENT", nargs="?")
+    completes(command.add_argument("name", metavar="SET"), completion.one_set)
+    completes(command.add_argument("parent", metavar="PARENT", nargs="?"), completion.one_set)
+    add("sets", commands.list_sets, "list the sets with their parents, and the hosts that have values in them")
     command = add("import", commands.import_file, "set all parameters of a configuration file; all or none")
     command.add_argument("file", metavar="FILE")
     _add_place(command)
-    command.add_argument("--parent", metavar="P", help="the parent of the set, which is made if there is none")
+    _add_parent(command, "the parent of the set, which is made if there is none")
     command = add("export", commands.export, "write the parameters that a program reads, as a configuration file")
     _add_selection(command)
     command = add("show", commands.show, "list each value that a parameter has; * marks the one that wins")
-    command.add_argument("name", metavar="NAME")
+    _add_name(command)
     _add_selection(command)
     command = add("set", commands.set_value, "set a value")
-    command.add_argument("name", metavar="NAME")
+    _add_name(command, completion.name)
     command.add_argument("value", metavar="VALUE")
     _add_place(command)
     condition = command.add_mutually_exclusive_group()
     _add_if_value(condition)
     condition.add_argument("--if-unset", action="store_true", help="refuse if there is a value")
     command = add("unset", commands.unset, "remove a value")
-    command.add_argument("name", metavar="NAME")
+    _add_name(command)
     _add_place(command)
     _add_if_value(command)
     command = add("diff", commands.diff, "compare what two programs read, or one at two moments")
@@ -107,20 +118,20 @@ def parser() -> argparse.ArgumentParser:
         command.add_argument(side, metavar=side.upper(), type=_side,
                              help="SETS, SETS:HOSTS or either with @MOMENT behind it; or a file")
     command = add("history", commands.history, "list the changes, the oldest first")
-    command.add_argument("name", metavar="NAME", nargs="?", help="those of this parameter alone")
+    _add_name(command, nargs="?", help="those of this parameter alone")
     command = add("rollback", commands.roll_back, "bring all values and parents back to what they were at a moment")
     command.add_argument("moment", metavar="MOMENT", type=_moment, help="as in the history; UTC unless it says otherwise")
     add("check", commands.check, "find what is wrong with the values")
     return top
 
 
-def _url(database: str) -> str:
-    return database if "://" in database else "sqlite://localhost" + quote(os.path.abspath(database))
+def _json(data: object) -> str:
+    return json.dumps(data, indent=2, ensure_ascii=False) + "\n"
 
 
 def _run(asked: argparse.Namespace) -> Answer:
     try:
-        answer: Answer = asked.run(Store(_url(asked.database)), asked)
+        answer: Answer = asked.run(Store(url_of(asked.database)), asked)
         return answer
     except (NotReadable, SourceError) as fault:
         raise Refused(str(fault)) from None
@@ -150,7 +161,10 @@ def main(arguments: Optional[Sequence[str]] = None) -> int:
     except Refused as refusal:
         for text in refusal.texts:
             print(f"velmora-config: {text}", file=sys.stderr)
+        if asked.json:
+            with output:
+                output.write(_json({"refused": refusal.texts}))
         return 1
     with output:
-        output.write(json.dumps(answer.data, indent=2, ensure_ascii=False) + "\n" if asked.json else answer.text)
+        output.write(_json(answer.data) if asked.json else answer.text)
     return 0 if answer.good else 1

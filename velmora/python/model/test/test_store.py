@@ -89,6 +89,18 @@ class StoreTest(ModelTest):
         self.assertEqual([("operator@desk", "value", "a", "", "x", "1", "2"),
                           ("operator@desk", "value", "a", "", "z", None, "${x}")], self.entries()[2:])
 
+    def test_the_moments_rise_though_the_clock_goes_back(self) -> None:
+        with sqlite3.connect(self.file) as connection:
+            connection.execute("UPDATE parameter_history SET moment = '2999-12-31T23:59:59.999999Z'")
+        for value in ("1", "2"):
+            with self.shop.change() as change:
+                change.set("a", "x", value)
+        moments = [entry.moment for entry in self.shop.history()]
+        self.assertEqual(["2999-12-31T23:59:59.999999Z", "3000-01-01T00:00:00.000000Z", "3000-01-01T00:00:00.000001Z"], moments)
+        with self.shop.change() as change:
+            self.assertEqual(1, change.roll_back(moments[1]))
+        self.assertEqual([("x", "1")], read(self.url("sets=a")))
+
     def test_all_changes_of_a_transaction_have_one_moment(self) -> None:
         with self.shop.change() as change:
             change.set("a", "x", "1")

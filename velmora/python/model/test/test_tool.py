@@ -2,6 +2,7 @@
 
 """Tests the commands of velmora-config that change values, and those that show them."""
 
+import json
 import random
 import re
 import shutil
@@ -45,6 +46,25 @@ class ValuesTest(ToolTest):
         self.assertEqual({"set": "common", "parent": "site-a"}, self.answer("set-parent", "common", "site-a"))
         self.assertEqual(self.change_refused('"common" has the set "site-a" above it, so it cannot be its parent; choose '
                                              "another parent"), self.refused("set-parent", "site-a", "common"))
+
+    def test_the_sets_are_listed(self) -> None:
+        self.good("set", EXIT, "10", "--set", "site-a", "--host", "gw2")
+        self.good("set", EXIT, "10", "--set", "site-a", "--host", "gw1")
+        self.good("set", EXIT, "10", "--set", "site-a")
+        self.good("create-set", "site-b", "--note", "not yet in use")
+        self.assertEqual("common, 0 values\n"
+                         "site-a below common, 3 values, for gw1,gw2\n"
+                         "site-b, 0 values: not yet in use\n", self.good("sets"))
+        self.assertEqual([{"set": "common", "parent": None, "note": "", "values": 0, "hosts": []},
+                          {"set": "site-a", "parent": "common", "note": "", "values": 3, "hosts": ["gw1", "gw2"]},
+                          {"set": "site-b", "parent": None, "note": "not yet in use", "values": 0, "hosts": []}],
+                         self.answer("sets"))
+
+    def test_a_refusal_is_json_for_programs_too(self) -> None:
+        code, output, errors = self.run_tool("--json", "unset", EXIT, "--set", "site-a")
+        text = f"{EXIT} has no value in site-a; velmora-config show {EXIT} lists those that it has"
+        self.assertEqual((1, f"velmora-config: {text}\n"), (code, errors))
+        self.assertEqual({"refused": [text]}, json.loads(output))
 
     def test_a_value_is_set_and_the_former_one_told(self) -> None:
         self.assertEqual(f"site-a: {EXIT} = 10, was not set\n", self.good("set", EXIT, "10", "--set", "site-a"))
@@ -263,7 +283,7 @@ class CommandLineTest(ToolTest):
 
     def test_help_names_the_commands(self) -> None:
         text = self.good("--help")
-        for name in ("init", "import", "export", "show", "set", "unset", "history"):
+        for name in ("init", "sets", "import", "export", "show", "set", "unset", "history"):
             self.assertRegex(text, rf"(?m)^    {name} ")
 
     def test_a_missing_package_is_named(self) -> None:
@@ -276,15 +296,35 @@ class CommandLineTest(ToolTest):
                              (code, output, errors))
             shutil.rmtree(shadow)
 
-    def test_a_shell_is_told_what_may_follow(self) -> None:
-        for line, expected in (("velmora-config --database x rol", {"rollback "}),
-                               ("velmora-config show --s", {"--sets "}),
-                               ("velmora-config import x --", {"--set", "--host", "--parent", "--help"})):
-            done = subprocess.run(["bash", "-c", '"$0" 8>&1 9>/dev/null >/dev/null', TOOL], stdout=subprocess.PIPE, text=True,
-                                  timeout=60, check=True, env={
-                                      "_ARGCOMPLETE": "1", "IFS": "\v", "COMP_TYPE": "9", "COMP_LINE": line,
-                                      "COMP_POINT": str(len(line))})
-            self.assertEqual(expected, set(done.stdout.split("\v")))
+    def offered(self, line: str) -> set[str]:
+        """Returns what a shell may offer at the end of a line."""
+        done = subprocess.run(["bash", "-c", '"$0" 8>&1 9>/dev/null >/dev/null', TOOL], stdout=subprocess.PIPE, text=True,
+                              timeout=60, check=True, env={
+                                  "_ARGCOMPLETE": "1", "IFS": "\v", "COMP_TYPE": "9", "COMP_LINE": line,
+                                  "COMP_POINT": str(len(line))})
+        return set(done.stdout.split("\v"))
+
+    def test_a_shell_may_offer_commands_and_options(self) -> None:
+        self.assertEqual({"rollback "}, self.offered("velmora-config --database x rol"))
+        self.assertEqual({"--sets "}, self.offered("velmora-config show --s"))
+        self.assertEqual({"--set", "--host", "--parent", "--help"}, self.offered("velmora-config import x --"))
+
+    def test_a_shell_may_offer_what_is_in_the_database(self) -> None:
+        self.good("create-set", "common")
+        self.good("create-set", "site-a", "--parent", "common")
+        self.good("set", EXIT, "10", "--set", "site-a", "--host", "gw1")
+        self.good("set", "log4cplus.rootLogger", "INFO", "--set", "common")
+        command = f"velmora-config -d {self.file} "
+        self.assertEqual({"common", "site-a"}, self.offered(command + "set x 1 --set "))
+        self.assertEqual({"common,site-a "}, self.offered(command + "export --sets common,s"))
+        self.assertEqual({"gw1 "}, self.offered(command + "export --hosts g"))
+        self.assertLessEqual({EXIT, "log4cplus.rootLogger"}, self.offered(command + "show "))
+        self.assertEqual({EXIT + " "}, self.offered(command + "set keswardin.exitT"))
+        self.assertEqual({"log4cplus.rootLogger "}, self.offered(command + "set log4"))
+
+    def test_a_shell_may_offer_nothing_without_a_database(self) -> None:
+        self.assertEqual({""}, self.offered(f"velmora-config -d {self.folder}/missing.db show kes"))
+        self.assertEqual({""}, self.offered("velmora-config show kes"))
 
 
 if __name__ == "__main__":

@@ -1,6 +1,6 @@
 # SPDX-License-Identifier: BSD-2-Clause
 
-from typing import ClassVar, Dict, Iterable, Optional, Tuple
+from typing import ClassVar, Dict, Iterable, List, Optional, Tuple
 
 class AlarmState(int):
     names: ClassVar[Dict[str, AlarmState]]
@@ -64,6 +64,9 @@ def parameterInfo(name: str) -> Optional[Tuple[str, str, bool, str]]:
     """Returns what is known about a parameter: its type ("STRING", "INT", "BOOL" or "FLOAT"), its bounds as in "from 1
     to 65535" (empty if there are none), whether it is deprecated, and its description. None for an unknown name.
     """
+
+def parameterNames() -> List[str]:
+    """Returns all known names, in no order."""
 
 def closestParameterName(name: str) -> str:
     """Returns the known name that is probably meant by an unknown one: at most a third of the characters differ. Empty if

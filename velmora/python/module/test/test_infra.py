@@ -251,6 +251,12 @@ class ParametersTest(unittest.TestCase):
         self.assertEqual(("INT", "", False, ""), infra.parameterInfo(self.EXIT))
         self.assertIsNone(infra.parameterInfo("site.unknown"))
 
+    def test_each_known_name_is_listed_once(self) -> None:
+        names = infra.parameterNames()
+        self.assertIn(self.EXIT, names)
+        self.assertEqual(len(names), len(set(names)))
+        self.assertNotIn(None, [infra.parameterInfo(name) for name in names])
+
     def test_a_deprecated_parameter_is_told(self) -> None:
         self.assertEqual(("INT", "", True, "Use parameter sip.userAgent.IPAddress"), infra.parameterInfo("keswardin.sip.userAgentPort"))
 
