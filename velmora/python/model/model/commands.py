@@ -9,7 +9,7 @@ from . import config_file, known
 from .config_file import Line
 from .reading import Parameters, Selection
 from .rules import fault_of_name, fault_of_value
-from .store import ANY, Entry, Store
+from .store import ANY, Entry, Store, url_of
 
 
 class Answer(NamedTuple):
@@ -99,6 +99,24 @@ def list_sets(store: Store, _: Namespace) -> Answer:
              "hosts": sorted({host for set_name, host, _ in state.values if set_name == name and host})}
             for name, parent in state.parents.items()]
     return Answer(sets, "".join(map(_set_line, sets)))
+
+
+def copy(store: Store, asked: Namespace) -> Answer:
+    target = Store(url_of(asked.target))
+    state, notes = store.state(), store.notes()
+    target.initialize()
+    if target.state().parents:
+        raise Refused(f"{target.shown} has sets already; name an empty database")
+    target.initialize(store.rows())
+    with target.change() as change:
+        for name in state.parents:
+            change.create_set(name, note=notes.get(name, ""))
+        for name, parent in state.parents.items():
+            change.set_parent(name, parent)
+        for (set_name, host), values in state.by_place().items():
+            change.set_all(set_name, values, host, tags=True)
+    return Answer({"database": target.shown, "sets": len(state.parents), "values": len(state.values)},
+                  f"{target.shown} has {len(state.parents)} sets with {len(state.values)} values\n")
 
 
 def set_value(store: Store, asked: Namespace) -> Answer:

@@ -70,6 +70,13 @@ class State:
                 for place in reading.places(_Copy(self), selection)
                 if (place.set_name, place.host, name) in self.values]
 
+    def by_place(self) -> dict[tuple[str, str], dict[str, str]]:
+        """Returns the values of each set and host."""
+        places: dict[tuple[str, str], dict[str, str]] = {}
+        for (set_name, host, name), value in self.values.items():
+            places.setdefault((set_name, host), {})[name] = value
+        return places
+
     def check_parents(self) -> None:
         """Raises `NotReadable` if a set has no end of parents."""
         if self.parents:

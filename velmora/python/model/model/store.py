@@ -248,10 +248,7 @@ class Change:
             self.set_parent(name, parent)
         for (set_name, host, name) in now.values.keys() - then.values.keys():
             self.unset(set_name, name, host)
-        places: dict[tuple[str, str], dict[str, str]] = {}
-        for (set_name, host, name), value in then.values.items():
-            places.setdefault((set_name, host), {})[name] = value
-        for (set_name, host), values in places.items():
+        for (set_name, host), values in then.by_place().items():
             self.set_all(set_name, values, host, tags=True)
         return self._number_of_changes() - before
 

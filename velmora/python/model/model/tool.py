@@ -99,6 +99,8 @@ def parser() -> argparse.ArgumentParser:
     _add_parent(command, "the parent of the set, which is made if there is none")
     command = add("export", commands.export, "write the parameters that a program reads, as a configuration file")
     _add_selection(command)
+    command = add("copy", commands.copy, "copy all sets with their values to an empty database")
+    command.add_argument("target", metavar="URL", help="that database, which is made ready; its history begins with the copy")
     command = add("show", commands.show, "list each value that a parameter has; * marks the one that wins")
     _add_name(command)
     _add_selection(command)

@@ -195,6 +195,21 @@ class FilesTest(ToolTest):
                          self.refused("import", path, "--set", "a"))
         self.assertEqual([], self.answer("history"))
 
+    def test_a_database_is_copied_with_its_sets_values_and_rows(self) -> None:
+        rows = self.written("rows.json", '[{"name": "site.port", "type": "INT", "lowest": 1, "highest": 65535}]')
+        self.good("init", "--rows", rows)
+        self.good("create-set", "common")
+        self.good("create-set", "a-site", "--parent", "common", "--note", "listed before its parent")
+        self.good("set", "site.port", "80", "--set", "common")
+        self.good("set", "log4cplus.a", "${HOME}/x", "--set", "a-site", "--host", "gw1")
+        other = f"sqlite://localhost{self.folder}/other.db"
+        self.assertEqual(f"{other} has 2 sets with 2 values\n", self.good("copy", other))
+        copied = Store(other)
+        original = Store(self.url())
+        self.assertEqual((original.state(), original.notes(), original.rows()),
+                         (copied.state(), copied.notes(), copied.rows()))
+        self.assertEqual(f"velmora-config: {other} has sets already; name an empty database\n", self.refused("copy", other))
+
     def test_an_export_without_a_set_is_refused(self) -> None:
         self.assertEqual("velmora-config: no set is named; add --sets\n", self.refused("export"))
 

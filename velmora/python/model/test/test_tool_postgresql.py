@@ -49,6 +49,18 @@ class PostgresqlToolTest(ToolTest):
         self.assertEqual({}, self.answer("export"))
         self.assertEqual("0 values in 1 sets, 0 problems\n", self.good("check"))
 
+    def test_a_file_of_sqlite_is_copied_to_a_server(self) -> None:
+        source = Store(self.url())
+        with source.change() as change:
+            change.create_set("common")
+            change.create_set("site", "common", "a note")
+            change.set("site", EXIT, "12", host="gw1")
+        done = subprocess.run([TOOL, "--database", self.url(), "copy", SERVER.socket_url()], capture_output=True, text=True,
+                              timeout=60, check=False)
+        self.assertEqual((0, ""), (done.returncode, done.stderr))
+        target = Store(SERVER.socket_url())
+        self.assertEqual((source.state(), source.notes()), (target.state(), target.notes()))
+
     def test_of_two_writers_at_once_one_wins_and_the_other_is_told(self) -> None:
         self.good("create-set", "a")
         writers = [subprocess.Popen(self.command("set", EXIT, value, "--set", "a", "--if-unset"), text=True,
