@@ -70,11 +70,16 @@ class DatabaseGateway:
     def start(self, url: str) -> None:
         """Starts the gateway with a log of its own."""
         self.log.unlink(missing_ok=True)
-        inherited = {name: value for name, value in os.environ.items() if name not in ("PYTHONPATH", "LD_PRELOAD")}
         with (self.home / "output").open("w") as output:
             self.process = subprocess.Popen(
                 [self._program, "--global-config", url], stdout=output, stderr=output, text=True, cwd=self.home,
-                env={**inherited, "VELMORA": str(self._tree), "GATEWAY_HOME": str(self.home)})
+                env=self.environment)
+
+    @property
+    def environment(self) -> Dict[str, str]:
+        """The variables of its environment."""
+        inherited = {name: value for name, value in os.environ.items() if name not in ("PYTHONPATH", "LD_PRELOAD")}
+        return {**inherited, "VELMORA": str(self._tree), "GATEWAY_HOME": str(self.home)}
 
     @property
     def pid(self) -> int:

@@ -7,15 +7,18 @@
 The package velmora.infra is on PYTHONPATH.
 """
 
+import json
 import os
 import socket
 import sqlite3
+import subprocess
 import sys
 import tempfile
 import unittest
 from pathlib import Path
 
 from database_gateway import DatabaseGateway, fill, make_tree, own_address
+from velmora.infra.model.store import Store
 
 STOPPED = "WARN - stopping : the gateway is stopped before it has started\n"
 
@@ -60,6 +63,40 @@ class GatewayDatabase(unittest.TestCase):
         self.file.unlink()
         self.assertRegex(self.run_once(), r"WARN .* keswardin\.infra\.GlobalConfig - cannot read the configuration from .*"
                                           r"; the snapshot .*/last\.cfg of .*, which is \d+ s old, takes its place\n")
+
+    def ask(self, *words: str) -> "subprocess.CompletedProcess[str]":
+        """Runs the gateway with a command, which ends by itself."""
+        return subprocess.run([self.program, "--global-config", self.url, *words], capture_output=True, text=True, timeout=60,
+                              check=False, env=self.gateway.environment)
+
+    def test_checks_what_is_in_the_database_and_writes_nothing(self) -> None:
+        self.fill()
+        self.url += f"&snapshot={self.home}/last.cfg"
+        before = sorted(self.home.rglob("*"))
+        self.assertEqual((0, "The gateway starts with this configuration: 0 errors, 0 warnings, 0 notes.\n", ""),
+                         (lambda done: (done.returncode, done.stdout, done.stderr))(self.ask("--check")))
+        self.assertEqual(before, sorted(self.home.rglob("*")))
+        with Store(self.url).change() as change:
+            change.set("site", "gateway.calls.most", "many")
+        done = self.ask("--check")
+        self.assertRegex(done.stdout, r"(?m)^sqlite://\S*: warning: gateway\.calls\.most = many is STRING and has no effect; ")
+        self.assertNotIn("0 warnings", done.stdout)
+
+    def test_the_check_of_a_database_that_is_away_fails_with_the_reason(self) -> None:
+        done = self.ask("--check")
+        self.assertEqual(1, done.returncode)
+        self.assertRegex(done.stdout, r"SourceAway: cannot read the configuration from .*: No such file or directory; correct")
+        self.assertRegex(done.stdout, r"(?m)^sqlite://\S*: error: the database cannot be read, for the reason that is logged "
+                                      r"\[unreadable-database\]$")
+
+    def test_a_status_is_asked_by_the_socket_of_the_database(self) -> None:
+        self.fill()
+        self.gateway.start(self.url)
+        self.gateway.wait_until_it_runs()
+        done = self.ask("--status", "--json")
+        self.assertEqual((0, ""), (done.returncode, done.stderr))
+        self.assertEqual(0, json.loads(done.stdout)["calls"]["now"], done.stdout)
+        self.stop()
 
     def test_ends_while_a_server_does_not_answer(self) -> None:
         with socket.socket() as silent:

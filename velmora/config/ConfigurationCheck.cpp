@@ -6,6 +6,7 @@
 #include "velmora/config/ConfigurationAdvice.h"
 #include "velmora/config/ConfigurationReader.h"
 #include "velmora/config/GlobalConfigErrors.h"
+#include "velmora/config/GlobalConfigSeam.h"
 #include "velmora/config/GlobalConfigSource.h"
 #include "velmora/config/LogDirectories.h"
 #include "velmora/config/ParameterInfoDB.h"
@@ -129,7 +130,6 @@ ConfigurationCheck::~ConfigurationCheck() = default;
 void ConfigurationCheck::readSources(const std::vector<std::string>& in_sources)
 {
     ConfigurationReader& reader = m_pState->m_configuration;
-    bool bSkipped = false;
     std::uint32_t uiSource = 0;
     for (const std::string& strUrl : in_sources)
     {
@@ -137,10 +137,7 @@ void ConfigurationCheck::readSources(const std::vector<std::string>& in_sources)
         const GlobalConfigSource::Address address(strUrl);
         if (address.isDatabase())
         {
-            bSkipped = true;
-            reader.skip(URL::withoutSecrets(strUrl));
-            reader.report(Severity::NOTE, "not-checked", place, "", "",
-                          "the parameters of a database are not checked");
+            readDatabase(strUrl, place);
             continue;
         }
         InputFile file(address.strPath);
@@ -153,7 +150,27 @@ void ConfigurationCheck::readSources(const std::vector<std::string>& in_sources)
                                                     : "the file cannot be opened: ",
                                               strShown, file)));
     }
-    reader.end(bSkipped);
+    reader.end();
+}
+
+void ConfigurationCheck::readDatabase(const std::string& in_strUrl, LinePlace in_place)
+{
+    ConfigurationReader& reader = m_pState->m_configuration;
+    const std::string strShown = URL::withoutSecrets(in_strUrl);
+    std::vector<std::string> warnings;
+    const auto parameters = GlobalConfigSeam::fetchForCheck(in_strUrl, warnings);
+    if (parameters)
+        reader.read(strShown, *parameters);
+    else
+    {
+        reader.skip(strShown);
+        reader.report(Severity::ERROR, "unreadable-database", in_place, "", "",
+                      GlobalConfigSeam::getDatabaseSource() != nullptr
+                          ? "the database cannot be read, for the reason that is logged"
+                          : "there is no database source");
+    }
+    for (const std::string& strWarning : warnings)
+        reader.report(Severity::WARNING, "database", in_place, "", "", escaped(strWarning));
 }
 
 void ConfigurationCheck::addDefaults()
@@ -228,7 +245,7 @@ void ConfigurationCheck::readLoggingFile(const std::string& in_strParamName,
         m_pState->m_loggingFile.emplace(nullptr, &m_pState->m_configuration.trie());
     InputFile file(in_strPath);
     reader.read(in_strPath, file);
-    reader.end(false);
+    reader.end();
     if (file.error() != 0)
         report(Severity::ERROR, "logging-file", in_strParamName,
                textOfError("cannot be read: ", in_strPath, file));

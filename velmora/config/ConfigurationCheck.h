@@ -14,6 +14,7 @@ namespace Velmora
 
 class ParameterTrie;
 class ROConfiguration;
+struct LinePlace;
 struct LoggingProblem;
 
 /// Checks a configuration without starting the program: for its option `--check`. It reads the
@@ -32,7 +33,8 @@ struct LoggingProblem;
 /// | Rule | Severity | What it finds |
 /// |---|---|---|
 /// | `unreadable-file` | error | a file that cannot be opened or read |
-/// | `not-checked` | note | a source that is a database; it is not queried |
+/// | `unreadable-database` | error | a database that cannot be read; the log has the reason |
+/// | `database` | warning | what the source warns of, for example of an old snapshot |
 /// | `parse-error` | error | a line that is no parameter |
 /// | `unclosed-tag`, `stray-dollar` | error | a "$" that opens no tag |
 /// | `unresolved-tag` | error | a tag without a value |
@@ -53,11 +55,11 @@ struct LoggingProblem;
 ///
 /// A "$" is a warning if the line is a parameter without the text before it, which is dropped. A
 /// line that is no parameter only with the value of a later line is a warning: the start drops it.
-/// A tag without a value is a warning if there is a database that may have it. A tag of another
-/// type than STRING is an error if "keswardin.infra.abortOnAssert" is true by then.
+/// A tag of another type than STRING is an error if "keswardin.infra.abortOnAssert" is true by
+/// then.
 ///
-/// It logs nothing, changes neither the configuration of the process nor the environment, opens no
-/// socket and writes no file.
+/// It logs nothing but why a database cannot be read, changes neither the configuration of the
+/// process nor the environment, opens no socket but that to a database, and writes no file.
 ///
 /// Ownership: the object keeps copies of everything.
 /// Failure: throws `std::bad_alloc`.
@@ -115,6 +117,7 @@ class VELMORA_API ConfigurationCheck
     struct State;
 
     void readSources(const std::vector<std::string>& in_sources);
+    void readDatabase(const std::string& in_strUrl, LinePlace in_place);
     void addDefaults();
     void checkDeprecated();
     void checkCoreDump();

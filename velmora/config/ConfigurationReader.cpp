@@ -63,6 +63,23 @@ void ConfigurationReader::read(const std::string& in_strPath, InputFile& inout_f
     // A stream swallows the exception.
     if (inout_file.bad() && inout_file.error() == 0)
         throw std::bad_alloc();
+    processUnresolved();
+}
+
+void ConfigurationReader::read(const std::string& in_strUrl,
+                               const GlobalConfigSeam::DatabaseSource::Parameters& in_parameters)
+{
+    m_context.beginSource(in_strUrl, {}, '\n');
+    for (const auto& [strName, strValue] : in_parameters)
+    {
+        std::string strLine = strName + '=' + strValue;
+        readLine(strLine);
+    }
+    processUnresolved();
+}
+
+void ConfigurationReader::processUnresolved()
+{
     m_unresolved.processUnresolvedConfigLines(m_tags, [this](const std::string& in_strLine)
                                               { return define(in_strLine); });
 }
@@ -123,27 +140,28 @@ void ConfigurationReader::store(const std::string& in_strLine)
         // A later file is meant to replace the values of an earlier one.
         const bool bOverride = former.uiSource < current.uiSource;
         report(bOverride ? Severity::NOTE : Severity::WARNING, "redefinition",
-               "replaces the value " + shown(entry->second.strValue) + " of " +
-                   m_context.textOf(former) + (bOverride ? "" : "; delete one of the two lines"),
+               "replaces the value " + shown(entry->second.strValue) + " of " + placeText(former) +
+                   (bOverride ? "" : "; delete one of the two lines"),
                strName, definition.strValue);
         entry->second = std::move(definition);
     }
     m_trie.setParameter(strName.c_str(), m_parameter.getValue());
 }
 
-void ConfigurationReader::end(bool in_bSkipped)
+std::string ConfigurationReader::placeText(LinePlace in_place) const
+{
+    return in_place.known() ? m_context.textOf(in_place) : shown(fileOf(in_place));
+}
+
+void ConfigurationReader::end()
 {
     for (std::size_t i = 0; i != m_lines.size(); ++i)
     {
         const std::string_view name = ConfigurationLine::nameOf(m_lines[i]);
-        std::string strText =
-            "has a tag without a value: " +
-            ConfigurationAdvice::forUnknownTags(m_tags.unknownNamesIn(m_lines[i]), name);
-        if (in_bSkipped)
-            strText += "; a database that is not checked may give it one";
-        report(in_bSkipped ? Severity::WARNING : Severity::ERROR, "unresolved-tag",
-               m_unresolved.placeOf(i), std::string(name),
-               std::string(ConfigurationLine::valueOf(m_lines[i])), strText);
+        report(Severity::ERROR, "unresolved-tag", m_unresolved.placeOf(i), std::string(name),
+               std::string(ConfigurationLine::valueOf(m_lines[i])),
+               "has a tag without a value: " +
+                   ConfigurationAdvice::forUnknownTags(m_tags.unknownNamesIn(m_lines[i]), name));
     }
 }
 

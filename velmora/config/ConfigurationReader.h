@@ -3,6 +3,7 @@
 #pragma once
 
 #include "velmora/config/ConfigurationProblem.h"
+#include "velmora/config/GlobalConfigSeam.h"
 #include "velmora/config/ParameterTrie.h"
 #include "velmora/config/ReadingContext.h"
 #include "velmora/config/TagSubstitution.h"
@@ -22,9 +23,9 @@ namespace Velmora
 class InputFile;
 class ParameterInfoDB;
 
-/// Reads the files of a configuration as `ParameterTrie` does in a load: the values come out the
-/// same. It keeps the place of each value, reads on behind each error, and logs nothing. The
-/// environment must not change.
+/// Reads the files and databases of a configuration as `ParameterTrie` does in a load: the values
+/// come out the same. It keeps the place of each value, reads on behind each error, and logs
+/// nothing. The environment must not change.
 ///
 /// Thread-safety: none.
 class ConfigurationReader final : private ReadingContext::TagReports
@@ -57,12 +58,15 @@ class ConfigurationReader final : private ReadingContext::TagReports
     /// Failure: throws `std::bad_alloc`.
     void read(const std::string& in_strPath, InputFile& inout_file);
 
-    /// Adds a source that is not read.
+    /// Reads the parameters of a database.
+    void read(const std::string& in_strUrl,
+              const GlobalConfigSeam::DatabaseSource::Parameters& in_parameters);
+
+    /// Adds a source that cannot be read.
     void skip(const std::string& in_strName);
 
-    /// Ends the reading of all files: reports the lines whose tags have no value. They are errors
-    /// unless a source was skipped, which may give the values.
-    void end(bool in_bSkipped);
+    /// Ends the reading of all sources: reports the lines whose tags have no value.
+    void end();
 
     [[nodiscard]] ParameterTrie& trie() { return m_trie; }
     [[nodiscard]] const ParameterTrie& trie() const { return m_trie; }
@@ -92,6 +96,9 @@ class ConfigurationReader final : private ReadingContext::TagReports
     /// Does the same for a tag of that line, unless the same was added already.
     void reportTag(Severity in_severity, const char* in_szRule, const std::string& in_strText);
     void readLine(std::string& inout_strLine);
+    void processUnresolved();
+    /// Returns the place as in "etc/gateway.cfg:12"; a database has no lines.
+    [[nodiscard]] std::string placeText(LinePlace in_place) const;
     /// Parses and stores a line. Returns false if it is no parameter.
     bool define(const std::string& in_strLine);
     void store(const std::string& in_strLine);

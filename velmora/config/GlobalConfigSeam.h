@@ -53,8 +53,18 @@ class VELMORA_API GlobalConfigSeam
     };
 
     /// Logs a WARN about what a database source fetches, for the operator. If the calling thread is
-    /// inside `fetch`, the line is also kept for the log that the configuration sets up.
+    /// inside `fetch`, the line is also kept for the log that the configuration sets up. Inside
+    /// `fetchForCheck` the text is only handed to its caller.
     static void warnOfSource(const std::string& in_strText);
+
+    /// Fetches the parameters that a URL names for a check of the configuration: the source writes
+    /// no file, and warnings are added to the output.
+    /// Failure: returns nothing if there is no database source, or if it has reported an error.
+    static std::optional<DatabaseSource::Parameters>
+    fetchForCheck(const std::string& in_strUrl, std::vector<std::string>& inout_warnings);
+
+    /// Returns whether the calling thread is inside `fetchForCheck`.
+    static bool isCheck();
 
     static void setDatabaseSource(DatabaseSource* in_pSource);
     static DatabaseSource* getDatabaseSource();

@@ -23,28 +23,49 @@ namespace
 /// What keeps the lines of the load that fetches on this thread; null outside `fetch`.
 thread_local LoadProblems* t_pProblems = nullptr;
 
-/// Names the keeper of this thread for a scope.
-class Keeping
+/// The warnings of the check that fetches on this thread; null outside one.
+thread_local std::vector<std::string>* t_pWarnings = nullptr;
+
+/// Sets a pointer for a scope.
+template <class Object>
+class Naming
 {
   public:
-    explicit Keeping(LoadProblems& inout_problems)
-        : m_pFormer(std::exchange(t_pProblems, &inout_problems))
+    Naming(Object*& inout_pObject, Object& in_object)
+        : m_pObject(inout_pObject), m_pFormer(std::exchange(inout_pObject, &in_object))
     {
     }
-    ~Keeping() { t_pProblems = m_pFormer; }
-    Keeping(const Keeping&) = delete;
-    Keeping& operator=(const Keeping&) = delete;
+    ~Naming() { m_pObject = m_pFormer; }
+    Naming(const Naming&) = delete;
+    Naming& operator=(const Naming&) = delete;
 
   private:
-    LoadProblems* const m_pFormer;
+    Object*& m_pObject;
+    Object* const m_pFormer;
 };
 
 } // namespace
 
 void GlobalConfigSeam::warnOfSource(const std::string& in_strText)
 {
-    VELMORA_LOG_PROBLEM(t_pProblems, WARN_LOG_LEVEL, in_strText);
+    if (t_pWarnings != nullptr)
+        t_pWarnings->push_back(in_strText);
+    else
+        VELMORA_LOG_PROBLEM(t_pProblems, WARN_LOG_LEVEL, in_strText);
 }
+
+std::optional<GlobalConfigSeam::DatabaseSource::Parameters>
+GlobalConfigSeam::fetchForCheck(const std::string& in_strUrl,
+                                std::vector<std::string>& inout_warnings)
+{
+    DatabaseSource* const pSource = getDatabaseSource();
+    if (pSource == nullptr)
+        return std::nullopt;
+    const Naming naming(t_pWarnings, inout_warnings);
+    return pSource->fetch(in_strUrl);
+}
+
+bool GlobalConfigSeam::isCheck() { return t_pWarnings != nullptr; }
 
 GlobalConfigSource::Address::Address(const std::string& in_strUrl) : strPath(in_strUrl)
 {
@@ -77,7 +98,7 @@ void GlobalConfigSource::fetch(LoadProblems& inout_problems)
     GlobalConfigSeam::DatabaseSource* const pSource = GlobalConfigSeam::getDatabaseSource();
     if (pSource != nullptr)
     {
-        const Keeping keeping(inout_problems);
+        const Naming naming(t_pProblems, inout_problems);
         parameters = pSource->fetch(strUrl);
     }
     if (!parameters)

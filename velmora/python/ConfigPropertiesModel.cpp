@@ -48,6 +48,9 @@ std::pair<std::string, std::string> nameWithValue(PyObject* in_pyNameValue)
 
 GlobalConfigSeam::DatabaseSource::Parameters askModel(const std::string& in_strUrl)
 {
+    // A check writes no file.
+    if (GlobalConfigSeam::isCheck())
+        PySys_SetObject("dont_write_bytecode", Py_True);
     const python::object model = python::import("velmora.infra.ConfigPropertiesModel");
     const python::list result(
         model.attr("getPropertyNameValuesForGivenSetsAndHostnames")(in_strUrl));

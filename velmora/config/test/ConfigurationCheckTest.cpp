@@ -5,6 +5,7 @@
 #include "velmora/config/Configuration.h"
 #include "velmora/config/GlobalConfig.h"
 #include "velmora/config/GlobalConfigImpl.h"
+#include "velmora/config/GlobalConfigSeam.h"
 #include "velmora/config/ParameterInfoDB.h"
 #include "velmora/config/ParameterTrie.h"
 #include "velmora/config/ProgramParameter.h"
@@ -26,7 +27,9 @@
 #include <cerrno>
 #include <cstdlib>
 #include <filesystem>
+#include <optional>
 #include <string>
+#include <utility>
 #include <vector>
 
 namespace
@@ -157,19 +160,90 @@ TEST_F(ConfigurationCheckTest, FindsAFileThatMayNotBeRead)
               lines.front());
 }
 
-TEST_F(ConfigurationCheckTest, DoesNotQueryADatabase)
+/// The database source of the process for a scope.
+class OneDatabase final : public GlobalConfigSeam::DatabaseSource
 {
-    m_directory.write("a.cfg", std::string(s_szLogging) + "log4cplus.a=${nowhere}\n");
-    const ConfigurationCheck check({"db://host/set", "file://host/a.cfg"});
+  public:
+    explicit OneDatabase(std::optional<Parameters> in_parameters, std::string in_strWarning = {})
+        : m_parameters(std::move(in_parameters)), m_strWarning(std::move(in_strWarning))
+    {
+        GlobalConfigSeam::setDatabaseSource(this);
+    }
+    ~OneDatabase() { GlobalConfigSeam::setDatabaseSource(m_pFormer); }
+    OneDatabase(const OneDatabase&) = delete;
+    OneDatabase& operator=(const OneDatabase&) = delete;
+
+    std::optional<Parameters> fetch(const std::string& in_strUrl) override
+    {
+        urls.push_back(in_strUrl);
+        EXPECT_TRUE(GlobalConfigSeam::isCheck());
+        if (!m_strWarning.empty())
+            GlobalConfigSeam::warnOfSource(m_strWarning);
+        return m_parameters;
+    }
+
+    Texts urls;
+
+  private:
+    const std::optional<Parameters> m_parameters;
+    const std::string m_strWarning;
+    DatabaseSource* const m_pFormer = GlobalConfigSeam::getDatabaseSource();
+};
+
+TEST_F(ConfigurationCheckTest, ReadsADatabaseAsAStartDoes)
+{
+    m_directory.write("a.cfg", std::string(s_szLogging) + "keswardin.exitTimeoutSec = 12\n"
+                                                          "log4cplus.b = ${log4cplus.c}/x\n");
+    OneDatabase database({{{"keswardin.exitTimeoutSec", "11"},
+                           {"keswardin.killTimeoutSec", "soon"},
+                           {"log4cplus.a", "${nowhere}"},
+                           {"log4cplus.c", "y"}}});
+    const ConfigurationCheck check({"db://host/set?password=pw", "a.cfg"});
+    EXPECT_THAT(database.urls, ElementsAre("db://host/set?password=pw"));
+    EXPECT_FALSE(GlobalConfigSeam::isCheck());
     EXPECT_THAT(
         linesOf(check),
-        ElementsAre("db://host/set: note: the parameters of a database are not checked "
-                    "[not-checked]",
-                    "a.cfg:2: warning: log4cplus.a = ${nowhere} has a tag without a value: no "
-                    "parameter and no environment variable is named ${nowhere} ; add the line "
-                    "\"nowhere = ...\", or correct the tag; a database that is not checked may "
-                    "give it one [unresolved-tag]"));
+        ElementsAre(
+            "db://host/set?password=***: warning: keswardin.killTimeoutSec = soon is STRING and "
+            "has no effect; write an INT, a whole number without a unit, as in "
+            "\"keswardin.killTimeoutSec = 60\", instead of \"soon\" [wrong-type]",
+            "db://host/set?password=***: error: log4cplus.a = ${nowhere} has a tag without a "
+            "value: no "
+            "parameter and no environment variable is named ${nowhere} ; add the line \"nowhere = "
+            "...\", or correct the tag [unresolved-tag]",
+            "a.cfg:2: note: keswardin.exitTimeoutSec = 12 replaces the value 11 of "
+            "db://host/set?password=*** [redefinition]"));
+    std::string strValue;
+    EXPECT_TRUE(check.configuration().getStringParameter("log4cplus.b", strValue));
+    EXPECT_EQ("y/x", strValue);
+    EXPECT_EQ("db://host/set?password=***", check.place("log4cplus.c").text());
+}
+
+TEST_F(ConfigurationCheckTest, ADatabaseThatCannotBeReadIsAnError)
+{
+    m_directory.write("a.cfg", s_szLogging);
+    {
+        const OneDatabase database(std::nullopt);
+        EXPECT_THAT(linesOf(ConfigurationCheck({"db://host/set", "a.cfg"})),
+                    ElementsAre("db://host/set: error: the database cannot be read, for the reason "
+                                "that is logged [unreadable-database]"));
+    }
+    GlobalConfigSeam::setDatabaseSource(nullptr);
+    EXPECT_THAT(
+        linesOf(ConfigurationCheck({"db://host/set", "a.cfg"})),
+        ElementsAre("db://host/set: error: there is no database source [unreadable-database]"));
+}
+
+TEST_F(ConfigurationCheckTest, FindsWhatADatabaseWarnsOfAndLogsNothing)
+{
+    m_directory.write("a.cfg", s_szLogging);
+    const OneDatabase database({{}}, "an old\nsnapshot");
+    const CapturedLog log(TRACE_LOG_LEVEL);
+    const ConfigurationCheck check({"db://host/set", "a.cfg"});
+    EXPECT_THAT(linesOf(check),
+                ElementsAre("db://host/set: warning: an old\\nsnapshot [database]"));
     EXPECT_FALSE(check.hasErrors());
+    EXPECT_THAT(log.lines(), IsEmpty());
 }
 
 TEST_F(ConfigurationCheckTest, FindsLinesOfLoggingThatHaveNoEffect)

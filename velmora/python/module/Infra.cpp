@@ -34,6 +34,8 @@ void warnOfSource(const std::string& in_strText)
     Velmora::GlobalConfigSeam::warnOfSource(in_strText);
 }
 
+bool isCheck() { return Velmora::GlobalConfigSeam::isCheck(); }
+
 std::string urlWithoutSecrets(const std::string& in_strUrl)
 {
     return Velmora::URL::withoutSecrets(in_strUrl);
@@ -61,5 +63,6 @@ BOOST_PYTHON_MODULE(_infra)
     PyClassName::exportToPython();
     KnownParameters::exportToPython();
     boost::python::def("warnOfSource", warnOfSource, boost::python::arg("text"));
+    boost::python::def("isCheck", isCheck);
     boost::python::def("urlWithoutSecrets", urlWithoutSecrets, boost::python::arg("url"));
 }

@@ -6,7 +6,7 @@ import gc
 from contextlib import closing, contextmanager
 from typing import TYPE_CHECKING, Iterator, Union
 
-from .._infra import warnOfSource
+from .._infra import isCheck, warnOfSource
 from .address import SQLITE, Address, parse
 from .deadline import Deadline, DeadlinePassed, within
 from .failure import NotReadable, SourceAway, SourceError
@@ -117,6 +117,6 @@ def parameters_of(url: str) -> Parameters:
         if address.snapshot is None:
             raise
         return _from_snapshot(address, address.snapshot, away)
-    if address.snapshot is not None:
+    if address.snapshot is not None and not isCheck():
         _keep_snapshot(address, address.snapshot, parameters, deadline)
     return parameters

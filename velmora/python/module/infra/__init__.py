@@ -10,8 +10,10 @@ entry of sys.path.
 from pkgutil import extend_path
 
 from ._infra import (Alarm, AlarmRegistry, AlarmState, OutputStreamableImpl, PyClassName, closestParameterName,
-                     parameterFits, parameterInfo, parameterNames, registerParameters, urlWithoutSecrets, warnOfSource)
+                     isCheck, parameterFits, parameterInfo, parameterNames, registerParameters, urlWithoutSecrets,
+                     warnOfSource)
 
 __all__ = ["Alarm", "AlarmRegistry", "AlarmState", "OutputStreamableImpl", "PyClassName", "closestParameterName",
-           "parameterFits", "parameterInfo", "parameterNames", "registerParameters", "urlWithoutSecrets", "warnOfSource"]
+           "isCheck", "parameterFits", "parameterInfo", "parameterNames", "registerParameters", "urlWithoutSecrets",
+           "warnOfSource"]
 __path__ = extend_path(__path__, __name__)

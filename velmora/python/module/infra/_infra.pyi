@@ -55,6 +55,11 @@ def warnOfSource(text: str) -> None:
     too.
     """
 
+def isCheck() -> bool:
+    """Returns whether the parameters of a source are fetched on this thread for a check of the configuration alone, which
+    writes no file.
+    """
+
 def urlWithoutSecrets(url: str) -> str:
     """Returns the text with "***" in place of a password in front of the host, and of all that follows "=" behind the
     name of a secret, such as password=.
