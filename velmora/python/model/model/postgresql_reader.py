@@ -85,7 +85,7 @@ def connection_arguments(address: Address) -> dict[str, str]:
 def reason_of(error: Exception) -> str:
     """Returns the text of an error in one line, without the hints of libpq and without the statement."""
     lines = str(error).partition("\nLINE ")[0].splitlines()
-    return " ".join(" ".join(line for line in lines if not line.startswith("\t")).split())
+    return ", ".join(" ".join(line.split()) for line in lines if line.strip() and not line.startswith("\t"))
 
 
 def _where(address: Address) -> str:

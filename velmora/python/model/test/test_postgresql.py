@@ -174,7 +174,7 @@ class FaultTest(PostgresqlTest):
         cure = "correct the password in the file that PGPASSFILE names (~/.pgpass) or in the service"
         text = self.fault_of(SERVER.tls_url(passwords=wrong))
         self.assertEqual(f'no connection to 127.0.0.1, port {SERVER.port}: FATAL: password authentication '
-                         f'failed for user "gw" password retrieved from file "{wrong}"; {cure}', text)
+                         f'failed for user "gw", password retrieved from file "{wrong}"; {cure}', text)
         text = self.fault_of(SERVER.socket_url(passwords=self.folder / "none"))
         self.assertEqual(f"no connection to {SERVER.folder}, port {SERVER.port}: fe_sendauth: no password supplied; {cure}",
                          text)
