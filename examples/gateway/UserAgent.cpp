@@ -251,12 +251,20 @@ bool UserAgent::refuseWithoutStack(std::string_view in_strDatagram, const Socket
     // A repeated INVITE of a call belongs to its transaction.
     if (!invite || m_callIds.contains(hashOf(invite->callId())))
         return false;
-    const std::optional<Refusal> refusal = refusalOf(in_source);
-    m_bAdmitted = !refusal;
-    if (!refusal)
-        return false;
-    countRefusal(*refusal, invite->callId());
-    SipDatagrams::reply(invite->refusal(in_source, m_strTagBegin + hex(invite->transaction()),
+    const std::size_t uiTransaction = invite->transaction();
+    const auto now = std::chrono::steady_clock::now();
+    // The same answer again, though calls may be taken now.
+    if (!m_refused.contains(uiTransaction, now))
+    {
+        const std::optional<Refusal> refusal = refusalOf(in_source);
+        m_bAdmitted = !refusal;
+        if (!refusal)
+            return false;
+        countRefusal(*refusal, invite->callId());
+        withoutThrowing(&getLogger(), "a refusal is not remembered",
+                        [&] { m_refused.add(uiTransaction, now); });
+    }
+    SipDatagrams::reply(invite->refusal(in_source, m_strTagBegin + hex(uiTransaction),
                                         m_settings.strUserAgentName, m_settings.retryAfter),
                         invite->destination(in_source));
     return true;

@@ -10,6 +10,7 @@
 #include "LoadMonitor.h"
 #include "LoopLoad.h"
 #include "PendingInvite.h"
+#include "RefusedTransactions.h"
 #include "Settings.h"
 #include "SipStackLog.h"
 #include "StackCallback.h"
@@ -109,6 +110,7 @@ class UserAgent : public Velmora::ObjectWithLogger<Velmora::CachedLLLogger>
     const std::string m_strFileAppender = Velmora::s_szCallLogAppender;
     /// How the tag of an answer without the stack begins.
     const std::string m_strTagBegin;
+    RefusedTransactions m_refused;
     /// Whether the datagram that the stack has got was an INVITE that is to be taken.
     bool m_bAdmitted = false;
     /// Caches the parameters that calls read. The cache is emptied when a call begins, so that each

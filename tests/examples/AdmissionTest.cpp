@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: BSD-2-Clause
 
 #include "examples/gateway/Admission.h"
+#include "examples/gateway/RefusedTransactions.h"
 
 #include "tests/support/CapturedLog.h"
 #include "velmora/Sanitizers.h"
@@ -23,6 +24,7 @@ namespace
 using namespace std::chrono_literals;
 using GatewayExample::Admission;
 using GatewayExample::Refusal;
+using GatewayExample::RefusedTransactions;
 using GatewayExample::ResidentMemory;
 using GatewayExample::SocketAddress;
 using GatewayExample::SourceRates;
@@ -47,6 +49,35 @@ int countTaken(SourceRates& inout_rates, const SocketAddress& in_source,
 }
 
 } // namespace
+
+TEST(RefusedTransactions, AreFoundAsLongAsTheyMayBeRepeated)
+{
+    RefusedTransactions refused;
+    const RefusedTransactions::Clock::time_point begin{};
+    EXPECT_FALSE(refused.contains(1, begin));
+    refused.add(1, begin);
+    refused.add(2, begin + 31s);
+    EXPECT_TRUE(refused.contains(1, begin + 31s));
+    EXPECT_TRUE(refused.contains(2, begin + 62s));
+    EXPECT_FALSE(refused.contains(3, begin + 62s));
+    refused.add(3, begin + 63s);
+    EXPECT_TRUE(refused.contains(3, begin + 94s));
+    EXPECT_FALSE(refused.contains(1, begin + 94s));
+    EXPECT_FALSE(refused.contains(3, begin + 200s));
+    EXPECT_EQ(0U, refused.size());
+}
+
+TEST(RefusedTransactions, OfAFloodAreForgottenByHalves)
+{
+    RefusedTransactions refused;
+    const RefusedTransactions::Clock::time_point begin{};
+    for (std::size_t i = 0; i < 2 * RefusedTransactions::s_uiMost; ++i)
+        refused.add(i, begin);
+    EXPECT_LE(refused.size(), RefusedTransactions::s_uiMost);
+    EXPECT_GE(refused.size(), RefusedTransactions::s_uiMost / 2);
+    EXPECT_TRUE(refused.contains(2 * RefusedTransactions::s_uiMost - 1, begin));
+    EXPECT_FALSE(refused.contains(0, begin));
+}
 
 TEST(SourceRates, AllowASourceSoManyAtOnceAndASecond)
 {

@@ -197,19 +197,22 @@ TEST_F(GatewayOverload, AtTheLimitOfCallsTheNextOneIsRefused)
     // The transaction is answered in the same way again, and its ACK is taken.
     second.repeat();
     EXPECT_EQ(strRefusal, second.expectAnswer("503 Service Unavailable"));
-    second.send("ACK", "nobody");
     first.send("CANCEL", "nobody");
     first.expectAnswer("487 Request Terminated");
+    // Also when a call would be taken.
+    second.repeat();
+    EXPECT_EQ(strRefusal, second.expectAnswer("503 Service Unavailable"));
+    second.send("ACK", "nobody");
     SipCaller third(address());
     third.setCallId("third@caller");
     third.invite("nobody");
     third.expectAnswer("180 Ringing");
-    EXPECT_THAT(run(sources({"--status"})).strOutput, HasSubstr("refused       : calls-limit 2\n"));
+    EXPECT_THAT(run(sources({"--status"})).strOutput, HasSubstr("refused       : calls-limit 1\n"));
     EXPECT_EQ(0, stop());
     EXPECT_THAT(log(), Contains("WARN keswardin.gateway.Admission - calls are refused : the limit "
                                 "gateway.calls.most = 1 is reached. Refused until now : 1"));
     EXPECT_THAT(log(),
-                Contains(HasSubstr("stopped : calls = 2, at once at most = 1, refused = 2")));
+                Contains(HasSubstr("stopped : calls = 2, at once at most = 1, refused = 1")));
     EXPECT_THAT(callFiles(), SizeIs(2));
 }
 
