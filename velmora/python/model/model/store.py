@@ -46,6 +46,14 @@ def url_of(database: str) -> str:
     return database if "://" in database else "sqlite://localhost" + quote(os.path.abspath(database))
 
 
+def _user() -> str:
+    try:
+        return getpass.getuser()
+    except (KeyError, OSError):
+        # In a container, a user may have no name.
+        return str(os.geteuid())
+
+
 class Anything(Enum):
     """The type of `ANY`."""
 
@@ -338,7 +346,7 @@ class Store:
         Failure: raises `SourceError` if the URL is wrong.
         """
         self._address = parse(url, needs_sets=False)
-        self._who = who or f"{getpass.getuser()}@{socket.gethostname()}"
+        self._who = who or f"{_user()}@{socket.gethostname()}"
         self._engine = (_sqlite_engine if self._address.scheme == SQLITE else _postgresql_engine)(self._address)
 
     @property

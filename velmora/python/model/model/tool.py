@@ -139,6 +139,22 @@ def _run(asked: argparse.Namespace) -> Answer:
         raise Refused(str(fault)) from None
 
 
+def _complain(*texts: str) -> None:
+    for text in texts:
+        print(f"velmora-config: {text}", file=sys.stderr)
+
+
+def _write(descriptor: int, text: str) -> bool:
+    try:
+        # Files of a configuration are UTF-8, whatever the terminal has.
+        with open(descriptor, "w", encoding="utf-8") as output:
+            output.write(text)
+    except OSError as error:
+        _complain(f"cannot write the answer: {error.strerror}; what was asked has been done")
+        return False
+    return True
+
+
 def main(arguments: Optional[Sequence[str]] = None) -> int:
     """Runs a command, and returns the exit code."""
     # A reader that ends, as `head`, and a user who interrupts end it without a traceback; nothing is changed by half.
@@ -156,17 +172,14 @@ def main(arguments: Optional[Sequence[str]] = None) -> int:
     if not asked.database:
         top.error(f"no database is named; add --database, or set {VARIABLE}")
     # The library logs on the standard output, which is for the answer alone.
-    output = os.fdopen(os.dup(sys.stdout.fileno()), "w")
+    output = os.dup(sys.stdout.fileno())
     os.dup2(sys.stderr.fileno(), sys.stdout.fileno())
     try:
         answer = _run(asked)
     except Refused as refusal:
-        for text in refusal.texts:
-            print(f"velmora-config: {text}", file=sys.stderr)
+        _complain(*refusal.texts)
         if asked.json:
-            with output:
-                output.write(_json({"refused": refusal.texts}))
+            _write(output, _json({"refused": refusal.texts}))
         return 1
-    with output:
-        output.write(_json(answer.data) if asked.json else answer.text)
-    return 0 if answer.good else 1
+    written = _write(output, _json(answer.data) if asked.json else answer.text)
+    return 0 if answer.good and written else 1

@@ -3,6 +3,7 @@
 """Tests the commands of velmora-config that change values, and those that show them."""
 
 import json
+import os
 import random
 import re
 import shutil
@@ -277,6 +278,28 @@ class CommandLineTest(ToolTest):
         self.assertEqual(2, done.returncode)
         self.assertTrue(done.stderr.endswith("velmora-config: error: no database is named; add --database, or set "
                                              "VELMORA_CONFIG_DATABASE\n"), done.stderr)
+
+    def test_an_answer_that_cannot_be_written_is_an_error(self) -> None:
+        with open("/dev/full", "w", encoding="utf-8") as full:
+            done = subprocess.run(self.command("create-set", "a"), stdout=full, stderr=subprocess.PIPE, text=True, timeout=60,
+                                  check=False)
+        self.assertEqual((1, "velmora-config: cannot write the answer: No space left on device; what was asked has been done\n"),
+                         (done.returncode, done.stderr))
+        self.assertEqual("a, 0 values\n", self.good("sets"))
+
+    def test_an_answer_is_utf_8_in_each_locale(self) -> None:
+        self.good("create-set", "a", "--note", "Größe")
+        self.assertEqual((0, "a, 0 values: Größe\n", ""),
+                         self.run_tool("sets", LC_ALL="C", PYTHONUTF8="0", PYTHONIOENCODING="ascii"))
+
+    @unittest.skipIf(os.geteuid() != 0 or not os.path.exists("/usr/bin/setpriv"), "only root may be another user")
+    def test_a_user_without_a_name_is_in_the_history_by_number(self) -> None:
+        self.folder.chmod(0o777)
+        self.file.chmod(0o666)
+        nameless = {name: value for name, value in os.environ.items() if name not in ("LOGNAME", "USER", "LNAME", "USERNAME")}
+        subprocess.run(["setpriv", "--reuid=54321", "--regid=54321", "--clear-groups", *self.command("create-set", "a")],
+                       check=True, stdout=subprocess.DEVNULL, stderr=subprocess.DEVNULL, timeout=60, env=nameless)
+        self.assertRegex(self.good("history"), r"(?m) 54321@\S+ a: made the set$")
 
     def test_the_environment_may_name_the_database(self) -> None:
         code, output, errors = self.run_tool("--database", "", "history", VELMORA_CONFIG_DATABASE=str(self.file))
