@@ -309,7 +309,7 @@ int UserAgent::handleInvite(nta_incoming_t* in_pInvite, const sip_t& in_sip)
 void UserAgent::refuseFailed(const std::string& in_strCallId)
 {
     m_pContext->statistics.countRefusal(Refusal::FAILURE);
-    logCaughtException(&getLogger(), ("no call " + in_strCallId).c_str());
+    logCaughtExceptionAbout(&getLogger(), "no call", in_strCallId.c_str());
 }
 
 /// Begins the call of an INVITE whose file is open, if there is to be one.

@@ -26,6 +26,12 @@ bool GlobalConfigErrors::failed(const char* in_szWhat)
     return false;
 }
 
+bool GlobalConfigErrors::failedFor(const char* in_szWhat, const char* in_szName)
+{
+    logCaughtExceptionAbout(::liveFileScopeLogger(), in_szWhat, in_szName);
+    return false;
+}
+
 std::string GlobalConfigErrors::unknownParameters(const std::vector<std::string>& in_unresolved)
 {
     std::string strText = "Unknown parameters:";

@@ -24,6 +24,9 @@ namespace GlobalConfigErrors
 /// Logs the exception that is being handled and returns false, for operations that must not throw.
 bool failed(const char* in_szWhat);
 
+/// Does the same for an operation on one parameter.
+bool failedFor(const char* in_szWhat, const char* in_szName);
+
 /// Returns the text "Unknown parameters:" with the lines that no source has completed.
 std::string unknownParameters(const std::vector<std::string>& in_unresolved);
 

@@ -38,6 +38,7 @@ namespace Velmora
 {
 
 using GlobalConfigErrors::failed;
+using GlobalConfigErrors::failedFor;
 using GlobalConfigErrors::isUnresolvedVectorEmpty;
 using GlobalConfigErrors::logReason;
 
@@ -50,8 +51,6 @@ using ReadLock = GatedGuard<ACE_RW_Thread_Mutex, ReadLocking>;
 using TryReadLock = GatedGuard<ACE_RW_Thread_Mutex, TryReadLocking>;
 
 constexpr const char* s_szLoadFails = "failed to load the Global Config";
-constexpr const char* s_szReadFails = "failed to read a Global Configuration parameter";
-constexpr const char* s_szSetFails = "failed to set a Global Configuration parameter";
 
 /// Ends the registration of parameters: the table must not change any more once a configuration has
 /// been checked against it.
@@ -216,7 +215,7 @@ try
 catch (...)
 {
     out_value = ParameterValue();
-    failed(s_szReadFails);
+    failedFor("failed to read the Global Configuration parameter", in_szParamName);
 }
 
 bool GlobalConfigImpl::tryGetBoolParameter(const char* in_szParamName, bool& out_bValue) const
@@ -291,7 +290,7 @@ try
 }
 catch (...)
 {
-    return failed(s_szSetFails);
+    return failedFor("failed to set the Global Configuration parameter", in_szParamName);
 }
 
 bool GlobalConfigImpl::load(std::istream& inout_stream)

@@ -242,8 +242,9 @@ void CallDataRegistry::CallDataHandle::letGo() noexcept
         return;
     m_pCallData = nullptr;
     if (CallDataRegistryImpl* const pRegistry = CallDataRegistryImpl::ifAlive())
-        withoutThrowing(::liveFileScopeLogger(), "exception while a call ends",
-                        [this, pRegistry] { pRegistry->decrementRefCount(m_strCallId.c_str()); });
+        withoutThrowingAbout(
+            ::liveFileScopeLogger(), "exception at the end of call", m_strCallId.c_str(),
+            [this, pRegistry] { pRegistry->decrementRefCount(m_strCallId.c_str()); });
 }
 
 log4cplus::Appender* CallDataRegistry::CallDataHandle::getAppenderOfCall() const

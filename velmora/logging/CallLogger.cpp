@@ -9,6 +9,8 @@
 #include "velmora/logging/LibraryLoggers.h"
 #include "velmora/logging/WithoutThrowing.h"
 
+#include <array>
+#include <cstdio>
 #include <cstring>
 
 VELMORA_LIBRARY_FILE_SCOPE_LOGGER(CallLogger)
@@ -28,8 +30,13 @@ CallLogger::~CallLogger()
 {
     // Leaving a call logs lines, and appenders may throw.
     if (CallLogger::isInCall())
-        withoutThrowing(::liveFileScopeLogger(), "exception while a call ends",
-                        [this] { leaveCall(); });
+    {
+        // A copy without memory: the call's own text goes with it.
+        std::array<char, 128> callId{};
+        std::snprintf(callId.data(), callId.size(), "%s", getCallId());
+        withoutThrowingAbout(::liveFileScopeLogger(), "exception at the end of call", callId.data(),
+                             [this] { leaveCall(); });
+    }
 }
 
 void CallLogger::callStart(const char* in_szCallId)

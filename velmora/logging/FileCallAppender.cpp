@@ -102,9 +102,10 @@ FileCallAppender::FileCallAppender(const log4cplus::helpers::Properties& in_prop
     }
     // Both steps may fail for lack of memory; the file is used even so. If an exception left this
     // constructor, log4cplus would destroy what it has made, which needs memory too.
-    const auto attempt = [](auto in_step) {
-        withoutThrowing(::liveFileScopeLogger(), "exception while the file of a call begins",
-                        in_step);
+    const auto attempt = [this](auto in_step)
+    {
+        withoutThrowingAbout(::liveFileScopeLogger(), "exception at the beginning of",
+                             filename.c_str(), in_step);
     };
     attempt([this, bOpen]
             { setErrorHandler(std::make_unique<OncePerCallErrorHandler>(filename, !bOpen)); });
@@ -181,9 +182,10 @@ void FileCallAppender::close()
 void FileCallAppender::end() noexcept
 {
     // Each step runs even if the one before it failed.
-    const auto attempt = [](auto in_step) {
-        withoutThrowing(::liveFileScopeLogger(), "exception while the file of a call ends",
-                        in_step);
+    const auto attempt = [this](auto in_step)
+    {
+        withoutThrowingAbout(::liveFileScopeLogger(), "exception at the end of", filename.c_str(),
+                             in_step);
     };
     attempt(
         [] {

@@ -56,6 +56,17 @@ class UseScope
     }
 };
 
+/// The parts of a line; the subject may be empty.
+struct Failure
+{
+    const char* szWhat;
+    const char* szSubject;
+    const char* szReason;
+
+    /// Returns what is between the first two.
+    [[nodiscard]] const char* blank() const { return *szSubject != '\0' ? " " : ""; }
+};
+
 /// Passes the event to an appender. Returns whether the appender took it without an exception.
 bool append(log4cplus::Appender& inout_appender,
             const log4cplus::spi::InternalLoggingEvent& in_event) noexcept
@@ -71,12 +82,14 @@ catch (...)
 
 /// Passes the line to each appender separately. Returns whether an appender has taken it, or ERROR
 /// is disabled.
-bool logAtEachAppender(const Logger& in_logger, const char* in_szWhat, const char* in_szReason)
+bool logAtEachAppender(const Logger& in_logger, const Failure& in_failure)
 {
     if (!in_logger.isEnabledFor(ERROR_LOG_LEVEL))
         return true;
-    const log4cplus::spi::InternalLoggingEvent event(in_logger.getName(), ERROR_LOG_LEVEL,
-                                                     std::string(in_szWhat) + " : " + in_szReason,
+    std::string strText = in_failure.szWhat;
+    strText.append(in_failure.blank()).append(in_failure.szSubject);
+    strText.append(" : ").append(in_failure.szReason);
+    const log4cplus::spi::InternalLoggingEvent event(in_logger.getName(), ERROR_LOG_LEVEL, strText,
                                                      __FILE__, __LINE__);
     bool bTaken = false;
     const ProcessGate::Pass pass;
@@ -93,24 +106,31 @@ bool logAtEachAppender(const Logger& in_logger, const char* in_szWhat, const cha
     return bTaken;
 }
 
-void logOnce(const Logger* in_pLogger, const char* in_szWhat, const char* in_szReason) noexcept
+void logOnce(const Logger* in_pLogger, const Failure& in_failure) noexcept
 {
-    if (!UseScope::isNew(in_szReason))
+    if (!UseScope::isNew(in_failure.szReason))
         return;
     try
     {
-        if (in_pLogger != nullptr && logAtEachAppender(*in_pLogger, in_szWhat, in_szReason))
+        if (in_pLogger != nullptr && logAtEachAppender(*in_pLogger, in_failure))
             return;
     }
     catch (...) // NOLINT(bugprone-empty-catch): the text goes to standard error.
     {
     }
-    dprintf(STDERR_FILENO, "keswardin:ERROR %s : %s\n", in_szWhat, in_szReason);
+    dprintf(STDERR_FILENO, "keswardin:ERROR %s%s%s : %s\n", in_failure.szWhat, in_failure.blank(),
+            in_failure.szSubject, in_failure.szReason);
 }
 
 } // namespace
 
 void logCaughtException(const Logger* in_pLogger, const char* in_szWhat) noexcept
+{
+    logCaughtExceptionAbout(in_pLogger, in_szWhat, "");
+}
+
+void logCaughtExceptionAbout(const Logger* in_pLogger, const char* in_szWhat,
+                             const char* in_szSubject) noexcept
 {
     const UseScope scope;
     try
@@ -119,11 +139,11 @@ void logCaughtException(const Logger* in_pLogger, const char* in_szWhat) noexcep
     }
     catch (const std::exception& exception)
     {
-        logOnce(in_pLogger, in_szWhat, exception.what());
+        logOnce(in_pLogger, {in_szWhat, in_szSubject, exception.what()});
     }
     catch (...)
     {
-        logOnce(in_pLogger, in_szWhat, "an exception without a text");
+        logOnce(in_pLogger, {in_szWhat, in_szSubject, "an exception without a text"});
     }
 }
 
@@ -141,8 +161,8 @@ void LoggingSeam::logFailureOfLine(const char* in_szLogger) noexcept
     }
 }
 
-bool runWithoutThrowing(const Logger* in_pLogger, const char* in_szWhat, void (*in_pRun)(void*),
-                        void* inout_pFunction) noexcept
+bool runWithoutThrowing(const Logger* in_pLogger, const char* in_szWhat, const char* in_szSubject,
+                        void (*in_pRun)(void*), void* inout_pFunction) noexcept
 {
     const UseScope scope;
     try
@@ -152,7 +172,7 @@ bool runWithoutThrowing(const Logger* in_pLogger, const char* in_szWhat, void (*
     }
     catch (...)
     {
-        logCaughtException(in_pLogger, in_szWhat);
+        logCaughtExceptionAbout(in_pLogger, in_szWhat, in_szSubject);
         return false;
     }
 }

@@ -24,15 +24,33 @@ class Logger;
 /// Thread-safety: may be called from any thread.
 VELMORA_API void logCaughtException(const Logger* in_pLogger, const char* in_szWhat) noexcept;
 
+/// Does the same, and names what the operation was about: "what subject : the exception's text".
+VELMORA_API void logCaughtExceptionAbout(const Logger* in_pLogger, const char* in_szWhat,
+                                         const char* in_szSubject) noexcept;
+
 /// The part of `withoutThrowing` that does not depend on the type of the function.
 VELMORA_API bool runWithoutThrowing(const Logger* in_pLogger, const char* in_szWhat,
-                                    void (*in_pRun)(void*), void* inout_pFunction) noexcept;
+                                    const char* in_szSubject, void (*in_pRun)(void*),
+                                    void* inout_pFunction) noexcept;
+
+/// Does the same as `withoutThrowing`, and names what the function is about: "what subject : the
+/// exception's text".
+template <class Function>
+bool withoutThrowingAbout(const Logger* in_pLogger, const char* in_szWhat, const char* in_szSubject,
+                          Function&& in_function) noexcept
+{
+    using FunctionType = std::remove_reference_t<Function>;
+    return runWithoutThrowing(
+        in_pLogger, in_szWhat, in_szSubject,
+        [](void* inout_pFunction) { (*static_cast<FunctionType*>(inout_pFunction))(); },
+        const_cast<void*>(static_cast<const void*>(std::addressof(in_function))));
+}
 
 /// Runs a function that must not throw, such as the work of a destructor or the end of a call. An
 /// exception is caught, and logged once at ERROR as "what : the exception's text". Returns whether
 /// the function ended without an exception.
 ///
-///     withoutThrowing(::liveFileScopeLogger(), "exception while a call ends", [this] { end(); });
+///     withoutThrowing(::liveFileScopeLogger(), "exception while a task ends", [this] { end(); });
 ///
 /// The line goes to each appender in the logger's chain separately, so an appender that throws does
 /// not keep it from the others. If no appender takes it, or if the logger is null, it goes to
@@ -46,11 +64,7 @@ template <class Function>
 bool withoutThrowing(const Logger* in_pLogger, const char* in_szWhat,
                      Function&& in_function) noexcept
 {
-    using FunctionType = std::remove_reference_t<Function>;
-    return runWithoutThrowing(
-        in_pLogger, in_szWhat,
-        [](void* inout_pFunction) { (*static_cast<FunctionType*>(inout_pFunction))(); },
-        const_cast<void*>(static_cast<const void*>(std::addressof(in_function))));
+    return withoutThrowingAbout(in_pLogger, in_szWhat, "", in_function);
 }
 
 } // namespace Velmora

@@ -50,6 +50,26 @@ TEST(WithoutThrowing, LogsWhatIsThrownOnce)
                 ElementsAre(errorLine(s_szLogger, "exception while a test ends : no more")));
 }
 
+TEST(WithoutThrowing, NamesWhatItIsAbout)
+{
+    const CapturedLog log;
+    const Logger logger(s_szLogger);
+    EXPECT_FALSE(withoutThrowingAbout(&logger, "exception at the end of test", "7@host",
+                                      [] { throwText("no more"); }));
+    EXPECT_THAT(log.lines(), ElementsAre(errorLine(
+                                 s_szLogger, "exception at the end of test 7@host : no more")));
+    testing::internal::CaptureStderr();
+    withoutThrowingAbout(&logger, "exception at the end of test", "7@host",
+                         []
+                         {
+                             s_bNextAllocationFails = true;
+                             throw std::bad_alloc();
+                         });
+    s_bNextAllocationFails = false;
+    EXPECT_EQ("keswardin:ERROR exception at the end of test 7@host : std::bad_alloc\n",
+              testing::internal::GetCapturedStderr());
+}
+
 TEST(WithoutThrowing, LogsWhatIsNoExceptionOfTheLibrary)
 {
     const CapturedLog log;
