@@ -66,13 +66,15 @@ void ConfigurationReader::read(const std::string& in_strPath, InputFile& inout_f
     processUnresolved();
 }
 
-void ConfigurationReader::read(const std::string& in_strUrl,
-                               const GlobalConfigSeam::DatabaseSource::Parameters& in_parameters)
+void ConfigurationReader::read(
+    const std::string& in_strUrl,
+    const std::vector<std::pair<std::string, std::string>>& in_parameters)
 {
     m_context.beginSource(in_strUrl, {}, '\n');
     for (const auto& [strName, strValue] : in_parameters)
     {
-        std::string strLine = strName + '=' + strValue;
+        std::string strLine = strName;
+        strLine.append(1, '=').append(strValue);
         readLine(strLine);
     }
     processUnresolved();

@@ -3,7 +3,6 @@
 #pragma once
 
 #include "velmora/config/ConfigurationProblem.h"
-#include "velmora/config/GlobalConfigSeam.h"
 #include "velmora/config/ParameterTrie.h"
 #include "velmora/config/ReadingContext.h"
 #include "velmora/config/TagSubstitution.h"
@@ -58,9 +57,9 @@ class ConfigurationReader final : private ReadingContext::TagReports
     /// Failure: throws `std::bad_alloc`.
     void read(const std::string& in_strPath, InputFile& inout_file);
 
-    /// Reads the parameters of a database.
+    /// Reads the names and values of a database.
     void read(const std::string& in_strUrl,
-              const GlobalConfigSeam::DatabaseSource::Parameters& in_parameters);
+              const std::vector<std::pair<std::string, std::string>>& in_parameters);
 
     /// Adds a source that cannot be read.
     void skip(const std::string& in_strName);
