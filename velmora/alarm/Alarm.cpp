@@ -4,6 +4,7 @@
 
 #include "velmora/alarm/AlarmId.h"
 #include "velmora/logging/LibraryLoggers.h"
+#include "velmora/logging/LogStream.h"
 
 #include <ostream>
 
@@ -11,6 +12,31 @@ VELMORA_LIBRARY_FILE_SCOPE_LOGGER(Alarm)
 
 namespace Velmora
 {
+
+namespace
+{
+
+const char* textOf(Alarm::State in_state)
+{
+    switch (in_state)
+    {
+    case Alarm::ALARM_OFF:
+        return "ALARM_OFF";
+    case Alarm::ALARM_ON:
+        return "ALARM_ON";
+    }
+    return "???AlarmSTATE???";
+}
+
+template <class Stream>
+void writeText(Stream& out_stream, const Alarm& in_alarm)
+{
+    out_stream << "Alarm [";
+    in_alarm.writeAlarmId(out_stream);
+    out_stream << "] : " << textOf(in_alarm.getState());
+}
+
+} // namespace
 
 Alarm::~Alarm() = default;
 
@@ -28,23 +54,18 @@ void Alarm::getAlarmId(std::string& out_strId) const { out_strId = AlarmId(*this
 
 std::ostream& Alarm::write(std::ostream& out_stream) const
 {
-    out_stream << "Alarm [";
-    writeAlarmId(out_stream);
-    return out_stream << "] : " << getState();
+    if (LogStream* const pLine = LogStream::of(out_stream))
+        writeText(*pLine, *this);
+    else
+        writeText(out_stream, *this);
+    return out_stream;
 }
 
 void Alarm::set() { setState(ALARM_ON); }
 
 std::ostream& operator<<(std::ostream& out_stream, Alarm::State in_state)
 {
-    switch (in_state)
-    {
-    case Alarm::ALARM_OFF:
-        return out_stream << "ALARM_OFF";
-    case Alarm::ALARM_ON:
-        return out_stream << "ALARM_ON";
-    }
-    return out_stream << "???AlarmSTATE???";
+    return out_stream << textOf(in_state);
 }
 
 } // namespace Velmora

@@ -13,6 +13,7 @@
 #include <streambuf>
 #include <string>
 #include <string_view>
+#include <typeinfo>
 
 namespace Velmora
 {
@@ -57,6 +58,14 @@ class VELMORA_API LogStream final : public std::ostream
     ~LogStream() override;
     LogStream(const LogStream&) = delete;
     LogStream& operator=(const LogStream&) = delete;
+
+    /// Returns the stream if it is one of this class, and null otherwise. For operators that are
+    /// mostly used in log lines: the operators of this class are several times faster.
+    [[nodiscard]] static LogStream* of(std::ostream& inout_stream)
+    {
+        return typeid(inout_stream) == typeid(LogStream) ? static_cast<LogStream*>(&inout_stream)
+                                                         : nullptr;
+    }
 
     /// Returns what has been streamed until the call.
     /// Ownership: owned by this object.
