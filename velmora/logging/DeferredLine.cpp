@@ -33,7 +33,7 @@ void DeferredLine::append(const log4cplus::Logger& in_logger, const InternalLogg
     if (!pass.isHolding()) [[likely]]
         return AppenderChain::callAppenders(implOf(in_logger), in_event);
     PerThreadPool<DeferredLine>::Lease line;
-    line->m_logger = in_logger;
+    Log4cplusAccess::HandleMembers::assign(in_logger, line->m_logger);
     line->keep(in_event);
     // From here on, `run` gives the line back to the pool.
     ProcessGate::whenFree(*line.release());

@@ -75,6 +75,14 @@ class HandleMembers : public log4cplus::Logger
     {
         return *(in_logger.*(&HandleMembers::value));
     }
+
+    /// Makes the second a handle to the logger of the first. Most often it is one, and the count of
+    /// handles stays as it is.
+    static void assign(const log4cplus::Logger& in_logger, log4cplus::Logger& out_logger)
+    {
+        if (in_logger.*(&HandleMembers::value) != out_logger.*(&HandleMembers::value))
+            out_logger = in_logger;
+    }
 };
 
 /// Gives access to the protected members of an event.
