@@ -271,6 +271,12 @@ void RegisteredParameters::close()
         pNone = nullptr;
 }
 
+void RegisteredParameters::end()
+{
+    if (RegisteredParameters* const pRegistered = ifAlive())
+        pRegistered->close();
+}
+
 std::optional<RegisteredParameters::Row>
 RegisteredParameters::findRow(const std::string& in_strName, const std::vector<Row>& in_more) const
 {

@@ -48,6 +48,10 @@ class RegisteredParameters
     /// Ends the registration: later rows are refused.
     void close();
 
+    /// Closes the list of the process, if there is one: the table must not change any more once a
+    /// configuration has been checked against it.
+    static void end();
+
     /// Makes a table continue with the tables of the list.
     void follow(ParamDefs& inout_table) const { inout_table.m_pNext = &m_begin; }
 
