@@ -4,15 +4,13 @@
 // the same values, what makes the start fail must be an error of the check, and each problem must
 // be one printable line.
 
+#include "fuzz/LogIntoNothing.h"
 #include "fuzz/Require.h"
 
 #include "velmora/config/Configuration.h"
 #include "velmora/config/ConfigurationCheck.h"
 #include "velmora/config/ParameterInfoDB.h"
 #include "velmora/config/ParameterTrie.h"
-#include "velmora/logging/Logger.h"
-
-#include <log4cplus/nullappender.h>
 
 #include <sys/mman.h>
 #include <unistd.h>
@@ -29,16 +27,6 @@ using Fuzz::require;
 
 namespace
 {
-
-/// Sets logging up so that lines from WARN on are built and discarded.
-bool logIntoNothing()
-{
-    log4cplus::Logger root = log4cplus::Logger::getRoot();
-    root.removeAllAppenders();
-    root.addAppender(log4cplus::SharedAppenderPtr(new log4cplus::NullAppender));
-    Logger().setLogLevel(WARN_LOG_LEVEL);
-    return true;
-}
 
 /// Returns the path of a file in memory that holds the text.
 std::string pathOf(const std::string& in_strText)
@@ -84,7 +72,7 @@ bool isPrintable(const std::string& in_strLine)
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* in_pData, std::size_t in_uiSize)
 {
-    static const bool s_bSilent = logIntoNothing();
+    static const bool s_bSilent = Fuzz::logIntoNothing();
     static_cast<void>(s_bSilent);
     const std::string strText(reinterpret_cast<const char*>(in_pData), in_uiSize);
     const ConfigurationCheck check({pathOf(strText)});

@@ -5,13 +5,11 @@
 // The first byte of the input holds flags: 1 for the table of known parameters, 2 for a vector of
 // lines that wait for tags, 4 for another trie. A byte of 1 separates the texts.
 
+#include "fuzz/LogIntoNothing.h"
 #include "fuzz/Require.h"
 
 #include "velmora/config/ParameterInfoDB.h"
 #include "velmora/config/ParameterTrie.h"
-#include "velmora/logging/Logger.h"
-
-#include <log4cplus/nullappender.h>
 
 #include <algorithm>
 #include <cstddef>
@@ -103,21 +101,11 @@ void checkTexts(unsigned int in_uiFlags, const std::string& in_strFirst,
     checkRoundTrip(trie, pDB);
 }
 
-/// Sets logging up so that lines from WARN on are built and discarded.
-bool logIntoNothing()
-{
-    log4cplus::Logger root = log4cplus::Logger::getRoot();
-    root.removeAllAppenders();
-    root.addAppender(log4cplus::SharedAppenderPtr(new log4cplus::NullAppender));
-    Logger().setLogLevel(WARN_LOG_LEVEL);
-    return true;
-}
-
 } // namespace
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* in_pData, std::size_t in_uiSize)
 {
-    static const bool s_bSilent = logIntoNothing();
+    static const bool s_bSilent = Fuzz::logIntoNothing();
     static_cast<void>(s_bSilent);
     if (in_uiSize == 0)
         return 0;
