@@ -152,7 +152,7 @@ inline constexpr ParameterRow s_paramDefsTable[] = {
     {"keswardin.rtp.encodingList", STRING_TYPE, "PCMU,PCMA,telephone-event", false, false, "The RTP encodings that are offered and accepted, by name, the preferred one first. Separated by commas."},
     {"keswardin.media.rtp.resetJitterBufferOnMarkedRtpPacket", BOOL_TYPE, "false", false, false, "When true, the jitter buffer starts afresh at each RTP packet with the marker bit, which begins a talk spurt."},
     {"keswardin.media.rtp.comfortNoise.supported", BOOL_TYPE, "true", false, false, "When true, comfort noise packets (RFC 3389) are offered, and what is received of them is played as noise."},
-    {"keswardin.media.rtp.comfortNoise.defaultNoiseLevelIndBoV", INT_TYPE, "50", false, false, "The level of the noise played when a packet tells none, as the number of dB below the overload point, from 0 to 127."},
+    {"keswardin.media.rtp.comfortNoise.defaultNoiseLevelIndBoV", INT_TYPE, "50", false, false, "The level of the noise played when a packet has none, as the number of dB below the overload point, from 0 to 127."},
     {"keswardin.media.rtp.comfortNoise.defaultPayloadType", INT_TYPE, "13", false, false, "The RTP payload type offered for comfort noise. 13 is the one assigned by RFC 3389."},
     {"keswardin.media.CngSessionManager.internalBufferSizeMs", INT_TYPE, "20", false, false, nullptr},
     {"keswardin.media.audioFormat", STRING_TYPE, nullptr, false, true, "Use parameter rtp.encodingList"},
