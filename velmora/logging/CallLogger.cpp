@@ -10,8 +10,8 @@
 #include "velmora/logging/WithoutThrowing.h"
 
 #include <array>
-#include <cstdio>
 #include <cstring>
+#include <string_view>
 
 VELMORA_LIBRARY_FILE_SCOPE_LOGGER(CallLogger)
 
@@ -33,7 +33,7 @@ CallLogger::~CallLogger()
     {
         // A copy without memory: the call's own text goes with it.
         std::array<char, 128> callId{};
-        std::snprintf(callId.data(), callId.size(), "%s", getCallId());
+        std::string_view(getCallId()).copy(callId.data(), callId.size() - 1);
         withoutThrowingAbout(::liveFileScopeLogger(), "exception at the end of call", callId.data(),
                              [this] { leaveCall(); });
     }

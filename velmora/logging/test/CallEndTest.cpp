@@ -20,6 +20,7 @@
 #include <memory>
 #include <new>
 #include <optional>
+#include <set>
 #include <stdexcept>
 #include <string>
 #include <string_view>
@@ -213,6 +214,22 @@ TEST_F(CallEnd, ClosesTheFileAtEachAllocationThatFails)
                          });
     pLogger.reset();
     testing::internal::GetCapturedStderr();
+}
+
+TEST_F(CallEnd, NamesTheFileOfACallWhereMemoryRunsOut)
+{
+    constexpr int iMost = 40;
+    for (int iServed = 0; iServed < iMost; ++iServed)
+    {
+        auto pLogger = startedCall();
+        const AllocationFailure failure(iServed, AllocationFailure::Lasts::ONCE);
+        pLogger.reset();
+    }
+    std::set<std::string> texts;
+    for (const LogLine& line : errors())
+        texts.insert(line.strLogger + ' ' + line.strText);
+    EXPECT_THAT(texts, testing::Contains("keswardin.infra.CallAppender exception at the end of " +
+                                         m_directory.file("one") + " : std::bad_alloc"));
 }
 
 TEST_F(CallEnd, LeavesNoMemoryWhereAnAppenderCannotBeMade)
