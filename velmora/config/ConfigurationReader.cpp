@@ -15,6 +15,7 @@
 #include <cstring>
 #include <istream>
 #include <new>
+#include <sstream>
 #include <utility>
 
 namespace Velmora
@@ -71,12 +72,15 @@ void ConfigurationReader::read(
     const std::vector<std::pair<std::string, std::string>>& in_parameters)
 {
     m_context.beginSource(in_strUrl, {}, '\n');
+    // As a load does: a value of a site's own source may hold the end of a line.
+    std::stringstream text;
     for (const auto& [strName, strValue] : in_parameters)
-    {
-        std::string strLine = strName;
-        strLine.append(1, '=').append(strValue);
-        readLine(strLine);
-    }
+        text << strName << '=' << strValue << '\n';
+    for (std::string strLine; std::getline(text, strLine);)
+        if (!ConfigurationLine::isBlankOrComment(strLine))
+            readLine(strLine);
+    if (text.bad())
+        throw std::bad_alloc();
     processUnresolved();
 }
 

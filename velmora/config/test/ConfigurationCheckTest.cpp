@@ -197,7 +197,7 @@ TEST_F(ConfigurationCheckTest, ReadsADatabaseAsAStartDoes)
     OneDatabase database({{{"keswardin.exitTimeoutSec", "11"},
                            {"keswardin.killTimeoutSec", "soon"},
                            {"log4cplus.a", "${nowhere}"},
-                           {"log4cplus.c", "y"}}});
+                           {"log4cplus.c", "x\nlog4cplus.c=y"}}});
     const ConfigurationCheck check({"db://host/set?password=pw", "a.cfg"});
     EXPECT_THAT(database.urls, ElementsAre("db://host/set?password=pw"));
     EXPECT_FALSE(GlobalConfigSeam::isCheck());
@@ -207,6 +207,8 @@ TEST_F(ConfigurationCheckTest, ReadsADatabaseAsAStartDoes)
             "db://host/set?password=***: warning: keswardin.killTimeoutSec = soon is STRING and "
             "has no effect; write an INT, a whole number without a unit, as in "
             "\"keswardin.killTimeoutSec = 60\", instead of \"soon\" [wrong-type]",
+            "db://host/set?password=***: warning: log4cplus.c = y replaces the value x of "
+            "db://host/set?password=***; delete one of the two lines [redefinition]",
             "db://host/set?password=***: error: log4cplus.a = ${nowhere} has a tag without a "
             "value: no "
             "parameter and no environment variable is named ${nowhere} ; add the line \"nowhere = "

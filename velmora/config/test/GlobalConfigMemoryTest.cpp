@@ -203,6 +203,23 @@ TEST_F(GlobalConfigMemory, SettingATextFailsWithAMessage)
         [](GlobalConfigImpl& inout_config) { return textOf(inout_config, s_szText) == s_strLong; });
 }
 
+TEST_F(GlobalConfigMemory, AFailedSetOfATextNamesTheParameter)
+{
+    const CapturedLog log;
+    GlobalConfigImpl config;
+    load(config);
+    ParameterValue value;
+    value = s_strLong.c_str();
+    {
+        const AllocationFailure failure(0, AllocationFailure::Lasts::ONCE);
+        EXPECT_FALSE(config.setParameter(s_szText, value));
+    }
+    EXPECT_EQ(log.lines().back(),
+              errorLine("keswardin.infra.GlobalConfig",
+                        std::string("failed to set the Global Configuration parameter ") +
+                            s_szText + " : std::bad_alloc"));
+}
+
 TEST_F(GlobalConfigMemory, ReadingATextFailsWithAMessage)
 {
     expectResultAtEachFailure(
