@@ -46,11 +46,37 @@ std::pair<std::string, std::string> nameWithValue(PyObject* in_pyNameValue)
     return {szParamName, szParamValue};
 }
 
+/// Keeps imports from writing compiled modules while a check asks, which writes no file.
+class BytecodeOfCheck
+{
+  public:
+    BytecodeOfCheck()
+    {
+        if (GlobalConfigSeam::isCheck())
+            m_pFormer = PySys_GetObject(s_szNotWritten);
+        if (m_pFormer == nullptr)
+            return;
+        Py_INCREF(m_pFormer);
+        PySys_SetObject(s_szNotWritten, Py_True);
+    }
+    ~BytecodeOfCheck()
+    {
+        if (m_pFormer == nullptr)
+            return;
+        PySys_SetObject(s_szNotWritten, m_pFormer);
+        Py_DECREF(m_pFormer);
+    }
+    BytecodeOfCheck(const BytecodeOfCheck&) = delete;
+    BytecodeOfCheck& operator=(const BytecodeOfCheck&) = delete;
+
+  private:
+    static constexpr const char* s_szNotWritten = "dont_write_bytecode";
+    PyObject* m_pFormer = nullptr;
+};
+
 GlobalConfigSeam::DatabaseSource::Parameters askModel(const std::string& in_strUrl)
 {
-    // A check writes no file.
-    if (GlobalConfigSeam::isCheck())
-        PySys_SetObject("dont_write_bytecode", Py_True);
+    const BytecodeOfCheck bytecode;
     const python::object model = python::import("velmora.infra.ConfigPropertiesModel");
     const python::list result(
         model.attr("getPropertyNameValuesForGivenSetsAndHostnames")(in_strUrl));

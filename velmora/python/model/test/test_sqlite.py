@@ -2,6 +2,7 @@
 
 """Tests what is read from an SQLite file, and why nothing is."""
 
+import gc
 import os
 import signal
 import sqlite3
@@ -10,7 +11,7 @@ import subprocess
 import sys
 import time
 import unittest
-from typing import Any
+from typing import Any, Callable
 
 from support import ModelTest, read, run
 from velmora.infra.model.failure import ChangeError
@@ -245,6 +246,18 @@ class SqliteFaultTest(ModelTest):
                                           "line; remove it from the database")):
             self.change_by_hand("DELETE FROM parameter_value", put.format(name, value))
             self.assertEqual(fault, self.fault("sets=a"))
+
+    def test_a_read_leaves_the_collector_as_it_was(self) -> None:
+        acts: list[Callable[[], object]] = [lambda: read(self.url("sets=a")), lambda: self.fault("sets=b")]
+        for act in acts:
+            act()
+            self.assertTrue(gc.isenabled())
+            gc.disable()
+            try:
+                act()
+                self.assertFalse(gc.isenabled())
+            finally:
+                gc.enable()
 
     def test_a_tag_of_a_value_is_returned_as_it_is(self) -> None:
         with self.store().change() as change:
