@@ -31,6 +31,19 @@ using testing::ElementsAre;
 using testing::HasSubstr;
 using testing::SizeIs;
 
+/// A gateway that gets signals.
+class GatewaySignals : public GatewayProcess
+{
+  protected:
+    void switchRecordingOnAndOff()
+    {
+        signal(SIGUSR1);
+        waitForLine("recording of calls is on");
+        signal(SIGUSR1);
+        waitForLine("recording of calls is off");
+    }
+};
+
 } // namespace
 
 TEST_F(GatewayProcess, StopsAtSigintToo)
@@ -41,13 +54,10 @@ TEST_F(GatewayProcess, StopsAtSigintToo)
     EXPECT_THAT(log(), Contains("INFO keswardin.gateway - stopping : Interrupt"));
 }
 
-TEST_F(GatewayProcess, SwitchesRecordingOnAndOffAtRunTimeOfItsProtectedConfiguration)
+TEST_F(GatewaySignals, SwitchRecordingOnAndOffAtRunTimeOfItsProtectedConfiguration)
 {
     start();
-    signal(SIGUSR1);
-    waitForLine("recording of calls is on");
-    signal(SIGUSR1);
-    waitForLine("recording of calls is off");
+    switchRecordingOnAndOff();
     EXPECT_EQ(0, stop());
     EXPECT_THAT(log(), Contains("ERROR keswardin.infra.GlobalConfig - failed to set a Global "
                                 "Configuration parameter because it is write protected : "
@@ -55,15 +65,12 @@ TEST_F(GatewayProcess, SwitchesRecordingOnAndOffAtRunTimeOfItsProtectedConfigura
                            .Times(2));
 }
 
-TEST_F(GatewayProcess, HandlesASignalThatItsPipeDoesNotTake)
+TEST_F(GatewaySignals, AreHandledThoughTheirPipeTakesNone)
 {
     setEnvironment("LD_PRELOAD", VELMORA_HELPER_EXAMPLES_FAILS_DATAGRAMS);
     setEnvironment("FAILS_WRITES", "1");
     start();
-    signal(SIGUSR1);
-    waitForLine("recording of calls is on");
-    signal(SIGUSR1);
-    waitForLine("recording of calls is off");
+    switchRecordingOnAndOff();
     EXPECT_EQ(0, stop());
     EXPECT_THAT(log(), testing::Contains("INFO keswardin.gateway - stopping : Terminated"));
 }
