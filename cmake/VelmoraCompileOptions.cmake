@@ -23,6 +23,14 @@ add_library(velmora-test-options INTERFACE)
 target_link_libraries(velmora-test-options INTERFACE velmora-options)
 target_compile_options(velmora-test-options INTERFACE -O0)
 
+# What helper programs and benchmarks are compiled with on top of that: sanitizers look at them, too, and
+# nothing is measured with one.
+add_library(velmora-program-options INTERFACE)
+target_link_libraries(velmora-program-options INTERFACE velmora-options)
+if(VELMORA_SANITIZERS)
+  target_compile_options(velmora-program-options INTERFACE -O0)
+endif()
+
 # What the library's own sources are compiled with on top of that.
 add_library(velmora-library-options INTERFACE)
 target_link_libraries(velmora-library-options INTERFACE velmora-options)

@@ -53,7 +53,7 @@ endfunction()
 function(velmora_add_helper name)
   cmake_parse_arguments(PARSE_ARGV 1 ARG "" "" "SOURCES;LIBRARIES")
   add_executable(${name} ${ARG_SOURCES})
-  target_link_libraries(${name} PRIVATE velmora-options Keswardin::infra ${ARG_LIBRARIES})
+  target_link_libraries(${name} PRIVATE velmora-program-options Keswardin::infra ${ARG_LIBRARIES})
 endfunction()
 
 # velmora_add_benchmark(name SOURCES ... [LIBRARIES ...]): a part of the target "benchmarks".
@@ -61,7 +61,7 @@ function(velmora_add_benchmark name)
   cmake_parse_arguments(PARSE_ARGV 1 ARG "" "" "SOURCES;LIBRARIES")
   add_executable(${name} ${ARG_SOURCES})
   target_link_libraries(${name} PRIVATE
-    velmora-options Keswardin::infra benchmark::benchmark ${ARG_LIBRARIES})
+    velmora-program-options Keswardin::infra benchmark::benchmark ${ARG_LIBRARIES})
   add_dependencies(benchmarks ${name})
 endfunction()
 
