@@ -44,6 +44,11 @@ if(VELMORA_BUILD_FUZZERS)
   target_compile_options(velmora-library-options INTERFACE -fsanitize=fuzzer-no-link)
 endif()
 if(VELMORA_COVERAGE)
-  target_compile_options(velmora-library-options INTERFACE --coverage -fprofile-update=atomic)
-  target_link_options(velmora-library-options INTERFACE --coverage)
+  if(NOT CMAKE_CXX_COMPILER_ID STREQUAL Clang)
+    message(SEND_ERROR "VELMORA_COVERAGE needs clang, as in the preset asan-ubsan")
+  endif()
+  # Every process adds its counts to one of four files.
+  target_compile_options(velmora-library-options INTERFACE
+    "-fprofile-instr-generate=${PROJECT_BINARY_DIR}/coverage/%4m.profraw" -fcoverage-mapping)
+  target_link_options(velmora-library-options INTERFACE -fprofile-instr-generate)
 endif()

@@ -135,10 +135,6 @@ LEAVES_MAIN = "{leaves main}"
 BEFORE_MAIN = "{before main}"
 # Files whose frames do not count when the origin of a stack is named: "{crash in libsofia-sip-ua.so.0}".
 RUN_TIME = re.compile(r"/lib(c|stdc\+\+|gcc_s|pthread)\.so|/ld-linux|\[vdso\]")
-# Redirects the output of a coverage build to a path that cannot be written, and recognises the
-# system calls with which it tries.
-NO_PROFILE = {"GCOV_PREFIX": "/dev/null", "GCOV_PREFIX_STRIP": "99"}
-OF_PROFILE = re.compile(r'"/dev(/null(/[^"]*)?)?"')
 
 STATE_TEXT = 65536 - 24
 STATE_SITES = 1 << 20
@@ -156,7 +152,7 @@ CRASHED, HUNG, LOST, REPORTED, UNAFFECTED, UNREACHED = (
 OUTCOMES = [CRASHED, HUNG, LOST, REPORTED, UNAFFECTED]
 FINDINGS = {CRASHED, HUNG, LOST}
 
-REPORT = re.compile(r"\b(WARN|ERROR|FATAL|FAILED)\b|log4cplus:ERROR|profiling:.*error")
+REPORT = re.compile(r"\b(WARN|ERROR|FATAL|FAILED)\b|log4cplus:ERROR")
 CRASH = re.compile(r"terminate called|(Address|Thread|Leak|UndefinedBehavior)Sanitizer|runtime error:")
 REFUSED = re.compile(r'^\d+ +write\(2, "((?:[^"\\]|\\.)*)".*\(INJECTED\)$', re.MULTILINE)
 KILLED = re.compile(r"\+\+\+ killed by (SIG\w+)")
@@ -631,8 +627,7 @@ class Harness:
         with open(state, "wb") as file:
             file.truncate(STATE_SIZE)
         command, more = target.prepare(home, number)
-        environment = {"PATH": os.environ.get("PATH", "/usr/bin:/bin"), "LC_ALL": "C", "TZ": "UTC",
-                       **NO_PROFILE, **more}
+        environment = {"PATH": os.environ.get("PATH", "/usr/bin:/bin"), "LC_ALL": "C", "TZ": "UTC", **more}
         own = {"FAULTS_STATE": str(state)}
         if sites:
             own["FAULTS_SITES"] = "1"
@@ -679,8 +674,7 @@ class Harness:
         # reported.
         run.errors += "".join(text.replace("\\n", "\n") + "\n" for text in REFUSED.findall(run.trace))
         for line in run.errors.splitlines():
-            if not line.startswith("profiling:"):
-                run.said["standard error", target.plain(line, home)] += 1
+            run.said["standard error", target.plain(line, home)] += 1
         for name, path in target.files(home):
             for line in path.read_text("utf-8", "replace").splitlines():
                 plain = target.plain(line, home)
@@ -867,7 +861,7 @@ def bare(name: str) -> str:
 
 # --- Which faults ---------------------------------------------------------------------------------------------------
 
-TRACE_LINE = re.compile(r"^(\d+) +(\w+)\((.*)")
+TRACE_LINE = re.compile(r"^(\d+) +(\w+)\(")
 
 
 def places_of_calls(trace: str) -> dict[str, list[int]]:
@@ -876,10 +870,9 @@ def places_of_calls(trace: str) -> dict[str, list[int]]:
     places: dict[str, set[int]] = collections.defaultdict(set)
     for line in trace.splitlines():
         if match := TRACE_LINE.match(line):
-            thread, call, rest = match.groups()
+            thread, call = match.groups()
             counts[thread, call] += 1
-            if not OF_PROFILE.search(rest):
-                places[call].add(counts[thread, call])
+            places[call].add(counts[thread, call])
     return {call: sorted(numbers) for call, numbers in places.items()}
 
 
