@@ -2,6 +2,9 @@
 
 # Functions that make a test, a helper program, a benchmark or a fuzz target in one line.
 
+# With it sanitizers name functions, as their suppressions do.
+find_program(VELMORA_SYMBOLIZER llvm-symbolizer HINTS /usr/lib/llvm-14/bin)
+
 # Every test runs in a process of its own, with an environment free of the library's variables.
 # Further arguments are properties of the tests and their values.
 function(velmora_register_tests target prefix)
@@ -14,14 +17,16 @@ function(velmora_register_tests target prefix)
   set(environment "VELMORA=unset:;VELMORA_MEM_ACCOUNTING=unset:;VELMORA_OUTDIR_STRING=unset:")
   if(VELMORA_SANITIZERS STREQUAL "thread")
     string(APPEND environment ";TSAN_OPTIONS=set:atexit_sleep_ms=0"
-      " suppressions=${PROJECT_SOURCE_DIR}/tests/support/thread-sanitizer.supp")
+      " suppressions=${PROJECT_SOURCE_DIR}/tests/support/thread-sanitizer.supp"
+      " external_symbolizer_path=${VELMORA_SYMBOLIZER}")
   endif()
   if(VELMORA_SANITIZERS MATCHES "address")
     # The leak check comes before the exit list, and so before the end of Python. It sees what objects of
     # scripts hold only where Python's memory is malloc's.
     string(APPEND environment ";PYTHONMALLOC=set:malloc")
     string(APPEND environment ";LSAN_OPTIONS=set:"
-      "suppressions=${PROJECT_SOURCE_DIR}/tests/support/leak-sanitizer.supp:print_suppressions=0")
+      "suppressions=${PROJECT_SOURCE_DIR}/tests/support/leak-sanitizer.supp:print_suppressions=0"
+      ":external_symbolizer_path=${VELMORA_SYMBOLIZER}")
   endif()
   # The names are known when ctest starts, and the command above takes no property that is a list.
   set(script "${CMAKE_CURRENT_BINARY_DIR}/${target}-environment.cmake")
