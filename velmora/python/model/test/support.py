@@ -24,9 +24,9 @@ def read(url: str) -> Parameters:
 
 
 def run(script: str, *arguments: str, **environment: str) -> "subprocess.CompletedProcess[str]":
-    """Runs a script in a Python of its own."""
-    return subprocess.run([sys.executable, "-c", textwrap.dedent(script), *arguments], capture_output=True, text=True,
-                          timeout=60, check=False, env={**os.environ, **environment})
+    """Runs a script in a Python of its own, whose lines stand where they were written between those of the library."""
+    return subprocess.run([sys.executable, "-u", "-c", textwrap.dedent(script), *arguments], capture_output=True,
+                          text=True, timeout=60, check=False, env={**os.environ, **environment})
 
 
 class ModelTest(unittest.TestCase):

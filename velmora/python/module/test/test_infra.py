@@ -32,7 +32,7 @@ class Trunk(Alarm):
 def run(script: str, **environment: str) -> "subprocess.CompletedProcess[str]":
     """Runs a script in a plain interpreter of its own."""
     return subprocess.run(
-        [sys.executable, "-c", textwrap.dedent(script)],
+        [sys.executable, "-u", "-c", textwrap.dedent(script)],
         capture_output=True, text=True, timeout=60, check=False,
         env={**os.environ, **environment},
     )
