@@ -31,13 +31,6 @@ if(VELMORA_SANITIZERS)
   target_compile_options(velmora-program-options INTERFACE -O0)
 endif()
 
-# Some hundred programs are linked in a quarter of the time by lld. The library is linked as in a release.
-find_program(VELMORA_LLD ld.lld)
-if(VELMORA_LLD)
-  target_link_options(velmora-test-options INTERFACE -fuse-ld=lld)
-  target_link_options(velmora-program-options INTERFACE -fuse-ld=lld)
-endif()
-
 # What the library's own sources are compiled with on top of that.
 add_library(velmora-library-options INTERFACE)
 target_link_libraries(velmora-library-options INTERFACE velmora-options)

@@ -5,6 +5,10 @@
 # With it sanitizers name functions, as their suppressions do.
 find_program(VELMORA_SYMBOLIZER llvm-symbolizer HINTS /usr/lib/llvm-14/bin)
 
+# Links some hundred tests in a quarter of the time. Helper programs are linked as users do, whose stacks
+# the linker leaves readable.
+find_program(VELMORA_LLD ld.lld)
+
 # Every test runs in a process of its own, with an environment free of the library's variables.
 # Further arguments are properties of the tests and their values.
 function(velmora_register_tests target prefix)
@@ -45,6 +49,9 @@ function(velmora_add_test)
   add_executable(${target} ${ARG_SOURCES})
   target_link_libraries(${target} PRIVATE velmora-test-support ${ARG_LIBRARIES})
   target_precompile_headers(${target} REUSE_FROM velmora-test-support)
+  if(VELMORA_LLD)
+    target_link_options(${target} PRIVATE -fuse-ld=lld)
+  endif()
   foreach(helper IN LISTS ARG_HELPERS)
     string(MAKE_C_IDENTIFIER "VELMORA_HELPER_${helper}" macro)
     string(TOUPPER "${macro}" macro)
