@@ -9,8 +9,8 @@ find_program(VELMORA_SYMBOLIZER llvm-symbolizer HINTS /usr/lib/llvm-14/bin)
 # the linker leaves readable.
 find_program(VELMORA_LLD ld.lld)
 
-# Every test runs in a process of its own, with an environment free of the library's variables.
-# Further arguments are properties of the tests and their values.
+# Every test runs in a process of its own, with an environment free of the variables of the library and
+# of Python. Further arguments are properties of the tests and their values.
 function(velmora_register_tests target prefix)
   gtest_discover_tests(${target}
     TEST_PREFIX "${prefix}."
@@ -19,6 +19,7 @@ function(velmora_register_tests target prefix)
     PROPERTIES TIMEOUT 300 ${ARGN})
 
   set(environment "VELMORA=unset:;VELMORA_MEM_ACCOUNTING=unset:;VELMORA_OUTDIR_STRING=unset:")
+  string(APPEND environment ";PYTHONUNBUFFERED=unset:;PYTHONDONTWRITEBYTECODE=unset:")
   if(VELMORA_SANITIZERS STREQUAL "thread")
     string(APPEND environment ";TSAN_OPTIONS=set:atexit_sleep_ms=0"
       " suppressions=${PROJECT_SOURCE_DIR}/tests/support/thread-sanitizer.supp"
