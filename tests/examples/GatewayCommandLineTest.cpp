@@ -184,6 +184,7 @@ TEST_F(GatewayProcess, ChecksItsConfigurationAndStartsNothing)
 
 TEST_F(GatewayProcess, TheCheckListsWhatIsWrongWithPlaceAndRuleAndEndsWithOne)
 {
+    const std::size_t uiFirst = linesOf(home().read("etc/site.cfg")).size() + 1;
     configure("keswardin.sip.TimerT1 = 0500");
     configure("keswardin.media.rtp.udpPortRange = 20000-99999");
     configure("keswardin.gw.ringTimeoutMillis = 4");
@@ -192,17 +193,18 @@ TEST_F(GatewayProcess, TheCheckListsWhatIsWrongWithPlaceAndRuleAndEndsWithOne)
     EXPECT_EQ(1, result.iExitCode);
     EXPECT_EQ("", result.strErrors);
     const std::string strFile = etc("site.cfg");
-    for (
-        const char* const szLine :
-        {":9: warning: keswardin.sip.TimerT1 = 0500 is 320, because a number that begins with 0 is "
-         "octal; write 500 [octal]\n",
-         ":10: error: keswardin.media.rtp.udpPortRange = 20000-99999 : port 99999 is not a number "
-         "from 1 to 65535 [port-range]\n",
-         ":11: warning: keswardin.gw.ringTimeoutMillis = 4 is unknown; write "
-         "\"keswardin.gw.ringTimeoutMs = 4\" [unknown-name]\n",
-         ":12: error: the line is no parameter; write \"name = value\" instead of \"no parameter\" "
-         "[parse-error]\n"})
-        EXPECT_THAT(result.strOutput, HasSubstr(strFile + szLine));
+    std::size_t uiLine = uiFirst;
+    for (const char* const szProblem :
+         {": warning: keswardin.sip.TimerT1 = 0500 is 320, because a number that begins with 0 is "
+          "octal; write 500 [octal]\n",
+          ": error: keswardin.media.rtp.udpPortRange = 20000-99999 : port 99999 is not a number "
+          "from 1 to 65535 [port-range]\n",
+          ": warning: keswardin.gw.ringTimeoutMillis = 4 is unknown; write "
+          "\"keswardin.gw.ringTimeoutMs = 4\" [unknown-name]\n",
+          ": error: the line is no parameter; write \"name = value\" instead of \"no parameter\" "
+          "[parse-error]\n"})
+        EXPECT_THAT(result.strOutput,
+                    HasSubstr(strFile + ':' + std::to_string(uiLine++) + szProblem));
     EXPECT_THAT(result.strOutput,
                 testing::EndsWith("The gateway does not start with this configuration: 2 errors, 3 "
                                   "warnings, 1 note.\n"));
@@ -213,7 +215,7 @@ TEST_F(GatewayProcess, TheCheckListsWhatIsWrongWithPlaceAndRuleAndEndsWithOne)
     EXPECT_EQ(6, json["problems"].size());
     EXPECT_EQ("octal", json["problems"][0]["rule"]);
     EXPECT_EQ(strFile, json["problems"][0]["file"]);
-    EXPECT_EQ(9, json["problems"][0]["line"]);
+    EXPECT_EQ(uiFirst, json["problems"][0]["line"]);
     EXPECT_EQ(1, run(sources()).iExitCode);
 }
 

@@ -214,7 +214,6 @@ TEST_F(GatewayFiles, ThatOpenTooLateRefuseNewCalls)
 
 TEST_F(GatewayFiles, WithoutALimitNoTimeIsTooLate)
 {
-    configure("gateway.overload.fileLateMs = 0");
     hold();
     start();
     SipCaller late(address());

@@ -310,7 +310,6 @@ TEST_F(GatewayOverload, ARequestWithATooLongHeaderIsRefusedWith513)
 TEST_F(GatewayOverload, OfTheLoopRefusesNewCallsUntilItHasCaughtUp)
 {
     configure("gateway.overload.queueKB = 40");
-    configure("gateway.overload.timerLateMs = 0");
     start();
     SipCaller standing(address());
     standing.invite("nobody");

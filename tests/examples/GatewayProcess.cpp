@@ -32,6 +32,8 @@ GatewayProcess::GatewayProcess() : m_strAddress(addressOfThisProcess())
     // The load of the machine must not affect most tests.
     configure("keswardin.system.cpu.monitor.monitoringPeriodInMs = 0");
     configure("gateway.calls.monitor.monitoringPeriodInMs = 0");
+    configure("gateway.overload.timerLateMs = 0");
+    configure("gateway.overload.fileLateMs = 0");
     setEnvironment("GATEWAY_HOME", m_home.path().string());
 }
 
