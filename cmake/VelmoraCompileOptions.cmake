@@ -21,7 +21,9 @@ endif()
 # would take most of the time of a build. So does more for a debugger than their lines.
 add_library(velmora-test-options INTERFACE)
 target_link_libraries(velmora-test-options INTERFACE velmora-options)
-target_compile_options(velmora-test-options INTERFACE -O0 -g1)
+target_compile_options(velmora-test-options INTERFACE -O0 -g1
+  # GCC collects no garbage, which takes a twelfth less time, and 50 MB more.
+  $<$<CXX_COMPILER_ID:GNU>:--param=ggc-min-heapsize=4000000>)
 
 # What helper programs and benchmarks are compiled with on top of that: sanitizers look at them, too, and
 # nothing is measured with one.
