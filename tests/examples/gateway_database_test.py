@@ -15,12 +15,23 @@ import subprocess
 import sys
 import tempfile
 import unittest
+from contextlib import suppress
 from pathlib import Path
 
 from database_gateway import DatabaseGateway, fill, make_tree, own_address
 from velmora.infra.model.store import Store
 
 STOPPED = "WARN - stopping : the gateway is stopped before it has started\n"
+
+
+def has_open(pid: int, file: Path) -> bool:
+    """Returns whether a process has a file open."""
+    for descriptor in Path(f"/proc/{pid}/fd").iterdir():
+        # It may be closed while they are listed.
+        with suppress(FileNotFoundError):
+            if os.readlink(descriptor) == str(file):
+                return True
+    return False
 
 
 class GatewayDatabase(unittest.TestCase):
@@ -112,10 +123,7 @@ class GatewayDatabase(unittest.TestCase):
         self.addCleanup(connection.close)
         connection.execute("BEGIN EXCLUSIVE")
         self.gateway.start(self.url + "&deadline=600")
-        opened = Path(f"/proc/{self.gateway.pid}/fd")
-        # A descriptor may be closed while they are listed.
-        self.gateway.wait_for(lambda: str(self.file) in [os.path.realpath(entry) for entry in opened.iterdir()],
-                              "it does not open the database")
+        self.gateway.wait_for(lambda: has_open(self.gateway.pid, self.file), "it does not open the database")
         self.assertEqual(STOPPED, self.stop())
 
 
