@@ -139,12 +139,12 @@ class ReadTest(PostgresqlTest):
         self.addCleanup(locker.close)
         self.addCleanup(other.close)
         locker.cursor().execute("BEGIN; LOCK TABLE parameter_value")
-        reader = threading.Thread(target=lambda: self.fault_of(SERVER.socket_url("sets=a&deadline=0.5")))
+        reader = threading.Thread(target=lambda: self.fault_of(SERVER.socket_url("sets=a&deadline=2")))
         reader.start()
         while extensions.get_wait_callback() is None:
             time.sleep(0.01)
         with other.cursor() as cursor:
-            cursor.execute("SELECT 5 FROM pg_sleep(1)")
+            cursor.execute("SELECT 5 FROM pg_sleep(3)")
             self.assertEqual(5, cursor.fetchone()[0])
         reader.join()
 
@@ -283,8 +283,14 @@ class FaultTest(PostgresqlTest):
         self.lock()
         texts: list[str] = []
         reader = threading.Thread(target=lambda: texts.append(self.fault_of(SERVER.socket_url("sets=a&deadline=30"))))
+        watcher = SERVER.connect("gateways")
+        self.addCleanup(watcher.close)
         reader.start()
-        time.sleep(0.5)
+        with watcher.cursor() as cursor:
+            waits = None
+            while waits is None and reader.is_alive():
+                cursor.execute("SELECT pid FROM pg_stat_activity WHERE usename = 'gw' AND wait_event_type = 'Lock'")
+                waits = cursor.fetchone()
         SERVER.stop(signal.SIGQUIT)
         self.addCleanup(SERVER.start)
         reader.join()

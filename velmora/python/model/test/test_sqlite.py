@@ -102,11 +102,11 @@ class PrecedenceTest(ModelTest):
         done = run("""
             import socket, sys, time
             socket.gethostname = lambda: "gw1"
-            socket.getaddrinfo = lambda *_, **__: time.sleep(9)
+            socket.getaddrinfo = lambda *_, **__: time.sleep(60)
             from velmora.infra.ConfigPropertiesModel import getPropertyNameValuesForGivenSetsAndHostnames as get
             print(dict(get(sys.argv[1]))["e"])
-        """, self.url("sets=site-a&deadline=1"))
-        self.assertEqual((f'WARN - only parameters for host "gw1" are read from {self.url("sets=site-a&deadline=1")}: the '
+        """, self.url("sets=site-a&deadline=6"))
+        self.assertEqual((f'WARN - only parameters for host "gw1" are read from {self.url("sets=site-a&deadline=6")}: the '
                           "full name of this machine is not found: the name server does not answer; write hostnames= "
                           "into the URL\nsite-a, gw1\n", ""), (done.stdout, done.stderr))
 
