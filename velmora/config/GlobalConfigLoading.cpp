@@ -7,6 +7,7 @@
 #include "velmora/config/GlobalConfigSource.h"
 #include "velmora/config/LoadProblems.h"
 #include "velmora/config/NameIndex.h"
+#include "velmora/config/ParamDefsTable.h"
 #include "velmora/config/ParameterInfoDB.h"
 #include "velmora/config/ReadingContext.h"
 #include "velmora/config/RegisteredParameters.h"
@@ -21,8 +22,6 @@
 
 #include <list>
 #include <locale>
-#include <memory>
-#include <new>
 #include <sstream>
 #include <string>
 #include <utility>
@@ -41,29 +40,6 @@ namespace
 {
 
 constexpr const char* s_szLoadFails = "failed to load the Global Config";
-
-using NameAndAdvice = std::pair<std::string, std::string>;
-
-/// Returns the deprecated names of the table with what to write instead. Programs cannot register
-/// deprecated parameters, so the names do not change. Never destroyed: a configuration may be
-/// loaded until the end of the exit list.
-const std::vector<NameAndAdvice>& deprecatedNames()
-{
-    static const std::vector<NameAndAdvice>& s_names = []() -> const std::vector<NameAndAdvice>&
-    {
-        auto pNames = std::make_unique<std::vector<NameAndAdvice>>();
-        std::vector<ParameterInfoWithName> infos;
-        // The list fails only if memory runs out, and the next load then tries again.
-        if (!ParameterInfoDB::getInstance().retrieve("", infos))
-            throw std::bad_alloc();
-        for (const ParameterInfoWithName& info : infos)
-            if (info.m_bDeprecated)
-                pNames->emplace_back(info.m_strName,
-                                     ConfigurationAdvice::forDeprecated(info.m_strDescription));
-        return *pNames.release();
-    }();
-    return s_names;
-}
 
 } // namespace
 
@@ -99,14 +75,18 @@ class GlobalConfigImpl::Load
     /// Notes the places of deprecated parameters, which are reported when the start has gone on.
     void noteDeprecated()
     {
-        for (const auto& [strName, strAdvice] : deprecatedNames())
+        // Programs cannot register deprecated parameters, so all are in the table.
+        for (const ParameterRow& row : s_paramDefsTable)
         {
-            const NameIndex::StringTrie* const pNode = m_config.m_pIndex->find(strName);
+            const NameIndex::StringTrie* const pNode =
+                row.bDeprecated ? m_config.m_pIndex->find(row.szName) : nullptr;
             if (pNode == nullptr || !pNode->data().defined())
                 continue;
-            const LinePlace place = m_context.definitionOf(strName);
+            const LinePlace place = m_context.definitionOf(row.szName);
             if (place.known())
-                m_config.m_pProblems->note(strName, m_context.lineAbout(place, strAdvice));
+                m_config.m_pProblems->note(
+                    row.szName, m_context.lineAbout(
+                                    place, ConfigurationAdvice::forDeprecated(row.szDescription)));
         }
     }
 
