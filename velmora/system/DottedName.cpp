@@ -112,7 +112,12 @@ void dottedStringToVector(const char* in_szName, std::vector<std::string>& out_c
 
 void vectorToDottedString(const std::vector<std::string>& in_components, std::string& out_strName)
 {
+    // One dot less than there are components.
+    std::size_t uiLength = in_components.empty() ? 0 : in_components.size() - 1;
+    for (const std::string& component : in_components)
+        uiLength += component.size();
     out_strName.clear();
+    out_strName.reserve(uiLength);
     for (const std::string& component : in_components)
     {
         if (&component != &in_components.front())

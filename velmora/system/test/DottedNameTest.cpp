@@ -156,3 +156,18 @@ TEST(DottedName, IsJoinedWithOneDotBetweenComponents)
 }
 
 TEST(DottedName, IsEmptyWithoutComponents) { EXPECT_EQ("", joined({})); }
+
+TEST(DottedName, IsJoinedIntoMemoryThatIsAllocatedOnceIfItIsNeeded)
+{
+    // The longest text that a string holds itself.
+    const std::vector<std::string> shortOnes{"abcd", "efghi", "jklm"};
+    const std::vector<std::string> longOnes{"keswardin", "infra", "coreDump", "writeOnCrash"};
+    std::string strShort;
+    std::string strLong;
+    const MallocWatch watch;
+    vectorToDottedString(shortOnes, strShort);
+    EXPECT_EQ(0U, watch.countMallocs());
+    vectorToDottedString(longOnes, strLong);
+    EXPECT_EQ(1U, watch.countMallocs());
+    EXPECT_EQ(15U, strShort.size());
+}
