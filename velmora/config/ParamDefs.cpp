@@ -18,6 +18,7 @@
 
 #include <algorithm>
 #include <bit>
+#include <cstddef>
 #include <exception>
 #include <limits>
 #include <ostream>
@@ -41,6 +42,9 @@ static_assert(areTypesOfParameters(s_paramDefsTable),
               "a parameter is a STRING, an INT, a BOOL or a FLOAT");
 static_assert(areDescriptionsReadable(s_paramDefsTable),
               "a description is one line of text, and a deprecated row has one");
+
+/// Names with more components are rare.
+constexpr std::size_t s_uiUsualComponents = 8;
 
 /// Replaces a value by its text.
 void convertToString(ParameterValue& inout_value)
@@ -94,6 +98,7 @@ const ParameterInfo* ParamDefs::addParameter(const char* in_szName, ParameterVal
     if (in_type == ParameterValue::UNDEF_TYPE)
         return nullptr;
     std::vector<std::string> components;
+    components.reserve(s_uiUsualComponents);
     dottedStringToVector(in_szName, components);
 
     ParameterInfo paramInfo;
@@ -115,7 +120,7 @@ const ParameterInfo* ParamDefs::addParameter(const char* in_szName, ParameterVal
     if (insertionResult.first == nullptr)
         return nullptr;
     VELMORA_FILE_ASSERT(insertionResult.first->data().m_type == ParameterValue::UNDEF_TYPE);
-    insertionResult.first->data() = paramInfo;
+    insertionResult.first->data() = std::move(paramInfo);
     return &insertionResult.first->data();
 }
 
