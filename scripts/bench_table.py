@@ -6,7 +6,8 @@ The results are Google Benchmark's JSON, a file for each process: <program>.<var
 The document gets the table between its two marker lines. The file headers.json has the seconds that the
 compiler takes for each public header, by scripts/header_cost.py.
 
-The time of a work is the smallest of all rounds: other activity of the machine can only add to it.
+The time of a work is the smallest of all rounds: other activity of the machine can only add to it. Where threads meet
+at a lock it is the median: in the fastest round, they may have missed each other.
 """
 
 import argparse
@@ -15,6 +16,7 @@ import json
 import math
 import pathlib
 import re
+import statistics
 import sys
 
 MALLOCS = ["glibc", "jemalloc", "tcmalloc", "mimalloc"]
@@ -106,6 +108,10 @@ NAMED_WORKS = [
     ("closestName", "closest known name to one with a wrong letter", "two rows", 0.2),
 ]
 
+# Works on threads that meet at a lock of ours or of a peer.
+MEETINGS = {"fileFlushedBoth", "fileBufferedBoth", "gatePassBoth", "getIntBoth", "getIntWhileSet", "callFileBoth",
+            "callStartEndBoth", "pythonHandleBoth"}
+
 # Works that are not measured: the time of the first of two others minus the time of the second.
 DIFFERENCES = {"callsAtOnceMore": ("callsAtOnce10000", "callsAtOnce100")}
 
@@ -133,19 +139,22 @@ class Results:
     """All figures, by work and by the library that did it."""
 
     def __init__(self, directory):
-        self.times = collections.defaultdict(dict)
+        rounds = collections.defaultdict(lambda: collections.defaultdict(list))
         self.allocations = collections.defaultdict(dict)
         self.bytes = {}
         self.named_bytes = collections.defaultdict(dict)
         for path in sorted(directory.glob("*.*.*.json")):
-            self._read(path)
-        if not self.times:
+            self._read(path, rounds)
+        if not rounds:
             sys.exit(f"bench_table.py: no results in {directory}")
+        self.times = {work: {doer: (statistics.median if work in MEETINGS else min)(times)
+                             for doer, times in doers.items()}
+                      for work, doers in rounds.items()}
         for work, (more, less) in DIFFERENCES.items():
             self.times[work] = {doer: time - self.times[less][doer]
                                 for doer, time in self.times[more].items()}
 
-    def _read(self, path):
+    def _read(self, path, rounds):
         _, variant, _ = path.stem.split(".")
         content = json.loads(path.read_text())
         self.context = content["context"]
@@ -164,8 +173,7 @@ class Results:
             # for another thread or process. Manually measured times are reported as real time too.
             waits = run["threads"] > 1 or run["name"].endswith(("/real_time", "/manual_time"))
             time = run["real_time" if waits else "cpu_time"]
-            times = self.times[work]
-            times[doer] = min(time, times.get(doer, math.inf))
+            rounds[work][doer].append(time)
             if "allocations" in run:
                 self.allocations[work][doer] = run["allocations"]
 
